@@ -1,0 +1,142 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Named events for handlers that plugins registered. One request is served at a time; its
+ * parameters exist while it is, and two assertions guard that discipline.
+ */
+#include "vorn/inform.h"
+
+#include "api/connection.h"
+#include "api/inform_state.h"
+#include "core/base/assert.h"
+#include "core/base/result.h"
+#include "core/base/text.h"
+#include "vorn/debug.h"
+#include "vorn/eloop.h"
+#include "vorn/socket.h"
+
+#include <cstring>
+
+namespace vorn {
+
+constinit InformHandlers *inform_handlers = nullptr;
+constinit InformValues *vorn_inform_socket_request_values = nullptr;
+
+namespace {
+
+constexpr char socket_name[] = "vorn_sock_inform";
+constexpr Door door = {"inform", "inform accept", "inform fcntl"};
+constexpr unsigned int buckets = 8;
+constexpr std::uint32_t version = 0;
+constexpr int failure = 1;
+
+template <typename Tables>
+Tables *make_tables()
+{
+    Owned<Tables> tables = make<Tables>();
+    return tables && tables->by_name.create(buckets) ? tables.release() : nullptr;
+}
+
+/* name=value pairs joined by "&"; a repeated name keeps its first value. */
+void parse_pairs(Table<char> &values, char *rest)
+{
+    while (rest) {
+        const char *name = strsep(&rest, "=");
+        if (!rest) {
+            vorn_debug_eprintf("Bad inform request.\n");
+            return;
+        }
+        char *value = strsep(&rest, "&");
+        values.insert(name, value);
+    }
+}
+
+} // namespace
+
+void start_inform_socket_request(char *body)
+{
+    assert_that(!vorn_inform_socket_request_values,
+                "vorn_inform_socket_request_values == ((void *)0)", "inform", __LINE__, __func__);
+
+    vorn_inform_socket_request_values = make_tables<InformValues>();
+    if (!vorn_inform_socket_request_values) {
+        vorn_debug_fatal("malloc");
+        return;
+    }
+    parse_pairs(vorn_inform_socket_request_values->by_name, body);
+}
+
+const char *dispatch_inform_request()
+{
+    const char *object = vorn_inform_get_value("object");
+    if (!object) return "ERR no object parameter";
+
+    const InformHandler *handler = inform_handlers ? inform_handlers->by_name.get(object) : nullptr;
+    if (!handler) return "ERR no handler";
+    return handler->fn() == failure ? "ERR returned by handler" : "OK";
+}
+
+void end_inform_socket_request()
+{
+    assert_that(vorn_inform_socket_request_values,
+                "vorn_inform_socket_request_values != ((void *)0)", "inform", __LINE__, __func__);
+
+    delete vorn_inform_socket_request_values;
+    vorn_inform_socket_request_values = nullptr;
+}
+
+void handle_inform_connection(int listener, void *, void *)
+{
+    Connection client(listener, door);
+    if (!client) return;
+
+    if (client.read_word() != version) {
+        vorn_debug_eprintf("Inform version number unrecognized.\n");
+        return;
+    }
+    const Allocated<char> body = client.read_body(client.read_word());
+    if (!body) return;
+
+    start_inform_socket_request(body.get());
+    if (!vorn_inform_socket_request_values) return;
+    const Line<64> reply("%s\n", dispatch_inform_request());
+    client.reply(reply.get());
+    end_inform_socket_request();
+}
+
+} // namespace vorn
+
+int vorn_inform_init()
+{
+    const int listener = vorn_socket_get_unix(vorn::socket_name, VORN_SOCKET_ABSTRACT);
+    if (listener == -1) return vorn::failed;
+
+    eloop_register_read_sock(listener, vorn::handle_inform_connection, nullptr, nullptr);
+    return vorn::ok;
+}
+
+int vorn_inform_fn_add(const char *name, vorn_inform_fn handler)
+{
+    if (!name) {
+        vorn_debug_1printf("Name is null.\n");
+        return vorn::failed;
+    }
+    if (!handler) {
+        vorn_debug_1printf("inform_fn is null.\n");
+        return vorn::failed;
+    }
+    if (!vorn::inform_handlers) vorn::inform_handlers = vorn::make_tables<vorn::InformHandlers>();
+    if (!vorn::inform_handlers) return vorn::failed;
+
+    vorn::Owned<vorn::InformHandler> record = vorn::make<vorn::InformHandler>();
+    if (!record) return vorn::failed;
+    record->fn = handler;
+    if (vorn::inform_handlers->by_name.insert(name, record.get()) != 0) return vorn::failed;
+    record.release();
+    return vorn::ok;
+}
+
+const char *vorn_inform_get_value(const char *name)
+{
+    if (!name || !vorn::vorn_inform_socket_request_values) return nullptr;
+    return vorn::vorn_inform_socket_request_values->by_name.get(name);
+}

@@ -1,0 +1,201 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Announcements to subscribers. A connection's life: accepted and registered with the loop, but
+ * no subscriber yet; a subscriber from its first byte on, in the lowest free slot; cleared,
+ * unregistered and closed when the peer closes. With all slots taken that first byte ends it.
+ * A slot that an object change clears leaves the connection open: its next byte subscribes it
+ * again.
+ */
+#include "vorn/notify.h"
+
+#include "api/notify_sender.h"
+#include "api/notify_state.h"
+#include "core/base/guard.h"
+#include "core/base/result.h"
+#include "core/base/text.h"
+#include "vorn/debug.h"
+#include "vorn/eloop.h"
+#include "vorn/socket.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace vorn {
+
+constinit NotifyConnection notify_connection[notify_slots] = {};
+constinit std::int32_t conf_change_counter = 1;
+
+namespace {
+
+constexpr int port = 8001;
+constexpr int loopback_only = 1;
+/* What one event may cost: a subscriber that writes without end is not read without end. */
+constexpr int most_discarded = 65536;
+
+enum class Peer { there, gone };
+
+/* Reads what the subscriber wrote, which nobody wants; tells whether it is still there. */
+Peer discard_input(std::FILE *stream)
+{
+    errno = 0;
+    for (int count = 0; count < most_discarded; count++) {
+        if (std::getc(stream) == EOF) {
+            const int reason = errno;
+            std::clearerr(stream);
+            return reason == EAGAIN || reason == EINTR ? Peer::there : Peer::gone;
+        }
+    }
+    return Peer::there;
+}
+
+void end_connection(int fd, std::FILE *stream)
+{
+    eloop_unregister_read_sock(fd);
+    forget_unsent(fd);
+    std::fclose(stream);
+}
+
+int failed_to(const char *what, int fd)
+{
+    vorn_debug_perror(what);
+    if (fd >= 0) close(fd);
+    return -1;
+}
+
+int accept_connection(int listener)
+{
+    const int fd = accept(listener, nullptr, nullptr);
+    if (fd < 0) return failed_to("vorn_notify_new_connection accept", -1);
+    if (fcntl(fd, F_SETFD, FD_CLOEXEC) < 0) {
+        return failed_to("vorn_notify_new_connection fcntl", fd);
+    }
+    vorn_socket_set_nonblock(fd);
+    return fd;
+}
+
+Text object_change(const char *origin, const char *class_name, const char *instance_name,
+                   const char *property, const char *value)
+{
+    return format("<?xml version=\"1.0\"?><object_changed%s%s%s><%s%s%s%s><%s>%s</%s></%s>"
+                  "</object_changed>\n",
+                  origin ? " origin=\"" : "", origin ? origin : "", origin ? "\"" : "", class_name,
+                  instance_name ? " name=\"" : "", instance_name ? instance_name : "",
+                  instance_name ? "\"" : "", property, value, property, class_name);
+}
+
+Text conf_change(const char *origin)
+{
+    if (!origin) {
+        return format("<?xml version=\"1.0\"?><conf_changed>%d</conf_changed>\n",
+                      conf_change_counter);
+    }
+    return format("<?xml version=\"1.0\"?><conf_changed origin=\"%s\">%d</conf_changed>\n", origin,
+                  conf_change_counter);
+}
+
+} // namespace
+
+int vorn_notify_add_connection(int fd, std::FILE *stream)
+{
+    for (const NotifyConnection &slot : notify_connection) {
+        if (!slot.in_use || slot.fd != fd) continue;
+        if (slot.stream != stream) {
+            vorn_debug_eprintf("%s: fp doesn't match.\n", "vorn_notify_add_connection");
+        }
+        return ok;
+    }
+    for (NotifyConnection &slot : notify_connection) {
+        if (slot.in_use) continue;
+        slot = {true, fd, stream};
+        return ok;
+    }
+    return failed;
+}
+
+void notify_remove_connection(int fd)
+{
+    for (NotifyConnection &slot : notify_connection) {
+        if (!slot.in_use || slot.fd != fd) continue;
+        slot = {};
+        return;
+    }
+}
+
+void notify_read(int fd, void *, void *user_data)
+{
+    auto *stream = static_cast<std::FILE *>(user_data);
+    const Peer peer = discard_input(stream);
+
+    if (vorn_notify_add_connection(fd, stream) != ok) {
+        vorn_debug_eprintf("Unable to add notify connection.\n");
+        end_connection(fd, stream);
+        return;
+    }
+    if (peer == Peer::there) return;
+
+    notify_remove_connection(fd);
+    end_connection(fd, stream);
+    vorn_debug_1printf("Notify connection ended (fd %d).\n", fd);
+}
+
+void notify_new_connection(int listener, void *, void *)
+{
+    const int fd = accept_connection(listener);
+    if (fd < 0) return;
+
+    std::FILE *stream = fdopen(fd, "w+");
+    if (!stream) {
+        failed_to("vorn_notify_new_connection fdopen", fd);
+        return;
+    }
+    if (eloop_register_read_sock(fd, notify_read, nullptr, stream) != 0) {
+        vorn_debug_eprintf("Unable to add notify connection.\n");
+        std::fclose(stream);
+        return;
+    }
+    vorn_debug_1printf("Notify connection started (fd %d).\n", fd);
+}
+
+} // namespace vorn
+
+using vorn::notify_connection;
+
+int vorn_notify_init()
+{
+    const int listener = vorn_socket_get_tcp(vorn::port, vorn::loopback_only);
+    if (listener < 0) return vorn::failed;
+
+    eloop_register_read_sock(listener, vorn::notify_new_connection, nullptr, nullptr);
+    return vorn::ok;
+}
+
+void vorn_notify_conf_change(const char *origin)
+{
+    /* Counts on past the largest number rather than stopping at it. */
+    vorn::conf_change_counter =
+        static_cast<std::int32_t>(static_cast<std::uint32_t>(vorn::conf_change_counter) + 1);
+
+    const vorn::Text message = vorn::conf_change(origin);
+    if (!message) return;
+    for (const vorn::NotifyConnection &slot : notify_connection) {
+        if (slot.in_use) vorn::send_message(slot.fd, message.get());
+    }
+}
+
+void vorn_notify_object_change(const char *origin, const char *class_name,
+                               const char *instance_name, const char *property, const char *value)
+{
+    if (vorn::absent(class_name, "class_name") || vorn::absent(property, "property")) return;
+    if (vorn::absent(value, "value")) return;
+
+    const vorn::Text message =
+        vorn::object_change(origin, class_name, instance_name, property, value);
+    if (!message) return;
+    for (const vorn::NotifyConnection &slot : notify_connection) {
+        if (!slot.in_use || vorn::send_message(slot.fd, message.get())) continue;
+        vorn::notify_remove_connection(slot.fd);
+    }
+}

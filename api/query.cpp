@@ -1,0 +1,241 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * The LSQL engine: from a request's text to its answer. A write transaction works on a copy of
+ * the running configuration that replaces it only if every operation succeeded; any other request
+ * works on the running configuration itself, without a way back. Evaluation nests: a provider
+ * that refreshes may evaluate a passive request before the outer one goes on.
+ */
+#include "vorn/query.h"
+
+#include "api/query_operations.h"
+#include "api/query_result.h"
+#include "api/query_state.h"
+#include "core/base/text.h"
+#include "model/instances_walk.h"
+#include "services/xml.h"
+#include "vorn/actions.h"
+#include "vorn/config.h"
+#include "vorn/debug.h"
+#include "vorn/provider.h"
+#include "vorn/xml.h"
+
+#include <cstring>
+
+int vorn_query_transaction_number = 0;
+
+namespace vorn {
+
+constinit bool external_updates_disabled = false;
+
+namespace {
+
+constexpr char root_name[] = "lsql";
+constexpr char startup_request_name[] = "get_conf";
+constexpr char transaction_name[] = "write-transaction";
+
+struct DeleteChanges {
+    void operator()(vorn_changes *changes) const noexcept { vorn_changes_delete(changes); }
+};
+struct DeleteRefreshInfo {
+    void operator()(vorn_refresh_info *info) const noexcept { vorn_refresh_info_delete(info); }
+};
+using OwnedChanges = std::unique_ptr<vorn_changes, DeleteChanges>;
+using OwnedRefreshInfo = std::unique_ptr<vorn_refresh_info, DeleteRefreshInfo>;
+
+bool is_named(const xmlNode *node, const char *name)
+{
+    return node->name && xmlStrEqual(node->name, xml(name));
+}
+
+/* An answer to the request as a whole. */
+XmlDocument refusal(const char *message)
+{
+    QueryContext context;
+    std::int32_t count = 0;
+    XmlDocument result = new_result();
+    if (!result) return result;
+    add_error(context, result.get(), message, count);
+    add_rc_counter(context, result.get(), count, 0);
+    return context.out_of_memory ? XmlDocument() : std::move(result);
+}
+
+/* The instances of an abandoned copy are nobody else's; those of an accepted one are kept. */
+StoreWithInstances copy_for_transaction()
+{
+    return StoreWithInstances(vorn_instances_copy(vorn_config_get_running()));
+}
+
+/* Runs one pass; with `all`, an operation's error does not keep the next one from being looked at.
+ */
+std::int32_t run_pass(QueryContext &context, xmlNode *first, xmlDoc *result, bool all)
+{
+    std::int32_t count = 0;
+    context.operation = first;
+    while (context.operation && (all || count == 0)) {
+        context.operation = evaluate_operation(context, result, count);
+    }
+    return count;
+}
+
+/* The first pass; an answer means that the request ends here. */
+bool plan(QueryContext &context, xmlNode *first, XmlDocument &result)
+{
+    constexpr bool every_operation = true;
+    const OwnedRefreshInfo info(vorn_refresh_info_new(context.instances));
+    if (!info) {
+        context.out_of_memory = true;
+        return false;
+    }
+    context.refresh_info = info.get();
+    const std::int32_t errors = run_pass(context, first, result.get(), every_operation);
+    if (errors == 0 && !context.out_of_memory) vorn_providers_refresh(info.get());
+    context.refresh_info = nullptr;
+    return errors == 0;
+}
+
+bool has_to_be_committed(const QueryContext &context)
+{
+    return context.opcode != select_opcode || context.transaction;
+}
+
+XmlDocument evaluate_operations(QueryContext &context, xmlNode *first, StoreWithInstances copy)
+{
+    constexpr bool until_an_error = false;
+    const OwnedChanges changes(vorn_changes_new(context.instances));
+    XmlDocument result = new_result();
+    if (!changes || !result) return {};
+    context.changes = changes.get();
+
+    if (!plan(context, first, result)) {
+        return context.out_of_memory ? XmlDocument() : std::move(result);
+    }
+    result = new_result();
+    if (!result || context.out_of_memory) return {};
+
+    const std::int32_t errors = run_pass(context, first, result.get(), until_an_error);
+    if (context.out_of_memory && context.transaction) return {};
+    if (errors == 0 && !context.passive) {
+        if (context.transaction) vorn_config_replace_running(copy.release());
+        if (has_to_be_committed(context)) {
+            vorn_providers_commit(context.instances, changes.get(), nullptr);
+        }
+    }
+    return context.out_of_memory ? XmlDocument() : std::move(result);
+}
+
+XmlDocument evaluate_request(xmlDoc *request, bool passive)
+{
+    xmlNode *root = xmlDocGetRootElement(request);
+    if (!is_named(root, root_name)) return refusal("Top level name is not lsql.");
+
+    vorn_query_origin = vorn_util_xmlGetProp(root, "origin");
+    if (external_updates_disabled && vorn_query_origin) {
+        return refusal("External updates are prohibited.");
+    }
+    xmlNode *first = root->children;
+    if (!first) return refusal("Incomplete lsql request.");
+
+    QueryContext context;
+    StoreWithInstances copy;
+    context.request = request;
+    context.passive = passive;
+    context.instances = vorn_config_get_running();
+    if (is_named(first, transaction_name)) {
+        copy = copy_for_transaction();
+        if (!copy) return {};
+        context.transaction = true;
+        context.instances = copy.get();
+        first = first->children;
+    }
+    return evaluate_operations(context, first, std::move(copy));
+}
+
+bool shows_queries(bool passive)
+{
+    return vorn_debug_get() > (passive ? 1 : 0);
+}
+
+void show(const char *what, bool passive, xmlDoc *document)
+{
+    if (!shows_queries(passive)) return;
+    vorn_debug_printf("LSQL %s%s:\n", what, passive ? " (passive)" : "");
+    if (document) xmlDocDump(vorn_debug_get_stream(), document);
+    std::fflush(vorn_debug_get_stream());
+}
+
+XmlDocument evaluate_logged(xmlDoc *request, bool passive)
+{
+    show("query", passive, request);
+    XmlDocument result = evaluate_request(request, passive);
+    show("result", passive, result.get());
+    return result;
+}
+
+/* The origin points into the request; whoever asks for it later must not find a freed text. */
+class OriginEndsWithRequest {
+public:
+    explicit OriginEndsWithRequest(xmlNode *root) : origin_(vorn_util_xmlGetProp(root, "origin")) {}
+    OriginEndsWithRequest(const OriginEndsWithRequest &) = delete;
+    ~OriginEndsWithRequest()
+    {
+        if (vorn_query_origin == origin_) vorn_query_origin = nullptr;
+    }
+
+private:
+    const char *origin_;
+};
+
+char *evaluate_text(const char *text, bool passive)
+{
+    const XmlDocument request = text ? parse_xml_text(text, std::strlen(text)) : XmlDocument();
+    if (!request) {
+        vorn_debug_eprintf("Invalid LSQL request: %s\n", shown(text));
+        return nullptr;
+    }
+    xmlNode *root = xmlDocGetRootElement(request.get());
+    if (is_named(root, startup_request_name)) return vorn_config_get_startup_as_xml();
+
+    const OriginEndsWithRequest origin_ends(root);
+    const XmlDocument result = evaluate_logged(request.get(), passive);
+    char *answer = result ? dump_result(result.get()) : nullptr;
+    if (!answer) vorn_debug_eprintf("No memory to answer an LSQL request.\n");
+    return answer;
+}
+
+/* Filled and then left behind: the commit makes an empty set of its own. */
+void leave_action_set_behind(const char *provider, const char *action, const char *class_name,
+                             const char *instance_name)
+{
+    vorn_actions *actions = vorn_actions_new();
+    if (actions) vorn_actions_add(actions, provider, action, class_name, instance_name);
+}
+
+} // namespace
+
+} // namespace vorn
+
+char *vorn_query_eval(const char *request)
+{
+    return vorn::evaluate_text(request, false);
+}
+
+char *vorn_query_eval_passive(const char *request)
+{
+    return vorn::evaluate_text(request, true);
+}
+
+void vorn_query_action(const char *provider, const char *action, const char *class_name,
+                       const char *instance_name)
+{
+    vorn_instances *running = vorn_config_get_running();
+    const vorn::OwnedChanges changes(vorn_changes_new(running));
+    if (!changes) return;
+
+    vorn::leave_action_set_behind(provider, action, class_name, instance_name);
+    vorn_providers_commit(running, changes.get(), nullptr);
+}
+
+void vorn_query_disable_external_updates()
+{
+    vorn::external_updates_disabled = true;
+}

@@ -1,0 +1,394 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * The four operations. Each runs twice: the first pass looks at the request's shape and gathers
+ * what has to be fresh, the second does the work. The first error ends an operation at once; what
+ * it did before stays.
+ */
+#include "api/query_operations.h"
+
+#include "api/query_result.h"
+#include "api/query_where.h"
+#include "core/base/text.h"
+#include "model/class_record.h"
+#include "model/instance_record.h"
+#include "model/instances_walk.h"
+#include "services/xml.h"
+#include "vorn/class.h"
+#include "vorn/config.h"
+#include "vorn/debug.h"
+#include "vorn/query.h"
+#include "vorn/xml.h"
+
+#include <cstring>
+
+namespace vorn {
+
+namespace {
+
+constexpr int in_line = 1;
+constexpr int deletion_trace_level = 3;
+constexpr std::size_t message_room = 160;
+constexpr std::size_t short_message_room = 80;
+
+using Message = Line<message_room>;
+using ShortMessage = Line<short_message_room>;
+
+struct DeleteProperties {
+    void operator()(vorn_class_property_iterator *iterator) const noexcept
+    {
+        vorn_class_delete_property_iterator(iterator);
+    }
+};
+struct DeleteInstance {
+    void operator()(vorn_instance *instance) const noexcept { vorn_instance_delete(instance); }
+};
+using OwnedInstance = std::unique_ptr<vorn_instance, DeleteInstance>;
+
+/* What an element sets: its text, or the empty text. */
+const char *value_of(const QueryContext &context, const xmlNode *element)
+{
+    const char *text = vorn_util_xmlNodeListGetString(context.request, element->children, in_line);
+    return text ? text : "";
+}
+
+const char *class_name_of(const vorn_instance &instance)
+{
+    return instance.klass->name.get();
+}
+
+bool is_meant(const QueryContext &context, const vorn_instance *instance)
+{
+    return !context.where || eval_expr(context.request, context.where, instance);
+}
+
+void report(QueryContext &context, xmlDoc *result, const char *message)
+{
+    add_error(context, result, message, context.errors);
+}
+
+/* Every instance of the class and name that the operation is about. */
+Walk instances_of(const QueryContext &context)
+{
+    return Walk(vorn_instances_new_group_iterator(context.instances, context.class_name,
+                                                  context.instance_name));
+}
+
+void collect_where(const QueryContext &context)
+{
+    collect_where_properties(context.refresh_info, context.request, context.where,
+                             context.class_name, context.instance_name);
+}
+
+void collect_select_properties(const QueryContext &context)
+{
+    if (context.properties && std::strcmp(context.properties, "all") == 0) {
+        vorn_refresh_info_add_all_properties(context.refresh_info, context.class_name,
+                                             context.instance_name);
+        return;
+    }
+    for (const xmlNode *element = context.property_elements; element; element = element->next) {
+        vorn_refresh_info_add_property(context.refresh_info, context.class_name,
+                                       context.instance_name, plain(element->name));
+    }
+}
+
+void add_all_properties(QueryContext &context, const vorn_instance *instance, xmlNode *element)
+{
+    const std::unique_ptr<vorn_class_property_iterator, DeleteProperties> properties(
+        vorn_class_new_property_iterator(instance->klass));
+    if (!properties) context.out_of_memory = true;
+
+    while (properties && vorn_class_property_iterator_has_next(properties.get())) {
+        const vorn_property *property = vorn_class_property_iterator_next(properties.get());
+        add_property_element(context, instance, property->name.get(), element);
+    }
+}
+
+void add_requested_properties(QueryContext &context, const vorn_instance *instance,
+                              xmlNode *element)
+{
+    for (const xmlNode *child = context.property_elements; child; child = child->next) {
+        add_property_element(context, instance, plain(child->name), element);
+    }
+}
+
+/* False when the "properties" attribute makes no sense, which shows at the first instance only. */
+bool select_instance(QueryContext &context, xmlDoc *result, const vorn_instance *instance,
+                     xmlNode *dataset)
+{
+    context.counter++;
+    xmlNode *element = add_instance_element(context, instance, context.class_name, dataset);
+    if (!element) return false;
+
+    if (!context.properties) {
+        add_requested_properties(context, instance, element);
+        return true;
+    }
+    if (std::strcmp(context.properties, "all") != 0) {
+        report(context, result,
+               ShortMessage("Invalid properties=\"%s\".", context.properties).get());
+        return false;
+    }
+    add_all_properties(context, instance, element);
+    return true;
+}
+
+/* Each operation answers whether "rc" and "counter" are to follow. */
+bool query_select(QueryContext &context, xmlDoc *result)
+{
+    xmlNode *dataset = add_element(context, xmlDocGetRootElement(result), "dataset");
+    if (!vorn_classes_get(context.class_name)) return true;
+    if (is_first_pass(context)) {
+        collect_select_properties(context);
+        collect_where(context);
+        return false;
+    }
+    if (!dataset) return true;
+    for (const vorn_instance *instance : instances_of(context)) {
+        if (is_meant(context, instance) && !select_instance(context, result, instance, dataset)) {
+            break;
+        }
+    }
+    return true;
+}
+
+/* Sets one value of an instance that exists; false after an error. */
+bool update_property(QueryContext &context, xmlDoc *result, vorn_instance *instance,
+                     const xmlNode *element)
+{
+    const char *name = plain(element->name);
+    const char *class_name = class_name_of(*instance);
+    const char *value = value_of(context, element);
+
+    const vorn_property *property = vorn_class_get_property(instance->klass, name);
+    if (!property) {
+        report(context, result,
+               Message("Property \"%s\" is not valid for class \"%s\".", name, class_name).get());
+        return false;
+    }
+    if (!context.passive && !property->writable) {
+        report(context, result,
+               Message("Property \"%s\" of class \"%s\" is not writable.", name, class_name).get());
+        return false;
+    }
+    if (vorn_instance_set_value(instance, name, value) != 0) {
+        report(context, result,
+               Message("Value \"%s\" is not valid for property \"%s\" of class \"%s\".", value,
+                       name, class_name)
+                   .get());
+        return false;
+    }
+    return true;
+}
+
+/* The change set is told first: it must know the instance before any value of it changes. */
+bool update_instance(QueryContext &context, xmlDoc *result, vorn_instance *instance)
+{
+    vorn_changes_instance_updated(context.changes, instance);
+    for (const xmlNode *element = context.property_elements; element; element = element->next) {
+        if (!update_property(context, result, instance, element)) return false;
+    }
+    context.counter++;
+    return true;
+}
+
+bool query_update(QueryContext &context, xmlDoc *result)
+{
+    if (!vorn_classes_get(context.class_name)) {
+        report(context, result, Message("Unknown class \"%s\".", context.class_name).get());
+        return true;
+    }
+    if (is_first_pass(context)) {
+        collect_where(context);
+        return false;
+    }
+    for (vorn_instance *instance : instances_of(context)) {
+        if (is_meant(context, instance) && !update_instance(context, result, instance)) break;
+    }
+    return true;
+}
+
+void trace_deletion(const vorn_instance *instance)
+{
+    if (vorn_debug_get() <= deletion_trace_level) return;
+    vorn_debug_printf("Considering deleting:\n");
+    vorn_instance_print(instance, vorn_debug_get_stream());
+}
+
+bool query_delete(QueryContext &context, xmlDoc *)
+{
+    if (!vorn_classes_get(context.class_name)) return true;
+    if (is_first_pass(context)) {
+        collect_where(context);
+        return false;
+    }
+    for (vorn_instance *instance : instances_of(context)) {
+        trace_deletion(instance);
+        if (!is_meant(context, instance)) continue;
+        vorn_instances_remove(context.instances, instance);
+        vorn_changes_instance_deleted(context.changes, instance);
+        vorn_instance_delete(instance);
+        context.counter++;
+    }
+    return true;
+}
+
+/* Sets one value of a new instance; false after an error. */
+bool insert_property(QueryContext &context, xmlDoc *result, vorn_instance *instance,
+                     const xmlNode *element, const char *element_class)
+{
+    const char *name = plain(element->name);
+    const char *class_name = class_name_of(*instance);
+    const char *value = value_of(context, element);
+
+    const vorn_property *property = vorn_class_get_property(instance->klass, name);
+    if (!property) {
+        report(context, result,
+               Message("Property \"%s\" is not valid for class \"%s\".", name, class_name).get());
+        return false;
+    }
+    if (!context.passive && !property->writable && !property->required_on_insert) {
+        report(context, result,
+               Message("Property \"%s\" of class \"%s\" is not writable.", name, class_name).get());
+        return false;
+    }
+    if (vorn_instance_set_value(instance, name, value) != 0) {
+        report(context, result,
+               Message("Value \"%s\" is not valid for property \"%s\" of class \"%s\".", value,
+                       name, element_class)
+                   .get());
+        return false;
+    }
+    return true;
+}
+
+bool is_complete(QueryContext &context, xmlDoc *result, const vorn_instance *instance)
+{
+    char *reason = nullptr;
+    const bool valid = vorn_instance_is_valid(instance, &reason) != 0;
+    const Text owned(reason);
+    if (!valid) {
+        report(context, result, Message("Instance is invalid: %s", shown(reason)).get());
+    }
+    return valid;
+}
+
+bool insert_instance(QueryContext &context, xmlDoc *result, xmlNode *element)
+{
+    const char *element_class = shown(plain(element->name));
+    const char *class_name = vorn_config_get_class_name(context.request, element);
+    if (!class_name) {
+        report(context, result, Message("Unknown class \"%s\".", element_class).get());
+        return false;
+    }
+    const char *name = vorn_util_xmlGetProp(element, "name");
+    OwnedInstance instance(vorn_instance_new(vorn_classes_get(class_name), name));
+    if (!instance) {
+        report(
+            context, result,
+            Message("Bad instance name \"%s\" of class \"%s\".", shown(name), element_class).get());
+        return false;
+    }
+    for (const xmlNode *child = element->children; child; child = child->next) {
+        if (!insert_property(context, result, instance.get(), child, element_class)) return false;
+    }
+    if (!is_complete(context, result, instance.get())) return false;
+    if (vorn_instances_add(context.instances, instance.get()) != 0) {
+        report(context, result,
+               Message("Couldn't add instance \"%s\" of class \"%s\".", shown(name), element_class)
+                   .get());
+        return false;
+    }
+    vorn_changes_instance_inserted(context.changes, instance.release());
+    context.counter++;
+    return true;
+}
+
+bool query_insert(QueryContext &context, xmlDoc *result)
+{
+    if (is_first_pass(context)) return false;
+
+    for (xmlNode *element = context.operation->children; element; element = element->next) {
+        if (!insert_instance(context, result, element)) break;
+    }
+    return true;
+}
+
+struct Operation {
+    const char *name;
+    bool (*run)(QueryContext &context, xmlDoc *result);
+};
+
+/* In the order of their codes. */
+constexpr Operation operations[] = {
+    {"select", query_select},
+    {"update", query_update},
+    {"delete", query_delete},
+    {"insert", query_insert},
+};
+
+const Operation *find_operation(const xmlNode *node)
+{
+    for (const Operation &each : operations) {
+        if (node->name && xmlStrEqual(node->name, xml(each.name))) return &each;
+    }
+    return nullptr;
+}
+
+/* A shape that makes no operation ends the request. */
+xmlNode *end_request(QueryContext &context, xmlDoc *result, const char *message,
+                     std::int32_t &count)
+{
+    add_error(context, result, message, count);
+    add_rc_counter(context, result, count, 0);
+    return nullptr;
+}
+
+/*
+ * The where-expression follows its operation. A node without children between two operations,
+ * white space for one, is passed over.
+ */
+xmlNode *take_where(QueryContext &context)
+{
+    xmlNode *sibling = context.operation->next;
+
+    context.where = nullptr;
+    if (!sibling) return nullptr;
+    if (!sibling->children) return sibling->next;
+    if (!xmlStrEqual(sibling->name, xml("where"))) return sibling;
+    context.where = sibling->children;
+    return sibling->next;
+}
+
+} // namespace
+
+xmlNode *evaluate_operation(QueryContext &context, xmlDoc *result, std::int32_t &count)
+{
+    const Operation *operation = find_operation(context.operation);
+    if (!operation) {
+        const ShortMessage message("Invalid operation \"%s\".",
+                                   shown(plain(context.operation->name)));
+        return end_request(context, result, message.get(), count);
+    }
+    context.opcode = static_cast<std::int32_t>(operation - operations);
+
+    xmlNode *class_element = context.operation->children;
+    if (!class_element) return end_request(context, result, "Incomplete lsql request.", count);
+    context.class_name = plain(class_element->name);
+    if (!context.class_name) return end_request(context, result, "No class name.", count);
+
+    context.instance_name = vorn_util_xmlGetProp(class_element, "name");
+    context.properties = vorn_util_xmlGetProp(class_element, "properties");
+    context.property_elements = is_element(class_element) ? class_element->children : nullptr;
+    xmlNode *next = take_where(context);
+    if (!context.passive) vorn_query_transaction_number++;
+
+    context.errors = 0;
+    context.counter = 0;
+    const bool answered = operation->run(context, result);
+    count = context.errors;
+    if (answered) add_rc_counter(context, result, context.errors, context.counter);
+    return next;
+}
+
+} // namespace vorn

@@ -1,0 +1,71 @@
+/* SPDX-License-Identifier: MIT */
+/* One provider: what it is made of, and how it is told of a commit or asked to refresh. */
+#include "change/provider_record.h"
+#include "core/base/guard.h"
+#include "core/base/result.h"
+
+using namespace vorn;
+
+vorn_provider *vorn_provider_new(const char *name)
+{
+    if (absent(name, "name")) return nullptr;
+
+    Owned<vorn_provider> provider = make<vorn_provider>();
+    if (!provider) return nullptr;
+
+    provider->name = copy_of(name);
+    return provider->name ? provider.release() : nullptr;
+}
+
+int vorn_provider_set_commit_fn(vorn_provider *provider, vorn_commit_fn commit, void *data)
+{
+    if (absent(provider, "provider")) return failed;
+
+    provider->commit_fn = commit;
+    provider->commit_data = data;
+    return ok;
+}
+
+int vorn_provider_set_refresh_fn(vorn_provider *provider, vorn_refresh_fn refresh, void *data)
+{
+    if (absent(provider, "provider")) return failed;
+
+    provider->refresh_fn = refresh;
+    provider->refresh_data = data;
+    return ok;
+}
+
+int vorn_provider_is_valid(const vorn_provider *provider)
+{
+    if (absent(provider, "provider")) return 0;
+    if (provider->commit_fn || provider->refresh_fn) return 1;
+
+    vorn_debug_1printf("Provider \"%s\" has no commit or refresh function.\n",
+                       provider->name.get());
+    return 0;
+}
+
+/* Nobody can answer for a commit that did not reach a provider, so its loss must be seen. */
+void vorn_provider_commit(vorn_provider *provider, vorn_instances *after, vorn_changes *changes,
+                          vorn_actions *actions)
+{
+    if (absent(provider, "provider") || !provider->commit_fn) return;
+
+    vorn_commit_info *info = vorn_commit_info_new(vorn_changes_get_before(changes), after, changes,
+                                                  actions, provider->commit_data);
+    if (!info) {
+        vorn_debug_eprintf("Out of memory, provider \"%s\" was not committed.\n",
+                           provider->name.get());
+        return;
+    }
+    provider->commit_fn(info);
+    vorn_commit_info_delete(info);
+}
+
+void vorn_provider_refresh(vorn_provider *provider, vorn_refresh_info *info)
+{
+    if (absent(provider, "provider") || !provider->refresh_fn) return;
+
+    vorn_refresh_info_set_data(info, provider->refresh_data);
+    provider->refresh_fn(info, provider->refresh_data);
+}

@@ -1,0 +1,14 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "core/base/memory.h"
+#include "core/base/text.h"
+#include "vorn/provider.h"
+
+struct vorn_provider : vorn::Record {
+    vorn::Text name;
+    vorn_commit_fn commit_fn = nullptr;
+    void *commit_data = nullptr;
+    vorn_refresh_fn refresh_fn = nullptr;
+    void *refresh_data = nullptr;
+};

@@ -1,0 +1,142 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * All providers of the process: collected while plugins are loaded, then put into one order for
+ * good, in which every commit and every refresh calls them. Nobody can be left out or refuse.
+ */
+#include "change/provider_record.h"
+#include "change/providers_state.h"
+#include "core/base/guard.h"
+#include "core/base/result.h"
+
+using namespace vorn;
+
+constinit ProviderRegistry *vorn::provider_registry = nullptr;
+
+namespace {
+
+constexpr unsigned int table_buckets = 32;
+constexpr int name_taken = -1;
+
+/* Too late is as bad as too early: the order is never computed again. */
+bool closed()
+{
+    if (provider_registry && !provider_registry->ordered) return false;
+    vorn_debug_1printf("Providers can only be added while plugins are loaded.\n");
+    return true;
+}
+
+/* The order names strangers too, which were only mentioned in a constraint. */
+template <typename Visitor>
+void for_each_registered(Visitor visit_provider)
+{
+    if (!provider_registry) return;
+    for (const char *name : provider_registry->ordered) {
+        vorn_provider *provider = provider_registry->registered.get(name);
+        if (provider) visit_provider(*provider);
+    }
+}
+
+void log_commit(const vorn_instances *after, const vorn_changes *changes)
+{
+    vorn_debug_printf("Committing with these after instances:\n");
+    vorn_instances_print(after, vorn_debug_get_stream());
+    vorn_debug_printf("Committing with these changes:\n");
+    vorn_changes_print(changes, vorn_debug_get_stream());
+}
+
+} // namespace
+
+int vorn_providers_init(void)
+{
+    if (provider_registry) return ok;
+
+    Owned<ProviderRegistry> registry = make<ProviderRegistry>();
+    if (!registry || !registry->registered.create(table_buckets) ||
+        !registry->nodes.create(table_buckets))
+        return failed;
+
+    provider_registry = registry.release();
+    return ok;
+}
+
+int vorn_providers_add(vorn_provider *provider)
+{
+    if (absent(provider, "provider")) return failed;
+    if (!vorn_provider_is_valid(provider)) {
+        vorn_debug_1printf("Provider is invalid.\n");
+        return failed;
+    }
+    if (closed()) return failed;
+
+    const char *name = provider->name.get();
+    const int inserted = provider_registry->registered.insert(name, provider);
+    if (inserted == name_taken)
+        vorn_debug_1printf("Provider with name \"%s\" already in providers.\n", name);
+    if (inserted != ok) return failed;
+    if (add_node(provider_registry->nodes, name)) return ok;
+
+    provider_registry->registered.remove(name);
+    return failed;
+}
+
+vorn_provider *vorn_providers_get(const char *name)
+{
+    if (absent(name, "name")) return nullptr;
+
+    return provider_registry ? provider_registry->registered.get(name) : nullptr;
+}
+
+int vorn_providers_order(const char *first, const char *later)
+{
+    if (absent(first, "name") || absent(later, "name") || closed()) return failed;
+
+    return add_constraint(provider_registry->nodes, first, later) ? ok : failed;
+}
+
+/* Also after a loop an order exists, so that a second call has nothing to do. */
+int vorn_providers_done_adding(void)
+{
+    if (!provider_registry) return failed;
+    if (provider_registry->ordered) return ok;
+    if (!order_nodes(provider_registry->nodes, provider_registry->ordered)) return failed;
+
+    discard_nodes(provider_registry->nodes);
+    return ok;
+}
+
+void vorn_providers_print(std::FILE *stream)
+{
+    if (absent(stream, "stream")) return;
+
+    std::fprintf(stream, "Providers, in order (*** = not present):\n");
+    if (!provider_registry) return;
+    for (const char *name : provider_registry->ordered) {
+        const bool present = provider_registry->registered.get(name);
+        std::fprintf(stream, "%s%s\n", present ? "     " : " *** ", name);
+    }
+}
+
+/* A provider must not be kept from its commit by want of memory for a set nobody asked for. */
+void vorn_providers_commit(vorn_instances *after, vorn_changes *changes, vorn_actions *actions)
+{
+    if (vorn_debug_get() > 3) log_commit(after, changes);
+    if (!actions) actions = vorn_actions_new();
+
+    for_each_registered([=](vorn_provider &provider) {
+        vorn_debug_lprintf(3, "Committing provider %s...\n", provider.name.get());
+        vorn_provider_commit(&provider, after, changes, actions);
+    });
+    if (actions) vorn_actions_delete(actions);
+}
+
+void vorn_providers_refresh(vorn_refresh_info *info)
+{
+    if (vorn_debug_get() > 2) {
+        vorn_debug_printf("Refreshing providers with:\n");
+        vorn_refresh_info_print(info, vorn_debug_get_stream());
+    }
+    for_each_registered([=](vorn_provider &provider) {
+        vorn_debug_lprintf(3, "Refreshing provider %s...\n", provider.name.get());
+        vorn_provider_refresh(&provider, info);
+    });
+}

@@ -1,0 +1,100 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * A refresh function for one class, which asks for the value of each selected property and assigns
+ * it like any other value, validation and listeners included.
+ */
+#include "change/refresher_record.h"
+#include "core/base/guard.h"
+#include "core/base/result.h"
+#include "model/instances_walk.h"
+
+using namespace vorn;
+
+namespace {
+
+constexpr unsigned int property_buckets = 4;
+
+template <typename Function>
+bool absent_function(Function *function, const char *what)
+{
+    return absent(reinterpret_cast<const void *>(function), what);
+}
+
+/* Without an answer the property keeps the value it has. */
+void refresh_properties(const vorn_refresher &refresher, vorn_instance *instance,
+                        vorn_refresh_info *info)
+{
+    for (auto [property, function] : refresher.property_functions) {
+        if (!vorn_refresh_info_contains_property(info, instance, property)) continue;
+
+        vorn_debug_lprintf(4, "  Refreshing property %s.\n", property.name);
+        const char *value =
+            reinterpret_cast<vorn_refresher_property_fn>(function)(instance, property, info);
+        if (value) vorn_instance_set_value(instance, property, value);
+    }
+}
+
+} // namespace
+
+vorn_refresher *vorn_refresher_new(const char *class_name)
+{
+    if (absent(class_name, "name")) return nullptr;
+
+    Owned<vorn_refresher> refresher = make<vorn_refresher>();
+    if (!refresher || !refresher->property_functions.create(property_buckets)) return nullptr;
+
+    refresher->class_name = class_name;
+    return refresher.release();
+}
+
+int vorn_refresher_set_pre_refresh_fn(vorn_refresher *refresher,
+                                      vorn_refresher_pre_refresh_fn pre_refresh)
+{
+    if (absent(refresher, "refresher") || absent_function(pre_refresh, "pre_refresh"))
+        return failed;
+
+    refresher->pre_refresh = pre_refresh;
+    return ok;
+}
+
+int vorn_refresher_set_instance_fn(vorn_refresher *refresher,
+                                   vorn_refresher_instance_fn instance_fn)
+{
+    if (absent(refresher, "refresher") || absent_function(instance_fn, "instance_fn"))
+        return failed;
+
+    refresher->instance_fn = instance_fn;
+    return ok;
+}
+
+int vorn_refresher_set_property_fn(vorn_refresher *refresher, const char *property,
+                                   vorn_refresher_property_fn property_fn)
+{
+    if (absent(refresher, "refresher") || absent(property, "property")) return failed;
+    if (absent_function(property_fn, "property_fn")) return failed;
+
+    auto *function = reinterpret_cast<void *>(property_fn);
+    return refresher->property_functions.insert(property, function) == ok ? ok : failed;
+}
+
+void vorn_refresher_fn(vorn_refresh_info *info, void *)
+{
+    const auto *refresher = static_cast<vorn_refresher *>(vorn_refresh_info_get_data(info));
+    if (!refresher) {
+        vorn_debug_1printf("vorn_refresher_fn called without refresher as data.\n");
+        return;
+    }
+    if (!vorn_refresh_info_contains_class(info, refresher->class_name)) return;
+
+    vorn_debug_lprintf(4, "Refreshing class %s.\n", refresher->class_name);
+    if (refresher->pre_refresh) refresher->pre_refresh(info);
+
+    const Walk walk(vorn_instances_new_class_iterator(vorn_refresh_info_get_instances(info),
+                                                      refresher->class_name));
+    for (vorn_instance *instance : walk) {
+        if (!vorn_refresh_info_contains_instance(info, instance)) continue;
+
+        if (refresher->instance_fn) refresher->instance_fn(instance, info);
+        refresh_properties(*refresher, instance, info);
+    }
+}

@@ -1,0 +1,13 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "core/base/memory.h"
+#include "core/base/table.h"
+#include "vorn/refresher.h"
+
+struct vorn_refresher : vorn::Record {
+    const char *class_name = nullptr; /* the caller's, who keeps it alive */
+    vorn_refresher_pre_refresh_fn pre_refresh = nullptr;
+    vorn_refresher_instance_fn instance_fn = nullptr;
+    vorn::Table<void> property_functions; /* property name to vorn_refresher_property_fn */
+};

@@ -1,0 +1,46 @@
+# How everything is compiled: warnings, hardening, sanitizers, and what only the daemon gets.
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+include(CheckPIESupported)
+check_pie_supported()
+
+find_program(VORN_CCACHE ccache)
+if(VORN_CCACHE)
+    set(CMAKE_C_COMPILER_LAUNCHER ${VORN_CCACHE})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${VORN_CCACHE})
+endif()
+
+# Fixed rooms that cut what does not fit are part of the interface, hence no word on truncation.
+add_compile_options(-Wall -Wextra -Werror -Wshadow -Wformat=2 -Wundef -Wvla
+                    -Wno-format-truncation)
+add_compile_definitions(_GNU_SOURCE)
+
+if(VORN_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer -O1)
+    add_link_options(-fsanitize=address,undefined)
+else()
+    add_compile_options(-fstack-protector-strong -fstack-clash-protection -Wstack-usage=16384
+                        $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+    add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
+# No exceptions, no type information, no guards around statics: what is left needs no C++ runtime.
+add_library(vorn_daemon_flags INTERFACE)
+target_compile_options(vorn_daemon_flags INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-fvisibility=hidden -fvisibility-inlines-hidden>)
+set(VORN_DAEMON_ONLY_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+
+add_library(vorn_exports INTERFACE)
+target_link_options(vorn_exports INTERFACE
+    -Wl,--dynamic-list=${CMAKE_CURRENT_LIST_DIR}/exports.list)
+set_property(TARGET vorn_exports PROPERTY INTERFACE_LINK_DEPENDS
+    ${CMAKE_CURRENT_LIST_DIR}/exports.list)
+
+# CMake would add the C++ runtime to every link that holds a C++ object, the daemon's too; the
+# programs that want it are linked by the C++ driver, which brings it along by itself.
+set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")

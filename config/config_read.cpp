@@ -1,0 +1,149 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * From a document to instances. A bad instance, value or class is skipped with a message and
+ * never ends the load: a device with one wrong line in its configuration still comes up.
+ */
+#include "config/config_read.h"
+
+#include "core/base/text.h"
+#include "model/class_record.h"
+#include "model/instance_record.h"
+#include "vorn/class.h"
+#include "vorn/config.h"
+#include "vorn/debug.h"
+#include "vorn/xml.h"
+
+namespace vorn {
+
+namespace {
+
+constexpr char root_name[] = "config";
+constexpr int in_line = 1;
+
+struct DeleteInstance {
+    void operator()(vorn_instance *instance) const noexcept { vorn_instance_delete(instance); }
+};
+using OwnedInstance = std::unique_ptr<vorn_instance, DeleteInstance>;
+
+const char *text_of(xmlDoc *document, const xmlNode *element)
+{
+    const char *text = vorn_util_xmlNodeListGetString(document, element->children, in_line);
+    return text ? text : "";
+}
+
+void read_value(vorn_instance &instance, const char *property, const char *value)
+{
+    const char *class_name = instance.klass->name.get();
+
+    if (!vorn_class_get_property(instance.klass, property)) {
+        vorn_debug_eprintf("Property \"%s\" is not valid for class \"%s\" - skipping.\n", property,
+                           class_name);
+    } else if (vorn_instance_set_value(&instance, property, value) != 0) {
+        vorn_debug_eprintf(
+            "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.\n", value,
+            property, class_name);
+    }
+}
+
+bool is_valid(const vorn_instance &instance)
+{
+    char *reason = nullptr;
+    const bool valid = vorn_instance_is_valid(&instance, &reason) != 0;
+    const Text owned(reason);
+    if (!valid) {
+        vorn_debug_eprintf("Instance is invalid: %s Skipping instance.",
+                           reason ? reason : "(null)");
+    }
+    return valid;
+}
+
+void add_instance(OwnedInstance instance, vorn_instances *instances, vorn_changes *changes)
+{
+    if (vorn_instances_add(instances, instance.get()) != 0) {
+        const char *name = instance->name.get();
+        vorn_debug_eprintf("Couldn't add instance \"%s\" of class \"%s\". Skipping instance.\n",
+                           name ? name : "(null)", instance->klass->name.get());
+        return;
+    }
+    vorn_changes_instance_inserted(changes, instance.release());
+}
+
+void read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances,
+                   vorn_changes *changes)
+{
+    const char *class_name = vorn_config_get_class_name(document, element);
+    if (!class_name) return;
+
+    const char *name = vorn_util_xmlGetProp(element, "name");
+    OwnedInstance instance(vorn_instance_new(vorn_classes_get(class_name), name));
+    if (!instance) {
+        vorn_debug_eprintf("Bad instance name \"%s\" of class \"%s\"- skipping.\n",
+                           name ? name : "(null)", class_name);
+        return;
+    }
+    for (const xmlNode *child = element->children; child; child = child->next) {
+        if (is_element(child)) read_value(*instance, plain(child->name), text_of(document, child));
+    }
+    if (is_valid(*instance)) add_instance(std::move(instance), instances, changes);
+}
+
+struct DeleteClasses {
+    void operator()(vorn_classes_iterator *iterator) const noexcept
+    {
+        vorn_classes_delete_iterator(iterator);
+    }
+};
+
+} // namespace
+
+XmlDocument parse_config(const char *path)
+{
+    if (!path) {
+        vorn_debug_eprintf("Config filename is null.\n");
+        return {};
+    }
+    XmlDocument document = parse_xml_file(path);
+    if (!document) {
+        vorn_debug_eprintf("Config not parsed successfully.\n");
+        return {};
+    }
+    const xmlNode *root = xmlDocGetRootElement(document.get());
+    if (!root) {
+        vorn_debug_eprintf("Empty document.\n");
+        return {};
+    }
+    if (!xmlStrEqual(root->name, xml(root_name))) {
+        vorn_debug_eprintf("Document of the wrong type: root node is not \"%s\".", root_name);
+        return {};
+    }
+    return document;
+}
+
+/* Each node is freed once it is read: the document shrinks while the configuration grows. */
+void read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes)
+{
+    xmlNode *root = xmlDocGetRootElement(document);
+    while (xmlNode *node = root->children) {
+        if (is_element(node)) read_instance(document, node, instances, changes);
+        xmlUnlinkNode(node);
+        xmlFreeNode(node);
+    }
+}
+
+void add_missing_singletons(vorn_instances *instances, vorn_changes *changes)
+{
+    const std::unique_ptr<vorn_classes_iterator, DeleteClasses> classes(
+        vorn_classes_new_iterator());
+    while (classes && vorn_classes_iterator_has_next(classes.get())) {
+        vorn_class *klass = vorn_classes_iterator_next(classes.get());
+        if (klass->type != VORN_CLASS_SINGLETON) continue;
+        if (klass->persistence != 0 && vorn_instances_get_singleton(instances, klass->name.get())) {
+            continue;
+        }
+        OwnedInstance instance(vorn_instance_new(klass, nullptr));
+        if (!instance || vorn_instances_add(instances, instance.get()) != 0) continue;
+        vorn_changes_instance_inserted(changes, instance.release());
+    }
+}
+
+} // namespace vorn

@@ -1,0 +1,22 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "services/xml.h"
+#include "vorn/changes.h"
+#include "vorn/instances.h"
+
+namespace vorn {
+
+/* Parses a configuration file; empty, with the reason in the log, when it holds none. */
+XmlDocument parse_config(const char *path);
+
+/*
+ * Fills a store with the instances of a document, recording each as inserted. What is bad is
+ * skipped with a message. The document is used up.
+ */
+void read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes);
+
+/* Adds the singletons that the document left out and those that no document may decide. */
+void add_missing_singletons(vorn_instances *instances, vorn_changes *changes);
+
+} // namespace vorn

@@ -1,0 +1,26 @@
+/* SPDX-License-Identifier: MIT */
+/* The one running configuration: what requests read and what a transaction replaces whole. */
+#include "config/config_state.h"
+#include "vorn/config.h"
+
+#include <utility>
+
+namespace vorn {
+
+constinit vorn_instances *running_config = nullptr;
+
+} // namespace vorn
+
+vorn_instances *vorn_config_get_running()
+{
+    return vorn::running_config;
+}
+
+/* The old store goes, its instances stay: plugins may hold them. */
+vorn_instances *vorn_config_replace_running(vorn_instances *instances)
+{
+    if (!instances) return vorn::running_config;
+
+    vorn_instances_delete(std::exchange(vorn::running_config, instances));
+    return instances;
+}

@@ -1,0 +1,14 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "vorn/instances.h"
+
+namespace vorn {
+
+/*
+ * Writes the persistent part of a store as a document, replacing the file whole. False, with the
+ * reason in the log and the old file untouched, when that can't be done.
+ */
+bool write_config(const vorn_instances *instances, const char *path);
+
+} // namespace vorn

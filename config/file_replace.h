@@ -1,0 +1,45 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "core/base/file.h"
+#include "core/base/text.h"
+
+#include <cstdio>
+
+namespace vorn {
+
+/*
+ * A file that is replaced whole or not at all. It is written beside the target, which stays what
+ * it is until commit() has everything on the disk; then the new one takes its name, and its mode.
+ * A target that is a symbolic link is replaced itself; what it points to is left alone.
+ */
+class FileReplacement {
+public:
+    explicit FileReplacement(const char *target);
+    FileReplacement(const FileReplacement &) = delete;
+    ~FileReplacement();
+
+    /* False when the new file can't be made; nothing has been reported then. */
+    explicit operator bool() const { return static_cast<bool>(file_); }
+    std::FILE *stream() const { return file_.get(); }
+    /* False, with the reason in the log, when anything went wrong since the file was opened. */
+    bool commit();
+
+private:
+    bool flush_to_disk();
+
+    const char *target_;
+    Text beside_;
+    File file_;
+};
+
+/* Copies up to the given number of bytes; fewer when the source has no more. */
+void copy_bytes(std::FILE *source, std::FILE *target, long count);
+
+/* Makes an empty file of one's own where others can write too: a link planted there is removed. */
+bool make_scratch_file(const char *path);
+
+/* vorn_config_cp: replaces the target by a copy of the source; false after a message. */
+bool copy_file(const char *source, const char *target);
+
+} // namespace vorn

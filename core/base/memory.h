@@ -1,0 +1,39 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+namespace vorn {
+
+/*
+ * Base of every record. Because this operator new is noexcept, `new` yields null when memory is
+ * gone and the constructor is not run; the global operator, which would pull in the C++ runtime
+ * and throw, is never reached.
+ */
+struct Record {
+    static void *operator new(std::size_t size) noexcept { return std::malloc(size); }
+    static void operator delete(void *memory) noexcept { std::free(memory); }
+};
+
+template <typename T>
+using Owned = std::unique_ptr<T>;
+
+/* A zero-initialised record, or an empty owner when memory is gone. */
+template <typename T>
+Owned<T> make()
+{
+    return Owned<T>(new T{});
+}
+
+/* Owner for what malloc gave: tables of pointers, buffers handed over by libxml2 and the like. */
+struct Free {
+    void operator()(void *memory) const noexcept { std::free(memory); }
+};
+
+template <typename T>
+using Allocated = std::unique_ptr<T, Free>;
+
+} // namespace vorn

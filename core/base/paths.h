@@ -1,0 +1,24 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+/* Every absolute path the daemon touches. They are interface: scripts and images rely on them. */
+namespace vorn::paths {
+
+constexpr char console[] = "/dev/console";
+constexpr char watchdog[] = "/dev/watchdog";
+constexpr char null_device[] = "/dev/null";
+constexpr char pid_file[] = "/var/run/vorn.pid";
+constexpr char kernel_panic[] = "/proc/sys/kernel/panic";
+constexpr char post_init[] = "/etc/post-init";
+constexpr char migrate[] = "/usr/bin/ng_migrate";
+constexpr char plugins[] = "/usr/lib/vorn/plugins/";
+
+constexpr char startup_config[] = "/etc/config/config.xml";
+constexpr char default_config[] = "/etc/defaultconfig.xml";
+constexpr char rescue_config[] = "/etc/rescueconfig.xml";
+constexpr char scratch_default[] = "/tmp/defaultconfig.xml";
+constexpr char scratch_checksum_list[] = "/tmp/defaultconfig.xml.md5";
+constexpr char scratch_digest[] = "/tmp/md5.gen";
+constexpr char checksum_tool[] = "/usr/bin/md5sum";
+
+} // namespace vorn::paths

@@ -1,0 +1,182 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "vorn/hash_table.h"
+
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+namespace vorn {
+
+/*
+ * Typed views of ght_table. They fix what must not be repeated at every use: a name's key counts
+ * its terminating NUL, an identity's key is the whole pointer, automatic rehash is on, and the
+ * values have a type. They own the table, never the values.
+ */
+
+/* One cursor over a table, oldest entry first; removing the entry at hand is allowed. */
+template <typename Key, typename T>
+class TableCursor {
+public:
+    TableCursor() = default;
+    explicit TableCursor(ght_table *table)
+    {
+        value_ = table ? ght_first(table, &iterator_, &key_) : nullptr;
+        table_ = table;
+    }
+
+    std::pair<Key, T *> operator*() const { return {Key(key_), static_cast<T *>(value_)}; }
+    TableCursor &operator++()
+    {
+        value_ = ght_next(table_, &iterator_, &key_);
+        return *this;
+    }
+    bool operator!=(const TableCursor &) const { return key_ != nullptr; }
+
+private:
+    ght_table *table_ = nullptr;
+    ght_iterator iterator_ = {};
+    const void *key_ = nullptr;
+    void *value_ = nullptr;
+};
+
+class TableOwner {
+public:
+    constexpr TableOwner() = default;
+    TableOwner(TableOwner &&other) noexcept : table_(std::exchange(other.table_, nullptr)) {}
+    TableOwner &operator=(TableOwner &&other) noexcept
+    {
+        std::swap(table_, other.table_);
+        return *this;
+    }
+    ~TableOwner()
+    {
+        if (table_) ght_finalize(table_);
+    }
+
+    /* False when memory is gone; an existing table is kept as it is. */
+    bool create(unsigned int buckets)
+    {
+        if (table_) return true;
+        table_ = ght_create(buckets);
+        if (table_) ght_set_rehash(table_, 1);
+        return table_ != nullptr;
+    }
+    void discard()
+    {
+        if (table_) ght_finalize(std::exchange(table_, nullptr));
+    }
+    explicit operator bool() const { return table_ != nullptr; }
+    unsigned int size() const { return table_ ? ght_size(table_) : 0; }
+    ght_table *raw() const { return table_; }
+
+protected:
+    ght_table *table_ = nullptr;
+};
+
+inline unsigned int name_length(const char *name)
+{
+    return static_cast<unsigned int>(std::strlen(name) + 1);
+}
+
+/* How a stored name key reads. */
+struct NameKey {
+    explicit NameKey(const void *bytes) : name(static_cast<const char *>(bytes)) {}
+    operator const char *() const { return name; }
+    const char *name;
+};
+
+/* Name to record. Every call but create() and insert() takes a table that was never created. */
+template <typename T>
+class Table : public TableOwner {
+public:
+    T *get(const char *name) const
+    {
+        return table_ ? static_cast<T *>(ght_get(table_, name_length(name), name)) : nullptr;
+    }
+    /* ght_insert's answer: 0, -1 for a name that is taken, -2 when memory is gone. */
+    int insert(const char *name, T *value)
+    {
+        return ght_insert(table_, value, name_length(name), name);
+    }
+    T *replace(const char *name, T *value)
+    {
+        return static_cast<T *>(ght_replace(table_, value, name_length(name), name));
+    }
+    T *remove(const char *name)
+    {
+        return table_ ? static_cast<T *>(ght_remove(table_, name_length(name), name)) : nullptr;
+    }
+
+    TableCursor<NameKey, T> begin() const { return TableCursor<NameKey, T>(table_); }
+    TableCursor<NameKey, T> end() const { return {}; }
+};
+
+/* A key cursor of NameSet: the names alone. */
+class NameCursor {
+public:
+    NameCursor() = default;
+    explicit NameCursor(ght_table *table) : entries_(table) {}
+
+    const char *operator*() const { return (*entries_).first; }
+    NameCursor &operator++()
+    {
+        ++entries_;
+        return *this;
+    }
+    bool operator!=(const NameCursor &other) const { return entries_ != other.entries_; }
+
+private:
+    TableCursor<NameKey, void> entries_;
+};
+
+/* The table whose value is always 1. */
+class NameSet : public TableOwner {
+public:
+    bool contains(const char *name) const
+    {
+        return table_ && ght_get(table_, name_length(name), name);
+    }
+    /* True when the name is in the set afterwards, whether or not it was before. */
+    bool add(const char *name)
+    {
+        return ght_insert(table_, member(), name_length(name), name) != -2;
+    }
+    NameCursor begin() const { return NameCursor(table_); }
+    NameCursor end() const { return {}; }
+
+private:
+    /* The constant 1 as data: never followed, only told from null. */
+    static void *member() { return reinterpret_cast<void *>(1); }
+};
+
+/* Record identity to record: the key is the pointer itself, as wide as the machine's. */
+template <typename Identity, typename T>
+class IdentityTable : public TableOwner {
+public:
+    T *get(const Identity *identity) const
+    {
+        return table_ ? static_cast<T *>(ght_get(table_, sizeof identity, &identity)) : nullptr;
+    }
+    int insert(const Identity *identity, T *value)
+    {
+        return ght_insert(table_, value, sizeof identity, &identity);
+    }
+    T *remove(const Identity *identity)
+    {
+        return table_ ? static_cast<T *>(ght_remove(table_, sizeof identity, &identity)) : nullptr;
+    }
+
+    struct Key {
+        explicit Key(const void *bytes)
+        {
+            if (bytes) std::memcpy(&identity, bytes, sizeof identity);
+        }
+        Identity *identity = nullptr;
+    };
+    TableCursor<Key, T> begin() const { return TableCursor<Key, T>(table_); }
+    TableCursor<Key, T> end() const { return {}; }
+};
+
+} // namespace vorn

@@ -1,0 +1,17 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include <cstdio>
+
+namespace vorn {
+
+struct DebugState {
+    int level;
+    int timestamp;
+    int exit_on_fatal;
+    std::FILE *stream; /* opened once by vorn_debug_init, never closed */
+};
+
+extern DebugState debug_state;
+
+} // namespace vorn

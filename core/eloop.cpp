@@ -1,0 +1,288 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * The one place where the daemon waits: for sockets, timeouts and signals. A pass waits, then
+ * runs the handlers of the signals that came, at most one timeout, then the sockets, in that
+ * order; handlers may register and cancel as they like. Time is counted in the kernel's ticks, so
+ * that setting the clock disturbs nothing. In signal context two counters are touched and nothing
+ * else.
+ */
+#include "core/eloop_state.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include <sys/select.h>
+#include <sys/times.h>
+#include <unistd.h>
+
+namespace vorn {
+
+constinit EloopData eloop_data = {};
+
+namespace {
+
+constexpr std::int32_t microseconds_per_second = 1000000;
+constexpr int done = 0;
+constexpr int failure = -1;
+constexpr int negative_time = -2;
+
+std::uint32_t ticks_now()
+{
+    struct tms unused;
+    return static_cast<std::uint32_t>(times(&unused));
+}
+
+/* How far one tick count lies behind another; right across the wrap of the counter. */
+std::int32_t ticks_after(std::uint32_t time, std::uint32_t other)
+{
+    return static_cast<std::int32_t>(time - other);
+}
+
+/* No signal can arrive while this lives: the handler walks the table that is being changed. */
+class SignalsBlocked {
+public:
+    SignalsBlocked()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        sigprocmask(SIG_SETMASK, &all, &before_);
+    }
+    SignalsBlocked(const SignalsBlocked &) = delete;
+    ~SignalsBlocked() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+private:
+    sigset_t before_;
+};
+
+/* The only code that runs in signal context. */
+void eloop_handle_signal(int sig)
+{
+    eloop_data.signaled = eloop_data.signaled + 1;
+    for (int i = 0; i < eloop_data.signal_count; i++) {
+        EloopSignal &entry = eloop_data.signals[i];
+        if (entry.sig != sig) continue;
+        entry.signaled = entry.signaled + 1;
+        return;
+    }
+}
+
+template <typename T>
+bool grow(T *&table, std::int32_t count)
+{
+    const std::size_t size = sizeof(T) * (static_cast<std::size_t>(count) + 1);
+    auto *grown = static_cast<T *>(std::realloc(static_cast<void *>(table), size));
+    if (!grown) return false;
+    table = grown;
+    return true;
+}
+
+void insert_by_time(EloopTimeout *timeout)
+{
+    EloopTimeout **place = &eloop_data.timeout;
+    while (*place && ticks_after((*place)->time, timeout->time) <= 0)
+        place = &(*place)->next;
+    timeout->next = *place;
+    *place = timeout;
+}
+
+bool matches(const void *wanted, const void *data)
+{
+    return wanted == ELOOP_ANY || wanted == data;
+}
+
+/* How long select may wait; null for as long as it takes. */
+timeval *time_to_wait(timeval &wait)
+{
+    if (!eloop_data.timeout) return nullptr;
+
+    const std::int32_t per_second = eloop_data.ticks_per_second;
+    const std::int32_t left = std::max(ticks_after(eloop_data.timeout->time, ticks_now()), 0);
+    wait.tv_sec = left / per_second;
+    wait.tv_usec = (left % per_second) * (microseconds_per_second / per_second);
+    return &wait;
+}
+
+int wait_for_events(fd_set &ready)
+{
+    timeval wait;
+
+    FD_ZERO(&ready);
+    for (int i = 0; i < eloop_data.reader_count; i++)
+        FD_SET(eloop_data.readers[i].sock, &ready);
+    return select(eloop_data.max_sock + 1, &ready, nullptr, nullptr, time_to_wait(wait));
+}
+
+void dispatch_signals()
+{
+    if (eloop_data.signaled == 0) return;
+
+    eloop_data.signaled = 0;
+    for (int i = 0; i < eloop_data.signal_count; i++) {
+        if (eloop_data.signals[i].signaled == 0) continue;
+        eloop_data.signals[i].signaled = 0;
+        const EloopSignal &entry = eloop_data.signals[i];
+        entry.handler(entry.sig, eloop_data.user_data, entry.user_data);
+    }
+}
+
+/* At most one: what else is due waits for the next pass, which does not block then. */
+void dispatch_timeout()
+{
+    Owned<EloopTimeout> due(eloop_data.timeout);
+    if (!due) return;
+    if (ticks_after(due->time, ticks_now()) > 0) {
+        due.release();
+        return;
+    }
+    eloop_data.timeout = due->next;
+    due->handler(due->eloop_data, due->user_data);
+}
+
+/* Ends early when a handler unregisters a socket; the rest is reported again by the next wait. */
+void dispatch_sockets(const fd_set &ready)
+{
+    eloop_data.reader_table_changed = 0;
+    for (int i = 0; i < eloop_data.reader_count && !eloop_data.reader_table_changed; i++) {
+        const EloopSock entry = eloop_data.readers[i];
+        if (FD_ISSET(entry.sock, &ready)) {
+            entry.handler(entry.sock, entry.eloop_data, entry.user_data);
+        }
+    }
+}
+
+bool has_something_to_wait_for()
+{
+    return eloop_data.timeout || eloop_data.reader_count > 0;
+}
+
+} // namespace
+
+} // namespace vorn
+
+using vorn::eloop_data;
+
+void eloop_init(void *user_data)
+{
+    const vorn::SignalsBlocked blocked;
+
+    eloop_data = {};
+    eloop_data.user_data = user_data;
+    eloop_data.ticks_per_second = static_cast<std::int32_t>(sysconf(_SC_CLK_TCK));
+}
+
+int eloop_register_read_sock(int sock, eloop_sock_handler handler, void *data, void *user_data)
+{
+    if (sock < 0 || sock >= FD_SETSIZE) return vorn::failure;
+    if (!vorn::grow(eloop_data.readers, eloop_data.reader_count)) return vorn::failure;
+
+    eloop_data.readers[eloop_data.reader_count] = {sock, data, user_data, handler};
+    eloop_data.reader_count++;
+    eloop_data.max_sock = std::max(eloop_data.max_sock, sock);
+    return vorn::done;
+}
+
+int eloop_unregister_read_sock(int sock)
+{
+    vorn::EloopSock *end = eloop_data.readers + eloop_data.reader_count;
+    vorn::EloopSock *entry = std::find_if(
+        eloop_data.readers, end, [sock](const vorn::EloopSock &each) { return each.sock == sock; });
+    if (entry == end) return vorn::failure;
+
+    std::move(entry + 1, end, entry);
+    eloop_data.reader_count--;
+    eloop_data.reader_table_changed = 1;
+    return vorn::done;
+}
+
+int eloop_register_timeout(int secs, unsigned int usecs, eloop_timeout_handler handler, void *data,
+                           void *user_data)
+{
+    if (secs < 0) return vorn::negative_time;
+    vorn::Owned<vorn::EloopTimeout> timeout = vorn::make<vorn::EloopTimeout>();
+    if (!timeout) return vorn::failure;
+
+    const auto per_second = static_cast<std::uint32_t>(eloop_data.ticks_per_second);
+    const auto tick_us =
+        static_cast<std::uint32_t>(vorn::microseconds_per_second / eloop_data.ticks_per_second);
+    timeout->time =
+        vorn::ticks_now() + static_cast<std::uint32_t>(secs) * per_second + usecs / tick_us;
+    timeout->eloop_data = data;
+    timeout->user_data = user_data;
+    timeout->handler = handler;
+    vorn::insert_by_time(timeout.release());
+    return vorn::done;
+}
+
+int eloop_cancel_timeout(eloop_timeout_handler handler, void *data, void *user_data)
+{
+    int removed = 0;
+
+    for (vorn::EloopTimeout **place = &eloop_data.timeout; *place;) {
+        vorn::EloopTimeout *timeout = *place;
+        if (timeout->handler != handler || !vorn::matches(data, timeout->eloop_data) ||
+            !vorn::matches(user_data, timeout->user_data)) {
+            place = &timeout->next;
+            continue;
+        }
+        *place = timeout->next;
+        delete timeout;
+        removed++;
+    }
+    return removed;
+}
+
+int eloop_register_signal(int sig, eloop_signal_handler handler, void *user_data)
+{
+    const vorn::SignalsBlocked blocked;
+
+    if (!vorn::grow(eloop_data.signals, eloop_data.signal_count)) return vorn::failure;
+    eloop_data.signals[eloop_data.signal_count] = {sig, user_data, handler, 0};
+    eloop_data.signal_count++;
+    std::signal(sig, vorn::eloop_handle_signal);
+    return vorn::done;
+}
+
+void eloop_run()
+{
+    while (!eloop_data.terminate && vorn::has_something_to_wait_for()) {
+        fd_set ready;
+        const int count = vorn::wait_for_events(ready);
+        if (count < 0 && errno != EINTR) {
+            std::perror("select");
+            return;
+        }
+        vorn::dispatch_signals();
+        vorn::dispatch_timeout();
+        if (count > 0) vorn::dispatch_sockets(ready);
+    }
+}
+
+void eloop_terminate()
+{
+    eloop_data.terminate = 1;
+}
+
+void eloop_destroy()
+{
+    const vorn::SignalsBlocked blocked;
+
+    while (eloop_data.timeout) {
+        const vorn::Owned<vorn::EloopTimeout> timeout(eloop_data.timeout);
+        eloop_data.timeout = timeout->next;
+    }
+    std::free(eloop_data.readers);
+    std::free(eloop_data.signals);
+}
+
+int eloop_terminated()
+{
+    return eloop_data.terminate;
+}
+
+void *eloop_get_user_data()
+{
+    return eloop_data.user_data;
+}

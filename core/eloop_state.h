@@ -1,0 +1,50 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "core/base/memory.h"
+#include "vorn/eloop.h"
+
+#include <csignal>
+#include <cstdint>
+
+namespace vorn {
+
+struct EloopSock {
+    int sock;
+    void *eloop_data;
+    void *user_data;
+    eloop_sock_handler handler;
+};
+
+struct EloopTimeout : Record {
+    std::uint32_t time = 0; /* due, in clock ticks */
+    void *eloop_data = nullptr;
+    void *user_data = nullptr;
+    eloop_timeout_handler handler = nullptr;
+    EloopTimeout *next = nullptr;
+};
+
+struct EloopSignal {
+    int sig;
+    void *user_data;
+    eloop_signal_handler handler;
+    volatile std::sig_atomic_t signaled; /* arrivals since the last dispatch */
+};
+
+struct EloopData {
+    void *user_data;
+    std::int32_t max_sock; /* raised on registration, never lowered */
+    std::int32_t reader_count;
+    EloopSock *readers;
+    EloopTimeout *timeout; /* earliest first */
+    std::int32_t ticks_per_second;
+    std::int32_t signal_count;
+    EloopSignal *signals;
+    volatile std::sig_atomic_t signaled; /* arrivals of any signal, not yet dispatched */
+    int terminate;
+    int reader_table_changed;
+};
+
+extern EloopData eloop_data;
+
+} // namespace vorn

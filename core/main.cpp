@@ -1,0 +1,12 @@
+/* SPDX-License-Identifier: MIT */
+/* The entry point: up, round and round, out. */
+#include "core/startup.h"
+#include "vorn/eloop.h"
+
+int main(int argc, char **argv)
+{
+    vorn::start_up(argc, argv);
+    eloop_run();
+    vorn::wind_down();
+    return 1;
+}

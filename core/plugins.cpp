@@ -1,0 +1,139 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Finds the plugins, loads them and lets each register what it brings. One that fails does not
+ * keep the others from being loaded. Nothing is ever unloaded, so no handle is kept.
+ */
+#include "core/plugins.h"
+
+#include "core/base/file.h"
+#include "core/base/guard.h"
+#include "core/base/memory.h"
+#include "core/base/paths.h"
+#include "core/base/result.h"
+#include "core/base/text.h"
+#include "vorn/debug.h"
+#include "vorn/plugin.h"
+
+#include <cstring>
+
+#include <dlfcn.h>
+
+const char *vorn_plugins_current = nullptr;
+
+namespace vorn {
+
+namespace {
+
+constexpr char entry_name[] = "vorn_plugin_init";
+constexpr char version_accepted[] = "1.0";
+constexpr const char *endings[] = {".vorn", ".so"};
+using Entry = void (*)();
+
+/* The names of all plugins whose entry was called, for the life of the process. */
+struct LoadedName : Record {
+    Text name;
+    LoadedName *earlier = nullptr;
+};
+constinit LoadedName *loaded_names = nullptr;
+
+bool is_plugin(const char *name)
+{
+    const std::size_t length = std::strlen(name);
+    for (const char *ending : endings) {
+        const std::size_t tail = std::strlen(ending);
+        if (length > tail && std::strcmp(name + length - tail, ending) == 0) return true;
+    }
+    return false;
+}
+
+Entry find_entry(void *library)
+{
+    dlerror();
+    void *symbol = dlsym(library, entry_name);
+    if (symbol) return reinterpret_cast<Entry>(symbol);
+
+    if (const char *error = dlerror()) {
+        vorn_debug_1printf("Plugin does not contain vorn_plugin_init: %s\n", error);
+    } else {
+        vorn_debug_1printf("vorn_plugin_init is set to null.\n");
+    }
+    return nullptr;
+}
+
+/* The name outlives the entry call: plugins may keep the pointer. */
+bool announce(const char *name)
+{
+    Owned<LoadedName> loaded = make<LoadedName>();
+    if (!loaded) return false;
+    loaded->name = copy_of(name);
+    if (!loaded->name) return false;
+
+    loaded->earlier = loaded_names;
+    loaded_names = loaded.release();
+    vorn_plugins_current = loaded_names->name.get();
+    return true;
+}
+
+int load_plugin(const char *directory, const char *name)
+{
+    vorn_debug_1printf("Loading %s.\n", name);
+
+    const Text path = format("%s%s", directory, name);
+    if (!path) return failed;
+    dlerror();
+    void *library = dlopen(path.get(), RTLD_NOW);
+    if (!library) {
+        vorn_debug_1printf("Unable to load plugin \"%s\": %s\n", path.get(), dlerror());
+        return failed;
+    }
+
+    const Entry entry = find_entry(library);
+    if (!entry || !announce(name)) return failed;
+    entry();
+    return ok;
+}
+
+} // namespace
+
+int load_plugins_of(const char *directory)
+{
+    vorn_debug_1printf("Reading plugins.\n");
+
+    const Directory plugins(opendir(directory));
+    if (!plugins) {
+        vorn_debug_perror(Line<320>("Unable to open plugins directory \"%s\"", directory).get());
+        return failed;
+    }
+
+    int result = ok;
+    while (const dirent *entry = readdir(plugins.get())) {
+        if (is_plugin(entry->d_name) && load_plugin(directory, entry->d_name) != ok) {
+            result = failed;
+        }
+    }
+    return result;
+}
+
+} // namespace vorn
+
+int vorn_plugins_init()
+{
+    return vorn::load_plugins_of(vorn::paths::plugins);
+}
+
+vorn_plugin *vorn_plugin_new(const char *version)
+{
+    if (!version || std::strcmp(version, vorn::version_accepted) != 0) {
+        vorn_debug_eprintf("Plugin \"%s\" version \"%s\" is unsupported.\n",
+                           vorn_plugins_current ? vorn_plugins_current : "(null)",
+                           version ? version : "(null)");
+        return nullptr;
+    }
+    vorn::Allocated<vorn_plugin> plugin(
+        static_cast<vorn_plugin *>(std::malloc(sizeof(vorn_plugin))));
+    vorn::Text name = vorn::copy_of(vorn_plugins_current ? vorn_plugins_current : "");
+    if (!plugin || !name) return nullptr;
+
+    plugin->name = name.release();
+    return plugin.release();
+}

@@ -1,0 +1,9 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+namespace vorn {
+
+/* Loads every plugin of a directory, whose name ends in a slash. Returns ok or failed. */
+int load_plugins_of(const char *directory);
+
+} // namespace vorn

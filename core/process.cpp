@@ -1,0 +1,16 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Process-wide values that several floors share. They live at the bottom so that the one who
+ * sets a value and the one who reads it need not know each other.
+ */
+#include "core/process.h"
+
+int vorn_process_no_actions = 0;
+int vorn_debug_override = 0;
+const char *vorn_query_origin = nullptr;
+
+namespace vorn {
+
+int reboot_requested = 0;
+
+} // namespace vorn

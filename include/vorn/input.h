@@ -1,0 +1,144 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef VORN_INPUT_H
+#define VORN_INPUT_H
+
+#include "vorn/api.h"
+
+/**
+ * Is this text acceptable? Predicates that plugins use inside the validity functions of their
+ * properties. Each takes the value and its length in bytes first and answers 1 when the value is
+ * acceptable, 0 when not. The length decides, not the terminating NUL. Characters are unsigned
+ * bytes. Nothing is logged and nothing is kept.
+ *
+ * A property's validity function has the text alone:
+ *
+ *     static int is_mtu(const char *value)
+ *     {
+ *         return vorn_input_is_int_in_range(value, (int)strlen(value), 68, 65535);
+ *     }
+ */
+
+VORN_BEGIN
+
+/* Sets. */
+
+/** A set of integers, most often characters. Made below, freed with vorn_input_free_set. */
+typedef struct vorn_input_set vorn_input_set;
+
+/** A set of the given number of characters, in order. Null when out of memory. */
+VORN_API vorn_input_set *vorn_input_new_string_set(const char *characters, int count);
+
+/**
+ * A new set: the previous set's entries (none for null), then every integer from low to high. The
+ * previous set is left alone. Null when out of memory.
+ */
+VORN_API vorn_input_set *vorn_input_get_set_from_range(int low, int high,
+                                                       const vorn_input_set *previous);
+
+/** Frees a set; null is ignored. */
+VORN_API void vorn_input_free_set(vorn_input_set *set);
+
+/** Every byte is an entry of the set. An empty value is acceptable. */
+VORN_API int vorn_input_is_string_in_set(const char *value, int length, const vorn_input_set *set);
+
+/** Every byte lies between low and high, both taken modulo 256. */
+VORN_API int vorn_input_is_string_in_range(const char *value, int length, int low, int high);
+
+/**
+ * Every byte lies in one of the ranges. They are written as pairs of first and last character:
+ * "09AZ--" is digits, capitals and the hyphen, three pairs.
+ */
+VORN_API int vorn_input_is_string_in_ranges(const char *value, int length, const char *ranges,
+                                            int pairs);
+
+/** The value is one of the strings of a null-terminated list. A null value or list is not. */
+VORN_API int vorn_input_is_string_in_array(const char *value, int length,
+                                           const char *const strings[]);
+
+/* Texts. */
+
+/** Letters, digits, hyphens and apostrophes; may be empty. */
+VORN_API int vorn_input_is_word(const char *value, int length);
+/** Printable ASCII; may be empty. */
+VORN_API int vorn_input_is_phrase(const char *value, int length);
+/** "yes" or "no". */
+VORN_API int vorn_input_is_yes_no(const char *value, int length);
+/** "on" or "off". */
+VORN_API int vorn_input_is_on_off(const char *value, int length);
+/** "up" or "down". */
+VORN_API int vorn_input_is_up_down(const char *value, int length);
+/** Anything shorter than 17 bytes, nothing at all included. */
+VORN_API int vorn_input_is_interface(const char *value, int length);
+/** 1 to 32 bytes of anything. */
+VORN_API int vorn_input_is_ssid(const char *value, int length);
+/** A radio mode: "a", "b", "g", "turbo-a", "dynamic-turbo-a", "turbo-g", "dynamic-turbo-g". */
+VORN_API int vorn_input_is_mode(const char *value, int length);
+
+/* Numbers: base 10, leading blanks and a sign allowed, within 32 bits. */
+
+VORN_API int vorn_input_is_int(const char *value, int length);
+VORN_API int vorn_input_is_int_in_set(const char *value, int length, const vorn_input_set *set);
+VORN_API int vorn_input_is_int_in_range(const char *value, int length, int low, int high);
+/** 1 and above. */
+VORN_API int vorn_input_is_positive_int(const char *value, int length);
+/** 0, however it is written. */
+VORN_API int vorn_input_is_zero(const char *value, int length);
+VORN_API int vorn_input_is_non_negative_int(const char *value, int length);
+/** Whatever vorn_input_is_non_negative_int refuses, also what is no integer at all. */
+VORN_API int vorn_input_is_negative_int(const char *value, int length);
+/** 0 to 100. */
+VORN_API int vorn_input_is_percent(const char *value, int length);
+VORN_API int vorn_input_is_even(const char *value, int length);
+
+/**
+ * A real number between low and high, both included; an empty value counts as 0. errno is not
+ * cleared first: an ERANGE left over from an earlier call refuses a 0.
+ */
+VORN_API int vorn_input_is_double_in_range(const char *value, int length, double low, double high);
+
+/* Network. */
+
+/** Six pairs of hexadecimal digits with colons between. */
+VORN_API int vorn_input_is_mac(const char *value, int length);
+/** Four integers from 0 to 255 with dots between, 7 to 15 bytes in all. */
+VORN_API int vorn_input_is_ip(const char *value, int length);
+/** 1 to 63 letters, digits and hyphens, no hyphen at either end nor in a label of two. */
+VORN_API int vorn_input_is_domain_label(const char *value, int length);
+/** Labels with dots between, at most 253 bytes; one dot at the end is allowed on top. */
+VORN_API int vorn_input_is_domain_name(const char *value, int length);
+VORN_API int vorn_input_is_ip_or_domain_name(const char *value, int length);
+
+/* Wireless. Channels depend on the regulatory domain: 0, 1 or 2, no other. */
+
+/** A channel of the mode, which is named as in vorn_input_is_mode. */
+VORN_API int vorn_input_is_channel(const char *value, int length, const char *mode, int domain);
+VORN_API int vorn_input_is_a_channel(const char *value, int length, int domain);
+VORN_API int vorn_input_is_b_channel(const char *value, int length, int domain);
+VORN_API int vorn_input_is_g_channel(const char *value, int length, int domain);
+VORN_API int vorn_input_is_turbo_a_channel(const char *value, int length, int domain);
+VORN_API int vorn_input_is_dynamic_turbo_a_channel(const char *value, int length, int domain);
+VORN_API int vorn_input_is_turbo_g_channel(const char *value, int length, int domain);
+VORN_API int vorn_input_is_dynamic_turbo_g_channel(const char *value, int length, int domain);
+
+/** Rates in Mbit/s. The a and turbo rates are numbers, the b and g rates exact texts. */
+VORN_API int vorn_input_is_a_rate(const char *value, int length);
+VORN_API int vorn_input_is_b_rate(const char *value, int length);
+VORN_API int vorn_input_is_g_rate(const char *value, int length);
+VORN_API int vorn_input_is_turbo_a_rate(const char *value, int length);
+VORN_API int vorn_input_is_dynamic_turbo_a_rate(const char *value, int length);
+VORN_API int vorn_input_is_turbo_g_rate(const char *value, int length);
+VORN_API int vorn_input_is_dynamic_turbo_g_rate(const char *value, int length);
+
+/** "40", "104" or "128". */
+VORN_API int vorn_input_is_wep_key_length(const char *value, int length);
+/**
+ * A WEP key of 40, 104 or 128 bits: printable ASCII of a byte per 8 bits with the ascii flag,
+ * else hexadecimal digits of 4 bits each.
+ */
+VORN_API int vorn_input_is_wep_key(const char *value, int length, int bits, int ascii);
+/** 8 to 63 printable ASCII characters. */
+VORN_API int vorn_input_is_wpa_psk_key(const char *value, int length);
+
+VORN_END
+
+#endif

@@ -1,0 +1,108 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef VORN_PROPERTY_H
+#define VORN_PROPERTY_H
+
+#include "vorn/api.h"
+
+#include <stdio.h>
+
+/**
+ * A property is made, configured and handed to a class, which owns it from then on:
+ *
+ *     vorn_property *channel = vorn_property_new("channel");
+ *     vorn_property_set_is_valid_fn(channel, is_channel);
+ *     vorn_property_set_required_on_insert(channel, 1);
+ *     if (vorn_class_add_property(radio, channel) != 0) vorn_property_delete(channel);
+ *
+ * Setters return 0, or 1 and leave the property as it was. A null property is answered with 1
+ * and "Null property.\n" at debug level 1, the level of every message here unless told otherwise.
+ */
+
+VORN_BEGIN
+
+/** One attribute of a class: its name, what clients may do with it, what values it takes. */
+typedef struct vorn_property vorn_property;
+
+/**
+ * Judges a value: non-zero when it is acceptable, 0 when it is not.
+ *
+ * Called with the text to be set, never null, before anything is changed. The text is the
+ * caller's; it must not be kept. The functions of input.h want a length too, so a plugin wraps
+ * the one that it needs.
+ */
+typedef int (*vorn_is_valid_fn)(const char *value);
+
+/**
+ * Makes a property that clients may read and write and need not supply, without a validity
+ * function and without a persistence of its own. The name is copied.
+ *
+ * As it stands it is not consistent (see vorn_property_is_valid) and no class takes it: give it a
+ * validity function, or make it read-only.
+ *
+ * Returns the property, owned by the caller until a class takes it; null for a null name
+ * ("Null name.\n") or, without a message, when memory is gone.
+ */
+VORN_API vorn_property *vorn_property_new(const char *name);
+
+/**
+ * Makes a property equal in everything, the mark of a subclass identifier included.
+ *
+ * Returns it, owned by the caller; null for a null property ("Null property.\n") or, without a
+ * message, when memory is gone.
+ */
+VORN_API vorn_property *vorn_property_clone(const vorn_property *property);
+
+/** Lets clients read the property (non-zero) or not (0). */
+VORN_API int vorn_property_set_readable(vorn_property *property, int flag);
+
+/**
+ * Lets clients write the property (non-zero) or not (0).
+ *
+ * A subclass identifier can't be made writable: "Subclass identifiers must be non-writable.\n" at
+ * every level, as an error.
+ */
+VORN_API int vorn_property_set_writable(vorn_property *property, int flag);
+
+/**
+ * Makes an instance without a value for the property invalid (non-zero) or not (0).
+ *
+ * A subclass identifier stays required: "Subclass identifiers must be required on insert.\n" at
+ * every level, as an error.
+ */
+VORN_API int vorn_property_set_required_on_insert(vorn_property *property, int flag);
+
+/** Sets who judges the values. A null function gives 1 and "Null is_valid fn.\n". */
+VORN_API int vorn_property_set_is_valid_fn(vorn_property *property, vorn_is_valid_fn is_valid);
+
+/**
+ * Decides whether values are written when the configuration is saved: 0 they are not, 1 they are,
+ * -1 as the class decides, which is settled when the class is resolved. The range is not checked.
+ */
+VORN_API int vorn_property_set_persistence(vorn_property *property, int persistence);
+
+/**
+ * Whether the property is consistent: 1 if it is, 0 if not. Mind the sense, the opposite of the
+ * setters'.
+ *
+ * A writable property needs a validity function, else "Property %s is writable but has no
+ * is_valid fn.\n"; so does one that is required on insert and no subclass identifier, else
+ * "Property %s is required on insert but has no is_valid fn.\n". The first of the two that holds
+ * is told. A null property gives 0 and "Null property.\n".
+ */
+VORN_API int vorn_property_is_valid(const vorn_property *property);
+
+/**
+ * Prints the property on one line, without the newline: "Property: ", the name in 45 columns, a
+ * blank, and "r", "w", "i", "p" for readable, writable, required on insert and persistent, each
+ * "-" when it is not. A persistence that is not settled yet prints as "p".
+ *
+ * Returns 0, or 1 for a null property ("Null property.\n") or stream ("Null stream.\n").
+ */
+VORN_API int vorn_property_print(const vorn_property *property, FILE *stream);
+
+/** Frees a property that no class has taken. Returns 0, or 1 for null ("Null property.\n"). */
+VORN_API int vorn_property_delete(vorn_property *property);
+
+VORN_END
+
+#endif

@@ -1,0 +1,128 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Numbers. One rule for integers, the same on every machine: what does not fit 32 bits is refused,
+ * also where a long is wider. One rule for reals.
+ */
+#include "input/number_rules.h"
+#include "input/set_record.h"
+#include "vorn/input.h"
+
+#include <cerrno>
+#include <cfloat>
+#include <cstdlib>
+#include <cstring>
+
+namespace vorn {
+
+TerminatedCopy::TerminatedCopy(const char *value, int length)
+{
+    if (!value || length < 0) return;
+
+    const std::size_t size = static_cast<std::size_t>(length);
+    char *room = small_;
+    if (size >= sizeof small_) {
+        large_.reset(static_cast<char *>(std::malloc(size + 1)));
+        room = large_.get();
+    }
+    if (!room) return;
+
+    std::memcpy(room, value, size);
+    room[size] = '\0';
+    text_ = room;
+}
+
+/*
+ * errno is left as it was unless the number is out of range: the real numbers look at what is
+ * left in it.
+ */
+std::optional<std::int32_t> integer_of(const char *value, int length)
+{
+    if (length < 1) return std::nullopt;
+    const TerminatedCopy copy(value, length);
+    if (!copy.get()) return std::nullopt;
+
+    const int left_over = errno;
+    errno = 0;
+    char *end = nullptr;
+    const long long number = std::strtoll(copy.get(), &end, 10);
+    const bool out_of_range = errno == ERANGE || number < INT32_MIN || number > INT32_MAX;
+    errno = out_of_range ? ERANGE : left_over;
+
+    if (out_of_range || end != copy.get() + length) return std::nullopt;
+    return static_cast<std::int32_t>(number);
+}
+
+namespace {
+
+bool is_at_the_edge(double number)
+{
+    return number < -DBL_MAX || number > DBL_MAX || number == 0;
+}
+
+} // namespace
+
+} // namespace vorn
+
+using vorn::integer_of;
+
+int vorn_input_is_int(const char *value, int length)
+{
+    return integer_of(value, length).has_value();
+}
+
+int vorn_input_is_int_in_set(const char *value, int length, const vorn_input_set *set)
+{
+    const auto number = integer_of(value, length);
+    return set && number && vorn::contains(*set, *number);
+}
+
+int vorn_input_is_int_in_range(const char *value, int length, int low, int high)
+{
+    const auto number = integer_of(value, length);
+    return number && low <= *number && *number <= high;
+}
+
+int vorn_input_is_positive_int(const char *value, int length)
+{
+    return vorn_input_is_int_in_range(value, length, 1, INT32_MAX);
+}
+
+int vorn_input_is_zero(const char *value, int length)
+{
+    return vorn_input_is_int_in_range(value, length, 0, 0);
+}
+
+int vorn_input_is_non_negative_int(const char *value, int length)
+{
+    return vorn_input_is_positive_int(value, length) || vorn_input_is_zero(value, length);
+}
+
+/* The plain negation: what is no integer at all counts as negative, and always has. */
+int vorn_input_is_negative_int(const char *value, int length)
+{
+    return !vorn_input_is_non_negative_int(value, length);
+}
+
+int vorn_input_is_percent(const char *value, int length)
+{
+    return vorn_input_is_int_in_range(value, length, 0, 100);
+}
+
+int vorn_input_is_even(const char *value, int length)
+{
+    const auto number = integer_of(value, length);
+    return number && (*number & 1) == 0;
+}
+
+/* errno is not cleared before the conversion: a left-over ERANGE refuses a 0, and always has. */
+int vorn_input_is_double_in_range(const char *value, int length, double low, double high)
+{
+    const vorn::TerminatedCopy copy(value, length);
+    if (!copy.get()) return 0;
+
+    char *end = nullptr;
+    const double number = std::strtod(copy.get(), &end);
+    if (end < copy.get() + length) return 0;
+    if (vorn::is_at_the_edge(number) && errno == ERANGE) return 0;
+    return low <= number && number <= high;
+}

@@ -1,0 +1,32 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "core/base/memory.h"
+#include "core/base/table.h"
+#include "core/base/text.h"
+#include "model/property_record.h"
+#include "vorn/class.h"
+
+#include <cstdint>
+
+namespace vorn {
+
+/* Whether a class is abstract can be decided once; until then it is neither. */
+constexpr std::int32_t abstract_undecided = -1;
+
+} // namespace vorn
+
+/* A class lives until the process ends; it owns its properties. */
+struct vorn_class : vorn::Record {
+    ~vorn_class(); /* frees the properties */
+
+    vorn::Text name;
+    vorn::Text superclass_name;
+    vorn_class *superclass = nullptr; /* found by vorn_class_resolve */
+    std::int32_t abstract = vorn::abstract_undecided;
+    vorn_property *subclass_identifier = nullptr; /* one of the properties below */
+    vorn::Table<vorn_class> subclasses;           /* an abstract class's, in registry order */
+    std::int32_t persistence = 0;
+    std::int32_t type = VORN_CLASS_INVALID;
+    vorn::Table<vorn_property> properties;
+};

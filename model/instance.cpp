@@ -1,0 +1,228 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * One configuration object: a text per property, set only after the property's validity function
+ * has accepted it. What it protects: the naming rules of the class types, and a listener that
+ * learns of every text that was set.
+ */
+#include "core/base/guard.h"
+#include "core/base/result.h"
+#include "core/hash_table/hash_table_order.h"
+#include "model/instance_record.h"
+
+#include <algorithm>
+
+using namespace vorn;
+
+namespace {
+
+constexpr int missing_validity_level = 5;
+
+bool has_named_instances(const vorn_class &klass)
+{
+    return klass.type == VORN_CLASS_UNIQUE_NAMED || klass.type == VORN_CLASS_GROUP_NAMED;
+}
+
+bool may_have_instance(const vorn_class &klass, const char *name)
+{
+    if (klass.abstract != 0) {
+        vorn_debug_1printf("Cannot create instance of abstract class \"%s\".\n", klass.name.get());
+        return false;
+    }
+    if (klass.type < VORN_CLASS_SINGLETON || klass.type > VORN_CLASS_GROUP_NAMED) return false;
+
+    if (name && !has_named_instances(klass)) {
+        vorn_debug_1printf("Instance of \"%s\" may not have a name.\n", klass.name.get());
+        return false;
+    }
+    if (!name && has_named_instances(klass)) {
+        vorn_debug_1printf("Instance of \"%s\" requires requires name.\n", klass.name.get());
+        return false;
+    }
+    return true;
+}
+
+Owned<vorn_instance> make_instance(vorn_class &klass, const char *name, unsigned int buckets)
+{
+    Owned<vorn_instance> instance = make<vorn_instance>();
+    if (!instance) return nullptr;
+
+    instance->klass = &klass;
+    instance->name = copy_of(name);
+    if (name && !instance->name) return nullptr;
+    if (!instance->values.create(std::max(buckets, 1U))) return nullptr;
+
+    return instance;
+}
+
+bool accepts(const vorn_property &property, const char *value, const vorn_class &klass)
+{
+    if (!property.is_valid) {
+        vorn_debug_lprintf(missing_validity_level,
+                           "Property \"%s\" of class \"%s\" does not have an is_valid function.\n",
+                           property.name.get(), klass.name.get());
+        return true;
+    }
+    if (property.is_valid(value)) return true;
+
+    vorn_debug_1printf("Value \"%s\" is not valid for property \"%s\" of class \"%s\".\n", value,
+                       property.name.get(), klass.name.get());
+    return false;
+}
+
+/*
+ * A replaced value goes to the end of the order, as if it had been removed first. Its entry is
+ * kept and moved, so that there is no step between the old text and the new that could fail.
+ */
+bool store_value(Table<char> &values, const char *property, const char *value)
+{
+    Text copy = copy_of(value);
+    if (!copy) return false;
+
+    if (const Text old(values.replace(property, copy.data())); old) {
+        ght_make_newest(values.raw(), name_length(property), property);
+    } else if (values.insert(property, copy.data()) != 0) {
+        return false;
+    }
+    copy.release();
+    return true;
+}
+
+const vorn_property *first_missing(const vorn_instance &instance, const vorn_class &klass)
+{
+    for (auto [name, property] : klass.properties) {
+        if (property->required_on_insert && !instance.values.get(name)) return property;
+    }
+    return nullptr;
+}
+
+/* In the order of the property iterator, but without its allocation: the answer can't fail. */
+const vorn_property *first_missing(const vorn_instance &instance)
+{
+    const vorn_class &klass = *instance.klass;
+    const vorn_property *inherited =
+        klass.superclass ? first_missing(instance, *klass.superclass) : nullptr;
+    return inherited ? inherited : first_missing(instance, klass);
+}
+
+} // namespace
+
+vorn_instance::~vorn_instance()
+{
+    for (auto [property, value] : values)
+        std::free(value);
+}
+
+vorn_instance *vorn_instance_new(vorn_class *klass, const char *name)
+{
+    if (absent(klass, "class")) return nullptr;
+    if (!may_have_instance(*klass, name)) return nullptr;
+
+    return make_instance(*klass, name, klass->properties.size()).release();
+}
+
+vorn_instance *vorn_instance_copy(const vorn_instance *instance)
+{
+    if (absent_instance(instance, __func__)) return nullptr;
+
+    Owned<vorn_instance> copy =
+        make_instance(*instance->klass, instance->name.get(), instance->values.size());
+    if (!copy) return nullptr;
+
+    for (auto [property, value] : instance->values) {
+        if (!store_value(copy->values, property, value)) return nullptr;
+    }
+    return copy.release();
+}
+
+int vorn_instance_delete(vorn_instance *instance)
+{
+    if (absent_instance(instance, __func__)) return failed;
+
+    delete instance;
+    return ok;
+}
+
+const char *vorn_instance_get_name(const vorn_instance *instance)
+{
+    if (absent_instance(instance, __func__)) return nullptr;
+
+    return instance->name.get();
+}
+
+const char *vorn_instance_get_value(const vorn_instance *instance, const char *property)
+{
+    if (absent_instance(instance, __func__)) return nullptr;
+    if (absent(property, "property")) return nullptr;
+
+    return instance->values.get(property);
+}
+
+int vorn_instance_set_value(vorn_instance *instance, const char *property, const char *value)
+{
+    if (absent_instance(instance, __func__)) return failed;
+    if (absent(property, "property") || absent(value, "value")) return failed;
+
+    const vorn_class &klass = *instance->klass;
+    const vorn_property *declared = vorn_class_get_property(&klass, property);
+    if (!declared) {
+        vorn_debug_1printf("Property \"%s\" not in class \"%s\" (or its superclasses).\n", property,
+                           klass.name.get());
+        return failed;
+    }
+    if (!accepts(*declared, value, klass)) return failed;
+    if (!store_value(instance->values, property, value)) return failed;
+
+    if (instance->listener) instance->listener(instance, property, instance->listener_data);
+    return ok;
+}
+
+int vorn_instance_get_status(const vorn_instance *instance)
+{
+    if (absent_instance(instance, __func__)) return 0;
+
+    const char *status = instance->values.get("status");
+    return status && std::strcmp(status, "up") == 0;
+}
+
+int vorn_instance_is_valid(const vorn_instance *instance, char **error)
+{
+    if (!instance) {
+        if (error) *error = copy_of("Null instance.").release();
+        return 0;
+    }
+
+    const vorn_property *missing = first_missing(*instance);
+    if (!missing) return 1;
+
+    if (error) {
+        *error = format("Property \"%s\" of class \"%s\" is required on insert but not set.",
+                        missing->name.get(), instance->klass->name.get())
+                     .release();
+    }
+    return 0;
+}
+
+int vorn_instance_print(const vorn_instance *instance, FILE *stream)
+{
+    if (!instance) {
+        vorn_debug_1printf("Instance is null.\n");
+        return failed;
+    }
+    if (absent(stream, "stream")) return failed;
+
+    std::fprintf(stream, "Instance name: %s\tclass: %s\n",
+                 instance->name ? instance->name.get() : "n/a", instance->klass->name.get());
+    for (auto [property, value] : instance->values)
+        std::fprintf(stream, "   %s =\t%s\n", property.name, value);
+    return ok;
+}
+
+int vorn_instance_set_listener(vorn_instance *instance, vorn_instance_listener_fn listener,
+                               void *data)
+{
+    if (!instance) return failed;
+
+    instance->listener = listener;
+    instance->listener_data = listener ? data : nullptr;
+    return ok;
+}

@@ -1,0 +1,258 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * One whole configuration, filed by class and within a class as its type demands. It refers to
+ * its instances without owning them. What it protects: names are unique where they must be, and
+ * the orders in which classes and instances came, which everything that is written or committed
+ * follows.
+ */
+#include "core/base/guard.h"
+#include "core/base/result.h"
+#include "model/instances_kind.h"
+#include "model/instances_walk.h"
+
+#include <cstdio>
+
+using namespace vorn;
+
+namespace {
+
+constexpr unsigned int class_buckets = 64;
+
+/* By class type, from singleton on. */
+constexpr InstancesKind kinds[] = {
+    {vorn_instances_singleton_add, vorn_instances_singleton_remove,
+     vorn_instances_singleton_remove_all, vorn_instances_singleton_delete_all, nullptr,
+     vorn_instances_singleton_init_iterator, nullptr, vorn_instances_singleton_iterator_next},
+    {vorn_instances_anonymous_add, vorn_instances_anonymous_remove,
+     vorn_instances_anonymous_remove_all, vorn_instances_anonymous_delete_all,
+     vorn_instances_anonymous_copy, vorn_instances_anonymous_init_iterator, nullptr,
+     vorn_instances_anonymous_iterator_next},
+    {vorn_instances_unique_named_add, vorn_instances_unique_named_remove,
+     vorn_instances_unique_named_remove_all, vorn_instances_unique_named_delete_all,
+     vorn_instances_unique_named_copy, vorn_instances_unique_named_init_iterator,
+     vorn_instances_unique_named_init_group_iterator, vorn_instances_unique_named_iterator_next},
+    {vorn_instances_group_named_add, vorn_instances_group_named_remove,
+     vorn_instances_group_named_remove_all, vorn_instances_group_named_delete_all,
+     vorn_instances_group_named_copy, vorn_instances_group_named_init_iterator,
+     vorn_instances_group_named_init_group_iterator, vorn_instances_group_named_iterator_next},
+};
+
+Owned<vorn_class_instances> make_entry(vorn_class *klass)
+{
+    Owned<vorn_class_instances> entry = make<vorn_class_instances>();
+    if (entry) entry->klass = klass;
+    return entry;
+}
+
+/* The entry of a class, made on first use; it stays, even if what it was made for is refused. */
+vorn_class_instances *require_entry(vorn_instances &instances, vorn_class *klass)
+{
+    const char *name = klass->name.get();
+    if (vorn_class_instances *entry = instances.classes.get(name)) return entry;
+
+    Owned<vorn_class_instances> entry = make_entry(klass);
+    if (!entry || instances.classes.insert(name, entry.get()) != 0) return nullptr;
+    return entry.release();
+}
+
+bool copy_entry(vorn_class_instances &target, const vorn_class_instances &source)
+{
+    if (source.singleton) {
+        target.singleton = vorn_instance_copy(source.singleton);
+        return target.singleton != nullptr;
+    }
+    const InstancesKind *kind = kind_of(*source.klass);
+    return !kind || !kind->copy || kind->copy(&target, &source) == ok;
+}
+
+enum class Instances { stay, go };
+
+void drop_entry(vorn_class_instances *dropped, Instances instances)
+{
+    const Owned<vorn_class_instances> entry(dropped);
+    const InstancesKind *kind = kind_of(*entry->klass);
+    if (!kind) return;
+    (instances == Instances::go ? kind->delete_all : kind->remove_all)(entry.get());
+}
+
+int drop_class(vorn_instances *instances, const char *class_name, Instances fate)
+{
+    if (absent(instances, "instances") || absent(class_name, "class_name")) return failed;
+    if (!registered_class(class_name)) return failed;
+
+    if (vorn_class_instances *entry = instances->classes.remove(class_name)) {
+        drop_entry(entry, fate);
+    }
+    return ok;
+}
+
+void drop_store(vorn_instances *instances, Instances fate)
+{
+    const Owned<vorn_instances> store(instances);
+    if (!store) return;
+    for (auto [name, entry] : store->classes)
+        drop_entry(entry, fate);
+}
+
+void tell_listener(const vorn_instances &instances, vorn_instance *instance, int action)
+{
+    if (instances.listener) instances.listener(instance, action, instances.listener_data);
+}
+
+vorn_instance *find_by_name(const vorn_instances &instances, const char *class_name,
+                            const char *instance_name)
+{
+    const vorn_class_instances *entry = instances.classes.get(class_name);
+    return entry ? entry->unique_named.get(instance_name) : nullptr;
+}
+
+} // namespace
+
+namespace vorn {
+
+const InstancesKind *kind_of(const vorn_class &klass)
+{
+    if (klass.type < VORN_CLASS_SINGLETON || klass.type > VORN_CLASS_GROUP_NAMED) return nullptr;
+    return &kinds[klass.type - VORN_CLASS_SINGLETON];
+}
+
+const vorn_class *registered_class(const char *name)
+{
+    const vorn_class *klass = vorn_classes_get(name);
+    if (!klass) vorn_debug_1printf("Unknown class \"%s\".\n", name);
+    return klass;
+}
+
+} // namespace vorn
+
+vorn_instances *vorn_instances_new()
+{
+    Owned<vorn_instances> instances = make<vorn_instances>();
+    if (!instances || !instances->classes.create(class_buckets)) return nullptr;
+    return instances.release();
+}
+
+vorn_instances *vorn_instances_copy(const vorn_instances *instances)
+{
+    if (absent(instances, "instances")) return nullptr;
+
+    StoreWithInstances copy(vorn_instances_new());
+    if (!copy) return nullptr;
+    for (auto [name, source] : instances->classes) {
+        vorn_class_instances *target = require_entry(*copy, source->klass);
+        if (!target || !copy_entry(*target, *source)) return nullptr;
+    }
+    return copy.release();
+}
+
+vorn_instance *vorn_instances_get_singleton(const vorn_instances *instances, const char *class_name)
+{
+    if (absent(instances, "instances") || absent(class_name, "class_name")) return nullptr;
+    const vorn_class *klass = registered_class(class_name);
+    if (!klass) return nullptr;
+
+    if (klass->type != VORN_CLASS_SINGLETON) {
+        vorn_debug_1printf("Class \"%s\" is not a singleton.\n", class_name);
+        return nullptr;
+    }
+    const vorn_class_instances *entry = instances->classes.get(class_name);
+    if (!entry) {
+        vorn_debug_1printf("Singleton instance of class \"%s\" is missing.\n", class_name);
+        return nullptr;
+    }
+    return entry->singleton;
+}
+
+vorn_instance *vorn_instances_get(const vorn_instances *instances, const char *class_name,
+                                  const char *instance_name)
+{
+    if (absent(instances, "instances") || absent(class_name, "class_name")) return nullptr;
+    const vorn_class *klass = registered_class(class_name);
+    if (!klass) return nullptr;
+
+    if (klass->type != VORN_CLASS_UNIQUE_NAMED) {
+        vorn_debug_1printf("Class \"%s\" is not unique named.\n", class_name);
+        return nullptr;
+    }
+    if (absent(instance_name, "instance_name")) return nullptr;
+    if (!klass->subclasses) return find_by_name(*instances, class_name, instance_name);
+
+    for (auto [subclass_name, subclass] : klass->subclasses) {
+        vorn_instance *instance = find_by_name(*instances, subclass_name, instance_name);
+        if (instance) return instance;
+    }
+    return nullptr;
+}
+
+int vorn_instances_add(vorn_instances *instances, vorn_instance *instance)
+{
+    if (absent(instances, "instances") || absent_instance(instance, __func__)) return failed;
+
+    vorn_class_instances *entry = require_entry(*instances, instance->klass);
+    const InstancesKind *kind = kind_of(*instance->klass);
+    if (!entry || !kind || kind->add(instances, entry, instance) != ok) return failed;
+
+    tell_listener(*instances, instance, VORN_INSTANCES_ADDED);
+    return ok;
+}
+
+int vorn_instances_remove(vorn_instances *instances, vorn_instance *instance)
+{
+    if (absent(instances, "instances") || absent_instance(instance, __func__)) return failed;
+
+    vorn_class_instances *entry = instances->classes.get(instance->klass->name.get());
+    const InstancesKind *kind = kind_of(*instance->klass);
+    if (!entry || !kind || kind->remove(entry, instance) != ok) return failed;
+
+    tell_listener(*instances, instance, VORN_INSTANCES_REMOVED);
+    return ok;
+}
+
+int vorn_instances_remove_class(vorn_instances *instances, const char *class_name)
+{
+    return drop_class(instances, class_name, Instances::stay);
+}
+
+int vorn_instances_delete_class(vorn_instances *instances, const char *class_name)
+{
+    return drop_class(instances, class_name, Instances::go);
+}
+
+int vorn_instances_print(const vorn_instances *instances, FILE *stream)
+{
+    if (absent(instances, "instances")) return failed;
+
+    for (auto [name, entry] : instances->classes) {
+        for (const vorn_instance *each : Walk(vorn_instances_new_class_iterator(instances, name))) {
+            vorn_instance_print(each, stream);
+            std::fputc('\n', stream);
+        }
+        std::fputc('\n', stream);
+    }
+    return ok;
+}
+
+int vorn_instances_is_empty(const vorn_instances *instances)
+{
+    const Walk walk(vorn_instances_new_iterator(instances));
+    return !walk || *walk.begin() == nullptr;
+}
+
+void vorn_instances_delete(vorn_instances *instances)
+{
+    drop_store(instances, Instances::stay);
+}
+
+void vorn_instances_delete_all(vorn_instances *instances)
+{
+    drop_store(instances, Instances::go);
+}
+
+int vorn_instances_set_listener(vorn_instances *instances, vorn_instances_listener_fn listener,
+                                void *data)
+{
+    if (!instances) return failed;
+    instances->listener = listener;
+    instances->listener_data = listener ? data : nullptr;
+    return ok;
+}

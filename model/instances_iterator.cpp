@@ -1,0 +1,177 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * One cursor over a whole store, a class (an abstract one covers its subclasses) or a group. It
+ * is always one instance ahead: after each step it has moved on to the next entry that has
+ * something to yield, so that has_next is exact and the instance returned last may go.
+ */
+#include "core/base/guard.h"
+#include "core/base/result.h"
+#include "model/instances_kind.h"
+
+using namespace vorn;
+
+namespace {
+
+bool has_pending(const vorn_instances_iterator &iterator)
+{
+    return iterator.next_singleton || iterator.next_anonymous || iterator.next_unique_named ||
+           iterator.next_group_node;
+}
+
+void enter(vorn_instances_iterator &iterator, vorn_class_instances *entry)
+{
+    iterator.entry = entry;
+    if (!entry) return;
+    iterator.klass = entry->klass;
+    if (const InstancesKind *kind = kind_of(*entry->klass)) kind->init_iterator(&iterator);
+}
+
+void enter_group(vorn_instances_iterator &iterator, vorn_class_instances *entry, const char *name)
+{
+    iterator.entry = entry;
+    if (!entry) return;
+    iterator.klass = entry->klass;
+    const InstancesKind *kind = kind_of(*entry->klass);
+    if (kind && kind->init_group_iterator) kind->init_group_iterator(&iterator, name);
+}
+
+/* The entry of a subclass; null when the store holds none, or when there is no more subclass. */
+vorn_class_instances *entry_of(const vorn_instances_iterator &iterator, const void *subclass)
+{
+    return subclass ? iterator.classes->get(static_cast<const char *>(subclass)) : nullptr;
+}
+
+/* Moves on until something is pending; forgets the class table when nothing can follow. */
+void settle(vorn_instances_iterator &iterator)
+{
+    while (!has_pending(iterator) && iterator.classes) {
+        const void *name = nullptr;
+        if (iterator.subclasses) {
+            ght_next(iterator.subclasses, &iterator.subclass_position, &name);
+            enter(iterator, entry_of(iterator, name));
+        } else {
+            ght_next(iterator.classes->raw(), &iterator.entries, &name);
+            enter(iterator, entry_of(iterator, name));
+        }
+        if (!name) iterator.classes = nullptr;
+    }
+}
+
+void start_with_all(vorn_instances_iterator &iterator, const vorn_instances &instances)
+{
+    const void *name = nullptr;
+    iterator.kind = IteratorKind::all;
+    iterator.classes = &instances.classes;
+    ght_first(instances.classes.raw(), &iterator.entries, &name);
+    enter(iterator, entry_of(iterator, name));
+    settle(iterator);
+}
+
+void start_with_subclasses(vorn_instances_iterator &iterator, const vorn_instances &instances,
+                           const vorn_class &klass)
+{
+    const void *name = nullptr;
+    iterator.classes = &instances.classes;
+    iterator.subclasses = klass.subclasses.raw();
+    ght_first(iterator.subclasses, &iterator.subclass_position, &name);
+    enter(iterator, entry_of(iterator, name));
+    settle(iterator);
+}
+
+void start_with_class(vorn_instances_iterator &iterator, const vorn_instances &instances,
+                      const vorn_class &klass)
+{
+    iterator.kind = IteratorKind::one_class;
+    if (klass.subclasses) {
+        start_with_subclasses(iterator, instances, klass);
+    } else {
+        enter(iterator, instances.classes.get(klass.name.get()));
+    }
+}
+
+/* Of an abstract class, the first subclass that has an instance of the name. */
+void start_with_group(vorn_instances_iterator &iterator, const vorn_instances &instances,
+                      const vorn_class &klass, const char *name)
+{
+    iterator.kind = IteratorKind::group;
+    if (!klass.subclasses) {
+        enter_group(iterator, instances.classes.get(klass.name.get()), name);
+        return;
+    }
+    for (auto [subclass_name, subclass] : klass.subclasses) {
+        enter_group(iterator, instances.classes.get(subclass_name), name);
+        if (has_pending(iterator)) return;
+    }
+}
+
+bool is_named(const vorn_class &klass)
+{
+    if (klass.type == VORN_CLASS_UNIQUE_NAMED || klass.type == VORN_CLASS_GROUP_NAMED) return true;
+    vorn_debug_1printf("Group iterators can only be used on named classes.\n");
+    return false;
+}
+
+} // namespace
+
+vorn_instances_iterator *vorn_instances_new_iterator(const vorn_instances *instances)
+{
+    if (absent(instances, "instances")) return nullptr;
+
+    Owned<vorn_instances_iterator> iterator = make<vorn_instances_iterator>();
+    if (iterator) start_with_all(*iterator, *instances);
+    return iterator.release();
+}
+
+vorn_instances_iterator *vorn_instances_new_class_iterator(const vorn_instances *instances,
+                                                           const char *class_name)
+{
+    if (absent(instances, "instances")) return nullptr;
+    if (!class_name) return vorn_instances_new_iterator(instances);
+    const vorn_class *klass = registered_class(class_name);
+    if (!klass) return nullptr;
+
+    Owned<vorn_instances_iterator> iterator = make<vorn_instances_iterator>();
+    if (iterator) start_with_class(*iterator, *instances, *klass);
+    return iterator.release();
+}
+
+vorn_instances_iterator *vorn_instances_new_group_iterator(const vorn_instances *instances,
+                                                           const char *class_name,
+                                                           const char *group_name)
+{
+    if (absent(instances, "instances")) return nullptr;
+    if (!group_name) return vorn_instances_new_class_iterator(instances, class_name);
+    if (!class_name) {
+        vorn_debug_1printf("group_name specified but class_name is null.\n");
+        return nullptr;
+    }
+    const vorn_class *klass = registered_class(class_name);
+    if (!klass || !is_named(*klass)) return nullptr;
+
+    Owned<vorn_instances_iterator> iterator = make<vorn_instances_iterator>();
+    if (iterator) start_with_group(*iterator, *instances, *klass, group_name);
+    return iterator.release();
+}
+
+int vorn_instances_iterator_has_next(const vorn_instances_iterator *iterator)
+{
+    return !absent(iterator, "iterator") && has_pending(*iterator);
+}
+
+vorn_instance *vorn_instances_iterator_next(vorn_instances_iterator *iterator)
+{
+    if (absent(iterator, "iterator") || !iterator->entry) return nullptr;
+    const InstancesKind *kind = kind_of(*iterator->entry->klass);
+    if (!kind) return nullptr;
+
+    vorn_instance *instance = kind->iterator_next(iterator);
+    settle(*iterator);
+    return instance;
+}
+
+int vorn_instances_delete_iterator(vorn_instances_iterator *iterator)
+{
+    if (absent(iterator, "iterator")) return failed;
+    delete iterator;
+    return ok;
+}

@@ -1,0 +1,41 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "model/instances_record.h"
+#include "vorn/instances.h"
+
+namespace vorn {
+
+/* What the store does for one type of class. A null member means there is nothing to do. */
+struct InstancesKind {
+    int (*add)(vorn_instances *, vorn_class_instances *, vorn_instance *);
+    int (*remove)(vorn_class_instances *, vorn_instance *);
+    void (*remove_all)(vorn_class_instances *);
+    void (*delete_all)(vorn_class_instances *);
+    int (*copy)(vorn_class_instances *, const vorn_class_instances *);
+    void (*init_iterator)(vorn_instances_iterator *);
+    void (*init_group_iterator)(vorn_instances_iterator *, const char *);
+    vorn_instance *(*iterator_next)(vorn_instances_iterator *);
+};
+
+/* The operations of a class type; null for a type that no class can have. */
+const InstancesKind *kind_of(const vorn_class &klass);
+
+/* The class of that name, or null after a message. */
+const vorn_class *registered_class(const char *name);
+
+/* The two lists of nodes, an anonymous class's and a group's, seen alike. */
+struct NodeList {
+    vorn_instance_node *&first;
+    vorn_instance_node *&last;
+
+    bool append(vorn_instance *instance) const;
+    vorn_instance_node *find(const vorn_instance *instance) const;
+    void unlink(vorn_instance_node *node) const;
+    void free_nodes() const;
+    void delete_instances() const;
+    /* False when memory is gone; what was copied so far is in the list. */
+    bool append_copies_of(const vorn_instance_node *source) const;
+};
+
+} // namespace vorn

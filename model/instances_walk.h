@@ -1,0 +1,64 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "vorn/instances.h"
+
+#include <memory>
+
+namespace vorn {
+
+struct DeleteIterator {
+    void operator()(vorn_instances_iterator *iterator) const noexcept
+    {
+        vorn_instances_delete_iterator(iterator);
+    }
+};
+struct DeleteStore {
+    void operator()(vorn_instances *instances) const noexcept { vorn_instances_delete(instances); }
+};
+struct DeleteStoreAndInstances {
+    void operator()(vorn_instances *instances) const noexcept
+    {
+        vorn_instances_delete_all(instances);
+    }
+};
+
+/* Two deletions of a store exist; the owner's type names which. */
+using StoreShell = std::unique_ptr<vorn_instances, DeleteStore>;
+using StoreWithInstances = std::unique_ptr<vorn_instances, DeleteStoreAndInstances>;
+
+/*
+ * A public iterator for a range-for, freed on every path. The instance at hand may be removed
+ * from the store. Empty when the iterator could not be made; ask with operator bool.
+ */
+class Walk {
+public:
+    explicit Walk(vorn_instances_iterator *iterator) : iterator_(iterator) {}
+
+    explicit operator bool() const { return iterator_ != nullptr; }
+
+    class Cursor {
+    public:
+        explicit Cursor(vorn_instances_iterator *iterator) : iterator_(iterator) { ++*this; }
+        vorn_instance *operator*() const { return instance_; }
+        Cursor &operator++()
+        {
+            const bool more = iterator_ && vorn_instances_iterator_has_next(iterator_);
+            instance_ = more ? vorn_instances_iterator_next(iterator_) : nullptr;
+            return *this;
+        }
+        bool operator!=(const Cursor &) const { return instance_ != nullptr; }
+
+    private:
+        vorn_instances_iterator *iterator_;
+        vorn_instance *instance_ = nullptr;
+    };
+
+    Cursor begin() const { return Cursor(iterator_.get()); }
+    Cursor end() const { return Cursor(nullptr); }
+
+private:
+    std::unique_ptr<vorn_instances_iterator, DeleteIterator> iterator_;
+};
+
+} // namespace vorn

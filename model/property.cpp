@@ -1,0 +1,127 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * One attribute of a class. What it protects: a subclass identifier stays read-only and required
+ * on insert, and a property that clients may fill has somebody who judges the values.
+ */
+#include "core/base/guard.h"
+#include "core/base/result.h"
+#include "model/property_record.h"
+
+using namespace vorn;
+
+vorn_property *vorn_property_new(const char *name)
+{
+    if (absent(name, "name")) return nullptr;
+
+    Owned<vorn_property> property = make<vorn_property>();
+    if (!property) return nullptr;
+
+    property->name = copy_of(name);
+    if (!property->name) return nullptr;
+
+    return property.release();
+}
+
+vorn_property *vorn_property_clone(const vorn_property *property)
+{
+    if (absent(property, "property")) return nullptr;
+
+    Owned<vorn_property> clone(vorn_property_new(property->name.get()));
+    if (!clone) return nullptr;
+
+    clone->readable = property->readable;
+    clone->writable = property->writable;
+    clone->required_on_insert = property->required_on_insert;
+    clone->subclass_identifier = property->subclass_identifier;
+    clone->is_valid = property->is_valid;
+    clone->persistence = property->persistence;
+    return clone.release();
+}
+
+int vorn_property_set_readable(vorn_property *property, int flag)
+{
+    if (absent(property, "property")) return failed;
+
+    property->readable = flag;
+    return ok;
+}
+
+int vorn_property_set_writable(vorn_property *property, int flag)
+{
+    if (absent(property, "property")) return failed;
+    if (property->subclass_identifier && flag) {
+        vorn_debug_eprintf("Subclass identifiers must be non-writable.\n");
+        return failed;
+    }
+
+    property->writable = flag;
+    return ok;
+}
+
+int vorn_property_set_required_on_insert(vorn_property *property, int flag)
+{
+    if (absent(property, "property")) return failed;
+    if (property->subclass_identifier && !flag) {
+        vorn_debug_eprintf("Subclass identifiers must be required on insert.\n");
+        return failed;
+    }
+
+    property->required_on_insert = flag;
+    return ok;
+}
+
+int vorn_property_set_is_valid_fn(vorn_property *property, vorn_is_valid_fn is_valid)
+{
+    if (absent(property, "property")) return failed;
+    if (!is_valid) {
+        vorn_debug_1printf("Null is_valid fn.\n");
+        return failed;
+    }
+
+    property->is_valid = is_valid;
+    return ok;
+}
+
+int vorn_property_set_persistence(vorn_property *property, int persistence)
+{
+    if (absent(property, "property")) return failed;
+
+    property->persistence = persistence;
+    return ok;
+}
+
+int vorn_property_is_valid(const vorn_property *property)
+{
+    if (absent(property, "property")) return 0;
+    if (property->is_valid) return 1;
+
+    if (property->writable) {
+        vorn_debug_1printf("Property %s is writable but has no is_valid fn.\n",
+                           property->name.get());
+        return 0;
+    }
+    if (property->required_on_insert && !property->subclass_identifier) {
+        vorn_debug_1printf("Property %s is required on insert but has no is_valid fn.\n",
+                           property->name.get());
+        return 0;
+    }
+    return 1;
+}
+
+int vorn_property_print(const vorn_property *property, FILE *stream)
+{
+    if (absent(property, "property") || absent(stream, "stream")) return failed;
+
+    std::fprintf(stream, "Property: %-45s %s%s%s%s", property->name.get(),
+                 property->readable ? "r" : "-", property->writable ? "w" : "-",
+                 property->required_on_insert ? "i" : "-", property->persistence ? "p" : "-");
+    return ok;
+}
+
+int vorn_property_delete(vorn_property *property)
+{
+    if (absent(property, "property")) return failed;
+
+    delete property;
+    return ok;
+}

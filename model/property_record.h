@@ -1,0 +1,25 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "core/base/memory.h"
+#include "core/base/text.h"
+#include "vorn/property.h"
+
+#include <cstdint>
+
+namespace vorn {
+
+/* Until its class is resolved a property may leave the answer to the class. */
+constexpr std::int32_t persistence_unset = -1;
+
+} // namespace vorn
+
+struct vorn_property : vorn::Record {
+    vorn::Text name;
+    std::int32_t readable = 1;
+    std::int32_t writable = 1;
+    std::int32_t required_on_insert = 0;
+    std::int32_t subclass_identifier = 0;
+    vorn_is_valid_fn is_valid = nullptr;
+    std::int32_t persistence = vorn::persistence_unset;
+};

@@ -1,0 +1,32 @@
+/* SPDX-License-Identifier: MIT */
+#include "declare.h"
+
+vorn_class *declare_class(const char *name, int type)
+{
+    vorn_class *klass = vorn_class_new(name);
+    if (klass == NULL) return NULL;
+    vorn_class_set_type(klass, type);
+    vorn_class_set_persistence(klass, 1);
+    return klass;
+}
+
+int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid)
+{
+    vorn_property *property = vorn_property_new(name);
+    if (property == NULL) return 1;
+    if (vorn_property_set_is_valid_fn(property, is_valid) == 0 &&
+        vorn_class_add_property(klass, property) == 0) {
+        return 0;
+    }
+    vorn_property_delete(property);
+    return 1;
+}
+
+int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher)
+{
+    vorn_provider *provider = vorn_provider_new(name);
+    if (provider == NULL) return 1;
+    if (committer != NULL) vorn_provider_set_commit_fn(provider, vorn_committer_fn, committer);
+    if (refresher != NULL) vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
+    return vorn_providers_add(provider) || vorn_providers_order(name, "save");
+}

@@ -1,0 +1,29 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_COMMON_DECLARE_H
+#define PLUGINS_COMMON_DECLARE_H
+
+/*
+ * What every reference plugin writes when it declares itself. Each call answers 0, or 1 after
+ * the daemon has logged why not.
+ */
+
+#include "vorn/vorn.h"
+
+/** A new class of the given type whose values are saved; null when it can't be made. */
+vorn_class *declare_class(const char *name, int type);
+
+/** A property that clients may write, if its value passes. */
+int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid);
+
+/** Registers a provider whose commits go to the committer, before the configuration is saved. */
+int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher);
+
+/** The validators take text and length; a property's validity function has the text alone. */
+#define DECLARE_VALIDITY(name, call)                                                               \
+    static int name(const char *value)                                                             \
+    {                                                                                              \
+        const int length = (int)strlen(value);                                                     \
+        return call;                                                                               \
+    }
+
+#endif

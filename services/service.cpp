@@ -1,0 +1,278 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Services: children with a name, which run until they are told to stop. A record comes into
+ * being with the first use of a name. A start makes it running, whatever became of the start; a
+ * stop makes it stopping, or stopped at once when no actions are taken. The poll after a child's
+ * exit looks for each process: a stopping service whose process is gone is stopped and stays; any
+ * other one is dropped and its exit function called.
+ */
+#include "core/base/file.h"
+#include "core/base/guard.h"
+#include "core/base/result.h"
+#include "core/base/text.h"
+#include "services/argument_vector.h"
+#include "services/command.h"
+#include "services/service_state.h"
+#include "vorn/debug.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include <sys/wait.h>
+
+volatile int sig_child_received = 0;
+
+namespace vorn {
+
+constinit ServiceTable *service_table = nullptr;
+
+namespace {
+
+constexpr unsigned int service_buckets = 64;
+constexpr int nothing_to_do = 0;
+constexpr int stopped_or_signalled = 1;
+constexpr int time_limit_passed = -1;
+constexpr int termination_limit_us = 5000000;
+constexpr int kill_limit_us = 1000000;
+constexpr std::int64_t microseconds_per_second = 1000000;
+
+vorn_service *find_service(const char *name)
+{
+    return name && service_table ? service_table->services.get(name) : nullptr;
+}
+
+vorn_service *require_service(const char *name)
+{
+    if (vorn_service *service = find_service(name)) return service;
+    if (!name || !service_table) return nullptr;
+
+    Owned<vorn_service> service = make<vorn_service>();
+    if (!service || service_table->services.insert(name, service.get()) != 0) return nullptr;
+    return service.release();
+}
+
+/*
+ * A failed fork leaves -1, which kill would take for every process there is; it names none. 0,
+ * what a start without actions leaves, is the daemon's own group and always answers.
+ */
+bool process_exists(pid_t pid)
+{
+    return pid != -1 && kill(pid, 0) == 0;
+}
+
+/* The letter behind the second blank of the kernel's status line; NUL when there is no line. */
+char process_state(pid_t pid)
+{
+    const Line<32> path("/proc/%d/stat", static_cast<int>(pid));
+    const File status(std::fopen(path.get(), "re"));
+    char line[512];
+    if (!status || !std::fgets(line, sizeof line, status.get())) return '\0';
+
+    const char *blank = std::strchr(line, ' ');
+    if (blank) blank = std::strchr(blank + 1, ' ');
+    return blank ? blank[1] : '\0';
+}
+
+std::int64_t now_us()
+{
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * microseconds_per_second + now.tv_nsec / 1000;
+}
+
+/*
+ * Polls without sleeping: the limits are short, and nothing else may happen before a service is
+ * known to be gone. An error means that there is no such child any more.
+ */
+bool ends_within(pid_t pid, std::int64_t limit_us)
+{
+    const std::int64_t start = now_us();
+    while (waitpid(pid, nullptr, WNOHANG) == 0) {
+        if (now_us() - start > limit_us) return false;
+    }
+    return true;
+}
+
+const char *word_for(ServiceState state)
+{
+    switch (state) {
+    case ServiceState::stopped:
+        return "stopped";
+    case ServiceState::running:
+        return "running";
+    case ServiceState::stopping:
+        return "stopping";
+    }
+    return "";
+}
+
+/* The remark on the callback is the wrong way round; people's log filters know it that way. */
+void drop_service(const char *name, vorn_service *gone)
+{
+    vorn_debug_1printf("Service %s with pid %d is no longer running. %s.\n", name,
+                       static_cast<int>(gone->pid),
+                       gone->exited_fn ? "Service has no callback" : "Running callback");
+
+    const Owned<vorn_service> dropped(service_table->services.remove(name));
+    if (dropped->exited_fn) dropped->exited_fn(dropped->exited_data);
+}
+
+void stop_for_shutdown(const char *name, const vorn_service &service)
+{
+    vorn_debug_1printf("Stopping %s (%d)...\n", name, static_cast<int>(service.pid));
+    if (vorn_service_stop(name, SIGTERM, termination_limit_us) == time_limit_passed) {
+        vorn_service_stop(name, SIGKILL, kill_limit_us);
+    }
+}
+
+} // namespace
+
+} // namespace vorn
+
+using namespace vorn;
+
+void vorn_service_init()
+{
+    if (service_table) return;
+    Owned<ServiceTable> table = make<ServiceTable>();
+    if (!table || !table->services.create(service_buckets)) return;
+    service_table = table.release();
+}
+
+int vorn_service_set_exited_fn(const char *name, vorn_service_exited_fn exited, void *data)
+{
+    vorn_service *service = require_service(name);
+    if (!service) return failed;
+    service->exited_fn = exited;
+    service->exited_data = data;
+    return ok;
+}
+
+int vorn_service_execl(const char *name, const char *program, ...)
+{
+    Arguments more;
+    va_start(more.list, program);
+    const ArgumentVector arguments(program, more);
+    va_end(more.list);
+    return arguments.get() ? vorn_service_execv(name, arguments.get()) : -1;
+}
+
+int vorn_service_execlod(const char *name, const char *program, ...)
+{
+    Arguments more;
+    va_start(more.list, program);
+    const ArgumentVector arguments(program, more);
+    int result = -1;
+    if (arguments.get()) {
+        const int output_mode = va_arg(more.list, int);
+        const char *directory = va_arg(more.list, const char *);
+        result = vorn_service_execvod(name, arguments.get(), output_mode, directory);
+    }
+    va_end(more.list);
+    return result;
+}
+
+int vorn_service_execv(const char *name, char *const arguments[])
+{
+    return vorn_service_execvod(name, arguments, output_when_debugging, nullptr);
+}
+
+int vorn_service_execvod(const char *name, char *const arguments[], int output_mode,
+                         const char *directory)
+{
+    if (absent(arguments, "arguments") || absent(arguments[0], "program")) return failed;
+    vorn_service *service = require_service(name);
+    if (!service) return failed;
+
+    service->pid = vorn_command_spawn(arguments, output_mode, directory);
+    service->state = ServiceState::running;
+    if (shows_commands()) {
+        std::fputc('\n', vorn_debug_get_stream());
+        std::fflush(vorn_debug_get_stream());
+    }
+    return ok;
+}
+
+int vorn_service_is_running(const char *name)
+{
+    const vorn_service *service = find_service(name);
+    if (!service || service->state != ServiceState::running) return 0;
+    if (!process_exists(service->pid)) return 0;
+
+    const char state = process_state(service->pid);
+    return state != '\0' && state != 'Z';
+}
+
+int vorn_service_stop(const char *name, int signal_number, int limit_us)
+{
+    vorn_service *service = find_service(name);
+    if (!service || service->state == ServiceState::stopped) return nothing_to_do;
+
+    const pid_t pid = service->pid;
+    vorn_debug_1printf("Sending signal %d to service %s with pid %d.\n", signal_number, name,
+                       static_cast<int>(pid));
+    service->state = ServiceState::stopping;
+    if (vorn_process_no_actions) {
+        vorn_debug_1printf("(no actions)\n");
+        service->state = ServiceState::stopped;
+        return nothing_to_do;
+    }
+
+    /* Anything but a real process id would reach the daemon's own group, or everybody. */
+    if (pid <= 0) return stopped_or_signalled;
+    kill(pid, signal_number);
+    if (limit_us == 0 || ends_within(pid, limit_us)) return stopped_or_signalled;
+
+    vorn_debug_1printf("Timeout while sending signal %d to service %s with pid %d.\n",
+                       signal_number, name, static_cast<int>(pid));
+    return time_limit_passed;
+}
+
+void vorn_service_shutdown()
+{
+    if (!service_table) return;
+    for (auto [name, service] : service_table->services) {
+        if (service->state == ServiceState::running) stop_for_shutdown(name, *service);
+    }
+}
+
+/* Runs in signal context while the daemon comes up, hence the care for errno. */
+void vorn_service_sig_child(int, void *, void *)
+{
+    const int error = errno;
+    while (waitpid(-1, nullptr, WNOHANG) > 0)
+        continue;
+    sig_child_received = 1;
+    errno = error;
+}
+
+void vorn_service_poll()
+{
+    if (!sig_child_received || !service_table) return;
+
+    sig_child_received = 0;
+    for (auto [name, service] : service_table->services) {
+        if (process_exists(service->pid)) continue;
+        if (service->state == ServiceState::stopping) {
+            service->state = ServiceState::stopped;
+        } else {
+            drop_service(name, service);
+        }
+    }
+}
+
+void vorn_service_print(FILE *stream)
+{
+    if (absent(stream, "stream")) return;
+
+    std::fprintf(stream, "%-20s %-10s %5s\n", "Service", "State", "PID");
+    if (!service_table) return;
+    for (auto [name, service] : service_table->services) {
+        std::fprintf(stream, "%-20s %-10s %5d\n", static_cast<const char *>(name),
+                     word_for(service->state), static_cast<int>(service->pid));
+    }
+}

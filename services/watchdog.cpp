@@ -1,0 +1,93 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * The hardware watchdog. Three states: not opened yet, open, stopped for good. A missing device or
+ * a stop before the first use lead straight from the first to the last; nothing leads back. A
+ * device that can't be opened leaves the first state, so that the next keep-alive tries again.
+ * The process ending without a stop says nothing to the device, which then resets the board: that
+ * is what it is for.
+ */
+#include "vorn/watchdog.h"
+
+#include "core/base/paths.h"
+#include "services/watchdog_state.h"
+#include "vorn/debug.h"
+
+#include <fcntl.h>
+#include <linux/watchdog.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vorn {
+
+constinit std::int32_t watchdog_fd = watchdog_not_opened;
+
+namespace {
+
+constexpr int timeout_seconds = 240;
+constexpr char magic_close = 'V';
+
+void report_if_failed(int result, const char *message)
+{
+    if (result < 0) vorn_debug_perror(message);
+}
+
+void open_device()
+{
+    watchdog_fd = open(paths::watchdog, O_WRONLY);
+    if (watchdog_fd < 0) {
+        watchdog_fd = watchdog_not_opened;
+        vorn_debug_perror("vorn_watchdog_ack fopen");
+    }
+
+    int timeout = timeout_seconds;
+    report_if_failed(ioctl(watchdog_fd, WDIOC_SETTIMEOUT, &timeout),
+                     "vorn_watchdog_ack ioctl[WDIOC_SETTIMEOUT]");
+    report_if_failed(fcntl(watchdog_fd, F_SETFD, FD_CLOEXEC), "vorn_watchdog_ack fcntl");
+}
+
+void close_device()
+{
+    report_if_failed(static_cast<int>(write(watchdog_fd, &magic_close, 1)),
+                     "vorn_watchdog_stop write");
+    close(watchdog_fd);
+}
+
+} // namespace
+
+} // namespace vorn
+
+void vorn_watchdog_ack()
+{
+    if (vorn::watchdog_fd == vorn::watchdog_stopped) return;
+
+    if (vorn::watchdog_fd == vorn::watchdog_not_opened) {
+        struct stat status;
+        if (stat(vorn::paths::watchdog, &status) != 0) {
+            /* This path was never the device's, but it is what people look for in their logs. */
+            vorn_debug_perror("/dev/vorn_watchdog_ack stat");
+            vorn_watchdog_stop();
+            return;
+        }
+        vorn::open_device();
+    }
+    int ignored = 0;
+    vorn::report_if_failed(ioctl(vorn::watchdog_fd, WDIOC_KEEPALIVE, &ignored),
+                           "vorn_watchdog_ack ioctl[WDIOC_KEEPALIVE]");
+}
+
+void vorn_watchdog_stop()
+{
+    switch (vorn::watchdog_fd) {
+    case vorn::watchdog_not_opened:
+        vorn_debug_printf("Watchdog stopped (before start).\n");
+        break;
+    case vorn::watchdog_stopped:
+        vorn_debug_printf("Watchdog already stopped.\n");
+        break;
+    default:
+        vorn::close_device();
+        vorn_debug_printf("Watchdog stopped.\n");
+    }
+    vorn::watchdog_fd = vorn::watchdog_stopped;
+}

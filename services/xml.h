@@ -1,0 +1,56 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "core/base/text.h"
+
+#include <libxml/tree.h>
+
+#include <cstddef>
+#include <memory>
+
+namespace vorn {
+
+struct FreeXmlDocument {
+    void operator()(xmlDoc *document) const noexcept { xmlFreeDoc(document); }
+};
+struct FreeXmlText {
+    void operator()(xmlChar *text) const noexcept { xmlFree(text); }
+};
+
+using XmlDocument = std::unique_ptr<xmlDoc, FreeXmlDocument>;
+using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
+
+/*
+ * Parse what others wrote. Nothing is fetched, neither from the network nor from another file,
+ * entities are not put in place, and the parser's own limits stay on. What the parser complains
+ * of goes to the log at level 4. Empty when the text is not well-formed.
+ */
+XmlDocument parse_xml_text(const char *text, std::size_t length);
+XmlDocument parse_xml_file(const char *path);
+
+/* Element and attribute names, and constant texts, in libxml2's type and out of it. */
+inline const xmlChar *xml(const char *text)
+{
+    return reinterpret_cast<const xmlChar *>(text);
+}
+inline const char *plain(const xmlChar *text)
+{
+    return reinterpret_cast<const char *>(text);
+}
+
+inline bool is_element(const xmlNode *node)
+{
+    return node->type == XML_ELEMENT_NODE;
+}
+
+/* Whether XML can hold the text: valid UTF-8 and no control characters but tab, CR and LF. */
+bool is_xml_text(const char *text);
+
+/*
+ * A new child element that holds the text, or nothing for null. The platform's escape runs over
+ * the text and libxml2 takes it back apart, so that markup is escaped exactly once when the
+ * document is written. Null when memory is gone.
+ */
+xmlNode *add_text_element(xmlNode *parent, const char *name, const char *text);
+
+} // namespace vorn

@@ -1,0 +1,90 @@
+/* SPDX-License-Identifier: MIT */
+/* The allocator that fails on demand: malloc and its family are wrapped at link time. */
+#include "support/allocation.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <ostream>
+
+namespace {
+
+bool counting = false;
+bool refused = false;
+unsigned long countdown = 0;
+
+bool refuse()
+{
+    if (!counting || refused) return false;
+    if (--countdown > 0) return false;
+    refused = true;
+    errno = ENOMEM;
+    return true;
+}
+
+} // namespace
+
+extern "C" {
+void *__real_malloc(size_t size);
+void *__real_calloc(size_t count, size_t size);
+void *__real_realloc(void *memory, size_t size);
+char *__real_strdup(const char *text);
+
+void *__wrap_malloc(size_t size)
+{
+    return refuse() ? nullptr : __real_malloc(size);
+}
+void *__wrap_calloc(size_t count, size_t size)
+{
+    return refuse() ? nullptr : __real_calloc(count, size);
+}
+void *__wrap_realloc(void *memory, size_t size)
+{
+    return refuse() ? nullptr : __real_realloc(memory, size);
+}
+char *__wrap_strdup(const char *text)
+{
+    return refuse() ? nullptr : __real_strdup(text);
+}
+}
+
+namespace vorn::tests {
+
+void FailEachAllocation(const std::function<void()> &body)
+{
+    constexpr unsigned long sane_limit = 100000;
+
+    for (unsigned long nth = 1; nth < sane_limit; nth++) {
+        SCOPED_TRACE(testing::Message() << "failing allocation " << nth);
+        countdown = nth;
+        refused = false;
+        counting = true;
+        body();
+        counting = false;
+        if (!refused || testing::Test::HasFatalFailure()) return;
+    }
+    FAIL() << "the body never ran without a refused allocation";
+}
+
+AllocationVerdict::operator bool() const
+{
+    return refused;
+}
+
+void PrintTo(const AllocationVerdict &verdict, std::ostream *stream)
+{
+    *stream << (verdict ? "an allocation failed" : "no allocation failed");
+}
+
+AllocationsAllowed::AllocationsAllowed() : counted_(counting)
+{
+    counting = false;
+}
+
+AllocationsAllowed::~AllocationsAllowed()
+{
+    counting = counted_;
+}
+
+} // namespace vorn::tests

@@ -1,0 +1,41 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace vorn::tests {
+
+/* A client that may misbehave: it sends whatever bytes it is told to, whenever it is told to. */
+class RawClient {
+public:
+    /* Connects to an abstract name, or to a port of the loopback address. */
+    explicit RawClient(const std::string &name);
+    explicit RawClient(int port);
+    RawClient(const RawClient &) = delete;
+    ~RawClient();
+
+    bool connected() const;
+    /* False when the other side no longer takes what is sent. */
+    bool send(const std::string &bytes);
+    /* Everything up to the end of the stream; what came so far when that takes too long. */
+    std::string receive_all();
+    /* What comes until the text has come (included), or the stream ends, or it takes too long. */
+    std::string receive_until(const std::string &text);
+    /* Whether the other side has closed, waiting up to the limit. */
+    bool closed_within(int seconds);
+    void half_close();
+    void reset();
+    int descriptor() const;
+
+private:
+    int descriptor_;
+};
+
+/* Four bytes in the machine's own order. */
+std::string native(std::uint32_t number);
+
+/* A request as the LSQL socket wants it. */
+std::string framed(const std::string &request);
+
+} // namespace vorn::tests
