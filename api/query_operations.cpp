@@ -66,11 +66,29 @@ void report(QueryContext &context, xmlDoc *result, const char *message)
     add_error(context, result, message, context.errors);
 }
 
-/* Every instance of the class and name that the operation is about. */
-Walk instances_of(const QueryContext &context)
+bool has_named_instances(const vorn_class &klass)
 {
-    return Walk(vorn_instances_new_group_iterator(context.instances, context.class_name,
-                                                  context.instance_name));
+    return klass.type == VORN_CLASS_UNIQUE_NAMED || klass.type == VORN_CLASS_GROUP_NAMED;
+}
+
+/*
+ * Every instance of the class and name that the operation is about. Where instances have no names,
+ * a name means none of them; no walk for any other reason means that memory is gone.
+ */
+Walk instances_of(QueryContext &context)
+{
+    Walk walk(vorn_instances_new_group_iterator(context.instances, context.class_name,
+                                                context.instance_name));
+    const bool may_be_walked =
+        !context.instance_name || has_named_instances(*vorn_classes_get(context.class_name));
+    if (!walk && may_be_walked) context.out_of_memory = true;
+    return walk;
+}
+
+/* A change that could not be recorded would never reach the providers. */
+void note_recording(QueryContext &context, int result)
+{
+    if (result != 0) context.out_of_memory = true;
 }
 
 void collect_where(const QueryContext &context)
@@ -184,7 +202,7 @@ bool update_property(QueryContext &context, xmlDoc *result, vorn_instance *insta
 /* The change set is told first: it must know the instance before any value of it changes. */
 bool update_instance(QueryContext &context, xmlDoc *result, vorn_instance *instance)
 {
-    vorn_changes_instance_updated(context.changes, instance);
+    note_recording(context, vorn_changes_instance_updated(context.changes, instance));
     for (const xmlNode *element = context.property_elements; element; element = element->next) {
         if (!update_property(context, result, instance, element)) return false;
     }
@@ -226,7 +244,7 @@ bool query_delete(QueryContext &context, xmlDoc *)
         trace_deletion(instance);
         if (!is_meant(context, instance)) continue;
         vorn_instances_remove(context.instances, instance);
-        vorn_changes_instance_deleted(context.changes, instance);
+        note_recording(context, vorn_changes_instance_deleted(context.changes, instance));
         vorn_instance_delete(instance);
         context.counter++;
     }
@@ -299,7 +317,7 @@ bool insert_instance(QueryContext &context, xmlDoc *result, xmlNode *element)
                    .get());
         return false;
     }
-    vorn_changes_instance_inserted(context.changes, instance.release());
+    note_recording(context, vorn_changes_instance_inserted(context.changes, instance.release()));
     context.counter++;
     return true;
 }

@@ -1,0 +1,258 @@
+/* SPDX-License-Identifier: MIT */
+/* Whole requests and whole answers, as a client sees them. */
+#include "api/query_fixture.h"
+
+namespace {
+
+using vorn::tests::QueryTest;
+
+struct Exchange {
+    const char *name;
+    std::string request;
+    std::string answer;
+};
+
+std::string in_lsql(const std::string &operations)
+{
+    return "<lsql>" + operations + "</lsql>";
+}
+
+std::string result(const std::string &content)
+{
+    return content.empty() ? "<lsql_result/>" : "<lsql_result>" + content + "</lsql_result>";
+}
+
+std::string refusal(const std::string &message)
+{
+    return result("<error>" + message + "</error><rc>1</rc><counter>0</counter>");
+}
+
+std::string dataset(const std::string &content, int counter)
+{
+    const std::string element =
+        content.empty() ? "<dataset/>" : "<dataset>" + content + "</dataset>";
+    return element + "<rc>0</rc><counter>" + std::to_string(counter) + "</counter>";
+}
+
+std::string done(int counter)
+{
+    return "<rc>0</rc><counter>" + std::to_string(counter) + "</counter>";
+}
+
+std::string select_where(const std::string &expression)
+{
+    return in_lsql("<select><Radio/></select><where>" + expression + "</where>");
+}
+
+const std::string none = result(dataset("", 0));
+const std::string only_r0 = result(dataset("<Radio name=\"r0\"/>", 1));
+const std::string only_r1 = result(dataset("<Radio name=\"r1\"/>", 1));
+const std::string both = result(dataset("<Radio name=\"r0\"/><Radio name=\"r1\"/>", 2));
+
+const Exchange exchanges[] = {
+    /* The request as a whole. */
+    {"AnotherRoot", "<sql/>", refusal("Top level name is not lsql.")},
+    {"ARootInCapitals", "<LSQL/>", refusal("Top level name is not lsql.")},
+    {"NothingInside", "<lsql/>", refusal("Incomplete lsql request.")},
+    {"AnEmptyTransaction", in_lsql("<write-transaction/>"), result("")},
+    {"AnOperationWithoutAClass", in_lsql("<select/>"), refusal("Incomplete lsql request.")},
+    {"AnUnknownOperation", in_lsql("<upsert><Radio/></upsert>"),
+     refusal("Invalid operation \"upsert\".")},
+    {"AnOperationInCapitals", in_lsql("<Select><Radio/></Select>"),
+     refusal("Invalid operation \"Select\".")},
+    {"ALongUnknownOperation",
+     in_lsql("<" + std::string(100, 'o') + "><R/></" + std::string(100, 'o') + ">"),
+     refusal("Invalid operation \"" + std::string(60, 'o'))},
+    {"AnUnknownOperationAfterAFailedOne",
+     in_lsql("<update><Nothing/></update><upsert><Radio/></upsert>"),
+     result("<error>Unknown class \"Nothing\".</error><rc>1</rc><counter>0</counter>"
+            "<error>Invalid operation \"upsert\".</error><rc>2</rc><counter>0</counter>")},
+    {"TextForAnOperation", "<lsql>hello</lsql>", refusal("Invalid operation \"text\".")},
+    {"SiblingsOfATransaction",
+     in_lsql("<write-transaction><select><Board/></select></write-transaction><upsert/>"),
+     result(dataset("<Board/>", 1))},
+    {"TwoOperations", in_lsql("<select><Board/></select><select><Radio name=\"r0\"/></select>"),
+     result(dataset("<Board/>", 1) + dataset("<Radio name=\"r0\"/>", 1))},
+    {"AnEmptyNodeBetweenOperations",
+     in_lsql("<select><Board/></select><pause/><select><Board/></select>"),
+     result(dataset("<Board/>", 1) + dataset("<Board/>", 1))},
+    {"WhiteSpaceBetweenOperations",
+     in_lsql("<select><Board/></select>\n <select><Board/></select>"),
+     result(dataset("<Board/>", 1) + dataset("<Board/>", 1))},
+
+    /* Select. */
+    {"EveryInstance", in_lsql("<select><Radio/></select>"), both},
+    {"OneByName", in_lsql("<select><Radio name=\"r1\"/></select>"), only_r1},
+    {"NoneOfThatName", in_lsql("<select><Radio name=\"r9\"/></select>"), none},
+    {"SelectedProperties", in_lsql("<select><Radio name=\"r0\"><mode/><channel/></Radio></select>"),
+     result(dataset("<Radio name=\"r0\"><mode>g</mode><channel>6</channel></Radio>", 1))},
+    {"APropertyWithoutAValue", in_lsql("<select><Radio name=\"r0\"><uptime/></Radio></select>"),
+     result(dataset("<Radio name=\"r0\"><uptime/></Radio>", 1))},
+    {"APropertyThatIsNone", in_lsql("<select><Radio name=\"r0\"><speed/></Radio></select>"),
+     result(dataset("<Radio name=\"r0\"><speed/></Radio>", 1))},
+    {"AllProperties", in_lsql("<select><Radio name=\"r0\" properties=\"all\"/></select>"),
+     result(dataset("<Radio name=\"r0\"><channel>6</channel><mode>g</mode><uptime/></Radio>", 1))},
+    {"AllPropertiesBeforeElements",
+     in_lsql("<select><Radio name=\"r0\" properties=\"all\"><mode/></Radio></select>"),
+     result(dataset("<Radio name=\"r0\"><channel>6</channel><mode>g</mode><uptime/></Radio>", 1))},
+    {"OtherProperties", in_lsql("<select><Radio properties=\"some\"/></select>"),
+     result("<dataset><Radio name=\"r0\"/></dataset><error>Invalid properties=\"some\".</error>"
+            "<rc>1</rc><counter>1</counter>")},
+    {"OtherPropertiesOfNothing",
+     in_lsql("<select><Radio name=\"r9\" properties=\"some\"/></select>"), none},
+    {"LongOtherProperties",
+     in_lsql("<select><Board properties=\"" + std::string(100, 'p') + "\"/></select>"),
+     result("<dataset><Board/></dataset><error>Invalid properties=\"" + std::string(59, 'p') +
+            "</error><rc>1</rc><counter>1</counter>")},
+    {"AnUnknownClass", in_lsql("<select><Nothing/></select>"), none},
+    {"ASingleton", in_lsql("<select><Board><label/></Board></select>"),
+     result(dataset("<Board><label>attic</label></Board>", 1))},
+    {"AnonymousInstances", in_lsql("<select><Route><to/></Route></select>"),
+     result(dataset("<Route><to>lan</to></Route><Route><to>wan</to></Route>", 2))},
+    {"AnonymousInstancesByName", in_lsql("<select><Route name=\"lan\"/></select>"), none},
+    {"AGroup", in_lsql("<select><Acl name=\"guests\"><mac/></Acl></select>"),
+     result(dataset("<Acl name=\"guests\"><mac>01</mac></Acl>"
+                    "<Acl name=\"guests\"><mac>03</mac></Acl>",
+                    2))},
+    {"AnAbstractClass", in_lsql("<select><Address properties=\"all\"/></select>"),
+     result(dataset("<Address name=\"lan\"><kind>Static</kind></Address>", 1))},
+
+    /* Where. */
+    {"WhereEqual", select_where("<eq><property>mode</property><value>g</value></eq>"), only_r0},
+    {"WhereNotEqual", select_where("<not><eq><property>mode</property><value>g</value></eq></not>"),
+     only_r1},
+    {"WhereBothUnset",
+     select_where("<eq><property>uptime</property><property>uptime</property></eq>"), none},
+    {"WhereNotBothUnset",
+     select_where("<not><eq><property>uptime</property><property>uptime</property></eq></not>"),
+     both},
+    {"WhereName", select_where("<eq><metadata>name</metadata><value>r1</value></eq>"), only_r1},
+    {"WhereOtherMetadata", select_where("<metadata>age</metadata>"), none},
+    {"WhereMetadataOfNothing", select_where("<metadata/>"), none},
+    {"WhereAValue", select_where("<value>yes</value>"), both},
+    {"WhereNoValue", select_where("<value/>"), none},
+    {"WhereAPropertyIsSet", select_where("<property>channel</property>"), both},
+    {"WhereAPropertyIsNot", select_where("<property>uptime</property>"), none},
+    {"WhereAPropertyHasNoName", select_where("<property/>"), none},
+    {"WhereEmptyEq", select_where("<eq/>"), none},
+    {"WhereEqOfOne", select_where("<eq><value>1</value></eq>"), none},
+    {"WhereEqOfThree", select_where("<eq><value>1</value><value>1</value><value>2</value></eq>"),
+     both},
+    {"WhereEmptyNot", select_where("<not/>"), both},
+    {"WhereNotOfTwo", select_where("<not><value/><value>1</value></not>"), both},
+    {"WhereEmptyAnd", select_where("<and/>"), both},
+    {"WhereAnd",
+     select_where("<and><property>mode</property>"
+                  "<eq><property>channel</property><value>11</value></eq></and>"),
+     only_r1},
+    {"WhereEmptyOr", select_where("<or/>"), none},
+    {"WhereOr",
+     select_where("<or><eq><property>channel</property><value>6</value></eq>"
+                  "<eq><property>channel</property><value>12</value></eq></or>"),
+     only_r0},
+    {"WhereUnknownExpression", select_where("<xor/>"), none},
+    {"WhereInCapitals", select_where("<AND/>"), none},
+    {"WhereOfTwoExpressions", select_where("<or/><and/>"), none},
+    {"WhereStartsWithWhiteSpace", select_where(" <and/>"), none},
+    {"WhereIsEmpty", in_lsql("<select><Radio/></select><where/>"), both},
+    {"WhereOfCdata", select_where("<eq><property><![CDATA[mode]]></property><value>g</value></eq>"),
+     only_r0},
+    {"WhereOfSplitText", select_where("<eq><property>mode</property><value>g<!-- --></value></eq>"),
+     only_r0},
+    {"WhereOfTextBehindAComment",
+     select_where("<eq><property>mode</property><value><!-- -->g</value></eq>"), none},
+
+    /* Update. */
+    {"UpdateOne", in_lsql("<update><Radio name=\"r0\"><channel>7</channel></Radio></update>"),
+     result(done(1))},
+    {"UpdateEvery", in_lsql("<update><Radio><channel>7</channel></Radio></update>"),
+     result(done(2))},
+    {"UpdateWhere",
+     in_lsql("<update><Radio><channel>7</channel></Radio></update>"
+             "<where><eq><property>mode</property><value>b</value></eq></where>"),
+     result(done(1))},
+    {"UpdateNone", in_lsql("<update><Radio name=\"r9\"><speed>7</speed></Radio></update>"),
+     result(done(0))},
+    {"UpdateNothingOfOne", in_lsql("<update><Radio name=\"r0\"/></update>"), result(done(1))},
+    {"UpdateAnUnknownClass", in_lsql("<update><Nothing/></update>"),
+     refusal("Unknown class \"Nothing\".")},
+    {"UpdateAPropertyThatIsNone",
+     in_lsql("<update><Radio name=\"r0\"><speed>7</speed></Radio></update>"),
+     refusal("Property \"speed\" is not valid for class \"Radio\".")},
+    {"UpdateAReadOnlyProperty",
+     in_lsql("<update><Radio name=\"r0\"><uptime>7</uptime></Radio></update>"),
+     refusal("Property \"uptime\" of class \"Radio\" is not writable.")},
+    {"UpdateWithABadValue",
+     in_lsql("<update><Radio name=\"r0\"><channel>six</channel></Radio></update>"),
+     refusal("Value \"six\" is not valid for property \"channel\" of class \"Radio\".")},
+    {"UpdateWithWhiteSpace",
+     in_lsql("<update><Radio name=\"r0\"> <channel>7</channel></Radio></update>"),
+     refusal("Property \"text\" is not valid for class \"Radio\".")},
+    {"UpdateThroughTheAbstractClass",
+     in_lsql("<update><Address><speed>1</speed></Address></update>"),
+     refusal("Property \"speed\" is not valid for class \"Static\".")},
+    {"UpdateWithALongBadValue",
+     in_lsql("<update><Radio name=\"r0\"><channel>" + std::string(300, 'x') +
+             "</channel></Radio></update>"),
+     refusal("Value \"" + std::string(152, 'x'))},
+    {"UpdateWithABadValueOfMarkup",
+     in_lsql("<update><Radio name=\"r0\"><channel>&lt;&amp;&gt;</channel></Radio></update>"),
+     refusal("Value \"&lt;&amp;&gt;\" is not valid for property \"channel\" of class \"Radio\".")},
+
+    /* Delete. */
+    {"DeleteOne", in_lsql("<delete><Radio name=\"r0\"/></delete>"), result(done(1))},
+    {"DeleteEvery", in_lsql("<delete><Route/></delete>"), result(done(2))},
+    {"DeleteAGroup", in_lsql("<delete><Acl name=\"guests\"/></delete>"), result(done(2))},
+    {"DeleteWhere",
+     in_lsql("<delete><Radio/></delete>"
+             "<where><eq><property>mode</property><value>b</value></eq></where>"),
+     result(done(1))},
+    {"DeleteAnUnknownClass", in_lsql("<delete><Nothing/></delete>"), result(done(0))},
+
+    /* Insert. */
+    {"InsertOne", in_lsql("<insert><Radio name=\"r2\"><channel>1</channel></Radio></insert>"),
+     result(done(1))},
+    {"InsertTwo", in_lsql("<insert><Route><to>x</to></Route><Route/></insert>"), result(done(2))},
+    {"InsertARequiredReadOnlyProperty",
+     in_lsql("<insert><Key name=\"k\"><serial>1</serial></Key></insert>"), result(done(1))},
+    {"InsertASubclass",
+     in_lsql("<insert><Address name=\"wan\"><kind>Dhcp</kind></Address></insert>"),
+     result(done(1))},
+    {"InsertAnUnknownClass", in_lsql("<insert><Nothing/></insert>"),
+     refusal("Unknown class \"Nothing\".")},
+    {"InsertAnAbstractClass", in_lsql("<insert><Address name=\"wan\"/></insert>"),
+     refusal("Unknown class \"Address\".")},
+    {"InsertWithoutAName", in_lsql("<insert><Radio/></insert>"),
+     refusal("Bad instance name \"(null)\" of class \"Radio\".")},
+    {"InsertWithANameTooMany", in_lsql("<insert><Route name=\"x\"/></insert>"),
+     refusal("Bad instance name \"x\" of class \"Route\".")},
+    {"InsertAPropertyThatIsNone",
+     in_lsql("<insert><Address name=\"wan\"><kind>Dhcp</kind><speed/></Address></insert>"),
+     refusal("Property \"speed\" is not valid for class \"Dhcp\".")},
+    {"InsertAReadOnlyProperty",
+     in_lsql("<insert><Radio name=\"r2\"><uptime>1</uptime></Radio></insert>"),
+     refusal("Property \"uptime\" of class \"Radio\" is not writable.")},
+    {"InsertABadValue", in_lsql("<insert><Radio name=\"r2\"><channel>x</channel></Radio></insert>"),
+     refusal("Value \"x\" is not valid for property \"channel\" of class \"Radio\".")},
+    {"InsertWithoutARequiredProperty", in_lsql("<insert><Key name=\"k\"/></insert>"),
+     refusal("Instance is invalid: Property \"serial\" of class \"Key\" is required on insert but "
+             "not set.")},
+    {"InsertANameThatIsTaken", in_lsql("<insert><Radio name=\"r0\"/></insert>"),
+     refusal("Couldn't add instance \"r0\" of class \"Radio\".")},
+    {"InsertASecondSingleton", in_lsql("<insert><Board/></insert>"),
+     refusal("Couldn't add instance \"(null)\" of class \"Board\".")},
+    {"InsertIgnoresWhere", in_lsql("<insert><Radio name=\"r2\"/></insert><where><or/></where>"),
+     result(done(1))},
+};
+
+class Exchanges : public QueryTest, public testing::WithParamInterface<Exchange> {};
+
+TEST_P(Exchanges, AnswerLiterally)
+{
+    EXPECT_EQ(ask(GetParam().request), GetParam().answer);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, Exchanges, testing::ValuesIn(exchanges),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+} // namespace

@@ -1,0 +1,177 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "api/query_state.h"
+#include "change/providers_reset.h"
+#include "config/config_state.h"
+#include "model/instances_walk.h"
+#include "support/allocation.h"
+#include "support/builders.h"
+#include "vorn/config.h"
+#include "vorn/provider.h"
+#include "vorn/query.h"
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vorn::tests {
+
+/*
+ * A running configuration with a class of every type, and one provider that writes down each
+ * commit and can be told what to do when it refreshes.
+ */
+class QueryTest : public ModelTest {
+protected:
+    QueryTest()
+    {
+        log.set_level(0);
+        ClassBuilder("Board", VORN_CLASS_SINGLETON).with("label").add_resolved();
+        ClassBuilder("Radio")
+            .with("channel", numeric)
+            .with("mode")
+            .with("uptime", {.is_valid = accepts_digits, .writable = 0})
+            .add_resolved();
+        ClassBuilder("Route", VORN_CLASS_ANONYMOUS).with("to").add_resolved();
+        ClassBuilder("Acl", VORN_CLASS_GROUP_NAMED).with("mac").add_resolved();
+        ClassBuilder("Key")
+            .with("serial", {.is_valid = accepts_digits, .writable = 0, .required_on_insert = 1})
+            .add_resolved();
+        add_family("Address", "kind", {"Static", "Dhcp"});
+        add_provider();
+
+        running_config = vorn_instances_new();
+        put("Board", nullptr, {{"label", "attic"}});
+        put("Radio", "r0", {{"channel", "6"}, {"mode", "g"}});
+        put("Radio", "r1", {{"channel", "11"}, {"mode", "b"}});
+        put("Route", nullptr, {{"to", "lan"}});
+        put("Route", nullptr, {{"to", "wan"}});
+        put("Acl", "guests", {{"mac", "01"}});
+        put("Acl", "staff", {{"mac", "02"}});
+        put("Acl", "guests", {{"mac", "03"}});
+        put("Static", "lan", {{"kind", "Static"}});
+        vorn_query_transaction_number = 0;
+    }
+
+    ~QueryTest() override
+    {
+        vorn_instances *last = std::exchange(running_config, nullptr);
+        for (vorn_instance *instance : retired)
+            vorn_instance_delete(instance);
+        vorn_instances_delete_all(last);
+        external_updates_disabled = false;
+        vorn_query_transaction_number = 0;
+    }
+
+    static void put(const char *class_name, const char *name, std::initializer_list<Value> values)
+    {
+        vorn_instance *instance =
+            new_instance(vorn_classes_get(class_name), name, values).release();
+        ASSERT_EQ(vorn_instances_add(running_config, instance), 0);
+    }
+
+    /* The answer without its declaration and last newline; "(nothing)" for none. */
+    std::string ask(const std::string &request) { return evaluate(vorn_query_eval, request); }
+    std::string ask_passively(const std::string &request)
+    {
+        return evaluate(vorn_query_eval_passive, request);
+    }
+
+    static std::string value(const char *class_name, const char *name, const char *property)
+    {
+        const vorn_instance *instance =
+            name ? vorn_instances_get(running_config, class_name, name)
+                 : vorn_instances_get_singleton(running_config, class_name);
+        const char *text = instance ? vorn_instance_get_value(instance, property) : nullptr;
+        return text ? text : "(none)";
+    }
+
+    /* Every commit as one line: what changed and what was deleted, by name. */
+    std::vector<std::string> commits;
+    std::string refreshed;
+    void (*on_refresh)(QueryTest &test) = nullptr;
+
+private:
+    using Evaluate = char *(*)(const char *request);
+
+    std::string evaluate(Evaluate function, const std::string &request)
+    {
+        const RetiredKeeper keeper(*this);
+        const Text answer(function(request.c_str()));
+        const AllocationsAllowed allowed;
+        if (!answer) return "(nothing)";
+        const std::string text = answer.get();
+        const std::string declaration = "<?xml version=\"1.0\"?>\n";
+        if (text.substr(0, declaration.size()) != declaration || text.back() != '\n') return text;
+        return text.substr(declaration.size(), text.size() - declaration.size() - 1);
+    }
+
+    /* The instances of a store that a transaction replaced are the fixture's to free. */
+    struct RetiredKeeper {
+        explicit RetiredKeeper(QueryTest &owner) : test(owner), store(running_config)
+        {
+            const AllocationsAllowed allowed;
+            for (vorn_instance *instance : Walk(vorn_instances_new_iterator(store))) {
+                before.push_back(instance);
+            }
+        }
+        ~RetiredKeeper()
+        {
+            const AllocationsAllowed allowed;
+            if (running_config == store) return;
+            test.retired.insert(test.retired.end(), before.begin(), before.end());
+        }
+        QueryTest &test;
+        vorn_instances *store;
+        std::vector<vorn_instance *> before;
+    };
+
+    void add_provider()
+    {
+        vorn_provider *provider = vorn_provider_new("recorder");
+        vorn_provider_set_commit_fn(provider, record_commit, this);
+        vorn_provider_set_refresh_fn(provider, record_refresh, this);
+        vorn_providers_add(provider);
+        vorn_providers_done_adding();
+    }
+
+    static std::string names(vorn_instances_iterator *instances)
+    {
+        std::string list;
+        for (const vorn_instance *instance : Walk(instances)) {
+            const char *name = vorn_instance_get_name(instance);
+            list += std::string(" ") + instance->klass->name.get() + (name ? "." : "") +
+                    (name ? name : "");
+        }
+        return list;
+    }
+
+    static void record_commit(vorn_commit_info *info)
+    {
+        const AllocationsAllowed allowed;
+        auto *test = static_cast<QueryTest *>(vorn_commit_info_get_data(info));
+        const vorn_changes *changes = vorn_commit_info_get_changes(info);
+        test->commits.push_back(
+            "changed" + names(vorn_changes_new_class_instances_iterator(changes, nullptr)) +
+            "; deleted" +
+            names(vorn_changes_new_deleted_class_instances_iterator(changes, nullptr)));
+    }
+
+    static void record_refresh(vorn_refresh_info *info, void *data)
+    {
+        const AllocationsAllowed allowed;
+        auto *test = static_cast<QueryTest *>(data);
+        test->refreshed +=
+            printed([&](std::FILE *stream) { vorn_refresh_info_print(info, stream); });
+        if (test->on_refresh) std::exchange(test->on_refresh, nullptr)(*test);
+    }
+
+    ProvidersReset providers;
+    std::vector<vorn_instance *> retired;
+};
+
+} // namespace vorn::tests
