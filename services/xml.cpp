@@ -12,7 +12,7 @@
 
 #include <libxml/parser.h>
 
-#include <climits>
+#include <algorithm>
 #include <cstring>
 
 namespace vorn {
@@ -54,6 +54,21 @@ XmlDocument take_result(xmlParserCtxt *context, xmlDoc *result)
     return document;
 }
 
+struct Unread {
+    const char *text;
+    std::size_t length;
+};
+
+int read_piece(void *source, char *room, int size)
+{
+    auto *unread = static_cast<Unread *>(source);
+    const std::size_t length = std::min(static_cast<std::size_t>(size), unread->length);
+    std::memcpy(room, unread->text, length);
+    unread->text += length;
+    unread->length -= length;
+    return static_cast<int>(length);
+}
+
 bool is_forbidden_control(unsigned char byte)
 {
     return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
@@ -68,14 +83,18 @@ bool is_forbidden_sequence(const unsigned char *at)
 
 } // namespace
 
+/*
+ * Piece by piece: the parser looks at no more than ten million bytes at a time, whatever the text
+ * is made of, unless it is told to give up its other limits too.
+ */
 XmlDocument parse_xml_text(const char *text, std::size_t length)
 {
-    if (length > INT_MAX) return {};
     const Context context(xmlNewParserCtxt());
     if (!context) return {};
-    return take_result(
-        context.get(),
-        xmlCtxtReadMemory(context.get(), text, static_cast<int>(length), nullptr, nullptr, safely));
+
+    Unread unread = {text, length};
+    return take_result(context.get(), xmlCtxtReadIO(context.get(), read_piece, nullptr, &unread,
+                                                    nullptr, nullptr, safely));
 }
 
 XmlDocument parse_xml_file(const char *path)

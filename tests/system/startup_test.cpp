@@ -8,10 +8,12 @@
 #include <filesystem>
 #include <string>
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
+using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
@@ -74,8 +76,10 @@ TEST_F(CommandLines, PutThreeLinesOfBannerBeforeTheUsage)
     start({"-h"});
     exit_status();
 
-    const std::string banner = standard_error().substr(0, standard_error().find("\n\n"));
-    EXPECT_EQ(std::count(banner.begin(), banner.end(), '\n'), 2) << banner;
+    const std::string text = standard_error();
+    const std::string banner = text.substr(text.find("vorn 0."), text.find("\n\n") + 1);
+    EXPECT_THAT(banner, StartsWith("vorn 0.1.0\nConfiguration and management daemon\n"
+                                   "Plugin interface 1.0\n\nUsage:"));
 }
 
 TEST_F(CommandLines, RaiseTheLevelToSixAtMost)
@@ -111,7 +115,6 @@ TEST_F(Starts, TellTheKernelToRebootFiveSecondsAfterAPanic)
 TEST_F(Starts, BecomeADaemonWithoutInputWhoseLogStaysOnTheConsole)
 {
     start({});
-    EXPECT_EQ(exit_status(), 0);
     adopt_daemon();
 
     const std::string descriptors = "/proc/" + std::to_string(daemon_pid()) + "/fd/0";
@@ -133,7 +136,6 @@ TEST_F(Starts, KeepTheWorkingDirectory)
 {
     std::filesystem::current_path("/tmp");
     start({});
-    exit_status();
     adopt_daemon();
 
     const std::string link = "/proc/" + std::to_string(daemon_pid()) + "/cwd";
@@ -255,7 +257,8 @@ TEST_F(Starts, LogEachStepInOrder)
 
     boot({"-f", "-d"});
 
-    EXPECT_THAT(console(), StartsWith("vorn: Debug level is now 1.\n"
+    EXPECT_THAT(console(), StartsWith("vorn: Watchdog stopped (before start).\n"
+                                      "vorn: Debug level is now 1.\n"
                                       "vorn: Reading plugins.\n"
                                       "vorn: Loading board.vorn.\n"
                                       "Class: Board                Type: singleton     "
@@ -263,6 +266,8 @@ TEST_F(Starts, LogEachStepInOrder)
     EXPECT_THAT(console(), HasSubstr("Providers, in order (*** = not present):\n     board\n"));
     EXPECT_THAT(console(), HasSubstr("vorn: board: changed - -\nvorn: board: deleted\n"
                                      "vorn: Initialization complete.\n"));
+    EXPECT_THAT(console(),
+                ContainsRegex("vorn: Running \"/usr/bin/ng_migrate\" -> pid = [0-9]+ \n"));
 }
 
 TEST_F(Starts, RefuseAPluginBuiltForAnotherInterface)
@@ -277,7 +282,94 @@ TEST_F(Starts, RefuseAPluginBuiltForAnotherInterface)
     EXPECT_THAT(console(), Not(HasSubstr("Fatal")));
 }
 
+TEST_F(Starts, WithoutActionsRunNothingAndStopTheWatchdog)
+{
+    write_file("/etc/post-init", "#!/bin/sh\ntouch /tmp/ran\n");
+    std::filesystem::permissions("/etc/post-init", std::filesystem::perms::owner_all);
+
+    boot({"-f", "-n", "-d"});
+    ASSERT_TRUE(console_shows("-> (no actions) \n"));
+
+    EXPECT_THAT(console(), StartsWith("vorn: Watchdog stopped (before start).\n"
+                                      "vorn: Watchdog already stopped.\n"));
+    EXPECT_THAT(console(), HasSubstr("vorn: Running \"/etc/post-init\" -> (no actions) "
+                                     "-> errno = 10\n"
+                                     "vorn: Running \"/usr/bin/ng_migrate\" -> (no actions) \n"));
+    EXPECT_FALSE(exists("/tmp/ran"));
+    EXPECT_THAT(standard_error(),
+                HasSubstr("vorn: /dev/vorn_watchdog_ack stat: No such file or directory\n"));
+}
+
+TEST_F(Starts, LeaveNoDescriptorToChildren)
+{
+    write_file("/etc/post-init", "#!/bin/sh\nls -l /proc/self/fd >/tmp/descriptors\n");
+    std::filesystem::permissions("/etc/post-init", std::filesystem::perms::owner_all);
+
+    boot({"-f"});
+    ASSERT_TRUE(comes_true([] { return !read_file("/tmp/descriptors").empty(); }));
+
+    EXPECT_THAT(shell("grep -cE 'socket|vorn|console' /tmp/descriptors"), StartsWith("0"));
+    EXPECT_THAT(read_file("/tmp/descriptors"), HasSubstr("0 -> /dev/null"));
+}
+
+using Reboots = BareDevices;
+
+volatile std::sig_atomic_t terminations = 0;
+
+TEST_F(Reboots, RemoveThePidFileAndAskProcess1)
+{
+    install_plugin("reboot.vorn");
+    terminations = 0;
+    std::signal(SIGTERM, [](int) { terminations = terminations + 1; });
+    boot({"-f"});
+
+    lsql("<lsql><update><Reboot><now>yes</now></Reboot></update></lsql>");
+
+    EXPECT_EQ(exit_status(), 1);
+    EXPECT_THAT(console(), HasSubstr("vorn: Rebooting the system.\n"));
+    EXPECT_FALSE(exists("/var/run/vorn.pid"));
+    EXPECT_EQ(terminations, 1);
+    std::signal(SIGTERM, SIG_DFL);
+}
+
+TEST_F(Reboots, AreDisabledWithoutActions)
+{
+    install_plugin("reboot.vorn");
+    boot({"-f", "-n"});
+
+    lsql("<lsql><update><Reboot><now>yes</now></Reboot></update></lsql>");
+
+    EXPECT_THAT(console(), HasSubstr("vorn: Rebooting the system is disabled.\n"));
+    EXPECT_EQ(kill(daemon_pid(), 0), 0);
+}
+
 using Signals = BareDevices;
+
+TEST_F(Signals, User1StopsTheWatchdogOnce)
+{
+    boot({"-f"});
+
+    kill(daemon_pid(), SIGUSR1);
+
+    EXPECT_TRUE(console_shows("vorn: Watchdog already stopped.\n"));
+}
+
+TEST_F(Signals, TerminationReachesTheProcessGroup)
+{
+    const pid_t daemon = fork();
+    if (daemon == 0) {
+        setsid();
+        execl("/bin/sh", "sh", "-c", "sleep 1000 & echo $! >/tmp/member; exec " VORN_BINARY " -f",
+              nullptr);
+    }
+    ASSERT_TRUE(console_shows("Initialization complete.\n"));
+    const pid_t member = std::stoi(read_file("/tmp/member"));
+
+    kill(daemon, SIGTERM);
+
+    EXPECT_EQ(wait_for_exit(daemon), 0);
+    EXPECT_EQ(WTERMSIG(wait_for_exit(member)), SIGTERM);
+}
 
 TEST_F(Signals, WindowChangeWalksTheLevels)
 {
