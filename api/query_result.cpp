@@ -52,12 +52,7 @@ void add_number(QueryContext &context, xmlNode *root, const char *name, std::int
 
 XmlDocument new_result()
 {
-    XmlDocument result(xmlNewDoc(xml("1.0")));
-    xmlNode *root =
-        result ? xmlNewDocNode(result.get(), nullptr, xml("lsql_result"), nullptr) : nullptr;
-    if (!root) return {};
-    xmlDocSetRootElement(result.get(), root);
-    return result;
+    return new_xml_document("lsql_result");
 }
 
 void add_error(QueryContext &context, xmlDoc *result, const char *message, std::int32_t &count)

@@ -13,6 +13,9 @@
 #include "vorn/class.h"
 #include "vorn/debug.h"
 
+#include <cerrno>
+#include <cstring>
+
 namespace vorn {
 
 namespace {
@@ -77,11 +80,9 @@ bool add_class(xmlNode *root, const vorn_class &klass, const vorn_instances *ins
 
 XmlDocument document_of(const vorn_instances *instances)
 {
-    XmlDocument document(xmlNewDoc(xml("1.0")));
-    xmlNode *root =
-        document ? xmlNewDocNode(document.get(), nullptr, xml("config"), nullptr) : nullptr;
-    if (!root) return {};
-    xmlDocSetRootElement(document.get(), root);
+    XmlDocument document = new_xml_document("config");
+    if (!document) return {};
+    xmlNode *root = xmlDocGetRootElement(document.get());
 
     const std::unique_ptr<vorn_classes_iterator, DeleteClasses> classes(
         vorn_classes_new_iterator());
@@ -108,7 +109,7 @@ bool write_config(const vorn_instances *instances, const char *path)
         return false;
     }
     if (xmlDocFormatDump(file.stream(), document.get(), indented) < 0) {
-        vorn_debug_eprintf("Can't write %s.\n", path);
+        vorn_debug_eprintf("Can't write %s: %s.\n", path, std::strerror(errno));
         return false;
     }
     return file.commit();

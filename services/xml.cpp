@@ -20,20 +20,26 @@ namespace vorn {
 namespace {
 
 constexpr int parser_trace_level = 4;
-constexpr int safely = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+constexpr int safely = XML_PARSE_NONET;
 
 struct FreeContext {
     void operator()(xmlParserCtxt *context) const noexcept { xmlFreeParserCtxt(context); }
 };
 using Context = std::unique_ptr<xmlParserCtxt, FreeContext>;
 
-void trace_last_error(xmlParserCtxt *context)
+/* libxml2 would write to standard error, which is nobody's log. */
+void trace_error(void *, xmlErrorPtr error)
 {
-    const xmlError *error = xmlCtxtGetLastError(context);
     if (!error || !error->message) return;
     const int length = static_cast<int>(std::strcspn(error->message, "\n"));
     vorn_debug_lprintf(parser_trace_level, "XML line %d: %.*s\n", error->line, length,
                        error->message);
+}
+
+Context new_context()
+{
+    xmlSetStructuredErrorFunc(nullptr, trace_error);
+    return Context(xmlNewParserCtxt());
 }
 
 /* Entities that a document declares for itself serve nobody but those who build bombs of them. */
@@ -42,12 +48,10 @@ bool declares_entities(const xmlDoc *document)
     return document->intSubset && document->intSubset->entities;
 }
 
-XmlDocument take_result(xmlParserCtxt *context, xmlDoc *result)
+XmlDocument take_result(xmlDoc *result)
 {
     XmlDocument document(result);
-    if (!document) {
-        trace_last_error(context);
-    } else if (declares_entities(document.get())) {
+    if (document && declares_entities(document.get())) {
         vorn_debug_lprintf(parser_trace_level, "XML that declares entities is refused\n");
         return {};
     }
@@ -89,19 +93,31 @@ bool is_forbidden_sequence(const unsigned char *at)
  */
 XmlDocument parse_xml_text(const char *text, std::size_t length)
 {
-    const Context context(xmlNewParserCtxt());
+    const Context context = new_context();
     if (!context) return {};
 
     Unread unread = {text, length};
-    return take_result(context.get(), xmlCtxtReadIO(context.get(), read_piece, nullptr, &unread,
-                                                    nullptr, nullptr, safely));
+    return take_result(
+        xmlCtxtReadIO(context.get(), read_piece, nullptr, &unread, nullptr, nullptr, safely));
 }
 
 XmlDocument parse_xml_file(const char *path)
 {
-    const Context context(xmlNewParserCtxt());
+    const Context context = new_context();
     if (!context) return {};
-    return take_result(context.get(), xmlCtxtReadFile(context.get(), path, nullptr, safely));
+    return take_result(xmlCtxtReadFile(context.get(), path, nullptr, safely));
+}
+
+XmlDocument new_xml_document(const char *root_name)
+{
+    xmlSetStructuredErrorFunc(nullptr, trace_error);
+
+    XmlDocument document(xmlNewDoc(xml("1.0")));
+    xmlNode *root =
+        document ? xmlNewDocNode(document.get(), nullptr, xml(root_name), nullptr) : nullptr;
+    if (!root) return {};
+    xmlDocSetRootElement(document.get(), root);
+    return document;
 }
 
 bool is_xml_text(const char *text)

@@ -28,6 +28,9 @@ using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
 XmlDocument parse_xml_text(const char *text, std::size_t length);
 XmlDocument parse_xml_file(const char *path);
 
+/* A document with nothing but its root; empty when memory is gone. */
+XmlDocument new_xml_document(const char *root_name);
+
 /* Element and attribute names, and constant texts, in libxml2's type and out of it. */
 inline const xmlChar *xml(const char *text)
 {

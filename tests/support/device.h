@@ -31,6 +31,8 @@ protected:
     void start(const std::vector<std::string> &options);
     /* The same, and waits until it serves. */
     void boot(const std::vector<std::string> &options = {"-f"});
+    /* For a daemon that was started in some other way. */
+    void await_service();
     /* Ends the daemon with SIGTERM and expects status 0. */
     void shut_down();
     /* The wait status of the daemon (or of any other child). */

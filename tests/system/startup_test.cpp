@@ -362,7 +362,7 @@ TEST_F(Signals, TerminationReachesTheProcessGroup)
         execl("/bin/sh", "sh", "-c", "sleep 1000 & echo $! >/tmp/member; exec " VORN_BINARY " -f",
               nullptr);
     }
-    ASSERT_TRUE(console_shows("Initialization complete.\n"));
+    await_service();
     const pid_t member = std::stoi(read_file("/tmp/member"));
 
     kill(daemon, SIGTERM);

@@ -16,7 +16,7 @@ static int is_anything(const char *value)
 
 static int is_short(const char *value)
 {
-    return strlen(value) <= 8;
+    return strlen(value) <= 9;
 }
 
 static vorn_property *property(const char *name, vorn_is_valid_fn is_valid)
