@@ -13,6 +13,7 @@
 #include <libxml/parser.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 namespace vorn {
@@ -73,16 +74,33 @@ int read_piece(void *source, char *room, int size)
     return static_cast<int>(length);
 }
 
-bool is_forbidden_control(unsigned char byte)
+struct Character {
+    std::uint32_t code;
+    std::size_t length; /* in bytes; 0 for what is no UTF-8 */
+};
+
+/* One UTF-8 character, which must be written in as few bytes as it takes. */
+Character decode(const unsigned char *at)
 {
-    return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
+    constexpr Character broken = {0, 0};
+    constexpr std::uint32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
+
+    if (at[0] < 0x80) return {at[0], 1};
+    if (at[0] < 0xC0 || at[0] >= 0xF8) return broken;
+    const std::size_t length = at[0] < 0xE0 ? 2 : at[0] < 0xF0 ? 3 : 4;
+    std::uint32_t code = at[0] & (0x7Fu >> length);
+    for (std::size_t i = 1; i < length; i++) {
+        if ((at[i] & 0xC0) != 0x80) return broken;
+        code = code << 6 | (at[i] & 0x3Fu);
+    }
+    return code < smallest[length] ? broken : Character{code, length};
 }
 
-/* U+FFFE and U+FFFF, and the surrogates, are well-formed to the eye but no characters. */
-bool is_forbidden_sequence(const unsigned char *at)
+bool is_xml_character(std::uint32_t code)
 {
-    if (at[0] == 0xED && at[1] >= 0xA0) return true;
-    return at[0] == 0xEF && at[1] == 0xBF && at[2] >= 0xBE;
+    if (code < 0x20) return code == '\t' || code == '\n' || code == '\r';
+    if (code >= 0xD800 && code < 0xE000) return false;
+    return code != 0xFFFE && code != 0xFFFF && code <= 0x10FFFF;
 }
 
 } // namespace
@@ -122,10 +140,11 @@ XmlDocument new_xml_document(const char *root_name)
 
 bool is_xml_text(const char *text)
 {
-    if (!xmlCheckUTF8(reinterpret_cast<const unsigned char *>(text))) return false;
-
-    for (const auto *at = reinterpret_cast<const unsigned char *>(text); *at; at++) {
-        if (is_forbidden_control(*at) || is_forbidden_sequence(at)) return false;
+    const auto *at = reinterpret_cast<const unsigned char *>(text);
+    while (*at) {
+        const Character character = decode(at);
+        if (character.length == 0 || !is_xml_character(character.code)) return false;
+        at += character.length;
     }
     return true;
 }

@@ -1,0 +1,282 @@
+/* SPDX-License-Identifier: MIT */
+#include "services/command.h"
+#include "support/allocation.h"
+#include "support/log.h"
+#include "vorn/debug.h"
+#include "vorn/service.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <string>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using vorn::tests::CapturedLog;
+using vorn::tests::CapturedStandardError;
+using vorn::tests::FailEachAllocation;
+
+class Commands : public testing::Test {
+protected:
+    ~Commands() override { vorn_process_no_actions = 0; }
+
+    /* Runs a shell line and gives what it wrote to a scratch file as $out. */
+    static std::string written_by(const std::string &line, const char *directory = nullptr)
+    {
+        char path[] = "/tmp/vorn-command-XXXXXX";
+        close(mkstemp(path));
+        const std::string script = "out=" + std::string(path) + "; " + line;
+        EXPECT_EQ(vorn_command_execlod("sh", "-c", script.c_str(), nullptr, 2, directory), 0);
+        std::FILE *file = std::fopen(path, "r");
+        std::string text(4096, '\0');
+        text.resize(std::fread(text.data(), 1, text.size(), file));
+        std::fclose(file);
+        unlink(path);
+        return text;
+    }
+
+    CapturedLog log{0};
+};
+
+TEST_F(Commands, AnswerWithTheirWaitStatus)
+{
+    EXPECT_EQ(vorn_command_execl("true", nullptr), 0);
+    const int status = vorn_command_execl("sh", "-c", "exit 3", nullptr);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 3);
+    EXPECT_EQ(WTERMSIG(vorn_command_execl("sh", "-c", "kill -9 $$", nullptr)), SIGKILL);
+}
+
+TEST_F(Commands, TakeAVectorToo)
+{
+    char program[] = "sh";
+    char flag[] = "-c";
+    char line[] = "exit 4";
+    char *const arguments[] = {program, flag, line, nullptr};
+
+    EXPECT_EQ(WEXITSTATUS(vorn_command_execv(arguments)), 4);
+    EXPECT_EQ(WEXITSTATUS(vorn_command_execvod(arguments, 0, "/")), 4);
+}
+
+TEST_F(Commands, ThatCannotBeExecutedExitWith127)
+{
+    CapturedStandardError errors;
+
+    EXPECT_EQ(WEXITSTATUS(vorn_command_execlod("/no/such/program", nullptr, 2, nullptr)), 127);
+
+    EXPECT_EQ(errors.text(),
+              "vorn: Unable to execute \"/no/such/program\": No such file or directory\n");
+}
+
+TEST_F(Commands, CutTheReportOfALongProgramAtEightyCharacters)
+{
+    CapturedStandardError errors;
+    const std::string program = "/" + std::string(200, 'p');
+
+    vorn_command_execlod(program.c_str(), nullptr, 2, nullptr);
+
+    EXPECT_EQ(errors.text(), "vorn: " + ("Unable to execute \"" + program).substr(0, 80) +
+                                 ": No such file or directory\n");
+}
+
+TEST_F(Commands, RunInTheDirectoryTheyAreGiven)
+{
+    EXPECT_EQ(written_by("pwd >$out", "/usr"), "/usr\n");
+}
+
+TEST_F(Commands, GoOnWhereTheyAreWhenTheDirectoryIsMissing)
+{
+    CapturedStandardError errors;
+
+    EXPECT_EQ(vorn_command_execlod("true", nullptr, 0, "/no/such/directory"), 0);
+
+    EXPECT_EQ(errors.text(), "vorn: Unable to change directories to \"/no/such/directory\" while "
+                             "executing \"true\": No such file or directory\n");
+}
+
+TEST_F(Commands, CutTheReportOfADirectoryAt160Characters)
+{
+    CapturedStandardError errors;
+    const std::string directory = "/" + std::string(300, 'd');
+
+    vorn_command_execlod("true", nullptr, 0, directory.c_str());
+
+    EXPECT_EQ(errors.text(),
+              "vorn: " + ("Unable to change directories to \"" + directory).substr(0, 160) +
+                  ": File name too long\n");
+}
+
+TEST_F(Commands, ReadFromTheNullDevice)
+{
+    EXPECT_EQ(written_by("readlink /proc/self/fd/0 >$out"), "/dev/null\n");
+}
+
+TEST_F(Commands, LeadASessionOfTheirOwn)
+{
+    EXPECT_EQ(written_by("[ $(cut -d' ' -f6 /proc/$$/stat) = $$ ] && echo yes >$out"), "yes\n");
+}
+
+TEST_F(Commands, InheritNothingAboveStandardError)
+{
+    const int inherited = dup2(STDOUT_FILENO, 900);
+
+    EXPECT_EQ(written_by("ls /proc/$$/fd | grep -c 900 >$out; true"), "0\n");
+
+    close(inherited);
+}
+
+TEST_F(Commands, StartWithTheUsualSignals)
+{
+    for (const int sig : {SIGTERM, SIGINT, SIGHUP})
+        std::signal(sig, SIG_IGN);
+
+    const std::string ignored = written_by("grep SigIgn /proc/$$/status | cut -f2 >$out");
+    const std::string blocked = written_by("grep SigBlk /proc/$$/status | cut -f2 >$out");
+
+    for (const int sig : {SIGTERM, SIGINT, SIGHUP})
+        std::signal(sig, SIG_DFL);
+    const unsigned long mask = std::strtoul(ignored.c_str(), nullptr, 16);
+    EXPECT_EQ(mask & (1UL << (SIGCHLD - 1) | 1UL << (SIGTERM - 1) | 1UL << (SIGINT - 1) |
+                      1UL << (SIGHUP - 1)),
+              0u);
+    EXPECT_EQ(std::strtoul(blocked.c_str(), nullptr, 16) & (1UL << (SIGCHLD - 1)), 0u);
+}
+
+void on_termination(int)
+{}
+
+TEST_F(Commands, PutTheHandlerOfSigtermBack)
+{
+    std::signal(SIGTERM, on_termination);
+
+    vorn_command_execl("true", nullptr);
+
+    EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), on_termination);
+}
+
+volatile std::sig_atomic_t reaped = 0;
+
+void reap(int)
+{
+    while (waitpid(-1, nullptr, WNOHANG) > 0)
+        reaped = reaped + 1;
+}
+
+TEST_F(Commands, KeepTheirStatusFromAReaperInSignalContext)
+{
+    std::signal(SIGCHLD, reap);
+    reaped = 0;
+
+    for (int i = 0; i < 50; i++) {
+        ASSERT_EQ(WEXITSTATUS(vorn_command_execl("sh", "-c", "exit 5", nullptr)), 5);
+    }
+
+    EXPECT_EQ(reaped, 0);
+    std::signal(SIGCHLD, SIG_DFL);
+}
+
+struct Output {
+    int mode;
+    int level;
+    bool kept;
+};
+
+class CommandOutputs : public Commands, public testing::WithParamInterface<Output> {};
+
+TEST_P(CommandOutputs, FollowTheModeAndTheLevel)
+{
+    log.set_level(GetParam().level);
+    CapturedStandardError errors;
+
+    vorn_command_execlod("sh", "-c", "echo heard >&2", nullptr, GetParam().mode, nullptr);
+
+    EXPECT_EQ(errors.text(), GetParam().kept ? "heard\n" : "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, CommandOutputs,
+                         testing::Values(Output{0, 0, false}, Output{0, 1, false},
+                                         Output{1, 0, false}, Output{1, 1, true},
+                                         Output{2, 0, true}, Output{2, 1, true},
+                                         Output{-1, 0, true}));
+
+using CommandTraces = Commands;
+
+TEST_F(CommandTraces, AreOneLineFromStartToStatus)
+{
+    log.set_level(1);
+
+    vorn_command_execl("sh", "-c", "exit 1", nullptr);
+
+    EXPECT_THAT(log.text(), MatchesRegex("vorn: Running \"sh -c exit 1\" -> pid = [0-9]+ "
+                                         "-> status = 256\n"));
+}
+
+TEST_F(CommandTraces, BearTheTimeOnceWhenTold)
+{
+    log.set_level(1);
+    vorn_debug_set_timestamp(1);
+
+    vorn_command_execl("true", nullptr);
+
+    EXPECT_THAT(log.text(), MatchesRegex("vorn: \\[.*\\] Running \"true\" -> pid = [0-9]+ "
+                                         "-> status = 0\n"));
+}
+
+TEST_F(CommandTraces, AreSilentAtLevelZero)
+{
+    vorn_command_execl("true", nullptr);
+
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(CommandTraces, SayThatNoActionsAreTaken)
+{
+    log.set_level(1);
+    vorn_process_no_actions = 1;
+
+    EXPECT_EQ(vorn_command_execl("reboot", "-f", nullptr), -1);
+
+    EXPECT_EQ(log.text(), "vorn: Running \"reboot -f\" -> (no actions) -> errno = 10\n");
+}
+
+using ArgumentVectors = Commands;
+
+TEST_F(ArgumentVectors, ReportWhichAllocationFailed)
+{
+    std::string reports;
+    FailEachAllocation([&] {
+        CapturedStandardError errors;
+        const int status = vorn_command_execl("true", "one", "two", nullptr);
+
+        const vorn::tests::AllocationsAllowed allowed;
+        const std::string report = errors.text();
+        if (!report.empty()) {
+            EXPECT_EQ(status, -1);
+            reports += report;
+        }
+    });
+
+    EXPECT_EQ(reports, "vorn: malloc: Cannot allocate memory\n"
+                       "vorn: realloc: Cannot allocate memory\n"
+                       "vorn: realloc: Cannot allocate memory\n"
+                       "vorn: realloc: Cannot allocate memory\n");
+}
+
+TEST_F(ArgumentVectors, AreNeeded)
+{
+    log.set_level(1);
+
+    EXPECT_EQ(vorn_command_execv(nullptr), -1);
+    EXPECT_EQ(vorn_command_execl(nullptr, nullptr), -1);
+
+    EXPECT_EQ(log.text(), "vorn: Null arguments.\nvorn: Null program.\n");
+}
+
+} // namespace
