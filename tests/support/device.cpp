@@ -7,8 +7,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -35,13 +37,16 @@ int count(const std::string &text, const std::string &wanted)
     return times;
 }
 
-[[noreturn]] void become(const std::vector<std::string> &options)
+[[noreturn]] void become(const std::vector<std::string> &options, void (*prepare)())
 {
     setsid();
     const int errors = open(error_file, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     dup2(errors, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
     close(errors);
+    setenv("LSAN_OPTIONS", "print_suppressions=0:suppressions=" VORN_RETAINED, 1);
+    if (prepare) prepare();
+
     std::vector<char *> arguments = {const_cast<char *>("vorn")};
     for (const std::string &option : options) {
         arguments.push_back(const_cast<char *>(option.c_str()));
@@ -72,6 +77,7 @@ void Device::SetUp()
 void Device::TearDown()
 {
     if (getpid() != 1) return;
+    if (daemon_ > 0) shut_down();
     kill(-1, SIGKILL);
     while (waitpid(-1, nullptr, 0) > 0)
         continue;
@@ -80,6 +86,12 @@ void Device::TearDown()
 void Device::write_file(const std::string &path, const std::string &text)
 {
     std::ofstream(path, std::ios::binary) << text;
+}
+
+void Device::write_script(const std::string &path, const std::string &lines)
+{
+    write_file(path, "#!/bin/sh\n" + lines + "\n");
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
 }
 
 std::string Device::read_file(const std::string &path)
@@ -105,11 +117,11 @@ void Device::install_plugin(const std::string &name)
     FAIL() << "no plugin " << name << " was built";
 }
 
-void Device::start(const std::vector<std::string> &options)
+void Device::start(const std::vector<std::string> &options, void (*prepare)())
 {
     std::ofstream(console_file, std::ios::trunc).flush();
     daemon_ = fork();
-    if (daemon_ == 0) become(options);
+    if (daemon_ == 0) become(options, prepare);
 }
 
 void Device::boot(const std::vector<std::string> &options)
@@ -146,7 +158,7 @@ int Device::wait_for_exit(pid_t pid)
 
 int Device::exit_status()
 {
-    const int status = wait_for_exit(daemon_);
+    const int status = wait_for_exit(std::exchange(daemon_, -1));
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
@@ -160,6 +172,11 @@ void Device::adopt_daemon()
 std::string Device::console()
 {
     return read_file(console_file);
+}
+
+std::string Device::console_without_ids()
+{
+    return std::regex_replace(console(), std::regex("(pid = |pid |\\()[0-9]+"), "$1N");
 }
 
 std::string Device::standard_error()

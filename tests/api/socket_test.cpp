@@ -1,0 +1,204 @@
+/* SPDX-License-Identifier: MIT */
+#include "core/base/file.h"
+#include "support/log.h"
+#include "vorn/socket.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+using vorn::Fd;
+using vorn::tests::CapturedLog;
+using vorn::tests::CapturedStandardError;
+
+/* Names of this process only, so that tests side by side don't meet. */
+std::string own(const std::string &name)
+{
+    return "vorn_test_" + std::to_string(getpid()) + "_" + name;
+}
+
+bool connects(const std::string &name)
+{
+    const Fd client(socket(AF_UNIX, SOCK_STREAM, 0));
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path + 1, name.data(), name.size());
+    return connect(client.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+}
+
+int flag(const Fd &descriptor, int request)
+{
+    return fcntl(descriptor.get(), request);
+}
+
+void expect_listener(const Fd &listener)
+{
+    ASSERT_TRUE(listener);
+    EXPECT_EQ(flag(listener, F_GETFD), FD_CLOEXEC);
+    EXPECT_TRUE(flag(listener, F_GETFL) & O_NONBLOCK);
+    EXPECT_EQ(accept(listener.get(), nullptr, nullptr), -1);
+    EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST(BlockingModes, AreSwitchedAndLeaveOtherFlagsAlone)
+{
+    const Fd descriptor(open("/dev/null", O_WRONLY | O_APPEND));
+
+    EXPECT_EQ(vorn_socket_set_nonblock(descriptor.get()), 0);
+    EXPECT_EQ(flag(descriptor, F_GETFL) & (O_NONBLOCK | O_APPEND), O_NONBLOCK | O_APPEND);
+    EXPECT_EQ(vorn_socket_set_block(descriptor.get()), 0);
+    EXPECT_EQ(flag(descriptor, F_GETFL) & (O_NONBLOCK | O_APPEND), O_APPEND);
+}
+
+TEST(BlockingModes, OfAnInvalidDescriptorFailWithAReport)
+{
+    CapturedStandardError errors;
+
+    EXPECT_EQ(vorn_socket_set_block(-1), 1);
+    EXPECT_EQ(vorn_socket_set_nonblock(987), 1);
+
+    EXPECT_EQ(errors.text(),
+              "vorn: fcntl: Bad file descriptor\nvorn: fcntl: Bad file descriptor\n");
+}
+
+TEST(UnixListeners, ListenOnAnAbstractName)
+{
+    const Fd listener(vorn_socket_get_unix(own("a").c_str(), VORN_SOCKET_ABSTRACT));
+
+    expect_listener(listener);
+    EXPECT_TRUE(connects(own("a")));
+    EXPECT_FALSE(connects(own("b")));
+}
+
+TEST(UnixListeners, CutAnAbstractNameAt106Characters)
+{
+    const std::string name = own(std::string(200, 'n'));
+
+    const Fd listener(vorn_socket_get_unix(name.c_str(), VORN_SOCKET_ABSTRACT));
+
+    ASSERT_TRUE(listener);
+    EXPECT_TRUE(connects(name.substr(0, 106)));
+}
+
+TEST(UnixListeners, AreRefusedANameThatIsTaken)
+{
+    const Fd first(vorn_socket_get_unix(own("taken").c_str(), VORN_SOCKET_ABSTRACT));
+    CapturedStandardError errors;
+
+    EXPECT_EQ(vorn_socket_get_unix(own("taken").c_str(), VORN_SOCKET_ABSTRACT), -1);
+
+    EXPECT_EQ(errors.text(),
+              "vorn: Unable to bind to domain " + own("taken") + ": Address already in use\n");
+}
+
+TEST(UnixListeners, ReplaceAFile)
+{
+    const std::string path = "/tmp/" + own("file");
+    const Fd before(vorn_socket_get_unix(path.c_str(), 0));
+    ASSERT_TRUE(before);
+
+    const Fd listener(vorn_socket_get_unix(path.c_str(), 0));
+
+    expect_listener(listener);
+    struct stat status;
+    EXPECT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISSOCK(status.st_mode));
+    unlink(path.c_str());
+}
+
+TEST(UnixListeners, ReplaceWhatALinkPointsTo)
+{
+    const std::string target = "/tmp/" + own("target");
+    const std::string link = "/tmp/" + own("link");
+    close(open(target.c_str(), O_CREAT | O_WRONLY, 0600));
+    ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0);
+
+    const Fd listener(vorn_socket_get_unix(link.c_str(), 0));
+
+    struct stat status;
+    ASSERT_TRUE(listener);
+    EXPECT_EQ(lstat(target.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISSOCK(status.st_mode));
+    unlink(target.c_str());
+    unlink(link.c_str());
+}
+
+TEST(UnixListeners, NeedAName)
+{
+    CapturedLog log;
+
+    EXPECT_EQ(vorn_socket_get_unix(nullptr, VORN_SOCKET_ABSTRACT), -1);
+
+    EXPECT_EQ(log.text(), "vorn: Null name.\n");
+}
+
+sockaddr_in address_of(const Fd &descriptor)
+{
+    sockaddr_in address = {};
+    socklen_t size = sizeof address;
+    getsockname(descriptor.get(), reinterpret_cast<sockaddr *>(&address), &size);
+    return address;
+}
+
+TEST(TcpListeners, ListenOnTheLoopbackAddressOnly)
+{
+    const Fd listener(vorn_socket_get_tcp(0, 1));
+
+    expect_listener(listener);
+    EXPECT_EQ(address_of(listener).sin_addr.s_addr, htonl(INADDR_LOOPBACK));
+}
+
+TEST(TcpListeners, ListenOnEveryAddressWhenTold)
+{
+    const Fd listener(vorn_socket_get_tcp(0, 0));
+
+    expect_listener(listener);
+    EXPECT_EQ(address_of(listener).sin_addr.s_addr, htonl(INADDR_ANY));
+}
+
+TEST(TcpListeners, MayReuseAnAddress)
+{
+    const Fd listener(vorn_socket_get_tcp(0, 1));
+
+    int reuse = 0;
+    socklen_t size = sizeof reuse;
+    getsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &reuse, &size);
+    EXPECT_EQ(reuse, 1);
+}
+
+TEST(TcpListeners, AreRefusedAPortThatIsTaken)
+{
+    const Fd first(vorn_socket_get_tcp(0, 1));
+    const int port = ntohs(address_of(first).sin_port);
+    CapturedStandardError errors;
+
+    EXPECT_EQ(vorn_socket_get_tcp(port, 1), -1);
+
+    EXPECT_EQ(errors.text(), "vorn: Unable to bind to port " + std::to_string(port) +
+                                 ": Address already in use\n");
+}
+
+TEST(UdpSockets, AreUnboundAndBlocking)
+{
+    const Fd descriptor(vorn_socket_get_udp());
+
+    ASSERT_TRUE(descriptor);
+    EXPECT_EQ(flag(descriptor, F_GETFD), FD_CLOEXEC);
+    EXPECT_FALSE(flag(descriptor, F_GETFL) & O_NONBLOCK);
+    EXPECT_EQ(address_of(descriptor).sin_port, 0);
+}
+
+} // namespace

@@ -1,0 +1,253 @@
+/* SPDX-License-Identifier: MIT */
+/* Start-ups in which something is wrong: all of it is reported, and little of it is final. */
+#include "bare_device.h"
+#include "support/raw_client.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using vorn::tests::BareDevice;
+using vorn::tests::Listener;
+
+namespace fs = std::filesystem;
+
+struct Obstacle {
+    const char *name;
+    const char *plugin;
+    Listener (*arrange)();
+    const char *message;
+};
+
+Listener without_any_configuration()
+{
+    fs::remove("/etc/config/config.xml");
+    return Listener();
+}
+
+Listener with_a_folder_for_a_pid_file()
+{
+    fs::create_directory("/var/run/vorn.pid");
+    return Listener();
+}
+
+Listener with_nothing_more()
+{
+    return Listener();
+}
+
+Listener with_the_inform_socket_taken()
+{
+    return Listener("vorn_sock_inform");
+}
+
+Listener with_the_notify_port_taken()
+{
+    return Listener(8001);
+}
+
+Listener with_the_lsql_socket_taken()
+{
+    return Listener("vorn_sock_lsql");
+}
+
+const Obstacle obstacles[] = {
+    {"APluginThatIsNone", "without_entry.vorn", with_nothing_more, "Plugins were invalid."},
+    {"AnInvalidClass", "broken_class.vorn", with_nothing_more, "Classes were invalid."},
+    {"ALoopOfProviders", "provider_loop.vorn", with_nothing_more, "Providers were invalid."},
+    {"NoConfiguration", nullptr, without_any_configuration, "Unable to read config."},
+    {"NoInformSocket", nullptr, with_the_inform_socket_taken,
+     "Unable to initialize inform interface."},
+    {"NoNotifyPort", nullptr, with_the_notify_port_taken,
+     "Unable to initialize notify interface."},
+    {"NoLsqlSocket", nullptr, with_the_lsql_socket_taken, "Unable to initialize socket API."},
+    {"NoPidFile", nullptr, with_a_folder_for_a_pid_file, "Unable to create pid file"},
+};
+
+class Obstacles : public BareDevice, public testing::WithParamInterface<Obstacle> {
+protected:
+    void SetUp() override
+    {
+        BareDevice::SetUp();
+        if (GetParam().plugin) install_plugin(GetParam().plugin);
+        taken_ = GetParam().arrange();
+    }
+
+    static std::string message()
+    {
+        return std::string("vorn: Fatal error: ") + GetParam().message + "\n";
+    }
+
+private:
+    Listener taken_;
+};
+
+TEST_P(Obstacles, AreReportedAndPassed)
+{
+    start({"-f"});
+
+    EXPECT_TRUE(console_shows(message() + "vorn: Attempting to continue operation.\n"));
+    EXPECT_TRUE(console_shows("vorn: Initialization complete.\n"));
+    await_loop();
+}
+
+TEST_P(Obstacles, EndTheProcessWhenTheyMust)
+{
+    start({"-f", "-e"});
+
+    EXPECT_EQ(exit_status(), 1);
+    EXPECT_THAT(console(), EndsWith(message() + "vorn: Exiting due to fatal error.\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(At, Obstacles, testing::ValuesIn(obstacles),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+using BrokenStarts = BareDevice;
+
+TEST_F(BrokenStarts, GoOnWithoutPlugins)
+{
+    fs::remove("/usr/lib/vorn/plugins");
+
+    boot();
+
+    EXPECT_THAT(standard_error(),
+                HasSubstr("vorn: Unable to open plugins directory \"/usr/lib/vorn/plugins/\": "
+                          "No such file or directory\n"));
+    EXPECT_THAT(console(), HasSubstr("vorn: Fatal error: Plugins were invalid.\n"
+                                     "vorn: Attempting to continue operation.\n"));
+}
+
+TEST_F(BrokenStarts, LoadTheOtherPluginsAllTheSame)
+{
+    install_plugin("without_entry.vorn");
+    install_plugin("board.vorn");
+    write_file("/usr/lib/vorn/plugins/text.so", "no shared object");
+
+    boot({"-f", "-d"});
+
+    EXPECT_THAT(console(), HasSubstr("vorn: Unable to load plugin "
+                                     "\"/usr/lib/vorn/plugins/text.so\": "));
+    EXPECT_THAT(console(), HasSubstr("vorn: Plugin does not contain vorn_plugin_init: "));
+    EXPECT_THAT(console(), HasSubstr("vorn: Fatal error: Plugins were invalid.\n"));
+    EXPECT_THAT(console(), HasSubstr("vorn: board: changed"));
+}
+
+TEST_F(BrokenStarts, RefuseAPluginBuiltForAnotherInterface)
+{
+    install_plugin("old_version.vorn");
+
+    boot();
+
+    EXPECT_THAT(console(), HasSubstr("vorn: Plugin \"old_version.vorn\" version \"1.1\" "
+                                     "is unsupported.\n"));
+    EXPECT_THAT(console(), Not(HasSubstr("accepted all the same")));
+    EXPECT_THAT(console(), Not(HasSubstr("Fatal")));
+}
+
+TEST_F(BrokenStarts, NameEveryProviderOfALoop)
+{
+    install_plugin("provider_loop.vorn");
+
+    boot({"-f", "-d"});
+
+    EXPECT_THAT(console(), HasSubstr("vorn: Loop detected in providers order: b, a, b.\n"));
+}
+
+TEST_F(BrokenStarts, ServeAnEmptyConfigurationWhenNoneCanBeRead)
+{
+    fs::remove("/etc/config/config.xml");
+    install_plugin("board.vorn");
+
+    boot();
+
+    EXPECT_EQ(lsql("<lsql><insert><Radio name=\"r0\"/></insert></lsql>"),
+              "<?xml version=\"1.0\"?>\n<lsql_result><rc>0</rc><counter>1</counter>"
+              "</lsql_result>\n");
+    EXPECT_THAT(console(), HasSubstr("vorn: board: changed r0\n"));
+}
+
+/* What follows runs in the daemon-to-be: fork and its kin fail there from now on. */
+void forbid_forks()
+{
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAGAIN),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program = {sizeof filter / sizeof *filter, filter};
+    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) _exit(126);
+}
+
+class StartsWithoutForks : public BareDevice {
+protected:
+    /* Leak checking needs a process of its own, so the end must not be an orderly one. */
+    void end_by_signal(int signal_number)
+    {
+        kill(daemon_pid(), signal_number);
+        EXPECT_EQ(exit_status(), -signal_number);
+    }
+};
+
+TEST_F(StartsWithoutForks, StayInTheForeground)
+{
+    start({}, forbid_forks);
+    await_service();
+
+    EXPECT_THAT(standard_error(), HasSubstr("daemon: Resource temporarily unavailable\n"));
+    EXPECT_THAT(console(), HasSubstr("vorn: Daemonizing...\nvorn: Daemonized.\n"));
+    EXPECT_EQ(read_file("/var/run/vorn.pid"), std::to_string(daemon_pid()) + "\n");
+    end_by_signal(SIGKILL);
+}
+
+TEST_F(StartsWithoutForks, ReportEachChildThatCannotBeStarted)
+{
+    write_script("/etc/post-init", "true");
+    start({"-f", "-d"}, forbid_forks);
+    await_service();
+
+    EXPECT_THAT(console(), HasSubstr("vorn: Running \"/etc/post-init\" "
+                                     "vorn: Running \"/usr/bin/ng_migrate\" \n"));
+    EXPECT_THAT(standard_error(), HasSubstr("vorn: fork: Resource temporarily unavailable\n"
+                                            "vorn: fork: Resource temporarily unavailable\n"));
+    end_by_signal(SIGKILL);
+}
+
+TEST_F(StartsWithoutForks, LeaveTerminationToTheSystem)
+{
+    start({"-f"}, forbid_forks);
+    await_service();
+
+    end_by_signal(SIGTERM);
+}
+
+using Loops = BareDevice;
+
+TEST_F(Loops, ThatCannotWaitEndTheDaemonWithoutAReboot)
+{
+    install_plugin("closed_socket.vorn");
+
+    start({"-f"});
+
+    EXPECT_EQ(exit_status(), 1);
+    EXPECT_THAT(console(), EndsWith("vorn: Initialization complete.\n"));
+    EXPECT_THAT(standard_error(), EndsWith("select: Bad file descriptor\n"));
+    EXPECT_FALSE(exists("/var/run/vorn.pid"));
+}
+
+} // namespace
