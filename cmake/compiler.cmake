@@ -24,7 +24,7 @@ if(VORN_SANITIZE)
                         -fno-omit-frame-pointer -O1)
     add_link_options(-fsanitize=address,undefined)
 else()
-    add_compile_options(-fstack-protector-strong -fstack-clash-protection -Wstack-usage=16384
+    add_compile_options(-fstack-protector-strong -fstack-clash-protection
                         $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
     add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
@@ -34,6 +34,9 @@ add_library(vorn_daemon_flags INTERFACE)
 target_compile_options(vorn_daemon_flags INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fvisibility=hidden -fvisibility-inlines-hidden>)
 set(VORN_DAEMON_ONLY_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+if(NOT VORN_SANITIZE)
+    list(APPEND VORN_DAEMON_ONLY_FLAGS -Wstack-usage=16384)
+endif()
 
 add_library(vorn_exports INTERFACE)
 target_link_options(vorn_exports INTERFACE

@@ -87,9 +87,12 @@ void enter_directory(const char *directory, const char *program)
                           .get());
 }
 
+/* Without a null device the descriptor is closed: better none than the daemon's. */
 void put_in_place(int null_device, int descriptor)
 {
-    if (null_device != descriptor) dup2(null_device, descriptor);
+    if (null_device == descriptor) return;
+    close(descriptor);
+    dup2(null_device, descriptor);
 }
 
 void redirect(int output_mode)

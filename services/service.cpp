@@ -48,7 +48,7 @@ vorn_service *find_service(const char *name)
 vorn_service *require_service(const char *name)
 {
     if (vorn_service *service = find_service(name)) return service;
-    if (!name || !service_table) return nullptr;
+    if (!service_table) return nullptr;
 
     Owned<vorn_service> service = make<vorn_service>();
     if (!service || service_table->services.insert(name, service.get()) != 0) return nullptr;
@@ -145,6 +145,7 @@ void vorn_service_init()
 
 int vorn_service_set_exited_fn(const char *name, vorn_service_exited_fn exited, void *data)
 {
+    if (absent(name, "name")) return failed;
     vorn_service *service = require_service(name);
     if (!service) return failed;
     service->exited_fn = exited;
@@ -184,6 +185,7 @@ int vorn_service_execv(const char *name, char *const arguments[])
 int vorn_service_execvod(const char *name, char *const arguments[], int output_mode,
                          const char *directory)
 {
+    if (absent(name, "name")) return failed;
     if (absent(arguments, "arguments") || absent(arguments[0], "program")) return failed;
     vorn_service *service = require_service(name);
     if (!service) return failed;
@@ -199,6 +201,7 @@ int vorn_service_execvod(const char *name, char *const arguments[], int output_m
 
 int vorn_service_is_running(const char *name)
 {
+    if (absent(name, "name")) return 0;
     const vorn_service *service = find_service(name);
     if (!service || service->state != ServiceState::running) return 0;
     if (!process_exists(service->pid)) return 0;
@@ -250,12 +253,18 @@ void vorn_service_sig_child(int, void *, void *)
     errno = error;
 }
 
+/*
+ * A service that an exit function starts again comes last in the table and is not looked at until
+ * the next poll: one that can't be started must not keep this poll going for ever.
+ */
 void vorn_service_poll()
 {
     if (!sig_child_received || !service_table) return;
 
     sig_child_received = 0;
+    unsigned int known = service_table->services.size();
     for (auto [name, service] : service_table->services) {
+        if (known-- == 0) break;
         if (process_exists(service->pid)) continue;
         if (service->state == ServiceState::stopping) {
             service->state = ServiceState::stopped;

@@ -10,6 +10,7 @@
 #include "vorn/debug.h"
 #include "vorn/util.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <string_view>
@@ -120,8 +121,7 @@ private:
 
     void append(std::string_view text)
     {
-        std::memcpy(end_, text.data(), text.size());
-        end_ += text.size();
+        end_ = std::copy(text.begin(), text.end(), end_);
     }
 
     char *begin_;
