@@ -126,7 +126,7 @@ void add_requested_properties(QueryContext &context, const vorn_instance *instan
                               xmlNode *element)
 {
     for (const xmlNode *child = context.property_elements; child; child = child->next) {
-        add_property_element(context, instance, plain(child->name), element);
+        if (child->name) add_property_element(context, instance, plain(child->name), element);
     }
 }
 
@@ -181,7 +181,8 @@ bool update_property(QueryContext &context, xmlDoc *result, vorn_instance *insta
     const vorn_property *property = vorn_class_get_property(instance->klass, name);
     if (!property) {
         report(context, result,
-               Message("Property \"%s\" is not valid for class \"%s\".", name, class_name).get());
+               Message("Property \"%s\" is not valid for class \"%s\".", shown(name), class_name)
+                   .get());
         return false;
     }
     if (!context.passive && !property->writable) {
@@ -262,7 +263,8 @@ bool insert_property(QueryContext &context, xmlDoc *result, vorn_instance *insta
     const vorn_property *property = vorn_class_get_property(instance->klass, name);
     if (!property) {
         report(context, result,
-               Message("Property \"%s\" is not valid for class \"%s\".", name, class_name).get());
+               Message("Property \"%s\" is not valid for class \"%s\".", shown(name), class_name)
+                   .get());
         return false;
     }
     if (!context.passive && !property->writable && !property->required_on_insert) {

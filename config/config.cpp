@@ -161,7 +161,10 @@ int vorn_config_copy_running_to_startup()
 
 int vorn_config_copy_running_to_default()
 {
-    if (!write_config(vorn_config_get_running(), paths::scratch_default)) return failed;
+    /* What an earlier copy left there must not become the default. */
+    if (!write_config(vorn_config_get_running(), paths::scratch_default)) {
+        unlink(paths::scratch_default);
+    }
     return write_default_file(default_path);
 }
 
@@ -216,7 +219,7 @@ const char *vorn_config_get_class_name(struct _xmlDoc *document, struct _xmlNode
     const char *name = plain(element->name);
     const vorn_class *klass = vorn_classes_get(name);
     if (!klass) {
-        vorn_debug_eprintf("Instance has an unknown class \"%s\".\n", name);
+        vorn_debug_eprintf("Instance has an unknown class \"%s\".\n", name ? name : "(null)");
         return nullptr;
     }
     return klass->abstract == 1 ? subclass_of(*klass, document, element) : name;

@@ -145,16 +145,14 @@ bool compute_md5sum(char (&md5sum)[md5_length + 1])
 {
     const Line<128> command("%s %s > %s", paths::checksum_tool, paths::scratch_default,
                             paths::scratch_digest);
-    if (make_scratch_file(paths::scratch_digest) && std::system(command.get()) != 0) {
-        vorn_debug_eprintf("%s failed.\n", paths::checksum_tool);
-        return false;
-    }
-    const File digest(std::fopen(paths::scratch_digest, "re"));
+    const bool computed =
+        make_scratch_file(paths::scratch_digest) && std::system(command.get()) == 0;
+    const File digest(computed ? std::fopen(paths::scratch_digest, "re") : nullptr);
     if (!digest) {
         vorn_debug_eprintf("Can't open %s.\n", paths::scratch_digest);
         return false;
     }
-    return std::fscanf(digest.get(), "%32s", md5sum) == 1;
+    return std::fscanf(digest.get(), "%32s", md5sum) == 1 && std::strlen(md5sum) == md5_length;
 }
 
 } // namespace
