@@ -2,8 +2,8 @@
 /*
  * One client of a framed socket. Deadlines are absolute, so neither a byte now and then nor a
  * signal stretches them. Input that nobody asked for is read and thrown away while the reply goes
- * out: a client that is still writing takes no reply, and a connection that is closed with unread
- * input ends in a reset, which can cost the client what it had not read yet.
+ * out and a moment longer: a client that is still writing takes no reply, and a connection that is
+ * closed with unread input ends in a reset where the client should find the end of the stream.
  */
 #include "api/connection.h"
 
@@ -23,9 +23,9 @@ namespace vorn {
 namespace {
 
 constexpr std::int64_t limit_ms = 5000;
+/* A client that sent too much and is silent for so long has sent it all. */
+constexpr std::int64_t silence_ms = 100;
 constexpr std::size_t block_size = 4096;
-/* A client that goes on writing for ever is not listened to for ever. */
-constexpr int most_drained_blocks = 256;
 
 std::int64_t now_ms()
 {
@@ -34,9 +34,10 @@ std::int64_t now_ms()
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-bool is_not_now(int error)
+/* Whether a call that moved no bytes may move some later. */
+bool may_go_on(ssize_t count)
 {
-    return error == EAGAIN || error == EINTR;
+    return count < 0 && (errno == EAGAIN || errno == EINTR);
 }
 
 Fd accept_client(int listener, const Door &door)
@@ -65,7 +66,11 @@ Connection::Connection(Fd client, const Door &door)
 
 Connection::~Connection()
 {
-    if (client_) drain();
+    if (!client_) return;
+    /* Nothing can arrive any more after this, so that there is an end to throwing away. */
+    shutdown(client_.get(), SHUT_RDWR);
+    while (discard_input() > 0)
+        continue;
 }
 
 std::uint32_t Connection::read_word()
@@ -99,72 +104,76 @@ std::size_t Connection::read_up_to(void *room, std::size_t size)
 
     while (taken < size && !too_slow_) {
         const ssize_t count = recv(client_.get(), bytes + taken, size - taken, MSG_DONTWAIT);
+        if (count <= 0 && !may_go_on(count)) break;
         if (count > 0) {
             taken += static_cast<std::size_t>(count);
-            continue;
+        } else {
+            wait(POLLIN, request_deadline_ms_);
         }
-        if (count == 0 || !is_not_now(errno)) break;
-        short happened = 0;
-        if (!wait(POLLIN, request_deadline_ms_, happened)) {
-            vorn_debug_eprintf("%s client took too long to send its request.\n", door_.name);
-            too_slow_ = true;
-        }
+        if (taken < size) note_lateness();
     }
     return taken;
 }
 
-/* False once the deadline has passed. */
-bool Connection::wait(short events, std::int64_t deadline_ms, short &happened) const
+void Connection::note_lateness()
 {
-    const std::int64_t left = deadline_ms - now_ms();
-    if (left <= 0) return false;
+    too_slow_ = now_ms() >= request_deadline_ms_;
+    if (too_slow_) vorn_debug_eprintf("%s client took too long to send its request.\n", door_.name);
+}
 
+/* Waits no longer than to the deadline; answers what happened, which may be nothing. */
+short Connection::wait(short events, std::int64_t deadline_ms) const
+{
     pollfd one = {client_.get(), events, 0};
-    poll(&one, 1, static_cast<int>(left));
-    happened = one.revents;
-    return true;
+    poll(&one, 1, static_cast<int>(std::max(deadline_ms - now_ms(), std::int64_t{0})));
+    return one.revents;
 }
 
 void Connection::reply(const char *text)
 {
     const std::int64_t deadline_ms = now_ms() + limit_ms;
-    const std::size_t length = std::strlen(text);
-    std::size_t sent = 0;
+    std::size_t left = std::strlen(text);
     short events = POLLIN | POLLOUT;
 
-    while (sent < length) {
-        const ssize_t count =
-            send(client_.get(), text + sent, length - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
+    while (left > 0) {
+        const ssize_t count = send(client_.get(), text, left, MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (count < 0 && !may_go_on(count)) return;
         if (count > 0) {
-            sent += static_cast<std::size_t>(count);
-            continue;
+            text += count;
+            left -= static_cast<std::size_t>(count);
+        } else if (wait(events, deadline_ms) & POLLIN) {
+            const ssize_t discarded = discard_input();
+            if (discarded <= 0 && !may_go_on(discarded)) events = POLLOUT;
         }
-        if (count < 0 && !is_not_now(errno)) return;
-        short happened = 0;
-        if (!wait(events, deadline_ms, happened)) {
+        if (left > 0 && now_ms() >= deadline_ms) {
             vorn_debug_eprintf("%s client took too long to take its reply.\n", door_.name);
             return;
         }
-        if ((happened & POLLIN) && !discard_input()) events = POLLOUT;
+    }
+    hear_out(deadline_ms);
+}
+
+/*
+ * Lets a client that sent more than it announced finish its writing, since it reads only then. One
+ * that sent what it should is not waited for.
+ */
+void Connection::hear_out(std::int64_t deadline_ms)
+{
+    std::size_t heard = 0;
+
+    shutdown(client_.get(), SHUT_WR);
+    while (heard < longest_request && now_ms() < deadline_ms) {
+        const ssize_t count = discard_input();
+        if (count <= 0) return;
+        heard += static_cast<std::size_t>(count);
+        wait(POLLIN, std::min(deadline_ms, now_ms() + silence_ms));
     }
 }
 
-/* False at the end of what the client sends. */
-bool Connection::discard_input()
+ssize_t Connection::discard_input()
 {
     char block[block_size];
-    const ssize_t count = recv(client_.get(), block, sizeof block, MSG_DONTWAIT);
-    return count > 0 || (count < 0 && is_not_now(errno));
-}
-
-void Connection::drain()
-{
-    char block[block_size];
-    int blocks = 0;
-    while (blocks < most_drained_blocks &&
-           recv(client_.get(), block, sizeof block, MSG_DONTWAIT) > 0) {
-        blocks++;
-    }
+    return recv(client_.get(), block, sizeof block, MSG_DONTWAIT);
 }
 
 } // namespace vorn

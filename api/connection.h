@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <sys/types.h>
+
 namespace vorn {
 
 /* No request is longer; what announces more is refused before anything is allocated. */
@@ -42,13 +44,15 @@ public:
      * length of 0, one that is too long, and a client that is too slow.
      */
     Allocated<char> read_body(std::uint32_t length);
+    /* Sends all of a text, then the end of the stream. */
     void reply(const char *text);
 
 private:
     std::size_t read_up_to(void *room, std::size_t size);
-    bool wait(short events, std::int64_t deadline_ms, short &happened) const;
-    bool discard_input();
-    void drain();
+    void note_lateness();
+    short wait(short events, std::int64_t deadline_ms) const;
+    void hear_out(std::int64_t deadline_ms);
+    ssize_t discard_input();
 
     Fd client_;
     const Door &door_;

@@ -8,6 +8,7 @@
 #include "api/connection.h"
 #include "api/inform_state.h"
 #include "core/base/assert.h"
+#include "core/base/guard.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
 #include "vorn/debug.h"
@@ -28,6 +29,7 @@ constexpr Door door = {"inform", "inform accept", "inform fcntl"};
 constexpr unsigned int buckets = 8;
 constexpr std::uint32_t version = 0;
 constexpr int failure = 1;
+constexpr int no_memory = -2;
 
 template <typename Tables>
 Tables *make_tables()
@@ -36,18 +38,19 @@ Tables *make_tables()
     return tables && tables->by_name.create(buckets) ? tables.release() : nullptr;
 }
 
-/* name=value pairs joined by "&"; a repeated name keeps its first value. */
-void parse_pairs(Table<char> &values, char *rest)
+/* name=value pairs joined by "&"; a repeated name keeps its first value. False without memory. */
+bool parse_pairs(Table<char> &values, char *rest)
 {
     while (rest) {
         const char *name = strsep(&rest, "=");
         if (!rest) {
             vorn_debug_eprintf("Bad inform request.\n");
-            return;
+            return true;
         }
         char *value = strsep(&rest, "&");
-        values.insert(name, value);
+        if (values.insert(name, value) == no_memory) return false;
     }
+    return true;
 }
 
 } // namespace
@@ -57,12 +60,12 @@ void start_inform_socket_request(char *body)
     assert_that(!vorn_inform_socket_request_values,
                 "vorn_inform_socket_request_values == ((void *)0)", "inform", __LINE__, __func__);
 
-    vorn_inform_socket_request_values = make_tables<InformValues>();
-    if (!vorn_inform_socket_request_values) {
+    Owned<InformValues> values(make_tables<InformValues>());
+    if (!values || !parse_pairs(values->by_name, body)) {
         vorn_debug_fatal("malloc");
         return;
     }
-    parse_pairs(vorn_inform_socket_request_values->by_name, body);
+    vorn_inform_socket_request_values = values.release();
 }
 
 const char *dispatch_inform_request()
@@ -107,10 +110,13 @@ void handle_inform_connection(int listener, void *, void *)
 
 int vorn_inform_init()
 {
-    const int listener = vorn_socket_get_unix(vorn::socket_name, VORN_SOCKET_ABSTRACT);
-    if (listener == -1) return vorn::failed;
-
-    eloop_register_read_sock(listener, vorn::handle_inform_connection, nullptr, nullptr);
+    vorn::Fd listener(vorn_socket_get_unix(vorn::socket_name, VORN_SOCKET_ABSTRACT));
+    if (!listener) return vorn::failed;
+    if (eloop_register_read_sock(listener.get(), vorn::handle_inform_connection, nullptr,
+                                 nullptr)) {
+        return vorn::failed;
+    }
+    listener.release();
     return vorn::ok;
 }
 
@@ -137,6 +143,6 @@ int vorn_inform_fn_add(const char *name, vorn_inform_fn handler)
 
 const char *vorn_inform_get_value(const char *name)
 {
-    if (!name || !vorn::vorn_inform_socket_request_values) return nullptr;
+    if (vorn::absent(name, "name") || !vorn::vorn_inform_socket_request_values) return nullptr;
     return vorn::vorn_inform_socket_request_values->by_name.get(name);
 }

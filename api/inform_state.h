@@ -25,6 +25,7 @@ extern InformHandlers *inform_handlers;
 /* Null between requests. */
 extern InformValues *vorn_inform_socket_request_values;
 
+/* Without the memory for its parameters no request has started. */
 void start_inform_socket_request(char *body);
 const char *dispatch_inform_request();
 void end_inform_socket_request();

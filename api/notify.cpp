@@ -10,6 +10,7 @@
 
 #include "api/notify_sender.h"
 #include "api/notify_state.h"
+#include "core/base/file.h"
 #include "core/base/guard.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
@@ -165,10 +166,12 @@ using vorn::notify_connection;
 
 int vorn_notify_init()
 {
-    const int listener = vorn_socket_get_tcp(vorn::port, vorn::loopback_only);
-    if (listener < 0) return vorn::failed;
-
-    eloop_register_read_sock(listener, vorn::notify_new_connection, nullptr, nullptr);
+    vorn::Fd listener(vorn_socket_get_tcp(vorn::port, vorn::loopback_only));
+    if (!listener) return vorn::failed;
+    if (eloop_register_read_sock(listener.get(), vorn::notify_new_connection, nullptr, nullptr)) {
+        return vorn::failed;
+    }
+    listener.release();
     return vorn::ok;
 }
 
@@ -188,7 +191,7 @@ void vorn_notify_conf_change(const char *origin)
 void vorn_notify_object_change(const char *origin, const char *class_name,
                                const char *instance_name, const char *property, const char *value)
 {
-    if (vorn::absent(class_name, "class_name") || vorn::absent(property, "property")) return;
+    if (vorn::absent(class_name, "class") || vorn::absent(property, "property")) return;
     if (vorn::absent(value, "value")) return;
 
     const vorn::Text message =

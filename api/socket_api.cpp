@@ -35,9 +35,11 @@ void handle_lsql_connection(int listener, void *, void *)
 
 int vorn_socket_api_init()
 {
-    const int listener = vorn_socket_get_unix(vorn::socket_name, VORN_SOCKET_ABSTRACT);
-    if (listener == -1) return vorn::failed;
-
-    eloop_register_read_sock(listener, vorn::handle_lsql_connection, nullptr, nullptr);
+    vorn::Fd listener(vorn_socket_get_unix(vorn::socket_name, VORN_SOCKET_ABSTRACT));
+    if (!listener) return vorn::failed;
+    if (eloop_register_read_sock(listener.get(), vorn::handle_lsql_connection, nullptr, nullptr)) {
+        return vorn::failed;
+    }
+    listener.release();
     return vorn::ok;
 }

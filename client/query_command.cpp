@@ -3,6 +3,7 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -13,13 +14,10 @@
 #include <string>
 
 #include "commands.h"
-#include "wire.h"
 
 namespace vorn::client {
 
 namespace {
-
-constexpr int limit_seconds = 30;
 
 struct FreeDocument {
     void operator()(xmlDoc *document) const { xmlFreeDoc(document); }
@@ -42,44 +40,20 @@ bool is_zero(xmlNode *rc)
     return text && xmlStrEqual(text.get(), BAD_CAST "0");
 }
 
-/* A saved configuration is an answer too; it holds no rc, so nothing in it can be wrong. */
+/* A saved configuration is an answer too, and all there is to it. */
 bool every_rc_is_zero(const std::string &reply)
 {
-    const std::unique_ptr<xmlDoc, FreeDocument> document(
-        xmlReadMemory(reply.data(), static_cast<int>(reply.size()), "reply", nullptr,
-                      XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
+    constexpr int quietly = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+    const std::unique_ptr<xmlDoc, FreeDocument> document(xmlReadMemory(
+        reply.data(), static_cast<int>(reply.size()), "reply", nullptr, quietly | XML_PARSE_HUGE));
     xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
     if (!root || xmlStrEqual(root->name, BAD_CAST "error")) return false;
+    if (!xmlStrEqual(root->name, BAD_CAST "lsql_result")) return true;
 
     for (xmlNode *node = root->children; node; node = node->next) {
         if (xmlStrEqual(node->name, BAD_CAST "rc") && !is_zero(node)) return false;
     }
     return true;
-}
-
-int report(const Exchange &exchange)
-{
-    switch (exchange.failure) {
-    case Failure::none:
-        break;
-    case Failure::not_there:
-        std::fprintf(stderr, "vornctl: no daemon is listening on this machine (%s)\n",
-                     exchange.reply.c_str());
-        return not_there;
-    case Failure::broken:
-        std::fprintf(stderr, "vornctl: the daemon dropped the connection\n");
-        return no_answer;
-    case Failure::too_slow:
-        std::fprintf(stderr, "vornctl: the daemon did not answer within %d seconds\n",
-                     limit_seconds);
-        return not_there;
-    }
-    if (exchange.reply.empty()) {
-        std::fprintf(stderr, "vornctl: no answer: the request is not well-formed XML\n");
-        return no_answer;
-    }
-    std::fwrite(exchange.reply.data(), 1, exchange.reply.size(), stdout);
-    return every_rc_is_zero(exchange.reply) ? done : refused;
 }
 
 } // namespace
@@ -99,7 +73,14 @@ int query_command(int argc, char **argv)
         std::fprintf(stderr, "vornctl: %s: the request is empty\n", argv[0]);
         return misused;
     }
-    return report(exchange_lsql(*request, limit_seconds));
+    const Exchange exchange = exchange_lsql(*request, limit_seconds);
+    if (exchange.failure != Failure::none) return report_failure(exchange);
+    if (exchange.reply.empty()) {
+        std::fprintf(stderr, "vornctl: no answer: the request is not well-formed XML\n");
+        return no_answer;
+    }
+    std::fwrite(exchange.reply.data(), 1, exchange.reply.size(), stdout);
+    return every_rc_is_zero(exchange.reply) ? done : refused;
 }
 
 } // namespace vorn::client

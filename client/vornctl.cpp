@@ -18,19 +18,43 @@ struct Command {
 
 constexpr Command commands[] = {
     {"query", "FILE|-", "send one LSQL request, print the reply", query_command},
+    {"inform", "OBJECT [NAME=VALUE...]", "tell a plugin of an event, print its answer",
+     inform_command},
+    {"watch", "[COUNT]", "print change notices as they come", watch_command},
 };
 
 void print_help(std::FILE *stream)
 {
     std::fprintf(stream, "usage: vornctl COMMAND [ARGUMENTS]\n\n");
     for (const Command &each : commands) {
-        std::fprintf(stream, "  %-8s %-10s %s\n", each.name, each.arguments, each.what);
+        std::fprintf(stream, "  %-7s %-23s %s\n", each.name, each.arguments, each.what);
     }
     std::fprintf(stream, "\nExit status: 0 done, 1 refused by the daemon, 2 misused, 3 no daemon,\n"
                          "4 no answer.\n");
 }
 
 } // namespace
+
+int vorn::client::report_failure(const Exchange &exchange)
+{
+    switch (exchange.failure) {
+    case Failure::not_there:
+        std::fprintf(stderr, "vornctl: no daemon is listening on this machine (%s)\n",
+                     exchange.reply.c_str());
+        return not_there;
+    case Failure::too_slow:
+        std::fprintf(stderr, "vornctl: the daemon did not answer within %d seconds\n",
+                     limit_seconds);
+        return not_there;
+    case Failure::broken:
+        std::fprintf(stderr, "vornctl: the daemon dropped the connection\n");
+        return no_answer;
+    case Failure::none:
+        break;
+    }
+    std::fprintf(stderr, "vornctl: the daemon gave no answer\n");
+    return no_answer;
+}
 
 int main(int argc, char **argv)
 {

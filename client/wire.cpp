@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * One exchange on the LSQL socket: a length in the machine's own byte order and the request out,
- * everything up to the end of the stream in.
+ * The daemon's three doors as a client sees them. A framed request is a length in the machine's
+ * own byte order and the text out, everything up to the end of the stream in; an inform request
+ * has a version before that. Notices come one behind the other, each ended by a NUL byte.
  */
 #include "wire.h"
 
@@ -10,7 +11,9 @@
 #include <cstdint>
 #include <cstring>
 
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -22,26 +25,29 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr int notify_port = 8001;
+constexpr std::uint32_t inform_version = 0;
+
 class Connection {
 public:
-    explicit Connection(int limit_seconds)
-        : descriptor_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)),
-          deadline_(Clock::now() + std::chrono::seconds(limit_seconds))
-    {}
+    explicit Connection(int family) : descriptor_(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0)) {}
     Connection(const Connection &) = delete;
     ~Connection()
     {
         if (descriptor_ >= 0) close(descriptor_);
     }
 
-    bool open()
+    template <typename Address>
+    bool open(const Address &address)
     {
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        /* Abstract: a zero byte first, and the padding behind the name is part of the name. */
-        std::strcpy(address.sun_path + 1, "vorn_sock_lsql");
         const auto *plain = reinterpret_cast<const sockaddr *>(&address);
-        if (descriptor_ < 0 || connect(descriptor_, plain, sizeof address) != 0) return false;
+        return descriptor_ >= 0 && connect(descriptor_, plain, sizeof address) == 0;
+    }
+
+    /* From here on nothing takes longer than this in total. */
+    bool limit(int seconds)
+    {
+        deadline_ = Clock::now() + std::chrono::seconds(seconds);
         return fcntl(descriptor_, F_SETFL, O_NONBLOCK) == 0;
     }
 
@@ -61,16 +67,21 @@ public:
 
     Failure receive_all(std::string &bytes)
     {
-        char block[65536];
         for (;;) {
-            const ssize_t count = recv(descriptor_, block, sizeof block, 0);
+            const ssize_t count = receive_some(bytes);
             if (count == 0) return Failure::none;
-            if (count > 0) {
-                bytes.append(block, static_cast<std::size_t>(count));
-            } else if (const Failure failure = wait_for(POLLIN); failure != Failure::none) {
-                return failure;
-            }
+            if (count > 0) continue;
+            if (const Failure failure = wait_for(POLLIN); failure != Failure::none) return failure;
         }
+    }
+
+    /* What recv says. */
+    ssize_t receive_some(std::string &bytes)
+    {
+        char block[65536];
+        const ssize_t count = recv(descriptor_, block, sizeof block, 0);
+        if (count > 0) bytes.append(block, static_cast<std::size_t>(count));
+        return count;
     }
 
 private:
@@ -90,27 +101,80 @@ private:
     Clock::time_point deadline_;
 };
 
-std::string framed(const std::string &request)
+/* Abstract: a zero byte first, and the padding behind the name is part of the name. */
+sockaddr_un abstract_address(const char *name)
 {
-    const auto length = static_cast<std::uint32_t>(request.size());
-    std::string message(sizeof length, '\0');
-    std::memcpy(message.data(), &length, sizeof length);
-    return message + request;
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path + 1, name);
+    return address;
+}
+
+sockaddr_in loopback_address(int port)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+std::string native(std::uint32_t number)
+{
+    std::string bytes(sizeof number, '\0');
+    std::memcpy(bytes.data(), &number, sizeof number);
+    return bytes;
+}
+
+std::string framed(const std::string &text)
+{
+    return native(static_cast<std::uint32_t>(text.size())) + text;
+}
+
+Exchange exchange(const char *door, const std::string &bytes, int limit_seconds)
+{
+    Connection connection(AF_UNIX);
+    if (!connection.open(abstract_address(door)) || !connection.limit(limit_seconds)) {
+        return {Failure::not_there, std::strerror(errno)};
+    }
+    Exchange exchange;
+    /* A daemon that refuses the request closes early: what it had to say may still be there. */
+    const Failure sending = connection.send_all(bytes);
+    if (sending == Failure::too_slow) return {sending, ""};
+    exchange.failure = connection.receive_all(exchange.reply);
+    if (sending != Failure::none && exchange.reply.empty()) exchange.failure = sending;
+    return exchange;
 }
 
 } // namespace
 
 Exchange exchange_lsql(const std::string &request, int limit_seconds)
 {
-    Connection connection(limit_seconds);
-    if (!connection.open()) return {Failure::not_there, std::strerror(errno)};
+    return exchange("vorn_sock_lsql", framed(request), limit_seconds);
+}
 
-    Exchange exchange;
-    /* A daemon that refuses the request closes early: what it had to say may still be there. */
-    const Failure sending = connection.send_all(framed(request));
-    if (sending == Failure::too_slow) return {sending, ""};
-    exchange.failure = connection.receive_all(exchange.reply);
-    return exchange;
+Exchange exchange_inform(const std::string &body, int limit_seconds)
+{
+    return exchange("vorn_sock_inform", native(inform_version) + framed(body), limit_seconds);
+}
+
+Exchange watch_notices(const std::function<bool(const std::string &notice)> &take)
+{
+    Connection connection(AF_INET);
+    if (!connection.open(loopback_address(notify_port))) {
+        return {Failure::not_there, std::strerror(errno)};
+    }
+    /* The first byte, whatever it is, makes a subscriber. */
+    if (connection.send_all("+") != Failure::none) return {Failure::broken, ""};
+
+    std::string bytes;
+    while (connection.receive_some(bytes) > 0) {
+        for (auto end = bytes.find('\0'); end != std::string::npos; end = bytes.find('\0')) {
+            if (!take(bytes.substr(0, end))) return {};
+            bytes.erase(0, end + 1);
+        }
+    }
+    return {Failure::broken, ""};
 }
 
 } // namespace vorn::client

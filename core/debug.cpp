@@ -1,12 +1,14 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The log: one stream for the whole process, at whose level everything but errors is filtered.
- * Its functions also run in signal context while the daemon comes up, so that nothing is kept
- * between two calls but the four fields of the state.
+ * The log: one stream for the whole process. States and errors always reach it, diagnostics from
+ * their level on. The functions also run in signal context while the daemon comes up, so nothing
+ * is kept between two calls but the four fields of the state.
  */
 #include "vorn/debug.h"
 
+#include "core/base/memory.h"
 #include "core/base/paths.h"
+#include "core/base/result.h"
 #include "core/base/text.h"
 #include "core/debug_state.h"
 
@@ -52,9 +54,9 @@ void log_write(const char *format, std::va_list arguments)
 
 int set_flag(int &flag, int value)
 {
-    if (value != 0 && value != 1) return 1;
+    if (value != 0 && value != 1) return failed;
     flag = value;
-    return 0;
+    return ok;
 }
 
 void exit_or_continue()
@@ -81,10 +83,10 @@ void vorn_debug_init()
 
 int vorn_debug_set(int level)
 {
-    if (level < 0 || level > VORN_DEBUG_MAX) return 1;
+    if (level < 0 || level > VORN_DEBUG_MAX) return vorn::failed;
     debug_state.level = level;
     vorn_debug_printf("Debug level is now %d.\n", level);
-    return 0;
+    return vorn::ok;
 }
 
 int vorn_debug_get()

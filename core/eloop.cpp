@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include <sys/select.h>
 #include <sys/times.h>
@@ -29,10 +30,20 @@ constexpr int done = 0;
 constexpr int failure = -1;
 constexpr int negative_time = -2;
 
+/*
+ * Where the count has 32 bits it passes -4095 to -1 before it wraps, the first time minutes after
+ * boot. A C library that takes these for errors answers -1 and has the count, negated, in errno.
+ */
 std::uint32_t ticks_now()
 {
     struct tms unused;
-    return static_cast<std::uint32_t>(times(&unused));
+    const int callers_errno = errno;
+
+    errno = 0;
+    clock_t ticks = times(&unused);
+    if (ticks == -1 && errno != 0) ticks = -errno;
+    errno = callers_errno;
+    return static_cast<std::uint32_t>(ticks);
 }
 
 /* How far one tick count lies behind another; right across the wrap of the counter. */
@@ -61,6 +72,7 @@ private:
 void eloop_handle_signal(int sig)
 {
     eloop_data.signaled = eloop_data.signaled + 1;
+    if (!eloop_data.signals) return; /* destroyed; the counts stay, the dispositions too */
     for (int i = 0; i < eloop_data.signal_count; i++) {
         EloopSignal &entry = eloop_data.signals[i];
         if (entry.sig != sig) continue;
@@ -273,8 +285,8 @@ void eloop_destroy()
         const vorn::Owned<vorn::EloopTimeout> timeout(eloop_data.timeout);
         eloop_data.timeout = timeout->next;
     }
-    std::free(eloop_data.readers);
-    std::free(eloop_data.signals);
+    std::free(std::exchange(eloop_data.readers, nullptr));
+    std::free(std::exchange(eloop_data.signals, nullptr));
 }
 
 int eloop_terminated()

@@ -14,6 +14,8 @@
 #include "vorn/debug.h"
 #include "vorn/plugin.h"
 
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include <dlfcn.h>
@@ -93,6 +95,13 @@ int load_plugin(const char *directory, const char *name)
     return ok;
 }
 
+void report_missing(const char *directory, int error)
+{
+    const Line<320> message("Unable to open plugins directory \"%s\"", directory);
+    errno = error;
+    vorn_debug_perror(message.get());
+}
+
 } // namespace
 
 int load_plugins_of(const char *directory)
@@ -101,7 +110,7 @@ int load_plugins_of(const char *directory)
 
     const Directory plugins(opendir(directory));
     if (!plugins) {
-        vorn_debug_perror(Line<320>("Unable to open plugins directory \"%s\"", directory).get());
+        report_missing(directory, errno);
         return failed;
     }
 
@@ -123,10 +132,10 @@ int vorn_plugins_init()
 
 vorn_plugin *vorn_plugin_new(const char *version)
 {
-    if (!version || std::strcmp(version, vorn::version_accepted) != 0) {
+    if (vorn::absent(version, "version")) return nullptr;
+    if (std::strcmp(version, vorn::version_accepted) != 0) {
         vorn_debug_eprintf("Plugin \"%s\" version \"%s\" is unsupported.\n",
-                           vorn_plugins_current ? vorn_plugins_current : "(null)",
-                           version ? version : "(null)");
+                           vorn_plugins_current ? vorn_plugins_current : "(null)", version);
         return nullptr;
     }
     vorn::Allocated<vorn_plugin> plugin(

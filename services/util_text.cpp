@@ -119,10 +119,7 @@ private:
         return true;
     }
 
-    void append(std::string_view text)
-    {
-        end_ = std::copy(text.begin(), text.end(), end_);
-    }
+    void append(std::string_view text) { end_ = std::copy(text.begin(), text.end(), end_); }
 
     char *begin_;
     char *end_;

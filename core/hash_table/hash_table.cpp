@@ -20,7 +20,7 @@ constexpr int stored = 0;
 constexpr int key_present = -1;
 constexpr int out_of_memory = -2;
 constexpr std::uint32_t most_buckets = 0x80000000;
-constexpr std::uint32_t entries_per_bucket = 2;
+constexpr std::uint32_t entries_per_bucket = 2; /* beyond which a table grows */
 
 std::uint32_t round_up(unsigned int wanted)
 {
@@ -28,6 +28,12 @@ std::uint32_t round_up(unsigned int wanted)
     while (buckets < wanted && buckets < most_buckets)
         buckets *= 2;
     return buckets;
+}
+
+template <typename T>
+T *zeroed(std::uint32_t count)
+{
+    return static_cast<T *>(std::calloc(count, sizeof(T)));
 }
 
 std::uint32_t bucket_of(const ght_table &table, const ght_key &key)
@@ -115,8 +121,7 @@ void apply_heuristics(ght_table &table, std::uint32_t bucket, ght_entry *entry)
     if (table.heuristics == GHT_HEUR_MOVE_TO_FRONT) move_to_front(table, bucket, entry);
 }
 
-/* Pushes the last entry of a full bucket out; the counts stay, since another one takes its place.
- */
+/* Pushes the last entry of a full bucket out; another takes its place, so the counts stay. */
 void overflow_bucket(ght_table &table, std::uint32_t bucket)
 {
     ght_entry *last = table.chains[bucket];
@@ -145,9 +150,7 @@ void place(ght_table &table, std::uint32_t bucket, ght_entry *entry)
 
 void grow_when_crowded(ght_table &table)
 {
-    const bool crowded = table.entries / entries_per_bucket > table.buckets ||
-                         (table.entries / entries_per_bucket == table.buckets &&
-                          table.entries % entries_per_bucket != 0);
+    const bool crowded = table.entries > std::uint64_t{table.buckets} * entries_per_bucket;
     if (table.rehash && crowded && table.buckets < most_buckets) {
         ght_rehash(&table, table.buckets * 2);
     }
@@ -176,14 +179,13 @@ ght_table *ght_create(unsigned int buckets)
 {
     const std::uint32_t rounded = round_up(buckets);
     auto *table = static_cast<ght_table *>(std::malloc(sizeof(ght_table)));
-    auto **chains = static_cast<ght_entry **>(std::calloc(rounded, sizeof(ght_entry *)));
-    auto *counts = static_cast<std::uint32_t *>(std::calloc(rounded, sizeof(std::uint32_t)));
+    ght_entry **chains = table ? zeroed<ght_entry *>(rounded) : nullptr;
+    std::uint32_t *counts = chains ? zeroed<std::uint32_t>(rounded) : nullptr;
 
-    if (!table || !chains || !counts) {
+    if (!counts) {
         std::perror("malloc");
-        std::free(table);
         std::free(chains);
-        std::free(counts);
+        std::free(table);
         return nullptr;
     }
     return new (table) ght_table{.entries = 0,

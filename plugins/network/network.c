@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * The device's network interfaces: address, MTU and status through ip(8), traffic counters from
- * the kernel whenever somebody reads them. Each commit runs only what its change asks for.
+ * the kernel whenever somebody reads them. Each commit runs only what its change asks for; all of
+ * it runs again when the inform interface tells that the hardware was away.
  */
 #include <stdio.h>
 #include <string.h>
@@ -80,9 +81,21 @@ static void interface_changed(vorn_instance *now, vorn_instance *before, vorn_co
         set_address(name, value_of(now, "address"), value_of(now, "prefix"));
     }
     if (changed(now, before, "status")) {
-        const char *status = vorn_instance_get_status(now) ? "up" : "down";
+        const char *status = now != NULL && vorn_instance_get_status(now) ? "up" : "down";
         run_ip((const char *const[]){"link", "set", "dev", name, status, NULL});
     }
+}
+
+/* object=interface&name=NAME: hardware that was away is back, and has forgotten everything. */
+static int interface_is_back(void)
+{
+    const char *name = vorn_inform_get_value("name");
+    vorn_instance *interface =
+        name != NULL ? vorn_instances_get(vorn_config_get_running(), "interface", name) : NULL;
+    if (interface == NULL) return 1;
+
+    interface_changed(interface, NULL, NULL);
+    return 0;
 }
 
 static vorn_refresher *make_refresher(void)
@@ -110,4 +123,5 @@ void vorn_plugin_init(void)
     vorn_committer_set_instance_change_fn(committer, "interface", interface_changed, 1);
     declare_provider("network", committer, make_refresher());
     vorn_providers_order("system", "network");
+    vorn_inform_fn_add("interface", interface_is_back);
 }

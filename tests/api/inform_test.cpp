@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "api/inform_state.h"
+#include "core/eloop_state.h"
 #include "support/allocation.h"
 #include "support/log.h"
 #include "vorn/inform.h"
@@ -10,12 +11,25 @@
 #include <string>
 #include <utility>
 
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "doors.h"
+#include "fake_calls.h"
+
 namespace {
 
+using vorn::Fd;
 using vorn::tests::AllocationFailed;
 using vorn::tests::AllocationsAllowed;
 using vorn::tests::CapturedLog;
+using vorn::tests::CapturedStandardError;
 using vorn::tests::FailEachAllocation;
+using vorn::tests::FakeCalls;
+using vorn::tests::receive_all;
+using vorn::tests::Visit;
+using vorn::tests::word;
 
 std::string seen;
 
@@ -144,6 +158,29 @@ TEST_F(Informs, ForgetTheirParametersAtTheEnd)
     EXPECT_EQ(vorn::vorn_inform_socket_request_values, nullptr);
 }
 
+TEST_F(Informs, NameNoParameterByNull)
+{
+    EXPECT_EQ(vorn_inform_get_value(nullptr), nullptr);
+
+    EXPECT_EQ(log.text(), "vorn: Null name.\n");
+}
+
+TEST_F(Informs, DoNotStartWithoutTheMemoryForAllTheirParameters)
+{
+    FailEachAllocation([&] {
+        char body[] = "object=radio&action=rescan&band=5";
+        vorn::start_inform_socket_request(body);
+
+        const AllocationsAllowed allowed;
+        const bool started = vorn::vorn_inform_socket_request_values != nullptr;
+        EXPECT_EQ(started, !AllocationFailed());
+        EXPECT_EQ(log.take(), started ? ""
+                                      : "vorn: Fatal error: malloc\n"
+                                        "vorn: Attempting to continue operation.\n");
+        if (started) vorn::end_inform_socket_request();
+    });
+}
+
 using InformHandlers = Informs;
 
 TEST_F(InformHandlers, NeedANameAndAFunction)
@@ -197,6 +234,165 @@ TEST_F(InformDiscipline, AbortsWhenARequestEndsThatNeverStarted)
     EXPECT_DEATH(vorn::end_inform_socket_request(),
                  "inform:.*end_inform_socket_request.*vorn_inform_socket_request_values != "
                  "\\(\\(void \\*\\)0\\)");
+}
+
+class InformDoors : public Informs {
+protected:
+    InformDoors() { eloop_init(nullptr); }
+    ~InformDoors() override
+    {
+        eloop_destroy();
+        eloop_init(nullptr);
+    }
+
+    int open_door(int listener)
+    {
+        calls.answers_listeners = true;
+        calls.listener = listener;
+        const int result = vorn_inform_init();
+        calls.answers_listeners = false;
+        return result;
+    }
+    static std::string answer_to(const std::string &request)
+    {
+        const Visit visit(request);
+        vorn::handle_inform_connection(visit.listener.get(), nullptr, nullptr);
+        return receive_all(visit.client);
+    }
+    static std::string framed(const std::string &body)
+    {
+        return word(0) + word(static_cast<std::uint32_t>(body.size())) + body;
+    }
+
+    FakeCalls calls;
+};
+
+TEST_F(InformDoors, ListenOnTheirAbstractName)
+{
+    const Fd listener(dup(STDERR_FILENO));
+
+    EXPECT_EQ(open_door(listener.get()), 0);
+
+    EXPECT_EQ(calls.asked, "unix vorn_sock_inform 1");
+    ASSERT_EQ(vorn::eloop_data.reader_count, 1);
+    EXPECT_EQ(vorn::eloop_data.readers[0].sock, listener.get());
+    EXPECT_EQ(vorn::eloop_data.readers[0].handler, vorn::handle_inform_connection);
+}
+
+TEST_F(InformDoors, StayShutWithoutAListener)
+{
+    EXPECT_EQ(open_door(-1), 1);
+
+    EXPECT_EQ(vorn::eloop_data.reader_count, 0);
+}
+
+TEST_F(InformDoors, StayShutWithoutMemory)
+{
+    FailEachAllocation([&] {
+        const int listener = dup(STDERR_FILENO);
+        const int result = open_door(listener);
+
+        const AllocationsAllowed allowed;
+        EXPECT_EQ(result, AllocationFailed() ? 1 : 0);
+        EXPECT_EQ(close(listener), AllocationFailed() ? -1 : 0);
+    });
+}
+
+TEST_F(InformDoors, AnswerWithOneLine)
+{
+    vorn_inform_fn_add("radio", note_action);
+
+    EXPECT_EQ(answer_to(framed("object=radio&action=rescan")), "OK\n");
+    EXPECT_EQ(seen, "rescan");
+    EXPECT_EQ(answer_to(framed("action=rescan")), "ERR no object parameter\n");
+    EXPECT_EQ(answer_to(framed("object=antenna")), "ERR no handler\n");
+    EXPECT_EQ(vorn::vorn_inform_socket_request_values, nullptr);
+}
+
+TEST_F(InformDoors, AnswerAlsoBeforeThereIsAnyHandler)
+{
+    EXPECT_EQ(answer_to(framed("object=radio")), "ERR no handler\n");
+}
+
+TEST_F(InformDoors, SayNothingToAnotherVersion)
+{
+    EXPECT_EQ(answer_to(word(1) + word(12) + "object=radio"), "");
+
+    EXPECT_EQ(log.text(), "vorn: Inform version number unrecognized.\n");
+}
+
+TEST_F(InformDoors, SayNothingToALengthOfZero)
+{
+    EXPECT_EQ(answer_to(word(0) + word(0)), "");
+
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(InformDoors, SayNothingToAClientThatSaysNothing)
+{
+    const Visit visit("");
+    shutdown(visit.client.get(), SHUT_WR);
+
+    vorn::handle_inform_connection(visit.listener.get(), nullptr, nullptr);
+
+    EXPECT_EQ(receive_all(visit.client), "");
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(InformDoors, ServeWhatCameOfABodyThatIsCutShort)
+{
+    vorn_inform_fn_add("radio", note_action);
+    const Visit visit(word(0) + word(100) + "object=radio&action=sc");
+    shutdown(visit.client.get(), SHUT_WR);
+
+    vorn::handle_inform_connection(visit.listener.get(), nullptr, nullptr);
+
+    EXPECT_EQ(receive_all(visit.client), "OK\n");
+    EXPECT_EQ(seen, "sc");
+}
+
+TEST_F(InformDoors, ServeNoMoreThanWasAnnounced)
+{
+    vorn_inform_fn_add("radio", note_action);
+
+    EXPECT_EQ(answer_to(framed("object=radio&action=rescan") + "&object=a"), "OK\n");
+
+    EXPECT_EQ(seen, "rescan");
+}
+
+TEST_F(InformDoors, RefuseWhatIsTooLong)
+{
+    EXPECT_EQ(answer_to(word(0) + word(16777217) + "object=radio"), "");
+
+    EXPECT_EQ(log.text(), "vorn: inform request of 16777217 bytes is too long.\n");
+}
+
+TEST_F(InformDoors, ShutOnAClientThatIsTooSlow)
+{
+    EXPECT_EQ(answer_to(word(0) + word(12) + "object"), "");
+
+    EXPECT_EQ(log.text(), "vorn: inform client took too long to send its request.\n");
+}
+
+TEST_F(InformDoors, ReportAClientThatCannotBeTaken)
+{
+    CapturedStandardError errors;
+    const Fd listener(vorn_socket_get_unix(vorn::tests::own("empty").c_str(), 1));
+
+    vorn::handle_inform_connection(listener.get(), nullptr, nullptr);
+
+    EXPECT_EQ(errors.text(), "vorn: inform accept: Resource temporarily unavailable\n");
+}
+
+TEST_F(InformDoors, ReportAClientThatCannotBeMarked)
+{
+    CapturedStandardError errors;
+    const Visit visit(framed("object=radio"));
+    calls.refused_fcntl = F_SETFD;
+
+    vorn::handle_inform_connection(visit.listener.get(), nullptr, nullptr);
+
+    EXPECT_EQ(errors.text(), "vorn: inform fcntl: Input/output error\n");
 }
 
 } // namespace

@@ -2,9 +2,11 @@
 #include "api/notify_sender.h"
 #include "api/notify_state.h"
 #include "core/base/file.h"
+#include "core/eloop_state.h"
+#include "support/allocation.h"
 #include "support/log.h"
-#include "vorn/eloop.h"
 #include "vorn/notify.h"
+#include "vorn/socket.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,14 +17,19 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "fake_calls.h"
 
 namespace {
 
 using vorn::Fd;
 using vorn::notify_connection;
 using vorn::tests::CapturedLog;
+using vorn::tests::CapturedStandardError;
+using vorn::tests::FakeCalls;
 
 /* One connection: what the daemon holds of it, and the subscriber's end. */
 struct Subscriber {
@@ -136,7 +143,7 @@ TEST_F(Notices, OfAnObjectNeedClassPropertyAndValue)
     vorn_notify_object_change(nullptr, "c", nullptr, nullptr, "v");
     vorn_notify_object_change(nullptr, "c", nullptr, "p", nullptr);
 
-    EXPECT_EQ(log.text(), "vorn: Null class_name.\nvorn: Null property.\nvorn: Null value.\n");
+    EXPECT_EQ(log.text(), "vorn: Null class.\nvorn: Null property.\nvorn: Null value.\n");
 }
 
 using Subscriptions = Notices;
@@ -310,6 +317,143 @@ TEST_F(SlowSubscribers, ThatAreGoneCostNothing)
     vorn_notify_object_change(nullptr, "c", nullptr, "p", "v");
 
     EXPECT_FALSE(notify_connection[0].in_use);
+}
+
+/* A listener on a port of its own, and clients of it. */
+class NotifyDoors : public Notices {
+protected:
+    Fd connect_client() const
+    {
+        sockaddr_in address = {};
+        socklen_t size = sizeof address;
+        auto *plain = reinterpret_cast<sockaddr *>(&address);
+        getsockname(listener.get(), plain, &size);
+        Fd client(socket(AF_INET, SOCK_STREAM, 0));
+        EXPECT_EQ(connect(client.get(), plain, size), 0);
+        return client;
+    }
+    /* What the loop does when a client has come. */
+    void take_in() const { vorn::notify_new_connection(listener.get(), nullptr, nullptr); }
+    static const vorn::EloopSock &taken_in() { return vorn::eloop_data.readers[0]; }
+    static void readable()
+    {
+        const vorn::EloopSock entry = taken_in();
+        entry.handler(entry.sock, entry.eloop_data, entry.user_data);
+    }
+
+    Fd listener{vorn_socket_get_tcp(0, 1)};
+};
+
+TEST_F(NotifyDoors, ListenOnTheirPortOfTheLoopbackAddress)
+{
+    FakeCalls calls;
+    calls.answers_listeners = true;
+    calls.listener = listener.get();
+
+    EXPECT_EQ(vorn_notify_init(), 0);
+
+    EXPECT_EQ(calls.asked, "tcp 8001 1");
+    EXPECT_EQ(taken_in().sock, listener.get());
+    EXPECT_EQ(taken_in().handler, vorn::notify_new_connection);
+}
+
+TEST_F(NotifyDoors, StayShutWithoutAListener)
+{
+    FakeCalls calls;
+    calls.answers_listeners = true;
+
+    EXPECT_EQ(vorn_notify_init(), 1);
+
+    EXPECT_EQ(vorn::eloop_data.reader_count, 0);
+}
+
+TEST_F(NotifyDoors, StayShutWithoutMemory)
+{
+    FakeCalls calls;
+    calls.answers_listeners = true;
+    vorn::tests::FailEachAllocation([&] {
+        const int descriptor = calls.listener = dup(STDERR_FILENO);
+        const int result = vorn_notify_init();
+
+        const vorn::tests::AllocationsAllowed allowed;
+        EXPECT_EQ(result, vorn::tests::AllocationFailed() ? 1 : 0);
+        EXPECT_EQ(close(descriptor), vorn::tests::AllocationFailed() ? -1 : 0);
+    });
+}
+
+TEST_F(NotifyDoors, TakeInWhoComesWithoutSubscribingThem)
+{
+    const Fd client = connect_client();
+
+    take_in();
+
+    const int fd = taken_in().sock;
+    EXPECT_EQ(log.take(), "vorn: Notify connection started (fd " + std::to_string(fd) + ").\n");
+    EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
+    EXPECT_TRUE(fcntl(fd, F_GETFL) & O_NONBLOCK);
+    EXPECT_FALSE(notify_connection[0].in_use);
+    shutdown(client.get(), SHUT_WR);
+    readable();
+}
+
+TEST_F(NotifyDoors, EndAConnectionThatWasReset)
+{
+    Fd client = connect_client();
+    take_in();
+    const linger at_once = {1, 0};
+    setsockopt(client.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    client = Fd();
+    const int fd = taken_in().sock;
+    log.take();
+
+    readable();
+
+    EXPECT_EQ(log.text(), "vorn: Notify connection ended (fd " + std::to_string(fd) + ").\n");
+    EXPECT_EQ(vorn::eloop_data.reader_count, 0);
+    EXPECT_FALSE(notify_connection[0].in_use);
+}
+
+TEST_F(NotifyDoors, ReportAClientThatCannotBeTaken)
+{
+    CapturedStandardError errors;
+
+    take_in();
+
+    EXPECT_EQ(errors.text(), "vorn: vorn_notify_new_connection accept: "
+                             "Resource temporarily unavailable\n");
+}
+
+TEST_F(NotifyDoors, ReportAClientThatCannotBeMarked)
+{
+    const Fd client = connect_client();
+    CapturedStandardError errors;
+    FakeCalls calls;
+    calls.refused_fcntl = F_SETFD;
+
+    take_in();
+
+    EXPECT_EQ(errors.text(), "vorn: vorn_notify_new_connection fcntl: Input/output error\n");
+    EXPECT_EQ(vorn::eloop_data.reader_count, 0);
+}
+
+TEST_F(NotifyDoors, RefuseAClientThatTheLoopCannotWatch)
+{
+    vorn::tests::FailEachAllocation([&] {
+        const Fd client = connect_client();
+        take_in();
+
+        const vorn::tests::AllocationsAllowed allowed;
+        const std::string text = log.take();
+        if (!vorn::tests::AllocationFailed()) {
+            EXPECT_EQ(vorn::eloop_data.reader_count, 1);
+            shutdown(client.get(), SHUT_WR);
+            return readable();
+        }
+        EXPECT_EQ(text, "vorn: Unable to add notify connection.\n");
+        EXPECT_EQ(vorn::eloop_data.reader_count, 0);
+        char byte;
+        EXPECT_EQ(read(client.get(), &byte, 1), 0);
+    });
 }
 
 } // namespace

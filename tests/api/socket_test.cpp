@@ -7,37 +7,28 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstring>
 #include <string>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
+
+#include "doors.h"
+#include "fake_calls.h"
 
 namespace {
 
 using vorn::Fd;
 using vorn::tests::CapturedLog;
 using vorn::tests::CapturedStandardError;
-
-/* Names of this process only, so that tests side by side don't meet. */
-std::string own(const std::string &name)
-{
-    return "vorn_test_" + std::to_string(getpid()) + "_" + name;
-}
-
-bool connects(const std::string &name)
-{
-    const Fd client(socket(AF_UNIX, SOCK_STREAM, 0));
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path + 1, name.data(), name.size());
-    return connect(client.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
-}
+using vorn::tests::connect_to;
+using vorn::tests::FakeCalls;
+using vorn::tests::own;
 
 int flag(const Fd &descriptor, int request)
 {
@@ -79,8 +70,8 @@ TEST(UnixListeners, ListenOnAnAbstractName)
     const Fd listener(vorn_socket_get_unix(own("a").c_str(), VORN_SOCKET_ABSTRACT));
 
     expect_listener(listener);
-    EXPECT_TRUE(connects(own("a")));
-    EXPECT_FALSE(connects(own("b")));
+    EXPECT_TRUE(connect_to(own("a")));
+    EXPECT_FALSE(connect_to(own("b")));
 }
 
 TEST(UnixListeners, CutAnAbstractNameAt106Characters)
@@ -90,7 +81,7 @@ TEST(UnixListeners, CutAnAbstractNameAt106Characters)
     const Fd listener(vorn_socket_get_unix(name.c_str(), VORN_SOCKET_ABSTRACT));
 
     ASSERT_TRUE(listener);
-    EXPECT_TRUE(connects(name.substr(0, 106)));
+    EXPECT_TRUE(connect_to(name.substr(0, 106)));
 }
 
 TEST(UnixListeners, AreRefusedANameThatIsTaken)
@@ -102,6 +93,54 @@ TEST(UnixListeners, AreRefusedANameThatIsTaken)
 
     EXPECT_EQ(errors.text(),
               "vorn: Unable to bind to domain " + own("taken") + ": Address already in use\n");
+}
+
+TEST(UnixListeners, ReportALongNameCut)
+{
+    const std::string name = own(std::string(300, 'n'));
+    const Fd first(vorn_socket_get_unix(name.c_str(), VORN_SOCKET_ABSTRACT));
+    CapturedStandardError errors;
+
+    EXPECT_EQ(vorn_socket_get_unix(name.c_str(), VORN_SOCKET_ABSTRACT), -1);
+
+    EXPECT_EQ(errors.text(), "vorn: " + ("Unable to bind to domain " + name).substr(0, 159) +
+                                 ": Address already in use\n");
+}
+
+TEST(UnixListeners, HoldFiftyClientsThatWait)
+{
+    const Fd listener(vorn_socket_get_unix(own("crowd").c_str(), VORN_SOCKET_ABSTRACT));
+
+    std::vector<Fd> clients;
+    for (int i = 0; i < 50; i++)
+        clients.push_back(connect_to(own("crowd")));
+
+    for (const Fd &client : clients)
+        EXPECT_TRUE(client);
+}
+
+TEST(UnixListeners, BindAPathThatDoesNotExistAsItIsGiven)
+{
+    const std::string path = "/tmp/" + own("new");
+
+    const Fd listener(vorn_socket_get_unix(path.c_str(), 0));
+
+    expect_listener(listener);
+    struct stat status;
+    EXPECT_EQ(stat(path.c_str(), &status), 0);
+    unlink(path.c_str());
+}
+
+TEST(UnixListeners, CutAPathAt107Characters)
+{
+    const std::string path = "/tmp/" + own(std::string(200, 'p'));
+
+    const Fd listener(vorn_socket_get_unix(path.c_str(), 0));
+
+    struct stat status;
+    EXPECT_TRUE(listener);
+    EXPECT_EQ(stat(path.substr(0, 107).c_str(), &status), 0);
+    unlink(path.substr(0, 107).c_str());
 }
 
 TEST(UnixListeners, ReplaceAFile)
@@ -200,5 +239,92 @@ TEST(UdpSockets, AreUnboundAndBlocking)
     EXPECT_FALSE(flag(descriptor, F_GETFL) & O_NONBLOCK);
     EXPECT_EQ(address_of(descriptor).sin_port, 0);
 }
+
+/* Every kind of socket, and what is said when one step of its making fails. */
+struct Kind {
+    const char *name;
+    int (*open)();
+    bool listens;
+};
+
+void PrintTo(const Kind &kind, std::ostream *stream)
+{
+    *stream << kind.name;
+}
+
+class SocketFailures : public testing::TestWithParam<Kind> {
+protected:
+    CapturedStandardError errors;
+    FakeCalls calls;
+};
+
+TEST_P(SocketFailures, AreReportedWithoutADescriptor)
+{
+    rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none = {0, before.rlim_max};
+
+    setrlimit(RLIMIT_NOFILE, &none);
+    const int descriptor = GetParam().open();
+    setrlimit(RLIMIT_NOFILE, &before);
+
+    EXPECT_EQ(descriptor, -1);
+    EXPECT_EQ(errors.text(), "vorn: socket: Too many open files\n");
+}
+
+TEST_P(SocketFailures, AreReportedWithoutCloseOnExec)
+{
+    calls.refused_fcntl = F_SETFD;
+
+    EXPECT_EQ(GetParam().open(), -1);
+
+    EXPECT_EQ(errors.text(), "vorn: fcntl: Input/output error\n");
+}
+
+TEST_P(SocketFailures, AreReportedWhenItCannotListen)
+{
+    if (!GetParam().listens) return;
+    calls.refuses_listen = true;
+
+    EXPECT_EQ(GetParam().open(), -1);
+
+    EXPECT_EQ(errors.text(), "vorn: listen: Input/output error\n");
+}
+
+int open_unix()
+{
+    return vorn_socket_get_unix(own("failing").c_str(), VORN_SOCKET_ABSTRACT);
+}
+
+int open_tcp()
+{
+    return vorn_socket_get_tcp(0, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, SocketFailures,
+                         testing::Values(Kind{"unix", open_unix, true}, Kind{"tcp", open_tcp, true},
+                                         Kind{"udp", vorn_socket_get_udp, false}),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+/* A mode that can't be switched costs the caller its descriptor. */
+class ModeFailures : public testing::TestWithParam<int> {};
+
+TEST_P(ModeFailures, CloseTheDescriptor)
+{
+    CapturedStandardError errors;
+    for (const auto switch_mode : {vorn_socket_set_nonblock, vorn_socket_set_block}) {
+        const int descriptor = open("/dev/null", O_WRONLY);
+        FakeCalls calls;
+        calls.refused_fcntl = GetParam();
+
+        EXPECT_EQ(switch_mode(descriptor), 1);
+
+        EXPECT_EQ(close(descriptor), -1);
+        EXPECT_EQ(errno, EBADF);
+    }
+    EXPECT_EQ(errors.text(), "vorn: fcntl: Input/output error\nvorn: fcntl: Input/output error\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, ModeFailures, testing::Values(F_GETFL, F_SETFL));
 
 } // namespace

@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: MIT */
+#include "core/base/file.h"
 #include "support/allocation.h"
 #include "support/log.h"
 #include "vorn/debug.h"
@@ -7,10 +8,38 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <set>
 #include <string>
+
+#include <sys/stat.h>
 
 namespace {
 
+/* The console, in the test's hand: nothing here may write to the real one. */
+struct Door {
+    std::FILE *console = nullptr; /* null: it cannot be opened */
+    std::string asked;
+};
+
+Door *door = nullptr;
+
+} // namespace
+
+extern "C" {
+std::FILE *__real_fopen(const char *path, const char *mode);
+
+std::FILE *__wrap_fopen(const char *path, const char *mode)
+{
+    if (!door) return __real_fopen(path, mode);
+    door->asked = std::string(path) + " " + mode;
+    return door->console;
+}
+}
+
+namespace {
+
+using testing::ElementsAre;
 using testing::MatchesRegex;
 using vorn::tests::AllocationsAllowed;
 using vorn::tests::CapturedLog;
@@ -122,6 +151,61 @@ TEST_F(Logs, KeepTheirStreamWhenOpenedAgain)
     EXPECT_EQ(vorn_debug_get_stream(), stream);
 }
 
+TEST_F(Logs, AreFlushedAtOnce)
+{
+    const vorn::File scratch(std::tmpfile());
+    const vorn::DebugState captured = vorn::debug_state;
+    vorn::debug_state.stream = scratch.get();
+
+    vorn_debug_printf("no newline");
+
+    struct stat status;
+    fstat(fileno(scratch.get()), &status);
+    EXPECT_EQ(status.st_size, 16);
+    vorn::debug_state = captured;
+}
+
+/* The log without a stream, and a console that the test provides or withholds. */
+class OpenedLogs : public testing::Test {
+protected:
+    OpenedLogs()
+    {
+        vorn::debug_state = {};
+        door = &mine;
+    }
+    ~OpenedLogs() override
+    {
+        door = nullptr;
+        vorn::debug_state = before;
+    }
+
+    Door mine;
+    vorn::DebugState before = vorn::debug_state;
+};
+
+TEST_F(OpenedLogs, GoToTheConsoleWhichNoChildInherits)
+{
+    const vorn::File console(std::tmpfile());
+    mine.console = console.get();
+
+    vorn_debug_init();
+
+    EXPECT_EQ(mine.asked, "/dev/console we");
+    EXPECT_EQ(vorn_debug_get_stream(), console.get());
+}
+
+TEST_F(OpenedLogs, GoToStandardErrorWithoutAConsole)
+{
+    CapturedStandardError errors;
+
+    vorn_debug_init();
+    vorn_debug_printf("hello\n");
+
+    EXPECT_EQ(mine.asked, "/dev/console we");
+    EXPECT_EQ(vorn_debug_get_stream(), stderr);
+    EXPECT_EQ(errors.text(), "vorn: hello\n");
+}
+
 using FatalErrors = Logs;
 
 TEST_F(FatalErrors, LetTheDaemonGoOn)
@@ -153,6 +237,25 @@ TEST_F(FatalErrors, OfTheSystemNameTheReason)
 
     EXPECT_EQ(errors.text(), "vorn: Fatal error: No moon: No such file or directory\n");
     EXPECT_EQ(log.text(), "vorn: Attempting to continue operation.\n");
+}
+
+TEST_F(FatalErrors, OfTheSystemLoseTheirPrefixesWithoutMemory)
+{
+    std::set<std::string> reports;
+
+    FailEachAllocation([&] {
+        CapturedStandardError errors;
+        errno = ENOENT;
+        vorn_debug_fatal_perror("No moon");
+
+        const AllocationsAllowed allowed;
+        reports.insert(errors.text());
+        EXPECT_EQ(log.take(), "vorn: Attempting to continue operation.\n");
+    });
+
+    EXPECT_THAT(reports, ElementsAre("Fatal error: No moon: No such file or directory\n",
+                                     "vorn: Fatal error: No moon: No such file or directory\n",
+                                     "vorn: No moon: No such file or directory\n"));
 }
 
 TEST_F(FatalErrors, OfTheSystemEndTheProcessWhenTold)

@@ -7,20 +7,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
+
+#include <dlfcn.h>
 
 namespace {
 
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
 using testing::UnorderedElementsAre;
 using vorn::tests::AllocationFailed;
 using vorn::tests::AllocationsAllowed;
@@ -57,6 +55,13 @@ protected:
             if (line.rfind(start, 0) == 0) names.push_back(line.substr(start.size()));
         }
         return names;
+    }
+
+    bool is_loaded(const std::string &name)
+    {
+        void *library = dlopen((folder + name).c_str(), RTLD_NOW | RTLD_NOLOAD);
+        if (library) dlclose(library);
+        return library != nullptr;
     }
 
     std::string folder;
@@ -100,6 +105,17 @@ TEST_F(Plugins, NeedADirectory)
     EXPECT_EQ(vorn::load_plugins_of("/no/such/folder/"), 1);
 
     EXPECT_EQ(errors.text(), "vorn: Unable to open plugins directory \"/no/such/folder/\": "
+                             "No such file or directory\n");
+}
+
+TEST_F(Plugins, AreSoughtWhereTheDeviceHasThem)
+{
+    if (fs::exists("/usr/lib/vorn/plugins")) GTEST_SKIP() << "this machine has plugins";
+    CapturedStandardError errors;
+
+    EXPECT_EQ(vorn_plugins_init(), 1);
+
+    EXPECT_EQ(errors.text(), "vorn: Unable to open plugins directory \"/usr/lib/vorn/plugins/\": "
                              "No such file or directory\n");
 }
 
@@ -158,6 +174,45 @@ TEST_F(Plugins, AreResolvedWhenTheyAreLoaded)
     EXPECT_THAT(log.text(), HasSubstr("undefined symbol: vorn_no_such_function"));
 }
 
+TEST_F(Plugins, DoNotSeeTheSymbolsOfOneAnother)
+{
+    put("no_entry", "a.vorn");
+    vorn::load_plugins_of(folder.c_str());
+    fs::remove(folder + "a.vorn");
+    put("neighbour", "b.vorn");
+    log.set_level(1);
+
+    EXPECT_EQ(vorn::load_plugins_of(folder.c_str()), 1);
+
+    EXPECT_THAT(log.text(), HasSubstr("undefined symbol: nothing_in_particular"));
+}
+
+TEST_F(Plugins, StayLoadedEvenWithoutAnEntry)
+{
+    put("no_entry", "a.vorn");
+    put("null_entry", "b.vorn");
+
+    vorn::load_plugins_of(folder.c_str());
+
+    EXPECT_TRUE(is_loaded("a.vorn"));
+    EXPECT_TRUE(is_loaded("b.vorn"));
+}
+
+TEST_F(Plugins, AreNotEnteredWithoutMemory)
+{
+    put("notes", "a.vorn");
+
+    FailEachAllocation([&] {
+        vorn_plugins_current = nullptr;
+        const int result = vorn::load_plugins_of(folder.c_str());
+
+        const AllocationsAllowed allowed;
+        const bool entered = log.take().find("entered") != std::string::npos;
+        EXPECT_EQ(result, entered ? 0 : 1);
+        EXPECT_EQ(vorn_plugins_current != nullptr, entered);
+    });
+}
+
 TEST_F(Plugins, KeepTheirNameForTheLifeOfTheProcess)
 {
     put("notes", "a.vorn");
@@ -193,7 +248,15 @@ TEST_F(Handshakes, AcceptExactlyOneVersion)
         EXPECT_EQ(log.take(), "vorn: Plugin \"mine.vorn\" version \"" + std::string(version) +
                                   "\" is unsupported.\n");
     }
+}
+
+TEST_F(Handshakes, NeedAVersion)
+{
+    log.set_level(1);
+
     EXPECT_EQ(vorn_plugin_new(nullptr), nullptr);
+
+    EXPECT_EQ(log.text(), "vorn: Null version.\n");
 }
 
 TEST_F(Handshakes, GiveARecordWithACopyOfTheName)

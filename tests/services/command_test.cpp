@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: MIT */
+#include "core/base/file.h"
 #include "services/command.h"
 #include "support/allocation.h"
 #include "support/log.h"
@@ -15,9 +16,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "fake_calls.h"
+
 namespace {
 
-using testing::HasSubstr;
 using testing::MatchesRegex;
 using vorn::tests::CapturedLog;
 using vorn::tests::CapturedStandardError;
@@ -75,6 +77,26 @@ TEST_F(Commands, ThatCannotBeExecutedExitWith127)
               "vorn: Unable to execute \"/no/such/program\": No such file or directory\n");
 }
 
+TEST_F(Commands, ThatCannotBeExecutedSayNothingWhereTheirOutputIsDiscarded)
+{
+    CapturedStandardError errors;
+
+    EXPECT_EQ(WEXITSTATUS(vorn_command_execlod("/no/such/program", nullptr, 0, nullptr)), 127);
+
+    EXPECT_EQ(errors.text(), "");
+}
+
+TEST_F(Commands, AreLookedForAlongThePath)
+{
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", "/no/such/directory", 1);
+    const int status = vorn_command_execl("true", nullptr);
+    setenv("PATH", path.c_str(), 1);
+
+    EXPECT_EQ(WEXITSTATUS(status), 127);
+    EXPECT_EQ(vorn_command_execl("true", nullptr), 0);
+}
+
 TEST_F(Commands, CutTheReportOfALongProgramAtEightyCharacters)
 {
     CapturedStandardError errors;
@@ -125,11 +147,11 @@ TEST_F(Commands, LeadASessionOfTheirOwn)
 
 TEST_F(Commands, InheritNothingAboveStandardError)
 {
-    const int inherited = dup2(STDOUT_FILENO, 900);
+    const vorn::Fd low(dup2(STDOUT_FILENO, 900));
+    const vorn::Fd highest(dup2(STDOUT_FILENO, 1023));
+    ASSERT_TRUE(low && highest);
 
-    EXPECT_EQ(written_by("ls /proc/$$/fd | grep -c 900 >$out; true"), "0\n");
-
-    close(inherited);
+    EXPECT_EQ(written_by("ls /proc/$$/fd | grep -E '900|1023' >$out; true"), "");
 }
 
 TEST_F(Commands, StartWithTheUsualSignals)
@@ -161,6 +183,42 @@ TEST_F(Commands, PutTheHandlerOfSigtermBack)
     EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), on_termination);
 }
 
+TEST_F(Commands, ThatCannotBeForkedAreReportedAndLeaveSigtermAtItsDefault)
+{
+    std::signal(SIGTERM, on_termination);
+    CapturedStandardError errors;
+    vorn::tests::FakeCalls calls;
+    calls.refuses_fork = true;
+    log.set_level(1);
+
+    EXPECT_EQ(vorn_command_execl("true", nullptr), -1);
+
+    EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), SIG_DFL);
+    EXPECT_EQ(errors.text(), "vorn: fork: Resource temporarily unavailable\n");
+    EXPECT_EQ(log.text(), "vorn: Running \"true\" ");
+}
+
+volatile std::sig_atomic_t interruptions = 0;
+
+void count_interruption(int)
+{
+    interruptions = interruptions + 1;
+}
+
+TEST_F(Commands, AreWaitedForAcrossSignals)
+{
+    struct sigaction without_restart = {};
+    without_restart.sa_handler = count_interruption;
+    sigaction(SIGUSR1, &without_restart, nullptr);
+    interruptions = 0;
+
+    const int status = vorn_command_execl("sh", "-c", "kill -USR1 $PPID; exit 6", nullptr);
+
+    std::signal(SIGUSR1, SIG_DFL);
+    EXPECT_EQ(WEXITSTATUS(status), 6);
+    EXPECT_EQ(interruptions, 1);
+}
+
 volatile std::sig_atomic_t reaped = 0;
 
 void reap(int)
@@ -180,6 +238,15 @@ TEST_F(Commands, KeepTheirStatusFromAReaperInSignalContext)
 
     EXPECT_EQ(reaped, 0);
     std::signal(SIGCHLD, SIG_DFL);
+}
+
+TEST_F(Commands, LeaveTheReaperFreeAgain)
+{
+    vorn_command_execl("true", nullptr);
+
+    sigset_t blocked;
+    sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    EXPECT_EQ(sigismember(&blocked, SIGCHLD), 0);
 }
 
 struct Output {

@@ -25,6 +25,7 @@ struct FakeDevice {
     bool opens = true;
     bool takes_timeout = true;
     bool takes_keepalive = true;
+    bool takes_bytes = true;
     int descriptor = -1;
     std::vector<std::string> calls;
 };
@@ -92,15 +93,14 @@ int __wrap_ioctl(int descriptor, unsigned long request, ...)
 ssize_t __wrap_write(int descriptor, const void *bytes, size_t count)
 {
     if (!device || descriptor != device->descriptor) return __real_write(descriptor, bytes, count);
-    device->calls.push_back("write " + std::string(static_cast<const char *>(bytes), count));
-    return static_cast<ssize_t>(count);
+    const std::string call = "write " + std::string(static_cast<const char *>(bytes), count);
+    return answer(device->takes_bytes, call) == 0 ? static_cast<ssize_t>(count) : -1;
 }
 }
 
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 class Watchdogs : public testing::Test {
@@ -220,6 +220,31 @@ TEST_F(Watchdogs, ReportADriverThatRefuses)
               "vorn: vorn_watchdog_ack ioctl[WDIOC_SETTIMEOUT]: Input/output error\n"
               "vorn: vorn_watchdog_ack ioctl[WDIOC_KEEPALIVE]: Input/output error\n");
     EXPECT_GE(vorn::watchdog_fd, 0);
+}
+
+TEST_F(Watchdogs, ReportADriverThatCannotBeDisarmed)
+{
+    vorn_watchdog_ack();
+    fake.takes_bytes = false;
+    vorn::tests::CapturedStandardError errors;
+
+    vorn_watchdog_stop();
+
+    EXPECT_EQ(errors.text(), "vorn: vorn_watchdog_stop write: Input/output error\n");
+    EXPECT_EQ(fcntl(fake.descriptor, F_GETFD), -1);
+    EXPECT_EQ(vorn::watchdog_fd, vorn::watchdog_stopped);
+    EXPECT_EQ(log.text(), "vorn: Watchdog stopped.\n");
+}
+
+TEST_F(Watchdogs, ThatRefuseToOpenCanStillBeStopped)
+{
+    fake.opens = false;
+    vorn::tests::CapturedStandardError errors;
+    vorn_watchdog_ack();
+
+    vorn_watchdog_stop();
+
+    EXPECT_EQ(log.text(), "vorn: Watchdog stopped (before start).\n");
 }
 
 } // namespace

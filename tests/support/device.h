@@ -54,6 +54,7 @@ protected:
     /* The same with every process id written as N. */
     static std::string console_without_ids();
     static std::string standard_error();
+    static int count(const std::string &text, const std::string &wanted);
     /* Waits until the text shows on the console, once or the given number of times. */
     static testing::AssertionResult console_shows(const std::string &text, int times = 1);
     static testing::AssertionResult comes_true(const std::function<bool()> &condition);

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -32,28 +33,47 @@ int closed_again(int descriptor)
     return -1;
 }
 
-} // namespace
-
-RawClient::RawClient(const std::string &name) : descriptor_(socket(AF_UNIX, SOCK_STREAM, 0))
+sockaddr_un abstract_address(const std::string &name)
 {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path + 1, name.data(), name.size());
-    if (connect(descriptor_, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
-        descriptor_ = closed_again(descriptor_);
-    }
+    return address;
 }
 
-RawClient::RawClient(int port) : descriptor_(socket(AF_INET, SOCK_STREAM, 0))
+sockaddr_in loopback_address(int port)
 {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(descriptor_, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
-        descriptor_ = closed_again(descriptor_);
-    }
+    return address;
 }
+
+template <typename Address>
+int connect_to(int descriptor, const Address &address)
+{
+    const auto *plain = reinterpret_cast<const sockaddr *>(&address);
+    return connect(descriptor, plain, sizeof address) == 0 ? descriptor : closed_again(descriptor);
+}
+
+template <typename Address>
+int listen_at(int descriptor, const Address &address)
+{
+    const auto *plain = reinterpret_cast<const sockaddr *>(&address);
+    if (bind(descriptor, plain, sizeof address) != 0) return closed_again(descriptor);
+    return listen(descriptor, 5) == 0 ? descriptor : closed_again(descriptor);
+}
+
+} // namespace
+
+RawClient::RawClient(const std::string &name)
+    : descriptor_(connect_to(socket(AF_UNIX, SOCK_STREAM, 0), abstract_address(name)))
+{}
+
+RawClient::RawClient(int port)
+    : descriptor_(connect_to(socket(AF_INET, SOCK_STREAM, 0), loopback_address(port)))
+{}
 
 RawClient::~RawClient()
 {
@@ -84,15 +104,17 @@ std::string RawClient::receive_all()
 std::string RawClient::receive_until(const std::string &text)
 {
     const auto end = Clock::now() + std::chrono::milliseconds(patience_ms);
-    std::string received;
 
-    while (readable(descriptor_, end)) {
+    while (text.empty() || kept_.find(text) == std::string::npos) {
         char block[65536];
-        const ssize_t count = recv(descriptor_, block, sizeof block, 0);
-        if (count <= 0) break;
-        received.append(block, static_cast<std::size_t>(count));
-        if (!text.empty() && received.find(text) != std::string::npos) break;
+        const ssize_t count =
+            readable(descriptor_, end) ? recv(descriptor_, block, sizeof block, 0) : 0;
+        if (count <= 0) return std::exchange(kept_, "");
+        kept_.append(block, static_cast<std::size_t>(count));
     }
+    const auto behind = kept_.find(text) + text.size();
+    const std::string received = kept_.substr(0, behind);
+    kept_.erase(0, behind);
     return received;
 }
 
@@ -118,6 +140,33 @@ void RawClient::reset()
 int RawClient::descriptor() const
 {
     return descriptor_;
+}
+
+Listener::Listener(const std::string &name)
+    : descriptor_(listen_at(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), abstract_address(name)))
+{}
+
+Listener::Listener(int port)
+    : descriptor_(listen_at(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), loopback_address(port)))
+{}
+
+Listener::Listener(Listener &&other) noexcept : descriptor_(std::exchange(other.descriptor_, -1))
+{}
+
+Listener &Listener::operator=(Listener &&other) noexcept
+{
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+}
+
+Listener::~Listener()
+{
+    if (descriptor_ >= 0) close(descriptor_);
+}
+
+int Listener::accept_client()
+{
+    return accept(descriptor_, nullptr, nullptr);
 }
 
 std::string native(std::uint32_t number)

@@ -20,7 +20,10 @@ public:
     bool send(const std::string &bytes);
     /* Everything up to the end of the stream; what came so far when that takes too long. */
     std::string receive_all();
-    /* What comes until the text has come (included), or the stream ends, or it takes too long. */
+    /*
+     * What comes until the text has come (included), or the stream ends, or it takes too long.
+     * What came behind the text is kept for the next call.
+     */
     std::string receive_until(const std::string &text);
     /* Whether the other side has closed, waiting up to the limit. */
     bool closed_within(int seconds);
@@ -30,6 +33,24 @@ public:
 
 private:
     int descriptor_;
+    std::string kept_;
+};
+
+/* Stands where the daemon would listen: its address is taken, and clients come here. */
+class Listener {
+public:
+    Listener() = default;
+    explicit Listener(const std::string &name);
+    explicit Listener(int port);
+    Listener(Listener &&other) noexcept;
+    Listener &operator=(Listener &&other) noexcept;
+    ~Listener();
+
+    /* The next client's connection; it belongs to the caller. */
+    int accept_client();
+
+private:
+    int descriptor_ = -1;
 };
 
 /* Four bytes in the machine's own order. */

@@ -1,10 +1,10 @@
 /* SPDX-License-Identifier: MIT */
-#include "bare_device.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "bare_device.h"
 
 namespace {
 

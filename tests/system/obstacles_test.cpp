@@ -1,6 +1,5 @@
 /* SPDX-License-Identifier: MIT */
 /* Start-ups in which something is wrong: all of it is reported, and little of it is final. */
-#include "bare_device.h"
 #include "support/raw_client.h"
 
 #include <gmock/gmock.h>
@@ -16,6 +15,8 @@
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+
+#include "bare_device.h"
 
 namespace {
 
@@ -73,8 +74,7 @@ const Obstacle obstacles[] = {
     {"NoConfiguration", nullptr, without_any_configuration, "Unable to read config."},
     {"NoInformSocket", nullptr, with_the_inform_socket_taken,
      "Unable to initialize inform interface."},
-    {"NoNotifyPort", nullptr, with_the_notify_port_taken,
-     "Unable to initialize notify interface."},
+    {"NoNotifyPort", nullptr, with_the_notify_port_taken, "Unable to initialize notify interface."},
     {"NoLsqlSocket", nullptr, with_the_lsql_socket_taken, "Unable to initialize socket API."},
     {"NoPidFile", nullptr, with_a_folder_for_a_pid_file, "Unable to create pid file"},
 };
@@ -86,6 +86,13 @@ protected:
         BareDevice::SetUp();
         if (GetParam().plugin) install_plugin(GetParam().plugin);
         taken_ = GetParam().arrange();
+    }
+
+    /* Not through a door: one of them may be shut. */
+    void await_loop()
+    {
+        kill(daemon_pid(), SIGWINCH);
+        EXPECT_TRUE(console_shows("vorn: Debug level is now 1.\n"));
     }
 
     static std::string message()

@@ -25,6 +25,7 @@ TEST(HashFunctions, GiveTheKnownAnswersOfOneAtATime)
 TEST(HashFunctions, GiveTheKnownAnswersOfTheCrc)
 {
     EXPECT_EQ(hash(ght_crc_hash, ""), 0u);
+    EXPECT_EQ(hash(ght_crc_hash, "a"), 0x19939B6Bu);
     EXPECT_EQ(hash(ght_crc_hash, "123456789"), 0xFC891918u);
 }
 
@@ -40,6 +41,7 @@ TEST(HashFunctions, TakeBytesAsUnsigned)
 {
     EXPECT_EQ(hash(ght_rotating_hash, "\xFF"), 0xFFu);
     EXPECT_EQ(hash(ght_rotating_hash, "\xFF\xFF"), 0xF0Fu);
+    EXPECT_EQ(hash(ght_crc_hash, "\xFF\x80\x7F"), 0xA5C0E340u);
 }
 
 } // namespace

@@ -1,85 +1,20 @@
 /* SPDX-License-Identifier: MIT */
+#include "core/hash_table/hash_table_fixture.h"
 #include "core/hash_table/hash_table_order.h"
-#include "core/hash_table/hash_table_record.h"
-#include "support/allocation.h"
-#include "support/log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <map>
-#include <optional>
-#include <random>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using vorn::tests::AllocationFailed;
-using vorn::tests::AllocationsAllowed;
-using vorn::tests::CapturedStandardError;
-using vorn::tests::FailEachAllocation;
-
-using Names = std::vector<std::string>;
-
-void *data(std::uintptr_t number)
-{
-    return reinterpret_cast<void *>(number);
-}
-
-class HashTables : public testing::Test {
-protected:
-    ~HashTables() override
-    {
-        if (table) ght_finalize(table);
-    }
-
-    ght_table *make(unsigned int buckets)
-    {
-        table = ght_create(buckets);
-        return table;
-    }
-    int insert(const std::string &key, std::uintptr_t number)
-    {
-        return ght_insert(table, data(number), static_cast<unsigned int>(key.size()), key.data());
-    }
-    void *get(const std::string &key)
-    {
-        return ght_get(table, static_cast<unsigned int>(key.size()), key.data());
-    }
-    void *remove(const std::string &key)
-    {
-        return ght_remove(table, static_cast<unsigned int>(key.size()), key.data());
-    }
-    void *replace(const std::string &key, std::uintptr_t number)
-    {
-        return ght_replace(table, data(number), static_cast<unsigned int>(key.size()), key.data());
-    }
-    Names order()
-    {
-        Names names;
-        ght_iterator iterator;
-        const void *key = nullptr;
-        for (ght_first(table, &iterator, &key); key; ght_next(table, &iterator, &key)) {
-            names.emplace_back(static_cast<const char *>(key), iterator.current->key.length);
-        }
-        return names;
-    }
-    Names chain(std::uint32_t bucket)
-    {
-        Names names;
-        for (const ght_entry *entry = table->chains[bucket]; entry; entry = entry->next) {
-            names.emplace_back(static_cast<const char *>(entry->key.bytes), entry->key.length);
-        }
-        return names;
-    }
-
-    ght_table *table = nullptr;
-};
+using vorn::tests::data;
+using vorn::tests::HashTables;
 
 TEST_F(HashTables, RoundTheirBucketsUpToAPowerOfTwo)
 {
@@ -91,17 +26,6 @@ TEST_F(HashTables, RoundTheirBucketsUpToAPowerOfTwo)
         EXPECT_EQ(ght_size(each), 0u);
         ght_finalize(each);
     }
-}
-
-TEST_F(HashTables, StartWithTheirDefaults)
-{
-    make(4);
-
-    EXPECT_EQ(table->hash, ght_one_at_a_time_hash);
-    EXPECT_EQ(table->heuristics, GHT_HEUR_NONE);
-    EXPECT_EQ(table->rehash, 0);
-    EXPECT_EQ(table->limit, 0u);
-    EXPECT_EQ(table->overflow, nullptr);
 }
 
 TEST_F(HashTables, FindWhatWasInserted)
@@ -139,6 +63,19 @@ TEST_F(HashTables, TellKeysOfDifferentLengthsApart)
     EXPECT_EQ(get(""), data(3));
 }
 
+TEST_F(HashTables, DoNotLookAtTheBytesOfAnEmptyKey)
+{
+    make(1);
+    insert("a", 1);
+
+    EXPECT_EQ(ght_insert(table, data(2), 0, nullptr), 0);
+    EXPECT_EQ(ght_insert(table, data(3), 0, ""), -1);
+
+    EXPECT_EQ(ght_get(table, 0, nullptr), data(2));
+    EXPECT_EQ(ght_remove(table, 0, nullptr), data(2));
+    EXPECT_THAT(order(), ElementsAre("a"));
+}
+
 TEST_F(HashTables, CopyTheirKeys)
 {
     make(4);
@@ -158,7 +95,22 @@ TEST_F(HashTables, MayHoldNull)
 
     EXPECT_EQ(get("a"), nullptr);
     EXPECT_EQ(insert("a", 1), -1);
+    EXPECT_EQ(replace("a", 2), nullptr);
+    EXPECT_EQ(get("a"), data(2));
     EXPECT_THAT(order(), ElementsAre("a"));
+}
+
+TEST_F(HashTables, YieldTheKeyOfNullDuringAWalk)
+{
+    make(4);
+    ght_insert(table, nullptr, 1, "a");
+    insert("b", 1);
+    ght_iterator iterator;
+    const void *key = nullptr;
+
+    EXPECT_EQ(ght_first(table, &iterator, &key), nullptr);
+    EXPECT_NE(key, nullptr);
+    EXPECT_EQ(ght_next(table, &iterator, &key), data(1));
 }
 
 TEST_F(HashTables, ReplaceDataButInsertNothing)
@@ -183,6 +135,18 @@ TEST_F(HashTables, GiveBackWhatTheyRemove)
 
     EXPECT_EQ(ght_size(table), 0u);
     EXPECT_THAT(order(), IsEmpty());
+}
+
+TEST_F(HashTables, TakeAKeyThatWasRemovedForANewOne)
+{
+    make(1);
+    for (const char *key : {"a", "b", "c"})
+        insert(key, 1);
+    remove("a");
+
+    EXPECT_EQ(insert("a", 2), 0);
+
+    EXPECT_THAT(order(), ElementsAre("b", "c", "a"));
 }
 
 TEST_F(HashTables, NeverShrink)
@@ -235,171 +199,21 @@ TEST_F(HashTables, KeepTheOrderOfInsertionAcrossARehash)
     EXPECT_EQ(get("a"), data(1));
 }
 
-TEST_F(HashTables, KeepTheirSettingsAcrossARehash)
+TEST_F(HashTables, GoOnWithAWalkAcrossARehash)
 {
     make(1);
-    ght_set_hash(table, ght_crc_hash);
-    ght_set_heuristics(table, GHT_HEUR_TRANSPOSE);
-    ght_set_rehash(table, 1);
-    ght_set_bounded_buckets(table, 7, [](void *, const ght_key *) {});
+    for (const char *key : {"a", "b", "c"})
+        insert(key, 1);
+    ght_iterator iterator;
+    const void *first = nullptr;
+    const void *second = nullptr;
+    ght_first(table, &iterator, &first);
 
-    ght_rehash(table, 4);
-
-    EXPECT_EQ(table->hash, ght_crc_hash);
-    EXPECT_EQ(table->heuristics, GHT_HEUR_TRANSPOSE);
-    EXPECT_EQ(table->rehash, 1);
-    EXPECT_EQ(table->limit, 7u);
-}
-
-TEST_F(HashTables, GoOnWithTheirBucketsWhenThereIsNoMemoryForMore)
-{
-    make(1);
-    ght_set_rehash(table, 1);
-    for (int i = 0; i < 3; i++)
-        insert(std::to_string(i), 1);
-
-    FailEachAllocation([&] {
-        const CapturedStandardError quiet;
-        ght_rehash(table, 8);
-
-        EXPECT_EQ(ght_table_size(table), AllocationFailed() ? 1u : 8u);
-        EXPECT_THAT(order(), ElementsAre("0", "1", "2"));
-    });
-}
-
-TEST_F(HashTables, LeaveThingsAsTheyAreWhenAnEntryFindsNoMemory)
-{
-    make(4);
-    insert("a", 1);
-    ght_set_alloc(
-        table, [](std::size_t) -> void * { return nullptr; }, std::free);
-    CapturedStandardError errors;
-
-    EXPECT_EQ(insert("b", 2), -2);
-
-    EXPECT_EQ(errors.text(), "fn_alloc failed!\n");
-    EXPECT_THAT(order(), ElementsAre("a"));
-}
-
-TEST_F(HashTables, AreAbsentWithoutMemory)
-{
-    FailEachAllocation([&] {
-        CapturedStandardError errors;
-        ght_table *made = ght_create(8);
-
-        const AllocationsAllowed allowed;
-        EXPECT_EQ(made == nullptr, AllocationFailed());
-        EXPECT_EQ(errors.text(), AllocationFailed() ? "malloc: Cannot allocate memory\n" : "");
-        if (made) ght_finalize(made);
-    });
-}
-
-int live_entries = 0;
-
-TEST_F(HashTables, TakeEntriesFromTheirOwnAllocator)
-{
-    make(1);
-    live_entries = 0;
-    ght_set_alloc(
-        table,
-        [](std::size_t size) {
-            live_entries++;
-            return std::malloc(size);
-        },
-        [](void *memory) {
-            live_entries--;
-            std::free(memory);
-        });
-
-    insert("a", 1);
-    insert("b", 2);
-    remove("a");
-    EXPECT_EQ(live_entries, 1);
     ght_rehash(table, 8);
-    EXPECT_EQ(live_entries, 1);
-    ght_finalize(table);
-    table = nullptr;
 
-    EXPECT_EQ(live_entries, 0);
-}
-
-TEST_F(HashTables, SwapAFoundEntryWithItsPredecessorWhenTransposing)
-{
-    make(1);
-    for (const char *key : {"a", "b", "c"})
-        insert(key, 1);
-    ght_set_heuristics(table, GHT_HEUR_TRANSPOSE);
-    EXPECT_THAT(chain(0), ElementsAre("c", "b", "a"));
-
-    get("a");
-    EXPECT_THAT(chain(0), ElementsAre("c", "a", "b"));
-    replace("a", 2);
-    EXPECT_THAT(chain(0), ElementsAre("a", "c", "b"));
-    get("a");
-    EXPECT_THAT(chain(0), ElementsAre("a", "c", "b"));
-
-    EXPECT_THAT(order(), ElementsAre("a", "b", "c"));
-}
-
-TEST_F(HashTables, BringAFoundEntryToTheFrontWhenTold)
-{
-    make(1);
-    for (const char *key : {"a", "b", "c"})
-        insert(key, 1);
-    ght_set_heuristics(table, GHT_HEUR_MOVE_TO_FRONT);
-
-    get("a");
-
-    EXPECT_THAT(chain(0), ElementsAre("a", "c", "b"));
-    EXPECT_THAT(order(), ElementsAre("a", "b", "c"));
-}
-
-TEST_F(HashTables, LeaveChainsAloneWithoutHeuristicsAndOnRemoval)
-{
-    make(1);
-    for (const char *key : {"a", "b", "c"})
-        insert(key, 1);
-    get("a");
-    EXPECT_THAT(chain(0), ElementsAre("c", "b", "a"));
-
-    ght_set_heuristics(table, GHT_HEUR_MOVE_TO_FRONT);
-    remove("b");
-
-    EXPECT_THAT(chain(0), ElementsAre("c", "a"));
-}
-
-std::vector<std::string> overflown;
-
-TEST_F(HashTables, PushTheLastOfAFullBucketOut)
-{
-    make(1);
-    overflown.clear();
-    ght_set_bounded_buckets(table, 2, [](void *value, const ght_key *key) {
-        overflown.emplace_back(static_cast<const char *>(key->bytes), key->length);
-        EXPECT_EQ(value, data(1));
-    });
-
-    for (const char *key : {"a", "b", "c", "d"})
-        EXPECT_EQ(insert(key, 1), 0);
-
-    EXPECT_THAT(overflown, ElementsAre("a", "b"));
-    EXPECT_EQ(ght_size(table), 2u);
-    EXPECT_THAT(order(), ElementsAre("c", "d"));
-    EXPECT_EQ(get("a"), nullptr);
-}
-
-TEST_F(HashTables, ComplainOfABoundWithoutACallbackButKeepIt)
-{
-    make(1);
-    CapturedStandardError errors;
-
-    ght_set_bounded_buckets(table, 1, nullptr);
-    insert("a", 1);
-    insert("b", 2);
-
-    EXPECT_EQ(errors.text(), "ght_set_bounded_buckets: The bucket callback function is NULL but "
-                             "the limit is 1\n");
-    EXPECT_THAT(order(), ElementsAre("b"));
+    EXPECT_EQ(ght_next(table, &iterator, &second), data(1));
+    EXPECT_EQ(std::memcmp(first, "a", 1), 0);
+    EXPECT_EQ(std::memcmp(second, "b", 1), 0);
 }
 
 TEST_F(HashTables, AllowTheRemovalOfTheEntryAtHandDuringAWalk)
@@ -431,6 +245,31 @@ TEST_F(HashTables, AnswerNullAndANullKeyAtTheEndOfAWalk)
     EXPECT_EQ(key, nullptr);
 }
 
+TEST_F(HashTables, NeedNoPlaceForTheKeyDuringAWalk)
+{
+    make(2);
+    insert("a", 1);
+    insert("b", 2);
+    ght_iterator iterator;
+
+    EXPECT_EQ(ght_first(table, &iterator, nullptr), data(1));
+    EXPECT_EQ(ght_next(table, &iterator, nullptr), data(2));
+    EXPECT_EQ(ght_next(table, &iterator, nullptr), nullptr);
+}
+
+TEST_F(HashTables, StayAtTheEndOfAWalk)
+{
+    make(2);
+    insert("a", 1);
+    ght_iterator iterator;
+    const void *key = nullptr;
+    ght_first(table, &iterator, &key);
+    ght_next(table, &iterator, &key);
+
+    EXPECT_EQ(ght_next(table, &iterator, &key), nullptr);
+    EXPECT_EQ(key, nullptr);
+}
+
 TEST_F(HashTables, MakeAnEntryTheNewestWithoutTouchingItsData)
 {
     make(2);
@@ -443,106 +282,5 @@ TEST_F(HashTables, MakeAnEntryTheNewestWithoutTouchingItsData)
     EXPECT_THAT(order(), ElementsAre("b", "c", "a"));
     EXPECT_EQ(get("a"), data(1));
 }
-
-/* The same steps done to a table and to a plain list of pairs. */
-class RandomSteps : public HashTables, public testing::WithParamInterface<unsigned int> {
-protected:
-    using Model = std::vector<std::pair<std::string, std::uintptr_t>>;
-
-    std::string some_key()
-    {
-        std::string key(pick(4), '\0');
-        for (char &byte : key)
-            byte = static_cast<char>('a' + pick(4));
-        return key;
-    }
-    unsigned int pick(unsigned int below) { return static_cast<unsigned int>(random() % below); }
-    Model::iterator find(const std::string &key)
-    {
-        return std::find_if(model.begin(), model.end(),
-                            [&](const auto &each) { return each.first == key; });
-    }
-
-    void step()
-    {
-        const std::string key = some_key();
-        const auto found = find(key);
-        const bool present = found != model.end();
-        void *known = present ? data(found->second) : nullptr;
-        const std::uintptr_t number = pick(1000) + 1;
-
-        switch (pick(8)) {
-        case 0:
-        case 1:
-        case 2:
-            ASSERT_EQ(insert(key, number), present ? -1 : 0);
-            if (!present) model.emplace_back(key, number);
-            break;
-        case 3:
-            ASSERT_EQ(get(key), known);
-            break;
-        case 4:
-            ASSERT_EQ(replace(key, number), known);
-            if (present) found->second = number;
-            break;
-        case 5:
-            ASSERT_EQ(remove(key), known);
-            if (present) model.erase(found);
-            break;
-        case 6:
-            ght_rehash(table, 1u << pick(7));
-            break;
-        default:
-            remove_some_during_a_walk();
-        }
-    }
-
-    void remove_some_during_a_walk()
-    {
-        ght_iterator iterator;
-        const void *key = nullptr;
-        std::size_t at = 0;
-        for (ght_first(table, &iterator, &key); key; ght_next(table, &iterator, &key)) {
-            if (pick(8) != 0) {
-                at++;
-                continue;
-            }
-            ght_remove(table, iterator.current->key.length, key);
-            model.erase(model.begin() + static_cast<std::ptrdiff_t>(at));
-        }
-    }
-
-    void compare()
-    {
-        Names names;
-        for (const auto &each : model)
-            names.push_back(each.first);
-        ASSERT_EQ(order(), names);
-        ASSERT_EQ(ght_size(table), model.size());
-        std::uint32_t counted = 0;
-        for (std::uint32_t i = 0; i < table->buckets; i++) {
-            ASSERT_EQ(chain(i).size(), table->counts[i]);
-            counted += table->counts[i];
-        }
-        ASSERT_EQ(counted, model.size());
-    }
-
-    std::mt19937 random{GetParam()};
-    Model model;
-};
-
-TEST_P(RandomSteps, LeaveWhatTheModelSays)
-{
-    make(1);
-    ght_set_rehash(table, GetParam() % 2);
-    ght_set_heuristics(table, static_cast<int>(GetParam() % 3));
-
-    for (int i = 0; i < 1500 && !HasFatalFailure(); i++) {
-        step();
-        compare();
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Seeds, RandomSteps, testing::Range(0u, 12u));
 
 } // namespace

@@ -1,0 +1,111 @@
+/* SPDX-License-Identifier: MIT */
+/* Wrappers that pass every call on unless a test has an answer of its own. */
+#include "fake_calls.h"
+
+#include "support/allocation.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
+#include <poll.h>
+
+namespace {
+
+vorn::tests::FakeCalls *calls = nullptr;
+
+int refuse()
+{
+    errno = EIO;
+    return -1;
+}
+
+} // namespace
+
+namespace vorn::tests {
+
+FakeCalls::FakeCalls()
+{
+    calls = this;
+}
+
+FakeCalls::~FakeCalls()
+{
+    calls = nullptr;
+}
+
+} // namespace vorn::tests
+
+extern "C" {
+int __real_fcntl(int descriptor, int request, ...);
+int __real_listen(int descriptor, int backlog);
+int __real_poll(struct pollfd *descriptors, nfds_t count, int timeout);
+int __real_clock_gettime(clockid_t clock, struct timespec *answer);
+int __real_vorn_socket_get_unix(const char *name, unsigned int flags);
+int __real_vorn_socket_get_tcp(int port, int local_only);
+
+int __wrap_fcntl(int descriptor, int request, ...)
+{
+    va_list arguments;
+    va_start(arguments, request);
+    const int argument = va_arg(arguments, int);
+    va_end(arguments);
+    if (calls && calls->refused_fcntl == request) return refuse();
+    return __real_fcntl(descriptor, request, argument);
+}
+
+int __wrap_listen(int descriptor, int backlog)
+{
+    if (calls && calls->refuses_listen) return refuse();
+    return __real_listen(descriptor, backlog);
+}
+
+int __wrap_poll(struct pollfd *descriptors, nfds_t count, int timeout)
+{
+    if (!calls) return __real_poll(descriptors, count, timeout);
+    if (calls->interruptions > 0) {
+        calls->interruptions--;
+        errno = EINTR;
+        return -1;
+    }
+    if (const int ready = __real_poll(descriptors, count, 0); ready != 0) return ready;
+
+    calls->now_ms += std::min(timeout, calls->pause_ms);
+    calls->in_pause();
+    return __real_poll(descriptors, count, 0);
+}
+
+int __wrap_clock_gettime(clockid_t clock, struct timespec *answer)
+{
+    if (!calls) return __real_clock_gettime(clock, answer);
+    calls->at_clock();
+    answer->tv_sec = static_cast<time_t>(calls->now_ms / 1000);
+    answer->tv_nsec = static_cast<long>(calls->now_ms % 1000) * 1000000;
+    return 0;
+}
+
+int __wrap_vorn_socket_get_unix(const char *name, unsigned int flags)
+{
+    if (!calls || !calls->answers_listeners) return __real_vorn_socket_get_unix(name, flags);
+    const vorn::tests::AllocationsAllowed allowed;
+    calls->asked = std::string("unix ") + name + " " + std::to_string(flags);
+    return std::exchange(calls->listener, -1);
+}
+
+int __wrap_vorn_socket_get_tcp(int port, int local_only)
+{
+    if (!calls || !calls->answers_listeners) return __real_vorn_socket_get_tcp(port, local_only);
+    const vorn::tests::AllocationsAllowed allowed;
+    calls->asked = "tcp " + std::to_string(port) + " " + std::to_string(local_only);
+    return std::exchange(calls->listener, -1);
+}
+
+char *__wrap_vorn_query_eval(const char *request)
+{
+    calls->request = request;
+    return calls->reply ? strdup(calls->reply) : nullptr;
+}
+}

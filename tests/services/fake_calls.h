@@ -1,0 +1,29 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace vorn::tests {
+
+/*
+ * While one lives, forks can be refused, signals are written down as they are sent, and the clock
+ * can be made to leap. The calls are wrapped at link time.
+ */
+class FakeCalls {
+public:
+    FakeCalls();
+    FakeCalls(const FakeCalls &) = delete;
+    ~FakeCalls();
+
+    bool refuses_fork = false;
+
+    /* "15 to 1234\n" for each but signal 0, which only asks. */
+    std::string signals;
+
+    /* How far a clock of the test's own jumps each time it is read, until a SIGKILL is sent. */
+    std::int64_t leap_s = 0;
+    std::int64_t now_s = 0;
+};
+
+} // namespace vorn::tests

@@ -1,0 +1,283 @@
+/* SPDX-License-Identifier: MIT */
+/* The reference plugins on a virtual cable. */
+#include "support/device.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "client/wire.h"
+
+namespace {
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+using vorn::tests::Device;
+
+namespace client = vorn::client;
+
+constexpr char startup[] = "/etc/config/config.xml";
+constexpr char board[] = "<config>"
+                         "<system><hostname>attic</hostname><contact>ops</contact></system>"
+                         "<interface name=\"eth0\"><address>192.168.1.1</address>"
+                         "<prefix>24</prefix><mtu>1400</mtu><status>up</status></interface>"
+                         "</config>";
+
+class ReferenceBoards : public Device {
+protected:
+    void SetUp() override
+    {
+        Device::SetUp();
+        shell("ip link add eth0 type veth peer name cable && ip link set cable up");
+        for (const char *name : {"system.vorn", "network.vorn", "save.vorn"})
+            install_plugin(name);
+        write_file(startup, board);
+    }
+
+    static std::string link() { return shell("ip -4 -o addr show eth0; ip -o link show eth0"); }
+    static std::string update(const std::string &values)
+    {
+        return lsql("<lsql><write-transaction><update><interface name=\"eth0\">" + values +
+                    "</interface></update></write-transaction></lsql>");
+    }
+    /* The programs that the daemon ran, one a line. */
+    static std::string commands()
+    {
+        return shell("sed -n 's/^vorn: Running \"\\(.*\\)\" -> .*/\\1/p' /dev/console");
+    }
+    static void forget_commands() { shell("truncate -s 0 /dev/console"); }
+};
+
+TEST_F(ReferenceBoards, ApplyWhatTheyBootFrom)
+{
+    boot();
+
+    EXPECT_EQ(shell("hostname"), "attic\n");
+    EXPECT_THAT(link(), HasSubstr("192.168.1.1/24"));
+    EXPECT_THAT(link(), HasSubstr("mtu 1400"));
+    EXPECT_THAT(link(), HasSubstr("state UP"));
+}
+
+TEST_F(ReferenceBoards, ApplyTheHostNameBeforeTheNetworkAndSaveLast)
+{
+    boot({"-f", "-d"});
+
+    EXPECT_THAT(console(), HasSubstr("     system\n     network\n     save\n"));
+}
+
+TEST_F(ReferenceBoards, ApplyAndSaveATransaction)
+{
+    boot();
+
+    EXPECT_THAT(update("<address>10.0.0.1</address>"), HasSubstr("<rc>0</rc>"));
+
+    EXPECT_THAT(link(), HasSubstr("10.0.0.1/24"));
+    EXPECT_THAT(link(), Not(HasSubstr("192.168.1.1")));
+    EXPECT_THAT(read_file(startup), HasSubstr("<address>10.0.0.1</address>"));
+}
+
+TEST_F(ReferenceBoards, RefuseWhatMakesNoSenseAndChangeNothing)
+{
+    boot();
+    const std::string before = link();
+    const std::string saved = read_file(startup);
+
+    EXPECT_THAT(update("<mtu>1300</mtu><address>10.0.0.256</address>"),
+                HasSubstr("Value \"10.0.0.256\" is not valid for property \"address\" of class "
+                          "\"interface\"."));
+
+    EXPECT_EQ(link(), before);
+    EXPECT_EQ(read_file(startup), saved);
+}
+
+TEST_F(ReferenceBoards, KeepAChangeAcrossARestart)
+{
+    boot();
+    update("<address>10.0.0.1</address>");
+    shut_down();
+    shell("ip addr flush dev eth0");
+
+    boot();
+
+    EXPECT_THAT(link(), HasSubstr("10.0.0.1/24"));
+}
+
+TEST_F(ReferenceBoards, ReadCountersFromTheKernelWhenAsked)
+{
+    boot();
+
+    const std::string answer =
+        lsql("<lsql><select><interface name=\"eth0\"><rx-packets/><tx-bytes/></interface>"
+             "</select></lsql>");
+
+    EXPECT_THAT(answer, ContainsRegex("<rx-packets>[0-9]+</rx-packets><tx-bytes>[0-9]+<"));
+    EXPECT_THAT(read_file(startup), Not(HasSubstr("rx-packets")));
+}
+
+TEST_F(ReferenceBoards, LetNobodyWriteCounters)
+{
+    boot();
+
+    EXPECT_THAT(update("<rx-packets>1</rx-packets>"),
+                HasSubstr("Property \"rx-packets\" of class \"interface\" is not writable."));
+}
+
+TEST_F(ReferenceBoards, TakeDownAnInterfaceThatIsDeleted)
+{
+    boot();
+
+    lsql("<lsql><delete><interface name=\"eth0\"/></delete></lsql>");
+
+    EXPECT_THAT(link(), Not(HasSubstr("192.168.1.1")));
+    EXPECT_THAT(link(), HasSubstr("state DOWN"));
+    EXPECT_THAT(read_file(startup), Not(HasSubstr("<interface")));
+}
+
+TEST_F(ReferenceBoards, SetUpAgainWhatWasAway)
+{
+    boot();
+    shell("ip link del eth0; ip link add eth0 type veth peer name cable; ip link set cable up");
+
+    EXPECT_EQ(client::exchange_inform("object=interface&name=eth0", 20).reply, "OK\n");
+
+    EXPECT_THAT(link(), HasSubstr("192.168.1.1/24"));
+    EXPECT_THAT(link(), HasSubstr("mtu 1400"));
+    EXPECT_THAT(link(), HasSubstr("state UP"));
+}
+
+TEST_F(ReferenceBoards, KnowWhichInterfacesTheyHave)
+{
+    boot();
+
+    EXPECT_EQ(client::exchange_inform("object=interface&name=eth1", 20).reply,
+              "ERR returned by handler\n");
+    EXPECT_EQ(client::exchange_inform("object=interface", 20).reply, "ERR returned by handler\n");
+}
+
+TEST_F(ReferenceBoards, SetUpAnInterfaceThatIsAdded)
+{
+    shell("ip link add eth1 type veth peer name cable1 && ip link set cable1 up");
+    boot();
+
+    lsql("<lsql><insert><interface name=\"eth1\"><address>10.1.1.1</address><status>up</status>"
+         "</interface></insert></lsql>");
+
+    EXPECT_THAT(shell("ip -4 -o addr show eth1"), HasSubstr("10.1.1.1/32"));
+    EXPECT_THAT(read_file(startup), HasSubstr("<interface name=\"eth1\">"));
+}
+
+TEST_F(ReferenceBoards, SaveTheFirstChangeAlsoWhenTheyBootedFromNothing)
+{
+    std::filesystem::remove(startup);
+    boot();
+
+    lsql("<lsql><insert><interface name=\"eth0\"><mtu>1300</mtu></interface></insert></lsql>");
+
+    EXPECT_THAT(read_file(startup), HasSubstr("<mtu>1300</mtu>"));
+}
+
+TEST_F(ReferenceBoards, LeaveTheStartupFileAloneAtBoot)
+{
+    boot();
+
+    EXPECT_EQ(read_file(startup), board);
+}
+
+TEST_F(ReferenceBoards, SaveNothingWhenNothingChanged)
+{
+    boot();
+    write_file(startup, "untouched");
+
+    lsql("<lsql><write-transaction/></lsql>");
+    lsql("<lsql><delete><interface name=\"eth7\"/></delete></lsql>");
+
+    EXPECT_EQ(read_file(startup), "untouched");
+}
+
+struct Refusal {
+    const char *name;
+    const char *update;
+};
+
+const Refusal refusals[] = {
+    {"HostNamesWithBlanks", "<system><hostname>at tic</hostname></system>"},
+    {"EmptyHostNames", "<system><hostname/></system>"},
+    {"ContactsBeyondAscii", "<system><contact>caf\u00E9</contact></system>"},
+    {"AddressesOutOfRange", "<interface name=\"eth0\"><address>10.0.0.256</address></interface>"},
+    {"PrefixesOutOfRange", "<interface name=\"eth0\"><prefix>33</prefix></interface>"},
+    {"SmallMtus", "<interface name=\"eth0\"><mtu>67</mtu></interface>"},
+    {"OtherStates", "<interface name=\"eth0\"><status>on</status></interface>"},
+    {"OtherProperties", "<interface name=\"eth0\"><speed>9</speed></interface>"},
+};
+
+class Refusals : public ReferenceBoards, public testing::WithParamInterface<Refusal> {};
+
+TEST_P(Refusals, ChangeNothing)
+{
+    boot();
+
+    EXPECT_THAT(lsql(std::string("<lsql><update>") + GetParam().update + "</update></lsql>"),
+                HasSubstr("is not valid for "));
+
+    EXPECT_EQ(read_file(startup), board);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, Refusals, testing::ValuesIn(refusals),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+TEST_F(ReferenceBoards, SayWhenAnInterfaceIsNotThere)
+{
+    boot();
+
+    lsql("<lsql><insert><interface name=\"eth9\"><status>up</status></interface></insert></lsql>");
+
+    EXPECT_TRUE(console_shows("vorn: network: ip link set for eth9 failed.\n"));
+}
+
+struct Change {
+    const char *name;
+    const char *request;
+    const char *commands;
+};
+
+const Change changes[] = {
+    {"AHostName", "<lsql><update><system><hostname>barn</hostname></system></update></lsql>",
+     "hostname barn\n"},
+    {"AContact", "<lsql><update><system><contact>me</contact></system></update></lsql>", ""},
+    {"TheSameHostName", "<lsql><update><system><hostname>attic</hostname></system></update></lsql>",
+     ""},
+    {"AnMtu", "<lsql><update><interface name=\"eth0\"><mtu>1300</mtu></interface></update></lsql>",
+     "ip link set dev eth0 mtu 1300\n"},
+    {"AnAddress",
+     "<lsql><update><interface name=\"eth0\"><address>10.0.0.9</address></interface></update>"
+     "</lsql>",
+     "ip addr flush dev eth0 scope global\nip addr add dev eth0 10.0.0.9/24\n"},
+    {"NoAddress", "<lsql><update><interface name=\"eth0\"><address/></interface></update></lsql>",
+     "ip addr flush dev eth0 scope global\n"},
+    {"AStatus",
+     "<lsql><update><interface name=\"eth0\"><status>down</status></interface></update></lsql>",
+     "ip link set dev eth0 down\n"},
+    {"NothingNew",
+     "<lsql><update><interface name=\"eth0\"><mtu>1400</mtu></interface></update></lsql>", ""},
+};
+
+class Changes : public ReferenceBoards, public testing::WithParamInterface<Change> {};
+
+TEST_P(Changes, RunOnlyWhatTheyAskFor)
+{
+    boot({"-f", "-d"});
+    ASSERT_TRUE(console_shows("ng_migrate"));
+    forget_commands();
+
+    EXPECT_THAT(lsql(GetParam().request), HasSubstr("<rc>0</rc>"));
+
+    EXPECT_EQ(commands(), GetParam().commands);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, Changes, testing::ValuesIn(changes),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+} // namespace

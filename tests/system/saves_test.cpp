@@ -1,0 +1,281 @@
+/* SPDX-License-Identifier: MIT */
+/* Files that the daemon writes: whole or not at all, and nowhere else. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include <sys/mount.h>
+
+#include "configured_device.h"
+
+namespace {
+
+using testing::HasSubstr;
+using namespace vorn::tests;
+
+class Saves : public ConfiguredDevice {
+protected:
+    void SetUp() override
+    {
+        ConfiguredDevice::SetUp();
+        install_plugin("save.vorn");
+    }
+};
+
+constexpr char saved_text[] = "<?xml version=\"1.0\"?>\n"
+                              "<config>\n"
+                              "  <Board/>\n"
+                              "  <Radio name=\"r0\">\n"
+                              "    <channel>7</channel>\n"
+                              "    <mode>&lt;&amp;g&gt;</mode>\n"
+                              "  </Radio>\n"
+                              "  <Acl name=\"staff\">\n"
+                              "    <mac>01</mac>\n"
+                              "  </Acl>\n"
+                              "  <Address name=\"lan\">\n"
+                              "    <kind>Static</kind>\n"
+                              "    <ip>10.0.0.1</ip>\n"
+                              "  </Address>\n"
+                              "</config>\n";
+
+TEST_F(Saves, WriteWhatIsPersistentInTheOrderOfTheClasses)
+{
+    write_file(startup, "<config>"
+                        "<Address name=\"lan\"><kind>Static</kind><ip>10.0.0.1</ip></Address>"
+                        "<Acl name=\"staff\"><mac>01</mac></Acl><Radio name=\"r0\"/></config>");
+    boot();
+
+    lsql("<lsql><write-transaction><update><Radio><channel>7</channel>"
+         "<mode>&lt;&amp;g&gt;</mode></Radio></update></write-transaction></lsql>");
+
+    EXPECT_EQ(read_file(startup), saved_text);
+}
+
+TEST_F(Saves, SurviveARestart)
+{
+    write_file(startup, "<config/>");
+    boot();
+    lsql("<lsql><insert><Radio name=\"r0\"><mode>&lt;&amp;\"&gt;</mode></Radio></insert></lsql>");
+    shut_down();
+
+    boot();
+
+    EXPECT_EQ(lsql("<lsql><select><Radio><mode/></Radio></select></lsql>"),
+              answer("<Radio name=\"r0\"><mode>&lt;&amp;\"&gt;</mode></Radio>", 1));
+}
+
+TEST_F(Saves, KeepTheFilesMode)
+{
+    write_file(startup, "<config/>");
+    std::filesystem::permissions(startup, std::filesystem::perms(0600));
+    boot();
+
+    lsql("<lsql><insert><Radio name=\"r0\"/></insert></lsql>");
+
+    EXPECT_THAT(read_file(startup), HasSubstr("r0"));
+    EXPECT_EQ(std::filesystem::status(startup).permissions(), std::filesystem::perms(0600));
+}
+
+TEST_F(Saves, ReplaceALinkAndLeaveAloneWhatItPointsTo)
+{
+    write_file("/tmp/elsewhere.xml", "<config/>");
+    std::filesystem::create_symlink("/tmp/elsewhere.xml", startup);
+    boot();
+
+    lsql("<lsql><insert><Radio name=\"r0\"/></insert></lsql>");
+
+    EXPECT_THAT(read_file(startup), HasSubstr("r0"));
+    EXPECT_EQ(read_file("/tmp/elsewhere.xml"), "<config/>");
+}
+
+TEST_F(Saves, LeaveNothingBesideTheFile)
+{
+    write_file(startup, "<config/>");
+    boot();
+
+    lsql("<lsql><insert><Radio name=\"r0\"/></insert></lsql>");
+
+    EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
+}
+
+TEST_F(Saves, OnAFullDiskKeepTheOldFileAndSaySo)
+{
+    ASSERT_EQ(mount("tmpfs", "/etc/config", "tmpfs", 0, "size=64k"), 0);
+    write_file(startup, "<config><Radio name=\"old\"/></config>");
+    write_file("/etc/config/ballast", std::string(64 * 1024, 'x'));
+    boot();
+
+    std::string names;
+    for (int i = 0; i < 200; i++)
+        names += "<Acl name=\"group" + std::to_string(i) + "\"/>";
+    lsql("<lsql><insert>" + names + "</insert></lsql>");
+
+    EXPECT_EQ(read_file(startup), "<config><Radio name=\"old\"/></config>");
+    EXPECT_THAT(console(), HasSubstr("No space left on device"));
+    EXPECT_THAT(lsql("<lsql><select><Radio/></select></lsql>"), HasSubstr("name=\"old\""));
+    shut_down();
+    umount("/etc/config");
+}
+
+TEST_F(Saves, OnAReadOnlyDiskKeepTheOldFileAndSaySo)
+{
+    ASSERT_EQ(mount("tmpfs", "/etc/config", "tmpfs", 0, nullptr), 0);
+    write_file(startup, "<config/>");
+    ASSERT_EQ(mount(nullptr, "/etc/config", nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    boot();
+
+    lsql("<lsql><insert><Radio name=\"r0\"/></insert></lsql>");
+
+    EXPECT_EQ(read_file(startup), "<config/>");
+    EXPECT_THAT(console(), HasSubstr("vorn: Can't open /etc/config/config.xml.\n"));
+    shut_down();
+    umount("/etc/config");
+}
+
+class Copies : public ConfiguredDevice {
+protected:
+    void SetUp() override
+    {
+        ConfiguredDevice::SetUp();
+        install_plugin("copies.vorn");
+        write_file(startup, "<config><Radio name=\"mine\"/></config>");
+    }
+
+    std::string copy(const std::string &what)
+    {
+        return lsql("<lsql><update><Copies><" + what + ">now</" + what +
+                    "></Copies></update></lsql>");
+    }
+};
+
+TEST_F(Copies, WriteADefaultThatCanBeReadBack)
+{
+    boot();
+
+    copy("running-to-default");
+    ASSERT_TRUE(console_shows("copies: running-to-default 0\n"));
+    const std::string text = read_file(default_file);
+    shut_down();
+    std::filesystem::remove(startup);
+    expect_boot_from("mine");
+
+    const std::string body = text.substr(text.find("\n\n") + 2);
+    EXPECT_EQ(text, "Version: 1\nLength: " + std::to_string(body.size()) +
+                        "\nMD5sum: " + md5_of(body) + "\n\n" + body);
+}
+
+TEST_F(Copies, OfTheDefaultFollowNoPlantedLink)
+{
+    write_file("/tmp/precious", "precious");
+    for (const char *name : {"/tmp/defaultconfig.xml", "/tmp/defaultconfig.xml.new",
+                             "/tmp/defaultconfig.xml.md5", "/tmp/md5.gen"}) {
+        std::filesystem::create_symlink("/tmp/precious", name);
+    }
+    boot();
+
+    copy("running-to-default");
+    copy("default-to-startup");
+
+    EXPECT_TRUE(console_shows("copies: default-to-startup 0\n"));
+    EXPECT_EQ(read_file("/tmp/precious"), "precious");
+}
+
+TEST_F(Copies, ToTheDefaultNeedTheirScratchFile)
+{
+    std::filesystem::create_directories("/tmp/defaultconfig.xml.new/in-the-way");
+    boot();
+
+    copy("running-to-default");
+
+    EXPECT_TRUE(console_shows("vorn: Can't open /tmp/defaultconfig.xml.\n"
+                              "vorn: copies: running-to-default 1\n"));
+    EXPECT_FALSE(exists(default_file));
+}
+
+TEST_F(Copies, ToTheDefaultLeaveItAsItWasWhenItCannotBeWritten)
+{
+    write_default(good_header());
+    const std::string before = read_file(default_file);
+    std::filesystem::create_directories("/etc/defaultconfig.xml.new/in-the-way");
+    boot();
+
+    copy("running-to-default");
+
+    EXPECT_TRUE(console_shows("vorn: Can't open /etc/defaultconfig.xml.\n"
+                              "vorn: copies: running-to-default 1\n"));
+    EXPECT_EQ(read_file(default_file), before);
+}
+
+TEST_F(Copies, FromAMissingRescueLeaveTheStartupFileAsItWas)
+{
+    std::filesystem::remove(rescue);
+    boot();
+    const std::string before = read_file(startup);
+
+    copy("rescue-to-startup");
+
+    EXPECT_TRUE(console_shows("vorn: vorn_config_cp: Can't open /etc/rescueconfig.xml\n"
+                              "vorn: copies: rescue-to-startup 0\n"));
+    EXPECT_EQ(read_file(startup), before);
+}
+
+TEST_F(Copies, OfTheDefaultReplaceTheStartupFile)
+{
+    write_default(good_header());
+    boot();
+
+    copy("default-to-startup");
+
+    EXPECT_TRUE(console_shows("copies: default-to-startup 0\n"));
+    EXPECT_EQ(read_file(startup), default_text);
+}
+
+TEST_F(Copies, OfABadDefaultEndInTheRescueAndSaySo)
+{
+    write_default("Version: 2\n");
+    boot();
+
+    copy("default-to-startup");
+
+    EXPECT_TRUE(console_shows("copies: default-to-startup 1\n"));
+    EXPECT_EQ(read_file(startup), rescue_text);
+}
+
+TEST_F(Copies, OfTheRescueReplaceTheStartupFile)
+{
+    boot();
+
+    copy("rescue-to-startup");
+
+    EXPECT_TRUE(console_shows("copies: rescue-to-startup 0\n"));
+    EXPECT_EQ(read_file(startup), rescue_text);
+}
+
+TEST_F(Copies, OfTheRescueToTheDefaultRemoveTheDefault)
+{
+    write_default(good_header());
+    boot();
+
+    copy("rescue-to-default");
+    EXPECT_TRUE(console_shows("copies: rescue-to-default 0\n"));
+    EXPECT_FALSE(exists(default_file));
+
+    copy("rescue-to-default");
+    EXPECT_TRUE(console_shows("copies: rescue-to-default 1\n"));
+    EXPECT_THAT(standard_error(), HasSubstr("vorn: unlink: No such file or directory\n"));
+}
+
+TEST_F(Copies, OfTheStartupFileBecomeTheRunningConfiguration)
+{
+    boot();
+    write_file(startup, "<config><Radio name=\"other\"/></config>");
+
+    copy("startup-to-running");
+
+    EXPECT_TRUE(console_shows("copies: startup-to-running 0\n"));
+    EXPECT_EQ(lsql(select_radios), radio("other"));
+}
+
+} // namespace
