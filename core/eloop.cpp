@@ -113,7 +113,7 @@ timeval *time_to_wait(timeval &wait)
     const std::int32_t per_second = eloop_data.ticks_per_second;
     const std::int32_t left = std::max(ticks_after(eloop_data.timeout->time, ticks_now()), 0);
     wait.tv_sec = left / per_second;
-    wait.tv_usec = (left % per_second) * (microseconds_per_second / per_second);
+    wait.tv_usec = suseconds_t{left % per_second} * (microseconds_per_second / per_second);
     return &wait;
 }
 
@@ -143,12 +143,10 @@ void dispatch_signals()
 /* At most one: what else is due waits for the next pass, which does not block then. */
 void dispatch_timeout()
 {
-    Owned<EloopTimeout> due(eloop_data.timeout);
-    if (!due) return;
-    if (ticks_after(due->time, ticks_now()) > 0) {
-        due.release();
-        return;
-    }
+    EloopTimeout *first = eloop_data.timeout;
+    if (!first || ticks_after(first->time, ticks_now()) > 0) return;
+
+    const Owned<EloopTimeout> due(first);
     eloop_data.timeout = due->next;
     due->handler(due->eloop_data, due->user_data);
 }
