@@ -46,7 +46,7 @@ Peer discard_input(std::FILE *stream)
         if (std::getc(stream) == EOF) {
             const int reason = errno;
             std::clearerr(stream);
-            return reason == EAGAIN || reason == EINTR ? Peer::there : Peer::gone;
+            return reason == EAGAIN ? Peer::there : Peer::gone;
         }
     }
     return Peer::there;

@@ -157,7 +157,6 @@ pid_t vorn_command_spawn(char *const arguments[], int output_mode, const char *d
     }
 
     const auto on_termination = std::signal(SIGTERM, SIG_DFL);
-    std::fflush(vorn_debug_get_stream());
     const pid_t pid = fork();
     if (pid == 0) become(arguments, output_mode, directory);
     if (pid == -1) {

@@ -34,11 +34,9 @@ void report_if_failed(int result, const char *message)
 
 void open_device()
 {
+    /* A failure leaves -1, which is not opened yet. */
     watchdog_fd = open(paths::watchdog, O_WRONLY);
-    if (watchdog_fd < 0) {
-        watchdog_fd = watchdog_not_opened;
-        vorn_debug_perror("vorn_watchdog_ack fopen");
-    }
+    report_if_failed(watchdog_fd, "vorn_watchdog_ack fopen");
 
     int timeout = timeout_seconds;
     report_if_failed(ioctl(watchdog_fd, WDIOC_SETTIMEOUT, &timeout),

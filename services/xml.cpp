@@ -6,6 +6,7 @@
  */
 #include "services/xml.h"
 
+#include "core/base/file.h"
 #include "platform/lumo/lumo.h"
 #include "vorn/debug.h"
 #include "vorn/xml.h"
@@ -13,8 +14,11 @@
 #include <libxml/parser.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
+
+#include <fcntl.h>
 
 namespace vorn {
 
@@ -46,7 +50,8 @@ Context new_context()
 /* Entities that a document declares for itself serve nobody but those who build bombs of them. */
 bool declares_entities(const xmlDoc *document)
 {
-    return document->intSubset && document->intSubset->entities;
+    const xmlDtd *declarations = document->intSubset;
+    return declarations && (declarations->entities || declarations->pentities);
 }
 
 XmlDocument take_result(xmlDoc *result)
@@ -103,6 +108,13 @@ bool is_xml_character(std::uint32_t code)
     return code != 0xFFFE && code != 0xFFFF && code <= 0x10FFFF;
 }
 
+/* libxml2 does not say when memory was short on the way: it makes a node with less text in it. */
+bool holds(const xmlNode *children, const char *text)
+{
+    if (*text == '\0') return true;
+    return children && children->content && std::strcmp(plain(children->content), text) == 0;
+}
+
 } // namespace
 
 /*
@@ -119,11 +131,21 @@ XmlDocument parse_xml_text(const char *text, std::size_t length)
         xmlCtxtReadIO(context.get(), read_piece, nullptr, &unread, nullptr, nullptr, safely));
 }
 
+/*
+ * The file is opened here, not by libxml2, which would unpack a compressed one and look for a
+ * missing one in its catalogs.
+ */
 XmlDocument parse_xml_file(const char *path)
 {
+    const Fd file(open(path, O_RDONLY | O_CLOEXEC));
+    if (!file) {
+        const int error = errno;
+        vorn_debug_lprintf(parser_trace_level, "%s: %s\n", path, std::strerror(error));
+        return {};
+    }
     const Context context = new_context();
     if (!context) return {};
-    return take_result(xmlCtxtReadFile(context.get(), path, nullptr, safely));
+    return take_result(xmlCtxtReadFd(context.get(), file.get(), nullptr, nullptr, safely));
 }
 
 XmlDocument new_xml_document(const char *root_name)
@@ -154,7 +176,15 @@ xmlNode *add_text_element(xmlNode *parent, const char *name, const char *text)
     if (!text) return xmlNewChild(parent, nullptr, xml(name), nullptr);
 
     const Text escaped(lumo_xml_escape(text));
-    return escaped ? xmlNewChild(parent, nullptr, xml(name), xml(escaped.get())) : nullptr;
+    if (!escaped) return nullptr;
+    xmlNode *element = xmlNewChild(parent, nullptr, xml(name), xml(escaped.get()));
+    return element && holds(element->children, text) ? element : nullptr;
+}
+
+bool add_attribute(xmlNode *element, const char *name, const char *text)
+{
+    const xmlAttr *attribute = xmlNewProp(element, xml(name), xml(text));
+    return attribute && holds(attribute->children, text);
 }
 
 } // namespace vorn

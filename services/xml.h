@@ -21,9 +21,9 @@ using XmlDocument = std::unique_ptr<xmlDoc, FreeXmlDocument>;
 using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
 
 /*
- * Parse what others wrote. Nothing is fetched, neither from the network nor from another file,
- * entities are not put in place, and the parser's own limits stay on. What the parser complains
- * of goes to the log at level 4. Empty when the text is not well-formed.
+ * Parse what others wrote. Nothing is fetched, neither from the network nor from another file, a
+ * document that declares entities is refused, and the parser's own limits stay on. What the parser
+ * complains of goes to the log at level 4. Empty when the text is not well-formed.
  */
 XmlDocument parse_xml_text(const char *text, std::size_t length);
 XmlDocument parse_xml_file(const char *path);
@@ -55,5 +55,8 @@ bool is_xml_text(const char *text);
  * document is written. Null when memory is gone.
  */
 xmlNode *add_text_element(xmlNode *parent, const char *name, const char *text);
+
+/* A new attribute with the text as it is; false when memory is gone. */
+bool add_attribute(xmlNode *element, const char *name, const char *text);
 
 } // namespace vorn

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include <poll.h>
+#include <sys/types.h>
 
 namespace {
 
@@ -43,6 +44,8 @@ extern "C" {
 int __real_fcntl(int descriptor, int request, ...);
 int __real_listen(int descriptor, int backlog);
 int __real_poll(struct pollfd *descriptors, nfds_t count, int timeout);
+ssize_t __real_recv(int descriptor, void *room, size_t size, int flags);
+ssize_t __real_send(int descriptor, const void *bytes, size_t size, int flags);
 int __real_clock_gettime(clockid_t clock, struct timespec *answer);
 int __real_vorn_socket_get_unix(const char *name, unsigned int flags);
 int __real_vorn_socket_get_tcp(int port, int local_only);
@@ -76,6 +79,28 @@ int __wrap_poll(struct pollfd *descriptors, nfds_t count, int timeout)
     calls->now_ms += std::min(timeout, calls->pause_ms);
     calls->in_pause();
     return __real_poll(descriptors, count, 0);
+}
+
+ssize_t __wrap_recv(int descriptor, void *room, size_t size, int flags)
+{
+    if (!calls) return __real_recv(descriptor, room, size, flags);
+    if (calls->interrupted_reads > 0) {
+        calls->interrupted_reads--;
+        errno = EINTR;
+        return -1;
+    }
+    calls->now_ms += calls->read_ms;
+    calls->at_read();
+    return __real_recv(descriptor, room, std::min(size, calls->most_read), flags);
+}
+
+ssize_t __wrap_send(int descriptor, const void *bytes, size_t size, int flags)
+{
+    const ssize_t count = __real_send(descriptor, bytes, size, flags);
+    const int error = errno;
+    if (calls) std::exchange(calls->after_send, [] {})();
+    errno = error;
+    return count;
 }
 
 int __wrap_clock_gettime(clockid_t clock, struct timespec *answer)

@@ -26,10 +26,16 @@ public:
     int pause_ms = 1000;
     /* What happens during such a pause. */
     std::function<void()> in_pause = [] {};
-    /* What happens whenever the clock is read. */
+    /* What happens whenever the clock is read, and once, behind the next send. */
     std::function<void()> at_clock = [] {};
-    /* So many waits are cut short by a signal first. */
+    std::function<void()> after_send = [] {};
+    /* So many waits, and so many reads, are cut short by a signal first. */
     int interruptions = 0;
+    int interrupted_reads = 0;
+    /* How much a read gets at most, how long it takes, and what happens before it. */
+    std::size_t most_read = SIZE_MAX;
+    int read_ms = 0;
+    std::function<void()> at_read = [] {};
     std::int64_t now_ms = 1000000;
 
     /* What a listener was asked for; the answer is the listener that is put here. */

@@ -1,102 +1,33 @@
 /* SPDX-License-Identifier: MIT */
-#include "api/notify_sender.h"
-#include "api/notify_state.h"
-#include "core/base/file.h"
 #include "core/eloop_state.h"
 #include "support/allocation.h"
-#include "support/log.h"
-#include "vorn/notify.h"
 #include "vorn/socket.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "fake_calls.h"
+#include "notify_fixture.h"
 
 namespace {
 
 using vorn::Fd;
 using vorn::notify_connection;
-using vorn::tests::CapturedLog;
 using vorn::tests::CapturedStandardError;
 using vorn::tests::FakeCalls;
-
-/* One connection: what the daemon holds of it, and the subscriber's end. */
-struct Subscriber {
-    explicit Subscriber(int buffer = 0)
-    {
-        int ends[2];
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-        if (buffer > 0) setsockopt(ends[1], SOL_SOCKET, SO_SNDBUF, &buffer, sizeof buffer);
-        fcntl(ends[0], F_SETFL, O_NONBLOCK);
-        fcntl(ends[1], F_SETFL, O_NONBLOCK);
-        own = Fd(ends[0]);
-        fd = ends[1];
-        stream = fdopen(ends[1], "w+");
-        eloop_register_read_sock(fd, vorn::notify_read, nullptr, stream);
-    }
-    ~Subscriber()
-    {
-        if (!stream) return;
-        vorn::notify_remove_connection(fd);
-        vorn::forget_unsent(fd);
-        eloop_unregister_read_sock(fd);
-        std::fclose(stream);
-    }
-
-    void say(const std::string &bytes)
-    {
-        EXPECT_EQ(write(own.get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-        vorn::notify_read(fd, nullptr, stream);
-    }
-    /* The daemon has closed its end. */
-    void ended() { stream = nullptr; }
-    std::string heard()
-    {
-        std::string text;
-        char block[65536];
-        for (ssize_t count; (count = read(own.get(), block, sizeof block)) > 0;) {
-            text.append(block, static_cast<std::size_t>(count));
-        }
-        return text;
-    }
-
-    Fd own;
-    int fd;
-    std::FILE *stream;
-};
-
-std::string message(const std::string &text)
-{
-    return "<?xml version=\"1.0\"?>" + text + "\n" + std::string(1, '\0');
-}
-
-class Notices : public testing::Test {
-protected:
-    Notices()
-    {
-        eloop_init(nullptr);
-        vorn::conf_change_counter = 1;
-    }
-    ~Notices() override
-    {
-        eloop_destroy();
-        eloop_init(nullptr);
-        vorn::conf_change_counter = 1;
-    }
-
-    CapturedLog log;
-};
+using vorn::tests::message;
+using vorn::tests::Notices;
+using vorn::tests::Subscriber;
 
 TEST_F(Notices, CarryTheNumberOfChangesPlusOne)
 {
@@ -235,88 +166,16 @@ TEST_F(Subscriptions, ComplainOfAnotherStreamButKeepTheSlot)
     EXPECT_EQ(log.text(), "vorn: vorn_notify_add_connection: fp doesn't match.\n");
 }
 
-using SlowSubscribers = Notices;
-
-/* Whole messages only, each with its separator. */
-void expect_whole_messages(const std::string &text)
-{
-    std::size_t at = 0;
-    while (at < text.size()) {
-        const std::size_t end = text.find('\0', at);
-        ASSERT_NE(end, std::string::npos) << "half a message at the end";
-        const std::string one = text.substr(at, end + 1 - at);
-        ASSERT_EQ(one.compare(0, 21, "<?xml version=\"1.0\"?>"), 0) << one;
-        ASSERT_EQ(one.compare(one.size() - 2, 2, std::string("\n\0", 2)), 0) << one;
-        at = end + 1;
-    }
-}
-
-TEST_F(SlowSubscribers, FindWholeMessagesWhenTheyReadAgain)
-{
-    Subscriber subscriber(1);
-    subscriber.say("x");
-    const std::string origin(3000, 'o');
-
-    std::string text;
-    for (int round = 0; round < 20; round++) {
-        for (int i = 0; i < 50; i++)
-            vorn_notify_conf_change(origin.c_str());
-        text += subscriber.heard();
-    }
-    vorn_notify_conf_change(nullptr);
-    text += subscriber.heard();
-    vorn_notify_conf_change(nullptr);
-    text += subscriber.heard();
-
-    expect_whole_messages(text);
-    EXPECT_TRUE(notify_connection[0].in_use);
-}
-
-TEST_F(SlowSubscribers, LoseTheirSlotWhenAnObjectsChangeCannotBeSent)
-{
-    Subscriber subscriber(1);
-    subscriber.say("x");
-    const std::string value(3000, 'v');
-
-    for (int i = 0; i < 200 && notify_connection[0].in_use; i++) {
-        vorn_notify_object_change(nullptr, "c", nullptr, "p", value.c_str());
-    }
-
-    EXPECT_FALSE(notify_connection[0].in_use);
-    EXPECT_EQ(eloop_unregister_read_sock(subscriber.fd), 0) << "the connection stays registered";
-}
-
-TEST_F(SlowSubscribers, MaySubscribeAgainAndStillFindWholeMessages)
-{
-    Subscriber subscriber(1);
-    subscriber.say("x");
-    const std::string value(3000, 'v');
-    for (int i = 0; i < 200; i++) {
-        vorn_notify_object_change(nullptr, "c", nullptr, "p", value.c_str());
-    }
-
-    subscriber.say("again");
-    std::string text = subscriber.heard();
-    vorn_notify_conf_change(nullptr);
-    text += subscriber.heard();
-    vorn_notify_conf_change(nullptr);
-    text += subscriber.heard();
-
-    expect_whole_messages(text);
-    EXPECT_NE(text.find("<conf_changed>"), std::string::npos);
-}
-
-TEST_F(SlowSubscribers, ThatAreGoneCostNothing)
+TEST_F(Subscriptions, ReadOnlySoMuchOfWhatIsWrittenAtOnce)
 {
     Subscriber subscriber;
-    subscriber.say("x");
-    subscriber.own = Fd();
 
-    vorn_notify_conf_change(nullptr);
+    subscriber.say(std::string(100000, 'y'));
+
+    int unread = 0;
+    ioctl(subscriber.fd, FIONREAD, &unread);
+    EXPECT_GT(unread, 30000);
     EXPECT_TRUE(notify_connection[0].in_use);
-    vorn_notify_object_change(nullptr, "c", nullptr, "p", "v");
-
-    EXPECT_FALSE(notify_connection[0].in_use);
 }
 
 /* A listener on a port of its own, and clients of it. */

@@ -4,13 +4,24 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
+#include <cstring>
 #include <ctime>
 
 #include <sys/types.h>
+#include <sys/wait.h>
 
 namespace {
 
 vorn::tests::FakeCalls *calls = nullptr;
+
+/* Leaves the child to be reaped, unless the reaper has been already. */
+void await_end_of(pid_t pid)
+{
+    siginfo_t end;
+    while (waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOWAIT) == -1 && errno == EINTR)
+        continue;
+}
 
 } // namespace
 
@@ -30,13 +41,40 @@ FakeCalls::~FakeCalls()
 
 extern "C" {
 pid_t __real_fork();
+pid_t __real_waitpid(pid_t pid, int *status, int options);
+int __real_open(const char *path, int flags, ...);
 int __real_kill(pid_t pid, int signal_number);
 int __real_clock_gettime(clockid_t clock, struct timespec *answer);
 
 pid_t __wrap_fork()
 {
-    if (!calls || !calls->refuses_fork) return __real_fork();
-    errno = EAGAIN;
+    if (calls && calls->refuses_fork) {
+        errno = EAGAIN;
+        return -1;
+    }
+    const pid_t pid = __real_fork();
+    if (calls && calls->awaits_children && pid > 0) await_end_of(pid);
+    return pid;
+}
+
+pid_t __wrap_waitpid(pid_t pid, int *status, int options)
+{
+    if (!calls || calls->interrupted_waits == 0) return __real_waitpid(pid, status, options);
+    calls->interrupted_waits--;
+    errno = EINTR;
+    return -1;
+}
+
+int __wrap_open(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const int mode = va_arg(arguments, int);
+    va_end(arguments);
+    if (!calls || !calls->refuses_null_device || std::strcmp(path, "/dev/null") != 0) {
+        return __real_open(path, flags, mode);
+    }
+    errno = ENOENT;
     return -1;
 }
 

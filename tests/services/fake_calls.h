@@ -17,6 +17,11 @@ public:
     ~FakeCalls();
 
     bool refuses_fork = false;
+    /* The daemon goes on from a fork only when the child has come to its end. */
+    bool awaits_children = false;
+    /* So many waits for a child are cut short by a signal first. */
+    int interrupted_waits = 0;
+    bool refuses_null_device = false;
 
     /* "15 to 1234\n" for each but signal 0, which only asks. */
     std::string signals;

@@ -117,15 +117,15 @@ void count_exit(void *data)
     exits += *static_cast<int *>(data);
 }
 
-/* A service that is started again whenever it ends, while there is no more room for processes. */
-void start_in_vain(void *)
+/* Starts the service again that ended, while there is no more room for processes. */
+void start_in_vain(void *name)
 {
     CapturedStandardError unheard;
     FakeCalls calls;
-    exits++;
     calls.refuses_fork = true;
-    vorn_service_execl("web", "true", nullptr);
-    vorn_service_set_exited_fn("web", start_in_vain, nullptr);
+    exits++;
+    vorn_service_execl(static_cast<char *>(name), "true", nullptr);
+    vorn_service_set_exited_fn(static_cast<char *>(name), start_in_vain, name);
 }
 
 TEST_F(Polls, DropAServiceThatIsGoneAndCallItsFunction)
@@ -213,19 +213,20 @@ TEST_F(Polls, LetAnExitFunctionStartItsServiceAgain)
     EXPECT_EQ(record("dhcp"), nullptr);
 }
 
-TEST_F(Polls, LookAtWhatAnExitFunctionStartsNextTime)
+TEST_F(Polls, LookAtWhatExitFunctionsStartNextTime)
 {
+    char web[] = "web";
+    char dhcp[] = "dhcp";
+    start_in_vain(web);
+    start_in_vain(dhcp);
     exits = 0;
-    vorn_service_set_exited_fn("web", start_in_vain, nullptr);
-    record("web")->state = ServiceState::running;
-    record("web")->pid = -1;
 
     poll_after_an_exit();
 
-    EXPECT_EQ(exits, 1);
+    EXPECT_EQ(exits, 2);
     EXPECT_EQ(record("web")->state, ServiceState::running);
     poll_after_an_exit();
-    EXPECT_EQ(exits, 2);
+    EXPECT_EQ(exits, 4);
 }
 
 TEST_F(Polls, CallAnExitFunctionWhenTheRecordIsGone)

@@ -36,7 +36,7 @@ constexpr unsigned int limit_seconds = 90;
     const int errors = open(error_file, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     dup2(errors, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
-    close(errors);
+    close_range(STDERR_FILENO + 1, ~0u, 0);
     setenv("LSAN_OPTIONS", "print_suppressions=0:suppressions=" VORN_RETAINED, 1);
     if (prepare) prepare();
 
@@ -117,9 +117,9 @@ void Device::start(const std::vector<std::string> &options, void (*prepare)())
     if (daemon_ == 0) become(options, prepare);
 }
 
-void Device::boot(const std::vector<std::string> &options)
+void Device::boot(const std::vector<std::string> &options, void (*prepare)())
 {
-    start(options);
+    start(options, prepare);
     await_service();
 }
 

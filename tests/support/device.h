@@ -36,7 +36,7 @@ protected:
      */
     void start(const std::vector<std::string> &options, void (*prepare)() = nullptr);
     /* The same, and waits until it serves. */
-    void boot(const std::vector<std::string> &options = {"-f"});
+    void boot(const std::vector<std::string> &options = {"-f"}, void (*prepare)() = nullptr);
     /* For a daemon that was started in some other way. */
     void await_service();
     /* Ends the daemon with SIGTERM and expects status 0. */

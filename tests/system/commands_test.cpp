@@ -130,7 +130,9 @@ TEST_F(Services, AreWatchedAndTheirEndIsTold)
     tell("look", "worker");
     ASSERT_TRUE(console_shows("vorn: commands: worker is running: 1\n"));
 
-    shell("kill $(cat /proc/*/stat 2>/dev/null | sed -n 's/ (sleep) .*//p')");
+    const std::string sleeper = "cat /proc/*/stat 2>/dev/null | sed -n 's/ (sleep) .*//p'";
+    ASSERT_TRUE(comes_true([&] { return !shell(sleeper).empty(); }));
+    shell("kill $(" + sleeper + ")");
 
     EXPECT_TRUE(console_shows("vorn: commands: worker ended\n"));
     EXPECT_THAT(console_without_ids(),

@@ -7,13 +7,19 @@
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
+#include <vector>
+
+#include <sys/resource.h>
 
 namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 using vorn::tests::Device;
 using vorn::tests::framed;
@@ -39,6 +45,14 @@ protected:
         write_file("/etc/config/config.xml",
                    "<config><Radio name=\"r0\"><channel>6</channel></Radio></config>");
         boot();
+    }
+
+    static std::string request_for_a_large_reply()
+    {
+        std::string request = "<lsql>";
+        for (int i = 0; i < 20000; i++)
+            request += "<select><Radio properties=\"all\"/></select>";
+        return request + "</lsql>";
     }
 
     static void expect_service() { EXPECT_EQ(lsql(select_radio), radio_on_6); }
@@ -149,7 +163,7 @@ TEST_F(LsqlSockets, GiveUpOnAClientThatSaysNothing)
     RawClient silent(door);
 
     EXPECT_TRUE(silent.closed_within(20));
-    EXPECT_TRUE(console_shows("vorn: lsql client took too long to send its request.\n"));
+    EXPECT_TRUE(console_shows("vorn: LSQL client took too long to send its request.\n"));
     expect_service();
 }
 
@@ -165,18 +179,14 @@ TEST_F(LsqlSockets, GiveUpOnAClientThatTakesTooLongInTotal)
     }
 
     EXPECT_LT(sent, 9);
+    EXPECT_TRUE(console_shows("vorn: LSQL client took too long to send its request.\n"));
     expect_service();
 }
 
 TEST_F(LsqlSockets, SendAReplyLargerThanTheSocketBuffer)
 {
-    std::string request = "<lsql>";
-    for (int i = 0; i < 20000; i++)
-        request += "<select><Radio properties=\"all\"/></select>";
-    request += "</lsql>";
-
     RawClient client(door);
-    client.send(framed(request));
+    client.send(framed(request_for_a_large_reply()));
 
     const std::string reply = client.receive_all();
     EXPECT_THAT(reply, StartsWith(declaration));
@@ -186,15 +196,33 @@ TEST_F(LsqlSockets, SendAReplyLargerThanTheSocketBuffer)
 
 TEST_F(LsqlSockets, GiveUpOnAClientThatDoesNotTakeItsReply)
 {
-    std::string request = "<lsql>";
-    for (int i = 0; i < 20000; i++)
-        request += "<select><Radio properties=\"all\"/></select>";
-    request += "</lsql>";
-
     RawClient deaf(door);
-    deaf.send(framed(request));
+    deaf.send(framed(request_for_a_large_reply()));
 
+    EXPECT_TRUE(console_shows("vorn: LSQL client took too long to take its reply.\n"));
     expect_service();
+}
+
+TEST_F(LsqlSockets, WaitForADescriptorWhenAllAreTaken)
+{
+    const std::string folder = "/proc/" + std::to_string(daemon_pid()) + "/fd/";
+    ASSERT_TRUE(
+        comes_true([&] { return shell("ls -l " + folder + " | grep -c socket") == "3\n"; }));
+    rlim_t lowest_free = 0;
+    while (exists(folder + std::to_string(lowest_free)))
+        lowest_free++;
+    const rlimit few = {lowest_free, 1024};
+    ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+    RawClient client(door);
+    client.send(framed(select_radio));
+    ASSERT_TRUE(comes_true([] {
+        return count(standard_error(), "vorn: do_sockapi accept: Too many open files\n") > 1;
+    }));
+
+    const rlimit enough = {1024, 1024};
+    prlimit(daemon_pid(), RLIMIT_NOFILE, &enough, nullptr);
+
+    EXPECT_EQ(client.receive_all(), radio_on_6);
 }
 
 TEST_F(LsqlSockets, OutliveAClientThatGoesBeforeItsReply)
@@ -236,6 +264,57 @@ TEST_F(LsqlSockets, ServeFiftyClientsThatComeTogether)
 TEST_F(LsqlSockets, GiveTheSavedConfigurationAsItIs)
 {
     EXPECT_EQ(lsql("<get_conf/>"), read_file("/etc/config/config.xml"));
+}
+
+TEST_F(LsqlSockets, SayWhyThereIsNoSavedConfiguration)
+{
+    write_file("/etc/config/config.xml", "");
+    EXPECT_EQ(lsql("<get_conf/>"),
+              "<?xml version=\"1.0\"?><error>Config file is zero-length.</error>\n");
+
+    std::filesystem::remove("/etc/config/config.xml");
+    EXPECT_EQ(lsql("<get_conf/>"),
+              "<?xml version=\"1.0\"?><error>Can't read config file.</error>\n");
+}
+
+TEST_F(LsqlSockets, ReadNoFileThatARequestNames)
+{
+    RawClient client(door);
+    client.send(
+        framed("<!DOCTYPE lsql [<!ENTITY it SYSTEM \"/etc/config/config.xml\">]>"
+               "<lsql><insert><Radio name=\"x\"><mode>&it;</mode></Radio></insert></lsql>"));
+
+    EXPECT_THAT(client.receive_all(), Not(HasSubstr("<rc>0</rc>")));
+    EXPECT_THAT(lsql("<lsql><select><Radio/></select></lsql>"), Not(HasSubstr("\"x\"")));
+}
+
+TEST_F(LsqlSockets, ExplodeForNoBomb)
+{
+    std::string bomb = "<!DOCTYPE lsql [<!ENTITY a \"aaaaaaaaaa\">";
+    for (char name = 'b'; name <= 'z'; name++) {
+        const std::string before = std::string("&") + static_cast<char>(name - 1) + ";";
+        bomb += std::string("<!ENTITY ") + name + " \"";
+        for (int i = 0; i < 10; i++)
+            bomb += before;
+        bomb += "\">";
+    }
+    RawClient client(door);
+    client.send(framed(bomb + "]><lsql><select><Radio>&z;</Radio></select></lsql>"));
+
+    EXPECT_EQ(client.receive_all(), "");
+    expect_service();
+}
+
+TEST_F(LsqlSockets, AnswerWhatIsTooDeepWithNothing)
+{
+    std::string deep = "<lsql>";
+    for (int i = 0; i < 100000; i++)
+        deep += "<and>";
+    RawClient client(door);
+    client.send(framed(deep));
+
+    EXPECT_EQ(client.receive_all(), "");
+    expect_service();
 }
 
 } // namespace

@@ -190,6 +190,7 @@ TEST_F(Copies, ToTheDefaultNeedTheirScratchFile)
     copy("running-to-default");
 
     EXPECT_TRUE(console_shows("vorn: Can't open /tmp/defaultconfig.xml.\n"
+                              "vorn: Can't stat /tmp/defaultconfig.xml.\n"
                               "vorn: copies: running-to-default 1\n"));
     EXPECT_FALSE(exists(default_file));
 }
@@ -230,6 +231,27 @@ TEST_F(Copies, OfTheDefaultReplaceTheStartupFile)
 
     EXPECT_TRUE(console_shows("copies: default-to-startup 0\n"));
     EXPECT_EQ(read_file(startup), default_text);
+}
+
+TEST_F(Copies, OnAFullDiskKeepTheOldFileAndSaySo)
+{
+    ASSERT_EQ(mount("tmpfs", "/etc/config", "tmpfs", 0, "size=64k"), 0);
+    write_file(startup, "<config/>");
+    write_file("/etc/config/ballast", std::string(64 * 1024, 'x'));
+    write_default(good_header());
+    boot();
+
+    copy("default-to-startup");
+
+    EXPECT_TRUE(console_shows("vorn: Can't write /etc/config/config.xml: "
+                              "No space left on device.\n"
+                              "vorn: Error 6 copying default config.\n"
+                              "vorn: Can't write /etc/config/config.xml: "
+                              "No space left on device.\n"
+                              "vorn: copies: default-to-startup 1\n"));
+    EXPECT_EQ(read_file(startup), "<config/>");
+    shut_down();
+    umount("/etc/config");
 }
 
 TEST_F(Copies, OfABadDefaultEndInTheRescueAndSaySo)
