@@ -27,6 +27,7 @@
 #include "vorn/xml.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <sys/stat.h>
@@ -162,7 +163,7 @@ int vorn_config_copy_running_to_startup()
 int vorn_config_copy_running_to_default()
 {
     /* What an earlier copy left there must not become the default. */
-    if (!write_config(vorn_config_get_running(), paths::scratch_default)) {
+    if (!write_config(vorn_config_get_running(), paths::scratch_default, FileKind::scratch)) {
         unlink(paths::scratch_default);
     }
     return write_default_file(default_path);
@@ -177,7 +178,7 @@ int vorn_config_copy_startup_to_running()
     const OwnedChanges changes(store ? vorn_changes_new(store.get()) : nullptr);
     if (!changes) {
         vorn_debug_eprintf("No memory for the configuration.\n");
-        return failed;
+        return serve_something();
     }
     vorn_instances *instances = vorn_config_replace_running(store.release());
     read_instances(document.get(), instances, changes.get());
@@ -238,5 +239,6 @@ char *vorn_config_get_startup_as_xml()
     Text text(static_cast<char *>(std::malloc(size + 1)));
     if (!text) return error_document("vorn_config_get_startup_as_xml malloc failed");
     text.data()[std::fread(text.data(), 1, size, file.get())] = '\0';
+    if (std::ferror(file.get())) return error_document("Can't read config file.");
     return text.release();
 }

@@ -5,6 +5,8 @@
  */
 #include "config/config_read.h"
 
+#include "config/classes_walk.h"
+#include "core/base/memory.h"
 #include "core/base/text.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
@@ -20,10 +22,7 @@ namespace {
 constexpr char root_name[] = "config";
 constexpr int in_line = 1;
 
-struct DeleteInstance {
-    void operator()(vorn_instance *instance) const noexcept { vorn_instance_delete(instance); }
-};
-using OwnedInstance = std::unique_ptr<vorn_instance, DeleteInstance>;
+using OwnedInstance = Owned<vorn_instance>;
 
 const char *text_of(xmlDoc *document, const xmlNode *element)
 {
@@ -57,15 +56,24 @@ bool is_valid(const vorn_instance &instance)
     return valid;
 }
 
+/* Into the store and the change set, or into neither: providers know of all that is served. */
+bool took_over(OwnedInstance &instance, vorn_instances *instances, vorn_changes *changes)
+{
+    if (vorn_instances_add(instances, instance.get()) != 0) return false;
+    if (vorn_changes_instance_inserted(changes, instance.get()) != 0) {
+        vorn_instances_remove(instances, instance.get());
+        return false;
+    }
+    instance.release();
+    return true;
+}
+
 void add_instance(OwnedInstance instance, vorn_instances *instances, vorn_changes *changes)
 {
-    if (vorn_instances_add(instances, instance.get()) != 0) {
-        const char *name = instance->name.get();
-        vorn_debug_eprintf("Couldn't add instance \"%s\" of class \"%s\". Skipping instance.\n",
-                           name ? name : "(null)", instance->klass->name.get());
-        return;
-    }
-    vorn_changes_instance_inserted(changes, instance.release());
+    if (took_over(instance, instances, changes)) return;
+    const char *name = instance->name.get();
+    vorn_debug_eprintf("Couldn't add instance \"%s\" of class \"%s\". Skipping instance.\n",
+                       name ? name : "(null)", instance->klass->name.get());
 }
 
 void read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances,
@@ -86,13 +94,6 @@ void read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances
     }
     if (is_valid(*instance)) add_instance(std::move(instance), instances, changes);
 }
-
-struct DeleteClasses {
-    void operator()(vorn_classes_iterator *iterator) const noexcept
-    {
-        vorn_classes_delete_iterator(iterator);
-    }
-};
 
 } // namespace
 
@@ -132,17 +133,14 @@ void read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *c
 
 void add_missing_singletons(vorn_instances *instances, vorn_changes *changes)
 {
-    const std::unique_ptr<vorn_classes_iterator, DeleteClasses> classes(
-        vorn_classes_new_iterator());
-    while (classes && vorn_classes_iterator_has_next(classes.get())) {
-        vorn_class *klass = vorn_classes_iterator_next(classes.get());
+    const ClassesWalk classes;
+    for (vorn_class *klass : classes) {
         if (klass->type != VORN_CLASS_SINGLETON) continue;
         if (klass->persistence != 0 && vorn_instances_get_singleton(instances, klass->name.get())) {
             continue;
         }
         OwnedInstance instance(vorn_instance_new(klass, nullptr));
-        if (!instance || vorn_instances_add(instances, instance.get()) != 0) continue;
-        vorn_changes_instance_inserted(changes, instance.release());
+        if (instance) took_over(instance, instances, changes);
     }
 }
 

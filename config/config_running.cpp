@@ -19,7 +19,7 @@ vorn_instances *vorn_config_get_running()
 /* The old store goes, its instances stay: plugins may hold them. */
 vorn_instances *vorn_config_replace_running(vorn_instances *instances)
 {
-    if (!instances) return vorn::running_config;
+    if (!instances || instances == vorn::running_config) return vorn::running_config;
 
     vorn_instances_delete(std::exchange(vorn::running_config, instances));
     return instances;

@@ -5,13 +5,16 @@
  */
 #include "config/config_write.h"
 
-#include "config/file_replace.h"
+#include "config/classes_walk.h"
+#include "core/base/guard.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
 #include "model/instances_walk.h"
 #include "services/xml.h"
 #include "vorn/class.h"
 #include "vorn/debug.h"
+
+#include <libxml/parserInternals.h>
 
 #include <cerrno>
 #include <cstring>
@@ -22,34 +25,33 @@ namespace {
 
 constexpr int indented = 1;
 
-struct DeleteClasses {
-    void operator()(vorn_classes_iterator *iterator) const noexcept
-    {
-        vorn_classes_delete_iterator(iterator);
-    }
-};
-
 bool is_saved(const vorn_class &klass, const char *property)
 {
     const vorn_property *declared = vorn_class_get_property(&klass, property);
     return declared && declared->persistence != 0;
 }
 
-/* A value that no document can hold is left out, so that the rest can still be read back. */
-bool can_be_written(const char *text, const vorn_instance &instance, const char *what)
+bool can_be_read_back(const char *text)
 {
-    if (is_xml_text(text)) return true;
-    vorn_debug_eprintf("Can't save %s of instance \"%s\" of class \"%s\": it is no XML text.\n",
+    return is_xml_text(text) && std::strlen(text) <= XML_MAX_TEXT_LENGTH;
+}
+
+/* What no document can hold is left out, so that the rest can still be read back. */
+void report_left_out(const char *what, const vorn_instance &instance)
+{
+    vorn_debug_eprintf("Can't save %s of instance \"%s\" of class \"%s\": XML can't hold it.\n",
                        what, instance.name ? instance.name.get() : "", instance.klass->name.get());
-    return false;
 }
 
 bool add_values(xmlNode *element, const vorn_instance &instance)
 {
     for (auto [property, value] : instance.values) {
         if (!is_saved(*instance.klass, property)) continue;
-        if (!can_be_written(value, instance, property)) continue;
-        if (!add_text_element(element, property, value)) return false;
+        if (!is_xml_name(property) || !can_be_read_back(value)) {
+            report_left_out(property, instance);
+        } else if (!add_text_element(element, property, value)) {
+            return false;
+        }
     }
     return true;
 }
@@ -58,10 +60,13 @@ bool add_instance(xmlNode *root, const vorn_class &klass, const vorn_instance &i
 {
     const char *name = instance.name.get();
     if (instance.klass->persistence == 0) return true;
-    if (name && !can_be_written(name, instance, "the name")) return true;
+    if (!is_xml_name(klass.name.get()) || (name && !can_be_read_back(name))) {
+        report_left_out("the name", instance);
+        return true;
+    }
 
     xmlNode *element = add_text_element(root, klass.name.get(), nullptr);
-    if (!element || (name && !xmlNewProp(element, xml("name"), xml(name)))) return false;
+    if (!element || (name && !add_attribute(element, "name", name))) return false;
     return add_values(element, instance);
 }
 
@@ -84,11 +89,9 @@ XmlDocument document_of(const vorn_instances *instances)
     if (!document) return {};
     xmlNode *root = xmlDocGetRootElement(document.get());
 
-    const std::unique_ptr<vorn_classes_iterator, DeleteClasses> classes(
-        vorn_classes_new_iterator());
+    const ClassesWalk classes;
     if (!classes) return {};
-    while (vorn_classes_iterator_has_next(classes.get())) {
-        const vorn_class *klass = vorn_classes_iterator_next(classes.get());
+    for (const vorn_class *klass : classes) {
         if (!add_class(root, *klass, instances)) return {};
     }
     return document;
@@ -96,14 +99,16 @@ XmlDocument document_of(const vorn_instances *instances)
 
 } // namespace
 
-bool write_config(const vorn_instances *instances, const char *path)
+bool write_config(const vorn_instances *instances, const char *path, FileKind kind)
 {
+    if (absent(instances, "instances")) return false;
+
     const XmlDocument document = document_of(instances);
     if (!document) {
         vorn_debug_eprintf("No memory to write %s.\n", path);
         return false;
     }
-    FileReplacement file(path);
+    FileReplacement file(path, kind);
     if (!file) {
         vorn_debug_eprintf("Can't open %s.\n", path);
         return false;

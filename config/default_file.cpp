@@ -8,7 +8,6 @@
 
 #include "config/file_replace.h"
 #include "core/base/file.h"
-#include "core/base/memory.h"
 #include "core/base/paths.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
@@ -51,6 +50,7 @@ constexpr int length_seen = 1;
 constexpr int version_seen = 2;
 constexpr int md5sum_seen = 4;
 constexpr int all_seen = length_seen | version_seen | md5sum_seen;
+constexpr std::size_t header_line_room = 1024;
 
 int take_version(DefaultHeader &, const char *value)
 {
@@ -120,7 +120,7 @@ int end_of_header(int seen)
 
 bool write_scratch_copy(std::FILE *source, long length)
 {
-    FileReplacement scratch(paths::scratch_default);
+    FileReplacement scratch(paths::scratch_default, FileKind::scratch);
     if (!scratch) {
         vorn_debug_eprintf("Can't open %s.\n", paths::scratch_default);
         return false;
@@ -131,7 +131,7 @@ bool write_scratch_copy(std::FILE *source, long length)
 
 bool write_checksum_list(const char *md5sum)
 {
-    FileReplacement list(paths::scratch_checksum_list);
+    FileReplacement list(paths::scratch_checksum_list, FileKind::scratch);
     if (!list) {
         vorn_debug_eprintf("Can't open %s.\n", paths::scratch_checksum_list);
         return false;
@@ -145,36 +145,33 @@ bool compute_md5sum(char (&md5sum)[md5_length + 1])
 {
     const Line<128> command("%s %s > %s", paths::checksum_tool, paths::scratch_default,
                             paths::scratch_digest);
-    const bool computed =
-        make_scratch_file(paths::scratch_digest) && std::system(command.get()) == 0;
-    const File digest(computed ? std::fopen(paths::scratch_digest, "re") : nullptr);
+    const bool made = make_scratch_file(paths::scratch_digest);
+    const bool computed = made && std::system(command.get()) == 0;
+    const File digest(made ? std::fopen(paths::scratch_digest, "re") : nullptr);
     if (!digest) {
         vorn_debug_eprintf("Can't open %s.\n", paths::scratch_digest);
         return false;
     }
-    return std::fscanf(digest.get(), "%32s", md5sum) == 1 && std::strlen(md5sum) == md5_length;
+    const bool read = computed && std::fscanf(digest.get(), "%32s", md5sum) == 1;
+    if (read && std::strlen(md5sum) == md5_length) return true;
+    vorn_debug_eprintf("Can't compute the checksum of %s.\n", paths::scratch_default);
+    return false;
 }
 
 } // namespace
 
 int read_default_header(std::FILE *file, DefaultHeader &header)
 {
-    Allocated<char> owner;
-    char *line = nullptr;
-    std::size_t room = 0;
+    char line[header_line_room];
     int seen = 0;
 
-    for (;;) {
-        const ssize_t length = getline(&line, &room, file);
-        owner.release();
-        owner.reset(line);
-        if (length < 0) {
-            vorn_debug_eprintf("Headers ended prematurely in default.\n");
-            return ended_prematurely;
-        }
+    while (std::fgets(line, sizeof line, file)) {
         if (std::strcmp(line, "\n") == 0) return end_of_header(seen);
+        if (!std::strchr(line, '\n') && !std::feof(file)) line[0] = '\0'; /* too long, or a NUL */
         if (const int code = take_line(header, line, seen)) return code;
     }
+    vorn_debug_eprintf("Headers ended prematurely in default.\n");
+    return ended_prematurely;
 }
 
 int copy_checked_default(const char *default_file, const char *startup_file)
@@ -225,7 +222,11 @@ int write_default_file(const char *default_file)
         vorn_debug_eprintf("Can't open %s.\n", paths::scratch_default);
         return failed;
     }
-    copy_bytes(document.get(), target.stream(), static_cast<long>(status.st_size));
+    const auto length = static_cast<long>(status.st_size);
+    if (copy_bytes(document.get(), target.stream(), length) != length) {
+        vorn_debug_eprintf("Can't read %s.\n", paths::scratch_default);
+        return failed;
+    }
     return target.commit() ? ok : failed;
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 #include <fcntl.h>
@@ -19,45 +20,50 @@ namespace vorn {
 
 namespace {
 
-constexpr mode_t usual_mode = 0644;
-constexpr std::size_t block_size = 1024;
-
-mode_t mode_of(const char *path)
-{
-    struct stat status;
-    return stat(path, &status) == 0 ? status.st_mode & 07777 : usual_mode;
-}
+constexpr mode_t usual_mode = 0644; /* less the umask */
+constexpr mode_t private_mode = 0600;
+constexpr long block_size = 1024;
 
 /* What lies there is a left-over of an earlier attempt, or somebody's trap. */
 Fd make_own_file(const char *path, mode_t mode)
 {
     unlink(path);
-    Fd file(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-    if (file) fchmod(file.get(), mode);
-    return file;
+    return Fd(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
 }
 
-bool flush_directory_of(const char *path)
+void keep_mode(const Fd &file, const char *replaced)
 {
-    const Text folder = copy_of(path);
-    if (!folder) return false;
-    char *slash = std::strrchr(const_cast<char *>(folder.get()), '/');
-    if (slash) slash[slash == folder.get() ? 1 : 0] = '\0';
+    struct stat status;
+    if (stat(replaced, &status) == 0 && S_ISREG(status.st_mode)) {
+        fchmod(file.get(), status.st_mode & 07777);
+    }
+}
 
-    const Fd directory(open(slash ? folder.get() : ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return directory && fsync(directory.get()) == 0;
+Fd open_folder_of(const char *path)
+{
+    const char *slash = std::strrchr(path, '/');
+    const Text folder =
+        slash ? format("%.*s", static_cast<int>(slash + 1 - path), path) : copy_of(".");
+    return Fd(folder ? open(folder.get(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
 }
 
 } // namespace
 
-FileReplacement::FileReplacement(const char *target)
+FileReplacement::FileReplacement(const char *target, FileKind kind)
     : target_(target), beside_(format("%s.new", target))
 {
     if (!beside_) return;
-    Fd file = make_own_file(beside_.get(), mode_of(target));
+    const bool kept = kind == FileKind::kept;
+    Fd file = make_own_file(beside_.get(), kept ? usual_mode : private_mode);
     if (!file) return;
+    if (kept) keep_mode(file, target);
+
     file_.reset(fdopen(file.get(), "w"));
-    if (file_) file.release();
+    if (file_) {
+        file.release();
+    } else {
+        unlink(beside_.get());
+    }
 }
 
 FileReplacement::~FileReplacement()
@@ -71,36 +77,40 @@ bool FileReplacement::flush_to_disk()
            fsync(fileno(file_.get())) == 0;
 }
 
+/* The folder is opened first: once the new file has its name there is no way back. */
 bool FileReplacement::commit()
 {
-    if (!flush_to_disk() || rename(beside_.get(), target_) != 0) {
+    const Fd folder = open_folder_of(target_);
+    if (!folder || !flush_to_disk() || std::rename(beside_.get(), target_) != 0) {
         const int error = errno;
         vorn_debug_eprintf("Can't write %s: %s.\n", target_, std::strerror(error));
         return false;
     }
     file_.reset();
-    if (!flush_directory_of(target_)) {
+    if (fsync(folder.get()) != 0) {
         vorn_debug_eprintf("Can't flush the directory of %s.\n", target_);
         return false;
     }
     return true;
 }
 
-void copy_bytes(std::FILE *source, std::FILE *target, long count)
+long copy_bytes(std::FILE *source, std::FILE *target, long count)
 {
     char block[block_size];
-    while (count > 0) {
-        const std::size_t wanted = std::min(static_cast<std::size_t>(count), sizeof block);
+    long copied = 0;
+    while (copied < count) {
+        const auto wanted = static_cast<std::size_t>(std::min(count - copied, block_size));
         const std::size_t taken = std::fread(block, 1, wanted, source);
-        if (taken == 0) return;
+        if (taken == 0) break;
         std::fwrite(block, 1, taken, target);
-        count -= static_cast<long>(taken);
+        copied += static_cast<long>(taken);
     }
+    return copied;
 }
 
 bool make_scratch_file(const char *path)
 {
-    return static_cast<bool>(make_own_file(path, 0600));
+    return static_cast<bool>(make_own_file(path, private_mode));
 }
 
 bool copy_file(const char *source, const char *target)
@@ -115,7 +125,7 @@ bool copy_file(const char *source, const char *target)
         vorn_debug_eprintf("vorn_config_cp: Can't open %s\n", target);
         return false;
     }
-    copy_bytes(from.get(), to.stream(), __LONG_MAX__);
+    copy_bytes(from.get(), to.stream(), LONG_MAX);
     if (std::ferror(from.get())) {
         vorn_debug_eprintf("Can't read %s.\n", source);
         return false;

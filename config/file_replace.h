@@ -9,13 +9,19 @@
 namespace vorn {
 
 /*
+ * A kept file has the mode of the one it replaces, or else the usual one. A scratch file lies where
+ * others can plant one: it takes nothing over from what lies there, and only the daemon reads it.
+ */
+enum class FileKind { kept, scratch };
+
+/*
  * A file that is replaced whole or not at all. It is written beside the target, which stays what
- * it is until commit() has everything on the disk; then the new one takes its name, and its mode.
- * A target that is a symbolic link is replaced itself; what it points to is left alone.
+ * it is until commit() has everything on the disk; then the new one takes its name. A target that
+ * is a symbolic link is replaced itself; what it points to is left alone.
  */
 class FileReplacement {
 public:
-    explicit FileReplacement(const char *target);
+    explicit FileReplacement(const char *target, FileKind kind = FileKind::kept);
     FileReplacement(const FileReplacement &) = delete;
     ~FileReplacement();
 
@@ -33,10 +39,10 @@ private:
     File file_;
 };
 
-/* Copies up to the given number of bytes; fewer when the source has no more. */
-void copy_bytes(std::FILE *source, std::FILE *target, long count);
+/* Copies up to the given number of bytes. Returns how many the source had. */
+long copy_bytes(std::FILE *source, std::FILE *target, long count);
 
-/* Makes an empty file of one's own where others can write too: a link planted there is removed. */
+/* Makes an empty scratch file; a link planted there is removed. */
 bool make_scratch_file(const char *path);
 
 /* vorn_config_cp: replaces the target by a copy of the source; false after a message. */

@@ -171,6 +171,11 @@ bool is_xml_text(const char *text)
     return true;
 }
 
+bool is_xml_name(const char *name)
+{
+    return xmlValidateName(xml(name), 0) == 0;
+}
+
 xmlNode *add_text_element(xmlNode *parent, const char *name, const char *text)
 {
     if (!text) return xmlNewChild(parent, nullptr, xml(name), nullptr);

@@ -49,6 +49,9 @@ inline bool is_element(const xmlNode *node)
 /* Whether XML can hold the text: valid UTF-8 and no control characters but tab, CR and LF. */
 bool is_xml_text(const char *text);
 
+/* Whether an element can have the name. */
+bool is_xml_name(const char *name);
+
 /*
  * A new child element that holds the text, or nothing for null. The platform's escape runs over
  * the text and libxml2 takes it back apart, so that markup is escaped exactly once when the

@@ -5,22 +5,175 @@
 #include "vorn/api.h"
 #include "vorn/instances.h"
 
+/**
+ * The running configuration is the store that the daemon serves and the providers apply. At boot
+ * it is filled from the startup file; nothing is saved until somebody asks for it, as a rule a
+ * plugin whose provider is the last one.
+ *
+ *     static void save(vorn_commit_info *info)
+ *     {
+ *         vorn_config_copy_running_to_startup();
+ *     }
+ *
+ * - startup, /etc/config/config.xml: loaded at boot, written by a save.
+ * - default, /etc/defaultconfig.xml: the factory's, or made by vorn_config_copy_running_to_default.
+ * - rescue, /etc/rescueconfig.xml: the last resort, which the daemon never writes.
+ *
+ * What can't be read gives way to the next: startup, default, rescue. All are documents like
+ *
+ *     <config>
+ *       <Radio name="radio0"><channel>6</channel></Radio>
+ *     </config>
+ *
+ * with an element for each instance, named by its class, or by the abstract class when it has one;
+ * the identifier among the values tells the subclass then. In the default, header lines stand
+ * before the document, in any order, and an empty line ends them: "Version: 1", "Length: " and the
+ * document's bytes, "MD5sum: " and its digest as md5sum prints it.
+ *
+ * A file is replaced whole: written beside its place under the name with ".new" behind, flushed to
+ * the disk, renamed. If any of that fails ("Can't open %s.\n" with the path, "Can't write %s:
+ * %s.\n" with the reason behind it), the old file stays. A symbolic link is replaced itself.
+ * Scratch files stay in /tmp: defaultconfig.xml, defaultconfig.xml.md5 and md5.gen.
+ *
+ * Statuses are 0 for success and 1 for failure. Messages are errors, which are always logged,
+ * unless told otherwise. A copy announced is a call of vorn_notify_conf_change with
+ * vorn_query_origin, after everything has been flushed with sync.
+ */
+
 /* libxml2's xmlDoc and xmlNode, so that a plugin that does not use them needs no libxml2. */
 struct _xmlDoc;
 struct _xmlNode;
 
 VORN_BEGIN
 
+/**
+ * Makes sure that there is a startup file. Called once by start-up, before the boot load. Without
+ * one the default is copied there, as by vorn_config_copy_default_to_startup but unannounced, or
+ * else the rescue. Returns 0.
+ */
 VORN_API int vorn_config_init(void);
+
+/**
+ * The running configuration: null before the boot load, never afterwards. It is replaced whole by
+ * every write transaction, so ask for it each time.
+ */
 VORN_API vorn_instances *vorn_config_get_running(void);
+
+/**
+ * Makes a store the running one and takes it over. The old store is deleted without its instances,
+ * which others may still hold; whoever knows that nobody does frees them. Nobody is told: commit
+ * the changes. Null, or the running store itself, changes nothing.
+ *
+ * Returns the running store.
+ */
 VORN_API vorn_instances *vorn_config_replace_running(vorn_instances *instances);
+
+/**
+ * Saves: writes the startup file and announces it, also when it could not be written.
+ *
+ * Instances of persistent classes are written with the values of their persistent properties,
+ * class by class in the order of registration. What no document can hold (control characters, text
+ * that is not UTF-8 or longer than ten million bytes, a property whose name is no XML name) is left
+ * out: "Can't save %s of instance \"%s\" of class \"%s\": XML can't hold it.\n" with the property,
+ * or "the name" for a whole instance. Without the memory for the whole document nothing is written:
+ * "No memory to write %s.\n".
+ *
+ * Returns 0.
+ */
 VORN_API int vorn_config_copy_running_to_startup(void);
+
+/**
+ * Makes the running configuration the default. The document is written as by a save, into
+ * /tmp/defaultconfig.xml, and its digest is taken from there by /usr/bin/md5sum, also under
+ * no-actions. Not announced.
+ *
+ * Returns 0, or 1 with the default as it was: "Can't stat /tmp/defaultconfig.xml.\n" when the
+ * document is not there, "Can't open %s.\n" for a file that can't be opened, "Can't read %s.\n",
+ * or "Can't compute the checksum of /tmp/defaultconfig.xml.\n".
+ */
 VORN_API int vorn_config_copy_running_to_default(void);
+
+/**
+ * Loads the startup file: makes a new running configuration of it and commits that through all
+ * providers, each instance being inserted. A file that can't be parsed is first replaced, as by
+ * vorn_config_copy_default_to_startup: "Unable to parse startup config - resetting to default.\n".
+ *
+ * Bad pieces are skipped with a message each, and never end the load:
+ * - an instance whose class can't be told, see vorn_config_get_class_name;
+ * - an instance with a name where there may be none, or none where there must be one: "Bad instance
+ *   name \"%s\" of class \"%s\"- skipping.\n";
+ * - a value: "Property \"%s\" is not valid for class \"%s\" - skipping.\n" for an unknown property,
+ *   "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.\n" for one that was
+ *   refused;
+ * - what vorn_instance_is_valid finds invalid: "Instance is invalid: %s Skipping instance.";
+ * - a name that is taken, or a second singleton: "Couldn't add instance \"%s\" of class \"%s\".
+ *   Skipping instance.\n".
+ *
+ * The text of a property is that of the first node in its element, "" if that holds no text. Each
+ * singleton that the file leaves out is made, without values.
+ *
+ * Returns 0, or 1 when no document can be read after the fallback ("Unable to read the default
+ * either.") or memory is gone; the running configuration stays what it was then, at boot an empty
+ * one. What a parse failed for precedes: "Config not parsed successfully.\n", "Empty document.\n"
+ * or "Document of the wrong type: root node is not \"config\".".
+ */
 VORN_API int vorn_config_copy_startup_to_running(void);
+
+/**
+ * Copies the default's document over the startup file if its digest is right, and announces it.
+ * The daemon goes on with the running configuration.
+ *
+ * Returns 0, or 1 after vorn_config_copy_rescue_to_startup has been called instead. "Error %d
+ * copying default config.\n" then tells the reason, which has a message of its own before it:
+ *
+ *     1         "Default file %s does not exist.\n" at level 1, and no "Error 1 ..."
+ *     2         the scratch copy of the document can't be written
+ *     3         the list for md5sum can't be written
+ *     4         "%s failed checksum.\n"; always so under no-actions, which runs no md5sum
+ *     5         "Can't open %s.\n": the default is there, but can't be opened
+ *     6         the startup file can't be written
+ *     101       "Headers ended prematurely in default.\n"
+ *     102       "Couldn't read header line in default.\n": no ": ", or 1024 bytes and more
+ *     103       "Bad default Version: %s.\n": not "1"
+ *     104       "Bad default Length: %s.\n": no number
+ *     105       "Bad default Md5sum: %s.\n": not 32 characters
+ *     106       "Bad default header name: %s.\n"
+ *     107-113   "Headers are missing.\n": 107, plus 1 if the length was there, 2 if the version
+ *               was, 4 if the digest was
+ */
 VORN_API int vorn_config_copy_default_to_startup(void);
+
+/**
+ * Copies the rescue over the startup file and announces it, also when it could not be copied:
+ * "vorn_config_cp: Can't open %s\n" with the path of either. Returns 0.
+ */
 VORN_API int vorn_config_copy_rescue_to_startup(void);
+
+/**
+ * Removes the default, so that the next fallback ends at the rescue. Returns 0, or 1 when it can't
+ * be removed, with the system's reason on standard error ("unlink").
+ */
 VORN_API int vorn_config_copy_rescue_to_default(void);
+
+/**
+ * The name of the class that an instance element stands for: that of the element, or of the
+ * subclass that its identifier names if that class is abstract. The name belongs to the class, or
+ * to the document.
+ *
+ * Returns null after one of these: "Null element.\n" at level 1; "Instance has an unknown class
+ * \"%s\".\n"; "Instance of class \"%s\" does not contain a subclass identifier property \"%s\".\n";
+ * and, beginning with "Instance of class \"%s\" subclass identifier property \"%s\"", "has a null
+ * value.\n", "value is an unknown class \"%s\".\n", "value is \"%s\", which is not a subclass of
+ * \"%s\".\n".
+ */
 VORN_API const char *vorn_config_get_class_name(struct _xmlDoc *document, struct _xmlNode *element);
+
+/**
+ * The startup file, byte for byte, which the caller frees. Instead of it there is an error document
+ * ("<?xml version=\"1.0\"?><error>%s</error>\n") with "Can't read config file.", "Config file is
+ * zero-length." or "vorn_config_get_startup_as_xml malloc failed"; null when there is no memory for
+ * that either.
+ */
 VORN_API char *vorn_config_get_startup_as_xml(void);
 
 VORN_END

@@ -25,7 +25,6 @@ namespace vorn::tests {
 namespace {
 
 constexpr char console_file[] = "/dev/console";
-constexpr char error_file[] = "/tmp/vorn.stderr";
 constexpr char plugin_folder[] = "/usr/lib/vorn/plugins/";
 constexpr auto deadline = std::chrono::seconds(20);
 constexpr unsigned int limit_seconds = 90;

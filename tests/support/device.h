@@ -11,6 +11,9 @@
 
 namespace vorn::tests {
 
+/* Where the daemon's standard error goes. */
+inline constexpr char error_file[] = "/tmp/vorn.stderr";
+
 /*
  * A throwaway device: the test program is process 1 of a sandbox, with the daemon's real paths
  * around it, so that the shipped binary can run as it would on the board. A daemon that still

@@ -1,0 +1,50 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "vorn/class.h"
+
+#include <memory>
+
+namespace vorn {
+
+/*
+ * The registered classes for a range-for. Empty when the iterator could not be made; ask with
+ * operator bool.
+ */
+class ClassesWalk {
+public:
+    ClassesWalk() : iterator_(vorn_classes_new_iterator()) {}
+
+    explicit operator bool() const { return iterator_ != nullptr; }
+
+    class Cursor {
+    public:
+        explicit Cursor(vorn_classes_iterator *iterator) : iterator_(iterator) { ++*this; }
+        vorn_class *operator*() const { return klass_; }
+        Cursor &operator++()
+        {
+            const bool more = iterator_ && vorn_classes_iterator_has_next(iterator_);
+            klass_ = more ? vorn_classes_iterator_next(iterator_) : nullptr;
+            return *this;
+        }
+        bool operator!=(const Cursor &) const { return klass_ != nullptr; }
+
+    private:
+        vorn_classes_iterator *iterator_;
+        vorn_class *klass_ = nullptr;
+    };
+
+    Cursor begin() const { return Cursor(iterator_.get()); }
+    Cursor end() const { return Cursor(nullptr); }
+
+private:
+    struct Delete {
+        void operator()(vorn_classes_iterator *iterator) const noexcept
+        {
+            vorn_classes_delete_iterator(iterator);
+        }
+    };
+    std::unique_ptr<vorn_classes_iterator, Delete> iterator_;
+};
+
+} // namespace vorn
