@@ -1,0 +1,219 @@
+/* SPDX-License-Identifier: MIT */
+#include "config/config_fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+namespace vorn::tests {
+
+class ConfigDocuments : public ConfigTest {
+protected:
+    std::string complaint_of_parsing(const std::string &text)
+    {
+        write(file, text);
+        EXPECT_FALSE(load_file());
+        return log.take();
+    }
+
+    /* The store and the change set agree on what was loaded. */
+    void expect_all_recorded()
+    {
+        const Walk walk(vorn_instances_new_iterator(store));
+        for (const vorn_instance *instance : walk) {
+            EXPECT_EQ(vorn_changes_contains_instance(changes.get(), instance), 1);
+        }
+    }
+};
+
+TEST_F(ConfigDocuments, AreNotReadFromNowhere)
+{
+    EXPECT_EQ(parse_config(nullptr), nullptr);
+
+    EXPECT_EQ(log.text(), "vorn: Config filename is null.\n");
+}
+
+TEST_F(ConfigDocuments, AreNotReadFromAMissingFile)
+{
+    EXPECT_EQ(parse_config(file.c_str()), nullptr);
+
+    EXPECT_EQ(log.text(), "vorn: Config not parsed successfully.\n");
+}
+
+TEST_F(ConfigDocuments, MustBeWellFormed)
+{
+    EXPECT_EQ(complaint_of_parsing(""), "vorn: Config not parsed successfully.\n");
+    EXPECT_EQ(complaint_of_parsing("<config>"), "vorn: Config not parsed successfully.\n");
+    EXPECT_EQ(complaint_of_parsing("<config/><config/>"),
+              "vorn: Config not parsed successfully.\n");
+}
+
+TEST_F(ConfigDocuments, MustHaveTheRightRoot)
+{
+    EXPECT_EQ(complaint_of_parsing("<lsql/>"),
+              "vorn: Document of the wrong type: root node is not \"config\".");
+}
+
+TEST_F(ConfigDocuments, BecomeInstancesInTheirOrder)
+{
+    load("text <Radio name=\"r1\"><channel>6</channel><mode/></Radio><!-- a remark -->\n"
+         "<Board>ignored<label>attic</label></Board>"
+         "<Acl name=\"staff\"/><Acl name=\"guests\"/><Acl name=\"staff\"/>"
+         "<Radio name=\"r0\"/><Address name=\"lan\"><kind>Static</kind><ip>a&amp;b</ip></Address>");
+
+    EXPECT_EQ(loaded(), "Instance name: r1\tclass: Radio\n   channel =\t6\n   mode =\t\n\n"
+                        "Instance name: r0\tclass: Radio\n\n\n"
+                        "Instance name: n/a\tclass: Board\n   label =\tattic\n\n\n"
+                        "Instance name: staff\tclass: Acl\n\n"
+                        "Instance name: staff\tclass: Acl\n\n"
+                        "Instance name: guests\tclass: Acl\n\n\n"
+                        "Instance name: lan\tclass: Static\n   kind =\tStatic\n   ip =\ta&b\n\n\n");
+    EXPECT_EQ(log.text(), "");
+    expect_all_recorded();
+}
+
+TEST_F(ConfigDocuments, AreUsedUp)
+{
+    write(file, "<config>a<Board/>b<Nothing/></config>");
+    const XmlDocument document = parse_config(file.c_str());
+
+    read_instances(document.get(), store, changes.get());
+
+    EXPECT_EQ(xmlDocGetRootElement(document.get())->children, nullptr);
+}
+
+TEST_F(ConfigDocuments, KeepAnInstanceWithoutItsRefusedValue)
+{
+    load("<Radio name=\"r0\"><channel>six</channel><mode>g</mode><colour>red</colour></Radio>");
+
+    EXPECT_EQ(loaded(), "Instance name: r0\tclass: Radio\n   mode =\tg\n\n\n");
+    EXPECT_EQ(log.text(),
+              "vorn: Value \"six\" is not valid for property \"channel\" of class \"Radio\" - "
+              "skipping.\n"
+              "vorn: Property \"colour\" is not valid for class \"Radio\" - skipping.\n");
+}
+
+TEST_F(ConfigDocuments, SkipInstancesWhoseNameIsWrong)
+{
+    load("<Board name=\"b\"/><Radio/><Radio name=\"r0\"/>");
+
+    EXPECT_EQ(loaded(), "Instance name: r0\tclass: Radio\n\n\n");
+    EXPECT_EQ(log.text(), "vorn: Bad instance name \"b\" of class \"Board\"- skipping.\n"
+                          "vorn: Bad instance name \"(null)\" of class \"Radio\"- skipping.\n");
+}
+
+TEST_F(ConfigDocuments, SkipInvalidInstances)
+{
+    load("<Key name=\"k\"/>");
+
+    EXPECT_EQ(loaded(), "");
+    EXPECT_EQ(log.text().substr(0, 27), "vorn: Instance is invalid: ");
+    EXPECT_NE(log.text().find(" Skipping instance."), std::string::npos);
+}
+
+TEST_F(ConfigDocuments, SkipTakenNamesAndSecondSingletons)
+{
+    load("<Radio name=\"r0\"/><Radio name=\"r0\"><mode>g</mode></Radio><Board/><Board/>");
+
+    EXPECT_EQ(loaded(), "Instance name: r0\tclass: Radio\n\n\n"
+                        "Instance name: n/a\tclass: Board\n\n\n");
+    EXPECT_EQ(log.text(),
+              "vorn: Couldn't add instance \"r0\" of class \"Radio\". Skipping instance.\n"
+              "vorn: Couldn't add instance \"(null)\" of class \"Board\". Skipping instance.\n");
+}
+
+TEST_F(ConfigDocuments, LeaveSingletonsToBeMade)
+{
+    ClassBuilder("Clock", VORN_CLASS_SINGLETON).persistent(0).add_resolved();
+    load("<Board><label>attic</label></Board>");
+
+    add_missing_singletons(store, changes.get());
+    add_missing_singletons(store, changes.get());
+
+    EXPECT_EQ(loaded(), "Instance name: n/a\tclass: Board\n   label =\tattic\n\n\n"
+                        "Instance name: n/a\tclass: Clock\n\n\n");
+    expect_all_recorded();
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(ConfigDocuments, AreTakenOverWithTheirRecordOrNotAtAllWithoutMemory)
+{
+    write(file, "<config><Radio name=\"r0\"><channel>6</channel></Radio><Board/>"
+                "<Acl name=\"staff\"><mac>01</mac></Acl><Route><to>lan</to></Route>"
+                "<Address name=\"lan\"><kind>Static</kind></Address></config>");
+
+    FailEachAllocation([this] {
+        {
+            const AllocationsAllowed allowed;
+            changes.reset();
+            vorn_instances_delete_all(store);
+            store = vorn_instances_new();
+            changes.reset(vorn_changes_new(store));
+        }
+
+        load_file();
+        add_missing_singletons(store, changes.get());
+
+        const AllocationsAllowed allowed;
+        expect_all_recorded();
+        if (!AllocationFailed()) {
+            EXPECT_NE(vorn_instances_get(store, "Address", "lan"), nullptr);
+        }
+    });
+}
+
+class MutatedConfigDocuments : public ConfigDocuments,
+                               public testing::WithParamInterface<unsigned int> {};
+
+/* Whatever lies in the file, what is loaded is valid and can be written and read again. */
+TEST_P(MutatedConfigDocuments, LoadNothingThatCannotBeSavedAndReadBack)
+{
+    const std::string original =
+        "<config><Radio name=\"r0\"><channel>6</channel><mode>g</mode></Radio><Board>"
+        "<label>a&lt;b&#65;</label></Board><Acl name=\"staff\"><mac>01</mac></Acl><Route/>"
+        "<Key name=\"k\"><serial>1</serial></Key><Address name=\"lan\"><kind>Static</kind>"
+        "</Address></config>";
+    static constexpr char alphabet[] = "<>/\"&;=ac \n\x01\xC3\xFF";
+    std::mt19937 random(GetParam());
+    const auto below = [&random](std::size_t limit) {
+        return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
+    };
+    for (int round = 0; round < 60; round++) {
+        std::string text = original;
+        for (std::size_t i = below(3) + 1; i > 0; i--) {
+            const std::size_t place = below(text.size());
+            switch (below(3)) {
+            case 0:
+                text[place] = alphabet[below(sizeof alphabet - 1)];
+                break;
+            case 1:
+                text.erase(place, below(12));
+                break;
+            default:
+                text.insert(place, text.substr(below(text.size()), below(40)));
+                break;
+            }
+        }
+        write(file, text);
+        load_file();
+        expect_all_recorded();
+        if (!save()) continue;
+        const std::string once = content(file);
+        changes.reset();
+        vorn_instances_delete_all(store);
+        store = vorn_instances_new();
+        changes.reset(vorn_changes_new(store));
+        log.take();
+
+        ASSERT_TRUE(load_file()) << text;
+
+        EXPECT_EQ(log.take(), "") << text;
+        EXPECT_TRUE(save());
+        EXPECT_EQ(content(file), once) << text;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, MutatedConfigDocuments, testing::Range(1U, 9U));
+
+} // namespace vorn::tests

@@ -1,0 +1,88 @@
+/* SPDX-License-Identifier: MIT */
+/* A configuration made at random is the same after it has been saved and loaded. */
+#include "config/config_fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <iterator>
+#include <random>
+#include <string>
+#include <utility>
+
+namespace vorn::tests {
+
+class RandomConfigurations : public ConfigTest, public testing::WithParamInterface<unsigned int> {
+protected:
+    std::size_t below(std::size_t limit)
+    {
+        return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
+    }
+    std::string any_text()
+    {
+        static constexpr const char *pieces[] = {
+            "a",     " ",   "<",        ">",    "&",  "\"", "'",    "\n",          "\t",
+            "&amp;", "]]>", "\xC3\xA4", "<!--", "\r", "%s", "&#1;", "\xE2\x82\xAC"};
+        std::string text;
+        for (std::size_t i = below(8); i > 0; i--)
+            text += pieces[below(std::size(pieces))];
+        return text;
+    }
+    void put_any()
+    {
+        const std::string text = any_text();
+        const std::string number = std::to_string(next++);
+        switch (below(5)) {
+        case 0:
+            put("Radio", (text + number).c_str(), {{"channel", number.c_str()}});
+            break;
+        case 1:
+            put("Route", nullptr, {{"to", text.c_str()}});
+            break;
+        case 2:
+            put("Acl", number.substr(0, 1).c_str(), {{"mac", text.c_str()}});
+            break;
+        case 3:
+            put("Static", (text + number).c_str(), {{"kind", "Static"}, {"ip", text.c_str()}});
+            break;
+        default:
+            put("Route", nullptr);
+            break;
+        }
+    }
+
+    static std::string class_in(const vorn_instances *instances, const char *class_name)
+    {
+        return printed([&](std::FILE *stream) {
+            const Walk walk(vorn_instances_new_class_iterator(instances, class_name));
+            for (const vorn_instance *instance : walk)
+                vorn_instance_print(instance, stream);
+        });
+    }
+
+    std::mt19937 random{GetParam()};
+    int next = 0;
+};
+
+TEST_P(RandomConfigurations, AreTheSameOnceSavedAndLoaded)
+{
+    put("Board", nullptr, {{"label", any_text().c_str()}});
+    for (int i = 0; i < 40; i++)
+        put_any();
+    ASSERT_TRUE(save());
+    const std::string first = content(file);
+    const StoreWithInstances before(std::exchange(store, vorn_instances_new()));
+    changes.reset(vorn_changes_new(store));
+
+    ASSERT_TRUE(load_file());
+
+    for (const char *class_name : {"Board", "Radio", "Route", "Acl", "Static"}) {
+        EXPECT_EQ(class_in(store, class_name), class_in(before.get(), class_name));
+    }
+    ASSERT_TRUE(save());
+    EXPECT_EQ(content(file), first);
+    EXPECT_EQ(log.text(), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomConfigurations, testing::Range(1U, 31U));
+
+} // namespace vorn::tests
