@@ -6,10 +6,8 @@
  */
 #include "core/base/guard.h"
 #include "core/base/result.h"
-#include "core/hash_table/hash_table_order.h"
+#include "core/base/text.h"
 #include "model/instance_record.h"
-
-#include <algorithm>
 
 using namespace vorn;
 
@@ -41,19 +39,6 @@ bool may_have_instance(const vorn_class &klass, const char *name)
     return true;
 }
 
-Owned<vorn_instance> make_instance(vorn_class &klass, const char *name, unsigned int buckets)
-{
-    Owned<vorn_instance> instance = make<vorn_instance>();
-    if (!instance) return nullptr;
-
-    instance->klass = &klass;
-    instance->name = copy_of(name);
-    if (name && !instance->name) return nullptr;
-    if (!instance->values.create(std::max(buckets, 1U))) return nullptr;
-
-    return instance;
-}
-
 bool accepts(const vorn_property &property, const char *value, const vorn_class &klass)
 {
     if (!property.is_valid) {
@@ -69,28 +54,28 @@ bool accepts(const vorn_property &property, const char *value, const vorn_class 
     return false;
 }
 
-/*
- * A replaced value goes to the end of the order, as if it had been removed first. Its entry is
- * kept and moved, so that there is no step between the old text and the new that could fail.
- */
-bool store_value(Table<char> &values, const char *property, const char *value)
-{
-    Text copy = copy_of(value);
-    if (!copy) return false;
+/* Beyond that many values hashing a name is quicker than comparing it with every one. */
+constexpr unsigned int most_to_compare = 8;
 
-    if (const Text old(values.replace(property, copy.data())); old) {
-        ght_make_newest(values.raw(), name_length(property), property);
-    } else if (values.insert(property, copy.data()) != 0) {
-        return false;
-    }
-    copy.release();
-    return true;
+const char *find_value(const vorn_instance &instance, const char *name)
+{
+    if (instance.values.size() <= most_to_compare) return instance.values.get(name);
+
+    const vorn_property *property = vorn_class_get_property(instance.klass, name);
+    return property ? instance.values.get(*property) : nullptr;
+}
+
+bool store_value(vorn_instance &instance, const vorn_property &property, const char *value)
+{
+    SharedText text = SharedText::of(value);
+    return text &&
+           instance.values.set(property, std::move(text), instance.klass->properties.size());
 }
 
 const vorn_property *first_missing(const vorn_instance &instance, const vorn_class &klass)
 {
     for (auto [name, property] : klass.properties) {
-        if (property->required_on_insert && !instance.values.get(name)) return property;
+        if (property->required_on_insert && !instance.values.get(*property)) return property;
     }
     return nullptr;
 }
@@ -106,31 +91,27 @@ const vorn_property *first_missing(const vorn_instance &instance)
 
 } // namespace
 
-vorn_instance::~vorn_instance()
-{
-    for (auto [property, value] : values)
-        std::free(value);
-}
-
 vorn_instance *vorn_instance_new(vorn_class *klass, const char *name)
 {
     if (absent(klass, "class")) return nullptr;
     if (!may_have_instance(*klass, name)) return nullptr;
 
-    return make_instance(*klass, name, klass->properties.size()).release();
+    Owned<vorn_instance> instance = make<vorn_instance>();
+    if (!instance) return nullptr;
+    instance->klass = klass;
+    instance->name = SharedText::of(name);
+    return name && !instance->name ? nullptr : instance.release();
 }
 
 vorn_instance *vorn_instance_copy(const vorn_instance *instance)
 {
     if (absent_instance(instance, __func__)) return nullptr;
 
-    Owned<vorn_instance> copy =
-        make_instance(*instance->klass, instance->name.get(), instance->values.size());
+    Owned<vorn_instance> copy = make<vorn_instance>();
     if (!copy) return nullptr;
-
-    for (auto [property, value] : instance->values) {
-        if (!store_value(copy->values, property, value)) return nullptr;
-    }
+    copy->klass = instance->klass;
+    copy->name = instance->name;
+    copy->values = instance->values;
     return copy.release();
 }
 
@@ -154,7 +135,7 @@ const char *vorn_instance_get_value(const vorn_instance *instance, const char *p
     if (absent_instance(instance, __func__)) return nullptr;
     if (absent(property, "property")) return nullptr;
 
-    return instance->values.get(property);
+    return find_value(*instance, property);
 }
 
 int vorn_instance_set_value(vorn_instance *instance, const char *property, const char *value)
@@ -170,7 +151,7 @@ int vorn_instance_set_value(vorn_instance *instance, const char *property, const
         return failed;
     }
     if (!accepts(*declared, value, klass)) return failed;
-    if (!store_value(instance->values, property, value)) return failed;
+    if (!store_value(*instance, *declared, value)) return failed;
 
     if (instance->listener) instance->listener(instance, property, instance->listener_data);
     return ok;
@@ -180,7 +161,7 @@ int vorn_instance_get_status(const vorn_instance *instance)
 {
     if (absent_instance(instance, __func__)) return 0;
 
-    const char *status = instance->values.get("status");
+    const char *status = find_value(*instance, "status");
     return status && std::strcmp(status, "up") == 0;
 }
 

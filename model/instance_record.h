@@ -2,17 +2,15 @@
 #pragma once
 
 #include "core/base/memory.h"
-#include "core/base/table.h"
-#include "core/base/text.h"
+#include "core/base/shared_text.h"
 #include "model/class_record.h"
+#include "model/values.h"
 #include "vorn/instance.h"
 
 struct vorn_instance : vorn::Record {
-    ~vorn_instance(); /* frees the values */
-
     vorn_class *klass = nullptr;
-    vorn::Text name;
-    vorn::Table<char> values; /* property name to owned text, in the order last set */
+    vorn::SharedText name;
+    vorn::Values values;
     vorn_instance_listener_fn listener = nullptr;
     void *listener_data = nullptr;
 };

@@ -45,15 +45,6 @@ TEST_F(Instances, BeginWithAClassANameAndNothingElse)
     EXPECT_EQ(instance->listener_data, nullptr);
 }
 
-TEST_F(Instances, BeginWithAsManyBucketsAsTheClassHasProperties)
-{
-    vorn_class *none = ClassBuilder("none").add_resolved();
-    vorn_class *four = ClassBuilder("four").with("a").with("b").with("c").with("d").add_resolved();
-
-    EXPECT_EQ(ght_table_size(new_instance(none, "x")->values.raw()), 1U);
-    EXPECT_EQ(ght_table_size(new_instance(four, "x")->values.raw()), 4U);
-}
-
 TEST_F(Instances, NeedAClass)
 {
     EXPECT_EQ(vorn_instance_new(nullptr, "radio0"), nullptr);
@@ -192,13 +183,37 @@ TEST_F(InstanceCopies, HaveTheClassTheNameAndTheValuesInTheirOrder)
 TEST_F(InstanceCopies, StandApartFromTheirSource)
 {
     vorn_class *radio = ClassBuilder("radio").with("mode").add_resolved();
-    const Owned<vorn_instance> source = new_instance(radio, "radio0", {{"mode", "11g"}});
+    Owned<vorn_instance> source = new_instance(radio, "radio0", {{"mode", "11g"}});
     const Owned<vorn_instance> copy(vorn_instance_copy(source.get()));
+    const Owned<vorn_instance> other(vorn_instance_copy(copy.get()));
 
     vorn_instance_set_value(copy.get(), "mode", "11b");
-
     EXPECT_STREQ(vorn_instance_get_value(source.get(), "mode"), "11g");
-    EXPECT_NE(source->name.get(), copy->name.get());
+    vorn_instance_set_value(source.get(), "mode", "11a");
+    source.reset();
+
+    EXPECT_STREQ(vorn_instance_get_name(copy.get()), "radio0");
+    EXPECT_STREQ(vorn_instance_get_value(copy.get(), "mode"), "11b");
+    EXPECT_STREQ(vorn_instance_get_value(other.get(), "mode"), "11g");
+}
+
+TEST_F(InstanceCopies, AreLeftAsTheyWereByAWriteThatFindsNoMemory)
+{
+    vorn_class *radio = ClassBuilder("radio").with("mode").with("channel").add_resolved();
+    const Owned<vorn_instance> source =
+        new_instance(radio, "radio0", {{"mode", "11g"}, {"channel", "6"}});
+
+    FailEachAllocation([&] {
+        const Owned<vorn_instance> copy(vorn_instance_copy(source.get()));
+        if (!copy) return;
+        const int result = vorn_instance_set_value(copy.get(), "mode", "11b");
+
+        const AllocationsAllowed allowed;
+        EXPECT_EQ(result, AllocationFailed());
+        EXPECT_EQ(values_of(*copy), result ? (Values{{"mode", "11g"}, {"channel", "6"}})
+                                           : (Values{{"channel", "6"}, {"mode", "11b"}}));
+        EXPECT_EQ(values_of(*source), (Values{{"mode", "11g"}, {"channel", "6"}}));
+    });
 }
 
 TEST_F(InstanceCopies, OfNamelessInstancesAreNameless)
@@ -209,20 +224,6 @@ TEST_F(InstanceCopies, OfNamelessInstancesAreNameless)
     const Owned<vorn_instance> copy(vorn_instance_copy(source.get()));
 
     EXPECT_EQ(vorn_instance_get_name(copy.get()), nullptr);
-}
-
-TEST_F(InstanceCopies, HaveAsManyBucketsAsTheSourceHasValues)
-{
-    vorn_class *radio =
-        ClassBuilder("radio").with("a").with("b").with("c").with("d").add_resolved();
-    const Owned<vorn_instance> two = new_instance(radio, "radio0", {{"a", "1"}, {"b", "2"}});
-    const Owned<vorn_instance> none = new_instance(radio, "radio1");
-
-    const Owned<vorn_instance> of_two(vorn_instance_copy(two.get()));
-    const Owned<vorn_instance> of_none(vorn_instance_copy(none.get()));
-
-    EXPECT_EQ(ght_table_size(of_two->values.raw()), 2U);
-    EXPECT_EQ(ght_table_size(of_none->values.raw()), 1U);
 }
 
 TEST_F(InstanceCopies, HaveNoListener)
