@@ -12,6 +12,7 @@
 #include "api/query_state.h"
 #include "core/base/text.h"
 #include "model/instances_walk.h"
+#include "model/instances_working_copy.h"
 #include "services/xml.h"
 #include "vorn/actions.h"
 #include "vorn/config.h"
@@ -62,7 +63,8 @@ XmlDocument refusal(const char *message)
 /* The instances of an abandoned copy are nobody else's; those of an accepted one are kept. */
 StoreWithInstances copy_for_transaction()
 {
-    return StoreWithInstances(vorn_instances_copy(vorn_config_get_running()));
+    vorn_instances *running = vorn_config_get_running();
+    return StoreWithInstances(running ? new_working_copy(running) : nullptr);
 }
 
 /* Runs one pass; with `all`, an operation's error does not keep the next one from being looked at.

@@ -234,6 +234,19 @@ void trace_deletion(const vorn_instance *instance)
     vorn_instance_print(instance, vorn_debug_get_stream());
 }
 
+/* An instance that can't be taken out for lack of memory stays alive. */
+bool delete_instance(QueryContext &context, vorn_instance *instance)
+{
+    if (vorn_instances_remove(context.instances, instance) != 0) {
+        context.out_of_memory = true;
+        return false;
+    }
+    note_recording(context, vorn_changes_instance_deleted(context.changes, instance));
+    vorn_instance_delete(instance);
+    context.counter++;
+    return true;
+}
+
 bool query_delete(QueryContext &context, xmlDoc *)
 {
     if (!vorn_classes_get(context.class_name)) return true;
@@ -244,10 +257,7 @@ bool query_delete(QueryContext &context, xmlDoc *)
     for (vorn_instance *instance : instances_of(context)) {
         trace_deletion(instance);
         if (!is_meant(context, instance)) continue;
-        vorn_instances_remove(context.instances, instance);
-        note_recording(context, vorn_changes_instance_deleted(context.changes, instance));
-        vorn_instance_delete(instance);
-        context.counter++;
+        if (!delete_instance(context, instance)) break;
     }
     return true;
 }

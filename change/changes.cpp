@@ -1,81 +1,43 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The recorder of what happens to one store: a copy of everything it held, and two listeners that
- * note each insertion, removal and assignment from then on. An instance is in `changed` exactly
- * when its entry says that it was touched; every instance in the store has an entry, no other has.
+ * The recorder of what happens to one store. It behaves as if it had copied every instance and
+ * listened to each of them from the start, but copies an instance only before it changes or when
+ * somebody asks, so that watching a store costs the same whatever it holds. An instance is in
+ * `changed` exactly when its entry says that it was touched.
  */
 #include "vorn/changes.h"
 
-#include "core/base/memory.h"
+#include "change/changes_before.h"
 #include "core/base/result.h"
-#include "core/base/table.h"
-#include "model/instances_record.h"
 #include "model/instances_walk.h"
 #include "vorn/debug.h"
 
-#include <cstdint>
+#include <cstddef>
+#include <utility>
 
 using namespace vorn;
 
 namespace {
 
-constexpr unsigned int entry_buckets = 64;
+constexpr unsigned int entry_buckets = 8;
 constexpr unsigned int property_buckets = 4;
-constexpr std::int32_t untouched = 0;
-constexpr std::int32_t touched = 1;
 
-struct vorn_changes_entry : Record {
-    std::int32_t state = untouched;
-    vorn_instance *before_copy = nullptr; /* in `before`; null for an inserted instance */
-    NameSet properties;                   /* created with the first */
-};
+constinit vorn_changes *all_alive = nullptr;
 
-} // namespace
-
-struct vorn_changes : Record {
-    ~vorn_changes(); /* stops listening, frees the entries */
-
-    StoreWithInstances before;
-    StoreShell changed;
-    StoreShell deleted; /* refers to copies of `before` */
-    IdentityTable<vorn_instance, vorn_changes_entry> entries;
-    vorn_instances *after = nullptr; /* the store listened to; outlives the record */
-};
-
-namespace {
-
-void clear_listener(vorn_instance *instance)
+/* An instance that was taken out of the store may still listen when its change set has ended. */
+bool is_alive(const vorn_changes *changes)
 {
-    vorn_instance_set_listener(instance, nullptr, nullptr);
-}
-
-void clear_listeners(const vorn_instance_node *node)
-{
-    for (; node; node = node->next)
-        clear_listener(node->instance);
-}
-
-/*
- * Whatever the store holds by now, inserted or known from the start, listens no more. Read from
- * the record, since an iterator needs memory and no listener may outlive its change set.
- */
-void stop_listening(vorn_instances &instances)
-{
-    vorn_instances_set_listener(&instances, nullptr, nullptr);
-    for (auto [class_name, entry] : instances.classes) {
-        if (entry->singleton) clear_listener(entry->singleton);
-        clear_listeners(entry->anonymous_first);
-        for (auto [name, instance] : entry->unique_named)
-            clear_listener(instance);
-        for (auto [name, group] : entry->groups)
-            clear_listeners(group->first);
-    }
+    const vorn_changes *each = all_alive;
+    while (each && each != changes)
+        each = each->next_alive;
+    return each != nullptr;
 }
 
 void instance_changed(vorn_instance *instance, const char *property, void *data)
 {
     auto *changes = static_cast<vorn_changes *>(data);
 
+    if (!is_alive(changes)) return;
     vorn_changes_instance_updated(changes, instance);
     vorn_changes_add_property(changes, instance, property);
 }
@@ -98,44 +60,157 @@ bool record_property(vorn_changes_entry &entry, const char *property)
     return entry.properties.create(property_buckets) && entry.properties.add(property);
 }
 
-/* What an inserted instance has by now is all that is ever recorded of it. */
-bool record_values(vorn_changes_entry &entry, const vorn_instance &instance)
+vorn_changes_entry *known_entry(const vorn_changes &changes, const vorn_instance &instance)
 {
-    for (auto [property, value] : instance.values)
-        if (!record_property(entry, property)) return false;
+    vorn_changes_entry *entry = changes.entries.get(&instance);
+    return entry && entry->state != stranger ? entry : nullptr;
+}
+
+/* The entry that every instance of the store has as far as anybody can tell. */
+vorn_changes_entry *entry_of(vorn_changes &changes, vorn_instance &instance)
+{
+    return is_as_before(changes, instance) ? remember(changes, instance)
+                                           : known_entry(changes, instance);
+}
+
+vorn_changes &changes_of_witness(Witness &witness)
+{
+    constexpr std::size_t place = offsetof(vorn_changes, witness);
+    return *reinterpret_cast<vorn_changes *>(reinterpret_cast<char *>(&witness) - place);
+}
+
+bool before_event(Witness &witness, StoreEvent event, vorn_instance &instance)
+{
+    vorn_changes &changes = changes_of_witness(witness);
+    switch (event) {
+    case StoreEvent::write:
+        return !is_as_before(changes, instance) || remember(changes, instance);
+    case StoreEvent::departure:
+        return remember_place(changes, instance);
+    case StoreEvent::arrival:
+        break;
+    }
     return true;
 }
 
-bool copy_instance(vorn_changes &changes, vorn_instance &instance)
+/* Keeps a newcomer apart from those that were there before; the listener makes more of it. */
+bool arrived(Witness &witness, vorn_instance &instance)
 {
-    Owned<vorn_changes_entry> entry = make<vorn_changes_entry>();
-    Owned<vorn_instance> copy(vorn_instance_copy(&instance));
-    if (!entry || !copy) return false;
-    if (vorn_instances_add(changes.before.get(), copy.get()) != ok) return false;
+    vorn_changes &changes = changes_of_witness(witness);
+    if (changes.entries.get(&instance)) return true;
 
-    entry->before_copy = copy.release();
+    Owned<vorn_changes_entry> entry = make<vorn_changes_entry>();
+    if (!entry || !changes.entries.create(entry_buckets)) return false;
+    entry->state = stranger;
     if (changes.entries.insert(&instance, entry.get()) != ok) return false;
     entry.release();
     return true;
 }
 
-bool copy_instances(vorn_changes &changes, const vorn_instances *instances)
+bool before_drop(Witness &witness)
 {
-    const Walk walk(vorn_instances_new_iterator(instances));
-    if (!walk) return false;
+    return whole_before(changes_of_witness(witness)) != nullptr;
+}
 
-    for (vorn_instance *instance : walk)
-        if (!copy_instance(changes, *instance)) return false;
-    return true;
+template <typename Visitor>
+void for_each_guest(const vorn_instances &store, Visitor visit)
+{
+    if (store.guests == 0) return;
+    for (auto [name, entry] : store.classes) {
+        for_each_instance(*entry, [&](vorn_instance &instance) {
+            if (!is_at_home(store, instance)) visit(instance);
+        });
+    }
+}
+
+/* Guests can change without the store's hearing of it, so nothing of them can be put off. */
+bool remember_guests(vorn_changes &changes, const vorn_instances &store)
+{
+    bool whole = true;
+    for_each_guest(store, [&](vorn_instance &guest) { whole = whole && remember(changes, guest); });
+    return whole;
+}
+
+void set_listeners(vorn_instances &store, vorn_instance_listener_fn listener, vorn_changes *changes)
+{
+    store.home.listener = listener;
+    store.home.listener_data = changes;
+    store.home.since = ++listener_clock;
+    for_each_guest(store, [&](vorn_instance &guest) {
+        vorn_instance_set_listener(&guest, listener, changes);
+    });
 }
 
 /* Comes last and cannot fail, so a creation that fails has no listener to take back. */
-void listen(vorn_changes &changes, vorn_instances *after)
+void listen(vorn_changes &changes, vorn_instances &after)
 {
-    for (auto [key, entry] : changes.entries)
-        vorn_instance_set_listener(key.identity, instance_changed, &changes);
-    vorn_instances_set_listener(after, instances_changed, &changes);
-    changes.after = after;
+    changes.after = &after;
+    changes.witness.before = before_event;
+    changes.witness.arrived = arrived;
+    changes.witness.before_drop = before_drop;
+    after.home.add(changes.witness);
+    set_listeners(after, instance_changed, &changes);
+    vorn_instances_set_listener(&after, instances_changed, &changes);
+    changes.next_alive = std::exchange(all_alive, &changes);
+}
+
+/* Whatever the store holds by now, inserted or known from the start, listens no more. */
+void stop_listening(vorn_changes &changes)
+{
+    vorn_instances &after = *changes.after;
+    after.home.remove(changes.witness);
+    vorn_instances_set_listener(&after, nullptr, nullptr);
+    set_listeners(after, nullptr, nullptr);
+
+    vorn_changes **place = &all_alive;
+    while (*place != &changes)
+        place = &(*place)->next_alive;
+    *place = changes.next_alive;
+}
+
+void mark_touched(vorn_changes_entry &entry, const vorn_instance &instance)
+{
+    entry.state = touched;
+    entry.inserted_with = instance.values;
+}
+
+int insert_entry(vorn_changes &changes, vorn_instance &instance)
+{
+    Owned<vorn_changes_entry> entry = make<vorn_changes_entry>();
+    if (!entry || !changes.entries.create(entry_buckets)) return failed;
+    if (vorn_instances_add(changes.changed.get(), &instance) != ok) return failed;
+    if (changes.entries.insert(&instance, entry.get()) != ok) {
+        vorn_instances_remove(changes.changed.get(), &instance);
+        return failed;
+    }
+    mark_touched(*entry.release(), instance);
+    return ok;
+}
+
+/* The instance may be freed next, so it leaves the records even if its copy finds no room. */
+int record_deletion(vorn_changes &changes, vorn_instance &instance, BeforeCopy *before)
+{
+    vorn_instances_remove(changes.changed.get(), &instance);
+    vorn_instance *copy = before ? before->instance.get() : nullptr;
+    const int added = vorn_instances_add(changes.deleted.get(), copy);
+    return copy ? added : ok;
+}
+
+/* Said to be deleted, but still in the store, which goes on holding what is now a stranger. */
+int estrange(vorn_changes &changes, vorn_instance &instance)
+{
+    vorn_changes_entry *entry = entry_of(changes, instance);
+    if (!entry) return changes.entries.get(&instance) ? ok : failed;
+    const bool kept = detach_copy(changes, instance, *entry);
+    BeforeCopy *before = std::exchange(entry->before, nullptr);
+    entry->state = stranger;
+    entry->inserted_with = Values();
+    entry->properties.discard();
+    if (!kept) {
+        vorn_instances_remove(changes.changed.get(), &instance);
+        return failed;
+    }
+    return record_deletion(changes, instance, before);
 }
 
 bool holds_any(const vorn_class_instances *entry)
@@ -160,9 +235,14 @@ bool holds(const vorn_instances &instances, const char *class_name)
 
 vorn_changes::~vorn_changes()
 {
-    if (after) stop_listening(*after);
+    if (after) stop_listening(*this);
     for (auto [key, entry] : entries)
         delete entry;
+    for (auto [key, each] : departed)
+        delete each;
+    before.reset();
+    while (const Owned<BeforeCopy> copy{copies})
+        copies = copy->next_owned;
 }
 
 vorn_changes *vorn_changes_new(vorn_instances *after)
@@ -174,14 +254,12 @@ vorn_changes *vorn_changes_new(vorn_instances *after)
     Owned<vorn_changes> changes = make<vorn_changes>();
     if (!changes) return nullptr;
 
-    changes->before.reset(vorn_instances_new());
     changes->changed.reset(vorn_instances_new());
     changes->deleted.reset(vorn_instances_new());
-    if (!changes->before || !changes->changed || !changes->deleted) return nullptr;
-    if (!changes->entries.create(entry_buckets)) return nullptr;
-    if (!copy_instances(*changes, after)) return nullptr;
+    if (!changes->changed || !changes->deleted) return nullptr;
+    if (!remember_guests(*changes, *after)) return nullptr;
 
-    listen(*changes, after);
+    listen(*changes, *after);
     return changes.release();
 }
 
@@ -189,7 +267,7 @@ int vorn_changes_instance_updated(vorn_changes *changes, vorn_instance *instance
 {
     if (!changes || !instance) return failed;
 
-    vorn_changes_entry *entry = changes->entries.get(instance);
+    vorn_changes_entry *entry = entry_of(*changes, *instance);
     if (!entry) return failed;
     if (entry->state == touched) return ok;
 
@@ -201,48 +279,41 @@ int vorn_changes_instance_updated(vorn_changes *changes, vorn_instance *instance
 int vorn_changes_instance_inserted(vorn_changes *changes, vorn_instance *instance)
 {
     if (!changes || !instance) return failed;
-    if (changes->entries.get(instance)) return ok;
+    if (is_as_before(*changes, *instance)) return ok;
 
-    Owned<vorn_changes_entry> entry = make<vorn_changes_entry>();
-    if (!entry || !record_values(*entry, *instance)) return failed;
-    entry->state = touched;
+    vorn_changes_entry *entry = changes->entries.get(instance);
+    if (!entry) return insert_entry(*changes, *instance);
+    if (entry->state != stranger) return ok;
 
     if (vorn_instances_add(changes->changed.get(), instance) != ok) return failed;
-    if (changes->entries.insert(instance, entry.get()) != ok) {
-        vorn_instances_remove(changes->changed.get(), instance);
-        return failed;
-    }
-    entry.release();
+    mark_touched(*entry, *instance);
     return ok;
 }
 
 /*
- * The instance may be freed next, so it leaves the records even if its copy finds no room. An
- * instance that came and went has no copy: the store refuses the null and says so in the log.
+ * An instance that came and went has no copy: the store refuses the null and says so in the log.
  */
 int vorn_changes_instance_deleted(vorn_changes *changes, vorn_instance *instance)
 {
     if (!changes || !instance) return failed;
+    if (is_at_home(*changes->after, *instance)) return estrange(*changes, *instance);
 
     const Owned<vorn_changes_entry> entry(changes->entries.remove(instance));
-    if (!entry) return ok;
-
-    vorn_instances_remove(changes->changed.get(), instance);
-    const int added = vorn_instances_add(changes->deleted.get(), entry->before_copy);
-    return entry->before_copy ? added : ok;
+    if (!entry || entry->state == stranger) return ok;
+    return record_deletion(*changes, *instance, entry->before);
 }
 
 int vorn_changes_add_property(vorn_changes *changes, vorn_instance *instance, const char *property)
 {
     if (!changes || !instance || !property) return failed;
 
-    vorn_changes_entry *entry = changes->entries.get(instance);
+    vorn_changes_entry *entry = entry_of(*changes, *instance);
     return entry && record_property(*entry, property) ? ok : failed;
 }
 
 vorn_instances *vorn_changes_get_before(const vorn_changes *changes)
 {
-    return changes ? changes->before.get() : nullptr;
+    return changes ? whole_before(const_cast<vorn_changes &>(*changes)) : nullptr;
 }
 
 vorn_instances_iterator *vorn_changes_new_class_instances_iterator(const vorn_changes *changes,
@@ -267,8 +338,9 @@ vorn_instance *vorn_changes_get_instance_before(const vorn_changes *changes,
 {
     if (!changes || !instance) return nullptr;
 
-    const vorn_changes_entry *entry = changes->entries.get(instance);
-    return entry ? entry->before_copy : nullptr;
+    const vorn_changes_entry *entry =
+        entry_of(const_cast<vorn_changes &>(*changes), const_cast<vorn_instance &>(*instance));
+    return entry && entry->before ? entry->before->instance.get() : nullptr;
 }
 
 int vorn_changes_contains_class(const vorn_changes *changes, const char *class_name)
@@ -282,7 +354,7 @@ int vorn_changes_contains_instance(const vorn_changes *changes, const vorn_insta
 {
     if (!changes || !instance) return 0;
 
-    const vorn_changes_entry *entry = changes->entries.get(instance);
+    const vorn_changes_entry *entry = known_entry(*changes, *instance);
     return entry ? entry->state : untouched;
 }
 
@@ -291,8 +363,8 @@ int vorn_changes_contains_property(const vorn_changes *changes, const vorn_insta
 {
     if (!changes || !instance || !property) return 0;
 
-    const vorn_changes_entry *entry = changes->entries.get(instance);
-    return entry && entry->properties.contains(property);
+    const vorn_changes_entry *entry = known_entry(*changes, *instance);
+    return entry && (entry->inserted_with.get(property) || entry->properties.contains(property));
 }
 
 int vorn_changes_print(const vorn_changes *changes, std::FILE *stream)

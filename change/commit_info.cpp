@@ -1,18 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 /* What one call of a commit function is told. The record refers to everything and owns nothing. */
-#include "vorn/commit_info.h"
-
-#include "core/base/memory.h"
+#include "change/commit_info_record.h"
+#include "vorn/changes.h"
 
 using namespace vorn;
-
-struct vorn_commit_info : Record {
-    vorn_instances *before = nullptr;
-    vorn_instances *after = nullptr;
-    vorn_changes *changes = nullptr;
-    vorn_actions *actions = nullptr;
-    void *data = nullptr;
-};
 
 vorn_commit_info *vorn_commit_info_new(vorn_instances *before, vorn_instances *after,
                                        vorn_changes *changes, vorn_actions *actions, void *data)
@@ -30,7 +21,8 @@ vorn_commit_info *vorn_commit_info_new(vorn_instances *before, vorn_instances *a
 
 vorn_instances *vorn_commit_info_get_before(const vorn_commit_info *info)
 {
-    return info ? info->before : nullptr;
+    if (!info) return nullptr;
+    return info->before_of_changes ? vorn_changes_get_before(info->changes) : info->before;
 }
 
 vorn_instances *vorn_commit_info_get_after(const vorn_commit_info *info)

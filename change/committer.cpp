@@ -3,6 +3,7 @@
  * A commit function that walks the change set and calls back per class, group, instance and
  * property. What it protects is the order of the calls, which is what plugins rely on.
  */
+#include "change/commit_info_record.h"
 #include "change/committer_record.h"
 #include "core/base/guard.h"
 #include "core/base/result.h"
@@ -139,7 +140,7 @@ void commit_deleted(ClassCommit &commit)
 /* Without a before store everything is new. */
 vorn_instance *find_before(const ClassCommit &commit, const vorn_instance *instance)
 {
-    if (!vorn_commit_info_get_before(commit.info)) return nullptr;
+    if (!has_before(*commit.info)) return nullptr;
 
     return vorn_changes_get_instance_before(commit.changes, instance);
 }

@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* One provider: what it is made of, and how it is told of a commit or asked to refresh. */
+#include "change/commit_info_record.h"
 #include "change/provider_record.h"
 #include "core/base/guard.h"
 #include "core/base/result.h"
@@ -51,15 +52,15 @@ void vorn_provider_commit(vorn_provider *provider, vorn_instances *after, vorn_c
 {
     if (absent(provider, "provider") || !provider->commit_fn) return;
 
-    vorn_commit_info *info = vorn_commit_info_new(vorn_changes_get_before(changes), after, changes,
-                                                  actions, provider->commit_data);
+    const Owned<vorn_commit_info> info(
+        vorn_commit_info_new(nullptr, after, changes, actions, provider->commit_data));
     if (!info) {
         vorn_debug_eprintf("Out of memory, provider \"%s\" was not committed.\n",
                            provider->name.get());
         return;
     }
-    provider->commit_fn(info);
-    vorn_commit_info_delete(info);
+    info->before_of_changes = true;
+    provider->commit_fn(info.get());
 }
 
 void vorn_provider_refresh(vorn_provider *provider, vorn_refresh_info *info)

@@ -91,6 +91,23 @@ const vorn_property *first_missing(const vorn_instance &instance)
 
 } // namespace
 
+namespace vorn {
+
+InstanceListener listener_of(const vorn_instance &instance)
+{
+    const InstanceListener own = {instance.listener, instance.listener_data};
+    if (!instance.shelf) return own;
+    const InstanceHome *home = instance.shelf.home();
+    if (!home) {
+        const bool ended = instance.shelf->listened_to_until > instance.since;
+        return ended ? InstanceListener{nullptr, nullptr} : own;
+    }
+    return home->since > instance.since ? InstanceListener{home->listener, home->listener_data}
+                                        : own;
+}
+
+} // namespace vorn
+
 vorn_instance *vorn_instance_new(vorn_class *klass, const char *name)
 {
     if (absent(klass, "class")) return nullptr;
@@ -151,9 +168,12 @@ int vorn_instance_set_value(vorn_instance *instance, const char *property, const
         return failed;
     }
     if (!accepts(*declared, value, klass)) return failed;
+    const InstanceHome *home = instance->shelf.home();
+    if (home && !home->ask(StoreEvent::write, *instance)) return failed;
     if (!store_value(*instance, *declared, value)) return failed;
 
-    if (instance->listener) instance->listener(instance, property, instance->listener_data);
+    const InstanceListener listener = listener_of(*instance);
+    if (listener.call) listener.call(instance, property, listener.data);
     return ok;
 }
 
@@ -205,5 +225,6 @@ int vorn_instance_set_listener(vorn_instance *instance, vorn_instance_listener_f
 
     instance->listener = listener;
     instance->listener_data = listener ? data : nullptr;
+    instance->since = listener_clock;
     return ok;
 }

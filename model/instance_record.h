@@ -4,6 +4,7 @@
 #include "core/base/memory.h"
 #include "core/base/shared_text.h"
 #include "model/class_record.h"
+#include "model/instance_home.h"
 #include "model/values.h"
 #include "vorn/instance.h"
 
@@ -13,4 +14,18 @@ struct vorn_instance : vorn::Record {
     vorn::Values values;
     vorn_instance_listener_fn listener = nullptr;
     void *listener_data = nullptr;
+    std::uint64_t since = 0; /* when the listener above was set, or when the store took it in */
+    vorn::OnShelf shelf;     /* in the first store that took it in; others have it as a guest */
 };
+
+namespace vorn {
+
+struct InstanceListener {
+    vorn_instance_listener_fn call;
+    void *data;
+};
+
+/* Who is told of a value that is set: whoever was set last, for the instance or for its store. */
+InstanceListener listener_of(const vorn_instance &instance);
+
+} // namespace vorn

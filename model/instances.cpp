@@ -9,6 +9,7 @@
 #include "core/base/result.h"
 #include "model/instances_kind.h"
 #include "model/instances_walk.h"
+#include "model/instances_working_copy.h"
 
 #include <cstdio>
 
@@ -37,50 +38,79 @@ constexpr InstancesKind kinds[] = {
      vorn_instances_group_named_init_group_iterator, vorn_instances_group_named_iterator_next},
 };
 
-Owned<vorn_class_instances> make_entry(vorn_class *klass)
-{
-    Owned<vorn_class_instances> entry = make<vorn_class_instances>();
-    if (entry) entry->klass = klass;
-    return entry;
-}
-
 /* The entry of a class, made on first use; it stays, even if what it was made for is refused. */
 vorn_class_instances *require_entry(vorn_instances &instances, vorn_class *klass)
 {
     const char *name = klass->name.get();
     if (vorn_class_instances *entry = instances.classes.get(name)) return entry;
 
-    Owned<vorn_class_instances> entry = make_entry(klass);
-    if (!entry || instances.classes.insert(name, entry.get()) != 0) return nullptr;
+    Owned<vorn_class_instances> entry = make_entry(instances, klass);
+    if (!entry || !instances.classes.create(class_buckets)) return nullptr;
+    if (instances.classes.insert(name, entry.get()) != 0) return nullptr;
     return entry.release();
 }
 
-bool copy_entry(vorn_class_instances &target, const vorn_class_instances &source)
+/* An instance that is at home in another store already is a guest, and listened to there. */
+void take_in(vorn_instances &instances, vorn_class_instances &entry, vorn_instance &instance)
 {
-    if (source.singleton) {
-        target.singleton = vorn_instance_copy(source.singleton);
-        return target.singleton != nullptr;
+    if (instance.shelf.home()) {
+        entry.guests++;
+        instances.guests++;
+        return;
     }
-    const InstancesKind *kind = kind_of(*source.klass);
-    return !kind || !kind->copy || kind->copy(&target, &source) == ok;
+    const InstanceListener listener = listener_of(instance);
+    instance.listener = listener.call;
+    instance.listener_data = listener.data;
+    instance.since = listener_clock;
+    instance.shelf = entry.shelf;
 }
 
-enum class Instances { stay, go };
-
-void drop_entry(vorn_class_instances *dropped, Instances instances)
+void let_go(vorn_instances &instances, vorn_class_instances &entry, vorn_instance &instance)
 {
-    const Owned<vorn_class_instances> entry(dropped);
-    const InstancesKind *kind = kind_of(*entry->klass);
-    if (!kind) return;
-    (instances == Instances::go ? kind->delete_all : kind->remove_all)(entry.get());
+    if (!(instance.shelf == entry.shelf)) {
+        entry.guests--;
+        instances.guests--;
+        return;
+    }
+    const InstanceListener listener = listener_of(instance);
+    instance.listener = listener.call;
+    instance.listener_data = listener.data;
+    instance.shelf = OnShelf();
+}
+
+bool is_accepted(const vorn_instances &instances, vorn_instance &instance)
+{
+    for (Witness *each = instances.home.witnesses; each; each = each->next) {
+        if (each->arrived && !each->arrived(*each, instance)) return false;
+    }
+    return true;
+}
+
+/* What an addition looks at: names are unique among all subclasses. */
+bool fetch_for(const vorn_instances &instances, const vorn_class &klass)
+{
+    return klass.superclass ? fetch_family(instances, *klass.superclass)
+                            : fetch_class(instances, klass.name.get());
+}
+
+bool prepare_drop(vorn_instances &instances)
+{
+    if (!fetch_all(instances)) return false;
+    for (Witness *each = instances.home.witnesses; each;) {
+        Witness *next = each->next;
+        if (!each->before_drop(*each)) return false;
+        each = next;
+    }
+    return true;
 }
 
 int drop_class(vorn_instances *instances, const char *class_name, Instances fate)
 {
     if (absent(instances, "instances") || absent(class_name, "class_name")) return failed;
-    if (!registered_class(class_name)) return failed;
+    if (!registered_class(class_name) || !prepare_drop(*instances)) return failed;
 
     if (vorn_class_instances *entry = instances->classes.remove(class_name)) {
+        instances->guests -= entry->guests;
         drop_entry(entry, fate);
     }
     return ok;
@@ -90,6 +120,7 @@ void drop_store(vorn_instances *instances, Instances fate)
 {
     const Owned<vorn_instances> store(instances);
     if (!store) return;
+    part_from_copies(*store, fate);
     for (auto [name, entry] : store->classes)
         drop_entry(entry, fate);
 }
@@ -125,22 +156,26 @@ const vorn_class *registered_class(const char *name)
 
 } // namespace vorn
 
+/* The table of classes comes with the first of them: most stores of a change set stay empty. */
 vorn_instances *vorn_instances_new()
 {
-    Owned<vorn_instances> instances = make<vorn_instances>();
-    if (!instances || !instances->classes.create(class_buckets)) return nullptr;
-    return instances.release();
+    return make<vorn_instances>().release();
 }
 
 vorn_instances *vorn_instances_copy(const vorn_instances *instances)
 {
-    if (absent(instances, "instances")) return nullptr;
+    if (absent(instances, "instances") || !fetch_all(*instances)) return nullptr;
 
     StoreWithInstances copy(vorn_instances_new());
     if (!copy) return nullptr;
     for (auto [name, source] : instances->classes) {
-        vorn_class_instances *target = require_entry(*copy, source->klass);
-        if (!target || !copy_entry(*target, *source)) return nullptr;
+        Owned<vorn_class_instances> entry = copy_entry(*copy, *source);
+        if (!entry) return nullptr;
+        if (!copy->classes.create(class_buckets) || copy->classes.insert(name, entry.get()) != 0) {
+            drop_entry(entry.release(), Instances::go);
+            return nullptr;
+        }
+        entry.release();
     }
     return copy.release();
 }
@@ -155,6 +190,7 @@ vorn_instance *vorn_instances_get_singleton(const vorn_instances *instances, con
         vorn_debug_1printf("Class \"%s\" is not a singleton.\n", class_name);
         return nullptr;
     }
+    if (!fetch_class(*instances, class_name)) return nullptr;
     const vorn_class_instances *entry = instances->classes.get(class_name);
     if (!entry) {
         vorn_debug_1printf("Singleton instance of class \"%s\" is missing.\n", class_name);
@@ -175,6 +211,7 @@ vorn_instance *vorn_instances_get(const vorn_instances *instances, const char *c
         return nullptr;
     }
     if (absent(instance_name, "instance_name")) return nullptr;
+    if (!fetch_family(*instances, *klass)) return nullptr;
     if (!klass->subclasses) return find_by_name(*instances, class_name, instance_name);
 
     for (auto [subclass_name, subclass] : klass->subclasses) {
@@ -188,9 +225,18 @@ int vorn_instances_add(vorn_instances *instances, vorn_instance *instance)
 {
     if (absent(instances, "instances") || absent_instance(instance, __func__)) return failed;
 
+    const vorn_class &klass = *instance->klass;
+    if (!fetch_for(*instances, klass)) return failed;
+    if (!instances->home.ask(StoreEvent::arrival, *instance)) return failed;
     vorn_class_instances *entry = require_entry(*instances, instance->klass);
-    const InstancesKind *kind = kind_of(*instance->klass);
+    const InstancesKind *kind = kind_of(klass);
     if (!entry || !kind || kind->add(instances, entry, instance) != ok) return failed;
+    take_in(*instances, *entry, *instance);
+    if (!is_accepted(*instances, *instance)) {
+        let_go(*instances, *entry, *instance);
+        kind->remove(entry, instance);
+        return failed;
+    }
 
     tell_listener(*instances, instance, VORN_INSTANCES_ADDED);
     return ok;
@@ -200,9 +246,13 @@ int vorn_instances_remove(vorn_instances *instances, vorn_instance *instance)
 {
     if (absent(instances, "instances") || absent_instance(instance, __func__)) return failed;
 
+    if (!fetch_class(*instances, instance->klass->name.get())) return failed;
     vorn_class_instances *entry = instances->classes.get(instance->klass->name.get());
     const InstancesKind *kind = kind_of(*instance->klass);
-    if (!entry || !kind || kind->remove(entry, instance) != ok) return failed;
+    if (!entry || !kind) return failed;
+    if (!instances->home.ask(StoreEvent::departure, *instance)) return failed;
+    if (kind->remove(entry, instance) != ok) return failed;
+    let_go(*instances, *entry, *instance);
 
     tell_listener(*instances, instance, VORN_INSTANCES_REMOVED);
     return ok;
@@ -220,7 +270,7 @@ int vorn_instances_delete_class(vorn_instances *instances, const char *class_nam
 
 int vorn_instances_print(const vorn_instances *instances, FILE *stream)
 {
-    if (absent(instances, "instances")) return failed;
+    if (absent(instances, "instances") || !fetch_all(*instances)) return failed;
 
     for (auto [name, entry] : instances->classes) {
         for (const vorn_instance *each : Walk(vorn_instances_new_class_iterator(instances, name))) {

@@ -7,6 +7,7 @@
 #include "core/base/guard.h"
 #include "core/base/result.h"
 #include "model/instances_kind.h"
+#include "model/instances_working_copy.h"
 
 using namespace vorn;
 
@@ -50,7 +51,7 @@ void settle(vorn_instances_iterator &iterator)
             ght_next(iterator.subclasses, &iterator.subclass_position, &name);
             enter(iterator, entry_of(iterator, name));
         } else {
-            ght_next(iterator.classes->raw(), &iterator.entries, &name);
+            if (*iterator.classes) ght_next(iterator.classes->raw(), &iterator.entries, &name);
             enter(iterator, entry_of(iterator, name));
         }
         if (!name) iterator.classes = nullptr;
@@ -62,7 +63,7 @@ void start_with_all(vorn_instances_iterator &iterator, const vorn_instances &ins
     const void *name = nullptr;
     iterator.kind = IteratorKind::all;
     iterator.classes = &instances.classes;
-    ght_first(instances.classes.raw(), &iterator.entries, &name);
+    if (instances.classes) ght_first(instances.classes.raw(), &iterator.entries, &name);
     enter(iterator, entry_of(iterator, name));
     settle(iterator);
 }
@@ -115,7 +116,7 @@ bool is_named(const vorn_class &klass)
 
 vorn_instances_iterator *vorn_instances_new_iterator(const vorn_instances *instances)
 {
-    if (absent(instances, "instances")) return nullptr;
+    if (absent(instances, "instances") || !fetch_all(*instances)) return nullptr;
 
     Owned<vorn_instances_iterator> iterator = make<vorn_instances_iterator>();
     if (iterator) start_with_all(*iterator, *instances);
@@ -128,7 +129,7 @@ vorn_instances_iterator *vorn_instances_new_class_iterator(const vorn_instances 
     if (absent(instances, "instances")) return nullptr;
     if (!class_name) return vorn_instances_new_iterator(instances);
     const vorn_class *klass = registered_class(class_name);
-    if (!klass) return nullptr;
+    if (!klass || !fetch_family(*instances, *klass)) return nullptr;
 
     Owned<vorn_instances_iterator> iterator = make<vorn_instances_iterator>();
     if (iterator) start_with_class(*iterator, *instances, *klass);
@@ -147,6 +148,7 @@ vorn_instances_iterator *vorn_instances_new_group_iterator(const vorn_instances 
     }
     const vorn_class *klass = registered_class(class_name);
     if (!klass || !is_named(*klass)) return nullptr;
+    if (!fetch_family(*instances, *klass)) return nullptr;
 
     Owned<vorn_instances_iterator> iterator = make<vorn_instances_iterator>();
     if (iterator) start_with_group(*iterator, *instances, *klass, group_name);

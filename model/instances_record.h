@@ -21,18 +21,27 @@ struct vorn_instance_group : vorn::Record {
 
 /* The instances of one concrete class, filed as its type demands. */
 struct vorn_class_instances : vorn::Record {
+    ~vorn_class_instances();
+
     vorn_class *klass = nullptr;
     vorn_instance *singleton = nullptr;
     vorn_instance_node *anonymous_first = nullptr;
     vorn_instance_node *anonymous_last = nullptr;
     vorn::Table<vorn_instance> unique_named;
     vorn::Table<vorn_instance_group> groups;
+    vorn::OnShelf shelf;
+    std::uint32_t guests = 0; /* instances that another store took in first */
 };
 
 struct vorn_instances : vorn::Record {
     vorn::Table<vorn_class_instances> classes; /* in the order they first received an instance */
     vorn_instances_listener_fn listener = nullptr;
     void *listener_data = nullptr;
+    vorn::InstanceHome home;
+    std::uint32_t guests = 0;
+    vorn_instances *original = nullptr;     /* what is left to copy is there */
+    vorn_instances *working_copy = nullptr; /* the store that this is the original of */
+    vorn::Witness as_witness = {};          /* of the original */
 };
 
 namespace vorn {

@@ -311,6 +311,33 @@ void ght_make_newest(ght_table *table, unsigned int key_length, const void *key)
     link_as_newest(*table, entry);
 }
 
+bool ght_get_older(ght_table *table, unsigned int key_length, const void *key, void **older)
+{
+    const ght_key wanted = {key_length, key};
+    const ght_entry *entry = find(*table, bucket_of(*table, wanted), wanted);
+    if (!entry) return false;
+
+    *older = entry->older ? entry->older->data : nullptr;
+    return true;
+}
+
+void ght_append_all(ght_table *target, ght_table *source)
+{
+    while (ght_entry *entry = source->oldest) {
+        const std::uint32_t from = bucket_of(*source, entry->key);
+        unlink_from_chain(*source, from, entry);
+        unlink_from_order(*source, entry);
+        source->counts[from]--;
+        source->entries--;
+
+        const std::uint32_t to = bucket_of(*target, entry->key);
+        link_in_chain(*target, to, entry);
+        link_as_newest(*target, entry);
+        target->counts[to]++;
+        target->entries++;
+    }
+}
+
 void *ght_first(ght_table *table, ght_iterator *iterator, const void **key)
 {
     return step(iterator, table->oldest, key);

@@ -8,3 +8,16 @@
  * without an allocation that could fail. An absent key is left absent.
  */
 void ght_make_newest(ght_table *table, unsigned int key_length, const void *key);
+
+/*
+ * The data of the entry inserted just before the one with the key; null for the oldest one. False
+ * when the key is absent.
+ */
+bool ght_get_older(ght_table *table, unsigned int key_length, const void *key, void **older);
+
+/*
+ * Moves all entries of the source behind those of the target, in their order and without an
+ * allocation that could fail. The two have no key in common and the same allocation and hash
+ * functions. The source is left empty.
+ */
+void ght_append_all(ght_table *target, ght_table *source);

@@ -116,18 +116,20 @@ private:
         {
             const AllocationsAllowed allowed;
             for (vorn_instance *instance : Walk(vorn_instances_new_iterator(store))) {
-                before.push_back(instance);
+                before.insert(instance);
             }
         }
         ~RetiredKeeper()
         {
             const AllocationsAllowed allowed;
             if (running_config == store) return;
+            for (vorn_instance *instance : Walk(vorn_instances_new_iterator(running_config)))
+                before.erase(instance); /* of a class that the transaction did not touch */
             test.retired.insert(test.retired.end(), before.begin(), before.end());
         }
         QueryTest &test;
         vorn_instances *store;
-        std::vector<vorn_instance *> before;
+        std::set<vorn_instance *> before;
     };
 
     void add_provider()

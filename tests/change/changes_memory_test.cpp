@@ -39,9 +39,9 @@ TEST_F(ChangeSetsShortOfMemory, AreNotMadeAndLeaveTheListenersAlone)
         watch();
 
         EXPECT_EQ(changes == nullptr, AllocationFailed());
-        EXPECT_EQ(radio0->listener == ignore_value, AllocationFailed());
-        EXPECT_EQ(radio0->listener_data == this, AllocationFailed());
-        EXPECT_EQ(lan->listener == nullptr, AllocationFailed());
+        EXPECT_EQ(listener_of(*radio0).call == ignore_value, AllocationFailed());
+        EXPECT_EQ(listener_of(*radio0).data == this, AllocationFailed());
+        EXPECT_EQ(listener_of(*lan).call == nullptr, AllocationFailed());
         EXPECT_EQ(store->listener == ignore_action, AllocationFailed());
         EXPECT_EQ(store->listener_data == this, AllocationFailed());
     });

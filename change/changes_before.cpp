@@ -1,0 +1,147 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * What a store was when a change set began, put together from what it is and from what was saved
+ * when something changed. Nothing is copied that is neither changed nor asked for.
+ */
+#include "change/changes_before.h"
+
+#include "core/base/result.h"
+#include "model/instances_working_copy.h"
+
+#include <utility>
+
+namespace vorn {
+
+namespace {
+
+constexpr unsigned int entry_buckets = 8;
+constexpr unsigned int departed_buckets = 8;
+
+BeforeCopy *make_copy(vorn_changes &changes, const vorn_instance &instance)
+{
+    Owned<BeforeCopy> copy = make<BeforeCopy>();
+    if (!copy) return nullptr;
+    copy->instance.reset(vorn_instance_copy(&instance));
+    if (!copy->instance) return nullptr;
+
+    copy->next_owned = std::exchange(changes.copies, copy.get());
+    return copy.release();
+}
+
+void append(Departed &departed, BeforeCopy *first, BeforeCopy *last)
+{
+    (departed.last ? departed.last->next_departed : departed.first) = first;
+    departed.last = last;
+}
+
+/* Those behind something; made when there are none yet. */
+Departed *require_departed(vorn_changes &changes, const void *place)
+{
+    if (Departed *known = changes.departed.get(place)) return known;
+
+    Owned<Departed> made = make<Departed>();
+    if (!made || !changes.departed.create(departed_buckets)) return nullptr;
+    return changes.departed.insert(place, made.get()) == ok ? made.release() : nullptr;
+}
+
+/* The place of an instance: behind another one, or at the beginning of its class. */
+const void *place_of(const vorn_instance *predecessor, const vorn_class_instances &entry)
+{
+    return predecessor ? static_cast<const void *>(predecessor) : &entry;
+}
+
+bool add_departed(vorn_instances &before, const Departed *departed)
+{
+    for (BeforeCopy *copy = departed ? departed->first : nullptr; copy;
+         copy = copy->next_departed) {
+        if (vorn_instances_add(&before, copy->instance.get()) != ok) return false;
+    }
+    return true;
+}
+
+bool add_before(vorn_changes &changes, vorn_instances &before, vorn_instance &instance)
+{
+    const vorn_changes_entry *entry = is_as_before(changes, instance)
+                                          ? remember(changes, instance)
+                                          : changes.entries.get(&instance);
+    if (!entry) return false;
+    return !entry->before || vorn_instances_add(&before, entry->before->instance.get()) == ok;
+}
+
+bool fill(vorn_changes &changes, vorn_instances &before)
+{
+    if (!fetch_all(*changes.after)) return false;
+
+    for (auto [name, entry] : changes.after->classes) {
+        if (!add_departed(before, changes.departed.get(entry))) return false;
+        bool whole = true;
+        for_each_instance(*entry, [&](vorn_instance &instance) {
+            whole = whole && add_before(changes, before, instance) &&
+                    add_departed(before, changes.departed.get(&instance));
+        });
+        if (!whole) return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool is_as_before(const vorn_changes &changes, const vorn_instance &instance)
+{
+    return changes.after && is_at_home(*changes.after, instance) && !changes.entries.get(&instance);
+}
+
+vorn_changes_entry *remember(vorn_changes &changes, vorn_instance &instance)
+{
+    Owned<vorn_changes_entry> entry = make<vorn_changes_entry>();
+    if (!entry || !changes.entries.create(entry_buckets)) return nullptr;
+    if (changes.entries.insert(&instance, entry.get()) != ok) return nullptr;
+
+    entry->before = make_copy(changes, instance);
+    if (!entry->before) {
+        changes.entries.remove(&instance);
+        return nullptr;
+    }
+    return entry.release();
+}
+
+bool remember_place(vorn_changes &changes, vorn_instance &instance)
+{
+    const vorn_class_instances *home = changes.after->classes.get(instance.klass->name.get());
+    vorn_instance *predecessor = nullptr;
+    if (changes.before || !home || !find_predecessor(*home, instance, predecessor)) return true;
+    vorn_changes_entry *entry = changes.entries.get(&instance);
+    if (!entry && is_as_before(changes, instance)) entry = remember(changes, instance);
+    if (!entry) return false;
+
+    Departed *departed = require_departed(changes, place_of(predecessor, *home));
+    if (!departed) return false;
+    const Owned<Departed> behind(changes.departed.remove(&instance));
+    if (entry->before) append(*departed, entry->before, entry->before);
+    if (behind && behind->first) append(*departed, behind->first, behind->last);
+    return true;
+}
+
+bool detach_copy(vorn_changes &changes, const vorn_instance &instance,
+                 const vorn_changes_entry &entry)
+{
+    if (changes.before || !entry.before) return true;
+    Departed *behind = require_departed(changes, &instance);
+    if (!behind) return false;
+
+    entry.before->next_departed = std::exchange(behind->first, entry.before);
+    if (!behind->last) behind->last = entry.before;
+    return true;
+}
+
+vorn_instances *whole_before(vorn_changes &changes)
+{
+    if (changes.before) return changes.before.get();
+
+    StoreShell before(vorn_instances_new());
+    if (!before || !changes.after || !fill(changes, *before)) return nullptr;
+    changes.before = std::move(before);
+    return changes.before.get();
+}
+
+} // namespace vorn

@@ -1,0 +1,58 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "core/base/memory.h"
+#include "core/base/table.h"
+#include "model/instances_entry.h"
+#include "model/instances_walk.h"
+#include "vorn/changes.h"
+
+#include <cstdint>
+
+namespace vorn {
+
+enum EntryState : std::int32_t {
+    stranger = -1, /* in the store, but as if not: it came or was said to go without the listener */
+    untouched = 0,
+    touched = 1,
+};
+
+/* What an instance was when the change set began; it lives as long as the change set. */
+struct BeforeCopy : Record {
+    Owned<vorn_instance> instance;
+    BeforeCopy *next_owned = nullptr;
+    BeforeCopy *next_departed = nullptr;
+};
+
+/* An instance that is at home in the store and has no entry was there and has not been touched. */
+struct vorn_changes_entry : Record {
+    EntryState state = untouched;
+    BeforeCopy *before = nullptr; /* null for an inserted instance */
+    Values inserted_with;         /* what an inserted instance had then */
+    NameSet properties;           /* created with the first */
+};
+
+/*
+ * Instances of before that are gone, in their order, kept where they stood: behind an instance
+ * that is still there, or at the beginning of their class.
+ */
+struct Departed : Record {
+    BeforeCopy *first = nullptr;
+    BeforeCopy *last = nullptr;
+};
+
+} // namespace vorn
+
+struct vorn_changes : vorn::Record {
+    ~vorn_changes(); /* stops listening, frees the entries and the copies */
+
+    vorn::Witness witness = {};
+    vorn::StoreShell changed;
+    vorn::StoreShell deleted; /* refers to copies */
+    vorn::StoreShell before;  /* refers to copies; made when somebody asks for it */
+    vorn::BeforeCopy *copies = nullptr;
+    vorn::IdentityTable<vorn_instance, vorn::vorn_changes_entry> entries;
+    vorn::IdentityTable<void, vorn::Departed> departed; /* by what they stood behind */
+    vorn_instances *after = nullptr; /* the store listened to; outlives the record */
+    vorn_changes *next_alive = nullptr;
+};
