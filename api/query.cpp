@@ -49,15 +49,13 @@ bool is_named(const xmlNode *node, const char *name)
 }
 
 /* An answer to the request as a whole. */
-XmlDocument refusal(const char *message)
+Text refusal(const char *message)
 {
-    QueryContext context;
+    Answer answer;
     std::int32_t count = 0;
-    XmlDocument result = new_result();
-    if (!result) return result;
-    add_error(context, result.get(), message, count);
-    add_rc_counter(context, result.get(), count, 0);
-    return context.out_of_memory ? XmlDocument() : std::move(result);
+    answer.add_error(message, count);
+    answer.add_rc_counter(count, 0);
+    return answer.take();
 }
 
 /* The instances of an abandoned copy are nobody else's; those of an accepted one are kept. */
@@ -69,18 +67,19 @@ StoreWithInstances copy_for_transaction()
 
 /* Runs one pass; with `all`, an operation's error does not keep the next one from being looked at.
  */
-std::int32_t run_pass(QueryContext &context, xmlNode *first, xmlDoc *result, bool all)
+std::int32_t run_pass(QueryContext &context, xmlNode *first, Answer &answer, bool all)
 {
     std::int32_t count = 0;
     context.operation = first;
     while (context.operation && (all || count == 0)) {
-        context.operation = evaluate_operation(context, result, count);
+        context.operation = evaluate_operation(context, answer, count);
     }
+    if (answer.failed()) context.out_of_memory = true;
     return count;
 }
 
-/* The first pass; an answer means that the request ends here. */
-bool plan(QueryContext &context, xmlNode *first, XmlDocument &result)
+/* The first pass; false means that the request ends here, with the answer so far. */
+bool plan(QueryContext &context, xmlNode *first, Answer &answer)
 {
     constexpr bool every_operation = true;
     const OwnedRefreshInfo info(vorn_refresh_info_new(context.instances));
@@ -89,10 +88,10 @@ bool plan(QueryContext &context, xmlNode *first, XmlDocument &result)
         return false;
     }
     context.refresh_info = info.get();
-    const std::int32_t errors = run_pass(context, first, result.get(), every_operation);
+    const std::int32_t errors = run_pass(context, first, answer, every_operation);
     if (errors == 0 && !context.out_of_memory) vorn_providers_refresh(info.get());
     context.refresh_info = nullptr;
-    return errors == 0;
+    return errors == 0 && !context.out_of_memory;
 }
 
 bool has_to_be_committed(const QueryContext &context)
@@ -100,32 +99,33 @@ bool has_to_be_committed(const QueryContext &context)
     return context.opcode != select_opcode || context.transaction;
 }
 
-XmlDocument evaluate_operations(QueryContext &context, xmlNode *first, StoreWithInstances copy)
+/* The second pass, and what becomes of its changes. An abandoned copy outlives its change set. */
+void execute(QueryContext &context, xmlNode *first, StoreWithInstances &copy, Answer &answer)
 {
     constexpr bool until_an_error = false;
-    const OwnedChanges changes(vorn_changes_new(context.instances));
-    XmlDocument result = new_result();
-    if (!changes || !result) return {};
-    context.changes = changes.get();
+    const std::int32_t errors = run_pass(context, first, answer, until_an_error);
+    if (errors != 0 || context.passive || (context.out_of_memory && context.transaction)) return;
 
-    if (!plan(context, first, result)) {
-        return context.out_of_memory ? XmlDocument() : std::move(result);
+    if (context.transaction) vorn_config_replace_running(copy.release());
+    if (has_to_be_committed(context)) {
+        vorn_providers_commit(context.instances, context.changes, nullptr);
     }
-    result = new_result();
-    if (!result || context.out_of_memory) return {};
-
-    const std::int32_t errors = run_pass(context, first, result.get(), until_an_error);
-    if (context.out_of_memory && context.transaction) return {};
-    if (errors == 0 && !context.passive) {
-        if (context.transaction) vorn_config_replace_running(copy.release());
-        if (has_to_be_committed(context)) {
-            vorn_providers_commit(context.instances, changes.get(), nullptr);
-        }
-    }
-    return context.out_of_memory ? XmlDocument() : std::move(result);
 }
 
-XmlDocument evaluate_request(xmlDoc *request, bool passive)
+Text evaluate_operations(QueryContext &context, xmlNode *first, StoreWithInstances copy)
+{
+    const OwnedChanges changes(vorn_changes_new(context.instances));
+    if (!changes) return {};
+    context.changes = changes.get();
+
+    Answer planned;
+    if (!plan(context, first, planned)) return context.out_of_memory ? Text() : planned.take();
+    Answer answer;
+    execute(context, first, copy, answer);
+    return context.out_of_memory ? Text() : answer.take();
+}
+
+Text evaluate_request(xmlDoc *request, bool passive)
 {
     xmlNode *root = xmlDocGetRootElement(request);
     if (!is_named(root, root_name)) return refusal("Top level name is not lsql.");
@@ -157,20 +157,25 @@ bool shows_queries(bool passive)
     return vorn_debug_get() > (passive ? 1 : 0);
 }
 
-void show(const char *what, bool passive, xmlDoc *document)
+void show(const char *what, bool passive)
 {
-    if (!shows_queries(passive)) return;
     vorn_debug_printf("LSQL %s%s:\n", what, passive ? " (passive)" : "");
-    if (document) xmlDocDump(vorn_debug_get_stream(), document);
-    std::fflush(vorn_debug_get_stream());
 }
 
-XmlDocument evaluate_logged(xmlDoc *request, bool passive)
+Text evaluate_logged(xmlDoc *request, bool passive)
 {
-    show("query", passive, request);
-    XmlDocument result = evaluate_request(request, passive);
-    show("result", passive, result.get());
-    return result;
+    if (shows_queries(passive)) {
+        show("query", passive);
+        xmlDocDump(vorn_debug_get_stream(), request);
+        std::fflush(vorn_debug_get_stream());
+    }
+    Text answer = evaluate_request(request, passive);
+    if (shows_queries(passive)) {
+        show("result", passive);
+        if (answer) std::fputs(answer.get(), vorn_debug_get_stream());
+        std::fflush(vorn_debug_get_stream());
+    }
+    return answer;
 }
 
 /* The origin points into the request; whoever asks for it later must not find a freed text. */
@@ -198,10 +203,9 @@ char *evaluate_text(const char *text, bool passive)
     if (is_named(root, startup_request_name)) return vorn_config_get_startup_as_xml();
 
     const OriginEndsWithRequest origin_ends(root);
-    const XmlDocument result = evaluate_logged(request.get(), passive);
-    char *answer = result ? dump_result(result.get()) : nullptr;
+    Text answer = evaluate_logged(request.get(), passive);
     if (!answer) vorn_debug_eprintf("No memory to answer an LSQL request.\n");
-    return answer;
+    return answer.release();
 }
 
 /* Filled and then left behind: the commit makes an empty set of its own. */

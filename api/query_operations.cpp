@@ -33,12 +33,6 @@ constexpr std::size_t short_message_room = 80;
 using Message = Line<message_room>;
 using ShortMessage = Line<short_message_room>;
 
-struct DeleteProperties {
-    void operator()(vorn_class_property_iterator *iterator) const noexcept
-    {
-        vorn_class_delete_property_iterator(iterator);
-    }
-};
 struct DeleteInstance {
     void operator()(vorn_instance *instance) const noexcept { vorn_instance_delete(instance); }
 };
@@ -61,9 +55,9 @@ bool is_meant(const QueryContext &context, const vorn_instance *instance)
     return !context.where || eval_expr(context.request, context.where, instance);
 }
 
-void report(QueryContext &context, xmlDoc *result, const char *message)
+void report(QueryContext &context, Answer &answer, const char *message)
 {
-    add_error(context, result, message, context.errors);
+    answer.add_error(message, context.errors);
 }
 
 bool has_named_instances(const vorn_class &klass)
@@ -110,68 +104,71 @@ void collect_select_properties(const QueryContext &context)
     }
 }
 
-void add_all_properties(QueryContext &context, const vorn_instance *instance, xmlNode *element)
+/* A class's properties come after those of its superclass. */
+void add_all_properties(Answer &answer, const vorn_instance &instance, const vorn_class &klass)
 {
-    const std::unique_ptr<vorn_class_property_iterator, DeleteProperties> properties(
-        vorn_class_new_property_iterator(instance->klass));
-    if (!properties) context.out_of_memory = true;
-
-    while (properties && vorn_class_property_iterator_has_next(properties.get())) {
-        const vorn_property *property = vorn_class_property_iterator_next(properties.get());
-        add_property_element(context, instance, property->name.get(), element);
-    }
+    if (klass.superclass) add_all_properties(answer, instance, *klass.superclass);
+    for (auto [name, property] : klass.properties)
+        answer.add_property(name, vorn_instance_get_value(&instance, name));
 }
 
-void add_requested_properties(QueryContext &context, const vorn_instance *instance,
-                              xmlNode *element)
+void add_requested_properties(const QueryContext &context, Answer &answer,
+                              const vorn_instance *instance)
 {
     for (const xmlNode *child = context.property_elements; child; child = child->next) {
-        if (child->name) add_property_element(context, instance, plain(child->name), element);
+        if (!child->name) continue;
+        const char *property = plain(child->name);
+        answer.add_property(property, vorn_instance_get_value(instance, property));
     }
 }
 
-/* False when the "properties" attribute makes no sense, which shows at the first instance only. */
-bool select_instance(QueryContext &context, xmlDoc *result, const vorn_instance *instance,
-                     xmlNode *dataset)
+bool has_valid_properties(const QueryContext &context)
+{
+    return !context.properties || std::strcmp(context.properties, "all") == 0;
+}
+
+void select_instance(QueryContext &context, Answer &answer, const vorn_instance *instance)
 {
     context.counter++;
-    xmlNode *element = add_instance_element(context, instance, context.class_name, dataset);
-    if (!element) return false;
-
+    answer.begin_instance(context.class_name, *instance);
     if (!context.properties) {
-        add_requested_properties(context, instance, element);
-        return true;
+        add_requested_properties(context, answer, instance);
+    } else if (has_valid_properties(context)) {
+        add_all_properties(answer, *instance, *instance->klass);
     }
-    if (std::strcmp(context.properties, "all") != 0) {
-        report(context, result,
-               ShortMessage("Invalid properties=\"%s\".", context.properties).get());
-        return false;
-    }
-    add_all_properties(context, instance, element);
-    return true;
+    answer.end_instance(context.class_name);
 }
 
 /* Each operation answers whether "rc" and "counter" are to follow. */
-bool query_select(QueryContext &context, xmlDoc *result)
+/* An attribute that makes no sense shows at the first instance only. */
+bool query_select(QueryContext &context, Answer &answer)
 {
-    xmlNode *dataset = add_element(context, xmlDocGetRootElement(result), "dataset");
-    if (!vorn_classes_get(context.class_name)) return true;
-    if (is_first_pass(context)) {
+    const bool is_known = vorn_classes_get(context.class_name) != nullptr;
+    const bool is_planned = is_known && is_first_pass(context);
+    bool valid = true;
+
+    answer.begin_dataset();
+    if (is_planned) {
         collect_select_properties(context);
         collect_where(context);
-        return false;
-    }
-    if (!dataset) return true;
-    for (const vorn_instance *instance : instances_of(context)) {
-        if (is_meant(context, instance) && !select_instance(context, result, instance, dataset)) {
-            break;
+    } else if (is_known) {
+        for (const vorn_instance *instance : instances_of(context)) {
+            if (!is_meant(context, instance)) continue;
+            select_instance(context, answer, instance);
+            valid = has_valid_properties(context);
+            if (!valid) break;
         }
     }
-    return true;
+    answer.end_dataset();
+    if (!valid) {
+        report(context, answer,
+               ShortMessage("Invalid properties=\"%s\".", context.properties).get());
+    }
+    return !is_planned;
 }
 
 /* Sets one value of an instance that exists; false after an error. */
-bool update_property(QueryContext &context, xmlDoc *result, vorn_instance *instance,
+bool update_property(QueryContext &context, Answer &answer, vorn_instance *instance,
                      const xmlNode *element)
 {
     const char *name = plain(element->name);
@@ -180,18 +177,18 @@ bool update_property(QueryContext &context, xmlDoc *result, vorn_instance *insta
 
     const vorn_property *property = vorn_class_get_property(instance->klass, name);
     if (!property) {
-        report(context, result,
+        report(context, answer,
                Message("Property \"%s\" is not valid for class \"%s\".", shown(name), class_name)
                    .get());
         return false;
     }
     if (!context.passive && !property->writable) {
-        report(context, result,
+        report(context, answer,
                Message("Property \"%s\" of class \"%s\" is not writable.", name, class_name).get());
         return false;
     }
     if (vorn_instance_set_value(instance, name, value) != 0) {
-        report(context, result,
+        report(context, answer,
                Message("Value \"%s\" is not valid for property \"%s\" of class \"%s\".", value,
                        name, class_name)
                    .get());
@@ -201,20 +198,20 @@ bool update_property(QueryContext &context, xmlDoc *result, vorn_instance *insta
 }
 
 /* The change set is told first: it must know the instance before any value of it changes. */
-bool update_instance(QueryContext &context, xmlDoc *result, vorn_instance *instance)
+bool update_instance(QueryContext &context, Answer &answer, vorn_instance *instance)
 {
     note_recording(context, vorn_changes_instance_updated(context.changes, instance));
     for (const xmlNode *element = context.property_elements; element; element = element->next) {
-        if (!update_property(context, result, instance, element)) return false;
+        if (!update_property(context, answer, instance, element)) return false;
     }
     context.counter++;
     return true;
 }
 
-bool query_update(QueryContext &context, xmlDoc *result)
+bool query_update(QueryContext &context, Answer &answer)
 {
     if (!vorn_classes_get(context.class_name)) {
-        report(context, result, Message("Unknown class \"%s\".", context.class_name).get());
+        report(context, answer, Message("Unknown class \"%s\".", context.class_name).get());
         return true;
     }
     if (is_first_pass(context)) {
@@ -222,7 +219,7 @@ bool query_update(QueryContext &context, xmlDoc *result)
         return false;
     }
     for (vorn_instance *instance : instances_of(context)) {
-        if (is_meant(context, instance) && !update_instance(context, result, instance)) break;
+        if (is_meant(context, instance) && !update_instance(context, answer, instance)) break;
     }
     return true;
 }
@@ -247,7 +244,7 @@ bool delete_instance(QueryContext &context, vorn_instance *instance)
     return true;
 }
 
-bool query_delete(QueryContext &context, xmlDoc *)
+bool query_delete(QueryContext &context, Answer &)
 {
     if (!vorn_classes_get(context.class_name)) return true;
     if (is_first_pass(context)) {
@@ -263,7 +260,7 @@ bool query_delete(QueryContext &context, xmlDoc *)
 }
 
 /* Sets one value of a new instance; false after an error. */
-bool insert_property(QueryContext &context, xmlDoc *result, vorn_instance *instance,
+bool insert_property(QueryContext &context, Answer &answer, vorn_instance *instance,
                      const xmlNode *element, const char *element_class)
 {
     const char *name = plain(element->name);
@@ -272,18 +269,18 @@ bool insert_property(QueryContext &context, xmlDoc *result, vorn_instance *insta
 
     const vorn_property *property = vorn_class_get_property(instance->klass, name);
     if (!property) {
-        report(context, result,
+        report(context, answer,
                Message("Property \"%s\" is not valid for class \"%s\".", shown(name), class_name)
                    .get());
         return false;
     }
     if (!context.passive && !property->writable && !property->required_on_insert) {
-        report(context, result,
+        report(context, answer,
                Message("Property \"%s\" of class \"%s\" is not writable.", name, class_name).get());
         return false;
     }
     if (vorn_instance_set_value(instance, name, value) != 0) {
-        report(context, result,
+        report(context, answer,
                Message("Value \"%s\" is not valid for property \"%s\" of class \"%s\".", value,
                        name, element_class)
                    .get());
@@ -292,39 +289,39 @@ bool insert_property(QueryContext &context, xmlDoc *result, vorn_instance *insta
     return true;
 }
 
-bool is_complete(QueryContext &context, xmlDoc *result, const vorn_instance *instance)
+bool is_complete(QueryContext &context, Answer &answer, const vorn_instance *instance)
 {
     char *reason = nullptr;
     const bool valid = vorn_instance_is_valid(instance, &reason) != 0;
     const Text owned(reason);
     if (!valid) {
-        report(context, result, Message("Instance is invalid: %s", shown(reason)).get());
+        report(context, answer, Message("Instance is invalid: %s", shown(reason)).get());
     }
     return valid;
 }
 
-bool insert_instance(QueryContext &context, xmlDoc *result, xmlNode *element)
+bool insert_instance(QueryContext &context, Answer &answer, xmlNode *element)
 {
     const char *element_class = shown(plain(element->name));
     const char *class_name = vorn_config_get_class_name(context.request, element);
     if (!class_name) {
-        report(context, result, Message("Unknown class \"%s\".", element_class).get());
+        report(context, answer, Message("Unknown class \"%s\".", element_class).get());
         return false;
     }
     const char *name = vorn_util_xmlGetProp(element, "name");
     OwnedInstance instance(vorn_instance_new(vorn_classes_get(class_name), name));
     if (!instance) {
         report(
-            context, result,
+            context, answer,
             Message("Bad instance name \"%s\" of class \"%s\".", shown(name), element_class).get());
         return false;
     }
     for (const xmlNode *child = element->children; child; child = child->next) {
-        if (!insert_property(context, result, instance.get(), child, element_class)) return false;
+        if (!insert_property(context, answer, instance.get(), child, element_class)) return false;
     }
-    if (!is_complete(context, result, instance.get())) return false;
+    if (!is_complete(context, answer, instance.get())) return false;
     if (vorn_instances_add(context.instances, instance.get()) != 0) {
-        report(context, result,
+        report(context, answer,
                Message("Couldn't add instance \"%s\" of class \"%s\".", shown(name), element_class)
                    .get());
         return false;
@@ -334,19 +331,19 @@ bool insert_instance(QueryContext &context, xmlDoc *result, xmlNode *element)
     return true;
 }
 
-bool query_insert(QueryContext &context, xmlDoc *result)
+bool query_insert(QueryContext &context, Answer &answer)
 {
     if (is_first_pass(context)) return false;
 
     for (xmlNode *element = context.operation->children; element; element = element->next) {
-        if (!insert_instance(context, result, element)) break;
+        if (!insert_instance(context, answer, element)) break;
     }
     return true;
 }
 
 struct Operation {
     const char *name;
-    bool (*run)(QueryContext &context, xmlDoc *result);
+    bool (*run)(QueryContext &context, Answer &answer);
 };
 
 /* In the order of their codes. */
@@ -366,11 +363,10 @@ const Operation *find_operation(const xmlNode *node)
 }
 
 /* A shape that makes no operation ends the request. */
-xmlNode *end_request(QueryContext &context, xmlDoc *result, const char *message,
-                     std::int32_t &count)
+xmlNode *end_request(Answer &answer, const char *message, std::int32_t &count)
 {
-    add_error(context, result, message, count);
-    add_rc_counter(context, result, count, 0);
+    answer.add_error(message, count);
+    answer.add_rc_counter(count, 0);
     return nullptr;
 }
 
@@ -392,20 +388,20 @@ xmlNode *take_where(QueryContext &context)
 
 } // namespace
 
-xmlNode *evaluate_operation(QueryContext &context, xmlDoc *result, std::int32_t &count)
+xmlNode *evaluate_operation(QueryContext &context, Answer &answer, std::int32_t &count)
 {
     const Operation *operation = find_operation(context.operation);
     if (!operation) {
         const ShortMessage message("Invalid operation \"%s\".",
                                    shown(plain(context.operation->name)));
-        return end_request(context, result, message.get(), count);
+        return end_request(answer, message.get(), count);
     }
     context.opcode = static_cast<std::int32_t>(operation - operations);
 
     xmlNode *class_element = context.operation->children;
-    if (!class_element) return end_request(context, result, "Incomplete lsql request.", count);
+    if (!class_element) return end_request(answer, "Incomplete lsql request.", count);
     context.class_name = plain(class_element->name);
-    if (!context.class_name) return end_request(context, result, "No class name.", count);
+    if (!context.class_name) return end_request(answer, "No class name.", count);
 
     context.instance_name = vorn_util_xmlGetProp(class_element, "name");
     context.properties = vorn_util_xmlGetProp(class_element, "properties");
@@ -415,9 +411,9 @@ xmlNode *evaluate_operation(QueryContext &context, xmlDoc *result, std::int32_t 
 
     context.errors = 0;
     context.counter = 0;
-    const bool answered = operation->run(context, result);
+    const bool answered = operation->run(context, answer);
     count = context.errors;
-    if (answered) add_rc_counter(context, result, context.errors, context.counter);
+    if (answered) answer.add_rc_counter(context.errors, context.counter);
     return next;
 }
 

@@ -1,26 +1,18 @@
 /* SPDX-License-Identifier: MIT */
-/*
- * The answer document. An answer that can't be written down whole for lack of memory is marked in
- * the context and never sent: half an answer would look like a small configuration.
- */
 #include "api/query_result.h"
 
 #include "core/base/text.h"
+#include "services/xml.h"
 
-#include <cstdlib>
-#include <cstring>
+#include <cstdio>
 
 namespace vorn {
 
 namespace {
 
+constexpr char root_name[] = "lsql_result";
+constexpr char dataset_name[] = "dataset";
 constexpr char replacement = '?';
-
-xmlNode *checked(QueryContext &context, xmlNode *node)
-{
-    if (!node) context.out_of_memory = true;
-    return node;
-}
 
 /* A plugin may hold what no document can; the answer shows that much of it as it can. */
 Text as_xml_text(const char *text)
@@ -35,76 +27,86 @@ Text as_xml_text(const char *text)
     return copy;
 }
 
-xmlNode *add_text(QueryContext &context, xmlNode *parent, const char *name, const char *text)
-{
-    if (!text || is_xml_text(text)) return checked(context, add_text_element(parent, name, text));
+/* A text that a document can hold: the one given or, when it is not, another made of it. */
+class Readable {
+public:
+    explicit Readable(const char *text) : text_(text)
+    {
+        if (!text || is_xml_text(text)) return;
+        made_ = as_xml_text(text);
+        text_ = made_.get();
+        failed_ = !made_;
+    }
 
-    const Text readable = as_xml_text(text);
-    return checked(context, readable ? add_text_element(parent, name, readable.get()) : nullptr);
-}
+    bool failed() const { return failed_; }
+    const char *get() const { return text_; }
 
-void add_number(QueryContext &context, xmlNode *root, const char *name, std::int32_t number)
-{
-    add_text(context, root, name, Line<16>("%d", number).get());
-}
+private:
+    const char *text_;
+    Text made_;
+    bool failed_ = false;
+};
 
 } // namespace
 
-XmlDocument new_result()
+Answer::Answer()
 {
-    return new_xml_document("lsql_result");
+    writer_.open(root_name);
 }
 
-void add_error(QueryContext &context, xmlDoc *result, const char *message, std::int32_t &count)
+void Answer::begin_dataset()
+{
+    writer_.open(dataset_name);
+}
+
+void Answer::end_dataset()
+{
+    writer_.close(dataset_name);
+}
+
+void Answer::begin_instance(const char *class_name, const vorn_instance &instance)
+{
+    const Readable name(vorn_instance_get_name(&instance));
+    if (name.failed()) writer_.fail();
+    writer_.open(class_name, name.get());
+}
+
+void Answer::end_instance(const char *class_name)
+{
+    writer_.close(class_name);
+}
+
+void Answer::add_property(const char *property, const char *value)
+{
+    add_text(property, value);
+}
+
+void Answer::add_text(const char *name, const char *text)
+{
+    const Readable readable(text);
+    if (readable.failed()) writer_.fail();
+    writer_.add_text(name, readable.get());
+}
+
+void Answer::add_error(const char *message, std::int32_t &count)
 {
     count++;
-    add_text(context, xmlDocGetRootElement(result), "error", message);
+    add_text("error", message);
 }
 
-void add_rc_counter(QueryContext &context, xmlDoc *result, std::int32_t rc, std::int32_t counter)
+void Answer::add_rc_counter(std::int32_t rc, std::int32_t counter)
 {
-    xmlNode *root = xmlDocGetRootElement(result);
-    add_number(context, root, "rc", rc);
-    add_number(context, root, "counter", counter);
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%d", static_cast<int>(rc));
+    writer_.add_text("rc", digits);
+    std::snprintf(digits, sizeof digits, "%d", static_cast<int>(counter));
+    writer_.add_text("counter", digits);
 }
 
-void add_property_element(QueryContext &context, const vorn_instance *instance,
-                          const char *property, xmlNode *parent)
+Text Answer::take()
 {
-    add_text(context, parent, property, vorn_instance_get_value(instance, property));
-}
-
-xmlNode *add_instance_element(QueryContext &context, const vorn_instance *instance,
-                              const char *class_name, xmlNode *parent)
-{
-    xmlNode *element = add_element(context, parent, class_name);
-    const char *name = vorn_instance_get_name(instance);
-    if (!element || !name) return element;
-
-    Text readable;
-    if (!is_xml_text(name)) {
-        readable = as_xml_text(name);
-        name = readable.get();
-    }
-    const bool named = name && xmlNewProp(element, xml("name"), xml(name));
-    if (!named) context.out_of_memory = true;
-    return element;
-}
-
-xmlNode *add_element(QueryContext &context, xmlNode *parent, const char *name)
-{
-    return checked(context, xmlNewChild(parent, nullptr, xml(name), nullptr));
-}
-
-char *dump_result(xmlDoc *result)
-{
-    xmlChar *dumped = nullptr;
-    int size = 0;
-    xmlDocDumpMemory(result, &dumped, &size);
-    if (!dumped) return nullptr;
-
-    const XmlText owned(dumped);
-    return copy_of(plain(dumped)).release();
+    writer_.close(root_name);
+    return writer_.take();
 }
 
 } // namespace vorn

@@ -2,32 +2,40 @@
 #pragma once
 
 #include "api/query_context.h"
-#include "services/xml.h"
+#include "services/xml_writer.h"
 #include "vorn/instance.h"
 
 namespace vorn {
 
-/* An empty answer: the root alone. Empty when memory is gone. */
-XmlDocument new_result();
+/*
+ * The answer to one request, written as it is found. One that can't be written down whole for lack
+ * of memory is never sent: half an answer would look like a small configuration.
+ */
+class Answer {
+public:
+    Answer();
 
-/* Adds the "error" element and counts it. */
-void add_error(QueryContext &context, xmlDoc *result, const char *message, std::int32_t &count);
+    /* What a select found is written between these two. */
+    void begin_dataset();
+    void end_dataset();
+    void begin_instance(const char *class_name, const vorn_instance &instance);
+    void end_instance(const char *class_name);
+    /* The value, or nothing when the instance has none. */
+    void add_property(const char *property, const char *value);
 
-/* Adds "rc" and "counter", which end what one operation answers. */
-void add_rc_counter(QueryContext &context, xmlDoc *result, std::int32_t rc, std::int32_t counter);
+    /* Adds the "error" element and counts it. */
+    void add_error(const char *message, std::int32_t &count);
+    /* Adds "rc" and "counter", which end what one operation answers. */
+    void add_rc_counter(std::int32_t rc, std::int32_t counter);
 
-/* Adds a child named by the property that holds its value, or nothing when it has none. */
-void add_property_element(QueryContext &context, const vorn_instance *instance,
-                          const char *property, xmlNode *parent);
+    bool failed() const { return writer_.failed(); }
+    /* The unindented document with its declaration; empty without memory. */
+    Text take();
 
-/* Adds an element of the class, with the instance's name when it has one; null without memory. */
-xmlNode *add_instance_element(QueryContext &context, const vorn_instance *instance,
-                              const char *class_name, xmlNode *parent);
+private:
+    void add_text(const char *name, const char *text);
 
-/* Adds an empty element; null without memory. */
-xmlNode *add_element(QueryContext &context, xmlNode *parent, const char *name);
-
-/* The unindented document with its declaration, to be freed by the caller; null without memory. */
-char *dump_result(xmlDoc *result);
+    XmlWriter writer_;
+};
 
 } // namespace vorn

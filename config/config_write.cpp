@@ -11,19 +11,19 @@
 #include "model/instance_record.h"
 #include "model/instances_walk.h"
 #include "services/xml.h"
+#include "services/xml_writer.h"
 #include "vorn/class.h"
 #include "vorn/debug.h"
 
 #include <libxml/parserInternals.h>
 
-#include <cerrno>
 #include <cstring>
 
 namespace vorn {
 
 namespace {
 
-constexpr int indented = 1;
+constexpr char root_name[] = "config";
 
 bool is_saved(const vorn_class &klass, const char *property)
 {
@@ -43,67 +43,63 @@ void report_left_out(const char *what, const vorn_instance &instance)
                        what, instance.name ? instance.name.get() : "", instance.klass->name.get());
 }
 
-bool add_values(xmlNode *element, const vorn_instance &instance)
+void add_values(XmlWriter &document, const vorn_instance &instance)
 {
     for (auto [property, value] : instance.values) {
         if (!is_saved(*instance.klass, property)) continue;
         if (!is_xml_name(property) || !can_be_read_back(value)) {
             report_left_out(property, instance);
-        } else if (!add_text_element(element, property, value)) {
-            return false;
+        } else {
+            document.add_text(property, value);
         }
     }
-    return true;
 }
 
-bool add_instance(xmlNode *root, const vorn_class &klass, const vorn_instance &instance)
+void add_instance(XmlWriter &document, const vorn_class &klass, const vorn_instance &instance)
 {
     const char *name = instance.name.get();
-    if (instance.klass->persistence == 0) return true;
+    if (instance.klass->persistence == 0) return;
     if (!is_xml_name(klass.name.get()) || (name && !can_be_read_back(name))) {
         report_left_out("the name", instance);
-        return true;
+        return;
     }
-
-    xmlNode *element = add_text_element(root, klass.name.get(), nullptr);
-    if (!element || (name && !add_attribute(element, "name", name))) return false;
-    return add_values(element, instance);
+    document.open(klass.name.get(), name);
+    add_values(document, instance);
+    document.close(klass.name.get());
 }
 
 /* An abstract class's instances are written under its own name; subclasses are not walked again. */
-bool add_class(xmlNode *root, const vorn_class &klass, const vorn_instances *instances)
+bool add_class(XmlWriter &document, const vorn_class &klass, const vorn_instances *instances)
 {
     if (klass.persistence == 0 || klass.superclass_name) return true;
 
     const Walk walk(vorn_instances_new_class_iterator(instances, klass.name.get()));
     if (!walk) return false;
-    for (const vorn_instance *instance : walk) {
-        if (!add_instance(root, klass, *instance)) return false;
-    }
+    for (const vorn_instance *instance : walk)
+        add_instance(document, klass, *instance);
     return true;
 }
 
-XmlDocument document_of(const vorn_instances *instances)
-{
-    XmlDocument document = new_xml_document("config");
-    if (!document) return {};
-    xmlNode *root = xmlDocGetRootElement(document.get());
+} // namespace
 
+Text config_document(const vorn_instances *instances)
+{
+    XmlWriter document(XmlWriter::Layout::indented);
+    document.open(root_name);
     const ClassesWalk classes;
     if (!classes) return {};
     for (const vorn_class *klass : classes) {
-        if (!add_class(root, *klass, instances)) return {};
+        if (!add_class(document, *klass, instances)) return {};
     }
-    return document;
+    document.close(root_name);
+    return document.take();
 }
-
-} // namespace
 
 bool write_config(const vorn_instances *instances, const char *path, FileKind kind)
 {
     if (absent(instances, "instances")) return false;
 
-    const XmlDocument document = document_of(instances);
+    const Text document = config_document(instances);
     if (!document) {
         vorn_debug_eprintf("No memory to write %s.\n", path);
         return false;
@@ -113,10 +109,7 @@ bool write_config(const vorn_instances *instances, const char *path, FileKind ki
         vorn_debug_eprintf("Can't open %s.\n", path);
         return false;
     }
-    if (xmlDocFormatDump(file.stream(), document.get(), indented) < 0) {
-        vorn_debug_eprintf("Can't write %s: %s.\n", path, std::strerror(errno));
-        return false;
-    }
+    std::fputs(document.get(), file.stream());
     return file.commit();
 }
 

@@ -6,6 +6,9 @@
 
 namespace vorn {
 
+/* The persistent part of a store as a document; empty when memory is gone. */
+Text config_document(const vorn_instances *instances);
+
 /*
  * Writes the persistent part of a store as a document, replacing the file whole. False, with the
  * reason in the log and the old file untouched, when that can't be done.

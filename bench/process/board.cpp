@@ -1,0 +1,113 @@
+/* SPDX-License-Identifier: MIT */
+#include "process/board.h"
+
+#include "config/config_state.h"
+#include "vorn/vorn.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+namespace vorn::bench {
+
+namespace {
+
+int accepts_anything(const char *)
+{
+    return 1;
+}
+
+void apply_nothing(vorn_instance *, const char *, const char *, const char *)
+{}
+
+void add_class(const char *name)
+{
+    vorn_class *klass = vorn_class_new(name);
+    vorn_class_set_type(klass, VORN_CLASS_UNIQUE_NAMED);
+    vorn_class_set_persistence(klass, 1);
+    for (int i = 0; i < values_per_instance; i++) {
+        vorn_property *property = vorn_property_new(("p" + std::to_string(i)).c_str());
+        vorn_property_set_is_valid_fn(property, accepts_anything);
+        vorn_class_add_property(klass, property);
+    }
+    vorn_classes_add(klass);
+}
+
+void add_committer(const char *provider_name, std::initializer_list<const char *> classes)
+{
+    vorn_committer *committer = vorn_committer_new();
+    for (const char *klass : classes)
+        vorn_committer_set_property_change_fn(committer, klass, "p3", apply_nothing);
+    vorn_provider *provider = vorn_provider_new(provider_name);
+    vorn_provider_set_commit_fn(provider, vorn_committer_fn, committer);
+    vorn_providers_add(provider);
+}
+
+void register_everything()
+{
+    static bool registered = false;
+    if (std::exchange(registered, true)) return;
+    add_class("Few");
+    add_class("Item");
+    for (int i = 0; i < other_classes; i++)
+        add_class(("Other" + std::to_string(i)).c_str());
+    vorn_classes_done_adding();
+    vorn_providers_init();
+    add_committer("applier", {"Few", "Item"});
+    if (std::getenv("VORN_BENCH_IDLE_PROVIDERS")) {
+        for (int i = 0; i < 50; i++)
+            add_committer(("idle" + std::to_string(i)).c_str(), {"Other0"});
+    }
+    vorn_providers_done_adding();
+}
+
+void fill(vorn_instances *store, const std::string &class_name, int count)
+{
+    vorn_class *klass = vorn_classes_get(class_name.c_str());
+    for (int i = 0; i < count; i++) {
+        vorn_instance *instance = vorn_instance_new(klass, item_name(i).c_str());
+        for (int p = 0; p < values_per_instance; p++)
+            vorn_instance_set_value(instance, ("p" + std::to_string(p)).c_str(),
+                                    value_text(i, p).c_str());
+        vorn_instances_add(store, instance);
+    }
+}
+
+} // namespace
+
+std::string item_name(int instance)
+{
+    return "item" + std::to_string(instance);
+}
+
+std::string value_text(int instance, int property)
+{
+    return "value " + std::to_string(instance) + "." + std::to_string(property);
+}
+
+void set_up_board(int items, int others)
+{
+    register_everything();
+    vorn_instances_delete_all(std::exchange(running_config, nullptr));
+    running_config = vorn_instances_new();
+    fill(running_config, "Few", few_instances);
+    fill(running_config, "Item", items);
+    for (int i = 0; i < other_classes; i++)
+        fill(running_config, "Other" + std::to_string(i), others / other_classes);
+}
+
+std::string config_file(int items)
+{
+    std::string text = "<?xml version=\"1.0\"?>\n<config>\n";
+    for (int i = 0; i < items; i++) {
+        text += "  <Item name=\"" + item_name(i) + "\">\n";
+        for (int p = 0; p < values_per_instance; p++) {
+            const std::string name = "p" + std::to_string(p);
+            text += "    <" + name + ">" + value_text(i, p) + "</" + name + ">\n";
+        }
+        text += "  </Item>\n";
+    }
+    return text + "</config>\n";
+}
+
+} // namespace vorn::bench

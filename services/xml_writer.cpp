@@ -1,0 +1,179 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Nearly every text of a configuration is plain: it looks the same inside a document and out of
+ * it, whoever escapes it. Those are copied as they are; any other goes through the platform's
+ * escape and libxml2's own way of writing, so that there is one set of rules.
+ */
+#include "services/xml_writer.h"
+
+#include "services/xml.h"
+
+#include <array>
+#include <cstring>
+
+namespace vorn {
+
+namespace {
+
+constexpr char declaration[] = "<?xml version=\"1.0\"?>\n";
+constexpr char scratch_root[] = "r";
+constexpr char before_scratch[] = "<?xml version=\"1.0\"?>\n<r>";
+constexpr char behind_scratch[] = "</r>\n";
+constexpr std::size_t length_before = sizeof before_scratch - 1;
+constexpr std::size_t length_behind = sizeof behind_scratch - 1;
+
+/* What no escaping in an element or an attribute changes. */
+constexpr std::array<bool, 256> plain_characters = [] {
+    std::array<bool, 256> table = {};
+    for (unsigned int c = ' '; c <= '~'; c++)
+        table[c] = c != '&' && c != '<' && c != '>' && c != '"' && c != '\'';
+    return table;
+}();
+
+/* The length of a plain text; 0 for the empty one and for one that is not plain. */
+std::size_t plain_length(const char *text)
+{
+    const char *at = text;
+    while (plain_characters[static_cast<unsigned char>(*at)])
+        at++;
+    return *at == '\0' ? static_cast<std::size_t>(at - text) : 0;
+}
+
+/* A document whose only use is to be written by libxml2. */
+class Scratch {
+public:
+    Scratch() : document_(new_xml_document(scratch_root)) {}
+
+    xmlNode *add(const char *name, const char *text)
+    {
+        if (!document_) return nullptr;
+        return add_text_element(xmlDocGetRootElement(document_.get()), name, text);
+    }
+    /* Writes what was added, but for its last bytes. */
+    void append_to(TextBuffer &buffer, std::size_t left_out) const
+    {
+        xmlChar *dumped = nullptr;
+        int size = 0;
+        xmlDocDumpMemory(document_.get(), &dumped, &size);
+        const XmlText owned(dumped);
+        const std::size_t around = length_before + length_behind + left_out;
+        if (dumped) {
+            buffer.append(plain(dumped) + length_before, static_cast<std::size_t>(size) - around);
+        } else {
+            buffer.fail();
+        }
+    }
+
+private:
+    XmlDocument document_;
+};
+
+} // namespace
+
+XmlWriter::XmlWriter(Layout layout) : layout_(layout)
+{
+    text_.append(declaration, sizeof declaration - 1);
+}
+
+void XmlWriter::begin_line()
+{
+    constexpr char step[] = "  ";
+    if (layout_ == Layout::compact) return;
+    text_.append("\n", 1);
+    for (unsigned int i = 0; i < depth_; i++)
+        text_.append(step, sizeof step - 1);
+}
+
+void XmlWriter::begin_child()
+{
+    if (just_opened_) text_.append(">", 1);
+    just_opened_ = false;
+    if (depth_ > 0) begin_line();
+}
+
+void XmlWriter::open(const char *name, const char *instance_name)
+{
+    begin_child();
+    const std::size_t length = instance_name ? plain_length(instance_name) : 0;
+    if (instance_name && length == 0) {
+        open_by_libxml2(name, instance_name);
+    } else {
+        text_.append("<", 1);
+        text_.append(name);
+        if (instance_name) append_attribute(instance_name, length);
+    }
+    depth_++;
+    just_opened_ = true;
+}
+
+void XmlWriter::append_attribute(const char *instance_name, std::size_t length)
+{
+    text_.append(" name=\"", 7);
+    text_.append(instance_name, length);
+    text_.append("\"", 1);
+}
+
+void XmlWriter::close(const char *name)
+{
+    depth_--;
+    if (just_opened_) {
+        text_.append("/>", 2);
+    } else {
+        begin_line();
+        text_.append("</", 2);
+        text_.append(name);
+        text_.append(">", 1);
+    }
+    just_opened_ = false;
+}
+
+void XmlWriter::add_text(const char *name, const char *text)
+{
+    begin_child();
+    const std::size_t length = text ? plain_length(text) : 0;
+    if (text && length == 0) {
+        add_by_libxml2(name, text);
+        return;
+    }
+    text_.append("<", 1);
+    text_.append(name);
+    if (!text) {
+        text_.append("/>", 2);
+        return;
+    }
+    text_.append(">", 1);
+    text_.append(text, length);
+    text_.append("</", 2);
+    text_.append(name);
+    text_.append(">", 1);
+}
+
+void XmlWriter::add_by_libxml2(const char *name, const char *text)
+{
+    Scratch scratch;
+    if (scratch.add(name, text)) {
+        scratch.append_to(text_, 0);
+    } else {
+        text_.fail();
+    }
+}
+
+void XmlWriter::open_by_libxml2(const char *name, const char *instance_name)
+{
+    constexpr std::size_t end_of_empty_tag = 2;
+    Scratch scratch;
+    xmlNode *element = scratch.add(name, nullptr);
+    if (element && add_attribute(element, "name", instance_name)) {
+        scratch.append_to(text_, end_of_empty_tag);
+    } else {
+        text_.fail();
+    }
+}
+
+Text XmlWriter::take()
+{
+    text_.append("\n", 1);
+    return text_.take();
+}
+
+} // namespace vorn

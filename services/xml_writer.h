@@ -1,0 +1,44 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "core/base/text_buffer.h"
+
+namespace vorn {
+
+/*
+ * Writes a document as text, byte for byte as libxml2 would save a tree of it, but without making
+ * the tree. Names must be XML names and texts XML texts; only the memory can fail, and then there
+ * is no document.
+ */
+class XmlWriter {
+public:
+    enum class Layout { compact, indented };
+
+    /* Begins with the declaration. */
+    explicit XmlWriter(Layout layout = Layout::compact);
+
+    /* An element that holds others, with the attribute "name" unless that is null. */
+    void open(const char *name, const char *instance_name = nullptr);
+    void close(const char *name);
+    /* An element that holds a text; null and the empty text as libxml2 has them. */
+    void add_text(const char *name, const char *text);
+
+    void fail() { text_.fail(); }
+    bool failed() const { return text_.failed(); }
+    /* The document once every element is closed; empty when memory has failed. */
+    Text take();
+
+private:
+    void begin_line();
+    void begin_child();
+    void add_by_libxml2(const char *name, const char *text);
+    void open_by_libxml2(const char *name, const char *instance_name);
+    void append_attribute(const char *instance_name, std::size_t length);
+
+    TextBuffer text_;
+    Layout layout_;
+    unsigned int depth_ = 0;
+    bool just_opened_ = false; /* the innermost element has no child yet */
+};
+
+} // namespace vorn
