@@ -2,6 +2,7 @@
 /* Unique-named classes: one instance per name, also across the subclasses of an abstract class. */
 #include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/hash_table/hash_table_order.h"
 #include "model/instances_kind.h"
 
 using vorn::absent;
@@ -10,8 +11,7 @@ using vorn::ok;
 
 namespace {
 
-constexpr unsigned int buckets_for_adding = 64;
-constexpr unsigned int buckets_for_copying = 8;
+constexpr unsigned int buckets = 64;
 
 bool is_taken_in_family(const vorn_instances *instances, const vorn_instance &instance)
 {
@@ -24,10 +24,20 @@ bool is_taken_in_family(const vorn_instances *instances, const vorn_instance &in
     return false;
 }
 
-int file(vorn_class_instances &entry, vorn_instance *instance, unsigned int buckets)
+int file(vorn_class_instances &entry, vorn_instance *instance)
 {
     if (!entry.unique_named.create(buckets)) return failed;
     return entry.unique_named.insert(instance->name.get(), instance) == 0 ? ok : failed;
+}
+
+void *copy_instance(void *instance)
+{
+    return vorn_instance_copy(static_cast<vorn_instance *>(instance));
+}
+
+void delete_instance(void *instance)
+{
+    vorn_instance_delete(static_cast<vorn_instance *>(instance));
 }
 
 } // namespace
@@ -41,7 +51,7 @@ int vorn_instances_unique_named_add(vorn_instances *instances, vorn_class_instan
         return failed;
     }
     if (is_taken_in_family(instances, *instance)) return failed;
-    return file(*entry, instance, buckets_for_adding);
+    return file(*entry, instance);
 }
 
 int vorn_instances_unique_named_remove(vorn_class_instances *entry, vorn_instance *instance)
@@ -70,10 +80,17 @@ int vorn_instances_unique_named_copy(vorn_class_instances *target,
                                      const vorn_class_instances *source)
 {
     if (absent(target, "target") || absent(source, "source")) return failed;
+    if (!source->unique_named) return ok;
+    if (!target->unique_named) {
+        return target->unique_named.take(
+                   ght_copy(source->unique_named.raw(), copy_instance, delete_instance))
+                   ? ok
+                   : failed;
+    }
     for (auto [name, instance] : source->unique_named) {
         vorn_instance *copy = vorn_instance_copy(instance);
         if (!copy) return failed;
-        if (file(*target, copy, buckets_for_copying) != ok) {
+        if (file(*target, copy) != ok) {
             vorn_instance_delete(copy);
             return failed;
         }

@@ -67,6 +67,12 @@ public:
     {
         if (table_) ght_finalize(std::exchange(table_, nullptr));
     }
+    /* In place of a table that was never created; takes the given one over, null or not. */
+    bool take(ght_table *table)
+    {
+        table_ = table;
+        return table_ != nullptr;
+    }
     explicit operator bool() const { return table_ != nullptr; }
     unsigned int size() const { return table_ ? ght_size(table_) : 0; }
     ght_table *raw() const { return table_; }

@@ -20,6 +20,7 @@ constexpr int stored = 0;
 constexpr int key_present = -1;
 constexpr int out_of_memory = -2;
 constexpr std::uint32_t most_buckets = 0x80000000;
+constexpr std::uint32_t chains_per_bucket = 2;
 constexpr std::uint32_t entries_per_bucket = 2; /* beyond which a table grows */
 
 std::uint32_t round_up(unsigned int wanted)
@@ -30,56 +31,97 @@ std::uint32_t round_up(unsigned int wanted)
     return buckets;
 }
 
-template <typename T>
-T *zeroed(std::uint32_t count)
+ght_entry **zeroed_chains(std::uint32_t buckets)
 {
-    return static_cast<T *>(std::calloc(count, sizeof(T)));
+    return static_cast<ght_entry **>(std::calloc(buckets, chains_per_bucket * sizeof(ght_entry *)));
 }
 
-std::uint32_t bucket_of(const ght_table &table, const ght_key &key)
+/* Reads whole words; the last one overlaps the one before it. */
+std::uint64_t read_word(const unsigned char *bytes)
 {
-    return table.hash(&key) & table.mask;
+    std::uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
 }
 
-bool is_same(const ght_key &one, const ght_key &other)
+std::uint64_t read_short(const unsigned char *bytes, std::uint32_t length)
 {
-    if (one.length != other.length) return false;
-    return one.length == 0 || std::memcmp(one.bytes, other.bytes, one.length) == 0;
+    std::uint64_t word = 0;
+    for (std::uint32_t i = 0; i < length; i++)
+        word = word << 8 | bytes[i];
+    return word;
 }
 
-ght_entry *find(const ght_table &table, std::uint32_t bucket, const ght_key &key)
+std::uint64_t mix(std::uint64_t hash, std::uint64_t word)
 {
-    ght_entry *entry = table.chains[bucket];
-    while (entry && !is_same(entry->key, key))
-        entry = entry->next;
-    return entry;
+    constexpr std::uint64_t odd = 0x9E3779B97F4A7C15;
+    hash = (hash ^ word) * odd;
+    return hash ^ (hash >> 32);
 }
 
-ght_entry *make_entry(const ght_table &table, void *data, const ght_key &key)
+std::uint32_t quick_hash(const ght_key &key)
+{
+    const auto *bytes = static_cast<const unsigned char *>(key.bytes);
+    std::uint64_t hash = key.length;
+
+    if (key.length < sizeof hash) {
+        hash = mix(hash, read_short(bytes, key.length));
+    } else {
+        for (std::uint32_t i = 0; i + sizeof hash < key.length; i += sizeof hash)
+            hash = mix(hash, read_word(bytes + i));
+        hash = mix(hash, read_word(bytes + key.length - sizeof hash));
+    }
+    return static_cast<std::uint32_t>(hash ^ (hash >> 15));
+}
+
+std::uint32_t hash_of(const ght_table &table, const ght_key &key)
+{
+    return table.has_visible_buckets ? table.hash(&key) : quick_hash(key);
+}
+
+bool is_same(const ght_entry &entry, std::uint32_t hash, const ght_key &key)
+{
+    return entry.hash == hash && entry.key.length == key.length &&
+           (key.length == 0 || std::memcmp(entry.key.bytes, key.bytes, key.length) == 0);
+}
+
+ght_entry **chain_of(const ght_table &table, std::uint32_t hash)
+{
+    return &table.chains[hash & table.mask];
+}
+
+/* The place that holds the entry, in its chain; it holds null when there is none. */
+ght_entry **find(const ght_table &table, std::uint32_t hash, const ght_key &key)
+{
+    ght_entry **place = chain_of(table, hash);
+    while (*place && !is_same(**place, hash, key))
+        place = &(*place)->next;
+    return place;
+}
+
+ght_entry **find(const ght_table &table, const ght_key &key)
+{
+    return find(table, hash_of(table, key), key);
+}
+
+ght_entry *make_entry(const ght_table &table, void *data, std::uint32_t hash, const ght_key &key)
 {
     void *memory = table.alloc(sizeof(ght_entry) + key.length);
     if (!memory) {
         std::fputs("fn_alloc failed!\n", stderr);
         return nullptr;
     }
-    auto *entry = new (memory) ght_entry{data, nullptr, nullptr, nullptr, nullptr, key};
+    auto *entry = new (memory) ght_entry{data, nullptr, nullptr, nullptr, hash, key};
     if (key.length > 0) std::memcpy(entry + 1, key.bytes, key.length);
     entry->key.bytes = entry + 1;
     return entry;
 }
 
-void link_in_chain(ght_table &table, std::uint32_t bucket, ght_entry *entry)
+void link_in_chain(ght_table &table, ght_entry *entry)
 {
-    entry->previous = nullptr;
-    entry->next = table.chains[bucket];
-    if (entry->next) entry->next->previous = entry;
-    table.chains[bucket] = entry;
-}
-
-void unlink_from_chain(ght_table &table, std::uint32_t bucket, ght_entry *entry)
-{
-    (entry->previous ? entry->previous->next : table.chains[bucket]) = entry->next;
-    if (entry->next) entry->next->previous = entry->previous;
+    ght_entry **chain = chain_of(table, entry->hash);
+    entry->next = *chain;
+    *chain = entry;
 }
 
 void link_as_newest(ght_table &table, ght_entry *entry)
@@ -96,56 +138,95 @@ void unlink_from_order(ght_table &table, ght_entry *entry)
     (entry->newer ? entry->newer->older : table.newest) = entry->older;
 }
 
-void move_to_front(ght_table &table, std::uint32_t bucket, ght_entry *entry)
+void move_to_front(ght_table &table, ght_entry **place)
 {
-    unlink_from_chain(table, bucket, entry);
-    link_in_chain(table, bucket, entry);
+    ght_entry *entry = *place;
+    *place = entry->next;
+    link_in_chain(table, entry);
 }
 
-void swap_with_predecessor(ght_table &table, std::uint32_t bucket, ght_entry *entry)
+void swap_with_predecessor(ght_table &table, ght_entry *entry)
 {
-    ght_entry *before = entry->previous;
+    ght_entry **place = chain_of(table, entry->hash);
+    while ((*place)->next != entry)
+        place = &(*place)->next;
 
+    ght_entry *before = *place;
     before->next = entry->next;
-    if (entry->next) entry->next->previous = before;
-    entry->previous = before->previous;
-    (before->previous ? before->previous->next : table.chains[bucket]) = entry;
     entry->next = before;
-    before->previous = entry;
+    *place = entry;
 }
 
-void apply_heuristics(ght_table &table, std::uint32_t bucket, ght_entry *entry)
+void apply_heuristics(ght_table &table, ght_entry **place)
 {
-    if (!entry->previous) return;
-    if (table.heuristics == GHT_HEUR_TRANSPOSE) swap_with_predecessor(table, bucket, entry);
-    if (table.heuristics == GHT_HEUR_MOVE_TO_FRONT) move_to_front(table, bucket, entry);
+    if (table.heuristics == GHT_HEUR_NONE) return;
+    ght_entry *entry = *place;
+    if (*chain_of(table, entry->hash) == entry) return;
+    if (table.heuristics == GHT_HEUR_TRANSPOSE) swap_with_predecessor(table, entry);
+    if (table.heuristics == GHT_HEUR_MOVE_TO_FRONT) move_to_front(table, place);
 }
 
-/* Pushes the last entry of a full bucket out; another takes its place, so the counts stay. */
-void overflow_bucket(ght_table &table, std::uint32_t bucket)
+bool is_full(const ght_table &table, std::uint32_t hash)
 {
-    ght_entry *last = table.chains[bucket];
-    while (last->next)
-        last = last->next;
+    if (table.limit == 0) return false;
+    std::uint32_t count = 0;
+    for (const ght_entry *entry = *chain_of(table, hash); entry; entry = entry->next)
+        count++;
+    return count >= table.limit;
+}
 
-    unlink_from_chain(table, bucket, last);
+/* Pushes the last entry of a full bucket out. */
+void overflow_bucket(ght_table &table, std::uint32_t hash)
+{
+    ght_entry **place = chain_of(table, hash);
+    while ((*place)->next)
+        place = &(*place)->next;
+
+    ght_entry *last = *place;
+    *place = nullptr;
     unlink_from_order(table, last);
+    table.entries--;
     if (table.overflow) table.overflow(last->data, &last->key);
     table.release(last);
 }
 
-void place(ght_table &table, std::uint32_t bucket, ght_entry *entry)
+void place_entry(ght_table &table, ght_entry *entry)
 {
-    const bool full = table.limit != 0 && table.counts[bucket] >= table.limit;
+    const bool full = is_full(table, entry->hash);
 
-    link_in_chain(table, bucket, entry);
-    if (full) {
-        overflow_bucket(table, bucket);
-    } else {
-        table.counts[bucket]++;
-        table.entries++;
-    }
+    link_in_chain(table, entry);
+    table.entries++;
+    if (full) overflow_bucket(table, entry->hash);
     link_as_newest(table, entry);
+}
+
+void choose_chains(ght_table &table)
+{
+    table.mask =
+        (table.has_visible_buckets ? table.buckets : chains_per_bucket * table.buckets) - 1;
+}
+
+/* As if every entry were inserted anew. */
+void link_all_anew(ght_table &table)
+{
+    choose_chains(table);
+    std::memset(table.chains, 0,
+                std::size_t{chains_per_bucket} * table.buckets * sizeof *table.chains);
+    for (ght_entry *entry = table.oldest; entry; entry = entry->newer)
+        link_in_chain(table, entry);
+}
+
+/* From the first setting on that makes buckets visible. */
+void settle_buckets(ght_table &table)
+{
+    const bool visible = table.hash != ght_one_at_a_time_hash || table.limit != 0 ||
+                         table.heuristics != GHT_HEUR_NONE;
+    if (visible == table.has_visible_buckets) return;
+
+    table.has_visible_buckets = visible;
+    for (ght_entry *entry = table.oldest; entry; entry = entry->newer)
+        entry->hash = hash_of(table, entry->key);
+    link_all_anew(table);
 }
 
 void grow_when_crowded(ght_table &table)
@@ -179,12 +260,10 @@ ght_table *ght_create(unsigned int buckets)
 {
     const std::uint32_t rounded = round_up(buckets);
     auto *table = static_cast<ght_table *>(std::malloc(sizeof(ght_table)));
-    ght_entry **chains = table ? zeroed<ght_entry *>(rounded) : nullptr;
-    std::uint32_t *counts = chains ? zeroed<std::uint32_t>(rounded) : nullptr;
+    ght_entry **chains = table ? zeroed_chains(rounded) : nullptr;
 
-    if (!counts) {
+    if (!chains) {
         std::perror("malloc");
-        std::free(chains);
         std::free(table);
         return nullptr;
     }
@@ -196,9 +275,9 @@ ght_table *ght_create(unsigned int buckets)
                                  .overflow = nullptr,
                                  .heuristics = GHT_HEUR_NONE,
                                  .rehash = 0,
+                                 .has_visible_buckets = false,
                                  .chains = chains,
-                                 .counts = counts,
-                                 .mask = rounded - 1,
+                                 .mask = chains_per_bucket * rounded - 1,
                                  .limit = 0,
                                  .oldest = nullptr,
                                  .newest = nullptr};
@@ -213,11 +292,13 @@ void ght_set_alloc(ght_table *table, ght_fn_alloc alloc, ght_fn_free release)
 void ght_set_hash(ght_table *table, ght_fn_hash hash)
 {
     table->hash = hash;
+    settle_buckets(*table);
 }
 
 void ght_set_heuristics(ght_table *table, int heuristics)
 {
     table->heuristics = heuristics;
+    settle_buckets(*table);
 }
 
 void ght_set_rehash(ght_table *table, int flag)
@@ -229,6 +310,7 @@ void ght_set_bounded_buckets(ght_table *table, unsigned int limit, ght_fn_bucket
 {
     table->limit = limit;
     table->overflow = overflow;
+    settle_buckets(*table);
     if (!overflow && limit != 0) {
         std::fprintf(stderr,
                      "ght_set_bounded_buckets: The bucket callback function is NULL but the limit "
@@ -250,51 +332,46 @@ unsigned int ght_table_size(ght_table *table)
 int ght_insert(ght_table *table, void *data, unsigned int key_length, const void *key)
 {
     const ght_key wanted = {key_length, key};
-    if (find(*table, bucket_of(*table, wanted), wanted)) return key_present;
+    const std::uint32_t hash = hash_of(*table, wanted);
+    if (*find(*table, hash, wanted)) return key_present;
 
-    ght_entry *entry = make_entry(*table, data, wanted);
+    ght_entry *entry = make_entry(*table, data, hash, wanted);
     if (!entry) return out_of_memory;
 
     grow_when_crowded(*table);
-    place(*table, bucket_of(*table, wanted), entry);
+    place_entry(*table, entry);
     return stored;
 }
 
 void *ght_get(ght_table *table, unsigned int key_length, const void *key)
 {
-    const ght_key wanted = {key_length, key};
-    const std::uint32_t bucket = bucket_of(*table, wanted);
-    ght_entry *entry = find(*table, bucket, wanted);
+    ght_entry **place = find(*table, {key_length, key});
+    ght_entry *entry = *place;
     if (!entry) return nullptr;
 
-    apply_heuristics(*table, bucket, entry);
+    apply_heuristics(*table, place);
     return entry->data;
 }
 
 void *ght_replace(ght_table *table, void *data, unsigned int key_length, const void *key)
 {
-    const ght_key wanted = {key_length, key};
-    const std::uint32_t bucket = bucket_of(*table, wanted);
-    ght_entry *entry = find(*table, bucket, wanted);
+    ght_entry **place = find(*table, {key_length, key});
+    ght_entry *entry = *place;
     if (!entry) return nullptr;
 
-    apply_heuristics(*table, bucket, entry);
-    void *previous = entry->data;
-    entry->data = data;
-    return previous;
+    apply_heuristics(*table, place);
+    return std::exchange(entry->data, data);
 }
 
 void *ght_remove(ght_table *table, unsigned int key_length, const void *key)
 {
-    const ght_key wanted = {key_length, key};
-    const std::uint32_t bucket = bucket_of(*table, wanted);
-    ght_entry *entry = find(*table, bucket, wanted);
+    ght_entry **place = find(*table, {key_length, key});
+    ght_entry *entry = *place;
     if (!entry) return nullptr;
 
-    unlink_from_chain(*table, bucket, entry);
+    *place = entry->next;
     unlink_from_order(*table, entry);
     table->entries--;
-    table->counts[bucket]--;
 
     void *data = entry->data;
     table->release(entry);
@@ -303,8 +380,7 @@ void *ght_remove(ght_table *table, unsigned int key_length, const void *key)
 
 void ght_make_newest(ght_table *table, unsigned int key_length, const void *key)
 {
-    const ght_key wanted = {key_length, key};
-    ght_entry *entry = find(*table, bucket_of(*table, wanted), wanted);
+    ght_entry *entry = *find(*table, {key_length, key});
     if (!entry) return;
 
     unlink_from_order(*table, entry);
@@ -313,8 +389,7 @@ void ght_make_newest(ght_table *table, unsigned int key_length, const void *key)
 
 bool ght_get_older(ght_table *table, unsigned int key_length, const void *key, void **older)
 {
-    const ght_key wanted = {key_length, key};
-    const ght_entry *entry = find(*table, bucket_of(*table, wanted), wanted);
+    const ght_entry *entry = *find(*table, {key_length, key});
     if (!entry) return false;
 
     *older = entry->older ? entry->older->data : nullptr;
@@ -323,19 +398,40 @@ bool ght_get_older(ght_table *table, unsigned int key_length, const void *key, v
 
 void ght_append_all(ght_table *target, ght_table *source)
 {
-    while (ght_entry *entry = source->oldest) {
-        const std::uint32_t from = bucket_of(*source, entry->key);
-        unlink_from_chain(*source, from, entry);
-        unlink_from_order(*source, entry);
-        source->counts[from]--;
-        source->entries--;
-
-        const std::uint32_t to = bucket_of(*target, entry->key);
-        link_in_chain(*target, to, entry);
-        link_as_newest(*target, entry);
-        target->counts[to]++;
-        target->entries++;
+    ght_entry *entry = source->oldest;
+    source->oldest = nullptr;
+    source->newest = nullptr;
+    source->entries = 0;
+    link_all_anew(*source);
+    while (entry) {
+        ght_entry *newer = entry->newer;
+        place_entry(*target, entry);
+        entry = newer;
     }
+}
+
+/* Without looking for what is there already: no key can be in the way. */
+ght_table *ght_copy(const ght_table *source, void *(*copy_data)(void *data),
+                    void (*discard_data)(void *data))
+{
+    ght_table *copy = ght_create(source->buckets);
+    if (!copy) return nullptr;
+
+    copy->rehash = source->rehash;
+    for (const ght_entry *each = source->oldest; each; each = each->newer) {
+        ght_entry *entry = make_entry(*copy, nullptr, each->hash, each->key);
+        void *data = entry ? copy_data(each->data) : nullptr;
+        if (!data) {
+            if (entry) copy->release(entry);
+            for (const ght_entry *made = copy->oldest; made; made = made->newer)
+                discard_data(made->data);
+            ght_finalize(copy);
+            return nullptr;
+        }
+        entry->data = data;
+        place_entry(*copy, entry);
+    }
+    return copy;
 }
 
 void *ght_first(ght_table *table, ght_iterator *iterator, const void **key)
@@ -352,7 +448,6 @@ void ght_finalize(ght_table *table)
 {
     release_entries(*table);
     std::free(table->chains);
-    std::free(table->counts);
     std::free(table);
 }
 
@@ -362,17 +457,14 @@ void ght_finalize(ght_table *table)
  */
 void ght_rehash(ght_table *table, unsigned int buckets)
 {
-    ght_table *grown = ght_create(buckets);
-    if (!grown) return;
-
-    std::swap(table->chains, grown->chains);
-    std::swap(table->counts, grown->counts);
-    table->buckets = grown->buckets;
-    table->mask = grown->mask;
-    for (ght_entry *entry = table->oldest; entry; entry = entry->newer) {
-        const std::uint32_t bucket = bucket_of(*table, entry->key);
-        link_in_chain(*table, bucket, entry);
-        table->counts[bucket]++;
+    const std::uint32_t rounded = round_up(buckets);
+    ght_entry **chains = zeroed_chains(rounded);
+    if (!chains) {
+        std::perror("malloc");
+        return;
     }
-    ght_finalize(grown);
+    std::free(table->chains);
+    table->chains = chains;
+    table->buckets = rounded;
+    link_all_anew(*table);
 }

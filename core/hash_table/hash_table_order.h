@@ -21,3 +21,11 @@ bool ght_get_older(ght_table *table, unsigned int key_length, const void *key, v
  * functions. The source is left empty.
  */
 void ght_append_all(ght_table *target, ght_table *source);
+
+/*
+ * A table with the same keys in the same order and a copy of each data. Whenever a copy fails the
+ * ones made are discarded again, and there is no table. The source has no settings but automatic
+ * rehash.
+ */
+ght_table *ght_copy(const ght_table *source, void *(*copy_data)(void *data),
+                    void (*discard_data)(void *data));

@@ -8,13 +8,19 @@
 /* One allocation per entry: the key's bytes follow the record. */
 struct ght_entry {
     void *data;
-    ght_entry *next; /* in the bucket's chain */
-    ght_entry *previous;
+    ght_entry *next;  /* in its chain */
     ght_entry *older; /* in the order of insertion */
     ght_entry *newer;
+    std::uint32_t hash;
     ght_key key;
 };
 
+/*
+ * Which entries share a bucket, and in which order, shows only when buckets are bounded, when
+ * there are heuristics, or through a hash function of the user's. Any other table is free to be
+ * quick: its chains are twice as many as its buckets, and chosen by a hash that reads eight bytes
+ * at a time.
+ */
 struct ght_table {
     std::uint32_t entries;
     std::uint32_t buckets; /* a power of two */
@@ -24,10 +30,10 @@ struct ght_table {
     ght_fn_bucket_overflow overflow;
     int heuristics;
     int rehash;
-    ght_entry **chains;
-    std::uint32_t *counts;
-    std::uint32_t mask;
-    std::uint32_t limit; /* entries per bucket, 0 for any number */
+    bool has_visible_buckets; /* the chains are the buckets */
+    ght_entry **chains;       /* room for twice as many as buckets */
+    std::uint32_t mask;       /* the number of chains less one */
+    std::uint32_t limit;      /* entries per bucket, 0 for any number */
     ght_entry *oldest;
     ght_entry *newest;
 };

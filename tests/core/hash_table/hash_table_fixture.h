@@ -30,9 +30,21 @@ inline Names order_of(ght_table *table)
     return names;
 }
 
+/* While nothing makes buckets visible, a bucket's chain is what it has to be by definition. */
+inline Names implied_chain_of(const ght_table *table, std::uint32_t bucket)
+{
+    Names names;
+    for (const ght_entry *entry = table->newest; entry; entry = entry->older) {
+        if (ght_one_at_a_time_hash(&entry->key) % table->buckets != bucket) continue;
+        names.emplace_back(static_cast<const char *>(entry->key.bytes), entry->key.length);
+    }
+    return names;
+}
+
 /* The keys of one bucket, as its chain has them. */
 inline Names chain_of(const ght_table *table, std::uint32_t bucket)
 {
+    if (!table->has_visible_buckets) return implied_chain_of(table, bucket);
     Names names;
     for (const ght_entry *entry = table->chains[bucket]; entry; entry = entry->next) {
         names.emplace_back(static_cast<const char *>(entry->key.bytes), entry->key.length);

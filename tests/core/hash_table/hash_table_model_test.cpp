@@ -182,10 +182,8 @@ protected:
         ASSERT_EQ(ght_size(table), model.order.size());
         ASSERT_EQ(ght_table_size(table), model.chains.size());
         ASSERT_EQ(overflown, model.pushed_out);
-        for (std::uint32_t i = 0; i < table->buckets; i++) {
+        for (std::uint32_t i = 0; i < table->buckets; i++)
             ASSERT_EQ(chain_of(table, i), model.chains[i]);
-            ASSERT_EQ(table->counts[i], model.chains[i].size());
-        }
     }
 
     std::mt19937 random{GetParam()};
