@@ -51,7 +51,7 @@ void vorn_instances_anonymous_delete_all(vorn_class_instances *entry)
 int vorn_instances_anonymous_copy(vorn_class_instances *target, const vorn_class_instances *source)
 {
     if (absent(target, "target") || absent(source, "source")) return failed;
-    return members(*target).append_copies_of(source->anonymous_first) ? ok : failed;
+    return members(*target).append_copies_of(source->anonymous_first, *target) ? ok : failed;
 }
 
 void vorn_instances_anonymous_init_iterator(vorn_instances_iterator *iterator)

@@ -10,12 +10,6 @@ using namespace vorn;
 
 namespace {
 
-/* The copies were there when the store began: what was set for the whole store holds for them. */
-void shelve_copies(vorn_class_instances &entry)
-{
-    for_each_instance(entry, [&entry](vorn_instance &copy) { copy.shelf = entry.shelf; });
-}
-
 vorn_instance *last_of(const void *group)
 {
     return group ? static_cast<const vorn_instance_group *>(group)->last->instance : nullptr;
@@ -89,14 +83,13 @@ Owned<vorn_class_instances> copy_entry(vorn_instances &store, const vorn_class_i
     const InstancesKind *kind = kind_of(*source.klass);
     bool whole = !kind || !kind->copy || kind->copy(copy.get(), &source) == ok;
     if (whole && source.singleton) {
-        copy->singleton = vorn_instance_copy(source.singleton);
+        copy->singleton = copy_for(*copy, *source.singleton);
         whole = copy->singleton != nullptr;
     }
     if (!whole) {
         drop_entry(copy.release(), Instances::go);
         return nullptr;
     }
-    shelve_copies(*copy);
     return copy;
 }
 

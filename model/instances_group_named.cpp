@@ -98,7 +98,7 @@ int vorn_instances_group_named_copy(vorn_class_instances *target,
     if (absent(target, "target") || absent(source, "source")) return failed;
     for (auto [name, group] : source->groups) {
         vorn_instance_group *copy = make_group(*target, name);
-        if (!copy || !members(*copy).append_copies_of(group->first)) return failed;
+        if (!copy || !members(*copy).append_copies_of(group->first, *target)) return failed;
     }
     return ok;
 }

@@ -24,6 +24,17 @@ const InstancesKind *kind_of(const vorn_class &klass);
 /* The class of that name, or null after a message. */
 const vorn_class *registered_class(const char *name);
 
+/*
+ * A copy of an instance for an entry. It was there when the entry's store began, so what was set
+ * for the whole store holds for it. Null when memory is gone.
+ */
+inline vorn_instance *copy_for(const vorn_class_instances &entry, const vorn_instance &instance)
+{
+    vorn_instance *copy = vorn_instance_copy(&instance);
+    if (copy) copy->shelf = entry.shelf;
+    return copy;
+}
+
 /* The two lists of nodes, an anonymous class's and a group's, seen alike. */
 struct NodeList {
     vorn_instance_node *&first;
@@ -35,7 +46,8 @@ struct NodeList {
     void free_nodes() const;
     void delete_instances() const;
     /* False when memory is gone; what was copied so far is in the list. */
-    bool append_copies_of(const vorn_instance_node *source) const;
+    bool append_copies_of(const vorn_instance_node *source,
+                          const vorn_class_instances &target) const;
 };
 
 } // namespace vorn

@@ -45,10 +45,11 @@ void NodeList::delete_instances() const
     free_nodes();
 }
 
-bool NodeList::append_copies_of(const vorn_instance_node *source) const
+bool NodeList::append_copies_of(const vorn_instance_node *source,
+                                const vorn_class_instances &target) const
 {
     for (; source; source = source->next) {
-        vorn_instance *copy = vorn_instance_copy(source->instance);
+        vorn_instance *copy = copy_for(target, *source->instance);
         if (!copy) return false;
         if (!append(copy)) {
             vorn_instance_delete(copy);

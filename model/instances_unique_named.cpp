@@ -6,6 +6,7 @@
 #include "model/instances_kind.h"
 
 using vorn::absent;
+using vorn::copy_for;
 using vorn::failed;
 using vorn::ok;
 
@@ -30,9 +31,10 @@ int file(vorn_class_instances &entry, vorn_instance *instance)
     return entry.unique_named.insert(instance->name.get(), instance) == 0 ? ok : failed;
 }
 
-void *copy_instance(void *instance)
+void *copy_instance(void *instance, void *target)
 {
-    return vorn_instance_copy(static_cast<vorn_instance *>(instance));
+    return copy_for(*static_cast<vorn_class_instances *>(target),
+                    *static_cast<vorn_instance *>(instance));
 }
 
 void delete_instance(void *instance)
@@ -83,12 +85,12 @@ int vorn_instances_unique_named_copy(vorn_class_instances *target,
     if (!source->unique_named) return ok;
     if (!target->unique_named) {
         return target->unique_named.take(
-                   ght_copy(source->unique_named.raw(), copy_instance, delete_instance))
+                   ght_copy(source->unique_named.raw(), copy_instance, delete_instance, target))
                    ? ok
                    : failed;
     }
     for (auto [name, instance] : source->unique_named) {
-        vorn_instance *copy = vorn_instance_copy(instance);
+        vorn_instance *copy = copy_for(*target, *instance);
         if (!copy) return failed;
         if (file(*target, copy) != ok) {
             vorn_instance_delete(copy);

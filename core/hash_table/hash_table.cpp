@@ -411,8 +411,8 @@ void ght_append_all(ght_table *target, ght_table *source)
 }
 
 /* Without looking for what is there already: no key can be in the way. */
-ght_table *ght_copy(const ght_table *source, void *(*copy_data)(void *data),
-                    void (*discard_data)(void *data))
+ght_table *ght_copy(const ght_table *source, void *(*copy_data)(void *data, void *context),
+                    void (*discard_data)(void *data), void *context)
 {
     ght_table *copy = ght_create(source->buckets);
     if (!copy) return nullptr;
@@ -420,7 +420,7 @@ ght_table *ght_copy(const ght_table *source, void *(*copy_data)(void *data),
     copy->rehash = source->rehash;
     for (const ght_entry *each = source->oldest; each; each = each->newer) {
         ght_entry *entry = make_entry(*copy, nullptr, each->hash, each->key);
-        void *data = entry ? copy_data(each->data) : nullptr;
+        void *data = entry ? copy_data(each->data, context) : nullptr;
         if (!data) {
             if (entry) copy->release(entry);
             for (const ght_entry *made = copy->oldest; made; made = made->newer)

@@ -27,5 +27,5 @@ void ght_append_all(ght_table *target, ght_table *source);
  * ones made are discarded again, and there is no table. The source has no settings but automatic
  * rehash.
  */
-ght_table *ght_copy(const ght_table *source, void *(*copy_data)(void *data),
-                    void (*discard_data)(void *data));
+ght_table *ght_copy(const ght_table *source, void *(*copy_data)(void *data, void *context),
+                    void (*discard_data)(void *data), void *context);
