@@ -8,8 +8,10 @@
 
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
 #include "process/board.h"
 
@@ -148,6 +150,24 @@ void DeepCopy(benchmark::State &state)
     }
 }
 
+/* What a transaction leaves to whoever still holds one of the old instances. */
+void KeptByTransaction(benchmark::State &state)
+{
+    set_up_board(static_cast<int>(state.range(0)), static_cast<int>(state.range(0)));
+    const std::string request = in_transaction("Item", middle_item(state));
+    for (auto _ : state) {
+        std::vector<vorn_instance *> old;
+        for (vorn_instance *each : Walk(vorn_instances_new_class_iterator(running_config, "Item")))
+            old.push_back(each);
+        const std::size_t before = mallinfo2().uordblks + mallinfo2().hblkhd;
+        std::free(vorn_query_eval(request.c_str()));
+        const std::size_t after = mallinfo2().uordblks + mallinfo2().hblkhd;
+        state.counters["store_bytes"] = static_cast<double>(after - before);
+        for (vorn_instance *each : old)
+            vorn_instance_delete(each);
+    }
+}
+
 void SelectEverything(benchmark::State &state)
 {
     set_up_board(static_cast<int>(state.range(0)), 0);
@@ -178,6 +198,7 @@ BENCHMARK(UpdateOneBound)->Apply(sizes);
 BENCHMARK(TransactionInFewBesideOthers)->Apply(sizes);
 BENCHMARK(TransactionInMany)->Apply(sizes);
 BENCHMARK(DeepCopy)->Apply(sizes);
+BENCHMARK(KeptByTransaction)->Apply(sizes)->Iterations(1);
 BENCHMARK(SelectEverything)->Apply(sizes);
 BENCHMARK(ScanEverything)->Apply(sizes);
 BENCHMARK(DumpEverything)->Apply(sizes);
