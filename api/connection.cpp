@@ -66,16 +66,24 @@ Connection::Connection(Fd client, const Door &door)
 
 Connection::~Connection()
 {
-    if (!client_) return;
+    if (!client_ || at_peace_) return;
     /* Nothing can arrive any more after this, so that there is an end to throwing away. */
     shutdown(client_.get(), SHUT_RDWR);
     while (discard_input() > 0)
         continue;
 }
 
+/* One call for a request that is short, and all of it here, instead of one for each part of it. */
+void Connection::read_ahead()
+{
+    const ssize_t count = recv(client_.get(), ahead_, sizeof ahead_, MSG_DONTWAIT);
+    if (count > 0) ahead_end_ = static_cast<std::size_t>(count);
+}
+
 std::uint32_t Connection::read_word()
 {
     std::uint32_t word = 0;
+    if (ahead_end_ == 0) read_ahead();
     return read_up_to(&word, sizeof word) == sizeof word ? word : 0;
 }
 
@@ -97,10 +105,19 @@ Allocated<char> Connection::read_body(std::uint32_t length)
     return body;
 }
 
+/* The bytes that came along with the ones asked for, as a rule the whole request. */
+std::size_t Connection::take_read_ahead(void *room, std::size_t size)
+{
+    const std::size_t taken = std::min(size, ahead_end_ - ahead_begin_);
+    std::memcpy(room, ahead_ + ahead_begin_, taken);
+    ahead_begin_ += taken;
+    return taken;
+}
+
 std::size_t Connection::read_up_to(void *room, std::size_t size)
 {
     auto *bytes = static_cast<char *>(room);
-    std::size_t taken = 0;
+    std::size_t taken = take_read_ahead(room, size);
 
     while (taken < size && !too_slow_) {
         const ssize_t count = recv(client_.get(), bytes + taken, size - taken, MSG_DONTWAIT);
@@ -161,10 +178,13 @@ void Connection::hear_out(std::int64_t deadline_ms)
 {
     std::size_t heard = 0;
 
-    shutdown(client_.get(), SHUT_WR);
     while (heard < longest_request && now_ms() < deadline_ms) {
         const ssize_t count = discard_input();
-        if (count <= 0) return;
+        if (count <= 0) {
+            at_peace_ = heard == 0;
+            return;
+        }
+        if (heard == 0) shutdown(client_.get(), SHUT_WR);
         heard += static_cast<std::size_t>(count);
         wait(POLLIN, std::min(deadline_ms, now_ms() + silence_ms));
     }

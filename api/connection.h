@@ -48,6 +48,8 @@ public:
     void reply(const char *text);
 
 private:
+    void read_ahead();
+    std::size_t take_read_ahead(void *room, std::size_t size);
     std::size_t read_up_to(void *room, std::size_t size);
     void note_lateness();
     short wait(short events, std::int64_t deadline_ms) const;
@@ -58,6 +60,10 @@ private:
     const Door &door_;
     std::int64_t request_deadline_ms_;
     bool too_slow_ = false;
+    bool at_peace_ = false; /* has its reply and sent nothing that nobody asked for */
+    char ahead_[512];
+    std::size_t ahead_begin_ = 0;
+    std::size_t ahead_end_ = 0;
 };
 
 } // namespace vorn
