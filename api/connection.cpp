@@ -66,7 +66,7 @@ Connection::Connection(Fd client, const Door &door)
 
 Connection::~Connection()
 {
-    if (!client_ || at_peace_) return;
+    if (!client_) return;
     /* Nothing can arrive any more after this, so that there is an end to throwing away. */
     shutdown(client_.get(), SHUT_RDWR);
     while (discard_input() > 0)
@@ -181,7 +181,7 @@ void Connection::hear_out(std::int64_t deadline_ms)
     while (heard < longest_request && now_ms() < deadline_ms) {
         const ssize_t count = discard_input();
         if (count <= 0) {
-            at_peace_ = heard == 0;
+            if (heard == 0) client_ = Fd(); /* all is said */
             return;
         }
         if (heard == 0) shutdown(client_.get(), SHUT_WR);

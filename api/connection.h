@@ -60,7 +60,6 @@ private:
     const Door &door_;
     std::int64_t request_deadline_ms_;
     bool too_slow_ = false;
-    bool at_peace_ = false; /* has its reply and sent nothing that nobody asked for */
     char ahead_[512];
     std::size_t ahead_begin_ = 0;
     std::size_t ahead_end_ = 0;

@@ -120,12 +120,17 @@ XmlDocument parse_config(const char *path)
     return document;
 }
 
-/* Each node is freed once it is read: the document shrinks while the configuration grows. */
+/*
+ * The document is freed when all of it has been read, not piece by piece: what is loaded would
+ * settle in the holes, and hold all the memory that the document took for as long as it lives.
+ */
 void read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes)
 {
     xmlNode *root = xmlDocGetRootElement(document);
-    while (xmlNode *node = root->children) {
+    for (xmlNode *node = root->children; node; node = node->next) {
         if (is_element(node)) read_instance(document, node, instances, changes);
+    }
+    while (xmlNode *node = root->children) {
         xmlUnlinkNode(node);
         xmlFreeNode(node);
     }
