@@ -23,21 +23,25 @@ constexpr unsigned int entry_buckets = 8;
 constexpr unsigned int property_buckets = 4;
 
 constinit vorn_changes *all_alive = nullptr;
+constinit std::uintptr_t last_number = 0;
 
-/* An instance that was taken out of the store may still listen when its change set has ended. */
-bool is_alive(const vorn_changes *changes)
+/*
+ * An instance that was taken out of the store may still listen when its change set has ended, so
+ * what it holds is no pointer but a number that is never given twice. Null when the change set has
+ * ended.
+ */
+vorn_changes *find_alive(const void *number)
 {
-    const vorn_changes *each = all_alive;
-    while (each && each != changes)
+    vorn_changes *each = all_alive;
+    while (each && reinterpret_cast<void *>(each->number) != number)
         each = each->next_alive;
-    return each != nullptr;
+    return each;
 }
 
 void instance_changed(vorn_instance *instance, const char *property, void *data)
 {
-    auto *changes = static_cast<vorn_changes *>(data);
+    vorn_changes *changes = find_alive(data);
 
-    if (!is_alive(changes)) return;
     vorn_changes_instance_updated(changes, instance);
     vorn_changes_add_property(changes, instance, property);
 }
@@ -131,14 +135,13 @@ bool remember_guests(vorn_changes &changes, const vorn_instances &store)
     return whole;
 }
 
-void set_listeners(vorn_instances &store, vorn_instance_listener_fn listener, vorn_changes *changes)
+void set_listeners(vorn_instances &store, vorn_instance_listener_fn listener, void *data)
 {
     store.home.listener = listener;
-    store.home.listener_data = changes;
+    store.home.listener_data = data;
     store.home.since = ++listener_clock;
-    for_each_guest(store, [&](vorn_instance &guest) {
-        vorn_instance_set_listener(&guest, listener, changes);
-    });
+    for_each_guest(
+        store, [&](vorn_instance &guest) { vorn_instance_set_listener(&guest, listener, data); });
 }
 
 /* Comes last and cannot fail, so a creation that fails has no listener to take back. */
@@ -149,7 +152,8 @@ void listen(vorn_changes &changes, vorn_instances &after)
     changes.witness.arrived = arrived;
     changes.witness.before_drop = before_drop;
     after.home.add(changes.witness);
-    set_listeners(after, instance_changed, &changes);
+    changes.number = ++last_number;
+    set_listeners(after, instance_changed, reinterpret_cast<void *>(changes.number));
     vorn_instances_set_listener(&after, instances_changed, &changes);
     changes.next_alive = std::exchange(all_alive, &changes);
 }

@@ -34,6 +34,13 @@ void append(Departed &departed, BeforeCopy *first, BeforeCopy *last)
     departed.last = last;
 }
 
+/* An instance may go twice: what counts is where it stood at first. */
+void add_to(Departed &departed, BeforeCopy *copy)
+{
+    if (!copy || std::exchange(copy->has_departed, true)) return;
+    append(departed, copy, copy);
+}
+
 /* Those behind something; made when there are none yet. */
 Departed *require_departed(vorn_changes &changes, const void *place)
 {
@@ -65,7 +72,8 @@ bool add_before(vorn_changes &changes, vorn_instances &before, vorn_instance &in
                                           ? remember(changes, instance)
                                           : changes.entries.get(&instance);
     if (!entry) return false;
-    return !entry->before || vorn_instances_add(&before, entry->before->instance.get()) == ok;
+    const BeforeCopy *copy = entry->before;
+    return !copy || copy->has_departed || vorn_instances_add(&before, copy->instance.get()) == ok;
 }
 
 bool fill(vorn_changes &changes, vorn_instances &before)
@@ -117,7 +125,7 @@ bool remember_place(vorn_changes &changes, vorn_instance &instance)
     Departed *departed = require_departed(changes, place_of(predecessor, *home));
     if (!departed) return false;
     const Owned<Departed> behind(changes.departed.remove(&instance));
-    if (entry->before) append(*departed, entry->before, entry->before);
+    add_to(*departed, entry->before);
     if (behind && behind->first) append(*departed, behind->first, behind->last);
     return true;
 }
@@ -125,10 +133,11 @@ bool remember_place(vorn_changes &changes, vorn_instance &instance)
 bool detach_copy(vorn_changes &changes, const vorn_instance &instance,
                  const vorn_changes_entry &entry)
 {
-    if (changes.before || !entry.before) return true;
+    if (changes.before || !entry.before || entry.before->has_departed) return true;
     Departed *behind = require_departed(changes, &instance);
     if (!behind) return false;
 
+    entry.before->has_departed = true;
     entry.before->next_departed = std::exchange(behind->first, entry.before);
     if (!behind->last) behind->last = entry.before;
     return true;

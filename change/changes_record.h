@@ -22,6 +22,7 @@ struct BeforeCopy : Record {
     Owned<vorn_instance> instance;
     BeforeCopy *next_owned = nullptr;
     BeforeCopy *next_departed = nullptr;
+    bool has_departed = false; /* it is where its instance stood when that went */
 };
 
 /* An instance that is at home in the store and has no entry was there and has not been touched. */
@@ -55,4 +56,5 @@ struct vorn_changes : vorn::Record {
     vorn::IdentityTable<void, vorn::Departed> departed; /* by what they stood behind */
     vorn_instances *after = nullptr; /* the store listened to; outlives the record */
     vorn_changes *next_alive = nullptr;
+    std::uintptr_t number = 0; /* what the instances know it by */
 };

@@ -95,15 +95,12 @@ namespace vorn {
 
 InstanceListener listener_of(const vorn_instance &instance)
 {
-    const InstanceListener own = {instance.listener, instance.listener_data};
-    if (!instance.shelf) return own;
     const InstanceHome *home = instance.shelf.home();
-    if (!home) {
-        const bool ended = instance.shelf->listened_to_until > instance.since;
-        return ended ? InstanceListener{nullptr, nullptr} : own;
-    }
-    return home->since > instance.since ? InstanceListener{home->listener, home->listener_data}
-                                        : own;
+    const bool is_old = (home && home->since > instance.since) ||
+                        (instance.shelf && instance.shelf->new_life_from > instance.since);
+    if (!is_old) return {instance.listener, instance.listener_data};
+    return home ? InstanceListener{home->listener, home->listener_data}
+                : InstanceListener{nullptr, nullptr};
 }
 
 } // namespace vorn

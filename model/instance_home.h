@@ -51,8 +51,8 @@ extern std::uint64_t listener_clock;
  */
 struct Shelf : Record {
     std::uint32_t holders = 1;
-    InstanceHome *home = nullptr;        /* null once the store is gone */
-    std::uint64_t listened_to_until = 0; /* for those whose store is gone: older listeners ended */
+    InstanceHome *home = nullptr;    /* null once the store is gone */
+    std::uint64_t new_life_from = 0; /* instances' own listeners that are older do not count */
 };
 
 /* A counted reference to a shelf. */

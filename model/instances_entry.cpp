@@ -6,6 +6,8 @@
 #include "core/hash_table/hash_table_order.h"
 #include "model/instances_kind.h"
 
+#include <algorithm>
+
 using namespace vorn;
 
 namespace {
@@ -57,7 +59,9 @@ bool find_by_name(const vorn_class_instances &entry, const vorn_instance &instan
 vorn_class_instances::~vorn_class_instances()
 {
     if (!shelf) return;
-    if (const InstanceHome *home = shelf.home()) shelf->listened_to_until = home->since;
+    if (const InstanceHome *home = shelf.home()) {
+        shelf->new_life_from = std::max(shelf->new_life_from, home->since);
+    }
     shelf->home = nullptr;
 }
 

@@ -9,7 +9,6 @@
 #include "core/hash_table/hash_table_order.h"
 #include "model/instances_entry.h"
 
-#include <algorithm>
 #include <cstddef>
 
 namespace vorn {
@@ -56,9 +55,11 @@ void order_like_original(vorn_instances &copy)
     }
 }
 
+/* The instances are as good as copies: whoever listened to them listened to the originals. */
 void adopt_entry(vorn_instances &store, vorn_class_instances &entry)
 {
     entry.shelf->home = &store.home;
+    entry.shelf->new_life_from = ++listener_clock;
     store.guests += entry.guests;
 }
 
@@ -77,7 +78,6 @@ void adopt_rest(vorn_instances &copy, vorn_instances &original, Instances fate)
     if (copy.classes) ght_append_all(original.classes.raw(), copy.classes.raw());
     std::swap(copy.classes, original.classes);
     original.classes.discard();
-    copy.home.since = std::max(copy.home.since, original.home.since);
 }
 
 } // namespace
