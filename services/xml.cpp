@@ -11,12 +11,14 @@
 #include "vorn/debug.h"
 #include "vorn/xml.h"
 
+#include <libxml/dict.h>
 #include <libxml/parser.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 
@@ -62,6 +64,16 @@ XmlDocument take_result(xmlDoc *result)
         return {};
     }
     return document;
+}
+
+/*
+ * A parser that has read one request reads the next one sooner. It remembers every name it has
+ * seen, though, so that one which has seen too many must go.
+ */
+bool may_be_kept(const xmlParserCtxt &context)
+{
+    constexpr int most_names = 1000;
+    return context.dict && xmlDictSize(context.dict) < most_names;
 }
 
 struct Unread {
@@ -123,12 +135,16 @@ bool holds(const xmlNode *children, const char *text)
  */
 XmlDocument parse_xml_text(const char *text, std::size_t length)
 {
-    const Context context = new_context();
+    static constinit xmlParserCtxt *kept = nullptr;
+    Context context(std::exchange(kept, nullptr));
+    if (!context) context = new_context();
     if (!context) return {};
 
     Unread unread = {text, length};
-    return take_result(
+    XmlDocument document = take_result(
         xmlCtxtReadIO(context.get(), read_piece, nullptr, &unread, nullptr, nullptr, safely));
+    if (may_be_kept(*context)) kept = context.release();
+    return document;
 }
 
 /*
