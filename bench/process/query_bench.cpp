@@ -104,9 +104,10 @@ void UpdateOneBound(benchmark::State &state)
 void transact(benchmark::State &state, const char *class_name, const std::string &name)
 {
     const std::string request = in_transaction(class_name, name);
+    std::vector<vorn_instance *> old;
     for (auto _ : state) {
         state.PauseTiming();
-        std::vector<vorn_instance *> old;
+        old.clear();
         for (vorn_instance *each :
              Walk(vorn_instances_new_class_iterator(running_config, class_name)))
             old.push_back(each);

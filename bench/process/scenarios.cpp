@@ -3,17 +3,17 @@
  * scenarios NAME: does one thing twice on a board of a thousand instances. Under callgrind only
  * the second time is counted, in instructions, which do not depend on the machine's mood.
  */
-#include "process/board.h"
-
 #include "config/config_state.h"
 #include "config/config_write.h"
 #include "vorn/query.h"
 
-#include <valgrind/callgrind.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include <valgrind/callgrind.h>
+
+#include "process/board.h"
 
 using namespace vorn::bench;
 

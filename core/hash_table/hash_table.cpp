@@ -446,8 +446,8 @@ void *ght_next(ght_table *, ght_iterator *iterator, const void **key)
 
 void ght_finalize(ght_table *table)
 {
-    release_entries(*table);
     std::free(table->chains);
+    release_entries(*table);
     std::free(table);
 }
 
