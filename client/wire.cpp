@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 #include <arpa/inet.h>
@@ -106,7 +107,7 @@ sockaddr_un abstract_address(const char *name)
 {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path + 1, name);
+    std::snprintf(address.sun_path + 1, sizeof address.sun_path - 1, "%s", name);
     return address;
 }
 

@@ -40,7 +40,7 @@ public:
     bool empty() const { return text_[0] == '\0'; }
 
 private:
-    char text_[size] = "";
+    char text_[size] = {};
 };
 
 /* Takes the values off a line one by one; a separator is always followed by another value. */
