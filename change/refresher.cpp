@@ -3,9 +3,11 @@
  * A refresh function for one class, which asks for the value of each selected property and assigns
  * it like any other value, validation and listeners included.
  */
+#include "change/refresh_info_record.h"
 #include "change/refresher_record.h"
 #include "core/base/guard.h"
 #include "core/base/result.h"
+#include "model/class_record.h"
 #include "model/instances_walk.h"
 
 using namespace vorn;
@@ -32,6 +34,24 @@ void refresh_properties(const vorn_refresher &refresher, vorn_instance *instance
             reinterpret_cast<vorn_refresher_property_fn>(function)(instance, property, info);
         if (value) vorn_instance_set_value(instance, property, value);
     }
+}
+
+/* The only instance that can be selected, by name; null when there may be others. */
+const char *only_name(const vorn_refresh_info &info, const char *class_name)
+{
+    const vorn_class *klass = vorn_classes_get(class_name);
+    if (!klass || klass->type != VORN_CLASS_UNIQUE_NAMED || klass->superclass) return nullptr;
+
+    const vorn_refresh_class *selected = info.classes.get(class_name);
+    if (!selected || selected->every || selected->named.size() != 1) return nullptr;
+    return (*selected->named.begin()).first;
+}
+
+/* One instance among many is found by its name, not by looking at all of them. */
+vorn_instances_iterator *walk_selected(const vorn_refresh_info *info, const char *class_name)
+{
+    return vorn_instances_new_group_iterator(vorn_refresh_info_get_instances(info), class_name,
+                                             info ? only_name(*info, class_name) : nullptr);
 }
 
 } // namespace
@@ -89,8 +109,7 @@ void vorn_refresher_fn(vorn_refresh_info *info, void *)
     vorn_debug_lprintf(4, "Refreshing class %s.\n", refresher->class_name);
     if (refresher->pre_refresh) refresher->pre_refresh(info);
 
-    const Walk walk(vorn_instances_new_class_iterator(vorn_refresh_info_get_instances(info),
-                                                      refresher->class_name));
+    const Walk walk(walk_selected(info, refresher->class_name));
     for (vorn_instance *instance : walk) {
         if (!vorn_refresh_info_contains_instance(info, instance)) continue;
 

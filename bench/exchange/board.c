@@ -19,6 +19,15 @@ static void apply_nothing(vorn_instance *instance, const char *property, const c
     (void)before;
 }
 
+static const char *keep_value(vorn_instance *instance, const char *property,
+                              vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)property;
+    (void)info;
+    return NULL;
+}
+
 void vorn_plugin_init(void)
 {
     vorn_class *item = vorn_class_new("Item");
@@ -37,5 +46,8 @@ void vorn_plugin_init(void)
     vorn_committer_set_property_change_fn(committer, "Item", "p3", apply_nothing);
     vorn_provider *provider = vorn_provider_new("applier");
     vorn_provider_set_commit_fn(provider, vorn_committer_fn, committer);
+    vorn_refresher *refresher = vorn_refresher_new("Item");
+    vorn_refresher_set_property_fn(refresher, "p9", keep_value);
+    vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);
 }

@@ -43,6 +43,22 @@ void add_committer(const char *provider_name, std::initializer_list<const char *
     vorn_providers_add(provider);
 }
 
+const char *keep_value(vorn_instance *, const char *, vorn_refresh_info *)
+{
+    return nullptr;
+}
+
+/* Somebody is always asked to refresh, whatever is read. */
+void add_refresher(const char *class_name)
+{
+    vorn_refresher *refresher = vorn_refresher_new(class_name);
+    vorn_refresher_set_property_fn(refresher, "p9", keep_value);
+    vorn_provider *provider =
+        vorn_provider_new((std::string("refresher of ") + class_name).c_str());
+    vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
+    vorn_providers_add(provider);
+}
+
 void register_everything()
 {
     static bool registered = false;
@@ -54,6 +70,8 @@ void register_everything()
     vorn_classes_done_adding();
     vorn_providers_init();
     add_committer("applier", {"Few", "Item"});
+    add_refresher("Item");
+    add_refresher("Other0");
     if (std::getenv("VORN_BENCH_IDLE_PROVIDERS")) {
         for (int i = 0; i < 50; i++)
             add_committer(("idle" + std::to_string(i)).c_str(), {"Other0"});

@@ -12,7 +12,8 @@ constexpr int other_classes = 10;
 /*
  * The running configuration of this process: `items` instances of the class Item, ten of the class
  * Few, and `others` spread over ten more classes; each instance has ten values. A provider with a
- * committer for Few and Item applies nothing. What an earlier board left is dropped.
+ * committer for Few and Item applies nothing, another refreshes Item. What an earlier board left is
+ * dropped.
  */
 void set_up_board(int items, int others);
 
