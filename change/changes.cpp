@@ -38,12 +38,21 @@ vorn_changes *find_alive(const void *number)
     return each;
 }
 
+/* Better too much is applied again than a change that found no memory is never applied. */
+void record_every_property(const vorn_changes *changes, const vorn_instance *instance)
+{
+    vorn_changes_entry *entry = changes ? changes->entries.get(instance) : nullptr;
+    if (entry && entry->state != stranger) entry->every_property = true;
+}
+
 void instance_changed(vorn_instance *instance, const char *property, void *data)
 {
     vorn_changes *changes = find_alive(data);
 
     vorn_changes_instance_updated(changes, instance);
-    vorn_changes_add_property(changes, instance, property);
+    if (vorn_changes_add_property(changes, instance, property) != ok) {
+        record_every_property(changes, instance);
+    }
 }
 
 void instances_changed(vorn_instance *instance, int action, void *data)
@@ -368,7 +377,8 @@ int vorn_changes_contains_property(const vorn_changes *changes, const vorn_insta
     if (!changes || !instance || !property) return 0;
 
     const vorn_changes_entry *entry = known_entry(*changes, *instance);
-    return entry && (entry->inserted_with.get(property) || entry->properties.contains(property));
+    return entry && (entry->every_property || entry->inserted_with.get(property) ||
+                     entry->properties.contains(property));
 }
 
 int vorn_changes_print(const vorn_changes *changes, std::FILE *stream)

@@ -31,6 +31,7 @@ struct vorn_changes_entry : Record {
     BeforeCopy *before = nullptr; /* null for an inserted instance */
     Values inserted_with;         /* what an inserted instance had then */
     NameSet properties;           /* created with the first */
+    bool every_property = false;  /* counts as recorded: one that was could not be */
 };
 
 /*

@@ -106,6 +106,23 @@ TEST_F(ChangeSetsShortOfMemory, DoNotRecordAProperty)
     });
 }
 
+TEST_F(ChangeSetsShortOfMemory, LoseNoAssignmentThatWasMade)
+{
+    vorn_instance *lan = put(route, "lan", {{"rate", "54"}});
+
+    FailEachAllocation([&] {
+        watch_anew();
+        {
+            const AllocationsAllowed allowed;
+            vorn_changes_instance_updated(changes, lan);
+        }
+        const bool assigned = vorn_instance_set_value(lan, "channel", "6") == ok;
+
+        const AllocationsAllowed allowed;
+        EXPECT_EQ(contains(lan, "channel"), assigned ? 1 : 0);
+    });
+}
+
 TEST_F(ChangeSetsShortOfMemory, StillClearEveryListenerWhenDeleted)
 {
     vorn_instance *radio0 = put(radio, "radio0");
