@@ -17,7 +17,7 @@ using namespace vorn;
 
 namespace {
 
-constexpr unsigned int class_buckets = 64;
+constexpr unsigned int class_buckets = 8; /* most stores are small; the others grow */
 
 /* By class type, from singleton on. */
 constexpr InstancesKind kinds[] = {

@@ -12,7 +12,7 @@ using vorn::ok;
 
 namespace {
 
-constexpr unsigned int buckets = 64;
+constexpr unsigned int buckets = 8; /* most classes have few instances; the others grow */
 
 bool is_taken_in_family(const vorn_instances *instances, const vorn_instance &instance)
 {
