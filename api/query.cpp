@@ -10,6 +10,7 @@
 #include "api/query_operations.h"
 #include "api/query_result.h"
 #include "api/query_state.h"
+#include "change/changes_record.h"
 #include "core/base/text.h"
 #include "model/instances_walk.h"
 #include "model/instances_working_copy.h"
@@ -99,17 +100,28 @@ bool has_to_be_committed(const QueryContext &context)
     return context.opcode != select_opcode || context.transaction;
 }
 
-/* The second pass, and what becomes of its changes. An abandoned copy outlives its change set. */
-void execute(QueryContext &context, xmlNode *first, StoreWithInstances &copy, Answer &answer)
+/* What becomes of the changes. An abandoned copy outlives its change set. */
+void put_into_effect(const QueryContext &context, StoreWithInstances &copy)
 {
-    constexpr bool until_an_error = false;
-    const std::int32_t errors = run_pass(context, first, answer, until_an_error);
-    if (errors != 0 || context.passive || (context.out_of_memory && context.transaction)) return;
+    if (context.passive || (context.out_of_memory && context.transaction)) return;
 
     if (context.transaction) vorn_config_replace_running(copy.release());
     if (has_to_be_committed(context)) {
         vorn_providers_commit(context.instances, context.changes, nullptr);
     }
+}
+
+/* The second pass. Its answer is whole before anything is applied, or a transaction is given up. */
+Text execute(QueryContext &context, xmlNode *first, StoreWithInstances &copy)
+{
+    constexpr bool until_an_error = false;
+    Answer answer;
+    const std::int32_t errors = run_pass(context, first, answer, until_an_error);
+    if (context.changes->is_incomplete) context.out_of_memory = true;
+    Text text = answer.take();
+    if (!text) context.out_of_memory = true;
+    if (errors == 0) put_into_effect(context, copy);
+    return context.out_of_memory ? Text() : std::move(text);
 }
 
 Text evaluate_operations(QueryContext &context, xmlNode *first, StoreWithInstances copy)
@@ -120,9 +132,7 @@ Text evaluate_operations(QueryContext &context, xmlNode *first, StoreWithInstanc
 
     Answer planned;
     if (!plan(context, first, planned)) return context.out_of_memory ? Text() : planned.take();
-    Answer answer;
-    execute(context, first, copy, answer);
-    return context.out_of_memory ? Text() : answer.take();
+    return execute(context, first, copy);
 }
 
 Text evaluate_request(xmlDoc *request, bool passive)
@@ -164,13 +174,14 @@ void show(const char *what, bool passive)
 
 Text evaluate_logged(xmlDoc *request, bool passive)
 {
-    if (shows_queries(passive)) {
+    const bool shown_in_log = shows_queries(passive);
+    if (shown_in_log) {
         show("query", passive);
         xmlDocDump(vorn_debug_get_stream(), request);
         std::fflush(vorn_debug_get_stream());
     }
     Text answer = evaluate_request(request, passive);
-    if (shows_queries(passive)) {
+    if (shown_in_log) {
         show("result", passive);
         if (answer) std::fputs(answer.get(), vorn_debug_get_stream());
         std::fflush(vorn_debug_get_stream());

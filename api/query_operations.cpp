@@ -85,22 +85,32 @@ void note_recording(QueryContext &context, int result)
     if (result != 0) context.out_of_memory = true;
 }
 
-void collect_where(const QueryContext &context)
+/* What could not be selected would be read as it was at some earlier time. */
+void note_selection(QueryContext &context, bool selected)
 {
-    collect_where_properties(context.refresh_info, context.request, context.where,
-                             context.class_name, context.instance_name);
+    if (!selected) context.out_of_memory = true;
 }
 
-void collect_select_properties(const QueryContext &context)
+void collect_where(QueryContext &context)
+{
+    note_selection(context,
+                   collect_where_properties(context.refresh_info, context.request, context.where,
+                                            context.class_name, context.instance_name));
+}
+
+void collect_select_properties(QueryContext &context)
 {
     if (context.properties && std::strcmp(context.properties, "all") == 0) {
-        vorn_refresh_info_add_all_properties(context.refresh_info, context.class_name,
-                                             context.instance_name);
+        note_selection(context, vorn_refresh_info_add_all_properties(context.refresh_info,
+                                                                     context.class_name,
+                                                                     context.instance_name) == 0);
         return;
     }
     for (const xmlNode *element = context.property_elements; element; element = element->next) {
-        vorn_refresh_info_add_property(context.refresh_info, context.class_name,
-                                       context.instance_name, plain(element->name));
+        if (!element->name) continue;
+        note_selection(context, vorn_refresh_info_add_property(
+                                    context.refresh_info, context.class_name, context.instance_name,
+                                    plain(element->name)) == 0);
     }
 }
 

@@ -149,22 +149,26 @@ const char *eval_expr(xmlDoc *request, const xmlNode *expression, const vorn_ins
     return evaluate({request, instance}, expression);
 }
 
-void collect_where_properties(vorn_refresh_info *info, xmlDoc *request, const xmlNode *node,
+bool collect_where_properties(vorn_refresh_info *info, xmlDoc *request, const xmlNode *node,
                               const char *class_name, const char *instance_name)
 {
     const Expression *expression = node ? find_expression(node) : nullptr;
-    if (!expression) return;
+    if (!expression) return true;
 
     if (expression->evaluate == eval_property) {
         const char *property = vorn_util_xmlNodeListGetString(request, node->children, in_line);
-        vorn_refresh_info_add_property(info, class_name, instance_name, property);
+        return !property ||
+               vorn_refresh_info_add_property(info, class_name, instance_name, property) == 0;
     }
     int visited = 0;
     for (const xmlNode *child = node->children;
          child && goes_on_after(expression->operands, visited); child = child->next) {
-        collect_where_properties(info, request, child, class_name, instance_name);
+        if (!collect_where_properties(info, request, child, class_name, instance_name)) {
+            return false;
+        }
         visited++;
     }
+    return true;
 }
 
 } // namespace vorn

@@ -14,8 +14,8 @@ namespace vorn {
  */
 const char *eval_expr(xmlDoc *request, const xmlNode *expression, const vorn_instance *instance);
 
-/* Selects every property that an expression looks at for the refresh. */
-void collect_where_properties(vorn_refresh_info *info, xmlDoc *request, const xmlNode *expression,
+/* Selects every property that an expression looks at for the refresh; false without memory. */
+bool collect_where_properties(vorn_refresh_info *info, xmlDoc *request, const xmlNode *expression,
                               const char *class_name, const char *instance_name);
 
 } // namespace vorn

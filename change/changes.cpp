@@ -49,10 +49,12 @@ void instance_changed(vorn_instance *instance, const char *property, void *data)
 {
     vorn_changes *changes = find_alive(data);
 
-    vorn_changes_instance_updated(changes, instance);
-    if (vorn_changes_add_property(changes, instance, property) != ok) {
-        record_every_property(changes, instance);
-    }
+    const bool updated = vorn_changes_instance_updated(changes, instance) == ok;
+    const bool recorded = vorn_changes_add_property(changes, instance, property) == ok;
+    if (updated && recorded) return;
+
+    record_every_property(changes, instance);
+    if (changes && is_at_home(*changes->after, *instance)) changes->is_incomplete = true;
 }
 
 void instances_changed(vorn_instance *instance, int action, void *data)
@@ -62,7 +64,7 @@ void instances_changed(vorn_instance *instance, int action, void *data)
     if (action == VORN_INSTANCES_ADDED) {
         vorn_changes_instance_inserted(changes, instance);
     } else if (action == VORN_INSTANCES_REMOVED) {
-        vorn_changes_instance_deleted(changes, instance);
+        if (vorn_changes_instance_deleted(changes, instance) != ok) changes->is_incomplete = true;
     } else {
         vorn_debug_eprintf("instances_changed() for vorn_changes: Unidentified action request.\n");
     }

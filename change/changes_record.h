@@ -57,5 +57,6 @@ struct vorn_changes : vorn::Record {
     vorn::IdentityTable<void, vorn::Departed> departed; /* by what they stood behind */
     vorn_instances *after = nullptr; /* the store listened to; outlives the record */
     vorn_changes *next_alive = nullptr;
-    std::uintptr_t number = 0; /* what the instances know it by */
+    std::uintptr_t number = 0;  /* what the instances know it by */
+    bool is_incomplete = false; /* a listener had no memory to record what it heard */
 };

@@ -90,6 +90,25 @@ const Exchange exchanges[] = {
     {"SiblingsOfATransaction",
      in_lsql("<write-transaction><select><Board/></select></write-transaction><upsert/>"),
      result(dataset("<Board/>", 1))},
+    {"ATransactionThatIsNotFirst",
+     in_lsql("<select><Board/></select><write-transaction><select><Board/></select>"
+             "</write-transaction>"),
+     result("<dataset/><error>Invalid operation \"write-transaction\".</error><rc>1</rc>"
+            "<counter>0</counter>")},
+    {"ATransactionBehindWhiteSpace",
+     in_lsql(" <write-transaction><select><Board/></select></write-transaction>"),
+     refusal("Invalid operation \"text\".")},
+    {"AnErrorAtTheSecondOfThree",
+     in_lsql("<delete><Route/></delete><insert><Radio name=\"r0\"/></insert>"
+             "<delete><Board/></delete>"),
+     result("<rc>0</rc><counter>2</counter><error>Couldn't add instance \"r0\" of class "
+            "\"Radio\".</error><rc>1</rc><counter>0</counter>")},
+    {"AnUnknownClassThatTheFirstPassForgives",
+     in_lsql("<delete><Route/></delete><update><Nothing/></update><select><Board/></select>"),
+     result("<rc>0</rc><counter>2</counter><error>Unknown class \"Nothing\".</error><rc>1</rc>"
+            "<counter>0</counter>")},
+    {"AnOperationWithoutAClassBehindAnother", in_lsql("<select><Board/></select><select/>"),
+     result(dataset("<Board/>", 1))},
     {"TwoOperations", in_lsql("<select><Board/></select><select><Radio name=\"r0\"/></select>"),
      result(dataset("<Board/>", 1) + dataset("<Radio name=\"r0\"/>", 1))},
     {"AnEmptyNodeBetweenOperations",
@@ -135,6 +154,29 @@ const Exchange exchanges[] = {
                     2))},
     {"AnAbstractClass", in_lsql("<select><Address properties=\"all\"/></select>"),
      result(dataset("<Address name=\"lan\"><kind>Static</kind></Address>", 1))},
+    {"AllPropertiesOfASubclass",
+     in_lsql("<insert><Address name=\"vpn\"><kind>Tunnel</kind><peer>1</peer></Address></insert>"
+             "<select><Tunnel properties=\"all\"/></select>"),
+     result(done(1) + dataset("<Tunnel name=\"vpn\"><kind>Tunnel</kind><peer>1</peer><state/>"
+                              "</Tunnel>",
+                              1))},
+    {"UnreadableProperties",
+     in_lsql("<insert><Key name=\"k\"><serial>1</serial><secret>s</secret></Key></insert>"
+             "<select><Key properties=\"all\"/></select><select><Key><secret/></Key></select>"),
+     result(done(1) + dataset("<Key name=\"k\"><serial>1</serial><secret>s</secret></Key>", 1) +
+            dataset("<Key name=\"k\"><secret>s</secret></Key>", 1))},
+    {"APropertyTwice", in_lsql("<select><Radio name=\"r0\"><mode/><mode/></Radio></select>"),
+     result(dataset("<Radio name=\"r0\"><mode>g</mode><mode>g</mode></Radio>", 1))},
+    {"OneByNameWhere",
+     in_lsql("<select><Radio name=\"r0\"/></select>"
+             "<where><eq><property>mode</property><value>b</value></eq></where>"),
+     none},
+    {"FurtherClassElements", in_lsql("<select><Radio name=\"r0\"/><Board/></select>"), only_r0},
+    {"OtherPropertiesOfNoneMeant",
+     in_lsql("<select><Radio properties=\"some\"/></select><where><or/></where>"), none},
+    {"EmptyProperties", in_lsql("<select><Board properties=\"\"/></select>"),
+     result("<dataset><Board/></dataset><error>Invalid properties=\"\".</error>"
+            "<rc>1</rc><counter>1</counter>")},
 
     /* Where. */
     {"WhereEqual", select_where("<eq><property>mode</property><value>g</value></eq>"), only_r0},
@@ -180,6 +222,23 @@ const Exchange exchanges[] = {
      only_r0},
     {"WhereOfTextBehindAComment",
      select_where("<eq><property>mode</property><value><!-- -->g</value></eq>"), none},
+    {"WhereValuesDiffer", select_where("<eq><value>ab</value><value>a</value></eq>"), none},
+    {"WhereCaseDiffers", select_where("<eq><value>a</value><value>A</value></eq>"), none},
+    {"WhereEmptyValues",
+     in_lsql("<update><Board><label/></Board></update><select><Board/></select>"
+             "<where><eq><property>label</property><property>label</property></eq></where>"),
+     result(done(1) + dataset("<Board/>", 1))},
+    {"WhereEqYieldsOne",
+     select_where("<eq><eq><value>x</value><value>x</value></eq><value>1</value></eq>"), both},
+    {"WhereNotYieldsOne", select_where("<eq><not/><value>1</value></eq>"), both},
+    {"WhereAndYieldsOne", select_where("<eq><and><value>x</value></and><value>1</value></eq>"),
+     both},
+    {"WhereOrYieldsOne", select_where("<eq><or><value>x</value></or><value>1</value></eq>"), both},
+    {"WhereTheNameOfNone",
+     in_lsql("<select><Route/></select><where><metadata>name</metadata></where>"), none},
+    {"WhereIsNotTheNextSibling", in_lsql("<select><Radio/></select> <where><or/></where>"),
+     result("<dataset/><error>Invalid operation \"where\".</error><rc>1</rc>"
+            "<counter>0</counter>")},
 
     /* Update. */
     {"UpdateOne", in_lsql("<update><Radio name=\"r0\"><channel>7</channel></Radio></update>"),
@@ -217,6 +276,31 @@ const Exchange exchanges[] = {
     {"UpdateWithABadValueOfMarkup",
      in_lsql("<update><Radio name=\"r0\"><channel>&lt;&amp;&gt;</channel></Radio></update>"),
      refusal("Value \"&lt;&amp;&gt;\" is not valid for property \"channel\" of class \"Radio\".")},
+    {"UpdateABadValueOfASubclass",
+     in_lsql("<insert><Address name=\"vpn\"><kind>Tunnel</kind></Address></insert>"
+             "<update><Address name=\"vpn\"><peer>x</peer></Address></update>"),
+     result(done(1) + "<error>Value \"x\" is not valid for property \"peer\" of class "
+                      "\"Tunnel\".</error><rc>1</rc><counter>0</counter>")},
+    {"UpdateAReadOnlyPropertyOfASubclass",
+     in_lsql("<insert><Address name=\"vpn\"><kind>Tunnel</kind></Address></insert>"
+             "<update><Address name=\"vpn\"><state>x</state></Address></update>"),
+     result(done(1) + "<error>Property \"state\" of class \"Tunnel\" is not writable.</error>"
+                      "<rc>1</rc><counter>0</counter>")},
+    {"UpdateARequiredReadOnlyProperty",
+     in_lsql("<insert><Key name=\"k\"><serial>1</serial></Key></insert>"
+             "<update><Key><serial>2</serial></Key></update>"),
+     result(done(1) + "<error>Property \"serial\" of class \"Key\" is not writable.</error>"
+                      "<rc>1</rc><counter>0</counter>")},
+    {"UpdateThatFailsAtTheSecondInstance",
+     in_lsql("<insert><Address name=\"a\"><kind>Tunnel</kind></Address>"
+             "<Address name=\"b\"><kind>Loop</kind></Address></insert>"
+             "<update><Address><peer>2</peer></Address></update>"
+             "<where><not><eq><metadata>name</metadata><value>lan</value></eq></not></where>"),
+     result(done(2) + "<error>Property \"peer\" is not valid for class \"Loop\".</error>"
+                      "<rc>1</rc><counter>1</counter>")},
+    {"UpdateWithALongName",
+     in_lsql("<update><Board><" + std::string(300, 'p') + "/></Board></update>"),
+     refusal("Property \"" + std::string(149, 'p'))},
 
     /* Delete. */
     {"DeleteOne", in_lsql("<delete><Radio name=\"r0\"/></delete>"), result(done(1))},
@@ -260,6 +344,29 @@ const Exchange exchanges[] = {
      refusal("Couldn't add instance \"r0\" of class \"Radio\".")},
     {"InsertASecondSingleton", in_lsql("<insert><Board/></insert>"),
      refusal("Couldn't add instance \"(null)\" of class \"Board\".")},
+    {"InsertABadValueOfASubclass",
+     in_lsql("<insert><Address name=\"vpn\"><kind>Tunnel</kind><peer>x</peer></Address></insert>"),
+     refusal("Value \"x\" is not valid for property \"peer\" of class \"Address\".")},
+    {"InsertAReadOnlyPropertyOfASubclass",
+     in_lsql("<insert><Address name=\"vpn\"><kind>Tunnel</kind><state/></Address></insert>"),
+     refusal("Property \"state\" of class \"Tunnel\" is not writable.")},
+    {"InsertASubclassWithoutAName",
+     in_lsql("<insert><Address><kind>Dhcp</kind></Address></insert>"),
+     refusal("Bad instance name \"(null)\" of class \"Address\".")},
+    {"InsertASubclassWithANameThatIsTaken",
+     in_lsql("<insert><Address name=\"lan\"><kind>Dhcp</kind></Address></insert>"),
+     refusal("Couldn't add instance \"lan\" of class \"Address\".")},
+    {"InsertAnUnknownSubclass",
+     in_lsql("<insert><Address name=\"wan\"><kind>Pppoe</kind></Address></insert>"),
+     refusal("Unknown class \"Address\".")},
+    {"InsertASubclassByItsOwnName",
+     in_lsql("<insert><Dhcp name=\"wan\"><kind>Dhcp</kind></Dhcp></insert>"), result(done(1))},
+    {"InsertIntoAGroup", in_lsql("<insert><Acl name=\"guests\"/></insert>"), result(done(1))},
+    {"InsertNothingIntoNothing", in_lsql("<insert/>"), refusal("Incomplete lsql request.")},
+    {"InsertWithWhiteSpace", in_lsql("<insert> <Route/></insert>"),
+     refusal("Unknown class \"text\".")},
+    {"InsertALongClass", in_lsql("<insert><" + std::string(300, 'c') + "/></insert>"),
+     refusal("Unknown class \"" + std::string(144, 'c'))},
     {"InsertIgnoresWhere", in_lsql("<insert><Radio name=\"r2\"/></insert><where><or/></where>"),
      result(done(1))},
 };

@@ -7,6 +7,7 @@
 #include "model/instances_walk.h"
 #include "support/allocation.h"
 #include "support/builders.h"
+#include "vorn/actions.h"
 #include "vorn/config.h"
 #include "vorn/provider.h"
 #include "vorn/query.h"
@@ -40,10 +41,30 @@ protected:
         ClassBuilder("Acl", VORN_CLASS_GROUP_NAMED).with("mac").add_resolved();
         ClassBuilder("Key")
             .with("serial", {.is_valid = accepts_digits, .writable = 0, .required_on_insert = 1})
+            .with("secret", {.readable = 0})
             .add_resolved();
         add_family("Address", "kind", {"Static", "Dhcp"});
+        ClassBuilder("Tunnel")
+            .below("Address")
+            .with("peer", numeric)
+            .with("state", read_only)
+            .add_resolved();
+        ClassBuilder("Loop").below("Address").add_resolved();
         add_provider();
 
+        populate();
+        vorn_query_transaction_number = 0;
+    }
+
+    ~QueryTest() override
+    {
+        clear();
+        external_updates_disabled = false;
+        vorn_query_transaction_number = 0;
+    }
+
+    static void populate()
+    {
         running_config = vorn_instances_new();
         put("Board", nullptr, {{"label", "attic"}});
         put("Radio", "r0", {{"channel", "6"}, {"mode", "g"}});
@@ -54,17 +75,35 @@ protected:
         put("Acl", "staff", {{"mac", "02"}});
         put("Acl", "guests", {{"mac", "03"}});
         put("Static", "lan", {{"kind", "Static"}});
-        vorn_query_transaction_number = 0;
     }
 
-    ~QueryTest() override
+    /* Frees every instance, also of the configurations that transactions replaced. */
+    void clear()
     {
         vorn_instances *last = std::exchange(running_config, nullptr);
-        for (vorn_instance *instance : retired)
+        for (vorn_instance *instance : std::exchange(retired, {}))
             vorn_instance_delete(instance);
         vorn_instances_delete_all(last);
-        external_updates_disabled = false;
-        vorn_query_transaction_number = 0;
+    }
+
+    /* As it was at the start of the test. */
+    void renew()
+    {
+        clear();
+        populate();
+        commits.clear();
+        refreshed.clear();
+        log.take();
+    }
+
+    /* Everything that the running configuration holds, in its order. */
+    static std::string state()
+    {
+        return printed([](std::FILE *stream) {
+            const Walk walk(vorn_instances_new_iterator(vorn_config_get_running()));
+            for (const vorn_instance *instance : walk)
+                vorn_instance_print(instance, stream);
+        });
     }
 
     static void put(const char *class_name, const char *name, std::initializer_list<Value> values)
@@ -92,6 +131,10 @@ protected:
 
     /* Every commit as one line: what changed and what was deleted, by name. */
     std::vector<std::string> commits;
+    /* What the last commit was given. */
+    const vorn_instances *committed_after = nullptr;
+    std::string committed_properties;   /* of every instance that changed */
+    bool has_committed_restart = false; /* of r0, as an action */
     std::string refreshed;
     void (*on_refresh)(QueryTest &test) = nullptr;
 
@@ -152,11 +195,30 @@ private:
         return list;
     }
 
+    static std::string changed_properties(const vorn_changes &changes)
+    {
+        std::string list;
+        for (const vorn_instance *instance :
+             Walk(vorn_changes_new_class_instances_iterator(&changes, nullptr))) {
+            for (auto [name, property] : instance->klass->properties) {
+                const char *text = name;
+                if (vorn_changes_contains_property(&changes, instance, text)) {
+                    list += std::string(" ") + text;
+                }
+            }
+        }
+        return list;
+    }
+
     static void record_commit(vorn_commit_info *info)
     {
         const AllocationsAllowed allowed;
         auto *test = static_cast<QueryTest *>(vorn_commit_info_get_data(info));
         const vorn_changes *changes = vorn_commit_info_get_changes(info);
+        test->committed_properties = changed_properties(*changes);
+        test->committed_after = vorn_commit_info_get_after(info);
+        test->has_committed_restart = vorn_actions_exists(vorn_commit_info_get_actions(info), "net",
+                                                          "restart", "Radio", "r0") != 0;
         test->commits.push_back(
             "changed" + names(vorn_changes_new_class_instances_iterator(changes, nullptr)) +
             "; deleted" +

@@ -13,9 +13,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-using vorn::tests::AllocationFailed;
-using vorn::tests::AllocationsAllowed;
-using vorn::tests::FailEachAllocation;
 using vorn::tests::QueryTest;
 
 constexpr char change_channel[] =
@@ -31,6 +28,38 @@ TEST_F(Requests, ThatAreNoXmlGetNoAnswer)
     EXPECT_EQ(ask("<lsql>"), "(nothing)");
 
     EXPECT_EQ(log.text(), "vorn: Invalid LSQL request: <lsql>\n");
+}
+
+TEST_F(Requests, ThatAreNullGetNoAnswer)
+{
+    EXPECT_EQ(vorn_query_eval(nullptr), nullptr);
+    EXPECT_EQ(vorn_query_eval_passive(nullptr), nullptr);
+
+    EXPECT_EQ(log.text(), "vorn: Invalid LSQL request: (null)\n"
+                          "vorn: Invalid LSQL request: (null)\n");
+}
+
+TEST_F(Requests, ThatAreNoXmlAreLoggedWhole)
+{
+    const std::string request(100000, 'x');
+
+    ask(request);
+
+    EXPECT_EQ(log.text(), "vorn: Invalid LSQL request: " + request + "\n");
+}
+
+TEST_F(Requests, ForTheSavedConfigurationAreNeitherLoggedNorEvaluated)
+{
+    log.set_level(6);
+
+    const std::string answer = ask("<get_conf origin=\"cli\"><select><Board/></select></get_conf>");
+    const std::string passive_answer = ask_passively("<get_conf/>");
+
+    EXPECT_THAT(answer, HasSubstr("<?xml"));
+    EXPECT_EQ(passive_answer, answer);
+    EXPECT_EQ(log.text(), "");
+    EXPECT_EQ(refreshed, "");
+    EXPECT_EQ(vorn_query_transaction_number, 0);
 }
 
 TEST_F(Requests, MayDeclareNoEntities)
@@ -165,6 +194,14 @@ TEST_F(Updates, FollowedByASelectAreAppliedButNotCommitted)
     EXPECT_THAT(commits, IsEmpty());
 }
 
+TEST_F(Updates, DoNotAskWhetherTheWholeInstanceIsValid)
+{
+    put("Key", "k", {});
+
+    EXPECT_THAT(ask("<lsql><update><Key><secret>s</secret></Key></update></lsql>"),
+                HasSubstr("<rc>0</rc><counter>1</counter>"));
+}
+
 TEST_F(Updates, RecordAnInstanceBeforeAnyOfItsValuesChanges)
 {
     ask("<lsql><update><Radio name=\"r0\"/></update></lsql>");
@@ -191,6 +228,33 @@ TEST_F(Deletions, AreTracedFromLevel4)
 
     EXPECT_THAT(log.text(), HasSubstr("vorn: Considering deleting:\n"
                                       "Instance name: n/a\tclass: Board\n"));
+}
+
+TEST_F(Deletions, AreTracedAlsoWhenTheWhereSparesTheInstance)
+{
+    log.set_level(4);
+
+    ask("<lsql><delete><Board/></delete><where><or/></where></lsql>");
+
+    EXPECT_THAT(log.text(), HasSubstr("vorn: Considering deleting:\n"));
+    EXPECT_EQ(value("Board", nullptr, "label"), "attic");
+}
+
+TEST_F(Deletions, AreNotTracedAtLevel3)
+{
+    log.set_level(3);
+
+    ask("<lsql><delete><Board/></delete></lsql>");
+
+    EXPECT_THAT(log.text(), Not(HasSubstr("Considering deleting")));
+}
+
+TEST_F(Deletions, TakeOutOnlyWhatIsMeant)
+{
+    ask("<lsql><delete><Radio/></delete><where><eq><property>mode</property><value>b</value></eq>"
+        "</where></lsql>");
+
+    EXPECT_THAT(commits, ElementsAre("changed; deleted Radio.r1"));
 }
 
 using Insertions = QueryTest;
@@ -220,6 +284,7 @@ TEST_F(Transactions, ReplaceTheRunningConfiguration)
     ask(change_channel_in_transaction);
 
     EXPECT_NE(vorn_config_get_running(), before);
+    EXPECT_EQ(committed_after, vorn_config_get_running());
     EXPECT_EQ(value("Radio", "r0", "channel"), "7");
     EXPECT_THAT(commits, ElementsAre("changed Radio.r0; deleted"));
 }
@@ -261,295 +326,6 @@ TEST_F(Transactions, LeaveTheOldInstancesAlive)
     EXPECT_STREQ(vorn_instance_get_value(old, "channel"), "6");
 }
 
-using Selections = QueryTest;
-
-TEST_F(Selections, CommitNothing)
-{
-    ask("<lsql><select><Radio/></select></lsql>");
-
-    EXPECT_THAT(commits, IsEmpty());
-}
-
-TEST_F(Selections, AreRefreshedBeforeTheyAreAnswered)
-{
-    on_refresh = [](QueryTest &) {
-        vorn_instance_set_value(vorn_instances_get(vorn_config_get_running(), "Radio", "r0"),
-                                "uptime", "99");
-    };
-
-    EXPECT_THAT(ask("<lsql><select><Radio name=\"r0\"><uptime/></Radio></select></lsql>"),
-                HasSubstr("<uptime>99</uptime>"));
-}
-
-struct Refreshing {
-    const char *name;
-    const char *request;
-    const char *selected;
-};
-
-const Refreshing refreshings[] = {
-    {"NoProperties", "<lsql><select><Radio/></select></lsql>", "Refresh info:\n"},
-    {"OneProperty", "<lsql><select><Radio><mode/></Radio></select></lsql>",
-     "Refresh info:\n  Class Radio:\n    Every instance: Properties: mode.\n"},
-    {"OnePropertyOfOne", "<lsql><select><Radio name=\"r0\"><mode/></Radio></select></lsql>",
-     "Refresh info:\n  Class Radio:\n    Named instances:\n"
-     "      Instance r0: Properties: mode.\n"},
-    {"AllProperties", "<lsql><select><Radio properties=\"all\"/></select></lsql>",
-     "Refresh info:\n  Class Radio:\n    Every instance: Properties: All.\n"},
-    {"ElementsWhateverTheAttribute",
-     "<lsql><select><Radio properties=\"some\"><mode/></Radio></select></lsql>",
-     "Refresh info:\n  Class Radio:\n    Every instance: Properties: mode.\n"},
-    {"WhereProperties",
-     "<lsql><delete><Radio/></delete><where><and><property>a</property><not><eq><property>b"
-     "</property><property>c</property><property>not-looked-at</property></eq>"
-     "<property>nor-this</property></not><value>v</value><or><property>d</property></or></and>"
-     "</where></lsql>",
-     "Refresh info:\n  Class Radio:\n    Every instance: Properties: a b c d.\n"},
-    {"WherePropertiesOfAnUpdate",
-     "<lsql><update><Radio name=\"r0\"/></update><where><property>mode</property></where></lsql>",
-     "Refresh info:\n  Class Radio:\n    Named instances:\n"
-     "      Instance r0: Properties: mode.\n"},
-    {"NothingForAnInsert", "<lsql><insert><Route/></insert></lsql>", "Refresh info:\n"},
-    {"NothingForAnUnknownClass", "<lsql><select><Nothing><x/></Nothing></select></lsql>",
-     "Refresh info:\n"},
-};
-
-class Refreshes : public QueryTest, public testing::WithParamInterface<Refreshing> {};
-
-TEST_P(Refreshes, AskForWhatTheRequestReads)
-{
-    ask(GetParam().request);
-
-    EXPECT_EQ(refreshed, GetParam().selected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Of, Refreshes, testing::ValuesIn(refreshings),
-                         [](const auto &each) { return std::string(each.param.name); });
-
-using FirstPasses = QueryTest;
-
-TEST_F(FirstPasses, ThatFailRefreshNothingAndVisitEveryOperation)
-{
-    const std::string answer =
-        ask("<lsql><select><Radio/></select><update><Nothing/></update><select><Void/></select>"
-            "<update><Never/></update></lsql>");
-
-    EXPECT_EQ(answer, "<lsql_result><dataset/><error>Unknown class \"Nothing\".</error><rc>1</rc>"
-                      "<counter>0</counter><dataset/><rc>0</rc><counter>0</counter>"
-                      "<error>Unknown class \"Never\".</error><rc>1</rc><counter>0</counter>"
-                      "</lsql_result>");
-    EXPECT_EQ(refreshed, "");
-}
-
-TEST_F(FirstPasses, ForgiveAnErrorThatALaterOperationDoesNotHave)
-{
-    const std::string answer =
-        ask("<lsql><update><Nothing/></update><select><Board/></select></lsql>");
-
-    EXPECT_EQ(answer, "<lsql_result><error>Unknown class \"Nothing\".</error><rc>1</rc>"
-                      "<counter>0</counter></lsql_result>");
-    EXPECT_EQ(refreshed, "Refresh info:\n");
-}
-
-using PassiveRequests = QueryTest;
-
-TEST_F(PassiveRequests, WriteWhatClientsMayNot)
-{
-    ask_passively("<lsql><update><Radio name=\"r0\"><uptime>5</uptime></Radio></update></lsql>");
-    ask_passively("<lsql><insert><Radio name=\"r2\"><uptime>5</uptime></Radio></insert></lsql>");
-
-    EXPECT_EQ(value("Radio", "r0", "uptime"), "5");
-    EXPECT_EQ(value("Radio", "r2", "uptime"), "5");
-}
-
-TEST_F(PassiveRequests, CommitNothingAndCountNothing)
-{
-    ask_passively(change_channel);
-
-    EXPECT_EQ(value("Radio", "r0", "channel"), "7");
-    EXPECT_THAT(commits, IsEmpty());
-    EXPECT_EQ(vorn_query_transaction_number, 0);
-}
-
-TEST_F(PassiveRequests, NeverReplaceTheRunningConfiguration)
-{
-    const vorn_instances *before = vorn_config_get_running();
-
-    ask_passively(change_channel_in_transaction);
-
-    EXPECT_EQ(vorn_config_get_running(), before);
-    EXPECT_EQ(value("Radio", "r0", "channel"), "6");
-}
-
-TEST_F(PassiveRequests, RefreshWhatTheyRead)
-{
-    ask_passively("<lsql><select><Radio><mode/></Radio></select></lsql>");
-
-    EXPECT_NE(refreshed, "");
-}
-
-TEST_F(PassiveRequests, NestInARefreshAndWriteToTheRunningConfiguration)
-{
-    on_refresh = [](QueryTest &) {
-        const vorn::Text answer(vorn_query_eval_passive(
-            "<lsql><update><Radio name=\"r0\"><uptime>77</uptime></Radio></update></lsql>"));
-    };
-
-    EXPECT_THAT(ask("<lsql><select><Radio name=\"r0\"><uptime/></Radio></select></lsql>"),
-                HasSubstr("<uptime>77</uptime>"));
-}
-
-TEST_F(PassiveRequests, InARefreshDoNotReachTheCopyOfATransaction)
-{
-    on_refresh = [](QueryTest &) {
-        const vorn::Text answer(vorn_query_eval_passive(
-            "<lsql><update><Radio name=\"r0\"><uptime>77</uptime></Radio></update></lsql>"));
-    };
-
-    EXPECT_THAT(ask("<lsql><write-transaction><select><Radio name=\"r0\"><uptime/></Radio></select>"
-                    "</write-transaction></lsql>"),
-                HasSubstr("<uptime/>"));
-}
-
-using TransactionNumbers = QueryTest;
-
-TEST_F(TransactionNumbers, CountEveryOperationInBothPasses)
-{
-    ask("<lsql><select><Board/></select><select><Radio/></select></lsql>");
-
-    EXPECT_EQ(vorn_query_transaction_number, 4);
-}
-
-TEST_F(TransactionNumbers, LeaveOutWhatIsNoOperation)
-{
-    ask("<lsql><upsert><Board/></upsert></lsql>");
-    ask("<lsql><select/></lsql>");
-
-    EXPECT_EQ(vorn_query_transaction_number, 0);
-}
-
-class Origins : public QueryTest {
-protected:
-    static std::string &seen()
-    {
-        static std::string text;
-        return text;
-    }
-    void note_on_refresh()
-    {
-        on_refresh = [](QueryTest &) { seen() = vorn_query_origin ? vorn_query_origin : "(none)"; };
-    }
-};
-
-TEST_F(Origins, AreKnownWhileTheRequestIsEvaluated)
-{
-    note_on_refresh();
-
-    ask("<lsql origin=\"cli\"><select><Board/></select></lsql>");
-
-    EXPECT_EQ(seen(), "cli");
-    EXPECT_EQ(vorn_query_origin, nullptr);
-}
-
-TEST_F(Origins, AreAbsentWhenTheRequestHasNone)
-{
-    note_on_refresh();
-
-    ask("<lsql><select><Board/></select></lsql>");
-
-    EXPECT_EQ(seen(), "(none)");
-}
-
-TEST_F(Origins, AreReplacedByANestedRequest)
-{
-    on_refresh = [](QueryTest &) {
-        const vorn::Text answer(vorn_query_eval_passive("<lsql><update><Board/></update></lsql>"));
-        seen() = vorn_query_origin ? vorn_query_origin : "(none)";
-    };
-
-    ask("<lsql origin=\"cli\"><select><Board/></select></lsql>");
-
-    EXPECT_EQ(seen(), "(none)");
-}
-
-TEST_F(Origins, ArePutAsideByNoRequestOfAnotherRoot)
-{
-    on_refresh = [](QueryTest &) {
-        const vorn::Text answer(vorn_query_eval_passive("<other/>"));
-        seen() = vorn_query_origin ? vorn_query_origin : "(none)";
-    };
-
-    ask("<lsql origin=\"cli\"><select><Board/></select></lsql>");
-
-    EXPECT_EQ(seen(), "cli");
-}
-
-TEST_F(Origins, AreRefusedOnceExternalUpdatesAreDisabled)
-{
-    vorn_query_disable_external_updates();
-
-    EXPECT_EQ(ask("<lsql origin=\"cli\"><select><Board/></select></lsql>"),
-              "<lsql_result><error>External updates are prohibited.</error><rc>1</rc>"
-              "<counter>0</counter></lsql_result>");
-    EXPECT_THAT(ask("<lsql><select><Board/></select></lsql>"), HasSubstr("<rc>0</rc>"));
-}
-
-using Traces = QueryTest;
-
-TEST_F(Traces, ShowActiveRequestsFromLevel1)
-{
-    ask("<lsql/>");
-    EXPECT_EQ(log.take(), "");
-
-    log.set_level(1);
-    ask("<lsql/>");
-    EXPECT_EQ(log.take(),
-              "vorn: LSQL query:\n<?xml version=\"1.0\"?>\n<lsql/>\n"
-              "vorn: LSQL result:\n<?xml version=\"1.0\"?>\n<lsql_result><error>Incomplete lsql "
-              "request.</error><rc>1</rc><counter>0</counter></lsql_result>\n");
-}
-
-TEST_F(Traces, ShowPassiveRequestsFromLevel2)
-{
-    log.set_level(1);
-    ask_passively("<lsql/>");
-    EXPECT_EQ(log.take(), "");
-
-    log.set_level(2);
-    ask_passively("<lsql/>");
-    EXPECT_THAT(log.take(), HasSubstr("vorn: LSQL query (passive):\n"));
-}
-
-TEST_F(Traces, ShowEveryExpressionAtLevel4)
-{
-    log.set_level(4);
-
-    ask("<lsql><select><Radio name=\"r0\"/></select><where><not><eq><property>mode</property>"
-        "<value>b</value></eq></not></where></lsql>");
-
-    EXPECT_THAT(log.text(), HasSubstr("vorn: eval_expr: property evaluates to g\n"
-                                      "vorn: eval_expr: value evaluates to b\n"
-                                      "vorn: eval_expr: eq evaluates to (null)\n"
-                                      "vorn: eval_expr: not evaluates to 1\n"));
-}
-
-TEST_F(Traces, NameUnknownExpressionsAtEveryLevel)
-{
-    ask("<lsql><select><Board/></select><where><xor/></where></lsql>");
-
-    EXPECT_EQ(log.text(), "vorn: eval_expr: Unknown expression name \"xor\".\n");
-}
-
-TEST_F(Traces, ComplainOfOtherMetadataAtLevel1)
-{
-    ask("<lsql><select><Board/></select><where><metadata>age</metadata></where></lsql>");
-    EXPECT_EQ(log.take(), "");
-
-    log.set_level(1);
-    ask("<lsql><select><Board/></select><where><metadata>age</metadata></where></lsql>");
-    EXPECT_THAT(log.take(), HasSubstr("vorn: Metadata other than \"name\" is not supported.\n"));
-}
-
 using Actions = QueryTest;
 
 TEST_F(Actions, AreCommittedWithAnEmptyChangeSet)
@@ -563,52 +339,8 @@ TEST_F(Actions, AreCommittedWithAnEmptyChangeSet)
 #endif
 
     EXPECT_THAT(commits, ElementsAre("changed; deleted"));
-}
-
-class MemoryShortages : public QueryTest {
-protected:
-    /* A request either is answered as usual or, when memory gave out, perhaps not at all. */
-    void survive(const char *request)
-    {
-        const std::string usual = ask(request);
-        ask("<lsql><update><Radio name=\"r0\"><channel>6</channel></Radio></update></lsql>");
-        log.take();
-        FailEachAllocation([&] {
-            const std::string answer = ask(request);
-
-            const AllocationsAllowed allowed;
-            if (!AllocationFailed()) {
-                EXPECT_EQ(answer, usual);
-            }
-            ask("<lsql><update><Radio name=\"r0\"><channel>6</channel></Radio></update></lsql>");
-        });
-    }
-};
-
-TEST_F(MemoryShortages, AreSurvivedByASelect)
-{
-    survive("<lsql><select><Radio properties=\"all\"/></select><where><eq><property>mode</property>"
-            "<value>g</value></eq></where></lsql>");
-}
-
-TEST_F(MemoryShortages, AreSurvivedByAnUpdate)
-{
-    survive(change_channel);
-}
-
-TEST_F(MemoryShortages, LeaveTheConfigurationWhollyOldOrWhollyNew)
-{
-    FailEachAllocation([&] {
-        const std::string answer = ask(change_channel_in_transaction);
-
-        const AllocationsAllowed allowed;
-        const bool accepted = answer.find("<rc>0</rc>") != std::string::npos;
-        if (accepted) {
-            EXPECT_EQ(value("Radio", "r0", "channel"), "7");
-            EXPECT_EQ(value("Radio", "r1", "channel"), "11");
-        }
-        ask("<lsql><update><Radio name=\"r0\"><channel>6</channel></Radio></update></lsql>");
-    });
+    EXPECT_EQ(committed_after, vorn_config_get_running());
+    EXPECT_FALSE(has_committed_restart);
 }
 
 } // namespace

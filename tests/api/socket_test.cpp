@@ -74,6 +74,28 @@ TEST(UnixListeners, ListenOnAnAbstractName)
     EXPECT_FALSE(connect_to(own("b")));
 }
 
+TEST(UnixListeners, LookAtTheFirstBitOfTheFlagsOnly)
+{
+    const std::string path = "/tmp/" + own("flags");
+
+    const Fd abstract(vorn_socket_get_unix(own("flags").c_str(), 0xFFFFFFFFu));
+    const Fd file(vorn_socket_get_unix(path.c_str(), 0xFFFFFFFEu));
+
+    EXPECT_TRUE(connect_to(own("flags")));
+    EXPECT_TRUE(file);
+    EXPECT_EQ(unlink(path.c_str()), 0);
+}
+
+TEST(UnixListeners, AreRefusedAPathInNoFolder)
+{
+    CapturedStandardError errors;
+
+    EXPECT_EQ(vorn_socket_get_unix("/tmp/vorn_no_such_folder/door", 0), -1);
+
+    EXPECT_EQ(errors.text(), "vorn: Unable to bind to domain /tmp/vorn_no_such_folder/door: "
+                             "No such file or directory\n");
+}
+
 TEST(UnixListeners, CutAnAbstractNameAt106Characters)
 {
     const std::string name = own(std::string(200, 'n'));
