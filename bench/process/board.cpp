@@ -1,12 +1,18 @@
 /* SPDX-License-Identifier: MIT */
 #include "process/board.h"
 
+#include "config/config_read.h"
 #include "config/config_state.h"
+#include "model/instances_walk.h"
+#include "services/xml.h"
 #include "vorn/vorn.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <utility>
+
+#include <unistd.h>
 
 namespace vorn::bench {
 
@@ -91,6 +97,20 @@ void fill(vorn_instances *store, const std::string &class_name, int count)
     }
 }
 
+std::string config_text(int items)
+{
+    std::string text = "<?xml version=\"1.0\"?>\n<config>\n";
+    for (int i = 0; i < items; i++) {
+        text += "  <Item name=\"" + item_name(i) + "\">\n";
+        for (int p = 0; p < values_per_instance; p++) {
+            const std::string name = "p" + std::to_string(p);
+            text += "    <" + name + ">" + value_text(i, p) + "</" + name + ">\n";
+        }
+        text += "  </Item>\n";
+    }
+    return text + "</config>\n";
+}
+
 } // namespace
 
 std::string item_name(int instance)
@@ -114,18 +134,27 @@ void set_up_board(int items, int others)
         fill(running_config, "Other" + std::to_string(i), others / other_classes);
 }
 
-std::string config_file(int items)
+ConfigFile::ConfigFile(int items)
 {
-    std::string text = "<?xml version=\"1.0\"?>\n<config>\n";
-    for (int i = 0; i < items; i++) {
-        text += "  <Item name=\"" + item_name(i) + "\">\n";
-        for (int p = 0; p < values_per_instance; p++) {
-            const std::string name = "p" + std::to_string(p);
-            text += "    <" + name + ">" + value_text(i, p) + "</" + name + ">\n";
-        }
-        text += "  </Item>\n";
-    }
-    return text + "</config>\n";
+    close(mkstemp(path));
+    std::ofstream(path) << config_text(items);
+}
+
+ConfigFile::~ConfigFile()
+{
+    unlink(path);
+}
+
+vorn_instances *boot_load(const char *path)
+{
+    vorn_instances *store = vorn_instances_new();
+    const XmlDocument document = parse_config(path);
+    vorn_changes *changes = vorn_changes_new(store);
+    read_instances(document.get(), store, changes);
+    add_missing_singletons(store, changes);
+    vorn_providers_commit(store, changes, nullptr);
+    vorn_changes_delete(changes);
+    return store;
 }
 
 } // namespace vorn::bench

@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "vorn/instances.h"
+
 #include <string>
 
 namespace vorn::bench {
@@ -24,7 +26,18 @@ void forget_old_instances();
 std::string value_text(int instance, int property);
 std::string item_name(int instance);
 
-/* A configuration file with that many items. */
-std::string config_file(int items);
+/* A configuration file with that many items, for as long as this lives. */
+class ConfigFile {
+public:
+    explicit ConfigFile(int items);
+    ~ConfigFile();
+    ConfigFile(const ConfigFile &) = delete;
+    ConfigFile &operator=(const ConfigFile &) = delete;
+
+    char path[32] = "/tmp/vorn-bench-XXXXXX";
+};
+
+/* A store of its own out of the file, in the steps of a boot; the caller's. */
+vorn_instances *boot_load(const char *path);
 
 } // namespace vorn::bench

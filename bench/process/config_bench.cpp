@@ -1,19 +1,13 @@
 /* SPDX-License-Identifier: MIT */
 /* Boot load, save and memory, beside what libxml2 alone takes for the same document. */
-#include "config/config_read.h"
 #include "config/config_state.h"
 #include "config/config_write.h"
-#include "model/instances_walk.h"
 #include "services/xml.h"
-#include "vorn/provider.h"
 
 #include <cstdio>
-#include <fstream>
-#include <string>
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
-#include <unistd.h>
 
 #include "process/board.h"
 
@@ -21,37 +15,13 @@ namespace vorn::bench {
 
 namespace {
 
-class ConfigFile {
-public:
-    explicit ConfigFile(const benchmark::State &state)
-    {
-        close(mkstemp(path));
-        std::ofstream(path) << config_file(static_cast<int>(state.range(0)));
-    }
-    ~ConfigFile() { unlink(path); }
-
-    char path[32] = "/tmp/vorn-bench-XXXXXX";
-};
-
-vorn_instances *load(const char *path)
-{
-    vorn_instances *store = vorn_instances_new();
-    const XmlDocument document = parse_config(path);
-    vorn_changes *changes = vorn_changes_new(store);
-    read_instances(document.get(), store, changes);
-    add_missing_singletons(store, changes);
-    vorn_providers_commit(store, changes, nullptr);
-    vorn_changes_delete(changes);
-    return store;
-}
-
 void BootLoad(benchmark::State &state)
 {
     set_up_board(0, 0);
-    const ConfigFile file(state);
-    vorn_instances_delete_all(load(file.path)); /* the first one pays for the memory */
+    const ConfigFile file(static_cast<int>(state.range(0)));
+    vorn_instances_delete_all(boot_load(file.path)); /* the first one pays for the memory */
     for (auto _ : state) {
-        vorn_instances *store = load(file.path);
+        vorn_instances *store = boot_load(file.path);
         state.PauseTiming();
         vorn_instances_delete_all(store);
         state.ResumeTiming();
@@ -60,7 +30,7 @@ void BootLoad(benchmark::State &state)
 
 void Parse(benchmark::State &state)
 {
-    const ConfigFile file(state);
+    const ConfigFile file(static_cast<int>(state.range(0)));
     parse_xml_file(file.path);
     for (auto _ : state) {
         XmlDocument document = parse_xml_file(file.path);
@@ -81,7 +51,7 @@ void Save(benchmark::State &state)
 
 void XmlSave(benchmark::State &state)
 {
-    const ConfigFile file(state);
+    const ConfigFile file(static_cast<int>(state.range(0)));
     xmlKeepBlanksDefault(0);
     const XmlDocument document = parse_xml_file(file.path);
     std::FILE *nowhere = std::fopen("/dev/null", "w");
@@ -98,11 +68,12 @@ std::size_t in_use()
 void Memory(benchmark::State &state)
 {
     set_up_board(0, 0);
-    const ConfigFile file(state);
-    vorn_instances_delete_all(load(file.path)); /* the first one pays for libxml2's own tables */
+    const ConfigFile file(static_cast<int>(state.range(0)));
+    vorn_instances_delete_all(
+        boot_load(file.path)); /* the first one pays for libxml2's own tables */
     for (auto _ : state) {
         std::size_t before = in_use();
-        vorn_instances *store = load(file.path);
+        vorn_instances *store = boot_load(file.path);
         const std::size_t ours = in_use() - before;
         before = in_use();
         const XmlDocument document = parse_xml_file(file.path);

@@ -59,6 +59,12 @@ void transaction_in_many()
         "</write-transaction></lsql>");
 }
 
+void boot()
+{
+    static const ConfigFile file(instances);
+    vorn_instances_delete_all(boot_load(file.path));
+}
+
 void save()
 {
     vorn::config_document(vorn::running_config);
@@ -76,6 +82,7 @@ constexpr Scenario scenarios[] = {
     {"update_one", update_one},
     {"transaction_in_few", transaction_in_few},
     {"transaction_in_many", transaction_in_many},
+    {"boot", boot},
     {"save", save},
 };
 

@@ -31,9 +31,26 @@ std::uint32_t round_up(unsigned int wanted)
     return buckets;
 }
 
+constexpr std::size_t bucket_size = chains_per_bucket * sizeof(ght_entry *);
+constexpr std::uint32_t few_buckets = 32;
+
 ght_entry **zeroed_chains(std::uint32_t buckets)
 {
-    return static_cast<ght_entry **>(std::calloc(buckets, chains_per_bucket * sizeof(ght_entry *)));
+    return static_cast<ght_entry **>(std::calloc(buckets, bucket_size));
+}
+
+/*
+ * Few chains stand behind their table: most tables live for one request, and a piece from calloc
+ * is cut from the heap each time, however many of its size were just given back.
+ */
+ght_entry **chains_behind(ght_table *table)
+{
+    return reinterpret_cast<ght_entry **>(table + 1);
+}
+
+void free_chains(ght_table &table)
+{
+    if (table.chains != chains_behind(&table)) std::free(table.chains);
 }
 
 /* Reads whole words; the last one overlaps the one before it. */
@@ -259,8 +276,11 @@ void *step(ght_iterator *iterator, ght_entry *entry, const void **key)
 ght_table *ght_create(unsigned int buckets)
 {
     const std::uint32_t rounded = round_up(buckets);
-    auto *table = static_cast<ght_table *>(std::malloc(sizeof(ght_table)));
-    ght_entry **chains = table ? zeroed_chains(rounded) : nullptr;
+    const bool are_few = rounded <= few_buckets;
+    auto *table = static_cast<ght_table *>(
+        std::malloc(sizeof(ght_table) + (are_few ? rounded * bucket_size : 0)));
+    ght_entry **chains = !table ? nullptr : are_few ? chains_behind(table) : zeroed_chains(rounded);
+    if (table && are_few) std::memset(chains, 0, rounded * bucket_size);
 
     if (!chains) {
         std::perror("malloc");
@@ -446,7 +466,7 @@ void *ght_next(ght_table *, ght_iterator *iterator, const void **key)
 
 void ght_finalize(ght_table *table)
 {
-    std::free(table->chains);
+    free_chains(*table);
     release_entries(*table);
     std::free(table);
 }
@@ -463,7 +483,7 @@ void ght_rehash(ght_table *table, unsigned int buckets)
         std::perror("malloc");
         return;
     }
-    std::free(table->chains);
+    free_chains(*table);
     table->chains = chains;
     table->buckets = rounded;
     link_all_anew(*table);

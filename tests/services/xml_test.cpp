@@ -150,6 +150,61 @@ TEST(Parsing, TakesMoreThanTenMillionBytes)
     EXPECT_TRUE(document);
 }
 
+std::string text_of_root(const XmlDocument &document)
+{
+    return reinterpret_cast<const char *>(root_of(document)->children->content);
+}
+
+TEST(Parsing, ReadsTextsOfAnyLengthAlike)
+{
+    for (const std::size_t length : {1u, 4000u, 65528u, 65529u, 65530u, 200000u}) {
+        const std::string text(length, 'x');
+
+        const XmlDocument document = parsed("<a>" + text + "</a>");
+
+        ASSERT_TRUE(document) << length;
+        EXPECT_TRUE(text_of_root(document) == text) << length;
+    }
+}
+
+TEST(Parsing, ReadsAnyNumberOfElements)
+{
+    for (const int count : {1, 10, 100, 1000, 10000}) {
+        std::string text;
+        for (int i = 0; i < count; i++)
+            text += "<b name=\"item" + std::to_string(i) + "\"/>\n";
+
+        const XmlDocument document = parsed("<a>" + text + "</a>");
+
+        ASSERT_TRUE(document) << count;
+        EXPECT_EQ(xmlChildElementCount(root_of(document)), count);
+    }
+}
+
+TEST(Parsing, FollowsADeclaredEncoding)
+{
+    for (const std::size_t length : {1u, 100000u}) {
+        const std::string text(length, 'x');
+
+        const XmlDocument document =
+            parsed("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>" + text + "\xE4</a>");
+
+        ASSERT_TRUE(document) << length;
+        EXPECT_TRUE(text_of_root(document) == text + "\xC3\xA4") << length;
+    }
+}
+
+TEST(Parsing, ForgetsADocumentThatFailed)
+{
+    const CapturedLog log(0);
+
+    EXPECT_FALSE(parsed("<a><b>"));
+
+    const XmlDocument document = parsed("<c/>");
+    ASSERT_TRUE(document);
+    EXPECT_STREQ(reinterpret_cast<const char *>(root_of(document)->name), "c");
+}
+
 TEST(Parsing, ReadsFilesTheSameWay)
 {
     const CapturedLog log(0);
