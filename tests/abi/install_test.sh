@@ -12,10 +12,11 @@ trap 'rm -rf "$root"' EXIT
 
 DESTDIR=$root "$cmake" --install "$build" --prefix /opt/vorn >/dev/null
 
-expected="bin include lib sbin"
+expected="bin include lib sbin share"
 found=$(cd "$root/opt/vorn" && echo *)
 [ "$found" = "$expected" ] || { echo "installed: $found, expected: $expected"; exit 1; }
-for file in sbin/vorn bin/vornctl lib/vorn/plugins/system.vorn include/vorn/vorn.h; do
+for file in sbin/vorn bin/vornctl lib/vorn/plugins/system.vorn include/vorn/vorn.h \
+    include/vorn-client.h share/bash-completion/completions/vornctl; do
     [ -f "$root/opt/vorn/$file" ] || { echo "$file is not installed"; exit 1; }
 done
 [ "$(ls "$root")" = opt ] || { echo "something is installed outside the prefix"; exit 1; }

@@ -7,9 +7,11 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <thread>
 #include <utility>
@@ -17,8 +19,7 @@
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include "client/wire.h"
+#include <vorn-client.h>
 
 namespace vorn::tests {
 
@@ -47,6 +48,15 @@ constexpr unsigned int limit_seconds = 90;
     execv(VORN_BINARY, arguments.data());
     _exit(127);
 }
+
+class Client {
+public:
+    vorn_client *get() const { return client_.get(); }
+
+private:
+    std::unique_ptr<vorn_client, decltype(&vorn_client_delete)> client_{vorn_client_new(),
+                                                                        vorn_client_delete};
+};
 
 /* Process 1 dies of no signal that it does not handle, not even of its own alarm. */
 void give_up(int)
@@ -220,11 +230,27 @@ testing::AssertionResult Device::comes_true(const std::function<bool()> &conditi
     return testing::AssertionSuccess();
 }
 
+std::string Device::inform(const std::string &object, const std::vector<const char *> &parameters)
+{
+    const Client client;
+    char *reply = nullptr;
+    EXPECT_EQ(vorn_client_inform(client.get(), object.c_str(), parameters.data(), parameters.size(),
+                                 &reply),
+              VORN_CLIENT_OK)
+        << vorn_client_error(client.get());
+    const std::unique_ptr<char, decltype(&std::free)> owned(reply, &std::free);
+    return reply ? reply : "";
+}
+
 std::string Device::lsql(const std::string &request)
 {
-    const client::Exchange exchange = client::exchange_lsql(request, 20);
-    EXPECT_EQ(exchange.failure, client::Failure::none) << exchange.reply;
-    return exchange.reply;
+    const Client client;
+    char *reply = nullptr;
+    EXPECT_EQ(vorn_client_request(client.get(), request.data(), request.size(), &reply, nullptr),
+              VORN_CLIENT_OK)
+        << vorn_client_error(client.get());
+    const std::unique_ptr<char, decltype(&std::free)> owned(reply, &std::free);
+    return reply ? reply : "";
 }
 
 std::string Device::shell(const std::string &command)

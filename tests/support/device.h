@@ -63,6 +63,9 @@ protected:
     static testing::AssertionResult comes_true(const std::function<bool()> &condition);
 
     static std::string lsql(const std::string &request);
+    /* The line that the plugin answers. */
+    static std::string inform(const std::string &object,
+                              const std::vector<const char *> &parameters = {});
 
     /* Runs a shell command and gives its standard output. */
     static std::string shell(const std::string &command);

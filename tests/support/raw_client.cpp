@@ -60,6 +60,8 @@ int connect_to(int descriptor, const Address &address)
 template <typename Address>
 int listen_at(int descriptor, const Address &address)
 {
+    const int yes = 1;
+    setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     const auto *plain = reinterpret_cast<const sockaddr *>(&address);
     if (bind(descriptor, plain, sizeof address) != 0) return closed_again(descriptor);
     return listen(descriptor, 5) == 0 ? descriptor : closed_again(descriptor);

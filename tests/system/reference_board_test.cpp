@@ -8,16 +8,12 @@
 #include <filesystem>
 #include <string>
 
-#include "client/wire.h"
-
 namespace {
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 using vorn::tests::Device;
-
-namespace client = vorn::client;
 
 constexpr char startup[] = "/etc/config/config.xml";
 constexpr char board[] = "<config>"
@@ -141,7 +137,7 @@ TEST_F(ReferenceBoards, SetUpAgainWhatWasAway)
     boot();
     shell("ip link del eth0; ip link add eth0 type veth peer name cable; ip link set cable up");
 
-    EXPECT_EQ(client::exchange_inform("object=interface&name=eth0", 20).reply, "OK\n");
+    EXPECT_EQ(inform("interface", {"name=eth0"}), "OK\n");
 
     EXPECT_THAT(link(), HasSubstr("192.168.1.1/24"));
     EXPECT_THAT(link(), HasSubstr("mtu 1400"));
@@ -152,9 +148,8 @@ TEST_F(ReferenceBoards, KnowWhichInterfacesTheyHave)
 {
     boot();
 
-    EXPECT_EQ(client::exchange_inform("object=interface&name=eth1", 20).reply,
-              "ERR returned by handler\n");
-    EXPECT_EQ(client::exchange_inform("object=interface", 20).reply, "ERR returned by handler\n");
+    EXPECT_EQ(inform("interface", {"name=eth1"}), "ERR returned by handler\n");
+    EXPECT_EQ(inform("interface"), "ERR returned by handler\n");
 }
 
 TEST_F(ReferenceBoards, SetUpAnInterfaceThatIsAdded)

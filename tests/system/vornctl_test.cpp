@@ -1,6 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* The client as people use it, and the exchanges it is made of. */
-#include "support/device.h"
+/* The client as people use it: what goes to the daemon as it is, and what can go wrong. */
 #include "support/raw_client.h"
 
 #include <gmock/gmock.h>
@@ -12,37 +11,18 @@
 
 #include <unistd.h>
 
-#include "client/wire.h"
+#include "vornctl_device.h"
 
 namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::StartsWith;
-using vorn::client::Exchange;
-using vorn::client::exchange_lsql;
-using vorn::client::Failure;
-using vorn::tests::Listener;
+using vorn::tests::vornctl_config;
 
-constexpr char config[] = "<config><Radio name=\"r0\"><channel>6</channel></Radio></config>";
-
-class Clients : public vorn::tests::Device {
+class Clients : public vorn::tests::VornctlDevice {
 protected:
-    void SetUp() override
-    {
-        Device::SetUp();
-        for (const char *name : {"board.vorn", "rescan.vorn", "save.vorn"})
-            install_plugin(name);
-        write_file("/etc/config/config.xml", config);
-    }
-
-    /* Standard output, then the exit status in a line of its own, then standard error. */
-    static std::string vornctl(const std::string &arguments)
-    {
-        return shell(std::string(VORN_CLIENT) + " " + arguments +
-                     " 2>/tmp/vornctl.err; echo \"[$?]\"; cat /tmp/vornctl.err");
-    }
-
     /* The same for a query with the request on standard input. */
     static std::string query(const std::string &request)
     {
@@ -82,7 +62,7 @@ TEST_F(Clients, GiveTheSavedConfiguration)
 {
     boot();
 
-    EXPECT_EQ(query("<get_conf/>"), std::string(config) + "[0]\n");
+    EXPECT_EQ(query("<get_conf/>"), std::string(vornctl_config) + "[0]\n");
 }
 
 TEST_F(Clients, EndWithOneWhenNothingWasSaved)
@@ -96,21 +76,33 @@ TEST_F(Clients, EndWithOneWhenNothingWasSaved)
 
 TEST_F(Clients, EndWithTwoWhenTheyAreMisused)
 {
-    EXPECT_THAT(vornctl(""), StartsWith("[2]\nusage: vornctl COMMAND"));
+    const std::string more = "\nRun with --help for more information.\n";
+
+    EXPECT_EQ(vornctl(""), "[2]\nA subcommand is required" + more);
     EXPECT_EQ(vornctl("dance"),
-              "[2]\nvornctl: unknown command \"dance\"; vornctl help lists them\n");
-    EXPECT_EQ(vornctl("query"), "[2]\nusage: vornctl query FILE|-\n");
-    EXPECT_EQ(vornctl("query a b"), "[2]\nusage: vornctl query FILE|-\n");
+              "[2]\nvornctl: unknown command \"dance\"; vornctl --help lists them\n");
+    EXPECT_EQ(vornctl("query"), "[2]\nFILE is required" + more);
+    EXPECT_EQ(vornctl("query a b"), "[2]\nThe following argument was not expected: b" + more);
     EXPECT_EQ(vornctl("query /no/such/file"),
               "[2]\nvornctl: /no/such/file: No such file or directory\n");
+    EXPECT_EQ(vornctl("query /tmp"), "[2]\nvornctl: /tmp: Is a directory\n");
     EXPECT_EQ(vornctl("query /dev/null"), "[2]\nvornctl: /dev/null: the request is empty\n");
-    EXPECT_EQ(vornctl("inform"), "[2]\nusage: vornctl inform OBJECT [NAME=VALUE...]\n");
+    EXPECT_EQ(vornctl("inform"), "[2]\nOBJECT is required" + more);
     EXPECT_EQ(vornctl("inform radio now"),
-              "[2]\nvornctl: \"now\" is not NAME=VALUE, or holds a \"&\"\n");
-    EXPECT_EQ(vornctl("inform radio 'action=a&b'"),
-              "[2]\nvornctl: \"action=a&b\" is not NAME=VALUE, or holds a \"&\"\n");
-    EXPECT_EQ(vornctl("watch never"), "[2]\nusage: vornctl watch [COUNT]\n");
-    EXPECT_EQ(vornctl("watch 0"), "[2]\nusage: vornctl watch [COUNT]\n");
+              "[2]\nvornctl: a parameter is name=value without \"&\"\n");
+    EXPECT_EQ(vornctl("inform 'a&b'"), "[2]\nvornctl: an object has a name without \"&\"\n");
+    EXPECT_EQ(vornctl("watch never"), "[2]\nCOUNT: Value never not in range 1 to 1000000" + more);
+    EXPECT_EQ(vornctl("watch 0"), "[2]\nCOUNT: Value 0 not in range 1 to 1000000" + more);
+    EXPECT_THAT(vornctl("--json --xml list"), StartsWith("[2]\n"));
+    EXPECT_THAT(vornctl("--color blue list"), StartsWith("[2]\n--color: "));
+    EXPECT_THAT(vornctl("--timeout 0 list"), StartsWith("[2]\n--timeout: "));
+}
+
+TEST_F(Clients, EndWithTwoWhenNobodyTakesTheirOutput)
+{
+    boot();
+
+    EXPECT_EQ(vornctl("show Radio >/dev/full"), "[2]\nvornctl: the output can't be written\n");
 }
 
 TEST_F(Clients, EndWithThreeWithoutADaemon)
@@ -119,8 +111,17 @@ TEST_F(Clients, EndWithThreeWithoutADaemon)
         "[3]\nvornctl: no daemon is listening on this machine (Connection refused)\n";
 
     EXPECT_EQ(query("<lsql/>"), answer);
-    EXPECT_EQ(vornctl("inform radio"), answer);
-    EXPECT_EQ(vornctl("watch"), answer);
+    for (const char *command : {"inform radio", "watch", "list", "show Radio", "set Radio a=b",
+                                "startup", "diff", "export"}) {
+        EXPECT_EQ(vornctl(command), answer) << command;
+    }
+}
+
+TEST_F(Clients, EndWithThreeWhenTheDaemonTakesTooLong)
+{
+    const vorn::tests::Listener silent("vorn_sock_lsql");
+
+    EXPECT_EQ(vornctl("--timeout 0.1 list"), "[3]\nvornctl: the daemon did not answer in time\n");
 }
 
 TEST_F(Clients, EndWithFourWithoutAnAnswer)
@@ -128,14 +129,6 @@ TEST_F(Clients, EndWithFourWithoutAnAnswer)
     boot();
 
     EXPECT_EQ(query("no XML"), "[4]\nvornctl: no answer: the request is not well-formed XML\n");
-}
-
-TEST_F(Clients, EndWithFourWhenTheConnectionIsDropped)
-{
-    boot();
-
-    EXPECT_EQ(query(std::string((16u << 20) + 1, ' ')),
-              "[4]\nvornctl: the daemon dropped the connection\n");
 }
 
 TEST_F(Clients, InformPluginsAndPrintTheirAnswer)
@@ -151,36 +144,64 @@ TEST_F(Clients, InformPluginsAndPrintTheirAnswer)
 }
 
 /* Nothing tells when the watcher's first byte has subscribed it, so changes come until it ends. */
-TEST_F(Clients, WatchUntilTheyHaveSeenEnough)
+class Watchers : public Clients {
+protected:
+    /* What `vornctl ARGUMENTS` prints while changes are made that way. */
+    std::string watch(const std::string &arguments, const std::string &request)
+    {
+        std::string seen;
+        std::atomic<bool> done = false;
+        std::thread watcher([&] {
+            seen = vornctl(arguments);
+            done = true;
+        });
+        EXPECT_TRUE(comes_true([&] {
+            lsql(request);
+            return done.load();
+        }));
+        watcher.join();
+        return seen;
+    }
+
+    static constexpr char change[] =
+        "<lsql origin=\"me\"><update><Radio><mode>g</mode></Radio></update></lsql>";
+};
+
+TEST_F(Watchers, TellWhatChangedAndWho)
 {
     boot();
-    const std::string change = "<update><Radio><mode>g</mode></Radio></update></lsql>";
-    std::string seen;
-    std::atomic<bool> done = false;
-    std::thread watcher([&] {
-        seen = vornctl("watch 2");
-        done = true;
-    });
 
-    EXPECT_TRUE(comes_true([&] {
-        lsql("<lsql origin=\"a\">" + change);
-        lsql("<lsql>" + change);
-        return done.load();
-    }));
-
-    watcher.join();
-    const std::string head = "<\\?xml version=\"1.0\"\\?>";
-    const std::string known = head + "<conf_changed origin=\"a\">[0-9]+</conf_changed>\n";
-    const std::string unknown = head + "<conf_changed>[0-9]+</conf_changed>\n";
-    EXPECT_THAT(
-        seen, testing::MatchesRegex("(" + known + unknown + "|" + unknown + known + ")\\[0\\]\n"));
+    EXPECT_THAT(watch("watch 2", change),
+                MatchesRegex("([0-9:]+  configuration changed \\([0-9]+\\) by me\n){2}\\[0\\]\n"));
 }
 
-TEST_F(Clients, StopWatchingWhenTheDaemonEnds)
+TEST_F(Watchers, TellProgramsTheSame)
+{
+    boot();
+
+    EXPECT_THAT(
+        watch("--json watch 1", change),
+        MatchesRegex("\\{\"event\":\"conf_changed\",\"origin\":\"me\",\"number\":[0-9]+\\}\n"
+                     "\\[0\\]\n"));
+    EXPECT_THAT(watch("--xml watch 1", change),
+                MatchesRegex("<\\?xml version=\"1.0\"\\?><conf_changed origin=\"me\">[0-9]+"
+                             "</conf_changed>\n\\[0\\]\n"));
+}
+
+TEST_F(Watchers, TellOfNoOriginWhenThereIsNone)
+{
+    boot();
+
+    EXPECT_THAT(
+        watch("--json watch 1", "<lsql><update><Radio><mode>g</mode></Radio></update></lsql>"),
+        MatchesRegex("\\{\"event\":\"conf_changed\",\"number\":[0-9]+\\}\n\\[0\\]\n"));
+}
+
+TEST_F(Watchers, EndWithTheDaemonWhenTheyAreToldTo)
 {
     boot({"-f", "-d"});
     std::string seen;
-    std::thread watcher([&] { seen = vornctl("watch"); });
+    std::thread watcher([&] { seen = vornctl("watch --once"); });
     EXPECT_TRUE(console_shows("vorn: Notify connection started"));
 
     shut_down();
@@ -189,33 +210,35 @@ TEST_F(Clients, StopWatchingWhenTheDaemonEnds)
     EXPECT_EQ(seen, "[4]\nvornctl: the daemon dropped the connection\n");
 }
 
+TEST_F(Watchers, WaitForTheNextDaemon)
+{
+    boot({"-f", "-d"});
+    std::string seen;
+    std::atomic<bool> done = false;
+    std::thread watcher([&] {
+        seen = vornctl("--json watch 1");
+        done = true;
+    });
+    EXPECT_TRUE(console_shows("vorn: Notify connection started"));
+    shut_down();
+
+    boot();
+    EXPECT_TRUE(comes_true([&] {
+        lsql(change);
+        return done.load();
+    }));
+
+    watcher.join();
+    EXPECT_THAT(seen,
+                MatchesRegex("\\{.*\\}\n\\[0\\]\nvornctl: the daemon is gone; waiting for it\n"
+                             "vornctl: the daemon is back\n"));
+}
+
 TEST_F(Clients, ExplainThemselves)
 {
-    EXPECT_THAT(vornctl("help"), StartsWith("usage: vornctl COMMAND"));
-    EXPECT_THAT(vornctl("--help"), EndsWith("4 no answer.\n[0]\n"));
-}
-
-TEST_F(Clients, WaitNoLongerThanTheirLimit)
-{
-    const Listener silent("vorn_sock_lsql");
-
-    EXPECT_EQ(exchange_lsql("<lsql/>", 1).failure, Failure::too_slow);
-    EXPECT_EQ(exchange_lsql(std::string(4 << 20, ' '), 1).failure, Failure::too_slow);
-}
-
-TEST_F(Clients, TakeWhatWasSaidBeforeAnEarlyEnd)
-{
-    Listener early("vorn_sock_lsql");
-    std::thread daemon([&] {
-        const int client = early.accept_client();
-        EXPECT_EQ(write(client, "no", 2), 2);
-        close(client);
-    });
-
-    const Exchange exchange = exchange_lsql(std::string(4 << 20, ' '), 20);
-
-    daemon.join();
-    EXPECT_EQ(exchange.reply, "no");
+    EXPECT_THAT(vornctl("--help"), HasSubstr("\n4 connection closed without an answer"));
+    EXPECT_THAT(vornctl("set --help"), HasSubstr("give instances new values"));
+    EXPECT_THAT(vornctl("--version"), MatchesRegex("vornctl [0-9.]+\n\\[0\\]\n"));
 }
 
 } // namespace

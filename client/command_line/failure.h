@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include "wire.h"
+#include <stdexcept>
+#include <string>
 
 namespace vorn::client {
 
@@ -12,17 +13,18 @@ enum ExitStatus {
     misused = 2,   /* the command line or the input was not understood */
     not_there = 3, /* no daemon, or it did not answer in time */
     no_answer = 4, /* the daemon closed the connection without an answer */
+    differs = 5,   /* nothing there that was asked for, or a difference was found */
 };
 
-/* How long a daemon may take. */
-constexpr int limit_seconds = 30;
+/* Ends the command; the text is meant for a person. */
+class Failure : public std::runtime_error {
+public:
+    Failure(ExitStatus status, const std::string &text) : std::runtime_error(text), status_(status)
+    {}
+    ExitStatus status() const { return status_; }
 
-/* Each gets the words behind its name. */
-int query_command(int argc, char **argv);
-int inform_command(int argc, char **argv);
-int watch_command(int argc, char **argv);
-
-/* Explains a failed exchange on standard error and says what to end with. */
-int report_failure(const Exchange &exchange);
+private:
+    ExitStatus status_;
+};
 
 } // namespace vorn::client

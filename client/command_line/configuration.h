@@ -1,0 +1,38 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "device.h"
+#include "lsql.h"
+#include "schema.h"
+
+namespace vorn::client {
+
+/* A whole configuration in the order of its file; members of a family under the abstract class. */
+using Configuration = std::vector<Instance>;
+
+/* The startup file as it is. */
+std::string saved_document(Device &device);
+Configuration parse_configuration(const std::string &text, const char *source);
+/* What a save would write: the persistent properties of the persistent classes. */
+Configuration running_configuration(Device &device, const Schema &schema);
+std::string configuration_document(const Configuration &configuration);
+
+/*
+ * One step from a configuration to another. Instances that cannot be told apart by name are
+ * compared, and replaced, all together.
+ */
+struct Difference {
+    enum class Kind { removed, added, changed };
+    Kind kind;
+    std::vector<Instance> before; /* one, but for classes and groups that are replaced whole */
+    std::vector<Instance> after;
+};
+
+/* In the order of their first instance in either configuration, what goes before what comes. */
+std::vector<Difference> compare(const Configuration &before, const Configuration &after,
+                                const Schema &schema);
+
+} // namespace vorn::client

@@ -1,0 +1,225 @@
+/* SPDX-License-Identifier: MIT */
+/* Requests and answers. The library escapes; what it can't is refused here. */
+#include "lsql.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <sstream>
+
+#include <vorn-client.h>
+
+#include "failure.h"
+#include "where.h"
+
+namespace vorn::client {
+
+namespace {
+
+const std::string nothing;
+
+bool is_continuation(unsigned char byte)
+{
+    return (byte & 0xC0) == 0x80;
+}
+
+/* The bytes of one UTF-8 character; 0 for what is none. */
+std::size_t character_length(const std::string &text, std::size_t at)
+{
+    const auto first = static_cast<unsigned char>(text[at]);
+    const std::size_t length = first < 0x80                     ? 1
+                               : first >= 0xC2 && first < 0xE0  ? 2
+                               : first >= 0xE0 && first < 0xF0  ? 3
+                               : first >= 0xF0 && first <= 0xF4 ? 4
+                                                                : 0;
+    if (length == 0 || at + length > text.size()) return 0;
+    for (std::size_t i = 1; i < length; i++) {
+        if (!is_continuation(static_cast<unsigned char>(text[at + i]))) return 0;
+    }
+    return length;
+}
+
+bool can_be_sent(const std::string &text)
+{
+    for (std::size_t at = 0; at < text.size();) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        if (byte < ' ' && byte != '\t' && byte != '\n' && byte != '\r') return false;
+        const std::size_t length = character_length(text, at);
+        if (length == 0) return false;
+        at += length;
+    }
+    return true;
+}
+
+void expect_text(const char *what, const std::string &text)
+{
+    if (!can_be_sent(text)) {
+        throw Failure(misused, std::string("the ") + what + " \"" + text +
+                                   "\" holds a control character or is not UTF-8");
+    }
+}
+
+/* A name that would break the request, or mean something else in it, is no name of the device's. */
+void expect_name(const char *what, const std::string &name)
+{
+    constexpr char markup[] = " \t\r\n<>&\"'/=";
+    expect_text(what, name);
+    if (name.empty() || name.find_first_of(markup) != std::string::npos ||
+        std::strchr("-.0123456789", name[0])) {
+        throw Failure(misused, "\"" + name + "\" is no name of a " + what);
+    }
+}
+
+std::string escaped(const std::string &text)
+{
+    const std::unique_ptr<char, decltype(&std::free)> result(vorn_client_escape(text.c_str()),
+                                                             &std::free);
+    return result ? result.get() : throw std::bad_alloc();
+}
+
+void add_values(pugi::xml_node element, const Values &values)
+{
+    for (const auto &[property, value] : values) {
+        expect_name("property", property);
+        set_text(element.append_child(property.c_str()), value);
+    }
+}
+
+} // namespace
+
+const std::string &Instance::value(const std::string &property) const
+{
+    const auto found = std::find_if(values.begin(), values.end(),
+                                    [&](const auto &each) { return each.first == property; });
+    return found == values.end() ? nothing : found->second;
+}
+
+bool Instance::has(const std::string &property) const
+{
+    return std::any_of(values.begin(), values.end(),
+                       [&](const auto &each) { return each.first == property; });
+}
+
+void set_text(pugi::xml_node element, const std::string &text)
+{
+    expect_text("value", text);
+    if (!text.empty()) element.text().set(escaped(text).c_str());
+}
+
+void set_name(pugi::xml_node element, const std::string &name)
+{
+    expect_text("name", name);
+    element.append_attribute("name").set_value(escaped(name).c_str());
+}
+
+Request::Request(Kind kind, const std::string &origin)
+{
+    root_ = document_.append_child("lsql");
+    if (!origin.empty()) {
+        expect_text("origin", origin);
+        root_.append_attribute("origin").set_value(escaped(origin).c_str());
+    }
+    if (kind == Kind::transaction) root_ = root_.append_child("write-transaction");
+}
+
+pugi::xml_node Request::add(const char *operation, const Target &target)
+{
+    expect_name("class", target.class_name);
+    pugi::xml_node element = root_.append_child(operation).append_child(target.class_name.c_str());
+    if (target.name) set_name(element, *target.name);
+    operations_++;
+    return element;
+}
+
+void Request::add_where(const Target &target)
+{
+    if (!target.where.empty()) append_condition(root_.append_child("where"), target.where);
+}
+
+void Request::select(const Target &target, const std::vector<std::string> &properties)
+{
+    pugi::xml_node element = add("select", target);
+    if (properties.empty()) element.append_attribute("properties").set_value("all");
+    for (const std::string &property : properties) {
+        expect_name("property", property);
+        element.append_child(property.c_str());
+    }
+    add_where(target);
+}
+
+void Request::update(const Target &target, const Values &values)
+{
+    add_values(add("update", target), values);
+    add_where(target);
+}
+
+void Request::remove(const Target &target)
+{
+    add("delete", target);
+    add_where(target);
+}
+
+void Request::insert(const Target &target, const Values &values)
+{
+    add_values(add("insert", target), values);
+}
+
+std::string Request::text() const
+{
+    std::ostringstream text;
+    document_.save(text, "",
+                   pugi::format_raw | pugi::format_no_declaration | pugi::format_no_escapes);
+    return text.str();
+}
+
+void parse_document(pugi::xml_document &document, const std::string &text, const char *source)
+{
+    const pugi::xml_parse_result result = document.load_buffer(
+        text.data(), text.size(), pugi::parse_default | pugi::parse_ws_pcdata_single);
+    if (!result) {
+        throw Failure(misused, std::string(source) + ": " + result.description() + " at byte " +
+                                   std::to_string(result.offset));
+    }
+}
+
+std::vector<Instance> parse_instances(const pugi::xml_node &parent)
+{
+    std::vector<Instance> instances;
+    for (const pugi::xml_node &element : parent.children()) {
+        if (element.type() != pugi::node_element) continue;
+        Instance &instance = instances.emplace_back();
+        instance.class_name = element.name();
+        if (const pugi::xml_attribute name = element.attribute("name")) {
+            instance.name = name.value();
+        }
+        for (const pugi::xml_node &value : element.children()) {
+            if (value.type() != pugi::node_element) continue;
+            instance.values.emplace_back(value.name(), value.text().get());
+        }
+    }
+    return instances;
+}
+
+std::vector<Outcome> parse_answer(const std::string &answer)
+{
+    pugi::xml_document document;
+    parse_document(document, answer, "the answer");
+
+    std::vector<Outcome> outcomes;
+    Outcome outcome;
+    for (const pugi::xml_node &node : document.child("lsql_result").children()) {
+        const std::string_view name = node.name();
+        if (name == "dataset") outcome.instances = parse_instances(node);
+        if (name == "error") outcome.error = node.text().get();
+        if (name == "rc") outcome.rc = node.text().as_int();
+        if (name == "counter") {
+            outcome.counter = node.text().as_int();
+            outcomes.push_back(std::exchange(outcome, {}));
+        }
+    }
+    return outcomes;
+}
+
+} // namespace vorn::client

@@ -1,0 +1,85 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <pugixml.hpp>
+
+namespace vorn::client {
+
+using Values = std::vector<std::pair<std::string, std::string>>;
+
+/* One instance as an answer or a configuration file shows it. */
+struct Instance {
+    std::string class_name;
+    std::optional<std::string> name;
+    Values values;
+
+    /* Empty for a property that isn't there: the daemon makes no difference either. */
+    const std::string &value(const std::string &property) const;
+    bool has(const std::string &property) const;
+
+    bool operator==(const Instance &) const = default;
+};
+
+/* What became of one operation. */
+struct Outcome {
+    std::vector<Instance> instances;
+    std::string error;
+    int rc = 0;
+    int counter = 0;
+};
+
+/* Which instances an operation is about. */
+struct Target {
+    std::string class_name;
+    std::optional<std::string> name;
+    std::string where; /* empty for none */
+};
+
+/* A request in the making. A text that no document can hold throws a Failure. */
+class Request {
+public:
+    /* Without an origin the daemon is not told one. */
+    enum class Kind { plain, transaction };
+    explicit Request(Kind kind, const std::string &origin = {});
+
+    /* Without properties: all of them. */
+    void select(const Target &target, const std::vector<std::string> &properties);
+    void update(const Target &target, const Values &values);
+    void remove(const Target &target);
+    void insert(const Target &target, const Values &values);
+
+    bool empty() const { return operations_ == 0; }
+    std::string text() const;
+
+private:
+    pugi::xml_node add(const char *operation, const Target &target);
+    void add_where(const Target &target);
+
+    pugi::xml_document document_;
+    pugi::xml_node root_;
+    int operations_ = 0;
+};
+
+/*
+ * Texts escaped here, since a carriage return that the library wrote would come back as another
+ * character. What they stand in is written with format_no_escapes. A text that no document can hold
+ * throws a Failure.
+ */
+void set_text(pugi::xml_node element, const std::string &text);
+void set_name(pugi::xml_node element, const std::string &name);
+
+/* The outcomes, in the order of the operations, up to the one that failed. */
+std::vector<Outcome> parse_answer(const std::string &answer);
+
+/* The children of an element as instances, their children as values. */
+std::vector<Instance> parse_instances(const pugi::xml_node &parent);
+
+/* A document, with every blank of its texts; throws a Failure that names the source. */
+void parse_document(pugi::xml_document &document, const std::string &text, const char *source);
+
+} // namespace vorn::client

@@ -1,0 +1,19 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include <string>
+
+#include "output.h"
+
+namespace vorn::client {
+
+/* What stands before, or behind, every command. */
+struct Options {
+    Output output;
+    double timeout_seconds = 30;
+    std::string origin = "vornctl";
+
+    int timeout_ms() const { return static_cast<int>(timeout_seconds * 1000); }
+};
+
+} // namespace vorn::client

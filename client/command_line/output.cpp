@@ -1,0 +1,207 @@
+/* SPDX-License-Identifier: MIT */
+/* Results for people and for programs. */
+#include "output.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cwchar>
+#include <iostream>
+#include <numeric>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+namespace vorn::client {
+
+namespace {
+
+constexpr char bold[] = "\033[1m";
+constexpr char plain[] = "\033[0m";
+
+/* What a control character would do to the terminal, and to the columns, is shown instead. */
+std::string shown(const std::string &text)
+{
+    std::string result;
+    for (const char character : text) {
+        if (character == '\n') {
+            result += "\\n";
+        } else if (character == '\t') {
+            result += "\\t";
+        } else if (character == '\r') {
+            result += "\\r";
+        } else if (static_cast<unsigned char>(character) >= ' ' && character != 0x7F) {
+            result += character;
+        }
+    }
+    return result;
+}
+
+std::size_t width(const std::string &text)
+{
+    std::wstring wide(text.size() + 1, L'\0');
+    const std::size_t length = std::mbstowcs(wide.data(), text.c_str(), wide.size());
+    if (length == static_cast<std::size_t>(-1)) return text.size();
+    const int columns = wcswidth(wide.data(), length);
+    return columns < 0 ? length : static_cast<std::size_t>(columns);
+}
+
+/* No limit when the output is no terminal. */
+std::size_t terminal_width()
+{
+    winsize size = {};
+    if (!isatty(STDOUT_FILENO) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) {
+        return std::string::npos;
+    }
+    return size.ws_col == 0 ? std::string::npos : size.ws_col;
+}
+
+using Rows = std::vector<std::vector<std::string>>;
+
+std::vector<std::size_t> column_widths(const std::vector<std::string> &head, const Rows &rows)
+{
+    std::vector<std::size_t> widths;
+    for (std::size_t i = 0; i < head.size(); i++) {
+        widths.push_back(width(head[i]));
+        for (const auto &row : rows)
+            widths[i] = std::max(widths[i], width(row[i]));
+    }
+    return widths;
+}
+
+std::string line_of(const std::vector<std::string> &cells, const std::vector<std::size_t> &widths)
+{
+    std::string line;
+    for (std::size_t i = 0; i < cells.size(); i++) {
+        line += cells[i];
+        if (i + 1 < cells.size()) line.append(widths[i] - width(cells[i]) + 2, ' ');
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
+std::vector<std::string> properties_of(const std::vector<Instance> &instances)
+{
+    std::vector<std::string> properties;
+    for (const Instance &instance : instances) {
+        for (const auto &[property, value] : instance.values) {
+            if (std::find(properties.begin(), properties.end(), property) == properties.end()) {
+                properties.push_back(property);
+            }
+        }
+    }
+    return properties;
+}
+
+nlohmann::ordered_json json_of(const Instance &instance)
+{
+    nlohmann::ordered_json values = nlohmann::ordered_json::object();
+    for (const auto &[property, value] : instance.values)
+        values[property] = value;
+    nlohmann::ordered_json json = {{"class", instance.class_name}};
+    if (instance.name) json["name"] = *instance.name;
+    json["values"] = values;
+    return json;
+}
+
+void print_json(const std::vector<Instance> &instances)
+{
+    nlohmann::ordered_json all = nlohmann::ordered_json::array();
+    for (const Instance &instance : instances)
+        all.push_back(json_of(instance));
+    std::cout << all.dump(2) << '\n';
+}
+
+void print_xml(const std::vector<Instance> &instances)
+{
+    pugi::xml_document document;
+    pugi::xml_node root = document.append_child("dataset");
+    for (const Instance &instance : instances) {
+        pugi::xml_node element = root.append_child(instance.class_name.c_str());
+        if (instance.name) set_name(element, *instance.name);
+        for (const auto &[property, value] : instance.values) {
+            set_text(element.append_child(property.c_str()), value);
+        }
+    }
+    document.save(std::cout, "  ", pugi::format_indent | pugi::format_no_escapes);
+}
+
+std::string title_of(const Instance &instance)
+{
+    return instance.name ? instance.class_name + " " + shown(*instance.name) : instance.class_name;
+}
+
+} // namespace
+
+bool Output::is_coloured() const
+{
+    if (colour != Colour::automatic) return colour == Colour::always;
+    const char *refused = std::getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) && !(refused && *refused);
+}
+
+std::string Output::emphasised(const std::string &text) const
+{
+    return is_coloured() ? bold + text + plain : text;
+}
+
+void Output::print_table(const std::vector<std::string> &head, const Rows &rows) const
+{
+    const std::vector<std::size_t> widths = column_widths(head, rows);
+    std::cout << emphasised(line_of(head, widths)) << '\n';
+    for (const auto &row : rows)
+        std::cout << line_of(row, widths) << '\n';
+}
+
+void Output::print(const std::vector<Instance> &instances) const
+{
+    if (format == Format::json) return print_json(instances);
+    if (format == Format::xml) return print_xml(instances);
+    if (instances.empty()) return;
+
+    const bool named = std::any_of(instances.begin(), instances.end(),
+                                   [](const Instance &each) { return each.name.has_value(); });
+    const std::vector<std::string> properties = properties_of(instances);
+    std::vector<std::string> head = properties;
+    Rows rows;
+    if (named) head.insert(head.begin(), instances[0].class_name);
+    for (const Instance &instance : instances) {
+        std::vector<std::string> &row = rows.emplace_back();
+        if (named) row.push_back(shown(instance.name.value_or("")));
+        for (const std::string &property : properties)
+            row.push_back(shown(instance.value(property)));
+    }
+    const std::vector<std::size_t> widths = column_widths(head, rows);
+    const std::size_t total = std::accumulate(widths.begin(), widths.end(), 2 * widths.size());
+    if (instances.size() > 1 && total <= terminal_width()) return print_table(head, rows);
+
+    for (const Instance &instance : instances) {
+        if (&instance != &instances.front()) std::cout << '\n';
+        std::cout << emphasised(title_of(instance)) << '\n';
+        Rows lines;
+        for (const auto &[property, value] : instance.values)
+            lines.push_back({"  " + property, shown(value)});
+        const std::vector<std::size_t> columns = column_widths({"", ""}, lines);
+        for (const auto &line : lines)
+            std::cout << line_of(line, columns) << '\n';
+    }
+}
+
+Progress::Progress(const char *what, std::size_t total)
+    : what_(what), total_(total), shown_(isatty(STDERR_FILENO) && total > 1)
+{}
+
+void Progress::step()
+{
+    done_++;
+    if (shown_) std::fprintf(stderr, "\r%s %zu of %zu", what_, done_, total_);
+}
+
+Progress::~Progress()
+{
+    if (shown_) std::fprintf(stderr, "\r\033[K");
+}
+
+} // namespace vorn::client

@@ -1,0 +1,47 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "lsql.h"
+
+namespace vorn::client {
+
+enum class Format { table, json, xml };
+enum class Colour { automatic, always, never };
+
+/* How results are shown; the same for every command. */
+struct Output {
+    Format format = Format::table;
+    Colour colour = Colour::automatic;
+
+    bool is_coloured() const;
+
+    /*
+     * Instances of one class as a table, or as one line for each property when there is only one
+     * instance, or the table would be wider than the terminal.
+     */
+    void print(const std::vector<Instance> &instances) const;
+    /* Rows below a head, columns aligned. */
+    void print_table(const std::vector<std::string> &head,
+                     const std::vector<std::vector<std::string>> &rows) const;
+    std::string emphasised(const std::string &text) const;
+};
+
+/* Tells people on a terminal how far something is; says nothing anywhere else. */
+class Progress {
+public:
+    Progress(const char *what, std::size_t total);
+    Progress(const Progress &) = delete;
+    ~Progress();
+    void step();
+
+private:
+    const char *what_;
+    std::size_t total_;
+    std::size_t done_ = 0;
+    bool shown_;
+};
+
+} // namespace vorn::client

@@ -1,0 +1,90 @@
+/* SPDX-License-Identifier: MIT */
+#include "schema.h"
+
+#include <algorithm>
+
+#include "failure.h"
+#include "lsql.h"
+
+namespace vorn::client {
+
+namespace {
+
+bool says_yes(const Instance &instance, const char *property)
+{
+    return instance.value(property) == "yes";
+}
+
+Class class_of(const Instance &instance)
+{
+    return {instance.name.value_or(""),
+            instance.value("type"),
+            says_yes(instance, "persistent"),
+            says_yes(instance, "abstract"),
+            instance.value("superclass"),
+            instance.value("subclass-identifier"),
+            {}};
+}
+
+Property property_of(const Instance &instance)
+{
+    return {instance.value("property"),       says_yes(instance, "readable"),
+            says_yes(instance, "writable"),   says_yes(instance, "required"),
+            says_yes(instance, "persistent"), says_yes(instance, "inherited")};
+}
+
+template <typename Range>
+auto *find_named(Range &range, const std::string &name)
+{
+    const auto found =
+        std::find_if(range.begin(), range.end(), [&](auto &each) { return each.name == name; });
+    return found == range.end() ? nullptr : &*found;
+}
+
+} // namespace
+
+const Property *Class::find(const std::string &property) const
+{
+    return find_named(properties, property);
+}
+
+Schema Schema::of(Device &device)
+{
+    Request request(Request::Kind::plain);
+    request.select({"schema-class", {}, {}}, {});
+    request.select({"schema-property", {}, {}}, {});
+    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
+
+    Schema schema;
+    if (outcomes.size() < 2) return schema;
+    for (const Instance &each : outcomes[0].instances)
+        schema.classes_.push_back(class_of(each));
+    for (const Instance &each : outcomes[1].instances) {
+        Class *owner = find_named(schema.classes_, each.name.value_or(""));
+        if (owner) owner->properties.push_back(property_of(each));
+    }
+    return schema;
+}
+
+Schema Schema::required_of(Device &device)
+{
+    Schema schema = of(device);
+    if (!schema.known()) {
+        throw Failure(differs, "this device does not tell what it has: the plugin \"schema\" "
+                               "is not installed");
+    }
+    return schema;
+}
+
+const Class *Schema::find(const std::string &name) const
+{
+    return find_named(classes_, name);
+}
+
+bool Schema::may_have_name(const std::string &class_name) const
+{
+    const Class *klass = find(class_name);
+    return !klass || klass->is_named();
+}
+
+} // namespace vorn::client

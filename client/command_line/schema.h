@@ -1,0 +1,54 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "device.h"
+
+namespace vorn::client {
+
+struct Property {
+    std::string name;
+    bool readable = true;
+    bool writable = true;
+    bool required = false;
+    bool persistent = true;
+    bool inherited = false;
+};
+
+struct Class {
+    std::string name;
+    std::string type;
+    bool persistent = true;
+    bool abstract = false;
+    std::string superclass;           /* empty for none */
+    std::string subclass_identifier;  /* empty for none */
+    std::vector<Property> properties; /* the superclass's first */
+
+    bool is_named() const { return type == "unique-named" || type == "group-named"; }
+    const Property *find(const std::string &property) const;
+};
+
+/*
+ * What the device has, as its schema plugin tells; empty on a device without that plugin, where
+ * most commands do without.
+ */
+class Schema {
+public:
+    static Schema of(Device &device);
+    /* The same, or a Failure that says what is missing. */
+    static Schema required_of(Device &device);
+
+    bool known() const { return !classes_.empty(); }
+    const std::vector<Class> &classes() const { return classes_; }
+    const Class *find(const std::string &name) const;
+    /* False only for a class that is known to have one nameless instance, or nameless ones. */
+    bool may_have_name(const std::string &class_name) const;
+
+private:
+    std::vector<Class> classes_;
+};
+
+} // namespace vorn::client
