@@ -12,7 +12,7 @@ trap 'rm -rf "$root"' EXIT
 
 DESTDIR=$root "$cmake" --install "$build" --prefix /opt/vorn >/dev/null
 
-expected="bin include lib sbin share"
+expected="bin include lib libexec sbin share"
 found=$(cd "$root/opt/vorn" && echo *)
 [ "$found" = "$expected" ] || { echo "installed: $found, expected: $expected"; exit 1; }
 for file in sbin/vorn bin/vornctl lib/vorn/plugins/system.vorn include/vorn/vorn.h \

@@ -104,7 +104,7 @@ TEST_F(Signals, TerminationReachesTheProcessGroup)
     if (daemon == 0) {
         setsid();
         setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
-        execl("/bin/sh", "sh", "-c", "sleep 1000 & echo $! >/tmp/member; exec " VORN_BINARY " -f",
+        execl("/bin/sh", "sh", "-c", "sleep 1000 & echo $! >/tmp/member; exec /usr/sbin/vorn -f",
               nullptr);
     }
     await_service();

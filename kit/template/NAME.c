@@ -1,0 +1,98 @@
+/*
+ * The plugin @NAME@: things that are set with @NAME@ctl(8). Put your device in place of it.
+ */
+#include <stdio.h>
+#include <string.h>
+#include <vorn/vorn.h>
+
+#define PROGRAM "/usr/sbin/@NAME@ctl"
+
+/* What clients may set: a validator gets the text that they sent. */
+static int is_level(const char *value)
+{
+    return vorn_input_is_int_in_range(value, (int)strlen(value), 0, 100);
+}
+
+static int is_enabled(const char *value)
+{
+    return vorn_input_is_on_off(value, (int)strlen(value));
+}
+
+static const char *value_of(const vorn_instance *instance, const char *property)
+{
+    const char *value = vorn_instance_get_value(instance, property);
+    return value != NULL ? value : "";
+}
+
+/*
+ * Called for every instance that a request or the boot has changed, once per commit: `now` is null
+ * for one that is gone, `before` for one that is new.
+ */
+static void changed(vorn_instance *now, vorn_instance *before, vorn_commit_info *info)
+{
+    (void)info;
+    const char *name = vorn_instance_get_name(now != NULL ? now : before);
+    const int on = now != NULL && strcmp(value_of(now, "enabled"), "on") == 0;
+    const char *level = on ? value_of(now, "level") : "0";
+
+    if (vorn_command_execl(PROGRAM, "set", name, *level != '\0' ? level : "100", (char *)NULL)) {
+        vorn_debug_eprintf("@NAME@: can't set %s.\n", name);
+    }
+}
+
+/* Called before somebody reads `state`, which lives in the system and not in the configuration. */
+static const char *read_state(vorn_instance *instance, const char *property,
+                              vorn_refresh_info *info)
+{
+    static char state[64];
+    char path[256];
+    (void)property;
+    (void)info;
+
+    snprintf(path, sizeof path, "/run/@NAME@/%s", vorn_instance_get_name(instance));
+    FILE *file = fopen(path, "r");
+    const char *line = file != NULL ? fgets(state, sizeof state, file) : NULL;
+    if (file != NULL) fclose(file);
+    if (line == NULL) return "unknown";
+    state[strcspn(state, "\n")] = '\0';
+    return state;
+}
+
+static void add_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid)
+{
+    vorn_property *property = vorn_property_new(name);
+    vorn_property_set_is_valid_fn(property, is_valid);
+    vorn_class_add_property(klass, property);
+}
+
+static void add_class(void)
+{
+    vorn_class *klass = vorn_class_new("@NAME@");
+    vorn_class_set_type(klass, VORN_CLASS_UNIQUE_NAMED);
+    vorn_class_set_persistence(klass, 1);
+    add_setting(klass, "level", is_level);
+    add_setting(klass, "enabled", is_enabled);
+
+    vorn_property *state = vorn_property_new("state");
+    vorn_property_set_writable(state, 0);
+    vorn_property_set_persistence(state, 0);
+    vorn_class_add_property(klass, state);
+    vorn_classes_add(klass);
+}
+
+void vorn_plugin_init(void)
+{
+    if (vorn_plugin_new("1.0") == NULL) return;
+    add_class();
+
+    vorn_committer *committer = vorn_committer_new();
+    vorn_committer_set_instance_change_fn(committer, "@NAME@", changed, 1);
+    vorn_refresher *refresher = vorn_refresher_new("@NAME@");
+    vorn_refresher_set_property_fn(refresher, "state", read_state);
+
+    vorn_provider *provider = vorn_provider_new("@NAME@");
+    vorn_provider_set_commit_fn(provider, vorn_committer_fn, committer);
+    vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
+    vorn_providers_add(provider);
+    vorn_providers_order("@NAME@", "save"); /* what is saved has been applied */
+}

@@ -1,0 +1,87 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# The plugin kit as its users have it: installed, nothing else of the tree in sight, in an empty
+# folder. kit_test.sh BUILD-FOLDER SOURCE-FOLDER CMAKE
+set -euo pipefail
+build=$1
+source=$2
+cmake=$3
+root=$(mktemp -d)
+trap 'rm -rf "$root"' EXIT
+prefix=$root/opt/vorn
+
+fail() {
+    echo "FAILED: $1" >&2
+    exit 1
+}
+
+"$cmake" --install "$build" --prefix "$prefix" >/dev/null
+for example in c cxx; do
+    cp -r "$source/kit/examples/$example" "$root/$example"
+done
+cd "$root"
+PATH=$prefix/bin:$PATH
+export CMAKE_PREFIX_PATH=$prefix PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+PKG_CONFIG_PATH+=:$(echo "$prefix"/lib/*/pkgconfig)
+
+# Builds and tests the folder.
+build_and_test() {
+    "$cmake" -G Ninja -S "$1" -B "$1/build" >"$1.log" 2>&1 || { cat "$1.log"; fail "configure $1"; }
+    "$cmake" --build "$1/build" >>"$1.log" 2>&1 || { cat "$1.log"; fail "build $1"; }
+    ctest --test-dir "$1/build" --output-on-failure -j 2 >>"$1.log" 2>&1 ||
+        { cat "$1.log"; fail "test $1"; }
+    grep -q '100% tests passed' "$1.log" || { cat "$1.log"; fail "$1 has no tests"; }
+}
+
+echo '== a new plugin builds and passes its tests'
+vorn-plugin-new lamp-post >/dev/null
+build_and_test lamp-post
+
+echo '== so does it with make'
+make -s -C lamp-post >/dev/null
+make -s -C lamp-post install DESTDIR="$root/device" >/dev/null
+[ -f "$root/device$prefix/lib/vorn/plugins/lamp-post.vorn" ] || fail "make install"
+
+echo '== a new plugin needs a proper name and a new folder'
+! vorn-plugin-new lamp-post 2>err || fail "a folder was overwritten"
+grep -q 'lamp-post exists already' err || fail "$(cat err)"
+for name in Lamp 1lamp 'lamp post' lamp_post -lamp lamp-; do
+    ! vorn-plugin-new "$name" new 2>/dev/null || fail "the name $name was taken"
+done
+[ ! -e new ] || fail "a refused plugin left a folder"
+
+echo '== the examples build with the installed tree only, the one in C also as C99'
+build_and_test c
+build_and_test cxx
+
+echo '== a plugin that needs what the daemon does not export is not built'
+cat >lamp-post/lamp-post.c <<'END'
+#include <vorn/vorn.h>
+void vorn_no_such_thing(void);
+void eloop_no_such_loop(void);
+void vorn_plugin_init(void) { vorn_no_such_thing(); eloop_no_such_loop(); vorn_plugin_new("1.0"); }
+END
+! "$cmake" --build lamp-post/build >log 2>&1 || fail "it was built"
+tr -s '\n ' ' ' <log | grep -q \
+    'does not export: eloop_no_such_loop, vorn_no_such_thing' || { cat log; fail "no reason given"; }
+[ ! -e lamp-post/build/lamp-post.vorn ] || fail "what was refused is still there"
+
+echo '== a script that expects something else fails and says what'
+cat >wrong.sh <<'END'
+expect_equal "$(vornctl show Nothing)" something
+END
+! vorn-test wrong.sh >log 2>&1 || fail "it passed"
+grep -q 'wrong.sh:1: expected: something' log || { cat log; fail "no reason given"; }
+! vorn-test --plugin /no/such/plugin wrong.sh >/dev/null 2>&1 || fail "a missing plugin was taken"
+! vorn-test >/dev/null 2>&1 || fail "no script was taken"
+
+echo '== a stand-in notes how it is run'
+cat >stand_in.sh <<'END'
+vornctl set motd text=x
+expect_equal "$(runs_of killall)" ''
+/usr/sbin/no-such-program a b
+expect_equal "$(runs_of /usr/sbin/no-such-program)" 'a b'
+END
+vorn-test --stand-in killall --stand-in /usr/sbin/no-such-program \
+    --plugin cxx/build/motd.vorn stand_in.sh || fail "stand-ins"
