@@ -76,6 +76,15 @@ bool announce(const char *name)
     return true;
 }
 
+void report_missing(const char *directory, int error)
+{
+    const Line<320> message("Unable to open plugins directory \"%s\"", directory);
+    errno = error;
+    vorn_debug_perror(message.get());
+}
+
+} // namespace
+
 int load_plugin(const char *directory, const char *name)
 {
     vorn_debug_1printf("Loading %s.\n", name);
@@ -94,15 +103,6 @@ int load_plugin(const char *directory, const char *name)
     entry();
     return ok;
 }
-
-void report_missing(const char *directory, int error)
-{
-    const Line<320> message("Unable to open plugins directory \"%s\"", directory);
-    errno = error;
-    vorn_debug_perror(message.get());
-}
-
-} // namespace
 
 int load_plugins_of(const char *directory)
 {

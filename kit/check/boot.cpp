@@ -1,0 +1,204 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * What a boot would make of a configuration file, by the daemon's own reading. It is read element
+ * by element, so that each complaint has its line.
+ */
+#include "boot.h"
+
+#include "config/config_read.h"
+#include "config/default_file.h"
+#include "vorn/vorn.h"
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <memory>
+
+#include <unistd.h>
+
+#include "loading.h"
+
+namespace vorn::check {
+
+namespace {
+
+constexpr int parser_level = 4; /* at which the reason why a file is no XML is logged */
+constexpr int errors_only = 0;
+
+struct CloseFile {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+using OwnedFile = std::unique_ptr<std::FILE, CloseFile>;
+
+void add_findings(CheckedFile &file, long line)
+{
+    for (const std::string &message : take_messages())
+        file.findings.push_back({line, message});
+}
+
+/* Of the child that the message is about, if it names one. */
+long line_of(const xmlNode *element, const std::string &message, long line)
+{
+    for (const xmlNode *child = element->children; child; child = child->next) {
+        if (child->type != XML_ELEMENT_NODE) continue;
+        const std::string quoted = std::string("roperty \"") + plain(child->name) + "\"";
+        if (message.find(quoted) == std::string::npos) continue;
+        const std::unique_ptr<xmlChar, decltype(xmlFree)> text(xmlNodeGetContent(child), xmlFree);
+        const std::string value = std::string("Value \"") + plain(text.get()) + "\"";
+        if (message.rfind("Value ", 0) == 0 && message.rfind(value, 0) != 0) continue;
+        return xmlGetLineNo(child);
+    }
+    return line;
+}
+
+/* The element is used up. */
+void read_element(CheckedFile &file, xmlDoc *document, xmlNode *element, vorn_instances *store,
+                  vorn_changes *changes)
+{
+    xmlNode *root = xmlDocGetRootElement(document);
+    const std::unique_ptr<xmlNode, decltype(&xmlFreeNode)> kept(xmlCopyNode(element, 1),
+                                                                xmlFreeNode);
+    const long line = xmlGetLineNo(element);
+    std::vector<long> lines;
+    for (const xmlNode *child = element->children; child; child = child->next)
+        lines.push_back(xmlGetLineNo(child));
+    std::size_t next = 0;
+    for (xmlNode *child = kept->children; child; child = child->next)
+        child->line = static_cast<unsigned short>(lines[next++]);
+
+    xmlAddChild(root, element);
+    read_instances(document, store, changes);
+    for (const std::string &message : take_messages())
+        file.findings.push_back({line_of(kept.get(), message, line), message});
+}
+
+int count(const vorn_instances *store)
+{
+    int instances = 0;
+    vorn_instances_iterator *walk = vorn_instances_new_iterator(store);
+    while (vorn_instances_iterator_next(walk))
+        instances++;
+    vorn_instances_delete_iterator(walk);
+    return instances;
+}
+
+void read_all(CheckedFile &file, xmlDoc *document)
+{
+    vorn_instances *store = vorn_instances_new();
+    vorn_changes *changes = vorn_changes_new(store);
+    vorn_config_replace_running(store); /* validators may look at it */
+
+    xmlNode *root = xmlDocGetRootElement(document);
+    std::vector<xmlNode *> elements;
+    while (xmlNode *node = root->children) {
+        xmlUnlinkNode(node);
+        if (node->type == XML_ELEMENT_NODE) {
+            elements.push_back(node);
+        } else {
+            xmlFreeNode(node);
+        }
+    }
+    for (xmlNode *element : elements)
+        read_element(file, document, element, store, changes);
+    add_missing_singletons(store, changes);
+    add_findings(file, 0);
+    file.instances = count(store);
+    vorn_changes_delete(changes);
+}
+
+std::string md5_of(const std::string &path)
+{
+    const std::string command = "md5sum <'" + path + "'";
+    std::FILE *output = popen(command.c_str(), "r");
+    char sum[33] = "";
+    if (!output || std::fscanf(output, "%32s", sum) != 1) sum[0] = '\0';
+    if (output) pclose(output);
+    return sum;
+}
+
+long lines_before(std::FILE *stream)
+{
+    long lines = 0;
+    const long end = std::ftell(stream);
+    std::rewind(stream);
+    while (std::ftell(stream) < end)
+        lines += std::getc(stream) == '\n';
+    return lines;
+}
+
+/* What stands behind the header of a default file, in a scratch file; empty when it is no good. */
+std::string unwrapped_default(CheckedFile &file, long &header_lines)
+{
+    const OwnedFile stream(std::fopen(file.path.c_str(), "r"));
+    if (!stream) {
+        file.findings.push_back({0, "can't be read"});
+        return "";
+    }
+    DefaultHeader header;
+    if (const int code = read_default_header(stream.get(), header)) {
+        add_findings(file, 0);
+        file.findings.push_back({0, "the header is bad (code " + std::to_string(100 + code) + ")"});
+        return "";
+    }
+    header_lines = lines_before(stream.get());
+    std::string body;
+    for (int byte; (byte = std::getc(stream.get())) != EOF;)
+        body += static_cast<char>(byte);
+    std::string scratch = "/tmp/vorn-plugin-check.XXXXXX";
+    close(mkstemp(scratch.data()));
+    std::ofstream(scratch, std::ios::binary) << body;
+
+    const std::string found = md5_of(scratch);
+    if (found == header.md5sum) return scratch;
+    file.findings.push_back(
+        {0, "the document's MD5 sum is " + found + ", the header says " + header.md5sum});
+    unlink(scratch.c_str());
+    return "";
+}
+
+} // namespace
+
+CheckedFile check_file(const std::string &role, const std::string &path)
+{
+    CheckedFile file = {role, path, CheckedFile::State::refused, 0, {}};
+    std::string document_path = path;
+    long header_lines = 0;
+    if (role == "default") {
+        document_path = unwrapped_default(file, header_lines);
+        if (document_path.empty()) return file;
+    }
+    set_log_level(parser_level);
+    const XmlDocument document = parse_config(document_path.c_str());
+    set_log_level(errors_only);
+    if (document_path != path) unlink(document_path.c_str());
+    file.state = document ? CheckedFile::State::usable : CheckedFile::State::not_parsed;
+    if (!document) {
+        add_findings(file, 0);
+        return file;
+    }
+    take_messages();
+    read_all(file, document.get());
+    for (Finding &finding : file.findings) {
+        if (finding.line > 0) finding.line += header_lines;
+    }
+    return file;
+}
+
+/*
+ * A startup file that isn't there or can't be read gives way to the default, and a default that is
+ * missing or damaged to the rescue file. There it ends, even if that is no configuration.
+ */
+Boot simulate(const std::vector<CheckedFile> &files)
+{
+    const CheckedFile *fallback = nullptr;
+    for (const CheckedFile &file : files) {
+        const bool is_startup = file.role == "startup";
+        if (is_startup && file.state != CheckedFile::State::usable) continue;
+        if (!is_startup && file.state == CheckedFile::State::refused) continue;
+        fallback = &file;
+        break;
+    }
+    return {fallback && fallback->state == CheckedFile::State::usable ? fallback : nullptr};
+}
+
+} // namespace vorn::check

@@ -1,0 +1,95 @@
+/* SPDX-License-Identifier: MIT */
+#include "report.h"
+
+#include "change/providers_state.h"
+#include "vorn/vorn.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace vorn::check {
+
+namespace {
+
+int print_problems(const std::vector<std::string> &messages)
+{
+    for (const std::string &message : messages)
+        std::printf("  problem: %s\n", message.c_str());
+    return static_cast<int>(messages.size());
+}
+
+void print_names(const char *what, const std::vector<std::string> &names)
+{
+    for (const std::string &name : names)
+        std::printf("  %s %s\n", what, name.c_str());
+}
+
+int print_plugin(const Plugin &plugin)
+{
+    std::printf("%s%s\n", plugin.name.c_str(), plugin.loaded ? "" : ": not loaded");
+    print_names("class", plugin.classes);
+    print_names("provider", plugin.providers);
+    print_names("inform handler", plugin.handlers);
+    int problems = print_problems(plugin.messages);
+    if (!plugin.loaded && problems == 0) problems++;
+    return problems;
+}
+
+/* Who registered it; a demand may name a provider that nobody brings. */
+std::string owner_of(const Loading &loading, const std::string &provider)
+{
+    for (const Plugin &plugin : loading.plugins) {
+        const auto &names = plugin.providers;
+        if (std::find(names.begin(), names.end(), provider) != names.end()) return plugin.name;
+    }
+    return "not present";
+}
+
+} // namespace
+
+int report(const Loading &loading)
+{
+    int problems = 0;
+    std::printf("Plugins\n\n");
+    for (const Plugin &plugin : loading.plugins)
+        problems += print_plugin(plugin);
+
+    std::printf("\nClasses (r readable, w writable, i required on insert, p saved)\n\n");
+    std::fflush(stdout);
+    vorn_classes_print(stdout);
+    problems += print_problems(loading.class_messages);
+
+    std::printf("Providers, in order\n\n");
+    for (const char *name : provider_registry->ordered)
+        std::printf("  %-30s %s\n", name, owner_of(loading, name).c_str());
+    problems += print_problems(loading.provider_messages);
+    return problems;
+}
+
+int report(const CheckedFile &file)
+{
+    std::printf("\n%s: %s\n", file.role.c_str(), file.path.c_str());
+    for (const Finding &finding : file.findings) {
+        if (finding.line > 0) {
+            std::printf("  line %ld: %s\n", finding.line, finding.text.c_str());
+        } else {
+            std::printf("  %s\n", finding.text.c_str());
+        }
+    }
+    if (file.state == CheckedFile::State::usable) std::printf("  %d instance(s)\n", file.instances);
+    return static_cast<int>(file.findings.size());
+}
+
+void report(const Boot &boot)
+{
+    if (boot.source) {
+        std::printf("\nThis device would boot from the %s file %s, with %d instance(s); "
+                    "%zu thing(s) in it would be skipped.\n",
+                    boot.source->role.c_str(), boot.source->path.c_str(), boot.source->instances,
+                    boot.source->findings.size());
+    } else {
+        std::printf("\nThis device would boot with an empty configuration.\n");
+    }
+}
+
+} // namespace vorn::check

@@ -1,0 +1,182 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# vorn-plugin-check on plugins and files, good and bad: plugin_check_test.sh CHECKER BUILD-FOLDER
+# SOURCE-FOLDER C-COMPILER [FLAGS]
+set -euo pipefail
+checker=$1
+plugins=$2/plugins
+boards=$2/tests/system/plugins
+modules=$2/tests/plugins/modules
+source=$3
+shift 3
+compiler=("$@")
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+cd "$scratch"
+export LSAN_OPTIONS=detect_leaks=0 # the process is thrown away with all it has
+failures=0
+
+complain() {
+    failures=$((failures + 1))
+    printf 'FAILED: %s\n' "$1"
+    cat out err
+}
+
+# expect STATUS ARGUMENTS...: runs it, and keeps what it said for `says`.
+expect() {
+    local wanted=$1 status=0
+    shift
+    what="$*"
+    "$checker" "$@" >out 2>err || status=$?
+    [ "$status" = "$wanted" ] || complain "$what: status $status, expected $wanted"
+}
+
+says() {
+    grep -qF -- "$1" out err || complain "$what: does not say: $1"
+}
+
+says_not() {
+    ! grep -qF -- "$1" out err || complain "$what: says: $1"
+}
+
+plugin() {
+    printf '#include <vorn/vorn.h>\n#include <stdlib.h>\nvoid vorn_plugin_init(void)\n{\n%s\n}\n' \
+        "$2" >"$1.c"
+    "${compiler[@]}" -shared -fPIC -I"$source/include" "$1.c" -o "$1.vorn"
+}
+
+# What is well.
+expect 0 "$plugins/system.vorn" "$plugins/network.vorn" "$plugins/save.vorn"
+says 'Class: system'
+says '  class interface'
+says '  inform handler interface'
+says 'address                                       rw-p'
+says '0 problem(s)'
+tr -s '\n ' ' ' <out | grep -q 'in order system system.vorn network network.vorn save save.vorn' ||
+    complain 'the providers are not in their order, with their plugins'
+expect 0 "$plugins/network.vorn"
+says 'system                         not present'
+
+# What does not load, or is refused.
+expect 1 "$boards/without_entry.vorn"
+says 'without_entry.vorn: not loaded'
+says 'problem: Plugin does not contain vorn_plugin_init:'
+expect 1 "$modules/null_entry.so"
+says 'problem: vorn_plugin_init is set to null.'
+expect 1 "$modules/unresolved.so"
+says 'undefined symbol'
+expect 1 /no/such/plugin.vorn
+says 'problem: Unable to load plugin "/no/such/plugin.vorn":'
+expect 1 "$boards/old_version.vorn"
+says 'problem: Plugin "old_version.vorn" version "1.1" is unsupported.'
+expect 1 "$boards/broken_class.vorn"
+says 'problem: Class "Typeless" has no type set.'
+says 'problem: Class "Typeless" is invalid.'
+expect 1 "$boards/provider_loop.vorn"
+says 'problem: Loop detected in providers order: b, a, b.'
+plugin twice 'vorn_plugin_new("1.0");
+    vorn_class *klass = vorn_class_new("system"); vorn_class_set_type(klass, 1);
+    vorn_classes_add(klass);'
+expect 1 "$plugins/system.vorn" ./twice.vorn
+says 'problem: Class with name "system" already in classes.'
+expect 1 ./twice.vorn "$plugins/no-such.vorn" "$boards/broken_class.vorn"
+says '3 problem(s)'
+
+# What takes the process down.
+plugin crash 'abort();'
+expect 3 "$plugins/system.vorn" ./crash.vorn
+says 'vorn-plugin-check: ./crash.vorn crashed: Aborted'
+plugin quit 'exit(0);'
+expect 3 ./quit.vorn
+says 'vorn-plugin-check: ./quit.vorn ended the process'
+plugin hang 'for (volatile int i = 0;; i = !i) continue;'
+expect 3 ./hang.vorn
+says 'vorn-plugin-check: ./hang.vorn hangs'
+
+# Misuse.
+expect 2
+expect 2 --startup
+expect 2 --unknown x "$plugins/system.vorn"
+expect 2 --startup config.xml
+expect 0 --help
+says 'Usage: vorn-plugin-check'
+
+# Files: every kind of thing that a boot skips, with its line.
+cat >good.xml <<'END'
+<?xml version="1.0"?>
+<config>
+  <Radio name="r0">
+    <channel>6</channel>
+  </Radio>
+</config>
+END
+cat >bad.xml <<'END'
+<?xml version="1.0"?>
+<config>
+  <Radio name="r0">
+    <channel>6</channel>
+    <mode>far too long</mode>
+    <speed>1</speed>
+  </Radio>
+  <Toaster/>
+  <Radio name="r0"/>
+  <Radio/>
+  <Address name="lan"><kind>Radio</kind></Address>
+  <Address name="wan"/>
+</config>
+END
+expect 0 "$boards/board.vorn" --startup good.xml
+says '3 instance(s)'
+says 'would boot from the startup file good.xml, with 3 instance(s); 0 thing(s)'
+expect 1 "$boards/board.vorn" --startup bad.xml
+says 'line 5: Value "far too long" is not valid for property "mode" of class "Radio" - skipping.'
+says 'line 6: Property "speed" is not valid for class "Radio" - skipping.'
+says 'line 8: Instance has an unknown class "Toaster".'
+says 'line 9: Couldn'\''t add instance "r0" of class "Radio". Skipping instance.'
+says 'line 10: Bad instance name "(null)" of class "Radio"- skipping.'
+says 'line 11: Instance of class "Address" subclass identifier property "kind" value is "Radio"'
+says 'line 12: Instance of class "Address" does not contain a subclass identifier property "kind".'
+says 'would boot from the startup file bad.xml, with 3 instance(s); 7 thing(s)'
+
+# Fallbacks.
+wrap() {
+    printf 'Version: 1\nLength: %s\nMD5sum: %s\n\n' "$(wc -c <"$1")" "$(md5sum <"$1" | cut -c1-32)"
+    cat "$1"
+}
+wrap good.xml >default.xml
+sed 's/MD5sum: ./MD5sum: x/' default.xml >wrong_sum.xml
+sed 's/^Version/Vision/' default.xml >wrong_header.xml
+echo '<config><Radio' >broken.xml
+wrap broken.xml >broken_default.xml
+echo '<other/>' >other.xml
+board=$boards/board.vorn
+
+expect 1 "$board" --startup broken.xml
+says 'XML line '
+says 'Config not parsed successfully.'
+says 'would boot with an empty configuration'
+expect 1 "$board" --startup other.xml
+says 'root node is not "config"'
+expect 1 "$board" --startup broken.xml --default default.xml
+says 'would boot from the default file default.xml'
+expect 0 "$board" --startup good.xml --default default.xml --rescue good.xml
+says 'would boot from the startup file good.xml'
+expect 1 "$board" --default wrong_sum.xml --rescue good.xml
+says "the header says x"
+says 'would boot from the rescue file good.xml'
+expect 1 "$board" --default wrong_header.xml --rescue good.xml
+says 'the header is bad (code 1'
+says 'would boot from the rescue file good.xml'
+expect 1 "$board" --default broken_default.xml --rescue good.xml
+says 'would boot with an empty configuration'
+expect 1 "$board" --default missing.xml --rescue good.xml
+says 'would boot from the rescue file good.xml'
+expect 1 "$board" --startup missing.xml --rescue broken.xml
+says 'would boot with an empty configuration'
+wrap bad.xml >bad_default.xml
+expect 1 "$board" --default bad_default.xml
+says 'line 9: Value "far too long"'
+says_not 'line 5:'
+
+[ "$failures" = 0 ] || { echo "$failures expectation(s) failed"; exit 1; }
