@@ -44,14 +44,14 @@ typedef struct ght_entry ght_entry;
 
 /** A run of bytes; there is no terminator logic. */
 typedef struct ght_key {
-    uint32_t length; /**< in bytes */
-    const void *bytes;
+    uint32_t length;   /**< in bytes */
+    const void *bytes; /**< null only with a length of 0 */
 } ght_key;
 
 /** Caller's memory for one walk over a table. The fields are the table's business. */
 typedef struct ght_iterator {
-    ght_entry *current;
-    ght_entry *next;
+    ght_entry *current; /**< the entry returned last */
+    ght_entry *next;    /**< the one to come, held in advance */
 } ght_iterator;
 
 /** Answers the same number for the same key, always. Its low bits choose the bucket. */

@@ -76,18 +76,23 @@ VORN_API int vorn_input_is_mode(const char *value, int length);
 
 /* Numbers: base 10, leading blanks and a sign allowed, within 32 bits. */
 
+/** Any integer. */
 VORN_API int vorn_input_is_int(const char *value, int length);
+/** An integer that is a member of the set. */
 VORN_API int vorn_input_is_int_in_set(const char *value, int length, const vorn_input_set *set);
+/** An integer between low and high, both included. */
 VORN_API int vorn_input_is_int_in_range(const char *value, int length, int low, int high);
 /** 1 and above. */
 VORN_API int vorn_input_is_positive_int(const char *value, int length);
 /** 0, however it is written. */
 VORN_API int vorn_input_is_zero(const char *value, int length);
+/** 0 and above. */
 VORN_API int vorn_input_is_non_negative_int(const char *value, int length);
 /** Whatever vorn_input_is_non_negative_int refuses, also what is no integer at all. */
 VORN_API int vorn_input_is_negative_int(const char *value, int length);
 /** 0 to 100. */
 VORN_API int vorn_input_is_percent(const char *value, int length);
+/** An integer that 2 divides. */
 VORN_API int vorn_input_is_even(const char *value, int length);
 
 /**
@@ -106,27 +111,41 @@ VORN_API int vorn_input_is_ip(const char *value, int length);
 VORN_API int vorn_input_is_domain_label(const char *value, int length);
 /** Labels with dots between, at most 253 bytes; one dot at the end is allowed on top. */
 VORN_API int vorn_input_is_domain_name(const char *value, int length);
+/** What vorn_input_is_ip or vorn_input_is_domain_name takes. */
 VORN_API int vorn_input_is_ip_or_domain_name(const char *value, int length);
 
 /* Wireless. Channels depend on the regulatory domain: 0, 1 or 2, no other. */
 
 /** A channel of the mode, which is named as in vorn_input_is_mode. */
 VORN_API int vorn_input_is_channel(const char *value, int length, const char *mode, int domain);
+/** A channel of the mode "a". */
 VORN_API int vorn_input_is_a_channel(const char *value, int length, int domain);
+/** A channel of the mode "b". */
 VORN_API int vorn_input_is_b_channel(const char *value, int length, int domain);
+/** A channel of the mode "g". */
 VORN_API int vorn_input_is_g_channel(const char *value, int length, int domain);
+/** A channel of the mode "turbo-a". */
 VORN_API int vorn_input_is_turbo_a_channel(const char *value, int length, int domain);
+/** A channel of the mode "dynamic-turbo-a". */
 VORN_API int vorn_input_is_dynamic_turbo_a_channel(const char *value, int length, int domain);
+/** A channel of the mode "turbo-g". */
 VORN_API int vorn_input_is_turbo_g_channel(const char *value, int length, int domain);
+/** A channel of the mode "dynamic-turbo-g". */
 VORN_API int vorn_input_is_dynamic_turbo_g_channel(const char *value, int length, int domain);
 
-/** Rates in Mbit/s. The a and turbo rates are numbers, the b and g rates exact texts. */
+/** A rate of the mode "a", in Mbit/s. The a and turbo rates are numbers, the others exact texts. */
 VORN_API int vorn_input_is_a_rate(const char *value, int length);
+/** The same for the mode "b". */
 VORN_API int vorn_input_is_b_rate(const char *value, int length);
+/** The same for the mode "g". */
 VORN_API int vorn_input_is_g_rate(const char *value, int length);
+/** The same for the mode "turbo-a". */
 VORN_API int vorn_input_is_turbo_a_rate(const char *value, int length);
+/** The same for the mode "dynamic-turbo-a". */
 VORN_API int vorn_input_is_dynamic_turbo_a_rate(const char *value, int length);
+/** The same for the mode "turbo-g". */
 VORN_API int vorn_input_is_turbo_g_rate(const char *value, int length);
+/** The same for the mode "dynamic-turbo-g". */
 VORN_API int vorn_input_is_dynamic_turbo_g_rate(const char *value, int length);
 
 /** "40", "104" or "128". */

@@ -4,6 +4,10 @@
 
 #include "vorn/api.h"
 
+/**
+ * Values of the whole process, set in one place and read everywhere.
+ */
+
 VORN_BEGIN
 
 /**

@@ -57,8 +57,11 @@ typedef void (*vorn_service_exited_fn)(void *data);
  * could not be started or waited for, as always without actions.
  */
 VORN_API int vorn_command_execl(const char *program, ...) __attribute__((sentinel));
+/** The same with an output mode and a folder behind the null. */
 VORN_API int vorn_command_execlod(const char *program, ...);
+/** The same with a vector of arguments that a null ends; the first one is the program. */
 VORN_API int vorn_command_execv(char *const arguments[]);
+/** The same with a vector, an output mode and a folder. */
 VORN_API int vorn_command_execvod(char *const arguments[], int output_mode, const char *directory);
 
 /** Makes the table of services unless it is there. Called once, by the start-up. */
@@ -84,8 +87,11 @@ VORN_API int vorn_service_set_exited_fn(const char *name, vorn_service_exited_fn
  */
 VORN_API int vorn_service_execl(const char *name, const char *program, ...)
     __attribute__((sentinel));
+/** The same with an output mode and a folder behind the null. */
 VORN_API int vorn_service_execlod(const char *name, const char *program, ...);
+/** The same with a vector of arguments that a null ends; the first one is the program. */
 VORN_API int vorn_service_execv(const char *name, char *const arguments[]);
+/** The same with a vector, an output mode and a folder. */
 VORN_API int vorn_service_execvod(const char *name, char *const arguments[], int output_mode,
                                   const char *directory);
 

@@ -27,6 +27,7 @@ enum { VORN_SOCKET_ABSTRACT = 1 };
  * descriptor, which is not to be used or closed again then.
  */
 VORN_API int vorn_socket_set_nonblock(int descriptor);
+/** The same, the other way round. */
 VORN_API int vorn_socket_set_block(int descriptor);
 
 /**

@@ -8,6 +8,10 @@
 #include "vorn/refresher.h"
 #include "vorn/xml.h"
 
+/**
+ * What many plugins need and none should write again: the system, files of /proc, tables of text.
+ */
+
 VORN_BEGIN
 
 /* The system. */

@@ -48,14 +48,18 @@ inline constexpr char error_file[] = "/tmp/vorn.stderr";
  */
 class Device : public testing::Test {
 protected:
+    /** To be called by a fixture that overrides it. */
     void SetUp() override;
+    /** The same. */
     void TearDown() override;
 
+    /** Replaces what is there. */
     static void write_file(const std::string &path, const std::string &text);
     /** The same for a shell script, which can be executed. */
     static void write_script(const std::string &path, const std::string &lines);
     /** Empty for a file that is not there. */
     static std::string read_file(const std::string &path);
+    /** Also a link that leads nowhere. */
     static bool exists(const std::string &path);
 
     /**
@@ -88,6 +92,7 @@ protected:
     int wait_for_exit(pid_t pid);
     /** The daemon's exit status, or the negative number of the signal that ended it. */
     int exit_status();
+    /** The daemon that was started last; -1 when none runs. */
     pid_t daemon_pid() const { return daemon_; }
     /** After daemonising: the process that the pid file names. */
     void adopt_daemon();
@@ -96,7 +101,9 @@ protected:
     static std::string console();
     /** The same with every process id written as N. */
     static std::string console_without_ids();
+    /** What the daemon wrote there since its start. */
     static std::string standard_error();
+    /** How often one text is in the other. */
     static int count(const std::string &text, const std::string &wanted);
     /** Waits until the text shows on the console, once or the given number of times. */
     static testing::AssertionResult console_shows(const std::string &text, int times = 1);
