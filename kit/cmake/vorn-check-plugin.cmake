@@ -2,7 +2,7 @@
 # The linker cannot tell, since the daemon is not there when a plugin is linked.
 execute_process(COMMAND ${NM} -D --undefined-only --format=posix ${PLUGIN}
                 OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
-string(REGEX MATCHALL "(^|\n)(vorn|ght|eloop|VORN)_[A-Za-z0-9_]+" needed "${symbols}")
+string(REGEX MATCHALL "(^|\n)(vorn|ght|eloop|VORN|sig_child)_[A-Za-z0-9_]+" needed "${symbols}")
 list(TRANSFORM needed STRIP)
 file(STRINGS ${EXPORTS} exported)
 list(REMOVE_ITEM needed ${exported})
