@@ -1,0 +1,32 @@
+SUMMARY = "Configuration and management daemon for small devices"
+LICENSE = "MIT"
+LIC_FILES_CHKSUM = "file://LICENSE;md5=fd2c990f57ad9113b6c9d7e78ced3abe"
+
+# From a checkout beside the layer: nothing is published yet.
+SRC_URI = "git://${TOPDIR}/../vorn;protocol=file;branch=main"
+SRCREV = "${AUTOREV}"
+S = "${WORKDIR}/git"
+
+DEPENDS = "libxml2"
+
+inherit cmake pkgconfig systemd
+
+EXTRA_OECMAKE = "-DVORN_TESTS=OFF -DVORN_KIT=OFF"
+
+PACKAGECONFIG ??= "plugins client"
+PACKAGECONFIG[plugins] = "-DVORN_PLUGINS=ON,-DVORN_PLUGINS=OFF"
+PACKAGECONFIG[client] = "-DVORN_CLIENT=ON,-DVORN_CLIENT=OFF,cli11 nlohmann-json pugixml"
+
+PACKAGE_BEFORE_PN = "${PN}-plugins ${PN}-client"
+FILES:${PN} += "${sysconfdir}/config ${nonarch_libdir}/vorn"
+FILES:${PN}-plugins = "${nonarch_libdir}/vorn/plugins/*.vorn"
+FILES:${PN}-client = "${bindir}/vornctl ${libdir}/libvorn-client.so.* ${datadir}/bash-completion ${datadir}/zsh"
+RDEPENDS:${PN}-plugins = "${PN} iproute2"
+
+SYSTEMD_SERVICE:${PN} = "vorn.service"
+SYSTEMD_AUTO_ENABLE = "disable"
+
+do_install:append() {
+    install -d ${D}${systemd_system_unitdir}
+    install -m 0644 ${S}/packaging/debian/vorn.service ${D}${systemd_system_unitdir}/
+}

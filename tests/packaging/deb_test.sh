@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# The Debian packages as a device gets them: built, installed with their dependencies in a clean
+# root, run there in namespaces of their own, removed. deb_test.sh SOURCE-FOLDER SCRATCH-FOLDER
+#
+# The clean root is kept in the scratch folder for the next time. Without Debian's packages at hand
+# this fails.
+set -euo pipefail
+source=$1
+scratch=$2
+base=$scratch/debian
+root=$scratch/root
+
+fail() {
+    echo "FAILED: $1" >&2
+    exit 1
+}
+
+# Works as in the root, with its own users, processes and network: see tools/sandbox.
+inside() {
+    bwrap --bind "$root" / --proc /proc --dev /dev --tmpfs /tmp --tmpfs /run \
+        --bind "$scratch/console" /dev/console --bind "$scratch/panic" /proc/sys/kernel/panic \
+        --bind "$scratch/packages" /mnt --unshare-all --uid 0 --gid 0 --cap-add ALL --die-with-parent \
+        --setenv PATH /usr/sbin:/usr/bin:/sbin:/bin --setenv DEBIAN_FRONTEND noninteractive \
+        --setenv LC_ALL C.UTF-8 -- "$@"
+}
+
+mkdir -p "$scratch"
+: >"$scratch/console"
+echo 0 >"$scratch/panic"
+
+echo '== the packages are built'
+cmake -G Ninja -S "$source" -B "$scratch/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVORN_TESTS=OFF \
+    -DVORN_INIT=ON -DCMAKE_INSTALL_PREFIX=/usr >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail configure; }
+cmake --build "$scratch/build" >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail build; }
+rm -rf "$scratch/packages"
+(cd "$scratch/build" && cpack -G DEB -B "$scratch/packages") >"$scratch/log" 2>&1 ||
+    { cat "$scratch/log"; fail cpack; }
+rm -rf "$scratch/packages/_CPack_Packages"
+[ "$(find "$scratch/packages" -name '*.deb' | wc -l)" = 4 ] || fail 'there are not four packages'
+
+echo '== a clean root is made'
+if [ ! -e "$base/complete" ]; then
+    rm -rf "$base"
+    debootstrap --variant=minbase --include=libxml2,libpugixml1v5,iproute2,hostname,procps bookworm \
+        "$base" >"$scratch/log" 2>&1 || { tail "$scratch/log"; fail 'debootstrap needs the network'; }
+    rm -rf "${base:?}"/var/cache/apt/archives/*.deb "${base:?}/dev"
+    mkdir "${base:?}/dev"
+    touch "$base/complete"
+fi
+rm -rf "$root"
+cp -a "$base" "$root"
+
+echo '== they can be installed, and install what they should'
+find "$root" -xdev \( -type f -o -type l -o -type d \) | sort >"$scratch/before"
+inside sh -c 'dpkg -i /mnt/vorn_*.deb /mnt/vorn-plugins_*.deb /mnt/vorn-client_*.deb' \
+    >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail 'dpkg -i'; }
+for file in usr/sbin/vorn usr/bin/vornctl usr/lib/vorn/plugins/save.vorn etc/config \
+    lib/systemd/system/vorn.service etc/init.d/vorn usr/share/man/man8/vorn.8.gz \
+    usr/share/doc/vorn/copyright usr/share/bash-completion/completions/vornctl; do
+    [ -e "$root/$file" ] || [ -e "$root/${file%.gz}" ] || fail "$file is missing"
+done
+inside test ! -e /var/run/vorn.pid || fail 'installing started the daemon'
+
+echo '== the installed daemon serves the installed client'
+cp "$source/packaging/examples/config.xml" "$root/etc/config/config.xml"
+cat >"$root/try" <<'END'
+set -e
+ip link add eth0 type veth peer name cable
+setsid vorn -f >/tmp/output 2>&1 &
+daemon=$!
+for _ in $(seq 500); do
+    [ ! -e /var/run/vorn.pid ] || break
+    sleep 0.02
+done
+vornctl show system hostname
+vornctl set system hostname=cellar
+hostname
+vornctl --version
+kill "$daemon"
+vornctl show system >/dev/null 2>&1 || true
+wait "$daemon"
+END
+found=$(inside setsid sh /try) || { cat "$scratch/console"; fail 'the installed daemon does not work'; }
+[ "$found" = "$(printf 'system\n  hostname  attic\ncellar\n%s' "$(inside vornctl --version)")" ] ||
+    fail "it said: $found"
+grep -q '<hostname>cellar</hostname>' "$root/etc/config/config.xml" || fail 'nothing was saved'
+
+echo '== the init script starts and stops it'
+cat >"$root/try" <<'END'
+set -e
+/etc/init.d/vorn start
+for _ in $(seq 500); do
+    [ ! -e /var/run/vorn.pid ] || break
+    sleep 0.02
+done
+/etc/init.d/vorn status
+vornctl show system hostname
+/etc/init.d/vorn stop
+! /etc/init.d/vorn status
+END
+inside setsid sh /try >"$scratch/log" 2>&1 || { cat "$scratch/log" "$scratch/console"; fail 'the init script'; }
+
+echo '== removed, they leave configuration and nothing else'
+rm "$root/try"
+inside dpkg --purge vorn-client vorn-plugins vorn >"$scratch/log" 2>&1 ||
+    { cat "$scratch/log"; fail 'dpkg --purge'; }
+find "$root" -xdev \( -type f -o -type l -o -type d \) | sort >"$scratch/after"
+left=$(comm -13 "$scratch/before" "$scratch/after" | sed "s|^$root||" |
+    grep -vE '^/(var/(lib/dpkg|log|cache)/|etc/\.pwd)' || true)
+[ "$left" = "$(printf '/etc/config\n/etc/config/config.xml')" ] || fail "left behind: $left"
