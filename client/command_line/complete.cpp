@@ -119,7 +119,7 @@ void offer_words(Device &device, const Line &line)
 void complete(const CLI::App &program, const std::string &text)
 try {
     const Line line = parse_line(text);
-    if (line.beginning.rfind("-", 0) == 0) return offer_options(program, line);
+    if (line.beginning.rfind('-', 0) == 0) return offer_options(program, line);
     if (line.words.empty()) return offer_commands(program, line);
     Device device(patience_ms);
     offer_words(device, line);

@@ -71,7 +71,7 @@ const Property *find_property(const Schema &schema, const std::string &class_nam
 
 std::string saved_document(Device &device)
 {
-    const std::string reply = device.ask("<get_conf/>");
+    std::string reply = device.ask("<get_conf/>");
     pugi::xml_document document;
     parse_document(document, reply, "the saved configuration");
     if (const pugi::xml_node error = document.child("error")) {

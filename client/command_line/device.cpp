@@ -58,6 +58,7 @@ std::string Device::ask(const std::string &request)
 std::string Device::inform(const std::string &object, const std::vector<std::string> &parameters)
 {
     std::vector<const char *> texts;
+    texts.reserve(parameters.size());
     for (const std::string &parameter : parameters)
         texts.push_back(parameter.c_str());
     char *reply = nullptr;

@@ -65,11 +65,8 @@ int flushed(int status)
     return status == done ? static_cast<int>(misused) : status;
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+int run(int argc, char **argv)
 {
-    std::setlocale(LC_CTYPE, "");
     Options options;
     int status = done;
     CLI::App program("Reads and changes the configuration of this device.", "vornctl");
@@ -89,8 +86,19 @@ int main(int argc, char **argv)
         return flushed(report(program, error));
     } catch (const Failure &failure) {
         return report(failure);
-    } catch (const std::bad_alloc &) {
-        return report(Failure(no_answer, "out of memory"));
     }
     return flushed(status);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    std::setlocale(LC_CTYPE, "");
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "vornctl: %s\n", error.what());
+    }
+    return no_answer;
 }

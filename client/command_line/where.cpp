@@ -66,7 +66,7 @@ private:
     std::string word(const char *what)
     {
         skip_blanks();
-        const std::string found = bare_word();
+        std::string found = bare_word();
         if (found.empty()) fail(what);
         at_ += found.size();
         return found;
@@ -76,7 +76,7 @@ private:
     {
         const std::size_t end = text_.find(quote, at_);
         if (end == std::string::npos) fail(std::string("the closing ") + quote);
-        const std::string value = text_.substr(at_, end - at_);
+        std::string value = text_.substr(at_, end - at_);
         at_ = end + 1;
         return value;
     }
