@@ -104,9 +104,33 @@ void print_as_json(const std::vector<Difference> &differences)
     std::cout << all.dump(2) << '\n';
 }
 
+void append_values(pugi::xml_node parent, const char *side, const std::vector<Instance> &instances)
+{
+    for (const Instance &instance : instances) {
+        pugi::xml_node element = parent.append_child(side);
+        for (const auto &[property, value] : instance.values)
+            set_text(element.append_child(property.c_str()), value);
+    }
+}
+
+void print_as_xml(const std::vector<Difference> &differences)
+{
+    pugi::xml_document document;
+    pugi::xml_node root = document.append_child("differences");
+    for (const Difference &each : differences) {
+        const Instance &any = each.before.empty() ? each.after[0] : each.before[0];
+        pugi::xml_node element = root.append_child(any.class_name.c_str());
+        if (any.name) set_name(element, *any.name);
+        append_values(element, "before", each.before);
+        append_values(element, "after", each.after);
+    }
+    document.save(std::cout, "  ", pugi::format_indent | pugi::format_no_escapes);
+}
+
 void print(const Options &options, const std::vector<Difference> &differences)
 {
     if (options.output.format == Format::json) return print_as_json(differences);
+    if (options.output.format == Format::xml) return print_as_xml(differences);
     for (const Difference &difference : differences)
         print(difference);
 }

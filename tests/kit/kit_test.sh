@@ -55,6 +55,26 @@ echo '== the examples build with the installed tree only, the one in C also as C
 build_and_test c
 build_and_test cxx
 
+echo '== a program is built with the client library'
+cat >client.c <<'END'
+#include <stdio.h>
+#include <vorn-client.h>
+int main(void)
+{
+    char *reply;
+    vorn_client *client = vorn_client_new();
+    const int status = vorn_client_request(client, "<lsql/>", 7, &reply, NULL);
+    puts(vorn_client_status_text(status));
+    vorn_client_delete(client);
+}
+END
+read -ra flags < <(pkg-config --cflags --libs vorn-client)
+cc -std=c99 -pedantic -Wall -Wextra -Werror client.c "${flags[@]}" -o client ||
+    fail 'a program with libvorn-client'
+libraries=$(dirname "$(find "$prefix" -name libvorn-client.so)")
+[ "$(LD_LIBRARY_PATH=$libraries "$prefix/libexec/vorn/sandbox" \
+    -- "$PWD/client")" = 'no daemon is listening on this machine' ] || fail 'the client library'
+
 echo '== a plugin that needs what the daemon does not export is not built'
 cat >lamp-post/lamp-post.c <<'END'
 #include <vorn/vorn.h>

@@ -115,15 +115,6 @@ TEST_F(CommandedChanges, AreNotMadeWhenTheyMakeNoSense)
     EXPECT_EQ(radios(), "Radio r0\n  channel  6\n  mode\n[0]\n");
 }
 
-TEST_F(CommandedChanges, NameTheirOrigin)
-{
-    vornctl("set Radio r0 mode=g");
-    EXPECT_THAT(read_file("/etc/config/config.xml"), HasSubstr("<mode>g</mode>"));
-
-    EXPECT_EQ(vornctl("--origin me set Radio r0 mode=b"), "[0]\n");
-    EXPECT_EQ(vornctl("--origin '' set Radio r0 mode=c"), "[0]\n");
-}
-
 TEST_F(CommandedChanges, OfAFileHappenTogether)
 {
     EXPECT_EQ(batch("# two radios\n"
@@ -209,6 +200,10 @@ TEST_F(Configurations, ShowWhatIsNotSaved)
     EXPECT_THAT(vornctl("--json diff"),
                 StartsWith("[\n  {\n    \"class\": \"Board\",\n    \"before\": [\n      {\n"
                            "        \"label\": \"attic\"\n"));
+    EXPECT_THAT(vornctl("--xml diff"),
+                StartsWith("<?xml version=\"1.0\"?>\n<differences>\n  <Board>\n    <before>\n"
+                           "      <label>attic</label>\n    </before>\n    <after>\n"
+                           "      <label>cellar</label>\n    </after>\n  </Board>\n"));
 }
 
 TEST_F(Configurations, ComeBackAsTheyWereExported)
@@ -237,6 +232,13 @@ TEST_F(Configurations, AreExportedAsAFileToBootFrom)
 
     EXPECT_EQ(vornctl("export"), before);
     EXPECT_EQ(vornctl("diff"), "[0]\n");
+}
+
+TEST_F(Configurations, ShowHowFarTheyAreOnATerminalOnly)
+{
+    EXPECT_THAT(shell("script -qec '" VORN_CLIENT " export /tmp/x.xml' /dev/null"),
+                HasSubstr("\rReading class 2 of 10"));
+    EXPECT_EQ(shell(VORN_CLIENT " export /tmp/x.xml 2>&1"), "");
 }
 
 TEST_F(Configurations, OnlyShowWhatAnImportWouldChange)
@@ -357,6 +359,24 @@ TEST_F(Completion, OffersNothingWithoutADaemon)
     shut_down();
 
     EXPECT_EQ(candidates("vornctl show R"), "|");
+}
+
+/* What zsh would be offered: the function, with stand-ins for what only its editor has. */
+TEST_F(Completion, OffersTheSameInZsh)
+{
+    write_file("/tmp/complete.zsh",
+               "PATH=" + std::string(VORN_CLIENT).substr(0, std::string(VORN_CLIENT).rfind('/')) +
+                   ":$PATH\ncompadd() { print -rl -- ${@[$(( ${@[(i)--]} + 1 )),-1]} }\n"
+                   "_files() { print files }\nLBUFFER=$1 words=(${(z)1})\n. " VORN_ZSH_COMPLETION
+                   "\n");
+    const auto offered = [](const std::string &line) {
+        return shell("zsh -f /tmp/complete.zsh '" + line + "'");
+    };
+
+    EXPECT_EQ(offered("vornctl show R"), "Radio\nRoute\n");
+    EXPECT_EQ(offered("vornctl show Radio "), "r 1\nr0\n");
+    EXPECT_EQ(offered("vornctl set Radio r0 c"), "channel=\n");
+    EXPECT_EQ(offered("vornctl import "), "files\n");
 }
 
 /* A terminal, an interactive bash, and the tab key. */

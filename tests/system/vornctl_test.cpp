@@ -188,6 +188,27 @@ TEST_F(Watchers, TellProgramsTheSame)
                              "</conf_changed>\n\\[0\\]\n"));
 }
 
+TEST_F(Watchers, NameTheClientThatMadeAChange)
+{
+    boot();
+    const auto seen_of = [&](const std::string &command) {
+        std::string seen;
+        std::atomic<bool> done = false;
+        std::thread watcher([&] {
+            seen = vornctl("watch 1");
+            done = true;
+        });
+        while (!done)
+            shell(VORN_CLIENT " " + command);
+        watcher.join();
+        return seen;
+    };
+
+    EXPECT_THAT(seen_of("set Radio r0 mode=g"), EndsWith(" by vornctl\n[0]\n"));
+    EXPECT_THAT(seen_of("--origin me set Radio r0 mode=g"), EndsWith(" by me\n[0]\n"));
+    EXPECT_THAT(seen_of("--origin '' set Radio r0 mode=g"), EndsWith(")\n[0]\n"));
+}
+
 TEST_F(Watchers, TellOfNoOriginWhenThereIsNone)
 {
     boot();
