@@ -12,6 +12,7 @@
 #include "api/query_state.h"
 #include "change/changes_record.h"
 #include "core/base/text.h"
+#include "model/instances_record.h"
 #include "model/instances_walk.h"
 #include "model/instances_working_copy.h"
 #include "services/xml.h"
@@ -64,6 +65,15 @@ StoreWithInstances copy_for_transaction()
 {
     vorn_instances *running = vorn_config_get_running();
     return StoreWithInstances(running ? new_working_copy(running) : nullptr);
+}
+
+/*
+ * Somebody is in the middle of a change of the running configuration, or of reading it: a request
+ * or a boot load, from whose refresh or commit this request comes. Its store must not be replaced.
+ */
+bool is_watched(const vorn_instances *running)
+{
+    return running && running->home.witnesses;
 }
 
 /* Runs one pass; with `all`, an operation's error does not keep the next one from being looked at.
@@ -153,6 +163,9 @@ Text evaluate_request(xmlDoc *request, bool passive)
     context.passive = passive;
     context.instances = vorn_config_get_running();
     if (is_named(first, transaction_name)) {
+        if (!passive && is_watched(context.instances)) {
+            return refusal("Write transactions can't be nested.");
+        }
         copy = copy_for_transaction();
         if (!copy) return {};
         context.transaction = true;

@@ -27,7 +27,9 @@ extern VORN_API int vorn_query_transaction_number;
 
 /**
  * Evaluates a request as a client's: only writable properties can be written, and what changed is
- * committed through the providers. From debug level 1 the request and the answer are logged.
+ * committed through the providers. From debug level 1 the request and the answer are logged. From a
+ * refresh or a commit a write transaction is refused ("Write transactions can't be nested."): the
+ * configuration that is being looked at would go.
  *
  * Returns the answer, a document that the caller frees. Null for a text that is not well-formed
  * XML or declares entities ("Invalid LSQL request: %s\n" with the whole of it, an error) and when

@@ -137,6 +137,7 @@ protected:
     bool has_committed_restart = false; /* of r0, as an action */
     std::string refreshed;
     void (*on_refresh)(QueryTest &test) = nullptr;
+    void (*on_commit)(QueryTest &test) = nullptr;
 
 private:
     using Evaluate = char *(*)(const char *request);
@@ -219,6 +220,7 @@ private:
         test->committed_after = vorn_commit_info_get_after(info);
         test->has_committed_restart = vorn_actions_exists(vorn_commit_info_get_actions(info), "net",
                                                           "restart", "Radio", "r0") != 0;
+        if (test->on_commit) std::exchange(test->on_commit, nullptr)(*test);
         test->commits.push_back(
             "changed" + names(vorn_changes_new_class_instances_iterator(changes, nullptr)) +
             "; deleted" +

@@ -190,6 +190,61 @@ TEST_F(PassiveRequests, InARefreshDoNotReachTheCopyOfATransaction)
                 HasSubstr("<uptime/>"));
 }
 
+/* What a provider asks for while the daemon is in the middle of another request. */
+class NestedTransactions : public QueryTest {
+protected:
+    static void ask_for_one(QueryTest &)
+    {
+        const vorn::Text answer(
+            vorn_query_eval("<lsql><write-transaction><update><Radio name=\"r0\"><channel>7"
+                            "</channel></Radio></update></write-transaction></lsql>"));
+        EXPECT_THAT(answer.get(),
+                    HasSubstr("<lsql_result><error>Write transactions can't be nested.</error>"
+                              "<rc>1</rc><counter>0</counter></lsql_result>"));
+    }
+};
+
+TEST_F(NestedTransactions, AreRefusedInARefresh)
+{
+    for (const char *request :
+         {"<lsql><select><Radio/></select></lsql>",
+          "<lsql><write-transaction><select><Radio/></select></write-transaction></lsql>"}) {
+        const vorn_instances *before = vorn_config_get_running();
+        on_refresh = ask_for_one;
+
+        EXPECT_THAT(ask(request), HasSubstr("<rc>0</rc>"));
+
+        EXPECT_EQ(on_refresh, nullptr);
+        EXPECT_EQ(value("Radio", "r0", "channel"), "6");
+        EXPECT_EQ(vorn_config_get_running() == before, std::string(request).size() < 50);
+    }
+}
+
+TEST_F(NestedTransactions, AreRefusedInACommit)
+{
+    for (const char *request :
+         {"<lsql><update><Radio name=\"r0\"><mode>b</mode></Radio></update></lsql>",
+          "<lsql><write-transaction><update><Radio name=\"r0\"><mode>g</mode></Radio></update>"
+          "</write-transaction></lsql>"}) {
+        on_commit = ask_for_one;
+
+        EXPECT_THAT(ask(request), HasSubstr("<rc>0</rc>"));
+
+        EXPECT_EQ(on_commit, nullptr);
+        EXPECT_EQ(value("Radio", "r0", "channel"), "6");
+    }
+}
+
+TEST_F(NestedTransactions, AreTakenAgainAfterwards)
+{
+    on_commit = ask_for_one;
+    ask(change_channel);
+
+    ask(change_channel_in_transaction);
+
+    EXPECT_EQ(value("Radio", "r0", "channel"), "7");
+}
+
 using TransactionNumbers = QueryTest;
 
 TEST_F(TransactionNumbers, CountEveryOperationInBothPasses)
