@@ -22,6 +22,19 @@ int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_val
     return 1;
 }
 
+int declare_state(vorn_class *klass, const char *name)
+{
+    vorn_property *property = vorn_property_new(name);
+    if (property == NULL) return 1;
+    if (vorn_property_set_writable(property, 0) == 0 &&
+        vorn_property_set_persistence(property, 0) == 0 &&
+        vorn_class_add_property(klass, property) == 0) {
+        return 0;
+    }
+    vorn_property_delete(property);
+    return 1;
+}
+
 int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher)
 {
     vorn_provider *provider = vorn_provider_new(name);

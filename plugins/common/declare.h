@@ -15,6 +15,9 @@ vorn_class *declare_class(const char *name, int type);
 /** A property that clients may write, if its value passes. */
 int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid);
 
+/** A property that only plugins write, and that is not saved. */
+int declare_state(vorn_class *klass, const char *name);
+
 /** Registers a provider whose commits go to the committer, before the configuration is saved. */
 int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher);
 

@@ -1,0 +1,11 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_SYSTEM_TIME_ZONE_H
+#define PLUGINS_SYSTEM_TIME_ZONE_H
+
+/** A zone's name ("Europe/Berlin") or a rule ("CET-1CEST,M3.5.0,M10.5.0/3"); "" for UTC. */
+int time_zone_is_valid(const char *zone);
+
+/** Makes it this device's. 0, or 1 when a file can't be written; the old zone then stays. */
+int time_zone_apply(const char *zone);
+
+#endif

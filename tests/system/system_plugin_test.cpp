@@ -1,0 +1,124 @@
+/* SPDX-License-Identifier: MIT */
+/* The system's settings and states, on a device. */
+#include "support/device.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+class SystemSettings : public vorn::tests::Device {
+protected:
+    void SetUp() override
+    {
+        Device::SetUp();
+        install_plugin("system.vorn");
+        install_plugin("save.vorn");
+        stand_in("hostname");
+        std::filesystem::remove("/etc/TZ");
+        write_file(vorn::test::startup_file, "<config><system><time-zone>CET-1</time-zone></system>"
+                                             "</config>");
+        boot();
+    }
+
+    static std::string set_zone(const std::string &zone)
+    {
+        return lsql("<lsql><update><system><time-zone>" + zone +
+                    "</time-zone></system></update></lsql>");
+    }
+
+    static std::string state(const std::string &property)
+    {
+        const std::string answer =
+            lsql("<lsql><select><system><" + property + "/></system></select></lsql>");
+        const auto begin = answer.find("<" + property + ">") + property.size() + 2;
+        return answer.substr(begin, answer.find("</" + property + ">") - begin);
+    }
+};
+
+TEST_F(SystemSettings, ApplyTheTimeZoneAtBootAndWhenItChanges)
+{
+    EXPECT_EQ(read_file("/etc/TZ"), "CET-1\n");
+
+    EXPECT_THAT(set_zone("EST5EDT,M3.2.0,M11.1.0"), HasSubstr("<rc>0</rc>"));
+    EXPECT_EQ(read_file("/etc/TZ"), "EST5EDT,M3.2.0,M11.1.0\n");
+
+    EXPECT_THAT(set_zone(""), HasSubstr("<rc>0</rc>"));
+    EXPECT_EQ(read_file("/etc/TZ"), "UTC\n");
+    EXPECT_FALSE(exists("/etc/TZ.new"));
+}
+
+TEST_F(SystemSettings, LeadToTheFileOfAZoneThatTheDeviceHas)
+{
+    shell("mkdir -p /tmp/zones/Test && echo zone >/tmp/zones/Test/Zone && "
+          "mount --bind /tmp/zones /usr/share/zoneinfo");
+
+    set_zone("Test/Zone");
+    EXPECT_EQ(shell("readlink /etc/localtime"), "/usr/share/zoneinfo/Test/Zone\n");
+    EXPECT_EQ(read_file("/etc/localtime"), "zone\n");
+
+    set_zone("Test/NoZone");
+    EXPECT_EQ(shell("readlink /etc/localtime"), "/usr/share/zoneinfo/Test/Zone\n");
+    EXPECT_EQ(read_file("/etc/TZ"), "Test/NoZone\n");
+}
+
+TEST_F(SystemSettings, RefuseWhatIsNoZone)
+{
+    for (const std::string zone : {"../../etc/passwd", "/etc/passwd", "a b", "a;b", "$(x)"}) {
+        EXPECT_THAT(set_zone(zone), HasSubstr("is not valid for property \"time-zone\"")) << zone;
+    }
+    EXPECT_THAT(set_zone(std::string(64, 'x')), HasSubstr("is not valid"));
+    EXPECT_THAT(set_zone(std::string(63, 'x')), HasSubstr("<rc>0</rc>"));
+}
+
+TEST_F(SystemSettings, SayThatAZoneCannotBeApplied)
+{
+    shell("mkdir /etc/TZ.new");
+
+    set_zone("CET-2");
+
+    EXPECT_TRUE(console_shows("system: can't set the time zone to \"CET-2\"."));
+    EXPECT_EQ(read_file("/etc/TZ"), "CET-1\n");
+}
+
+TEST_F(SystemSettings, RunNothingForAZone)
+{
+    set_zone("CET-2");
+
+    EXPECT_THAT(commands_run(), testing::IsEmpty());
+}
+
+using SystemStates = SystemSettings;
+
+TEST_F(SystemStates, AreReadWhenTheyAreAskedFor)
+{
+    EXPECT_THAT(state("uptime"), MatchesRegex("[0-9]+"));
+    EXPECT_THAT(state("load"), MatchesRegex("[0-9.]+ [0-9.]+ [0-9.]+"));
+    EXPECT_THAT(state("memory-total"), MatchesRegex("[0-9]+"));
+    EXPECT_THAT(state("memory-available"), MatchesRegex("[0-9]+"));
+    EXPECT_LT(std::stol(state("memory-available")), std::stol(state("memory-total")));
+    EXPECT_EQ(state("kernel") + "\n", shell("uname -r"));
+    const long before = std::stol(state("uptime"));
+    EXPECT_TRUE(comes_true([&] { return std::stol(state("uptime")) > before; }));
+}
+
+TEST_F(SystemStates, AreNeitherWrittenNorSaved)
+{
+    EXPECT_THAT(lsql("<lsql><update><system><uptime>1</uptime></system></update></lsql>"),
+                HasSubstr("is not writable"));
+    state("uptime");
+    set_zone("CET-2");
+
+    const std::string saved = read_file(vorn::test::startup_file);
+    EXPECT_THAT(saved, HasSubstr("<time-zone>CET-2</time-zone>"));
+    EXPECT_THAT(saved, Not(HasSubstr("uptime")));
+}
+
+} // namespace
