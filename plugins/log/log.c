@@ -1,0 +1,79 @@
+/* SPDX-License-Identifier: MIT */
+/* The system's log, written by syslogd in the manner of busybox, here and on another machine. */
+#include <stdio.h>
+#include <string.h>
+
+#include "declare.h"
+#include "supervise.h"
+
+DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
+DECLARE_VALIDITY(is_level, vorn_input_is_int_in_range(value, length, 1, 8))
+DECLARE_VALIDITY(is_port, vorn_input_is_int_in_range(value, length, 1, 65535))
+DECLARE_VALIDITY(is_host_or_none, length == 0 || vorn_input_is_ip_or_domain_name(value, length))
+
+static supervised *syslogd;
+
+static const char *value_of(const vorn_instance *instance, const char *property)
+{
+    const char *value = vorn_instance_get_value(instance, property);
+    return value != NULL ? value : "";
+}
+
+static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_info *info)
+{
+    char remote[264];
+    const char *arguments[8] = {"syslogd", "-n"};
+    int count = 2;
+    (void)before;
+    (void)info;
+
+    if (log == NULL || strcmp(value_of(log, "enabled"), "on") != 0) {
+        supervise_stop(syslogd);
+        return;
+    }
+    if (*value_of(log, "level") != '\0') {
+        arguments[count++] = "-l";
+        arguments[count++] = value_of(log, "level");
+    }
+    if (*value_of(log, "remote") != '\0') {
+        const char *port = value_of(log, "remote-port");
+        snprintf(remote, sizeof remote, "%s:%s", value_of(log, "remote"), *port ? port : "514");
+        arguments[count++] = "-L"; /* here too */
+        arguments[count++] = "-R";
+        arguments[count++] = remote;
+    }
+    if (supervise_run(syslogd, arguments) != 0) {
+        vorn_debug_eprintf("log: no memory to start syslogd.\n");
+    }
+}
+
+static const char *status(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)property;
+    (void)info;
+    return supervise_status(syslogd);
+}
+
+void vorn_plugin_init(void)
+{
+    if (vorn_plugin_new("1.0") == NULL) return;
+
+    syslogd = supervise_new("syslogd");
+    vorn_class *log = declare_class("log", VORN_CLASS_SINGLETON);
+    vorn_committer *committer = vorn_committer_new();
+    vorn_refresher *refresher = vorn_refresher_new("log");
+    if (syslogd == NULL || log == NULL || committer == NULL || refresher == NULL) return;
+
+    declare_setting(log, "enabled", is_on_off);
+    declare_setting(log, "level", is_level);
+    declare_setting(log, "remote", is_host_or_none);
+    declare_setting(log, "remote-port", is_port);
+    declare_state(log, "status");
+    vorn_classes_add(log);
+
+    vorn_committer_set_instance_change_fn(committer, "log", log_changed, 1);
+    vorn_refresher_set_property_fn(refresher, "status", status);
+    declare_provider("log", committer, refresher);
+    vorn_providers_order("network", "log");
+}

@@ -1,0 +1,94 @@
+/* SPDX-License-Identifier: MIT */
+/* The clock, kept by ntpd in the manner of busybox from the servers that are configured. */
+#include <string.h>
+
+#include "declare.h"
+#include "supervise.h"
+
+DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
+DECLARE_VALIDITY(is_address, vorn_input_is_ip_or_domain_name(value, length))
+
+enum { most_servers = 16 };
+
+static supervised *ntpd;
+
+static int is_on(const vorn_instances *configuration)
+{
+    const vorn_instance *clock = vorn_instances_get_singleton(configuration, "time");
+    const char *enabled = clock != NULL ? vorn_instance_get_value(clock, "enabled") : NULL;
+    return enabled != NULL && strcmp(enabled, "on") == 0;
+}
+
+/* "-p SERVER" for each, behind what stands there; answers how many words there are by then. */
+static int add_servers(const vorn_instances *configuration, const char *arguments[], int count)
+{
+    const int room = count + 2 * most_servers;
+    vorn_instances_iterator *servers =
+        vorn_instances_new_class_iterator(configuration, "ntp-server");
+    while (servers != NULL && count < room && vorn_instances_iterator_has_next(servers)) {
+        arguments[count++] = "-p";
+        arguments[count++] =
+            vorn_instance_get_value(vorn_instances_iterator_next(servers), "address");
+    }
+    vorn_instances_delete_iterator(servers);
+    return count;
+}
+
+static void commit(vorn_commit_info *info)
+{
+    const vorn_changes *changes = vorn_commit_info_get_changes(info);
+    const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    if (!vorn_changes_contains_class(changes, "time") &&
+        !vorn_changes_contains_class(changes, "ntp-server")) {
+        return;
+    }
+    const char *arguments[3 + 2 * most_servers] = {"ntpd", "-n"};
+    const int count = add_servers(configuration, arguments, 2);
+    arguments[count] = NULL;
+    if (!is_on(configuration) || count == 2) {
+        supervise_stop(ntpd);
+    } else if (supervise_run(ntpd, arguments) != 0) {
+        vorn_debug_eprintf("time: no memory to start ntpd.\n");
+    }
+}
+
+static const char *status(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)property;
+    (void)info;
+    return supervise_status(ntpd);
+}
+
+static int add_server_class(void)
+{
+    vorn_class *server = declare_class("ntp-server", VORN_CLASS_UNIQUE_NAMED);
+    vorn_property *address = vorn_property_new("address");
+    if (server == NULL || address == NULL) return 1;
+    vorn_property_set_is_valid_fn(address, is_address);
+    vorn_property_set_required_on_insert(address, 1);
+    return vorn_class_add_property(server, address) || vorn_classes_add(server);
+}
+
+void vorn_plugin_init(void)
+{
+    if (vorn_plugin_new("1.0") == NULL) return;
+
+    ntpd = supervise_new("ntpd");
+    vorn_class *clock = declare_class("time", VORN_CLASS_SINGLETON);
+    vorn_refresher *refresher = vorn_refresher_new("time");
+    vorn_provider *provider = vorn_provider_new("time");
+    if (ntpd == NULL || clock == NULL || refresher == NULL || provider == NULL) return;
+
+    declare_setting(clock, "enabled", is_on_off);
+    declare_state(clock, "status");
+    vorn_classes_add(clock);
+    add_server_class();
+
+    vorn_refresher_set_property_fn(refresher, "status", status);
+    vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
+    vorn_providers_add(provider);
+    vorn_providers_order("network", "time");
+    vorn_providers_order("time", "save");
+}

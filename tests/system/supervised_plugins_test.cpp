@@ -1,0 +1,172 @@
+/* SPDX-License-Identifier: MIT */
+/* Plugins that keep a program running: what each change does to it, and what its end does. */
+#include "support/device.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class SupervisedPlugins : public vorn::tests::Device {
+protected:
+    void SetUp() override
+    {
+        Device::SetUp();
+        for (const char *plugin : {"time.vorn", "log.vorn", "save.vorn"})
+            install_plugin(plugin);
+        stand_in("ntpd", "exec sleep 1000");
+        stand_in("syslogd", "exec sleep 1000");
+        write_file(vorn::test::startup_file,
+                   "<config><time><enabled>on</enabled></time>"
+                   "<ntp-server name=\"a\"><address>192.0.2.1</address></ntp-server>"
+                   "<log><enabled>on</enabled></log></config>");
+    }
+
+    /* Children run their scripts a little later than they are started. */
+    static testing::AssertionResult runs(const std::vector<std::string> &wanted)
+    {
+        return comes_true([&] { return commands_run() == wanted; });
+    }
+
+    static std::string change(const std::string &operation)
+    {
+        return lsql("<lsql><write-transaction>" + operation + "</write-transaction></lsql>");
+    }
+
+    static std::string status_of(const std::string &klass)
+    {
+        const std::string answer =
+            lsql("<lsql><select><" + klass + "><status/></" + klass + "></select></lsql>");
+        const auto begin = answer.find("<status>") + 8;
+        return answer.substr(begin, answer.find("</status>") - begin);
+    }
+
+    void boot_and_forget()
+    {
+        boot();
+        ASSERT_TRUE(comes_true([] { return commands_run().size() == 2; }));
+        forget_runs();
+    }
+};
+
+TEST_F(SupervisedPlugins, StartTheirProgramsAtBoot)
+{
+    boot();
+
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 2; }));
+    EXPECT_THAT(commands_run(),
+                testing::UnorderedElementsAre("ntpd -n -p 192.0.2.1", "syslogd -n"));
+    EXPECT_EQ(status_of("time"), "running");
+    EXPECT_EQ(status_of("log"), "running");
+}
+
+TEST_F(SupervisedPlugins, StartOnlyWhatAChangeConcerns)
+{
+    boot_and_forget();
+
+    change("<insert><ntp-server name=\"b\"><address>time.example</address></ntp-server></insert>");
+
+    EXPECT_TRUE(runs({"ntpd -n -p 192.0.2.1 -p time.example"}));
+    EXPECT_EQ(shell("pgrep -c sleep"), "2\n");
+}
+
+TEST_F(SupervisedPlugins, LeaveAProgramAloneThatWouldBeRunTheSame)
+{
+    boot_and_forget();
+
+    change("<update><ntp-server name=\"a\"><address>192.0.2.1</address></ntp-server></update>");
+    change("<update><log><remote-port>99</remote-port></log></update>");
+    change("<update><log><remote>192.0.2.9</remote></log></update>");
+
+    EXPECT_TRUE(runs({"syslogd -n -L -R 192.0.2.9:99"}));
+}
+
+TEST_F(SupervisedPlugins, EndAProgramThatIsSwitchedOff)
+{
+    boot_and_forget();
+
+    change("<update><time><enabled>off</enabled></time></update>");
+    EXPECT_EQ(status_of("time"), "stopped");
+    change("<update><log><enabled>off</enabled></log></update>");
+
+    EXPECT_EQ(shell("pgrep -c sleep"), "0\n");
+    EXPECT_EQ(status_of("log"), "stopped");
+    EXPECT_THAT(commands_run(), IsEmpty());
+}
+
+TEST_F(SupervisedPlugins, EndTheClockWithoutServers)
+{
+    boot_and_forget();
+
+    change("<delete><ntp-server/></delete>");
+
+    EXPECT_EQ(status_of("time"), "stopped");
+}
+
+TEST_F(SupervisedPlugins, PassEverySettingOn)
+{
+    boot_and_forget();
+
+    change("<update><log><level>5</level><remote>log.example</remote></log></update>");
+
+    EXPECT_TRUE(runs({"syslogd -n -l 5 -L -R log.example:514"}));
+}
+
+TEST_F(SupervisedPlugins, StartAProgramAgainThatEnded)
+{
+    boot_and_forget();
+
+    shell("kill -9 $(pgrep -f 'sleep 1000' | head -n 1)");
+
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    EXPECT_THAT(console(), HasSubstr("has ended; it is started again in 1 s."));
+    EXPECT_TRUE(
+        comes_true([] { return status_of("time") + status_of("log") == "runningrunning"; }));
+}
+
+TEST_F(SupervisedPlugins, WaitLongerEachTimeAProgramFails)
+{
+    stand_in("ntpd", "exit 1");
+
+    boot();
+
+    EXPECT_TRUE(console_shows("ntpd has ended; it is started again in 1 s."));
+    EXPECT_TRUE(console_shows("ntpd has ended; it is started again in 2 s."));
+    EXPECT_TRUE(comes_true([] { return status_of("time") == "failed"; }));
+    EXPECT_EQ(status_of("log"), "running");
+}
+
+TEST_F(SupervisedPlugins, TryAtOnceWhenTheConfigurationChanges)
+{
+    stand_in("ntpd", "exit 1");
+    boot();
+    ASSERT_TRUE(console_shows("ntpd has ended; it is started again in 2 s."));
+    stand_in("ntpd", "exec sleep 1000");
+
+    change("<update><time><enabled>on</enabled></time></update>");
+
+    EXPECT_EQ(status_of("time"), "running");
+}
+
+TEST_F(SupervisedPlugins, RefuseWhatNoProgramCouldUse)
+{
+    boot();
+
+    for (const char *operation :
+         {"<insert><ntp-server name=\"b\"><address>a b</address></ntp-server></insert>",
+          "<insert><ntp-server name=\"b\"/></insert>",
+          "<update><log><level>9</level></log></update>",
+          "<update><log><remote-port>0</remote-port></log></update>",
+          "<update><log><remote>-x</remote></log></update>",
+          "<update><time><enabled>yes</enabled></time></update>"}) {
+        EXPECT_THAT(change(operation), HasSubstr("<rc>1</rc>")) << operation;
+    }
+}
+
+} // namespace
