@@ -17,7 +17,7 @@ using Kind = Difference::Kind;
 
 std::string title_of(const Instance &instance)
 {
-    return instance.name ? instance.class_name + " \"" + *instance.name + "\""
+    return instance.name ? instance.class_name + " \"" + shown(*instance.name) + "\""
                          : instance.class_name;
 }
 
@@ -56,7 +56,7 @@ void print_whole(char sign, const std::vector<Instance> &instances)
     for (const Instance &instance : instances) {
         std::cout << sign << ' ' << title_of(instance) << '\n';
         for (const auto &[property, value] : instance.values)
-            std::cout << sign << "   " << property << " = " << value << '\n';
+            std::cout << sign << "   " << property << " = " << shown(value) << '\n';
     }
 }
 
@@ -72,9 +72,9 @@ void print(const Difference &difference)
     std::cout << "  " << title_of(after) << '\n';
     for (const auto &[property, value] : changed_values(before, after)) {
         if (!before.value(property).empty()) {
-            std::cout << "-   " << property << " = " << before.value(property) << '\n';
+            std::cout << "-   " << property << " = " << shown(before.value(property)) << '\n';
         }
-        if (!value.empty()) std::cout << "+   " << property << " = " << value << '\n';
+        if (!value.empty()) std::cout << "+   " << property << " = " << shown(value) << '\n';
     }
 }
 

@@ -21,24 +21,6 @@ namespace {
 constexpr char bold[] = "\033[1m";
 constexpr char plain[] = "\033[0m";
 
-/* What a control character would do to the terminal, and to the columns, is shown instead. */
-std::string shown(const std::string &text)
-{
-    std::string result;
-    for (const char character : text) {
-        if (character == '\n') {
-            result += "\\n";
-        } else if (character == '\t') {
-            result += "\\t";
-        } else if (character == '\r') {
-            result += "\\r";
-        } else if (static_cast<unsigned char>(character) >= ' ' && character != 0x7F) {
-            result += character;
-        }
-    }
-    return result;
-}
-
 std::size_t width(const std::string &text)
 {
     std::wstring wide(text.size() + 1, L'\0');
@@ -134,6 +116,23 @@ std::string title_of(const Instance &instance)
 }
 
 } // namespace
+
+std::string shown(const std::string &text)
+{
+    std::string result;
+    for (const char character : text) {
+        if (character == '\n') {
+            result += "\\n";
+        } else if (character == '\t') {
+            result += "\\t";
+        } else if (character == '\r') {
+            result += "\\r";
+        } else if (static_cast<unsigned char>(character) >= ' ' && character != 0x7F) {
+            result += character;
+        }
+    }
+    return result;
+}
 
 bool Output::is_coloured() const
 {

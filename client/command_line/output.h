@@ -11,6 +11,9 @@ namespace vorn::client {
 enum class Format { table, json, xml };
 enum class Colour { automatic, always, never };
 
+/* A text as a terminal may have it: what would move the cursor, or worse, is written out. */
+std::string shown(const std::string &text);
+
 /* How results are shown; the same for every command. */
 struct Output {
     Format format = Format::table;

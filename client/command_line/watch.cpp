@@ -63,12 +63,14 @@ void print(const Options &options, const std::string &notice)
 {
     pugi::xml_document document;
     const bool parsed = document.load_buffer(notice.data(), notice.size());
-    if (options.output.format == Format::xml || !parsed) {
+    if (options.output.format == Format::xml) {
         std::cout << notice << std::flush;
+    } else if (!parsed) {
+        std::cout << shown(notice.substr(0, notice.find_last_not_of('\n') + 1)) << std::endl;
     } else if (options.output.format == Format::json) {
         std::cout << json_of(document.document_element()).dump() << std::endl;
     } else {
-        std::cout << sentence_of(json_of(document.document_element())) << std::endl;
+        std::cout << shown(sentence_of(json_of(document.document_element()))) << std::endl;
     }
 }
 

@@ -218,6 +218,23 @@ TEST_F(Watchers, TellOfNoOriginWhenThereIsNone)
         MatchesRegex("\\{\"event\":\"conf_changed\",\"number\":[0-9]+\\}\n\\[0\\]\n"));
 }
 
+/* Notices are not escaped: what a plugin says in one may be anything. */
+TEST_F(Watchers, DoNotLetANoticeDriveTheTerminal)
+{
+    vorn::tests::Listener daemon(8001);
+    std::string seen;
+    std::thread watcher([&] { seen = vornctl("watch 2"); });
+    const int client = daemon.accept_client();
+    constexpr char notices[] = "<a \033[2J\n\0"
+                               "<object_changed><Radio name=\"r\"><mode>a\nb</mode></Radio>"
+                               "</object_changed>\n";
+    EXPECT_EQ(write(client, notices, sizeof notices), ssize_t{sizeof notices});
+
+    watcher.join();
+    close(client);
+    EXPECT_THAT(seen, MatchesRegex("<a \\[2J\n[0-9:]+  Radio \"r\" mode = a\\\\nb\n\\[0\\]\n"));
+}
+
 TEST_F(Watchers, EndWithTheDaemonWhenTheyAreToldTo)
 {
     boot({"-f", "-d"});
