@@ -49,7 +49,9 @@ static const char *read_state(vorn_instance *instance, const char *property,
     (void)property;
     (void)info;
 
-    snprintf(path, sizeof path, "/run/@NAME@/%s", vorn_instance_get_name(instance));
+    const char *name = vorn_instance_get_name(instance);
+    if (strchr(name, '/') != NULL) return "unknown"; /* a name may be any text */
+    snprintf(path, sizeof path, "/run/@NAME@/%s", name);
     FILE *file = fopen(path, "r");
     const char *line = file != NULL ? fgets(state, sizeof state, file) : NULL;
     if (file != NULL) fclose(file);

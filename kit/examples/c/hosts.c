@@ -30,9 +30,11 @@ static int write_hosts(vorn_instances *configuration)
     vorn_instances_iterator *hosts = vorn_instances_new_class_iterator(configuration, "host");
     while (hosts != NULL && vorn_instances_iterator_has_next(hosts)) {
         vorn_instance *host = vorn_instances_iterator_next(hosts);
+        const char *name = vorn_instance_get_name(host);
         const char *address = vorn_instance_get_value(host, "address");
         const char *alias = vorn_instance_get_value(host, "alias");
-        fprintf(file, "%s %s", address, vorn_instance_get_name(host));
+        if (!vorn_input_is_domain_name(name, (int)strlen(name))) continue;
+        fprintf(file, "%s %s", address, name);
         fprintf(file, alias != NULL && *alias != '\0' ? " %s\n" : "\n", alias);
     }
     vorn_instances_delete_iterator(hosts);

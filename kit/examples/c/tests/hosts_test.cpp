@@ -33,6 +33,14 @@ TEST_F(Hosts, FollowEachChange)
     EXPECT_EQ(read_file("/etc/hosts"), "127.0.0.1 localhost\n192.168.1.30 nas\n");
 }
 
+TEST_F(Hosts, LetNoNameBecomeALine)
+{
+    lsql("<lsql><insert><host name=\"x&#10;10.0.0.1 bank\"><address>10.0.0.2</address></host>"
+         "</insert></lsql>");
+
+    EXPECT_EQ(read_file("/etc/hosts"), "127.0.0.1 localhost\n192.168.1.20 printer lpd\n");
+}
+
 TEST_F(Hosts, AreLeftAloneByAReadAndByWhatIsRefused)
 {
     forget_runs();

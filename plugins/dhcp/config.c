@@ -1,0 +1,83 @@
+/* SPDX-License-Identifier: MIT */
+/* What dnsmasq is told: pools in its configuration, fixed leases in a file that it reads again. */
+#include "config.h"
+
+#include <stdio.h>
+#include <unistd.h>
+
+static const char *value_of(const vorn_instance *instance, const char *property)
+{
+    const char *value = vorn_instance_get_value(instance, property);
+    return value != NULL ? value : "";
+}
+
+/* Pools go by number here: a name may be any text, and would be part of a line. */
+static void write_option(FILE *file, const vorn_instance *pool, int number, const char *option,
+                         const char *property)
+{
+    const char *value = value_of(pool, property);
+    if (*value == '\0') return;
+    fprintf(file, "dhcp-option=tag:pool%d,option:%s,%s\n", number, option, value);
+}
+
+static void write_pool(FILE *file, const vorn_instance *pool, int number)
+{
+    const char *interface = value_of(pool, "interface");
+    const char *netmask = value_of(pool, "netmask");
+    const char *lease_time = value_of(pool, "lease-time");
+
+    if (*interface != '\0') fprintf(file, "interface=%s\n", interface);
+    fprintf(file, "dhcp-range=set:pool%d,%s,%s", number, value_of(pool, "first"),
+            value_of(pool, "last"));
+    if (*netmask != '\0') fprintf(file, ",%s", netmask);
+    fprintf(file, ",%s\n", *lease_time != '\0' ? lease_time : "3600");
+    write_option(file, pool, number, "router", "gateway");
+    write_option(file, pool, number, "dns-server", "dns-server");
+}
+
+static void write_host(FILE *file, const vorn_instance *host, int number)
+{
+    (void)number;
+    fprintf(file, "%s,%s\n", value_of(host, "mac"), value_of(host, "address"));
+}
+
+static void write_each(FILE *file, const vorn_instances *configuration, const char *class_name,
+                       void (*write)(FILE *, const vorn_instance *, int number))
+{
+    int number = 0;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
+    while (walk != NULL && vorn_instances_iterator_has_next(walk))
+        write(file, vorn_instances_iterator_next(walk), number++);
+    vorn_instances_delete_iterator(walk);
+}
+
+/* Nothing of it has to survive a power cut: the next boot writes it again. */
+static int put_in_place(FILE *file, const char *scratch, const char *path)
+{
+    const int written = !ferror(file);
+    if (fclose(file) == 0 && written && rename(scratch, path) == 0) return 0;
+    unlink(scratch);
+    return 1;
+}
+
+int dhcp_write_config(const vorn_instances *configuration)
+{
+    static const char scratch[] = DHCP_CONFIG_FILE ".new";
+    FILE *file = fopen(scratch, "we");
+    if (file == NULL) return 1;
+    fputs("port=0\nbind-dynamic\nno-ping\nuser=root\n"
+          "pid-file=" DHCP_PID_FILE "\ndhcp-leasefile=" DHCP_LEASE_FILE "\n"
+          "dhcp-hostsfile=" DHCP_HOSTS_FILE "\n",
+          file);
+    write_each(file, configuration, "dhcp-pool", write_pool);
+    return put_in_place(file, scratch, DHCP_CONFIG_FILE);
+}
+
+int dhcp_write_hosts(const vorn_instances *configuration)
+{
+    static const char scratch[] = DHCP_HOSTS_FILE ".new";
+    FILE *file = fopen(scratch, "we");
+    if (file == NULL) return 1;
+    write_each(file, configuration, "dhcp-host", write_host);
+    return put_in_place(file, scratch, DHCP_HOSTS_FILE);
+}

@@ -1,0 +1,142 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Addresses for others, through dnsmasq: pools, fixed leases, and who has which address now. A
+ * changed pool starts dnsmasq anew; a changed fixed lease has it read that file again.
+ */
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "config.h"
+#include "declare.h"
+#include "leases.h"
+#include "supervise.h"
+
+DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
+DECLARE_VALIDITY(is_address, vorn_input_is_ip(value, length))
+DECLARE_VALIDITY(is_address_or_none, length == 0 || vorn_input_is_ip(value, length))
+DECLARE_VALIDITY(is_mac, vorn_input_is_mac(value, length))
+DECLARE_VALIDITY(is_lease_time, vorn_input_is_int_in_range(value, length, 120, 31536000))
+
+/* A word, for it stands in a line of dnsmasq's. */
+DECLARE_VALIDITY(is_interface, length == 0 || (vorn_input_is_interface(value, length) &&
+                                               strcspn(value, " \t\r\n,#\"\\") == (size_t)length))
+
+static supervised *dnsmasq;
+
+static int is_on(const vorn_instances *configuration)
+{
+    const vorn_instance *dhcp = vorn_instances_get_singleton(configuration, "dhcp");
+    const char *enabled = dhcp != NULL ? vorn_instance_get_value(dhcp, "enabled") : NULL;
+    return enabled != NULL && strcmp(enabled, "on") == 0;
+}
+
+static int has_pools(const vorn_instances *configuration)
+{
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "dhcp-pool");
+    const int found = vorn_instances_iterator_has_next(walk);
+    vorn_instances_delete_iterator(walk);
+    return found;
+}
+
+static void reload(void)
+{
+    int pid = 0;
+    FILE *file = fopen(DHCP_PID_FILE, "re");
+    const int found = file != NULL ? fscanf(file, "%d", &pid) : 0;
+    if (file != NULL) fclose(file);
+    if (found == 1 && pid > 1 && !vorn_process_no_actions) kill(pid, SIGHUP);
+}
+
+static void start_anew(void)
+{
+    static const char *const arguments[] = {"dnsmasq", "--keep-in-foreground",
+                                            "--conf-file=" DHCP_CONFIG_FILE, NULL};
+    supervise_stop(dnsmasq);
+    if (supervise_run(dnsmasq, arguments) != 0) {
+        vorn_debug_eprintf("dhcp: no memory to start dnsmasq.\n");
+    }
+}
+
+static void commit(vorn_commit_info *info)
+{
+    const vorn_changes *changes = vorn_commit_info_get_changes(info);
+    const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    const int hosts_changed = vorn_changes_contains_class(changes, "dhcp-host");
+    const int pools_changed = vorn_changes_contains_class(changes, "dhcp") ||
+                              vorn_changes_contains_class(changes, "dhcp-pool");
+    if (!hosts_changed && !pools_changed) return;
+
+    if (!is_on(configuration) || !has_pools(configuration)) {
+        supervise_stop(dnsmasq);
+        return;
+    }
+    const int is_stopped = strcmp(supervise_status(dnsmasq), "stopped") == 0;
+    if (dhcp_write_hosts(configuration) != 0 ||
+        (pools_changed && dhcp_write_config(configuration) != 0)) {
+        vorn_debug_eprintf("dhcp: can't write dnsmasq's files.\n");
+    } else if (pools_changed || is_stopped) {
+        start_anew();
+    } else {
+        reload();
+    }
+}
+
+static const char *status(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)property;
+    (void)info;
+    return supervise_status(dnsmasq);
+}
+
+static void refresh(vorn_refresh_info *info, void *refresher)
+{
+    leases_refresh(info);
+    vorn_refresher_fn(info, refresher);
+}
+
+static int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid)
+{
+    if (declare_setting(klass, name, is_valid) != 0) return 1;
+    return vorn_property_set_required_on_insert(vorn_class_get_property(klass, name), 1);
+}
+
+static int add_classes(void)
+{
+    vorn_class *dhcp = declare_class("dhcp", VORN_CLASS_SINGLETON);
+    vorn_class *pool = declare_class("dhcp-pool", VORN_CLASS_UNIQUE_NAMED);
+    vorn_class *host = declare_class("dhcp-host", VORN_CLASS_UNIQUE_NAMED);
+    if (dhcp == NULL || pool == NULL || host == NULL) return 1;
+
+    declare_setting(dhcp, "enabled", is_on_off);
+    declare_state(dhcp, "status");
+    declare_setting(pool, "interface", is_interface);
+    declare_required(pool, "first", is_address);
+    declare_required(pool, "last", is_address);
+    declare_setting(pool, "netmask", is_address_or_none);
+    declare_setting(pool, "gateway", is_address_or_none);
+    declare_setting(pool, "dns-server", is_address_or_none);
+    declare_setting(pool, "lease-time", is_lease_time);
+    declare_required(host, "mac", is_mac);
+    declare_required(host, "address", is_address);
+    return vorn_classes_add(dhcp) || vorn_classes_add(pool) || vorn_classes_add(host) ||
+           leases_declare();
+}
+
+void vorn_plugin_init(void)
+{
+    if (vorn_plugin_new("1.0") == NULL) return;
+
+    dnsmasq = supervise_new("dnsmasq");
+    vorn_refresher *refresher = vorn_refresher_new("dhcp");
+    vorn_provider *provider = vorn_provider_new("dhcp");
+    if (dnsmasq == NULL || refresher == NULL || provider == NULL || add_classes() != 0) return;
+
+    vorn_refresher_set_property_fn(refresher, "status", status);
+    vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_refresh_fn(provider, refresh, refresher);
+    vorn_providers_add(provider);
+    vorn_providers_order("network", "dhcp");
+    vorn_providers_order("dhcp", "save");
+}

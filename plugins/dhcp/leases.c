@@ -1,0 +1,56 @@
+/* SPDX-License-Identifier: MIT */
+/* Leases as dnsmasq keeps them: "EXPIRES MAC ADDRESS NAME CLIENT-ID", "*" for no name. */
+#include "leases.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "config.h"
+#include "declare.h"
+#include "replace.h"
+
+static const char class_name[] = "dhcp-lease";
+static const char *const properties[] = {"mac", "address", "host", "expires", NULL};
+
+int leases_declare(void)
+{
+    vorn_class *lease = vorn_class_new(class_name);
+    if (lease == NULL) return 1;
+    vorn_class_set_type(lease, VORN_CLASS_ANONYMOUS);
+    for (const char *const *each = properties; *each != NULL; each++) {
+        if (declare_state(lease, *each) != 0) return 1;
+    }
+    return vorn_classes_add(lease);
+}
+
+static void add_lease(vorn_instances *leases, const char *line)
+{
+    char expires[24];
+    char mac[24];
+    char address[24];
+    char host[256];
+    if (sscanf(line, "%23s %23s %23s %255s", expires, mac, address, host) != 4) return;
+
+    vorn_instance *lease = vorn_instance_new(vorn_classes_get(class_name), NULL);
+    if (lease == NULL) return;
+    vorn_instance_set_value(lease, "mac", mac);
+    vorn_instance_set_value(lease, "address", address);
+    vorn_instance_set_value(lease, "host", strcmp(host, "*") == 0 ? "" : host);
+    vorn_instance_set_value(lease, "expires", expires);
+    if (vorn_instances_add(leases, lease) != 0) vorn_instance_delete(lease);
+}
+
+void leases_refresh(vorn_refresh_info *info)
+{
+    char line[512];
+    if (!vorn_refresh_info_contains_class(info, class_name)) return;
+
+    vorn_instances *leases = vorn_instances_new();
+    if (leases == NULL) return;
+    FILE *file = fopen(DHCP_LEASE_FILE, "re");
+    while (file != NULL && fgets(line, sizeof line, file) != NULL)
+        add_lease(leases, line);
+    if (file != NULL) fclose(file);
+    replace_instances(vorn_refresh_info_get_instances(info), class_name, leases, properties);
+    vorn_instances_delete_all(leases);
+}
