@@ -6,13 +6,14 @@
 set -euo pipefail
 
 readonly stand_in_folder=/tmp/stand-ins
-failures=0
+readonly complaints=/tmp/vorn-test.complaints
 daemon=
 
+# Kept in a file: what a subshell or the end of a pipeline expects counts too.
 complain()
 {
-    failures=$((failures + 1))
     printf '%s:%s: %s\n' "$script" "${BASH_LINENO[1]}" "$1" >&2
+    echo >>"$complaints"
 }
 
 expect_equal()
@@ -47,7 +48,7 @@ stand_in()
     local file=$stand_in_folder/$1
     [[ $1 != /* ]] || file=$stand_in_folder/at$1
     mkdir -p "${file%/*}"
-    printf '#!/bin/sh\n{ printf "%%s" "$*"; printf "\\n"; } >>"%s"\n' "$(notes_of "$1")" >"$file"
+    printf '#!/bin/sh\nprintf "%%s\\n" "$*" >>"%s"\n' "$(notes_of "$1")" >"$file"
     chmod +x "$file"
     [[ $1 != /* ]] || cover "$1" "$file"
 }
@@ -64,12 +65,27 @@ cover()
     folder=${place%/*}
     [ ! -h "$place" ] || rm "$place"
     if [ ! -e "$place" ] && ! touch "$place" 2>/dev/null; then
-        mkdir -p "$stand_in_folder/links$folder"
-        ln -s -t "$stand_in_folder/links$folder" "/run/host$folder"/*
-        mount --bind "$stand_in_folder/links$folder" "$folder"
+        cover_folder "$folder" "$stand_in_folder/links$folder"
     fi
     [ -e "$place" ] || : >"$place"
     mount --bind "$2" "$place"
+}
+
+# The same entries, as links; what is mounted in the folder, earlier stand-ins or the daemon
+# itself, comes along.
+cover_folder()
+{
+    local mounted kept
+    mkdir -p "$2"
+    ln -s -t "$2" "/run/host$1"/*
+    while read -r _ _ _ _ mounted _; do
+        [ "${mounted%/*}" = "$1" ] || continue
+        kept=$2/${mounted##*/}
+        rm -f "$kept"
+        if [ -d "$mounted" ]; then mkdir "$kept"; else : >"$kept"; fi
+        mount --rbind "$mounted" "$kept"
+    done </proc/self/mountinfo
+    mount --rbind "$2" "$1"
 }
 
 runs_of()
@@ -87,7 +103,7 @@ boot_daemon()
 
 stop_daemon()
 {
-    kill -TERM "$daemon"
+    kill -TERM "$daemon" || true
     lsql '<lsql/>' >/dev/null 2>&1
     wait "$daemon" || complain "the daemon ended with status $?"
 }
@@ -98,18 +114,27 @@ restart_daemon()
     boot_daemon
 }
 
+# However the script ends, with exit too, its expectations decide.
+finish()
+{
+    local status=$?
+    trap - EXIT
+    if [ -n "$daemon" ]; then stop_daemon; fi
+    if [ -s "$complaints" ]; then
+        printf '\n%s expectation(s) failed; the log:\n' "$(wc -l <"$complaints")" >&2
+        cat /dev/console /tmp/vorn.stderr >&2
+        [ "$status" != 0 ] || status=1
+    fi
+    exit "$status"
+}
+
 script=$1
 shift
 mkdir -p "$stand_in_folder"
 while read -r program; do
     [ -z "$program" ] || stand_in "$program"
 done <<<"$VORN_TEST_STAND_INS"
+trap finish EXIT
 boot_daemon
 # shellcheck disable=SC1090
 . "$script"
-stop_daemon
-if [ "$failures" != 0 ]; then
-    printf '\n%s expectation(s) failed; the log:\n' "$failures" >&2
-    cat /dev/console /tmp/vorn.stderr >&2
-    exit 1
-fi

@@ -26,19 +26,39 @@ constexpr char notes[] = "/tmp/stand-ins/.runs";
 constexpr char end_of_word = '\x1F';
 constexpr char end_of_run = '\x1E';
 
+/* One write for each run: two programs that start together would mix theirs otherwise. */
 std::string script_of(const std::string &program, const std::string &lines)
 {
-    return "{ printf '%s\\037' '" + program + "' \"$@\"; printf '\\036'; } >>" + notes + "\n" +
+    return "printf '%s\\037' '" + program + "' \"$@\" \"$(printf '\\036')\" >>" + notes + "\n" +
            lines;
 }
 
 void mount_over(const fs::path &what, const fs::path &place)
 {
-    ASSERT_EQ(mount(what.c_str(), place.c_str(), nullptr, MS_BIND, nullptr), 0)
+    ASSERT_EQ(mount(what.c_str(), place.c_str(), nullptr, MS_BIND | MS_REC, nullptr), 0)
         << place << ": " << std::strerror(errno);
 }
 
-/* The same entries, as links to where the sandbox keeps the real ones. */
+/* What is mounted right in the folder: earlier stand-ins, or the daemon itself. */
+std::vector<fs::path> mounts_in(const fs::path &place)
+{
+    constexpr int place_field = 5;
+    std::vector<fs::path> found;
+    std::ifstream table("/proc/self/mountinfo");
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream fields(line);
+        std::string field;
+        for (int i = 0; i < place_field; i++)
+            fields >> field;
+        if (fs::path(field).parent_path() == place) found.emplace_back(field);
+    }
+    return found;
+}
+
+/*
+ * The same entries, as links to where the sandbox keeps the real ones. What is mounted in the
+ * folder would be hidden, so it comes along.
+ */
 void cover_folder(const fs::path &place)
 {
     const fs::path links = folder + place.string() + ".links";
@@ -46,6 +66,15 @@ void cover_folder(const fs::path &place)
     fs::create_directories(links);
     for (const fs::directory_entry &entry : fs::directory_iterator(real))
         fs::create_symlink(entry.path(), links / entry.path().filename());
+    for (const fs::path &mounted : mounts_in(place)) {
+        const fs::path kept = links / mounted.filename();
+        fs::remove(kept);
+        if (fs::is_directory(mounted))
+            fs::create_directory(kept);
+        else
+            std::ofstream(kept).flush();
+        mount_over(mounted, kept);
+    }
     mount_over(links, place);
 }
 
@@ -53,7 +82,8 @@ std::vector<std::vector<std::string>> all_runs()
 {
     std::vector<std::vector<std::string>> runs;
     std::ifstream file(notes, std::ios::binary);
-    for (std::string run; std::getline(file, run, end_of_run);) {
+    for (std::string run; std::getline(file, run, end_of_run) && !file.eof();) {
+        if (!runs.empty()) run.erase(0, 1);
         std::istringstream words(run);
         std::vector<std::string> &found = runs.emplace_back();
         for (std::string word; std::getline(words, word, end_of_word);)

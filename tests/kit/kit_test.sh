@@ -93,15 +93,26 @@ expect_equal "$(vornctl show Nothing)" something
 END
 ! vorn-test wrong.sh >log 2>&1 || fail "it passed"
 grep -q 'wrong.sh:1: expected: something' log || { cat log; fail "no reason given"; }
+for wrong in 'expect_equal a b; exit 0' '(expect_equal a b)' 'echo | expect_equal a b' \
+    'echo "$(expect_match a b)"' 'restart_daemon; expect_equal a b; exit' \
+    'kill -9 "$daemon"' 'false'; do
+    echo "$wrong" >wrong.sh
+    ! vorn-test wrong.sh >log 2>&1 || fail "it passed: $wrong"
+done
+echo 'expect_equal a a; exit 0' >right.sh
+vorn-test right.sh >log 2>&1 || { cat log; fail 'exit 0 is no failure'; }
 ! vorn-test --plugin /no/such/plugin wrong.sh >/dev/null 2>&1 || fail "a missing plugin was taken"
 ! vorn-test >/dev/null 2>&1 || fail "no script was taken"
 
-echo '== a stand-in notes how it is run'
+echo '== a stand-in notes how it is run, and leaves the others in its folder where they are'
 cat >stand_in.sh <<'END'
 vornctl set motd text=x
 expect_equal "$(runs_of killall)" ''
-/usr/sbin/no-such-program a b
-expect_equal "$(runs_of /usr/sbin/no-such-program)" 'a b'
+for program in /usr/bin/env /usr/bin/no-such-program /usr/bin/true; do
+    "$program" a b
+    expect_equal "$(runs_of "$program")" 'a b'
+done
 END
-vorn-test --stand-in killall --stand-in /usr/sbin/no-such-program \
+vorn-test --stand-in killall --stand-in /usr/bin/env --stand-in /usr/bin/no-such-program \
+    --stand-in /usr/bin/true \
     --plugin cxx/build/motd.vorn stand_in.sh || fail "stand-ins"

@@ -5,7 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -23,6 +25,31 @@ TEST_F(StandIns, TakeTheirPlaceWhetherSomethingIsThereOrNot)
         EXPECT_EQ(shell(std::string(program) + " <&-"), "instead\n") << program;
     }
     EXPECT_EQ(shell("/usr/bin/echo still"), "still\n");
+}
+
+TEST_F(StandIns, LeaveOthersInTheirFolderWhereTheyAre)
+{
+    stand_in("/usr/bin/env", "echo first");
+    stand_in("/usr/bin/no-such-program", "echo second");
+    stand_in("/usr/bin/true", "echo third");
+
+    EXPECT_EQ(shell("/usr/bin/env; /usr/bin/no-such-program; /usr/bin/true"),
+              "first\nsecond\nthird\n");
+}
+
+TEST_F(StandIns, ThatRunTogetherAreNotedOneByOne)
+{
+    constexpr int runs = 200;
+    stand_in("/usr/bin/env");
+    stand_in("/usr/bin/true");
+
+    shell("for i in $(seq " + std::to_string(runs / 2) +
+          "); do /usr/bin/env a b & /usr/bin/true c & done; wait");
+
+    const std::vector<std::string> commands = commands_run();
+    EXPECT_EQ(commands.size(), runs);
+    EXPECT_EQ(std::ranges::count(commands, "/usr/bin/env a b"), runs / 2);
+    EXPECT_EQ(std::ranges::count(commands, "/usr/bin/true c"), runs / 2);
 }
 
 TEST_F(StandIns, NoteHowTheyAreRun)
