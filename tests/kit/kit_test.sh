@@ -93,6 +93,7 @@ expect_equal "$(vornctl show Nothing)" something
 END
 ! vorn-test wrong.sh >log 2>&1 || fail "it passed"
 grep -q 'wrong.sh:1: expected: something' log || { cat log; fail "no reason given"; }
+# shellcheck disable=SC2016
 for wrong in 'expect_equal a b; exit 0' '(expect_equal a b)' 'echo | expect_equal a b' \
     'echo "$(expect_match a b)"' 'restart_daemon; expect_equal a b; exit' \
     'kill -9 "$daemon"' 'false'; do
