@@ -10,6 +10,16 @@ vorn_class *declare_class(const char *name, int type)
     return klass;
 }
 
+vorn_class *declare_abstract_class(const char *name, const char *identifier)
+{
+    vorn_class *klass = declare_class(name, VORN_CLASS_UNIQUE_NAMED);
+    vorn_property *property = vorn_property_new(identifier);
+    if (klass == NULL || property == NULL) return NULL;
+    vorn_class_set_abstract(klass, 1);
+    vorn_property_set_writable(property, 0);
+    return vorn_class_set_subclass_identifier(klass, property) == 0 ? klass : NULL;
+}
+
 int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid)
 {
     vorn_property *property = vorn_property_new(name);
@@ -20,6 +30,12 @@ int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_val
     }
     vorn_property_delete(property);
     return 1;
+}
+
+int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid)
+{
+    if (declare_setting(klass, name, is_valid) != 0) return 1;
+    return vorn_property_set_required_on_insert(vorn_class_get_property(klass, name), 1);
 }
 
 int declare_state(vorn_class *klass, const char *name)

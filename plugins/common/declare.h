@@ -12,8 +12,17 @@
 /** A new class of the given type whose values are saved; null when it can't be made. */
 vorn_class *declare_class(const char *name, int type);
 
+/**
+ * A new abstract class with that subclass identifier, saved like its subclasses; null when it can't
+ * be made.
+ */
+vorn_class *declare_abstract_class(const char *name, const char *identifier);
+
 /** A property that clients may write, if its value passes. */
 int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid);
+
+/** The same, without which no instance is made. */
+int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid);
 
 /** A property that only plugins write, and that is not saved. */
 int declare_state(vorn_class *klass, const char *name);

@@ -3,13 +3,9 @@
 #include "config.h"
 
 #include <stdio.h>
-#include <unistd.h>
 
-static const char *value_of(const vorn_instance *instance, const char *property)
-{
-    const char *value = vorn_instance_get_value(instance, property);
-    return value != NULL ? value : "";
-}
+#include "values.h"
+#include "whole_file.h"
 
 /* Pools go by number here: a name may be any text, and would be part of a line. */
 static void write_option(FILE *file, const vorn_instance *pool, int number, const char *option,
@@ -51,33 +47,22 @@ static void write_each(FILE *file, const vorn_instances *configuration, const ch
     vorn_instances_delete_iterator(walk);
 }
 
-/* Nothing of it has to survive a power cut: the next boot writes it again. */
-static int put_in_place(FILE *file, const char *scratch, const char *path)
-{
-    const int written = !ferror(file);
-    if (fclose(file) == 0 && written && rename(scratch, path) == 0) return 0;
-    unlink(scratch);
-    return 1;
-}
-
 int dhcp_write_config(const vorn_instances *configuration)
 {
-    static const char scratch[] = DHCP_CONFIG_FILE ".new";
-    FILE *file = fopen(scratch, "we");
+    FILE *file = whole_file_open(DHCP_CONFIG_FILE, 0644);
     if (file == NULL) return 1;
     fputs("port=0\nbind-dynamic\nno-ping\nuser=root\n"
           "pid-file=" DHCP_PID_FILE "\ndhcp-leasefile=" DHCP_LEASE_FILE "\n"
           "dhcp-hostsfile=" DHCP_HOSTS_FILE "\n",
           file);
     write_each(file, configuration, "dhcp-pool", write_pool);
-    return put_in_place(file, scratch, DHCP_CONFIG_FILE);
+    return whole_file_close(file, DHCP_CONFIG_FILE);
 }
 
 int dhcp_write_hosts(const vorn_instances *configuration)
 {
-    static const char scratch[] = DHCP_HOSTS_FILE ".new";
-    FILE *file = fopen(scratch, "we");
+    FILE *file = whole_file_open(DHCP_HOSTS_FILE, 0644);
     if (file == NULL) return 1;
     write_each(file, configuration, "dhcp-host", write_host);
-    return put_in_place(file, scratch, DHCP_HOSTS_FILE);
+    return whole_file_close(file, DHCP_HOSTS_FILE);
 }

@@ -11,6 +11,7 @@
 #include "declare.h"
 #include "leases.h"
 #include "supervise.h"
+#include "values.h"
 
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
 DECLARE_VALIDITY(is_address, vorn_input_is_ip(value, length))
@@ -18,18 +19,12 @@ DECLARE_VALIDITY(is_address_or_none, length == 0 || vorn_input_is_ip(value, leng
 DECLARE_VALIDITY(is_mac, vorn_input_is_mac(value, length))
 DECLARE_VALIDITY(is_lease_time, vorn_input_is_int_in_range(value, length, 120, 31536000))
 
-/* A word, for it stands in a line of dnsmasq's. */
-DECLARE_VALIDITY(is_interface, length == 0 || (vorn_input_is_interface(value, length) &&
-                                               strcspn(value, " \t\r\n,#\"\\") == (size_t)length))
+static int is_interface(const char *value)
+{
+    return *value == '\0' || is_link_name(value);
+}
 
 static supervised *dnsmasq;
-
-static int is_on(const vorn_instances *configuration)
-{
-    const vorn_instance *dhcp = vorn_instances_get_singleton(configuration, "dhcp");
-    const char *enabled = dhcp != NULL ? vorn_instance_get_value(dhcp, "enabled") : NULL;
-    return enabled != NULL && strcmp(enabled, "on") == 0;
-}
 
 static int has_pools(const vorn_instances *configuration)
 {
@@ -67,7 +62,8 @@ static void commit(vorn_commit_info *info)
                               vorn_changes_contains_class(changes, "dhcp-pool");
     if (!hosts_changed && !pools_changed) return;
 
-    if (!is_on(configuration) || !has_pools(configuration)) {
+    if (!is_on(vorn_instances_get_singleton(configuration, "dhcp"), "enabled") ||
+        !has_pools(configuration)) {
         supervise_stop(dnsmasq);
         return;
     }
@@ -94,12 +90,6 @@ static void refresh(vorn_refresh_info *info, void *refresher)
 {
     leases_refresh(info);
     vorn_refresher_fn(info, refresher);
-}
-
-static int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid)
-{
-    if (declare_setting(klass, name, is_valid) != 0) return 1;
-    return vorn_property_set_required_on_insert(vorn_class_get_property(klass, name), 1);
 }
 
 static int add_classes(void)

@@ -5,6 +5,7 @@
 
 #include "declare.h"
 #include "supervise.h"
+#include "values.h"
 
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
 DECLARE_VALIDITY(is_level, vorn_input_is_int_in_range(value, length, 1, 8))
@@ -12,12 +13,6 @@ DECLARE_VALIDITY(is_port, vorn_input_is_int_in_range(value, length, 1, 65535))
 DECLARE_VALIDITY(is_host_or_none, length == 0 || vorn_input_is_ip_or_domain_name(value, length))
 
 static supervised *syslogd;
-
-static const char *value_of(const vorn_instance *instance, const char *property)
-{
-    const char *value = vorn_instance_get_value(instance, property);
-    return value != NULL ? value : "";
-}
 
 static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_info *info)
 {
@@ -27,7 +22,7 @@ static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_i
     (void)before;
     (void)info;
 
-    if (log == NULL || strcmp(value_of(log, "enabled"), "on") != 0) {
+    if (!is_on(log, "enabled")) {
         supervise_stop(syslogd);
         return;
     }

@@ -4,6 +4,7 @@
 
 #include "declare.h"
 #include "supervise.h"
+#include "values.h"
 
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
 DECLARE_VALIDITY(is_address, vorn_input_is_ip_or_domain_name(value, length))
@@ -11,13 +12,6 @@ DECLARE_VALIDITY(is_address, vorn_input_is_ip_or_domain_name(value, length))
 enum { most_servers = 16 };
 
 static supervised *ntpd;
-
-static int is_on(const vorn_instances *configuration)
-{
-    const vorn_instance *clock = vorn_instances_get_singleton(configuration, "time");
-    const char *enabled = clock != NULL ? vorn_instance_get_value(clock, "enabled") : NULL;
-    return enabled != NULL && strcmp(enabled, "on") == 0;
-}
 
 /* "-p SERVER" for each, behind what stands there; answers how many words there are by then. */
 static int add_servers(const vorn_instances *configuration, const char *arguments[], int count)
@@ -45,7 +39,7 @@ static void commit(vorn_commit_info *info)
     const char *arguments[3 + 2 * most_servers] = {"ntpd", "-n"};
     const int count = add_servers(configuration, arguments, 2);
     arguments[count] = NULL;
-    if (!is_on(configuration) || count == 2) {
+    if (!is_on(vorn_instances_get_singleton(configuration, "time"), "enabled") || count == 2) {
         supervise_stop(ntpd);
     } else if (supervise_run(ntpd, arguments) != 0) {
         vorn_debug_eprintf("time: no memory to start ntpd.\n");
@@ -63,11 +57,8 @@ static const char *status(vorn_instance *instance, const char *property, vorn_re
 static int add_server_class(void)
 {
     vorn_class *server = declare_class("ntp-server", VORN_CLASS_UNIQUE_NAMED);
-    vorn_property *address = vorn_property_new("address");
-    if (server == NULL || address == NULL) return 1;
-    vorn_property_set_is_valid_fn(address, is_address);
-    vorn_property_set_required_on_insert(address, 1);
-    return vorn_class_add_property(server, address) || vorn_classes_add(server);
+    return server == NULL || declare_required(server, "address", is_address) ||
+           vorn_classes_add(server);
 }
 
 void vorn_plugin_init(void)

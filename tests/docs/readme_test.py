@@ -21,7 +21,7 @@ def watched():
     """One notice, of a change that is made until it has been told."""
     with subprocess.Popen(["vornctl", "watch", "1"], stdout=subprocess.PIPE, text=True) as watcher:
         while watcher.poll() is None:
-            run("vornctl set interface eth0 mtu=1500")
+            run("vornctl set address lan prefix=24")
         return watcher.stdout.read()
 
 

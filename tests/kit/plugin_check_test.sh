@@ -51,7 +51,7 @@ expect 0 "$plugins/system.vorn" "$plugins/network.vorn" "$plugins/save.vorn"
 says 'Class: system'
 says '  class interface'
 says '  inform handler interface'
-says 'address                                       rw-p'
+says 'address                                       rwip'
 says '0 problem(s)'
 tr -s '\n ' ' ' <out | grep -q 'in order system system.vorn network network.vorn save save.vorn' ||
     complain 'the providers are not in their order, with their plugins'

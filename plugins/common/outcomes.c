@@ -1,0 +1,103 @@
+/* SPDX-License-Identifier: MIT */
+#include "outcomes.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "values.h"
+
+struct outcome {
+    struct outcome *next;
+    char *name;
+    char *reason;
+};
+
+static struct outcome **find(outcomes *of, const char *name)
+{
+    struct outcome **place = &of->first;
+    while (*place != NULL && strcmp((*place)->name, name) != 0)
+        place = &(*place)->next;
+    return place;
+}
+
+void outcomes_succeed(outcomes *of, const char *name)
+{
+    struct outcome **place = find(of, name);
+    struct outcome *old = *place;
+    if (old == NULL) return;
+    *place = old->next;
+    free(old->name);
+    free(old->reason);
+    free(old);
+}
+
+void outcomes_fail(outcomes *of, const char *name, const char *reason)
+{
+    struct outcome *made = calloc(1, sizeof *made);
+    if (made == NULL) return;
+    made->name = strdup(name);
+    made->reason = strdup(reason);
+    if (made->name == NULL || made->reason == NULL) {
+        free(made->name);
+        free(made->reason);
+        free(made);
+        return;
+    }
+    outcomes_succeed(of, name);
+    made->next = of->first;
+    of->first = made;
+}
+
+const char *outcomes_reason(const outcomes *of, const char *name)
+{
+    for (const struct outcome *each = of->first; each != NULL; each = each->next) {
+        if (strcmp(each->name, name) == 0) return each->reason;
+    }
+    return NULL;
+}
+
+int outcomes_concerns(const outcomes *of, const vorn_changes *changes)
+{
+    return of->first != NULL || vorn_changes_contains_class(changes, of->class_name);
+}
+
+void outcomes_for_each_concerned(const outcomes *of, const vorn_instances *configuration,
+                                 const vorn_changes *changes, concerned_fn call)
+{
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, of->class_name);
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        vorn_instance *now = vorn_instances_iterator_next(walk);
+        const int again = outcomes_reason(of, vorn_instance_get_name(now)) != NULL;
+        if (!again && !vorn_changes_contains_instance(changes, now)) continue;
+        const vorn_instance *before = vorn_changes_get_instance_before(changes, now);
+        call(now, before, again || before == NULL);
+    }
+    vorn_instances_delete_iterator(walk);
+}
+
+void outcomes_for_each_deleted(outcomes *of, const vorn_changes *changes,
+                               void (*call)(const vorn_instance *before))
+{
+    vorn_instances_iterator *walk =
+        vorn_changes_new_deleted_class_instances_iterator(changes, of->class_name);
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *before = vorn_instances_iterator_next(walk);
+        outcomes_succeed(of, vorn_instance_get_name(before));
+        call(before);
+    }
+    vorn_instances_delete_iterator(walk);
+}
+
+void outcomes_try_again(outcomes *of, const vorn_instances *configuration, const char *property,
+                        const char *word)
+{
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, of->class_name);
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        if (property != NULL && strcmp(value_of(each, property), word) != 0) continue;
+        outcomes_fail(of, vorn_instance_get_name(each), "not applied yet");
+    }
+    vorn_instances_delete_iterator(walk);
+}

@@ -1,0 +1,54 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_COMMON_OUTCOMES_H
+#define PLUGINS_COMMON_OUTCOMES_H
+
+#include "vorn/vorn.h"
+
+/*
+ * Which instances could not be applied, and why: for the class's property "state", and for the next
+ * commit, which tries them again as if they were new.
+ */
+
+/** The outcomes of one class; begins empty, so that plugins define it statically. */
+typedef struct outcomes {
+    const char *class_name;
+    struct outcome *first;
+} outcomes;
+
+/** Notes why the instance of that name is not as it should be. Without memory it is not noted. */
+void outcomes_fail(outcomes *of, const char *name, const char *reason);
+
+/** Forgets the failure of that name. */
+void outcomes_succeed(outcomes *of, const char *name);
+
+/** Why the instance of that name is not as it should be, or null when it is. */
+const char *outcomes_reason(const outcomes *of, const char *name);
+
+/**
+ * Whether a commit concerns the class: some of its instances changed, or have to be tried again.
+ * The change set may be null.
+ */
+int outcomes_concerns(const outcomes *of, const vorn_changes *changes);
+
+/**
+ * Called for an instance with its copy from before the commit, which is null for a new one. When it
+ * has to be tried again, all of it is to be applied, and the copy only tells what to take away.
+ */
+typedef void (*concerned_fn)(vorn_instance *now, const vorn_instance *before, int again);
+
+/** Calls back for each changed or failed instance, in the order of the store. */
+void outcomes_for_each_concerned(const outcomes *of, const vorn_instances *configuration,
+                                 const vorn_changes *changes, concerned_fn call);
+
+/** Calls back for the copy of each deleted instance, whose failure is forgotten then. */
+void outcomes_for_each_deleted(outcomes *of, const vorn_changes *changes,
+                               void (*call)(const vorn_instance *before));
+
+/**
+ * Has every instance of the class tried again with whose property the word is the same; all of
+ * them when the property is null.
+ */
+void outcomes_try_again(outcomes *of, const vorn_instances *configuration, const char *property,
+                        const char *word);
+
+#endif

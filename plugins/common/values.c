@@ -1,0 +1,56 @@
+/* SPDX-License-Identifier: MIT */
+#include "values.h"
+
+#include <stdio.h>
+#include <string.h>
+
+const char *value_of(const vorn_instance *instance, const char *property)
+{
+    const char *value = instance != NULL ? vorn_instance_get_value(instance, property) : NULL;
+    return value != NULL ? value : "";
+}
+
+int is_changed(const vorn_instance *now, const vorn_instance *before, const char *property)
+{
+    return strcmp(value_of(now, property), value_of(before, property)) != 0;
+}
+
+int is_on(const vorn_instance *instance, const char *property)
+{
+    return strcmp(value_of(instance, property), "on") == 0;
+}
+
+int for_each_word(const char *text, word_fn call, void *data)
+{
+    char word[64];
+    int result = 0;
+    while (result == 0 && *(text += strspn(text, " ")) != '\0') {
+        const size_t length = strcspn(text, " ");
+        snprintf(word, sizeof word, "%.*s", (int)length, text);
+        result = call(word, data);
+        text += length;
+    }
+    return result;
+}
+
+static int is_that_word(const char *word, void *data)
+{
+    return strcmp(word, data) == 0;
+}
+
+int has_word(const char *text, const char *word)
+{
+    return for_each_word(text, is_that_word, (void *)word);
+}
+
+int is_link_name(const char *text)
+{
+    static const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
+    const size_t length = strlen(text);
+    const size_t first = strspn(text, letters);
+    size_t rest = first;
+    while (rest < length && (strchr(letters, text[rest]) != NULL || strchr(".-", text[rest]))) {
+        rest++;
+    }
+    return length >= 1 && length <= 15 && first >= 1 && rest == length;
+}

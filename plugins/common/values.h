@@ -1,0 +1,32 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_COMMON_VALUES_H
+#define PLUGINS_COMMON_VALUES_H
+
+#include "vorn/vorn.h"
+
+/** The instance's value, or the empty text: for no instance too. It is the instance's. */
+const char *value_of(const vorn_instance *instance, const char *property);
+
+/** Whether the two have different values; no instance is one without any value. */
+int is_changed(const vorn_instance *now, const vorn_instance *before, const char *property);
+
+/** Whether that property of the instance is "on". */
+int is_on(const vorn_instance *instance, const char *property);
+
+/**
+ * Calls back for every word of the text, which blanks separate. A word is cut at 63 bytes. Stops
+ * when the callback answers other than 0, and returns that.
+ */
+typedef int (*word_fn)(const char *word, void *data);
+int for_each_word(const char *text, word_fn call, void *data);
+
+/** Whether the text has that word. */
+int has_word(const char *text, const char *word);
+
+/**
+ * Whether the text can name a network interface and stand in any file or command: 1 to 15 letters,
+ * digits, points, hyphens and underscores, the first neither a point nor a hyphen.
+ */
+int is_link_name(const char *text);
+
+#endif

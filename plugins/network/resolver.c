@@ -1,0 +1,84 @@
+/* SPDX-License-Identifier: MIT */
+/* Who is asked for names: /etc/resolv.conf, left alone as long as no server is configured. */
+#include <errno.h>
+#include <string.h>
+
+#include "concerns.h"
+#include "declare.h"
+#include "values.h"
+#include "whole_file.h"
+
+#define RESOLVER_FILE "/etc/resolv.conf"
+
+static int is_no_address(const char *word, void *data)
+{
+    (void)data;
+    return !vorn_input_is_ip(word, (int)strlen(word));
+}
+
+static int is_no_domain(const char *word, void *data)
+{
+    (void)data;
+    return !vorn_input_is_domain_name(word, (int)strlen(word));
+}
+
+static int is_server_list(const char *value)
+{
+    return for_each_word(value, is_no_address, NULL) == 0;
+}
+
+static int is_domain_list(const char *value)
+{
+    return for_each_word(value, is_no_domain, NULL) == 0;
+}
+
+static int write_server(const char *server, void *file)
+{
+    fprintf(file, "nameserver %s\n", server);
+    return 0;
+}
+
+static int write_file(const vorn_instance *resolver)
+{
+    FILE *file = whole_file_open(RESOLVER_FILE, 0644);
+    if (file == NULL) return 1;
+    if (*value_of(resolver, "search") != '\0') {
+        fprintf(file, "search %s\n", value_of(resolver, "search"));
+    }
+    for_each_word(value_of(resolver, "servers"), write_server, file);
+    return whole_file_close(file, RESOLVER_FILE);
+}
+
+static int has_failed;
+
+void resolver_commit(const vorn_instances *configuration, const vorn_changes *changes)
+{
+    const vorn_instance *resolver = vorn_instances_get_singleton(configuration, "resolver");
+    if (!has_failed && !vorn_changes_contains_class(changes, "resolver")) return;
+    has_failed = 0;
+    if (*value_of(resolver, "servers") == '\0' || write_file(resolver) == 0) return;
+    has_failed = 1;
+    vorn_debug_eprintf("network: can't write " RESOLVER_FILE ": %s.\n", strerror(errno));
+}
+
+static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)property;
+    (void)info;
+    return has_failed ? "can't write " RESOLVER_FILE : "applied";
+}
+
+vorn_refresher *resolver_declare(void)
+{
+    vorn_class *resolver = declare_class("resolver", VORN_CLASS_SINGLETON);
+    vorn_refresher *refresher = vorn_refresher_new("resolver");
+    if (resolver == NULL || refresher == NULL) return NULL;
+
+    declare_setting(resolver, "servers", is_server_list);
+    declare_setting(resolver, "search", is_domain_list);
+    declare_state(resolver, "state");
+    vorn_refresher_set_property_fn(refresher, "state", state);
+    const int failed = vorn_classes_add(resolver);
+    return failed ? NULL : refresher;
+}
