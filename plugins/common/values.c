@@ -43,6 +43,24 @@ int has_word(const char *text, const char *word)
     return for_each_word(text, is_that_word, (void *)word);
 }
 
+int is_plain_number(const char *text, int low, int high)
+{
+    const size_t length = strlen(text);
+    return strspn(text, "0123456789") == length &&
+           vorn_input_is_int_in_range(text, (int)length, low, high);
+}
+
+int is_plain_address(const char *text)
+{
+    const size_t length = strlen(text);
+    return strspn(text, "0123456789.") == length && vorn_input_is_ip(text, (int)length);
+}
+
+int is_plain_address_or_none(const char *text)
+{
+    return *text == '\0' || is_plain_address(text);
+}
+
 int is_link_name(const char *text)
 {
     static const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";

@@ -23,6 +23,20 @@ int for_each_word(const char *text, word_fn call, void *data);
 /** Whether the text has that word. */
 int has_word(const char *text, const char *word);
 
+/*
+ * The daemon's validators take what the C library reads as a number, with blanks, newlines and a
+ * sign in front of it. What becomes part of another program's file has to be digits alone.
+ */
+
+/** Whether the text is a number within the bounds, written in digits. */
+int is_plain_number(const char *text, int low, int high);
+
+/** Whether the text is an IP address, written in digits and points. */
+int is_plain_address(const char *text);
+
+/** The same, or empty. */
+int is_plain_address_or_none(const char *text);
+
 /**
  * Whether the text can name a network interface and stand in any file or command: 1 to 15 letters,
  * digits, points, hyphens and underscores, the first neither a point nor a hyphen.

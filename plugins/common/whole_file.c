@@ -26,11 +26,12 @@ FILE *whole_file_open(const char *path, mode_t mode)
     return file;
 }
 
-int whole_file_close(FILE *file, const char *path)
+int whole_file_close(FILE *file, const char *path, int durable)
 {
     char scratch[PATH_MAX];
     name_scratch(scratch, path);
-    const int written = !ferror(file);
+    const int written =
+        fflush(file) == 0 && !ferror(file) && (!durable || fsync(fileno(file)) == 0);
     if (fclose(file) == 0 && written && rename(scratch, path) == 0) return 0;
     const int reason = errno;
     unlink(scratch);

@@ -56,7 +56,7 @@ int dhcp_write_config(const vorn_instances *configuration)
           "dhcp-hostsfile=" DHCP_HOSTS_FILE "\n",
           file);
     write_each(file, configuration, "dhcp-pool", write_pool);
-    return whole_file_close(file, DHCP_CONFIG_FILE);
+    return whole_file_close(file, DHCP_CONFIG_FILE, 0);
 }
 
 int dhcp_write_hosts(const vorn_instances *configuration)
@@ -64,5 +64,5 @@ int dhcp_write_hosts(const vorn_instances *configuration)
     FILE *file = whole_file_open(DHCP_HOSTS_FILE, 0644);
     if (file == NULL) return 1;
     write_each(file, configuration, "dhcp-host", write_host);
-    return whole_file_close(file, DHCP_HOSTS_FILE);
+    return whole_file_close(file, DHCP_HOSTS_FILE, 0);
 }

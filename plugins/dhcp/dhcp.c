@@ -14,10 +14,12 @@
 #include "values.h"
 
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
-DECLARE_VALIDITY(is_address, vorn_input_is_ip(value, length))
-DECLARE_VALIDITY(is_address_or_none, length == 0 || vorn_input_is_ip(value, length))
 DECLARE_VALIDITY(is_mac, vorn_input_is_mac(value, length))
-DECLARE_VALIDITY(is_lease_time, vorn_input_is_int_in_range(value, length, 120, 31536000))
+
+static int is_lease_time(const char *value)
+{
+    return is_plain_number(value, 120, 31536000);
+}
 
 static int is_interface(const char *value)
 {
@@ -102,14 +104,14 @@ static int add_classes(void)
     declare_setting(dhcp, "enabled", is_on_off);
     declare_state(dhcp, "status");
     declare_setting(pool, "interface", is_interface);
-    declare_required(pool, "first", is_address);
-    declare_required(pool, "last", is_address);
-    declare_setting(pool, "netmask", is_address_or_none);
-    declare_setting(pool, "gateway", is_address_or_none);
-    declare_setting(pool, "dns-server", is_address_or_none);
+    declare_required(pool, "first", is_plain_address);
+    declare_required(pool, "last", is_plain_address);
+    declare_setting(pool, "netmask", is_plain_address_or_none);
+    declare_setting(pool, "gateway", is_plain_address_or_none);
+    declare_setting(pool, "dns-server", is_plain_address_or_none);
     declare_setting(pool, "lease-time", is_lease_time);
     declare_required(host, "mac", is_mac);
-    declare_required(host, "address", is_address);
+    declare_required(host, "address", is_plain_address);
     return vorn_classes_add(dhcp) || vorn_classes_add(pool) || vorn_classes_add(host) ||
            leases_declare();
 }

@@ -16,9 +16,12 @@
 #include "supervise.h"
 #include "values.h"
 
-DECLARE_VALIDITY(is_address, vorn_input_is_ip(value, length))
-DECLARE_VALIDITY(is_prefix, vorn_input_is_int_in_range(value, length, 0, 32))
 DECLARE_VALIDITY(is_host_name, length == 0 || vorn_input_is_domain_label(value, length))
+
+static int is_prefix(const char *value)
+{
+    return is_plain_number(value, 0, 32);
+}
 
 outcomes address_outcomes = {.class_name = "address"};
 
@@ -222,7 +225,7 @@ vorn_refresher *addresses_declare(void)
     declare_required(address, "interface", is_link_name);
     declare_state(address, "current");
     declare_state(address, "state");
-    declare_required(fixed, "address", is_address);
+    declare_required(fixed, "address", is_plain_address);
     declare_required(fixed, "prefix", is_prefix);
     declare_setting(leased, "hostname", is_host_name);
     vorn_refresher_set_property_fn(refresher, "current", current);

@@ -13,7 +13,7 @@
 static int is_no_address(const char *word, void *data)
 {
     (void)data;
-    return !vorn_input_is_ip(word, (int)strlen(word));
+    return !is_plain_address(word);
 }
 
 static int is_no_domain(const char *word, void *data)
@@ -46,7 +46,7 @@ static int write_file(const vorn_instance *resolver)
         fprintf(file, "search %s\n", value_of(resolver, "search"));
     }
     for_each_word(value_of(resolver, "servers"), write_server, file);
-    return whole_file_close(file, RESOLVER_FILE);
+    return whole_file_close(file, RESOLVER_FILE, 0);
 }
 
 static int has_failed;

@@ -8,9 +8,6 @@
 #include "ip.h"
 #include "values.h"
 
-DECLARE_VALIDITY(is_gateway, length == 0 || vorn_input_is_ip(value, length))
-DECLARE_VALIDITY(is_metric, vorn_input_is_int_in_range(value, length, 0, 65535))
-
 outcomes route_outcomes = {.class_name = "route"};
 
 /* "default", or an address and a prefix: 10.0.0.0/8. */
@@ -18,13 +15,16 @@ static int is_destination(const char *value)
 {
     const size_t address = strcspn(value, "/");
     if (strcmp(value, "default") == 0) return 1;
-    if (value[address] == '\0' || value[address + 1] < '0' || value[address + 1] > '9') return 0;
-    const char *prefix = value + address + 1;
     char text[16];
-    if (address >= sizeof text) return 0;
+    if (value[address] == '\0' || address >= sizeof text) return 0;
+    const char *prefix = value + address + 1;
     snprintf(text, sizeof text, "%.*s", (int)address, value);
-    return vorn_input_is_ip(text, (int)address) &&
-           vorn_input_is_int_in_range(prefix, (int)strlen(prefix), 0, 32);
+    return is_plain_address(text) && is_plain_number(prefix, 0, 32);
+}
+
+static int is_metric(const char *value)
+{
+    return is_plain_number(value, 0, 65535);
 }
 
 static int is_link_name_or_none(const char *value)
@@ -93,7 +93,7 @@ vorn_refresher *routes_declare(void)
     if (route == NULL || refresher == NULL) return NULL;
 
     declare_required(route, "destination", is_destination);
-    declare_setting(route, "gateway", is_gateway);
+    declare_setting(route, "gateway", is_plain_address_or_none);
     declare_setting(route, "interface", is_link_name_or_none);
     declare_setting(route, "metric", is_metric);
     declare_state(route, "state");

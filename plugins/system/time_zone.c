@@ -9,9 +9,10 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "whole_file.h"
+
 static const char zone_folder[] = "/usr/share/zoneinfo";
 static const char text_file[] = "/etc/TZ";
-static const char text_scratch[] = "/etc/TZ.new";
 static const char link_file[] = "/etc/localtime";
 static const char link_scratch[] = "/etc/localtime.new";
 
@@ -28,13 +29,10 @@ int time_zone_is_valid(const char *zone)
 
 static int write_text(const char *zone)
 {
-    FILE *file = fopen(text_scratch, "we");
+    FILE *file = whole_file_open(text_file, 0644);
     if (file == NULL) return 1;
-    const int written =
-        fprintf(file, "%s\n", zone) > 0 && fflush(file) == 0 && fsync(fileno(file)) == 0;
-    if (fclose(file) == 0 && written && rename(text_scratch, text_file) == 0) return 0;
-    unlink(text_scratch);
-    return 1;
+    fprintf(file, "%s\n", zone);
+    return whole_file_close(file, text_file, 1);
 }
 
 /* A rule has no file, and neither has anything on a device without zones: nothing to lead to. */

@@ -129,6 +129,8 @@ TEST_F(AddressPools, RefuseWhatWouldBreakTheServersFiles)
           "<update><dhcp-pool><interface>a b</interface></dhcp-pool></update>",
           "<update><dhcp-pool><interface>a,b</interface></dhcp-pool></update>",
           "<update><dhcp-pool><lease-time>1</lease-time></dhcp-pool></update>",
+          "<update><dhcp-pool><lease-time>&#10;600</lease-time></dhcp-pool></update>",
+          "<update><dhcp-pool><first>&#10;10.0.0.2</first></dhcp-pool></update>",
           "<update><dhcp-host><mac>00:11</mac></dhcp-host></update>"}) {
         EXPECT_THAT(change(operation), HasSubstr("<rc>1</rc>")) << operation;
     }

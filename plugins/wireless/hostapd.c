@@ -1,0 +1,206 @@
+/* SPDX-License-Identifier: MIT */
+#include "hostapd.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "country.h"
+#include "keys.h"
+#include "values.h"
+#include "whole_file.h"
+
+outcomes network_outcomes = {.class_name = "wireless-network"};
+
+struct writer {
+    FILE *whole;
+    FILE *frame;
+    const vorn_instances *configuration;
+    const char *radio;
+    int networks;
+    int failed;
+};
+
+/* A line of both texts. */
+static void frame_line(struct writer *writer, const char *name, const char *value)
+{
+    fprintf(writer->whole, "%s=%s\n", name, value);
+    fprintf(writer->frame, "%s=%s\n", name, value);
+}
+
+void hostapd_name_interface(char name[hostapd_name_room], const char *radio, int place)
+{
+    if (place == 0) {
+        snprintf(name, hostapd_name_room, "%s", radio);
+    } else {
+        snprintf(name, hostapd_name_room, "%.12s_%d", radio, place);
+    }
+}
+
+int hostapd_carries(const vorn_instance *network, const char *radio)
+{
+    const char *status = value_of(network, "status");
+    return strcmp(value_of(network, "radio"), radio) == 0 &&
+           outcomes_reason(&network_outcomes, vorn_instance_get_name(network)) == NULL &&
+           (*status == '\0' || strcmp(status, "up") == 0);
+}
+
+/* Any bytes are a name on the air; in hexadecimal none of them can end the line. */
+static void write_ssid(FILE *file, const char *ssid)
+{
+    fputs("ssid2=", file);
+    for (; *ssid != '\0'; ssid++)
+        fprintf(file, "%02x", (unsigned char)*ssid);
+    fputc('\n', file);
+}
+
+/* The addresses stand in the text too, as comments: a changed list is a changed text. */
+static int write_addresses(const struct writer *writer, const char *path, const char *list)
+{
+    FILE *file = whole_file_open(path, 0644);
+    if (file == NULL) return 1;
+    vorn_instances_iterator *walk =
+        vorn_instances_new_group_iterator(writer->configuration, "access-list", list);
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const char *mac = value_of(vorn_instances_iterator_next(walk), "mac");
+        fprintf(file, "%s\n", mac);
+        fprintf(writer->whole, "# %s\n", mac);
+    }
+    vorn_instances_delete_iterator(walk);
+    return whole_file_close(file, path, 0);
+}
+
+static void write_access(struct writer *writer, const vorn_instance *network, const char *interface)
+{
+    char path[64];
+    const char *list = value_of(network, "access-list");
+    const int accepts = strcmp(value_of(network, "access-policy"), "accept") == 0;
+    if (*list == '\0') return;
+    snprintf(path, sizeof path, "/var/run/vorn-hostapd-%s.macs", interface);
+    fprintf(writer->whole, "macaddr_acl=%d\n%s_mac_file=%s\n", accepts, accepts ? "accept" : "deny",
+            path);
+    if (write_addresses(writer, path, list) != 0) writer->failed = 1;
+}
+
+static int is_open(const vorn_instance *network)
+{
+    return strcmp(value_of(network, "security"), "none") == 0;
+}
+
+/* A key that could not be replaced by a reference still is one. */
+static const char *key_of(const vorn_instance *network)
+{
+    const char *key = value_of(network, "key");
+    if (keys_is_reference(key)) return keys_get(key);
+    return *key != '\0' ? key : NULL;
+}
+
+static void write_security(struct writer *writer, const vorn_instance *network)
+{
+    const int is_sae = strcmp(value_of(network, "security"), "wpa3-sae") == 0;
+    if (is_open(network)) return;
+    frame_line(writer, "wpa", "2");
+    frame_line(writer, "wpa_key_mgmt", is_sae ? "SAE" : "WPA-PSK");
+    frame_line(writer, "rsn_pairwise", "CCMP");
+    frame_line(writer, "ieee80211w", is_sae ? "2" : "1");
+    fprintf(writer->whole, "wpa_passphrase=%s\n", key_of(network));
+}
+
+static void write_network(struct writer *writer, const vorn_instance *network)
+{
+    char interface[hostapd_name_room];
+    hostapd_name_interface(interface, writer->radio, writer->networks);
+    if (writer->networks > 0) frame_line(writer, "bss", interface);
+    if (*value_of(network, "bridge") != '\0') {
+        frame_line(writer, "bridge", value_of(network, "bridge"));
+    }
+    write_ssid(writer->whole, value_of(network, "ssid"));
+    fprintf(writer->whole, "ignore_broadcast_ssid=%d\nap_isolate=%d\n", is_on(network, "hidden"),
+            is_on(network, "isolation"));
+    if (*value_of(network, "max-stations") != '\0') {
+        fprintf(writer->whole, "max_num_sta=%s\n", value_of(network, "max-stations"));
+    }
+    write_security(writer, network);
+    write_access(writer, network, interface);
+    writer->networks++;
+}
+
+/* Never open for want of a key. */
+static const char *reason_against(const struct writer *writer, const vorn_instance *network)
+{
+    if (!is_open(network) && *value_of(network, "key") == '\0') return "no key";
+    if (!is_open(network) && key_of(network) == NULL) return "its key is not on this device";
+    if (writer->networks == hostapd_most_networks) return "the radio carries no more";
+    return NULL;
+}
+
+static void write_networks(struct writer *writer)
+{
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(writer->configuration, "wireless-network");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *network = vorn_instances_iterator_next(walk);
+        const char *name = vorn_instance_get_name(network);
+        if (strcmp(value_of(network, "radio"), writer->radio) != 0) continue;
+        const char *reason = reason_against(writer, network);
+        if (reason != NULL) {
+            outcomes_fail(&network_outcomes, name, reason);
+        } else {
+            outcomes_succeed(&network_outcomes, name);
+        }
+        if (hostapd_carries(network, writer->radio)) write_network(writer, network);
+    }
+    vorn_instances_delete_iterator(walk);
+}
+
+static void write_radio(struct writer *writer, const vorn_instance *radio)
+{
+    const char *mode = value_of(radio, "mode");
+    frame_line(writer, "interface", writer->radio);
+    frame_line(writer, "driver", "nl80211");
+    frame_line(writer, "ctrl_interface", "/var/run/vorn-hostapd");
+    frame_line(writer, "country_code", country_code());
+    frame_line(writer, "ieee80211d", "1");
+    frame_line(writer, "hw_mode", mode);
+    frame_line(writer, "channel", value_of(radio, "channel"));
+    frame_line(writer, "wmm_enabled", "1");
+    frame_line(writer, "ieee80211n", strcmp(mode, "b") == 0 ? "0" : "1");
+}
+
+/* Whether all that was written to the stream is in its text by now. */
+static int close_text(FILE *file)
+{
+    if (file == NULL) return 1;
+    const int failed = ferror(file) != 0;
+    return fclose(file) != 0 || failed;
+}
+
+int hostapd_write(hostapd_text *text, const vorn_instance *radio,
+                  const vorn_instances *configuration)
+{
+    size_t size;
+    *text = (hostapd_text){NULL, NULL, 0};
+    struct writer writer = {open_memstream(&text->whole, &size),
+                            open_memstream(&text->frame, &size),
+                            configuration,
+                            vorn_instance_get_name(radio),
+                            0,
+                            0};
+    if (writer.whole != NULL && writer.frame != NULL) {
+        write_radio(&writer, radio);
+        write_networks(&writer);
+    }
+    const int whole_failed = close_text(writer.whole);
+    const int frame_failed = close_text(writer.frame);
+    text->networks = writer.networks;
+    if (!whole_failed && !frame_failed && !writer.failed) return 0;
+    hostapd_free(text);
+    return 1;
+}
+
+void hostapd_free(hostapd_text *text)
+{
+    free(text->whole);
+    free(text->frame);
+    *text = (hostapd_text){NULL, NULL, 0};
+}

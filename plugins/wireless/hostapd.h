@@ -1,0 +1,41 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_WIRELESS_HOSTAPD_H
+#define PLUGINS_WIRELESS_HOSTAPD_H
+
+#include "outcomes.h"
+
+/*
+ * What hostapd is told of a radio and its networks, as text. The frame is the part for which it has
+ * to be started anew; the rest it can read again while it runs.
+ */
+
+typedef struct hostapd_text {
+    char *whole;
+    char *frame;
+    int networks; /* how many there are in it */
+} hostapd_text;
+
+/** The most networks that one radio carries, and the room for the name of an interface. */
+enum { hostapd_most_networks = 8, hostapd_name_room = 16 };
+
+/** Why each network is not on the air; known by hostapd_write. */
+extern outcomes network_outcomes;
+
+/**
+ * Writes both texts, and the files of station addresses that they name. Networks that can't be
+ * carried are left out and noted. Returns 0, or 1 without memory or when a file can't be written;
+ * the texts are null then.
+ */
+int hostapd_write(hostapd_text *text, const vorn_instance *radio,
+                  const vorn_instances *configuration);
+
+/** Frees the texts. */
+void hostapd_free(hostapd_text *text);
+
+/** The interface of a radio's network by its place among them, from 0. */
+void hostapd_name_interface(char name[hostapd_name_room], const char *radio, int place);
+
+/** Whether that network is to be on the air with that radio. */
+int hostapd_carries(const vorn_instance *network, const char *radio);
+
+#endif

@@ -1,0 +1,40 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_WIRELESS_KEYS_H
+#define PLUGINS_WIRELESS_KEYS_H
+
+#include "vorn/vorn.h"
+
+#define KEYS_FILE "/etc/config/wireless-keys"
+
+/*
+ * Where the keys really are. In the configuration a key is soon replaced by a reference, eight
+ * stars and a number, which whoever reads or saves the configuration may see. The keys themselves
+ * are in a file that only root can read.
+ *
+ * A reference is never used for another key, and old keys stay for a while: whichever saved
+ * configuration a device comes back with, after a power cut or from a backup, finds its keys.
+ */
+
+enum { keys_longest = 63 };
+
+/** Reads the file; keys that can't be read are missing. */
+void keys_read(void);
+
+/** Whether the text is a reference. */
+int keys_is_reference(const char *text);
+
+/**
+ * Keeps the key and answers its reference, which is gone with the next call. When there is no room,
+ * the oldest key goes that the configuration does not refer to. Null when it can't be kept, which
+ * is logged.
+ */
+const char *keys_keep(const char *key, const vorn_instances *configuration);
+
+/** The key of a reference, or null when it is not on this device. */
+const char *keys_get(const char *reference);
+
+/** Writes what was kept since the last time to the disk. 0, or 1 when that fails, which is logged.
+ */
+int keys_write(void);
+
+#endif

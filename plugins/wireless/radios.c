@@ -1,0 +1,241 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * One hostapd for each radio that is up and has a network. Its configuration is replaced whole. It
+ * is told to read it again when that is enough, and started anew only when the frame changed.
+ */
+#include "radios.h"
+
+#include <errno.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "country.h"
+#include "hostapd.h"
+#include "supervise.h"
+#include "values.h"
+#include "whole_file.h"
+
+static outcomes radio_outcomes = {.class_name = "radio"};
+
+/* What the system was told of a radio; kept for the next one of that name. */
+struct radio {
+    struct radio *next;
+    char *name;
+    char *service; /* "hostapd" and the name */
+    supervised *program;
+    hostapd_text told;
+    char power[8];
+};
+
+static struct radio *radios;
+
+enum { path_room = 64 };
+
+static void name_file(char path[path_room], const struct radio *radio, const char *ending)
+{
+    snprintf(path, path_room, "/var/run/vorn-hostapd-%s.%s", radio->name, ending);
+}
+
+static struct radio *find(const char *name)
+{
+    struct radio *radio = radios;
+    while (radio != NULL && strcmp(radio->name, name) != 0)
+        radio = radio->next;
+    return radio;
+}
+
+static void free_radio(struct radio *radio)
+{
+    free(radio->name);
+    free(radio->service);
+    free(radio);
+}
+
+static struct radio *make(const char *name)
+{
+    static const char prefix[] = "hostapd ";
+    struct radio *radio = calloc(1, sizeof *radio);
+    if (radio == NULL) return NULL;
+    radio->name = strdup(name);
+    radio->service = malloc(sizeof prefix + strlen(name));
+    if (radio->name != NULL && radio->service != NULL) {
+        strcpy(radio->service, prefix);
+        strcat(radio->service, name);
+        radio->program = supervise_new(radio->service);
+    }
+    if (radio->program == NULL) {
+        free_radio(radio);
+        return NULL;
+    }
+    radio->next = radios;
+    radios = radio;
+    return radio;
+}
+
+static void fail(const struct radio *radio, const char *reason)
+{
+    vorn_debug_eprintf("wireless: radio %s: %s.\n", radio->name, reason);
+    outcomes_fail(&radio_outcomes, radio->name, reason);
+}
+
+static void stop(struct radio *radio)
+{
+    char path[path_room];
+    supervise_stop(radio->program);
+    name_file(path, radio, "conf");
+    unlink(path);
+    hostapd_free(&radio->told);
+}
+
+/* Only root may read it: the keys are in it. */
+static int write_config(const struct radio *radio, const hostapd_text *text)
+{
+    char path[path_room];
+    name_file(path, radio, "conf");
+    FILE *file = whole_file_open(path, 0600);
+    if (file == NULL) return 1;
+    fputs(text->whole, file);
+    return whole_file_close(file, path, 0);
+}
+
+/* hostapd has no option that would have it write its process id without going to the background. */
+static void run(struct radio *radio)
+{
+    char pid_file[path_room];
+    char config_file[path_room];
+    name_file(pid_file, radio, "pid");
+    name_file(config_file, radio, "conf");
+    const char *const arguments[] = {
+        "sh", "-c", "echo $$ >\"$0\" && exec hostapd \"$1\"", pid_file, config_file, NULL};
+    if (supervise_run(radio->program, arguments) != 0) fail(radio, "no memory to start hostapd");
+}
+
+static void read_again(const struct radio *radio)
+{
+    char path[path_room];
+    int pid = 0;
+    name_file(path, radio, "pid");
+    FILE *file = fopen(path, "re");
+    const int found = file != NULL ? fscanf(file, "%d", &pid) : 0;
+    if (file != NULL) fclose(file);
+    if (found == 1 && pid > 1 && !vorn_process_no_actions) kill(pid, SIGHUP);
+}
+
+static int is_same(const char *left, const char *right)
+{
+    return left != NULL && right != NULL && strcmp(left, right) == 0;
+}
+
+/* Takes the text over. */
+static void tell(struct radio *radio, hostapd_text *text)
+{
+    const int is_running = strcmp(supervise_status(radio->program), "running") == 0;
+    const int frame_is_same = is_same(text->frame, radio->told.frame);
+
+    if (is_same(text->whole, radio->told.whole)) {
+        run(radio); /* at once, if it waits to be started again */
+    } else if (write_config(radio, text) != 0) {
+        fail(radio, "can't write the configuration of hostapd");
+        hostapd_free(text);
+        return;
+    } else if (is_running && frame_is_same) {
+        read_again(radio);
+    } else {
+        supervise_stop(radio->program);
+        run(radio);
+    }
+    hostapd_free(&radio->told);
+    radio->told = *text;
+}
+
+/* In dBm; the driver's own choice when it isn't set. */
+static void set_power(struct radio *radio, const char *power)
+{
+    char hundredths[12];
+    if (strcmp(power, radio->power) == 0) return;
+    snprintf(hundredths, sizeof hundredths, "%s00", power);
+    const int status =
+        *power != '\0'
+            ? vorn_command_execl("iw", "dev", radio->name, "set", "txpower", "fixed", hundredths,
+                                 (char *)NULL)
+            : vorn_command_execl("iw", "dev", radio->name, "set", "txpower", "auto", (char *)NULL);
+    if (status != 0 && !vorn_process_no_actions) {
+        fail(radio, "can't set the power");
+    } else {
+        snprintf(radio->power, sizeof radio->power, "%s", power);
+    }
+}
+
+/* What can't be goes no further: what is on the air stays there. */
+static int is_possible(const struct radio *radio, const vorn_instance *now)
+{
+    if (!is_link_name(radio->name) || strlen(radio->name) > 12) {
+        fail(radio, "the name can't be an interface's");
+    } else if (!country_allows_channel_in(value_of(now, "channel"), value_of(now, "mode"))) {
+        fail(radio, "the mode does not have the channel");
+    } else {
+        return 1;
+    }
+    return 0;
+}
+
+static void apply(const vorn_instance *now, const vorn_instances *configuration)
+{
+    const char *name = vorn_instance_get_name(now);
+    struct radio *radio = find(name);
+    hostapd_text text;
+    if (radio == NULL) radio = make(name);
+    if (radio == NULL || !is_possible(radio, now)) return;
+
+    outcomes_succeed(&radio_outcomes, name);
+    if (hostapd_write(&text, now, configuration) != 0) {
+        fail(radio, "can't write the configuration of hostapd");
+        return;
+    }
+    if (vorn_instance_get_status(now) && text.networks > 0) {
+        tell(radio, &text);
+    } else {
+        stop(radio);
+        hostapd_free(&text);
+    }
+    set_power(radio, value_of(now, "power"));
+}
+
+static void forget(const vorn_instance *before)
+{
+    struct radio *radio = find(vorn_instance_get_name(before));
+    if (radio == NULL) return;
+    stop(radio);
+    radio->power[0] = '\0';
+}
+
+void radios_commit(const vorn_instances *configuration, const vorn_changes *changes)
+{
+    if (!outcomes_concerns(&radio_outcomes, changes) &&
+        !outcomes_concerns(&network_outcomes, changes) &&
+        !vorn_changes_contains_class(changes, "access-list")) {
+        return;
+    }
+    outcomes_for_each_deleted(&radio_outcomes, changes, forget);
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "radio");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk))
+        apply(vorn_instances_iterator_next(walk), configuration);
+    vorn_instances_delete_iterator(walk);
+}
+
+const char *radios_state(const char *name)
+{
+    const char *reason = outcomes_reason(&radio_outcomes, name);
+    const struct radio *radio = find(name);
+    if (reason != NULL) return reason;
+    return radio != NULL ? supervise_status(radio->program) : "stopped";
+}
+
+int radios_is_running(const char *name)
+{
+    const struct radio *radio = find(name);
+    return radio != NULL && strcmp(supervise_status(radio->program), "running") == 0;
+}

@@ -1,0 +1,16 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_WIRELESS_RADIOS_H
+#define PLUGINS_WIRELESS_RADIOS_H
+
+#include "vorn/vorn.h"
+
+/** Applies the radios and what is on the air with them, as far as it changed or failed. */
+void radios_commit(const vorn_instances *configuration, const vorn_changes *changes);
+
+/** How a radio is doing: why not, or the state of its hostapd. The text is good until a commit. */
+const char *radios_state(const char *name);
+
+/** Whether hostapd runs for that radio. */
+int radios_is_running(const char *name);
+
+#endif

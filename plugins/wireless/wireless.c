@@ -1,0 +1,181 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Radios, the networks on the air with them, who may join, and who has. Through hostapd, with a
+ * little of iw.
+ */
+#include <string.h>
+
+#include "country.h"
+#include "declare.h"
+#include "hostapd.h"
+#include "keys.h"
+#include "radios.h"
+#include "stations.h"
+#include "values.h"
+
+DECLARE_VALIDITY(is_mode, length == 1 && vorn_input_is_mode(value, length))
+DECLARE_VALIDITY(is_status, vorn_input_is_up_down(value, length))
+DECLARE_VALIDITY(is_ssid, vorn_input_is_ssid(value, length))
+DECLARE_VALIDITY(is_key_or_none, length == 0 || vorn_input_is_wpa_psk_key(value, length))
+DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
+DECLARE_VALIDITY(is_mac, vorn_input_is_mac(value, length))
+
+static const char *const securities[] = {"none", "wpa2-psk", "wpa3-sae", NULL};
+static const char *const policies[] = {"accept", "deny", NULL};
+
+DECLARE_VALIDITY(is_security, vorn_input_is_string_in_array(value, length, securities))
+DECLARE_VALIDITY(is_policy, vorn_input_is_string_in_array(value, length, policies))
+
+static int is_channel(const char *value)
+{
+    return is_plain_number(value, 1, 255) && country_allows_channel(value);
+}
+
+static int is_power_or_none(const char *value)
+{
+    return *value == '\0' || is_plain_number(value, 1, 30);
+}
+
+static int is_station_count(const char *value)
+{
+    return *value == '\0' || is_plain_number(value, 1, 2007);
+}
+
+static int is_link_name_or_none(const char *value)
+{
+    return *value == '\0' || is_link_name(value);
+}
+
+static int is_any_name(const char *value)
+{
+    (void)value;
+    return 1;
+}
+
+/* The reference that takes the key's place, or null when it can stay as it is. */
+static const char *hide(const vorn_instance *network, const vorn_instances *configuration)
+{
+    const char *key = value_of(network, "key");
+    return *key == '\0' || keys_is_reference(key) ? NULL : keys_keep(key, configuration);
+}
+
+static void hide_keys(const vorn_instances *configuration)
+{
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, "wireless-network");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        vorn_instance *network = vorn_instances_iterator_next(walk);
+        const char *reference = hide(network, configuration);
+        if (reference != NULL) vorn_instance_set_value(network, "key", reference);
+    }
+    vorn_instances_delete_iterator(walk);
+    keys_write();
+}
+
+static void commit(vorn_commit_info *info)
+{
+    vorn_instances *configuration = vorn_commit_info_get_after(info);
+    hide_keys(configuration);
+    radios_commit(configuration, vorn_commit_info_get_changes(info));
+}
+
+static const char *radio_state(vorn_instance *instance, const char *property,
+                               vorn_refresh_info *info)
+{
+    (void)property;
+    (void)info;
+    return radios_state(vorn_instance_get_name(instance));
+}
+
+static const char *network_state(vorn_instance *instance, const char *property,
+                                 vorn_refresh_info *info)
+{
+    (void)property;
+    (void)info;
+    const char *name = vorn_instance_get_name(instance);
+    const char *radio = value_of(instance, "radio");
+    const char *reason = outcomes_reason(&network_outcomes, name);
+    if (reason != NULL) return reason;
+    return hostapd_carries(instance, radio) ? radios_state(radio) : "stopped";
+}
+
+/* An update without a commit behind it leaves the key as it came: nobody is to read it. */
+static const char *key(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)property;
+    return hide(instance, vorn_refresh_info_get_instances(info));
+}
+
+static vorn_refresher *radio_refresher;
+static vorn_refresher *network_refresher;
+
+static void refresh(vorn_refresh_info *info, void *data)
+{
+    vorn_refresh_info_set_data(info, radio_refresher);
+    vorn_refresher_fn(info, data);
+    vorn_refresh_info_set_data(info, network_refresher);
+    vorn_refresher_fn(info, data);
+    stations_refresh(info);
+}
+
+static int declare_radio(void)
+{
+    vorn_class *radio = declare_class("radio", VORN_CLASS_UNIQUE_NAMED);
+    radio_refresher = vorn_refresher_new("radio");
+    if (radio == NULL || radio_refresher == NULL) return 1;
+    declare_required(radio, "mode", is_mode);
+    declare_required(radio, "channel", is_channel);
+    declare_setting(radio, "power", is_power_or_none);
+    declare_setting(radio, "status", is_status);
+    declare_state(radio, "state");
+    vorn_refresher_set_property_fn(radio_refresher, "state", radio_state);
+    return vorn_classes_add(radio);
+}
+
+static int declare_network(void)
+{
+    vorn_class *network = declare_class("wireless-network", VORN_CLASS_UNIQUE_NAMED);
+    network_refresher = vorn_refresher_new("wireless-network");
+    if (network == NULL || network_refresher == NULL) return 1;
+    declare_required(network, "radio", is_link_name);
+    declare_required(network, "ssid", is_ssid);
+    declare_required(network, "security", is_security);
+    declare_setting(network, "key", is_key_or_none);
+    vorn_property_set_readable(vorn_class_get_property(network, "key"), 0);
+    declare_setting(network, "status", is_status);
+    declare_setting(network, "hidden", is_on_off);
+    declare_setting(network, "isolation", is_on_off);
+    declare_setting(network, "max-stations", is_station_count);
+    declare_setting(network, "bridge", is_link_name_or_none);
+    declare_setting(network, "access-list", is_any_name);
+    declare_setting(network, "access-policy", is_policy);
+    declare_state(network, "state");
+    vorn_refresher_set_property_fn(network_refresher, "key", key);
+    vorn_refresher_set_property_fn(network_refresher, "state", network_state);
+    return vorn_classes_add(network);
+}
+
+static int declare_access_list(void)
+{
+    vorn_class *list = declare_class("access-list", VORN_CLASS_GROUP_NAMED);
+    return list == NULL || declare_required(list, "mac", is_mac) || vorn_classes_add(list);
+}
+
+void vorn_plugin_init(void)
+{
+    if (vorn_plugin_new("1.0") == NULL) return;
+
+    vorn_provider *provider = vorn_provider_new("wireless");
+    if (provider == NULL || declare_radio() != 0 || declare_network() != 0 ||
+        declare_access_list() != 0 || stations_declare() != 0) {
+        return;
+    }
+    country_read();
+    keys_read();
+    vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_refresh_fn(provider, refresh, NULL);
+    vorn_providers_add(provider);
+    vorn_providers_order("network", "wireless");
+    vorn_providers_order("wireless", "dhcp");
+    vorn_providers_order("wireless", "save");
+}

@@ -1,0 +1,560 @@
+/* SPDX-License-Identifier: MIT */
+/* Radios and their networks: what hostapd is told, when it reads it again, when it starts anew. */
+#include "support/device.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr char config_file[] = "/var/run/vorn-hostapd-wlan0.conf";
+constexpr char keys_file[] = "/etc/config/wireless-keys";
+constexpr char access_file[] = "/var/run/vorn-hostapd-wlan0_1.macs";
+constexpr char hostapd_command[] = "hostapd /var/run/vorn-hostapd-wlan0.conf";
+constexpr char key[] = "correct horse battery";
+
+constexpr char startup[] =
+    "<config><radio name=\"wlan0\"><mode>g</mode><channel>6</channel><status>up</status></radio>"
+    "<wireless-network name=\"home\"><radio>wlan0</radio><ssid>attic</ssid>"
+    "<security>wpa2-psk</security><key>correct horse battery</key><bridge>br0</bridge>"
+    "</wireless-network>"
+    "<wireless-network name=\"guests\"><radio>wlan0</radio><ssid>caf\u00E9</ssid>"
+    "<security>none</security><hidden>on</hidden><isolation>on</isolation>"
+    "<max-stations>5</max-stations><access-list>family</access-list></wireless-network>"
+    "<access-list name=\"family\"><mac>00:11:22:33:44:55</mac></access-list>"
+    "<access-list name=\"others\"><mac>00:11:22:33:44:00</mac></access-list>"
+    "<access-list name=\"family\"><mac>00:11:22:33:44:66</mac></access-list></config>";
+
+class AccessPoints : public vorn::tests::Device {
+protected:
+    void SetUp() override
+    {
+        Device::SetUp();
+        install_plugin("wireless.vorn");
+        install_plugin("save.vorn");
+        stand_in("hostapd", "trap 'echo again >>/tmp/again' HUP; echo >/tmp/ready\n"
+                            "while :; do sleep 0.02; done");
+        stand_in("iw", "cat /tmp/stations 2>/dev/null; test ! -e /tmp/no-power");
+        write_file(vorn::test::startup_file, startup);
+    }
+
+    void boot_and_forget()
+    {
+        boot();
+        ASSERT_TRUE(comes_true([] { return exists("/tmp/ready"); }));
+        forget_runs();
+    }
+
+    static std::string change(const std::string &operations)
+    {
+        return lsql("<lsql><write-transaction>" + operations + "</write-transaction></lsql>");
+    }
+
+    static std::string change_network(const std::string &values)
+    {
+        return change("<update><wireless-network name=\"home\">" + values +
+                      "</wireless-network></update>");
+    }
+
+    static std::string value_of(const std::string &klass, const std::string &name,
+                                const std::string &property)
+    {
+        const std::string answer = lsql("<lsql><select><" + klass + " name=\"" + name + "\"><" +
+                                        property + "/></" + klass + "></select></lsql>");
+        const auto begin = answer.find("<" + property + ">") + property.size() + 2;
+        return answer.substr(begin, answer.find("</" + property + ">") - begin);
+    }
+
+    static std::string mode_of(const std::string &path) { return shell("stat -c %a " + path); }
+};
+
+TEST_F(AccessPoints, TellTheirDaemonEverythingAtBoot)
+{
+    boot();
+
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    EXPECT_THAT(commands_run(), ElementsAre(hostapd_command));
+    EXPECT_EQ(read_file(config_file),
+              "interface=wlan0\ndriver=nl80211\nctrl_interface=/var/run/vorn-hostapd\n"
+              "country_code=US\nieee80211d=1\nhw_mode=g\nchannel=6\nwmm_enabled=1\nieee80211n=1\n"
+              "bridge=br0\nssid2=6174746963\nignore_broadcast_ssid=0\nap_isolate=0\n"
+              "wpa=2\nwpa_key_mgmt=WPA-PSK\nrsn_pairwise=CCMP\nieee80211w=1\n"
+              "wpa_passphrase=correct horse battery\n"
+              "bss=wlan0_1\nssid2=636166c3a9\nignore_broadcast_ssid=1\nap_isolate=1\n"
+              "max_num_sta=5\nmacaddr_acl=0\ndeny_mac_file=/var/run/vorn-hostapd-wlan0_1.macs\n"
+              "# 00:11:22:33:44:55\n# 00:11:22:33:44:66\n");
+    EXPECT_EQ(read_file(access_file), "00:11:22:33:44:55\n00:11:22:33:44:66\n");
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "running");
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "running");
+}
+
+TEST_F(AccessPoints, TakeOnlyListedStationsWhereThePolicyIsToAccept)
+{
+    boot();
+
+    change("<update><wireless-network name=\"guests\"><access-policy>accept</access-policy>"
+           "</wireless-network></update>");
+
+    EXPECT_THAT(read_file(config_file),
+                HasSubstr("macaddr_acl=1\naccept_mac_file=/var/run/vorn-hostapd-wlan0_1.macs\n"));
+}
+
+TEST_F(AccessPoints, AskForSaeAndProtectedFrames)
+{
+    boot();
+
+    change_network("<security>wpa3-sae</security>");
+
+    EXPECT_THAT(read_file(config_file), HasSubstr("wpa_key_mgmt=SAE\nrsn_pairwise=CCMP\n"
+                                                  "ieee80211w=2\n"));
+}
+
+TEST_F(AccessPoints, AreInTheCountryThatTheFactoryChose)
+{
+    write_file("/etc/wireless-country", "JP\n");
+    boot();
+
+    EXPECT_THAT(change("<update><radio><mode>b</mode><channel>14</channel></radio></update>"),
+                HasSubstr("<rc>0</rc>"));
+
+    EXPECT_THAT(read_file(config_file),
+                AllOf(HasSubstr("country_code=JP\n"), HasSubstr("hw_mode=b\nchannel=14\n"),
+                      HasSubstr("ieee80211n=0\n")));
+}
+
+TEST_F(AccessPoints, FollowTheChannelsOfEuropeInMostCountries)
+{
+    write_file("/etc/wireless-country", "DE\n");
+    boot();
+
+    EXPECT_THAT(change("<update><radio><channel>13</channel></radio></update>"),
+                HasSubstr("<rc>0</rc>"));
+    EXPECT_THAT(change("<update><radio><channel>165</channel></radio></update>"),
+                HasSubstr("<rc>1</rc>"));
+}
+
+TEST_F(AccessPoints, SayThatTheCountryCannotBeRead)
+{
+    write_file("/etc/wireless-country", "somewhere\n");
+
+    boot();
+
+    EXPECT_THAT(console(),
+                HasSubstr("wireless: no country in /etc/wireless-country, taking US.\n"));
+}
+
+TEST_F(AccessPoints, LeaveOnTheAirWhatTheModeDoesNotAllow)
+{
+    boot_and_forget();
+    const std::string before = read_file(config_file);
+
+    change("<update><radio><mode>a</mode></radio></update>");
+
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "the mode does not have the channel");
+    EXPECT_TRUE(console_shows("wireless: radio wlan0: the mode does not have the channel.\n"));
+    EXPECT_EQ(read_file(config_file), before);
+    EXPECT_THAT(commands_run(), IsEmpty());
+
+    change("<update><radio><channel>36</channel></radio></update>");
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "running");
+}
+
+TEST_F(AccessPoints, StartTheirDaemonAgainWhenItWasKilled)
+{
+    boot_and_forget();
+
+    shell("kill -9 $(cat /var/run/vorn-hostapd-wlan0.pid)");
+
+    EXPECT_TRUE(console_shows("hostapd wlan0 has ended; it is started again in 1 s."));
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+}
+
+TEST_F(AccessPoints, StartTheirDaemonAtOnceWithTheNextCommit)
+{
+    stand_in("hostapd", "exit 1");
+    boot();
+    EXPECT_TRUE(console_shows("it is started again in 2 s."));
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "failed");
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "failed");
+    forget_runs();
+
+    change_network("<hidden>off</hidden>");
+
+    EXPECT_TRUE(comes_true([] { return !commands_run().empty(); }));
+}
+
+TEST_F(AccessPoints, EndTheirDaemonWithTheRadioOrTheLastNetwork)
+{
+    boot_and_forget();
+
+    change("<delete><wireless-network/></delete>");
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "stopped");
+    EXPECT_FALSE(exists(config_file));
+    change("<delete><radio/></delete>");
+    EXPECT_EQ(shell("kill -0 $(cat /var/run/vorn-hostapd-wlan0.pid) 2>/dev/null || echo gone"),
+              "gone\n");
+}
+
+TEST_F(AccessPoints, SayThatTheConfigurationCannotBeWritten)
+{
+    boot_and_forget();
+    std::filesystem::create_directory(std::string(config_file) + ".new");
+
+    change_network("<ssid>new</ssid>");
+
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "can't write the configuration of hostapd");
+    EXPECT_THAT(read_file(config_file), HasSubstr("ssid2=6174746963\n"));
+    EXPECT_FALSE(exists("/tmp/again"));
+    std::filesystem::remove(std::string(config_file) + ".new");
+    change("<insert><access-list name=\"x\"><mac>00:11:22:33:44:77</mac></access-list></insert>");
+    EXPECT_THAT(read_file(config_file), HasSubstr("ssid2=6e6577\n"));
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "running");
+}
+
+TEST_F(AccessPoints, TryThePowerAgainThatCouldNotBeSet)
+{
+    boot_and_forget();
+    write_file("/tmp/no-power", "");
+
+    change("<update><radio><power>17</power></radio></update>");
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "can't set the power");
+    std::filesystem::remove("/tmp/no-power");
+    change_network("<hidden>off</hidden>");
+
+    EXPECT_THAT(commands_run(), ElementsAre("iw dev wlan0 set txpower fixed 1700",
+                                            "iw dev wlan0 set txpower fixed 1700"));
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "running");
+}
+
+TEST_F(AccessPoints, CarryNoMoreNetworksThanTheRadioCan)
+{
+    boot();
+    std::string more;
+    for (char name = 'a'; name <= 'g'; name++) {
+        more += std::string("<insert><wireless-network name=\"") + name +
+                "\"><radio>wlan0</radio><ssid>x</ssid><security>none</security>"
+                "</wireless-network></insert>";
+    }
+
+    change(more);
+
+    EXPECT_EQ(count(read_file(config_file), "bss="), 7);
+    EXPECT_EQ(value_of("wireless-network", "g", "state"), "the radio carries no more");
+}
+
+using AccessLists = AccessPoints;
+
+TEST_F(AccessLists, AreReadAgainWhenAStationJoins)
+{
+    boot_and_forget();
+
+    change("<insert><access-list name=\"family\"><mac>00:11:22:33:44:77</mac></access-list>"
+           "</insert>");
+
+    EXPECT_TRUE(comes_true([] { return exists("/tmp/again"); }));
+    EXPECT_EQ(read_file(access_file), "00:11:22:33:44:55\n00:11:22:33:44:66\n00:11:22:33:44:77\n");
+    EXPECT_THAT(commands_run(), IsEmpty());
+}
+
+TEST_F(AccessLists, ThatNobodyUsesChangeNothing)
+{
+    boot_and_forget();
+
+    change("<delete><access-list name=\"others\"/></delete>");
+
+    EXPECT_THAT(commands_run(), IsEmpty());
+    EXPECT_FALSE(exists("/tmp/again"));
+}
+
+struct Change {
+    const char *name;
+    const char *operation;
+    const char *command;
+    bool is_read_again;
+};
+
+constexpr Change changes[] = {
+    {"AName", "<update><wireless-network name=\"home\"><ssid>x</ssid></wireless-network></update>",
+     "", true},
+    {"AKey",
+     "<update><wireless-network name=\"home\"><key>new horses</key></wireless-network>"
+     "</update>",
+     "", true},
+    {"TheSameKeyAgain",
+     "<update><wireless-network name=\"home\"><key>correct horse battery</key>"
+     "</wireless-network></update>",
+     "", false},
+    {"TheLimit",
+     "<update><wireless-network name=\"home\"><max-stations>9</max-stations>"
+     "</wireless-network></update>",
+     "", true},
+    {"Nothing",
+     "<update><wireless-network name=\"home\"><ssid>attic</ssid></wireless-network>"
+     "</update>",
+     "", false},
+    {"TheChannel", "<update><radio><channel>11</channel></radio></update>", hostapd_command, false},
+    {"TheSecurity",
+     "<update><wireless-network name=\"home\"><security>none</security>"
+     "</wireless-network></update>",
+     hostapd_command, false},
+    {"TheBridge", "<update><wireless-network name=\"home\"><bridge/></wireless-network></update>",
+     hostapd_command, false},
+    {"ANetworkLess", "<delete><wireless-network name=\"guests\"/></delete>", hostapd_command,
+     false},
+    {"ANetworkThatIsSwitchedOff",
+     "<update><wireless-network name=\"guests\"><status>down</status>"
+     "</wireless-network></update>",
+     hostapd_command, false},
+    {"ThePower", "<update><radio><power>10</power></radio></update>",
+     "iw dev wlan0 set txpower fixed 1000", false},
+    {"AnotherProvider",
+     "<insert><radio name=\"wlan1\"><mode>g</mode><channel>1</channel></radio>"
+     "</insert>",
+     "", false},
+};
+
+class WirelessChanges : public AccessPoints, public testing::WithParamInterface<Change> {};
+
+TEST_P(WirelessChanges, RunOnlyWhatTheyAskFor)
+{
+    boot_and_forget();
+
+    EXPECT_THAT(change(GetParam().operation), HasSubstr("<rc>0</rc>"));
+
+    const std::string wanted = GetParam().command;
+    EXPECT_TRUE(comes_true([&] { return commands_run().size() == (wanted.empty() ? 0u : 1u); }));
+    EXPECT_EQ(commands_run(), wanted.empty() ? std::vector<std::string>() : std::vector{wanted});
+    if (GetParam().is_read_again) {
+        EXPECT_TRUE(comes_true([] { return exists("/tmp/again"); }));
+    } else {
+        EXPECT_FALSE(exists("/tmp/again"));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, WirelessChanges, testing::ValuesIn(changes),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+struct Refusal {
+    const char *name;
+    const char *operation;
+};
+
+constexpr Refusal refusals[] = {
+    {"ChannelsThatTheCountryForbids", "<update><radio><channel>12</channel></radio></update>"},
+    {"ChannelsThatAreNoNumbers", "<update><radio><channel>&#10;6</channel></radio></update>"},
+    {"ModesOfOldChips", "<update><radio><mode>turbo-g</mode></radio></update>"},
+    {"MorePowerThanThereIs", "<update><radio><power>31</power></radio></update>"},
+    {"NamesThatAreTooLong", "<update><wireless-network><ssid>123456789012345678901234567890123"
+                            "</ssid></wireless-network></update>"},
+    {"ShortKeys", "<update><wireless-network><key>1234567</key></wireless-network></update>"},
+    {"KeysOfTwoLines", "<update><wireless-network><key>12345678&#10;wpa=0</key></wireless-network>"
+                       "</update>"},
+    {"OldSecurity",
+     "<update><wireless-network><security>wep</security></wireless-network></update>"},
+    {"NetworksThatSayNothingOfSecurity", "<insert><wireless-network name=\"x\"><radio>wlan0</radio>"
+                                         "<ssid>x</ssid></wireless-network></insert>"},
+    {"BridgesThatAreNone", "<update><wireless-network><bridge>br0&#10;x</bridge></wireless-network>"
+                           "</update>"},
+    {"LimitsThatAreNoNumbers", "<update><wireless-network><max-stations>+5</max-stations>"
+                               "</wireless-network></update>"},
+    {"StationsThatAreNone", "<insert><access-list name=\"family\"><mac>00:11</mac></access-list>"
+                            "</insert>"},
+};
+
+class WirelessRefusals : public AccessPoints, public testing::WithParamInterface<Refusal> {};
+
+TEST_P(WirelessRefusals, ChangeNothing)
+{
+    boot_and_forget();
+    const std::string before = read_file(config_file);
+
+    EXPECT_THAT(change(GetParam().operation), HasSubstr("<rc>1</rc>"));
+
+    EXPECT_EQ(read_file(config_file), before);
+    EXPECT_EQ(read_file(vorn::test::startup_file), startup);
+    EXPECT_THAT(commands_run(), IsEmpty());
+    EXPECT_FALSE(exists("/tmp/again"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, WirelessRefusals, testing::ValuesIn(refusals),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+class Keys : public AccessPoints {
+protected:
+    static std::string reference() { return value_of("wireless-network", "home", "key"); }
+};
+
+TEST_F(Keys, AreReplacedByAReferenceForWhoeverReads)
+{
+    boot();
+
+    EXPECT_THAT(reference(), ContainsRegex("^\\*{8} [0-9a-f]{8}$"));
+    EXPECT_THAT(lsql("<lsql><select><wireless-network properties=\"all\"/></select></lsql>"),
+                Not(HasSubstr(key)));
+}
+
+TEST_F(Keys, AreReplacedBeforeTheConfigurationIsSaved)
+{
+    boot();
+
+    change_network("<key>another secret</key>");
+
+    const std::string saved = read_file(vorn::test::startup_file);
+    EXPECT_THAT(saved, AllOf(Not(HasSubstr(key)), Not(HasSubstr("another secret")),
+                             HasSubstr("<key>" + reference() + "</key>")));
+    EXPECT_THAT(read_file(config_file), HasSubstr("\nwpa_passphrase=another secret\n"));
+}
+
+TEST_F(Keys, AreInFilesThatOnlyRootMayRead)
+{
+    boot();
+
+    EXPECT_EQ(mode_of(config_file) + mode_of(keys_file), "600\n600\n");
+    EXPECT_THAT(read_file(keys_file), HasSubstr(" correct horse battery\n"));
+}
+
+TEST_F(Keys, AreNotInTheLog)
+{
+    boot();
+    change_network("<key>another secret</key>");
+
+    EXPECT_THAT(console() + standard_error(),
+                AllOf(Not(HasSubstr(key)), Not(HasSubstr("another secret"))));
+}
+
+TEST_F(Keys, SurviveARestart)
+{
+    boot();
+    change_network("<key>another secret</key>");
+    shut_down();
+
+    boot();
+
+    EXPECT_THAT(read_file(config_file), HasSubstr("\nwpa_passphrase=another secret\n"));
+}
+
+TEST_F(Keys, OfAnOlderConfigurationAreStillThere)
+{
+    boot();
+    change_network("<ssid>first</ssid>");
+    const std::string older = read_file(vorn::test::startup_file);
+    change_network("<key>another secret</key>");
+    shut_down();
+    write_file(vorn::test::startup_file, older);
+
+    boot();
+
+    EXPECT_THAT(read_file(config_file), HasSubstr("\nwpa_passphrase=correct horse battery\n"));
+}
+
+TEST_F(Keys, InUseStayWhateverBecomesOfOthers)
+{
+    boot();
+    change("<insert><wireless-network name=\"busy\"><radio>wlan0</radio><ssid>x</ssid>"
+           "<security>wpa2-psk</security></wireless-network></insert>");
+    for (int i = 0; i < 300; i++) {
+        change("<update><wireless-network name=\"busy\"><key>secret " + std::to_string(1000 + i) +
+               "</key></wireless-network></update>");
+    }
+
+    EXPECT_THAT(read_file(config_file), AllOf(HasSubstr("\nwpa_passphrase=correct horse battery\n"),
+                                              HasSubstr("\nwpa_passphrase=secret 1299\n")));
+    EXPECT_EQ(count(read_file(keys_file), "\n"), 256);
+}
+
+TEST_F(Keys, ThatAreNotOnThisDeviceLeaveTheNetworkOffTheAir)
+{
+    boot();
+
+    change_network("<key>******** 00000000</key>");
+
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "its key is not on this device");
+    EXPECT_THAT(read_file(config_file), Not(HasSubstr("ssid2=6174746963")));
+}
+
+TEST_F(Keys, ThatAreMissingDoNotOpenTheNetwork)
+{
+    boot();
+
+    change_network("<key/>");
+
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "no key");
+    EXPECT_THAT(read_file(config_file), Not(HasSubstr("ssid2=6174746963")));
+}
+
+TEST_F(Keys, OfAnUpdateThatIsNotCommittedCannotBeReadEither)
+{
+    boot();
+    lsql("<lsql><update><wireless-network name=\"home\"><key>another secret</key>"
+         "</wireless-network></update><select><radio/></select></lsql>");
+
+    EXPECT_THAT(reference(), ContainsRegex("^\\*{8} [0-9a-f]{8}$"));
+}
+
+TEST_F(Keys, AreWrittenAgainWhenTheyCouldNotBe)
+{
+    boot();
+    std::filesystem::create_directory(std::string(keys_file) + ".new");
+    change_network("<key>another secret</key>");
+    EXPECT_TRUE(console_shows("wireless: can't write /etc/config/wireless-keys: File exists.\n"));
+    EXPECT_THAT(read_file(config_file), HasSubstr("\nwpa_passphrase=another secret\n"));
+
+    std::filesystem::remove(std::string(keys_file) + ".new");
+    change_network("<hidden>off</hidden>");
+
+    EXPECT_THAT(read_file(keys_file), HasSubstr(" another secret\n"));
+}
+
+class Stations : public AccessPoints {
+protected:
+    static std::string stations()
+    {
+        return lsql("<lsql><select><station properties=\"all\"/></select></lsql>");
+    }
+};
+
+TEST_F(Stations, AreThoseThatAreAssociatedNow)
+{
+    boot_and_forget();
+    EXPECT_THAT(stations(), HasSubstr("<dataset/>"));
+    EXPECT_THAT(commands_run(),
+                ElementsAre("iw dev wlan0 station dump", "iw dev wlan0_1 station dump"));
+    change("<delete><wireless-network name=\"guests\"/></delete>");
+
+    write_file("/tmp/stations", "Station 02:00:00:00:01:00 (on wlan0)\n"
+                                "\tinactive time:\t304 ms\n\trx bytes:\t18816\n\ttx bytes:\t5548\n"
+                                "\tsignal:  \t-30 [-30, -31] dBm\n\ttx bitrate:\t54.0 MBit/s\n"
+                                "\trx bitrate:\t1.0 MBit/s\n\tconnected time:\t3 seconds\n"
+                                "Station 02:00:00:00:02:00 (on wlan0)\n\tnothing:\tknown\n");
+
+    EXPECT_THAT(stations(),
+                HasSubstr("<dataset><station><mac>02:00:00:00:01:00</mac><network>home</network>"
+                          "<signal>-30</signal><rx-rate>1.0</rx-rate><tx-rate>54.0</tx-rate>"
+                          "<rx-bytes>18816</rx-bytes><tx-bytes>5548</tx-bytes>"
+                          "<connected>3</connected></station><station>"
+                          "<mac>02:00:00:00:02:00</mac><network>home</network>"));
+}
+
+TEST_F(Stations, AreNotAskedForWhileNothingIsOnTheAir)
+{
+    boot_and_forget();
+    change("<update><radio><status>down</status></radio></update>");
+
+    EXPECT_THAT(stations(), HasSubstr("<dataset/>"));
+
+    EXPECT_THAT(commands_run(), IsEmpty());
+}
+
+} // namespace
