@@ -69,10 +69,11 @@ void cover_folder(const fs::path &place)
     for (const fs::path &mounted : mounts_in(place)) {
         const fs::path kept = links / mounted.filename();
         fs::remove(kept);
-        if (fs::is_directory(mounted))
+        if (fs::is_directory(mounted)) {
             fs::create_directory(kept);
-        else
+        } else {
             std::ofstream(kept).flush();
+        }
         mount_over(mounted, kept);
     }
     mount_over(links, place);
