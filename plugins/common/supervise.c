@@ -124,6 +124,13 @@ int supervise_run(supervised *program, const char *const arguments[])
     return 0;
 }
 
+void supervise_try_again(supervised *program)
+{
+    if (!program->is_waiting) return;
+    eloop_cancel_timeout(start_again, NULL, program);
+    start_again(NULL, program);
+}
+
 void supervise_stop(supervised *program)
 {
     if (program->arguments == NULL) return;

@@ -21,6 +21,9 @@ supervised *supervise_new(const char *name);
  */
 int supervise_run(supervised *program, const char *const arguments[]);
 
+/** Starts the program at once if it waits for its next start: every commit tries again. */
+void supervise_try_again(supervised *program);
+
 /** Ends the program, if it runs, and leaves it so. */
 void supervise_stop(supervised *program);
 

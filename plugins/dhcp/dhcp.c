@@ -55,28 +55,37 @@ static void start_anew(void)
     }
 }
 
-static void commit(vorn_commit_info *info)
-{
-    const vorn_changes *changes = vorn_commit_info_get_changes(info);
-    const vorn_instances *configuration = vorn_commit_info_get_after(info);
-    const int hosts_changed = vorn_changes_contains_class(changes, "dhcp-host");
-    const int pools_changed = vorn_changes_contains_class(changes, "dhcp") ||
-                              vorn_changes_contains_class(changes, "dhcp-pool");
-    if (!hosts_changed && !pools_changed) return;
+static int has_failed; /* to write dnsmasq's files; the next commit tries again */
 
+/* Both files when all of it is to be applied, else the fixed leases alone. */
+static void apply(const vorn_instances *configuration, int whole)
+{
     if (!is_on(vorn_instances_get_singleton(configuration, "dhcp"), "enabled") ||
         !has_pools(configuration)) {
         supervise_stop(dnsmasq);
         return;
     }
     const int is_stopped = strcmp(supervise_status(dnsmasq), "stopped") == 0;
-    if (dhcp_write_hosts(configuration) != 0 ||
-        (pools_changed && dhcp_write_config(configuration) != 0)) {
+    if (dhcp_write_hosts(configuration) != 0 || (whole && dhcp_write_config(configuration) != 0)) {
         vorn_debug_eprintf("dhcp: can't write dnsmasq's files.\n");
-    } else if (pools_changed || is_stopped) {
+        has_failed = 1;
+    } else if (whole || is_stopped) {
         start_anew();
     } else {
         reload();
+    }
+}
+
+static void commit(vorn_commit_info *info)
+{
+    const vorn_changes *changes = vorn_commit_info_get_changes(info);
+    const int whole = has_failed || vorn_changes_contains_class(changes, "dhcp") ||
+                      vorn_changes_contains_class(changes, "dhcp-pool");
+    has_failed = 0;
+    if (whole || vorn_changes_contains_class(changes, "dhcp-host")) {
+        apply(vorn_commit_info_get_after(info), whole);
+    } else {
+        supervise_try_again(dnsmasq);
     }
 }
 
@@ -85,7 +94,7 @@ static const char *status(vorn_instance *instance, const char *property, vorn_re
     (void)instance;
     (void)property;
     (void)info;
-    return supervise_status(dnsmasq);
+    return has_failed ? "can't write dnsmasq's files" : supervise_status(dnsmasq);
 }
 
 static void refresh(vorn_refresh_info *info, void *refresher)

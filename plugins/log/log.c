@@ -42,6 +42,12 @@ static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_i
     }
 }
 
+static void pre_commit(vorn_commit_info *info)
+{
+    (void)info;
+    supervise_try_again(syslogd);
+}
+
 static const char *status(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     (void)instance;
@@ -67,6 +73,7 @@ void vorn_plugin_init(void)
     declare_state(log, "status");
     vorn_classes_add(log);
 
+    vorn_committer_set_pre_commit_fn(committer, pre_commit);
     vorn_committer_set_instance_change_fn(committer, "log", log_changed, 1);
     vorn_refresher_set_property_fn(refresher, "status", status);
     declare_provider("log", committer, refresher);

@@ -157,6 +157,8 @@ void addresses_remove(const vorn_changes *changes)
 
 void addresses_commit(const vorn_instances *configuration, const vorn_changes *changes)
 {
+    for (struct client *client = clients; client != NULL; client = client->next)
+        supervise_try_again(client->program);
     if (!outcomes_concerns(&address_outcomes, changes)) return;
     applied = configuration;
     outcomes_for_each_concerned(&address_outcomes, configuration, changes, apply);

@@ -3,6 +3,7 @@
  * Who and where this device is, and how it is doing. The host name and the time zone are applied;
  * contact and location are for people.
  */
+#include <stdio.h>
 #include <string.h>
 
 #include "declare.h"
@@ -12,26 +13,60 @@
 DECLARE_VALIDITY(is_host_name, vorn_input_is_domain_label(value, length))
 DECLARE_VALIDITY(is_phrase, vorn_input_is_phrase(value, length))
 
-static void host_name_changed(vorn_instance *instance, const char *property, const char *now,
-                              const char *before)
+static int apply_host_name(const char *name)
 {
-    (void)instance;
-    (void)property;
-    if (now == NULL || (before != NULL && strcmp(now, before) == 0)) return;
-    if (vorn_command_execl("hostname", now, (char *)NULL) != 0) {
-        vorn_debug_eprintf("system: can't set the host name to \"%s\".\n", now);
+    const int status = vorn_command_execl("hostname", name, (char *)NULL);
+    return status != 0 && !vorn_process_no_actions;
+}
+
+/* What is applied, by which function, and whether that failed the last time. */
+static struct setting {
+    const char *property;
+    const char *description;
+    int (*apply)(const char *value);
+    int has_failed;
+} settings[] = {{"hostname", "host name", apply_host_name, 0},
+                {"time-zone", "time zone", time_zone_apply, 0}};
+
+enum { setting_count = sizeof settings / sizeof *settings };
+
+static void apply(struct setting *setting, const vorn_instance *now, const vorn_instance *before)
+{
+    const char *value = vorn_instance_get_value(now, setting->property);
+    const char *old = before != NULL ? vorn_instance_get_value(before, setting->property) : NULL;
+    const int is_same = value == NULL || (old != NULL && strcmp(value, old) == 0);
+    if (is_same && !setting->has_failed) return;
+    setting->has_failed = value != NULL && setting->apply(value) != 0;
+    if (setting->has_failed) {
+        vorn_debug_eprintf("system: can't set the %s to \"%s\".\n", setting->description, value);
     }
 }
 
-static void time_zone_changed(vorn_instance *instance, const char *property, const char *now,
-                              const char *before)
+static void commit(vorn_commit_info *info)
 {
+    const vorn_changes *changes = vorn_commit_info_get_changes(info);
+    const vorn_instance *now =
+        vorn_instances_get_singleton(vorn_commit_info_get_after(info), "system");
+    const int is_changed = vorn_changes_contains_class(changes, "system");
+    if (now == NULL || (!is_changed && !settings[0].has_failed && !settings[1].has_failed)) return;
+
+    const vorn_instance *before = vorn_changes_get_instance_before(changes, now);
+    for (int i = 0; i < setting_count; i++)
+        apply(&settings[i], now, before);
+}
+
+static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    static char text[32];
     (void)instance;
     (void)property;
-    if (now == NULL || (before != NULL && strcmp(now, before) == 0)) return;
-    if (time_zone_apply(now) != 0) {
-        vorn_debug_eprintf("system: can't set the time zone to \"%s\".\n", now);
+    (void)info;
+    for (int i = 0; i < setting_count; i++) {
+        if (!settings[i].has_failed) continue;
+        snprintf(text, sizeof text, "can't set the %s", settings[i].description);
+        return text;
     }
+    return "applied";
 }
 
 void vorn_plugin_init(void)
@@ -39,18 +74,21 @@ void vorn_plugin_init(void)
     if (vorn_plugin_new("1.0") == NULL) return;
 
     vorn_class *system = declare_class("system", VORN_CLASS_SINGLETON);
-    vorn_committer *committer = vorn_committer_new();
+    vorn_provider *provider = vorn_provider_new("system");
     vorn_refresher *refresher = vorn_refresher_new("system");
-    if (system == NULL || committer == NULL || refresher == NULL) return;
+    if (system == NULL || provider == NULL || refresher == NULL) return;
 
     declare_setting(system, "hostname", is_host_name);
     declare_setting(system, "contact", is_phrase);
     declare_setting(system, "location", is_phrase);
     declare_setting(system, "time-zone", time_zone_is_valid);
+    declare_state(system, "state");
     state_declare(system, refresher);
     vorn_classes_add(system);
 
-    vorn_committer_set_property_change_fn(committer, "system", "hostname", host_name_changed);
-    vorn_committer_set_property_change_fn(committer, "system", "time-zone", time_zone_changed);
-    declare_provider("system", committer, refresher);
+    vorn_refresher_set_property_fn(refresher, "state", state);
+    vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
+    vorn_providers_add(provider);
+    vorn_providers_order("system", "save");
 }

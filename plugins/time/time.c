@@ -34,6 +34,7 @@ static void commit(vorn_commit_info *info)
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
     if (!vorn_changes_contains_class(changes, "time") &&
         !vorn_changes_contains_class(changes, "ntp-server")) {
+        supervise_try_again(ntpd);
         return;
     }
     const char *arguments[3 + 2 * most_servers] = {"ntpd", "-n"};

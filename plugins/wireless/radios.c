@@ -212,11 +212,18 @@ static void forget(const vorn_instance *before)
     radio->power[0] = '\0';
 }
 
+static void try_again(void)
+{
+    for (struct radio *radio = radios; radio != NULL; radio = radio->next)
+        supervise_try_again(radio->program);
+}
+
 void radios_commit(const vorn_instances *configuration, const vorn_changes *changes)
 {
     if (!outcomes_concerns(&radio_outcomes, changes) &&
         !outcomes_concerns(&network_outcomes, changes) &&
         !vorn_changes_contains_class(changes, "access-list")) {
+        try_again();
         return;
     }
     outcomes_for_each_deleted(&radio_outcomes, changes, forget);

@@ -156,6 +156,21 @@ TEST_F(AddressPools, SayThatTheFilesCannotBeWritten)
     EXPECT_TRUE(console_shows("dhcp: can't write dnsmasq's files."));
     EXPECT_THAT(commands_run(), IsEmpty());
     EXPECT_THAT(read_file(config_file), HasSubstr(",600\n"));
+    EXPECT_THAT(status(), HasSubstr("<status>can't write dnsmasq's files</status>"));
+}
+
+TEST_F(AddressPools, AreTriedAgainWithTheNextCommitWhenTheirFilesCouldNotBeWritten)
+{
+    shell("mkdir /var/run/vorn-dnsmasq.conf.new");
+    change("<update><dhcp-pool><lease-time>700</lease-time></dhcp-pool></update>");
+    shell("rmdir /var/run/vorn-dnsmasq.conf.new");
+    forget_runs();
+
+    change("<delete><dhcp-host/></delete>");
+
+    EXPECT_THAT(read_file(config_file), HasSubstr(",700\n"));
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    EXPECT_THAT(status(), HasSubstr("<status>running</status>"));
 }
 
 class Leases : public AddressPools {

@@ -142,6 +142,20 @@ TEST_F(SupervisedPlugins, WaitLongerEachTimeAProgramFails)
     EXPECT_EQ(status_of("log"), "running");
 }
 
+TEST_F(SupervisedPlugins, TryAtOnceWithAnyCommit)
+{
+    stand_in("ntpd", "exit 1");
+    boot();
+    ASSERT_TRUE(console_shows("ntpd has ended; it is started again in 4 s."));
+    forget_runs();
+
+    change("<update><log><level>5</level></log></update>");
+
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 2; }));
+    EXPECT_THAT(commands_run(),
+                testing::UnorderedElementsAre("syslogd -n -l 5", "ntpd -n -p 192.0.2.1"));
+}
+
 TEST_F(SupervisedPlugins, TryAtOnceWhenTheConfigurationChanges)
 {
     stand_in("ntpd", "exit 1");

@@ -86,6 +86,25 @@ TEST_F(SystemSettings, SayThatAZoneCannotBeApplied)
 
     EXPECT_TRUE(console_shows("system: can't set the time zone to \"CET-2\"."));
     EXPECT_EQ(read_file("/etc/TZ"), "CET-1\n");
+    EXPECT_EQ(state("state"), "can't set the time zone");
+}
+
+TEST_F(SystemSettings, AreTriedAgainWithTheNextCommit)
+{
+    shell("mkdir /etc/TZ.new");
+    set_zone("CET-2");
+    stand_in("hostname", "exit 1");
+    lsql("<lsql><update><system><hostname>attic</hostname></system></update></lsql>");
+    EXPECT_EQ(state("state"), "can't set the host name");
+    shell("rmdir /etc/TZ.new");
+    stand_in("hostname");
+    forget_runs();
+
+    lsql("<lsql><update><system><contact>me</contact></system></update></lsql>");
+
+    EXPECT_EQ(read_file("/etc/TZ"), "CET-2\n");
+    EXPECT_THAT(commands_run(), testing::ElementsAre("hostname attic"));
+    EXPECT_EQ(state("state"), "applied");
 }
 
 TEST_F(SystemSettings, RunNothingForAZone)
