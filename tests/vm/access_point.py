@@ -1,0 +1,56 @@
+# SPDX-License-Identifier: MIT
+"""A device that the reference plugins make an access point, with a station in its range."""
+from device import STARTUP, Device
+from station import Station
+
+KEY = "correct horse"
+COUNTRY = "/etc/wireless-country"
+HOSTAPD = "/var/run/vorn-hostapd-wlan0.conf"
+CONFIGURATION = f"""<?xml version="1.0"?>
+<config>
+  <system><hostname>attic</hostname></system>
+  <interface name="br0"><kind>bridge</kind><status>up</status></interface>
+  <address name="lan"><kind>static-address</kind><interface>br0</interface>
+    <address>192.168.7.1</address><prefix>24</prefix></address>
+  <radio name="wlan0"><mode>g</mode><channel>6</channel><status>up</status></radio>
+  <wireless-network name="home"><radio>wlan0</radio><ssid>attic</ssid>
+    <security>wpa2-psk</security><key>{KEY}</key><bridge>br0</bridge></wireless-network>
+  <dhcp><enabled>on</enabled></dhcp>
+  <dhcp-pool name="lan"><interface>br0</interface><first>192.168.7.50</first>
+    <last>192.168.7.59</last><netmask>255.255.255.0</netmask></dhcp-pool>
+</config>
+"""
+
+
+class AccessPoint(Device):
+    """A device with a radio and a station in its range."""
+
+    def __init__(self):
+        super().__init__(radios=True)
+
+    def boot(self):
+        self.write(COUNTRY, "DE\n")
+        self.write(STARTUP, CONFIGURATION)
+        self.start_daemon()
+        self.station = Station(self)
+        self.await_state("running")
+
+    def await_state(self, state):
+        """Of the network on the air."""
+        self.wait_for(f"vornctl show wireless-network home state | grep -q ' {state}$' && "
+                      "hostapd_cli -p /var/run/vorn-hostapd -i wlan0 status | grep -q =ENABLED")
+
+    def set_network(self, *values):
+        self.vornctl("set", "wireless-network", "home", *values)
+
+    def applied(self, request, sign):
+        """Prints how long it takes from a request until the system shows that it is applied."""
+        before, after = self.check(
+            f"cat /proc/uptime; {{ {request} && until {sign}; do sleep 0.02; done; }} "
+            ">/dev/null 2>&1 && cat /proc/uptime").splitlines()
+        print(f"applied in {float(after.split()[0]) - float(before.split()[0]):.2f} s: {request}")
+
+    def on_the_air(self, name, value):
+        """A command that succeeds when hostapd says so."""
+        return (f"hostapd_cli -p /var/run/vorn-hostapd -i wlan0 status | "
+                f"grep -Fxq '{name}={value}'")

@@ -1,0 +1,83 @@
+# SPDX-License-Identifier: MIT
+"""A wireless station beside the device: its own radio, its own network namespace, one machine."""
+import shlex
+
+CONTROL = "/run/station"
+INTERFACE = "wlan1"
+BUSYBOX = "/run/vm/busybox"
+LEASE_SCRIPT = """#!/bin/sh
+case $1 in
+    deconfig) ip address flush dev "$interface" ;;
+    bound)
+        ip address add "$ip/$mask" dev "$interface"
+        echo "$ip" >/run/station/address
+        ;;
+esac
+"""
+
+
+class Station:
+    """Of a machine with radios."""
+
+    def __init__(self, machine):
+        self.machine = machine
+        machine.check(f"mkdir -p {CONTROL}")
+        machine.write(f"{CONTROL}/lease", LEASE_SCRIPT, mode="755")
+        self.run("ip link set lo up")
+
+    def run(self, command, deadline=30):
+        """In the station's namespace."""
+        return self.machine.run(f"ip netns exec station sh -c {shlex.quote(command)}", deadline)
+
+    def associate(self, ssid, key=None, sae=False, deadline=30):
+        """Leaves where it was and joins a network; whether that came about. It gives up when the
+        key is refused."""
+        self.leave()
+        self.machine.write(f"{CONTROL}/supplicant.conf", self._configuration(ssid, key, sae), "600")
+        status, output = self.run(
+            f"wpa_supplicant -B -D nl80211 -i {INTERFACE} -c {CONTROL}/supplicant.conf "
+            f"-P {CONTROL}/pid -f {CONTROL}/log")
+        if status != 0:
+            raise RuntimeError(f"wpa_supplicant does not start: {output}")
+        self.machine.run(
+            f"for try in $(seq {deadline * 5}); do "
+            f"{self._status()} | grep -q ^wpa_state=COMPLETED && break; "
+            f"grep -q TEMP-DISABLED {CONTROL}/log && break; sleep 0.2; done", deadline + 30)
+        return self.is_associated()
+
+    def is_associated(self):
+        """Also with the keys in place, where the network has one."""
+        return self.machine.run(f"{self._status()} | grep -q ^wpa_state=COMPLETED").status == 0
+
+    def leave(self):
+        self.machine.run(f"pid=$(cat {CONTROL}/pid) && kill $pid && "
+                         "while kill -0 $pid; do sleep 0.05; done")
+        self.machine.check(f"rm -f {CONTROL}/pid {CONTROL}/log {CONTROL}/address")
+
+    def lease(self):
+        """Asks for an address and takes it; None if there is none to be had."""
+        self.run(f"rm -f {CONTROL}/address; {BUSYBOX} udhcpc -i {INTERFACE} -n -q -t 5 -T 1 "
+                 f"-s {CONTROL}/lease")
+        return self.run(f"cat {CONTROL}/address 2>/dev/null").output.strip() or None
+
+    def ping(self, address):
+        return self.run(f"{BUSYBOX} ping -c 1 -W 5 {address}").status == 0
+
+    def log(self):
+        """What wpa_supplicant had to say since it last tried to associate."""
+        return self.machine.run(f"cat {CONTROL}/log").output
+
+    @staticmethod
+    def _status():
+        return f"wpa_cli -p {CONTROL} -i {INTERFACE} status 2>/dev/null"
+
+    @staticmethod
+    def _configuration(ssid, key, sae):
+        if key is None:
+            security = "key_mgmt=NONE"
+        elif sae:
+            security = f'key_mgmt=SAE\nsae_password="{key}"\nieee80211w=2'
+        else:
+            security = f'key_mgmt=WPA-PSK\npsk="{key}"'
+        return (f"ctrl_interface={CONTROL}\nnetwork={{\nssid=\"{ssid}\"\nscan_ssid=1\n"
+                f"{security}\n}}\n")

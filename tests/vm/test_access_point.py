@@ -1,0 +1,141 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""The reference plugins make a wireless access point, and a station uses it."""
+import unittest
+
+from access_point import HOSTAPD, KEY, AccessPoint
+from device import STARTUP
+
+class AnAccessPoint(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.device = cls.enterClassContext(AccessPoint())
+        cls.device.boot()
+        cls.station = cls.device.station
+
+    def setUp(self):
+        self.device.set_network("ssid=attic", "security=wpa2-psk", f"key={KEY}", "status=up")
+        self.device.vornctl("set", "radio", "wlan0", "mode=g", "channel=6", "status=up")
+        self.device.await_state("running")
+
+    def assert_joins(self, *arguments, **options):
+        self.assertTrue(self.station.associate(*arguments, **options), self.station.log())
+
+    def test_lets_a_station_in_and_gives_it_an_address(self):
+        self.assert_joins("attic", KEY)
+
+        self.assertRegex(self.station.lease(), r"^192\.168\.7\.5\d$")
+        self.assertTrue(self.station.ping("192.168.7.1"))
+
+    def test_lets_a_station_in_with_sae(self):
+        self.device.set_network("security=wpa3-sae")
+        self.device.await_state("running")
+
+        self.assert_joins("attic", KEY, sae=True)
+        self.assertTrue(self.station.lease())
+        self.assertTrue(self.station.ping("192.168.7.1"))
+
+    def test_tells_which_stations_there_are(self):
+        self.assert_joins("attic", KEY)
+        self.assertTrue(self.station.lease())
+
+        station = self.device.values("station")
+        mac = self.station.run("cat /sys/class/net/wlan1/address").output.strip()
+        self.assertEqual((station["mac"], station["network"]), (mac, "home"))
+        self.assertRegex(station["signal"], r"^-\d+$")
+        self.assertRegex(station["tx-rate"], r"^[\d.]+$")
+        lease = self.device.values("dhcp-lease")
+        self.assertEqual(lease["mac"], mac)
+
+        self.station.leave()
+        self.device.wait_for("test \"$(vornctl --json show station)\" = '[]'")
+
+    def test_takes_the_new_key_and_refuses_the_old_one(self):
+        self.assert_joins("attic", KEY)
+
+        self.device.set_network("ssid=cellar", "key=battery staple")
+
+        self.assertFalse(self.station.associate("cellar", KEY), self.station.log())
+        self.assert_joins("cellar", "battery staple")
+        self.assertTrue(self.station.lease())
+
+    def test_changes_nothing_for_a_channel_that_the_country_forbids(self):
+        before = self.device.check(f"cat {HOSTAPD}")
+        hostapd = self.device.processes("hostapd")
+
+        status, output = self.device.run("vornctl set radio wlan0 channel=14")
+
+        self.assertEqual(status, 1)
+        self.assertIn('Value "14" is not valid for property "channel"', output)
+        self.assertEqual(self.device.check(f"cat {HOSTAPD}"), before)
+        self.assertEqual(self.device.processes("hostapd"), hostapd)
+        self.assert_joins("attic", KEY)
+
+    def test_is_back_when_its_hostapd_was_killed(self):
+        [hostapd] = self.device.processes("hostapd")
+
+        self.device.check(f"kill -9 {hostapd}")
+
+        self.device.wait_for(f"pid=$(pidof hostapd) && test $pid != {hostapd}")
+        self.device.await_state("running")
+        self.assert_joins("attic", KEY)
+
+    def test_restarts_no_dhcp_server_for_a_new_name_and_no_hostapd_for_a_fixed_lease(self):
+        dnsmasq, hostapd = self.device.processes("dnsmasq"), self.device.processes("hostapd")
+
+        self.device.set_network("ssid=cellar")
+        self.device.vornctl("add", "dhcp-host", "printer", "mac=00:11:22:33:44:55",
+                            "address=192.168.7.20")
+
+        self.device.wait_for(self.device.on_the_air("ssid[0]", "cellar"))
+        self.assertEqual(self.device.processes("dnsmasq"), dnsmasq)
+        self.assertEqual(self.device.processes("hostapd"), hostapd)
+        self.device.vornctl("delete", "dhcp-host", "printer")
+
+    def test_keeps_listed_stations_out(self):
+        mac = self.station.run("cat /sys/class/net/wlan1/address").output.strip()
+        self.device.vornctl("add", "access-list", "unwanted", f"mac={mac}")
+        self.device.set_network("access-list=unwanted")
+        self.addCleanup(self.device.set_network, "access-list=")
+        self.device.await_state("running")
+
+        self.assertFalse(self.station.associate("attic", KEY, deadline=8))
+        self.device.vornctl("delete", "access-list", "unwanted")
+        self.assert_joins("attic", KEY)
+
+    def test_applies_each_kind_of_change_within_a_moment(self):
+        for request, sign in (
+                ("vornctl set wireless-network home ssid=cellar",
+                 self.device.on_the_air("ssid[0]", "cellar")),
+                ("vornctl set radio wlan0 channel=11",
+                 self.device.on_the_air("channel", "11")),
+                ("vornctl set radio wlan0 power=10",
+                 "iw dev wlan0 info | grep -q 'txpower 10.00 dBm'"),
+                ("vornctl set address lan address=192.168.7.2",
+                 "ip addr show br0 | grep -q 192.168.7.2/24"),
+                ("vornctl set address lan address=192.168.7.1",
+                 "ip addr show br0 | grep -q 192.168.7.1/24"),
+                ("vornctl set system hostname=cellar", "test $(hostname) = cellar"),
+                ("vornctl set dhcp-pool lan lease-time=600",
+                 "grep -q ,600 /var/run/vorn-dnsmasq.conf && pidof dnsmasq"),
+                ("vornctl add interface v9 kind=vlan parent=br0 id=9 status=up",
+                 "ip -d link show v9 | grep -q 'id 9 '"),
+                ("vornctl delete interface v9", "! ip link show v9"),
+                ("vornctl set resolver servers=192.168.7.9",
+                 "grep -q 192.168.7.9 /etc/resolv.conf")):
+            self.device.applied(request, sign)
+
+    def test_hides_its_keys(self):
+        self.device.set_network("key=battery staple")
+
+        self.assertNotIn("battery staple", self.device.vornctl("show", "wireless-network", "home"))
+        self.assertNotIn("battery staple", self.device.check(f"cat {STARTUP}"))
+        self.assertNotIn("battery staple", self.device.console)
+        readers = "setpriv --reuid 65534 --regid 65534 --clear-groups cat"
+        for path in (HOSTAPD, "/etc/config/wireless-keys"):
+            self.assertIn("battery staple", self.device.check(f"cat {path}"))
+            self.assertNotEqual(self.device.run(f"{readers} {path}").status, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()
