@@ -66,10 +66,11 @@ void announce_change()
     vorn_notify_conf_change(vorn_query_origin);
 }
 
+/* Want of memory says nothing about a file, which then must not be replaced. */
 XmlDocument startup_or_fallback()
 {
     XmlDocument document = parse_config(paths::startup_config);
-    if (document) return document;
+    if (document || parser_was_short_of_memory()) return document;
 
     vorn_debug_eprintf("Unable to parse startup config - resetting to default.\n");
     vorn_config_copy_default_to_startup();

@@ -140,15 +140,21 @@ void dispatch_signals()
     }
 }
 
-/* At most one: what else is due waits for the next pass, which does not block then. */
+/*
+ * At most one: what else is due waits for the next pass, which does not block then. What beats
+ * regularly must not end because memory is short for a moment, so a timeout that registers itself
+ * again finds its own record there.
+ */
 void dispatch_timeout()
 {
     EloopTimeout *first = eloop_data.timeout;
     if (!first || ticks_after(first->time, ticks_now()) > 0) return;
 
-    const Owned<EloopTimeout> due(first);
-    eloop_data.timeout = due->next;
-    due->handler(due->eloop_data, due->user_data);
+    const EloopTimeout due = *first;
+    eloop_data.timeout = due.next;
+    delete std::exchange(eloop_data.spare, first);
+    due.handler(due.eloop_data, due.user_data);
+    delete std::exchange(eloop_data.spare, nullptr);
 }
 
 /* Ends early when a handler unregisters a socket; the rest is reported again by the next wait. */
@@ -211,7 +217,8 @@ int eloop_register_timeout(int secs, unsigned int usecs, eloop_timeout_handler h
                            void *user_data)
 {
     if (secs < 0) return vorn::negative_time;
-    vorn::Owned<vorn::EloopTimeout> timeout = vorn::make<vorn::EloopTimeout>();
+    vorn::Owned<vorn::EloopTimeout> timeout(std::exchange(eloop_data.spare, nullptr));
+    if (!timeout) timeout = vorn::make<vorn::EloopTimeout>();
     if (!timeout) return vorn::failure;
 
     const auto per_second = static_cast<std::uint32_t>(eloop_data.ticks_per_second);

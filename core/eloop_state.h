@@ -37,6 +37,7 @@ struct EloopData {
     std::int32_t reader_count;
     EloopSock *readers;
     EloopTimeout *timeout; /* earliest first */
+    EloopTimeout *spare;   /* of the handler that runs, for what it registers first */
     std::int32_t ticks_per_second;
     std::int32_t signal_count;
     EloopSignal *signals;

@@ -135,7 +135,8 @@ void start_up(int argc, char **argv)
     fatal_if(vorn_notify_init() == 1, "Unable to initialize notify interface.");
     fatal_if(vorn_socket_api_init() == 1, "Unable to initialize socket API.");
     vorn_watchdog_ack();
-    eloop_register_timeout(tick_seconds, 0, periodic_tick, nullptr, nullptr);
+    fatal_if(eloop_register_timeout(tick_seconds, 0, periodic_tick, nullptr, nullptr) != 0,
+             "Unable to start the periodic tick.");
     hand_signals_to_eloop();
     fatal_if(!write_pid_file(), "Unable to create pid file");
     vorn_debug_printf("Initialization complete.\n");

@@ -21,6 +21,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace vorn {
 
@@ -34,9 +35,13 @@ struct FreeContext {
 };
 using Context = std::unique_ptr<xmlParserCtxt, FreeContext>;
 
+/* Of the parse that ended last. */
+constinit bool short_of_memory = false;
+
 /* libxml2 would write to standard error, which is nobody's log. */
 void trace_error(void *, xmlErrorPtr error)
 {
+    if (error && error->code == XML_ERR_NO_MEMORY) short_of_memory = true;
     if (!error || !error->message) return;
     const int length = static_cast<int>(std::strcspn(error->message, "\n"));
     vorn_debug_lprintf(parser_trace_level, "XML line %d: %.*s\n", error->line, length,
@@ -56,9 +61,11 @@ bool declares_entities(const xmlDoc *document)
     return declarations && (declarations->entities || declarations->pentities);
 }
 
+/* A document that memory ran out for lacks texts, and looks well-formed all the same. */
 XmlDocument take_result(xmlDoc *result)
 {
     XmlDocument document(result);
+    if (short_of_memory) return {};
     if (document && declares_entities(document.get())) {
         vorn_debug_lprintf(parser_trace_level, "XML that declares entities is refused\n");
         return {};
@@ -73,7 +80,7 @@ XmlDocument take_result(xmlDoc *result)
 bool may_be_kept(const xmlParserCtxt &context)
 {
     constexpr int most_names = 1000;
-    return context.dict && xmlDictSize(context.dict) < most_names;
+    return !short_of_memory && context.dict && xmlDictSize(context.dict) < most_names;
 }
 
 struct Unread {
@@ -95,6 +102,25 @@ struct Character {
     std::uint32_t code;
     std::size_t length; /* in bytes; 0 for what is no UTF-8 */
 };
+
+/*
+ * As much as is asked for while there is more: to libxml2, a document that comes in small pieces
+ * looks as if it ended after the first one.
+ */
+int read_file_piece(void *source, char *room, int size)
+{
+    const Fd &file = *static_cast<const Fd *>(source);
+    int taken = 0;
+    while (taken < size) {
+        const ssize_t count =
+            read(file.get(), room + taken, static_cast<std::size_t>(size - taken));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return -1;
+        if (count == 0) break;
+        taken += static_cast<int>(count);
+    }
+    return taken;
+}
 
 /* One UTF-8 character, which must be written in as few bytes as it takes. */
 Character decode(const unsigned char *at)
@@ -138,6 +164,7 @@ XmlDocument parse_xml_text(const char *text, std::size_t length)
     static constinit xmlParserCtxt *kept = nullptr;
     Context context(std::exchange(kept, nullptr));
     if (!context) context = new_context();
+    short_of_memory = !context;
     if (!context) return {};
 
     Unread unread = {text, length};
@@ -153,15 +180,23 @@ XmlDocument parse_xml_text(const char *text, std::size_t length)
  */
 XmlDocument parse_xml_file(const char *path)
 {
-    const Fd file(open(path, O_RDONLY | O_CLOEXEC));
+    short_of_memory = false;
+    Fd file(open(path, O_RDONLY | O_CLOEXEC));
     if (!file) {
         const int error = errno;
         vorn_debug_lprintf(parser_trace_level, "%s: %s\n", path, std::strerror(error));
         return {};
     }
     const Context context = new_context();
+    short_of_memory = !context;
     if (!context) return {};
-    return take_result(xmlCtxtReadFd(context.get(), file.get(), nullptr, nullptr, safely));
+    return take_result(
+        xmlCtxtReadIO(context.get(), read_file_piece, nullptr, &file, nullptr, nullptr, safely));
+}
+
+bool parser_was_short_of_memory()
+{
+    return short_of_memory;
 }
 
 XmlDocument new_xml_document(const char *root_name)

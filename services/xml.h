@@ -23,10 +23,14 @@ using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
 /*
  * Parse what others wrote. Nothing is fetched, neither from the network nor from another file, a
  * document that declares entities is refused, and the parser's own limits stay on. What the parser
- * complains of goes to the log at level 4. Empty when the text is not well-formed.
+ * complains of goes to the log at level 4. Empty when the text is not well-formed, or when there
+ * was not the memory for all of it.
  */
 XmlDocument parse_xml_text(const char *text, std::size_t length);
 XmlDocument parse_xml_file(const char *path);
+
+/* Whether the last of these parses was ended by that, and not by what it found. */
+bool parser_was_short_of_memory();
 
 /* A document with nothing but its root; empty when memory is gone. */
 XmlDocument new_xml_document(const char *root_name);

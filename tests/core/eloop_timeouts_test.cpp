@@ -12,6 +12,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using vorn::tests::AllocationFailed;
+using vorn::tests::AllocationsAllowed;
 using vorn::tests::EventLoops;
 using vorn::tests::events;
 using vorn::tests::FailEachAllocation;
@@ -39,6 +40,29 @@ TEST_F(Timeouts, BelowOneTickAreDueNow)
     timeout("x", 0, 5000);
 
     EXPECT_EQ(vorn::eloop_data.timeout->time, 1000u);
+}
+
+void beat(void *beats, void *)
+{
+    if (++*static_cast<int *>(beats) == 3) return;
+    EXPECT_EQ(eloop_register_timeout(1, 0, beat, beats, nullptr), 0);
+}
+
+TEST_F(Timeouts, RegisterThemselvesAgainWithoutMemory)
+{
+    FailEachAllocation([this] {
+        int beats = 0;
+        {
+            const AllocationsAllowed first;
+            eloop_register_timeout(1, 0, beat, &beats, nullptr);
+            for (int i = 0; i < 3; i++)
+                let_pass(100);
+        }
+        eloop_run();
+
+        EXPECT_EQ(beats, 3);
+        EXPECT_FALSE(AllocationFailed());
+    });
 }
 
 TEST_F(Timeouts, OfZeroSecondsFireOnTheNextPassWithoutBlocking)

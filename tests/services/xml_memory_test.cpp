@@ -1,0 +1,88 @@
+/* SPDX-License-Identifier: MIT */
+/* libxml2 with an allocator that refuses: what it makes of a document then is no document. */
+#include "services/xml.h"
+#include "support/log.h"
+
+#include <gtest/gtest.h>
+
+#include <libxml/xmlmemory.h>
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+using vorn::tests::CapturedLog;
+
+unsigned long until_refusal = 0;
+
+bool is_refused()
+{
+    return until_refusal > 0 && --until_refusal == 0;
+}
+
+void *scarce_malloc(std::size_t size)
+{
+    return is_refused() ? nullptr : std::malloc(size);
+}
+
+void *scarce_realloc(void *memory, std::size_t size)
+{
+    return is_refused() ? nullptr : std::realloc(memory, size);
+}
+
+char *scarce_strdup(const char *text)
+{
+    return is_refused() ? nullptr : strdup(text);
+}
+
+/* libxml2's allocator while this lives. */
+class ScarceXmlMemory {
+public:
+    ScarceXmlMemory()
+    {
+        xmlMemGet(&free_, &malloc_, &realloc_, &strdup_);
+        xmlMemSetup(std::free, scarce_malloc, scarce_realloc, scarce_strdup);
+    }
+    ScarceXmlMemory(const ScarceXmlMemory &) = delete;
+    ~ScarceXmlMemory() { xmlMemSetup(free_, malloc_, realloc_, strdup_); }
+
+private:
+    xmlFreeFunc free_;
+    xmlMallocFunc malloc_;
+    xmlReallocFunc realloc_;
+    xmlStrdupFunc strdup_;
+};
+
+std::string written(const vorn::XmlDocument &document)
+{
+    xmlChar *text = nullptr;
+    int length = 0;
+    xmlDocDumpMemory(document.get(), &text, &length);
+    const vorn::XmlText owned(text);
+    return vorn::plain(text);
+}
+
+TEST(Parsing, MakesAWholeDocumentOrNoneWhenMemoryIsShort)
+{
+    constexpr char text[] = "<?xml version=\"1.0\"?>\n"
+                            "<config><Radio name=\"r0\" note=\"a &amp; b\"><channel>a channel "
+                            "with a long name</channel><mode><![CDATA[<g>]]></mode></Radio>"
+                            "</config>\n";
+    const CapturedLog log;
+    const ScarceXmlMemory memory;
+    bool refused = true;
+
+    for (unsigned long nth = 1; refused; nth++) {
+        SCOPED_TRACE(testing::Message() << "refusing allocation " << nth);
+        until_refusal = nth;
+        const vorn::XmlDocument document = vorn::parse_xml_text(text, sizeof text - 1);
+        refused = until_refusal == 0;
+        until_refusal = 0;
+
+        EXPECT_EQ(vorn::parser_was_short_of_memory(), !document);
+        ASSERT_TRUE(!document || written(document) == text) << written(document);
+    }
+}
+
+} // namespace
