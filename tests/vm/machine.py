@@ -62,7 +62,7 @@ class Machine:
     # Power
 
     def start(self):
-        make_kernel()
+        self._make_parts()
         self._log = tempfile.TemporaryFile()
         agent, agent_end = socket.socketpair()
         monitor, monitor_end = socket.socketpair()
@@ -78,7 +78,7 @@ class Machine:
         try:
             until = time.monotonic() + BOOT_SECONDS
             self.monitor.greet(until)
-            self.agent.wait_until_ready(until)
+            self._wait_until_ready(until)
             self._set_up_devices()
         except (Closed, Late) as problem:
             text = self.console
@@ -183,6 +183,12 @@ class Machine:
         yield f"LAYERS={len(self.layers)}"
         if self.skip_idle_time:
             yield STEADY_CLOCK
+
+    def _make_parts(self):
+        make_kernel()
+
+    def _wait_until_ready(self, until):
+        self.agent.wait_until_ready(until)
 
     def _command(self, agent, monitor):
         layers = [option for number, layer in enumerate(self.layers) for option in (
