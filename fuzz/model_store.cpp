@@ -14,9 +14,17 @@ bool is_named(const ClassPlan &plan)
     return plan.type == VORN_CLASS_UNIQUE_NAMED || plan.type == VORN_CLASS_GROUP_NAMED;
 }
 
+const ClassPlan &top_of(const ClassPlan &plan)
+{
+    for (const ClassPlan &each : class_plans()) {
+        if (each.name == plan.superclass) return each;
+    }
+    return plan;
+}
+
 const std::string &identifier_of(const ClassPlan &plan)
 {
-    return plan.superclass.empty() ? plan.identifier : find_class(plan.superclass)->identifier;
+    return top_of(plan).identifier;
 }
 
 /* The concrete classes that a class stands for. */
@@ -72,6 +80,11 @@ bool fulfils(const Object &object, const Condition &where)
     return equal == (where.kind == Condition::Kind::equal);
 }
 
+Outcome refusal()
+{
+    return {true, 0, {}};
+}
+
 bool is_saved(const Object &object, const std::string &property)
 {
     const std::vector<PropertyPlan> properties = all_properties(*object.plan);
@@ -92,7 +105,7 @@ const ClassPlan *find_class(const std::string &name)
 std::vector<PropertyPlan> all_properties(const ClassPlan &plan)
 {
     std::vector<PropertyPlan> properties;
-    if (!plan.superclass.empty()) properties = find_class(plan.superclass)->properties;
+    if (!plan.superclass.empty()) properties = top_of(plan).properties;
     properties.insert(properties.end(), plan.properties.begin(), plan.properties.end());
     return properties;
 }
@@ -162,7 +175,6 @@ Outcome ModelStore::remove(const Operation &operation)
 
 Outcome ModelStore::insert(const Operation &operation)
 {
-    const Outcome refused = {true, 0, {}};
     const auto &values = operation.values;
     const ClassPlan *plan = operation.plan;
     if (!plan->identifier.empty()) {
@@ -170,15 +182,15 @@ Outcome ModelStore::insert(const Operation &operation)
             return each.first == plan->identifier;
         });
         plan = kind == values.end() ? nullptr : find_class(kind->second);
-        if (!plan || plan->superclass != operation.plan->name) return refused;
+        if (!plan || plan->superclass != operation.plan->name) return refusal();
     }
     Object object = {plan, operation.name, {}};
-    if (object.name.has_value() != is_named(*plan)) return refused;
+    if (object.name.has_value() != is_named(*plan)) return refusal();
     for (const auto &[property, value] : values) {
-        if (!accepts(*plan, property, value, true)) return refused;
+        if (!accepts(*plan, property, value, true)) return refusal();
         object.values[property] = value;
     }
-    if (!is_complete(object) || is_taken(*plan, object.name)) return refused;
+    if (!is_complete(object) || is_taken(*plan, object.name)) return refusal();
     add(object);
     return {false, 1, {}};
 }
@@ -187,8 +199,7 @@ bool ModelStore::is_taken(const ClassPlan &plan, const std::optional<std::string
 {
     if (plan.type != VORN_CLASS_SINGLETON && plan.type != VORN_CLASS_UNIQUE_NAMED) return false;
 
-    const ClassPlan &top = plan.superclass.empty() ? plan : *find_class(plan.superclass);
-    for (const ClassPlan *each : family_of(top)) {
+    for (const ClassPlan *each : family_of(top_of(plan))) {
         const auto objects = objects_.find(each->name);
         if (objects == objects_.end()) continue;
         for (const Object &object : objects->second) {

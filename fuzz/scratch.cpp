@@ -39,9 +39,8 @@ std::string read_file(const std::string &path)
     return text.str();
 }
 
-void require(bool holds, const char *what)
+void stop(const char *what)
 {
-    if (holds) return;
     std::fprintf(stderr, "This must hold: %s\n", what);
     std::abort();
 }

@@ -16,8 +16,13 @@ inline std::string_view as_text(const std::uint8_t *data, std::size_t size)
     return {reinterpret_cast<const char *>(data), size};
 }
 
+[[noreturn]] void stop(const char *what);
+
 /* Ends the process with a message when something that must hold does not. */
-void require(bool holds, const char *what);
+inline void require(bool holds, const char *what)
+{
+    if (!holds) stop(what);
+}
 
 /* A copy in a block of just its size, so that one byte too far is noticed. */
 class ExactCopy {
