@@ -26,6 +26,8 @@ constexpr std::int64_t limit_ms = 5000;
 /* A client that sent too much and is silent for so long has sent it all. */
 constexpr std::int64_t silence_ms = 100;
 constexpr std::size_t block_size = 4096;
+/* An exchange of so many bytes may have taken thirty times as much memory. */
+constexpr std::size_t large_exchange = 65536;
 
 std::int64_t now_ms()
 {
@@ -64,8 +66,10 @@ Connection::Connection(Fd client, const Door &door)
     : client_(std::move(client)), door_(door), request_deadline_ms_(now_ms() + limit_ms)
 {}
 
+/* The last of an exchange: what it was about is freed by now. */
 Connection::~Connection()
 {
+    if (carried_ >= large_exchange) give_memory_back();
     if (!client_) return;
     /* Nothing can arrive any more after this, so that there is an end to throwing away. */
     shutdown(client_.get(), SHUT_RDWR);
@@ -100,6 +104,7 @@ Allocated<char> Connection::read_body(std::uint32_t length)
         vorn_debug_fatal("malloc");
         return {};
     }
+    carried_ += length;
     read_up_to(body.get(), length);
     if (too_slow_) return {};
     return body;
@@ -150,6 +155,7 @@ void Connection::reply(const char *text)
 {
     const std::int64_t deadline_ms = now_ms() + limit_ms;
     std::size_t left = std::strlen(text);
+    carried_ += left;
     short events = POLLIN | POLLOUT;
 
     while (left > 0) {

@@ -60,6 +60,7 @@ private:
     const Door &door_;
     std::int64_t request_deadline_ms_;
     bool too_slow_ = false;
+    std::size_t carried_ = 0;
     char ahead_[512];
     std::size_t ahead_begin_ = 0;
     std::size_t ahead_end_ = 0;

@@ -4,7 +4,8 @@
  * no subscriber yet; a subscriber from its first byte on, in the lowest free slot; cleared,
  * unregistered and closed when the peer closes. With all slots taken that first byte ends it.
  * A slot that an object change clears leaves the connection open: its next byte subscribes it
- * again.
+ * again. There are never more connections than a few, subscribers or not, so that nobody who opens
+ * them without end takes the daemon's descriptors away.
  */
 #include "vorn/notify.h"
 
@@ -14,10 +15,12 @@
 #include "core/base/guard.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
+#include "core/eloop_state.h"
 #include "vorn/debug.h"
 #include "vorn/eloop.h"
 #include "vorn/socket.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -35,6 +38,7 @@ constexpr int port = 8001;
 constexpr int loopback_only = 1;
 /* What one event may cost: a subscriber that writes without end is not read without end. */
 constexpr int most_discarded = 65536;
+constexpr int most_connections = 64;
 
 enum class Peer { there, gone };
 
@@ -57,6 +61,14 @@ void end_connection(int fd, std::FILE *stream)
     eloop_unregister_read_sock(fd);
     forget_unsent(fd);
     std::fclose(stream);
+}
+
+bool has_room()
+{
+    const EloopSock *begin = eloop_data.readers;
+    return std::count_if(begin, begin + eloop_data.reader_count, [](const EloopSock &each) {
+               return each.handler == notify_read;
+           }) < most_connections;
 }
 
 int failed_to(const char *what, int fd)
@@ -152,7 +164,7 @@ void notify_new_connection(int listener, void *, void *)
         failed_to("vorn_notify_new_connection fdopen", fd);
         return;
     }
-    if (eloop_register_read_sock(fd, notify_read, nullptr, stream) != 0) {
+    if (!has_room() || eloop_register_read_sock(fd, notify_read, nullptr, stream) != 0) {
         vorn_debug_eprintf("Unable to add notify connection.\n");
         std::fclose(stream);
         return;

@@ -13,6 +13,7 @@
 #include "config/file_replace.h"
 #include "core/base/file.h"
 #include "core/base/guard.h"
+#include "core/base/memory.h"
 #include "core/base/paths.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
@@ -30,7 +31,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -102,18 +102,6 @@ int load_startup()
     add_missing_singletons(instances, changes.get());
     vorn_providers_commit(instances, changes.get(), nullptr);
     return ok;
-}
-
-/*
- * A load takes several times the memory of what it leaves behind. What is free by now lies in
- * pieces between the instances; joined, it is quicker to allocate from and can go back to the
- * system, which has little.
- */
-void give_memory_back()
-{
-#ifdef __GLIBC__
-    malloc_trim(0);
-#endif
 }
 
 char *error_document(const char *message)

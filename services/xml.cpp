@@ -73,6 +73,41 @@ XmlDocument take_result(xmlDoc *result)
     return document;
 }
 
+/* The parser's table of them doubles as it grows and takes five words for each. */
+bool has_seen_too_many_attributes(const xmlParserCtxt &context)
+{
+    constexpr int most_attributes = 500;
+    return context.maxatts > 2 * 5 * most_attributes;
+}
+
+bool has_too_many_namespaces(const xmlParserCtxt &context)
+{
+    constexpr int most_namespaces = 500;
+    return context.nsNr > 2 * most_namespaces;
+}
+
+/* The table of names stops growing long before the names do. */
+bool has_seen_too_many_names(const xmlParserCtxt &context)
+{
+    constexpr int most_names = 100000;
+    return context.dict && xmlDictSize(context.dict) > most_names;
+}
+
+bool declares_attributes(const xmlDoc *document)
+{
+    return document && document->intSubset && document->intSubset->attributes;
+}
+
+/*
+ * What keeps the parser busy for the square of its number. libxml2 sets no limit there: half a
+ * megabyte of attributes in one element took it more than a minute, and sixteen would take days.
+ */
+bool is_laborious(const xmlParserCtxt &context)
+{
+    return has_seen_too_many_attributes(context) || has_too_many_namespaces(context) ||
+           has_seen_too_many_names(context) || declares_attributes(context.myDoc);
+}
+
 /*
  * A parser that has read one request reads the next one sooner. It remembers every name it has
  * seen, though, so that one which has seen too many must go.
@@ -80,17 +115,21 @@ XmlDocument take_result(xmlDoc *result)
 bool may_be_kept(const xmlParserCtxt &context)
 {
     constexpr int most_names = 1000;
-    return !short_of_memory && context.dict && xmlDictSize(context.dict) < most_names;
+    return !short_of_memory && context.dict && xmlDictSize(context.dict) < most_names &&
+           !has_seen_too_many_attributes(context);
 }
 
 struct Unread {
     const char *text;
     std::size_t length;
+    const xmlParserCtxt *reader;
 };
 
+/* Ends the text where it becomes laborious, so that it is no whole document. */
 int read_piece(void *source, char *room, int size)
 {
     auto *unread = static_cast<Unread *>(source);
+    if (is_laborious(*unread->reader)) return 0;
     const std::size_t length = std::min(static_cast<std::size_t>(size), unread->length);
     std::memcpy(room, unread->text, length);
     unread->text += length;
@@ -167,7 +206,7 @@ XmlDocument parse_xml_text(const char *text, std::size_t length)
     short_of_memory = !context;
     if (!context) return {};
 
-    Unread unread = {text, length};
+    Unread unread = {text, length, context.get()};
     XmlDocument document = take_result(
         xmlCtxtReadIO(context.get(), read_piece, nullptr, &unread, nullptr, nullptr, safely));
     if (may_be_kept(*context)) kept = context.release();

@@ -122,6 +122,43 @@ TEST(Parsing, EndsAnEntityBombQuickly)
     EXPECT_FALSE(parsed(bomb + "]><a b=\"&e29;\">&e29;</a>"));
 }
 
+std::string many(int count, const std::string &front, const std::string &back)
+{
+    std::string text;
+    for (int i = 0; i < count; i++)
+        text += front + std::to_string(i) + back;
+    return text;
+}
+
+/* Each of these takes libxml2 a time that grows with the square of the number. */
+TEST(Parsing, RefusesMoreThanAThousandAttributesOfOneElement)
+{
+    EXPECT_TRUE(parsed("<a" + many(400, " x", "=\"\"") + "/>"));
+    EXPECT_FALSE(parsed("<a" + many(5000, " x", "=\"\"") + "/>"));
+    EXPECT_TRUE(parsed("<a/>"));
+}
+
+TEST(Parsing, RefusesMoreThanAThousandNamespacesAtATime)
+{
+    EXPECT_TRUE(parsed("<a" + many(400, " xmlns:x", "=\"u\"") + "/>"));
+    EXPECT_FALSE(parsed("<a" + many(5000, " xmlns:x", "=\"u\"") + "/>"));
+    EXPECT_TRUE(parsed("<a/>"));
+}
+
+TEST(Parsing, RefusesMoreThanAHundredThousandNames)
+{
+    EXPECT_TRUE(parsed("<a>" + many(90000, "<x", "/>") + "</a>"));
+    EXPECT_FALSE(parsed("<a>" + many(110000, "<x", "/>") + "</a>"));
+    EXPECT_TRUE(parsed("<a/>"));
+}
+
+TEST(Parsing, RefusesDeclaredAttributesThatGoOn)
+{
+    const std::string elements = many(1000, "<x", "/>");
+    EXPECT_FALSE(parsed("<!DOCTYPE a [<!ATTLIST x0 y CDATA \"z\">]><a>" + elements + "</a>"));
+    EXPECT_TRUE(parsed("<!DOCTYPE a><a>" + elements + "</a>"));
+}
+
 TEST(Parsing, FetchesNoOtherFile)
 {
     const CapturedLog log(0);

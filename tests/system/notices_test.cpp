@@ -133,6 +133,25 @@ TEST_F(NotifyPorts, ReuseASlotAfterAClose)
     EXPECT_EQ(next(late), notice("<conf_changed>2</conf_changed>"));
 }
 
+TEST_F(NotifyPorts, LeaveDescriptorsForOthersHoweverManyConnect)
+{
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int i = 0; i < 64; i++)
+        clients.push_back(std::make_unique<RawClient>(port));
+    settle();
+
+    RawClient late(port);
+    EXPECT_TRUE(late.closed_within(10));
+    EXPECT_TRUE(console_shows("vorn: Unable to add notify connection.\n"));
+
+    clients.pop_back();
+    ASSERT_TRUE(console_shows("vorn: Notify connection ended (fd "));
+    RawClient subscriber(port);
+    subscribe(subscriber);
+    change();
+    EXPECT_EQ(next(subscriber), notice("<conf_changed>2</conf_changed>"));
+}
+
 TEST_F(NotifyPorts, OutliveAReset)
 {
     RawClient rude(port);

@@ -1,0 +1,152 @@
+# SPDX-License-Identifier: MIT
+"""Who misbehaves how, and what the daemon promises the others meanwhile.
+
+A client has five seconds for its request and five to take the reply, and each door takes one client
+in each pass of the loop. What others wait and how late the tick is follows from that; nothing else
+may add to it. A request that is served is no waiting: it takes what its work takes, and all there
+is to hold against it is that the watchdog, at 240 seconds, does not strike.
+"""
+import dataclasses
+import typing
+
+import clients
+from vorn_live import INFORM, LSQL
+
+REQUEST, REPLY = 5, 5
+WATCHDOG = 240
+
+
+@dataclasses.dataclass
+class Scenario:
+    name: str
+    attack: typing.Callable
+    arguments: tuple = ()
+    wait_s: float = 0  # promised to the others
+    late_s: float = 0  # promised for the tick
+    lasts_s: float = 3
+    in_short_form: bool = True
+
+
+def slow(name, attack, *arguments, limit=REQUEST, short=True):
+    """Costs a whole deadline each time, for which the next one has to wait."""
+    return Scenario(name, attack, arguments, limit, limit, limit + 1, short)
+
+
+def quick(name, attack, *arguments):
+    return Scenario(name, attack, arguments)
+
+
+def work(name, *bodies, door=LSQL):
+    return Scenario(name, clients.send_requests, (door, *bodies), WATCHDOG, WATCHDOG)
+
+
+def numbered(count, form):
+    return b"".join(form % i for i in range(count))
+
+
+def filled(front, piece, back, size=clients.LARGEST):
+    return front + piece * ((size - len(front) - len(back)) // len(piece)) + back
+
+
+def bomb():
+    text = b'<!DOCTYPE lsql [<!ENTITY a "aaaaaaaaaa">'
+    for name in range(ord("b"), ord("z") + 1):
+        text += b'<!ENTITY %c "%s">' % (name, b"&%c;" % (name - 1) * 10)
+    return text + b"]><lsql><select><Radio>&z;</Radio></select></lsql>"
+
+
+def waiting_clients():
+    return [
+        quick("nobody", clients.do_nothing),
+        slow("silent", clients.stop_after, LSQL, b""),
+        slow("one byte a second", clients.send_a_byte_a_second, LSQL),
+        slow("half a length", clients.stop_after, LSQL, b"\x10\x00"),
+        slow("half a request", clients.stop_after, LSQL, b"\xff\x00\x00\x00<lsql>"),
+        quick("announces 4 GiB and writes", clients.announce_4_gib, LSQL),
+        quick("50 at once", clients.come_together, LSQL, 50),
+        Scenario("3 silent at once", clients.be_silent_together, (3,), 3 * REQUEST,
+                 REQUEST, 3),
+        Scenario("50 silent at once", clients.be_silent_together, (50,), 50 * REQUEST,
+                 REQUEST, 3, False),
+        quick("goes at every byte of the request", clients.go_at_every_byte_of_the_request, LSQL),
+        quick("goes at every byte of the reply", clients.go_at_every_byte_of_the_reply, LSQL),
+        slow("takes no reply", clients.take_no_reply, LSQL, clients.LARGE_REPLY, limit=REPLY),
+        slow("takes a byte of the reply a second", clients.take_a_byte_a_second, LSQL,
+             clients.LARGE_REPLY, limit=REPLY, short=False),
+        slow("as late as allowed, then takes no reply", clients.take_no_reply, LSQL,
+             clients.LARGE_REPLY, REQUEST - 0.3, limit=REQUEST + REPLY, short=False),
+    ]
+
+
+def informing_clients():
+    return [
+        slow("inform: silent", clients.stop_after, INFORM, b""),
+        slow("inform: one byte a second", clients.send_a_byte_a_second, INFORM, short=False),
+        slow("inform: half a length", clients.stop_after, INFORM, b"\0\0\0\0\x10", short=False),
+        quick("inform: announces 4 GiB and writes", clients.announce_4_gib, INFORM),
+        quick("inform: 50 at once", clients.come_together, INFORM, 50),
+        quick("inform: goes at every byte of the request",
+              clients.go_at_every_byte_of_the_request, INFORM),
+        quick("inform: goes at every byte of the reply",
+              clients.go_at_every_byte_of_the_reply, INFORM),
+        quick("inform: noise", clients.send_noise, INFORM),
+        work("inform: 16 MiB of pairs", numbered(1_400_000, b"n%d=1&"), door=INFORM),
+    ]
+
+
+def subscribers():
+    return [
+        quick("subscriber that never reads", clients.never_read_notices),
+        quick("subscriber that writes for ever", clients.write_notices_for_ever, 1),
+        quick("8 subscribers that write for ever", clients.write_notices_for_ever, 8),
+        quick("1,050 that never subscribe", clients.connect_and_never_subscribe, 1050),
+        quick("subscribers that come and go", clients.come_and_go_as_subscribers),
+    ]
+
+
+def documents():
+    head, tail = b"<lsql><select><Radio ", b"/></select></lsql>"
+    return [
+        work("100,000 elements deep", b"<lsql>" + b"<and>" * 100_000),
+        work("ten thousand attributes", head + numbered(10_000, b'a%d="" ') + tail),
+        work("a million attributes", head + numbered(1_000_000, b'a%d="" ') + tail),
+        work("800,000 namespaces", head + numbered(800_000, b'xmlns:a%d="u" ') + tail),
+        work("a million names", b"<lsql>" + numbered(1_500_000, b"<a%d/>") + b"</lsql>"),
+        work("default attributes", b"<!DOCTYPE lsql [<!ATTLIST a "
+             + numbered(10_000, b'a%d CDATA "x" ') + b">]>" + filled(b"<lsql>", b"<a/>", b"</lsql>")
+             [:15 << 20]),
+        work("entity bomb", bomb()),
+        work("entity that is a file", b'<!DOCTYPE lsql [<!ENTITY it SYSTEM "/etc/passwd">]>'
+             b"<lsql><select><Radio>&it;</Radio></select></lsql>"),
+        work("16 MiB of elements", filled(b"<lsql>", b"<a/>", b"</lsql>")),
+        work("16 MiB of selects", filled(b"<lsql>", b"<select><Radio/></select>", b"</lsql>")),
+        work("16 MiB of text", filled(b"<lsql>", b"text ", b"</lsql>")),
+        work("16 MiB of white space around a select", filled(clients.SELECT, b"\n", b"")),
+        work("16 MiB of CDATA", filled(b"<lsql>", b"<![CDATA[a]]>", b"</lsql>")),
+        work("16 MiB of where",
+             filled(b"<lsql><select><Radio/></select><where><and>", b"<value/>",
+                    b"</and></where></lsql>")),
+        work("NULs", b"\0", b"\0" * 1000, clients.SELECT[:20] + b"\0" + clients.SELECT[20:]),
+        work("invalid UTF-8", b"\xff\xfe\xfd", clients.SELECT.replace(b"r0", b"r\xc3\x28"),
+             b"<lsql>\xf8\x88\x80\x80\x80</lsql>"),
+        work("other encodings", clients.SELECT.decode().encode("utf-16"),
+             b'<?xml version="1.0" encoding="utf-7"?>' + clients.SELECT),
+        Scenario("noise", clients.send_noise, (LSQL,)),
+    ]
+
+
+def everybody(until):
+    clients.fork_all(until, (clients.stop_after, LSQL, b""), (clients.stop_after, INFORM, b""),
+                     (clients.never_read_notices,), (clients.write_notices_for_ever, 4))
+
+
+def all_scenarios():
+    """
+    With both doors held and a notice on its way to somebody who does not read, its retry may have
+    its turn before the tick, which is one pass more.
+    """
+    both = 2 * REQUEST
+    return waiting_clients() + informing_clients() + subscribers() + documents() + [
+        Scenario("silent at both doors, deaf and loud subscribers", everybody, (), 2 * both,
+                 2 * both, 12),
+    ]
