@@ -84,7 +84,7 @@ void outcomes_for_each_deleted(outcomes *of, const vorn_changes *changes,
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         const vorn_instance *before = vorn_instances_iterator_next(walk);
         outcomes_succeed(of, vorn_instance_get_name(before));
-        call(before);
+        if (call != NULL) call(before);
     }
     vorn_instances_delete_iterator(walk);
 }

@@ -40,7 +40,10 @@ typedef void (*concerned_fn)(vorn_instance *now, const vorn_instance *before, in
 void outcomes_for_each_concerned(const outcomes *of, const vorn_instances *configuration,
                                  const vorn_changes *changes, concerned_fn call);
 
-/** Calls back for the copy of each deleted instance, whose failure is forgotten then. */
+/**
+ * Forgets the failures of the deleted instances and calls back, unless the function is null, for
+ * the copy of each.
+ */
 void outcomes_for_each_deleted(outcomes *of, const vorn_changes *changes,
                                void (*call)(const vorn_instance *before));
 

@@ -75,13 +75,9 @@ static void start_again(void *eloop_data, void *data)
     start(program);
 }
 
-/* Told by the daemon's poll; its record of the service is gone by then, this function with it. */
-static void ended(void *data)
+static void wait_to_start(supervised *program, const char *reason)
 {
-    supervised *program = data;
-    if (program->arguments == NULL) return;
-    if (now() - program->started >= long_enough_s) program->pause_s = 1;
-    vorn_debug_eprintf("%s has ended; it is started again in %d s.\n", program->name,
+    vorn_debug_eprintf("%s %s; it is started again in %d s.\n", program->name, reason,
                        program->pause_s);
     program->is_waiting = 1;
     eloop_register_timeout(program->pause_s, 0, start_again, NULL, program);
@@ -89,12 +85,21 @@ static void ended(void *data)
         program->pause_s < longest_pause_s / 2 ? 2 * program->pause_s : longest_pause_s;
 }
 
+/* Told by the daemon's poll; its record of the service is gone by then, this function with it. */
+static void ended(void *data)
+{
+    supervised *program = data;
+    if (program->arguments == NULL) return;
+    if (now() - program->started >= long_enough_s) program->pause_s = 1;
+    wait_to_start(program, "has ended");
+}
+
 static void start(supervised *program)
 {
     program->started = now();
     if (vorn_service_execv(program->name, program->arguments) != 0 ||
         vorn_service_set_exited_fn(program->name, ended, program) != 0) {
-        vorn_debug_eprintf("%s can't be started.\n", program->name);
+        wait_to_start(program, "can't be started");
     }
 }
 

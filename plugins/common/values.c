@@ -22,7 +22,7 @@ int is_on(const vorn_instance *instance, const char *property)
 
 int for_each_word(const char *text, word_fn call, void *data)
 {
-    char word[64];
+    char word[256];
     int result = 0;
     while (result == 0 && *(text += strspn(text, " ")) != '\0') {
         const size_t length = strcspn(text, " ");
@@ -59,6 +59,11 @@ int is_plain_address(const char *text)
 int is_plain_address_or_none(const char *text)
 {
     return *text == '\0' || is_plain_address(text);
+}
+
+int is_plain_host(const char *text)
+{
+    return is_plain_address(text) || vorn_input_is_domain_name(text, (int)strlen(text));
 }
 
 int is_link_name(const char *text)

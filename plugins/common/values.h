@@ -14,8 +14,8 @@ int is_changed(const vorn_instance *now, const vorn_instance *before, const char
 int is_on(const vorn_instance *instance, const char *property);
 
 /**
- * Calls back for every word of the text, which blanks separate. A word is cut at 63 bytes. Stops
- * when the callback answers other than 0, and returns that.
+ * Calls back for every word of the text, which blanks separate. A word is cut at 255 bytes, more
+ * than any validator takes. Stops when the callback answers other than 0, and returns that.
  */
 typedef int (*word_fn)(const char *word, void *data);
 int for_each_word(const char *text, word_fn call, void *data);
@@ -36,6 +36,9 @@ int is_plain_address(const char *text);
 
 /** The same, or empty. */
 int is_plain_address_or_none(const char *text);
+
+/** Whether the text is such an address or a domain name. */
+int is_plain_host(const char *text);
 
 /**
  * Whether the text can name a network interface and stand in any file or command: 1 to 15 letters,

@@ -3,6 +3,8 @@
 #include "config.h"
 
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "values.h"
 #include "whole_file.h"
@@ -47,22 +49,64 @@ static void write_each(FILE *file, const vorn_instances *configuration, const ch
     vorn_instances_delete_iterator(walk);
 }
 
-int dhcp_write_config(const vorn_instances *configuration)
+static void write_config(FILE *file, const vorn_instances *configuration)
 {
-    FILE *file = whole_file_open(DHCP_CONFIG_FILE, 0644);
-    if (file == NULL) return 1;
     fputs("port=0\nbind-dynamic\nno-ping\nuser=root\n"
           "pid-file=" DHCP_PID_FILE "\ndhcp-leasefile=" DHCP_LEASE_FILE "\n"
           "dhcp-hostsfile=" DHCP_HOSTS_FILE "\n",
           file);
     write_each(file, configuration, "dhcp-pool", write_pool);
-    return whole_file_close(file, DHCP_CONFIG_FILE, 0);
+}
+
+static void write_hosts(FILE *file, const vorn_instances *configuration)
+{
+    write_each(file, configuration, "dhcp-host", write_host);
+}
+
+/* The caller's; null without memory. */
+static char *text_of(void (*write)(FILE *, const vorn_instances *),
+                     const vorn_instances *configuration)
+{
+    char *text = NULL;
+    size_t size;
+    FILE *stream = open_memstream(&text, &size);
+    if (stream == NULL) return NULL;
+    write(stream, configuration);
+    const int failed = ferror(stream) != 0;
+    if (fclose(stream) == 0 && !failed) return text;
+    free(text);
+    return NULL;
+}
+
+static int write_file(const char *path, const char *text)
+{
+    FILE *file = whole_file_open(path, 0644);
+    if (file == NULL) return 1;
+    fputs(text, file);
+    return whole_file_close(file, path, 0);
+}
+
+/* Takes the text over, as what the file has. */
+static int replace(const char *path, char **known, char *text)
+{
+    const int is_same = text != NULL && *known != NULL && strcmp(text, *known) == 0;
+    if (text == NULL || is_same || write_file(path, text) != 0) {
+        free(text);
+        return is_same ? 0 : -1;
+    }
+    free(*known);
+    *known = text;
+    return 1;
+}
+
+int dhcp_write_config(const vorn_instances *configuration)
+{
+    static char *known;
+    return replace(DHCP_CONFIG_FILE, &known, text_of(write_config, configuration));
 }
 
 int dhcp_write_hosts(const vorn_instances *configuration)
 {
-    FILE *file = whole_file_open(DHCP_HOSTS_FILE, 0644);
-    if (file == NULL) return 1;
-    write_each(file, configuration, "dhcp-host", write_host);
-    return whole_file_close(file, DHCP_HOSTS_FILE, 0);
+    static char *known;
+    return replace(DHCP_HOSTS_FILE, &known, text_of(write_hosts, configuration));
 }

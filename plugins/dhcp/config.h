@@ -9,7 +9,10 @@
 #define DHCP_LEASE_FILE "/var/run/vorn-dnsmasq.leases"
 #define DHCP_PID_FILE "/var/run/vorn-dnsmasq.pid"
 
-/** Write dnsmasq's files, whole. 0, or 1 when that fails; the old file stays. */
+/**
+ * Write dnsmasq's files, whole. 1 when the file is another one now, 0 when it is so already, -1
+ * when that fails; the old file stays.
+ */
 int dhcp_write_config(const vorn_instances *configuration);
 int dhcp_write_hosts(const vorn_instances *configuration);
 

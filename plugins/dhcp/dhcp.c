@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * Addresses for others, through dnsmasq: pools, fixed leases, and who has which address now. A
- * changed pool starts dnsmasq anew; a changed fixed lease has it read that file again.
+ * changed pool starts dnsmasq anew; a changed fixed lease has it read that file again; a value that
+ * is written again as it was does nothing.
  */
 #include <signal.h>
 #include <stdio.h>
@@ -57,21 +58,21 @@ static void start_anew(void)
 
 static int has_failed; /* to write dnsmasq's files; the next commit tries again */
 
-/* Both files when all of it is to be applied, else the fixed leases alone. */
-static void apply(const vorn_instances *configuration, int whole)
+static void apply(const vorn_instances *configuration)
 {
     if (!is_on(vorn_instances_get_singleton(configuration, "dhcp"), "enabled") ||
         !has_pools(configuration)) {
         supervise_stop(dnsmasq);
         return;
     }
-    const int is_stopped = strcmp(supervise_status(dnsmasq), "stopped") == 0;
-    if (dhcp_write_hosts(configuration) != 0 || (whole && dhcp_write_config(configuration) != 0)) {
-        vorn_debug_eprintf("dhcp: can't write dnsmasq's files.\n");
-        has_failed = 1;
-    } else if (whole || is_stopped) {
+    const int is_running = strcmp(supervise_status(dnsmasq), "running") == 0;
+    const int hosts = dhcp_write_hosts(configuration);
+    const int config = dhcp_write_config(configuration);
+    has_failed = hosts < 0 || config < 0;
+    if (has_failed) vorn_debug_eprintf("dhcp: can't write dnsmasq's files.\n");
+    if (config > 0 || (!is_running && !has_failed)) {
         start_anew();
-    } else {
+    } else if (hosts > 0 && is_running) {
         reload();
     }
 }
@@ -79,11 +80,11 @@ static void apply(const vorn_instances *configuration, int whole)
 static void commit(vorn_commit_info *info)
 {
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
-    const int whole = has_failed || vorn_changes_contains_class(changes, "dhcp") ||
-                      vorn_changes_contains_class(changes, "dhcp-pool");
-    has_failed = 0;
-    if (whole || vorn_changes_contains_class(changes, "dhcp-host")) {
-        apply(vorn_commit_info_get_after(info), whole);
+    if (has_failed || vorn_changes_contains_class(changes, "dhcp") ||
+        vorn_changes_contains_class(changes, "dhcp-pool") ||
+        vorn_changes_contains_class(changes, "dhcp-host")) {
+        has_failed = 0;
+        apply(vorn_commit_info_get_after(info));
     } else {
         supervise_try_again(dnsmasq);
     }

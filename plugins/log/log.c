@@ -8,9 +8,21 @@
 #include "values.h"
 
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
-DECLARE_VALIDITY(is_level, vorn_input_is_int_in_range(value, length, 1, 8))
-DECLARE_VALIDITY(is_port, vorn_input_is_int_in_range(value, length, 1, 65535))
-DECLARE_VALIDITY(is_host_or_none, length == 0 || vorn_input_is_ip_or_domain_name(value, length))
+
+static int is_level(const char *value)
+{
+    return is_plain_number(value, 1, 8);
+}
+
+static int is_port(const char *value)
+{
+    return is_plain_number(value, 1, 65535);
+}
+
+static int is_host_or_none(const char *value)
+{
+    return *value == '\0' || is_plain_host(value);
+}
 
 static supervised *syslogd;
 

@@ -6,6 +6,7 @@
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
+#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -106,6 +107,32 @@ static void format_address(const vorn_instance *address, char *text, size_t size
     snprintf(text, size, "%s/%s", value_of(address, "address"), value_of(address, "prefix"));
 }
 
+static uint32_t number_of(const vorn_instance *address)
+{
+    struct in_addr number = {0};
+    inet_pton(AF_INET, value_of(address, "address"), &number);
+    return ntohl(number.s_addr);
+}
+
+static int is_neighbour(const vorn_instance *left, const vorn_instance *right)
+{
+    const uint64_t difference = number_of(left) ^ number_of(right);
+    return !is_changed(left, right, "interface") && !is_changed(left, right, "prefix") &&
+           difference >> (32 - strtol(value_of(left, "prefix"), NULL, 10)) == 0;
+}
+
+/* With the first address of a network the kernel takes the others of it away from the link. */
+static void try_neighbours_again(const vorn_instance *before)
+{
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(applied, "static-address");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        if (!is_neighbour(each, before)) continue;
+        outcomes_fail(&address_outcomes, vorn_instance_get_name(each), "not applied yet");
+    }
+    vorn_instances_delete_iterator(walk);
+}
+
 /* Addresses belong to links, so they are gone with them. */
 static void take_away(const vorn_instance *before)
 {
@@ -117,6 +144,7 @@ static void take_away(const vorn_instance *before)
     if (if_nametoindex(value_of(before, "interface")) == 0) return;
     format_address(before, address, sizeof address);
     ip_run("addr", "del", address, "dev", value_of(before, "interface"), NULL);
+    try_neighbours_again(before);
 }
 
 static int is_moved(const vorn_instance *now, const vorn_instance *before)
@@ -125,13 +153,16 @@ static int is_moved(const vorn_instance *now, const vorn_instance *before)
            is_changed(now, before, "prefix");
 }
 
+static void make_way(vorn_instance *now, const vorn_instance *before, int again)
+{
+    (void)again;
+    if (is_fixed(now) && before != NULL && is_moved(now, before)) take_away(before);
+}
+
 static void apply_fixed(const vorn_instance *now, const vorn_instance *before, int again)
 {
     char address[40];
-    const int moved = is_moved(now, before);
-    if (!moved && !again) return;
-
-    if (before != NULL && moved) take_away(before);
+    if (!again && !is_moved(now, before)) return;
     format_address(now, address, sizeof address);
     ip_begin();
     ip_run("addr", "replace", address, "dev", value_of(now, "interface"), NULL);
@@ -150,8 +181,9 @@ static void apply(vorn_instance *now, const vorn_instance *before, int again)
     run_client(now);
 }
 
-void addresses_remove(const vorn_changes *changes)
+void addresses_remove(const vorn_instances *configuration, const vorn_changes *changes)
 {
+    applied = configuration;
     outcomes_for_each_deleted(&address_outcomes, changes, take_away);
 }
 
@@ -161,6 +193,7 @@ void addresses_commit(const vorn_instances *configuration, const vorn_changes *c
         supervise_try_again(client->program);
     if (!outcomes_concerns(&address_outcomes, changes)) return;
     applied = configuration;
+    outcomes_for_each_concerned(&address_outcomes, configuration, changes, make_way);
     outcomes_for_each_concerned(&address_outcomes, configuration, changes, apply);
 }
 

@@ -7,7 +7,7 @@
 /*
  * What the plugin has to do with: interfaces, addresses on them, routes over them, the resolver.
  * Each makes its classes and applies its part of a commit. A link that is made anew has lost its
- * addresses, one that comes up its routes, so each has the next one try those again.
+ * addresses and the VLANs on it, one that comes up its routes, so each has those tried again.
  */
 
 extern outcomes interface_outcomes;
@@ -25,8 +25,11 @@ vorn_refresher *resolver_declare(void);
 
 /** Take away what the deleted instances stood for: routes first, links last. */
 void routes_remove(const vorn_changes *changes);
-void addresses_remove(const vorn_changes *changes);
+void addresses_remove(const vorn_instances *configuration, const vorn_changes *changes);
 void interfaces_remove(const vorn_changes *changes);
+
+/** Has all of an interface that was away tried again, with what belongs to it. */
+void interfaces_try_again(const vorn_instances *configuration, const char *name);
 
 /** Apply one part of a commit, in this order; without a change set only what has to be tried again.
  */

@@ -13,14 +13,22 @@
 #include "ip.h"
 #include "values.h"
 
-DECLARE_VALIDITY(is_mtu, vorn_input_is_int_in_range(value, length, 68, 65535))
 DECLARE_VALIDITY(is_status, vorn_input_is_up_down(value, length))
-DECLARE_VALIDITY(is_vlan_id, vorn_input_is_int_in_range(value, length, 1, 4094))
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
 
 outcomes interface_outcomes = {.class_name = "interface"};
 
 static const vorn_instances *applied; /* the configuration that the commit at hand is about */
+
+static int is_mtu(const char *value)
+{
+    return is_plain_number(value, 68, 65535);
+}
+
+static int is_vlan_id(const char *value)
+{
+    return is_plain_number(value, 1, 4094);
+}
 
 static int is_no_link_name(const char *word, void *data)
 {
@@ -121,12 +129,13 @@ static void tell_bridges(const char *member)
     vorn_instances_delete_iterator(walk);
 }
 
-/* Counts as not applied until its settings are, all of them: it has none yet. */
+/* Counts as not applied until its settings are, all of them: it has none yet, and no VLANs. */
 static void link_was_made(const char *name)
 {
     ip_end(&interface_outcomes, name);
     if (!exists(name)) return;
     outcomes_fail(&interface_outcomes, name, "not applied yet");
+    outcomes_try_again(&interface_outcomes, applied, "parent", name);
     outcomes_try_again(&address_outcomes, applied, "interface", name);
     tell_bridges(name);
 }
@@ -157,8 +166,15 @@ static void make_vlan(vorn_instance *now, const vorn_instance *before, int again
     link_was_made(name);
 }
 
-static void configure_bridge(const vorn_instance *now, const vorn_instance *before,
-                             const vorn_instance *known)
+/* All bridges do before any takes a member in: it may come from another one. */
+static void release_members(vorn_instance *now, const vorn_instance *before, int again)
+{
+    (void)again;
+    if (!is_kind(now, "bridge")) return;
+    for_each_word(value_of(before, "members"), remove_member, (void *)value_of(now, "members"));
+}
+
+static void configure_bridge(const vorn_instance *now, const vorn_instance *known)
 {
     const char *name = vorn_instance_get_name(now);
     if (is_changed(now, known, "stp")) {
@@ -166,7 +182,6 @@ static void configure_bridge(const vorn_instance *now, const vorn_instance *befo
         ip_run("link", "set", "dev", name, "type", "bridge", "stp_state", number, NULL);
     }
     struct joining joining = {name, value_of(known, "members")};
-    for_each_word(value_of(before, "members"), remove_member, (void *)value_of(now, "members"));
     for_each_word(value_of(now, "members"), add_member, &joining);
 }
 
@@ -181,13 +196,26 @@ static void configure(vorn_instance *now, const vorn_instance *before, int again
     if (is_changed(now, known, "mtu") && *mtu != '\0') {
         ip_run("link", "set", "dev", name, "mtu", mtu, NULL);
     }
-    if (is_kind(now, "bridge")) configure_bridge(now, before, known);
+    if (is_kind(now, "bridge")) configure_bridge(now, known);
     if (is_changed(now, known, "status")) {
         const int is_up = vorn_instance_get_status(now);
         ip_run("link", "set", "dev", name, is_up ? "up" : "down", NULL);
         if (is_up) outcomes_try_again(&route_outcomes, applied, NULL, NULL);
     }
     ip_end(&interface_outcomes, name);
+}
+
+void interfaces_try_again(const vorn_instances *configuration, const char *name)
+{
+    outcomes_fail(&interface_outcomes, name, "not applied yet");
+    outcomes_try_again(&interface_outcomes, configuration, "parent", name);
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "bridge");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *bridge = vorn_instances_iterator_next(walk);
+        if (!has_word(value_of(bridge, "members"), name)) continue;
+        outcomes_fail(&interface_outcomes, vorn_instance_get_name(bridge), "not applied yet");
+    }
+    vorn_instances_delete_iterator(walk);
 }
 
 void interfaces_remove(const vorn_changes *changes)
@@ -201,6 +229,7 @@ void interfaces_commit(const vorn_instances *configuration, const vorn_changes *
     applied = configuration;
     outcomes_for_each_concerned(&interface_outcomes, configuration, changes, make_bridge);
     outcomes_for_each_concerned(&interface_outcomes, configuration, changes, make_vlan);
+    outcomes_for_each_concerned(&interface_outcomes, configuration, changes, release_members);
     outcomes_for_each_concerned(&interface_outcomes, configuration, changes, configure);
 }
 

@@ -9,7 +9,7 @@
 static void apply(const vorn_instances *configuration, const vorn_changes *changes)
 {
     routes_remove(changes);
-    addresses_remove(changes);
+    addresses_remove(configuration, changes);
     interfaces_remove(changes);
     interfaces_commit(configuration, changes);
     addresses_commit(configuration, changes);
@@ -41,7 +41,7 @@ static int interface_is_back(void)
     const vorn_instances *running = vorn_config_get_running();
     if (name == NULL || vorn_instances_get(running, "interface", name) == NULL) return 1;
 
-    outcomes_fail(&interface_outcomes, name, "not applied yet");
+    interfaces_try_again(running, name);
     outcomes_try_again(&address_outcomes, running, "interface", name);
     outcomes_try_again(&route_outcomes, running, NULL, NULL);
     apply(running, NULL);

@@ -40,6 +40,7 @@ static int write_server(const char *server, void *file)
 
 static int write_file(const vorn_instance *resolver)
 {
+    if (vorn_process_no_actions) return 0;
     FILE *file = whole_file_open(RESOLVER_FILE, 0644);
     if (file == NULL) return 1;
     if (*value_of(resolver, "search") != '\0') {

@@ -57,11 +57,15 @@ static int is_moved(const vorn_instance *now, const vorn_instance *before)
            is_changed(now, before, "interface") || is_changed(now, before, "metric");
 }
 
+static void make_way(vorn_instance *now, const vorn_instance *before, int again)
+{
+    (void)again;
+    if (before != NULL && is_moved(now, before)) take_away(before);
+}
+
 static void apply(vorn_instance *now, const vorn_instance *before, int again)
 {
-    const int moved = is_moved(now, before);
-    if (!moved && !again) return;
-    if (before != NULL && moved) take_away(before);
+    if (!again && !is_moved(now, before)) return;
     ip_begin();
     change_table("replace", now);
     ip_end(&route_outcomes, vorn_instance_get_name(now));
@@ -75,6 +79,7 @@ void routes_remove(const vorn_changes *changes)
 void routes_commit(const vorn_instances *configuration, const vorn_changes *changes)
 {
     if (!outcomes_concerns(&route_outcomes, changes)) return;
+    outcomes_for_each_concerned(&route_outcomes, configuration, changes, make_way);
     outcomes_for_each_concerned(&route_outcomes, configuration, changes, apply);
 }
 

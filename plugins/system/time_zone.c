@@ -5,8 +5,11 @@
  */
 #include "time_zone.h"
 
+#include "vorn/vorn.h"
+
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "whole_file.h"
@@ -38,9 +41,10 @@ static int write_text(const char *zone)
 /* A rule has no file, and neither has anything on a device without zones: nothing to lead to. */
 static int write_link(const char *zone)
 {
+    struct stat status;
     char target[sizeof zone_folder + longest_zone + 1];
     snprintf(target, sizeof target, "%s/%s", zone_folder, zone);
-    if (access(target, R_OK) != 0) return 0;
+    if (stat(target, &status) != 0 || !S_ISREG(status.st_mode)) return 0;
     unlink(link_scratch);
     if (symlink(target, link_scratch) == 0 && rename(link_scratch, link_file) == 0) return 0;
     unlink(link_scratch);
@@ -49,6 +53,7 @@ static int write_link(const char *zone)
 
 int time_zone_apply(const char *zone)
 {
+    if (vorn_process_no_actions) return 0;
     if (*zone == '\0') zone = "UTC";
     return write_text(zone) || write_link(zone);
 }

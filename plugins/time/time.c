@@ -7,7 +7,6 @@
 #include "values.h"
 
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
-DECLARE_VALIDITY(is_address, vorn_input_is_ip_or_domain_name(value, length))
 
 enum { most_servers = 16 };
 
@@ -58,7 +57,7 @@ static const char *status(vorn_instance *instance, const char *property, vorn_re
 static int add_server_class(void)
 {
     vorn_class *server = declare_class("ntp-server", VORN_CLASS_UNIQUE_NAMED);
-    return server == NULL || declare_required(server, "address", is_address) ||
+    return server == NULL || declare_required(server, "address", is_plain_host) ||
            vorn_classes_add(server);
 }
 

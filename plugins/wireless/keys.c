@@ -22,6 +22,7 @@ struct key {
 static struct key keys[most_keys];
 static int count;
 static int is_written = 1;
+static int has_failed;
 
 static int is_in_use(const struct key *key, const vorn_instances *configuration)
 {
@@ -36,12 +37,14 @@ static int is_in_use(const struct key *key, const vorn_instances *configuration)
     return found;
 }
 
-static void make_room(const vorn_instances *configuration)
+static void make_room(const vorn_instances *configuration, const vorn_instances *before)
 {
     int oldest = 0;
     if (count < most_keys) return;
-    while (oldest < count && is_in_use(&keys[oldest], configuration))
+    while (oldest < count && (is_in_use(&keys[oldest], configuration) ||
+                              (before != NULL && is_in_use(&keys[oldest], before)))) {
         oldest++;
+    }
     if (oldest == count) return;
     count--;
     memmove(keys + oldest, keys + oldest + 1, (size_t)(count - oldest) * sizeof *keys);
@@ -88,10 +91,11 @@ static int make_reference(char *reference, size_t size)
     return 0;
 }
 
-const char *keys_keep(const char *key, const vorn_instances *configuration)
+const char *keys_keep(const char *key, const vorn_instances *configuration,
+                      const vorn_instances *before)
 {
     char reference[reference_length + 1];
-    make_room(configuration);
+    make_room(configuration, before);
     if (count == most_keys || strlen(key) > keys_longest ||
         make_reference(reference, sizeof reference) != 0) {
         vorn_debug_eprintf("wireless: a key can't be kept.\n");
@@ -113,7 +117,13 @@ int keys_write(void)
         fprintf(file, "%s %s\n", keys[i].reference + sizeof mask - 1, keys[i].text);
     }
     is_written = file != NULL && whole_file_close(file, KEYS_FILE, 1) == 0;
+    has_failed = !is_written;
     if (is_written) return 0;
     vorn_debug_eprintf("wireless: can't write " KEYS_FILE ": %s.\n", strerror(errno));
     return 1;
+}
+
+int keys_have_failed(void)
+{
+    return has_failed;
 }

@@ -25,10 +25,11 @@ int keys_is_reference(const char *text);
 
 /**
  * Keeps the key and answers its reference, which is gone with the next call. When there is no room,
- * the oldest key goes that the configuration does not refer to. Null when it can't be kept, which
- * is logged.
+ * the oldest key goes that neither the configuration refers to nor the one before, which is the one
+ * on the disk, and may be null. Null when it can't be kept, which is logged.
  */
-const char *keys_keep(const char *key, const vorn_instances *configuration);
+const char *keys_keep(const char *key, const vorn_instances *configuration,
+                      const vorn_instances *before);
 
 /** The key of a reference, or null when it is not on this device. */
 const char *keys_get(const char *reference);
@@ -36,5 +37,8 @@ const char *keys_get(const char *reference);
 /** Writes what was kept since the last time to the disk. 0, or 1 when that fails, which is logged.
  */
 int keys_write(void);
+
+/** Whether the last attempt to write them failed. */
+int keys_have_failed(void);
 
 #endif

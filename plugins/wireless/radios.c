@@ -188,7 +188,9 @@ static void apply(const vorn_instance *now, const vorn_instances *configuration)
     struct radio *radio = find(name);
     hostapd_text text;
     if (radio == NULL) radio = make(name);
-    if (radio == NULL || !is_possible(radio, now)) return;
+    if (radio == NULL) return;
+    if (!vorn_instance_get_status(now)) stop(radio); /* whatever else may be wrong with it */
+    if (!is_possible(radio, now)) return;
 
     outcomes_succeed(&radio_outcomes, name);
     if (hostapd_write(&text, now, configuration) != 0) {
@@ -209,7 +211,9 @@ static void forget(const vorn_instance *before)
     struct radio *radio = find(vorn_instance_get_name(before));
     if (radio == NULL) return;
     stop(radio);
+    set_power(radio, "");
     radio->power[0] = '\0';
+    outcomes_succeed(&radio_outcomes, radio->name);
 }
 
 static void try_again(void)
@@ -227,6 +231,7 @@ void radios_commit(const vorn_instances *configuration, const vorn_changes *chan
         return;
     }
     outcomes_for_each_deleted(&radio_outcomes, changes, forget);
+    outcomes_for_each_deleted(&network_outcomes, changes, NULL);
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "radio");
     while (walk != NULL && vorn_instances_iterator_has_next(walk))
         apply(vorn_instances_iterator_next(walk), configuration);

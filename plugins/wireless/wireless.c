@@ -53,19 +53,21 @@ static int is_any_name(const char *value)
 }
 
 /* The reference that takes the key's place, or null when it can stay as it is. */
-static const char *hide(const vorn_instance *network, const vorn_instances *configuration)
+static const char *hide(const vorn_instance *network, const vorn_instances *configuration,
+                        const vorn_instances *before)
 {
     const char *key = value_of(network, "key");
-    return *key == '\0' || keys_is_reference(key) ? NULL : keys_keep(key, configuration);
+    if (*key == '\0' || keys_is_reference(key)) return NULL;
+    return keys_keep(key, configuration, before);
 }
 
-static void hide_keys(const vorn_instances *configuration)
+static void hide_keys(const vorn_instances *configuration, const vorn_instances *before)
 {
     vorn_instances_iterator *walk =
         vorn_instances_new_class_iterator(configuration, "wireless-network");
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         vorn_instance *network = vorn_instances_iterator_next(walk);
-        const char *reference = hide(network, configuration);
+        const char *reference = hide(network, configuration, before);
         if (reference != NULL) vorn_instance_set_value(network, "key", reference);
     }
     vorn_instances_delete_iterator(walk);
@@ -75,8 +77,9 @@ static void hide_keys(const vorn_instances *configuration)
 static void commit(vorn_commit_info *info)
 {
     vorn_instances *configuration = vorn_commit_info_get_after(info);
-    hide_keys(configuration);
-    radios_commit(configuration, vorn_commit_info_get_changes(info));
+    const vorn_changes *changes = vorn_commit_info_get_changes(info);
+    hide_keys(configuration, vorn_changes_get_before(changes));
+    radios_commit(configuration, changes);
 }
 
 static const char *radio_state(vorn_instance *instance, const char *property,
@@ -96,6 +99,7 @@ static const char *network_state(vorn_instance *instance, const char *property,
     const char *radio = value_of(instance, "radio");
     const char *reason = outcomes_reason(&network_outcomes, name);
     if (reason != NULL) return reason;
+    if (*value_of(instance, "key") != '\0' && keys_have_failed()) return "its key can't be saved";
     return hostapd_carries(instance, radio) ? radios_state(radio) : "stopped";
 }
 
@@ -103,7 +107,7 @@ static const char *network_state(vorn_instance *instance, const char *property,
 static const char *key(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     (void)property;
-    return hide(instance, vorn_refresh_info_get_instances(info));
+    return hide(instance, vorn_refresh_info_get_instances(info), NULL);
 }
 
 static vorn_refresher *radio_refresher;

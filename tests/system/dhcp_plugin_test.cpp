@@ -97,6 +97,32 @@ TEST_F(AddressPools, OnlyHaveFixedLeasesReadAgain)
     EXPECT_THAT(commands_run(), IsEmpty());
 }
 
+TEST_F(AddressPools, RunNothingForValuesThatAreWrittenAgain)
+{
+    forget_runs();
+
+    change("<update><dhcp><enabled>on</enabled></dhcp></update>");
+    change("<update><dhcp-pool><lease-time>600</lease-time></dhcp-pool></update>");
+    change("<update><dhcp-host><address>192.168.1.20</address></dhcp-host></update>");
+    change("<update><dhcp-host><address>192.168.1.21</address></dhcp-host></update>");
+
+    EXPECT_TRUE(comes_true([] { return exists("/tmp/again"); }));
+    EXPECT_EQ(read_file("/tmp/again"), "again\n");
+    EXPECT_THAT(commands_run(), IsEmpty());
+}
+
+TEST_F(AddressPools, AreServedAgainAtOnceWithAFixedLease)
+{
+    stand_in("dnsmasq", "exit 1");
+    shell("kill -9 $(cat /var/run/vorn-dnsmasq.pid)");
+    ASSERT_TRUE(console_shows("dnsmasq has ended; it is started again in 4 s."));
+
+    change("<update><dhcp-host><address>192.168.1.21</address></dhcp-host></update>");
+
+    EXPECT_TRUE(console_shows("dnsmasq has ended; it is started again in 1 s.", 2));
+    EXPECT_EQ(read_file(hosts_file), "00:11:22:33:44:55,192.168.1.21\n");
+}
+
 TEST_F(AddressPools, EndTheirServerWhenNothingIsLeftToServe)
 {
     forget_runs();

@@ -1,12 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 /* Links, addresses, routes and the resolver on virtual cables: what each change runs and leaves. */
-#include "support/device.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "networks.h"
 
 namespace {
 
@@ -15,75 +15,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
-
-constexpr char startup[] =
-    "<config>"
-    "<interface name=\"eth0\"><kind>ethernet</kind><status>up</status></interface>"
-    "<interface name=\"br0\"><kind>bridge</kind><members>eth0 eth1.5</members><stp>on</stp>"
-    "<status>up</status></interface>"
-    "<interface name=\"eth1\"><kind>ethernet</kind><status>up</status></interface>"
-    "<interface name=\"eth1.5\"><kind>vlan</kind><parent>eth1</parent><id>5</id>"
-    "<status>up</status></interface>"
-    "<address name=\"lan\"><kind>static-address</kind><interface>br0</interface>"
-    "<address>192.168.1.1</address><prefix>24</prefix></address>"
-    "<route name=\"out\"><destination>default</destination><gateway>192.168.1.254</gateway></route>"
-    "<resolver><servers>192.168.1.2 192.168.1.3</servers><search>example.net</search></resolver>"
-    "</config>";
-
-class Networks : public vorn::tests::Device {
-protected:
-    void SetUp() override
-    {
-        Device::SetUp();
-        for (const char *name : {"eth0", "eth1"}) {
-            shell(std::string("ip link add ") + name + " type veth peer name to-" + name +
-                  " && ip link set to-" + name + " up");
-        }
-        install_plugin("network.vorn");
-        install_plugin("save.vorn");
-        make_vlans_elsewhere();
-        stand_in("udhcpc", "exec sleep 1000");
-        write_file(vorn::test::startup_file, startup);
-    }
-
-    /* The kernel that runs the tests may have no VLANs, but it has links that can be made. */
-    void make_vlans_elsewhere()
-    {
-        std::string ip = shell("command -v ip");
-        ip.pop_back();
-        stand_in("ip", "case $* in 'link add link '*' type vlan '*)\n"
-                       "test ! -e /tmp/no-vlans || exit 1\n"
-                       "set -- link add name $6 type veth peer name to-$6\n"
-                       "esac; exec " +
-                           ip + " \"$@\"");
-    }
-
-    void boot_and_forget()
-    {
-        boot({"-f", "-d"});
-        ASSERT_TRUE(console_shows("ng_migrate"));
-        shell("truncate -s 0 /dev/console");
-    }
-
-    static std::string change(const std::string &operations)
-    {
-        return lsql("<lsql><write-transaction>" + operations + "</write-transaction></lsql>");
-    }
-
-    /* What ip(8) was run with since the log was emptied, a line each. */
-    static std::string commands()
-    {
-        return shell("sed -n 's/^vorn: Running \"ip \\(.*\\)\" -> .*/\\1/p' /dev/console");
-    }
-
-    static std::string state_of(const std::string &klass, const std::string &name)
-    {
-        const std::string answer = lsql("<lsql><select><" + klass + " name=\"" + name +
-                                        "\"><state/></" + klass + "></select></lsql>");
-        const auto begin = answer.find("<state>") + 7;
-        return answer.substr(begin, answer.find("</state>") - begin);
-    }
-};
+using vorn::tests::Networks;
 
 TEST_F(Networks, AreSetUpAtBootWhateverTheOrderOfTheirLinks)
 {
@@ -220,6 +152,149 @@ TEST_F(Networks, SayThatTheResolverCannotBeWritten)
     EXPECT_EQ(read_file("/etc/resolv.conf"), "search example.net\nnameserver 10.0.0.1\n");
 }
 
+TEST_F(Networks, AreMadeAndRemovedWholeInOneTransaction)
+{
+    boot();
+
+    change("<insert><route name=\"r\"><destination>172.16.0.0/12</destination>"
+           "<gateway>10.0.0.2</gateway></route></insert><insert><address name=\"a\">"
+           "<kind>static-address</kind><interface>br1</interface><address>10.0.0.1</address>"
+           "<prefix>8</prefix></address></insert><insert><interface name=\"br1\">"
+           "<kind>bridge</kind><members>to-eth0</members><status>up</status></interface></insert>");
+    EXPECT_THAT(shell("ip -4 -o addr show br1"), HasSubstr("10.0.0.1/8"));
+    EXPECT_THAT(shell("ip route show 172.16.0.0/12"), HasSubstr("via 10.0.0.2 dev br1"));
+
+    change("<delete><interface name=\"br1\"/></delete><delete><address name=\"a\"/></delete>"
+           "<delete><route name=\"r\"/></delete>");
+    EXPECT_EQ(shell("ip -o link show br1 2>/dev/null; ip route show 172.16.0.0/12"), "");
+}
+
+TEST_F(Networks, HaveALinkThatIsReplacedByOneOfItsName)
+{
+    boot();
+
+    change("<delete><interface name=\"br0\"/></delete><insert><interface name=\"br0\">"
+           "<kind>bridge</kind><members>eth0</members><status>up</status></interface></insert>");
+
+    EXPECT_EQ(shell("ip -o link show master br0 | wc -l"), "1\n");
+    EXPECT_THAT(shell("ip -4 -o addr show br0"), HasSubstr("192.168.1.1/24"));
+    EXPECT_THAT(shell("ip route show default"), HasSubstr("via 192.168.1.254 dev br0 "));
+}
+
+/* The kernel removes a VLAN with the link that it is on. */
+TEST_F(Networks, MakeTheVlansOfALinkAgainThatIsMadeAnew)
+{
+    boot();
+    change("<insert><interface name=\"br0.9\"><kind>vlan</kind><parent>br0</parent><id>9</id>"
+           "<status>up</status></interface></insert>");
+    shell("ip link del br0.9");
+
+    change("<delete><interface name=\"br0\"/></delete><insert><interface name=\"br0\">"
+           "<kind>bridge</kind><status>up</status></interface></insert>");
+
+    EXPECT_THAT(shell("ip -o link show br0.9"), HasSubstr(",UP"));
+}
+
+TEST_F(Networks, SetUpTheVlansAndTheBridgeOfALinkThatWasAway)
+{
+    boot();
+    shell("ip link del eth1.5; ip link set eth0 nomaster");
+
+    EXPECT_EQ(inform("interface", {"name=eth1"}), "OK\n");
+    EXPECT_EQ(inform("interface", {"name=eth0"}), "OK\n");
+
+    EXPECT_THAT(shell("ip -o link show master br0"),
+                AllOf(HasSubstr("eth0@"), HasSubstr("eth1.5@")));
+}
+
+TEST_F(Networks, MoveAMemberToABridgeThatComesBeforeItsOwn)
+{
+    write_file(vorn::test::startup_file,
+               "<config><interface name=\"br0\"><kind>bridge</kind></interface>"
+               "<interface name=\"br1\"><kind>bridge</kind><members>eth0</members></interface>"
+               "</config>");
+    boot();
+
+    change("<update><interface name=\"br0\"><members>eth0</members></interface></update>"
+           "<update><interface name=\"br1\"><members/></interface></update>");
+
+    EXPECT_THAT(shell("ip -o link show master br0"), HasSubstr("eth0@"));
+}
+
+TEST_F(Networks, LeaveTheResolverAloneWithoutActions)
+{
+    const std::string before = read_file("/etc/resolv.conf");
+
+    boot({"-f", "-n"});
+
+    EXPECT_EQ(read_file("/etc/resolv.conf"), before);
+}
+
+/* Two addresses of one network on one link, and two routes. */
+class Pairs : public Networks {
+protected:
+    void SetUp() override
+    {
+        Networks::SetUp();
+        write_file(vorn::test::startup_file,
+                   "<config><interface name=\"eth0\"><kind>ethernet</kind><status>up</status>"
+                   "</interface>" +
+                       address("a", "10.0.0.1") + address("b", "10.0.0.2") +
+                       route("r", "172.16.0.0/16") + route("s", "172.17.0.0/16") + "</config>");
+        boot();
+    }
+
+    static std::string address(const std::string &name, const std::string &value)
+    {
+        return "<address name=\"" + name +
+               "\"><kind>static-address</kind><interface>eth0</interface><address>" + value +
+               "</address><prefix>8</prefix></address>";
+    }
+
+    static std::string route(const std::string &name, const std::string &destination)
+    {
+        return "<route name=\"" + name + "\"><destination>" + destination +
+               "</destination><gateway>10.0.0.9</gateway></route>";
+    }
+
+    static std::string update(const std::string &klass, const std::string &name,
+                              const std::string &value)
+    {
+        return "<update><" + klass + " name=\"" + name + "\">" + value + "</" + klass +
+               "></update>";
+    }
+};
+
+TEST_F(Pairs, OfAddressesCanBeExchanged)
+{
+    change(update("address", "a", "<address>10.0.0.2</address>") +
+           update("address", "b", "<address>10.0.0.1</address>"));
+
+    EXPECT_THAT(shell("ip -4 -o addr show eth0"),
+                AllOf(HasSubstr("10.0.0.1/8"), HasSubstr("10.0.0.2/8")));
+}
+
+TEST_F(Pairs, OfAddressesKeepTheOneThatIsLeft)
+{
+    change("<delete><address name=\"a\"/></delete>");
+    EXPECT_THAT(shell("ip -4 -o addr show eth0"),
+                AllOf(HasSubstr("10.0.0.2/8"), Not(HasSubstr("10.0.0.1/8"))));
+
+    change("<insert>" + address("a", "10.0.0.1") + "</insert>" +
+           update("address", "b", "<address>10.0.0.3</address>"));
+    EXPECT_THAT(shell("ip -4 -o addr show eth0"),
+                AllOf(HasSubstr("10.0.0.1/8"), HasSubstr("10.0.0.3/8")));
+}
+
+TEST_F(Pairs, OfRoutesCanBeExchanged)
+{
+    change(update("route", "r", "<destination>172.17.0.0/16</destination>") +
+           update("route", "s", "<destination>172.16.0.0/16</destination>"));
+
+    EXPECT_THAT(shell("ip route show"),
+                AllOf(HasSubstr("172.16.0.0/16"), HasSubstr("172.17.0.0/16")));
+}
+
 class Leased : public Networks {
 protected:
     void SetUp() override
@@ -266,98 +341,5 @@ TEST_F(Leased, AddressesEndTheirClientWhenTheyAreDeleted)
 
     EXPECT_EQ(shell("pgrep -c sleep"), "0\n");
 }
-
-struct Refusal {
-    const char *name;
-    const char *operation;
-};
-
-constexpr Refusal refusals[] = {
-    {"BridgesOfTextsThatAreNoNames",
-     "<update><interface name=\"br0\"><members>eth0 -x</members></interface></update>"},
-    {"VlansWithoutAParent",
-     "<insert><interface name=\"v\"><kind>vlan</kind><id>5</id></interface></insert>"},
-    {"VlanNumbersOutOfRange",
-     "<update><interface name=\"eth1.5\"><id>4095</id></interface></update>"},
-    {"KindsThatAreNone",
-     "<insert><interface name=\"x\"><kind>token-ring</kind></interface></insert>"},
-    {"AnotherKind", "<update><interface name=\"br0\"><kind>vlan</kind></interface></update>"},
-    {"AddressesWithoutAPrefix", "<insert><address name=\"x\"><kind>static-address</kind>"
-                                "<interface>br0</interface><address>10.0.0.1</address></address>"
-                                "</insert>"},
-    {"AddressesNowhere", "<update><address name=\"lan\"><interface/></address></update>"},
-    {"DestinationsWithoutAPrefix",
-     "<update><route name=\"out\"><destination>10.0.0.0</destination></route></update>"},
-    {"DestinationsThatEndInABlank",
-     "<update><route name=\"out\"><destination>10.0.0.0/ 8</destination></route></update>"},
-    {"DestinationsOutOfRange",
-     "<update><route name=\"out\"><destination>10.0.0.0/33</destination></route></update>"},
-    {"GatewaysThatAreNoAddresses",
-     "<update><route name=\"out\"><gateway>gate</gateway></route></update>"},
-    {"ServersThatAreNames", "<update><resolver><servers>dns.example</servers></resolver></update>"},
-    {"DomainsThatAreNone", "<update><resolver><search>a..b</search></resolver></update>"},
-};
-
-class NetworkRefusals : public Networks, public testing::WithParamInterface<Refusal> {};
-
-TEST_P(NetworkRefusals, ChangeNothing)
-{
-    boot_and_forget();
-
-    EXPECT_THAT(change(GetParam().operation), HasSubstr("<rc>1</rc>"));
-
-    EXPECT_EQ(commands(), "");
-    EXPECT_EQ(read_file(vorn::test::startup_file), startup);
-}
-
-INSTANTIATE_TEST_SUITE_P(Of, NetworkRefusals, testing::ValuesIn(refusals),
-                         [](const auto &each) { return std::string(each.param.name); });
-
-struct Change {
-    const char *name;
-    const char *operation;
-    const char *commands;
-};
-
-constexpr Change changes[] = {
-    {"AMemberLess", "<update><interface name=\"br0\"><members>eth0</members></interface></update>",
-     "link set dev eth1.5 nomaster\n"},
-    {"AnotherOrderOfMembers",
-     "<update><interface name=\"br0\"><members>eth1.5  eth0</members></interface></update>", ""},
-    {"AMemberMore",
-     "<update><interface name=\"br0\"><members>eth0 eth1.5 to-eth0</members></interface></update>",
-     "link set dev to-eth0 master br0\n"},
-    {"TheSpanningTree", "<update><interface name=\"br0\"><stp>off</stp></interface></update>",
-     "link set dev br0 type bridge stp_state 0\n"},
-    {"AStatusThatTakesRoutesAway",
-     "<update><interface name=\"br0\"><status>down</status></interface></update>",
-     "link set dev br0 down\n"},
-    {"AnAddress", "<update><address><address>192.168.1.9</address></address></update>",
-     "addr del 192.168.1.1/24 dev br0\naddr replace 192.168.1.9/24 dev br0\n"
-     "route replace default via 192.168.1.254\n"},
-    {"AnotherAddress",
-     "<insert><address name=\"x\"><kind>static-address</kind><interface>eth1</interface>"
-     "<address>10.0.0.1</address><prefix>8</prefix></address></insert>",
-     "addr replace 10.0.0.1/8 dev eth1\nroute replace default via 192.168.1.254\n"},
-    {"AGateway", "<update><route><gateway>192.168.1.253</gateway></route></update>",
-     "route del default via 192.168.1.254\nroute replace default via 192.168.1.253\n"},
-    {"NoRoute", "<delete><route/></delete>", "route del default via 192.168.1.254\n"},
-    {"TheResolver", "<update><resolver><search>example.org</search></resolver></update>", ""},
-    {"NothingNew", "<update><interface><status>up</status></interface></update>", ""},
-};
-
-class NetworkChanges : public Networks, public testing::WithParamInterface<Change> {};
-
-TEST_P(NetworkChanges, RunOnlyWhatTheyAskFor)
-{
-    boot_and_forget();
-
-    EXPECT_THAT(change(GetParam().operation), HasSubstr("<rc>0</rc>"));
-
-    EXPECT_EQ(commands(), GetParam().commands);
-}
-
-INSTANTIATE_TEST_SUITE_P(Of, NetworkChanges, testing::ValuesIn(changes),
-                         [](const auto &each) { return std::string(each.param.name); });
 
 } // namespace

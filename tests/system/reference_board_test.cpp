@@ -67,6 +67,27 @@ TEST_F(ReferenceBoards, ApplyTheHostNameBeforeTheNetworkAndSaveLast)
     EXPECT_THAT(console(), HasSubstr("     system\n     network\n     save\n"));
 }
 
+TEST_F(ReferenceBoards, ApplyTheNetworkBeforeWhatNeedsItAndSaveLastWithAllPlugins)
+{
+    for (const char *name : {"dhcp.vorn", "log.vorn", "schema.vorn", "time.vorn", "wireless.vorn"})
+        install_plugin(name);
+
+    boot({"-f", "-d"});
+
+    const std::string log = console();
+    const auto place_of = [&](const std::string &provider) {
+        const auto place = log.find("     " + provider + "\n");
+        EXPECT_NE(place, std::string::npos) << provider;
+        return place;
+    };
+    for (const char *later : {"wireless", "dhcp", "time", "log"}) {
+        EXPECT_LT(place_of("network"), place_of(later)) << later;
+        EXPECT_LT(place_of(later), place_of("save")) << later;
+    }
+    EXPECT_LT(place_of("system"), place_of("network"));
+    EXPECT_LT(place_of("wireless"), place_of("dhcp"));
+}
+
 TEST_F(ReferenceBoards, ApplyAndSaveATransaction)
 {
     boot();

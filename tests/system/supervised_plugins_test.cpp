@@ -142,6 +142,17 @@ TEST_F(SupervisedPlugins, WaitLongerEachTimeAProgramFails)
     EXPECT_EQ(status_of("log"), "running");
 }
 
+TEST_F(SupervisedPlugins, SayThatAProgramIsMissing)
+{
+    set_environment("PATH", "/nowhere");
+
+    boot();
+
+    EXPECT_TRUE(console_shows("ntpd has ended; it is started again in 2 s."));
+    EXPECT_TRUE(console_shows("syslogd has ended; it is started again in 2 s."));
+    EXPECT_EQ(status_of("time") + status_of("log"), "failedfailed");
+}
+
 TEST_F(SupervisedPlugins, TryAtOnceWithAnyCommit)
 {
     stand_in("ntpd", "exit 1");
@@ -177,6 +188,10 @@ TEST_F(SupervisedPlugins, RefuseWhatNoProgramCouldUse)
           "<insert><ntp-server name=\"b\"/></insert>",
           "<update><log><level>9</level></log></update>",
           "<update><log><remote-port>0</remote-port></log></update>",
+          "<update><log><level>+5</level></log></update>",
+          "<update><log><remote-port>&#10;514</remote-port></log></update>",
+          "<update><log><remote>&#10;10.0.0.1</remote></log></update>",
+          "<insert><ntp-server name=\"b\"><address>+1.2.3.4</address></ntp-server></insert>",
           "<update><log><remote>-x</remote></log></update>",
           "<update><time><enabled>yes</enabled></time></update>"}) {
         EXPECT_THAT(change(operation), HasSubstr("<rc>1</rc>")) << operation;

@@ -107,6 +107,26 @@ TEST_F(SystemSettings, AreTriedAgainWithTheNextCommit)
     EXPECT_EQ(state("state"), "applied");
 }
 
+TEST_F(SystemSettings, AreLeftAloneWithoutActions)
+{
+    shut_down();
+    write_file("/etc/TZ", "untouched\n");
+
+    boot({"-f", "-n"});
+
+    EXPECT_EQ(read_file("/etc/TZ"), "untouched\n");
+}
+
+TEST_F(SystemSettings, AreNeverLedToAFolderOfZones)
+{
+    shell("mkdir -p /tmp/zones/Test && mount --bind /tmp/zones /usr/share/zoneinfo");
+    const std::string before = shell("readlink /etc/localtime");
+
+    set_zone("Test");
+
+    EXPECT_EQ(shell("readlink /etc/localtime"), before);
+}
+
 TEST_F(SystemSettings, RunNothingForAZone)
 {
     set_zone("CET-2");

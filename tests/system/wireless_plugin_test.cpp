@@ -1,7 +1,5 @@
 /* SPDX-License-Identifier: MIT */
 /* Radios and their networks: what hostapd is told, when it reads it again, when it starts anew. */
-#include "support/device.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,75 +7,21 @@
 #include <string>
 #include <vector>
 
+#include "access_points.h"
+
 namespace {
 
 using testing::AllOf;
-using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
-constexpr char config_file[] = "/var/run/vorn-hostapd-wlan0.conf";
-constexpr char keys_file[] = "/etc/config/wireless-keys";
+using vorn::tests::access_point;
+using vorn::tests::AccessPoints;
+using vorn::tests::hostapd_file;
+
 constexpr char access_file[] = "/var/run/vorn-hostapd-wlan0_1.macs";
 constexpr char hostapd_command[] = "hostapd /var/run/vorn-hostapd-wlan0.conf";
-constexpr char key[] = "correct horse battery";
-
-constexpr char startup[] =
-    "<config><radio name=\"wlan0\"><mode>g</mode><channel>6</channel><status>up</status></radio>"
-    "<wireless-network name=\"home\"><radio>wlan0</radio><ssid>attic</ssid>"
-    "<security>wpa2-psk</security><key>correct horse battery</key><bridge>br0</bridge>"
-    "</wireless-network>"
-    "<wireless-network name=\"guests\"><radio>wlan0</radio><ssid>caf\u00E9</ssid>"
-    "<security>none</security><hidden>on</hidden><isolation>on</isolation>"
-    "<max-stations>5</max-stations><access-list>family</access-list></wireless-network>"
-    "<access-list name=\"family\"><mac>00:11:22:33:44:55</mac></access-list>"
-    "<access-list name=\"others\"><mac>00:11:22:33:44:00</mac></access-list>"
-    "<access-list name=\"family\"><mac>00:11:22:33:44:66</mac></access-list></config>";
-
-class AccessPoints : public vorn::tests::Device {
-protected:
-    void SetUp() override
-    {
-        Device::SetUp();
-        install_plugin("wireless.vorn");
-        install_plugin("save.vorn");
-        stand_in("hostapd", "trap 'echo again >>/tmp/again' HUP; echo >/tmp/ready\n"
-                            "while :; do sleep 0.02; done");
-        stand_in("iw", "cat /tmp/stations 2>/dev/null; test ! -e /tmp/no-power");
-        write_file(vorn::test::startup_file, startup);
-    }
-
-    void boot_and_forget()
-    {
-        boot();
-        ASSERT_TRUE(comes_true([] { return exists("/tmp/ready"); }));
-        forget_runs();
-    }
-
-    static std::string change(const std::string &operations)
-    {
-        return lsql("<lsql><write-transaction>" + operations + "</write-transaction></lsql>");
-    }
-
-    static std::string change_network(const std::string &values)
-    {
-        return change("<update><wireless-network name=\"home\">" + values +
-                      "</wireless-network></update>");
-    }
-
-    static std::string value_of(const std::string &klass, const std::string &name,
-                                const std::string &property)
-    {
-        const std::string answer = lsql("<lsql><select><" + klass + " name=\"" + name + "\"><" +
-                                        property + "/></" + klass + "></select></lsql>");
-        const auto begin = answer.find("<" + property + ">") + property.size() + 2;
-        return answer.substr(begin, answer.find("</" + property + ">") - begin);
-    }
-
-    static std::string mode_of(const std::string &path) { return shell("stat -c %a " + path); }
-};
 
 TEST_F(AccessPoints, TellTheirDaemonEverythingAtBoot)
 {
@@ -85,7 +29,7 @@ TEST_F(AccessPoints, TellTheirDaemonEverythingAtBoot)
 
     EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
     EXPECT_THAT(commands_run(), ElementsAre(hostapd_command));
-    EXPECT_EQ(read_file(config_file),
+    EXPECT_EQ(read_file(hostapd_file),
               "interface=wlan0\ndriver=nl80211\nctrl_interface=/var/run/vorn-hostapd\n"
               "country_code=US\nieee80211d=1\nhw_mode=g\nchannel=6\nwmm_enabled=1\nieee80211n=1\n"
               "bridge=br0\nssid2=6174746963\nignore_broadcast_ssid=0\nap_isolate=0\n"
@@ -106,7 +50,7 @@ TEST_F(AccessPoints, TakeOnlyListedStationsWhereThePolicyIsToAccept)
     change("<update><wireless-network name=\"guests\"><access-policy>accept</access-policy>"
            "</wireless-network></update>");
 
-    EXPECT_THAT(read_file(config_file),
+    EXPECT_THAT(read_file(hostapd_file),
                 HasSubstr("macaddr_acl=1\naccept_mac_file=/var/run/vorn-hostapd-wlan0_1.macs\n"));
 }
 
@@ -116,8 +60,8 @@ TEST_F(AccessPoints, AskForSaeAndProtectedFrames)
 
     change_network("<security>wpa3-sae</security>");
 
-    EXPECT_THAT(read_file(config_file), HasSubstr("wpa_key_mgmt=SAE\nrsn_pairwise=CCMP\n"
-                                                  "ieee80211w=2\n"));
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("wpa_key_mgmt=SAE\nrsn_pairwise=CCMP\n"
+                                                   "ieee80211w=2\n"));
 }
 
 TEST_F(AccessPoints, AreInTheCountryThatTheFactoryChose)
@@ -128,7 +72,7 @@ TEST_F(AccessPoints, AreInTheCountryThatTheFactoryChose)
     EXPECT_THAT(change("<update><radio><mode>b</mode><channel>14</channel></radio></update>"),
                 HasSubstr("<rc>0</rc>"));
 
-    EXPECT_THAT(read_file(config_file),
+    EXPECT_THAT(read_file(hostapd_file),
                 AllOf(HasSubstr("country_code=JP\n"), HasSubstr("hw_mode=b\nchannel=14\n"),
                       HasSubstr("ieee80211n=0\n")));
 }
@@ -157,18 +101,81 @@ TEST_F(AccessPoints, SayThatTheCountryCannotBeRead)
 TEST_F(AccessPoints, LeaveOnTheAirWhatTheModeDoesNotAllow)
 {
     boot_and_forget();
-    const std::string before = read_file(config_file);
+    const std::string before = read_file(hostapd_file);
 
     change("<update><radio><mode>a</mode></radio></update>");
 
     EXPECT_EQ(value_of("radio", "wlan0", "state"), "the mode does not have the channel");
     EXPECT_TRUE(console_shows("wireless: radio wlan0: the mode does not have the channel.\n"));
-    EXPECT_EQ(read_file(config_file), before);
+    EXPECT_EQ(read_file(hostapd_file), before);
     EXPECT_THAT(commands_run(), IsEmpty());
 
     change("<update><radio><channel>36</channel></radio></update>");
     EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
     EXPECT_EQ(value_of("radio", "wlan0", "state"), "running");
+}
+
+TEST_F(AccessPoints, CanBeSwitchedOffWhateverTheirChannel)
+{
+    boot_and_forget();
+
+    change("<update><radio><mode>a</mode></radio></update>");
+    change("<update><radio><status>down</status></radio></update>");
+
+    EXPECT_EQ(shell("kill -0 $(cat /var/run/vorn-hostapd-wlan0.pid) 2>/dev/null || echo gone"),
+              "gone\n");
+    EXPECT_FALSE(exists(hostapd_file));
+}
+
+TEST_F(AccessPoints, LeaveThePowerToTheDriverWhenTheRadioIsDeleted)
+{
+    boot_and_forget();
+    change("<update><radio><power>17</power></radio></update>");
+
+    change("<delete><radio/></delete>");
+
+    EXPECT_THAT(commands_run(), ElementsAre("iw dev wlan0 set txpower fixed 1700",
+                                            "iw dev wlan0 set txpower auto"));
+}
+
+TEST_F(AccessPoints, MoveToARadioOfAnotherName)
+{
+    boot_and_forget();
+
+    change("<delete><radio name=\"wlan0\"/></delete><insert><radio name=\"wlan1\">"
+           "<mode>g</mode><channel>6</channel><status>up</status></radio></insert>"
+           "<update><wireless-network><radio>wlan1</radio></wireless-network></update>");
+
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    EXPECT_THAT(commands_run(), ElementsAre("hostapd /var/run/vorn-hostapd-wlan1.conf"));
+    EXPECT_FALSE(exists(hostapd_file));
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "running");
+}
+
+TEST_F(AccessPoints, StartOnceWhenTheRadioIsReplacedByOneOfItsName)
+{
+    boot_and_forget();
+
+    change("<delete><radio/></delete><insert><radio name=\"wlan0\"><mode>g</mode>"
+           "<channel>11</channel><status>up</status></radio></insert>");
+
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    EXPECT_THAT(commands_run(), ElementsAre(hostapd_command));
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("channel=11\n"));
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "running");
+}
+
+TEST_F(AccessPoints, ForgetANetworkThatCouldNotBeAndIsDeleted)
+{
+    install_plugin("time.vorn");
+    boot();
+    change_network("<key/>");
+    change("<delete><wireless-network name=\"home\"/></delete>");
+    shell("echo >/var/run/vorn-hostapd-wlan0.macs");
+
+    change("<update><time><enabled>off</enabled></time></update>");
+
+    EXPECT_EQ(read_file("/var/run/vorn-hostapd-wlan0.macs"), "\n");
 }
 
 TEST_F(AccessPoints, StartTheirDaemonAgainWhenItWasKilled)
@@ -201,7 +208,7 @@ TEST_F(AccessPoints, EndTheirDaemonWithTheRadioOrTheLastNetwork)
 
     change("<delete><wireless-network/></delete>");
     EXPECT_EQ(value_of("radio", "wlan0", "state"), "stopped");
-    EXPECT_FALSE(exists(config_file));
+    EXPECT_FALSE(exists(hostapd_file));
     change("<delete><radio/></delete>");
     EXPECT_EQ(shell("kill -0 $(cat /var/run/vorn-hostapd-wlan0.pid) 2>/dev/null || echo gone"),
               "gone\n");
@@ -210,16 +217,16 @@ TEST_F(AccessPoints, EndTheirDaemonWithTheRadioOrTheLastNetwork)
 TEST_F(AccessPoints, SayThatTheConfigurationCannotBeWritten)
 {
     boot_and_forget();
-    std::filesystem::create_directory(std::string(config_file) + ".new");
+    std::filesystem::create_directory(std::string(hostapd_file) + ".new");
 
     change_network("<ssid>new</ssid>");
 
     EXPECT_EQ(value_of("radio", "wlan0", "state"), "can't write the configuration of hostapd");
-    EXPECT_THAT(read_file(config_file), HasSubstr("ssid2=6174746963\n"));
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("ssid2=6174746963\n"));
     EXPECT_FALSE(exists("/tmp/again"));
-    std::filesystem::remove(std::string(config_file) + ".new");
+    std::filesystem::remove(std::string(hostapd_file) + ".new");
     change("<insert><access-list name=\"x\"><mac>00:11:22:33:44:77</mac></access-list></insert>");
-    EXPECT_THAT(read_file(config_file), HasSubstr("ssid2=6e6577\n"));
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("ssid2=6e6577\n"));
     EXPECT_EQ(value_of("radio", "wlan0", "state"), "running");
 }
 
@@ -250,7 +257,7 @@ TEST_F(AccessPoints, CarryNoMoreNetworksThanTheRadioCan)
 
     change(more);
 
-    EXPECT_EQ(count(read_file(config_file), "bss="), 7);
+    EXPECT_EQ(count(read_file(hostapd_file), "bss="), 7);
     EXPECT_EQ(value_of("wireless-network", "g", "state"), "the radio carries no more");
 }
 
@@ -305,6 +312,27 @@ constexpr Change changes[] = {
      "</update>",
      "", false},
     {"TheChannel", "<update><radio><channel>11</channel></radio></update>", hostapd_command, false},
+    {"TheMode", "<update><radio><mode>b</mode></radio></update>", hostapd_command, false},
+    {"TheStatus", "<update><radio><status>down</status></radio></update>", "", false},
+    {"Hiding",
+     "<update><wireless-network name=\"home\"><hidden>on</hidden></wireless-network></update>", "",
+     true},
+    {"Isolation",
+     "<update><wireless-network name=\"home\"><isolation>on</isolation></wireless-network>"
+     "</update>",
+     "", true},
+    {"AnAccessList",
+     "<update><wireless-network name=\"home\"><access-list>family</access-list>"
+     "</wireless-network></update>",
+     "", true},
+    {"AnAccessPolicy",
+     "<update><wireless-network name=\"guests\"><access-policy>accept</access-policy>"
+     "</wireless-network></update>",
+     "", true},
+    {"ANetworkOfAnotherRadio",
+     "<update><wireless-network name=\"guests\"><radio>wlan1</radio></wireless-network>"
+     "</update>",
+     hostapd_command, false},
     {"TheSecurity",
      "<update><wireless-network name=\"home\"><security>none</security>"
      "</wireless-network></update>",
@@ -378,144 +406,18 @@ class WirelessRefusals : public AccessPoints, public testing::WithParamInterface
 TEST_P(WirelessRefusals, ChangeNothing)
 {
     boot_and_forget();
-    const std::string before = read_file(config_file);
+    const std::string before = read_file(hostapd_file);
 
     EXPECT_THAT(change(GetParam().operation), HasSubstr("<rc>1</rc>"));
 
-    EXPECT_EQ(read_file(config_file), before);
-    EXPECT_EQ(read_file(vorn::test::startup_file), startup);
+    EXPECT_EQ(read_file(hostapd_file), before);
+    EXPECT_EQ(read_file(vorn::test::startup_file), access_point);
     EXPECT_THAT(commands_run(), IsEmpty());
     EXPECT_FALSE(exists("/tmp/again"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, WirelessRefusals, testing::ValuesIn(refusals),
                          [](const auto &each) { return std::string(each.param.name); });
-
-class Keys : public AccessPoints {
-protected:
-    static std::string reference() { return value_of("wireless-network", "home", "key"); }
-};
-
-TEST_F(Keys, AreReplacedByAReferenceForWhoeverReads)
-{
-    boot();
-
-    EXPECT_THAT(reference(), ContainsRegex("^\\*{8} [0-9a-f]{8}$"));
-    EXPECT_THAT(lsql("<lsql><select><wireless-network properties=\"all\"/></select></lsql>"),
-                Not(HasSubstr(key)));
-}
-
-TEST_F(Keys, AreReplacedBeforeTheConfigurationIsSaved)
-{
-    boot();
-
-    change_network("<key>another secret</key>");
-
-    const std::string saved = read_file(vorn::test::startup_file);
-    EXPECT_THAT(saved, AllOf(Not(HasSubstr(key)), Not(HasSubstr("another secret")),
-                             HasSubstr("<key>" + reference() + "</key>")));
-    EXPECT_THAT(read_file(config_file), HasSubstr("\nwpa_passphrase=another secret\n"));
-}
-
-TEST_F(Keys, AreInFilesThatOnlyRootMayRead)
-{
-    boot();
-
-    EXPECT_EQ(mode_of(config_file) + mode_of(keys_file), "600\n600\n");
-    EXPECT_THAT(read_file(keys_file), HasSubstr(" correct horse battery\n"));
-}
-
-TEST_F(Keys, AreNotInTheLog)
-{
-    boot();
-    change_network("<key>another secret</key>");
-
-    EXPECT_THAT(console() + standard_error(),
-                AllOf(Not(HasSubstr(key)), Not(HasSubstr("another secret"))));
-}
-
-TEST_F(Keys, SurviveARestart)
-{
-    boot();
-    change_network("<key>another secret</key>");
-    shut_down();
-
-    boot();
-
-    EXPECT_THAT(read_file(config_file), HasSubstr("\nwpa_passphrase=another secret\n"));
-}
-
-TEST_F(Keys, OfAnOlderConfigurationAreStillThere)
-{
-    boot();
-    change_network("<ssid>first</ssid>");
-    const std::string older = read_file(vorn::test::startup_file);
-    change_network("<key>another secret</key>");
-    shut_down();
-    write_file(vorn::test::startup_file, older);
-
-    boot();
-
-    EXPECT_THAT(read_file(config_file), HasSubstr("\nwpa_passphrase=correct horse battery\n"));
-}
-
-TEST_F(Keys, InUseStayWhateverBecomesOfOthers)
-{
-    boot();
-    change("<insert><wireless-network name=\"busy\"><radio>wlan0</radio><ssid>x</ssid>"
-           "<security>wpa2-psk</security></wireless-network></insert>");
-    for (int i = 0; i < 300; i++) {
-        change("<update><wireless-network name=\"busy\"><key>secret " + std::to_string(1000 + i) +
-               "</key></wireless-network></update>");
-    }
-
-    EXPECT_THAT(read_file(config_file), AllOf(HasSubstr("\nwpa_passphrase=correct horse battery\n"),
-                                              HasSubstr("\nwpa_passphrase=secret 1299\n")));
-    EXPECT_EQ(count(read_file(keys_file), "\n"), 256);
-}
-
-TEST_F(Keys, ThatAreNotOnThisDeviceLeaveTheNetworkOffTheAir)
-{
-    boot();
-
-    change_network("<key>******** 00000000</key>");
-
-    EXPECT_EQ(value_of("wireless-network", "home", "state"), "its key is not on this device");
-    EXPECT_THAT(read_file(config_file), Not(HasSubstr("ssid2=6174746963")));
-}
-
-TEST_F(Keys, ThatAreMissingDoNotOpenTheNetwork)
-{
-    boot();
-
-    change_network("<key/>");
-
-    EXPECT_EQ(value_of("wireless-network", "home", "state"), "no key");
-    EXPECT_THAT(read_file(config_file), Not(HasSubstr("ssid2=6174746963")));
-}
-
-TEST_F(Keys, OfAnUpdateThatIsNotCommittedCannotBeReadEither)
-{
-    boot();
-    lsql("<lsql><update><wireless-network name=\"home\"><key>another secret</key>"
-         "</wireless-network></update><select><radio/></select></lsql>");
-
-    EXPECT_THAT(reference(), ContainsRegex("^\\*{8} [0-9a-f]{8}$"));
-}
-
-TEST_F(Keys, AreWrittenAgainWhenTheyCouldNotBe)
-{
-    boot();
-    std::filesystem::create_directory(std::string(keys_file) + ".new");
-    change_network("<key>another secret</key>");
-    EXPECT_TRUE(console_shows("wireless: can't write /etc/config/wireless-keys: File exists.\n"));
-    EXPECT_THAT(read_file(config_file), HasSubstr("\nwpa_passphrase=another secret\n"));
-
-    std::filesystem::remove(std::string(keys_file) + ".new");
-    change_network("<hidden>off</hidden>");
-
-    EXPECT_THAT(read_file(keys_file), HasSubstr(" another secret\n"));
-}
 
 class Stations : public AccessPoints {
 protected:

@@ -29,6 +29,9 @@ class AccessPoint(Device):
         super().__init__(radios=True)
 
     def boot(self):
+        # Of the host's programs these may be missing, or be others; busybox's are meant.
+        for program in ("udhcpc", "syslogd"):
+            self.check(f"ln -sf /run/vm/busybox /usr/bin/{program}")
         self.write(COUNTRY, "DE\n")
         self.write(STARTUP, CONFIGURATION)
         self.start_daemon()
@@ -50,7 +53,8 @@ class AccessPoint(Device):
             ">/dev/null 2>&1 && cat /proc/uptime").splitlines()
         print(f"applied in {float(after.split()[0]) - float(before.split()[0]):.2f} s: {request}")
 
-    def on_the_air(self, name, value):
+    @staticmethod
+    def on_the_air(name, value):
         """A command that succeeds when hostapd says so."""
         return (f"hostapd_cli -p /var/run/vorn-hostapd -i wlan0 status | "
                 f"grep -Fxq '{name}={value}'")

@@ -6,6 +6,63 @@ import unittest
 from access_point import HOSTAPD, KEY, AccessPoint
 from device import STARTUP
 
+
+def in_hostapds_file(line):
+    return f"grep -Fxq '{line}' {HOSTAPD}"
+
+
+ON_THE_AIR = AccessPoint.on_the_air
+# Requests, and what shows that each is applied.
+CHANGES = (
+    ("vornctl set system hostname=cellar", "test $(hostname) = cellar"),
+    ("vornctl set system time-zone=CET-1", "grep -Fxq CET-1 /etc/TZ"),
+    ("vornctl set wireless-network home ssid=cellar", ON_THE_AIR("ssid[0]", "cellar")),
+    ("vornctl set wireless-network home 'key=battery staple'",
+     in_hostapds_file("wpa_passphrase=battery staple")),
+    ("vornctl set wireless-network home hidden=on", in_hostapds_file("ignore_broadcast_ssid=1")),
+    ("vornctl set wireless-network home max-stations=9", in_hostapds_file("max_num_sta=9")),
+    ("vornctl set wireless-network home access-list=some", in_hostapds_file("macaddr_acl=0")),
+    ("vornctl add access-list some mac=00:11:22:33:44:55",
+     "grep -Fq 00:11:22:33:44:55 /var/run/vorn-hostapd-wlan0.macs"),
+    ("vornctl delete access-list some",
+     "test ! -s /var/run/vorn-hostapd-wlan0.macs"),
+    ("vornctl set wireless-network home security=wpa3-sae",
+     f"{in_hostapds_file('wpa_key_mgmt=SAE')} && {ON_THE_AIR('state', 'ENABLED')}"),
+    ("vornctl set radio wlan0 channel=11", ON_THE_AIR("channel", "11")),
+    ("vornctl set radio wlan0 mode=b",
+     f"{in_hostapds_file('hw_mode=b')} && {ON_THE_AIR('state', 'ENABLED')}"),
+    ("vornctl set radio wlan0 power=10", "iw dev wlan0 info | grep -q 'txpower 10.00 dBm'"),
+    ("vornctl set radio wlan0 status=down", "! pidof hostapd"),
+    ("vornctl set radio wlan0 status=up", ON_THE_AIR("state", "ENABLED")),
+    ("vornctl set address lan address=192.168.7.2", "ip addr show br0 | grep -q 192.168.7.2/24"),
+    ("vornctl set address lan address=192.168.7.1", "ip addr show br0 | grep -q 192.168.7.1/24"),
+    ("vornctl set dhcp-pool lan lease-time=600",
+     "grep -q ,600 /var/run/vorn-dnsmasq.conf && pidof dnsmasq"),
+    ("vornctl add dhcp-host printer mac=00:11:22:33:44:55 address=192.168.7.20",
+     "grep -Fq 192.168.7.20 /var/run/vorn-dnsmasq.hosts"),
+    ("vornctl delete dhcp-host printer", "test ! -s /var/run/vorn-dnsmasq.hosts"),
+    ("vornctl set dhcp enabled=off", "! pidof dnsmasq"),
+    ("vornctl set dhcp enabled=on", "pidof dnsmasq"),
+    ("vornctl add interface v9 kind=vlan parent=br0 id=9 status=up",
+     "ip -d link show v9 | grep -q 'id 9 '"),
+    ("vornctl set interface v9 mtu=1400", "ip link show v9 | grep -q 'mtu 1400'"),
+    ("vornctl set interface v9 status=down", "! ip link show v9 | grep -q ,UP"),
+    ("vornctl add interface b9 kind=bridge status=up", "ip link show b9 | grep -q ,UP"),
+    ("vornctl set interface b9 members=v9", "ip link show master b9 | grep -q v9"),
+    ("vornctl set interface b9 stp=on", "ip -d link show b9 | grep -q 'stp_state 1'"),
+    ("vornctl add address wan kind=dhcp-address interface=b9", "pgrep -fx 'udhcpc -f -i b9'"),
+    ("vornctl delete address wan", "! pgrep -fx 'udhcpc -f -i b9'"),
+    ("vornctl add route out destination=172.16.0.0/12 gateway=192.168.7.9",
+     "ip route show 172.16.0.0/12 | grep -q 192.168.7.9"),
+    ("vornctl delete route out", "test -z \"$(ip route show 172.16.0.0/12)\""),
+    ("vornctl delete interface b9", "! ip link show b9"),
+    ("vornctl delete interface v9", "! ip link show v9"),
+    ("vornctl set resolver servers=192.168.7.9", "grep -q 192.168.7.9 /etc/resolv.conf"),
+    ("vornctl set log enabled=on level=5", "pgrep -fx 'syslogd -n -l 5'"),
+    ("vornctl set log enabled=off", "! pgrep -x syslogd"),
+)
+
+
 class AnAccessPoint(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -104,25 +161,8 @@ class AnAccessPoint(unittest.TestCase):
         self.assert_joins("attic", KEY)
 
     def test_applies_each_kind_of_change_within_a_moment(self):
-        for request, sign in (
-                ("vornctl set wireless-network home ssid=cellar",
-                 self.device.on_the_air("ssid[0]", "cellar")),
-                ("vornctl set radio wlan0 channel=11",
-                 self.device.on_the_air("channel", "11")),
-                ("vornctl set radio wlan0 power=10",
-                 "iw dev wlan0 info | grep -q 'txpower 10.00 dBm'"),
-                ("vornctl set address lan address=192.168.7.2",
-                 "ip addr show br0 | grep -q 192.168.7.2/24"),
-                ("vornctl set address lan address=192.168.7.1",
-                 "ip addr show br0 | grep -q 192.168.7.1/24"),
-                ("vornctl set system hostname=cellar", "test $(hostname) = cellar"),
-                ("vornctl set dhcp-pool lan lease-time=600",
-                 "grep -q ,600 /var/run/vorn-dnsmasq.conf && pidof dnsmasq"),
-                ("vornctl add interface v9 kind=vlan parent=br0 id=9 status=up",
-                 "ip -d link show v9 | grep -q 'id 9 '"),
-                ("vornctl delete interface v9", "! ip link show v9"),
-                ("vornctl set resolver servers=192.168.7.9",
-                 "grep -q 192.168.7.9 /etc/resolv.conf")):
+        self.addCleanup(self.device.set_network, "access-list=", "hidden=off", "max-stations=")
+        for request, sign in CHANGES:
             self.device.applied(request, sign)
 
     def test_hides_its_keys(self):

@@ -1,0 +1,117 @@
+/* SPDX-License-Identifier: MIT */
+/* What each change of the network runs, and what is refused. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "networks.h"
+
+namespace {
+
+using testing::HasSubstr;
+using vorn::tests::bridged_network;
+using vorn::tests::Networks;
+
+struct Refusal {
+    const char *name;
+    const char *operation;
+};
+
+constexpr Refusal refusals[] = {
+    {"BridgesOfTextsThatAreNoNames",
+     "<update><interface name=\"br0\"><members>eth0 -x</members></interface></update>"},
+    {"VlansWithoutAParent",
+     "<insert><interface name=\"v\"><kind>vlan</kind><id>5</id></interface></insert>"},
+    {"VlanNumbersOutOfRange",
+     "<update><interface name=\"eth1.5\"><id>4095</id></interface></update>"},
+    {"KindsThatAreNone",
+     "<insert><interface name=\"x\"><kind>token-ring</kind></interface></insert>"},
+    {"AnotherKind", "<update><interface name=\"br0\"><kind>vlan</kind></interface></update>"},
+    {"AddressesWithoutAPrefix", "<insert><address name=\"x\"><kind>static-address</kind>"
+                                "<interface>br0</interface><address>10.0.0.1</address></address>"
+                                "</insert>"},
+    {"AddressesNowhere", "<update><address name=\"lan\"><interface/></address></update>"},
+    {"DestinationsWithoutAPrefix",
+     "<update><route name=\"out\"><destination>10.0.0.0</destination></route></update>"},
+    {"DestinationsThatEndInABlank",
+     "<update><route name=\"out\"><destination>10.0.0.0/ 8</destination></route></update>"},
+    {"DestinationsOutOfRange",
+     "<update><route name=\"out\"><destination>10.0.0.0/33</destination></route></update>"},
+    {"GatewaysThatAreNoAddresses",
+     "<update><route name=\"out\"><gateway>gate</gateway></route></update>"},
+    {"ServersThatAreNames", "<update><resolver><servers>dns.example</servers></resolver></update>"},
+    {"LinesInDomains", "<update><resolver><search>aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"
+                       "aaaaaaaaaaaaaa.a&#10;nameserver&#9;6.6.6.6</search></resolver></update>"},
+    {"MtusThatAreNoPlainNumbers",
+     "<update><interface name=\"eth0\"><mtu>&#10;1400</mtu></interface></update>"},
+    {"VlanNumbersThatAreNoPlainNumbers",
+     "<update><interface name=\"eth1.5\"><id>+5</id></interface></update>"},
+    {"DomainsThatAreNone", "<update><resolver><search>a..b</search></resolver></update>"},
+};
+
+class NetworkRefusals : public Networks, public testing::WithParamInterface<Refusal> {};
+
+TEST_P(NetworkRefusals, ChangeNothing)
+{
+    boot_and_forget();
+
+    EXPECT_THAT(change(GetParam().operation), HasSubstr("<rc>1</rc>"));
+
+    EXPECT_EQ(commands(), "");
+    EXPECT_EQ(read_file(vorn::test::startup_file), bridged_network);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, NetworkRefusals, testing::ValuesIn(refusals),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+struct Change {
+    const char *name;
+    const char *operation;
+    const char *commands;
+};
+
+constexpr Change changes[] = {
+    {"AMemberLess", "<update><interface name=\"br0\"><members>eth0</members></interface></update>",
+     "link set dev eth1.5 nomaster\n"},
+    {"AnotherOrderOfMembers",
+     "<update><interface name=\"br0\"><members>eth1.5  eth0</members></interface></update>", ""},
+    {"AMemberMore",
+     "<update><interface name=\"br0\"><members>eth0 eth1.5 to-eth0</members></interface></update>",
+     "link set dev to-eth0 master br0\n"},
+    {"AnMtu", "<update><interface name=\"br0\"><mtu>1400</mtu></interface></update>",
+     "link set dev br0 mtu 1400\n"},
+    {"TheSpanningTree", "<update><interface name=\"br0\"><stp>off</stp></interface></update>",
+     "link set dev br0 type bridge stp_state 0\n"},
+    {"AStatusThatTakesRoutesAway",
+     "<update><interface name=\"br0\"><status>down</status></interface></update>",
+     "link set dev br0 down\n"},
+    {"AnAddress", "<update><address><address>192.168.1.9</address></address></update>",
+     "addr del 192.168.1.1/24 dev br0\naddr replace 192.168.1.9/24 dev br0\n"
+     "route replace default via 192.168.1.254\n"},
+    {"AnotherAddress",
+     "<insert><address name=\"x\"><kind>static-address</kind><interface>eth1</interface>"
+     "<address>10.0.0.1</address><prefix>8</prefix></address></insert>",
+     "addr replace 10.0.0.1/8 dev eth1\nroute replace default via 192.168.1.254\n"},
+    {"AGateway", "<update><route><gateway>192.168.1.253</gateway></route></update>",
+     "route del default via 192.168.1.254\nroute replace default via 192.168.1.253\n"},
+    {"NoRoute", "<delete><route/></delete>", "route del default via 192.168.1.254\n"},
+    {"TheResolver", "<update><resolver><search>example.org</search></resolver></update>", ""},
+    {"NothingNew", "<update><interface><status>up</status></interface></update>", ""},
+};
+
+class NetworkChanges : public Networks, public testing::WithParamInterface<Change> {};
+
+TEST_P(NetworkChanges, RunOnlyWhatTheyAskFor)
+{
+    boot_and_forget();
+
+    EXPECT_THAT(change(GetParam().operation), HasSubstr("<rc>0</rc>"));
+
+    EXPECT_EQ(commands(), GetParam().commands);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, NetworkChanges, testing::ValuesIn(changes),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+} // namespace

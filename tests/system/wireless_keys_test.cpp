@@ -1,0 +1,179 @@
+/* SPDX-License-Identifier: MIT */
+/* Keys of wireless networks: who sees them, where they are, what becomes of them. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "access_points.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+using vorn::tests::AccessPoints;
+using vorn::tests::hostapd_file;
+
+constexpr char keys_file[] = "/etc/config/wireless-keys";
+constexpr char key[] = "correct horse battery";
+
+class Keys : public AccessPoints {
+protected:
+    static std::string mode_of(const std::string &path) { return shell("stat -c %a " + path); }
+    static std::string reference() { return value_of("wireless-network", "home", "key"); }
+};
+
+TEST_F(Keys, AreReplacedByAReferenceForWhoeverReads)
+{
+    boot();
+
+    EXPECT_THAT(reference(), ContainsRegex("^\\*{8} [0-9a-f]{8}$"));
+    EXPECT_THAT(lsql("<lsql><select><wireless-network properties=\"all\"/></select></lsql>"),
+                Not(HasSubstr(key)));
+}
+
+TEST_F(Keys, AreReplacedBeforeTheConfigurationIsSaved)
+{
+    boot();
+
+    change_network("<key>another secret</key>");
+
+    const std::string saved = read_file(vorn::test::startup_file);
+    EXPECT_THAT(saved, AllOf(Not(HasSubstr(key)), Not(HasSubstr("another secret")),
+                             HasSubstr("<key>" + reference() + "</key>")));
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("\nwpa_passphrase=another secret\n"));
+}
+
+TEST_F(Keys, AreInFilesThatOnlyRootMayRead)
+{
+    boot();
+
+    EXPECT_EQ(mode_of(hostapd_file) + mode_of(keys_file), "600\n600\n");
+    EXPECT_THAT(read_file(keys_file), HasSubstr(" correct horse battery\n"));
+}
+
+TEST_F(Keys, AreNotInTheLog)
+{
+    boot();
+    change_network("<key>another secret</key>");
+
+    EXPECT_THAT(console() + standard_error(),
+                AllOf(Not(HasSubstr(key)), Not(HasSubstr("another secret"))));
+}
+
+TEST_F(Keys, SurviveARestart)
+{
+    boot();
+    change_network("<key>another secret</key>");
+    shut_down();
+
+    boot();
+
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("\nwpa_passphrase=another secret\n"));
+}
+
+TEST_F(Keys, OfAnOlderConfigurationAreStillThere)
+{
+    boot();
+    change_network("<ssid>first</ssid>");
+    const std::string older = read_file(vorn::test::startup_file);
+    change_network("<key>another secret</key>");
+    shut_down();
+    write_file(vorn::test::startup_file, older);
+
+    boot();
+
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("\nwpa_passphrase=correct horse battery\n"));
+}
+
+TEST_F(Keys, InUseStayWhateverBecomesOfOthers)
+{
+    boot();
+    change("<insert><wireless-network name=\"busy\"><radio>wlan0</radio><ssid>x</ssid>"
+           "<security>wpa2-psk</security></wireless-network></insert>");
+    for (int i = 0; i < 300; i++) {
+        change("<update><wireless-network name=\"busy\"><key>secret " + std::to_string(1000 + i) +
+               "</key></wireless-network></update>");
+    }
+
+    EXPECT_THAT(read_file(hostapd_file),
+                AllOf(HasSubstr("\nwpa_passphrase=correct horse battery\n"),
+                      HasSubstr("\nwpa_passphrase=secret 1299\n")));
+    EXPECT_EQ(count(read_file(keys_file), "\n"), 256);
+}
+
+TEST_F(Keys, ThatWereJustReplacedAreStillThere)
+{
+    boot();
+    change("<insert><wireless-network name=\"busy\"><radio>wlan0</radio><ssid>x</ssid>"
+           "<security>wpa2-psk</security></wireless-network></insert>");
+    for (int i = 0; i < 256; i++) {
+        change("<update><wireless-network name=\"busy\"><key>secret " + std::to_string(1000 + i) +
+               "</key></wireless-network></update>");
+    }
+
+    change_network("<key>another secret</key>");
+
+    EXPECT_THAT(read_file(keys_file),
+                AllOf(HasSubstr(" correct horse battery\n"), HasSubstr(" another secret\n")));
+}
+
+TEST_F(Keys, ThatAreRefusedAreNotInTheLogEither)
+{
+    boot();
+
+    change_network("<key>short</key>");
+    change_network("<key>" + std::string(64, 'x') + "</key>");
+
+    EXPECT_THAT(console() + standard_error(),
+                AllOf(Not(HasSubstr("short")), Not(HasSubstr("xxxx"))));
+}
+
+TEST_F(Keys, ThatAreNotOnThisDeviceLeaveTheNetworkOffTheAir)
+{
+    boot();
+
+    change_network("<key>******** 00000000</key>");
+
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "its key is not on this device");
+    EXPECT_THAT(read_file(hostapd_file), Not(HasSubstr("ssid2=6174746963")));
+}
+
+TEST_F(Keys, ThatAreMissingDoNotOpenTheNetwork)
+{
+    boot();
+
+    change_network("<key/>");
+
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "no key");
+    EXPECT_THAT(read_file(hostapd_file), Not(HasSubstr("ssid2=6174746963")));
+}
+
+TEST_F(Keys, OfAnUpdateThatIsNotCommittedCannotBeReadEither)
+{
+    boot();
+    lsql("<lsql><update><wireless-network name=\"home\"><key>another secret</key>"
+         "</wireless-network></update><select><radio/></select></lsql>");
+
+    EXPECT_THAT(reference(), ContainsRegex("^\\*{8} [0-9a-f]{8}$"));
+}
+
+TEST_F(Keys, AreWrittenAgainWhenTheyCouldNotBe)
+{
+    boot();
+    std::filesystem::create_directory(std::string(keys_file) + ".new");
+    change_network("<key>another secret</key>");
+    EXPECT_TRUE(console_shows("wireless: can't write /etc/config/wireless-keys: File exists.\n"));
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("\nwpa_passphrase=another secret\n"));
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "its key can't be saved");
+
+    std::filesystem::remove(std::string(keys_file) + ".new");
+    change_network("<hidden>off</hidden>");
+
+    EXPECT_THAT(read_file(keys_file), HasSubstr(" another secret\n"));
+}
+
+} // namespace
