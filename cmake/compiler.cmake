@@ -32,10 +32,22 @@ if(VORN_SANITIZE)
         # Clang's vptr check needs the type information that the daemon does without.
         add_compile_options(-fsanitize=fuzzer-no-link -fno-sanitize=vptr)
     endif()
+elseif(VORN_COVERAGE)
+    add_compile_options(--coverage -O0 -fprofile-update=atomic)
+    add_link_options(--coverage)
 else()
     add_compile_options(-fstack-protector-strong -fstack-clash-protection
                         $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
     add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+    # Indirect jumps land only where they may, on machines that can see to it.
+    include(CheckCCompilerFlag)
+    foreach(flag -fcf-protection -mbranch-protection=standard)
+        string(MAKE_C_IDENTIFIER VORN_KNOWS${flag} known)
+        check_c_compiler_flag(${flag} ${known})
+        if(${known})
+            add_compile_options(${flag})
+        endif()
+    endforeach()
 endif()
 
 # No exceptions, no type information, no guards around statics: what is left needs no C++ runtime.
@@ -44,7 +56,8 @@ target_compile_options(vorn_daemon_flags INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fvisibility=hidden -fvisibility-inlines-hidden>)
 set(VORN_DAEMON_ONLY_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics)
 if(NOT VORN_SANITIZE)
-    list(APPEND VORN_DAEMON_ONLY_FLAGS -Wstack-usage=16384)
+    # Nothing unwinds the daemon's stack but debuggers, which have tables of their own.
+    list(APPEND VORN_DAEMON_ONLY_FLAGS -Wstack-usage=16384 -fno-asynchronous-unwind-tables)
 endif()
 
 add_library(vorn_exports INTERFACE)

@@ -61,6 +61,15 @@ void print_registries()
     vorn_providers_print(stream);
 }
 
+/*
+ * What is made from here on, by whatever the daemon starts too, only its owner may write: a signal
+ * goes to the process that a file names.
+ */
+void keep_files_to_their_owner()
+{
+    umask(umask(S_IWGRP | S_IWOTH) | S_IWGRP | S_IWOTH);
+}
+
 /* The log stays where it is, on the console; only standard input goes. */
 void become_daemon()
 {
@@ -116,6 +125,7 @@ void start_up(int argc, char **argv)
 {
     bool foreground = false;
 
+    keep_files_to_their_owner();
     vorn_debug_init();
     vorn_watchdog_ack();
     take_options(argc, argv, foreground);

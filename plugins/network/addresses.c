@@ -143,7 +143,7 @@ static void take_away(const vorn_instance *before)
     }
     if (if_nametoindex(value_of(before, "interface")) == 0) return;
     format_address(before, address, sizeof address);
-    ip_run("addr", "del", address, "dev", value_of(before, "interface"), NULL);
+    ip_run("addr", "del", address, "dev", value_of(before, "interface"), (char *)NULL);
     try_neighbours_again(before);
 }
 
@@ -165,7 +165,7 @@ static void apply_fixed(const vorn_instance *now, const vorn_instance *before, i
     if (!again && !is_moved(now, before)) return;
     format_address(now, address, sizeof address);
     ip_begin();
-    ip_run("addr", "replace", address, "dev", value_of(now, "interface"), NULL);
+    ip_run("addr", "replace", address, "dev", value_of(now, "interface"), (char *)NULL);
     ip_end(&address_outcomes, vorn_instance_get_name(now));
     outcomes_try_again(&route_outcomes, applied, NULL, NULL);
 }

@@ -83,7 +83,7 @@ static int exists(const char *name)
 static int remove_member(const char *member, void *now)
 {
     if (!has_word(now, member) && exists(member)) {
-        ip_run("link", "set", "dev", member, "nomaster", NULL);
+        ip_run("link", "set", "dev", member, "nomaster", (char *)NULL);
     }
     return 0;
 }
@@ -97,7 +97,7 @@ static int add_member(const char *member, void *data)
 {
     const struct joining *joining = data;
     if (!has_word(joining->before, member)) {
-        ip_run("link", "set", "dev", member, "master", joining->bridge, NULL);
+        ip_run("link", "set", "dev", member, "master", joining->bridge, (char *)NULL);
     }
     return 0;
 }
@@ -107,9 +107,9 @@ static void remove_link(const vorn_instance *before)
     const char *name = vorn_instance_get_name(before);
     if (!exists(name)) return;
     if (is_kind(before, "ethernet")) {
-        ip_run("link", "set", "dev", name, "down", NULL);
+        ip_run("link", "set", "dev", name, "down", (char *)NULL);
     } else {
-        ip_run("link", "del", "dev", name, NULL);
+        ip_run("link", "del", "dev", name, (char *)NULL);
     }
 }
 
@@ -123,7 +123,7 @@ static void tell_bridges(const char *member)
         if (!has_word(value_of(bridge, "members"), member)) continue;
         if (outcomes_reason(&interface_outcomes, name) != NULL) continue;
         ip_begin();
-        ip_run("link", "set", "dev", member, "master", name, NULL);
+        ip_run("link", "set", "dev", member, "master", name, (char *)NULL);
         ip_end(&interface_outcomes, name);
     }
     vorn_instances_delete_iterator(walk);
@@ -147,7 +147,7 @@ static void make_bridge(vorn_instance *now, const vorn_instance *before, int aga
     const char *name = vorn_instance_get_name(now);
     if (!is_kind(now, "bridge") || exists(name)) return;
     ip_begin();
-    ip_run("link", "add", "name", name, "type", "bridge", NULL);
+    ip_run("link", "add", "name", name, "type", "bridge", (char *)NULL);
     link_was_made(name);
 }
 
@@ -159,10 +159,10 @@ static void make_vlan(vorn_instance *now, const vorn_instance *before, int again
     const int is_another =
         before != NULL && (is_changed(now, before, "parent") || is_changed(now, before, "id"));
     ip_begin();
-    if (is_another && exists(name)) ip_run("link", "del", "dev", name, NULL);
+    if (is_another && exists(name)) ip_run("link", "del", "dev", name, (char *)NULL);
     if (exists(name)) return;
     ip_run("link", "add", "link", value_of(now, "parent"), "name", name, "type", "vlan", "id",
-           value_of(now, "id"), NULL);
+           value_of(now, "id"), (char *)NULL);
     link_was_made(name);
 }
 
@@ -179,7 +179,7 @@ static void configure_bridge(const vorn_instance *now, const vorn_instance *know
     const char *name = vorn_instance_get_name(now);
     if (is_changed(now, known, "stp")) {
         const char *number = is_on(now, "stp") ? "1" : "0";
-        ip_run("link", "set", "dev", name, "type", "bridge", "stp_state", number, NULL);
+        ip_run("link", "set", "dev", name, "type", "bridge", "stp_state", number, (char *)NULL);
     }
     struct joining joining = {name, value_of(known, "members")};
     for_each_word(value_of(now, "members"), add_member, &joining);
@@ -194,12 +194,12 @@ static void configure(vorn_instance *now, const vorn_instance *before, int again
     if (!is_kind(now, "ethernet") && !exists(name)) return; /* could not be made */
     ip_begin();
     if (is_changed(now, known, "mtu") && *mtu != '\0') {
-        ip_run("link", "set", "dev", name, "mtu", mtu, NULL);
+        ip_run("link", "set", "dev", name, "mtu", mtu, (char *)NULL);
     }
     if (is_kind(now, "bridge")) configure_bridge(now, known);
     if (is_changed(now, known, "status")) {
         const int is_up = vorn_instance_get_status(now);
-        ip_run("link", "set", "dev", name, is_up ? "up" : "down", NULL);
+        ip_run("link", "set", "dev", name, is_up ? "up" : "down", (char *)NULL);
         if (is_up) outcomes_try_again(&route_outcomes, applied, NULL, NULL);
     }
     ip_end(&interface_outcomes, name);

@@ -15,6 +15,18 @@ command_is_root_among_its_own() {
     expect "$(inside -- 'id -u; id -g; set -- /proc/[0-9]*; echo $#')" $'0\n0\n2'
 }
 
+# Only root can let somebody in.
+second_user_has_no_rights() {
+    local become='' wanted=$'0\nwritten'
+    if [[ $EUID == 0 ]]; then
+        become='setpriv --reuid 1000 --regid 1000 --clear-groups --'
+        wanted=$'1000\nrefused'
+    fi
+    expect "$(inside --second-user -- "$become sh -c '
+        touch /tmp/mine; stat -c %u /tmp/mine
+        echo 5 2>/dev/null >/proc/sys/kernel/panic && echo written || echo refused'")" "$wanted"
+}
+
 signal_to_process_1() {
     local before
     before=$(outside)
@@ -422,6 +434,7 @@ refused_namespaces_are_told() {
 
 all_checks() {
     check 'the command is root among processes of its own' command_is_root_among_its_own
+    check 'a second user has no rights' second_user_has_no_rights
     check 'process 1 outside is unharmed by a signal to process 1' signal_to_process_1
     check 'nothing outside is hurt by a signal to the process group' signal_to_the_group
     check 'nothing outside is hurt by a signal to every process' signal_to_every_process

@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * The runner. After each test it looks for what the test left behind: open descriptors and
- * children. A test that hangs is ended by the alarm after ten seconds.
+ * children. A test that hangs is ended by the alarm after ten seconds, or as many as
+ * VORN_TEST_SECONDS in the environment says: not every tool lets it run at its own speed.
  */
 #include "support/descriptors.h"
 
@@ -9,17 +10,24 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
+unsigned int limit_seconds()
+{
+    const char *limit = std::getenv("VORN_TEST_SECONDS");
+    return limit ? static_cast<unsigned int>(std::strtoul(limit, nullptr, 10)) : 10;
+}
+
 class Hygiene : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo &) override
     {
         descriptors_ = vorn::tests::open_descriptors();
-        alarm(10);
+        alarm(limit_seconds());
     }
 
     void OnTestEnd(const testing::TestInfo &) override

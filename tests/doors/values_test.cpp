@@ -1,0 +1,143 @@
+/* SPDX-License-Identifier: MIT */
+/* Names and values that would be something else to a shell, a program or the file system. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <utility>
+#include <vector>
+
+#include "doors/local_user.h"
+
+namespace {
+
+using testing::HasSubstr;
+using namespace vorn::tests;
+
+/* Written as XML. Whatever of it is run, or taken for a path, leaves a trace called "owned". */
+constexpr const char *hostile[] = {
+    "$(touch /tmp/owned)",
+    "`touch /tmp/owned`",
+    ";touch /tmp/owned;",
+    "|touch /tmp/owned",
+    "x&#10;touch /tmp/owned&#10;",
+    "x&#10;ctrl_interface=/tmp/owned&#10;dhcp-script=/tmp/owned",
+    "../../../etc/config/owned",
+    "/etc/config/owned",
+    "../owned",
+    "--pid-file=/tmp/owned",
+    "-f/tmp/owned",
+    "%n%s%n%s",
+};
+
+class ReferencePlugins : public LocalUsers {
+protected:
+    using Property = std::pair<std::string, std::string>;
+
+    void SetUp() override
+    {
+        LocalUsers::SetUp();
+        for (const char *name :
+             {"system", "network", "dhcp", "log", "time", "wireless", "schema", "save"}) {
+            install_plugin(name + std::string(".vorn"));
+        }
+        shell("rm /usr/lib/vorn/plugins/board.vorn");
+        for (const char *program : {"hostapd", "dnsmasq", "syslogd", "ntpd", "chronyd"})
+            stand_in(program, "sleep 60");
+        stand_in("iw");
+        write_file(startup, "<config/>");
+        boot();
+    }
+
+    /* Every property that a client may write, with its class. */
+    static std::vector<Property> writable_properties()
+    {
+        const std::string schema = lsql("<lsql><select><schema-property properties=\"all\"/>"
+                                        "</select></lsql>");
+        const std::regex row("<schema-property name=\"([^\"]*)\">(.*?)</schema-property>");
+        const std::regex property("<property>([^<]*)</property>");
+        std::vector<Property> found;
+        for (std::sregex_iterator each(schema.begin(), schema.end(), row), end; each != end;
+             ++each) {
+            const std::string values = (*each)[2];
+            std::smatch name;
+            if (values.find("<writable>yes") == std::string::npos) continue;
+            if (std::regex_search(values, name, property)) found.emplace_back((*each)[1], name[1]);
+        }
+        return found;
+    }
+
+    static std::string element(const std::string &klass, const std::string &name,
+                               const std::string &values)
+    {
+        return "<" + klass + (name.empty() ? "" : " name=\"" + name + "\"") + ">" + values + "</" +
+               klass + ">";
+    }
+
+    /* As a change of what there is and as something new, with and without a name. */
+    static void offer(const Property &property, const std::string &value)
+    {
+        const auto &[klass, name] = property;
+        const std::string given = "<" + name + ">" + value + "</" + name + ">";
+        lsql("<lsql><update>" + element(klass, "", given) + "</update></lsql>");
+        lsql("<lsql><insert>" + element(klass, "r0", given) + "</insert></lsql>");
+        lsql("<lsql><insert>" + element(klass, value, given) + "</insert></lsql>");
+    }
+
+    static std::string traces()
+    {
+        return shell("find /tmp /etc /var/run/ /usr/lib/vorn -xdev -name '*owned*' 2>/dev/null");
+    }
+};
+
+TEST_F(ReferencePlugins, TakeNoValueForACommandOrAPath)
+{
+    const std::vector<Property> properties = writable_properties();
+    ASSERT_GT(properties.size(), 30U);
+
+    EXPECT_EQ(as_local_user([&] {
+                  for (const Property &property : properties) {
+                      for (const char *value : hostile)
+                          offer(property, value);
+                  }
+                  return 0;
+              }),
+              0);
+
+    EXPECT_EQ(traces(), "");
+}
+
+/* What has all it needs but a decent name reaches the plugin. */
+TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
+{
+    constexpr std::pair<const char *, const char *> whole[] = {
+        {"radio", "<mode>g</mode><channel>6</channel><status>up</status>"},
+        {"ethernet", "<mtu>1400</mtu><status>up</status>"},
+        {"bridge", "<status>up</status>"},
+        {"vlan", "<parent>eth0</parent><id>7</id><status>up</status>"},
+        {"static-address",
+         "<interface>lo</interface><address>192.168.7.1</address><prefix>24</prefix>"},
+        {"dhcp-address", "<interface>lo</interface>"},
+        {"dhcp-pool", "<first>192.168.1.100</first><last>192.168.1.199</last>"},
+        {"wireless-network", "<radio>r0</radio><ssid>x</ssid><security>none</security>"},
+    };
+    lsql("<lsql><update><dhcp><enabled>on</enabled></dhcp></update></lsql>");
+    lsql("<lsql><insert><radio name=\"r0\"><mode>g</mode><channel>6</channel><status>up</status>"
+         "</radio></insert></lsql>");
+
+    EXPECT_EQ(as_local_user([&] {
+                  for (const auto &[klass, values] : whole) {
+                      for (const char *name : hostile)
+                          lsql("<lsql><insert>" + element(klass, name, values) +
+                               "</insert></lsql>");
+                  }
+                  return 0;
+              }),
+              0);
+
+    EXPECT_THAT(lsql("<lsql><select><radio/></select></lsql>"), HasSubstr("../owned"));
+    EXPECT_EQ(traces(), "");
+    EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
+}
+
+} // namespace
