@@ -3,6 +3,7 @@
 #include "fake_calls.h"
 
 #include "support/allocation.h"
+#include "support/large_files.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "core/base/file.h"
 #include "support/allocation.h"
+#include "support/large_files.h"
 #include "support/log.h"
 #include "vorn/debug.h"
 

@@ -2,6 +2,8 @@
 /* Wrappers that pass every call on unless a test has an answer of its own. */
 #include "fake_calls.h"
 
+#include "support/large_files.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>

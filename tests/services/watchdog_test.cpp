@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "services/watchdog_state.h"
+#include "support/large_files.h"
 #include "support/log.h"
 #include "vorn/watchdog.h"
 

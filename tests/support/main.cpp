@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * The runner. After each test it looks for what the test left behind: open descriptors and
- * children. A test that hangs is ended by the alarm after ten seconds, or as many as
+ * children. A test that hangs is ended by the alarm after VORN_HANGING_SECONDS, or as many as
  * VORN_TEST_SECONDS in the environment says: not every tool lets it run at its own speed.
  */
 #include "support/descriptors.h"
@@ -20,7 +20,8 @@ namespace {
 unsigned int limit_seconds()
 {
     const char *limit = std::getenv("VORN_TEST_SECONDS");
-    return limit ? static_cast<unsigned int>(std::strtoul(limit, nullptr, 10)) : 10;
+    return limit ? static_cast<unsigned int>(std::strtoul(limit, nullptr, 10))
+                 : VORN_HANGING_SECONDS;
 }
 
 class Hygiene : public testing::EmptyTestEventListener {
