@@ -12,7 +12,7 @@ ALLOWED = [re.compile(each + r"\Z") for each in (
     r"vorn: Invalid LSQL request: <lsql><select>",
     # At a higher debug level, on the way of SIGWINCH round the levels.
     r"vorn: Running .*",
-    r"vorn: Service worker with pid \d+ is no longer running\. .*",
+    r"vorn: Service (worker|ng_migrate) with pid \d+ is no longer running\. .*",
     r"vorn: Stopping \w+ \(\d+\)\.\.\.",
     # What SIGHUP prints: classes with their properties, instances with their values, services.
     r"Class: (Board|Item) .*",

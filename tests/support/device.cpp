@@ -24,4 +24,11 @@ void Device::install_plugin(const std::string &name)
     FAIL() << "no plugin " << name << " was built";
 }
 
+testing::AssertionResult Device::kill_program(const std::string &command)
+{
+    return comes_true([&] {
+        return shell("kill -9 $(" + command + ") 2>/dev/null && echo killed") == "killed\n";
+    });
+}
+
 } // namespace vorn::tests

@@ -16,6 +16,10 @@ protected:
 
     /* A plugin that the build made, by its file name. */
     static void install_plugin(const std::string &name);
+
+    /* Kills the program whose id a command prints, as soon as it prints one: a child is there a
+     * little later than it is started. */
+    static testing::AssertionResult kill_program(const std::string &command);
 };
 
 } // namespace vorn::tests

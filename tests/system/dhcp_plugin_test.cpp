@@ -114,7 +114,7 @@ TEST_F(AddressPools, RunNothingForValuesThatAreWrittenAgain)
 TEST_F(AddressPools, AreServedAgainAtOnceWithAFixedLease)
 {
     stand_in("dnsmasq", "exit 1");
-    shell("kill -9 $(cat /var/run/vorn-dnsmasq.pid)");
+    ASSERT_TRUE(kill_program("cat /var/run/vorn-dnsmasq.pid"));
     ASSERT_TRUE(console_shows("dnsmasq has ended; it is started again in 4 s."));
 
     change("<update><dhcp-host><address>192.168.1.21</address></dhcp-host></update>");

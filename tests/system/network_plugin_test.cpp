@@ -319,7 +319,7 @@ TEST_F(Leased, AddressesKeepAClientRunning)
     EXPECT_THAT(clients(), ElementsAre("udhcpc -f -i eth1 -x hostname:attic"));
     EXPECT_EQ(state_of("address", "wan"), "running");
 
-    shell("kill -9 $(pgrep -f 'sleep 1000')");
+    ASSERT_TRUE(kill_program("pgrep -x sleep"));
     EXPECT_TRUE(comes_true([] { return clients().size() == 2; }));
 }
 

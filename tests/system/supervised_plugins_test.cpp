@@ -73,7 +73,7 @@ TEST_F(SupervisedPlugins, StartOnlyWhatAChangeConcerns)
     change("<insert><ntp-server name=\"b\"><address>time.example</address></ntp-server></insert>");
 
     EXPECT_TRUE(runs({"ntpd -n -p 192.0.2.1 -p time.example"}));
-    EXPECT_EQ(shell("pgrep -c sleep"), "2\n");
+    EXPECT_TRUE(comes_true([] { return shell("pgrep -c sleep") == "2\n"; }));
 }
 
 TEST_F(SupervisedPlugins, LeaveAProgramAloneThatWouldBeRunTheSame)
@@ -122,7 +122,7 @@ TEST_F(SupervisedPlugins, StartAProgramAgainThatEnded)
 {
     boot_and_forget();
 
-    shell("kill -9 $(pgrep -f 'sleep 1000' | head -n 1)");
+    ASSERT_TRUE(kill_program("pgrep -x sleep | head -n 1"));
 
     EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
     EXPECT_THAT(console(), HasSubstr("has ended; it is started again in 1 s."));

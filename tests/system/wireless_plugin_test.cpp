@@ -182,7 +182,7 @@ TEST_F(AccessPoints, StartTheirDaemonAgainWhenItWasKilled)
 {
     boot_and_forget();
 
-    shell("kill -9 $(cat /var/run/vorn-hostapd-wlan0.pid)");
+    ASSERT_TRUE(kill_program("cat /var/run/vorn-hostapd-wlan0.pid"));
 
     EXPECT_TRUE(console_shows("hostapd wlan0 has ended; it is started again in 1 s."));
     EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
