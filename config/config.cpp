@@ -30,6 +30,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,6 +42,9 @@ constinit char default_path[default_path_room] = "";
 namespace {
 
 constexpr int in_line = 1;
+
+/* Whether memory did not suffice for all of the last load. */
+constinit bool lacks_instances = false;
 
 struct DeleteChanges {
     void operator()(vorn_changes *changes) const noexcept { vorn_changes_delete(changes); }
@@ -80,27 +84,52 @@ XmlDocument startup_or_fallback()
 }
 
 /* Without any document the device serves what it has, at boot an empty configuration. */
-int serve_something()
+int serve_something(bool lacked_memory)
 {
-    if (!running_config) running_config = vorn_instances_new();
+    if (!running_config) {
+        running_config = vorn_instances_new();
+        lacks_instances = lacked_memory;
+    }
     return failed;
 }
 
+/* What memory did not suffice for would be lost for good with the file that still has it. */
+bool may_be_saved()
+{
+    if (!lacks_instances) return true;
+    vorn_debug_eprintf("Not saving: the configuration was not loaded whole for want of memory.\n");
+    return false;
+}
+
+/* What has been read of another configuration goes; nobody was told of it. */
+int serve_again(vorn_instances *before, OwnedChanges changes)
+{
+    vorn_debug_eprintf("No memory for the configuration.\n");
+    changes.reset();
+    vorn_instances_delete_all(std::exchange(running_config, before));
+    return failed;
+}
+
+/* Short of memory, a boot serves what it could read; later there is something better to serve. */
 int load_startup()
 {
     const XmlDocument document = startup_or_fallback();
-    if (!document) return serve_something();
+    if (!document) return serve_something(parser_was_short_of_memory());
 
     StoreShell store(vorn_instances_new());
-    const OwnedChanges changes(store ? vorn_changes_new(store.get()) : nullptr);
+    OwnedChanges changes(store ? vorn_changes_new(store.get()) : nullptr);
     if (!changes) {
         vorn_debug_eprintf("No memory for the configuration.\n");
-        return serve_something();
+        return serve_something(true);
     }
-    vorn_instances *instances = vorn_config_replace_running(store.release());
-    read_instances(document.get(), instances, changes.get());
-    add_missing_singletons(instances, changes.get());
-    vorn_providers_commit(instances, changes.get(), nullptr);
+    StoreShell before(std::exchange(running_config, store.release()));
+    bool whole = read_instances(document.get(), running_config, changes.get());
+    whole &= add_missing_singletons(running_config, changes.get());
+    if (!whole && before) return serve_again(before.release(), std::move(changes));
+
+    lacks_instances = !whole;
+    before.reset();
+    vorn_providers_commit(running_config, changes.get(), nullptr);
     return ok;
 }
 
@@ -175,13 +204,14 @@ int vorn_config_init()
 
 int vorn_config_copy_running_to_startup()
 {
-    write_config(vorn_config_get_running(), paths::startup_config);
+    if (may_be_saved()) write_config(vorn_config_get_running(), paths::startup_config);
     announce_change();
     return ok;
 }
 
 int vorn_config_copy_running_to_default()
 {
+    if (!may_be_saved()) return failed;
     /* What an earlier copy left there must not become the default. */
     if (!write_config(vorn_config_get_running(), paths::scratch_default, FileKind::scratch)) {
         unlink(paths::scratch_default);

@@ -15,6 +15,8 @@
 #include "vorn/debug.h"
 #include "vorn/xml.h"
 
+#include <cerrno>
+
 namespace vorn {
 
 namespace {
@@ -24,24 +26,35 @@ constexpr int in_line = 1;
 
 using OwnedInstance = Owned<vorn_instance>;
 
+/* While one lives: whether memory ran out, in which case a failure says nothing of the document. */
+class MemoryWatch {
+public:
+    MemoryWatch() { errno = 0; }
+    bool ran_out() const { return errno == ENOMEM; }
+};
+
 const char *text_of(xmlDoc *document, const xmlNode *element)
 {
     const char *text = vorn_util_xmlNodeListGetString(document, element->children, in_line);
     return text ? text : "";
 }
 
-void read_value(vorn_instance &instance, const char *property, const char *value)
+bool read_value(vorn_instance &instance, const char *property, const char *value)
 {
     const char *class_name = instance.klass->name.get();
+    const MemoryWatch memory;
 
     if (!vorn_class_get_property(instance.klass, property)) {
         vorn_debug_eprintf("Property \"%s\" is not valid for class \"%s\" - skipping.\n", property,
                            class_name);
     } else if (vorn_instance_set_value(&instance, property, value) != 0) {
+        const bool whole = !memory.ran_out();
         vorn_debug_eprintf(
             "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.\n", value,
             property, class_name);
+        return whole;
     }
+    return true;
 }
 
 bool is_valid(const vorn_instance &instance)
@@ -68,31 +81,39 @@ bool took_over(OwnedInstance &instance, vorn_instances *instances, vorn_changes 
     return true;
 }
 
-void add_instance(OwnedInstance instance, vorn_instances *instances, vorn_changes *changes)
+bool add_instance(OwnedInstance instance, vorn_instances *instances, vorn_changes *changes)
 {
-    if (took_over(instance, instances, changes)) return;
+    const MemoryWatch memory;
+    if (took_over(instance, instances, changes)) return true;
+    const bool whole = !memory.ran_out();
     const char *name = instance->name.get();
     vorn_debug_eprintf("Couldn't add instance \"%s\" of class \"%s\". Skipping instance.\n",
                        name ? name : "(null)", instance->klass->name.get());
+    return whole;
 }
 
-void read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances,
+bool read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances,
                    vorn_changes *changes)
 {
     const char *class_name = vorn_config_get_class_name(document, element);
-    if (!class_name) return;
+    if (!class_name) return true;
 
+    const MemoryWatch memory;
     const char *name = vorn_util_xmlGetProp(element, "name");
     OwnedInstance instance(vorn_instance_new(vorn_classes_get(class_name), name));
     if (!instance) {
+        const bool whole = !memory.ran_out();
         vorn_debug_eprintf("Bad instance name \"%s\" of class \"%s\"- skipping.\n",
                            name ? name : "(null)", class_name);
-        return;
+        return whole;
     }
+    bool whole = true;
     for (const xmlNode *child = element->children; child; child = child->next) {
-        if (is_element(child)) read_value(*instance, plain(child->name), text_of(document, child));
+        if (!is_element(child)) continue;
+        whole &= read_value(*instance, plain(child->name), text_of(document, child));
     }
-    if (is_valid(*instance)) add_instance(std::move(instance), instances, changes);
+    if (!is_valid(*instance)) return whole;
+    return add_instance(std::move(instance), instances, changes) && whole;
 }
 
 } // namespace
@@ -124,29 +145,35 @@ XmlDocument parse_config(const char *path)
  * The document is freed when all of it has been read, not piece by piece: what is loaded would
  * settle in the holes, and hold all the memory that the document took for as long as it lives.
  */
-void read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes)
+bool read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes)
 {
+    bool whole = true;
     xmlNode *root = xmlDocGetRootElement(document);
     for (xmlNode *node = root->children; node; node = node->next) {
-        if (is_element(node)) read_instance(document, node, instances, changes);
+        if (is_element(node)) whole &= read_instance(document, node, instances, changes);
     }
     while (xmlNode *node = root->children) {
         xmlUnlinkNode(node);
         xmlFreeNode(node);
     }
+    return whole;
 }
 
-void add_missing_singletons(vorn_instances *instances, vorn_changes *changes)
+bool add_missing_singletons(vorn_instances *instances, vorn_changes *changes)
 {
     const ClassesWalk classes;
+    bool whole = static_cast<bool>(classes);
     for (vorn_class *klass : classes) {
         if (klass->type != VORN_CLASS_SINGLETON) continue;
         if (klass->persistence != 0 && vorn_instances_get_singleton(instances, klass->name.get())) {
             continue;
         }
+        const MemoryWatch memory;
         OwnedInstance instance(vorn_instance_new(klass, nullptr));
-        if (instance) took_over(instance, instances, changes);
+        const bool made = instance && took_over(instance, instances, changes);
+        whole &= made || !memory.ran_out();
     }
+    return whole;
 }
 
 } // namespace vorn

@@ -12,11 +12,12 @@ XmlDocument parse_config(const char *path);
 
 /*
  * Fills a store with the instances of a document, recording each as inserted. What is bad is
- * skipped with a message. The document is used up.
+ * skipped with a message. The document is used up. False when something may be missing for want of
+ * memory alone.
  */
-void read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes);
+bool read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes);
 
-/* Adds the singletons that the document left out and those that no document may decide. */
-void add_missing_singletons(vorn_instances *instances, vorn_changes *changes);
+/* The same for the singletons that the document left out and those that no document may decide. */
+bool add_missing_singletons(vorn_instances *instances, vorn_changes *changes);
 
 } // namespace vorn

@@ -8,6 +8,7 @@
 #include "core/hash_table/hash_table_order.h"
 #include "core/hash_table/hash_table_record.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -126,6 +127,7 @@ ght_entry *make_entry(const ght_table &table, void *data, std::uint32_t hash, co
     void *memory = table.alloc(sizeof(ght_entry) + key.length);
     if (!memory) {
         std::fputs("fn_alloc failed!\n", stderr);
+        errno = ENOMEM; /* saying so may have changed it */
         return nullptr;
     }
     auto *entry = new (memory) ght_entry{data, nullptr, nullptr, nullptr, hash, key};
@@ -285,6 +287,7 @@ ght_table *ght_create(unsigned int buckets)
     if (!chains) {
         std::perror("malloc");
         std::free(table);
+        errno = ENOMEM;
         return nullptr;
     }
     return new (table) ght_table{.entries = 0,

@@ -76,7 +76,9 @@ VORN_API vorn_instances *vorn_config_replace_running(vorn_instances *instances);
  * that is not UTF-8 or longer than ten million bytes, a property whose name is no XML name) is left
  * out: "Can't save %s of instance \"%s\" of class \"%s\": XML can't hold it.\n" with the property,
  * or "the name" for a whole instance. Without the memory for the whole document nothing is written:
- * "No memory to write %s.\n".
+ * "No memory to write %s.\n". Nor is anything written while the running configuration lacks what
+ * its load had no memory for, until the next load that is whole: "Not saving: the configuration was
+ * not loaded whole for want of memory.\n".
  *
  * Returns 0.
  */
@@ -89,7 +91,7 @@ VORN_API int vorn_config_copy_running_to_startup(void);
  *
  * Returns 0, or 1 with the default as it was: "Can't stat /tmp/defaultconfig.xml.\n" when the
  * document is not there, "Can't open %s.\n" for a file that can't be opened, "Can't read %s.\n",
- * or "Can't compute the checksum of /tmp/defaultconfig.xml.\n".
+ * "Can't compute the checksum of /tmp/defaultconfig.xml.\n", or the "Not saving: " of a save.
  */
 VORN_API int vorn_config_copy_running_to_default(void);
 

@@ -113,15 +113,14 @@ protected:
     void load(const std::string &body)
     {
         write(file, "<config>" + body + "</config>");
-        load_file();
+        EXPECT_TRUE(load_file());
     }
     /* Allocations of the loading alone count. */
     bool load_file()
     {
         const XmlDocument document = parse_config(file.c_str());
         if (!document) return false;
-        read_instances(document.get(), store, changes.get());
-        return true;
+        return read_instances(document.get(), store, changes.get());
     }
     /* Every instance with its values, as vorn_instances_print shows the store. */
     std::string loaded() const

@@ -76,14 +76,18 @@ int receive_descriptor(int connection)
     return descriptor;
 }
 
-/* Notifications of every call that has a kind; all others pass at once. */
+/*
+ * Notifications of every call that has a kind; all others pass at once. A signal that comes while
+ * one is being answered waits: a call begun anew would move its bytes twice.
+ */
 int filter_calls()
 {
+    constexpr unsigned int flags =
+        SECCOMP_FILTER_FLAG_NEW_LISTENER | SECCOMP_FILTER_FLAG_WAIT_KILLABLE_RECV;
     sock_filter filter[max_filter_length];
     const unsigned short length = make_filter(filter);
     const sock_fprog program = {length, filter};
-    return static_cast<int>(
-        syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &program));
+    return static_cast<int>(syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, flags, &program));
 }
 
 /* As if the call had closed it all the same, which is what Linux does. */

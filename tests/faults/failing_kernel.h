@@ -25,7 +25,7 @@ enum class Call {
     rename,
     select,
     send,
-    socket,
+    socket, /* and what makes a listener of one */
     sync,
     unlink,
     wait,

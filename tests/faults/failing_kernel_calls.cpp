@@ -27,6 +27,7 @@ constexpr KindOfCall kinds[] = {
     {SYS_read, Call::read},       {SYS_recvfrom, Call::receive}, {SYS_renameat2, Call::rename},
     {SYS_sendto, Call::send},     {SYS_socket, Call::socket},    {SYS_sync, Call::sync},
     {SYS_unlinkat, Call::unlink}, {SYS_wait4, Call::wait},       {SYS_write, Call::write},
+    {SYS_bind, Call::socket},     {SYS_listen, Call::socket},
 #ifdef SYS_open
     {SYS_open, Call::open},
 #endif

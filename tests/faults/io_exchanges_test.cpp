@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@ namespace {
 using testing::AnyOf;
 using testing::Eq;
 using testing::HasSubstr;
+using testing::StartsWith;
 using namespace vorn::tests;
 
 constexpr unsigned long sane_limit = 1000;
@@ -145,30 +147,82 @@ const Fault faults[] = {
     {Call::close, {EINTR, EIO}, true},
 };
 
-TEST_F(FailingExchanges, AreAnsweredOrEndedAndLeaveTheNextOneAlone)
-{
-    boot({"-f"}, FailingKernel::stand_between);
-    const std::string whole = configuration();
+class FailingCalls : public FailingExchanges {
+protected:
+    /* An exchange with each call failing in each way, until it is over before its nth call comes.
+     */
+    void fail_each(const char *title, const std::function<std::string()> &exchange)
+    {
+        boot({"-f"}, FailingKernel::stand_between);
+        const std::string whole = exchange();
 
-    for (const Fault &fault : faults) {
-        unsigned long tried = 0;
-        for (const int error : fault.errors) {
-            bool failed = true;
-            for (unsigned long nth = 1; failed && nth < sane_limit && !HasFailure(); nth++) {
-                SCOPED_TRACE(testing::Message()
-                             << name_of(fault.call) << " " << nth << ", error " << error);
-                kernel_.fail(fault.call, nth, error);
-                const std::string answer = configuration();
-                EXPECT_TRUE(is_idle());
-                failed = kernel_.stop();
-                EXPECT_THAT(answer, AnyOf(Eq(whole), Eq(fault.is_passed_over ? whole : "")));
-                EXPECT_EQ(configuration(), whole);
-                tried += failed;
+        for (const Fault &fault : faults) {
+            unsigned long tried = 0;
+            for (const int error : fault.errors) {
+                bool failed = true;
+                for (unsigned long nth = 1; failed && nth < sane_limit && !HasFailure(); nth++) {
+                    SCOPED_TRACE(testing::Message()
+                                 << name_of(fault.call) << " " << nth << ", error " << error);
+                    kernel_.fail(fault.call, nth, error);
+                    const std::string answer = exchange();
+                    EXPECT_TRUE(is_idle());
+                    failed = kernel_.stop();
+                    EXPECT_THAT(answer, AnyOf(Eq(whole), Eq(fault.is_passed_over ? whole : "")));
+                    EXPECT_EQ(exchange(), whole);
+                    tried += failed;
+                }
             }
+            report(std::string(title) + ", " + name_of(fault.call), tried,
+                   fault.is_passed_over ? "answered all the same" : "answered or closed");
         }
-        report(std::string("exchange, ") + name_of(fault.call), tried,
-               fault.is_passed_over ? "answered all the same" : "answered or closed");
     }
+};
+
+TEST_F(FailingCalls, EndARequestOrLetItBeAnsweredAndLeaveTheNextOneAlone)
+{
+    fail_each("exchange", [] { return configuration(); });
+}
+
+TEST_F(FailingCalls, EndAnInformRequestOrLetItBeAnsweredAndLeaveTheNextOneAlone)
+{
+    fail_each("inform request", [] { return inform_once(); });
+}
+
+/* A call that could not send a notice loses it whole, and the subscriber hears the next one. */
+TEST_F(FailingCalls, LoseNoHalfOfANotice)
+{
+    boot({"-f", "-d"}, FailingKernel::stand_between);
+    RawClient subscriber(notify_port);
+    subscriber.send("x");
+    await_subscription();
+
+    const std::string marked =
+        "<lsql origin=\"mark\"><update><Board><label>marked</label></Board></update></lsql>";
+    unsigned long tried = 0, lost = 0;
+    for (const int error : {EINTR, EAGAIN, short_transfer, EPIPE, ECONNRESET, ENOBUFS, ENOMEM}) {
+        bool failed = true;
+        for (unsigned long nth = 1; failed && nth < sane_limit && !HasFailure(); nth++) {
+            SCOPED_TRACE(testing::Message() << "send " << nth << ", error " << error);
+            kernel_.fail(Call::send, nth, error);
+            ask(change("changed"));
+            EXPECT_TRUE(is_idle());
+            failed = kernel_.stop();
+            tried += failed;
+
+            EXPECT_TRUE(is_success(ask(marked)));
+            std::string notice = subscriber.receive_until(end_of_notice);
+            const bool is_lost = notice.find("origin") != std::string::npos;
+            EXPECT_FALSE(is_lost && (error == EINTR || error == short_transfer));
+            if (!is_lost) {
+                EXPECT_THAT(notice, AllOf(StartsWith("<?xml"), HasSubstr("<conf_changed>")));
+                notice = subscriber.receive_until(end_of_notice);
+            }
+            lost += is_lost;
+            EXPECT_THAT(notice, AllOf(StartsWith("<?xml"), HasSubstr("origin=\"mark\">")));
+        }
+    }
+    EXPECT_LT(lost, tried);
+    report("change with a subscriber, send", tried, std::to_string(lost) + " notices were lost");
 }
 
 class DaemonsWithoutDescriptors : public FailingExchanges {

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include <sys/wait.h>
 
@@ -14,6 +15,7 @@
 
 namespace {
 
+using testing::Contains;
 using testing::HasSubstr;
 using namespace vorn::tests;
 
@@ -29,7 +31,7 @@ protected:
         FaultyDevice::SetUp();
         std::filesystem::remove(std::string(vorn::test::plugin_folder) + "board.vorn");
         install_plugin("careful.vorn");
-        file_ = read_file(vorn::test::startup_file);
+        files_ = {read_file(vorn::test::startup_file)};
         set_environment("LD_PRELOAD", VORN_ALLOCATION_SHIM);
         set_environment(ALLOCATION_CONTROL_VARIABLE, ScarceMemory::path());
     }
@@ -38,6 +40,7 @@ protected:
     bool start_with_refusal(unsigned long nth, const std::vector<std::string> &options)
     {
         write_file(vorn::test::error_file, "");
+        if (is_new_device_) std::filesystem::remove(vorn::test::startup_file);
         memory_.refuse(nth);
         start(options);
         bool ended = false;
@@ -64,14 +67,24 @@ protected:
         return log().find("Unable to initialize socket API.") != std::string::npos;
     }
 
+    /* The plugin failed; what it did not describe is none of the daemon's. */
+    static bool is_short_of_a_class()
+    {
+        const std::string said = log();
+        return said.find("careful: no memory") != std::string::npos ||
+               said.find("Classes were invalid.") != std::string::npos ||
+               said.find("unknown class") != std::string::npos ||
+               said.find("is not valid for class") != std::string::npos;
+    }
+
     /* What is not served has been reported, and nothing is saved without being asked. */
     void expect_an_honest_start(const std::string &whole, const std::string &usual_log)
     {
         const std::string served = configuration();
         EXPECT_TRUE(served == whole || log() != usual_log) << "lost in silence: " << served;
         lacking_ += served != whole;
-        EXPECT_EQ(read_file(vorn::test::startup_file), file_);
-        EXPECT_TRUE(only_the_startup_file_is_there());
+        EXPECT_THAT(files_, Contains(read_file(vorn::test::startup_file)));
+        EXPECT_TRUE(only_the_startup_file_is_there() || std::filesystem::is_empty("/etc/config"));
     }
 
     /* Without a door nobody can tell when a start is over, until when SIGTERM may just end it. */
@@ -108,7 +121,9 @@ protected:
     }
 
     ScarceMemory memory_;
-    std::string file_;
+    /* What the startup file may hold, "" if it need not be there. */
+    std::vector<std::string> files_;
+    bool is_new_device_ = false;
     bool refused_ = false;
     int lacking_ = 0, ended_ = 0;
 };
@@ -116,6 +131,55 @@ protected:
 TEST_F(Boots, ShortOfMemoryServeAndSayWhatTheyLack)
 {
     refuse_each({"-f"}, "boot", [](bool serves) { EXPECT_TRUE(serves); });
+}
+
+/* Names and values of all that the startup file holds, but for the label that is about to change.
+ */
+const std::vector<std::string> pieces = {
+    "<label>",         "<Radio name=\"r0\">",   "<Radio name=\"r1\">", "<mode>g</mode>",
+    "<mode>ac</mode>", "<channel>36</channel>", "<to>lan</to>",        "<mac>01</mac>",
+    "<mac>02</mac>",   "<kind>Static</kind>",   "<ip>10.0.0.1</ip>",
+};
+
+TEST_F(Boots, ShortOfMemorySaveNothingThatLacksWhatTheFileHas)
+{
+    install_plugin("save.vorn");
+    ASSERT_TRUE(start_with_refusal(0, {"-f"}));
+    shut_down();
+
+    unsigned long nth = 1;
+    int saved = 0, refused = 0;
+    for (refused_ = true; refused_ && nth < sane_limit && !HasFailure(); nth++) {
+        SCOPED_TRACE(testing::Message() << "refusing allocation " << nth);
+        start_with_refusal(nth, {"-f"});
+        const std::string label = "after " + std::to_string(nth);
+        ask("<lsql><write-transaction><update><Board><label>" + label +
+            "</label></Board></update></write-transaction></lsql>");
+        const std::string file = read_file(vorn::test::startup_file);
+        saved += file.find(label) != std::string::npos;
+        refused += log().find("Not saving: ") != std::string::npos;
+        for (const std::string &piece : is_short_of_a_class() ? std::vector<std::string>() : pieces)
+            EXPECT_THAT(file, HasSubstr(piece)) << log();
+        end();
+        write_file(vorn::test::startup_file, files_.front());
+    }
+    EXPECT_GT(saved, 0);
+    EXPECT_GT(refused, 0);
+    report("boot and a change that is saved", nth - 2,
+           std::to_string(saved) + " were saved, " + std::to_string(refused) + " refused");
+}
+
+TEST_F(Boots, ShortOfMemoryOnANewDeviceTakeTheDefaultOrTheRescueOrSayWhatTheyLack)
+{
+    const std::string factory = "<config><Board><label>factory</label></Board></config>\n";
+    write_file("/tmp/factory", factory);
+    write_file("/etc/defaultconfig.xml",
+               "Version: 1\nLength: " + std::to_string(factory.size()) +
+                   "\nMD5sum: " + shell("md5sum < /tmp/factory | cut -c1-32") + "\n" + factory);
+    files_ = {factory, read_file("/etc/rescueconfig.xml"), ""};
+    is_new_device_ = true;
+
+    refuse_each({"-f"}, "boot of a new device", [](bool serves) { EXPECT_TRUE(serves); });
 }
 
 TEST_F(Boots, ShortOfMemoryEndWithTheReasonWhenFatalErrorsEndThem)

@@ -6,13 +6,22 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <ostream>
+#include <iostream>
 
 namespace {
 
 bool counting = false;
 bool refused = false;
 unsigned long countdown = 0;
+
+/* For the table that ./dev oom prints. */
+void report(unsigned long refused_allocations)
+{
+    if (!std::getenv("VORN_REPORT_ALLOCATIONS")) return;
+    const testing::TestInfo *test = testing::UnitTest::GetInstance()->current_test_info();
+    std::cout << "row\t" << test->test_suite_name() << "." << test->name() << "\t"
+              << refused_allocations << "\t" << std::endl;
+}
 
 bool refuse()
 {
@@ -62,7 +71,8 @@ void FailEachAllocation(const std::function<void()> &body)
         counting = true;
         body();
         counting = false;
-        if (!refused || testing::Test::HasFatalFailure()) return;
+        if (!refused) return report(nth - 1);
+        if (testing::Test::HasFatalFailure()) return;
     }
     FAIL() << "the body never ran without a refused allocation";
 }

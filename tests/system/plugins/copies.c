@@ -37,12 +37,14 @@ static void copy_now(void *eloop_data, void *user_data)
 static void ask(vorn_instance *instance, const char *property, const char *now, const char *before)
 {
     (void)instance;
-    (void)now;
     (void)before;
+    if (now == NULL) return; /* short of memory, a change set counts all properties as changed */
     for (int i = 0; i < copy_count; i++) {
         if (strcmp(copies[i].name, property) == 0) asked_for = i;
     }
-    eloop_register_timeout(0, 0, copy_now, NULL, NULL);
+    if (eloop_register_timeout(0, 0, copy_now, NULL, NULL) != 0) {
+        vorn_debug_printf("copies: no memory for %s\n", property);
+    }
 }
 
 void vorn_plugin_init(void)

@@ -1,0 +1,139 @@
+/* SPDX-License-Identifier: MIT */
+/* Calls that plugins make, each with its allocations refused in turn. */
+#include "support/raw_client.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "faults/faulty_device.h"
+#include "faults/scarce_memory.h"
+
+namespace {
+
+using testing::AnyOf;
+using testing::HasSubstr;
+using namespace vorn::tests;
+
+constexpr unsigned long sane_limit = 100000;
+
+struct Call {
+    std::string name;
+    bool keeps;
+};
+
+class CallsShortOfMemory : public FaultyDevice {
+protected:
+    void SetUp() override
+    {
+#ifdef VORN_SANITIZED
+        GTEST_SKIP() << "the sanitizer's allocator lets no other one be preloaded";
+#endif
+        FaultyDevice::SetUp();
+        install_plugin("calls.vorn");
+        set_environment("LD_PRELOAD", VORN_ALLOCATION_SHIM);
+        set_environment(ALLOCATION_CONTROL_VARIABLE, ScarceMemory::path());
+        boot();
+        whole_ = configuration();
+    }
+
+    static std::string inform_about(const std::string &parameters)
+    {
+        RawClient client("vorn_sock_inform");
+        client.send(native(0) + framed(parameters));
+        return client.receive_all();
+    }
+
+    std::vector<Call> all_calls()
+    {
+        EXPECT_EQ(inform_about("object=calls"), "OK\n");
+        std::istringstream lines(new_messages());
+        std::vector<Call> calls;
+        for (std::string line; std::getline(lines, line);) {
+            const auto at = line.find("calls: name ");
+            if (at == std::string::npos) continue;
+            std::istringstream words(line.substr(at + 12));
+            std::string name, fate;
+            words >> name >> fate;
+            calls.push_back({name, fate == "keeps"});
+        }
+        return calls;
+    }
+
+    /* What the plugin says became of it; "" when the request itself found no memory. */
+    std::string make(const Call &call, unsigned long nth)
+    {
+        new_messages();
+        memory_.refuse(nth);
+        inform_about("object=call&name=" + call.name);
+        EXPECT_TRUE(is_idle());
+        refused_ = memory_.stop_refusing();
+        const std::string messages = new_messages();
+        const auto at = messages.find("calls: ");
+        return at == std::string::npos ? ""
+                                       : messages.substr(at + 7, messages.find('\n', at) - at - 7);
+    }
+
+    long settled()
+    {
+        EXPECT_TRUE(is_idle());
+        return memory_.live();
+    }
+
+    /* Growth that is not there each time is something that is filled or emptied once. */
+    testing::AssertionResult leaks_nothing(const Call &call, unsigned long nth)
+    {
+        constexpr int repetitions = 4;
+        long leaked = 0;
+        for (int i = 0; i < repetitions; i++) {
+            const long before = settled();
+            make(call, nth);
+            leaked = settled() - before;
+            if (leaked <= 0) return testing::AssertionSuccess();
+        }
+        return testing::AssertionFailure() << leaked << " allocations are leaked";
+    }
+
+    /* How many allocations there were to refuse. */
+    unsigned long refuse_each(const Call &call)
+    {
+        EXPECT_EQ(make(call, 0), "done");
+        unsigned long nth = 1;
+        for (; nth < sane_limit && !HasFailure(); nth++) {
+            SCOPED_TRACE(testing::Message() << call.name << ", refusing allocation " << nth);
+            const std::string outcome = make(call, nth);
+            const bool refused = refused_;
+            EXPECT_THAT(outcome, AnyOf("done", "refused", ""));
+            EXPECT_EQ(configuration(), whole_);
+            if (!refused) {
+                EXPECT_EQ(outcome, "done");
+                break;
+            }
+            EXPECT_TRUE(call.keeps || leaks_nothing(call, nth));
+        }
+        return nth - 1;
+    }
+
+    ScarceMemory memory_;
+    std::string whole_;
+    bool refused_ = false;
+};
+
+TEST_F(CallsShortOfMemory, DoWhatTheyPromiseOrAnswerWhatTheyPromiseThen)
+{
+    const std::vector<Call> calls = all_calls();
+    ASSERT_GT(calls.size(), 40u);
+    const unsigned long of_the_request = refuse_each({"nothing", false});
+
+    for (const Call &call : calls) {
+        if (HasFailure() || call.name == "nothing") continue;
+        const unsigned long tried = refuse_each(call) - of_the_request;
+        EXPECT_GT(tried, 0u) << call.name << " needs no memory";
+        report(call.name, tried, "");
+    }
+}
+
+} // namespace

@@ -1,0 +1,27 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef TESTS_FAULTS_PLUGINS_CALLS_H
+#define TESTS_FAULTS_PLUGINS_CALLS_H
+
+#include <stddef.h>
+
+/* What became of a call: what it promises to do, or to answer when it can't, or neither. */
+enum outcome { DONE, REFUSED, BROKEN };
+
+struct call {
+    const char *name;
+    enum outcome (*make)(void);
+    int keeps; /* whether something that nobody can free is made on the way */
+};
+
+/* Each list ends in a null name. */
+extern const struct call store_calls[];
+extern const struct call system_calls[];
+extern const struct call validator_calls[];
+
+enum outcome done_if(int condition);
+
+void prepare_store_calls(void);
+void prepare_system_calls(void);
+void prepare_validator_calls(void);
+
+#endif

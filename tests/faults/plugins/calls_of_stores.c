@@ -1,0 +1,274 @@
+/* SPDX-License-Identifier: MIT */
+/* Calls that look at stores: at a change set, at a commit, at a transaction's working copy. */
+#include "vorn/vorn.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "calls.h"
+
+static FILE *nowhere;
+
+/* A store with one radio, whose channel was 7 and has become 8. */
+struct scene {
+    vorn_instances *store;
+    vorn_instance *radio;
+    vorn_changes *changes;
+};
+
+static int set(struct scene *scene)
+{
+    scene->store = vorn_instances_new();
+    scene->radio = vorn_instance_new(vorn_classes_get("Radio"), "x");
+    if (scene->store == NULL || scene->radio == NULL ||
+        vorn_instance_set_value(scene->radio, "channel", "7") != 0) {
+        return 0;
+    }
+    if (vorn_instances_add(scene->store, scene->radio) != 0) return 0;
+    scene->changes = vorn_changes_new(scene->store);
+    return scene->changes != NULL && vorn_instance_set_value(scene->radio, "channel", "8") == 0;
+}
+
+static void clear(struct scene *scene)
+{
+    vorn_changes_delete(scene->changes);
+    if (scene->radio != NULL) {
+        if (scene->store != NULL) vorn_instances_remove(scene->store, scene->radio);
+        vorn_instance_delete(scene->radio);
+    }
+    vorn_instances_delete(scene->store);
+}
+
+static enum outcome with_scene(enum outcome (*act)(struct scene *scene))
+{
+    struct scene scene = {NULL, NULL, NULL};
+    const enum outcome outcome = set(&scene) ? act(&scene) : REFUSED;
+
+    clear(&scene);
+    return outcome;
+}
+
+static enum outcome was_seven(const vorn_instance *before)
+{
+    const char *channel = before != NULL ? vorn_instance_get_value(before, "channel") : NULL;
+
+    if (before == NULL) return REFUSED;
+    return channel != NULL && strcmp(channel, "7") == 0 ? DONE : BROKEN;
+}
+
+static enum outcome look_at_before(struct scene *scene)
+{
+    const vorn_instances *before = vorn_changes_get_before(scene->changes);
+
+    return before != NULL ? was_seven(vorn_instances_get(before, "Radio", "x")) : REFUSED;
+}
+
+static enum outcome look_at_instance_before(struct scene *scene)
+{
+    return was_seven(vorn_changes_get_instance_before(scene->changes, scene->radio));
+}
+
+static enum outcome print_changes(struct scene *scene)
+{
+    vorn_changes_print(scene->changes, nowhere);
+    return DONE;
+}
+
+static enum outcome get_before(void)
+{
+    return with_scene(look_at_before);
+}
+
+static enum outcome get_instance_before(void)
+{
+    return with_scene(look_at_instance_before);
+}
+
+static enum outcome changes_print(void)
+{
+    return with_scene(print_changes);
+}
+
+/* What is done while this plugin's provider is told of a commit, or asked to refresh. */
+static enum outcome (*in_commit)(vorn_commit_info *info);
+static enum outcome (*in_refresh)(vorn_instances *instances);
+static enum outcome outcome_inside;
+
+static void commit(vorn_commit_info *info)
+{
+    if (in_commit != NULL) outcome_inside = in_commit(info);
+}
+
+static void refresh(vorn_refresh_info *info, void *data)
+{
+    (void)data;
+    if (in_refresh != NULL) outcome_inside = in_refresh(vorn_refresh_info_get_instances(info));
+}
+
+static enum outcome look_at_commit(vorn_commit_info *info)
+{
+    const vorn_instances *before = vorn_commit_info_get_before(info);
+
+    return before != NULL ? done_if(vorn_instances_get(before, "Radio", "r0") != NULL) : REFUSED;
+}
+
+static enum outcome commit_info_get_before(void)
+{
+    outcome_inside = REFUSED;
+    in_commit = look_at_commit;
+    free(vorn_query_eval("<lsql><update><Board><label>roof</label></Board></update></lsql>"));
+    in_commit = NULL;
+    return outcome_inside;
+}
+
+/* A passive transaction's working copy is dropped at its end, whatever was done to it. */
+static enum outcome on_working_copy(enum outcome (*act)(vorn_instances *instances))
+{
+    outcome_inside = REFUSED;
+    in_refresh = act;
+    free(vorn_query_eval_passive("<lsql><write-transaction><update><Board><label>roof</label>"
+                                 "</Board></update></write-transaction></lsql>"));
+    in_refresh = NULL;
+    return outcome_inside;
+}
+
+static enum outcome get_radio(vorn_instances *instances)
+{
+    return done_if(vorn_instances_get(instances, "Radio", "r1") != NULL);
+}
+
+static enum outcome get_board(vorn_instances *instances)
+{
+    return done_if(vorn_instances_get_singleton(instances, "Board") != NULL);
+}
+
+static enum outcome ask_whether_empty(vorn_instances *instances)
+{
+    return done_if(!vorn_instances_is_empty(instances));
+}
+
+static enum outcome print_instances(vorn_instances *instances)
+{
+    return done_if(vorn_instances_print(instances, nowhere) == 0);
+}
+
+static enum outcome remove_routes(vorn_instances *instances)
+{
+    return done_if(vorn_instances_remove_class(instances, "Route") == 0);
+}
+
+static enum outcome delete_routes(vorn_instances *instances)
+{
+    return done_if(vorn_instances_delete_class(instances, "Route") == 0);
+}
+
+static enum outcome instances_get(void)
+{
+    return on_working_copy(get_radio);
+}
+
+static enum outcome instances_get_singleton(void)
+{
+    return on_working_copy(get_board);
+}
+
+static enum outcome instances_is_empty(void)
+{
+    return on_working_copy(ask_whether_empty);
+}
+
+static enum outcome instances_print(void)
+{
+    return on_working_copy(print_instances);
+}
+
+static enum outcome instances_remove_class(void)
+{
+    return on_working_copy(remove_routes);
+}
+
+static enum outcome instances_delete_class(void)
+{
+    return on_working_copy(delete_routes);
+}
+
+static enum outcome query_eval_passive(void)
+{
+    char *answer = vorn_query_eval_passive("<lsql><select><Board><label/></Board></select></lsql>");
+    const enum outcome outcome = done_if(answer != NULL && strstr(answer, ">roof<") != NULL);
+
+    free(answer);
+    return outcome;
+}
+
+static enum outcome query_action(void)
+{
+    vorn_query_action("calls", "act", "Board", NULL);
+    return DONE;
+}
+
+static enum outcome put2object(void)
+{
+    static const char *const columns[] = {"*name", "channel", NULL};
+
+    vorn_util_put2object("r0 1\n", columns, "Radio");
+    return DONE;
+}
+
+static const char *const status_columns[] = {"*name", "uptime", NULL};
+static vorn_util_txt_table status = {0, NULL, NULL, NULL, NULL, status_columns};
+static vorn_util_txt_table *const status_tables[] = {&status, NULL};
+
+static enum outcome add_properties(void)
+{
+    vorn_class *klass = vorn_class_new("Status");
+
+    return done_if(klass != NULL && vorn_util_txt_tables_add_properties(status_tables, klass) == 0);
+}
+
+static const char *no_value(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)property;
+    (void)info;
+    return NULL;
+}
+
+static enum outcome add_refresh(void)
+{
+    vorn_refresher *refresher = vorn_refresher_new("Radio");
+
+    return done_if(refresher != NULL &&
+                   vorn_util_txt_tables_add_refresh(status_tables, refresher, no_value) == 0);
+}
+
+const struct call store_calls[] = {
+    {"vorn_changes_get_before", get_before, 0},
+    {"vorn_changes_get_instance_before", get_instance_before, 0},
+    {"vorn_changes_print", changes_print, 0},
+    {"vorn_commit_info_get_before", commit_info_get_before, 0},
+    {"vorn_instances_get", instances_get, 0},
+    {"vorn_instances_get_singleton", instances_get_singleton, 0},
+    {"vorn_instances_is_empty", instances_is_empty, 0},
+    {"vorn_instances_print", instances_print, 0},
+    {"vorn_instances_remove_class", instances_remove_class, 1},
+    {"vorn_instances_delete_class", instances_delete_class, 0},
+    {"vorn_query_eval_passive", query_eval_passive, 0},
+    {"vorn_query_action", query_action, 1},
+    {"vorn_util_put2object", put2object, 0},
+    {"vorn_util_txt_tables_add_properties", add_properties, 1},
+    {"vorn_util_txt_tables_add_refresh", add_refresh, 1},
+    {NULL, NULL, 0},
+};
+
+void prepare_store_calls(void)
+{
+    vorn_provider *provider = vorn_provider_new("calls");
+
+    nowhere = fopen("/dev/null", "w");
+    if (nowhere != NULL) setvbuf(nowhere, NULL, _IONBF, 0);
+    vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_refresh_fn(provider, refresh, NULL);
+    vorn_providers_add(provider);
+}
