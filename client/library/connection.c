@@ -59,7 +59,7 @@ static int is_for_later(int error)
 static int connect_at_last(struct connection *connection, const struct sockaddr *address,
                            socklen_t length)
 {
-    const struct timespec pause = {0, 10 * 1000000};
+    const struct timespec pause = {0, 10000000};
     while (connect(connection->descriptor, address, length) != 0) {
         if (errno == EINPROGRESS || errno == EALREADY) {
             const int status = wait_for(connection, POLLOUT);

@@ -7,6 +7,7 @@
  */
 #include "core/hash_table/hash_table_order.h"
 #include "core/hash_table/hash_table_record.h"
+#include "core/hash_table/quick_hash.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -54,47 +55,9 @@ void free_chains(ght_table &table)
     if (table.chains != chains_behind(&table)) std::free(table.chains);
 }
 
-/* Reads whole words; the last one overlaps the one before it. */
-std::uint64_t read_word(const unsigned char *bytes)
-{
-    std::uint64_t word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-std::uint64_t read_short(const unsigned char *bytes, std::uint32_t length)
-{
-    std::uint64_t word = 0;
-    for (std::uint32_t i = 0; i < length; i++)
-        word = word << 8 | bytes[i];
-    return word;
-}
-
-std::uint64_t mix(std::uint64_t hash, std::uint64_t word)
-{
-    constexpr std::uint64_t odd = 0x9E3779B97F4A7C15;
-    hash = (hash ^ word) * odd;
-    return hash ^ (hash >> 32);
-}
-
-std::uint32_t quick_hash(const ght_key &key)
-{
-    const auto *bytes = static_cast<const unsigned char *>(key.bytes);
-    std::uint64_t hash = key.length;
-
-    if (key.length < sizeof hash) {
-        hash = mix(hash, read_short(bytes, key.length));
-    } else {
-        for (std::uint32_t i = 0; i + sizeof hash < key.length; i += sizeof hash)
-            hash = mix(hash, read_word(bytes + i));
-        hash = mix(hash, read_word(bytes + key.length - sizeof hash));
-    }
-    return static_cast<std::uint32_t>(hash ^ (hash >> 15));
-}
-
 std::uint32_t hash_of(const ght_table &table, const ght_key &key)
 {
-    return table.has_visible_buckets ? table.hash(&key) : quick_hash(key);
+    return table.has_visible_buckets ? table.hash(&key) : vorn::quick_hash(key);
 }
 
 bool is_same(const ght_entry &entry, std::uint32_t hash, const ght_key &key)

@@ -55,9 +55,13 @@ VORN_API int vorn_socket_get_tcp(int port, int local_only);
 /**
  * Opens the LSQL socket, abstract name "vorn_sock_lsql", and has the event loop serve it. Each
  * connection carries one request, a length of 4 bytes in the machine's own order and the text, and
- * one reply, the text up to the end of the stream. A length of 0 and a request that is not XML get
- * no reply. No request is longer than 16 MiB, and a client has 5 seconds to send it and 5 to take
- * the reply; whoever does not keep to that is dropped with an error in the log.
+ * one reply, the text up to the end of the stream. A client has 5 seconds to send its request and 5
+ * to take the reply; whoever does not keep to that is dropped with an error in the log.
+ *
+ * No reply is sent to a length of 0 or of more than 16 MiB, to what is not well-formed XML or
+ * declares entities, and to what would keep the parser busy for minutes: elements more than 256
+ * deep, an element with many attributes or namespaces (500 are always taken, more than a thousand
+ * never), more than 100,000 different names, attributes that the document declares.
  *
  * Returns 0, or 1 when it can't be opened. Called once, by the start-up.
  */

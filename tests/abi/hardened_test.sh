@@ -10,9 +10,12 @@ trap 'rm -rf "$work"' EXIT
 cat >"$work/prog.c" <<'C'
 #include <stdio.h>
 #include <string.h>
+#ifdef BOTH
+__asm__(".pushsection .both, \"awx\"\n.long 0\n.popsection");
+#endif
 int main(int argc, char **argv)
 {
-    char line[64];
+    char line[9000];
     strncpy(line, argv[argc - 1], sizeof line - 1);
     line[sizeof line - 1] = '\0';
     fprintf(stdout, argv[0], line);
@@ -20,7 +23,8 @@ int main(int argc, char **argv)
 }
 C
 
-good=(-O2 -fPIE -pie -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
+good=(-O2 -fPIE -pie -fstack-protector-strong -fstack-clash-protection
+    -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
     "-Wl,-z,relro,-z,now,-z,noexecstack,--export-dynamic-symbol=main")
 marked=false
 if "$1" -w -fcf-protection -fsyntax-only "$work/prog.c" 2>/dev/null; then
@@ -47,4 +51,9 @@ says "leaves its tables writable" -Wl,-z,norelro
 says "may run code on its stack" -Wl,-z,execstack
 says "has no guards on its stack" -fno-stack-protector
 says "calls fprintf unchecked" -U_FORTIFY_SOURCE
-! $marked || says "does not mark the entries of 1 functions, main" -fcf-protection=none
+says "has memory that is both written and run" -DBOTH
+if $marked; then
+    says "does not mark the entries of 1 functions, main" -fcf-protection=none
+    says "may jump over the page behind its stack" -fno-stack-clash-protection
+    says "writes into its code at the start" -fno-pie -mcmodel=large -Wl,-z,notext
+fi

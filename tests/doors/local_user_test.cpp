@@ -99,6 +99,26 @@ TEST_F(DevicesWithALocalUser, LetHimInformAndListen)
               0);
 }
 
+/* Neither the log nor a notice is evidence of who said something. */
+TEST_F(DevicesWithALocalUser, LetHimForgeLinesOfTheLogAndNotices)
+{
+    boot();
+
+    EXPECT_EQ(as_local_user([] {
+                  RawClient subscriber(notices_port);
+                  subscriber.send("x");
+                  inform("nobody");
+                  lsql("<oops>\nvorn: Exit due to signal 15.");
+                  lsql("<lsql origin=\"x&quot;&gt;9&lt;/conf_changed&gt;\"><update><Radio>"
+                       "<channel>3</channel></Radio></update></lsql>");
+                  const std::string notice = subscriber.receive_until("</conf_changed>");
+                  return notice.find("origin=\"x\">9<") != std::string::npos ? 0 : 1;
+              }),
+              0);
+
+    EXPECT_TRUE(console_shows("\nvorn: Exit due to signal 15.\n"));
+}
+
 int bind_to_name(const char *name)
 {
     sockaddr_un address = {};

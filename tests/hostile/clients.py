@@ -3,6 +3,7 @@
 import multiprocessing
 import random
 import resource
+import select
 import socket
 import struct
 import time
@@ -10,9 +11,12 @@ import time
 from vorn_live import INFORM, LSQL, NOTIFY, connect, framed, receive_all
 
 LARGEST = 16 << 20
+# Longer than anybody is waited for: who gives up sooner does not show whether somebody was.
+STUBBORN_S = 30
 SELECT = b'<lsql><select><Radio name="r0"><channel/></Radio></select></lsql>'
 INFORMATION = b"object=radio&action=now"
 GOOD = {LSQL: SELECT, INFORM: INFORMATION}
+NOTICE = b'<?xml version="1.0"?><conf_changed origin="o">1</conf_changed>\n\0'
 LARGE_REPLY = b"<lsql>" + b'<select><Radio properties="all"/></select>' * 20000 + b"</lsql>"
 
 
@@ -35,6 +39,13 @@ def await_end(client):
         receive_all(client)
     except ConnectionResetError:
         pass
+
+
+def await_hang_up(client, seconds):
+    """True when the other side has closed; what it sent stays where it is."""
+    poll = select.poll()
+    poll.register(client, 0)
+    return bool(poll.poll(seconds * 1000))
 
 
 def do_nothing(until):
@@ -63,20 +74,44 @@ def take_a_byte_a_second(until, door, request):
         with connect(door) as client:
             client.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1)
             send(client, framed(door, request))
-            end = time.monotonic() + 6
-            while goes_on(end) and client.recv(1):
-                time.sleep(1)
+            end = time.monotonic() + STUBBORN_S
+            while goes_on(end) and client.recv(1) and not await_hang_up(client, 1):
+                pass
+
+
+def send_late(client, door, request, delay):
+    """The last byte comes after the delay."""
+    whole = framed(door, request)
+    send(client, whole[:-1])
+    time.sleep(delay)
+    send(client, whole[-1:])
 
 
 def take_no_reply(until, door, request, delay=0.0):
-    """The last byte of the request comes after the delay."""
     while goes_on(until):
         with connect(door) as client:
-            bytes_sent = framed(door, request)
-            send(client, bytes_sent[:-1])
-            time.sleep(delay)
-            send(client, bytes_sent[-1:])
-            time.sleep(6)
+            send_late(client, door, request, delay)
+            await_hang_up(client, STUBBORN_S)
+
+
+def write_on_behind_the_request(until, door, delay=0.0):
+    """A little all the time, as one who has not said everything yet."""
+    while goes_on(until):
+        with connect(door) as client:
+            send_late(client, door, GOOD[door], delay)
+            end = time.monotonic() + STUBBORN_S
+            while goes_on(end) and send(client, b"x"):
+                time.sleep(0.02)
+
+
+def pour_behind_the_request(until, door):
+    """As much as is taken."""
+    while goes_on(until):
+        with connect(door) as client:
+            send(client, framed(door, GOOD[door]))
+            end = time.monotonic() + STUBBORN_S
+            while goes_on(end) and send(client, b"x" * 65536):
+                pass
 
 
 def announce_4_gib(until, door):
@@ -98,9 +133,9 @@ def come_together(until, door, number):
             client.close()
 
 
-def be_silent_together(until, number):
+def be_silent_together(until, door, number):
     while goes_on(until):
-        clients = [connect(LSQL) for _ in range(number)]
+        clients = [connect(door) for _ in range(number)]
         for client in clients:
             await_end(client)
             client.close()
@@ -157,6 +192,44 @@ def subscribe():
     client.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
     client.send(b"x")
     return client
+
+
+def write_a_byte_a_second_and_listen(until):
+    with subscribe() as client:
+        client.setblocking(False)
+        while goes_on(until):
+            client.send(b"n")
+            change()
+            time.sleep(1)
+
+
+def go_at_every_byte_of_a_notice(until):
+    while goes_on(until):
+        for length in range(len(NOTICE) + 1):
+            with subscribe() as client:
+                for _ in range(3):  # one pass accepts it, the next takes its byte
+                    change()
+                if length > 0:
+                    client.recv(length, socket.MSG_WAITALL)
+
+
+def subscribe_together(until, number):
+    """The ninth and who comes after are sent away."""
+    while goes_on(until):
+        clients = [connect(NOTIFY) for _ in range(number)]
+        for client in clients:
+            send(client, b"x")
+        change()
+        for client in clients:
+            client.close()
+
+
+def write_to_notices(until, *texts):
+    while goes_on(until):
+        for text in texts:
+            with connect(NOTIFY) as client:
+                send(client, text)
+                change()
 
 
 def never_read_notices(until):

@@ -4,7 +4,8 @@
 A client has five seconds for its request and five to take the reply, and each door takes one client
 in each pass of the loop. What others wait and how late the tick is follows from that; nothing else
 may add to it. A request that is served is no waiting: it takes what its work takes, and all there
-is to hold against it is that the watchdog, at 240 seconds, does not strike.
+is to hold against it is that the watchdog, at 240 seconds, does not strike, on a board that is ten
+times slower than the machine at hand.
 """
 import dataclasses
 import typing
@@ -13,7 +14,7 @@ import clients
 from vorn_live import INFORM, LSQL
 
 REQUEST, REPLY = 5, 5
-WATCHDOG = 240
+WORK = 240 / 10
 
 
 @dataclasses.dataclass
@@ -37,7 +38,7 @@ def quick(name, attack, *arguments):
 
 
 def work(name, *bodies, door=LSQL):
-    return Scenario(name, clients.send_requests, (door, *bodies), WATCHDOG, WATCHDOG)
+    return Scenario(name, clients.send_requests, (door, *bodies), WORK, WORK)
 
 
 def numbered(count, form):
@@ -64,9 +65,9 @@ def waiting_clients():
         slow("half a request", clients.stop_after, LSQL, b"\xff\x00\x00\x00<lsql>"),
         quick("announces 4 GiB and writes", clients.announce_4_gib, LSQL),
         quick("50 at once", clients.come_together, LSQL, 50),
-        Scenario("3 silent at once", clients.be_silent_together, (3,), 3 * REQUEST,
+        Scenario("3 silent at once", clients.be_silent_together, (LSQL, 3), 3 * REQUEST,
                  REQUEST, 3),
-        Scenario("50 silent at once", clients.be_silent_together, (50,), 50 * REQUEST,
+        Scenario("50 silent at once", clients.be_silent_together, (LSQL, 50), 50 * REQUEST,
                  REQUEST, 3, False),
         quick("goes at every byte of the request", clients.go_at_every_byte_of_the_request, LSQL),
         quick("goes at every byte of the reply", clients.go_at_every_byte_of_the_reply, LSQL),
@@ -75,6 +76,11 @@ def waiting_clients():
              clients.LARGE_REPLY, limit=REPLY, short=False),
         slow("as late as allowed, then takes no reply", clients.take_no_reply, LSQL,
              clients.LARGE_REPLY, REQUEST - 0.3, limit=REQUEST + REPLY, short=False),
+        slow("writes on behind its request", clients.write_on_behind_the_request, LSQL,
+             limit=REPLY),
+        slow("as late as allowed, then writes on", clients.write_on_behind_the_request, LSQL,
+             REQUEST - 0.3, limit=REQUEST + REPLY, short=False),
+        slow("pours behind its request", clients.pour_behind_the_request, LSQL, limit=REPLY),
     ]
 
 
@@ -83,14 +89,27 @@ def informing_clients():
         slow("inform: silent", clients.stop_after, INFORM, b""),
         slow("inform: one byte a second", clients.send_a_byte_a_second, INFORM, short=False),
         slow("inform: half a length", clients.stop_after, INFORM, b"\0\0\0\0\x10", short=False),
+        slow("inform: half a request", clients.stop_after, INFORM, b"\0\0\0\0\xff\0\0\0object=",
+             short=False),
         quick("inform: announces 4 GiB and writes", clients.announce_4_gib, INFORM),
         quick("inform: 50 at once", clients.come_together, INFORM, 50),
         quick("inform: goes at every byte of the request",
               clients.go_at_every_byte_of_the_request, INFORM),
         quick("inform: goes at every byte of the reply",
               clients.go_at_every_byte_of_the_reply, INFORM),
+        quick("inform: takes no reply", clients.take_no_reply, INFORM, clients.INFORMATION),
+        slow("inform: writes on behind its request", clients.write_on_behind_the_request, INFORM,
+             limit=REPLY, short=False),
+        slow("inform: pours behind its request", clients.pour_behind_the_request, INFORM,
+             limit=REPLY, short=False),
+        Scenario("inform: 3 silent at once", clients.be_silent_together, (INFORM, 3), 3 * REQUEST,
+                 REQUEST, 3),
         quick("inform: noise", clients.send_noise, INFORM),
         work("inform: 16 MiB of pairs", numbered(1_400_000, b"n%d=1&"), door=INFORM),
+        work("inform: 16 MiB of one pair", filled(b"object=", b"r", b""), door=INFORM),
+        work("inform: 16 MiB without a pair", filled(b"", b"&", b""), door=INFORM),
+        work("inform: NULs", b"\0", b"\0" * 1000, b"object=radio\0&action=now", door=INFORM),
+        work("inform: invalid UTF-8", b"object=\xff\xfe&\xc3\x28=\x80", door=INFORM),
     ]
 
 
@@ -98,9 +117,15 @@ def subscribers():
     return [
         quick("subscriber that never reads", clients.never_read_notices),
         quick("subscriber that writes for ever", clients.write_notices_for_ever, 1),
-        quick("8 subscribers that write for ever", clients.write_notices_for_ever, 8),
+        quick("7 subscribers that write for ever", clients.write_notices_for_ever, 7),
         quick("1,050 that never subscribe", clients.connect_and_never_subscribe, 1050),
+        quick("50 subscribe at once", clients.subscribe_together, 50),
         quick("subscribers that come and go", clients.come_and_go_as_subscribers),
+        quick("subscribers that go at every byte of a notice",
+              clients.go_at_every_byte_of_a_notice),
+        quick("subscriber that writes a byte a second", clients.write_a_byte_a_second_and_listen),
+        quick("subscribers that write NULs and invalid UTF-8", clients.write_to_notices,
+              b"\0", b"\0" * 1000, b"\xff\xfe\xfd", b"<?xml version='1.0'?>"),
     ]
 
 
@@ -124,8 +149,8 @@ def documents():
         work("16 MiB of white space around a select", filled(clients.SELECT, b"\n", b"")),
         work("16 MiB of CDATA", filled(b"<lsql>", b"<![CDATA[a]]>", b"</lsql>")),
         work("16 MiB of where",
-             filled(b"<lsql><select><Radio/></select><where><and>", b"<value/>",
-                    b"</and></where></lsql>")),
+             filled(b"<lsql><select><Radio/></select><where><or>", b"<value/>",
+                    b"</or></where></lsql>")),
         work("NULs", b"\0", b"\0" * 1000, clients.SELECT[:20] + b"\0" + clients.SELECT[20:]),
         work("invalid UTF-8", b"\xff\xfe\xfd", clients.SELECT.replace(b"r0", b"r\xc3\x28"),
              b"<lsql>\xf8\x88\x80\x80\x80</lsql>"),

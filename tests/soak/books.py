@@ -52,7 +52,7 @@ class Memory:
     before it; what is the same is shared.
     """
 
-    FLUCTUATION_KIB = 512
+    FLUCTUATION_KIB = 128
     KEPT_PER_INSTANCE, KEPT_PER_WRITE = 80, 2500
 
     def __init__(self):

@@ -103,8 +103,9 @@ class Load:
             self.deaf.close()
             self.deaf = self.subscribe()
         self.log.read_on()
-        comes_true(lambda: self.daemon.descriptors() == self.descriptors)
-        self.expect(self.daemon.descriptors(), self.descriptors, "descriptors")
+        if not self.problems:
+            comes_true(lambda: self.daemon.descriptors() == self.descriptors, 5)
+            self.expect(self.daemon.descriptors(), self.descriptors, "descriptors")
 
     def play_a_save(self):
         """Everything is on the disk by the time it is answered, and a notice on its way."""
