@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "declare.h"
+#include "reboot.h"
 #include "state.h"
 #include "time_zone.h"
 
@@ -91,4 +92,5 @@ void vorn_plugin_init(void)
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);
     vorn_providers_order("system", "save");
+    reboot_declare();
 }

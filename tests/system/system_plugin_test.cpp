@@ -1,10 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 /* The system's settings and states, on a device. */
 #include "support/device.h"
+#include "support/raw_client.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <string>
 
@@ -13,6 +15,9 @@ namespace {
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
+using vorn::tests::framed;
+using vorn::tests::native;
+using vorn::tests::RawClient;
 
 class SystemSettings : public vorn::tests::Device {
 protected:
@@ -158,6 +163,86 @@ TEST_F(SystemStates, AreNeitherWrittenNorSaved)
     const std::string saved = read_file(vorn::test::startup_file);
     EXPECT_THAT(saved, HasSubstr("<time-zone>CET-2</time-zone>"));
     EXPECT_THAT(saved, Not(HasSubstr("uptime")));
+}
+
+/* The daemon asks process 1, which is the test, to reboot. */
+class RequestedReboots : public vorn::tests::Device {
+protected:
+    void SetUp() override
+    {
+        Device::SetUp();
+        install_plugin("system.vorn");
+        install_plugin("save.vorn");
+        stand_in("hostname");
+        std::signal(SIGTERM, [](int) {});
+        write_file(vorn::test::startup_file, used);
+        boot();
+    }
+
+    static constexpr char used[] = "<config><system><contact>me</contact></system></config>";
+    static constexpr char fresh[] =
+        "<config><system><contact>factory</contact></system></config>\n";
+};
+
+TEST_F(RequestedReboots, AreDoneWhenTheyAreInformedOf)
+{
+    EXPECT_EQ(inform("reboot"), "OK\n");
+
+    EXPECT_EQ(exit_status(), 1);
+    EXPECT_TRUE(console_shows("Rebooting the system."));
+    EXPECT_EQ(read_file(vorn::test::startup_file), used);
+}
+
+TEST_F(RequestedReboots, AfterAFactoryResetAreFromTheDefault)
+{
+    write_file("/tmp/fresh", fresh);
+    const std::string sum = shell("md5sum </tmp/fresh | cut -c1-32");
+    write_file("/etc/defaultconfig.xml", "Version: 1\nLength: " + std::to_string(sizeof fresh - 1) +
+                                             "\nMD5sum: " + sum + "\n" + fresh);
+
+    EXPECT_EQ(inform("factory-reset"), "OK\n");
+
+    EXPECT_EQ(exit_status(), 1);
+    EXPECT_TRUE(console_shows("Rebooting the system."));
+    EXPECT_EQ(read_file(vorn::test::startup_file), fresh);
+}
+
+TEST_F(RequestedReboots, AfterAFactoryResetAreFromTheRescueWhenTheDefaultIsBroken)
+{
+    write_file("/etc/defaultconfig.xml", "broken");
+    write_file("/etc/rescueconfig.xml", fresh);
+
+    EXPECT_EQ(inform("factory-reset"), "OK\n");
+
+    EXPECT_EQ(exit_status(), 1);
+    EXPECT_EQ(read_file(vorn::test::startup_file), fresh);
+}
+
+TEST_F(RequestedReboots, AreRefusedWhereThereIsNothingToResetTo)
+{
+    EXPECT_EQ(inform("factory-reset"), "ERR returned by handler\n");
+
+    EXPECT_EQ(read_file(vorn::test::startup_file), used);
+    EXPECT_THAT(lsql("<lsql><select><system><contact/></system></select></lsql>"),
+                HasSubstr("<contact>me</contact>"));
+}
+
+/* The loop serves what is ready in the same pass before it ends. */
+TEST_F(RequestedReboots, AfterAFactoryResetAreNotFromAChangeOfTheLastMoment)
+{
+    write_file("/etc/rescueconfig.xml", fresh);
+    kill(daemon_pid(), SIGSTOP);
+    RawClient late("vorn_sock_lsql");
+    late.send(framed("<lsql><write-transaction><update><system><contact>late</contact></system>"
+                     "</update></write-transaction></lsql>"));
+    RawClient reset("vorn_sock_inform");
+    reset.send(native(0) + framed("object=factory-reset"));
+    kill(daemon_pid(), SIGCONT);
+
+    EXPECT_EQ(reset.receive_all(), "OK\n");
+    EXPECT_THAT(late.receive_all(), HasSubstr("<rc>0</rc>"));
+    EXPECT_EQ(exit_status(), 1);
+    EXPECT_EQ(read_file(vorn::test::startup_file), fresh);
 }
 
 } // namespace
