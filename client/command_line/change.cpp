@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "failure.h"
+#include "transaction.h"
 
 namespace vorn::client {
 
@@ -78,14 +79,15 @@ Step step_of(const Change &change, const Schema &schema)
     return step;
 }
 
-void add_to(Request &request, const Change &change, const Step &step)
+void add_to(Transaction &transaction, const Change &change, const Step &step)
 {
+    const std::string title = change.place + title_of(change, step.target);
     if (change.operation == "set") {
-        request.update(step.target, step.values);
+        transaction.update(title, step.target, step.values);
     } else if (change.operation == "add") {
-        request.insert(step.target, step.values);
+        transaction.insert(title, step.target, step.values);
     } else {
-        request.remove(step.target);
+        transaction.remove(title, step.target);
     }
 }
 
@@ -100,63 +102,27 @@ bool matched(const Change &change, const Step &step, const Outcome &outcome)
 
 } // namespace
 
-int apply(Device &device, const Schema &schema, const std::vector<Change> &changes,
-          const std::string &origin)
+Change change_of(const Invocation &invocation, const std::string &place)
 {
-    Request request(Request::Kind::transaction, origin);
+    return {invocation.verb->name,       invocation.word(0),      invocation.words_from(1),
+            invocation.value("--where"), invocation.has("--all"), place};
+}
+
+int make_changes(const Options &options, const std::vector<Change> &changes)
+{
+    Device device(options.timeout_ms());
+    const Schema schema = Schema::of(device);
+    Transaction transaction(options.origin);
     std::vector<Step> steps;
     for (const Change &change : changes) {
         steps.push_back(step_of(change, schema));
-        add_to(request, change, steps.back());
+        add_to(transaction, change, steps.back());
     }
-    if (request.empty()) return done;
-
-    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    for (std::size_t i = 0; i < outcomes.size() && i < changes.size(); i++) {
-        if (outcomes[i].rc == 0) continue;
-        fail(changes[i], refused, title_of(changes[i], steps[i].target) + ": " + outcomes[i].error);
-    }
-    if (outcomes.size() != changes.size()) throw Failure(no_answer, "the answer makes no sense");
-
+    const std::vector<Outcome> outcomes = transaction.execute(device);
     bool all_matched = true;
-    for (std::size_t i = 0; i < changes.size(); i++)
+    for (std::size_t i = 0; i < outcomes.size(); i++)
         all_matched &= matched(changes[i], steps[i], outcomes[i]);
     return all_matched ? done : differs;
-}
-
-std::vector<std::string> split_words(const std::string &line, const std::string &place)
-{
-    std::vector<std::string> words;
-    std::string word;
-    bool in_word = false;
-    char quote = '\0';
-    for (std::size_t i = 0; i < line.size(); i++) {
-        const char character = line[i];
-        if (character == '\\' && quote != '\'' && i + 1 < line.size()) {
-            word += line[++i];
-            in_word = true;
-        } else if (quote != '\0') {
-            if (character == quote) {
-                quote = '\0';
-            } else {
-                word += character;
-            }
-        } else if (character == '"' || character == '\'') {
-            quote = character;
-            in_word = true;
-        } else if (character == '#' && !in_word) {
-            break;
-        } else if (character == ' ' || character == '\t' || character == '\r') {
-            if (in_word) words.push_back(std::exchange(word, {}));
-            in_word = false;
-        } else {
-            word += character;
-            in_word = true;
-        }
-    }
-    if (quote != '\0') throw Failure(misused, place + "the closing " + quote + " is missing");
-    if (in_word) words.push_back(word);
-    return words;
 }
 
 } // namespace vorn::client

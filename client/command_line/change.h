@@ -1,13 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "device.h"
-#include "lsql.h"
 #include "schema.h"
+#include "verb.h"
 
 namespace vorn::client {
 
@@ -21,14 +20,13 @@ struct Change {
     std::string place; /* "FILE:LINE: " for what stands in a file, else empty */
 };
 
+/* The change that an invocation of "set", "add" or "delete" asks for. */
+Change change_of(const Invocation &invocation, const std::string &place = {});
+
 /*
  * Makes all changes in one transaction: all of them happen or none. A change that matches no
  * instance is reported, and makes the status `differs`; what the daemon refuses is thrown.
  */
-int apply(Device &device, const Schema &schema, const std::vector<Change> &changes,
-          const std::string &origin);
-
-/* The words of a line as a shell would see them: quotes, backslashes, and "#" before a comment. */
-std::vector<std::string> split_words(const std::string &line, const std::string &place);
+int make_changes(const Options &options, const std::vector<Change> &changes);
 
 } // namespace vorn::client

@@ -4,11 +4,11 @@
 #include <iostream>
 #include <set>
 
-#include "change.h"
-#include "commands.h"
 #include "device.h"
 #include "failure.h"
 #include "schema.h"
+#include "text.h"
+#include "verb.h"
 
 namespace vorn::client {
 
@@ -41,31 +41,21 @@ void offer(const Line &line, const std::string &candidate)
     if (candidate.rfind(line.beginning, 0) == 0) std::cout << candidate << '\n';
 }
 
-/* All but those that are not for people. */
-std::vector<const CLI::App *> commands_of(const CLI::App &program)
+void offer_commands(const Line &line)
 {
-    return program.get_subcommands(
-        [](const CLI::App *command) { return !command->get_group().empty(); });
+    for (const Verb &verb : verbs()) {
+        if (verb.for_people) offer(line, verb.name);
+    }
 }
 
-void offer_commands(const CLI::App &program, const Line &line)
+void offer_options(const Line &line)
 {
-    for (const CLI::App *command : commands_of(program))
-        offer(line, command->get_name());
-}
-
-void offer_options(const CLI::App &program, const Line &line)
-{
-    std::vector<const CLI::App *> owners = {&program};
-    for (const CLI::App *command : commands_of(program)) {
-        if (!line.words.empty() && command->get_name() == line.words[0]) owners.push_back(command);
-    }
-    for (const CLI::App *owner : owners) {
-        for (const CLI::Option *option : owner->get_options()) {
-            for (const std::string &name : option->get_lnames())
-                offer(line, "--" + name);
-        }
-    }
+    for (const OptionWord &each : common_options())
+        offer(line, each.name);
+    const Verb *verb = line.words.empty() ? nullptr : find_verb(line.words[0]);
+    if (!verb) return;
+    for (const OptionWord &each : verb->options)
+        offer(line, each.name);
 }
 
 void offer_names(Device &device, const Line &line, const std::string &class_name)
@@ -115,30 +105,23 @@ void offer_words(Device &device, const Line &line)
     }
 }
 
-/* Whatever goes wrong, there is just nothing to offer. */
-void complete(const CLI::App &program, const std::string &text)
-try {
-    const Line line = parse_line(text);
-    if (line.beginning.rfind('-', 0) == 0) return offer_options(program, line);
-    if (line.words.empty()) return offer_commands(program, line);
-    Device device(patience_ms);
-    offer_words(device, line);
-} catch (const std::exception &) {
-    return;
-}
-
 } // namespace
 
-void add_complete_command(CLI::App &program, const Options &, int &status)
-{
-    CLI::App *command = program.add_subcommand("complete", "candidates for the end of a line");
-    command->group(""); /* for the shells, not for people */
-    auto line = std::make_shared<std::string>();
-    command->add_option("LINE", *line)->required();
-    command->callback([&program, &status, line] {
-        complete(program, *line);
-        status = done;
-    });
+/* Whatever goes wrong, there is just nothing to offer. */
+int complete(const Invocation &invocation)
+try {
+    const Line line = parse_line(invocation.word(0));
+    if (line.beginning.rfind('-', 0) == 0) {
+        offer_options(line);
+    } else if (line.words.empty()) {
+        offer_commands(line);
+    } else {
+        Device device(patience_ms);
+        offer_words(device, line);
+    }
+    return done;
+} catch (const std::exception &) {
+    return done;
 }
 
 } // namespace vorn::client

@@ -27,4 +27,10 @@ private:
     ExitStatus status_;
 };
 
+/* A command line that the table of verbs does not allow; the help is what helps. */
+class Misuse : public Failure {
+public:
+    explicit Misuse(const std::string &text) : Failure(misused, text) {}
+};
+
 } // namespace vorn::client

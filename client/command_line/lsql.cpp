@@ -12,6 +12,7 @@
 #include <vorn-client.h>
 
 #include "failure.h"
+#include "text.h"
 #include "where.h"
 
 namespace vorn::client {
@@ -19,27 +20,6 @@ namespace vorn::client {
 namespace {
 
 const std::string nothing;
-
-bool is_continuation(unsigned char byte)
-{
-    return (byte & 0xC0) == 0x80;
-}
-
-/* The bytes of one UTF-8 character; 0 for what is none. */
-std::size_t character_length(const std::string &text, std::size_t at)
-{
-    const auto first = static_cast<unsigned char>(text[at]);
-    const std::size_t length = first < 0x80                     ? 1
-                               : first >= 0xC2 && first < 0xE0  ? 2
-                               : first >= 0xE0 && first < 0xF0  ? 3
-                               : first >= 0xF0 && first <= 0xF4 ? 4
-                                                                : 0;
-    if (length == 0 || at + length > text.size()) return 0;
-    for (std::size_t i = 1; i < length; i++) {
-        if (!is_continuation(static_cast<unsigned char>(text[at + i]))) return 0;
-    }
-    return length;
-}
 
 bool can_be_sent(const std::string &text)
 {

@@ -12,7 +12,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <nlohmann/json.hpp>
+#include "text.h"
 
 namespace vorn::client {
 
@@ -77,23 +77,20 @@ std::vector<std::string> properties_of(const std::vector<Instance> &instances)
     return properties;
 }
 
-nlohmann::ordered_json json_of(const Instance &instance)
-{
-    nlohmann::ordered_json values = nlohmann::ordered_json::object();
-    for (const auto &[property, value] : instance.values)
-        values[property] = value;
-    nlohmann::ordered_json json = {{"class", instance.class_name}};
-    if (instance.name) json["name"] = *instance.name;
-    json["values"] = values;
-    return json;
-}
-
 void print_json(const std::vector<Instance> &instances)
 {
-    nlohmann::ordered_json all = nlohmann::ordered_json::array();
-    for (const Instance &instance : instances)
-        all.push_back(json_of(instance));
-    std::cout << all.dump(2) << '\n';
+    JsonWriter json(json_indentation);
+    json.open_list();
+    for (const Instance &instance : instances) {
+        json.open_object();
+        json.member("class", instance.class_name);
+        if (instance.name) json.member("name", *instance.name);
+        json.name("values");
+        write_values(json, instance.values);
+        json.close_object();
+    }
+    json.close_list();
+    std::cout << json.document() << '\n';
 }
 
 void print_xml(const std::vector<Instance> &instances)
@@ -117,21 +114,12 @@ std::string title_of(const Instance &instance)
 
 } // namespace
 
-std::string shown(const std::string &text)
+void write_values(JsonWriter &json, const Values &values)
 {
-    std::string result;
-    for (const char character : text) {
-        if (character == '\n') {
-            result += "\\n";
-        } else if (character == '\t') {
-            result += "\\t";
-        } else if (character == '\r') {
-            result += "\\r";
-        } else if (static_cast<unsigned char>(character) >= ' ' && character != 0x7F) {
-            result += character;
-        }
-    }
-    return result;
+    json.open_object();
+    for (const auto &[property, value] : values)
+        json.member(property, value);
+    json.close_object();
 }
 
 bool Output::is_coloured() const

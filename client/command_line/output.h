@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "json.h"
 #include "lsql.h"
 
 namespace vorn::client {
@@ -11,8 +12,9 @@ namespace vorn::client {
 enum class Format { table, json, xml };
 enum class Colour { automatic, always, never };
 
-/* A text as a terminal may have it: what would move the cursor, or worse, is written out. */
-std::string shown(const std::string &text);
+constexpr int json_indentation = 2;
+
+void write_values(JsonWriter &json, const Values &values);
 
 /* How results are shown; the same for every command. */
 struct Output {

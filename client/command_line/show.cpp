@@ -1,68 +1,13 @@
 /* SPDX-License-Identifier: MIT */
-/* vornctl list and show: what there is, and what it is set to. */
-#include <iostream>
-
-#include "commands.h"
+/* vornctl show: instances and what they are set to. */
 #include "device.h"
 #include "failure.h"
 #include "schema.h"
+#include "verb.h"
 
 namespace vorn::client {
 
 namespace {
-
-std::string flags_of(const Property &property)
-{
-    return std::string(property.readable ? "r" : "-") + (property.writable ? "w" : "-") +
-           (property.required ? "i" : "-") + (property.persistent ? "p" : "-");
-}
-
-void list_as_data(const Output &output, Device &device, const std::string &class_name)
-{
-    Request request(Request::Kind::plain);
-    if (class_name.empty()) {
-        request.select({"schema-class", {}, {}}, {});
-    } else {
-        request.select({"schema-property", class_name, {}}, {});
-    }
-    output.print(parse_answer(device.ask(request.text())).at(0).instances);
-}
-
-void list_classes(const Output &output, const Schema &schema)
-{
-    std::vector<std::vector<std::string>> rows;
-    for (const Class &each : schema.classes()) {
-        rows.push_back({each.name, each.abstract ? each.type + ", abstract" : each.type,
-                        each.persistent ? "yes" : "no", each.superclass});
-    }
-    output.print_table({"CLASS", "TYPE", "SAVED", "SUPERCLASS"}, rows);
-}
-
-void list_properties(const Output &output, const Class &klass)
-{
-    std::vector<std::vector<std::string>> rows;
-    for (const Property &each : klass.properties)
-        rows.push_back({each.name, flags_of(each), each.inherited ? klass.superclass : ""});
-    output.print_table({"PROPERTY", "FLAGS", "FROM"}, rows);
-}
-
-int list(const Options &options, const std::string &class_name)
-{
-    Device device(options.timeout_ms());
-    const Schema schema = Schema::required_of(device);
-    const Class *klass = class_name.empty() ? nullptr : schema.find(class_name);
-    if (!class_name.empty() && !klass) {
-        throw Failure(differs, "there is no class \"" + class_name + "\"");
-    }
-    if (options.output.format != Format::table) {
-        list_as_data(options.output, device, class_name);
-    } else if (klass) {
-        list_properties(options.output, *klass);
-    } else {
-        list_classes(options.output, schema);
-    }
-    return done;
-}
 
 struct Selection {
     std::string class_name;
@@ -94,8 +39,13 @@ void expect_known(const Schema &schema, const Target &target,
     }
 }
 
-int show(const Options &options, Selection selection)
+} // namespace
+
+int show(const Invocation &invocation)
 {
+    const Options &options = invocation.options;
+    Selection selection = {invocation.word(0), invocation.words_from(1),
+                           invocation.value("--where")};
     Device device(options.timeout_ms());
     const Schema schema = Schema::of(device);
     const Target target = take_target(schema, selection);
@@ -112,29 +62,6 @@ int show(const Options &options, Selection selection)
                                    (target.where.empty() ? "" : " that fulfils the condition"));
     }
     return done;
-}
-
-} // namespace
-
-void add_show_commands(CLI::App &program, const Options &options, int &status)
-{
-    CLI::App *list_command = program.add_subcommand("list", "the device's classes, or one class's "
-                                                            "properties");
-    auto class_name = std::make_shared<std::string>();
-    list_command->add_option("CLASS", *class_name)->type_name("");
-    list_command->callback(
-        [&options, &status, class_name] { status = list(options, *class_name); });
-
-    CLI::App *show_command = program.add_subcommand("show", "instances and their values");
-    auto selection = std::make_shared<Selection>();
-    show_command->add_option("CLASS", selection->class_name)->type_name("")->required();
-    show_command
-        ->add_option("WORDS", selection->words,
-                     "the instance's name (- for any), then properties (default: all)")
-        ->type_name("[NAME] [PROPERTY]");
-    show_command->add_option("--where", selection->where, "only those that fulfil it")
-        ->type_name("CONDITION");
-    show_command->callback([&options, &status, selection] { status = show(options, *selection); });
 }
 
 } // namespace vorn::client

@@ -1,22 +1,20 @@
 /* SPDX-License-Identifier: MIT */
 /* vornctl watch: the daemon's notices as they come. */
 #include <chrono>
+#include <cstdlib>
+#include <ctime>
 #include <iostream>
 #include <thread>
 
-#include "commands.h"
 #include "device.h"
 #include "failure.h"
-#include <nlohmann/json.hpp>
+#include "json.h"
+#include "text.h"
+#include "verb.h"
 
 namespace vorn::client {
 
 namespace {
-
-struct Watch {
-    int count = 0; /* 0 is for ever */
-    bool once = false;
-};
 
 std::string time_of_day()
 {
@@ -26,35 +24,73 @@ std::string time_of_day()
     return text;
 }
 
-nlohmann::ordered_json json_of(const pugi::xml_node &root)
+/* One notice; empty texts for what it does not tell. */
+struct Event {
+    std::string kind;
+    std::string origin;
+    int number = 0;
+    std::string class_name; /* empty when the configuration as a whole has changed */
+    std::string name;
+    std::string property;
+    std::string value;
+    bool has_origin = false;
+    bool has_name = false;
+};
+
+Event event_of(const pugi::xml_node &root)
 {
-    nlohmann::ordered_json json = {{"event", root.name()}};
+    Event event;
+    event.kind = root.name();
     if (const pugi::xml_attribute origin = root.attribute("origin")) {
-        json["origin"] = origin.value();
+        event.origin = origin.value();
+        event.has_origin = true;
     }
     const pugi::xml_node object = root.first_child();
     if (object.type() != pugi::node_element) {
-        json["number"] = root.text().as_int();
-        return json;
+        event.number = root.text().as_int();
+        return event;
     }
-    json["class"] = object.name();
-    if (const pugi::xml_attribute name = object.attribute("name")) json["name"] = name.value();
-    json["property"] = object.first_child().name();
-    json["value"] = object.first_child().text().get();
-    return json;
+    event.class_name = object.name();
+    if (const pugi::xml_attribute name = object.attribute("name")) {
+        event.name = name.value();
+        event.has_name = true;
+    }
+    event.property = object.first_child().name();
+    event.value = object.first_child().text().get();
+    return event;
 }
 
-std::string sentence_of(const nlohmann::ordered_json &event)
+std::string json_of(const Event &event)
+{
+    constexpr int one_line = 0;
+    JsonWriter json(one_line);
+    json.open_object();
+    json.member("event", event.kind);
+    if (event.has_origin) json.member("origin", event.origin);
+    if (event.class_name.empty()) {
+        json.name("number");
+        json.number(event.number);
+    } else {
+        json.member("class", event.class_name);
+        if (event.has_name) json.member("name", event.name);
+        json.member("property", event.property);
+        json.member("value", event.value);
+    }
+    json.close_object();
+    return json.document();
+}
+
+std::string sentence_of(const Event &event)
 {
     std::string text = time_of_day() + "  ";
-    if (event.contains("class")) {
-        text += event["class"].get<std::string>() + " ";
-        if (event.contains("name")) text += "\"" + event["name"].get<std::string>() + "\" ";
-        text += event["property"].get<std::string>() + " = " + event["value"].get<std::string>();
+    if (event.class_name.empty()) {
+        text += "configuration changed (" + std::to_string(event.number) + ")";
     } else {
-        text += "configuration changed (" + std::to_string(event["number"].get<int>()) + ")";
+        text += event.class_name + " ";
+        if (event.has_name) text += "\"" + event.name + "\" ";
+        text += event.property + " = " + event.value;
     }
-    if (event.contains("origin")) text += " by " + event["origin"].get<std::string>();
+    if (event.has_origin) text += " by " + event.origin;
     return text;
 }
 
@@ -68,9 +104,9 @@ void print(const Options &options, const std::string &notice)
     } else if (!parsed) {
         std::cout << shown(notice.substr(0, notice.find_last_not_of('\n') + 1)) << std::endl;
     } else if (options.output.format == Format::json) {
-        std::cout << json_of(document.document_element()).dump() << std::endl;
+        std::cout << json_of(event_of(document.document_element())) << std::endl;
     } else {
-        std::cout << shown(sentence_of(json_of(document.document_element()))) << std::endl;
+        std::cout << shown(sentence_of(event_of(document.document_element()))) << std::endl;
     }
 }
 
@@ -92,35 +128,40 @@ void subscribe_again(Device &device)
     }
 }
 
-int watch(const Options &options, const Watch &watch)
+/* How many notices to wait for; 0 is for ever. */
+int count_of(const Invocation &invocation)
 {
+    constexpr long most = 1000000;
+    if (invocation.words.empty()) return 0;
+    char *end = nullptr;
+    const long count = std::strtol(invocation.words[0].c_str(), &end, 10);
+    if (*end != '\0' || count < 1 || count > most) {
+        throw Misuse("COUNT: Value " + invocation.words[0] + " not in range 1 to " +
+                     std::to_string(most));
+    }
+    return static_cast<int>(count);
+}
+
+} // namespace
+
+int watch(const Invocation &invocation)
+{
+    const Options &options = invocation.options;
+    const int count = count_of(invocation);
     Device device(options.timeout_ms());
     device.subscribe();
-    for (int seen = 0; watch.count == 0 || seen < watch.count;) {
+    for (int seen = 0; count == 0 || seen < count;) {
         if (const std::optional<std::string> notice = device.next_notice()) {
             print(options, *notice);
             if (!std::cout) return misused;
             seen++;
-        } else if (watch.once) {
+        } else if (invocation.has("--once")) {
             throw Failure(no_answer, "the daemon dropped the connection");
         } else {
             subscribe_again(device);
         }
     }
     return done;
-}
-
-} // namespace
-
-void add_watch_command(CLI::App &program, const Options &options, int &status)
-{
-    CLI::App *command = program.add_subcommand("watch", "change notices as they come");
-    auto what = std::make_shared<Watch>();
-    command->add_option("COUNT", what->count, "how many; without it for ever")
-        ->type_name("")
-        ->check(CLI::Range(1, 1000000).description(""));
-    command->add_flag("--once", what->once, "end when the daemon ends, don't wait for the next");
-    command->callback([&options, &status, what] { status = watch(options, *what); });
 }
 
 } // namespace vorn::client

@@ -15,7 +15,7 @@ EXTRA_OECMAKE = "-DVORN_TESTS=OFF -DVORN_KIT=OFF"
 
 PACKAGECONFIG ??= "plugins client"
 PACKAGECONFIG[plugins] = "-DVORN_PLUGINS=ON,-DVORN_PLUGINS=OFF"
-PACKAGECONFIG[client] = "-DVORN_CLIENT=ON,-DVORN_CLIENT=OFF,cli11 nlohmann-json pugixml"
+PACKAGECONFIG[client] = "-DVORN_CLIENT=ON,-DVORN_CLIENT=OFF,pugixml"
 
 PACKAGE_BEFORE_PN = "${PN}-plugins ${PN}-client"
 FILES:${PN} += "${sysconfdir}/config ${nonarch_libdir}/vorn"

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "client/command_line/change.h"
 #include "client/command_line/failure.h"
+#include "client/command_line/text.h"
 
 namespace {
 

@@ -1,0 +1,12 @@
+/* SPDX-License-Identifier: MIT */
+/* vornctl add: a new instance. */
+#include "change.h"
+
+namespace vorn::client {
+
+int add(const Invocation &invocation)
+{
+    return make_changes(invocation.options, {change_of(invocation)});
+}
+
+} // namespace vorn::client

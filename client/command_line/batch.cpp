@@ -1,0 +1,52 @@
+/* SPDX-License-Identifier: MIT */
+/* vornctl batch: the changes in a file, in one transaction. */
+#include <algorithm>
+
+#include "arguments.h"
+#include "change.h"
+#include "failure.h"
+#include "input.h"
+#include "text.h"
+
+namespace vorn::client {
+
+namespace {
+
+constexpr const char *changing[] = {"set", "add", "delete"};
+
+Change parse_line(const std::vector<std::string> &words, const std::string &place)
+{
+    if (std::find(std::begin(changing), std::end(changing), words[0]) == std::end(changing)) {
+        throw Failure(misused, place + "\"" + words[0] + "\" is none of set, add and delete");
+    }
+    try {
+        return change_of(parse_words(*find_verb(words[0]), {words.begin() + 1, words.end()}),
+                         place);
+    } catch (const Misuse &misuse) {
+        throw Failure(misused, place + misuse.what());
+    }
+}
+
+std::vector<Change> parse_batch(const std::string &text, const std::string &name)
+{
+    std::vector<Change> changes;
+    std::size_t number = 0;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find('\n', at), text.size());
+        const std::string place = name + ":" + std::to_string(++number) + ": ";
+        const std::vector<std::string> words = split_words(text.substr(at, end - at), place);
+        if (!words.empty()) changes.push_back(parse_line(words, place));
+        at = end + 1;
+    }
+    return changes;
+}
+
+} // namespace
+
+int batch(const Invocation &invocation)
+{
+    const std::string file = invocation.word(0);
+    return make_changes(invocation.options, parse_batch(read_input(file), file));
+}
+
+} // namespace vorn::client

@@ -1,0 +1,12 @@
+/* SPDX-License-Identifier: MIT */
+/* vornctl delete: instances that go. */
+#include "change.h"
+
+namespace vorn::client {
+
+int delete_(const Invocation &invocation)
+{
+    return make_changes(invocation.options, {change_of(invocation)});
+}
+
+} // namespace vorn::client

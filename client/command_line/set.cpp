@@ -1,0 +1,12 @@
+/* SPDX-License-Identifier: MIT */
+/* vornctl set: new values for instances that exist. */
+#include "change.h"
+
+namespace vorn::client {
+
+int set(const Invocation &invocation)
+{
+    return make_changes(invocation.options, {change_of(invocation)});
+}
+
+} // namespace vorn::client

@@ -1,0 +1,87 @@
+/* SPDX-License-Identifier: MIT */
+/* Texts as people write and read them. */
+#include "text.h"
+
+#include <utility>
+
+#include "failure.h"
+
+namespace vorn::client {
+
+namespace {
+
+bool is_continuation(unsigned char byte)
+{
+    return (byte & 0xC0) == 0x80;
+}
+
+} // namespace
+
+std::size_t character_length(const std::string &text, std::size_t at)
+{
+    const auto first = static_cast<unsigned char>(text[at]);
+    const std::size_t length = first < 0x80                     ? 1
+                               : first >= 0xC2 && first < 0xE0  ? 2
+                               : first >= 0xE0 && first < 0xF0  ? 3
+                               : first >= 0xF0 && first <= 0xF4 ? 4
+                                                                : 0;
+    if (length == 0 || at + length > text.size()) return 0;
+    for (std::size_t i = 1; i < length; i++) {
+        if (!is_continuation(static_cast<unsigned char>(text[at + i]))) return 0;
+    }
+    return length;
+}
+
+std::string shown(const std::string &text)
+{
+    std::string result;
+    for (const char character : text) {
+        if (character == '\n') {
+            result += "\\n";
+        } else if (character == '\t') {
+            result += "\\t";
+        } else if (character == '\r') {
+            result += "\\r";
+        } else if (static_cast<unsigned char>(character) >= ' ' && character != 0x7F) {
+            result += character;
+        }
+    }
+    return result;
+}
+
+std::vector<std::string> split_words(const std::string &line, const std::string &place)
+{
+    std::vector<std::string> words;
+    std::string word;
+    bool in_word = false;
+    char quote = '\0';
+    for (std::size_t i = 0; i < line.size(); i++) {
+        const char character = line[i];
+        if (character == '\\' && quote != '\'' && i + 1 < line.size()) {
+            word += line[++i];
+            in_word = true;
+        } else if (quote != '\0') {
+            if (character == quote) {
+                quote = '\0';
+            } else {
+                word += character;
+            }
+        } else if (character == '"' || character == '\'') {
+            quote = character;
+            in_word = true;
+        } else if (character == '#' && !in_word) {
+            break;
+        } else if (character == ' ' || character == '\t' || character == '\r') {
+            if (in_word) words.push_back(std::exchange(word, {}));
+            in_word = false;
+        } else {
+            word += character;
+            in_word = true;
+        }
+    }
+    if (quote != '\0') throw Failure(misused, place + "the closing " + quote + " is missing");
+    if (in_word) words.push_back(word);
+    return words;
+}
+
+} // namespace vorn::client

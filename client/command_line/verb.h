@@ -1,0 +1,78 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "options.h"
+
+namespace vorn::client {
+
+/* One positional word of a verb, or with `many` any number of them. */
+struct Argument {
+    const char *name;
+    const char *help;
+    bool required = true;
+    bool many = false;
+};
+
+/* An option; one without a value is a flag. */
+struct OptionWord {
+    const char *name; /* with its dashes */
+    const char *value;
+    const char *help;
+};
+
+struct Verb;
+
+/* A command line that was understood: every required word is there, every option is known. */
+struct Invocation {
+    const Verb *verb = nullptr;
+    Options options;
+    std::vector<std::string> words;
+    std::map<std::string, std::string> given; /* the verb's own options and their values */
+
+    bool has(const char *option) const { return given.contains(option); }
+    /* Empty without the option. */
+    std::string value(const char *option) const;
+    /* Empty for a word that is not there. */
+    std::string word(std::size_t index) const;
+    std::vector<std::string> words_from(std::size_t index) const;
+};
+
+/* What stands behind "vornctl": the parser, the help and the completion know it from here only. */
+struct Verb {
+    const char *name;
+    std::span<const Argument> arguments;
+    std::span<const OptionWord> options;
+    const char *help;
+    int (*run)(const Invocation &invocation); /* gives the exit status, or throws a Failure */
+    bool for_people = true;
+};
+
+/* All of them, in the order of the help. */
+std::span<const Verb> verbs();
+const Verb *find_verb(const std::string &name);
+
+/* Before or after every verb. */
+std::span<const OptionWord> common_options();
+
+/* Each is in the file of its name. */
+int add(const Invocation &invocation);
+int batch(const Invocation &invocation);
+int complete(const Invocation &invocation);
+int delete_(const Invocation &invocation);
+int diff(const Invocation &invocation);
+int export_(const Invocation &invocation);
+int import(const Invocation &invocation);
+int inform(const Invocation &invocation);
+int list(const Invocation &invocation);
+int query(const Invocation &invocation);
+int set(const Invocation &invocation);
+int show(const Invocation &invocation);
+int startup(const Invocation &invocation);
+int watch(const Invocation &invocation);
+
+} // namespace vorn::client

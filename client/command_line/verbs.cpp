@@ -1,0 +1,76 @@
+/* SPDX-License-Identifier: MIT */
+/* The table of verbs: a new one is a line here, a line in verb.h, and a file of its name. */
+#include <algorithm>
+
+#include "verb.h"
+
+namespace vorn::client {
+
+namespace {
+
+constexpr OptionWord where = {"--where", "CONDITION", "only those that fulfil it"};
+
+constexpr Argument a_class[] = {{"CLASS", "whose properties to list", false}};
+constexpr Argument selection[] = {
+    {"CLASS", "what to show"},
+    {"NAME PROPERTY", "the instance's name (- for any), then properties (default: all)", false,
+     true}};
+constexpr Argument assignments[] = {
+    {"CLASS", "what to change"},
+    {"NAME PROPERTY=VALUE", "the instance's name (- for any), then new values", false, true}};
+constexpr Argument new_instance[] = {
+    {"CLASS", "what to make"},
+    {"NAME PROPERTY=VALUE", "the new name, where there can be one, then values", false, true}};
+constexpr Argument instance[] = {{"CLASS", "what to remove"},
+                                 {"NAME", "the instance's name", false, true}};
+constexpr Argument changes[] = {{"FILE", "one set, add or delete a line; - for standard input"}};
+constexpr Argument other[] = {{"FILE", "compare with this file instead of the saved one", false}};
+constexpr Argument target[] = {{"FILE", "standard output if there is none", false}};
+constexpr Argument source[] = {{"FILE", "as export writes it; - for standard input"}};
+constexpr Argument count[] = {{"COUNT", "how many; without it for ever", false}};
+constexpr Argument request[] = {{"FILE", "the request; - for standard input"}};
+constexpr Argument event[] = {{"OBJECT", "what the event is about"},
+                              {"NAME=VALUE", "what the plugin is told", false, true}};
+constexpr Argument line[] = {{"LINE", "up to the cursor"}};
+
+constexpr OptionWord picking[] = {where};
+constexpr OptionWord removing[] = {where, {"--all", nullptr, "all instances of the class"}};
+constexpr OptionWord importing[] = {
+    {"--merge", nullptr, "delete nothing that the file lacks"},
+    {"--dry-run", nullptr, "only show what would change"},
+};
+constexpr OptionWord watching[] = {
+    {"--once", nullptr, "end when the daemon ends, don't wait for the next"}};
+
+constexpr Verb table[] = {
+    {"list", a_class, {}, "the device's classes, or one class's properties", list},
+    {"show", selection, picking, "instances and their values", show},
+    {"set", assignments, picking, "give instances new values", set},
+    {"add", new_instance, {}, "make a new instance", add},
+    {"delete", instance, removing, "remove instances", delete_},
+    {"batch", changes, {}, "the changes in a file, all or none", batch},
+    {"diff", other, {}, "what the running configuration has that is not saved", diff},
+    {"export", target, {}, "write the running configuration", export_},
+    {"import", source, importing, "make the running configuration what a file says", import},
+    {"watch", count, watching, "change notices as they come", watch},
+    {"query", request, {}, "send one LSQL request as it is", query},
+    {"startup", {}, {}, "the saved configuration", startup},
+    {"inform", event, {}, "tell a plugin of an event", inform},
+    {"complete", line, {}, "candidates for the end of a line", complete, false},
+};
+
+} // namespace
+
+std::span<const Verb> verbs()
+{
+    return table;
+}
+
+const Verb *find_verb(const std::string &name)
+{
+    const auto found = std::find_if(std::begin(table), std::end(table),
+                                    [&](const Verb &each) { return name == each.name; });
+    return found == std::end(table) ? nullptr : found;
+}
+
+} // namespace vorn::client
