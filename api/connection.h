@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/base/file.h"
+#include "core/base/limits.h"
 #include "core/base/memory.h"
 
 #include <cstddef>
@@ -10,9 +11,6 @@
 #include <sys/types.h>
 
 namespace vorn {
-
-/* No request is longer; what announces more is refused before anything is allocated. */
-constexpr std::uint32_t longest_request = 16u << 20;
 
 /* What a door calls itself in the log, and how it reports what fails while a client comes in. */
 struct Door {

@@ -8,10 +8,10 @@
 
 #include "core/base/file.h"
 #include "platform/lumo/lumo.h"
+#include "services/xml_bounds.h"
 #include "vorn/debug.h"
 #include "vorn/xml.h"
 
-#include <libxml/dict.h>
 #include <libxml/parser.h>
 
 #include <algorithm>
@@ -38,99 +38,62 @@ using Context = std::unique_ptr<xmlParserCtxt, FreeContext>;
 /* Of the parse that ended last. */
 constinit bool short_of_memory = false;
 
+#if LIBXML_VERSION >= 21200
+using ParserError = const xmlError *;
+#else
+using ParserError = xmlError *;
+#endif
+
 /* libxml2 would write to standard error, which is nobody's log. */
-void trace_error(void *, xmlErrorPtr error)
+void trace_error(void *, ParserError error)
 {
-    if (error && error->code == XML_ERR_NO_MEMORY) short_of_memory = true;
-    if (!error || !error->message) return;
+    if (!error) return;
+    if (error->code == XML_ERR_NO_MEMORY) short_of_memory = true;
+    if (error->level == XML_ERR_FATAL) XmlBounds::give_up();
+    if (!error->message) return;
     const int length = static_cast<int>(std::strcspn(error->message, "\n"));
     vorn_debug_lprintf(parser_trace_level, "XML line %d: %.*s\n", error->line, length,
                        error->message);
 }
 
+/* Newer versions keep what belongs to a thread in memory that may be refused, and end the process
+   when that shows later than here. */
+bool is_library_ready()
+{
+#if LIBXML_VERSION >= 21200
+    if (xmlCheckThreadLocalStorage() != 0) return false;
+#endif
+    xmlSetStructuredErrorFunc(nullptr, trace_error);
+    return true;
+}
+
 Context new_context()
 {
-    xmlSetStructuredErrorFunc(nullptr, trace_error);
-    return Context(xmlNewParserCtxt());
-}
-
-/* Entities that a document declares for itself serve nobody but those who build bombs of them. */
-bool declares_entities(const xmlDoc *document)
-{
-    const xmlDtd *declarations = document->intSubset;
-    return declarations && (declarations->entities || declarations->pentities);
-}
-
-/* A document that memory ran out for lacks texts, and looks well-formed all the same. */
-XmlDocument take_result(xmlDoc *result)
-{
-    XmlDocument document(result);
-    if (short_of_memory) return {};
-    if (document && declares_entities(document.get())) {
-        vorn_debug_lprintf(parser_trace_level, "XML that declares entities is refused\n");
-        return {};
-    }
-    return document;
-}
-
-/* The parser's table of them doubles as it grows and takes five words for each. */
-bool has_seen_too_many_attributes(const xmlParserCtxt &context)
-{
-    constexpr int most_attributes = 500;
-    return context.maxatts > 2 * 5 * most_attributes;
-}
-
-bool has_too_many_namespaces(const xmlParserCtxt &context)
-{
-    constexpr int most_namespaces = 500;
-    return context.nsNr > 2 * most_namespaces;
-}
-
-/* The table of names stops growing long before the names do. */
-bool has_seen_too_many_names(const xmlParserCtxt &context)
-{
-    constexpr int most_names = 100000;
-    return context.dict && xmlDictSize(context.dict) > most_names;
-}
-
-bool declares_attributes(const xmlDoc *document)
-{
-    return document && document->intSubset && document->intSubset->attributes;
-}
-
-/*
- * What keeps the parser busy for the square of its number. libxml2 sets no limit there: half a
- * megabyte of attributes in one element took it more than a minute, and sixteen would take days.
- */
-bool is_laborious(const xmlParserCtxt &context)
-{
-    return has_seen_too_many_attributes(context) || has_too_many_namespaces(context) ||
-           has_seen_too_many_names(context) || declares_attributes(context.myDoc);
+    if (!is_library_ready()) return {};
+    Context context(xmlNewParserCtxt());
+    if (context) XmlBounds::tell_of(*context);
+    return context;
 }
 
 /*
  * A parser that has read one request reads the next one sooner. It remembers every name it has
  * seen, though, so that one which has seen too many must go.
  */
-bool may_be_kept(const xmlParserCtxt &context)
-{
-    constexpr int most_names = 1000;
-    return !short_of_memory && context.dict && xmlDictSize(context.dict) < most_names &&
-           !has_seen_too_many_attributes(context);
-}
+constexpr unsigned int most_names_kept = 1000;
 
 struct Unread {
     const char *text;
     std::size_t length;
-    const xmlParserCtxt *reader;
+    xmlParserCtxt *reader;
+    XmlBounds *bounds;
 };
 
-/* Ends the text where it becomes laborious, so that it is no whole document. */
+/* Ends the text where it passes the bounds, so that it is no whole document. */
 int read_piece(void *source, char *room, int size)
 {
     auto *unread = static_cast<Unread *>(source);
-    if (is_laborious(*unread->reader)) return 0;
     const std::size_t length = std::min(static_cast<std::size_t>(size), unread->length);
+    if (!unread->bounds->admit(*unread->reader, unread->text, length)) return 0;
     std::memcpy(room, unread->text, length);
     unread->text += length;
     unread->length -= length;
@@ -142,23 +105,39 @@ struct Character {
     std::size_t length; /* in bytes; 0 for what is no UTF-8 */
 };
 
+struct UnreadFile {
+    const Fd &file;
+    xmlParserCtxt *reader;
+    XmlBounds *bounds;
+};
+
 /*
  * As much as is asked for while there is more: to libxml2, a document that comes in small pieces
  * looks as if it ended after the first one.
  */
 int read_file_piece(void *source, char *room, int size)
 {
-    const Fd &file = *static_cast<const Fd *>(source);
+    const auto *unread = static_cast<UnreadFile *>(source);
     int taken = 0;
     while (taken < size) {
         const ssize_t count =
-            read(file.get(), room + taken, static_cast<std::size_t>(size - taken));
+            read(unread->file.get(), room + taken, static_cast<std::size_t>(size - taken));
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return -1;
         if (count == 0) break;
         taken += static_cast<int>(count);
     }
-    return taken;
+    return unread->bounds->admit(*unread->reader, room, static_cast<std::size_t>(taken)) ? taken
+                                                                                         : 0;
+}
+
+/* A document that memory ran out for lacks texts, and looks well-formed all the same. */
+XmlDocument read_document(xmlParserCtxt *parser, XmlBounds &bounds, xmlInputReadCallback read,
+                          void *source)
+{
+    XmlDocument document(xmlCtxtReadIO(parser, read, nullptr, source, nullptr, nullptr, safely));
+    if (short_of_memory || bounds.are_passed()) return {};
+    return document;
 }
 
 /* One UTF-8 character, which must be written in as few bytes as it takes. */
@@ -206,10 +185,12 @@ XmlDocument parse_xml_text(const char *text, std::size_t length)
     short_of_memory = !context;
     if (!context) return {};
 
-    Unread unread = {text, length, context.get()};
-    XmlDocument document = take_result(
-        xmlCtxtReadIO(context.get(), read_piece, nullptr, &unread, nullptr, nullptr, safely));
-    if (may_be_kept(*context)) kept = context.release();
+    XmlBounds bounds(most_elements);
+    Unread unread = {text, length, context.get(), &bounds};
+    XmlDocument document = read_document(context.get(), bounds, read_piece, &unread);
+    if (!short_of_memory && XmlBounds::names_seen_by(*context) < most_names_kept) {
+        kept = context.release();
+    }
     return document;
 }
 
@@ -229,8 +210,9 @@ XmlDocument parse_xml_file(const char *path)
     const Context context = new_context();
     short_of_memory = !context;
     if (!context) return {};
-    return take_result(
-        xmlCtxtReadIO(context.get(), read_file_piece, nullptr, &file, nullptr, nullptr, safely));
+    XmlBounds bounds(XmlBounds::any_number);
+    UnreadFile unread = {file, context.get(), &bounds};
+    return read_document(context.get(), bounds, read_file_piece, &unread);
 }
 
 bool parser_was_short_of_memory()
@@ -240,7 +222,7 @@ bool parser_was_short_of_memory()
 
 XmlDocument new_xml_document(const char *root_name)
 {
-    xmlSetStructuredErrorFunc(nullptr, trace_error);
+    if (!is_library_ready()) return {};
 
     XmlDocument document(xmlNewDoc(xml("1.0")));
     xmlNode *root =

@@ -22,9 +22,10 @@ using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
 
 /*
  * Parse what others wrote. Nothing is fetched, neither from the network nor from another file, a
- * document that declares entities is refused, and the parser's own limits stay on. What the parser
- * complains of goes to the log at level 4. Empty when the text is not well-formed, or when there
- * was not the memory for all of it.
+ * document type is refused before what it declares is read, the bounds of core/base/limits.h hold
+ * and the parser's own limits stay on. What the parser complains of goes to the log at level 4, a
+ * bound that is passed as an error. Empty when the text is not well-formed or was refused, or when
+ * there was not the memory for all of it. A text may have no more elements than a request.
  */
 XmlDocument parse_xml_text(const char *text, std::size_t length);
 XmlDocument parse_xml_file(const char *path);
