@@ -95,24 +95,27 @@ void put_in_place(int null_device, int descriptor)
     dup2(null_device, descriptor);
 }
 
-void redirect(int output_mode)
+void redirect(Output output)
 {
     const int null_device = open(paths::null_device, O_RDWR);
 
     put_in_place(null_device, STDIN_FILENO);
-    if (output_mode == output_discarded ||
-        (output_mode == output_when_debugging && !shows_commands())) {
+    if (output.descriptor >= 0) {
+        dup2(output.descriptor, STDOUT_FILENO);
+        dup2(output.descriptor, STDERR_FILENO);
+    } else if (output.mode == output_discarded ||
+               (output.mode == output_when_debugging && !shows_commands())) {
         put_in_place(null_device, STDOUT_FILENO);
         put_in_place(null_device, STDERR_FILENO);
     }
     if (null_device > STDERR_FILENO) close(null_device);
 }
 
-[[noreturn]] void become(char *const arguments[], int output_mode, const char *directory)
+[[noreturn]] void become(char *const arguments[], Output output, const char *directory)
 {
     reset_signals();
     enter_directory(directory, arguments[0]);
-    redirect(output_mode);
+    redirect(output);
     for (int i = STDERR_FILENO + 1; i <= highest_descriptor; i++)
         close(i);
     setsid();
@@ -148,7 +151,7 @@ bool shows_commands()
     return vorn_debug_get() > 0;
 }
 
-pid_t vorn_command_spawn(char *const arguments[], int output_mode, const char *directory)
+pid_t vorn_command_spawn(char *const arguments[], Output output, const char *directory)
 {
     if (shows_commands()) show_start(arguments);
     if (vorn_process_no_actions) {
@@ -158,7 +161,7 @@ pid_t vorn_command_spawn(char *const arguments[], int output_mode, const char *d
 
     const auto on_termination = std::signal(SIGTERM, SIG_DFL);
     const pid_t pid = fork();
-    if (pid == 0) become(arguments, output_mode, directory);
+    if (pid == 0) become(arguments, output, directory);
     if (pid == -1) {
         /* SIGTERM keeps its default action then: a system that can't fork is to be left fast. */
         vorn_debug_perror("fork");
@@ -208,5 +211,5 @@ int vorn_command_execvod(char *const arguments[], int output_mode, const char *d
     if (vorn::absent(arguments, "arguments") || vorn::absent(arguments[0], "program")) return -1;
 
     const vorn::ReaperHeld held;
-    return vorn::wait_for(vorn::vorn_command_spawn(arguments, output_mode, directory));
+    return vorn::wait_for(vorn::vorn_command_spawn(arguments, {.mode = output_mode}, directory));
 }

@@ -121,6 +121,22 @@ void drop_service(const char *name, vorn_service *gone)
     if (dropped->exited_fn) dropped->exited_fn(dropped->exited_data);
 }
 
+int start_service(const char *name, char *const arguments[], Output output, const char *directory)
+{
+    if (absent(name, "name")) return failed;
+    if (absent(arguments, "arguments") || absent(arguments[0], "program")) return failed;
+    vorn_service *service = require_service(name);
+    if (!service) return failed;
+
+    service->pid = vorn_command_spawn(arguments, output, directory);
+    service->state = ServiceState::running;
+    if (shows_commands()) {
+        std::fputc('\n', vorn_debug_get_stream());
+        std::fflush(vorn_debug_get_stream());
+    }
+    return ok;
+}
+
 void stop_for_shutdown(const char *name, const vorn_service &service)
 {
     vorn_debug_1printf("Stopping %s (%d)...\n", name, static_cast<int>(service.pid));
@@ -185,18 +201,13 @@ int vorn_service_execv(const char *name, char *const arguments[])
 int vorn_service_execvod(const char *name, char *const arguments[], int output_mode,
                          const char *directory)
 {
-    if (absent(name, "name")) return failed;
-    if (absent(arguments, "arguments") || absent(arguments[0], "program")) return failed;
-    vorn_service *service = require_service(name);
-    if (!service) return failed;
+    return start_service(name, arguments, {.mode = output_mode}, directory);
+}
 
-    service->pid = vorn_command_spawn(arguments, output_mode, directory);
-    service->state = ServiceState::running;
-    if (shows_commands()) {
-        std::fputc('\n', vorn_debug_get_stream());
-        std::fflush(vorn_debug_get_stream());
-    }
-    return ok;
+int vorn_service_execvfd(const char *name, char *const arguments[], int output,
+                         const char *directory)
+{
+    return start_service(name, arguments, {.descriptor = output}, directory);
 }
 
 int vorn_service_is_running(const char *name)
@@ -208,6 +219,13 @@ int vorn_service_is_running(const char *name)
 
     const char state = process_state(service->pid);
     return state != '\0' && state != 'Z';
+}
+
+int vorn_service_get_pid(const char *name)
+{
+    const vorn_service *service = find_service(name);
+    if (!service || service->state == ServiceState::stopped) return 0;
+    return service->pid > 0 ? static_cast<int>(service->pid) : 0;
 }
 
 int vorn_service_stop(const char *name, int signal_number, int limit_us)

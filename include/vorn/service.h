@@ -94,6 +94,20 @@ VORN_API int vorn_service_execv(const char *name, char *const arguments[]);
 /** The same with a vector, an output mode and a folder. */
 VORN_API int vorn_service_execvod(const char *name, char *const arguments[], int output_mode,
                                   const char *directory);
+/**
+ * The same with a descriptor of the caller's in place of the output mode: standard output and
+ * standard error are copies of it, and what goes wrong on the child's way is written there. Below
+ * 0 it is output mode 1. The daemon ignores SIGPIPE, and so does the child: one that writes into a
+ * pipe that nobody reads any more goes on.
+ */
+VORN_API int vorn_service_execvfd(const char *name, char *const arguments[], int output,
+                                  const char *directory);
+
+/**
+ * Returns the process id of a service that was started and is not known to be stopped, whether it
+ * still runs or not; 0 for any other name, for null, after a failed fork and without actions.
+ */
+VORN_API int vorn_service_get_pid(const char *name);
 
 /**
  * Returns 1 when the service was started, has not been told to stop, and its process exists and is
@@ -134,7 +148,9 @@ VORN_API void vorn_service_sig_child(int signal_number, void *eloop_data, void *
  * is stopped and stays known; any other one that is gone (a stopped one is, by the next time) is
  * logged at level 1, dropped, and its exit function called: "Service %s with pid %d is no longer
  * running. %s.\n", ending in "Service has no callback" when there is a function and in "Running
- * callback" when there is none. The daemon calls it every two seconds.
+ * callback" when there is none. The remark is the wrong way round and stays so: these words are
+ * part of this interface, and people's log filters know them. The daemon calls it every two
+ * seconds.
  */
 VORN_API void vorn_service_poll(void);
 

@@ -8,13 +8,16 @@
 #include <utility>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "fake_calls.h"
 #include "services_fixture.h"
 
 namespace {
 
+using testing::AllOf;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
 using vorn::ServiceState;
@@ -79,6 +82,41 @@ TEST_F(Services, TakeTheirDirectoryBehindTheList)
     waitpid(record("here")->pid, &status, 0);
 
     EXPECT_EQ(status, 0);
+}
+
+TEST_F(Services, WriteToTheDescriptorThatTheyAreGiven)
+{
+    char *const talker[] = {const_cast<char *>("sh"), const_cast<char *>("-c"),
+                            const_cast<char *>("pwd; echo lost >&2"), nullptr};
+    char *const missing[] = {const_cast<char *>("no-such-program"), nullptr};
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+
+    EXPECT_EQ(vorn_service_execvfd("talker", talker, ends[1], "/usr"), 0);
+    waitpid(record("talker")->pid, nullptr, 0);
+    EXPECT_EQ(vorn_service_execvfd("missing", missing, ends[1], nullptr), 0);
+    waitpid(record("missing")->pid, nullptr, 0);
+
+    char said[256];
+    const ssize_t count = read(ends[0], said, sizeof said);
+    EXPECT_THAT(std::string(said, count > 0 ? static_cast<std::size_t>(count) : 0),
+                AllOf(StartsWith("/usr\nlost\n"), HasSubstr("no-such-program")));
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(Services, HaveAProcessUntilTheyAreStopped)
+{
+    start_sleeper("web");
+    EXPECT_EQ(vorn_service_get_pid("web"), record("web")->pid);
+
+    vorn_service_stop("web", SIGKILL, 1000000);
+    EXPECT_EQ(vorn_service_get_pid("web"), record("web")->pid);
+    poll_after_an_exit();
+
+    EXPECT_EQ(vorn_service_get_pid("web"), 0);
+    EXPECT_EQ(vorn_service_get_pid("other"), 0);
+    EXPECT_EQ(vorn_service_get_pid(nullptr), 0);
 }
 
 TEST_F(Services, AreListedWithStateAndProcess)

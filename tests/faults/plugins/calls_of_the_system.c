@@ -44,6 +44,18 @@ static enum outcome service_execlod(void)
     return done_if(vorn_service_execlod("passing", "true", (char *)NULL, 0, (char *)NULL) == 0);
 }
 
+static enum outcome service_execvfd(void)
+{
+    char *const arguments[] = {(char *)"true", NULL};
+
+    return done_if(vorn_service_execvfd("heard", arguments, -1, NULL) == 0);
+}
+
+static enum outcome service_get_pid(void)
+{
+    return done_if(vorn_service_get_pid("lasting") > 0);
+}
+
 static enum outcome service_is_running(void)
 {
     return done_if(vorn_service_is_running("lasting"));
@@ -105,6 +117,8 @@ const struct call system_calls[] = {
     {"vorn_notify_object_change", notify_object_change, 0},
     {"vorn_command_execlod", command_execlod, 0},
     {"vorn_service_execlod", service_execlod, 0},
+    {"vorn_service_execvfd", service_execvfd, 0},
+    {"vorn_service_get_pid", service_get_pid, 0},
     {"vorn_service_is_running", service_is_running, 0},
     {"vorn_socket_get_tcp", get_tcp, 0},
     {"vorn_socket_get_unix", get_unix, 0},
