@@ -1,22 +1,73 @@
 /* SPDX-License-Identifier: MIT */
-#include "supervise.h"
+/*
+ * One program as a service of the daemon, with a pipe for what it says. It is stopped, up, pausing
+ * before its next start, or ending; whether it is to run is told by its arguments alone, so that
+ * whoever ends it does not care what comes after.
+ */
+#include "vorn-plugin/supervise.h"
 
 #include "vorn/vorn.h"
 
+#include <errno.h>
+#include <fcntl.h>
 #include <signal.h>
+#include <stdint.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <time.h>
+#include <unistd.h>
 
-enum { longest_pause_s = 60, long_enough_s = 60, end_limit_us = 5000000 };
+enum {
+    longest_pause_s = 60,
+    long_enough_ms = 60000,
+    starting_ms = 500,
+    ending_ms = 3000, /* between SIGTERM and SIGKILL */
+    look_ms = 50,     /* how often an ending process is looked for */
+    looks_at_end = 5,
+    waiting_us_per_s = 80000,
+    burst_ms = 1000, /* what is said after so long a silence is about something else */
+    words_room = 240,
+    line_room = 2 * words_room, /* for what separates the lines */
+    piece_room = 1024,
+    pipe_pieces = 64, /* what a pipe holds, but for what a process goes on writing that is left */
+};
+
+enum phase { stopped, up, pausing, ending };
 
 struct supervised {
+    struct supervised *next;
     const char *name;
     char **arguments; /* null while it is not to run */
-    int is_waiting;   /* for its next start */
-    int pause_s;      /* before the next start */
-    time_t started;
+    char **files;
+    unsigned long version;
+    enum phase phase;
+    int is_starting;
+    int waiting_signal; /* until it has started; 0 for none */
+    int pause_s;        /* before the next start */
+    int looks;          /* left, for the end of a process whose output has ended */
+    int pid;            /* of the process that is ending */
+    int is_killed;
+    int64_t since_ms;    /* its start, or its end's */
+    uint64_t files_read; /* how they were at its start */
+    int output;          /* the pipe's end; -1 for none */
+    int64_t heard_ms;
+    char words[words_room];
+    char state[line_room + 16];
+    void (*failed)(void *data);
+    void *failed_data;
 };
+
+static supervised *programs;
+
+/* With the plugin all knowledge of what is ending is gone: it must not outlive the daemon. */
+__attribute__((destructor)) static void end_all(void)
+{
+    for (const supervised *program = programs; program != NULL; program = program->next) {
+        if (program->phase == ending && program->pid > 0) kill(program->pid, SIGKILL);
+    }
+}
 
 supervised *supervise_new(const char *name)
 {
@@ -24,26 +75,29 @@ supervised *supervise_new(const char *name)
     if (program == NULL) return NULL;
     program->name = name;
     program->pause_s = 1;
+    program->output = -1;
+    program->next = programs;
+    programs = program;
     return program;
 }
 
-static void free_arguments(char **arguments)
+static void free_list(char **list)
 {
-    for (char **each = arguments; each != NULL && *each != NULL; each++)
+    for (char **each = list; each != NULL && *each != NULL; each++)
         free(*each);
-    free(arguments);
+    free(list);
 }
 
-static char **copy_arguments(const char *const arguments[])
+static char **copy_list(const char *const list[])
 {
     size_t count = 0;
-    while (arguments[count] != NULL)
+    while (list[count] != NULL)
         count++;
     char **copy = calloc(count + 1, sizeof *copy);
     for (size_t i = 0; copy != NULL && i < count; i++) {
-        copy[i] = strdup(arguments[i]);
+        copy[i] = strdup(list[i]);
         if (copy[i] != NULL) continue;
-        free_arguments(copy);
+        free_list(copy);
         return NULL;
     }
     return copy;
@@ -58,11 +112,124 @@ static int are_same(char *const left[], const char *const right[])
     return *left == NULL && *right == NULL;
 }
 
-static time_t now(void)
+static int64_t now_us(void)
 {
     struct timespec time;
     clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec;
+    return (int64_t)time.tv_sec * 1000000 + time.tv_nsec / 1000;
+}
+
+static int64_t now_ms(void)
+{
+    return now_us() / 1000;
+}
+
+static void mix(uint64_t *sum, uint64_t value)
+{
+    *sum = (*sum ^ value) * 0x100000001b3U;
+}
+
+/* A file that is replaced is another one, one that is written in place has another time. */
+static uint64_t look_at_files(char *const files[])
+{
+    uint64_t sum = 0xcbf29ce484222325U;
+    for (; *files != NULL; files++) {
+        struct stat found = {0};
+        if (stat(*files, &found) != 0) found.st_ino = 0;
+        mix(&sum, (uint64_t)found.st_ino);
+        mix(&sum, (uint64_t)found.st_size);
+        mix(&sum, (uint64_t)found.st_mtim.tv_sec);
+        mix(&sum, (uint64_t)found.st_mtim.tv_nsec);
+    }
+    return sum;
+}
+
+static void register_ms(int64_t ms, eloop_timeout_handler handler, supervised *program)
+{
+    eloop_register_timeout((int)(ms / 1000), (unsigned int)(ms % 1000) * 1000, handler, NULL,
+                           program);
+}
+
+/* Lines are kept apart by semicolons; whatever a text of the configuration can't have is replaced.
+ */
+static void hear(supervised *program, const char *bytes, size_t count)
+{
+    if (now_ms() - program->heard_ms > burst_ms) program->words[0] = '\0';
+    program->heard_ms = now_ms();
+    size_t used = strlen(program->words);
+    for (size_t i = 0; i < count && used + 4 < words_room; i++) {
+        const char byte = bytes[i];
+        const int is_separated = used == 0 || program->words[used - 1] == '\n';
+        if (byte == '\n') {
+            if (!is_separated) program->words[used++] = '\n';
+        } else if (!is_separated || (byte != ' ' && byte != '\t')) {
+            program->words[used++] = byte >= ' ' && byte <= '~' ? byte : byte == '\t' ? ' ' : '?';
+        }
+    }
+    program->words[used] = '\0';
+}
+
+static void close_output(supervised *program)
+{
+    if (program->output == -1) return;
+    eloop_unregister_read_sock(program->output);
+    close(program->output);
+    program->output = -1;
+}
+
+/* More than 0 for what was read, 0 at the end, less when there is nothing now. */
+static ssize_t read_output(supervised *program)
+{
+    char bytes[piece_room];
+    const ssize_t count = read(program->output, bytes, sizeof bytes);
+    if (count <= 0) return count == -1 && errno != EAGAIN && errno != EINTR ? 0 : count;
+    hear(program, bytes, (size_t)count);
+    if (vorn_debug_get() > 0) fwrite(bytes, 1, (size_t)count, vorn_debug_get_stream());
+    return count;
+}
+
+static void look_for_end(void *eloop_data, void *data);
+
+/* The output ends a little earlier than the process. */
+static void read_more(int descriptor, void *eloop_data, void *data)
+{
+    (void)descriptor;
+    (void)eloop_data;
+    supervised *program = data;
+    if (read_output(program) != 0) return;
+    close_output(program);
+    program->looks = looks_at_end;
+    if (program->phase == up) register_ms(20, look_for_end, program);
+}
+
+/* Has the daemon look at its services now, rather than in two seconds. */
+static void look_for_end(void *eloop_data, void *data)
+{
+    (void)eloop_data;
+    supervised *program = data;
+    if (program->phase != up) return;
+    if (!vorn_service_is_running(program->name)) {
+        vorn_service_sig_child(SIGCHLD, NULL, NULL);
+        vorn_service_poll();
+    } else if (--program->looks > 0) {
+        register_ms(look_ms, look_for_end, program);
+    }
+}
+
+/* The end that the program writes to, or -1 for none: it runs without being heard then. */
+static int open_output(supervised *program)
+{
+    int ends[2];
+    program->words[0] = '\0';
+    if (vorn_process_no_actions || pipe2(ends, O_CLOEXEC) != 0) return -1;
+    if (fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0 &&
+        eloop_register_read_sock(ends[0], read_more, NULL, program) == 0) {
+        program->output = ends[0];
+        return ends[1];
+    }
+    close(ends[0]);
+    close(ends[1]);
+    return -1;
 }
 
 static void start(supervised *program);
@@ -70,82 +237,280 @@ static void start(supervised *program);
 static void start_again(void *eloop_data, void *data)
 {
     (void)eloop_data;
-    supervised *program = data;
-    program->is_waiting = 0;
-    start(program);
+    start(data);
 }
 
-static void wait_to_start(supervised *program, const char *reason)
+static const char *words_in_a_line(const supervised *program, char line[line_room])
 {
+    size_t used = 0;
+    for (const char *each = program->words; *each != '\0'; each++) {
+        if (*each != '\n') {
+            line[used++] = *each;
+        } else if (each[1] != '\0') {
+            line[used++] = ';';
+            line[used++] = ' ';
+        }
+    }
+    line[used] = '\0';
+    return line;
+}
+
+static void pause_after(supervised *program, const char *reason)
+{
+    char line[line_room];
+    if (program->words[0] != '\0') {
+        vorn_debug_eprintf("%s: %s\n", program->name, words_in_a_line(program, line));
+    }
     vorn_debug_eprintf("%s %s; it is started again in %d s.\n", program->name, reason,
                        program->pause_s);
-    program->is_waiting = 1;
+    program->phase = pausing;
     eloop_register_timeout(program->pause_s, 0, start_again, NULL, program);
     program->pause_s =
         program->pause_s < longest_pause_s / 2 ? 2 * program->pause_s : longest_pause_s;
+    if (program->failed != NULL) program->failed(program->failed_data);
+}
+
+static void has_started(void *eloop_data, void *data)
+{
+    (void)eloop_data;
+    supervised *program = data;
+    const int signal_number = program->waiting_signal;
+    program->is_starting = 0;
+    program->waiting_signal = 0;
+    if (signal_number != 0) supervise_signal(program, signal_number);
+}
+
+/* Nothing that was going on for the process that was up goes on. */
+static void leave_up(supervised *program)
+{
+    eloop_cancel_timeout(has_started, NULL, program);
+    eloop_cancel_timeout(look_for_end, NULL, program);
+    program->is_starting = 0;
+    program->waiting_signal = 0;
 }
 
 /* Told by the daemon's poll; its record of the service is gone by then, this function with it. */
 static void ended(void *data)
 {
     supervised *program = data;
-    if (program->arguments == NULL) return;
-    if (now() - program->started >= long_enough_s) program->pause_s = 1;
-    wait_to_start(program, "has ended");
+    if (program->phase != up) return;
+    leave_up(program);
+    for (int i = 0; i < pipe_pieces && program->output != -1 && read_output(program) > 0; i++)
+        continue;
+    close_output(program);
+    if (now_ms() - program->since_ms >= long_enough_ms) program->pause_s = 1;
+    pause_after(program, "has ended");
 }
 
 static void start(supervised *program)
 {
-    program->started = now();
-    if (vorn_service_execv(program->name, program->arguments) != 0 ||
-        vorn_service_set_exited_fn(program->name, ended, program) != 0) {
-        wait_to_start(program, "can't be started");
+    const int output = open_output(program);
+    program->phase = up;
+    program->is_starting = 1;
+    program->since_ms = now_ms();
+    program->files_read = look_at_files(program->files);
+    const int has_failed =
+        vorn_service_execvfd(program->name, program->arguments, output, NULL) != 0 ||
+        vorn_service_set_exited_fn(program->name, ended, program) != 0;
+    if (output != -1) close(output);
+    if (has_failed) {
+        leave_up(program);
+        close_output(program);
+        pause_after(program, "can't be started");
+    } else {
+        register_ms(starting_ms, has_started, program);
     }
+}
+
+/* Sends SIGTERM and answers whether the process has gone by the time that there is to wait for it,
+ * of the little that all calls have in a second. */
+static int ends_at_once(const supervised *program)
+{
+    static int64_t second_us;
+    static int64_t spent_us;
+    const int64_t began_us = now_us();
+    if (began_us - second_us > 1000000) {
+        second_us = began_us;
+        spent_us = 0;
+    }
+    const int limit_us = spent_us < waiting_us_per_s ? (int)(waiting_us_per_s - spent_us) : 1;
+    const int result = vorn_service_stop(program->name, SIGTERM, limit_us);
+    spent_us += now_us() - began_us;
+    return result != -1;
+}
+
+static void is_gone(supervised *program)
+{
+    program->phase = stopped;
+    close_output(program);
+    if (program->arguments != NULL) start(program);
+}
+
+static void look_whether_gone(void *eloop_data, void *data)
+{
+    (void)eloop_data;
+    supervised *program = data;
+    if (kill(program->pid, 0) == -1 && errno == ESRCH) {
+        is_gone(program);
+        return;
+    }
+    if (!program->is_killed && now_ms() - program->since_ms >= ending_ms) {
+        vorn_debug_eprintf("%s does not end; it is killed.\n", program->name);
+        kill(program->pid, SIGKILL);
+        program->is_killed = 1;
+    }
+    register_ms(look_ms, look_whether_gone, program);
 }
 
 /* Whoever ends a service on purpose does not want to hear of it. */
 static void end(supervised *program)
 {
-    eloop_cancel_timeout(start_again, NULL, program);
-    program->is_waiting = 0;
+    leave_up(program);
     program->pause_s = 1;
+    program->pid = vorn_service_get_pid(program->name);
     vorn_service_set_exited_fn(program->name, NULL, NULL);
-    if (vorn_service_stop(program->name, SIGTERM, end_limit_us) == -1) {
-        vorn_service_stop(program->name, SIGKILL, end_limit_us);
+    if (ends_at_once(program)) {
+        program->phase = stopped;
+        close_output(program);
+    } else {
+        program->phase = ending;
+        program->is_killed = 0;
+        program->since_ms = now_ms();
+        register_ms(look_ms, look_whether_gone, program);
     }
+}
+
+static void take_down(supervised *program)
+{
+    if (program->phase == up) {
+        end(program);
+    } else if (program->phase == pausing) {
+        eloop_cancel_timeout(start_again, NULL, program);
+        program->phase = stopped;
+        program->pause_s = 1;
+    }
+}
+
+static int is_planned(const supervised *program, const supervise_plan *plan)
+{
+    return program->arguments != NULL && are_same(program->arguments, plan->arguments) &&
+           are_same(program->files, plan->files) && program->version == plan->version;
+}
+
+/* A process that is ending or waits to be started will read what is there then. */
+static int has_read_its_files(const supervised *program)
+{
+    return program->phase != up || program->files_read == look_at_files(program->files);
+}
+
+static int take_plan(supervised *program, const supervise_plan *plan)
+{
+    char **arguments = copy_list(plan->arguments);
+    char **files = copy_list(plan->files);
+    if (arguments == NULL || files == NULL) {
+        free_list(arguments);
+        free_list(files);
+        return 1;
+    }
+    free_list(program->arguments);
+    free_list(program->files);
+    program->arguments = arguments;
+    program->files = files;
+    program->version = plan->version;
+    return 0;
+}
+
+int supervise_run_plan(supervised *program, const supervise_plan *plan)
+{
+    static const char *const no_files[] = {NULL};
+    supervise_plan whole = *plan;
+    if (whole.files == NULL) whole.files = no_files;
+
+    const int is_as_planned = is_planned(program, &whole) && has_read_its_files(program);
+    if (is_as_planned && program->phase != pausing) return 0;
+    if (take_plan(program, &whole) != 0) return 1;
+    take_down(program);
+    if (program->phase == stopped) start(program);
+    return 0;
 }
 
 int supervise_run(supervised *program, const char *const arguments[])
 {
-    const int same = program->arguments != NULL && are_same(program->arguments, arguments);
-    if (same && !program->is_waiting) return 0;
-
-    char **copy = copy_arguments(arguments);
-    if (copy == NULL) return 1;
-    if (program->arguments != NULL) end(program);
-    free_arguments(program->arguments);
-    program->arguments = copy;
-    start(program);
-    return 0;
+    const supervise_plan plan = {arguments, NULL, 0};
+    return supervise_run_plan(program, &plan);
 }
 
 void supervise_try_again(supervised *program)
 {
-    if (!program->is_waiting) return;
+    if (program->phase != pausing) return;
     eloop_cancel_timeout(start_again, NULL, program);
-    start_again(NULL, program);
+    start(program);
 }
 
 void supervise_stop(supervised *program)
 {
-    if (program->arguments == NULL) return;
-    end(program);
-    free_arguments(program->arguments);
+    take_down(program);
+    free_list(program->arguments);
+    free_list(program->files);
     program->arguments = NULL;
+    program->files = NULL;
+}
+
+void supervise_signal(supervised *program, int signal_number)
+{
+    if (program->phase != up) return;
+    const int pid = vorn_service_get_pid(program->name);
+    if (program->is_starting) {
+        program->waiting_signal = signal_number;
+    } else if (pid > 0) {
+        kill(pid, signal_number);
+    }
+}
+
+void supervise_set_failed_fn(supervised *program, void (*failed)(void *data), void *data)
+{
+    program->failed = failed;
+    program->failed_data = data;
+}
+
+int supervise_is_running(const supervised *program)
+{
+    return program->phase == up && vorn_service_is_running(program->name);
+}
+
+int supervise_pid(const supervised *program)
+{
+    return supervise_is_running(program) ? vorn_service_get_pid(program->name) : 0;
+}
+
+const char *supervise_state(supervised *program)
+{
+    char line[line_room];
+    switch (program->phase) {
+    case stopped:
+        return "stopped";
+    case ending:
+        return program->arguments != NULL ? "starting: its process from before has not ended yet"
+                                          : "applying: it has not ended yet";
+    case up:
+        if (!vorn_service_is_running(program->name)) return "failed";
+        return program->is_starting ? "starting" : "running";
+    case pausing:
+        break;
+    }
+    if (program->words[0] == '\0') return "failed";
+    snprintf(program->state, sizeof program->state, "failed: %s", words_in_a_line(program, line));
+    return program->state;
 }
 
 const char *supervise_status(const supervised *program)
 {
-    if (program->arguments == NULL) return "stopped";
-    return program->is_waiting || !vorn_service_is_running(program->name) ? "failed" : "running";
+    if (program->phase == stopped) return "stopped";
+    if (program->phase == ending) return "stopping";
+    return supervise_is_running(program) ? "running" : "failed";
+}
+
+const char *supervise_words(const supervised *program)
+{
+    return program->words;
 }

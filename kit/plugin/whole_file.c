@@ -1,9 +1,10 @@
 /* SPDX-License-Identifier: MIT */
-#include "whole_file.h"
+#include "vorn-plugin/whole_file.h"
 
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <string.h>
 #include <unistd.h>
 
 static void name_scratch(char scratch[PATH_MAX], const char *path)
@@ -37,4 +38,31 @@ int whole_file_close(FILE *file, const char *path, int durable)
     unlink(scratch);
     errno = reason;
     return 1;
+}
+
+/* Read in pieces, for a text of any length. */
+static int has_text(const char *path, const char *text)
+{
+    char piece[512];
+    size_t count;
+    size_t left = strlen(text);
+    FILE *file = fopen(path, "re");
+    if (file == NULL) return 0;
+    while ((count = fread(piece, 1, sizeof piece, file)) > 0 && count <= left &&
+           memcmp(piece, text, count) == 0) {
+        text += count;
+        left -= count;
+    }
+    const int is_same = count == 0 && left == 0 && !ferror(file);
+    fclose(file);
+    return is_same;
+}
+
+int write_file_whole(const char *path, const char *text, mode_t mode)
+{
+    if (has_text(path, text)) return 0;
+    FILE *file = whole_file_open(path, mode);
+    if (file == NULL) return -1;
+    fputs(text, file);
+    return whole_file_close(file, path, 0) == 0 ? 1 : -1;
 }

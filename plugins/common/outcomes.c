@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "outcomes.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -54,6 +55,19 @@ const char *outcomes_reason(const outcomes *of, const char *name)
         if (strcmp(each->name, name) == 0) return each->reason;
     }
     return NULL;
+}
+
+const char *failed_state(const char *reason)
+{
+    static char state[256];
+    snprintf(state, sizeof state, "failed: %s", reason);
+    return state;
+}
+
+const char *outcomes_state(const outcomes *of, const char *name)
+{
+    const char *reason = outcomes_reason(of, name);
+    return reason != NULL ? failed_state(reason) : NULL;
 }
 
 int outcomes_concerns(const outcomes *of, const vorn_changes *changes)

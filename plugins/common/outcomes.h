@@ -24,6 +24,12 @@ void outcomes_succeed(outcomes *of, const char *name);
 /** Why the instance of that name is not as it should be, or null when it is. */
 const char *outcomes_reason(const outcomes *of, const char *name);
 
+/** The same for a property "state": "failed: " and the reason; good until the next call. */
+const char *outcomes_state(const outcomes *of, const char *name);
+
+/** Why anything is not as it should be, as a state tells it; good until the next call. */
+const char *failed_state(const char *reason);
+
 /**
  * Whether a commit concerns the class: some of its instances changed, or have to be tried again.
  * The change set may be null.

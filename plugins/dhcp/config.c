@@ -7,7 +7,7 @@
 #include <string.h>
 
 #include "values.h"
-#include "whole_file.h"
+#include "vorn-plugin/whole_file.h"
 
 /* Pools go by number here: a name may be any text, and would be part of a line. */
 static void write_option(FILE *file, const vorn_instance *pool, int number, const char *option,
@@ -78,35 +78,20 @@ static char *text_of(void (*write)(FILE *, const vorn_instances *),
     return NULL;
 }
 
-static int write_file(const char *path, const char *text)
+/* Takes the text over. */
+static int replace(const char *path, char *text)
 {
-    FILE *file = whole_file_open(path, 0644);
-    if (file == NULL) return 1;
-    fputs(text, file);
-    return whole_file_close(file, path, 0);
-}
-
-/* Takes the text over, as what the file has. */
-static int replace(const char *path, char **known, char *text)
-{
-    const int is_same = text != NULL && *known != NULL && strcmp(text, *known) == 0;
-    if (text == NULL || is_same || write_file(path, text) != 0) {
-        free(text);
-        return is_same ? 0 : -1;
-    }
-    free(*known);
-    *known = text;
-    return 1;
+    const int result = text != NULL ? write_file_whole(path, text, 0644) : -1;
+    free(text);
+    return result;
 }
 
 int dhcp_write_config(const vorn_instances *configuration)
 {
-    static char *known;
-    return replace(DHCP_CONFIG_FILE, &known, text_of(write_config, configuration));
+    return replace(DHCP_CONFIG_FILE, text_of(write_config, configuration));
 }
 
 int dhcp_write_hosts(const vorn_instances *configuration)
 {
-    static char *known;
-    return replace(DHCP_HOSTS_FILE, &known, text_of(write_hosts, configuration));
+    return replace(DHCP_HOSTS_FILE, text_of(write_hosts, configuration));
 }

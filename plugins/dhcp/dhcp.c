@@ -11,8 +11,8 @@
 #include "config.h"
 #include "declare.h"
 #include "leases.h"
-#include "supervise.h"
 #include "values.h"
+#include "vorn-plugin/supervise.h"
 
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
 DECLARE_VALIDITY(is_mac, vorn_input_is_mac(value, length))
@@ -37,21 +37,14 @@ static int has_pools(const vorn_instances *configuration)
     return found;
 }
 
-static void reload(void)
-{
-    int pid = 0;
-    FILE *file = fopen(DHCP_PID_FILE, "re");
-    const int found = file != NULL ? fscanf(file, "%d", &pid) : 0;
-    if (file != NULL) fclose(file);
-    if (found == 1 && pid > 1 && !vorn_process_no_actions) kill(pid, SIGHUP);
-}
-
-static void start_anew(void)
+/* Started anew when it has read another configuration than there is now. */
+static void run(void)
 {
     static const char *const arguments[] = {"dnsmasq", "--keep-in-foreground",
                                             "--conf-file=" DHCP_CONFIG_FILE, NULL};
-    supervise_stop(dnsmasq);
-    if (supervise_run(dnsmasq, arguments) != 0) {
+    static const char *const files[] = {DHCP_CONFIG_FILE, NULL};
+    static const supervise_plan plan = {arguments, files, 0};
+    if (supervise_run_plan(dnsmasq, &plan) != 0) {
         vorn_debug_eprintf("dhcp: no memory to start dnsmasq.\n");
     }
 }
@@ -65,16 +58,15 @@ static void apply(const vorn_instances *configuration)
         supervise_stop(dnsmasq);
         return;
     }
-    const int is_running = strcmp(supervise_status(dnsmasq), "running") == 0;
     const int hosts = dhcp_write_hosts(configuration);
     const int config = dhcp_write_config(configuration);
     has_failed = hosts < 0 || config < 0;
-    if (has_failed) vorn_debug_eprintf("dhcp: can't write dnsmasq's files.\n");
-    if (config > 0 || (!is_running && !has_failed)) {
-        start_anew();
-    } else if (hosts > 0 && is_running) {
-        reload();
+    if (has_failed) {
+        vorn_debug_eprintf("dhcp: can't write dnsmasq's files.\n");
+    } else {
+        run();
     }
+    if (hosts > 0 && config == 0) supervise_signal(dnsmasq, SIGHUP);
 }
 
 static void commit(vorn_commit_info *info)
@@ -98,6 +90,14 @@ static const char *status(vorn_instance *instance, const char *property, vorn_re
     return has_failed ? "can't write dnsmasq's files" : supervise_status(dnsmasq);
 }
 
+static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)property;
+    (void)info;
+    return has_failed ? "failed: can't write dnsmasq's files" : supervise_state(dnsmasq);
+}
+
 static void refresh(vorn_refresh_info *info, void *refresher)
 {
     leases_refresh(info);
@@ -113,6 +113,7 @@ static int add_classes(void)
 
     declare_setting(dhcp, "enabled", is_on_off);
     declare_state(dhcp, "status");
+    declare_state(dhcp, "state");
     declare_setting(pool, "interface", is_interface);
     declare_required(pool, "first", is_plain_address);
     declare_required(pool, "last", is_plain_address);
@@ -136,6 +137,7 @@ void vorn_plugin_init(void)
     if (dnsmasq == NULL || refresher == NULL || provider == NULL || add_classes() != 0) return;
 
     vorn_refresher_set_property_fn(refresher, "status", status);
+    vorn_refresher_set_property_fn(refresher, "state", state);
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, refresher);
     vorn_providers_add(provider);

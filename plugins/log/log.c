@@ -4,8 +4,8 @@
 #include <string.h>
 
 #include "declare.h"
-#include "supervise.h"
 #include "values.h"
+#include "vorn-plugin/supervise.h"
 
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
 
@@ -24,12 +24,22 @@ static int is_host_or_none(const char *value)
     return *value == '\0' || is_plain_host(value);
 }
 
+/* Written behind its own option, so that anything but a path can't become one. */
+static int is_file_or_none(const char *value)
+{
+    if (*value == '\0') return 1;
+    if (*value != '/' || strlen(value) > 255) return 0;
+    for (const char *each = value; *each != '\0'; each++)
+        if (*each < ' ' || *each > '~') return 0;
+    return value[strlen(value) - 1] != '/';
+}
+
 static supervised *syslogd;
 
 static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_info *info)
 {
     char remote[264];
-    const char *arguments[8] = {"syslogd", "-n"};
+    const char *arguments[10] = {"syslogd", "-n"};
     int count = 2;
     (void)before;
     (void)info;
@@ -41,6 +51,10 @@ static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_i
     if (*value_of(log, "level") != '\0') {
         arguments[count++] = "-l";
         arguments[count++] = value_of(log, "level");
+    }
+    if (*value_of(log, "file") != '\0') {
+        arguments[count++] = "-O";
+        arguments[count++] = value_of(log, "file");
     }
     if (*value_of(log, "remote") != '\0') {
         const char *port = value_of(log, "remote-port");
@@ -58,6 +72,14 @@ static void pre_commit(vorn_commit_info *info)
 {
     (void)info;
     supervise_try_again(syslogd);
+}
+
+static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)property;
+    (void)info;
+    return supervise_state(syslogd);
 }
 
 static const char *status(vorn_instance *instance, const char *property, vorn_refresh_info *info)
@@ -80,14 +102,17 @@ void vorn_plugin_init(void)
 
     declare_setting(log, "enabled", is_on_off);
     declare_setting(log, "level", is_level);
+    declare_setting(log, "file", is_file_or_none);
     declare_setting(log, "remote", is_host_or_none);
     declare_setting(log, "remote-port", is_port);
     declare_state(log, "status");
+    declare_state(log, "state");
     vorn_classes_add(log);
 
     vorn_committer_set_pre_commit_fn(committer, pre_commit);
     vorn_committer_set_instance_change_fn(committer, "log", log_changed, 1);
     vorn_refresher_set_property_fn(refresher, "status", status);
+    vorn_refresher_set_property_fn(refresher, "state", state);
     declare_provider("log", committer, refresher);
     vorn_providers_order("network", "log");
 }

@@ -14,8 +14,8 @@
 #include "concerns.h"
 #include "declare.h"
 #include "ip.h"
-#include "supervise.h"
 #include "values.h"
+#include "vorn-plugin/supervise.h"
 
 DECLARE_VALIDITY(is_host_name, length == 0 || vorn_input_is_domain_label(value, length))
 

@@ -6,7 +6,7 @@
 #include "concerns.h"
 #include "declare.h"
 #include "values.h"
-#include "whole_file.h"
+#include "vorn-plugin/whole_file.h"
 
 #define RESOLVER_FILE "/etc/resolv.conf"
 

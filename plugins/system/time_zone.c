@@ -12,7 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "whole_file.h"
+#include "vorn-plugin/whole_file.h"
 
 static const char zone_folder[] = "/usr/share/zoneinfo";
 static const char text_file[] = "/etc/TZ";

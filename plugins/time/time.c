@@ -3,8 +3,8 @@
 #include <string.h>
 
 #include "declare.h"
-#include "supervise.h"
 #include "values.h"
+#include "vorn-plugin/supervise.h"
 
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
 
@@ -46,6 +46,14 @@ static void commit(vorn_commit_info *info)
     }
 }
 
+static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)property;
+    (void)info;
+    return supervise_state(ntpd);
+}
+
 static const char *status(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     (void)instance;
@@ -73,10 +81,12 @@ void vorn_plugin_init(void)
 
     declare_setting(clock, "enabled", is_on_off);
     declare_state(clock, "status");
+    declare_state(clock, "state");
     vorn_classes_add(clock);
     add_server_class();
 
     vorn_refresher_set_property_fn(refresher, "status", status);
+    vorn_refresher_set_property_fn(refresher, "state", state);
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);

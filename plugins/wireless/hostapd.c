@@ -8,7 +8,7 @@
 #include "country.h"
 #include "keys.h"
 #include "values.h"
-#include "whole_file.h"
+#include "vorn-plugin/whole_file.h"
 
 outcomes network_outcomes = {.class_name = "wireless-network"};
 

@@ -7,7 +7,7 @@
 #include <sys/random.h>
 
 #include "values.h"
-#include "whole_file.h"
+#include "vorn-plugin/whole_file.h"
 
 static const char mask[] = "******** ";
 

@@ -5,7 +5,6 @@
  */
 #include "radios.h"
 
-#include <errno.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -14,9 +13,9 @@
 
 #include "country.h"
 #include "hostapd.h"
-#include "supervise.h"
 #include "values.h"
-#include "whole_file.h"
+#include "vorn-plugin/supervise.h"
+#include "vorn-plugin/whole_file.h"
 
 static outcomes radio_outcomes = {.class_name = "radio"};
 
@@ -27,6 +26,7 @@ struct radio {
     char *service; /* "hostapd" and the name */
     supervised *program;
     hostapd_text told;
+    unsigned long frames; /* how many of them hostapd was started with */
     char power[8];
 };
 
@@ -34,9 +34,9 @@ static struct radio *radios;
 
 enum { path_room = 64 };
 
-static void name_file(char path[path_room], const struct radio *radio, const char *ending)
+static void name_file(char path[path_room], const struct radio *radio)
 {
-    snprintf(path, path_room, "/var/run/vorn-hostapd-%s.%s", radio->name, ending);
+    snprintf(path, path_room, "/var/run/vorn-hostapd-%s.conf", radio->name);
 }
 
 static struct radio *find(const char *name)
@@ -85,43 +85,18 @@ static void stop(struct radio *radio)
 {
     char path[path_room];
     supervise_stop(radio->program);
-    name_file(path, radio, "conf");
+    name_file(path, radio);
     unlink(path);
     hostapd_free(&radio->told);
 }
 
-/* Only root may read it: the keys are in it. */
-static int write_config(const struct radio *radio, const hostapd_text *text)
-{
-    char path[path_room];
-    name_file(path, radio, "conf");
-    FILE *file = whole_file_open(path, 0600);
-    if (file == NULL) return 1;
-    fputs(text->whole, file);
-    return whole_file_close(file, path, 0);
-}
-
-/* hostapd has no option that would have it write its process id without going to the background. */
 static void run(struct radio *radio)
 {
-    char pid_file[path_room];
-    char config_file[path_room];
-    name_file(pid_file, radio, "pid");
-    name_file(config_file, radio, "conf");
-    const char *const arguments[] = {
-        "sh", "-c", "echo $$ >\"$0\" && exec hostapd \"$1\"", pid_file, config_file, NULL};
-    if (supervise_run(radio->program, arguments) != 0) fail(radio, "no memory to start hostapd");
-}
-
-static void read_again(const struct radio *radio)
-{
     char path[path_room];
-    int pid = 0;
-    name_file(path, radio, "pid");
-    FILE *file = fopen(path, "re");
-    const int found = file != NULL ? fscanf(file, "%d", &pid) : 0;
-    if (file != NULL) fclose(file);
-    if (found == 1 && pid > 1 && !vorn_process_no_actions) kill(pid, SIGHUP);
+    name_file(path, radio);
+    const char *const arguments[] = {"hostapd", path, NULL};
+    const supervise_plan plan = {arguments, NULL, radio->frames};
+    if (supervise_run_plan(radio->program, &plan) != 0) fail(radio, "no memory to start hostapd");
 }
 
 static int is_same(const char *left, const char *right)
@@ -129,24 +104,22 @@ static int is_same(const char *left, const char *right)
     return left != NULL && right != NULL && strcmp(left, right) == 0;
 }
 
-/* Takes the text over. */
+/* Takes the text over. The file is only root's: the keys are in it. */
 static void tell(struct radio *radio, hostapd_text *text)
 {
-    const int is_running = strcmp(supervise_status(radio->program), "running") == 0;
+    char path[path_room];
+    name_file(path, radio);
     const int frame_is_same = is_same(text->frame, radio->told.frame);
+    const int whole_is_same = is_same(text->whole, radio->told.whole);
 
-    if (is_same(text->whole, radio->told.whole)) {
-        run(radio); /* at once, if it waits to be started again */
-    } else if (write_config(radio, text) != 0) {
+    if (!whole_is_same && write_file_whole(path, text->whole, 0600) < 0) {
         fail(radio, "can't write the configuration of hostapd");
         hostapd_free(text);
         return;
-    } else if (is_running && frame_is_same) {
-        read_again(radio);
-    } else {
-        supervise_stop(radio->program);
-        run(radio);
     }
+    if (!frame_is_same) radio->frames++;
+    run(radio);
+    if (frame_is_same && !whole_is_same) supervise_signal(radio->program, SIGHUP);
     hostapd_free(&radio->told);
     radio->told = *text;
 }
@@ -240,14 +213,14 @@ void radios_commit(const vorn_instances *configuration, const vorn_changes *chan
 
 const char *radios_state(const char *name)
 {
-    const char *reason = outcomes_reason(&radio_outcomes, name);
+    const char *failure = outcomes_state(&radio_outcomes, name);
     const struct radio *radio = find(name);
-    if (reason != NULL) return reason;
-    return radio != NULL ? supervise_status(radio->program) : "stopped";
+    if (failure != NULL) return failure;
+    return radio != NULL ? supervise_state(radio->program) : "stopped";
 }
 
 int radios_is_running(const char *name)
 {
     const struct radio *radio = find(name);
-    return radio != NULL && strcmp(supervise_status(radio->program), "running") == 0;
+    return radio != NULL && supervise_is_running(radio->program);
 }

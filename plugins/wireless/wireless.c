@@ -97,9 +97,11 @@ static const char *network_state(vorn_instance *instance, const char *property,
     (void)info;
     const char *name = vorn_instance_get_name(instance);
     const char *radio = value_of(instance, "radio");
-    const char *reason = outcomes_reason(&network_outcomes, name);
-    if (reason != NULL) return reason;
-    if (*value_of(instance, "key") != '\0' && keys_have_failed()) return "its key can't be saved";
+    const char *failure = outcomes_state(&network_outcomes, name);
+    if (failure != NULL) return failure;
+    if (*value_of(instance, "key") != '\0' && keys_have_failed()) {
+        return failed_state("its key can't be saved");
+    }
     return hostapd_carries(instance, radio) ? radios_state(radio) : "stopped";
 }
 

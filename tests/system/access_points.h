@@ -30,7 +30,7 @@ protected:
         Device::SetUp();
         install_plugin("wireless.vorn");
         install_plugin("save.vorn");
-        stand_in("hostapd", "trap 'echo again >>/tmp/again' HUP; echo >/tmp/ready\n"
+        stand_in("hostapd", "trap 'echo again >>/tmp/again' HUP; echo $$ >/tmp/ready\n"
                             "while :; do sleep 0.02; done");
         stand_in("iw", "cat /tmp/stations 2>/dev/null; test ! -e /tmp/no-power");
         write_file(test::startup_file, access_point);

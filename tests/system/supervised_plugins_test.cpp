@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 
 namespace {
@@ -39,12 +40,29 @@ protected:
         return lsql("<lsql><write-transaction>" + operation + "</write-transaction></lsql>");
     }
 
-    static std::string status_of(const std::string &klass)
+    static std::string value_of(const std::string &klass, const std::string &property)
     {
-        const std::string answer =
-            lsql("<lsql><select><" + klass + "><status/></" + klass + "></select></lsql>");
-        const auto begin = answer.find("<status>") + 8;
-        return answer.substr(begin, answer.find("</status>") - begin);
+        const std::string answer = lsql("<lsql><select><" + klass + "><" + property + "/></" +
+                                        klass + "></select></lsql>");
+        const auto begin = answer.find("<" + property + ">") + property.size() + 2;
+        return answer.substr(begin, answer.find("</" + property + ">") - begin);
+    }
+
+    static std::string status_of(const std::string &klass) { return value_of(klass, "status"); }
+
+    static testing::AssertionResult state_becomes(const std::string &klass,
+                                                  const std::string &wanted)
+    {
+        return comes_true([&] { return value_of(klass, "state") == wanted; })
+               << klass << " is " << value_of(klass, "state");
+    }
+
+    /* How long another client's question waits. */
+    static double seconds_of_an_answer()
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        lsql("<lsql><select><log/></select></lsql>");
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     }
 
     void boot_and_forget()
@@ -179,6 +197,120 @@ TEST_F(SupervisedPlugins, TryAtOnceWhenTheConfigurationChanges)
     EXPECT_EQ(status_of("time"), "running");
 }
 
+TEST_F(SupervisedPlugins, TellHowTheirProgramsAreDoing)
+{
+    boot();
+
+    EXPECT_THAT(value_of("log", "state"), testing::AnyOf("starting", "running"));
+    EXPECT_TRUE(state_becomes("log", "running"));
+    change("<update><log><enabled>off</enabled></log></update>");
+    EXPECT_TRUE(state_becomes("log", "stopped"));
+}
+
+TEST_F(SupervisedPlugins, TellWhatAProgramSaidBeforeItEnded)
+{
+    stand_in("ntpd", "echo 'bad address'; printf 'a\\033[1m\\377<b>\\n  usage' >&2; exit 1");
+
+    boot();
+
+    EXPECT_TRUE(state_becomes("time", "failed: bad address; a?[1m?&lt;b&gt;; usage"));
+    EXPECT_EQ(status_of("time"), "failed");
+    EXPECT_THAT(console(), HasSubstr("vorn: ntpd: bad address; a?[1m?<b>; usage\n"));
+}
+
+TEST_F(SupervisedPlugins, NoticeAtOnceThatAProgramHasEnded)
+{
+    stand_in("ntpd", "exit 1");
+
+    const auto begin = std::chrono::steady_clock::now();
+    boot();
+    ASSERT_TRUE(console_shows("ntpd has ended; it is started again in 1 s."));
+
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1000));
+}
+
+TEST_F(SupervisedPlugins, TellTheBeginningOfMuchThatAProgramSaid)
+{
+    stand_in("ntpd", "i=0; while [ $i -lt 3000 ]; do echo it is the line $i of many; i=$((i+1));"
+                     " done; exit 1");
+
+    boot();
+
+    EXPECT_TRUE(comes_true([] {
+        return value_of("time", "state")
+            .starts_with("failed: it is the line 0 of many; it is the line 1 of many; ");
+    }));
+    EXPECT_LT(value_of("time", "state").size(), 300u);
+}
+
+TEST_F(SupervisedPlugins, TellWhyAProgramIsMissing)
+{
+    set_environment("PATH", "/nowhere");
+
+    boot();
+
+    EXPECT_TRUE(comes_true([] {
+        return value_of("time", "state").starts_with("failed: vorn: Unable to execute \"ntpd\"");
+    })) << value_of("time", "state");
+}
+
+TEST_F(SupervisedPlugins, LetNobodyWaitForAProgramThatHangs)
+{
+    stand_in("ntpd", "echo $$ >/tmp/ntpd; exec sleep 1000");
+    boot_and_forget();
+    ASSERT_TRUE(comes_true([] { return exists("/tmp/ntpd"); }));
+    shell("kill -STOP $(cat /tmp/ntpd)");
+
+    const auto begin = std::chrono::steady_clock::now();
+    change("<update><ntp-server><address>192.0.2.7</address></ntp-server></update>");
+    const double spent = seconds_of_an_answer();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(500));
+    EXPECT_LT(spent, 0.1);
+    EXPECT_EQ(value_of("time", "state"), "starting: its process from before has not ended yet");
+    EXPECT_EQ(status_of("time"), "stopping");
+    EXPECT_TRUE(console_shows("ntpd does not end; it is killed."));
+    EXPECT_TRUE(runs({"ntpd -n -p 192.0.2.7"}));
+    EXPECT_TRUE(state_becomes("time", "running"));
+}
+
+TEST_F(SupervisedPlugins, EndAProgramThatHangsBesideEverythingElse)
+{
+    boot_and_forget();
+    shell("kill -STOP $(pgrep -x sleep)");
+
+    change("<update><time><enabled>off</enabled></time></update>"
+           "<update><log><enabled>off</enabled></log></update>");
+
+    EXPECT_LT(seconds_of_an_answer(), 0.1);
+    EXPECT_EQ(value_of("log", "state"), "applying: it has not ended yet");
+    EXPECT_TRUE(state_becomes("log", "stopped"));
+    EXPECT_TRUE(state_becomes("time", "stopped"));
+    EXPECT_EQ(shell("pgrep -c sleep"), "0\n");
+    EXPECT_THAT(commands_run(), IsEmpty());
+}
+
+TEST_F(SupervisedPlugins, LeaveNothingBehindThatHangsWhenTheDaemonEnds)
+{
+    boot_and_forget();
+    shell("kill -STOP $(pgrep -x sleep)");
+    change("<update><time><enabled>off</enabled></time></update>"
+           "<update><log><enabled>off</enabled></log></update>");
+
+    shut_down();
+
+    EXPECT_TRUE(comes_true([] { return shell("pgrep -c -r S,T,R sleep") == "0\n"; }));
+}
+
+TEST_F(SupervisedPlugins, TakeTheFileThatTheLogIsWrittenTo)
+{
+    boot_and_forget();
+
+    change("<update><log><file>/var/log/every thing</file></log></update>");
+
+    EXPECT_TRUE(runs({"syslogd -n -O /var/log/every thing"}));
+}
+
 TEST_F(SupervisedPlugins, RefuseWhatNoProgramCouldUse)
 {
     boot();
@@ -193,6 +325,9 @@ TEST_F(SupervisedPlugins, RefuseWhatNoProgramCouldUse)
           "<update><log><remote>&#10;10.0.0.1</remote></log></update>",
           "<insert><ntp-server name=\"b\"><address>+1.2.3.4</address></ntp-server></insert>",
           "<update><log><remote>-x</remote></log></update>",
+          "<update><log><file>messages</file></log></update>",
+          "<update><log><file>/var/log/</file></log></update>",
+          "<update><log><file>/a&#10;b</file></log></update>",
           "<update><time><enabled>yes</enabled></time></update>"}) {
         EXPECT_THAT(change(operation), HasSubstr("<rc>1</rc>")) << operation;
     }

@@ -138,7 +138,8 @@ TEST_F(Keys, ThatAreNotOnThisDeviceLeaveTheNetworkOffTheAir)
 
     change_network("<key>******** 00000000</key>");
 
-    EXPECT_EQ(value_of("wireless-network", "home", "state"), "its key is not on this device");
+    EXPECT_EQ(value_of("wireless-network", "home", "state"),
+              "failed: its key is not on this device");
     EXPECT_THAT(read_file(hostapd_file), Not(HasSubstr("ssid2=6174746963")));
 }
 
@@ -148,7 +149,7 @@ TEST_F(Keys, ThatAreMissingDoNotOpenTheNetwork)
 
     change_network("<key/>");
 
-    EXPECT_EQ(value_of("wireless-network", "home", "state"), "no key");
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "failed: no key");
     EXPECT_THAT(read_file(hostapd_file), Not(HasSubstr("ssid2=6174746963")));
 }
 
@@ -168,7 +169,7 @@ TEST_F(Keys, AreWrittenAgainWhenTheyCouldNotBe)
     change_network("<key>another secret</key>");
     EXPECT_TRUE(console_shows("wireless: can't write /etc/config/wireless-keys: File exists.\n"));
     EXPECT_THAT(read_file(hostapd_file), HasSubstr("\nwpa_passphrase=another secret\n"));
-    EXPECT_EQ(value_of("wireless-network", "home", "state"), "its key can't be saved");
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "failed: its key can't be saved");
 
     std::filesystem::remove(std::string(keys_file) + ".new");
     change_network("<hidden>off</hidden>");

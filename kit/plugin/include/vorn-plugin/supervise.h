@@ -1,24 +1,65 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef PLUGINS_COMMON_SUPERVISE_H
-#define PLUGINS_COMMON_SUPERVISE_H
+#ifndef VORN_PLUGIN_SUPERVISE_H
+#define VORN_PLUGIN_SUPERVISE_H
 
-/*
- * Keeps one program of a plugin running: started again when it ends by itself, after a second at
- * first and then ever later, up to a minute, until it has run for a minute.
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * Keeps one program of a plugin running. A commit function says what is to run; the rest goes on
+ * in the background:
+ *
+ *     static const char *const arguments[] = {"hostapd", "/etc/hostapd.conf", NULL};
+ *     static const char *const files[] = {"/etc/hostapd.conf", NULL};
+ *     const supervise_plan plan = {arguments, files, 0};
+ *
+ *     write_file_whole("/etc/hostapd.conf", text, 0600);
+ *     supervise_run_plan(hostapd, &plan);
+ *
+ * A program that ends by itself is started again, after a second at first and then ever later, up
+ * to a minute, until it has run for a minute. One that is to end, or to be started anew, gets
+ * SIGTERM, and SIGKILL three seconds later. No call waits for it longer than a moment: all of a
+ * plugin's programs together have 80 ms in any second. What takes longer is told by the state, and
+ * a new process is started once the old one is gone.
+ *
+ * What the program writes to standard output and standard error is read: the beginning of what it
+ * said last, such as why it can't start, is in the state and in the log. Above debug level 0 all of
+ * it is shown where the log is.
+ *
+ * This is a static library, which becomes part of the plugin: vorn_add_plugin() links it, and so
+ * does what pkg-config says of "vorn". The calls are for the daemon's own thread, as all of its
+ * interface.
  */
 
 /** One program to keep running; made once, and kept until the process ends. */
 typedef struct supervised supervised;
 
-/** The name is the service's in the log; it is not copied. Null when memory is gone. */
+/** How a program is to run. Everything is copied. */
+typedef struct supervise_plan {
+    /** The first is the program, which is searched along PATH; a null ends them. */
+    const char *const *arguments;
+    /** Paths of what it reads when it starts, ended by a null; null for none. */
+    const char *const *files;
+    /** Stands for whatever else it depends on. */
+    unsigned long version;
+} supervise_plan;
+
+/**
+ * The name is the service's in the daemon's table and log, and no other service's; it is not
+ * copied. Null when memory is gone.
+ */
 supervised *supervise_new(const char *name);
 
 /**
- * Has the program run with these arguments, of which the first is the program and a null ends them.
- * One that runs with the same arguments is left alone; one that runs with others is ended first.
- * One that waits for its next start is started at once. Returns 0, or 1 when memory is gone; what
- * ran then goes on running.
+ * Has the program run like that. One that runs with the same arguments, the same version, and files
+ * that have not been replaced or written since it started, is left alone; any other one is ended
+ * first. One that waits for its next start is started at once. Returns 0, or 1 when memory is gone;
+ * what ran then goes on running.
  */
+int supervise_run_plan(supervised *program, const supervise_plan *plan);
+
+/** The same for a program that depends on nothing but its arguments. */
 int supervise_run(supervised *program, const char *const arguments[]);
 
 /** Starts the program at once if it waits for its next start: every commit tries again. */
@@ -27,7 +68,43 @@ void supervise_try_again(supervised *program);
 /** Ends the program, if it runs, and leaves it so. */
 void supervise_stop(supervised *program);
 
-/** "running", "stopped", or "failed" while it waits for its next start. */
+/**
+ * Sends the program a signal, such as the SIGHUP that has many read their files again, as soon as
+ * it has started: half a second after its start at the earliest, for before it has a handler the
+ * signal would end it. Of several signals by then the last one is sent. Does nothing while it does
+ * not run.
+ */
+void supervise_signal(supervised *program, int signal_number);
+
+/**
+ * Called each time when the program has ended by itself, or can't be started, and waits for its
+ * next start; its state has the reason. The function may have it run in another way, or stop it.
+ * Null for none.
+ */
+void supervise_set_failed_fn(supervised *program, void (*failed)(void *data), void *data);
+
+/** Its process id; 0 while it does not run. */
+int supervise_pid(const supervised *program);
+
+/** Whether it runs: what it is told now goes to a process that has the latest plan. */
+int supervise_is_running(const supervised *program);
+
+/**
+ * How it is doing, for a property "state": "stopped"; "starting" for half a second; "running";
+ * "failed: " and what it said last, or "failed" when it said nothing, while it waits for its next
+ * start; "starting: ..." and "applying: ..." while its process from before has not ended yet. The
+ * text is good until the next call for this program.
+ */
+const char *supervise_state(supervised *program);
+
+/** The same in a word: "running", "stopped", "stopping" or "failed". */
 const char *supervise_status(const supervised *program);
+
+/** What the program said last, one line after the other; empty when it said nothing. */
+const char *supervise_words(const supervised *program);
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif

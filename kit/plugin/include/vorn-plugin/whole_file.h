@@ -1,11 +1,24 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef PLUGINS_COMMON_WHOLE_FILE_H
-#define PLUGINS_COMMON_WHOLE_FILE_H
+#ifndef VORN_PLUGIN_WHOLE_FILE_H
+#define VORN_PLUGIN_WHOLE_FILE_H
 
 #include <stdio.h>
 #include <sys/types.h>
 
-/* A file that is replaced whole or not at all. */
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** A file that is replaced whole or not at all: whoever reads it sees the old one or the new one.
+ */
+
+/**
+ * Makes the file have that text and, when it is replaced, that mode. One that has the text already
+ * is left as it is, so that a program that reads it need not be told. Not flushed to the disk: it
+ * is for what the next boot writes again. Returns 1 when it was replaced, 0 when there was nothing
+ * to do, -1 with errno when that failed, the old file being as it was.
+ */
+int write_file_whole(const char *path, const char *text, mode_t mode);
 
 /**
  * Opens the scratch file, the path with ".new" behind it, new and with that mode. Null, with errno,
@@ -19,5 +32,9 @@ FILE *whole_file_open(const char *path, mode_t mode);
  * something failed since it was opened, the scratch file being gone and the old file as it was.
  */
 int whole_file_close(FILE *file, const char *path, int durable);
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif
