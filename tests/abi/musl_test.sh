@@ -20,7 +20,7 @@ ln -s /usr/include/{linux,asm-generic,unicode} "/usr/include/$machine/asm" \
 
 common=(-fsyntax-only -D_GNU_SOURCE -DVORN_VERSION='"0"' -Wall -Wextra -Werror -nostdinc
     -isystem "$musl" -isystem "$(gcc -print-file-name=include)" -isystem "$work"
-    -I. -Iinclude -Iplugins/common)
+    -I. -Iinclude -Iplugins/common -Ikit/plugin/include)
 cxx=(-std=c++20 -fno-exceptions -fno-rtti -nostdinc++ -include tests/abi/musl_prelude.h
     -isystem "/usr/include/c++/$version" -isystem "/usr/include/$machine/c++/$version")
 
@@ -34,4 +34,4 @@ every() {
 
 sources '*.cpp' core model change config api input services platform |
     every g++ "${cxx[@]}" "${common[@]}"
-sources '*.c' plugins client/library | every gcc -std=c99 "${common[@]}"
+sources '*.c' plugins kit/plugin client/library | every gcc -std=c99 "${common[@]}"
