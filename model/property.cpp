@@ -7,6 +7,8 @@
 #include "core/base/result.h"
 #include "model/property_record.h"
 
+#include <utility>
+
 using namespace vorn;
 
 vorn_property *vorn_property_new(const char *name)
@@ -35,6 +37,8 @@ vorn_property *vorn_property_clone(const vorn_property *property)
     clone->subclass_identifier = property->subclass_identifier;
     clone->is_valid = property->is_valid;
     clone->persistence = property->persistence;
+    clone->reference = copy_of(property->reference.get());
+    if (property->reference && !clone->reference) return nullptr;
     return clone.release();
 }
 
@@ -88,6 +92,21 @@ int vorn_property_set_persistence(vorn_property *property, int persistence)
 
     property->persistence = persistence;
     return ok;
+}
+
+int vorn_property_set_reference(vorn_property *property, const char *class_name)
+{
+    if (absent(property, "property") || absent(class_name, "name")) return failed;
+
+    Text reference = copy_of(class_name);
+    if (!reference) return failed;
+    property->reference = std::move(reference);
+    return ok;
+}
+
+const char *vorn_property_get_reference(const vorn_property *property)
+{
+    return absent(property, "property") ? nullptr : property->reference.get();
 }
 
 int vorn_property_is_valid(const vorn_property *property)

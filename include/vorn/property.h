@@ -81,6 +81,23 @@ VORN_API int vorn_property_set_is_valid_fn(vorn_property *property, vorn_is_vali
 VORN_API int vorn_property_set_persistence(vorn_property *property, int persistence);
 
 /**
+ * Declares that a value, or each blank-separated word of it, is the name of an instance of the
+ * class. Clients are told, so that they can offer the names and rename what refers to an instance;
+ * the daemon looks at no value because of it, and the class need not exist. Whether a reference to
+ * nothing is refused is up to the plugin (see check_info.h). The name is copied.
+ *
+ * Returns 0, or 1 also for a null name ("Null name.\n") and, without a message, when memory is
+ * gone; what was declared before stays then.
+ */
+VORN_API int vorn_property_set_reference(vorn_property *property, const char *class_name);
+
+/**
+ * The class that vorn_property_set_reference named; null when it has not been called. The text is
+ * the property's.
+ */
+VORN_API const char *vorn_property_get_reference(const vorn_property *property);
+
+/**
  * Whether the property is consistent: 1 if it is, 0 if not. Mind the sense, the opposite of the
  * setters'.
  *

@@ -77,11 +77,14 @@ static int describe_property(vorn_instances *store, const char *class_name,
     }
     const char *flags = text + length - 4;
     text[length - 5] = '\0';
-    const char *const values[] = {
-        "property",   first_word(text + sizeof head - 1), "readable",  yes_or_no(flags[0] == 'r'),
-        "writable",   yes_or_no(flags[1] == 'w'),         "required",  yes_or_no(flags[2] == 'i'),
-        "persistent", yes_or_no(flags[3] == 'p'),         "inherited", yes_or_no(inherited),
-        NULL};
+    const char *const values[] = {"property",   first_word(text + sizeof head - 1),
+                                  "readable",   yes_or_no(flags[0] == 'r'),
+                                  "writable",   yes_or_no(flags[1] == 'w'),
+                                  "required",   yes_or_no(flags[2] == 'i'),
+                                  "persistent", yes_or_no(flags[3] == 'p'),
+                                  "inherited",  yes_or_no(inherited),
+                                  "references", vorn_property_get_reference(property),
+                                  NULL};
     const int failed = add_instance(store, SCHEMA_PROPERTY, class_name, values);
     free(text);
     return failed;

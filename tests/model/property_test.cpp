@@ -85,6 +85,50 @@ TEST_F(Properties, AreClonedInEveryField)
     EXPECT_EQ(clone->subclass_identifier, 1);
     EXPECT_EQ(clone->is_valid, accepts_digits);
     EXPECT_EQ(clone->persistence, 0);
+    EXPECT_EQ(vorn_property_get_reference(clone.get()), nullptr);
+}
+
+TEST_F(Properties, AreClonedWithTheirReference)
+{
+    vorn_property_set_reference(property.get(), "bridge");
+
+    FailEachAllocation([&] {
+        const Owned<vorn_property> clone(vorn_property_clone(property.get()));
+
+        EXPECT_EQ(!clone, AllocationFailed());
+        const AllocationsAllowed allowed;
+        EXPECT_STREQ(clone ? vorn_property_get_reference(clone.get()) : "bridge", "bridge");
+    });
+}
+
+TEST_F(Properties, NameTheClassThatTheirValuesReferTo)
+{
+    EXPECT_EQ(vorn_property_get_reference(property.get()), nullptr);
+    char name[] = "bridge";
+
+    EXPECT_EQ(vorn_property_set_reference(property.get(), name), 0);
+    name[0] = 'B';
+
+    EXPECT_STREQ(vorn_property_get_reference(property.get()), "bridge");
+}
+
+TEST_F(Properties, KeepTheirReferenceWhenAnotherCannotBeSet)
+{
+    vorn_property_set_reference(property.get(), "bridge");
+
+    EXPECT_EQ(vorn_property_set_reference(property.get(), nullptr), 1);
+    EXPECT_EQ(log.take(), "vorn: Null name.\n");
+    EXPECT_EQ(vorn_property_set_reference(nullptr, "bridge"), 1);
+    EXPECT_EQ(log.take(), "vorn: Null property.\n");
+    EXPECT_EQ(vorn_property_get_reference(nullptr), nullptr);
+    EXPECT_EQ(log.take(), "vorn: Null property.\n");
+    EXPECT_STREQ(vorn_property_get_reference(property.get()), "bridge");
+    FailEachAllocation([&] {
+        vorn_property_set_reference(property.get(), "bridge");
+        const int result = vorn_property_set_reference(property.get(), "vlan");
+        EXPECT_TRUE(AllocationFailed() || result == 0);
+        EXPECT_STREQ(vorn_property_get_reference(property.get()), result == 0 ? "vlan" : "bridge");
+    });
 }
 
 TEST_F(Properties, AreNotClonedFromNull)

@@ -33,7 +33,8 @@ std::string all_classes()
 }
 
 std::string described(const std::string &owner, const std::string &property,
-                      const std::string &flags, const std::string &inherited)
+                      const std::string &flags, const std::string &inherited,
+                      const std::string &references = "")
 {
     const auto says = [&](const char *what, char letter) {
         return std::string("<") + what + ">" +
@@ -41,7 +42,9 @@ std::string described(const std::string &owner, const std::string &property,
     };
     return "<schema-property name=\"" + owner + "\"><property>" + property + "</property>" +
            says("readable", 'r') + says("writable", 'w') + says("required", 'i') +
-           says("persistent", 'p') + "<inherited>" + inherited + "</inherited></schema-property>";
+           says("persistent", 'p') + "<inherited>" + inherited + "</inherited>" +
+           (references.empty() ? "<references/>" : "<references>" + references + "</references>") +
+           "</schema-property>";
 }
 
 class Schemas : public vorn::tests::ConfiguredDevice {
@@ -183,9 +186,10 @@ TEST_F(Schemas, ShowEveryFlagBothWaysAndNamesOfAnyLength)
     const std::string long_class(60, 'C');
     const std::string long_property(90, 'p');
 
-    EXPECT_EQ(properties_of(long_class), answer(described(long_class, long_property, "rwip", "no") +
-                                                    described(long_class, "hidden", "w", "no"),
-                                                2));
+    EXPECT_EQ(properties_of(long_class),
+              answer(described(long_class, long_property, "rwip", "no") +
+                         described(long_class, "hidden", "w", "no", "Radio"),
+                     2));
     EXPECT_THAT(one_class(long_class), HasSubstr("<type>anonymous</type>"));
 }
 

@@ -30,6 +30,7 @@ void vorn_plugin_init(void)
     vorn_property_set_is_valid_fn(hidden, is_anything);
     vorn_property_set_readable(hidden, 0);
     vorn_property_set_persistence(hidden, 0);
+    vorn_property_set_reference(hidden, "Radio");
 
     vorn_class *klass = vorn_class_new(repeated(room, 'C', 60));
     vorn_class_set_type(klass, VORN_CLASS_ANONYMOUS);
