@@ -11,6 +11,7 @@
 #include "api/query_result.h"
 #include "api/query_state.h"
 #include "change/changes_record.h"
+#include "change/providers_check.h"
 #include "core/base/text.h"
 #include "model/instances_record.h"
 #include "model/instances_walk.h"
@@ -121,6 +122,25 @@ void put_into_effect(const QueryContext &context, StoreWithInstances &copy)
     }
 }
 
+/* What the checks say against the transaction instead of its answer; empty when they accept it. */
+Text refused_by_checks(QueryContext &context)
+{
+    vorn_check_info info(context.instances, context.changes);
+    check_by_providers(info);
+    if (info.out_of_memory) context.out_of_memory = true;
+    if (info.out_of_memory || !info.first) return {};
+
+    constexpr std::int32_t one_transaction = 1;
+    Answer answer;
+    std::int32_t count = 0;
+    for (const Refusal *each = info.first; each; each = each->next)
+        answer.add_error(each->sentence.get(), count);
+    answer.add_rc_counter(one_transaction, 0);
+    Text text = answer.take();
+    if (!text) context.out_of_memory = true;
+    return text;
+}
+
 /* The second pass. Its answer is whole before anything is applied, or a transaction is given up. */
 Text execute(QueryContext &context, xmlNode *first, StoreWithInstances &copy)
 {
@@ -128,6 +148,9 @@ Text execute(QueryContext &context, xmlNode *first, StoreWithInstances &copy)
     Answer answer;
     const std::int32_t errors = run_pass(context, first, answer, until_an_error);
     if (context.changes->is_incomplete) context.out_of_memory = true;
+    if (errors == 0 && context.transaction && !context.passive && !context.out_of_memory) {
+        if (Text refused = refused_by_checks(context)) return refused;
+    }
     Text text = answer.take();
     if (!text) context.out_of_memory = true;
     if (errors == 0) put_into_effect(context, copy);

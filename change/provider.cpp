@@ -36,10 +36,19 @@ int vorn_provider_set_refresh_fn(vorn_provider *provider, vorn_refresh_fn refres
     return ok;
 }
 
+int vorn_provider_set_check_fn(vorn_provider *provider, vorn_check_fn check, void *data)
+{
+    if (absent(provider, "provider")) return failed;
+
+    provider->check_fn = check;
+    provider->check_data = data;
+    return ok;
+}
+
 int vorn_provider_is_valid(const vorn_provider *provider)
 {
     if (absent(provider, "provider")) return 0;
-    if (provider->commit_fn || provider->refresh_fn) return 1;
+    if (provider->commit_fn || provider->refresh_fn || provider->check_fn) return 1;
 
     vorn_debug_1printf("Provider \"%s\" has no commit or refresh function.\n",
                        provider->name.get());

@@ -11,4 +11,6 @@ struct vorn_provider : vorn::Record {
     void *commit_data = nullptr;
     vorn_refresh_fn refresh_fn = nullptr;
     void *refresh_data = nullptr;
+    vorn_check_fn check_fn = nullptr;
+    void *check_data = nullptr;
 };

@@ -1,12 +1,15 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * All providers of the process: collected while plugins are loaded, then put into one order for
- * good, in which every commit and every refresh calls them. Nobody can be left out or refuse.
+ * good, in which every check, every commit and every refresh calls them. Nobody can be left out.
  */
 #include "change/provider_record.h"
+#include "change/providers_check.h"
 #include "change/providers_state.h"
 #include "core/base/guard.h"
 #include "core/base/result.h"
+
+#include <cerrno>
 
 using namespace vorn;
 
@@ -127,6 +130,18 @@ void vorn_providers_commit(vorn_instances *after, vorn_changes *changes, vorn_ac
         vorn_provider_commit(&provider, after, changes, actions);
     });
     if (actions) vorn_actions_delete(actions);
+}
+
+/* Who found no memory to look has seen nothing wrong, or something missing that is there. */
+void vorn::check_by_providers(vorn_check_info &info)
+{
+    errno = 0;
+    for_each_registered([&](vorn_provider &provider) {
+        if (!provider.check_fn) return;
+        vorn_debug_lprintf(3, "Checking by provider %s...\n", provider.name.get());
+        provider.check_fn(&info, provider.check_data);
+        if (errno == ENOMEM) info.out_of_memory = true;
+    });
 }
 
 void vorn_providers_refresh(vorn_refresh_info *info)

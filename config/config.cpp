@@ -6,6 +6,7 @@
  */
 #include "vorn/config.h"
 
+#include "change/providers_check.h"
 #include "config/config_read.h"
 #include "config/config_state.h"
 #include "config/config_write.h"
@@ -74,7 +75,7 @@ void announce_change()
 XmlDocument startup_or_fallback()
 {
     XmlDocument document = parse_config(paths::startup_config);
-    if (document || parser_was_short_of_memory()) return document;
+    if (document || libxml2_was_short_of_memory()) return document;
 
     vorn_debug_eprintf("Unable to parse startup config - resetting to default.\n");
     vorn_config_copy_default_to_startup();
@@ -110,11 +111,20 @@ int serve_again(vorn_instances *before, OwnedChanges changes)
     return failed;
 }
 
+/* A device with a configuration that is wrong somewhere has to come up all the same. */
+void report_what_checks_find(vorn_changes *changes)
+{
+    vorn_check_info info(running_config, changes);
+    check_by_providers(info);
+    for (const Refusal *each = info.first; each; each = each->next)
+        vorn_debug_eprintf("Loaded in spite of this: %s\n", each->sentence.get());
+}
+
 /* Short of memory, a boot serves what it could read; later there is something better to serve. */
 int load_startup()
 {
     const XmlDocument document = startup_or_fallback();
-    if (!document) return serve_something(parser_was_short_of_memory());
+    if (!document) return serve_something(libxml2_was_short_of_memory());
 
     StoreShell store(vorn_instances_new());
     OwnedChanges changes(store ? vorn_changes_new(store.get()) : nullptr);
@@ -129,6 +139,7 @@ int load_startup()
 
     lacks_instances = !whole;
     before.reset();
+    report_what_checks_find(changes.get());
     vorn_providers_commit(running_config, changes.get(), nullptr);
     return ok;
 }

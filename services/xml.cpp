@@ -35,7 +35,7 @@ struct FreeContext {
 };
 using Context = std::unique_ptr<xmlParserCtxt, FreeContext>;
 
-/* Of the parse that ended last. */
+/* Since the last parse began, or the last document was made. */
 constinit bool short_of_memory = false;
 
 #if LIBXML_VERSION >= 21200
@@ -215,7 +215,7 @@ XmlDocument parse_xml_file(const char *path)
     return read_document(context.get(), bounds, read_file_piece, &unread);
 }
 
-bool parser_was_short_of_memory()
+bool libxml2_was_short_of_memory()
 {
     return short_of_memory;
 }
@@ -223,6 +223,7 @@ bool parser_was_short_of_memory()
 XmlDocument new_xml_document(const char *root_name)
 {
     if (!is_library_ready()) return {};
+    short_of_memory = false;
 
     XmlDocument document(xmlNewDoc(xml("1.0")));
     xmlNode *root =

@@ -30,8 +30,12 @@ using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
 XmlDocument parse_xml_text(const char *text, std::size_t length);
 XmlDocument parse_xml_file(const char *path);
 
-/* Whether the last of these parses was ended by that, and not by what it found. */
-bool parser_was_short_of_memory();
+/*
+ * Whether the last of these parses was ended by that, and not by what it found; or whether libxml2
+ * found no memory since the last document was made, which it does not say where a document is
+ * written: it leaves out what it has no room for.
+ */
+bool libxml2_was_short_of_memory();
 
 /* A document with nothing but its root; empty when memory is gone. */
 XmlDocument new_xml_document(const char *root_name);

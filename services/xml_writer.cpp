@@ -57,7 +57,7 @@ public:
         xmlDocDumpMemory(document_.get(), &dumped, &size);
         const XmlText owned(dumped);
         const std::size_t around = length_before + length_behind + left_out;
-        if (dumped) {
+        if (dumped && !libxml2_was_short_of_memory()) {
             buffer.append(plain(dumped) + length_before, static_cast<std::size_t>(size) - around);
         } else {
             buffer.fail();

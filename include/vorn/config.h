@@ -111,6 +111,9 @@ VORN_API int vorn_config_copy_running_to_default(void);
  * - a name that is taken, or a second singleton: "Couldn't add instance \"%s\" of class \"%s\".
  *   Skipping instance.\n".
  *
+ * What the providers' check functions refuse is loaded all the same; before the commit: "Loaded in
+ * spite of this: %s\n".
+ *
  * The text of a property is that of the first node in its element, "" if that holds no text. Each
  * singleton that the file leaves out is made, without values.
  *

@@ -5,6 +5,7 @@
 #include "vorn/actions.h"
 #include "vorn/api.h"
 #include "vorn/changes.h"
+#include "vorn/check_info.h"
 #include "vorn/commit_info.h"
 #include "vorn/instances.h"
 #include "vorn/refresh_info.h"
@@ -22,8 +23,9 @@
  *     vorn_providers_add(radio);
  *     vorn_providers_order("network", "radio");   network runs first
  *
- * The change is accepted before the first provider hears of it: none can refuse, nothing is rolled
- * back, and those that follow run whatever happened to those before.
+ * The change is accepted before the first provider is told to apply it: none can refuse then,
+ * nothing is rolled back, and those that follow run whatever happened to those before. Who has to
+ * refuse does so earlier, in a check function, which is asked in the same order.
  *
  * Statuses are 0 for success and 1 for failure; what fails leaves everything as it was, and the
  * failure of an allocation has no message. Messages are logged at debug level 1 unless told
@@ -62,7 +64,14 @@ VORN_API int vorn_provider_set_refresh_fn(vorn_provider *provider, vorn_refresh_
                                           void *data);
 
 /**
- * Returns 1 when the provider has a commit function, a refresh function or both, and otherwise 0
+ * Sets or, with null, takes away the check function, which judges the configuration that a write
+ * transaction would make before it becomes the running one; see check_info.h. The data is handed to
+ * it.
+ */
+VORN_API int vorn_provider_set_check_fn(vorn_provider *provider, vorn_check_fn check, void *data);
+
+/**
+ * Returns 1 when the provider has a commit, a refresh or a check function, and otherwise 0
  * ("Provider \"%s\" has no commit or refresh function.\n"); 0 for null.
  */
 VORN_API int vorn_provider_is_valid(const vorn_provider *provider);

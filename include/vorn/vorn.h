@@ -7,6 +7,7 @@
 #include "vorn/actions.h"
 #include "vorn/api.h"
 #include "vorn/changes.h"
+#include "vorn/check_info.h"
 #include "vorn/class.h"
 #include "vorn/commit_info.h"
 #include "vorn/committer.h"

@@ -138,6 +138,7 @@ protected:
     std::string refreshed;
     void (*on_refresh)(QueryTest &test) = nullptr;
     void (*on_commit)(QueryTest &test) = nullptr;
+    void (*on_check)(QueryTest &test, vorn_check_info *info) = nullptr;
 
 private:
     using Evaluate = char *(*)(const char *request);
@@ -181,6 +182,7 @@ private:
         vorn_provider *provider = vorn_provider_new("recorder");
         vorn_provider_set_commit_fn(provider, record_commit, this);
         vorn_provider_set_refresh_fn(provider, record_refresh, this);
+        vorn_provider_set_check_fn(provider, check, this);
         vorn_providers_add(provider);
         vorn_providers_done_adding();
     }
@@ -225,6 +227,12 @@ private:
             "changed" + names(vorn_changes_new_class_instances_iterator(changes, nullptr)) +
             "; deleted" +
             names(vorn_changes_new_deleted_class_instances_iterator(changes, nullptr)));
+    }
+
+    static void check(vorn_check_info *info, void *data)
+    {
+        auto *test = static_cast<QueryTest *>(data);
+        if (test->on_check) test->on_check(*test, info);
     }
 
     static void record_refresh(vorn_refresh_info *info, void *data)

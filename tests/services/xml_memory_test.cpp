@@ -80,7 +80,7 @@ TEST(Parsing, MakesAWholeDocumentOrNoneWhenMemoryIsShort)
         refused = until_refusal == 0;
         until_refusal = 0;
 
-        EXPECT_EQ(vorn::parser_was_short_of_memory(), !document);
+        EXPECT_EQ(vorn::libxml2_was_short_of_memory(), !document);
         ASSERT_TRUE(!document || written(document) == text) << written(document);
     }
 }

@@ -243,7 +243,50 @@ static enum outcome add_refresh(void)
                    vorn_util_txt_tables_add_refresh(status_tables, refresher, no_value) == 0);
 }
 
+static int refuses;
+
+static void check(vorn_check_info *info, void *data)
+{
+    (void)data;
+    vorn_instances *all = vorn_check_info_get_instances(info);
+    if (!refuses || all == NULL || vorn_check_info_get_changes(info) == NULL) return;
+    const vorn_instance *radio = vorn_instances_get(all, "Radio", "r0");
+    if (radio != NULL) vorn_check_info_refuse(info, radio, "channel", "not this %s", "one");
+}
+
+static enum outcome check_info_refuse(void)
+{
+    refuses = 1;
+    char *answer = vorn_query_eval("<lsql><write-transaction><update><Radio name=\"r0\"><channel>"
+                                   "13</channel></Radio></update></write-transaction></lsql>");
+    refuses = 0;
+    if (answer == NULL) return REFUSED;
+    const int told = strstr(answer, "not this one") != NULL;
+    const int failed = strstr(answer, "<error>") != NULL;
+    free(answer);
+    if (!failed) return BROKEN;
+    return told ? DONE : REFUSED;
+}
+
+static enum outcome property_set_reference(void)
+{
+    vorn_property *property = vorn_property_new("via");
+    vorn_property *clone = NULL;
+    enum outcome outcome = REFUSED;
+    if (property != NULL && vorn_property_set_reference(property, "Radio") == 0)
+        clone = vorn_property_clone(property);
+    if (clone != NULL) {
+        const char *reference = vorn_property_get_reference(clone);
+        outcome = reference != NULL && strcmp(reference, "Radio") == 0 ? DONE : BROKEN;
+        vorn_property_delete(clone);
+    }
+    if (property != NULL) vorn_property_delete(property);
+    return outcome;
+}
+
 const struct call store_calls[] = {
+    {"vorn_check_info_refuse", check_info_refuse, 1},
+    {"vorn_property_set_reference", property_set_reference, 0},
     {"vorn_changes_get_before", get_before, 0},
     {"vorn_changes_get_instance_before", get_instance_before, 0},
     {"vorn_changes_print", changes_print, 0},
@@ -270,5 +313,6 @@ void prepare_store_calls(void)
     if (nowhere != NULL) setvbuf(nowhere, NULL, _IONBF, 0);
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
+    vorn_provider_set_check_fn(provider, check, NULL);
     vorn_providers_add(provider);
 }
