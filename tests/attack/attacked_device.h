@@ -1,0 +1,68 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "support/device.h"
+#include "support/raw_client.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <string>
+
+namespace vorn::tests {
+
+inline constexpr char lsql_door[] = "vorn_sock_lsql";
+inline constexpr char inform_door[] = "vorn_sock_inform";
+inline constexpr int notice_port = 8001;
+
+/* How long an attack that has no end of its own goes on; ./dev attack sets it. */
+inline std::chrono::seconds attack_time()
+{
+    const char *seconds = std::getenv("VORN_ATTACK_SECONDS");
+    return std::chrono::seconds(seconds ? std::atoi(seconds) : 2);
+}
+
+/* A board with a radio and a provider that saves, up and serving. */
+class AttackedDevice : public Device {
+protected:
+    void SetUp() override
+    {
+        Device::SetUp();
+        install_plugin("board.vorn");
+        install_plugin("rescan.vorn");
+        install_plugin("save.vorn");
+        write_file("/etc/config/config.xml",
+                   "<config><Radio name=\"r0\"><channel>6</channel></Radio></config>");
+    }
+
+    /* The answer to a request that may get none, and is not waited for much longer than promised.
+     */
+    static std::string answer_to(const std::string &request)
+    {
+        RawClient client(lsql_door);
+        client.send(framed(request));
+        return client.receive_all();
+    }
+
+    static std::string change_of(const std::string &channel, const std::string &origin = "attack")
+    {
+        return "<lsql origin=\"" + origin +
+               "\"><write-transaction><update><Radio name=\"r0\"><channel>" + channel +
+               "</channel></Radio></update></write-transaction></lsql>";
+    }
+
+    static std::string channel()
+    {
+        return answer_to("<lsql><select><Radio name=\"r0\"><channel/></Radio></select></lsql>");
+    }
+
+    static void expect_service()
+    {
+        EXPECT_NE(answer_to(change_of("11")).find("<rc>0</rc><counter>1</counter>"),
+                  std::string::npos);
+        EXPECT_NE(channel().find("<channel>11</channel>"), std::string::npos);
+    }
+};
+
+} // namespace vorn::tests
