@@ -8,7 +8,7 @@ import socket
 import struct
 import time
 
-from vorn_live import INFORM, LSQL, NOTIFY, connect, framed, receive_all
+from watched_daemon import INFORM, LSQL, NOTIFY, connect, framed, receive_all
 
 LARGEST = 16 << 20
 # Longer than anybody is waited for: who gives up sooner does not show whether somebody was.

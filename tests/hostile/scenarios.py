@@ -11,7 +11,7 @@ import dataclasses
 import typing
 
 import clients
-from vorn_live import INFORM, LSQL
+from watched_daemon import INFORM, LSQL
 
 REQUEST, REPLY = 5, 5
 WORK = 240 / 10

@@ -8,7 +8,7 @@ import xml.etree.ElementTree as tree
 
 from books import Log, Memory, configuration
 from model import FEWEST, Model
-from vorn_live import INFORM, LSQL, NOTIFY, Daemon, comes_true, connect, exchange, framed, \
+from watched_daemon import INFORM, LSQL, NOTIFY, Daemon, comes_true, connect, exchange, framed, \
     receive_all
 
 STARTUP = pathlib.Path("/etc/config/config.xml")
