@@ -168,7 +168,7 @@ void overflow_bucket(ght_table &table, std::uint32_t hash)
     *place = nullptr;
     unlink_from_order(table, last);
     table.entries--;
-    if (table.overflow) table.overflow(last->data, &last->key);
+    if (table.overflow) table.overflow(last->data, last->key.bytes);
     table.release(last);
 }
 

@@ -65,10 +65,11 @@ typedef void (*ght_fn_free)(void *memory);
 
 /**
  * Called for an entry that a bounded bucket pushes out, just before it is freed: it is no longer
- * in the table, the new one is not yet whole. The function may not touch the table. The key lives
- * until the function returns; the data is the caller's again.
+ * in the table, the new one is not yet whole. The function may not touch the table. The key is the
+ * pointer to the stored bytes, as a walk stores it, and lives until the function returns; the data
+ * is the caller's again.
  */
-typedef void (*ght_fn_bucket_overflow)(void *data, const ght_key *key);
+typedef void (*ght_fn_bucket_overflow)(void *data, const void *key);
 
 /** What a successful ght_get or ght_replace does to the bucket's chain. */
 enum {

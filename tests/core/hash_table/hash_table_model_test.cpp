@@ -23,9 +23,11 @@ using vorn::tests::order_of;
 
 Names overflown;
 
-void note_overflow(void *, const ght_key *key)
+/* The stored bytes stand right behind the entry. */
+void note_overflow(void *, const void *key)
 {
-    overflown.emplace_back(static_cast<const char *>(key->bytes), key->length);
+    const ght_entry *entry = static_cast<const ght_entry *>(key) - 1;
+    overflown.emplace_back(static_cast<const char *>(key), entry->key.length);
 }
 
 class Model {

@@ -42,7 +42,7 @@ TEST_F(HashTableSettings, SurviveARehash)
     ght_set_hash(table, ght_crc_hash);
     ght_set_heuristics(table, GHT_HEUR_TRANSPOSE);
     ght_set_rehash(table, 1);
-    ght_set_bounded_buckets(table, 7, [](void *, const ght_key *) {});
+    ght_set_bounded_buckets(table, 7, [](void *, const void *) {});
 
     ght_rehash(table, 4);
 
@@ -208,8 +208,8 @@ TEST_F(HashTableSettings, PushTheLastOfAFullBucketOut)
 {
     make(1);
     overflown.clear();
-    ght_set_bounded_buckets(table, 2, [](void *value, const ght_key *key) {
-        overflown.emplace_back(static_cast<const char *>(key->bytes), key->length);
+    ght_set_bounded_buckets(table, 2, [](void *value, const void *key) {
+        overflown.emplace_back(static_cast<const char *>(key), 1);
         EXPECT_EQ(value, data(1));
     });
 
