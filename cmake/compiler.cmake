@@ -5,6 +5,8 @@ set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+include(CheckCCompilerFlag)
+include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 check_pie_supported()
 
@@ -14,12 +16,36 @@ if(VORN_CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${VORN_CCACHE})
 endif()
 
-# Fixed rooms that cut what does not fit are part of the interface, hence no word on truncation.
-add_compile_options(-Wall -Wextra -Werror -Wshadow -Wformat=2 -Wundef -Wvla)
+# The flags that the compilers know, for a language (C, CXX). With errors on, since Clang merely
+# warns of what it does not know or what means nothing to this machine.
+function(vorn_known_flags result language)
+    set(known)
+    set(CMAKE_REQUIRED_FLAGS -Werror)
+    foreach(flag ${ARGN})
+        string(MAKE_C_IDENTIFIER VORN_${language}_KNOWS${flag} variable)
+        if(language STREQUAL C)
+            check_c_compiler_flag(${flag} ${variable})
+        else()
+            check_cxx_compiler_flag(${flag} ${variable})
+        endif()
+        if(${variable})
+            list(APPEND known ${flag})
+        endif()
+    endforeach()
+    set(${result} ${known} PARENT_SCOPE)
+endfunction()
+
+add_compile_options(-Wall -Wextra -Wshadow -Wformat=2 -Wundef -Wvla)
+if(VORN_DEVELOPER)
+    add_compile_options(-Werror)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     # What GCC allows without a word.
     add_compile_options(-Wno-format-nonliteral $<$<COMPILE_LANGUAGE:CXX>:-Wno-invalid-offsetof>)
-else()
+endif()
+# Fixed rooms that cut what does not fit are part of the interface, hence no word on truncation.
+vorn_known_flags(truncation C -Wformat-truncation)
+if(truncation)
     add_compile_options(-Wno-format-truncation)
 endif()
 add_compile_definitions(_GNU_SOURCE)
@@ -45,17 +71,12 @@ elseif(VORN_COVERAGE)
     add_link_options(--coverage)
 else()
     add_compile_options(-fstack-protector-strong -fstack-clash-protection
-                        $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+                        $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
+                        $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
     add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
     # Indirect jumps land only where they may, on machines that can see to it.
-    include(CheckCCompilerFlag)
-    foreach(flag -fcf-protection -mbranch-protection=standard)
-        string(MAKE_C_IDENTIFIER VORN_KNOWS${flag} known)
-        check_c_compiler_flag(${flag} ${known})
-        if(${known})
-            add_compile_options(${flag})
-        endif()
-    endforeach()
+    vorn_known_flags(protection C -fcf-protection -mbranch-protection=standard)
+    add_compile_options(${protection})
 endif()
 
 # No exceptions, no type information, no guards around statics: what is left needs no C++ runtime.
@@ -65,7 +86,13 @@ target_compile_options(vorn_daemon_flags INTERFACE
 set(VORN_DAEMON_ONLY_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics)
 if(NOT VORN_SANITIZE)
     # Nothing unwinds the daemon's stack but debuggers, which have tables of their own.
-    list(APPEND VORN_DAEMON_ONLY_FLAGS -Wstack-usage=16384 -fno-asynchronous-unwind-tables)
+    list(APPEND VORN_DAEMON_ONLY_FLAGS -fno-asynchronous-unwind-tables)
+    # Clang knows but one of these by its name.
+    vorn_known_flags(stack CXX -Wstack-usage=16384)
+    if(NOT stack)
+        set(stack -Wframe-larger-than=16384)
+    endif()
+    list(APPEND VORN_DAEMON_ONLY_FLAGS ${stack})
 endif()
 
 add_library(vorn_exports INTERFACE)

@@ -31,7 +31,7 @@ mkdir -p "$scratch"
 echo 0 >"$scratch/panic"
 
 echo '== the packages are built'
-cmake -G Ninja -S "$source" -B "$scratch/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVORN_TESTS=OFF \
+cmake -G Ninja -S "$source" -B "$scratch/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DVORN_INIT=ON -DCMAKE_INSTALL_PREFIX=/usr >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail configure; }
 cmake --build "$scratch/build" >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail build; }
 rm -rf "$scratch/packages"
