@@ -71,8 +71,7 @@ elseif(VORN_COVERAGE)
     add_link_options(--coverage)
 else()
     add_compile_options(-fstack-protector-strong -fstack-clash-protection
-                        $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
-                        $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
+                        "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:SHELL:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>")
     add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
     # Indirect jumps land only where they may, on machines that can see to it.
     vorn_known_flags(protection C -fcf-protection -mbranch-protection=standard)

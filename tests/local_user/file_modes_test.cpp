@@ -8,7 +8,7 @@
 
 #include <sys/stat.h>
 
-#include "doors/local_user.h"
+#include "local_user/local_user.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-#include "doors/local_user.h"
+#include "local_user/local_user.h"
 
 #include <cerrno>
 

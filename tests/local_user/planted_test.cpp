@@ -10,7 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "doors/local_user.h"
+#include "local_user/local_user.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "doors/local_user.h"
+#include "local_user/local_user.h"
 
 namespace {
 
