@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "pools.h"
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
 
@@ -39,28 +40,127 @@ static void write_host(FILE *file, const vorn_instance *host, int number)
     fprintf(file, "%s,%s\n", value_of(host, "mac"), value_of(host, "address"));
 }
 
-static void write_each(FILE *file, const vorn_instances *configuration, const char *class_name,
-                       void (*write)(FILE *, const vorn_instance *, int number))
+/* One class of the file's: what is wrong with an instance, and its lines. */
+struct section {
+    outcomes *left_out;
+    int (*judge)(const vorn_instances *configuration, const vorn_instance *instance, fault *found);
+    void (*write)(FILE *file, const vorn_instance *instance, int number);
+};
+
+/* Answers how many instances have been written; they keep their numbers when others are left out.
+ */
+static int write_each(FILE *file, const vorn_instances *configuration,
+                      const struct section *section)
 {
+    fault found;
     int number = 0;
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
-    while (walk != NULL && vorn_instances_iterator_has_next(walk))
-        write(file, vorn_instances_iterator_next(walk), number++);
+    int written = 0;
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, section->left_out->class_name);
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        const char *name = vorn_instance_get_name(each);
+        if (section->judge(configuration, each, &found)) {
+            outcomes_fail(section->left_out, name, found.reason);
+        } else {
+            outcomes_succeed(section->left_out, name);
+            section->write(file, each, number);
+            written++;
+        }
+        number++;
+    }
     vorn_instances_delete_iterator(walk);
+    return written;
 }
+
+static outcomes refused = {.class_name = "dhcp-pool"}; /* by dnsmasq, with its words */
+
+static int judge_pool(const vorn_instances *configuration, const vorn_instance *pool, fault *found)
+{
+    const char *words = outcomes_reason(&refused, vorn_instance_get_name(pool));
+    if (words != NULL) return fault_is(found, "first", "%s", words);
+    return pools_judge(configuration, pool, found);
+}
+
+outcomes pool_outcomes = {.class_name = "dhcp-pool"};
+outcomes host_outcomes = {.class_name = "dhcp-host"};
+
+static int pools_written;
 
 static void write_config(FILE *file, const vorn_instances *configuration)
 {
+    static const struct section pools = {&pool_outcomes, judge_pool, write_pool};
     fputs("port=0\nbind-dynamic\nno-ping\nuser=root\n"
           "pid-file=" DHCP_PID_FILE "\ndhcp-leasefile=" DHCP_LEASE_FILE "\n"
           "dhcp-hostsfile=" DHCP_HOSTS_FILE "\n",
           file);
-    write_each(file, configuration, "dhcp-pool", write_pool);
+    pools_written = write_each(file, configuration, &pools);
 }
 
 static void write_hosts(FILE *file, const vorn_instances *configuration)
 {
-    write_each(file, configuration, "dhcp-host", write_host);
+    static const struct section hosts = {&host_outcomes, pools_judge_host, write_host};
+    write_each(file, configuration, &hosts);
+}
+
+int dhcp_count_pools(void)
+{
+    return pools_written;
+}
+
+/* The number of the pool whose line that is, or -1. */
+static int find_pool_of_line(int wanted)
+{
+    char line[256];
+    int number = -1;
+    FILE *file = fopen(DHCP_CONFIG_FILE, "re");
+    if (file == NULL) return -1;
+    for (int at = 1; at <= wanted && fgets(line, sizeof line, file) != NULL; at++) {
+        const char *tag = strstr(line, ":pool");
+        if (at == wanted && tag != NULL) number = (int)strtol(tag + 5, NULL, 10);
+    }
+    fclose(file);
+    return number;
+}
+
+static const vorn_instance *find_pool(const vorn_instances *configuration, int number)
+{
+    const vorn_instance *pool = NULL;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "dhcp-pool");
+    for (int at = 0; at <= number && walk != NULL && vorn_instances_iterator_has_next(walk); at++) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        if (at == number) pool = each;
+    }
+    vorn_instances_delete_iterator(walk);
+    return pool;
+}
+
+/* "dnsmasq: bad dhcp-range at line 8 of FILE", whatever is said before and after. */
+int dhcp_leave_out(const vorn_instances *configuration, const char *words)
+{
+    const char *place = strstr(words, "at line ");
+    if (place == NULL) return 0;
+    const vorn_instance *pool =
+        find_pool(configuration, find_pool_of_line((int)strtol(place + 8, NULL, 10)));
+    if (pool == NULL) return 0;
+    const char *name = vorn_instance_get_name(pool);
+    vorn_debug_eprintf("dhcp: the pool \"%s\" is left out.\n", name);
+    outcomes_fail(&refused, name, words);
+    return outcomes_reason(&refused, name) != NULL;
+}
+
+void dhcp_take_in(const vorn_instances *configuration, const vorn_changes *changes)
+{
+    outcomes_for_each_deleted(&refused, changes, NULL);
+    outcomes_for_each_deleted(&pool_outcomes, changes, NULL);
+    outcomes_for_each_deleted(&host_outcomes, changes, NULL);
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "dhcp-pool");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *pool = vorn_instances_iterator_next(walk);
+        if (!vorn_changes_contains_instance(changes, pool)) continue;
+        outcomes_succeed(&refused, vorn_instance_get_name(pool));
+    }
+    vorn_instances_delete_iterator(walk);
 }
 
 /* The caller's; null without memory. */

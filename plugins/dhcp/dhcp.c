@@ -4,6 +4,7 @@
  * changed pool starts dnsmasq anew; a changed fixed lease has it read that file again; a value that
  * is written again as it was does nothing.
  */
+#include <net/if.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
@@ -11,6 +12,7 @@
 #include "config.h"
 #include "declare.h"
 #include "leases.h"
+#include "pools.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
 
@@ -25,6 +27,11 @@ static int is_lease_time(const char *value)
 static int is_interface(const char *value)
 {
     return *value == '\0' || is_link_name(value);
+}
+
+static int is_netmask_or_none(const char *value)
+{
+    return *value == '\0' || pools_is_netmask(value);
 }
 
 static supervised *dnsmasq;
@@ -63,23 +70,49 @@ static void apply(const vorn_instances *configuration)
     has_failed = hosts < 0 || config < 0;
     if (has_failed) {
         vorn_debug_eprintf("dhcp: can't write dnsmasq's files.\n");
+    } else if (dhcp_count_pools() == 0) {
+        supervise_stop(dnsmasq);
     } else {
         run();
     }
     if (hosts > 0 && config == 0) supervise_signal(dnsmasq, SIGHUP);
 }
 
+/* With other addresses pools may be in their network, or no longer. */
+static int concerns(const vorn_changes *changes)
+{
+    return vorn_changes_contains_class(changes, "dhcp") ||
+           vorn_changes_contains_class(changes, "dhcp-pool") ||
+           vorn_changes_contains_class(changes, "dhcp-host") ||
+           vorn_changes_contains_class(changes, "address");
+}
+
 static void commit(vorn_commit_info *info)
 {
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
-    if (has_failed || vorn_changes_contains_class(changes, "dhcp") ||
-        vorn_changes_contains_class(changes, "dhcp-pool") ||
-        vorn_changes_contains_class(changes, "dhcp-host")) {
+    const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    if (has_failed || concerns(changes)) {
         has_failed = 0;
-        apply(vorn_commit_info_get_after(info));
+        dhcp_take_in(configuration, changes);
+        apply(configuration);
     } else {
         supervise_try_again(dnsmasq);
     }
+}
+
+static void server_has_failed(void *data)
+{
+    (void)data;
+    const vorn_instances *running = vorn_config_get_running();
+    if (dhcp_leave_out(running, supervise_words(dnsmasq))) apply(running);
+}
+
+static void check(vorn_check_info *info, void *data)
+{
+    (void)data;
+    if (!concerns(vorn_check_info_get_changes(info))) return;
+    judge_class(info, "dhcp-pool", pools_judge);
+    judge_class(info, "dhcp-host", pools_judge_host);
 }
 
 static const char *status(vorn_instance *instance, const char *property, vorn_refresh_info *info)
@@ -98,10 +131,38 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     return has_failed ? "failed: can't write dnsmasq's files" : supervise_state(dnsmasq);
 }
 
-static void refresh(vorn_refresh_info *info, void *refresher)
+static const char *pool_state(vorn_instance *pool, const char *property, vorn_refresh_info *info)
+{
+    static char waiting[32];
+    const char *failure = outcomes_state(&pool_outcomes, vorn_instance_get_name(pool));
+    const char *interface = value_of(pool, "interface");
+    if (failure != NULL) return failure;
+    if (*interface != '\0' && if_nametoindex(interface) == 0) {
+        snprintf(waiting, sizeof waiting, "waiting for %s", interface);
+        return waiting;
+    }
+    return state(pool, property, info);
+}
+
+static const char *host_state(vorn_instance *host, const char *property, vorn_refresh_info *info)
+{
+    (void)property;
+    (void)info;
+    const char *failure = outcomes_state(&host_outcomes, vorn_instance_get_name(host));
+    return failure != NULL ? failure : "applied";
+}
+
+enum { refreshed_classes = 3 };
+
+static vorn_refresher *refreshers[refreshed_classes];
+
+static void refresh(vorn_refresh_info *info, void *data)
 {
     leases_refresh(info);
-    vorn_refresher_fn(info, refresher);
+    for (int i = 0; i < refreshed_classes; i++) {
+        vorn_refresh_info_set_data(info, refreshers[i]);
+        vorn_refresher_fn(info, data);
+    }
 }
 
 static int add_classes(void)
@@ -117,12 +178,15 @@ static int add_classes(void)
     declare_setting(pool, "interface", is_interface);
     declare_required(pool, "first", is_plain_address);
     declare_required(pool, "last", is_plain_address);
-    declare_setting(pool, "netmask", is_plain_address_or_none);
+    declare_setting(pool, "netmask", is_netmask_or_none);
     declare_setting(pool, "gateway", is_plain_address_or_none);
     declare_setting(pool, "dns-server", is_plain_address_or_none);
     declare_setting(pool, "lease-time", is_lease_time);
+    declare_state(pool, "state");
+    vorn_property_set_reference(vorn_class_get_property(pool, "interface"), "interface");
     declare_required(host, "mac", is_mac);
     declare_required(host, "address", is_plain_address);
+    declare_state(host, "state");
     return vorn_classes_add(dhcp) || vorn_classes_add(pool) || vorn_classes_add(host) ||
            leases_declare();
 }
@@ -132,14 +196,22 @@ void vorn_plugin_init(void)
     if (vorn_plugin_new("1.0") == NULL) return;
 
     dnsmasq = supervise_new("dnsmasq");
-    vorn_refresher *refresher = vorn_refresher_new("dhcp");
+    refreshers[0] = vorn_refresher_new("dhcp");
+    refreshers[1] = vorn_refresher_new("dhcp-pool");
+    refreshers[2] = vorn_refresher_new("dhcp-host");
     vorn_provider *provider = vorn_provider_new("dhcp");
-    if (dnsmasq == NULL || refresher == NULL || provider == NULL || add_classes() != 0) return;
-
-    vorn_refresher_set_property_fn(refresher, "status", status);
-    vorn_refresher_set_property_fn(refresher, "state", state);
+    if (dnsmasq == NULL || refreshers[0] == NULL || refreshers[1] == NULL ||
+        refreshers[2] == NULL || provider == NULL || add_classes() != 0) {
+        return;
+    }
+    supervise_set_failed_fn(dnsmasq, server_has_failed, NULL);
+    vorn_refresher_set_property_fn(refreshers[0], "status", status);
+    vorn_refresher_set_property_fn(refreshers[0], "state", state);
+    vorn_refresher_set_property_fn(refreshers[1], "state", pool_state);
+    vorn_refresher_set_property_fn(refreshers[2], "state", host_state);
+    vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_commit_fn(provider, commit, NULL);
-    vorn_provider_set_refresh_fn(provider, refresh, refresher);
+    vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_providers_add(provider);
     vorn_providers_order("network", "dhcp");
     vorn_providers_order("dhcp", "save");

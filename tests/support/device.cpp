@@ -31,4 +31,14 @@ testing::AssertionResult Device::kill_program(const std::string &command)
     });
 }
 
+/* Of two signals that wait for a process the smaller comes first, so this one has to have come. */
+testing::AssertionResult Device::hang_program(const std::string &command)
+{
+    return comes_true([&] {
+        return shell("for pid in $(" + command +
+                     "); do kill -STOP $pid; grep '^State:.T' /proc/$pid/status || exit; done"
+                     " 2>/dev/null >&2; echo ${pid:+hang}") == "hang\n";
+    });
+}
+
 } // namespace vorn::tests

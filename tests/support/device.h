@@ -20,6 +20,8 @@ protected:
     /* Kills the program whose id a command prints, as soon as it prints one: a child is there a
      * little later than it is started. */
     static testing::AssertionResult kill_program(const std::string &command);
+    /* Has them hang: they take no signal any more but SIGKILL. */
+    static testing::AssertionResult hang_program(const std::string &command);
 };
 
 } // namespace vorn::tests

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 
 namespace {
@@ -40,6 +41,7 @@ protected:
                    "<lease-time>600</lease-time></dhcp-pool><dhcp-host name=\"printer\">"
                    "<mac>00:11:22:33:44:55</mac><address>192.168.1.20</address></dhcp-host>"
                    "</config>");
+        prepare();
         boot();
         ASSERT_TRUE(comes_true([] { return exists("/var/run/vorn-dnsmasq.pid"); }));
     }
@@ -47,6 +49,24 @@ protected:
     static std::string change(const std::string &operation)
     {
         return lsql("<lsql><write-transaction>" + operation + "</write-transaction></lsql>");
+    }
+
+    /* What a test has before the device boots. */
+    virtual void prepare() {}
+
+    static std::string state_of(const std::string &klass, const std::string &name)
+    {
+        const std::string answer = lsql("<lsql><select><" + klass + " name=\"" + name +
+                                        "\"><state/></" + klass + "></select></lsql>");
+        const auto begin = answer.find("<state>") + 7;
+        return answer.substr(begin, answer.find("</state>") - begin);
+    }
+
+    static testing::AssertionResult state_becomes(const std::string &klass, const std::string &name,
+                                                  const std::string &wanted)
+    {
+        return comes_true([&] { return state_of(klass, name) == wanted; })
+               << name << " is " << state_of(klass, name);
     }
 
     static std::string status()
@@ -154,6 +174,7 @@ TEST_F(AddressPools, RefuseWhatWouldBreakTheServersFiles)
           "<update><dhcp-pool><first>10.0.0</first></dhcp-pool></update>",
           "<update><dhcp-pool><interface>a b</interface></dhcp-pool></update>",
           "<update><dhcp-pool><interface>a,b</interface></dhcp-pool></update>",
+          "<update><dhcp-pool><netmask>255.0.255.0</netmask></dhcp-pool></update>",
           "<update><dhcp-pool><lease-time>1</lease-time></dhcp-pool></update>",
           "<update><dhcp-pool><lease-time>&#10;600</lease-time></dhcp-pool></update>",
           "<update><dhcp-pool><first>&#10;10.0.0.2</first></dhcp-pool></update>",
@@ -197,6 +218,136 @@ TEST_F(AddressPools, AreTriedAgainWithTheNextCommitWhenTheirFilesCouldNotBeWritt
     EXPECT_THAT(read_file(config_file), HasSubstr(",700\n"));
     EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
     EXPECT_THAT(status(), HasSubstr("<status>running</status>"));
+}
+
+/* Refuses the range that no check knows to be wrong. */
+constexpr char picky_server[] =
+    "trap 'echo again >>/tmp/again' HUP; trap 'exit 0' TERM\n"
+    "line=$(grep -n ,10.9.9.9, /var/run/vorn-dnsmasq.conf | cut -d: -f1)\n"
+    "[ -z \"$line\" ] || { echo \"dnsmasq: bad dhcp-range at line $line of"
+    " /var/run/vorn-dnsmasq.conf\" >&2; exit 1; }\n"
+    "while :; do sleep 0.02; done";
+
+constexpr char pool_that_is_refused[] =
+    "<insert><dhcp-pool name=\"bad\"><first>10.9.9.1</first><last>10.9.9.9</last></dhcp-pool>"
+    "</insert>";
+
+TEST_F(AddressPools, ThatTheServerRefusesAreLeftOutAndTellItsWords)
+{
+    stand_in("dnsmasq", picky_server);
+
+    change(std::string(pool_that_is_refused) +
+           "<insert><dhcp-pool name=\"good\"><first>10.0.0.2</first><last>10.0.0.9</last>"
+           "</dhcp-pool></insert>");
+
+    EXPECT_TRUE(state_becomes("dhcp-pool", "good", "running"));
+    EXPECT_THAT(state_of("dhcp-pool", "bad"),
+                testing::StartsWith("failed: dnsmasq: bad dhcp-range at line "));
+    EXPECT_THAT(status(), HasSubstr("<status>running</status>"));
+    EXPECT_THAT(read_file(config_file),
+                testing::AllOf(HasSubstr("set:pool0,192.168.1.100"), HasSubstr("set:pool2,10.0"),
+                               Not(HasSubstr("pool1"))));
+    EXPECT_TRUE(console_shows("dhcp: the pool \"bad\" is left out."));
+
+    change("<update><dhcp-pool name=\"bad\"><last>10.9.9.8</last></dhcp-pool></update>");
+    EXPECT_TRUE(state_becomes("dhcp-pool", "bad", "running"));
+    EXPECT_THAT(read_file(config_file), HasSubstr("set:pool1,10.9.9.1,10.9.9.8"));
+}
+
+TEST_F(AddressPools, WaitForTheirInterface)
+{
+    EXPECT_EQ(state_of("dhcp-pool", "lan"), "waiting for br0");
+
+    shell("ip link add br0 type bridge");
+
+    EXPECT_TRUE(state_becomes("dhcp-pool", "lan", "running"));
+}
+
+struct Fault {
+    const char *name;
+    const char *operation;
+    const char *reason;
+};
+
+constexpr Fault faults[] = {
+    {"ThatEndBeforeTheyBegin",
+     "<update><dhcp-pool name=\"lan\"><last>192.168.1.99</last></dhcp-pool></update>",
+     "Property \"last\" of instance \"lan\" of class \"dhcp-pool\": the last address is before the"
+     " first"},
+    {"InTwoNetworks",
+     "<update><dhcp-pool name=\"lan\"><last>192.168.2.9</last></dhcp-pool></update>",
+     "Property \"last\" of instance \"lan\" of class \"dhcp-pool\": the first and the last address"
+     " are in two networks"},
+    {"ThatOverlap",
+     "<insert><dhcp-pool name=\"more\"><first>192.168.1.199</first><last>192.168.1.210</last>"
+     "</dhcp-pool></insert>",
+     "Property \"first\" of instance \"more\" of class \"dhcp-pool\": the pool \"lan\" has some of "
+     "its"
+     " addresses"},
+    {"OutsideTheNetworkOfTheirInterface",
+     "<insert><address "
+     "name=\"lan\"><kind>static-address</kind><interface>br0</interface><address>10.0.0.1</address>"
+     "<prefix>24</prefix></address></insert>",
+     "Property \"first\" of instance \"lan\" of class \"dhcp-pool\": no address of the interface "
+     "br0"
+     " is in its network"},
+    {"WithOneStationTwice",
+     "<insert><dhcp-host name=\"nas\"><mac>00:11:22:33:44:55</mac><address>192.168.1.21</address>"
+     "</dhcp-host></insert>",
+     "Property \"mac\" of instance \"nas\" of class \"dhcp-host\": the fixed lease \"printer\" is "
+     "this"
+     " station's"},
+    {"WithOneAddressTwice",
+     "<insert><dhcp-host name=\"nas\"><mac>00:11:22:33:44:66</mac><address>192.168.1.20</address>"
+     "</dhcp-host></insert>",
+     "Property \"address\" of instance \"nas\" of class \"dhcp-host\": the fixed lease \"printer\" "
+     "has"
+     " this address"},
+};
+
+class AddressPoolFaults : public AddressPools, public testing::WithParamInterface<Fault> {
+protected:
+    void prepare() override { install_plugin("network.vorn"); }
+};
+
+TEST_P(AddressPoolFaults, AreRefusedAndChangeNothing)
+{
+    const std::string before = read_file(config_file);
+
+    EXPECT_THAT(change(GetParam().operation),
+                testing::AllOf(HasSubstr("<rc>1</rc>"), HasSubstr(GetParam().reason)));
+
+    EXPECT_EQ(read_file(config_file), before);
+    EXPECT_THAT(change("<update><dhcp-pool><lease-time>700</lease-time></dhcp-pool></update>"),
+                HasSubstr("<rc>0</rc>"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, AddressPoolFaults, testing::ValuesIn(faults),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+TEST_F(AddressPools, ThatCameInWithoutACheckAreLeftOut)
+{
+    lsql("<lsql><insert><dhcp-pool name=\"bad\"><first>10.0.0.9</first><last>10.0.0.2</last>"
+         "</dhcp-pool></insert></lsql>");
+
+    EXPECT_EQ(state_of("dhcp-pool", "bad"), "failed: the last address is before the first");
+    EXPECT_THAT(read_file(config_file), Not(HasSubstr("10.0.0.9")));
+    EXPECT_THAT(change("<update><dhcp-pool name=\"lan\"><lease-time>700</lease-time></dhcp-pool>"
+                       "</update>"),
+                HasSubstr("<rc>0</rc>"));
+}
+
+TEST_F(AddressPools, LetNobodyWaitForAServerThatHangs)
+{
+    ASSERT_TRUE(hang_program("cat /var/run/vorn-dnsmasq.pid"));
+    const auto begin = std::chrono::steady_clock::now();
+
+    change("<update><dhcp-pool><lease-time>700</lease-time></dhcp-pool></update>");
+    status();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(500));
+    EXPECT_TRUE(console_shows("dnsmasq does not end; it is killed."));
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 2; }));
 }
 
 class Leases : public AddressPools {

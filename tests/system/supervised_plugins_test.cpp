@@ -258,8 +258,7 @@ TEST_F(SupervisedPlugins, LetNobodyWaitForAProgramThatHangs)
 {
     stand_in("ntpd", "echo $$ >/tmp/ntpd; exec sleep 1000");
     boot_and_forget();
-    ASSERT_TRUE(comes_true([] { return exists("/tmp/ntpd"); }));
-    shell("kill -STOP $(cat /tmp/ntpd)");
+    ASSERT_TRUE(hang_program("cat /tmp/ntpd"));
 
     const auto begin = std::chrono::steady_clock::now();
     change("<update><ntp-server><address>192.0.2.7</address></ntp-server></update>");
@@ -277,7 +276,8 @@ TEST_F(SupervisedPlugins, LetNobodyWaitForAProgramThatHangs)
 TEST_F(SupervisedPlugins, EndAProgramThatHangsBesideEverythingElse)
 {
     boot_and_forget();
-    shell("kill -STOP $(pgrep -x sleep)");
+    ASSERT_TRUE(comes_true([] { return shell("pgrep -cx sleep") == "2\n"; }));
+    ASSERT_TRUE(hang_program("pgrep -x sleep"));
 
     change("<update><time><enabled>off</enabled></time></update>"
            "<update><log><enabled>off</enabled></log></update>");
@@ -293,7 +293,8 @@ TEST_F(SupervisedPlugins, EndAProgramThatHangsBesideEverythingElse)
 TEST_F(SupervisedPlugins, LeaveNothingBehindThatHangsWhenTheDaemonEnds)
 {
     boot_and_forget();
-    shell("kill -STOP $(pgrep -x sleep)");
+    ASSERT_TRUE(comes_true([] { return shell("pgrep -cx sleep") == "2\n"; }));
+    ASSERT_TRUE(hang_program("pgrep -x sleep"));
     change("<update><time><enabled>off</enabled></time></update>"
            "<update><log><enabled>off</enabled></log></update>");
 

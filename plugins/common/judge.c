@@ -1,0 +1,44 @@
+/* SPDX-License-Identifier: MIT */
+#include "judge.h"
+
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+
+int fault_is(fault *found, const char *property, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(found->reason, sizeof found->reason, format, arguments);
+    va_end(arguments);
+    found->property = property;
+    return 1;
+}
+
+static int had_it_before(const vorn_instances *before, const vorn_instance *then, judge_fn judge,
+                         const fault *found)
+{
+    fault old;
+    return then != NULL && judge(before, then, &old) && strcmp(old.property, found->property) == 0;
+}
+
+void judge_class(vorn_check_info *info, const char *class_name, judge_fn judge)
+{
+    fault found;
+    const vorn_instances *configuration = vorn_check_info_get_instances(info);
+    const vorn_changes *changes = vorn_check_info_get_changes(info);
+    const vorn_instances *before = vorn_changes_get_before(changes);
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        if (!judge(configuration, each, &found)) continue;
+        if (!vorn_changes_contains_instance(changes, each) &&
+            had_it_before(before,
+                          vorn_instances_get(before, class_name, vorn_instance_get_name(each)),
+                          judge, &found)) {
+            continue;
+        }
+        vorn_check_info_refuse(info, each, found.property, "%s", found.reason);
+    }
+    vorn_instances_delete_iterator(walk);
+}

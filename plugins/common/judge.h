@@ -1,0 +1,33 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_COMMON_JUDGE_H
+#define PLUGINS_COMMON_JUDGE_H
+
+#include "vorn/vorn.h"
+
+/*
+ * What is wrong with an instance in view of the others. One function says it of one instance: for
+ * the check of a transaction, which refuses it, and for the commit, which has to leave it out when
+ * it came in without a check.
+ */
+
+/** The property to blame, and why. */
+typedef struct fault {
+    const char *property;
+    char reason[160];
+} fault;
+
+/** Notes the fault and answers 1. */
+int fault_is(fault *found, const char *property, const char *format, ...) VORN_PRINTF(3, 4);
+
+/** Whether the instance is at fault, and why. */
+typedef int (*judge_fn)(const vorn_instances *configuration, const vorn_instance *instance,
+                        fault *found);
+
+/**
+ * Refuses a transaction for the faults of a class's instances: of each that the transaction
+ * changed, and of any other one whose fault was not there before. Who has an old fault can change
+ * the rest.
+ */
+void judge_class(vorn_check_info *info, const char *class_name, judge_fn judge);
+
+#endif

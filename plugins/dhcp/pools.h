@@ -1,0 +1,19 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_DHCP_POOLS_H
+#define PLUGINS_DHCP_POOLS_H
+
+#include "judge.h"
+
+/*
+ * What dnsmasq is known to refuse, or to serve in a way that nobody can want: with one such line it
+ * would serve no pool at all.
+ */
+
+/** Judge a pool, and a fixed lease. */
+int pools_judge(const vorn_instances *configuration, const vorn_instance *pool, fault *found);
+int pools_judge_host(const vorn_instances *configuration, const vorn_instance *host, fault *found);
+
+/** Whether the text is an address that can mask a network: ones, then zeros. */
+int pools_is_netmask(const char *text);
+
+#endif
