@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "outcomes.h"
 
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -32,6 +33,12 @@ void outcomes_succeed(outcomes *of, const char *name)
     free(old);
 }
 
+void outcomes_forget(outcomes *of)
+{
+    while (of->first != NULL)
+        outcomes_succeed(of, of->first->name);
+}
+
 void outcomes_fail(outcomes *of, const char *name, const char *reason)
 {
     struct outcome *made = calloc(1, sizeof *made);
@@ -47,6 +54,17 @@ void outcomes_fail(outcomes *of, const char *name, const char *reason)
     outcomes_succeed(of, name);
     made->next = of->first;
     of->first = made;
+}
+
+void outcomes_explain(outcomes *of, const char *name, const char *pattern, ...)
+{
+    char reason[256];
+    va_list values;
+    if (outcomes_reason(of, name) != NULL) return;
+    va_start(values, pattern);
+    vsnprintf(reason, sizeof reason, pattern, values);
+    va_end(values);
+    outcomes_fail(of, name, reason);
 }
 
 const char *outcomes_reason(const outcomes *of, const char *name)
@@ -99,19 +117,6 @@ void outcomes_for_each_deleted(outcomes *of, const vorn_changes *changes,
         const vorn_instance *before = vorn_instances_iterator_next(walk);
         outcomes_succeed(of, vorn_instance_get_name(before));
         if (call != NULL) call(before);
-    }
-    vorn_instances_delete_iterator(walk);
-}
-
-void outcomes_try_again(outcomes *of, const vorn_instances *configuration, const char *property,
-                        const char *word)
-{
-    vorn_instances_iterator *walk =
-        vorn_instances_new_class_iterator(configuration, of->class_name);
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *each = vorn_instances_iterator_next(walk);
-        if (property != NULL && strcmp(value_of(each, property), word) != 0) continue;
-        outcomes_fail(of, vorn_instance_get_name(each), "not applied yet");
     }
     vorn_instances_delete_iterator(walk);
 }

@@ -18,8 +18,15 @@ typedef struct outcomes {
 /** Notes why the instance of that name is not as it should be. Without memory it is not noted. */
 void outcomes_fail(outcomes *of, const char *name, const char *reason);
 
+/** The same with a reason of up to 255 bytes that is made of a pattern, unless there is one. */
+void outcomes_explain(outcomes *of, const char *name, const char *pattern, ...)
+    __attribute__((format(printf, 3, 4)));
+
 /** Forgets the failure of that name. */
 void outcomes_succeed(outcomes *of, const char *name);
+
+/** Forgets all failures. */
+void outcomes_forget(outcomes *of);
 
 /** Why the instance of that name is not as it should be, or null when it is. */
 const char *outcomes_reason(const outcomes *of, const char *name);
@@ -52,12 +59,5 @@ void outcomes_for_each_concerned(const outcomes *of, const vorn_instances *confi
  */
 void outcomes_for_each_deleted(outcomes *of, const vorn_changes *changes,
                                void (*call)(const vorn_instance *before));
-
-/**
- * Has every instance of the class tried again with whose property the word is the same; all of
- * them when the property is null.
- */
-void outcomes_try_again(outcomes *of, const vorn_instances *configuration, const char *property,
-                        const char *word);
 
 #endif

@@ -6,6 +6,7 @@
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
+#include <signal.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -30,12 +31,11 @@ outcomes address_outcomes = {.class_name = "address"};
 struct client {
     struct client *next;
     supervised *program;
-    char *service; /* "udhcpc" and the instance's name */
+    char *service;       /* "udhcpc" and the instance's name */
+    unsigned int served; /* the index of the link that it was started for */
 };
 
 static struct client *clients;
-static const vorn_instances *applied; /* the configuration that the commit at hand is about */
-
 static const char *name_in(const struct client *client)
 {
     return strchr(client->service, ' ') + 1;
@@ -70,13 +70,15 @@ static struct client *make_client(const char *name)
     return client;
 }
 
-static void stop_client(const char *name)
+/* A client that is ended gives its lease back first, and the address with it. */
+static void stop_client(struct client *client)
 {
-    struct client *client = find_client(name);
-    if (client != NULL) supervise_stop(client->program);
+    const int process = supervise_pid(client->program);
+    if (process > 0) kill(process, SIGUSR2);
+    supervise_stop(client->program);
 }
 
-static void run_client(const vorn_instance *now)
+static void run_client(const vorn_instance *now, unsigned int link)
 {
     char host[80];
     const char *arguments[8] = {"udhcpc", "-f", "-i", value_of(now, "interface")};
@@ -84,6 +86,8 @@ static void run_client(const vorn_instance *now)
     struct client *client = find_client(name);
     if (client == NULL) client = make_client(name);
 
+    /* On an interface that is new, what runs serves the old one. */
+    if (client != NULL && client->served != link) supervise_stop(client->program);
     if (*value_of(now, "hostname") != '\0') {
         snprintf(host, sizeof host, "hostname:%s", value_of(now, "hostname"));
         arguments[4] = "-x";
@@ -91,20 +95,15 @@ static void run_client(const vorn_instance *now)
     }
     if (client == NULL || supervise_run(client->program, arguments) != 0) {
         vorn_debug_eprintf("network: no memory to start udhcpc.\n");
-        outcomes_fail(&address_outcomes, name, "no memory to start udhcpc");
+        outcomes_fail(&address_outcomes, name, "failed: no memory to start udhcpc");
         return;
     }
-    outcomes_succeed(&address_outcomes, name);
+    client->served = link;
 }
 
 static int is_fixed(const vorn_instance *address)
 {
     return strcmp(value_of(address, "kind"), "static-address") == 0;
-}
-
-static void format_address(const vorn_instance *address, char *text, size_t size)
-{
-    snprintf(text, size, "%s/%s", value_of(address, "address"), value_of(address, "prefix"));
 }
 
 static uint32_t number_of(const vorn_instance *address)
@@ -114,98 +113,319 @@ static uint32_t number_of(const vorn_instance *address)
     return ntohl(number.s_addr);
 }
 
-static int is_neighbour(const vorn_instance *left, const vorn_instance *right)
+static int prefix_of(const vorn_instance *address)
 {
-    const uint64_t difference = number_of(left) ^ number_of(right);
-    return !is_changed(left, right, "interface") && !is_changed(left, right, "prefix") &&
-           difference >> (32 - strtol(value_of(left, "prefix"), NULL, 10)) == 0;
+    return atoi(value_of(address, "prefix"));
 }
 
-/* With the first address of a network the kernel takes the others of it away from the link. */
-static void try_neighbours_again(const vorn_instance *before)
+/* A fixed address that was set. */
+struct made_address {
+    struct made_address *next;
+    char link[IF_NAMESIZE];
+    uint32_t address;
+    int prefix;
+};
+
+static struct made_address *made_addresses;
+
+static void remember(const char *link, uint32_t address, int prefix)
 {
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(applied, "static-address");
+    struct made_address **end = &made_addresses;
+    for (; *end != NULL; end = &(*end)->next) {
+        if ((*end)->address == address && (*end)->prefix == prefix &&
+            strcmp((*end)->link, link) == 0) {
+            return;
+        }
+    }
+    struct made_address *made = calloc(1, sizeof *made);
+    if (made == NULL) return;
+    snprintf(made->link, sizeof made->link, "%s", link);
+    made->address = address;
+    made->prefix = prefix;
+    *end = made;
+}
+
+static void plan(const char *name, const char *action, uint32_t address, int prefix,
+                 const char *link)
+{
+    char text[INET_ADDRSTRLEN];
+    const struct in_addr number = {htonl(address)};
+    inet_ntop(AF_INET, &number, text, sizeof text);
+    ip_plan(&address_outcomes, name, "addr %s %s/%d dev %s", action, text, prefix, link);
+}
+
+/* The fixed addresses that are to be, in their order. */
+struct wanted {
+    const char *name;
+    const char *link;
+    uint32_t address;
+    int prefix;
+    int is_late; /* comes behind those that are the first of their networks */
+};
+
+struct setup {
+    struct wanted *wanted;
+    int count;
+    struct kernel *kernel;
+};
+
+static int is_same_network(const struct wanted *left, const struct wanted *right)
+{
+    return strcmp(left->link, right->link) == 0 && left->prefix == right->prefix &&
+           is_in_network(left->address, right->address, right->prefix);
+}
+
+/* Two instances with one address can't both have it; the first one does. */
+static void want(struct setup *setup, const vorn_instance *address)
+{
+    struct wanted *wanted = &setup->wanted[setup->count];
+    *wanted = (struct wanted){vorn_instance_get_name(address), value_of(address, "interface"),
+                              number_of(address), prefix_of(address), 0};
+    for (int i = 0; i < setup->count; i++) {
+        const struct wanted *each = &setup->wanted[i];
+        if (is_same_network(each, wanted)) wanted->is_late = 1;
+        if (each->address != wanted->address || strcmp(each->link, wanted->link) != 0) continue;
+        outcomes_explain(&address_outcomes, wanted->name, "failed: address \"%s\" is the same",
+                         each->name);
+        return;
+    }
+    setup->count++;
+}
+
+static void want_all(struct setup *setup, const vorn_instances *configuration)
+{
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, "static-address");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk))
+        want(setup, vorn_instances_iterator_next(walk));
+    vorn_instances_delete_iterator(walk);
+}
+
+static int count_addresses(const vorn_instances *configuration)
+{
+    int count = 0;
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, "static-address");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        vorn_instances_iterator_next(walk);
+        count++;
+    }
+    vorn_instances_delete_iterator(walk);
+    return count;
+}
+
+static struct kernel_address *find(const struct setup *setup, const struct wanted *wanted)
+{
+    return kernel_find_address(setup->kernel, wanted->link, wanted->address, wanted->prefix);
+}
+
+static int is_wanted(const struct setup *setup, const char *link, uint32_t address, int prefix)
+{
+    for (int i = 0; i < setup->count; i++) {
+        const struct wanted *each = &setup->wanted[i];
+        if (each->address == address && each->prefix == prefix && strcmp(each->link, link) == 0) {
+            return 1;
+        }
+    }
+    return 0;
+}
+
+static void remove_all(const struct setup *setup)
+{
+    struct made_address **each = &made_addresses;
+    while (*each != NULL) {
+        struct made_address *made = *each;
+        const struct kernel_address *there =
+            kernel_find_address(setup->kernel, made->link, made->address, made->prefix);
+        if (is_wanted(setup, made->link, made->address, made->prefix)) {
+            each = &made->next;
+        } else if (there != NULL) {
+            plan(NULL, "del", made->address, made->prefix, made->link);
+            kernel_remove_address(setup->kernel, there);
+            each = &made->next;
+        } else {
+            *each = made->next;
+            free(made);
+        }
+    }
+}
+
+/* Somebody else's address in the same network decides which is the first there. */
+static int is_mixed(const struct setup *setup, const struct wanted *wanted)
+{
+    for (const struct kernel_address *each = setup->kernel->addresses; each != NULL;
+         each = each->next) {
+        if (strcmp(each->link, wanted->link) == 0 && each->prefix == wanted->prefix &&
+            is_in_network(each->address, wanted->address, wanted->prefix) &&
+            !is_wanted(setup, each->link, each->address, each->prefix)) {
+            return 1;
+        }
+    }
+    return 0;
+}
+
+/* Where the kernel has the address among those of its link, and where it would be after a boot. */
+static int place_in_kernel(const struct setup *setup, const struct wanted *wanted)
+{
+    int place = 0;
+    const struct kernel_address *found = find(setup, wanted);
+    for (const struct kernel_address *each = setup->kernel->addresses; each != found;
+         each = each->next) {
+        place += is_wanted(setup, each->link, each->address, each->prefix) &&
+                 strcmp(each->link, wanted->link) == 0;
+    }
+    return place;
+}
+
+static int comes_before(const struct wanted *left, const struct wanted *right, int is_earlier)
+{
+    return left->is_late != right->is_late ? right->is_late : is_earlier;
+}
+
+static int place_after_boot(const struct setup *setup, int number)
+{
+    int place = 0;
+    const struct wanted *wanted = &setup->wanted[number];
+    for (int i = 0; i < setup->count; i++) {
+        const struct wanted *each = &setup->wanted[i];
+        place += i != number && strcmp(each->link, wanted->link) == 0 &&
+                 comes_before(each, wanted, i < number) && find(setup, each) != NULL;
+    }
+    return place;
+}
+
+/* Whether those that are missing can be added to those that are there. */
+static int is_in_order(const struct setup *setup, int number)
+{
+    const struct wanted *wanted = &setup->wanted[number];
+    if (find(setup, wanted) == NULL) {
+        for (int i = 0; i < setup->count; i++) {
+            const struct wanted *each = &setup->wanted[i];
+            if (strcmp(each->link, wanted->link) == 0 && find(setup, each) != NULL &&
+                comes_before(wanted, each, number < i) && each->is_late == wanted->is_late) {
+                return 0;
+            }
+        }
+        return 1;
+    }
+    return place_in_kernel(setup, wanted) == place_after_boot(setup, number);
+}
+
+static int is_link_in_order(const struct setup *setup, const char *link)
+{
+    for (int i = 0; i < setup->count; i++) {
+        if (strcmp(setup->wanted[i].link, link) != 0) continue;
+        if (is_mixed(setup, &setup->wanted[i])) return 1;
+    }
+    for (int i = 0; i < setup->count; i++) {
+        if (strcmp(setup->wanted[i].link, link) == 0 && !is_in_order(setup, i)) return 0;
+    }
+    return 1;
+}
+
+/* The first one of a link is what packets come from, so that a device does as it did before. */
+static void clear_what_is_out_of_order(const struct setup *setup)
+{
+    for (int i = 0; i < setup->count; i++) {
+        const char *link = setup->wanted[i].link;
+        if (is_link_in_order(setup, link)) continue;
+        for (int k = 0; k < setup->count; k++) {
+            const struct wanted *each = &setup->wanted[k];
+            if (strcmp(each->link, link) != 0 || find(setup, each) == NULL) continue;
+            plan(each->name, "del", each->address, each->prefix, link);
+            kernel_remove_address(setup->kernel, find(setup, each));
+        }
+    }
+}
+
+static void plan_one(const struct setup *setup, const struct wanted *wanted)
+{
+    remember(wanted->link, wanted->address, wanted->prefix);
+    if (kernel_find_link(setup->kernel, wanted->link) == NULL) {
+        outcomes_explain(&address_outcomes, wanted->name, "waiting for %s", wanted->link);
+    } else if (find(setup, wanted) == NULL) {
+        plan(wanted->name, "replace", wanted->address, wanted->prefix, wanted->link);
+        kernel_add_address(setup->kernel, wanted->link, wanted->address, wanted->prefix);
+    }
+}
+
+static void with_setup(const vorn_instances *configuration, struct kernel *kernel,
+                       void (*call)(const struct setup *setup))
+{
+    struct setup setup = {NULL, 0, kernel};
+    setup.wanted = calloc((size_t)count_addresses(configuration) + 1, sizeof *setup.wanted);
+    if (setup.wanted == NULL) return;
+    want_all(&setup, configuration);
+    call(&setup);
+    free(setup.wanted);
+}
+
+static void plan_all(const struct setup *setup)
+{
+    clear_what_is_out_of_order(setup);
+    for (int i = 0; i < setup->count; i++)
+        plan_one(setup, &setup->wanted[i]);
+}
+
+void addresses_remove(const vorn_instances *configuration, struct kernel *kernel)
+{
+    with_setup(configuration, kernel, remove_all);
+}
+
+static void wait_for_links(const vorn_instances *configuration, const struct kernel *kernel)
+{
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, "dhcp-address");
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         const vorn_instance *each = vorn_instances_iterator_next(walk);
-        if (!is_neighbour(each, before)) continue;
-        outcomes_fail(&address_outcomes, vorn_instance_get_name(each), "not applied yet");
+        const char *link = value_of(each, "interface");
+        if (kernel_find_link(kernel, link) != NULL) continue;
+        outcomes_explain(&address_outcomes, vorn_instance_get_name(each), "waiting for %s", link);
     }
     vorn_instances_delete_iterator(walk);
 }
 
-/* Addresses belong to links, so they are gone with them. */
-static void take_away(const vorn_instance *before)
+void addresses_plan(const vorn_instances *configuration, struct kernel *kernel)
 {
-    char address[40];
-    if (!is_fixed(before)) {
-        stop_client(vorn_instance_get_name(before));
-        return;
-    }
-    if (if_nametoindex(value_of(before, "interface")) == 0) return;
-    format_address(before, address, sizeof address);
-    ip_run("addr", "del", address, "dev", value_of(before, "interface"), (char *)NULL);
-    try_neighbours_again(before);
+    with_setup(configuration, kernel, plan_all);
+    wait_for_links(configuration, kernel);
 }
 
-static int is_moved(const vorn_instance *now, const vorn_instance *before)
+static void stop_clients(const vorn_instances *configuration)
 {
-    return is_changed(now, before, "interface") || is_changed(now, before, "address") ||
-           is_changed(now, before, "prefix");
-}
-
-static void make_way(vorn_instance *now, const vorn_instance *before, int again)
-{
-    (void)again;
-    if (is_fixed(now) && before != NULL && is_moved(now, before)) take_away(before);
-}
-
-static void apply_fixed(const vorn_instance *now, const vorn_instance *before, int again)
-{
-    char address[40];
-    if (!again && !is_moved(now, before)) return;
-    format_address(now, address, sizeof address);
-    ip_begin();
-    ip_run("addr", "replace", address, "dev", value_of(now, "interface"), (char *)NULL);
-    ip_end(&address_outcomes, vorn_instance_get_name(now));
-    outcomes_try_again(&route_outcomes, applied, NULL, NULL);
-}
-
-static void apply(vorn_instance *now, const vorn_instance *before, int again)
-{
-    if (is_fixed(now)) {
-        apply_fixed(now, before, again);
-        return;
-    }
-    /* On an interface that is new, what runs serves the old one. */
-    if (again) stop_client(vorn_instance_get_name(now));
-    run_client(now);
-}
-
-void addresses_remove(const vorn_instances *configuration, const vorn_changes *changes)
-{
-    applied = configuration;
-    outcomes_for_each_deleted(&address_outcomes, changes, take_away);
-}
-
-void addresses_commit(const vorn_instances *configuration, const vorn_changes *changes)
-{
-    for (struct client *client = clients; client != NULL; client = client->next)
+    for (struct client *client = clients; client != NULL; client = client->next) {
+        const vorn_instance *address =
+            vorn_instances_get(configuration, "dhcp-address", name_in(client));
+        if (address == NULL || if_nametoindex(value_of(address, "interface")) == 0) {
+            stop_client(client);
+        }
         supervise_try_again(client->program);
-    if (!outcomes_concerns(&address_outcomes, changes)) return;
-    applied = configuration;
-    outcomes_for_each_concerned(&address_outcomes, configuration, changes, make_way);
-    outcomes_for_each_concerned(&address_outcomes, configuration, changes, apply);
+    }
+}
+
+void addresses_serve(const vorn_instances *configuration)
+{
+    stop_clients(configuration);
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, "dhcp-address");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        const unsigned int link = if_nametoindex(value_of(each, "interface"));
+        if (link != 0 || vorn_process_no_actions) run_client(each, link);
+    }
+    vorn_instances_delete_iterator(walk);
 }
 
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     (void)property;
     (void)info;
+    network_look();
     const char *name = vorn_instance_get_name(instance);
     const char *reason = outcomes_reason(&address_outcomes, name);
     const struct client *client = find_client(name);
     if (reason != NULL) return reason;
-    return is_fixed(instance) || client == NULL ? "applied" : supervise_status(client->program);
+    return is_fixed(instance) || client == NULL ? "applied" : supervise_state(client->program);
 }
 
 static int is_address_of(const struct ifaddrs *each, const char *interface)

@@ -2,12 +2,14 @@
 #ifndef PLUGINS_NETWORK_CONCERNS_H
 #define PLUGINS_NETWORK_CONCERNS_H
 
+#include "kernel.h"
 #include "outcomes.h"
 
 /*
  * What the plugin has to do with: interfaces, addresses on them, routes over them, the resolver.
- * Each makes its classes and applies its part of a commit. A link that is made anew has lost its
- * addresses and the VLANs on it, one that comes up its routes, so each has those tried again.
+ * The first three compare what is configured with what the kernel has, and plan the commands that
+ * make the one of the other. What happened before does not matter to them, but for what they once
+ * made and nobody wants any more.
  */
 
 extern outcomes interface_outcomes;
@@ -23,19 +25,23 @@ vorn_refresher *addresses_declare(void);
 vorn_refresher *routes_declare(void);
 vorn_refresher *resolver_declare(void);
 
-/** Take away what the deleted instances stood for: routes first, links last. */
-void routes_remove(const vorn_changes *changes);
-void addresses_remove(const vorn_instances *configuration, const vorn_changes *changes);
-void interfaces_remove(const vorn_changes *changes);
+/** Brings the outcomes up to date with the kernel, once for each request. */
+void network_look(void);
 
-/** Has all of an interface that was away tried again, with what belongs to it. */
-void interfaces_try_again(const vorn_instances *configuration, const char *name);
+/** Plan to take away what is no longer wanted: routes first, links last. */
+void routes_remove(const vorn_instances *configuration, struct kernel *kernel);
+void addresses_remove(const vorn_instances *configuration, struct kernel *kernel);
+void interfaces_remove(const vorn_instances *configuration, struct kernel *kernel);
 
-/** Apply one part of a commit, in this order; without a change set only what has to be tried again.
- */
-void interfaces_commit(const vorn_instances *configuration, const vorn_changes *changes);
-void addresses_commit(const vorn_instances *configuration, const vorn_changes *changes);
-void routes_commit(const vorn_instances *configuration, const vorn_changes *changes);
+/** Plan to make what is missing, in this order; what has to wait for something is noted. */
+void interfaces_plan(const vorn_instances *configuration, struct kernel *kernel);
+void addresses_plan(const vorn_instances *configuration, struct kernel *kernel);
+void routes_plan(const vorn_instances *configuration, struct kernel *kernel);
+
+/** Runs the clients of DHCP servers, each for the link that is there now. */
+void addresses_serve(const vorn_instances *configuration);
+
+/** Writes the resolver's file when it changed; without a change set when that failed before. */
 void resolver_commit(const vorn_instances *configuration, const vorn_changes *changes);
 
 #endif

@@ -4,7 +4,8 @@
  * links that only exist because they are configured are made first and removed with their
  * instances.
  */
-#include <net/if.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "concerns.h"
@@ -17,8 +18,6 @@ DECLARE_VALIDITY(is_status, vorn_input_is_up_down(value, length))
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
 
 outcomes interface_outcomes = {.class_name = "interface"};
-
-static const vorn_instances *applied; /* the configuration that the commit at hand is about */
 
 static int is_mtu(const char *value)
 {
@@ -66,6 +65,7 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
 {
     (void)property;
     (void)info;
+    network_look();
     const char *reason = outcomes_reason(&interface_outcomes, vorn_instance_get_name(instance));
     return reason != NULL ? reason : "applied";
 }
@@ -75,162 +75,412 @@ static int is_kind(const vorn_instance *interface, const char *kind)
     return strcmp(value_of(interface, "kind"), kind) == 0;
 }
 
-static int exists(const char *name)
+/* What was made of a link, and what it was before. */
+struct made_link {
+    struct made_link *next;
+    char name[IF_NAMESIZE];
+    char kind[16];
+    int index;       /* another one is another link, of which nothing is known */
+    int mtu_before;  /* 0 while its MTU was left alone */
+    int was_up;      /* before its switch was touched */
+    int is_switched; /* whether it was */
+    int vlan_id;     /* of a VLAN, as it was made; what stands in for one can't tell */
+    char parent[IF_NAMESIZE];
+};
+
+/* A link that was put into a bridge. */
+struct made_port {
+    struct made_port *next;
+    char link[IF_NAMESIZE];
+    char bridge[IF_NAMESIZE];
+};
+
+static struct made_link *made_links; /* the last one first: it may stand on the others */
+static struct made_port *made_ports;
+
+static struct made_link *find_made(const char *name)
 {
-    return if_nametoindex(name) != 0;
+    struct made_link *made = made_links;
+    while (made != NULL && strcmp(made->name, name) != 0)
+        made = made->next;
+    return made;
 }
 
-static int remove_member(const char *member, void *now)
+/* Null without memory. */
+static struct made_link *remember(const vorn_instance *interface)
 {
-    if (!has_word(now, member) && exists(member)) {
-        ip_run("link", "set", "dev", member, "nomaster", (char *)NULL);
+    const char *name = vorn_instance_get_name(interface);
+    const char *kind = value_of(interface, "kind");
+    struct made_link *made = find_made(name);
+    if (made != NULL && strcmp(made->kind, kind) == 0) return made;
+    if (made == NULL) {
+        made = malloc(sizeof *made);
+        if (made == NULL) return NULL;
+        made->next = made_links;
+        made_links = made;
     }
+    *made = (struct made_link){.next = made->next};
+    snprintf(made->name, sizeof made->name, "%s", name);
+    snprintf(made->kind, sizeof made->kind, "%s", kind);
+    return made;
+}
+
+static void remember_port(const char *link, const char *bridge)
+{
+    struct made_port *port = made_ports;
+    while (port != NULL && strcmp(port->link, link) != 0)
+        port = port->next;
+    if (port == NULL) {
+        port = calloc(1, sizeof *port);
+        if (port == NULL) return;
+        snprintf(port->link, sizeof port->link, "%s", link);
+        port->next = made_ports;
+        made_ports = port;
+    }
+    snprintf(port->bridge, sizeof port->bridge, "%s", bridge);
+}
+
+/* A VLAN is one of its kind; where the system has none, whatever stands in for it. */
+static int is_of_kind(const struct kernel_link *link, const char *kind)
+{
+    return strcmp(link->kind, kind) == 0 ||
+           (strcmp(kind, "vlan") == 0 && strcmp(link->kind, "bridge") != 0);
+}
+
+/* Hardware goes back to how it was found, and is switched off. */
+static int leave_hardware(struct kernel *kernel, struct kernel_link *link,
+                          const struct made_link *made)
+{
+    const int has_other_mtu = made->mtu_before != 0 && link->mtu != made->mtu_before;
+    const int is_up = link->is_up;
+    if (link->index != made->index) return 1;
+    if (has_other_mtu) {
+        ip_plan(&interface_outcomes, NULL, "link set dev %s mtu %d", link->name, made->mtu_before);
+    }
+    if (is_up) {
+        ip_plan(&interface_outcomes, NULL, "link set dev %s down", link->name);
+        kernel_switch_link(kernel, link, 0);
+    }
+    return !has_other_mtu && !is_up;
+}
+
+/* Whether nothing was left of it to take away. */
+static int remove_link(struct kernel *kernel, const struct made_link *made)
+{
+    struct kernel_link *link = kernel_find_link(kernel, made->name);
+    if (link == NULL) return 1;
+    if (strcmp(made->kind, "ethernet") == 0) return leave_hardware(kernel, link, made);
+    if (!is_of_kind(link, made->kind)) return 1;
+    ip_plan(&interface_outcomes, NULL, "link del dev %s", made->name);
+    kernel_remove_link(kernel, made->name);
     return 0;
+}
+
+static int is_wanted_as(const vorn_instances *configuration, const struct made_link *made)
+{
+    const vorn_instance *now = vorn_instances_get(configuration, "interface", made->name);
+    return now != NULL && is_kind(now, made->kind);
+}
+
+/* What is no longer wanted is remembered until it is seen to be gone. */
+static void remove_links(const vorn_instances *configuration, struct kernel *kernel)
+{
+    struct made_link **each = &made_links;
+    while (*each != NULL) {
+        struct made_link *made = *each;
+        if (is_wanted_as(configuration, made) || !remove_link(kernel, made)) {
+            each = &made->next;
+        } else {
+            *each = made->next;
+            free(made);
+        }
+    }
+}
+
+/* The bridge of which the link is to be a member, or null. */
+static const char *bridge_of(const vorn_instances *configuration, const char *link)
+{
+    const char *name = NULL;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "bridge");
+    while (walk != NULL && name == NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *bridge = vorn_instances_iterator_next(walk);
+        if (has_word(value_of(bridge, "members"), link)) name = vorn_instance_get_name(bridge);
+    }
+    vorn_instances_delete_iterator(walk);
+    return name;
+}
+
+static void release_ports(const vorn_instances *configuration, struct kernel *kernel)
+{
+    struct made_port **each = &made_ports;
+    while (*each != NULL) {
+        struct made_port *port = *each;
+        struct kernel_link *link = kernel_find_link(kernel, port->link);
+        const char *wanted = bridge_of(configuration, port->link);
+        if (wanted != NULL) {
+            each = &port->next;
+        } else if (link != NULL && strcmp(link->master, port->bridge) == 0) {
+            ip_plan(&interface_outcomes, NULL, "link set dev %s nomaster", port->link);
+            link->master[0] = '\0';
+            each = &port->next;
+        } else {
+            *each = port->next;
+            free(port);
+        }
+    }
+}
+
+/* The commit or look at hand. */
+struct setup {
+    const vorn_instances *configuration;
+    struct kernel *kernel;
+    const vorn_instance **order; /* of the interfaces: what others stand on comes first */
+    int count;
+};
+
+/* A bridge's MTU follows its members for as long as nobody has set it, and no longer. */
+static int has_a_mtu_too_many(const vorn_instance *now, const struct made_link *made)
+{
+    return is_kind(now, "bridge") && *value_of(now, "mtu") == '\0' && made->mtu_before != 0;
+}
+
+static int is_another_link(const struct kernel_link *link, const vorn_instance *now,
+                           const struct made_link *made)
+{
+    if (!is_of_kind(link, value_of(now, "kind"))) return 1;
+    if (link->index != 0 && link->index == made->index && has_a_mtu_too_many(now, made)) return 1;
+    const int is_known = strcmp(link->kind, "vlan") == 0;
+    if (!is_kind(now, "vlan") || (!is_known && made->vlan_id == 0)) return 0;
+    return (is_known ? link->vlan_id : made->vlan_id) != atoi(value_of(now, "id")) ||
+           strcmp(is_known ? link->parent : made->parent, value_of(now, "parent")) != 0;
+}
+
+static struct kernel_link *make_link(const struct setup *setup, const vorn_instance *now,
+                                     struct made_link *made)
+{
+    const char *name = vorn_instance_get_name(now);
+    const char *parent = value_of(now, "parent");
+    if (is_kind(now, "bridge")) {
+        return ip_plan(&interface_outcomes, name, "link add name %s type bridge", name) == 0
+                   ? kernel_add_link(setup->kernel, name, "bridge")
+                   : NULL;
+    }
+    const struct kernel_link *below = kernel_find_link(setup->kernel, parent);
+    if (below == NULL) {
+        outcomes_explain(&interface_outcomes, name, "waiting for %s", parent);
+        return NULL;
+    }
+    if (ip_plan(&interface_outcomes, name, "link add link %s name %s type vlan id %s", parent, name,
+                value_of(now, "id")) != 0) {
+        return NULL;
+    }
+    struct kernel_link *link = kernel_add_link(setup->kernel, name, "vlan");
+    if (link == NULL) return NULL;
+    link->mtu = below->mtu;
+    made->vlan_id = atoi(value_of(now, "id"));
+    snprintf(made->parent, sizeof made->parent, "%s", parent);
+    snprintf(link->parent, sizeof link->parent, "%s", parent);
+    return link;
+}
+
+/* The link of an interface, planned if it has to be; null when it can't be there yet. */
+static struct kernel_link *provide_link(const struct setup *setup, const vorn_instance *now,
+                                        struct made_link *made)
+{
+    const char *name = vorn_instance_get_name(now);
+    struct kernel_link *link = kernel_find_link(setup->kernel, name);
+    if (is_kind(now, "ethernet")) {
+        if (link == NULL)
+            outcomes_explain(&interface_outcomes, vorn_instance_get_name(now), "waiting for %s",
+                             name);
+        return link;
+    }
+    if (link != NULL && is_another_link(link, now, made)) {
+        ip_plan(&interface_outcomes, name, "link del dev %s", name);
+        kernel_remove_link(setup->kernel, name);
+        link = NULL;
+    }
+    return link != NULL ? link : make_link(setup, now, made);
+}
+
+/* VLANs on it never have more. */
+static void set_mtu(const struct setup *setup, struct kernel_link *link, int mtu)
+{
+    if (mtu == 0 || link->mtu == mtu) return;
+    ip_plan(&interface_outcomes, link->name, "link set dev %s mtu %d", link->name, mtu);
+    link->mtu = mtu;
+    for (struct kernel_link *each = setup->kernel->links; each != NULL; each = each->next) {
+        if (strcmp(each->kind, "vlan") == 0 && strcmp(each->parent, link->name) == 0 &&
+            each->mtu > mtu) {
+            each->mtu = mtu;
+        }
+    }
+}
+
+/* Without one, hardware has the one that it was found with, and a VLAN that of its parent. */
+static void plan_mtu(const struct setup *setup, const vorn_instance *now, struct kernel_link *link,
+                     struct made_link *made)
+{
+    int mtu = atoi(value_of(now, "mtu"));
+    const struct kernel_link *parent = kernel_find_link(setup->kernel, link->parent);
+    if (mtu != 0 && made->mtu_before == 0 && link->mtu != mtu) made->mtu_before = link->mtu;
+    if (mtu == 0 && is_kind(now, "ethernet")) mtu = made->mtu_before;
+    if (mtu == 0 && strcmp(link->kind, "vlan") == 0 && parent != NULL) mtu = parent->mtu;
+    set_mtu(setup, link, mtu);
+}
+
+static void plan_stp(const vorn_instance *now, struct kernel_link *link)
+{
+    const int is_stp = is_on(now, "stp");
+    if (link->is_stp == is_stp) return;
+    ip_plan(&interface_outcomes, link->name, "link set dev %s type bridge stp_state %d", link->name,
+            is_stp);
+    link->is_stp = is_stp;
 }
 
 struct joining {
-    const char *bridge;
-    const char *before;
+    const struct setup *setup;
+    const vorn_instance *bridge;
 };
 
-static int add_member(const char *member, void *data)
+static int plan_member(const char *member, void *data)
 {
     const struct joining *joining = data;
-    if (!has_word(joining->before, member)) {
-        ip_run("link", "set", "dev", member, "master", joining->bridge, (char *)NULL);
+    const char *bridge = vorn_instance_get_name(joining->bridge);
+    struct kernel_link *link = kernel_find_link(joining->setup->kernel, member);
+    if (link == NULL) {
+        outcomes_explain(&interface_outcomes, bridge, "waiting for %s", member);
+        return 0;
     }
+    remember_port(member, bridge);
+    if (strcmp(link->master, bridge) == 0) return 0;
+    ip_plan(&interface_outcomes, bridge, "link set dev %s master %s", member, bridge);
+    snprintf(link->master, sizeof link->master, "%s", bridge);
     return 0;
 }
 
-static void remove_link(const vorn_instance *before)
+static void plan_switch(const struct setup *setup, const vorn_instance *now,
+                        struct kernel_link *link, struct made_link *made, int was_up)
 {
-    const char *name = vorn_instance_get_name(before);
-    if (!exists(name)) return;
-    if (is_kind(before, "ethernet")) {
-        ip_run("link", "set", "dev", name, "down", (char *)NULL);
-    } else {
-        ip_run("link", "del", "dev", name, (char *)NULL);
+    const struct kernel_link *parent = kernel_find_link(setup->kernel, link->parent);
+    const int is_set = *value_of(now, "status") != '\0';
+    int is_up = vorn_instance_get_status(now);
+    if (is_set && !made->is_switched) {
+        made->is_switched = 1;
+        made->was_up = is_kind(now, "ethernet") && was_up;
     }
+    if (!is_set) is_up = made->is_switched ? made->was_up : was_up;
+    if (link->is_up == is_up) return;
+    if (is_up && strcmp(link->kind, "vlan") == 0 && parent != NULL && !parent->is_up) {
+        if (is_set)
+            outcomes_explain(&interface_outcomes, vorn_instance_get_name(now),
+                             "waiting for %s to be up", link->parent);
+        return;
+    }
+    ip_plan(&interface_outcomes, link->name, "link set dev %s %s", link->name,
+            is_up ? "up" : "down");
+    kernel_switch_link(setup->kernel, link, is_up);
 }
 
-/* A bridge that counts a new link among its members takes it in, unless it is due itself. */
-static void tell_bridges(const char *member)
+static void plan_interface(const struct setup *setup, const vorn_instance *now, int was_up)
 {
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(applied, "bridge");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *bridge = vorn_instances_iterator_next(walk);
-        const char *name = vorn_instance_get_name(bridge);
-        if (!has_word(value_of(bridge, "members"), member)) continue;
-        if (outcomes_reason(&interface_outcomes, name) != NULL) continue;
-        ip_begin();
-        ip_run("link", "set", "dev", member, "master", name, (char *)NULL);
-        ip_end(&interface_outcomes, name);
+    struct made_link *made = remember(now);
+    struct kernel_link *link = made != NULL ? provide_link(setup, now, made) : NULL;
+    if (link == NULL) return;
+    if (made->index != 0 && link->index != made->index) {
+        made->mtu_before = 0;
+        made->is_switched = 0;
     }
+    made->index = link->index;
+    plan_mtu(setup, now, link, made);
+    if (is_kind(now, "bridge")) {
+        struct joining joining = {setup, now};
+        plan_stp(now, link);
+        for_each_word(value_of(now, "members"), plan_member, &joining);
+    }
+    plan_switch(setup, now, link, made, link->index != 0 && was_up);
+}
+
+static void order_by_name(struct setup *setup, const char *name);
+
+static int order_member(const char *member, void *setup)
+{
+    order_by_name(setup, member);
+    return 0;
+}
+
+/* Each once; those that stand on each other in a circle in any order. */
+static void order(struct setup *setup, const vorn_instance *interface)
+{
+    for (int i = 0; i < setup->count; i++) {
+        if (setup->order[i] == interface) return;
+    }
+    const int place = setup->count++;
+    setup->order[place] = interface;
+    if (is_kind(interface, "vlan")) order_by_name(setup, value_of(interface, "parent"));
+    if (is_kind(interface, "bridge")) {
+        for_each_word(value_of(interface, "members"), order_member, setup);
+    }
+    memmove(setup->order + place, setup->order + place + 1,
+            (size_t)(setup->count - place - 1) * sizeof *setup->order);
+    setup->order[setup->count - 1] = interface;
+}
+
+static void order_by_name(struct setup *setup, const char *name)
+{
+    const vorn_instance *interface = vorn_instances_get(setup->configuration, "interface", name);
+    if (interface != NULL) order(setup, interface);
+}
+
+static int count_interfaces(const vorn_instances *configuration)
+{
+    int count = 0;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "interface");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        vorn_instances_iterator_next(walk);
+        count++;
+    }
+    vorn_instances_delete_iterator(walk);
+    return count;
+}
+
+static void order_all(struct setup *setup)
+{
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(setup->configuration, "interface");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk))
+        order(setup, vorn_instances_iterator_next(walk));
     vorn_instances_delete_iterator(walk);
 }
 
-/* Counts as not applied until its settings are, all of them: it has none yet, and no VLANs. */
-static void link_was_made(const char *name)
+/* Whether a link was up before anything is planned, by its place in the order. */
+static int was_up(const struct setup *setup, int place)
 {
-    ip_end(&interface_outcomes, name);
-    if (!exists(name)) return;
-    outcomes_fail(&interface_outcomes, name, "not applied yet");
-    outcomes_try_again(&interface_outcomes, applied, "parent", name);
-    outcomes_try_again(&address_outcomes, applied, "interface", name);
-    tell_bridges(name);
+    const struct kernel_link *link =
+        kernel_find_link(setup->kernel, vorn_instance_get_name(setup->order[place]));
+    return link != NULL && link->is_up;
 }
 
-static void make_bridge(vorn_instance *now, const vorn_instance *before, int again)
+void interfaces_remove(const vorn_instances *configuration, struct kernel *kernel)
 {
-    (void)before;
-    (void)again;
-    const char *name = vorn_instance_get_name(now);
-    if (!is_kind(now, "bridge") || exists(name)) return;
-    ip_begin();
-    ip_run("link", "add", "name", name, "type", "bridge", (char *)NULL);
-    link_was_made(name);
+    remove_links(configuration, kernel);
+    release_ports(configuration, kernel);
 }
 
-static void make_vlan(vorn_instance *now, const vorn_instance *before, int again)
+void interfaces_plan(const vorn_instances *configuration, struct kernel *kernel)
 {
-    (void)again;
-    const char *name = vorn_instance_get_name(now);
-    if (!is_kind(now, "vlan")) return;
-    const int is_another =
-        before != NULL && (is_changed(now, before, "parent") || is_changed(now, before, "id"));
-    ip_begin();
-    if (is_another && exists(name)) ip_run("link", "del", "dev", name, (char *)NULL);
-    if (exists(name)) return;
-    ip_run("link", "add", "link", value_of(now, "parent"), "name", name, "type", "vlan", "id",
-           value_of(now, "id"), (char *)NULL);
-    link_was_made(name);
-}
-
-/* All bridges do before any takes a member in: it may come from another one. */
-static void release_members(vorn_instance *now, const vorn_instance *before, int again)
-{
-    (void)again;
-    if (!is_kind(now, "bridge")) return;
-    for_each_word(value_of(before, "members"), remove_member, (void *)value_of(now, "members"));
-}
-
-static void configure_bridge(const vorn_instance *now, const vorn_instance *known)
-{
-    const char *name = vorn_instance_get_name(now);
-    if (is_changed(now, known, "stp")) {
-        const char *number = is_on(now, "stp") ? "1" : "0";
-        ip_run("link", "set", "dev", name, "type", "bridge", "stp_state", number, (char *)NULL);
+    const size_t count = (size_t)count_interfaces(configuration);
+    struct setup setup = {configuration, kernel, calloc(count + 1, sizeof *setup.order), 0};
+    char *up = calloc(count + 1, 1);
+    if (setup.order != NULL && up != NULL) {
+        order_all(&setup);
+        for (int i = 0; i < setup.count; i++)
+            up[i] = (char)was_up(&setup, i);
+        for (int i = 0; i < setup.count; i++)
+            plan_interface(&setup, setup.order[i], up[i]);
     }
-    struct joining joining = {name, value_of(known, "members")};
-    for_each_word(value_of(now, "members"), add_member, &joining);
-}
-
-static void configure(vorn_instance *now, const vorn_instance *before, int again)
-{
-    const char *name = vorn_instance_get_name(now);
-    const char *mtu = value_of(now, "mtu");
-    const vorn_instance *known = again ? NULL : before; /* what the link has by now */
-
-    if (!is_kind(now, "ethernet") && !exists(name)) return; /* could not be made */
-    ip_begin();
-    if (is_changed(now, known, "mtu") && *mtu != '\0') {
-        ip_run("link", "set", "dev", name, "mtu", mtu, (char *)NULL);
-    }
-    if (is_kind(now, "bridge")) configure_bridge(now, known);
-    if (is_changed(now, known, "status")) {
-        const int is_up = vorn_instance_get_status(now);
-        ip_run("link", "set", "dev", name, is_up ? "up" : "down", (char *)NULL);
-        if (is_up) outcomes_try_again(&route_outcomes, applied, NULL, NULL);
-    }
-    ip_end(&interface_outcomes, name);
-}
-
-void interfaces_try_again(const vorn_instances *configuration, const char *name)
-{
-    outcomes_fail(&interface_outcomes, name, "not applied yet");
-    outcomes_try_again(&interface_outcomes, configuration, "parent", name);
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "bridge");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *bridge = vorn_instances_iterator_next(walk);
-        if (!has_word(value_of(bridge, "members"), name)) continue;
-        outcomes_fail(&interface_outcomes, vorn_instance_get_name(bridge), "not applied yet");
-    }
-    vorn_instances_delete_iterator(walk);
-}
-
-void interfaces_remove(const vorn_changes *changes)
-{
-    outcomes_for_each_deleted(&interface_outcomes, changes, remove_link);
-}
-
-void interfaces_commit(const vorn_instances *configuration, const vorn_changes *changes)
-{
-    if (!outcomes_concerns(&interface_outcomes, changes)) return;
-    applied = configuration;
-    outcomes_for_each_concerned(&interface_outcomes, configuration, changes, make_bridge);
-    outcomes_for_each_concerned(&interface_outcomes, configuration, changes, make_vlan);
-    outcomes_for_each_concerned(&interface_outcomes, configuration, changes, release_members);
-    outcomes_for_each_concerned(&interface_outcomes, configuration, changes, configure);
+    free(up);
+    free(setup.order);
 }
 
 static int declare_kind(const char *name, void (*declare_settings)(vorn_class *klass))

@@ -1,54 +1,341 @@
 /* SPDX-License-Identifier: MIT */
+/*
+ * The commands of one attempt, in their order, and the one that is running. It has a keeper, a
+ * process that ends it when it takes too long and tells through a pipe how it ended: the daemon
+ * reaps every child, so that nobody else could know.
+ */
 #include "ip.h"
 
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
 
-enum { most_words = 14 };
+enum {
+    most_words = 20,
+    command_room = 160,
+    reason_room = 200,
+    command_limit_s = 10,
+    not_executed = 127,
+    highest_descriptor = 1023
+};
 
-static char failure[128]; /* the first command that failed; empty without one */
+struct command {
+    struct command *next;
+    int has_run;
+    char *failure; /* what it said when it failed; null otherwise */
+    char words[command_room];
+};
+
+static struct command *planned; /* in their order; each stands for itself among those that ran */
+static struct command *ran;     /* since the attempt began */
+static int is_busy;
+
+/* The command that is running; its output so far. */
+static struct {
+    int pipe;   /* below 0 without one */
+    int is_old; /* of an attempt before this one */
+    void (*go_on)(void);
+    char words[command_room];
+    char output[reason_room + 32];
+    size_t length;
+} job = {.pipe = -1};
+
+static void free_commands(struct command **list)
+{
+    while (*list != NULL) {
+        struct command *first = *list;
+        *list = first->next;
+        free(first->failure);
+        free(first);
+    }
+}
+
+static struct command *find(struct command *list, const char *words)
+{
+    while (list != NULL && strcmp(list->words, words) != 0)
+        list = list->next;
+    return list;
+}
+
+static struct command *append(struct command **list, const char *words)
+{
+    struct command *command = calloc(1, sizeof *command);
+    if (command == NULL) return NULL;
+    snprintf(command->words, sizeof command->words, "%s", words);
+    while (*list != NULL)
+        list = &(*list)->next;
+    *list = command;
+    return command;
+}
 
 void ip_begin(void)
 {
-    failure[0] = '\0';
+    free_commands(&planned);
+    free_commands(&ran);
+    job.is_old = 1;
+    is_busy = 1;
 }
 
-static void note_failure(const char *const words[])
+void ip_forget_plan(void)
 {
-    char command[96] = "ip";
-    size_t used = 2;
-    for (; *words != NULL && used < sizeof command; words++) {
-        used += (size_t)snprintf(command + used, sizeof command - used, " %s", *words);
-    }
-    vorn_debug_eprintf("network: \"%s\" failed.\n", command);
-    if (failure[0] == '\0') snprintf(failure, sizeof failure, "\"%s\" failed", command);
+    free_commands(&planned);
 }
 
-void ip_run_words(const char *const words[])
+void ip_end(void)
 {
-    char *arguments[most_words + 2] = {(char *)"ip"};
-    for (int i = 0; i < most_words && words[i] != NULL; i++)
-        arguments[i + 1] = (char *)words[i];
-    if (vorn_command_execv(arguments) != 0 && !vorn_process_no_actions) note_failure(words);
+    is_busy = 0;
 }
 
-void ip_run(const char *word, ...)
+int ip_is_busy(void)
 {
-    const char *words[most_words + 1] = {word};
-    va_list more;
-    va_start(more, word);
-    for (int i = 1; i < most_words && words[i - 1] != NULL; i++)
-        words[i] = va_arg(more, const char *);
-    va_end(more);
-    ip_run_words(words);
+    return is_busy;
 }
 
-void ip_end(outcomes *of, const char *name)
+static void give_reason(outcomes *of, const char *name, const char *words)
 {
-    if (failure[0] != '\0') {
-        outcomes_fail(of, name, failure);
+    char reason[command_room + reason_room];
+    const struct command *before = find(ran, words);
+    if (name == NULL || outcomes_reason(of, name) != NULL) return;
+    if (before != NULL && before->failure != NULL) {
+        snprintf(reason, sizeof reason, "failed: \"ip %s\": %s", words, before->failure);
+    } else if (before != NULL) {
+        snprintf(reason, sizeof reason, "failed: \"ip %s\" changed nothing", words);
+    } else if (is_busy) {
+        snprintf(reason, sizeof reason, "applying");
     } else {
-        outcomes_succeed(of, name);
+        snprintf(reason, sizeof reason, "waiting to run \"ip %s\"", words);
+    }
+    outcomes_fail(of, name, reason);
+}
+
+int ip_plan(outcomes *of, const char *name, const char *pattern, ...)
+{
+    char words[command_room];
+    va_list values;
+    va_start(values, pattern);
+    const int length = vsnprintf(words, sizeof words, pattern, values);
+    va_end(values);
+    if (length < 0 || length >= command_room || append(&planned, words) == NULL) return 1;
+    give_reason(of, name, words);
+    const struct command *before = find(ran, words);
+    return before != NULL && before->failure != NULL;
+}
+
+static struct command *next_to_run(void)
+{
+    struct command *each = planned;
+    while (each != NULL && find(ran, each->words) != NULL)
+        each = each->next;
+    return each;
+}
+
+int ip_has_more(void)
+{
+    return next_to_run() != NULL;
+}
+
+static void split(char *words, char *arguments[])
+{
+    char *rest = NULL;
+    int count = 0;
+    arguments[count++] = (char *)"ip";
+    for (char *word = strtok_r(words, " ", &rest); word != NULL && count <= most_words;
+         word = strtok_r(NULL, " ", &rest)) {
+        arguments[count++] = word;
+    }
+    arguments[count] = NULL;
+}
+
+/* Signals as a program expects them, standard input and output nowhere, errors into the pipe. */
+static void prepare_child(int errors)
+{
+    sigset_t all;
+    const int nowhere = open("/dev/null", O_RDWR);
+    for (int number = 1; number < 32; number++)
+        signal(number, SIG_DFL);
+    sigfillset(&all);
+    sigprocmask(SIG_UNBLOCK, &all, NULL);
+    setsid();
+    dup2(nowhere, STDIN_FILENO);
+    dup2(nowhere, STDOUT_FILENO);
+    dup2(errors, STDERR_FILENO);
+    for (int descriptor = STDERR_FILENO + 1; descriptor <= highest_descriptor; descriptor++)
+        close(descriptor);
+}
+
+static _Noreturn void become_ip(void)
+{
+    char *arguments[most_words + 2];
+    split(job.words, arguments);
+    execvp(arguments[0], arguments);
+    fprintf(stderr, "%s", strerror(errno));
+    _exit(not_executed);
+}
+
+/* What the keeper tells last stands behind a byte that no program writes. */
+static _Noreturn void keep(int errors)
+{
+    sigset_t child;
+    const struct timespec limit = {command_limit_s, 0};
+    int status = 0;
+    prepare_child(errors);
+    sigemptyset(&child);
+    sigaddset(&child, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &child, NULL);
+    const pid_t program = fork();
+    if (program == 0) {
+        sigprocmask(SIG_UNBLOCK, &child, NULL);
+        become_ip();
+    }
+    if (program > 0 && sigtimedwait(&child, NULL, &limit) < 0) {
+        kill(program, SIGKILL);
+        dprintf(STDERR_FILENO, "no answer within %d s", command_limit_s);
+    }
+    if (program < 0 || waitpid(program, &status, 0) != program) status = -1;
+    dprintf(STDERR_FILENO, "\1%d", status);
+    _exit(0);
+}
+
+static void note(int status, const char *answer)
+{
+    if (vorn_process_no_actions) {
+        vorn_debug_1printf("Running \"ip %s\" -> (no actions)\n", job.words);
+    } else {
+        vorn_debug_1printf("Running \"ip %s\" -> status = %d\n", job.words, status);
+    }
+    if (status != 0) vorn_debug_eprintf("network: \"ip %s\" failed: %s\n", job.words, answer);
+    if (job.is_old) return;
+    struct command *command = append(&ran, job.words);
+    if (command == NULL) {
+        free_commands(&planned); /* it would be run again and again */
+    } else if (status != 0) {
+        command->failure = strdup(answer);
+    }
+}
+
+/* Programs may write anything; what becomes part of an answer is one line of plain text. */
+static void make_plain(char *text)
+{
+    size_t length = strlen(text);
+    while (length > 0 && strchr("\n .", text[length - 1]) != NULL)
+        text[--length] = '\0';
+    for (; *text != '\0'; text++) {
+        if (*text == '\n') *text = ' ';
+        if (*text < ' ' || *text > '~') *text = '?';
+    }
+}
+
+static void job_ended(void)
+{
+    int status = -1;
+    job.output[job.length] = '\0';
+    char *end = strchr(job.output, '\1');
+    if (end != NULL) {
+        status = atoi(end + 1);
+        *end = '\0';
+    }
+    close(job.pipe);
+    job.pipe = -1;
+    make_plain(job.output);
+    note(status, *job.output != '\0' ? job.output : "it ended with an error");
+}
+
+/* Of a program that writes much, the beginning is kept, and what the keeper says at the end. */
+static int take_output(void)
+{
+    char piece[256];
+    const ssize_t size = read(job.pipe, piece, sizeof piece);
+    if (size < 0) return errno == EAGAIN || errno == EINTR;
+    for (ssize_t i = 0; i < size; i++) {
+        const int is_last_word = piece[i] == '\1' || strchr(job.output, '\1') != NULL;
+        const size_t room = is_last_word ? sizeof job.output : (size_t)reason_room;
+        if (job.length + 1 >= room || piece[i] == '\0') continue;
+        job.output[job.length++] = piece[i];
+        job.output[job.length] = '\0';
+    }
+    return size > 0;
+}
+
+/* Without a keeper that is a failure of the command, and no news for the daemon's table. */
+static void job_start(const char *words)
+{
+    int ends[2];
+    snprintf(job.words, sizeof job.words, "%s", words);
+    job.length = 0;
+    job.output[0] = '\0';
+    job.is_old = 0;
+    if (vorn_process_no_actions) {
+        note(0, "");
+        return;
+    }
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        note(-1, strerror(errno));
+        return;
+    }
+    const pid_t keeper = fork();
+    if (keeper == 0) keep(ends[1]);
+    const int error = errno;
+    close(ends[1]);
+    if (keeper < 0) {
+        close(ends[0]);
+        note(-1, strerror(error));
+        return;
+    }
+    job.pipe = ends[0];
+}
+
+int64_t ip_now_us(void)
+{
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (int64_t)now.tv_sec * 1000000 + now.tv_nsec / 1000;
+}
+
+static void hear(int descriptor, void *eloop_data, void *data)
+{
+    (void)eloop_data;
+    (void)data;
+    if (take_output()) return;
+    void (*const go_on)(void) = job.go_on;
+    eloop_unregister_read_sock(descriptor);
+    job.go_on = NULL;
+    job_ended();
+    go_on();
+}
+
+/* Whether it has ended; otherwise it is heard of in the background. */
+static int job_await(int64_t deadline, void (*go_on)(void))
+{
+    struct pollfd end = {.fd = job.pipe, .events = POLLIN};
+    const int was_heard_of = job.go_on != NULL;
+    for (;;) {
+        const int64_t left = deadline - ip_now_us();
+        if (poll(&end, 1, left > 0 ? (int)((left + 999) / 1000) : 0) > 0 && !take_output()) break;
+        if (left > 0) continue;
+        if (!was_heard_of) eloop_register_read_sock(job.pipe, hear, NULL, NULL);
+        job.go_on = go_on;
+        return 0;
+    }
+    if (was_heard_of) eloop_unregister_read_sock(job.pipe);
+    job.go_on = NULL;
+    job_ended();
+    return 1;
+}
+
+int ip_run(int64_t deadline_us, void (*go_on)(void))
+{
+    for (;;) {
+        if (job.pipe >= 0 && !job_await(deadline_us, go_on)) return 0;
+        const struct command *next = next_to_run();
+        if (next == NULL) return 1;
+        job_start(next->words);
     }
 }

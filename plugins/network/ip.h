@@ -2,23 +2,47 @@
 #ifndef PLUGINS_NETWORK_IP_H
 #define PLUGINS_NETWORK_IP_H
 
+#include <stdint.h>
+
 #include "outcomes.h"
 
 /*
- * Runs ip(8). What is done for one instance stands between ip_begin and ip_end, which notes the
- * first command that failed.
+ * Runs ip(8): first all commands are planned, then each is run that has not been run since the
+ * last ip_begin. One that takes long goes on in the background, and is ended after some seconds.
  */
 
-/** Forgets what failed before. */
+/** A new attempt: forgets what was planned, and what was run before. */
 void ip_begin(void);
 
-/** Runs ip(8) with up to 14 words, ended by a null. One that fails is told in the log. */
-void ip_run(const char *word, ...) __attribute__((sentinel));
+/** Forgets what was planned. */
+void ip_forget_plan(void);
 
-/** The same with a vector, ended by a null. */
-void ip_run_words(const char *const words[]);
+/**
+ * Plans a command for the instance of that name, or of none where that is null. It is what the
+ * pattern makes, words with a blank in between. Unless the instance has a reason not to be applied
+ * yet, the command becomes it: that it is being run, what it answered, or that it waits to be run.
+ * Returns 0, or 1 for a command that has failed in this attempt already, and without memory.
+ */
+int ip_plan(outcomes *of, const char *name, const char *pattern, ...)
+    __attribute__((format(printf, 3, 4)));
 
-/** Notes for the instance of that name whether all commands succeeded. */
-void ip_end(outcomes *of, const char *name);
+/** Whether something is planned that has not been run. */
+int ip_has_more(void);
+
+/** Whether a command is being run, or more are to follow. */
+int ip_is_busy(void);
+
+/** Microseconds of a clock that nobody sets. */
+int64_t ip_now_us(void);
+
+/**
+ * Runs what is planned, waiting no longer than until that time. What is not done then goes on in
+ * the background; the function is called as soon as a command has ended there. Returns 1 when all
+ * is done, else 0.
+ */
+int ip_run(int64_t deadline_us, void (*go_on)(void));
+
+/** No more is to be run: what is planned now waits for the next attempt. */
+void ip_end(void);
 
 #endif

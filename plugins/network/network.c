@@ -1,25 +1,81 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The device's network: interfaces, addresses, routes and the resolver. Each commit runs only what
- * its change asks for, and what failed before once more. All of an interface is set up again when
- * the inform interface tells that the hardware was away.
+ * The device's network: interfaces, addresses, routes and the resolver. Each commit, of anything,
+ * runs what makes the kernel have what is configured, and nothing where it has that already; so
+ * does the inform interface, when it tells that hardware was away.
  */
 #include "concerns.h"
+#include "ip.h"
 
-static void apply(const vorn_instances *configuration, const vorn_changes *changes)
+enum {
+    most_plans = 6,           /* of one attempt: what one changes, the next one sees */
+    commit_limit_us = 100000, /* how long others have to wait for a commit */
+    boot_limit_us = 30000000  /* at boot nobody waits, but what comes later needs the links */
+};
+
+static int plans_left;
+static int is_fresh; /* whether the outcomes are those of this request */
+
+static void plan(const vorn_instances *configuration)
 {
-    routes_remove(changes);
-    addresses_remove(configuration, changes);
-    interfaces_remove(changes);
-    interfaces_commit(configuration, changes);
-    addresses_commit(configuration, changes);
-    routes_commit(configuration, changes);
-    resolver_commit(configuration, changes);
+    struct kernel kernel;
+    ip_forget_plan();
+    outcomes_forget(&interface_outcomes);
+    outcomes_forget(&address_outcomes);
+    outcomes_forget(&route_outcomes);
+    if (kernel_read(&kernel) != 0) {
+        vorn_debug_eprintf("network: can't read what the kernel has.\n");
+        return;
+    }
+    routes_remove(configuration, &kernel);
+    addresses_remove(configuration, &kernel);
+    interfaces_remove(configuration, &kernel);
+    interfaces_plan(configuration, &kernel);
+    addresses_plan(configuration, &kernel);
+    routes_plan(configuration, &kernel);
+    kernel_free(&kernel);
+}
+
+static void go_on(void);
+
+static void attempt(const vorn_instances *configuration, int64_t deadline_us)
+{
+    do {
+        if (!ip_run(deadline_us, go_on)) return;
+        plan(configuration);
+    } while (ip_has_more() && --plans_left > 0);
+    ip_end();
+    if (ip_has_more()) plan(configuration);
+    addresses_serve(configuration);
+}
+
+/* In the background, behind the command that has ended: nobody waits for the next one. */
+static void go_on(void)
+{
+    attempt(vorn_config_get_running(), 0);
+}
+
+static void apply(const vorn_instances *configuration, int64_t limit_us)
+{
+    plans_left = vorn_process_no_actions ? 1 : most_plans;
+    ip_begin();
+    attempt(configuration, ip_now_us() + limit_us);
 }
 
 static void commit(vorn_commit_info *info)
 {
-    apply(vorn_commit_info_get_after(info), vorn_commit_info_get_changes(info));
+    static int has_booted;
+    const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    resolver_commit(configuration, vorn_commit_info_get_changes(info));
+    apply(configuration, has_booted ? commit_limit_us : boot_limit_us);
+    has_booted = 1;
+}
+
+void network_look(void)
+{
+    if (is_fresh || ip_is_busy() || vorn_process_no_actions) return;
+    is_fresh = 1;
+    plan(vorn_config_get_running());
 }
 
 enum { concerns = 4 };
@@ -28,6 +84,7 @@ static vorn_refresher *refreshers[concerns];
 
 static void refresh(vorn_refresh_info *info, void *data)
 {
+    is_fresh = 0;
     for (int i = 0; i < concerns; i++) {
         vorn_refresh_info_set_data(info, refreshers[i]);
         vorn_refresher_fn(info, data);
@@ -40,11 +97,7 @@ static int interface_is_back(void)
     const char *name = vorn_inform_get_value("name");
     const vorn_instances *running = vorn_config_get_running();
     if (name == NULL || vorn_instances_get(running, "interface", name) == NULL) return 1;
-
-    interfaces_try_again(running, name);
-    outcomes_try_again(&address_outcomes, running, "interface", name);
-    outcomes_try_again(&route_outcomes, running, NULL, NULL);
-    apply(running, NULL);
+    apply(running, commit_limit_us);
     return 0;
 }
 

@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /* Routes, each set whole with one command. */
+#include <arpa/inet.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "concerns.h"
@@ -32,61 +34,203 @@ static int is_link_name_or_none(const char *value)
     return *value == '\0' || is_link_name(value);
 }
 
-static void change_table(const char *action, const vorn_instance *route)
+enum { words_room = 112 };
+
+/* A route that was set, as ip(8) was told of it. */
+struct made_route {
+    struct made_route *next;
+    char words[words_room];
+    struct kernel_route route;
+};
+
+static struct made_route *made_routes;
+
+static void write_words(char words[words_room], const vorn_instance *route)
 {
     static const char *const options[] = {"via", "gateway", "dev", "interface", "metric", "metric"};
-    const char *words[10] = {"route", action, value_of(route, "destination")};
-    int count = 3;
+    int used = snprintf(words, words_room, "%s", value_of(route, "destination"));
     for (size_t i = 0; i < sizeof options / sizeof *options; i += 2) {
         const char *value = value_of(route, options[i + 1]);
-        if (*value == '\0') continue;
-        words[count++] = options[i];
-        words[count++] = value;
+        if (*value == '\0' || used >= words_room) continue;
+        used += snprintf(words + used, (size_t)(words_room - used), " %s %s", options[i], value);
     }
-    ip_run_words(words);
 }
 
-static void take_away(const vorn_instance *before)
+static uint32_t number_of(const char *text, size_t length)
 {
-    change_table("del", before);
+    char address[INET_ADDRSTRLEN];
+    struct in_addr number = {0};
+    snprintf(address, sizeof address, "%.*s", (int)length, text);
+    inet_pton(AF_INET, address, &number);
+    return ntohl(number.s_addr);
 }
 
-static int is_moved(const vorn_instance *now, const vorn_instance *before)
+static struct kernel_route parse(const vorn_instance *instance)
 {
-    return is_changed(now, before, "destination") || is_changed(now, before, "gateway") ||
-           is_changed(now, before, "interface") || is_changed(now, before, "metric");
+    struct kernel_route route = {0};
+    const char *destination = value_of(instance, "destination");
+    const char *gateway = value_of(instance, "gateway");
+    const size_t length = strcspn(destination, "/");
+    if (strcmp(destination, "default") != 0 && destination[length] == '/') {
+        route.destination = number_of(destination, length);
+        route.prefix = atoi(destination + length + 1);
+    }
+    route.gateway = number_of(gateway, strlen(gateway));
+    route.metric = atoi(value_of(instance, "metric"));
+    snprintf(route.link, sizeof route.link, "%s", value_of(instance, "interface"));
+    return route;
 }
 
-static void make_way(vorn_instance *now, const vorn_instance *before, int again)
+/* Routes of one destination and metric take each other's place. */
+static int has_place_of(const struct kernel_route *left, const struct kernel_route *right)
 {
-    (void)again;
-    if (before != NULL && is_moved(now, before)) take_away(before);
+    return left->destination == right->destination && left->prefix == right->prefix &&
+           left->metric == right->metric;
 }
 
-static void apply(vorn_instance *now, const vorn_instance *before, int again)
+/* A route without a link is the same over any. */
+static struct kernel_route *find(const struct kernel *kernel, const struct kernel_route *route)
 {
-    if (!again && !is_moved(now, before)) return;
-    ip_begin();
-    change_table("replace", now);
-    ip_end(&route_outcomes, vorn_instance_get_name(now));
+    struct kernel_route *each = kernel->routes;
+    while (each != NULL && (!has_place_of(each, route) || each->gateway != route->gateway ||
+                            (*route->link != '\0' && strcmp(each->link, route->link) != 0))) {
+        each = each->next;
+    }
+    return each;
 }
 
-void routes_remove(const vorn_changes *changes)
+static void remember(const char *words, const struct kernel_route *route)
 {
-    outcomes_for_each_deleted(&route_outcomes, changes, take_away);
+    struct made_route **end = &made_routes;
+    while (*end != NULL && strcmp((*end)->words, words) != 0)
+        end = &(*end)->next;
+    if (*end != NULL) return;
+    struct made_route *made = calloc(1, sizeof *made);
+    if (made == NULL) return;
+    snprintf(made->words, sizeof made->words, "%s", words);
+    made->route = *route;
+    *end = made;
 }
 
-void routes_commit(const vorn_instances *configuration, const vorn_changes *changes)
+static int is_wanted(const vorn_instances *configuration, const char *made)
 {
-    if (!outcomes_concerns(&route_outcomes, changes)) return;
-    outcomes_for_each_concerned(&route_outcomes, configuration, changes, make_way);
-    outcomes_for_each_concerned(&route_outcomes, configuration, changes, apply);
+    char words[words_room];
+    int found = 0;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "route");
+    while (walk != NULL && !found && vorn_instances_iterator_has_next(walk)) {
+        write_words(words, vorn_instances_iterator_next(walk));
+        found = strcmp(words, made) == 0;
+    }
+    vorn_instances_delete_iterator(walk);
+    return found;
+}
+
+void routes_remove(const vorn_instances *configuration, struct kernel *kernel)
+{
+    struct made_route **each = &made_routes;
+    while (*each != NULL) {
+        struct made_route *made = *each;
+        const struct kernel_route *there = find(kernel, &made->route);
+        if (is_wanted(configuration, made->words)) {
+            each = &made->next;
+        } else if (there != NULL) {
+            ip_plan(&route_outcomes, NULL, "route del %s", made->words);
+            kernel_remove_route(kernel, there);
+            each = &made->next;
+        } else {
+            *each = made->next;
+            free(made);
+        }
+    }
+}
+
+/* The link over which it goes, or null after the reason why there is none yet was noted. */
+static const char *find_link(const struct kernel *kernel, const vorn_instance *route,
+                             const struct kernel_route *wanted)
+{
+    const char *name = vorn_instance_get_name(route);
+    const struct kernel_link *link = kernel_find_link(kernel, wanted->link);
+    const char *way = wanted->gateway != 0 ? kernel_find_way(kernel, wanted->gateway) : NULL;
+    if (*wanted->link != '\0' && link == NULL) {
+        outcomes_explain(&route_outcomes, name, "waiting for %s", wanted->link);
+    } else if (link != NULL && !link->is_up) {
+        outcomes_explain(&route_outcomes, name, "waiting for %s to be up", wanted->link);
+    } else if (wanted->gateway != 0 && way == NULL) {
+        outcomes_explain(&route_outcomes, name, "waiting for a way to %s",
+                         value_of(route, "gateway"));
+    } else {
+        return *wanted->link != '\0' ? wanted->link : way != NULL ? way : "";
+    }
+    return NULL;
+}
+
+static void plan(struct kernel *kernel, const vorn_instance *route)
+{
+    char words[words_room];
+    const char *name = vorn_instance_get_name(route);
+    struct kernel_route wanted = parse(route);
+    struct kernel_route *there = find(kernel, &wanted);
+    const char *link = find_link(kernel, route, &wanted);
+    write_words(words, route);
+    remember(words, &wanted);
+    if (link == NULL) {
+        if (there == NULL) return;
+        ip_plan(&route_outcomes, NULL, "route del %s", words);
+        kernel_remove_route(kernel, there);
+        return;
+    }
+    if (there != NULL && (*link == '\0' || strcmp(there->link, link) == 0)) return;
+    ip_plan(&route_outcomes, name, "route replace %s", words);
+    if (there != NULL) kernel_remove_route(kernel, there);
+    snprintf(wanted.link, sizeof wanted.link, "%s", link);
+    kernel_add_route(kernel, &wanted);
+}
+
+/* Whether an earlier instance has that place in the table. */
+static const char *find_twin(const vorn_instances *configuration, const vorn_instance *route)
+{
+    const char *twin = NULL;
+    const struct kernel_route wanted = parse(route);
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "route");
+    while (walk != NULL && twin == NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        if (each == route) break;
+        const struct kernel_route other = parse(each);
+        if (has_place_of(&other, &wanted)) twin = vorn_instance_get_name(each);
+    }
+    vorn_instances_delete_iterator(walk);
+    return twin;
+}
+
+/* Those without a gateway make ways for the others. */
+static void plan_those(const vorn_instances *configuration, struct kernel *kernel, int with_gateway)
+{
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "route");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *route = vorn_instances_iterator_next(walk);
+        if ((*value_of(route, "gateway") != '\0') != with_gateway) continue;
+        const char *twin = find_twin(configuration, route);
+        if (twin != NULL) {
+            outcomes_explain(&route_outcomes, vorn_instance_get_name(route),
+                             "failed: route \"%s\" has its place", twin);
+        } else {
+            plan(kernel, route);
+        }
+    }
+    vorn_instances_delete_iterator(walk);
+}
+
+void routes_plan(const vorn_instances *configuration, struct kernel *kernel)
+{
+    plan_those(configuration, kernel, 0);
+    plan_those(configuration, kernel, 1);
 }
 
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     (void)property;
     (void)info;
+    network_look();
     const char *reason = outcomes_reason(&route_outcomes, vorn_instance_get_name(instance));
     return reason != NULL ? reason : "applied";
 }

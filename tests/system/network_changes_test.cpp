@@ -92,7 +92,7 @@ constexpr Change changes[] = {
     {"AnotherAddress",
      "<insert><address name=\"x\"><kind>static-address</kind><interface>eth1</interface>"
      "<address>10.0.0.1</address><prefix>8</prefix></address></insert>",
-     "addr replace 10.0.0.1/8 dev eth1\nroute replace default via 192.168.1.254\n"},
+     "addr replace 10.0.0.1/8 dev eth1\n"},
     {"AGateway", "<update><route><gateway>192.168.1.253</gateway></route></update>",
      "route del default via 192.168.1.254\nroute replace default via 192.168.1.253\n"},
     {"NoRoute", "<delete><route/></delete>", "route del default via 192.168.1.254\n"},

@@ -66,8 +66,7 @@ TEST_F(Networks, TakeALinkThatIsMadeAnewIntoItsBridge)
 
     EXPECT_EQ(commands(), "link del dev eth1.5\n"
                           "link add link eth1 name eth1.5 type vlan id 6\n"
-                          "link set dev eth1.5 master br0\nlink set dev eth1.5 up\n"
-                          "route replace default via 192.168.1.254\n");
+                          "link set dev eth1.5 up\nlink set dev eth1.5 master br0\n");
     EXPECT_THAT(shell("ip -o link show eth1.5"), AllOf(HasSubstr("master br0"), HasSubstr(",UP")));
 }
 
@@ -89,37 +88,45 @@ TEST_F(Networks, GiveALinkThatIsMadeAnewItsAddressBack)
     EXPECT_THAT(shell("ip route show 172.16.0.0/12"), HasSubstr("via 10.0.0.2 dev v metric 7"));
 }
 
-TEST_F(Networks, TryAgainWithTheNextCommitWhatFailed)
+TEST_F(Networks, WaitForALinkThatIsPluggedInLater)
 {
     write_file(vorn::test::startup_file,
                "<config><interface name=\"eth7\"><kind>ethernet</kind><mtu>1300</mtu>"
                "<status>up</status></interface><address name=\"lan\"><kind>static-address</kind>"
                "<interface>eth7</interface><address>10.0.0.1</address><prefix>8</prefix></address>"
-               "</config>");
+               "<address name=\"wan\"><kind>dhcp-address</kind><interface>eth7</interface>"
+               "</address><route name=\"r\"><destination>172.16.0.0/12</destination>"
+               "<gateway>10.0.0.2</gateway></route></config>");
     boot();
-    EXPECT_EQ(state_of("interface", "eth7"), "\"ip link set dev eth7 mtu 1300\" failed");
-    EXPECT_EQ(state_of("address", "lan"), "\"ip addr replace 10.0.0.1/8 dev eth7\" failed");
-    EXPECT_TRUE(console_shows("vorn: network: \"ip link set dev eth7 up\" failed.\n"));
+    EXPECT_EQ(state_of("interface", "eth7"), "waiting for eth7");
+    EXPECT_EQ(state_of("address", "lan"), "waiting for eth7");
+    EXPECT_EQ(state_of("address", "wan"), "waiting for eth7");
+    EXPECT_EQ(state_of("route", "r"), "waiting for a way to 10.0.0.2");
+    EXPECT_EQ(runs_of("udhcpc").size(), 0);
 
     shell("ip link add eth7 type veth peer name to-eth7 && ip link set to-eth7 up");
     change("<update><resolver><search/></resolver></update>");
 
     EXPECT_EQ(state_of("interface", "eth7") + state_of("address", "lan"), "appliedapplied");
+    EXPECT_EQ(state_of("route", "r"), "applied");
+    EXPECT_TRUE(comes_true([] { return runs_of("udhcpc").size() == 1; }));
     EXPECT_THAT(shell("ip -o addr show eth7; ip -o link show eth7"),
                 AllOf(HasSubstr("10.0.0.1/8"), HasSubstr("mtu 1300"), HasSubstr("state UP")));
 }
 
-TEST_F(Networks, TryToMakeALinkAgainThatHasNoParentYet)
+TEST_F(Networks, SayWhatIpSaidAndTryAgainWithTheNextCommit)
 {
     write_file(vorn::test::startup_file,
                "<config><interface name=\"br0\"><kind>bridge</kind><members>x.2</members>"
-               "</interface><interface name=\"x.2\"><kind>vlan</kind><parent>x</parent><id>2</id>"
-               "</interface></config>");
+               "</interface><interface name=\"x.2\"><kind>vlan</kind><parent>eth0</parent>"
+               "<id>2</id></interface></config>");
     shell("touch /tmp/no-vlans");
     boot();
-    EXPECT_EQ(state_of("interface", "x.2"),
-              "\"ip link add link x name x.2 type vlan id 2\" failed");
-    EXPECT_EQ(state_of("interface", "br0"), "\"ip link set dev x.2 master br0\" failed");
+    EXPECT_EQ(state_of("interface", "x.2"), "failed: \"ip link add link eth0 name x.2 type vlan id "
+                                            "2\": no VLANs today, sorry");
+    EXPECT_EQ(state_of("interface", "br0"), "waiting for x.2");
+    EXPECT_TRUE(console_shows("vorn: network: \"ip link add link eth0 name x.2 type vlan id 2\" "
+                              "failed: no VLANs today, sorry\n"));
 
     shell("rm /tmp/no-vlans");
     change("<update><interface name=\"br0\"><stp>off</stp></interface></update>");

@@ -44,11 +44,12 @@ protected:
     {
         std::string ip = shell("command -v ip");
         ip.pop_back();
-        stand_in("ip", "case $* in 'link add link '*' type vlan '*)\n"
-                       "test ! -e /tmp/no-vlans || exit 1\n"
-                       "set -- link add name $6 type veth peer name to-$6\n"
-                       "esac; exec " +
-                           ip + " \"$@\"");
+        stand_in("ip",
+                 "case $* in 'link add link '*' type vlan '*)\n"
+                 "test ! -e /tmp/no-vlans || { printf 'no VLANs today,\\nsorry\\n' >&2; exit 1; }\n"
+                 "set -- link add name $6 type veth peer name to-$6\n"
+                 "esac; exec " +
+                     ip + " \"$@\"");
     }
 
     void boot_and_forget()

@@ -1,0 +1,400 @@
+/* SPDX-License-Identifier: MIT */
+/* Links through netlink, addresses through the C library, routes from the kernel's table. */
+#include "kernel.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <linux/if_link.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+enum { answer_room = 65536, answer_limit_s = 1, default_mtu = 1500 };
+
+static int number_in(const struct rtattr *attribute)
+{
+    int number = 0;
+    memcpy(&number, RTA_DATA(attribute), sizeof number);
+    return number;
+}
+
+static void copy_text(char *to, size_t room, const struct rtattr *attribute)
+{
+    snprintf(to, room, "%.*s", (int)RTA_PAYLOAD(attribute), (const char *)RTA_DATA(attribute));
+}
+
+static void read_kind_data(struct kernel_link *link, const struct rtattr *data)
+{
+    int left = (int)RTA_PAYLOAD(data);
+    for (const struct rtattr *each = RTA_DATA(data); RTA_OK(each, left);
+         each = RTA_NEXT(each, left)) {
+        if (strcmp(link->kind, "vlan") == 0 && each->rta_type == IFLA_VLAN_ID) {
+            uint16_t id;
+            memcpy(&id, RTA_DATA(each), sizeof id);
+            link->vlan_id = id;
+        }
+        if (strcmp(link->kind, "bridge") == 0 && each->rta_type == IFLA_BR_STP_STATE) {
+            link->is_stp = number_in(each) != 0;
+        }
+    }
+}
+
+static void read_kind(struct kernel_link *link, const struct rtattr *info)
+{
+    int left = (int)RTA_PAYLOAD(info);
+    for (const struct rtattr *each = RTA_DATA(info); RTA_OK(each, left);
+         each = RTA_NEXT(each, left)) {
+        if (each->rta_type == IFLA_INFO_KIND) copy_text(link->kind, sizeof link->kind, each);
+        if (each->rta_type == IFLA_INFO_DATA) read_kind_data(link, each);
+    }
+}
+
+/* Indexes become names when all links are there. */
+static int add_link(struct kernel *kernel, const struct nlmsghdr *message)
+{
+    const struct ifinfomsg *info = NLMSG_DATA(message);
+    struct kernel_link *link = calloc(1, sizeof *link);
+    int left = (int)IFLA_PAYLOAD(message);
+    if (link == NULL) return 1;
+    link->index = info->ifi_index;
+    link->is_up = (info->ifi_flags & IFF_UP) != 0;
+    for (const struct rtattr *each = IFLA_RTA(info); RTA_OK(each, left);
+         each = RTA_NEXT(each, left)) {
+        if (each->rta_type == IFLA_IFNAME) copy_text(link->name, sizeof link->name, each);
+        if (each->rta_type == IFLA_MTU) link->mtu = number_in(each);
+        if (each->rta_type == IFLA_MASTER) if_indextoname((unsigned)number_in(each), link->master);
+        if (each->rta_type == IFLA_LINK) if_indextoname((unsigned)number_in(each), link->parent);
+        if (each->rta_type == IFLA_LINKINFO) read_kind(link, each);
+    }
+    link->next = kernel->links;
+    kernel->links = link;
+    return 0;
+}
+
+/* Whether the dump goes on: 1, or 0 at its end, or -1 when it failed. */
+static int take_messages(struct kernel *kernel, const char *answer, ssize_t size)
+{
+    unsigned int left = (unsigned int)size;
+    for (const struct nlmsghdr *each = (const void *)answer; NLMSG_OK(each, left);
+         each = NLMSG_NEXT(each, left)) {
+        if (each->nlmsg_type == NLMSG_DONE) return 0;
+        if (each->nlmsg_type == NLMSG_ERROR) return -1;
+        if (each->nlmsg_type == RTM_NEWLINK && add_link(kernel, each) != 0) return -1;
+    }
+    return 1;
+}
+
+static int read_links(struct kernel *kernel)
+{
+    struct {
+        struct nlmsghdr header;
+        struct ifinfomsg info;
+    } request = {.header = {.nlmsg_len = sizeof request,
+                            .nlmsg_type = RTM_GETLINK,
+                            .nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP}};
+    const struct timeval limit = {answer_limit_s, 0};
+    char *answer = malloc(answer_room);
+    const int door = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
+    int more = answer != NULL && door >= 0 &&
+                       setsockopt(door, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0 &&
+                       send(door, &request, sizeof request, 0) == sizeof request
+                   ? 1
+                   : -1;
+    while (more > 0) {
+        const ssize_t size = recv(door, answer, answer_room, 0);
+        more = size > 0 ? take_messages(kernel, answer, size) : -1;
+    }
+    if (door >= 0) close(door);
+    free(answer);
+    return more;
+}
+
+static int count_bits(const struct sockaddr *netmask)
+{
+    if (netmask == NULL) return 32;
+    return __builtin_popcount(((const struct sockaddr_in *)(const void *)netmask)->sin_addr.s_addr);
+}
+
+static int read_addresses(struct kernel *kernel)
+{
+    struct ifaddrs *all = NULL;
+    if (getifaddrs(&all) != 0) return 1;
+    for (const struct ifaddrs *each = all; each != NULL; each = each->ifa_next) {
+        char link[IF_NAMESIZE];
+        if (each->ifa_addr == NULL || each->ifa_addr->sa_family != AF_INET) continue;
+        const struct sockaddr_in *found = (const struct sockaddr_in *)(const void *)each->ifa_addr;
+        /* A label of an address has a colon behind the link's name. */
+        snprintf(link, sizeof link, "%.*s", (int)strcspn(each->ifa_name, ":"), each->ifa_name);
+        kernel_add_address(kernel, link, ntohl(found->sin_addr.s_addr),
+                           count_bits(each->ifa_netmask));
+    }
+    freeifaddrs(all);
+    return 0;
+}
+
+/* Interface, destination, gateway, flags, two counts, metric, mask; addresses as they lie. */
+static int read_routes(struct kernel *kernel)
+{
+    char line[256];
+    FILE *table = fopen("/proc/net/route", "re");
+    if (table == NULL) return 1;
+    while (fgets(line, sizeof line, table) != NULL) {
+        struct kernel_route route = {0};
+        unsigned int destination;
+        unsigned int gateway;
+        unsigned int mask;
+        if (sscanf(line, "%15s %x %x %*x %*d %*d %d %x", route.link, &destination, &gateway,
+                   &route.metric, &mask) != 5) {
+            continue;
+        }
+        route.destination = ntohl(destination);
+        route.gateway = ntohl(gateway);
+        route.prefix = __builtin_popcount(mask);
+        kernel_add_route(kernel, &route);
+    }
+    fclose(table);
+    return 0;
+}
+
+int kernel_read(struct kernel *kernel)
+{
+    *kernel = (struct kernel){NULL, NULL, NULL};
+    if (read_links(kernel) == 0 && read_addresses(kernel) == 0 && read_routes(kernel) == 0) {
+        return 0;
+    }
+    kernel_free(kernel);
+    return 1;
+}
+
+#define FREE_LIST(type, list)                                                                      \
+    while ((list) != NULL) {                                                                       \
+        struct type *first = (list);                                                               \
+        (list) = first->next;                                                                      \
+        free(first);                                                                               \
+    }
+
+void kernel_free(struct kernel *kernel)
+{
+    FREE_LIST(kernel_link, kernel->links)
+    FREE_LIST(kernel_address, kernel->addresses)
+    FREE_LIST(kernel_route, kernel->routes)
+}
+
+struct kernel_link *kernel_find_link(const struct kernel *kernel, const char *name)
+{
+    struct kernel_link *link = kernel->links;
+    while (link != NULL && strcmp(link->name, name) != 0)
+        link = link->next;
+    return link;
+}
+
+struct kernel_address *kernel_find_address(const struct kernel *kernel, const char *link,
+                                           uint32_t address, int prefix)
+{
+    struct kernel_address *each = kernel->addresses;
+    while (each != NULL &&
+           (each->address != address || each->prefix != prefix || strcmp(each->link, link) != 0)) {
+        each = each->next;
+    }
+    return each;
+}
+
+struct kernel_link *kernel_add_link(struct kernel *kernel, const char *name, const char *kind)
+{
+    struct kernel_link *link = calloc(1, sizeof *link);
+    if (link == NULL) return NULL;
+    snprintf(link->name, sizeof link->name, "%s", name);
+    snprintf(link->kind, sizeof link->kind, "%s", kind);
+    link->mtu = default_mtu;
+    link->next = kernel->links;
+    kernel->links = link;
+    return link;
+}
+
+void kernel_add_address(struct kernel *kernel, const char *link, uint32_t address, int prefix)
+{
+    struct kernel_address *added = calloc(1, sizeof *added);
+    struct kernel_address **end = &kernel->addresses;
+    if (added == NULL) return;
+    snprintf(added->link, sizeof added->link, "%s", link);
+    added->address = address;
+    added->prefix = prefix;
+    while (*end != NULL)
+        end = &(*end)->next;
+    *end = added;
+}
+
+int is_in_network(uint32_t address, uint32_t network, int prefix)
+{
+    return prefix == 0 || ((address ^ network) >> (32 - prefix)) == 0;
+}
+
+static int is_same_network(const struct kernel_address *left, const struct kernel_address *right)
+{
+    return strcmp(left->link, right->link) == 0 && left->prefix == right->prefix &&
+           is_in_network(left->address, right->address, right->prefix);
+}
+
+/* The first address of its network on the link: the others depend on it. */
+static int is_first_of_network(const struct kernel *kernel, const struct kernel_address *address)
+{
+    const struct kernel_address *each = kernel->addresses;
+    while (each != NULL && !is_same_network(each, address))
+        each = each->next;
+    return each == address;
+}
+
+/* With the last address of a link its routes go; with that of a network the way to neighbours. */
+static void remove_routes_of(struct kernel *kernel, const struct kernel_address *gone)
+{
+    int has_more = 0;
+    for (const struct kernel_address *each = kernel->addresses; each != NULL; each = each->next) {
+        if (is_same_network(each, gone)) return;
+        has_more |= strcmp(each->link, gone->link) == 0;
+    }
+    struct kernel_route *each = kernel->routes;
+    while (each != NULL) {
+        struct kernel_route *next = each->next;
+        if (strcmp(each->link, gone->link) == 0 &&
+            (!has_more || (each->gateway == 0 && each->prefix == gone->prefix &&
+                           is_in_network(each->destination, gone->address, gone->prefix)))) {
+            kernel_remove_route(kernel, each);
+        }
+        each = next;
+    }
+}
+
+void kernel_remove_address(struct kernel *kernel, const struct kernel_address *address)
+{
+    const struct kernel_address gone = *address;
+    const int is_first = is_first_of_network(kernel, address);
+    struct kernel_address **each = &kernel->addresses;
+    while (*each != NULL) {
+        struct kernel_address *one = *each;
+        if (is_first ? is_same_network(one, &gone) : one == address) {
+            *each = one->next;
+            free(one);
+        } else {
+            each = &one->next;
+        }
+    }
+    remove_routes_of(kernel, &gone);
+}
+
+void kernel_add_route(struct kernel *kernel, const struct kernel_route *route)
+{
+    struct kernel_route *added = malloc(sizeof *added);
+    if (added == NULL) return;
+    *added = *route;
+    added->next = kernel->routes;
+    kernel->routes = added;
+}
+
+void kernel_remove_route(struct kernel *kernel, const struct kernel_route *route)
+{
+    struct kernel_route **each = &kernel->routes;
+    while (*each != NULL && *each != route)
+        each = &(*each)->next;
+    if (*each == NULL) return;
+    struct kernel_route *gone = *each;
+    *each = gone->next;
+    free(gone);
+}
+
+static void remove_routes_over(struct kernel *kernel, const char *name)
+{
+    struct kernel_route *each = kernel->routes;
+    while (each != NULL) {
+        struct kernel_route *next = each->next;
+        if (strcmp(each->link, name) == 0) kernel_remove_route(kernel, each);
+        each = next;
+    }
+}
+
+static void remove_addresses_on(struct kernel *kernel, const char *name)
+{
+    struct kernel_address **each = &kernel->addresses;
+    while (*each != NULL) {
+        struct kernel_address *one = *each;
+        if (strcmp(one->link, name) == 0) {
+            *each = one->next;
+            free(one);
+        } else {
+            each = &one->next;
+        }
+    }
+}
+
+static int is_vlan_on(const struct kernel_link *link, const char *parent)
+{
+    return strcmp(link->kind, "vlan") == 0 && strcmp(link->parent, parent) == 0;
+}
+
+static void remove_one_link(struct kernel *kernel, const char *name)
+{
+    struct kernel_link **each = &kernel->links;
+    remove_routes_over(kernel, name);
+    remove_addresses_on(kernel, name);
+    while (*each != NULL && strcmp((*each)->name, name) != 0)
+        each = &(*each)->next;
+    if (*each == NULL) return;
+    struct kernel_link *gone = *each;
+    *each = gone->next;
+    free(gone);
+}
+
+void kernel_remove_link(struct kernel *kernel, const char *name)
+{
+    char gone[IF_NAMESIZE];
+    snprintf(gone, sizeof gone, "%s", name);
+    remove_one_link(kernel, gone);
+    struct kernel_link *each = kernel->links;
+    while (each != NULL) {
+        if (strcmp(each->master, gone) == 0) each->master[0] = '\0';
+        if (!is_vlan_on(each, gone)) {
+            each = each->next;
+            continue;
+        }
+        kernel_remove_link(kernel, each->name);
+        each = kernel->links;
+    }
+}
+
+void kernel_switch_link(struct kernel *kernel, struct kernel_link *link, int is_up)
+{
+    link->is_up = is_up;
+    if (!is_up) remove_routes_over(kernel, link->name);
+    for (struct kernel_link *each = kernel->links; each != NULL; each = each->next) {
+        if (is_vlan_on(each, link->name) && each->is_up != is_up) {
+            kernel_switch_link(kernel, each, is_up);
+        }
+    }
+}
+
+const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour)
+{
+    const char *way = NULL;
+    int longest = -1;
+    for (const struct kernel_address *each = kernel->addresses; each != NULL; each = each->next) {
+        const struct kernel_link *link = kernel_find_link(kernel, each->link);
+        if (link == NULL || !link->is_up || each->prefix <= longest || each->prefix == 32 ||
+            !is_in_network(neighbour, each->address, each->prefix)) {
+            continue;
+        }
+        way = link->name;
+        longest = each->prefix;
+    }
+    for (const struct kernel_route *each = kernel->routes; each != NULL; each = each->next) {
+        if (each->gateway != 0 || each->prefix <= longest ||
+            !is_in_network(neighbour, each->destination, each->prefix)) {
+            continue;
+        }
+        way = each->link;
+        longest = each->prefix;
+    }
+    return way;
+}

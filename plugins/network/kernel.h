@@ -1,0 +1,91 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_NETWORK_KERNEL_H
+#define PLUGINS_NETWORK_KERNEL_H
+
+#include <net/if.h>
+#include <stdint.h>
+
+/*
+ * What the kernel has of links, addresses and routes: read at once, and then changed as planned
+ * commands will change it, so that one command can be planned on top of another.
+ */
+
+struct kernel_link {
+    struct kernel_link *next;
+    char name[IF_NAMESIZE];
+    char kind[16]; /* "bridge", "vlan"; whatever else the kernel calls it, empty for hardware */
+    char master[IF_NAMESIZE];
+    char parent[IF_NAMESIZE]; /* of a VLAN */
+    int index;                /* 0 for one that is not made yet */
+    int mtu;
+    int is_up;
+    int vlan_id;
+    int is_stp;
+};
+
+struct kernel_address {
+    struct kernel_address *next;
+    char link[IF_NAMESIZE];
+    uint32_t address;
+    int prefix;
+};
+
+struct kernel_route {
+    struct kernel_route *next;
+    char link[IF_NAMESIZE];
+    uint32_t destination;
+    uint32_t gateway; /* 0 without one */
+    int prefix;
+    int metric;
+};
+
+struct kernel {
+    struct kernel_link *links;
+    struct kernel_address *addresses;
+    struct kernel_route *routes;
+};
+
+/** Reads all of it. Returns 0, or 1, with nothing in it, when that fails or memory is gone. */
+int kernel_read(struct kernel *kernel);
+
+/** Frees what is in it. */
+void kernel_free(struct kernel *kernel);
+
+/** The link of that name, or null. */
+struct kernel_link *kernel_find_link(const struct kernel *kernel, const char *name);
+
+/** That address on that link, or null. */
+struct kernel_address *kernel_find_address(const struct kernel *kernel, const char *link,
+                                           uint32_t address, int prefix);
+
+/** Adds a link as it is made: down, and in no bridge. Null without memory. */
+struct kernel_link *kernel_add_link(struct kernel *kernel, const char *name, const char *kind);
+
+/** Appends an address. Without memory it is missing. */
+void kernel_add_address(struct kernel *kernel, const char *link, uint32_t address, int prefix);
+
+/** Takes the address away, and those with which the kernel does the same. */
+void kernel_remove_address(struct kernel *kernel, const struct kernel_address *address);
+
+/** Adds a route. Without memory it is missing. */
+void kernel_add_route(struct kernel *kernel, const struct kernel_route *route);
+
+/** Takes the route away. */
+void kernel_remove_route(struct kernel *kernel, const struct kernel_route *route);
+
+/** Takes the link away with all that is on it: VLANs, addresses, routes. */
+void kernel_remove_link(struct kernel *kernel, const char *name);
+
+/** Switches the link on or off, with the VLANs on it; one that is off loses its routes. */
+void kernel_switch_link(struct kernel *kernel, struct kernel_link *link, int is_up);
+
+/** Whether an address lies in a network. */
+int is_in_network(uint32_t address, uint32_t network, int prefix);
+
+/**
+ * The link over which a neighbour of that address is reached, which has an address in the same
+ * network or a route to it without a gateway; null when there is none.
+ */
+const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour);
+
+#endif
