@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The commands of one attempt, in their order, and the one that is running. It has a keeper, a
+ * The commands of one attempt, in their order, and the process that runs them: one ip for all,
+ * since most of the time that a command takes is the start of the program. It has a keeper, a
  * process that ends it when it takes too long and tells through a pipe how it ended: the daemon
  * reaps every child, so that nobody else could know.
  */
@@ -22,6 +23,8 @@ enum {
     most_words = 20,
     command_room = 160,
     reason_room = 200,
+    output_room = 4096,
+    last_word_room = 64,
     command_limit_s = 10,
     not_executed = 127,
     highest_descriptor = 1023
@@ -38,15 +41,17 @@ static struct command *planned; /* in their order; each stands for itself among 
 static struct command *ran;     /* since the attempt began */
 static int is_busy;
 
-/* The command that is running; its output so far. */
+/* The commands that are running, and what ip has said so far. */
 static struct {
     int pipe;   /* below 0 without one */
     int is_old; /* of an attempt before this one */
     void (*go_on)(void);
-    char words[command_room];
-    char output[reason_room + 32];
+    struct command *commands;
+    char output[output_room + last_word_room];
     size_t length;
 } job = {.pipe = -1};
+
+static int runs_singly; /* since ip gave up in the middle of many */
 
 static void free_commands(struct command **list)
 {
@@ -80,6 +85,7 @@ void ip_begin(void)
 {
     free_commands(&planned);
     free_commands(&ran);
+    runs_singly = 0;
     job.is_old = 1;
     is_busy = 1;
 }
@@ -106,8 +112,6 @@ static void give_reason(outcomes *of, const char *name, const char *words)
     if (name == NULL || outcomes_reason(of, name) != NULL) return;
     if (before != NULL && before->failure != NULL) {
         snprintf(reason, sizeof reason, "failed: \"ip %s\": %s", words, before->failure);
-    } else if (before != NULL) {
-        snprintf(reason, sizeof reason, "failed: \"ip %s\" changed nothing", words);
     } else if (is_busy) {
         snprintf(reason, sizeof reason, "applying");
     } else {
@@ -129,17 +133,12 @@ int ip_plan(outcomes *of, const char *name, const char *pattern, ...)
     return before != NULL && before->failure != NULL;
 }
 
-static struct command *next_to_run(void)
-{
-    struct command *each = planned;
-    while (each != NULL && find(ran, each->words) != NULL)
-        each = each->next;
-    return each;
-}
-
 int ip_has_more(void)
 {
-    return next_to_run() != NULL;
+    const struct command *each = planned;
+    while (each != NULL && find(ran, each->words) != NULL)
+        each = each->next;
+    return each != NULL;
 }
 
 static void split(char *words, char *arguments[])
@@ -171,13 +170,23 @@ static void prepare_child(int errors)
         close(descriptor);
 }
 
-static _Noreturn void become_ip(void)
+static _Noreturn void become_ip(int commands)
 {
-    char *arguments[most_words + 2];
-    split(job.words, arguments);
-    execvp(arguments[0], arguments);
+    static char *const many[] = {(char *)"ip", (char *)"-force", (char *)"-batch", (char *)"-",
+                                 NULL};
+    char *one[most_words + 2];
+    if (job.commands->next == NULL) split(job.commands->words, one);
+    dup2(commands, STDIN_FILENO);
+    execvp("ip", job.commands->next == NULL ? one : many);
     fprintf(stderr, "%s", strerror(errno));
     _exit(not_executed);
+}
+
+static void write_commands(int to)
+{
+    for (const struct command *each = job.commands; each != NULL; each = each->next)
+        dprintf(to, "%s\n", each->words);
+    close(to);
 }
 
 /* What the keeper tells last stands behind a byte that no program writes. */
@@ -185,40 +194,28 @@ static _Noreturn void keep(int errors)
 {
     sigset_t child;
     const struct timespec limit = {command_limit_s, 0};
-    int status = 0;
+    int commands[2];
+    int status = -1;
     prepare_child(errors);
     sigemptyset(&child);
     sigaddset(&child, SIGCHLD);
     sigprocmask(SIG_BLOCK, &child, NULL);
-    const pid_t program = fork();
+    const pid_t program = pipe2(commands, O_CLOEXEC) == 0 ? fork() : -1;
     if (program == 0) {
         sigprocmask(SIG_UNBLOCK, &child, NULL);
-        become_ip();
+        become_ip(commands[0]);
     }
-    if (program > 0 && sigtimedwait(&child, NULL, &limit) < 0) {
-        kill(program, SIGKILL);
-        dprintf(STDERR_FILENO, "no answer within %d s", command_limit_s);
+    if (program > 0) {
+        close(commands[0]);
+        if (job.commands->next != NULL) write_commands(commands[1]);
+        if (sigtimedwait(&child, NULL, &limit) < 0) {
+            kill(program, SIGKILL);
+            dprintf(STDERR_FILENO, "no answer within %d s", command_limit_s);
+        }
+        if (waitpid(program, &status, 0) != program) status = -1;
     }
-    if (program < 0 || waitpid(program, &status, 0) != program) status = -1;
     dprintf(STDERR_FILENO, "\1%d", status);
     _exit(0);
-}
-
-static void note(int status, const char *answer)
-{
-    if (vorn_process_no_actions) {
-        vorn_debug_1printf("Running \"ip %s\" -> (no actions)\n", job.words);
-    } else {
-        vorn_debug_1printf("Running \"ip %s\" -> status = %d\n", job.words, status);
-    }
-    if (status != 0) vorn_debug_eprintf("network: \"ip %s\" failed: %s\n", job.words, answer);
-    if (job.is_old) return;
-    struct command *command = append(&ran, job.words);
-    if (command == NULL) {
-        free_commands(&planned); /* it would be run again and again */
-    } else if (status != 0) {
-        command->failure = strdup(answer);
-    }
 }
 
 /* Programs may write anything; what becomes part of an answer is one line of plain text. */
@@ -233,10 +230,91 @@ static void make_plain(char *text)
     }
 }
 
-static void job_ended(void)
+static void note(const struct command *command, const char *failure)
+{
+    const char *result = vorn_process_no_actions ? "(no actions)" : failure ? "failed" : "done";
+    vorn_debug_1printf("Running \"ip %s\" -> %s\n", command->words, result);
+    if (failure != NULL) {
+        vorn_debug_eprintf("network: \"ip %s\" failed: %s\n", command->words, failure);
+    }
+    if (job.is_old) return;
+    struct command *noted = append(&ran, command->words);
+    if (noted == NULL) {
+        free_commands(&planned); /* it would be run again and again */
+    } else if (failure != NULL) {
+        noted->failure = strdup(failure);
+    }
+}
+
+/* What it said before the next line that begins with the mark and a number, which is returned. */
+static int take_failure(char **rest, char reason[reason_room])
+{
+    static const char mark[] = "Command failed -:";
+    char *end = strstr(*rest, mark);
+    const size_t length = end != NULL ? (size_t)(end - *rest) : strlen(*rest);
+    snprintf(reason, reason_room, "%.*s", (int)length, *rest);
+    make_plain(reason);
+    *rest += length;
+    if (end == NULL) return 0;
+    const int number = (int)strtol(end + sizeof mark - 1, rest, 10);
+    *rest += **rest == '\n';
+    return number;
+}
+
+/* Whether all were tried: nothing is said behind the last of those that failed. */
+static int is_complete(int status)
+{
+    char reason[reason_room];
+    char *rest = job.output;
+    if (status == 0) return 1;
+    while (take_failure(&rest, reason) != 0)
+        continue;
+    return *reason == '\0' && WIFEXITED(status) && WEXITSTATUS(status) == 1;
+}
+
+/* ip goes on after a command that fails, and tells its line; it gives up where it can't read one.
+ */
+static void note_many(int status)
+{
+    char reason[reason_room];
+    char *rest = job.output;
+    const int is_whole = is_complete(status);
+    int failed = take_failure(&rest, reason);
+    int number = 1;
+    for (const struct command *each = job.commands; each != NULL; each = each->next, number++) {
+        if (number == failed) {
+            note(each, reason);
+            failed = take_failure(&rest, reason);
+        } else if (is_whole || failed > number) {
+            note(each, NULL);
+        }
+    }
+    if (is_whole) return;
+    vorn_debug_eprintf("network: ip: %s\n", *reason != '\0' ? reason : "it ended with an error");
+    runs_singly = 1;
+}
+
+static void note_one(int status)
+{
+    char reason[reason_room];
+    snprintf(reason, sizeof reason, "%s", job.output);
+    make_plain(reason);
+    note(job.commands, status == 0 ? NULL : *reason != '\0' ? reason : "it ended with an error");
+}
+
+static void job_ended(int status)
+{
+    if (job.commands->next != NULL) {
+        note_many(status);
+    } else {
+        note_one(status);
+    }
+    free_commands(&job.commands);
+}
+
+static void pipe_ended(void)
 {
     int status = -1;
-    job.output[job.length] = '\0';
     char *end = strchr(job.output, '\1');
     if (end != NULL) {
         status = atoi(end + 1);
@@ -244,8 +322,7 @@ static void job_ended(void)
     }
     close(job.pipe);
     job.pipe = -1;
-    make_plain(job.output);
-    note(status, *job.output != '\0' ? job.output : "it ended with an error");
+    job_ended(status);
 }
 
 /* Of a program that writes much, the beginning is kept, and what the keeper says at the end. */
@@ -256,7 +333,7 @@ static int take_output(void)
     if (size < 0) return errno == EAGAIN || errno == EINTR;
     for (ssize_t i = 0; i < size; i++) {
         const int is_last_word = piece[i] == '\1' || strchr(job.output, '\1') != NULL;
-        const size_t room = is_last_word ? sizeof job.output : (size_t)reason_room;
+        const size_t room = is_last_word ? sizeof job.output : (size_t)output_room;
         if (job.length + 1 >= room || piece[i] == '\0') continue;
         job.output[job.length++] = piece[i];
         job.output[job.length] = '\0';
@@ -264,32 +341,49 @@ static int take_output(void)
     return size > 0;
 }
 
-/* Without a keeper that is a failure of the command, and no news for the daemon's table. */
-static void job_start(const char *words)
+static int is_to_run(const struct command *command)
+{
+    return find(ran, command->words) == NULL;
+}
+
+/* Without memory for all of them, those that it is enough for. */
+static void take_commands(void)
+{
+    for (const struct command *each = planned; each != NULL; each = each->next) {
+        if (!is_to_run(each) || find(job.commands, each->words) != NULL) continue;
+        if (append(&job.commands, each->words) == NULL || runs_singly) return;
+    }
+}
+
+static void start_keeper(void)
 {
     int ends[2];
-    snprintf(job.words, sizeof job.words, "%s", words);
-    job.length = 0;
-    job.output[0] = '\0';
-    job.is_old = 0;
-    if (vorn_process_no_actions) {
-        note(0, "");
-        return;
-    }
     if (pipe2(ends, O_CLOEXEC) != 0) {
-        note(-1, strerror(errno));
+        snprintf(job.output, sizeof job.output, "%s", strerror(errno));
+        job_ended(-1);
         return;
     }
     const pid_t keeper = fork();
     if (keeper == 0) keep(ends[1]);
-    const int error = errno;
     close(ends[1]);
-    if (keeper < 0) {
-        close(ends[0]);
-        note(-1, strerror(error));
-        return;
-    }
     job.pipe = ends[0];
+    if (keeper < 0) pipe_ended();
+}
+
+/* Returns whether there was anything to run. */
+static int job_start(void)
+{
+    take_commands();
+    if (job.commands == NULL) return 0;
+    job.length = 0;
+    job.output[0] = '\0';
+    job.is_old = 0;
+    if (vorn_process_no_actions) {
+        job_ended(0);
+    } else {
+        start_keeper();
+    }
+    return 1;
 }
 
 int64_t ip_now_us(void)
@@ -307,7 +401,7 @@ static void hear(int descriptor, void *eloop_data, void *data)
     void (*const go_on)(void) = job.go_on;
     eloop_unregister_read_sock(descriptor);
     job.go_on = NULL;
-    job_ended();
+    pipe_ended();
     go_on();
 }
 
@@ -326,7 +420,7 @@ static int job_await(int64_t deadline, void (*go_on)(void))
     }
     if (was_heard_of) eloop_unregister_read_sock(job.pipe);
     job.go_on = NULL;
-    job_ended();
+    pipe_ended();
     return 1;
 }
 
@@ -334,8 +428,6 @@ int ip_run(int64_t deadline_us, void (*go_on)(void))
 {
     for (;;) {
         if (job.pipe >= 0 && !job_await(deadline_us, go_on)) return 0;
-        const struct command *next = next_to_run();
-        if (next == NULL) return 1;
-        job_start(next->words);
+        if (!job_start()) return 1;
     }
 }

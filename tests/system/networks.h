@@ -44,12 +44,16 @@ protected:
     {
         std::string ip = shell("command -v ip");
         ip.pop_back();
-        stand_in("ip",
-                 "case $* in 'link add link '*' type vlan '*)\n"
-                 "test ! -e /tmp/no-vlans || { printf 'no VLANs today,\\nsorry\\n' >&2; exit 1; }\n"
-                 "set -- link add name $6 type veth peer name to-$6\n"
-                 "esac; exec " +
-                     ip + " \"$@\"");
+        stand_in("ip", "test \"$1\" != -force || {\n"
+                       "number=0; while read -r line; do number=$((number + 1))\n"
+                       "\"$0\" $line || echo \"Command failed -:$number\" >&2; done; exit; }\n"
+                       "while test -e /tmp/hangs; do sleep 0.02; done\n"
+                       "case $* in 'link add link '*' type vlan '*)\n"
+                       "test ! -e /tmp/no-vlans || { printf 'no VLANs today,\nsorry\n' >&2; "
+                       "exit 1; }\n"
+                       "set -- link add name $6 type veth peer name to-$6\n"
+                       "esac; exec " +
+                           ip + " \"$@\"");
     }
 
     void boot_and_forget()
@@ -59,9 +63,25 @@ protected:
         shell("truncate -s 0 /dev/console");
     }
 
+    /* Waits for what goes on in the background. */
     static std::string change(const std::string &operations)
     {
+        std::string answer = request(operations);
+        EXPECT_TRUE(comes_true([] { return !is_applying(); }));
+        return answer;
+    }
+
+    static std::string request(const std::string &operations)
+    {
         return lsql("<lsql><write-transaction>" + operations + "</write-transaction></lsql>");
+    }
+
+    static bool is_applying()
+    {
+        return lsql(
+                   "<lsql><select><interface><state/></interface></select><select><address><state/>"
+                   "</address></select><select><route><state/></route></select></lsql>")
+                   .find(">applying<") != std::string::npos;
     }
 
     /* What ip(8) was run with since the log was emptied, a line each. */
