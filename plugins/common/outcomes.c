@@ -78,7 +78,8 @@ const char *outcomes_reason(const outcomes *of, const char *name)
 const char *failed_state(const char *reason)
 {
     static char state[256];
-    snprintf(state, sizeof state, "failed: %s", reason);
+    const int is_waiting = strncmp(reason, "waiting ", 8) == 0;
+    snprintf(state, sizeof state, "%s%s", is_waiting ? "" : "failed: ", reason);
     return state;
 }
 

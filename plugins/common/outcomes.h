@@ -31,7 +31,10 @@ void outcomes_forget(outcomes *of);
 /** Why the instance of that name is not as it should be, or null when it is. */
 const char *outcomes_reason(const outcomes *of, const char *name);
 
-/** The same for a property "state": "failed: " and the reason; good until the next call. */
+/**
+ * The same for a property "state": "failed: " and the reason, or the reason alone when something is
+ * waited for; good until the next call.
+ */
 const char *outcomes_state(const outcomes *of, const char *name);
 
 /** Why anything is not as it should be, as a state tells it; good until the next call. */

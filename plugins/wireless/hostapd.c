@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "bridges.h"
 #include "country.h"
 #include "keys.h"
 #include "values.h"
@@ -113,6 +114,7 @@ static void write_network(struct writer *writer, const vorn_instance *network)
     if (writer->networks > 0) frame_line(writer, "bss", interface);
     if (*value_of(network, "bridge") != '\0') {
         frame_line(writer, "bridge", value_of(network, "bridge"));
+        fprintf(writer->frame, "# %u\n", bridges_number(value_of(network, "bridge")));
     }
     write_ssid(writer->whole, value_of(network, "ssid"));
     fprintf(writer->whole, "ignore_broadcast_ssid=%d\nap_isolate=%d\n", is_on(network, "hidden"),
@@ -128,10 +130,14 @@ static void write_network(struct writer *writer, const vorn_instance *network)
 /* Never open for want of a key. */
 static const char *reason_against(const struct writer *writer, const vorn_instance *network)
 {
+    static char reason[48];
+    const char *missing = bridges_missing(network);
     if (!is_open(network) && *value_of(network, "key") == '\0') return "no key";
     if (!is_open(network) && key_of(network) == NULL) return "its key is not on this device";
     if (writer->networks == hostapd_most_networks) return "the radio carries no more";
-    return NULL;
+    if (missing == NULL) return NULL;
+    snprintf(reason, sizeof reason, "waiting for %s", missing);
+    return reason;
 }
 
 static void write_networks(struct writer *writer)

@@ -11,6 +11,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "bridges.h"
 #include "country.h"
 #include "hostapd.h"
 #include "values.h"
@@ -26,13 +27,14 @@ struct radio {
     char *service; /* "hostapd" and the name */
     supervised *program;
     hostapd_text told;
+    unsigned int bridges; /* which ones there were when it was told */
     unsigned long frames; /* how many of them hostapd was started with */
     char power[8];
 };
 
 static struct radio *radios;
 
-enum { path_room = 64 };
+enum { path_room = 64, look_s = 1 };
 
 static void name_file(char path[path_room], const struct radio *radio)
 {
@@ -104,8 +106,15 @@ static int is_same(const char *left, const char *right)
     return left != NULL && right != NULL && strcmp(left, right) == 0;
 }
 
+/* Whether its hostapd has had the time to put every interface into its bridge, and one is not. */
+static int is_cut_off(const struct radio *radio, const vorn_instances *configuration)
+{
+    return strcmp(supervise_state(radio->program), "running") == 0 &&
+           bridges_lack(configuration, radio->name);
+}
+
 /* Takes the text over. The file is only root's: the keys are in it. */
-static void tell(struct radio *radio, hostapd_text *text)
+static void tell(struct radio *radio, hostapd_text *text, const vorn_instances *configuration)
 {
     char path[path_room];
     name_file(path, radio);
@@ -117,7 +126,7 @@ static void tell(struct radio *radio, hostapd_text *text)
         hostapd_free(text);
         return;
     }
-    if (!frame_is_same) radio->frames++;
+    if (!frame_is_same || is_cut_off(radio, configuration)) radio->frames++;
     run(radio);
     if (frame_is_same && !whole_is_same) supervise_signal(radio->program, SIGHUP);
     hostapd_free(&radio->told);
@@ -171,11 +180,12 @@ static void apply(const vorn_instance *now, const vorn_instances *configuration)
         return;
     }
     if (vorn_instance_get_status(now) && text.networks > 0) {
-        tell(radio, &text);
+        tell(radio, &text, configuration);
     } else {
         stop(radio);
         hostapd_free(&text);
     }
+    radio->bridges = bridges_sum(configuration, name);
     set_power(radio, value_of(now, "power"));
 }
 
@@ -189,6 +199,57 @@ static void forget(const vorn_instance *before)
     outcomes_succeed(&radio_outcomes, radio->name);
 }
 
+static int is_waiting_for_a_bridge(const vorn_instances *configuration, int *is_there)
+{
+    int found = 0;
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, "wireless-network");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *network = vorn_instances_iterator_next(walk);
+        const char *reason = outcomes_reason(&network_outcomes, vorn_instance_get_name(network));
+        if (reason == NULL || strncmp(reason, "waiting ", 8) != 0) continue;
+        found = 1;
+        if (bridges_missing(network) == NULL) *is_there = 1;
+    }
+    vorn_instances_delete_iterator(walk);
+    return found;
+}
+
+static void apply_all(const vorn_instances *configuration);
+
+/* A bridge may be made a little after the commit that asks for it. */
+static void look_for_bridges(void *eloop_data, void *data)
+{
+    int is_there = 0;
+    const vorn_instances *running = vorn_config_get_running();
+    if (!is_waiting_for_a_bridge(running, &is_there)) return;
+    if (is_there) {
+        apply_all(running);
+    } else {
+        eloop_register_timeout(look_s, 0, look_for_bridges, eloop_data, data);
+    }
+}
+
+static void apply_all(const vorn_instances *configuration)
+{
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "radio");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk))
+        apply(vorn_instances_iterator_next(walk), configuration);
+    vorn_instances_delete_iterator(walk);
+    eloop_cancel_timeout(look_for_bridges, NULL, NULL);
+    eloop_register_timeout(look_s, 0, look_for_bridges, NULL, NULL);
+}
+
+static int has_lost_a_bridge(const vorn_instances *configuration)
+{
+    const struct radio *radio = radios;
+    while (radio != NULL && !is_cut_off(radio, configuration) &&
+           bridges_sum(configuration, radio->name) == radio->bridges) {
+        radio = radio->next;
+    }
+    return radio != NULL;
+}
+
 static void try_again(void)
 {
     for (struct radio *radio = radios; radio != NULL; radio = radio->next)
@@ -199,16 +260,13 @@ void radios_commit(const vorn_instances *configuration, const vorn_changes *chan
 {
     if (!outcomes_concerns(&radio_outcomes, changes) &&
         !outcomes_concerns(&network_outcomes, changes) &&
-        !vorn_changes_contains_class(changes, "access-list")) {
+        !vorn_changes_contains_class(changes, "access-list") && !has_lost_a_bridge(configuration)) {
         try_again();
         return;
     }
     outcomes_for_each_deleted(&radio_outcomes, changes, forget);
     outcomes_for_each_deleted(&network_outcomes, changes, NULL);
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "radio");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk))
-        apply(vorn_instances_iterator_next(walk), configuration);
-    vorn_instances_delete_iterator(walk);
+    apply_all(configuration);
 }
 
 const char *radios_state(const char *name)

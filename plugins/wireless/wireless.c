@@ -5,6 +5,7 @@
  */
 #include <string.h>
 
+#include "bridges.h"
 #include "country.h"
 #include "declare.h"
 #include "hostapd.h"
@@ -102,7 +103,10 @@ static const char *network_state(vorn_instance *instance, const char *property,
     if (*value_of(instance, "key") != '\0' && keys_have_failed()) {
         return failed_state("its key can't be saved");
     }
-    return hostapd_carries(instance, radio) ? radios_state(radio) : "stopped";
+    if (!hostapd_carries(instance, radio)) return "stopped";
+    const char *reason =
+        radios_is_running(radio) ? bridges_reason(vorn_config_get_running(), instance) : NULL;
+    return reason != NULL ? reason : radios_state(radio);
 }
 
 /* An update without a commit behind it leaves the key as it came: nobody is to read it. */

@@ -28,6 +28,7 @@ protected:
     void SetUp() override
     {
         Device::SetUp();
+        shell("ip link add name br0 type bridge");
         install_plugin("wireless.vorn");
         install_plugin("save.vorn");
         stand_in("hostapd", "trap 'echo again >>/tmp/again' HUP; echo $$ >/tmp/ready\n"

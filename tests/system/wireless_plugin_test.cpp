@@ -460,4 +460,47 @@ TEST_F(Stations, AreNotAskedForWhileNothingIsOnTheAir)
     EXPECT_THAT(commands_run(), IsEmpty());
 }
 
+TEST_F(AccessPoints, WaitForABridgeAndNeverSayThatTheyRunWhileTheyAreCutOff)
+{
+    shell("ip link del br0");
+    boot();
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "waiting for br0");
+    EXPECT_THAT(read_file(hostapd_file), Not(HasSubstr("bridge=")));
+
+    shell("ip link add name br0 type bridge");
+
+    EXPECT_TRUE(comes_true(
+        [] { return read_file(hostapd_file).find("bridge=br0\n") != std::string::npos; }));
+    EXPECT_TRUE(
+        comes_true([] { return value_of("wireless-network", "home", "state") == "running"; }));
+}
+
+TEST_F(AccessPoints, GoBackIntoABridgeThatIsMadeAnew)
+{
+    boot_and_forget();
+    EXPECT_TRUE(
+        comes_true([] { return value_of("wireless-network", "home", "state") == "running"; }));
+    shell("ip link del br0; ip link add name other type bridge");
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "waiting for br0");
+    shell("ip link add name br0 type bridge");
+
+    change("<update><radio name=\"wlan0\"><power>10</power></radio></update>");
+
+    EXPECT_TRUE(comes_true([] { return runs_of("hostapd").size() == 1; }));
+}
+
+TEST_F(AccessPoints, GoBackIntoABridgeThatTheyWereTakenOutOf)
+{
+    shell("ip link add wlan0 type veth peer name air && ip link set wlan0 master br0");
+    boot_and_forget();
+    EXPECT_TRUE(
+        comes_true([] { return value_of("wireless-network", "home", "state") == "running"; }));
+    shell("ip link set wlan0 nomaster");
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "failed: wlan0 is not in br0");
+
+    change("<insert><access-list name=\"x\"><mac>00:11:22:33:44:77</mac></access-list></insert>");
+
+    EXPECT_TRUE(comes_true([] { return runs_of("hostapd").size() == 1; }));
+}
+
 } // namespace

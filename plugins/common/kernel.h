@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef PLUGINS_NETWORK_KERNEL_H
-#define PLUGINS_NETWORK_KERNEL_H
+#ifndef PLUGINS_COMMON_KERNEL_H
+#define PLUGINS_COMMON_KERNEL_H
 
 #include <net/if.h>
 #include <stdint.h>
