@@ -9,6 +9,7 @@
 #include "api/inform_state.h"
 #include "core/base/assert.h"
 #include "core/base/guard.h"
+#include "core/base/limits.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
 #include "vorn/debug.h"
@@ -38,19 +39,25 @@ Tables *make_tables()
     return tables && tables->by_name.create(buckets) ? tables.release() : nullptr;
 }
 
-/* name=value pairs joined by "&"; a repeated name keeps its first value. False without memory. */
-bool parse_pairs(Table<char> &values, char *rest)
+enum class Parsed { whole, too_much, out_of_memory };
+
+/* name=value pairs joined by "&"; a repeated name keeps its first value. */
+Parsed parse_pairs(Table<char> &values, char *rest)
 {
-    while (rest) {
+    for (unsigned int count = 0; rest; count++) {
+        if (count == most_parameters) {
+            vorn_debug_eprintf("Inform request of more than %u parameters.\n", most_parameters);
+            return Parsed::too_much;
+        }
         const char *name = strsep(&rest, "=");
         if (!rest) {
             vorn_debug_eprintf("Bad inform request.\n");
-            return true;
+            return Parsed::whole;
         }
         char *value = strsep(&rest, "&");
-        if (values.insert(name, value) == no_memory) return false;
+        if (values.insert(name, value) == no_memory) return Parsed::out_of_memory;
     }
-    return true;
+    return Parsed::whole;
 }
 
 } // namespace
@@ -61,10 +68,9 @@ void start_inform_socket_request(char *body)
                 "vorn_inform_socket_request_values == ((void *)0)", "inform", __LINE__, __func__);
 
     Owned<InformValues> values(make_tables<InformValues>());
-    if (!values || !parse_pairs(values->by_name, body)) {
-        vorn_debug_fatal("malloc");
-        return;
-    }
+    const Parsed parsed = values ? parse_pairs(values->by_name, body) : Parsed::out_of_memory;
+    if (parsed == Parsed::out_of_memory) vorn_debug_fatal("malloc");
+    if (parsed != Parsed::whole) return;
     vorn_inform_socket_request_values = values.release();
 }
 
@@ -72,7 +78,10 @@ const char *dispatch_inform_request()
 {
     const char *object = vorn_inform_get_value("object");
     if (!object) return "ERR no object parameter";
-
+    if (std::strlen(object) > longest_object) {
+        vorn_debug_eprintf("Inform object of more than %zu bytes.\n", longest_object);
+        return "ERR no handler";
+    }
     const InformHandler *handler = inform_handlers ? inform_handlers->by_name.get(object) : nullptr;
     if (!handler) return "ERR no handler";
     return handler->fn() == failure ? "ERR returned by handler" : "OK";

@@ -3,12 +3,15 @@
  * Sends messages to subscribers without ever waiting for one. The kernel may take half a message;
  * its rest is then kept, at most one per connection, and tried again every second. Until it is
  * gone all further messages for that connection are left out: a subscriber that reads again finds
- * whole messages, never half of one followed by another.
+ * whole messages, never half of one followed by another. What is kept for all of them is bounded;
+ * who would need more hears the end of the stream.
  */
 #include "api/notify_sender.h"
 
+#include "core/base/limits.h"
 #include "core/base/memory.h"
 #include "core/base/text.h"
+#include "vorn/debug.h"
 #include "vorn/eloop.h"
 
 #include <cerrno>
@@ -31,6 +34,15 @@ struct Unsent : Record {
 };
 
 constinit Unsent *unsent = nullptr;
+
+/* Of all subscribers together. */
+std::size_t unsent_length()
+{
+    std::size_t length = 0;
+    for (const Unsent *each = unsent; each; each = each->next)
+        length += each->length;
+    return length;
+}
 
 Unsent **find_unsent(int fd)
 {
@@ -79,6 +91,10 @@ void retry_unsent(void *, void *)
 
 bool keep_rest(int fd, const char *bytes, std::size_t length)
 {
+    if (length > longest_unsent - unsent_length()) {
+        vorn_debug_eprintf("More than %zu bytes to be sent to subscribers.\n", longest_unsent);
+        return false;
+    }
     Owned<Unsent> rest = make<Unsent>();
     if (!rest) return false;
     rest->bytes.reset(static_cast<char *>(std::malloc(length)));
@@ -116,7 +132,7 @@ bool send_message(int fd, const char *message)
     if (sent == length) return true;
     if (sent == 0) return false;
 
-    /* Without the memory to finish it, the only way to send no half message is to send no more. */
+    /* Without room to finish it, the only way to send no half message is to send no more. */
     if (!keep_rest(fd, message + sent, length - sent)) shutdown(fd, SHUT_RDWR);
     return false;
 }

@@ -7,6 +7,7 @@
  */
 #include "vorn/query.h"
 
+#include "api/query_limits.h"
 #include "api/query_operations.h"
 #include "api/query_result.h"
 #include "api/query_state.h"
@@ -179,13 +180,18 @@ Text evaluate_request(xmlDoc *request, bool passive)
     }
     xmlNode *first = root->children;
     if (!first) return refusal("Incomplete lsql request.");
+    const bool is_transaction = is_named(first, transaction_name);
+    if (!passive) {
+        const Excess excess = find_excess(request, root, is_transaction ? first->children : first);
+        if (excess.found) return excess.message ? refusal(excess.message.get()) : Text();
+    }
 
     QueryContext context;
     StoreWithInstances copy;
     context.request = request;
     context.passive = passive;
     context.instances = vorn_config_get_running();
-    if (is_named(first, transaction_name)) {
+    if (is_transaction) {
         if (!passive && is_watched(context.instances)) {
             return refusal("Write transactions can't be nested.");
         }

@@ -23,4 +23,19 @@ constexpr std::int64_t longest_parse_ms = 60000; /* of the processor's time */
 constexpr std::uint32_t longest_request = 16u << 20;
 constexpr std::size_t most_elements = 2000000;
 
+/* Of an LSQL request, unless a plugin evaluates it passively. */
+constexpr std::size_t longest_origin = 1024;
+constexpr unsigned int most_operations = 250000;
+constexpr std::size_t longest_name = 16384;
+constexpr unsigned int most_properties = 10000; /* of one class element */
+constexpr std::size_t longest_value = 1u << 20; /* six times that, escaped, can be read again */
+constexpr unsigned int most_of_an_expression = 20000;
+
+/* Of an inform request. */
+constexpr unsigned int most_parameters = 10000;
+constexpr std::size_t longest_object = 1024;
+
+/* Kept for all subscribers together, until they take it. */
+constexpr std::size_t longest_unsent = 1u << 20;
+
 } // namespace vorn

@@ -181,6 +181,35 @@ TEST_F(Informs, DoNotStartWithoutTheMemoryForAllTheirParameters)
     });
 }
 
+TEST_F(Informs, AreRefusedWithMoreParametersThanAnybodySends)
+{
+    std::string body = "object=radio";
+    for (int i = 1; i < 10000; i++)
+        body += "&n" + std::to_string(i) + "=v";
+    std::string longer = body + "&one=more";
+
+    vorn::start_inform_socket_request(body.data());
+    ASSERT_NE(vorn::vorn_inform_socket_request_values, nullptr);
+    EXPECT_STREQ(vorn_inform_get_value("n9999"), "v");
+    vorn::end_inform_socket_request();
+    EXPECT_EQ(log.take(), "");
+
+    vorn::start_inform_socket_request(longer.data());
+    EXPECT_EQ(vorn::vorn_inform_socket_request_values, nullptr);
+    EXPECT_EQ(log.text(), "vorn: Inform request of more than 10000 parameters.\n");
+}
+
+TEST_F(Informs, LookForNoObjectThatNobodyCanHaveRegistered)
+{
+    const std::string name(1025, 'o');
+    vorn_inform_fn_add(name.c_str(), answer<0>);
+    vorn_inform_fn_add(name.c_str() + 1, answer<0>);
+
+    EXPECT_EQ(ask("object=" + name), "ERR no handler");
+    EXPECT_EQ(log.text(), "vorn: Inform object of more than 1024 bytes.\n");
+    EXPECT_EQ(ask("object=" + name.substr(1)), "OK");
+}
+
 using InformHandlers = Informs;
 
 TEST_F(InformHandlers, NeedANameAndAFunction)

@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <sys/socket.h>
 
@@ -200,6 +201,29 @@ TEST_F(SlowSubscribers, AreOwedNothingOnceTheyAreGone)
     subscriber.ended();
 
     EXPECT_EQ(vorn::eloop_data.timeout, nullptr);
+}
+
+TEST_F(SlowSubscribers, AreOwedNoMoreThanAMebibyteInAll)
+{
+    std::vector<std::unique_ptr<Subscriber>> subscribers;
+    for (int i = 0; i < 8; i++) {
+        subscribers.push_back(std::make_unique<Subscriber>(1));
+        subscribers.back()->say("x");
+    }
+    const std::string origin = half_taken() + std::string(400000, 'o');
+
+    vorn_notify_conf_change(origin.c_str());
+
+    std::size_t ended = 0;
+    for (const auto &subscriber : subscribers) {
+        const std::string text = subscriber->heard();
+        char byte;
+        if (recv(subscriber->own.get(), &byte, 1, MSG_DONTWAIT) == 0) ended++;
+    }
+    EXPECT_GE(ended, 5u);
+    EXPECT_LT(ended, 8u);
+    EXPECT_THAT(log.text(), testing::HasSubstr("More than 1048576 bytes to be sent to "
+                                               "subscribers.\n"));
 }
 
 TEST_F(SlowSubscribers, HearNoMoreWithoutTheMemoryToFinishAMessage)

@@ -1,0 +1,115 @@
+/* SPDX-License-Identifier: MIT */
+/* As much of everything as the limits say, and one more. */
+#include "api/query_fixture.h"
+#include "core/base/limits.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+namespace {
+
+using testing::HasSubstr;
+using vorn::tests::QueryTest;
+
+using RequestLimits = QueryTest;
+
+std::string refusal(const std::string &error)
+{
+    return "<lsql_result><error>" + error + "</error><rc>1</rc><counter>0</counter></lsql_result>";
+}
+
+std::string many(std::size_t count, const std::string &piece)
+{
+    std::string text;
+    text.reserve(count * piece.size());
+    for (std::size_t i = 0; i < count; i++)
+        text += piece;
+    return text;
+}
+
+TEST_F(RequestLimits, BoundTheOrigin)
+{
+    const auto with_origin = [&](std::size_t length) {
+        return ask("<lsql origin=\"" + std::string(length, 'o') +
+                   "\"><delete><Acl/></delete></lsql>");
+    };
+
+    EXPECT_EQ(with_origin(1025), refusal("More than 1024 bytes in the origin."));
+    EXPECT_EQ(vorn_query_origin, nullptr);
+    EXPECT_THAT(with_origin(1024), HasSubstr("<counter>3</counter>"));
+}
+
+TEST_F(RequestLimits, BoundANameWhereverItStands)
+{
+    const auto with_name = [&](std::size_t length, bool in_transaction) {
+        const std::string operations = "<select><Radio/></select><insert><Radio name=\"a\"/>"
+                                       "<Radio name=\"" +
+                                       many(length, "&quot;") + "\"/></insert>";
+        return ask(in_transaction
+                       ? "<lsql><write-transaction>" + operations + "</write-transaction></lsql>"
+                       : "<lsql>" + operations + "</lsql>");
+    };
+
+    EXPECT_EQ(with_name(16385, false), refusal("More than 16384 bytes in a name."));
+    EXPECT_EQ(with_name(16385, true), refusal("More than 16384 bytes in a name."));
+    EXPECT_EQ(value("Radio", "a", "mode"), "(none)");
+    EXPECT_EQ(vorn_instances_get(vorn_config_get_running(), "Radio", "a"), nullptr);
+    EXPECT_THAT(with_name(16384, false), HasSubstr("<rc>0</rc><counter>2</counter></lsql_result>"));
+}
+
+TEST_F(RequestLimits, BoundAValue)
+{
+    const auto with_value = [&](std::size_t length) {
+        return ask("<lsql><update><Radio name=\"r0\"><mode>" + std::string(length, 'v') +
+                   "</mode></Radio></update></lsql>");
+    };
+
+    EXPECT_EQ(with_value(1048577), refusal("More than 1048576 bytes in a value."));
+    EXPECT_EQ(value("Radio", "r0", "mode"), "g");
+    EXPECT_THAT(with_value(1048576), HasSubstr("<rc>0</rc>"));
+}
+
+TEST_F(RequestLimits, BoundThePropertiesOfOneInstance)
+{
+    const auto with_properties = [&](std::size_t count) {
+        return ask("<lsql><select><Radio name=\"r0\">" + many(count, "<x/>") +
+                   "</Radio></select></lsql>");
+    };
+
+    EXPECT_EQ(with_properties(10001), refusal("More than 10000 properties in one instance."));
+    EXPECT_THAT(with_properties(10000), HasSubstr("<rc>0</rc>"));
+}
+
+TEST_F(RequestLimits, BoundTheOperations)
+{
+    const std::string select = "<select><None/></select>";
+
+    EXPECT_EQ(ask("<lsql>" + many(250001, select) + "</lsql>"),
+              refusal("More than 250000 operations."));
+    EXPECT_THAT(ask("<lsql>" + many(1000, select) + "</lsql>"), HasSubstr("<rc>0</rc>"));
+}
+
+TEST_F(RequestLimits, BoundAnExpression)
+{
+    const auto with_elements = [&](std::size_t count) {
+        return ask("<lsql><select><Radio/></select><where><or>" + many(count - 2, "<value/>") +
+                   "<value>x</value></or></where></lsql>");
+    };
+
+    EXPECT_EQ(with_elements(20001), refusal("More than 20000 elements in an expression."));
+    EXPECT_THAT(with_elements(20000), HasSubstr("<counter>2</counter>"));
+    EXPECT_THAT(ask("<lsql><select><Radio/></select><where><not><and><or/><eq><not/></eq></and>"
+                    "</not></where><select><Board/></select><where/></lsql>"),
+                HasSubstr("<rc>0</rc><counter>2</counter><dataset>"));
+}
+
+/* What a plugin writes down comes from inside. */
+TEST_F(RequestLimits, LeavePassiveRequestsAlone)
+{
+    EXPECT_THAT(ask_passively("<lsql><update><Radio name=\"r0\"><mode>" +
+                              std::string(2000000, 'v') + "</mode></Radio></update></lsql>"),
+                HasSubstr("<counter>1</counter>"));
+}
+
+} // namespace

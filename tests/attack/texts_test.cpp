@@ -1,0 +1,60 @@
+/* SPDX-License-Identifier: MIT */
+/* Texts that are longer than whoever has to keep, send or save them can bear. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "attacked_device.h"
+
+namespace {
+
+using testing::HasSubstr;
+using vorn::tests::notice_port;
+using vorn::tests::RawClient;
+
+class TextAttacks : public vorn::tests::AttackedDevice {
+protected:
+    int resident_kib()
+    {
+        return std::stoi(
+            shell("awk '/VmRSS/ { print $2 }' /proc/" + std::to_string(daemon_pid()) + "/status"));
+    }
+};
+
+TEST_F(TextAttacks, ByALongNameAreRefusedAndNothingIsSaved)
+{
+    boot();
+    expect_service();
+    const std::string saved = read_file(vorn::test::startup_file);
+
+    EXPECT_THAT(answer_to("<lsql><write-transaction><insert><Radio name='" +
+                          std::string(2000000, '"') + "'/></insert></write-transaction></lsql>"),
+                HasSubstr("<error>More than 16384 bytes in a name.</error>"));
+
+    EXPECT_EQ(read_file(vorn::test::startup_file), saved);
+    expect_service();
+}
+
+TEST_F(TextAttacks, ByALongOriginCostNoMemoryForSubscribersThatDoNotRead)
+{
+    boot();
+    std::vector<std::unique_ptr<RawClient>> deaf;
+    for (int i = 0; i < 8; i++) {
+        deaf.push_back(std::make_unique<RawClient>(notice_port));
+        deaf.back()->send("x");
+    }
+    expect_service();
+    const int before = resident_kib();
+
+    EXPECT_THAT(answer_to(change_of("7", std::string(9900000, 'o'))),
+                HasSubstr("<error>More than 1024 bytes in the origin.</error>"));
+    EXPECT_NE(answer_to(change_of("7", std::string(1024, 'o'))), "");
+
+    expect_service();
+    EXPECT_LT(resident_kib() - before, 8192);
+}
+
+} // namespace
