@@ -14,6 +14,7 @@
 #include "change/changes_record.h"
 #include "change/providers_check.h"
 #include "core/base/text.h"
+#include "model/instance_record.h"
 #include "model/instances_record.h"
 #include "model/instances_walk.h"
 #include "model/instances_working_copy.h"
@@ -160,6 +161,7 @@ Text execute(QueryContext &context, xmlNode *first, StoreWithInstances &copy)
 
 Text evaluate_operations(QueryContext &context, xmlNode *first, StoreWithInstances copy)
 {
+    const DeletionsWait until_the_answer;
     const OwnedChanges changes(vorn_changes_new(context.instances));
     if (!changes) return {};
     context.changes = changes.get();

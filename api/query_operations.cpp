@@ -20,6 +20,7 @@
 #include "vorn/xml.h"
 
 #include <cstring>
+#include <utility>
 
 namespace vorn {
 
@@ -78,6 +79,36 @@ Walk instances_of(QueryContext &context)
     if (!walk && may_be_walked) context.out_of_memory = true;
     return walk;
 }
+
+/*
+ * The walk of an update. A validator may evaluate a request that deletes what comes next, which is
+ * then left out.
+ */
+class WalkUnderWay {
+public:
+    explicit WalkUnderWay(const Walk &walk)
+        : iterator_(walk.iterator()), outer_(std::exchange(innermost, this))
+    {}
+    WalkUnderWay(const WalkUnderWay &) = delete;
+    ~WalkUnderWay() { innermost = outer_; }
+
+    static void leave_out(const vorn_instance *instance)
+    {
+        for (const WalkUnderWay *each = innermost; each; each = each->outer_) {
+            if (each->iterator_ && pending_of(*each->iterator_) == instance) {
+                vorn_instances_iterator_next(each->iterator_);
+            }
+        }
+    }
+
+private:
+    static WalkUnderWay *innermost;
+
+    vorn_instances_iterator *iterator_;
+    WalkUnderWay *outer_;
+};
+
+constinit WalkUnderWay *WalkUnderWay::innermost = nullptr;
 
 /* A change that could not be recorded would never reach the providers. */
 void note_recording(QueryContext &context, int result)
@@ -228,7 +259,9 @@ bool query_update(QueryContext &context, Answer &answer)
         collect_where(context);
         return false;
     }
-    for (vorn_instance *instance : instances_of(context)) {
+    const Walk walk = instances_of(context);
+    const WalkUnderWay under_way(walk);
+    for (vorn_instance *instance : walk) {
         if (is_meant(context, instance) && !update_instance(context, answer, instance)) break;
     }
     return true;
@@ -244,6 +277,7 @@ void trace_deletion(const vorn_instance *instance)
 /* An instance that can't be taken out for lack of memory stays alive. */
 bool delete_instance(QueryContext &context, vorn_instance *instance)
 {
+    WalkUnderWay::leave_out(instance);
     if (vorn_instances_remove(context.instances, instance) != 0) {
         context.out_of_memory = true;
         return false;

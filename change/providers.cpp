@@ -8,6 +8,7 @@
 #include "change/providers_state.h"
 #include "core/base/guard.h"
 #include "core/base/result.h"
+#include "model/instance_record.h"
 
 #include <cerrno>
 
@@ -125,6 +126,7 @@ void vorn_providers_commit(vorn_instances *after, vorn_changes *changes, vorn_ac
     if (vorn_debug_get() > 3) log_commit(after, changes);
     if (!actions) actions = vorn_actions_new();
 
+    const DeletionsWait until_all_have_seen_them;
     for_each_registered([=](vorn_provider &provider) {
         vorn_debug_lprintf(3, "Committing provider %s...\n", provider.name.get());
         vorn_provider_commit(&provider, after, changes, actions);

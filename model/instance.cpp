@@ -9,6 +9,8 @@
 #include "core/base/text.h"
 #include "model/instance_record.h"
 
+#include <limits>
+
 using namespace vorn;
 
 namespace {
@@ -89,9 +91,44 @@ const vorn_property *first_missing(const vorn_instance &instance)
     return inherited ? inherited : first_missing(instance, klass);
 }
 
+/*
+ * Deleted instances that wait, the last one first. They need no listener any more, so that its
+ * place holds the next of them: a deletion must not need memory, and an instance not be larger for
+ * it.
+ */
+constinit unsigned int waiting = 0;
+constinit vorn_instance *deleted = nullptr;
+constexpr std::uint64_t since_deletion = std::numeric_limits<std::uint64_t>::max();
+
+bool is_deleted(const vorn_instance &instance)
+{
+    return instance.since == since_deletion;
+}
+
+void delete_later(vorn_instance &instance)
+{
+    if (is_deleted(instance)) return;
+    instance.listener = nullptr;
+    instance.listener_data = deleted;
+    instance.since = since_deletion;
+    deleted = &instance;
+}
+
 } // namespace
 
 namespace vorn {
+
+DeletionsWait::DeletionsWait()
+{
+    waiting++;
+}
+
+DeletionsWait::~DeletionsWait()
+{
+    if (--waiting > 0) return;
+    while (const Owned<vorn_instance> next{deleted})
+        deleted = static_cast<vorn_instance *>(next->listener_data);
+}
 
 InstanceListener listener_of(const vorn_instance &instance)
 {
@@ -133,7 +170,11 @@ int vorn_instance_delete(vorn_instance *instance)
 {
     if (absent_instance(instance, __func__)) return failed;
 
-    delete instance;
+    if (waiting > 0) {
+        delete_later(*instance);
+    } else {
+        delete instance;
+    }
     return ok;
 }
 
@@ -218,7 +259,7 @@ int vorn_instance_print(const vorn_instance *instance, FILE *stream)
 int vorn_instance_set_listener(vorn_instance *instance, vorn_instance_listener_fn listener,
                                void *data)
 {
-    if (!instance) return failed;
+    if (!instance || is_deleted(*instance)) return failed;
 
     instance->listener = listener;
     instance->listener_data = listener ? data : nullptr;

@@ -28,4 +28,15 @@ struct InstanceListener {
 /* Who is told of a value that is set: whoever was set last, for the instance or for its store. */
 InstanceListener listener_of(const vorn_instance &instance);
 
+/*
+ * While one lives, an instance that is deleted can still be read: a commit hands the same instances
+ * to one provider after the other, and each of them may delete some. They are freed with the last.
+ */
+class DeletionsWait {
+public:
+    DeletionsWait();
+    DeletionsWait(const DeletionsWait &) = delete;
+    ~DeletionsWait();
+};
+
 } // namespace vorn

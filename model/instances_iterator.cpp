@@ -7,6 +7,7 @@
 #include "core/base/guard.h"
 #include "core/base/result.h"
 #include "model/instances_kind.h"
+#include "model/instances_walk.h"
 #include "model/instances_working_copy.h"
 
 using namespace vorn;
@@ -113,6 +114,15 @@ bool is_named(const vorn_class &klass)
 }
 
 } // namespace
+
+vorn_instance *vorn::pending_of(const vorn_instances_iterator &iterator)
+{
+    if (iterator.next_singleton) return iterator.next_singleton;
+    if (iterator.next_unique_named) return iterator.next_unique_named;
+    const vorn_instance_node *node =
+        iterator.next_anonymous ? iterator.next_anonymous : iterator.next_group_node;
+    return node ? node->instance : nullptr;
+}
 
 vorn_instances_iterator *vorn_instances_new_iterator(const vorn_instances *instances)
 {

@@ -27,6 +27,9 @@ struct DeleteStoreAndInstances {
 using StoreShell = std::unique_ptr<vorn_instances, DeleteStore>;
 using StoreWithInstances = std::unique_ptr<vorn_instances, DeleteStoreAndInstances>;
 
+/* The instance that the iterator yields next, null at its end. */
+vorn_instance *pending_of(const vorn_instances_iterator &iterator);
+
 /*
  * A public iterator for a range-for, freed on every path. The instance at hand may be removed
  * from the store. Empty when the iterator could not be made; ask with operator bool.
@@ -56,6 +59,7 @@ public:
 
     Cursor begin() const { return Cursor(iterator_.get()); }
     Cursor end() const { return Cursor(nullptr); }
+    vorn_instances_iterator *iterator() const { return iterator_.get(); }
 
 private:
     std::unique_ptr<vorn_instances_iterator, DeleteIterator> iterator_;

@@ -55,7 +55,13 @@ VORN_API vorn_instance *vorn_instance_new(vorn_class *klass, const char *name);
  */
 VORN_API vorn_instance *vorn_instance_copy(const vorn_instance *instance);
 
-/** Frees an instance and its values. It must be in no store. Returns 0, or 1 for null. */
+/**
+ * Frees an instance and its values. It must be in no store. While a request is evaluated or a
+ * commit is under way, it can still be read until that is over: others may have been handed it
+ * before.
+ *
+ * Returns 0, or 1 for null.
+ */
 VORN_API int vorn_instance_delete(vorn_instance *instance);
 
 /** The name, owned by the instance; null when it has none. */

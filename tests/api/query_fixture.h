@@ -155,9 +155,13 @@ private:
         return text.substr(declaration.size(), text.size() - declaration.size() - 1);
     }
 
-    /* The instances of a store that a transaction replaced are the fixture's to free. */
+    /*
+     * The instances of a store that a transaction replaced are the fixture's to free, but for those
+     * that a request inside it has deleted.
+     */
     struct RetiredKeeper {
-        explicit RetiredKeeper(QueryTest &owner) : test(owner), store(running_config)
+        explicit RetiredKeeper(QueryTest &owner)
+            : test(owner), store(running_config), outer(std::exchange(owner.innermost, this))
         {
             const AllocationsAllowed allowed;
             for (vorn_instance *instance : Walk(vorn_instances_new_iterator(store))) {
@@ -167,13 +171,19 @@ private:
         ~RetiredKeeper()
         {
             const AllocationsAllowed allowed;
-            if (running_config == store) return;
+            test.innermost = outer;
             for (vorn_instance *instance : Walk(vorn_instances_new_iterator(running_config)))
-                before.erase(instance); /* of a class that the transaction did not touch */
-            test.retired.insert(test.retired.end(), before.begin(), before.end());
+                before.erase(instance); /* also of a class that the transaction did not touch */
+            if (running_config != store) {
+                test.retired.insert(test.retired.end(), before.begin(), before.end());
+            } else if (outer) {
+                for (vorn_instance *instance : before)
+                    outer->before.erase(instance);
+            }
         }
         QueryTest &test;
         vorn_instances *store;
+        RetiredKeeper *outer;
         std::set<vorn_instance *> before;
     };
 
@@ -245,6 +255,7 @@ private:
     }
 
     ProvidersReset providers;
+    RetiredKeeper *innermost = nullptr;
     std::vector<vorn_instance *> retired;
 };
 
