@@ -23,7 +23,7 @@ unsigned int bridges_number(const char *name)
 
 unsigned int bridges_sum(const vorn_instances *configuration, const char *radio)
 {
-    unsigned int sum = 0;
+    unsigned int sum = bridges_number(radio);
     vorn_instances_iterator *walk =
         vorn_instances_new_class_iterator(configuration, "wireless-network");
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
@@ -44,47 +44,67 @@ static int is_outside(const struct kernel *kernel, const vorn_instance *network,
     return *bridge != '\0' && link != NULL && strcmp(link->master, bridge) != 0;
 }
 
+struct search {
+    struct kernel kernel;
+    const vorn_instance *network; /* that is meant; null for any */
+    char interface[hostapd_name_room];
+    int found;
+};
+
+static void look_at(const vorn_instance *network, const char *interface, void *data)
+{
+    struct search *search = data;
+    if (search->found || (search->network != NULL && search->network != network)) return;
+    if (!is_outside(&search->kernel, network, interface)) return;
+    snprintf(search->interface, sizeof search->interface, "%s", interface);
+    search->found = 1;
+}
+
 /* Looks at all networks on the air with the radio, or at that one, which is one of them. */
 static int find_outside(const vorn_instances *configuration, const char *radio,
-                        const vorn_instance *that_one, char interface[hostapd_name_room])
+                        struct search *search)
 {
-    struct kernel kernel;
-    int found = 0;
-    int place = 0;
-    if (vorn_process_no_actions || kernel_read(&kernel) != 0) return 0;
-    vorn_instances_iterator *walk =
-        vorn_instances_new_class_iterator(configuration, "wireless-network");
-    while (walk != NULL && !found && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *network = vorn_instances_iterator_next(walk);
-        if (!hostapd_carries(network, radio)) continue;
-        hostapd_name_interface(interface, radio, place++);
-        const int is_meant = that_one == NULL || strcmp(vorn_instance_get_name(network),
-                                                        vorn_instance_get_name(that_one)) == 0;
-        found = is_meant && is_outside(&kernel, network, interface);
-    }
-    vorn_instances_delete_iterator(walk);
-    kernel_free(&kernel);
-    return found;
+    if (vorn_process_no_actions || kernel_read(&search->kernel) != 0) return 0;
+    hostapd_for_each_network(configuration, radio, look_at, search);
+    kernel_free(&search->kernel);
+    return search->found;
 }
 
 int bridges_lack(const vorn_instances *configuration, const char *radio)
 {
-    char interface[hostapd_name_room];
-    return find_outside(configuration, radio, NULL, interface);
+    struct search search = {.network = NULL};
+    return find_outside(configuration, radio, &search);
 }
 
 const char *bridges_reason(const vorn_instances *configuration, const vorn_instance *network)
 {
     static char reason[64];
-    char interface[hostapd_name_room];
     const char *bridge = value_of(network, "bridge");
+    struct search search = {.network = vorn_instances_get(configuration, "wireless-network",
+                                                          vorn_instance_get_name(network))};
+    if (search.network == NULL) return NULL;
     if (bridges_missing(network) != NULL) {
         snprintf(reason, sizeof reason, "waiting for %s", bridge);
     } else if (*bridge != '\0' &&
-               find_outside(configuration, value_of(network, "radio"), network, interface)) {
-        snprintf(reason, sizeof reason, "failed: %s is not in %s", interface, bridge);
+               find_outside(configuration, value_of(network, "radio"), &search)) {
+        snprintf(reason, sizeof reason, "failed: %s is not in %s", search.interface, bridge);
     } else {
         return NULL;
     }
     return reason;
+}
+
+static void join(const vorn_instance *network, const char *interface, void *data)
+{
+    if (!is_outside(data, network, interface) || bridges_missing(network) != NULL) return;
+    vorn_command_execl("ip", "link", "set", "dev", interface, "master", value_of(network, "bridge"),
+                       (char *)NULL);
+}
+
+void bridges_join(const vorn_instances *configuration, const char *radio)
+{
+    struct kernel kernel;
+    if (vorn_process_no_actions || kernel_read(&kernel) != 0) return;
+    hostapd_for_each_network(configuration, radio, join, &kernel);
+    kernel_free(&kernel);
 }

@@ -15,11 +15,14 @@ const char *bridges_missing(const vorn_instance *network);
 /** A number that is another one for another bridge of that name; 0 for no name. */
 unsigned int bridges_number(const char *name);
 
-/** A number that is another one when a bridge of the radio's networks is. */
+/** A number that is another one when the radio's link or a bridge of its networks is. */
 unsigned int bridges_sum(const vorn_instances *configuration, const char *radio);
 
 /** Whether somebody has taken an interface of the radio out of its bridge. */
 int bridges_lack(const vorn_instances *configuration, const char *radio);
+
+/** Puts the interfaces of the radio that are outside of their bridges back into them. */
+void bridges_join(const vorn_instances *configuration, const char *radio);
 
 /**
  * Why a network that hostapd has on the air is cut off, or null when it is not. The text is good

@@ -8,6 +8,7 @@
 #include "bridges.h"
 #include "country.h"
 #include "keys.h"
+#include "networks.h"
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
 
@@ -46,6 +47,23 @@ int hostapd_carries(const vorn_instance *network, const char *radio)
            (*status == '\0' || strcmp(status, "up") == 0);
 }
 
+void hostapd_for_each_network(const vorn_instances *configuration, const char *radio,
+                              hostapd_network_fn call, void *data)
+{
+    int place = 0;
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, "wireless-network");
+    while (walk != NULL && place < hostapd_most_networks &&
+           vorn_instances_iterator_has_next(walk)) {
+        char interface[hostapd_name_room];
+        const vorn_instance *network = vorn_instances_iterator_next(walk);
+        if (!hostapd_carries(network, radio)) continue;
+        hostapd_name_interface(interface, radio, place++);
+        call(network, interface, data);
+    }
+    vorn_instances_delete_iterator(walk);
+}
+
 /* Any bytes are a name on the air; in hexadecimal none of them can end the line. */
 static void write_ssid(FILE *file, const char *ssid)
 {
@@ -71,11 +89,13 @@ static int write_addresses(const struct writer *writer, const char *path, const 
     return whole_file_close(file, path, 0);
 }
 
+/* A list that is missing takes nobody, whatever it was to be: nobody is let in by mistake. */
 static void write_access(struct writer *writer, const vorn_instance *network, const char *interface)
 {
     char path[64];
     const char *list = value_of(network, "access-list");
-    const int accepts = strcmp(value_of(network, "access-policy"), "accept") == 0;
+    const int accepts = strcmp(value_of(network, "access-policy"), "accept") == 0 ||
+                        !networks_has_list(writer->configuration, list);
     if (*list == '\0') return;
     snprintf(path, sizeof path, "/var/run/vorn-hostapd-%s.macs", interface);
     fprintf(writer->whole, "macaddr_acl=%d\n%s_mac_file=%s\n", accepts, accepts ? "accept" : "deny",
@@ -127,7 +147,7 @@ static void write_network(struct writer *writer, const vorn_instance *network)
     writer->networks++;
 }
 
-/* Never open for want of a key. */
+/* Never open because a key is missing. */
 static const char *reason_against(const struct writer *writer, const vorn_instance *network)
 {
     static char reason[48];

@@ -38,4 +38,9 @@ void hostapd_name_interface(char name[hostapd_name_room], const char *radio, int
 /** Whether that network is to be on the air with that radio. */
 int hostapd_carries(const vorn_instance *network, const char *radio);
 
+/** Calls back for each network that the radio carries, with its interface, in their order. */
+typedef void (*hostapd_network_fn)(const vorn_instance *network, const char *interface, void *data);
+void hostapd_for_each_network(const vorn_instances *configuration, const char *radio,
+                              hostapd_network_fn call, void *data);
+
 #endif

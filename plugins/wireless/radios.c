@@ -12,8 +12,10 @@
 #include <unistd.h>
 
 #include "bridges.h"
+#include "control.h"
 #include "country.h"
 #include "hostapd.h"
+#include "links.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
 #include "vorn-plugin/whole_file.h"
@@ -27,14 +29,14 @@ struct radio {
     char *service; /* "hostapd" and the name */
     supervised *program;
     hostapd_text told;
-    unsigned int bridges; /* which ones there were when it was told */
+    unsigned int bridges; /* which ones there were when it was told, and which link of its own */
     unsigned long frames; /* how many of them hostapd was started with */
     char power[8];
 };
 
 static struct radio *radios;
 
-enum { path_room = 64, look_s = 1 };
+enum { path_room = 64 };
 
 static void name_file(char path[path_room], const struct radio *radio)
 {
@@ -99,6 +101,7 @@ static void run(struct radio *radio)
     const char *const arguments[] = {"hostapd", path, NULL};
     const supervise_plan plan = {arguments, NULL, radio->frames};
     if (supervise_run_plan(radio->program, &plan) != 0) fail(radio, "no memory to start hostapd");
+    links_look_later();
 }
 
 static int is_same(const char *left, const char *right)
@@ -199,45 +202,12 @@ static void forget(const vorn_instance *before)
     outcomes_succeed(&radio_outcomes, radio->name);
 }
 
-static int is_waiting_for_a_bridge(const vorn_instances *configuration, int *is_there)
-{
-    int found = 0;
-    vorn_instances_iterator *walk =
-        vorn_instances_new_class_iterator(configuration, "wireless-network");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *network = vorn_instances_iterator_next(walk);
-        const char *reason = outcomes_reason(&network_outcomes, vorn_instance_get_name(network));
-        if (reason == NULL || strncmp(reason, "waiting ", 8) != 0) continue;
-        found = 1;
-        if (bridges_missing(network) == NULL) *is_there = 1;
-    }
-    vorn_instances_delete_iterator(walk);
-    return found;
-}
-
-static void apply_all(const vorn_instances *configuration);
-
-/* A bridge may be made a little after the commit that asks for it. */
-static void look_for_bridges(void *eloop_data, void *data)
-{
-    int is_there = 0;
-    const vorn_instances *running = vorn_config_get_running();
-    if (!is_waiting_for_a_bridge(running, &is_there)) return;
-    if (is_there) {
-        apply_all(running);
-    } else {
-        eloop_register_timeout(look_s, 0, look_for_bridges, eloop_data, data);
-    }
-}
-
 static void apply_all(const vorn_instances *configuration)
 {
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "radio");
     while (walk != NULL && vorn_instances_iterator_has_next(walk))
         apply(vorn_instances_iterator_next(walk), configuration);
     vorn_instances_delete_iterator(walk);
-    eloop_cancel_timeout(look_for_bridges, NULL, NULL);
-    eloop_register_timeout(look_s, 0, look_for_bridges, NULL, NULL);
 }
 
 static int has_lost_a_bridge(const vorn_instances *configuration)
@@ -269,12 +239,70 @@ void radios_commit(const vorn_instances *configuration, const vorn_changes *chan
     apply_all(configuration);
 }
 
+/* hostapd puts its interfaces into their bridges itself when it starts, and is left the time to. */
+static void join_bridges(const vorn_instances *configuration, struct radio *radio)
+{
+    const char *state = supervise_state(radio->program);
+    if (strcmp(state, "starting") == 0) {
+        links_look_later();
+    } else if (strcmp(state, "running") == 0) {
+        bridges_join(configuration, radio->name);
+    }
+}
+
+/* Only those links count that hostapd does not make or take away: it may be what fails. */
+static void links_changed(void)
+{
+    const vorn_instances *configuration = vorn_config_get_running();
+    for (struct radio *radio = radios; radio != NULL; radio = radio->next) {
+        const vorn_instance *now = vorn_instances_get(configuration, "radio", radio->name);
+        if (now == NULL) continue;
+        if (bridges_sum(configuration, radio->name) != radio->bridges) apply(now, configuration);
+        join_bridges(configuration, radio);
+    }
+}
+
+int radios_watch(void)
+{
+    return links_watch(links_changed);
+}
+
+struct kick {
+    const char *station;
+    int64_t deadline_ms;
+    int times;
+};
+
+static void kick_from(const vorn_instance *network, const char *interface, void *data)
+{
+    (void)network;
+    struct kick *kick = data;
+    kick->times += control_kick(interface, kick->station, kick->deadline_ms);
+}
+
+int radios_kick(const char *station)
+{
+    struct kick kick = {station, control_now_ms() + control_limit_ms, 0};
+    const vorn_instances *configuration = vorn_config_get_running();
+    for (const struct radio *radio = radios; radio != NULL; radio = radio->next) {
+        if (!supervise_is_running(radio->program)) continue;
+        hostapd_for_each_network(configuration, radio->name, kick_from, &kick);
+    }
+    return kick.times > 0;
+}
+
 const char *radios_state(const char *name)
 {
+    static char waiting[32];
     const char *failure = outcomes_state(&radio_outcomes, name);
     const struct radio *radio = find(name);
     if (failure != NULL) return failure;
-    return radio != NULL ? supervise_state(radio->program) : "stopped";
+    if (radio == NULL) return "stopped";
+    if (strcmp(supervise_status(radio->program), "failed") == 0 && bridges_number(name) == 0) {
+        snprintf(waiting, sizeof waiting, "waiting for %.15s", name);
+        return waiting;
+    }
+    return supervise_state(radio->program);
 }
 
 int radios_is_running(const char *name)

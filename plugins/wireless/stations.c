@@ -74,27 +74,11 @@ static void read_stations(vorn_instances *stations, const char *network)
     if (file != NULL) fclose(file);
 }
 
-static void ask_for(vorn_instances *stations, const char *interface, const char *network)
+static void ask_for(const vorn_instance *network, const char *interface, void *stations)
 {
     const int status = vorn_command_execl("sh", "-c", "exec iw dev \"$0\" station dump >\"$1\"",
                                           interface, STATIONS_FILE, (char *)NULL);
-    if (status == 0) read_stations(stations, network);
-}
-
-static void ask_for_networks_of(vorn_instances *stations, const vorn_instances *store,
-                                const char *radio)
-{
-    int place = 0;
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(store, "wireless-network");
-    while (walk != NULL && place < hostapd_most_networks &&
-           vorn_instances_iterator_has_next(walk)) {
-        char interface[hostapd_name_room];
-        const vorn_instance *network = vorn_instances_iterator_next(walk);
-        if (!hostapd_carries(network, radio)) continue;
-        hostapd_name_interface(interface, radio, place++);
-        ask_for(stations, interface, vorn_instance_get_name(network));
-    }
-    vorn_instances_delete_iterator(walk);
+    if (status == 0) read_stations(stations, vorn_instance_get_name(network));
 }
 
 void stations_refresh(vorn_refresh_info *info)
@@ -107,7 +91,7 @@ void stations_refresh(vorn_refresh_info *info)
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(store, "radio");
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         const char *radio = vorn_instance_get_name(vorn_instances_iterator_next(walk));
-        if (radios_is_running(radio)) ask_for_networks_of(stations, store, radio);
+        if (radios_is_running(radio)) hostapd_for_each_network(store, radio, ask_for, stations);
     }
     vorn_instances_delete_iterator(walk);
     replace_instances(store, class_name, stations, properties);

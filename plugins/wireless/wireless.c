@@ -10,6 +10,7 @@
 #include "declare.h"
 #include "hostapd.h"
 #include "keys.h"
+#include "networks.h"
 #include "radios.h"
 #include "stations.h"
 #include "values.h"
@@ -83,6 +84,25 @@ static void commit(vorn_commit_info *info)
     radios_commit(configuration, changes);
 }
 
+static void check(vorn_check_info *info, void *data)
+{
+    (void)data;
+    const vorn_changes *changes = vorn_check_info_get_changes(info);
+    if (vorn_changes_contains_class(changes, "wireless-network") ||
+        vorn_changes_contains_class(changes, "radio") ||
+        vorn_changes_contains_class(changes, "bridge") ||
+        vorn_changes_contains_class(changes, "access-list")) {
+        judge_class(info, "wireless-network", networks_judge);
+    }
+}
+
+/* object=kick&station=MAC: it may come back at once. */
+static int kick(void)
+{
+    const char *station = vorn_inform_get_value("station");
+    return station == NULL || !is_mac(station) || !radios_kick(station);
+}
+
 static const char *radio_state(vorn_instance *instance, const char *property,
                                vorn_refresh_info *info)
 {
@@ -95,13 +115,16 @@ static const char *network_state(vorn_instance *instance, const char *property,
                                  vorn_refresh_info *info)
 {
     (void)property;
-    (void)info;
     const char *name = vorn_instance_get_name(instance);
     const char *radio = value_of(instance, "radio");
+    fault found;
     const char *failure = outcomes_state(&network_outcomes, name);
     if (failure != NULL) return failure;
     if (*value_of(instance, "key") != '\0' && keys_have_failed()) {
         return failed_state("its key can't be saved");
+    }
+    if (networks_judge(vorn_refresh_info_get_instances(info), instance, &found)) {
+        return failed_state(found.reason);
     }
     if (!hostapd_carries(instance, radio)) return "stopped";
     const char *reason =
@@ -160,6 +183,9 @@ static int declare_network(void)
     declare_setting(network, "access-list", is_any_name);
     declare_setting(network, "access-policy", is_policy);
     declare_state(network, "state");
+    vorn_property_set_reference(vorn_class_get_property(network, "radio"), "radio");
+    vorn_property_set_reference(vorn_class_get_property(network, "bridge"), "bridge");
+    vorn_property_set_reference(vorn_class_get_property(network, "access-list"), "access-list");
     vorn_refresher_set_property_fn(network_refresher, "key", key);
     vorn_refresher_set_property_fn(network_refresher, "state", network_state);
     return vorn_classes_add(network);
@@ -182,10 +208,13 @@ void vorn_plugin_init(void)
     }
     country_read();
     keys_read();
+    if (radios_watch() != 0) vorn_debug_eprintf("wireless: links can't be watched.\n");
+    vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_providers_add(provider);
     vorn_providers_order("network", "wireless");
     vorn_providers_order("wireless", "dhcp");
     vorn_providers_order("wireless", "save");
+    vorn_inform_fn_add("kick", kick);
 }

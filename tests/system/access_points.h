@@ -37,6 +37,13 @@ protected:
         write_file(test::startup_file, access_point);
     }
 
+    static testing::AssertionResult state_becomes(const std::string &klass, const std::string &name,
+                                                  const std::string &wanted)
+    {
+        return comes_true([&] { return value_of(klass, name, "state") == wanted; })
+               << name << " is " << value_of(klass, name, "state");
+    }
+
     void boot_and_forget()
     {
         boot();

@@ -3,9 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "access_points.h"
 
@@ -132,7 +138,7 @@ TEST_F(AccessPoints, LeaveThePowerToTheDriverWhenTheRadioIsDeleted)
     boot_and_forget();
     change("<update><radio><power>17</power></radio></update>");
 
-    change("<delete><radio/></delete>");
+    change("<delete><wireless-network/></delete><delete><radio/></delete>");
 
     EXPECT_THAT(commands_run(), ElementsAre("iw dev wlan0 set txpower fixed 1700",
                                             "iw dev wlan0 set txpower auto"));
@@ -194,8 +200,8 @@ TEST_F(AccessPoints, StartTheirDaemonAtOnceWithTheNextCommit)
     stand_in("hostapd", "exit 1");
     boot();
     EXPECT_TRUE(console_shows("it is started again in 2 s."));
-    EXPECT_EQ(value_of("radio", "wlan0", "state"), "failed");
-    EXPECT_EQ(value_of("wireless-network", "home", "state"), "failed");
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "waiting for wlan0");
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "waiting for wlan0");
     forget_runs();
 
     change("<insert><access-list name=\"x\"><mac>00:11:22:33:44:77</mac></access-list></insert>");
@@ -262,7 +268,159 @@ TEST_F(AccessPoints, CarryNoMoreNetworksThanTheRadioCan)
     EXPECT_EQ(value_of("wireless-network", "g", "state"), "failed: the radio carries no more");
 }
 
+TEST_F(AccessPoints, TellWhatTheirDaemonSaidBeforeItEnded)
+{
+    shell("ip link add wlan0 type bridge");
+    stand_in("hostapd", "echo Could not configure driver mode; exit 1");
+
+    boot();
+
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "failed: Could not configure driver mode"));
+    EXPECT_EQ(value_of("wireless-network", "home", "state"),
+              "failed: Could not configure driver mode");
+}
+
+TEST_F(AccessPoints, LetNobodyWaitForADaemonThatHangs)
+{
+    boot_and_forget();
+    ASSERT_TRUE(hang_program("cat /tmp/ready"));
+    const auto begin = std::chrono::steady_clock::now();
+
+    change("<update><radio><channel>11</channel></radio></update>");
+    change_network("<ssid>new</ssid>");
+
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(500));
+    EXPECT_EQ(value_of("wireless-network", "home", "state"),
+              "starting: its process from before has not ended yet");
+    EXPECT_TRUE(console_shows("hostapd wlan0 does not end; it is killed."));
+    EXPECT_TRUE(state_becomes("wireless-network", "home", "running"));
+    EXPECT_THAT(commands_run(), ElementsAre(hostapd_command));
+}
+
+TEST_F(AccessPoints, AreTriedAtOnceWhenTheirRadioIsPluggedIn)
+{
+    stand_in("hostapd", "exit 1");
+    boot();
+    ASSERT_TRUE(console_shows("it is started again in 4 s."));
+    forget_runs();
+
+    shell("ip link add wlan0 type bridge");
+
+    EXPECT_TRUE(console_shows("it is started again in 1 s.", 2));
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "failed");
+}
+
+TEST_F(AccessPoints, WaitForABridgeAndNeverSayThatTheyRunWhileTheyAreCutOff)
+{
+    shell("ip link del br0");
+    boot();
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "waiting for br0");
+    EXPECT_THAT(read_file(hostapd_file), testing::Not(HasSubstr("bridge=")));
+
+    shell("ip link add name br0 type bridge");
+
+    EXPECT_TRUE(comes_true(
+        [] { return read_file(hostapd_file).find("bridge=br0\n") != std::string::npos; }));
+    EXPECT_TRUE(state_becomes("wireless-network", "home", "running"));
+}
+
+TEST_F(AccessPoints, LeaveTheAirWithTheirBridgeAndComeBackWithIt)
+{
+    boot_and_forget();
+
+    shell("ip link del br0");
+    EXPECT_TRUE(state_becomes("wireless-network", "home", "waiting for br0"));
+    EXPECT_TRUE(state_becomes("wireless-network", "guests", "running"));
+    EXPECT_THAT(read_file(hostapd_file), testing::Not(HasSubstr("br0")));
+
+    shell("ip link add br0 type bridge");
+    EXPECT_TRUE(state_becomes("wireless-network", "home", "running"));
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("bridge=br0\n"));
+}
+
+TEST_F(AccessPoints, ComeBackIntoTheirBridge)
+{
+    const auto is_member = [] {
+        return shell("ip link show master br0 | grep -o wlan0") == "wlan0\n";
+    };
+    shell("ip link add wlan0 type ifb");
+    boot_and_forget();
+    EXPECT_TRUE(comes_true(is_member));
+
+    shell("ip link set wlan0 nomaster");
+    EXPECT_TRUE(comes_true(is_member));
+    EXPECT_THAT(commands_run(), IsEmpty());
+
+    shell("ip link del br0; ip link add br0 type bridge");
+    EXPECT_TRUE(comes_true(is_member));
+    EXPECT_THAT(commands_run(), ElementsAre(hostapd_command));
+}
+
+struct Fault {
+    const char *name;
+    const char *operation;
+    const char *reason;
+};
+
+constexpr Fault faults[] = {
+    {"ARadio",
+     "<update><wireless-network name=\"home\"><radio>wlan9</radio></wireless-network></update>",
+     "Property \"radio\" of instance \"home\" of class \"wireless-network\": there is no radio "
+     "\"wlan9\""},
+    {"ARadioThatIsDeleted", "<delete><radio/></delete>",
+     "Property \"radio\" of instance \"guests\" of class \"wireless-network\": there is no radio "
+     "\"wlan0\""},
+    {"ABridge",
+     "<update><wireless-network name=\"home\"><bridge>br-gest</bridge></wireless-network></update>",
+     "Property \"bridge\" of instance \"home\" of class \"wireless-network\": there is no bridge "
+     "\"br-gest\""},
+    {"AnAccessList",
+     "<update><wireless-network "
+     "name=\"home\"><access-list>nobody</access-list></wireless-network></update>",
+     "Property \"access-list\" of instance \"home\" of class \"wireless-network\": there is no "
+     "access list"
+     " \"nobody\""},
+    {"AnAccessListThatIsDeleted", "<delete><access-list name=\"family\"/></delete>",
+     "Property \"access-list\" of instance \"guests\" of class \"wireless-network\": there is no "
+     "access list"
+     " \"family\""},
+};
+
+class WirelessReferences : public AccessPoints, public testing::WithParamInterface<Fault> {};
+
+TEST_P(WirelessReferences, ToNothingAreRefusedAndChangeNothing)
+{
+    install_plugin("network.vorn");
+    write_file(vorn::test::startup_file,
+               "<config><interface name=\"br0\"><kind>bridge</kind></interface>" +
+                   std::string(access_point).substr(sizeof "<config>" - 1));
+    boot_and_forget();
+    const std::string before = read_file(hostapd_file);
+
+    EXPECT_THAT(change(GetParam().operation),
+                AllOf(HasSubstr("<rc>1</rc>"), HasSubstr(GetParam().reason)));
+
+    EXPECT_EQ(read_file(hostapd_file), before);
+    EXPECT_THAT(change_network("<hidden>on</hidden>"), HasSubstr("<rc>0</rc>"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, WirelessReferences, testing::ValuesIn(faults),
+                         [](const auto &each) { return std::string(each.param.name); });
+
 using AccessLists = AccessPoints;
+
+TEST_F(AccessLists, ThatAreMissingLetNobodyIn)
+{
+    boot_and_forget();
+
+    lsql("<lsql><delete><access-list/></delete></lsql>");
+
+    EXPECT_THAT(read_file(hostapd_file),
+                HasSubstr("macaddr_acl=1\naccept_mac_file=/var/run/vorn-hostapd-wlan0_1.macs\n"));
+    EXPECT_EQ(read_file(access_file), "");
+    EXPECT_EQ(value_of("wireless-network", "guests", "state"),
+              "failed: there is no access list \"family\"");
+}
 
 TEST_F(AccessLists, AreReadAgainWhenAStationJoins)
 {
@@ -331,6 +489,7 @@ constexpr Change changes[] = {
      "</wireless-network></update>",
      "", true},
     {"ANetworkOfAnotherRadio",
+     "<insert><radio name=\"wlan1\"><mode>g</mode><channel>1</channel></radio></insert>"
      "<update><wireless-network name=\"guests\"><radio>wlan1</radio></wireless-network>"
      "</update>",
      hostapd_command, false},
@@ -460,47 +619,65 @@ TEST_F(Stations, AreNotAskedForWhileNothingIsOnTheAir)
     EXPECT_THAT(commands_run(), IsEmpty());
 }
 
-TEST_F(AccessPoints, WaitForABridgeAndNeverSayThatTheyRunWhileTheyAreCutOff)
+/* hostapd's socket for an interface, which knows one station. */
+class Control {
+public:
+    explicit Control(const std::string &interface)
+    {
+        std::filesystem::create_directories("/var/run/vorn-hostapd");
+        sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+        const std::string path = "/var/run/vorn-hostapd/" + interface;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        bind(socket_, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+        thread_ = std::thread([this] { serve(); });
+    }
+    Control(const Control &) = delete;
+    ~Control()
+    {
+        shutdown(socket_, SHUT_RDWR);
+        thread_.join();
+        close(socket_);
+    }
+
+    std::string questions;
+
+private:
+    void serve()
+    {
+        char question[128];
+        sockaddr_un asker{};
+        for (;;) {
+            socklen_t size = sizeof asker;
+            const ssize_t count = recvfrom(socket_, question, sizeof question, 0,
+                                           reinterpret_cast<sockaddr *>(&asker), &size);
+            if (count <= 0) return;
+            const std::string text(question, static_cast<std::size_t>(count));
+            questions += text + "\n";
+            const std::string answer = text == "STA 02:00:00:00:01:00"
+                                           ? "02:00:00:00:01:00\nflags=\n"
+                                       : text.starts_with("STA") ? "FAIL\n"
+                                                                 : "OK\n";
+            sendto(socket_, answer.data(), answer.size(), 0,
+                   reinterpret_cast<const sockaddr *>(&asker), size);
+        }
+    }
+
+    int socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    std::thread thread_;
+};
+
+TEST_F(Stations, AreSentAwayFromWhereverTheyAre)
 {
-    shell("ip link del br0");
-    boot();
-    EXPECT_EQ(value_of("wireless-network", "home", "state"), "waiting for br0");
-    EXPECT_THAT(read_file(hostapd_file), Not(HasSubstr("bridge=")));
-
-    shell("ip link add name br0 type bridge");
-
-    EXPECT_TRUE(comes_true(
-        [] { return read_file(hostapd_file).find("bridge=br0\n") != std::string::npos; }));
-    EXPECT_TRUE(
-        comes_true([] { return value_of("wireless-network", "home", "state") == "running"; }));
-}
-
-TEST_F(AccessPoints, GoBackIntoABridgeThatIsMadeAnew)
-{
+    Control control("wlan0_1");
     boot_and_forget();
-    EXPECT_TRUE(
-        comes_true([] { return value_of("wireless-network", "home", "state") == "running"; }));
-    shell("ip link del br0; ip link add name other type bridge");
-    EXPECT_EQ(value_of("wireless-network", "home", "state"), "waiting for br0");
-    shell("ip link add name br0 type bridge");
 
-    change("<update><radio name=\"wlan0\"><power>10</power></radio></update>");
+    EXPECT_EQ(inform("kick", {"station=02:00:00:00:01:00"}), "OK\n");
+    EXPECT_EQ(control.questions, "STA 02:00:00:00:01:00\nDEAUTHENTICATE 02:00:00:00:01:00\n");
 
-    EXPECT_TRUE(comes_true([] { return runs_of("hostapd").size() == 1; }));
-}
-
-TEST_F(AccessPoints, GoBackIntoABridgeThatTheyWereTakenOutOf)
-{
-    shell("ip link add wlan0 type veth peer name air && ip link set wlan0 master br0");
-    boot_and_forget();
-    EXPECT_TRUE(
-        comes_true([] { return value_of("wireless-network", "home", "state") == "running"; }));
-    shell("ip link set wlan0 nomaster");
-    EXPECT_EQ(value_of("wireless-network", "home", "state"), "failed: wlan0 is not in br0");
-
-    change("<insert><access-list name=\"x\"><mac>00:11:22:33:44:77</mac></access-list></insert>");
-
-    EXPECT_TRUE(comes_true([] { return runs_of("hostapd").size() == 1; }));
+    EXPECT_NE(inform("kick", {"station=02:00:00:00:02:00"}), "OK\n");
+    EXPECT_NE(inform("kick", {"station=x"}), "OK\n");
+    EXPECT_NE(inform("kick"), "OK\n");
+    EXPECT_EQ(control.questions.substr(control.questions.size() - 22), "STA 02:00:00:00:02:00\n");
 }
 
 } // namespace

@@ -21,11 +21,13 @@ CHANGES = (
      in_hostapds_file("wpa_passphrase=battery staple")),
     ("vornctl set wireless-network home hidden=on", in_hostapds_file("ignore_broadcast_ssid=1")),
     ("vornctl set wireless-network home max-stations=9", in_hostapds_file("max_num_sta=9")),
+    ("vornctl add access-list some mac=00:11:22:33:44:66", "vornctl show access-list some"),
     ("vornctl set wireless-network home access-list=some", in_hostapds_file("macaddr_acl=0")),
     ("vornctl add access-list some mac=00:11:22:33:44:55",
      "grep -Fq 00:11:22:33:44:55 /var/run/vorn-hostapd-wlan0.macs"),
-    ("vornctl delete access-list some",
-     "test ! -s /var/run/vorn-hostapd-wlan0.macs"),
+    ("vornctl set wireless-network home access-list=",
+     "! grep -q macaddr_acl /var/run/vorn-hostapd-wlan0.conf"),
+    ("vornctl delete access-list some", "! vornctl show access-list some | grep -q mac"),
     ("vornctl set wireless-network home security=wpa3-sae",
      f"{in_hostapds_file('wpa_key_mgmt=SAE')} && {ON_THE_AIR('state', 'ENABLED')}"),
     ("vornctl set radio wlan0 channel=11", ON_THE_AIR("channel", "11")),
@@ -157,6 +159,7 @@ class AnAccessPoint(unittest.TestCase):
         self.device.await_state("running")
 
         self.assertFalse(self.station.associate("attic", KEY, deadline=8))
+        self.device.set_network("access-list=")
         self.device.vornctl("delete", "access-list", "unwanted")
         self.assert_joins("attic", KEY)
 

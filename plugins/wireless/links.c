@@ -1,0 +1,59 @@
+/* SPDX-License-Identifier: MIT */
+#include "links.h"
+
+#include "vorn/vorn.h"
+
+#include <errno.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+enum { soon_us = 100000, later_us = 700000 };
+
+static void (*tell)(void);
+
+static void look(void *eloop_data, void *data)
+{
+    (void)eloop_data;
+    (void)data;
+    tell();
+}
+
+static void look_after(unsigned int us)
+{
+    eloop_cancel_timeout(look, NULL, NULL);
+    eloop_register_timeout(0, us, look, NULL, NULL);
+}
+
+void links_look_later(void)
+{
+    look_after(later_us);
+}
+
+/* What is in the messages does not matter: the links are looked at as they are by then. */
+static void hear(int sock, void *eloop_data, void *data)
+{
+    char message[4096];
+    (void)eloop_data;
+    (void)data;
+    ssize_t count;
+    do {
+        count = recv(sock, message, sizeof message, MSG_DONTWAIT);
+    } while (count > 0 || (count == -1 && (errno == ENOBUFS || errno == EINTR)));
+    look_after(soon_us);
+}
+
+int links_watch(void (*changed)(void))
+{
+    tell = changed;
+    const int sock = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
+    const struct sockaddr_nl links = {.nl_family = AF_NETLINK, .nl_groups = RTMGRP_LINK};
+    if (sock == -1) return 1;
+    if (bind(sock, (const struct sockaddr *)&links, sizeof links) == 0 &&
+        eloop_register_read_sock(sock, hear, NULL, NULL) == 0) {
+        return 0;
+    }
+    close(sock);
+    return 1;
+}

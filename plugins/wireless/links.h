@@ -1,0 +1,16 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_WIRELESS_LINKS_H
+#define PLUGINS_WIRELESS_LINKS_H
+
+/*
+ * The kernel's links, beside what the configuration says: who takes a bridge or a radio away and
+ * brings it back tells nobody.
+ */
+
+/** Calls back, a moment later, whenever a link has come, gone or changed. 0, or 1. */
+int links_watch(void (*changed)(void));
+
+/** Calls back once more after a while, as if a link had changed. */
+void links_look_later(void);
+
+#endif
