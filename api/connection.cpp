@@ -7,6 +7,7 @@
  */
 #include "api/connection.h"
 
+#include "core/eloop_state.h"
 #include "vorn/debug.h"
 
 #include <algorithm>
@@ -44,7 +45,7 @@ bool may_go_on(ssize_t count)
 
 Fd accept_client(int listener, const Door &door)
 {
-    Fd client(accept(listener, nullptr, nullptr));
+    Fd client(accept_or_rest(listener));
     if (!client) {
         vorn_debug_perror(door.accept_failed);
         return client;
@@ -57,6 +58,17 @@ Fd accept_client(int listener, const Door &door)
 }
 
 } // namespace
+
+int accept_or_rest(int listener)
+{
+    const int client = accept(listener, nullptr, nullptr);
+    const int error = errno;
+    if (client < 0 && error != EAGAIN && error != EINTR && error != ECONNABORTED) {
+        eloop_rest(listener);
+    }
+    errno = error;
+    return client;
+}
 
 Connection::Connection(int listener, const Door &door)
     : Connection(accept_client(listener, door), door)

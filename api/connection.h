@@ -20,6 +20,12 @@ struct Door {
 };
 
 /*
+ * Takes the next client of a listener, or -1 with errno. Whoever could not be taken still waits, so
+ * that the listener would be found readable again at once: it rests a while then.
+ */
+int accept_or_rest(int listener);
+
+/*
  * One client, from its arrival to its end. It has five seconds for its whole request and five to
  * take the reply; then it is dropped, with an error in the log. Nothing it sends or leaves unread
  * can make the daemon wait longer or take the reply from it.

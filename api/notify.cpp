@@ -9,6 +9,7 @@
  */
 #include "vorn/notify.h"
 
+#include "api/connection.h"
 #include "api/notify_sender.h"
 #include "api/notify_state.h"
 #include "core/base/file.h"
@@ -63,8 +64,12 @@ void end_connection(int fd, std::FILE *stream)
     std::fclose(stream);
 }
 
-bool has_room()
+/* Whoever only listens must not take the last descriptors, which others are served with. */
+bool has_room(int fd)
 {
+    constexpr long kept_for_requests = 4;
+    if (fd + kept_for_requests >= sysconf(_SC_OPEN_MAX)) return false;
+
     const EloopSock *begin = eloop_data.readers;
     return std::count_if(begin, begin + eloop_data.reader_count, [](const EloopSock &each) {
                return each.handler == notify_read;
@@ -80,7 +85,7 @@ int failed_to(const char *what, int fd)
 
 int accept_connection(int listener)
 {
-    const int fd = accept(listener, nullptr, nullptr);
+    const int fd = accept_or_rest(listener);
     if (fd < 0) return failed_to("vorn_notify_new_connection accept", -1);
     if (fcntl(fd, F_SETFD, FD_CLOEXEC) < 0) {
         return failed_to("vorn_notify_new_connection fcntl", fd);
@@ -164,7 +169,7 @@ void notify_new_connection(int listener, void *, void *)
         failed_to("vorn_notify_new_connection fdopen", fd);
         return;
     }
-    if (!has_room() || eloop_register_read_sock(fd, notify_read, nullptr, stream) != 0) {
+    if (!has_room(fd) || eloop_register_read_sock(fd, notify_read, nullptr, stream) != 0) {
         vorn_debug_eprintf("Unable to add notify connection.\n");
         std::fclose(stream);
         return;

@@ -13,6 +13,7 @@
 #include "api/query_state.h"
 #include "change/changes_record.h"
 #include "change/providers_check.h"
+#include "core/base/quoted.h"
 #include "core/base/text.h"
 #include "model/instance_record.h"
 #include "model/instances_record.h"
@@ -251,7 +252,7 @@ char *evaluate_text(const char *text, bool passive)
 {
     const XmlDocument request = text ? parse_xml_text(text, std::strlen(text)) : XmlDocument();
     if (!request) {
-        vorn_debug_eprintf("Invalid LSQL request: %s\n", shown(text));
+        vorn_debug_eprintf("Invalid LSQL request: %s\n", Quoted(shown(text)).get());
         return nullptr;
     }
     xmlNode *root = xmlDocGetRootElement(request.get());

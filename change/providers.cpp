@@ -8,6 +8,7 @@
 #include "change/providers_state.h"
 #include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/put_off.h"
 #include "model/instance_record.h"
 
 #include <cerrno>
@@ -130,6 +131,7 @@ void vorn_providers_commit(vorn_instances *after, vorn_changes *changes, vorn_ac
     for_each_registered([=](vorn_provider &provider) {
         vorn_debug_lprintf(3, "Committing provider %s...\n", provider.name.get());
         vorn_provider_commit(&provider, after, changes, actions);
+        do_what_was_put_off();
     });
     if (actions) vorn_actions_delete(actions);
 }

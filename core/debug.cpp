@@ -1,16 +1,18 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * The log: one stream for the whole process. States and errors always reach it, diagnostics from
- * their level on. The functions also run in signal context while the daemon comes up, so nothing
- * is kept between two calls but the four fields of the state.
+ * their level on. The functions also run in signal context while the daemon comes up, so no signal
+ * arrives while a line is written, and nothing is kept between two calls but the four fields of
+ * the state and the lines that nobody took yet.
  */
 #include "vorn/debug.h"
 
 #include "core/base/memory.h"
-#include "core/base/paths.h"
 #include "core/base/result.h"
+#include "core/base/signals_held.h"
 #include "core/base/text.h"
 #include "core/debug_state.h"
+#include "core/log_sink.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -40,6 +42,7 @@ void tell_time(char (&text)[clock_room])
 
 void log_write(const char *format, std::va_list arguments)
 {
+    const SignalsHeld held;
     std::FILE *stream = debug_state.stream;
 
     std::fputs("vorn: ", stream);
@@ -63,12 +66,74 @@ void exit_or_continue()
 {
     if (debug_state.exit_on_fatal) {
         vorn_debug_eprintf("Exiting due to fatal error.\n");
+        finish_logs();
         std::exit(1);
     }
     vorn_debug_eprintf("Attempting to continue operation.\n");
 }
 
+ssize_t write_to_console(void *, const char *bytes, std::size_t length)
+{
+    console_sink.put(bytes, length);
+    return static_cast<ssize_t>(length);
+}
+
+ssize_t write_to_error_output(void *, const char *bytes, std::size_t length)
+{
+    write_to_standard_error(bytes, length);
+    return static_cast<ssize_t>(length);
+}
+
+/* A stream that never makes its writer wait; standard error's own when memory is gone. */
+std::FILE *open_stream()
+{
+    static char buffer[4096];
+    cookie_io_functions_t functions = {};
+
+    functions.write = open_console() ? write_to_console : write_to_error_output;
+    std::FILE *stream = fopencookie(nullptr, "w", functions);
+    if (!stream) return stderr;
+    std::setvbuf(stream, buffer, _IOFBF, sizeof buffer);
+    return stream;
+}
+
+/* The beginning of a report when memory is there for it: "vorn: ", and the time when told. */
+void put_prefix(char *text, std::size_t size, const char *message)
+{
+    if (debug_state.timestamp) {
+        char clock[clock_room];
+        tell_time(clock);
+        std::snprintf(text, size, "vorn: [%s] %s", clock, message);
+    } else {
+        std::snprintf(text, size, "vorn: %s", message);
+    }
+}
+
+/* The reason is handed on from its first reading: allocating may change errno. */
+void report_system_error(int error, const char *message)
+{
+    const std::size_t size = std::strlen(message) + perror_extra;
+    const Allocated<char> text(static_cast<char *>(std::malloc(size)));
+
+    if (text) put_prefix(text.get(), size, message);
+    report_error(error, text ? text.get() : message);
+}
+
 } // namespace
+
+/* One write when there is memory for it: children share standard error and write there too. */
+void report_error(int error, const char *message)
+{
+    const Text report = format("%s: %s\n", message, std::strerror(error));
+
+    if (report) {
+        write_to_standard_error(report.get(), std::strlen(report.get()));
+        return;
+    }
+    const char *const parts[] = {message, ": ", std::strerror(error), "\n"};
+    for (const char *each : parts)
+        write_to_standard_error(each, std::strlen(each));
+}
 
 } // namespace vorn
 
@@ -77,8 +142,8 @@ using vorn::debug_state;
 void vorn_debug_init()
 {
     if (debug_state.stream) return;
-    debug_state.stream = std::fopen(vorn::paths::console, "we");
-    if (!debug_state.stream) debug_state.stream = stderr;
+    vorn::open_standard_error();
+    debug_state.stream = vorn::open_stream();
 }
 
 int vorn_debug_set(int level)
@@ -149,22 +214,9 @@ void vorn_debug_fatal(const char *message)
     vorn::exit_or_continue();
 }
 
-/* errno is the caller's: whatever happens on the way must not change what is reported. */
 void vorn_debug_perror(const char *message)
 {
-    const int error = errno;
-    const std::size_t size = std::strlen(message) + vorn::perror_extra;
-    const vorn::Allocated<char> text(static_cast<char *>(std::malloc(size)));
-
-    if (text && debug_state.timestamp) {
-        char clock[vorn::clock_room];
-        vorn::tell_time(clock);
-        std::snprintf(text.get(), size, "vorn: [%s] %s", clock, message);
-    } else if (text) {
-        std::snprintf(text.get(), size, "vorn: %s", message);
-    }
-    errno = error;
-    std::perror(text ? text.get() : message);
+    vorn::report_system_error(errno, message);
 }
 
 void vorn_debug_fatal_perror(const char *message)
@@ -172,8 +224,7 @@ void vorn_debug_fatal_perror(const char *message)
     const int error = errno;
     const vorn::Text text = vorn::format("Fatal error: %s", message);
 
-    errno = error;
-    vorn_debug_perror(text ? text.get() : message);
+    vorn::report_system_error(error, text ? text.get() : message);
     vorn::exit_or_continue();
 }
 

@@ -14,4 +14,7 @@ struct DebugState {
 
 extern DebugState debug_state;
 
+/* What perror would write, where reports of failed calls go. */
+void report_error(int error, const char *message);
+
 } // namespace vorn

@@ -6,7 +6,10 @@
  * that setting the clock disturbs nothing. In signal context two counters are touched and nothing
  * else.
  */
+#include "core/base/signals_held.h"
+#include "core/debug_state.h"
 #include "core/eloop_state.h"
+#include "core/log_sink.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -52,22 +55,6 @@ std::int32_t ticks_after(std::uint32_t time, std::uint32_t other)
     return static_cast<std::int32_t>(time - other);
 }
 
-/* No signal can arrive while this lives: the handler walks the table that is being changed. */
-class SignalsBlocked {
-public:
-    SignalsBlocked()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        sigprocmask(SIG_SETMASK, &all, &before_);
-    }
-    SignalsBlocked(const SignalsBlocked &) = delete;
-    ~SignalsBlocked() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-
-private:
-    sigset_t before_;
-};
-
 /* The only code that runs in signal context. */
 void eloop_handle_signal(int sig)
 {
@@ -105,26 +92,56 @@ bool matches(const void *wanted, const void *data)
     return wanted == ELOOP_ANY || wanted == data;
 }
 
+/* A socket that rests is not asked for, and ends its rest when the time has come. */
+bool rests(EloopSock &entry)
+{
+    entry.rests = entry.rests && ticks_after(entry.rests_until, ticks_now()) > 0;
+    return entry.rests;
+}
+
+/* The next point in time at which there is something to do; false when there is none. */
+bool find_next_time(std::uint32_t &time)
+{
+    bool found = eloop_data.timeout != nullptr;
+    if (found) time = eloop_data.timeout->time;
+    for (int i = 0; i < eloop_data.reader_count; i++) {
+        const EloopSock &entry = eloop_data.readers[i];
+        if (!entry.rests || (found && ticks_after(entry.rests_until, time) >= 0)) continue;
+        time = entry.rests_until;
+        found = true;
+    }
+    return found;
+}
+
 /* How long select may wait; null for as long as it takes. */
 timeval *time_to_wait(timeval &wait)
 {
-    if (!eloop_data.timeout) return nullptr;
+    std::uint32_t next = 0;
+    if (!find_next_time(next)) return nullptr;
 
     const std::int32_t per_second = eloop_data.ticks_per_second;
-    const std::int32_t left = std::max(ticks_after(eloop_data.timeout->time, ticks_now()), 0);
+    const std::int32_t left = std::max(ticks_after(next, ticks_now()), 0);
     wait.tv_sec = left / per_second;
     wait.tv_usec = suseconds_t{left % per_second} * (microseconds_per_second / per_second);
     return &wait;
 }
 
+/* What is logged and was not taken yet waits here too, for whoever takes it. */
 int wait_for_events(fd_set &ready)
 {
     timeval wait;
+    fd_set takers;
 
     FD_ZERO(&ready);
-    for (int i = 0; i < eloop_data.reader_count; i++)
-        FD_SET(eloop_data.readers[i].sock, &ready);
-    return select(eloop_data.max_sock + 1, &ready, nullptr, nullptr, time_to_wait(wait));
+    FD_ZERO(&takers);
+    for (int i = 0; i < eloop_data.reader_count; i++) {
+        if (!rests(eloop_data.readers[i])) FD_SET(eloop_data.readers[i].sock, &ready);
+    }
+    const int highest_taker = add_log_takers(takers);
+    const int count = select(std::max(eloop_data.max_sock, highest_taker) + 1, &ready,
+                             highest_taker < 0 ? nullptr : &takers, nullptr, time_to_wait(wait));
+    if (count > 0 && highest_taker >= 0) write_waiting_logs();
+    return count;
 }
 
 void dispatch_signals()
@@ -142,8 +159,8 @@ void dispatch_signals()
 
 /*
  * At most one: what else is due waits for the next pass, which does not block then. What beats
- * regularly must not end because memory is short for a moment, so a timeout that registers itself
- * again finds its own record there.
+ * regularly must not end because memory is short for a moment, so the record of a timeout is kept
+ * for its own handler, whatever else that registers first.
  */
 void dispatch_timeout()
 {
@@ -169,6 +186,15 @@ void dispatch_sockets(const fd_set &ready)
     }
 }
 
+/* A handler that registers itself again gets the record that it was called with. */
+Owned<EloopTimeout> record_for(eloop_timeout_handler handler)
+{
+    if (eloop_data.spare && eloop_data.spare->handler == handler) {
+        return Owned<EloopTimeout>(std::exchange(eloop_data.spare, nullptr));
+    }
+    return make<EloopTimeout>();
+}
+
 bool has_something_to_wait_for()
 {
     return eloop_data.timeout || eloop_data.reader_count > 0;
@@ -176,13 +202,26 @@ bool has_something_to_wait_for()
 
 } // namespace
 
+void eloop_rest(int sock)
+{
+    constexpr std::uint32_t rest_seconds = 1;
+    const auto per_second = static_cast<std::uint32_t>(eloop_data.ticks_per_second);
+
+    for (int i = 0; i < eloop_data.reader_count; i++) {
+        EloopSock &entry = eloop_data.readers[i];
+        if (entry.sock != sock) continue;
+        entry.rests = true;
+        entry.rests_until = ticks_now() + rest_seconds * per_second;
+    }
+}
+
 } // namespace vorn
 
 using vorn::eloop_data;
 
 void eloop_init(void *user_data)
 {
-    const vorn::SignalsBlocked blocked;
+    const vorn::SignalsHeld held;
 
     eloop_data = {};
     eloop_data.user_data = user_data;
@@ -194,7 +233,7 @@ int eloop_register_read_sock(int sock, eloop_sock_handler handler, void *data, v
     if (sock < 0 || sock >= FD_SETSIZE) return vorn::failure;
     if (!vorn::grow(eloop_data.readers, eloop_data.reader_count)) return vorn::failure;
 
-    eloop_data.readers[eloop_data.reader_count] = {sock, data, user_data, handler};
+    eloop_data.readers[eloop_data.reader_count] = {sock, data, user_data, handler, false, 0};
     eloop_data.reader_count++;
     eloop_data.max_sock = std::max(eloop_data.max_sock, sock);
     return vorn::done;
@@ -217,8 +256,7 @@ int eloop_register_timeout(int secs, unsigned int usecs, eloop_timeout_handler h
                            void *user_data)
 {
     if (secs < 0) return vorn::negative_time;
-    vorn::Owned<vorn::EloopTimeout> timeout(std::exchange(eloop_data.spare, nullptr));
-    if (!timeout) timeout = vorn::make<vorn::EloopTimeout>();
+    vorn::Owned<vorn::EloopTimeout> timeout = vorn::record_for(handler);
     if (!timeout) return vorn::failure;
 
     const auto per_second = static_cast<std::uint32_t>(eloop_data.ticks_per_second);
@@ -253,7 +291,7 @@ int eloop_cancel_timeout(eloop_timeout_handler handler, void *data, void *user_d
 
 int eloop_register_signal(int sig, eloop_signal_handler handler, void *user_data)
 {
-    const vorn::SignalsBlocked blocked;
+    const vorn::SignalsHeld held;
 
     if (!vorn::grow(eloop_data.signals, eloop_data.signal_count)) return vorn::failure;
     eloop_data.signals[eloop_data.signal_count] = {sig, user_data, handler, 0};
@@ -268,7 +306,7 @@ void eloop_run()
         fd_set ready;
         const int count = vorn::wait_for_events(ready);
         if (count < 0 && errno != EINTR) {
-            std::perror("select");
+            vorn::report_error(errno, "select");
             return;
         }
         vorn::dispatch_signals();
@@ -284,7 +322,7 @@ void eloop_terminate()
 
 void eloop_destroy()
 {
-    const vorn::SignalsBlocked blocked;
+    const vorn::SignalsHeld held;
 
     while (eloop_data.timeout) {
         const vorn::Owned<vorn::EloopTimeout> timeout(eloop_data.timeout);

@@ -14,6 +14,8 @@ struct EloopSock {
     void *eloop_data;
     void *user_data;
     eloop_sock_handler handler;
+    bool rests;                /* not asked for, until */
+    std::uint32_t rests_until; /* in clock ticks */
 };
 
 struct EloopTimeout : Record {
@@ -37,7 +39,7 @@ struct EloopData {
     std::int32_t reader_count;
     EloopSock *readers;
     EloopTimeout *timeout; /* earliest first */
-    EloopTimeout *spare;   /* of the handler that runs, for what it registers first */
+    EloopTimeout *spare;   /* of the handler that runs, for when it registers itself */
     std::int32_t ticks_per_second;
     std::int32_t signal_count;
     EloopSignal *signals;
@@ -47,5 +49,11 @@ struct EloopData {
 };
 
 extern EloopData eloop_data;
+
+/*
+ * Leaves a registered socket alone for a second. For one that is readable and can't be served: it
+ * would be found readable again at once, for as long as that lasts.
+ */
+void eloop_rest(int sock);
 
 } // namespace vorn

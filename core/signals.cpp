@@ -6,6 +6,8 @@
  */
 #include "core/signals.h"
 
+#include "core/log_sink.h"
+#include "core/put_off.h"
 #include "vorn/class.h"
 #include "vorn/config.h"
 #include "vorn/debug.h"
@@ -17,6 +19,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+
+#include <unistd.h>
 
 namespace vorn {
 
@@ -37,13 +41,33 @@ void dump_state(int, void *, void *)
     std::fflush(stream);
 }
 
+/* It walks the running configuration, which the boot load may be changing just then. */
+void dump_when_it_is_safe(int)
+{
+    do_or_put_off([] { dump_state(SIGHUP, nullptr, nullptr); });
+}
+
 /* The pid file stays: only a loop that ended by itself removes it. */
-void exit_on_signal(int signal_number, void *, void *)
+void end_on_signal(int signal_number)
 {
     vorn_service_shutdown();
     kill(0, SIGTERM);
     vorn_debug_printf("Exit due to signal %d.\n", signal_number);
+    finish_logs();
+}
+
+void exit_on_signal(int signal_number, void *, void *)
+{
+    end_on_signal(signal_number);
     std::exit(0);
+}
+
+/* What exit would still do allocates and frees, and the signal may have struck into just that. */
+void exit_directly(int signal_number)
+{
+    end_on_signal(signal_number);
+    if (is_at_rest()) std::exit(0);
+    _exit(0);
 }
 
 void stop_watchdog_on_signal(int, void *, void *)
@@ -71,9 +95,9 @@ constexpr SignalRow row(int signal_number)
 }
 
 constexpr SignalRow rows[] = {
-    row<cycle_debug_level>(SIGWINCH), row<vorn_service_sig_child>(SIGCHLD),
-    row<dump_state>(SIGHUP),          row<exit_on_signal>(SIGTERM),
-    row<exit_on_signal>(SIGINT),      row<stop_watchdog_on_signal>(SIGUSR1),
+    row<cycle_debug_level>(SIGWINCH),           row<vorn_service_sig_child>(SIGCHLD),
+    {SIGHUP, dump_state, dump_when_it_is_safe}, {SIGTERM, exit_on_signal, exit_directly},
+    {SIGINT, exit_on_signal, exit_directly},    row<stop_watchdog_on_signal>(SIGUSR1),
 };
 
 } // namespace
@@ -90,6 +114,7 @@ void hand_signals_to_eloop()
     for (const SignalRow &each : rows) {
         eloop_register_signal(each.signal_number, each.handler, nullptr);
     }
+    do_what_was_put_off();
 }
 
 } // namespace vorn

@@ -9,8 +9,11 @@
 
 #include "core/base/file.h"
 #include "core/base/paths.h"
+#include "core/base/signals_held.h"
+#include "core/debug_state.h"
 #include "core/options.h"
 #include "core/process.h"
+#include "core/put_off.h"
 #include "core/signals.h"
 #include "vorn/class.h"
 #include "vorn/config.h"
@@ -24,6 +27,7 @@
 #include "vorn/socket.h"
 #include "vorn/watchdog.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 
@@ -62,6 +66,21 @@ void print_registries()
 }
 
 /*
+ * Whoever starts the daemon may have closed or blocked anything. A file that is opened must not
+ * become standard error by its number, and a signal that is held back is no signal. Without the
+ * null device the root folder takes the place: what is written there goes nowhere.
+ */
+void put_inheritance_right()
+{
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; descriptor++) {
+        if (fcntl(descriptor, F_GETFD) != -1) continue;
+        if (open(paths::null_device, O_RDWR) == -1) open("/", O_RDONLY | O_DIRECTORY);
+    }
+    std::signal(SIGCHLD, SIG_DFL); /* ignored, it would take the status of every command */
+    hear_all_signals();
+}
+
+/*
  * What is made from here on, by whatever the daemon starts too, only its owner may write: a signal
  * goes to the process that a file names.
  */
@@ -74,7 +93,7 @@ void keep_files_to_their_owner()
 void become_daemon()
 {
     vorn_debug_printf("Daemonizing...\n");
-    if (daemon(keep_working_directory, keep_descriptors) == -1) std::perror("daemon");
+    if (daemon(keep_working_directory, keep_descriptors) == -1) report_error(errno, "daemon");
 
     close(STDIN_FILENO);
     if (open(paths::null_device, O_RDWR) != STDIN_FILENO) {
@@ -125,6 +144,7 @@ void start_up(int argc, char **argv)
 {
     bool foreground = false;
 
+    put_inheritance_right();
     keep_files_to_their_owner();
     vorn_debug_init();
     vorn_watchdog_ack();
@@ -141,6 +161,7 @@ void start_up(int argc, char **argv)
     fatal_if(vorn_config_init() < 0, "vorn_config_init() failed.");
     set_kernel_panic_timeout();
     fatal_if(vorn_config_copy_startup_to_running() == 1, "Unable to read config.");
+    do_what_was_put_off();
     fatal_if(vorn_inform_init() == 1, "Unable to initialize inform interface.");
     fatal_if(vorn_notify_init() == 1, "Unable to initialize notify interface.");
     fatal_if(vorn_socket_api_init() == 1, "Unable to initialize socket API.");

@@ -8,7 +8,10 @@
 
 #include "core/base/guard.h"
 #include "core/base/paths.h"
+#include "core/base/signals_held.h"
 #include "core/base/text.h"
+#include "core/log_sink.h"
+#include "core/put_off.h"
 #include "services/argument_vector.h"
 #include "vorn/debug.h"
 #include "vorn/service.h"
@@ -28,25 +31,9 @@ namespace {
 constexpr int not_executed = 127;
 constexpr int highest_descriptor = 1023;
 
-/*
- * While this lives the reaper can't run, not even in signal context during the boot load: it
- * would take the status that the command's own wait is after.
- */
-class ReaperHeld {
-public:
-    ReaperHeld()
-    {
-        sigset_t child;
-        sigemptyset(&child);
-        sigaddset(&child, SIGCHLD);
-        sigprocmask(SIG_BLOCK, &child, &before_);
-    }
-    ReaperHeld(const ReaperHeld &) = delete;
-    ~ReaperHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-
-private:
-    sigset_t before_;
-};
+/* Of SIGTERM, since a fork failed. */
+using SignalHandler = void (*)(int);
+constinit SignalHandler lost_handler = nullptr;
 
 /* Continues the line that the start of a child began. */
 void continue_line(const char *pattern, ...) VORN_PRINTF(1, 2);
@@ -72,11 +59,7 @@ void reset_signals()
 {
     for (const int sig : {SIGCHLD, SIGTERM, SIGINT, SIGHUP})
         std::signal(sig, SIG_DFL);
-
-    sigset_t child;
-    sigemptyset(&child);
-    sigaddset(&child, SIGCHLD);
-    sigprocmask(SIG_UNBLOCK, &child, nullptr);
+    hear_all_signals();
 }
 
 void enter_directory(const char *directory, const char *program)
@@ -113,6 +96,7 @@ void redirect(Output output)
 
 [[noreturn]] void become(char *const arguments[], Output output, const char *directory)
 {
+    forget_waiting_logs();
     reset_signals();
     enter_directory(directory, arguments[0]);
     redirect(output);
@@ -122,6 +106,7 @@ void redirect(Output output)
     execvp(arguments[0], arguments);
 
     vorn_debug_perror(Line<81>("Unable to execute \"%s\"", arguments[0]).get());
+    finish_logs();
     _exit(not_executed);
 }
 
@@ -131,6 +116,7 @@ int wait_for(pid_t pid)
     pid_t reaped;
 
     if (pid == -1) return -1;
+    const AtRest at_rest;
     do {
         reaped = waitpid(pid, &status, 0);
     } while (reaped == -1 && errno == EINTR);
@@ -163,13 +149,25 @@ pid_t vorn_command_spawn(char *const arguments[], Output output, const char *dir
     const pid_t pid = fork();
     if (pid == 0) become(arguments, output, directory);
     if (pid == -1) {
-        /* SIGTERM keeps its default action then: a system that can't fork is to be left fast. */
+        /* SIGTERM keeps its default action until the next tick: who can't fork is left fast. */
+        if (on_termination != SIG_DFL) lost_handler = on_termination;
         vorn_debug_perror("fork");
         return -1;
     }
     std::signal(SIGTERM, on_termination);
     continue_line("-> pid = %d ", static_cast<int>(pid));
     return pid;
+}
+
+/* Somebody may have set another one since, as the end of the boot does. */
+void hear_termination_again()
+{
+    struct sigaction now;
+    if (!lost_handler) return;
+    if (sigaction(SIGTERM, nullptr, &now) == 0 && now.sa_handler == SIG_DFL) {
+        std::signal(SIGTERM, lost_handler);
+    }
+    lost_handler = nullptr;
 }
 
 } // namespace vorn
@@ -210,6 +208,7 @@ int vorn_command_execvod(char *const arguments[], int output_mode, const char *d
 {
     if (vorn::absent(arguments, "arguments") || vorn::absent(arguments[0], "program")) return -1;
 
-    const vorn::ReaperHeld held;
+    /* The reaper, in signal context during the boot load, would take what the wait is after. */
+    const vorn::SignalsHeld held(SIGCHLD);
     return vorn::wait_for(vorn::vorn_command_spawn(arguments, {.mode = output_mode}, directory));
 }

@@ -2,12 +2,15 @@
 /*
  * The container that every collection is built on. It copies keys and never touches the data; it
  * keeps entries in the order of their insertion, which several orders of the system rest on, and
- * no heuristic and no growth changes that order. Its rare messages go to standard error, since it
- * stands below the log.
+ * no heuristic and no growth changes that order. Its rare messages go to standard error, for
+ * which no level has to be set.
  */
+#include "core/base/text.h"
+#include "core/debug_state.h"
 #include "core/hash_table/hash_table_order.h"
 #include "core/hash_table/hash_table_record.h"
 #include "core/hash_table/quick_hash.h"
+#include "core/log_sink.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -89,7 +92,8 @@ ght_entry *make_entry(const ght_table &table, void *data, std::uint32_t hash, co
 {
     void *memory = table.alloc(sizeof(ght_entry) + key.length);
     if (!memory) {
-        std::fputs("fn_alloc failed!\n", stderr);
+        constexpr char report[] = "fn_alloc failed!\n";
+        vorn::write_to_standard_error(report, sizeof report - 1);
         errno = ENOMEM; /* saying so may have changed it */
         return nullptr;
     }
@@ -248,7 +252,7 @@ ght_table *ght_create(unsigned int buckets)
     if (table && are_few) std::memset(chains, 0, rounded * bucket_size);
 
     if (!chains) {
-        std::perror("malloc");
+        vorn::report_error(errno, "malloc");
         std::free(table);
         errno = ENOMEM;
         return nullptr;
@@ -298,10 +302,10 @@ void ght_set_bounded_buckets(ght_table *table, unsigned int limit, ght_fn_bucket
     table->overflow = overflow;
     settle_buckets(*table);
     if (!overflow && limit != 0) {
-        std::fprintf(stderr,
-                     "ght_set_bounded_buckets: The bucket callback function is NULL but the limit "
-                     "is %d\n",
-                     static_cast<int>(limit));
+        const vorn::Line<128> report(
+            "ght_set_bounded_buckets: The bucket callback function is NULL but the limit is %d\n",
+            static_cast<int>(limit));
+        vorn::write_to_standard_error(report.get(), std::strlen(report.get()));
     }
 }
 
@@ -446,7 +450,7 @@ void ght_rehash(ght_table *table, unsigned int buckets)
     const std::uint32_t rounded = round_up(buckets);
     ght_entry **chains = zeroed_chains(rounded);
     if (!chains) {
-        std::perror("malloc");
+        vorn::report_error(errno, "malloc");
         return;
     }
     free_chains(*table);

@@ -18,8 +18,10 @@
  *
  * What is logged begins with "vorn: ", then, if that was asked for, with the local time, as in
  * "[Sat Nov 21 09:30:00 2026] ". No newline is added: the format ends in one, or the next message
- * stands on the same line, behind a "vorn: " of its own. Everything is flushed at once and nobody
- * looks whether the stream took it. A null format or message is not allowed.
+ * stands on the same line, behind a "vorn: " of its own. Everything is flushed at once, and
+ * nobody waits for whoever takes it: when the console is a slow line or stopped, up to 64 KiB are
+ * kept until it goes on, and of what does not fit the count is logged in its place, "vorn: Lines of
+ * the log lost: %lu.\n". A null format or message is not allowed.
  *
  * The level goes from 0, the least, to VORN_DEBUG_MAX and is 0 at first. Logging before
  * vorn_debug_init is an error of the caller; plugins are loaded after it.
@@ -32,7 +34,8 @@ extern VORN_API const int VORN_DEBUG_MAX;
 
 /**
  * Opens /dev/console for the log, or takes standard error if that fails. Children do not inherit
- * the console. Does nothing when called again. Called by the daemon, first of all.
+ * the console, and standard error keeps its mode for whoever shares it. Does nothing when called
+ * again. Called by the daemon, first of all.
  */
 VORN_API void vorn_debug_init(void);
 
@@ -74,9 +77,10 @@ VORN_API void vorn_debug_lprintf(int minimum_level, const char *format, ...) VOR
 VORN_API void vorn_debug_fatal(const char *message);
 
 /**
- * Reports a failed system call, on standard error and not in the log: "vorn: ", the time if lines
- * bear it, the message, ": ", the text for errno and a newline. errno is that of the call. When
- * memory is gone the message stands without what comes before it.
+ * Reports a failed system call, on standard error and not in the log, but like there without
+ * waiting for whoever takes it: "vorn: ", the time if lines bear it, the message, ": ", the text
+ * for errno and a newline. errno is that of the call. When memory is gone the message stands
+ * without what comes before it.
  */
 VORN_API void vorn_debug_perror(const char *message);
 
@@ -88,7 +92,8 @@ VORN_API void vorn_debug_fatal_perror(const char *message);
 
 /**
  * The log's stream, for printing structures straight to it; null before vorn_debug_init. It stays
- * the log's. What is printed needs its own fflush, unless something is logged behind it.
+ * the log's. What is printed needs its own fflush, unless something is logged behind it. There is
+ * no descriptor behind it: what is printed may be kept for a while before it is written.
  */
 VORN_API FILE *vorn_debug_get_stream(void);
 

@@ -10,9 +10,11 @@
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::StartsWith;
 using vorn::tests::QueryTest;
 
 constexpr char change_channel[] =
@@ -39,13 +41,15 @@ TEST_F(Requests, ThatAreNullGetNoAnswer)
                           "vorn: Invalid LSQL request: (null)\n");
 }
 
-TEST_F(Requests, ThatAreNoXmlAreLoggedWhole)
+TEST_F(Requests, ThatAreNoXmlAreQuotedInABoundedLineInWhichNothingActs)
 {
-    const std::string request(100000, 'x');
+    ask("a\nvorn: forged\n\x1B[2J" + std::string(100000, 'x'));
 
-    ask(request);
-
-    EXPECT_EQ(log.text(), "vorn: Invalid LSQL request: " + request + "\n");
+    EXPECT_THAT(log.take(),
+                StartsWith("vorn: Invalid LSQL request: a\\nvorn: forged\\n\\x1B[2Jxxx"));
+    ask(std::string(100000, 'x'));
+    EXPECT_THAT(log.text(), EndsWith("xxx... (100000 bytes)\n"));
+    EXPECT_LT(log.text().size(), 1200u);
 }
 
 TEST_F(Requests, ForTheSavedConfigurationAreNeitherLoggedNorEvaluated)

@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "core/base/file.h"
+#include "core/log_sink.h"
 #include "support/allocation.h"
 #include "support/large_files.h"
 #include "support/log.h"
@@ -9,18 +10,22 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <set>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace {
 
 /* The console, in the test's hand: nothing here may write to the real one. */
 struct Door {
-    std::FILE *console = nullptr; /* null: it cannot be opened */
+    int console = -1; /* -1: it cannot be opened */
     std::string asked;
+    int flags = 0;
 };
 
 Door *door = nullptr;
@@ -28,12 +33,17 @@ Door *door = nullptr;
 } // namespace
 
 extern "C" {
-std::FILE *__real_fopen(const char *path, const char *mode);
+int __real_open(const char *path, int flags, ...);
 
-std::FILE *__wrap_fopen(const char *path, const char *mode)
+int __wrap_open(const char *path, int flags, ...)
 {
-    if (!door) return __real_fopen(path, mode);
-    door->asked = std::string(path) + " " + mode;
+    va_list arguments;
+    va_start(arguments, flags);
+    const int mode = va_arg(arguments, int);
+    va_end(arguments);
+    if (!door || std::strcmp(path, "/dev/console") != 0) return __real_open(path, flags, mode);
+    door->asked = path;
+    door->flags = flags;
     return door->console;
 }
 }
@@ -177,33 +187,48 @@ protected:
     ~OpenedLogs() override
     {
         door = nullptr;
+        std::fclose(vorn::debug_state.stream);
         vorn::debug_state = before;
+        vorn::console_sink.point_to(-1, vorn::Manner::plainly);
     }
 
     Door mine;
+    CapturedStandardError errors; /* a file, which needs no second descriptor */
     vorn::DebugState before = vorn::debug_state;
 };
 
-TEST_F(OpenedLogs, GoToTheConsoleWhichNoChildInherits)
+TEST_F(OpenedLogs, GoToTheConsoleWhichNoChildInheritsAndNobodyWaitsFor)
 {
     const vorn::File console(std::tmpfile());
-    mine.console = console.get();
-
-    vorn_debug_init();
-
-    EXPECT_EQ(mine.asked, "/dev/console we");
-    EXPECT_EQ(vorn_debug_get_stream(), console.get());
-}
-
-TEST_F(OpenedLogs, GoToStandardErrorWithoutAConsole)
-{
-    CapturedStandardError errors;
+    mine.console = fileno(console.get());
 
     vorn_debug_init();
     vorn_debug_printf("hello\n");
 
-    EXPECT_EQ(mine.asked, "/dev/console we");
-    EXPECT_EQ(vorn_debug_get_stream(), stderr);
+    EXPECT_EQ(mine.asked, "/dev/console");
+    EXPECT_EQ(mine.flags & (O_ACCMODE | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY),
+              O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    EXPECT_EQ(vorn::tests::text_of(mine.console), "vorn: hello\n");
+}
+
+TEST_F(OpenedLogs, TakeWhatIsPrintedToTheirStream)
+{
+    const vorn::File console(std::tmpfile());
+    mine.console = fileno(console.get());
+    vorn_debug_init();
+
+    std::fprintf(vorn_debug_get_stream(), "a table, ");
+    vorn_debug_printf("a line\n");
+
+    EXPECT_EQ(vorn::tests::text_of(mine.console), "a table, vorn: a line\n");
+}
+
+TEST_F(OpenedLogs, GoToStandardErrorWithoutAConsole)
+{
+    vorn_debug_init();
+    vorn_debug_printf("hello\n");
+
+    EXPECT_EQ(mine.asked, "/dev/console");
     EXPECT_EQ(errors.text(), "vorn: hello\n");
 }
 

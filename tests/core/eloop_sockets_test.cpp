@@ -34,6 +34,44 @@ TEST_F(Sockets, AreDispatchedInRegistrationOrder)
     EXPECT_EQ(mine.waited_us[0], -1);
 }
 
+TEST_F(Sockets, ThatRestAreNotAskedForForASecond)
+{
+    watch(5);
+    watch(6);
+    vorn::eloop_rest(5);
+    std::set<int> asked_while_it_rests;
+    mine.waits.emplace_back([&](std::set<int> &) {
+        asked_while_it_rests = mine.asked;
+        mine.ticks += 40;
+        return 0;
+    });
+    let_pass(60);
+    let_pass(0);
+
+    eloop_run();
+
+    EXPECT_THAT(asked_while_it_rests, ElementsAre(6));
+    EXPECT_THAT(mine.asked, ElementsAre(5, 6));
+    EXPECT_EQ(mine.waited_us[0], 1000000);
+    EXPECT_EQ(mine.waited_us[1], 600000);
+    EXPECT_EQ(mine.waited_us[2], -1);
+}
+
+TEST_F(Sockets, RestNoLongerThanTheNextTimeout)
+{
+    watch(5);
+    vorn::eloop_rest(5);
+    vorn::tests::timeout("sooner", 0, 500000);
+    let_pass(50);
+    let_pass(50);
+
+    eloop_run();
+
+    EXPECT_EQ(mine.waited_us[0], 500000);
+    EXPECT_EQ(mine.waited_us[1], 500000);
+    EXPECT_THAT(events, ElementsAre("sooner"));
+}
+
 TEST_F(Sockets, ThatAreNotReadyAreLeftAlone)
 {
     watch(5);

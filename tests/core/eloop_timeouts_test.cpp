@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <limits>
 
 namespace {
 
@@ -23,9 +24,13 @@ using Timeouts = EventLoops;
 
 TEST_F(Timeouts, RefuseANegativeTime)
 {
-    FailEachAllocation([] { EXPECT_EQ(timeout("x", -1), -2); });
+    EXPECT_EQ(timeout("x", -1, 5000000), -2);
+    EXPECT_EQ(timeout("x", std::numeric_limits<int>::min()), -2);
 
-    EXPECT_EQ(vorn::eloop_data.timeout, nullptr);
+    let_pass(0);
+    eloop_run();
+    EXPECT_THAT(mine.waited_us, IsEmpty()) << "there is nothing to wait for";
+    EXPECT_THAT(events, IsEmpty());
 }
 
 TEST_F(Timeouts, AreDueInTicks)
@@ -62,6 +67,32 @@ TEST_F(Timeouts, RegisterThemselvesAgainWithoutMemory)
 
         EXPECT_EQ(beats, 3);
         EXPECT_FALSE(AllocationFailed());
+    });
+}
+
+/* As the tick does, whose services' exit functions set timeouts of their own. */
+void beat_after_another(void *beats, void *)
+{
+    timeout("another", 100);
+    if (++*static_cast<int *>(beats) == 3) return;
+    EXPECT_EQ(eloop_register_timeout(1, 0, beat_after_another, beats, nullptr), 0);
+}
+
+TEST_F(Timeouts, KeepTheirRecordWhateverTheirHandlerRegistersFirst)
+{
+    FailEachAllocation([this] {
+        int beats = 0;
+        {
+            const AllocationsAllowed first;
+            eloop_register_timeout(1, 0, beat_after_another, &beats, nullptr);
+            for (int i = 0; i < 3; i++)
+                let_pass(100);
+        }
+        eloop_run();
+
+        EXPECT_EQ(beats, 3);
+        eloop_cancel_timeout(note_timeout, ELOOP_ANY, ELOOP_ANY);
+        vorn::eloop_data.terminate = 0;
     });
 }
 
@@ -140,14 +171,14 @@ TEST_F(Timeouts, SurviveTheWrapOfTheClock)
     EXPECT_THAT(mine.waited_us, ElementsAre(50000, 950000));
 }
 
-TEST_F(Timeouts, RoundTheWaitByTheTick)
+TEST_F(Timeouts, AreWaitedForInWholeTicks)
 {
     vorn::eloop_data.ticks_per_second = 60;
     timeout("x", 1, 500000);
 
-    EXPECT_EQ(vorn::eloop_data.timeout->time, 1000u + 60u + 500000u / (1000000u / 60u));
+    EXPECT_EQ(vorn::eloop_data.timeout->time, 1090u);
     eloop_run();
-    EXPECT_EQ(mine.waited_us[0], 1000000 + 30 * (1000000 / 60));
+    EXPECT_EQ(mine.waited_us[0], 1499980) << "90 ticks of 16666 microseconds";
 }
 
 TEST_F(Timeouts, MayRegisterThemselvesAgain)

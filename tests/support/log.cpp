@@ -65,9 +65,14 @@ CapturedStandardError::~CapturedStandardError()
 std::string CapturedStandardError::text()
 {
     std::fflush(stderr);
-    const long size = lseek(fileno(scratch_), 0, SEEK_END);
+    return text_of(fileno(scratch_));
+}
+
+std::string text_of(int file)
+{
+    const long size = lseek(file, 0, SEEK_END);
     std::string text(static_cast<std::size_t>(size), '\0');
-    if (pread(fileno(scratch_), text.data(), text.size(), 0) != size) text.clear();
+    if (pread(file, text.data(), text.size(), 0) != size) text.clear();
     return text;
 }
 

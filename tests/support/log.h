@@ -46,6 +46,9 @@ private:
     std::FILE *scratch_;
 };
 
+/* All of a file that is open for reading too. */
+std::string text_of(int file);
+
 /* What a function prints to the stream it is given. */
 template <typename Print>
 std::string printed(Print print)

@@ -245,6 +245,49 @@ TEST_F(SignalsDuringTheBoot, DoNotCutTheWaitForACommandShort)
     EXPECT_TRUE(console_shows("vorn: commands: run 0\n"));
 }
 
+/* A signal that strikes while an instance is being made, and while a provider commits. */
+class SignalsIntoTheBootLoad : public BareDevice {
+protected:
+    void boot_with(int signal_number)
+    {
+        install_plugin("strikes.vorn");
+        write_file("/etc/config/config.xml", "<config><Strikes><with>" +
+                                                 std::to_string(signal_number) +
+                                                 "</with></Strikes></config>");
+        start({"-f"});
+    }
+};
+
+TEST_F(SignalsIntoTheBootLoad, HangupDumpsWhenNothingIsHalfDone)
+{
+    boot_with(SIGHUP);
+    await_service();
+
+    const std::string text = console();
+    EXPECT_THAT(text, HasSubstr("vorn: strikes: a value is judged\nvorn: strikes: it is good\n"));
+    EXPECT_THAT(text, HasSubstr("vorn: strikes: a commit begins\nvorn: strikes: it ends\n"
+                                "Class: Strikes"));
+    EXPECT_THAT(text, HasSubstr("   with =\t1\n"));
+}
+
+TEST_F(SignalsIntoTheBootLoad, TerminationEndsItWhereverItStrikes)
+{
+    boot_with(SIGTERM);
+
+    EXPECT_EQ(exit_status(), 0);
+    EXPECT_THAT(console(), EndsWith("vorn: strikes: a value is judged\n"
+                                    "vorn: Exit due to signal 15.\n"));
+}
+
+TEST_F(SignalsIntoTheBootLoad, WindowChangeActsWhereItStrikes)
+{
+    boot_with(SIGWINCH);
+    await_service();
+
+    EXPECT_THAT(console(), HasSubstr("vorn: strikes: a value is judged\n"
+                                     "vorn: Debug level is now 1.\nvorn: strikes: it is good\n"));
+}
+
 using Reboots = BareDevice;
 
 volatile std::sig_atomic_t terminations = 0;

@@ -1,0 +1,342 @@
+/* SPDX-License-Identifier: MIT */
+/* Lines for somebody who takes none for a while: a pipe that is read when the test says so. */
+#include "core/base/file.h"
+#include "core/log_sink.h"
+#include "support/log.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/socket.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+using testing::EndsWith;
+using testing::MatchesRegex;
+using testing::StartsWith;
+using vorn::Fd;
+using vorn::LogSink;
+using vorn::Manner;
+
+constexpr std::size_t line_length = 64;
+constexpr std::size_t kept_lines = 65536 / line_length;
+constexpr std::size_t pipe_room = 65536;
+
+/* A line that tells its number. */
+std::string line(std::size_t number)
+{
+    std::string text = std::to_string(number) + " ";
+    text.resize(line_length - 1, '.');
+    return text + "\n";
+}
+
+std::string lines(std::size_t first, std::size_t end)
+{
+    std::string text;
+    for (std::size_t i = first; i < end; i++)
+        text += line(i);
+    return text;
+}
+
+void set_nonblocking(int descriptor)
+{
+    fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
+}
+
+/* Whatever can be read now. */
+std::string taken_from(int descriptor)
+{
+    std::string text;
+    char block[4096];
+    set_nonblocking(descriptor);
+    for (ssize_t count; (count = read(descriptor, block, sizeof block)) > 0;)
+        text.append(block, static_cast<std::size_t>(count));
+    return text;
+}
+
+std::chrono::milliseconds since(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                 start);
+}
+
+class SlowLogs : public testing::Test {
+protected:
+    SlowLogs()
+    {
+        int ends[2];
+        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        reader = Fd(ends[0]);
+        writer = Fd(ends[1]);
+        set_nonblocking(writer.get());
+        sink->point_to(writer.get(), Manner::plainly);
+    }
+
+    void put(const std::string &text) { sink->put(text.data(), text.size()); }
+    /* So that nothing more goes out until it is read. */
+    void fill_the_pipe() { put(lines(0, pipe_room / line_length)); }
+    std::string take()
+    {
+        std::string text;
+        for (std::string more; !(more = taken_from(reader.get())).empty(); sink->drain())
+            text += more;
+        return text;
+    }
+
+    Fd reader;
+    Fd writer;
+    std::unique_ptr<char[][LogSink::room_size]> room{new char[1][LogSink::room_size]};
+    std::unique_ptr<LogSink> sink = std::make_unique<LogSink>(room[0]);
+};
+
+TEST_F(SlowLogs, GoStraightToWhoeverTakesThem)
+{
+    put("one\n");
+    put("two\n");
+
+    EXPECT_FALSE(sink->is_waiting());
+    EXPECT_EQ(take(), "one\ntwo\n");
+}
+
+TEST_F(SlowLogs, AreKeptUntilTheyAreTaken)
+{
+    fill_the_pipe();
+    put("one\n");
+    put("two\n");
+    EXPECT_TRUE(sink->is_waiting());
+
+    EXPECT_EQ(take(), lines(0, pipe_room / line_length) + "one\ntwo\n");
+    EXPECT_FALSE(sink->is_waiting());
+}
+
+TEST_F(SlowLogs, SayHowManyLinesWereLostWhereTheyAreMissing)
+{
+    fill_the_pipe();
+    put(lines(0, kept_lines + 7));
+    put("after that\n");
+
+    EXPECT_EQ(take(), lines(0, pipe_room / line_length) + lines(0, kept_lines) +
+                          "vorn: Lines of the log lost: 8.\n");
+    put("and then\n");
+    EXPECT_EQ(take(), "and then\n");
+}
+
+TEST_F(SlowLogs, CountALineThatDoesNotFitWholeAndEndIt)
+{
+    fill_the_pipe();
+    put(lines(0, kept_lines - 1) + "short\n");
+    put(std::string(1000, 'x'));
+    put("the same line\nthe next line\n");
+
+    const std::string text = take();
+
+    EXPECT_THAT(text, EndsWith("short\n" + std::string(line_length - 6, 'x') +
+                               "\nvorn: Lines of the log lost: 2.\n"));
+}
+
+TEST_F(SlowLogs, LoseTheRestOfALineWhoseBeginIsLost)
+{
+    fill_the_pipe();
+    put(lines(0, kept_lines));
+    put("lost ");
+    EXPECT_THAT(take(), EndsWith("vorn: Lines of the log lost: 1.\n"));
+
+    put("is lost\nthis is not\n");
+
+    EXPECT_EQ(take(), "this is not\n");
+}
+
+TEST_F(SlowLogs, TellOfEachLossAfterThoseBefore)
+{
+    for (int round = 0; round < 3; round++) {
+        fill_the_pipe();
+        put(lines(0, kept_lines + 3));
+        EXPECT_THAT(take(), EndsWith("vorn: Lines of the log lost: 3.\n"));
+    }
+}
+
+TEST_F(SlowLogs, HoldTheirWriterUpForAMomentOnceAndNotAgain)
+{
+    fill_the_pipe();
+    const auto start = std::chrono::steady_clock::now();
+
+    for (int i = 0; i < 100; i++)
+        put(lines(0, kept_lines));
+
+    EXPECT_LT(since(start).count(), 1000);
+}
+
+TEST_F(SlowLogs, AreWholeForAReaderWhoIsOnlyBusy)
+{
+    const std::string dump = lines(0, 20 * kept_lines);
+    const pid_t child = fork();
+    if (child == 0) {
+        for (std::size_t i = 0; i < 20; i++)
+            put(lines(i * kept_lines, (i + 1) * kept_lines));
+        while (sink->is_waiting()) {
+            sink->wait_until_ready(1000);
+            sink->drain();
+        }
+        _exit(0);
+    }
+    writer = Fd();
+    std::string text;
+    char block[4096];
+    for (ssize_t count; (count = read(reader.get(), block, sizeof block)) > 0;)
+        text.append(block, static_cast<std::size_t>(count));
+    waitpid(child, nullptr, 0);
+
+    EXPECT_TRUE(text == dump) << text.size() << " of " << dump.size();
+}
+
+TEST_F(SlowLogs, LeaveErrnoAlone)
+{
+    fill_the_pipe();
+    errno = ENOTTY;
+
+    put("x\n");
+
+    EXPECT_EQ(errno, ENOTTY);
+}
+
+TEST_F(SlowLogs, ThatNobodyWillEverTakeAreDropped)
+{
+    std::signal(SIGPIPE, SIG_IGN);
+    fill_the_pipe();
+    put("kept\n");
+    reader = Fd();
+
+    put("dropped\n");
+
+    EXPECT_FALSE(sink->is_waiting());
+    std::signal(SIGPIPE, SIG_DFL);
+}
+
+TEST_F(SlowLogs, AskFirstWhereTheModeIsNotTheirs)
+{
+    fcntl(writer.get(), F_SETFL, fcntl(writer.get(), F_GETFL) & ~O_NONBLOCK);
+    sink->point_to(writer.get(), Manner::when_ready);
+
+    fill_the_pipe();
+    put("kept\n");
+
+    EXPECT_TRUE(sink->is_waiting());
+    EXPECT_THAT(take(), EndsWith("kept\n"));
+}
+
+TEST_F(SlowLogs, WaitForASocketToo)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    reader = Fd(ends[0]);
+    writer = Fd(ends[1]);
+    sink->point_to(writer.get(), Manner::as_a_socket);
+    while (!sink->is_waiting())
+        put(line(0));
+
+    put("last\n");
+
+    EXPECT_THAT(take(), EndsWith("last\n"));
+}
+
+/* A terminal whose other end is in the test's hand. */
+class StoppedTerminals : public SlowLogs {
+protected:
+    StoppedTerminals()
+    {
+        int master = -1;
+        int slave = -1;
+        EXPECT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+        termios mode;
+        tcgetattr(slave, &mode);
+        cfmakeraw(&mode);
+        tcsetattr(slave, TCSANOW, &mode);
+        reader = Fd(master);
+        writer = Fd(slave);
+        set_nonblocking(slave);
+        sink->point_to(slave, Manner::plainly);
+    }
+};
+
+TEST_F(StoppedTerminals, GetTheirLinesWhenTheyGoOn)
+{
+    tcflow(writer.get(), TCOOFF);
+    put("while it is stopped\n");
+    EXPECT_TRUE(sink->is_waiting());
+
+    tcflow(writer.get(), TCOON);
+    sink->drain();
+
+    EXPECT_EQ(take(), "while it is stopped\n");
+}
+
+/* Standard error, led to where a test wants it. */
+class ErrorOutput : public SlowLogs {
+protected:
+    ErrorOutput() : original(dup(STDERR_FILENO))
+    {
+        fcntl(writer.get(), F_SETFL, fcntl(writer.get(), F_GETFL) & ~O_NONBLOCK);
+        dup2(writer.get(), STDERR_FILENO);
+    }
+    ~ErrorOutput() override
+    {
+        dup2(original.get(), STDERR_FILENO);
+        vorn::standard_error_sink.point_to(-1, Manner::plainly);
+    }
+
+    static void report(const std::string &text)
+    {
+        vorn::write_to_standard_error(text.data(), text.size());
+    }
+
+    Fd original;
+};
+
+TEST_F(ErrorOutput, NeverMakesItsWriterWait)
+{
+    for (int i = 0; i < 3; i++)
+        report(lines(0, kept_lines));
+
+    EXPECT_TRUE(vorn::standard_error_sink.is_waiting());
+}
+
+TEST_F(ErrorOutput, KeepsItsModeForThoseWhoShareIt)
+{
+    report("x\n");
+
+    EXPECT_EQ(fcntl(STDERR_FILENO, F_GETFL) & O_NONBLOCK, 0);
+}
+
+TEST_F(ErrorOutput, GoesWhereItLeadsNow)
+{
+    report("before\n");
+    EXPECT_EQ(taken_from(reader.get()), "before\n");
+    {
+        vorn::tests::CapturedStandardError elsewhere;
+        report("then\n");
+        EXPECT_EQ(elsewhere.text(), "then\n");
+    }
+}
+
+TEST_F(ErrorOutput, MayBeClosed)
+{
+    close(STDERR_FILENO);
+
+    report("to nobody\n");
+
+    EXPECT_FALSE(vorn::standard_error_sink.is_waiting());
+}
+
+} // namespace
