@@ -4,12 +4,15 @@
  * being with the first use of a name. A start makes it running, whatever became of the start; a
  * stop makes it stopping, or stopped at once when no actions are taken. The poll after a child's
  * exit looks for each process: a stopping service whose process is gone is stopped and stays; any
- * other one is dropped and its exit function called.
+ * other one is dropped and its exit function called. What it protects: no process is taken for a
+ * service, or signalled, because it has the number that a service had.
  */
 #include "core/base/file.h"
 #include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/base/signals_held.h"
 #include "core/base/text.h"
+#include "core/put_off.h"
 #include "services/argument_vector.h"
 #include "services/command.h"
 #include "services/service_state.h"
@@ -22,7 +25,9 @@
 #include <cstring>
 #include <ctime>
 
+#include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 volatile int sig_child_received = 0;
 
@@ -39,6 +44,7 @@ constexpr int time_limit_passed = -1;
 constexpr int termination_limit_us = 5000000;
 constexpr int kill_limit_us = 1000000;
 constexpr std::int64_t microseconds_per_second = 1000000;
+constexpr pid_t no_process = -1;
 
 vorn_service *find_service(const char *name)
 {
@@ -51,26 +57,43 @@ vorn_service *require_service(const char *name)
     if (!service_table) return nullptr;
 
     Owned<vorn_service> service = make<vorn_service>();
+    const SignalsHeld held; /* whose handlers walk the table */
     if (!service || service_table->services.insert(name, service.get()) != 0) return nullptr;
     return service.release();
 }
 
-/*
- * A failed fork leaves -1, which kill would take for every process there is; it names none. 0,
- * what a start without actions leaves, is the daemon's own group and always answers.
- */
-bool process_exists(pid_t pid)
+/* Also of a zombie: its number is kept for it until it is reaped. */
+bool is_our_child(pid_t pid)
 {
-    return pid != -1 && kill(pid, 0) == 0;
+    siginfo_t unused;
+    return waitid(P_PID, static_cast<id_t>(pid), &unused, WEXITED | WNOHANG | WNOWAIT) == 0;
 }
 
-/* The letter behind the second blank of the kernel's status line; NUL when there is no line. */
+/*
+ * A number is good for as long as its process is not reaped, by whomever; then it may be anybody's.
+ * A failed fork leaves -1, which kill would take for every process there is; it names none. 0,
+ * what a start without actions leaves, is the daemon's own group and always answers. What was
+ * started before the daemon went into the background is no child, and can only be asked for.
+ */
+bool process_exists(const vorn_service &service)
+{
+    if (service.reaped || service.pid == no_process) return false;
+    if (service.pid > 0 && service.starter == getpid()) return is_our_child(service.pid);
+    return kill(service.pid, 0) == 0;
+}
+
+/*
+ * The letter behind the second blank of the kernel's status line; NUL when there is no line. Takes
+ * no memory: a service must not seem to have ended because there is none.
+ */
 char process_state(pid_t pid)
 {
     const Line<32> path("/proc/%d/stat", static_cast<int>(pid));
-    const File status(std::fopen(path.get(), "re"));
+    const Fd status(open(path.get(), O_RDONLY | O_CLOEXEC));
     char line[512];
-    if (!status || !std::fgets(line, sizeof line, status.get())) return '\0';
+    const ssize_t length = status ? read(status.get(), line, sizeof line - 1) : -1;
+    if (length < 0) return '\0';
+    line[length] = '\0';
 
     const char *blank = std::strchr(line, ' ');
     if (blank) blank = std::strchr(blank + 1, ' ');
@@ -88,13 +111,101 @@ std::int64_t now_us()
  * Polls without sleeping: the limits are short, and nothing else may happen before a service is
  * known to be gone. An error means that there is no such child any more.
  */
-bool ends_within(pid_t pid, std::int64_t limit_us)
+bool ends_within(vorn_service &service, std::int64_t limit_us)
 {
+    const AtRest at_rest;
     const std::int64_t start = now_us();
-    while (waitpid(pid, nullptr, WNOHANG) == 0) {
+    pid_t reaped;
+    while ((reaped = waitpid(service.pid, nullptr, WNOHANG)) == 0) {
         if (now_us() - start > limit_us) return false;
     }
+    if (reaped == service.pid) service.reaped = true;
     return true;
+}
+
+void note_reaped(pid_t pid)
+{
+    if (!service_table) return;
+    for (auto [name, service] : service_table->services) {
+        if (service->pid == pid) service->reaped = true;
+    }
+}
+
+/* One piece of memory: the pointers, their null, and the texts behind it. */
+Allocated<char *> copy_of_vector(char *const arguments[])
+{
+    std::size_t count = 0;
+    std::size_t bytes = 0;
+    for (; arguments[count]; count++)
+        bytes += std::strlen(arguments[count]) + 1;
+
+    const std::size_t table_size = (count + 1) * sizeof(char *);
+    Allocated<char *> copy(static_cast<char **>(std::malloc(table_size + bytes)));
+    if (!copy) return copy;
+    char *text = reinterpret_cast<char *>(copy.get()) + table_size;
+    for (std::size_t i = 0; i < count; i++) {
+        copy.get()[i] = text;
+        text = stpcpy(text, arguments[i]) + 1;
+    }
+    copy.get()[count] = nullptr;
+    return copy;
+}
+
+/* Empty when memory or descriptors are gone. The descriptor may be closed by its owner. */
+Owned<PlannedStart> plan_start(char *const arguments[], Output output, const char *directory)
+{
+    Owned<PlannedStart> plan = make<PlannedStart>();
+    if (!plan) return plan;
+    plan->arguments = copy_of_vector(arguments);
+    plan->directory = copy_of(directory);
+    plan->output_mode = output.mode;
+    if (output.descriptor >= 0) {
+        plan->output = Fd(fcntl(output.descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+        if (!plan->output) return {};
+    }
+    if (!plan->arguments || (directory && !plan->directory)) return {};
+    return plan;
+}
+
+/*
+ * No signal strikes between the birth of a process and its number's being noted: the reaper would
+ * miss it, and a termination leave it behind.
+ */
+void spawn(vorn_service &service, char *const arguments[], Output output, const char *directory)
+{
+    const SignalsHeld held;
+    const pid_t pid = vorn_command_spawn(arguments, output, directory);
+    if (pid > 0) note_reaped(pid); /* whoever had that number before */
+    service.pid = pid;
+    service.starter = getpid();
+    service.reaped = false;
+    service.state = ServiceState::running;
+    if (!shows_commands()) return;
+    std::fputc('\n', vorn_debug_get_stream());
+    std::fflush(vorn_debug_get_stream());
+}
+
+void start_again(vorn_service &service)
+{
+    const PlannedStart &plan = *service.planned;
+    const Output output = {plan.output_mode, plan.output.get()};
+    spawn(service, plan.arguments.get(), output, plan.directory.get());
+    if (service.pid != no_process) service.planned.reset();
+}
+
+/*
+ * A start whose fork failed is tried again with every tick. Once another child has ended, the owner
+ * of an exit function is told instead, and decides; so he is when nothing of the start is known,
+ * because memory was gone too.
+ */
+bool is_kept(vorn_service &service, bool child_ended)
+{
+    if (service.state == ServiceState::running && service.pid == no_process) {
+        if (!service.planned || (child_ended && service.exited_fn)) return false;
+        start_again(service);
+        return true;
+    }
+    return !child_ended || process_exists(service);
 }
 
 const char *word_for(ServiceState state)
@@ -117,7 +228,11 @@ void drop_service(const char *name, vorn_service *gone)
                        static_cast<int>(gone->pid),
                        gone->exited_fn ? "Service has no callback" : "Running callback");
 
-    const Owned<vorn_service> dropped(service_table->services.remove(name));
+    Owned<vorn_service> dropped;
+    {
+        const SignalsHeld held;
+        dropped.reset(service_table->services.remove(name));
+    }
     if (dropped->exited_fn) dropped->exited_fn(dropped->exited_data);
 }
 
@@ -128,12 +243,9 @@ int start_service(const char *name, char *const arguments[], Output output, cons
     vorn_service *service = require_service(name);
     if (!service) return failed;
 
-    service->pid = vorn_command_spawn(arguments, output, directory);
-    service->state = ServiceState::running;
-    if (shows_commands()) {
-        std::fputc('\n', vorn_debug_get_stream());
-        std::fflush(vorn_debug_get_stream());
-    }
+    service->planned.reset();
+    spawn(*service, arguments, output, directory);
+    if (service->pid == no_process) service->planned = plan_start(arguments, output, directory);
     return ok;
 }
 
@@ -215,7 +327,7 @@ int vorn_service_is_running(const char *name)
     if (absent(name, "name")) return 0;
     const vorn_service *service = find_service(name);
     if (!service || service->state != ServiceState::running) return 0;
-    if (!process_exists(service->pid)) return 0;
+    if (!process_exists(*service)) return 0;
 
     const char state = process_state(service->pid);
     return state != '\0' && state != 'Z';
@@ -237,6 +349,7 @@ int vorn_service_stop(const char *name, int signal_number, int limit_us)
     vorn_debug_1printf("Sending signal %d to service %s with pid %d.\n", signal_number, name,
                        static_cast<int>(pid));
     service->state = ServiceState::stopping;
+    service->planned.reset();
     if (vorn_process_no_actions) {
         vorn_debug_1printf("(no actions)\n");
         service->state = ServiceState::stopped;
@@ -244,9 +357,9 @@ int vorn_service_stop(const char *name, int signal_number, int limit_us)
     }
 
     /* Anything but a real process id would reach the daemon's own group, or everybody. */
-    if (pid <= 0) return stopped_or_signalled;
+    if (pid <= 0 || !process_exists(*service)) return stopped_or_signalled;
     kill(pid, signal_number);
-    if (limit_us == 0 || ends_within(pid, limit_us)) return stopped_or_signalled;
+    if (limit_us == 0 || ends_within(*service, limit_us)) return stopped_or_signalled;
 
     vorn_debug_1printf("Timeout while sending signal %d to service %s with pid %d.\n",
                        signal_number, name, static_cast<int>(pid));
@@ -265,8 +378,8 @@ void vorn_service_shutdown()
 void vorn_service_sig_child(int, void *, void *)
 {
     const int error = errno;
-    while (waitpid(-1, nullptr, WNOHANG) > 0)
-        continue;
+    for (pid_t reaped; (reaped = waitpid(-1, nullptr, WNOHANG)) > 0;)
+        note_reaped(reaped);
     sig_child_received = 1;
     errno = error;
 }
@@ -277,19 +390,21 @@ void vorn_service_sig_child(int, void *, void *)
  */
 void vorn_service_poll()
 {
-    if (!sig_child_received || !service_table) return;
+    if (!service_table) return;
 
+    const bool child_ended = sig_child_received != 0;
     sig_child_received = 0;
     unsigned int known = service_table->services.size();
     for (auto [name, service] : service_table->services) {
         if (known-- == 0) break;
-        if (process_exists(service->pid)) continue;
+        if (is_kept(*service, child_ended)) continue;
         if (service->state == ServiceState::stopping) {
             service->state = ServiceState::stopped;
         } else {
             drop_service(name, service);
         }
     }
+    hear_termination_again();
 }
 
 void vorn_service_print(FILE *stream)

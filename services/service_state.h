@@ -1,8 +1,10 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "core/base/file.h"
 #include "core/base/memory.h"
 #include "core/base/table.h"
+#include "core/base/text.h"
 #include "vorn/service.h"
 
 #include <sys/types.h>
@@ -11,9 +13,20 @@ namespace vorn {
 
 enum class ServiceState { stopped, running, stopping };
 
+/* What is needed to start a service again whose fork failed. */
+struct PlannedStart : Record {
+    Allocated<char *> arguments; /* with the texts behind the pointers */
+    Text directory;
+    int output_mode = 0;
+    Fd output; /* in place of the mode, when there is one */
+};
+
 struct vorn_service : Record {
     ServiceState state = ServiceState::stopped;
-    pid_t pid = 0; /* of the last start */
+    pid_t pid = 0;       /* of the last start */
+    bool reaped = false; /* the number is the process's no more */
+    pid_t starter = 0;   /* whose child it is: a daemon is another process after daemonising */
+    Owned<PlannedStart> planned;
     vorn_service_exited_fn exited_fn = nullptr;
     void *exited_data = nullptr;
 };

@@ -34,7 +34,8 @@
  * while executing \"%s\"" (at most 160 characters), after which it runs where the daemon does, and
  * "Unable to execute \"%s\"" (at most 80), after which it exits with status 127. The latter comes
  * when the output mode is in force already, and is lost with the output where that is discarded. A
- * failed fork is reported as "fork", and leaves the daemon's SIGTERM at its default action.
+ * failed fork is reported as "fork", and leaves the daemon's SIGTERM at its default action until
+ * vorn_service_poll comes by.
  *
  * Above debug level 0 each start is a line of the log: "Running \"ip link\" -> pid = 12 ", ended by
  * "-> status = 0\n" or "-> errno = 10\n" for a command and by "\n" for a service.
@@ -78,8 +79,8 @@ VORN_API int vorn_service_set_exited_fn(const char *name, vorn_service_exited_fn
                                         void *data);
 
 /**
- * Start a service and don't wait. It counts as running from then on, also after a failed fork: the
- * poll that follows the next child's exit finds that out. Starting a name that runs already forgets
+ * Start a service and don't wait. It counts as running from then on, also after a failed fork:
+ * vorn_service_poll tries that again. Starting a name that runs already forgets
  * the process it had, which goes on.
  *
  * Return 0; 1 for a null name ("Null name.\n" at level 1), a null vector or program, and without
@@ -151,6 +152,13 @@ VORN_API void vorn_service_sig_child(int signal_number, void *eloop_data, void *
  * callback" when there is none. The remark is the wrong way round and stays so: these words are
  * part of this interface, and people's log filters know them. The daemon calls it every two
  * seconds.
+ *
+ * A service whose fork failed is started again by each call until that works, whatever
+ * sig_child_received says. When a child has exited meanwhile and the service has an exit function,
+ * or when memory was gone for its arguments too, it is dropped as above instead.
+ *
+ * A process that was reaped, by whomever, is gone, whoever has its number now: nobody is taken for
+ * a service, or signalled, for having its number.
  */
 VORN_API void vorn_service_poll(void);
 
