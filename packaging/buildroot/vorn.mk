@@ -32,7 +32,7 @@ define VORN_INSTALL_INIT_SYSV
 endef
 
 define VORN_INSTALL_INIT_SYSTEMD
-	$(INSTALL) -D -m 0644 $(@D)/packaging/debian/vorn.service \
+	$(INSTALL) -D -m 0644 $(@D)/debian/vorn.service \
 		$(TARGET_DIR)/usr/lib/systemd/system/vorn.service
 endef
 

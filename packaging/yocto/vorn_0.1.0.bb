@@ -28,5 +28,5 @@ SYSTEMD_AUTO_ENABLE = "disable"
 
 do_install:append() {
     install -d ${D}${systemd_system_unitdir}
-    install -m 0644 ${S}/packaging/debian/vorn.service ${D}${systemd_system_unitdir}/
+    install -m 0644 ${S}/debian/vorn.service ${D}${systemd_system_unitdir}/
 }

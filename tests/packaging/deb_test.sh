@@ -31,30 +31,43 @@ mkdir -p "$scratch"
 echo 0 >"$scratch/panic"
 
 echo '== the packages are built'
-cmake -G Ninja -S "$source" -B "$scratch/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DVORN_INIT=ON -DCMAKE_INSTALL_PREFIX=/usr >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail configure; }
-cmake --build "$scratch/build" >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail build; }
 rm -rf "$scratch/packages"
-(cd "$scratch/build" && cpack -G DEB -B "$scratch/packages") >"$scratch/log" 2>&1 ||
-    { cat "$scratch/log"; fail cpack; }
-rm -rf "$scratch/packages/_CPack_Packages"
-[ "$(find "$scratch/packages" -name '*.deb' | wc -l)" = 4 ] || fail 'there are not four packages'
+mkdir -p "$scratch/packages/source"
+git -C "$source" ls-files -co --exclude-standard -z | (cd "$source" && xargs -0 tar c) |
+    tar x -C "$scratch/packages/source"
+(
+    export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/ccache}" DEB_BUILD_OPTIONS="parallel=2"
+    cd "$scratch/packages/source"
+    dpkg-buildpackage -b -us -uc
+) >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail dpkg-buildpackage; }
+rm -rf "$scratch/packages/source"
+cd "$scratch/packages"
+
+echo '== they have what Debian asks of them'
+lintian --allow-root --fail-on error,warning ./*.changes || fail 'lintian finds fault with them'
+dpkg-deb --fsys-tarfile vorn-dev_*.deb | tar x -C "$scratch" ./usr/lib
+[ -n "$(find "$scratch/usr" -name '*.a')" ] || fail 'there are no static libraries'
+! grep -rqaF "$scratch" "$scratch/usr" || fail 'a static library or a description names the build folder'
 
 echo '== a clean root is made'
-if [ ! -e "$base/complete" ]; then
+needed=$(for each in vorn_ vorn-plugins_ vorn-client_ libvorn-client0_; do
+    dpkg-deb -f "$each"*.deb Depends
+done | tr ',' '\n' | sed 's/^ *//; s/[ (|].*//; /vorn/d; /^$/d' | sort -u | paste -sd,)
+suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
+if [ "$(cat "$base/complete" 2>/dev/null)" != "$suite $needed" ]; then
     rm -rf "$base"
-    debootstrap --variant=minbase --include=libxml2,libpugixml1v5,iproute2,hostname,procps bookworm \
-        "$base" >"$scratch/log" 2>&1 || { tail "$scratch/log"; fail 'debootstrap needs the network'; }
+    debootstrap --variant=minbase --include="$needed,hostname,procps" "$suite" "$base" \
+        >"$scratch/log" 2>&1 || { tail "$scratch/log"; fail 'debootstrap needs the network'; }
     rm -rf "${base:?}"/var/cache/apt/archives/*.deb "${base:?}/dev"
     mkdir "${base:?}/dev"
-    touch "$base/complete"
+    echo "$suite $needed" >"$base/complete"
 fi
 rm -rf "$root"
 cp -a "$base" "$root"
 
 echo '== they can be installed, and install what they should'
 find "$root" -xdev \( -type f -o -type l -o -type d \) | sort >"$scratch/before"
-inside sh -c 'dpkg -i /mnt/vorn_*.deb /mnt/vorn-plugins_*.deb /mnt/vorn-client_*.deb' \
+inside sh -c 'dpkg -i /mnt/vorn_*.deb /mnt/vorn-plugins_*.deb /mnt/vorn-client_*.deb /mnt/libvorn-client0_*.deb' \
     >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail 'dpkg -i'; }
 for file in usr/sbin/vorn usr/bin/vornctl usr/lib/vorn/plugins/save.vorn etc/config \
     lib/systemd/system/vorn.service etc/init.d/vorn usr/share/man/man8/vorn.8.gz \
@@ -104,7 +117,7 @@ inside setsid sh /try >"$scratch/log" 2>&1 || { cat "$scratch/log" "$scratch/con
 
 echo '== removed, they leave configuration and nothing else'
 rm "$root/try"
-inside dpkg --purge vorn-client vorn-plugins vorn >"$scratch/log" 2>&1 ||
+inside dpkg --purge vorn-client libvorn-client0 vorn-plugins vorn >"$scratch/log" 2>&1 ||
     { cat "$scratch/log"; fail 'dpkg --purge'; }
 find "$root" -xdev \( -type f -o -type l -o -type d \) | sort >"$scratch/after"
 left=$(comm -13 "$scratch/before" "$scratch/after" | sed "s|^$root||" |
