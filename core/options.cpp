@@ -35,6 +35,8 @@ namespace {
     std::exit(1);
 }
 
+constexpr char letters[] = "dhfne";
+
 void raise_debug_level(Options &options)
 {
     if (options.debug_level == VORN_DEBUG_MAX) usage();
@@ -69,11 +71,22 @@ Options read_options(int argc, char **argv, int debug_level)
 {
     Options options = {debug_level, false};
 
-    for (int letter; (letter = getopt(argc, argv, "dhfne")) != -1;)
+    for (int letter; (letter = getopt(argc, argv, letters)) != -1;)
         take_option(letter, options);
     if (optind < argc) usage();
 
     return options;
+}
+
+void refuse_bad_usage(int argc, char **argv)
+{
+    int debug_level = 0;
+
+    for (int letter; (letter = getopt(argc, argv, letters)) != -1;) {
+        if (letter == 'h' || letter == '?') usage();
+        if (letter == 'd' && ++debug_level > VORN_DEBUG_MAX) usage();
+    }
+    if (optind < argc) usage();
 }
 
 } // namespace vorn

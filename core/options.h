@@ -15,4 +15,7 @@ struct Options {
  */
 Options read_options(int argc, char **argv, int debug_level);
 
+/* Ends the process for what read_options would end it for, but acts on nothing and returns. */
+void refuse_bad_usage(int argc, char **argv);
+
 } // namespace vorn

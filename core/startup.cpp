@@ -15,6 +15,7 @@
 #include "core/process.h"
 #include "core/put_off.h"
 #include "core/signals.h"
+#include "core/sole_process.h"
 #include "vorn/class.h"
 #include "vorn/config.h"
 #include "vorn/debug.h"
@@ -118,8 +119,11 @@ void periodic_tick(void *, void *)
 
 bool write_pid_file()
 {
-    const File file(std::fopen(paths::pid_file, "w"));
+    constexpr mode_t usual_mode = 0666; /* less the umask */
+    Fd descriptor = open_regular(paths::pid_file, O_WRONLY | O_CREAT | O_TRUNC, usual_mode);
+    const File file(descriptor ? fdopen(descriptor.get(), "w") : nullptr);
     if (!file) return false;
+    descriptor.release();
     std::fprintf(file.get(), "%d\n", getpid());
     return true;
 }
@@ -145,6 +149,7 @@ void start_up(int argc, char **argv)
     bool foreground = false;
 
     put_inheritance_right();
+    become_sole_process(argc, argv);
     keep_files_to_their_owner();
     vorn_debug_init();
     vorn_watchdog_ack();

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <dirent.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 namespace vorn {
@@ -43,5 +44,15 @@ public:
 private:
     int descriptor_ = -1;
 };
+
+/*
+ * Opens a regular file, without waiting for anybody: what lies where the daemon looks for a file of
+ * its own may be a FIFO, which would be waited for until somebody opens its other end. Empty, with
+ * errno, for anything else too, but for a directory, of which each read fails at once.
+ */
+Fd open_regular(const char *path, int flags, mode_t mode = 0);
+
+/* The same as a stream for reading. */
+File read_regular(const char *path);
 
 } // namespace vorn

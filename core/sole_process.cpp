@@ -1,0 +1,44 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Two daemons would apply two configurations to one device, each unasked by the other. Whoever
+ * comes second must find out before it has armed the watchdog or written a file, so the pid file,
+ * which comes last, can't tell; and a file that outlives its writer could keep the device from ever
+ * coming up again. A lock on a file ends with the process that holds it, whatever ends that.
+ */
+#include "core/sole_process.h"
+
+#include "core/base/file.h"
+#include "core/base/paths.h"
+#include "core/options.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+namespace vorn {
+
+namespace {
+
+/* Held open until the process ends. Its own children never see it, and daemon() keeps it. */
+constinit int lock = -1;
+
+} // namespace
+
+/* Without the file there is no telling, and a device that does not come up is worse than two. */
+void become_sole_process(int argc, char **argv)
+{
+    constexpr mode_t nobody_elses = 0600; /* whoever may open it could hold the lock */
+    Fd file = open_regular(paths::lock_file, O_RDWR | O_CREAT | O_NOFOLLOW, nobody_elses);
+    if (!file) return;
+    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+        refuse_bad_usage(argc, argv);
+        std::fprintf(stderr, "vorn: Another vorn is running already.\n");
+        std::exit(1);
+    }
+    lock = file.release();
+}
+
+} // namespace vorn
