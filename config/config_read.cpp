@@ -6,6 +6,7 @@
 #include "config/config_read.h"
 
 #include "config/classes_walk.h"
+#include "config/file_limits.h"
 #include "core/base/memory.h"
 #include "core/base/text.h"
 #include "model/class_record.h"
@@ -39,14 +40,27 @@ const char *text_of(xmlDoc *document, const xmlNode *element)
     return text ? text : "";
 }
 
-bool read_value(vorn_instance &instance, const char *property, const char *value)
+/* For one that a save would have to leave out. */
+bool is_too_long(const vorn_instance &instance, const char *what, const char *text)
+{
+    if (file_may_hold(text)) return false;
+    vorn_debug_eprintf("Text of %s of an instance of class \"%s\" is too long - skipping.\n", what,
+                       instance.klass->name.get());
+    return true;
+}
+
+bool read_value(vorn_instance &instance, const char *property, const char *value,
+                unsigned int &unknown)
 {
     const char *class_name = instance.klass->name.get();
     const MemoryWatch memory;
 
     if (!vorn_class_get_property(instance.klass, property)) {
+        unknown++;
         vorn_debug_eprintf("Property \"%s\" is not valid for class \"%s\" - skipping.\n", property,
                            class_name);
+    } else if (is_too_long(instance, property, value)) {
+        return true;
     } else if (vorn_instance_set_value(&instance, property, value) != 0) {
         const bool whole = !memory.ran_out();
         vorn_debug_eprintf(
@@ -93,10 +107,13 @@ bool add_instance(OwnedInstance instance, vorn_instances *instances, vorn_change
 }
 
 bool read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances,
-                   vorn_changes *changes)
+                   vorn_changes *changes, unsigned int &unknown)
 {
     const char *class_name = vorn_config_get_class_name(document, element);
-    if (!class_name) return true;
+    if (!class_name) {
+        unknown++;
+        return true;
+    }
 
     const MemoryWatch memory;
     const char *name = vorn_util_xmlGetProp(element, "name");
@@ -107,10 +124,11 @@ bool read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances
                            name ? name : "(null)", class_name);
         return whole;
     }
+    if (name && is_too_long(*instance, "the name", name)) return true;
     bool whole = true;
     for (const xmlNode *child = element->children; child; child = child->next) {
         if (!is_element(child)) continue;
-        whole &= read_value(*instance, plain(child->name), text_of(document, child));
+        whole &= read_value(*instance, plain(child->name), text_of(document, child), unknown);
     }
     if (!is_valid(*instance)) return whole;
     return add_instance(std::move(instance), instances, changes) && whole;
@@ -145,12 +163,13 @@ XmlDocument parse_config(const char *path)
  * The document is freed when all of it has been read, not piece by piece: what is loaded would
  * settle in the holes, and hold all the memory that the document took for as long as it lives.
  */
-bool read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes)
+bool read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes,
+                    unsigned int &unknown)
 {
     bool whole = true;
     xmlNode *root = xmlDocGetRootElement(document);
     for (xmlNode *node = root->children; node; node = node->next) {
-        if (is_element(node)) whole &= read_instance(document, node, instances, changes);
+        if (is_element(node)) whole &= read_instance(document, node, instances, changes, unknown);
     }
     while (xmlNode *node = root->children) {
         xmlUnlinkNode(node);

@@ -6,16 +6,14 @@
 #include "config/config_write.h"
 
 #include "config/classes_walk.h"
+#include "config/file_limits.h"
 #include "core/base/guard.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
 #include "model/instances_walk.h"
-#include "services/xml.h"
 #include "services/xml_writer.h"
 #include "vorn/class.h"
 #include "vorn/debug.h"
-
-#include <libxml/parserInternals.h>
 
 #include <cstring>
 
@@ -31,86 +29,92 @@ bool is_saved(const vorn_class &klass, const char *property)
     return declared && declared->persistence != 0;
 }
 
-bool can_be_read_back(const char *text)
-{
-    return is_xml_text(text) && std::strlen(text) <= XML_MAX_TEXT_LENGTH;
-}
-
 /* What no document can hold is left out, so that the rest can still be read back. */
-void report_left_out(const char *what, const vorn_instance &instance)
+void report_left_out(const char *what, const vorn_instance &instance, SaveReason &left_out)
 {
+    left_out.set("%s of an instance of class \"%s\" can't be held by a file", what,
+                 instance.klass->name.get());
     vorn_debug_eprintf("Can't save %s of instance \"%s\" of class \"%s\": XML can't hold it.\n",
                        what, instance.name ? instance.name.get() : "", instance.klass->name.get());
 }
 
-void add_values(XmlWriter &document, const vorn_instance &instance)
+void add_values(XmlWriter &document, const vorn_instance &instance, SaveReason &left_out)
 {
     for (auto [property, value] : instance.values) {
         if (!is_saved(*instance.klass, property)) continue;
-        if (!is_xml_name(property) || !can_be_read_back(value)) {
-            report_left_out(property, instance);
+        if (!file_may_name(property) || !file_may_hold(value)) {
+            report_left_out(property, instance, left_out);
         } else {
             document.add_text(property, value);
         }
     }
 }
 
-void add_instance(XmlWriter &document, const vorn_class &klass, const vorn_instance &instance)
+void add_instance(XmlWriter &document, const vorn_class &klass, const vorn_instance &instance,
+                  SaveReason &left_out)
 {
     const char *name = instance.name.get();
     if (instance.klass->persistence == 0) return;
-    if (!is_xml_name(klass.name.get()) || (name && !can_be_read_back(name))) {
-        report_left_out("the name", instance);
+    if (!file_may_name(klass.name.get()) || (name && !file_may_hold(name))) {
+        report_left_out("the name", instance, left_out);
         return;
     }
     document.open(klass.name.get(), name);
-    add_values(document, instance);
+    add_values(document, instance, left_out);
     document.close(klass.name.get());
 }
 
 /* An abstract class's instances are written under its own name; subclasses are not walked again. */
-bool add_class(XmlWriter &document, const vorn_class &klass, const vorn_instances *instances)
+bool add_class(XmlWriter &document, const vorn_class &klass, const vorn_instances *instances,
+               SaveReason &left_out)
 {
     if (klass.persistence == 0 || klass.superclass_name) return true;
 
     const Walk walk(vorn_instances_new_class_iterator(instances, klass.name.get()));
     if (!walk) return false;
     for (const vorn_instance *instance : walk)
-        add_instance(document, klass, *instance);
+        add_instance(document, klass, *instance, left_out);
     return true;
 }
 
 } // namespace
 
-Text config_document(const vorn_instances *instances)
+Text config_document(const vorn_instances *instances, SaveReason &left_out)
 {
     XmlWriter document(XmlWriter::Layout::indented);
     document.open(root_name);
     const ClassesWalk classes;
     if (!classes) return {};
     for (const vorn_class *klass : classes) {
-        if (!add_class(document, *klass, instances)) return {};
+        if (!add_class(document, *klass, instances, left_out)) return {};
     }
     document.close(root_name);
     return document.take();
 }
 
-bool write_config(const vorn_instances *instances, const char *path, FileKind kind)
+bool write_config(const vorn_instances *instances, const char *path, FileKind kind,
+                  SaveReason &reason)
 {
-    if (absent(instances, "instances")) return false;
-
-    const Text document = config_document(instances);
+    if (absent(instances, "instances")) {
+        reason.set("there is no configuration");
+        return false;
+    }
+    const Text document = config_document(instances, reason);
     if (!document) {
+        reason.set("memory ran out");
         vorn_debug_eprintf("No memory to write %s.\n", path);
         return false;
     }
     FileReplacement file(path, kind);
     if (!file) {
+        reason.set("%s", std::strerror(file.error()));
         vorn_debug_eprintf("Can't open %s.\n", path);
         return false;
     }
     std::fputs(document.get(), file.stream());
-    return file.commit();
+    if (file.commit()) return true;
+    reason.set("%s", std::strerror(file.error()));
+    return false;
 }
 
 } // namespace vorn

@@ -181,7 +181,7 @@ int copy_checked_default(const char *default_file, const char *startup_file)
         vorn_debug_1printf("Default file %s does not exist.\n", default_file);
         return no_default;
     }
-    const File source(std::fopen(default_file, "re"));
+    const File source = read_regular(default_file);
     if (!source) {
         vorn_debug_eprintf("Can't open %s.\n", default_file);
         return unreadable;
@@ -217,7 +217,7 @@ int write_default_file(const char *default_file)
     }
     std::fprintf(target.stream(), "Version: 1\nLength: %d\nMD5sum: %s\n\n",
                  static_cast<int>(status.st_size), md5sum);
-    const File document(std::fopen(paths::scratch_default, "re"));
+    const File document = read_regular(paths::scratch_default);
     if (!document) {
         vorn_debug_eprintf("Can't open %s.\n", paths::scratch_default);
         return failed;

@@ -52,13 +52,16 @@ Fd open_folder_of(const char *path)
 FileReplacement::FileReplacement(const char *target, FileKind kind)
     : target_(target), beside_(format("%s.new", target))
 {
+    error_ = ENOMEM;
     if (!beside_) return;
     const bool kept = kind == FileKind::kept;
     Fd file = make_own_file(beside_.get(), kept ? usual_mode : private_mode);
+    error_ = errno;
     if (!file) return;
     if (kept) keep_mode(file, target);
 
     file_.reset(fdopen(file.get(), "w"));
+    error_ = errno;
     if (file_) {
         file.release();
     } else {
@@ -82,12 +85,13 @@ bool FileReplacement::commit()
 {
     const Fd folder = open_folder_of(target_);
     if (!folder || !flush_to_disk() || std::rename(beside_.get(), target_) != 0) {
-        const int error = errno;
-        vorn_debug_eprintf("Can't write %s: %s.\n", target_, std::strerror(error));
+        error_ = errno;
+        vorn_debug_eprintf("Can't write %s: %s.\n", target_, std::strerror(error_));
         return false;
     }
     file_.reset();
     if (fsync(folder.get()) != 0) {
+        error_ = errno;
         vorn_debug_eprintf("Can't flush the directory of %s.\n", target_);
         return false;
     }
@@ -115,7 +119,7 @@ bool make_scratch_file(const char *path)
 
 bool copy_file(const char *source, const char *target)
 {
-    const File from(std::fopen(source, "re"));
+    const File from = read_regular(source);
     if (!from) {
         vorn_debug_eprintf("vorn_config_cp: Can't open %s\n", source);
         return false;

@@ -28,6 +28,8 @@ public:
     /* False when the new file can't be made; nothing has been reported then. */
     explicit operator bool() const { return static_cast<bool>(file_); }
     std::FILE *stream() const { return file_.get(); }
+    /* What the system said when the file could not be made, or commit() failed. */
+    int error() const { return error_; }
     /* False, with the reason in the log, when anything went wrong since the file was opened. */
     bool commit();
 
@@ -37,6 +39,7 @@ private:
     const char *target_;
     Text beside_;
     File file_;
+    int error_ = 0;
 };
 
 /* Copies up to the given number of bytes. Returns how many the source had. */

@@ -11,14 +11,19 @@
 #include "core/base/paths.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
+#include "core/base/text_buffer.h"
 #include "vorn/debug.h"
 #include "vorn/plugin.h"
 
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include <dlfcn.h>
+#include <link.h>
+#include <sys/stat.h>
 
 const char *vorn_plugins_current = nullptr;
 
@@ -34,6 +39,7 @@ using Entry = void (*)();
 /* The names of all plugins whose entry was called, for the life of the process. */
 struct LoadedName : Record {
     Text name;
+    bool takes_part = true;
     LoadedName *earlier = nullptr;
 };
 constinit LoadedName *loaded_names = nullptr;
@@ -44,6 +50,31 @@ bool is_plugin(const char *name)
     for (const char *ending : endings) {
         const std::size_t tail = std::strlen(ending);
         if (length > tail && std::strcmp(name + length - tail, ending) == 0) return true;
+    }
+    return false;
+}
+
+/*
+ * Whether the file has all the bytes that its own headers promise. The loader maps what is missing
+ * and strikes it when it looks there, which would end the daemon at every boot. What is no library
+ * at all the loader finds out for itself.
+ */
+bool is_cut_off(const char *path)
+{
+    const File file = read_regular(path);
+    ElfW(Ehdr) head = {};
+    struct stat status;
+    if (!file || fstat(fileno(file.get()), &status) != 0) return false;
+    if (std::fread(&head, sizeof head, 1, file.get()) != 1) return false;
+    if (std::memcmp(head.e_ident, ELFMAG, SELFMAG) != 0 || head.e_phentsize != sizeof(ElfW(Phdr)) ||
+        std::fseek(file.get(), static_cast<long>(head.e_phoff), SEEK_SET) != 0)
+        return false;
+    const auto size = static_cast<std::uint64_t>(status.st_size);
+    for (unsigned int i = 0; i < head.e_phnum; i++) {
+        ElfW(Phdr) part = {};
+        if (std::fread(&part, sizeof part, 1, file.get()) != 1) return true;
+        const std::uint64_t end = std::uint64_t{part.p_offset} + part.p_filesz;
+        if (part.p_type == PT_LOAD && end > size) return true;
     }
     return false;
 }
@@ -91,6 +122,10 @@ int load_plugin(const char *directory, const char *name)
 
     const Text path = format("%s%s", directory, name);
     if (!path) return failed;
+    if (is_cut_off(path.get())) {
+        vorn_debug_1printf("Unable to load plugin \"%s\": the file is cut off\n", path.get());
+        return failed;
+    }
     dlerror();
     void *library = dlopen(path.get(), RTLD_NOW);
     if (!library) {
@@ -123,6 +158,26 @@ int load_plugins_of(const char *directory)
     return result;
 }
 
+bool plugin_takes_part(const char *name)
+{
+    for (const LoadedName *each = loaded_names; each; each = each->earlier) {
+        if (each->takes_part && std::strcmp(each->name.get(), name) == 0) return true;
+    }
+    return false;
+}
+
+Text plugins_that_take_part()
+{
+    TextBuffer list;
+    list.append("", 0);
+    for (const LoadedName *each = loaded_names; each; each = each->earlier) {
+        if (!each->takes_part) continue;
+        list.append(each->name.get());
+        list.append("\n", 1);
+    }
+    return list.take();
+}
+
 } // namespace vorn
 
 int vorn_plugins_init()
@@ -136,6 +191,7 @@ vorn_plugin *vorn_plugin_new(const char *version)
     if (std::strcmp(version, vorn::version_accepted) != 0) {
         vorn_debug_eprintf("Plugin \"%s\" version \"%s\" is unsupported.\n",
                            vorn_plugins_current ? vorn_plugins_current : "(null)", version);
+        if (vorn::loaded_names) vorn::loaded_names->takes_part = false;
         return nullptr;
     }
     vorn::Allocated<vorn_plugin> plugin(

@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "core/base/text.h"
+
 namespace vorn {
 
 /* Loads every plugin of a directory, whose name ends in a slash. Returns ok or failed. */
@@ -8,5 +10,11 @@ int load_plugins_of(const char *directory);
 
 /* Loads one of them. */
 int load_plugin(const char *directory, const char *name);
+
+/* Whether a plugin of that file name was loaded and found its interface version supported. */
+bool plugin_takes_part(const char *name);
+
+/* All that do, a line for each; empty when memory is gone. */
+Text plugins_that_take_part();
 
 } // namespace vorn

@@ -185,6 +185,13 @@ const char *vorn_instance_get_name(const vorn_instance *instance)
     return instance->name.get();
 }
 
+const char *vorn_instance_get_class_name(const vorn_instance *instance)
+{
+    if (absent_instance(instance, __func__)) return nullptr;
+
+    return instance->klass->name.get();
+}
+
 const char *vorn_instance_get_value(const vorn_instance *instance, const char *property)
 {
     if (absent_instance(instance, __func__)) return nullptr;

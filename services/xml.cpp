@@ -29,6 +29,9 @@ namespace {
 
 constexpr int parser_trace_level = 4;
 constexpr int safely = XML_PARSE_NONET;
+/* A file may hold longer texts than the parser's own limits know: whatever is saved is read back.
+ */
+constexpr int whatever_its_length = safely | XML_PARSE_HUGE;
 
 struct FreeContext {
     void operator()(xmlParserCtxt *context) const noexcept { xmlFreeParserCtxt(context); }
@@ -133,9 +136,9 @@ int read_file_piece(void *source, char *room, int size)
 
 /* A document that memory ran out for lacks texts, and looks well-formed all the same. */
 XmlDocument read_document(xmlParserCtxt *parser, XmlBounds &bounds, xmlInputReadCallback read,
-                          void *source)
+                          void *source, int options)
 {
-    XmlDocument document(xmlCtxtReadIO(parser, read, nullptr, source, nullptr, nullptr, safely));
+    XmlDocument document(xmlCtxtReadIO(parser, read, nullptr, source, nullptr, nullptr, options));
     if (short_of_memory || bounds.are_passed()) return {};
     return document;
 }
@@ -187,7 +190,7 @@ XmlDocument parse_xml_text(const char *text, std::size_t length)
 
     XmlBounds bounds(most_elements);
     Unread unread = {text, length, context.get(), &bounds};
-    XmlDocument document = read_document(context.get(), bounds, read_piece, &unread);
+    XmlDocument document = read_document(context.get(), bounds, read_piece, &unread, safely);
     if (!short_of_memory && XmlBounds::names_seen_by(*context) < most_names_kept) {
         kept = context.release();
     }
@@ -201,7 +204,7 @@ XmlDocument parse_xml_text(const char *text, std::size_t length)
 XmlDocument parse_xml_file(const char *path)
 {
     short_of_memory = false;
-    Fd file(open(path, O_RDONLY | O_CLOEXEC));
+    Fd file = open_regular(path, O_RDONLY);
     if (!file) {
         const int error = errno;
         vorn_debug_lprintf(parser_trace_level, "%s: %s\n", path, std::strerror(error));
@@ -212,7 +215,7 @@ XmlDocument parse_xml_file(const char *path)
     if (!context) return {};
     XmlBounds bounds(XmlBounds::any_number);
     UnreadFile unread = {file, context.get(), &bounds};
-    return read_document(context.get(), bounds, read_file_piece, &unread);
+    return read_document(context.get(), bounds, read_file_piece, &unread, whatever_its_length);
 }
 
 bool libxml2_was_short_of_memory()

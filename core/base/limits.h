@@ -21,7 +21,7 @@ constexpr std::int64_t longest_parse_ms = 60000; /* of the processor's time */
 
 /* Of a configuration file. */
 constexpr std::size_t longest_text_in_file = 10000000; /* before its markup is escaped */
-constexpr std::size_t longest_name_in_file = 50000; /* of a class or a property */
+constexpr std::size_t longest_name_in_file = 50000;    /* of a class or a property */
 
 /* Of a request. One that announces more is refused before anything is allocated. */
 constexpr std::uint32_t longest_request = 16u << 20;

@@ -5,6 +5,8 @@
 #include "vorn/api.h"
 #include "vorn/instances.h"
 
+#include <stdint.h>
+
 /**
  * The running configuration is the store that the daemon serves and the providers apply. At boot
  * it is filled from the startup file; nothing is saved until somebody asks for it, as a rule a
@@ -69,20 +71,57 @@ VORN_API vorn_instances *vorn_config_get_running(void);
 VORN_API vorn_instances *vorn_config_replace_running(vorn_instances *instances);
 
 /**
- * Saves: writes the startup file and announces it, also when it could not be written.
+ * Saves: writes the startup file and announces it, also when it could not be written. What came of
+ * it tells vorn_config_get_save_result.
  *
  * Instances of persistent classes are written with the values of their persistent properties,
  * class by class in the order of registration. What no document can hold (control characters, text
  * that is not UTF-8 or longer than ten million bytes, a property whose name is no XML name) is left
  * out: "Can't save %s of instance \"%s\" of class \"%s\": XML can't hold it.\n" with the property,
  * or "the name" for a whole instance. Without the memory for the whole document nothing is written:
- * "No memory to write %s.\n". Nor is anything written while the running configuration lacks what
- * its load had no memory for, until the next load that is whole: "Not saving: the configuration was
- * not loaded whole for want of memory.\n".
+ * "No memory to write %s.\n". Nor is anything written while a plugin is missing that took part in
+ * the last save, if the load had to skip what nobody knows: "Not saving: the plugin \"%s\" is
+ * missing, and what is its own would be lost.\n". Nor is anything written while the running
+ * configuration lacks what its load had no memory for, until the next load that is whole: "Not
+ * saving: the configuration was not loaded whole for want of memory.\n".
  *
  * Returns 0.
  */
 VORN_API int vorn_config_copy_running_to_startup(void);
+
+/** What vorn_config_get_save_result answers. */
+enum {
+    VORN_SAVE_NONE = 0,   /**< nothing has been saved since the daemon started */
+    VORN_SAVE_DONE = 1,   /**< the startup file holds the running configuration */
+    VORN_SAVE_FAILED = 2, /**< it does not, for a reason */
+};
+
+/** What the last vorn_config_copy_running_to_startup came to. */
+VORN_API int vorn_config_get_save_result(void);
+
+/**
+ * Why the last save has failed, in a few words without a full stop: "No space left on device"; ""
+ * when it has not. The text holds until the next save.
+ */
+VORN_API const char *vorn_config_get_save_reason(void);
+
+/** When the last save was tried, in seconds since 1970; 0 when none was. */
+VORN_API int64_t vorn_config_get_save_time(void);
+
+/**
+ * Where the running configuration was loaded from: "startup", "default", "rescue", or "nothing"
+ * when none of the three could be read.
+ */
+VORN_API const char *vorn_config_get_source(void);
+
+/**
+ * Where the startup file is kept that a load could not read, with no other to take its place:
+ * /etc/config/config.xml.broken, the newest. Null when there is none.
+ */
+VORN_API const char *vorn_config_get_broken(void);
+
+/** Removes it. Returns 0, also when there is none, or 1 ("Can't remove %s: %s.\n"). */
+VORN_API int vorn_config_forget_broken(void);
 
 /**
  * Makes the running configuration the default. The document is written as by a save, into
@@ -117,10 +156,13 @@ VORN_API int vorn_config_copy_running_to_default(void);
  * The text of a property is that of the first node in its element, "" if that holds no text. Each
  * singleton that the file leaves out is made, without values.
  *
+ * A default or a rescue that can't be copied to the startup file's place is read where it lies.
+ *
  * Returns 0, or 1 when no document can be read after the fallback ("Unable to read the default
- * either.") or memory is gone; the running configuration stays what it was then, at boot an empty
- * one. What a parse failed for precedes: "Config not parsed successfully.\n", "Empty document.\n"
- * or "Document of the wrong type: root node is not \"config\".".
+ * either.") or memory is gone; the running configuration stays what it was then, at boot one with
+ * the singletons alone, which is committed. What a parse failed for precedes: "Config not parsed
+ * successfully.\n", "Empty document.\n" or "Document of the wrong type: root node is not
+ * \"config\".".
  */
 VORN_API int vorn_config_copy_startup_to_running(void);
 

@@ -67,6 +67,9 @@ VORN_API int vorn_instance_delete(vorn_instance *instance);
 /** The name, owned by the instance; null when it has none. */
 VORN_API const char *vorn_instance_get_name(const vorn_instance *instance);
 
+/** The name of its class, which is a concrete one; owned by the class. */
+VORN_API const char *vorn_instance_get_class_name(const vorn_instance *instance);
+
 /**
  * The text of a property, owned by the instance and gone when another is set; null when there is
  * none. A null property name gives null and "Null property.\n".

@@ -2,12 +2,22 @@
 /*
  * Keeps what was changed: the last provider of every commit writes the startup file. What is
  * committed before the event loop runs is the boot load, whose content just came from that file.
+ * Nobody can refuse a commit, so what came of it is there to be asked for.
  */
-#include "vorn/vorn.h"
+#include <stdio.h>
+#include <string.h>
+#include <time.h>
 
-#include <stddef.h>
+#include "declare.h"
+
+enum { most_listed = 8, longest_listed = 80 };
 
 static int booted;
+
+/* What was changed since the last save that succeeded, each once. */
+static char listed[most_listed][longest_listed];
+static int listed_count;
+static int has_more;
 
 static void boot_is_over(void *eloop_data, void *user_data)
 {
@@ -16,11 +26,33 @@ static void boot_is_over(void *eloop_data, void *user_data)
     booted = 1;
 }
 
-static int holds_instances(vorn_instances_iterator *instances)
+static void list_instance(const vorn_instance *instance)
 {
-    const int found = vorn_instances_iterator_has_next(instances);
+    char text[longest_listed];
+    const char *class_name = vorn_instance_get_class_name(instance);
+    const char *name = vorn_instance_get_name(instance);
+    const int length = snprintf(text, sizeof text, name != NULL ? "%s \"%s\"" : "%s", class_name,
+                                name != NULL ? name : "");
+    for (int i = 0; i < listed_count; i++) {
+        if (strcmp(listed[i], text) == 0) return;
+    }
+    if (listed_count == most_listed || length < 0 || length >= longest_listed) {
+        has_more = 1;
+        return;
+    }
+    memcpy(listed[listed_count++], text, sizeof text);
+}
+
+/* Returns how many there are. */
+static int list_instances(vorn_instances_iterator *instances)
+{
+    int count = 0;
+    while (vorn_instances_iterator_has_next(instances)) {
+        list_instance(vorn_instances_iterator_next(instances));
+        count++;
+    }
     vorn_instances_delete_iterator(instances);
-    return found;
+    return count;
 }
 
 static void save_configuration(vorn_commit_info *info)
@@ -28,10 +60,76 @@ static void save_configuration(vorn_commit_info *info)
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
 
     if (!booted) return;
-    if (holds_instances(vorn_changes_new_class_instances_iterator(changes, NULL)) ||
-        holds_instances(vorn_changes_new_deleted_class_instances_iterator(changes, NULL))) {
-        vorn_config_copy_running_to_startup();
+    const int changed = list_instances(vorn_changes_new_class_instances_iterator(changes, NULL));
+    const int deleted =
+        list_instances(vorn_changes_new_deleted_class_instances_iterator(changes, NULL));
+    if (changed + deleted == 0) return;
+    vorn_config_copy_running_to_startup();
+    if (vorn_config_get_save_result() != VORN_SAVE_DONE) return;
+    listed_count = 0;
+    has_more = 0;
+}
+
+static const char *last_time(void)
+{
+    static char text[32];
+    const time_t when = (time_t)vorn_config_get_save_time();
+    struct tm parts;
+    text[0] = '\0';
+    if (when != 0 && gmtime_r(&when, &parts) != NULL)
+        strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text;
+}
+
+static const char *unsaved(void)
+{
+    static char text[most_listed * (longest_listed + 2) + 32];
+    size_t used = 0;
+    text[0] = '\0';
+    for (int i = 0; i < listed_count; i++)
+        used +=
+            (size_t)snprintf(text + used, sizeof text - used, "%s%s", i > 0 ? ", " : "", listed[i]);
+    if (has_more) snprintf(text + used, sizeof text - used, "%sand more", used > 0 ? ", " : "");
+    return text;
+}
+
+static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    static const char *const results[] = {"none", "saved", "failed"};
+    (void)instance;
+    (void)info;
+    if (strcmp(property, "time") == 0) return last_time();
+    if (strcmp(property, "result") == 0) return results[vorn_config_get_save_result()];
+    if (strcmp(property, "reason") == 0) return vorn_config_get_save_reason();
+    if (strcmp(property, "unsaved") == 0) return unsaved();
+    if (strcmp(property, "boot") == 0) return vorn_config_get_source();
+    const char *broken = vorn_config_get_broken();
+    return broken != NULL ? broken : "";
+}
+
+/* object=save&action=forget-broken */
+static int forget_broken(void)
+{
+    const char *action = vorn_inform_get_value("action");
+    if (action == NULL || strcmp(action, "forget-broken") != 0) return 1;
+    return vorn_config_forget_broken();
+}
+
+static vorn_refresher *declare(void)
+{
+    static const char *const properties[] = {"time",    "result", "reason",
+                                             "unsaved", "boot",   "broken"};
+    vorn_class *klass = vorn_class_new("save");
+    vorn_refresher *refresher = vorn_refresher_new("save");
+    if (klass == NULL || refresher == NULL) return NULL;
+    vorn_class_set_type(klass, VORN_CLASS_SINGLETON);
+    for (size_t i = 0; i < sizeof properties / sizeof *properties; i++) {
+        if (declare_state(klass, properties[i]) != 0 ||
+            vorn_refresher_set_property_fn(refresher, properties[i], state) != 0) {
+            return NULL;
+        }
     }
+    return vorn_classes_add(klass) == 0 ? refresher : NULL;
 }
 
 void vorn_plugin_init(void)
@@ -41,6 +139,9 @@ void vorn_plugin_init(void)
     vorn_provider *provider = vorn_provider_new("save");
     if (provider == NULL) return;
     vorn_provider_set_commit_fn(provider, save_configuration, NULL);
+    vorn_refresher *refresher = declare();
+    if (refresher != NULL) vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
+    vorn_inform_fn_add("save", forget_broken);
     vorn_providers_add(provider);
     eloop_register_timeout(0, 0, boot_is_over, NULL, NULL);
 }

@@ -40,6 +40,7 @@ TEST_F(Instances, BeginWithAClassANameAndNothingElse)
 
     EXPECT_EQ(instance->klass, radio);
     EXPECT_STREQ(vorn_instance_get_name(instance.get()), "radio0");
+    EXPECT_STREQ(vorn_instance_get_class_name(instance.get()), "radio");
     EXPECT_EQ(values_of(*instance), Values{});
     EXPECT_EQ(instance->listener, nullptr);
     EXPECT_EQ(instance->listener_data, nullptr);
@@ -143,6 +144,8 @@ TEST_F(Instances, NameTheFunctionThatWasGivenNone)
     EXPECT_EQ(log.take(), "vorn: Null instance. (vorn_instance_delete)\n");
     EXPECT_EQ(vorn_instance_get_name(nullptr), nullptr);
     EXPECT_EQ(log.take(), "vorn: Null instance. (vorn_instance_get_name)\n");
+    EXPECT_EQ(vorn_instance_get_class_name(nullptr), nullptr);
+    EXPECT_EQ(log.take(), "vorn: Null instance. (vorn_instance_get_class_name)\n");
     EXPECT_EQ(vorn_instance_get_value(nullptr, nullptr), nullptr);
     EXPECT_EQ(log.take(), "vorn: Null instance. (vorn_instance_get_value)\n");
     EXPECT_EQ(vorn_instance_set_value(nullptr, nullptr, nullptr), 1);

@@ -14,6 +14,8 @@ inline constexpr char rescue_text[] = "<config><Radio name=\"rescued\"/></config
 inline constexpr char default_text[] = "<config><Radio name=\"factory\"/></config>\n";
 inline constexpr char select_radios[] = "<lsql><select><Radio properties=\"all\"/></select></lsql>";
 
+inline constexpr char select_save[] = "<lsql><select><save properties=\"all\"/></select></lsql>";
+
 inline std::string answer(const std::string &dataset, int counter)
 {
     return "<?xml version=\"1.0\"?>\n<lsql_result><dataset>" + dataset +

@@ -12,7 +12,9 @@
 
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::Not;
 using namespace vorn::tests;
 
 class Saves : public ConfiguredDevice {
@@ -98,6 +100,61 @@ TEST_F(Saves, LeaveNothingBesideTheFile)
     lsql("<lsql><insert><Radio name=\"r0\"/></insert></lsql>");
 
     EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
+}
+
+TEST_F(Saves, AreAskedForByThoseWhoWantToKnow)
+{
+    write_file(startup, "<config/>");
+    boot();
+    EXPECT_EQ(lsql(select_save), answer("<save><time/><result>none</result><reason/><unsaved/>"
+                                        "<boot>startup</boot><broken/></save>",
+                                        1));
+
+    lsql("<lsql><insert><Radio name=\"r0\"/></insert></lsql>");
+
+    EXPECT_THAT(lsql(select_save), ContainsRegex("<time>20[0-9-]*T[0-9:]*Z</time><result>saved"
+                                                 "</result><reason/><unsaved/>"));
+    EXPECT_THAT(read_file(startup), Not(HasSubstr("<save")));
+}
+
+TEST_F(Saves, ThatFailTellWhyAndWhatIsNotSavedUntilOneSucceeds)
+{
+    ASSERT_EQ(mount("tmpfs", "/etc/config", "tmpfs", 0, nullptr), 0);
+    write_file(startup, "<config><Radio name=\"r0\"/><Route/></config>");
+    ASSERT_EQ(mount(nullptr, "/etc/config", nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    boot();
+
+    lsql("<lsql><update><Radio><mode>g</mode></Radio></update></lsql>");
+    lsql("<lsql><delete><Route/></delete></lsql>");
+    lsql("<lsql><update><Radio><mode>b</mode></Radio></update></lsql>");
+
+    EXPECT_THAT(lsql(select_save),
+                HasSubstr("<result>failed</result><reason>Read-only file system</reason>"
+                          "<unsaved>Radio \"r0\", Route</unsaved>"));
+    ASSERT_EQ(mount(nullptr, "/etc/config", nullptr, MS_REMOUNT, nullptr), 0);
+    lsql("<lsql><update><Board><label>x</label></Board></update></lsql>");
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>saved</result><reason/><unsaved/>"));
+    shut_down();
+    umount("/etc/config");
+}
+
+TEST_F(Saves, ListAFewOfManyThatAreNotSaved)
+{
+    ASSERT_EQ(mount("tmpfs", "/etc/config", "tmpfs", 0, nullptr), 0);
+    write_file(startup, "<config/>");
+    ASSERT_EQ(mount(nullptr, "/etc/config", nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    boot();
+
+    for (int i = 0; i < 9; i++)
+        lsql("<lsql><insert><Acl name=\"" + std::string(30, static_cast<char>('a' + i)) +
+             "\"/></insert></lsql>");
+    lsql("<lsql><insert><Acl name=\"" + std::string(1000, 'z') + "\"/></insert></lsql>");
+
+    const std::string told = lsql(select_save);
+    EXPECT_THAT(told, HasSubstr("<unsaved>Acl \"" + std::string(30, 'a') + "\", "));
+    EXPECT_THAT(told, HasSubstr("Acl \"" + std::string(30, 'h') + "\", and more</unsaved>"));
+    shut_down();
+    umount("/etc/config");
 }
 
 TEST_F(Saves, OnAFullDiskKeepTheOldFileAndSaySo)

@@ -1,0 +1,243 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Which document a load takes, and what is served when there is none. The fallbacks chain: the
+ * startup file, then the default, then the rescue. Each is copied to the startup file's place to be
+ * read there; on a disk that takes no copy it is read where it lies, so that a device whose flash
+ * has become read-only does not lose its configuration with it.
+ */
+#include "config/config_load.h"
+
+#include "change/providers_check.h"
+#include "config/broken_file.h"
+#include "config/config_read.h"
+#include "config/config_state.h"
+#include "config/default_file.h"
+#include "config/file_replace.h"
+#include "config/plugins_of_last_save.h"
+#include "core/base/paths.h"
+#include "core/base/result.h"
+#include "model/instances_walk.h"
+#include "services/xml.h"
+#include "vorn/changes.h"
+#include "vorn/config.h"
+#include "vorn/debug.h"
+#include "vorn/provider.h"
+
+#include <climits>
+#include <utility>
+
+#include <sys/stat.h>
+
+namespace vorn {
+
+constinit char default_path[default_path_room] = "";
+constinit Source running_from = Source::nothing;
+
+namespace {
+
+constexpr int no_default = 1;
+constexpr int no_startup = 6;
+
+/* What the startup file was made of before the boot load, when it was not there. */
+constinit Source made_from = Source::startup;
+
+/* Whether memory did not suffice for all of the last load. */
+constinit bool lacks_instances = false;
+
+/* The plugin without which the last load could not read all there was; "" for none. */
+constinit char lacking_plugin[NAME_MAX + 2] = "";
+
+/* What came of the last try to copy either to the startup file's place. */
+constinit int default_code = no_default;
+constinit bool rescue_was_copied = false;
+
+struct DeleteChanges {
+    void operator()(vorn_changes *changes) const noexcept { vorn_changes_delete(changes); }
+};
+using OwnedChanges = std::unique_ptr<vorn_changes, DeleteChanges>;
+
+/* A document to load, and where it came from. */
+struct Loadable {
+    XmlDocument document;
+    Source source = Source::nothing;
+};
+
+bool exists(const char *path)
+{
+    struct stat status;
+    return stat(path, &status) == 0;
+}
+
+XmlDocument read_in_place(const char *path)
+{
+    XmlDocument document = parse_config(path);
+    if (document) vorn_debug_eprintf("It can't be copied: %s is read where it lies.\n", path);
+    return document;
+}
+
+/* The default whose digest was right lies in the scratch file by then. */
+Loadable take_what_could_not_be_copied()
+{
+    if (default_code == no_startup) {
+        if (XmlDocument document = read_in_place(paths::scratch_default)) {
+            return {std::move(document), Source::fallback};
+        }
+    }
+    if (!rescue_was_copied && exists(paths::rescue_config)) {
+        if (XmlDocument document = read_in_place(paths::rescue_config)) {
+            return {std::move(document), Source::rescue};
+        }
+    }
+    return {};
+}
+
+Loadable fallback()
+{
+    BrokenFile broken;
+    default_code = no_default;
+    rescue_was_copied = false;
+    const bool took_default = vorn_config_copy_default_to_startup() == ok;
+    Loadable taken = {parse_config(paths::startup_config),
+                      took_default ? Source::fallback : Source::rescue};
+    if (!taken.document && !libxml2_was_short_of_memory()) taken = take_what_could_not_be_copied();
+    if (!taken.document && !libxml2_was_short_of_memory()) broken.keep();
+    if (!taken.document) vorn_debug_eprintf("Unable to read the default either.");
+    return taken;
+}
+
+/* Want of memory says nothing about a file, which then must not be replaced. */
+Loadable startup_or_fallback()
+{
+    const Source made = std::exchange(made_from, Source::startup);
+    XmlDocument document = parse_config(paths::startup_config);
+    if (document || libxml2_was_short_of_memory()) return {std::move(document), made};
+
+    vorn_debug_eprintf("Unable to parse startup config - resetting to default.\n");
+    return fallback();
+}
+
+/* A device with a configuration that is wrong somewhere has to come up all the same. */
+void report_what_checks_find(vorn_changes *changes)
+{
+    vorn_check_info info(running_config, changes);
+    check_by_providers(info);
+    for (const Refusal *each = info.first; each; each = each->next)
+        vorn_debug_eprintf("Loaded in spite of this: %s\n", each->sentence.get());
+}
+
+/* From the document, or from none, with every singleton that it leaves out. */
+bool fill(xmlDoc *document, vorn_changes *changes, unsigned int &unknown)
+{
+    bool whole = true;
+    if (document) whole &= read_instances(document, running_config, changes, unknown);
+    whole &= add_missing_singletons(running_config, changes);
+    return whole;
+}
+
+/* What nobody could read is no loss when no plugin has gone: it has been so at the last save. */
+void note_missing_plugin(unsigned int unknown)
+{
+    if (unknown == 0 || !find_missing_plugin(lacking_plugin, sizeof lacking_plugin)) {
+        lacking_plugin[0] = '\0';
+        return;
+    }
+    vorn_debug_eprintf(
+        "The plugin \"%s\" is missing: what is its own is not loaded, and nothing is "
+        "saved until it is back.\n",
+        lacking_plugin);
+}
+
+/* What has been read of another configuration goes; nobody was told of it. */
+int serve_again(vorn_instances *before, OwnedChanges changes)
+{
+    vorn_debug_eprintf("No memory for the configuration.\n");
+    changes.reset();
+    vorn_instances_delete_all(std::exchange(running_config, before));
+    return failed;
+}
+
+int serve_empty_store()
+{
+    vorn_debug_eprintf("No memory for the configuration.\n");
+    if (running_config) return failed;
+    running_config = vorn_instances_new();
+    lacks_instances = true;
+    return failed;
+}
+
+} // namespace
+
+void note_startup_made_from(Source source)
+{
+    made_from = source;
+}
+
+/*
+ * Short of memory, a boot serves what it could read; later there is something better to serve, and
+ * there always is when there is no document.
+ */
+int load_startup()
+{
+    const Loadable taken = startup_or_fallback();
+    const bool found = static_cast<bool>(taken.document);
+    const bool short_of_memory = !found && libxml2_was_short_of_memory();
+    if (!found && running_config) return failed;
+
+    StoreShell store(vorn_instances_new());
+    OwnedChanges changes(store ? vorn_changes_new(store.get()) : nullptr);
+    if (!changes) return serve_empty_store();
+    StoreShell before(std::exchange(running_config, store.release()));
+    unsigned int unknown = 0;
+    const bool whole = fill(taken.document.get(), changes.get(), unknown) && !short_of_memory;
+    if (!whole && before) return serve_again(before.release(), std::move(changes));
+
+    lacks_instances = !whole;
+    running_from = found ? taken.source : Source::nothing;
+    note_missing_plugin(unknown);
+    before.reset();
+    report_what_checks_find(changes.get());
+    vorn_providers_commit(running_config, changes.get(), nullptr);
+    return found ? ok : failed;
+}
+
+/* What memory did not suffice for would be lost for good with the file that still has it. */
+bool may_be_saved(SaveReason &reason)
+{
+    if (lacks_instances) {
+        reason.set("the configuration was not loaded whole because memory ran out");
+        vorn_debug_eprintf(
+            "Not saving: the configuration was not loaded whole for want of memory.\n");
+        return false;
+    }
+    if (*lacking_plugin) {
+        reason.set("the plugin \"%s\" is missing, and what is its own would be lost",
+                   lacking_plugin);
+        vorn_debug_eprintf("Not saving: %s.\n", reason.get());
+        return false;
+    }
+    return true;
+}
+
+/* A missing default is no error: many devices are delivered with a rescue file alone. */
+int copy_default_or_report()
+{
+    default_code = copy_checked_default(default_path, paths::startup_config);
+    if (default_code != 0 && default_code != no_default) {
+        vorn_debug_eprintf("Error %d copying default config.\n", default_code);
+    }
+    return default_code;
+}
+
+bool copy_rescue()
+{
+    rescue_was_copied = copy_file(paths::rescue_config, paths::startup_config);
+    return rescue_was_copied;
+}
+
+} // namespace vorn
+
+const char *vorn_config_get_source()
+{
+    constexpr const char *words[] = {"startup", "default", "rescue", "nothing"};
+    return words[static_cast<int>(vorn::running_from)];
+}

@@ -1,0 +1,154 @@
+/* SPDX-License-Identifier: MIT */
+/* A boot that lacks a plugin, and what a save must not do to what only that plugin knows. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "configured_device.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using namespace vorn::tests;
+
+constexpr char board_plugin[] = "/usr/lib/vorn/plugins/board.vorn";
+constexpr char copies_plugin[] = "/usr/lib/vorn/plugins/copies.vorn";
+constexpr char list_of_plugins[] = "/etc/vorn-plugins";
+constexpr char change_copies[] = "<lsql><update><Copies><rescue-to-default>no</rescue-to-default>"
+                                 "</Copies></update></lsql>";
+constexpr char refusal[] =
+    "vorn: Not saving: the plugin \"board.vorn\" is missing, and what is its "
+    "own would be lost.\n";
+
+/* A device whose last boot had all its plugins, and saved. */
+class MissingPlugins : public ConfiguredDevice {
+protected:
+    void SetUp() override
+    {
+        ConfiguredDevice::SetUp();
+        install_plugin("copies.vorn");
+        install_plugin("save.vorn");
+        write_file(startup, "<config><Radio name=\"mine\"/></config>");
+        boot();
+        save_something();
+        shut_down();
+        saved_ = read_file(startup);
+        ASSERT_THAT(saved_, HasSubstr("mine"));
+    }
+
+    static void save_something() { lsql(change_copies); }
+
+    void take_away(const char *plugin)
+    {
+        taken_ = read_file(plugin);
+        std::filesystem::remove(plugin);
+    }
+
+    void boot_without_board()
+    {
+        take_away(board_plugin);
+        boot();
+    }
+
+    std::string saved_;
+    std::string taken_;
+};
+
+TEST_F(MissingPlugins, AreRememberedByTheirFilesOfTheLastSave)
+{
+    const std::string list = read_file(list_of_plugins);
+
+    EXPECT_THAT(list, HasSubstr("board.vorn\n"));
+    EXPECT_THAT(list, HasSubstr("copies.vorn\n"));
+    EXPECT_THAT(list, HasSubstr("save.vorn\n"));
+    EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
+}
+
+TEST_F(MissingPlugins, LoseNothingToASave)
+{
+    boot_without_board();
+    EXPECT_TRUE(console_shows("vorn: The plugin \"board.vorn\" is missing: what is its own is not "
+                              "loaded, and nothing is saved until it is back.\n"));
+
+    save_something();
+
+    EXPECT_TRUE(console_shows(refusal));
+    EXPECT_EQ(read_file(startup), saved_);
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>failed</result><reason>the plugin "
+                                             "\"board.vorn\" is missing"));
+}
+
+TEST_F(MissingPlugins, LoseNothingWhenTheyCannotBeLoaded)
+{
+    write_file(board_plugin, read_file(board_plugin).substr(0, 1000));
+    boot();
+
+    save_something();
+
+    EXPECT_TRUE(console_shows(refusal));
+    EXPECT_EQ(read_file(startup), saved_);
+}
+
+TEST_F(MissingPlugins, MakeNoDefaultEither)
+{
+    boot_without_board();
+
+    lsql("<lsql><update><Copies><running-to-default>now</running-to-default></Copies></update>"
+         "</lsql>");
+
+    EXPECT_TRUE(console_shows("copies: running-to-default 1\n"));
+    EXPECT_FALSE(exists(default_file));
+}
+
+TEST_F(MissingPlugins, AreNoHindranceOnceTheyAreBack)
+{
+    boot_without_board();
+    save_something();
+    shut_down();
+    write_file(board_plugin, taken_);
+    boot();
+
+    lsql("<lsql><insert><Radio name=\"new\"/></insert></lsql>");
+
+    EXPECT_THAT(read_file(startup), HasSubstr("new"));
+    EXPECT_EQ(lsql("<lsql><select><Radio/></select></lsql>"),
+              answer("<Radio name=\"mine\"/><Radio name=\"new\"/>", 2));
+}
+
+TEST_F(MissingPlugins, WithoutAnythingInTheFileAreForgotten)
+{
+    take_away(copies_plugin);
+    write_file(startup, "<config><Radio name=\"mine\"/></config>");
+    boot();
+
+    lsql("<lsql><insert><Radio name=\"new\"/></insert></lsql>");
+
+    EXPECT_THAT(read_file(startup), HasSubstr("new"));
+    EXPECT_THAT(read_file(list_of_plugins), Not(HasSubstr("copies.vorn")));
+}
+
+TEST_F(MissingPlugins, AreForgottenWithTheirList)
+{
+    std::filesystem::remove(list_of_plugins);
+    boot_without_board();
+
+    save_something();
+
+    EXPECT_THAT(read_file(startup), Not(HasSubstr("mine")));
+}
+
+TEST_F(MissingPlugins, AreNotMeantByWhatNoPluginEverKnew)
+{
+    write_file(startup, "<config><Toaster/><Radio name=\"mine\"/></config>");
+    boot();
+
+    lsql("<lsql><insert><Radio name=\"new\"/></insert></lsql>");
+
+    EXPECT_THAT(read_file(startup), HasSubstr("new"));
+    EXPECT_THAT(read_file(startup), Not(HasSubstr("Toaster")));
+}
+
+} // namespace
