@@ -115,7 +115,7 @@ vorn_changes_entry *remember(vorn_changes &changes, vorn_instance &instance)
 
 bool remember_place(vorn_changes &changes, vorn_instance &instance)
 {
-    const vorn_class_instances *home = changes.after->classes.get(instance.klass->name.get());
+    vorn_class_instances *home = changes.after->classes.get(instance.klass->name.get());
     vorn_instance *predecessor = nullptr;
     if (changes.before || !home || !find_predecessor(*home, instance, predecessor)) return true;
     vorn_changes_entry *entry = changes.entries.get(&instance);

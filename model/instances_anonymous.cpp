@@ -5,18 +5,9 @@
 #include "model/instances_kind.h"
 
 using vorn::absent;
+using vorn::anonymous_members;
 using vorn::failed;
-using vorn::NodeList;
 using vorn::ok;
-
-namespace {
-
-NodeList members(vorn_class_instances &entry)
-{
-    return {entry.anonymous_first, entry.anonymous_last};
-}
-
-} // namespace
 
 int vorn_instances_anonymous_add(vorn_instances *, vorn_class_instances *entry,
                                  vorn_instance *instance)
@@ -26,32 +17,33 @@ int vorn_instances_anonymous_add(vorn_instances *, vorn_class_instances *entry,
         vorn_debug_1printf("Anonymous instance may not have a name.\n");
         return failed;
     }
-    return members(*entry).append(instance) ? ok : failed;
+    return anonymous_members(*entry).append(instance) ? ok : failed;
 }
 
 int vorn_instances_anonymous_remove(vorn_class_instances *entry, vorn_instance *instance)
 {
     if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
-    vorn_instance_node *node = members(*entry).find(instance);
+    vorn_instance_node *node = anonymous_members(*entry).find(instance);
     if (!node) return failed;
-    members(*entry).unlink(node);
+    anonymous_members(*entry).unlink(node);
     return ok;
 }
 
 void vorn_instances_anonymous_remove_all(vorn_class_instances *entry)
 {
-    if (!absent(entry, "entry")) members(*entry).free_nodes();
+    if (!absent(entry, "entry")) anonymous_members(*entry).free_nodes();
 }
 
 void vorn_instances_anonymous_delete_all(vorn_class_instances *entry)
 {
-    if (!absent(entry, "entry")) members(*entry).delete_instances();
+    if (!absent(entry, "entry")) anonymous_members(*entry).delete_instances();
 }
 
 int vorn_instances_anonymous_copy(vorn_class_instances *target, const vorn_class_instances *source)
 {
     if (absent(target, "target") || absent(source, "source")) return failed;
-    return members(*target).append_copies_of(source->anonymous_first, *target) ? ok : failed;
+    return anonymous_members(*target).append_copies_of(source->anonymous_first, *target) ? ok
+                                                                                         : failed;
 }
 
 void vorn_instances_anonymous_init_iterator(vorn_instances_iterator *iterator)

@@ -17,11 +17,9 @@ vorn_instance *last_of(const void *group)
     return group ? static_cast<const vorn_instance_group *>(group)->last->instance : nullptr;
 }
 
-bool find_in_list(const vorn_instance_node *node, const vorn_instance &instance,
-                  vorn_instance *&predecessor)
+bool find_in_list(const NodeList &list, const vorn_instance &instance, vorn_instance *&predecessor)
 {
-    while (node && node->instance != &instance)
-        node = node->next;
+    const vorn_instance_node *node = list.find(&instance);
     if (!node) return false;
     predecessor = node->previous ? node->previous->instance : nullptr;
     return true;
@@ -32,8 +30,8 @@ bool find_in_groups(const vorn_class_instances &entry, const vorn_instance &inst
                     vorn_instance *&predecessor)
 {
     const char *name = instance.name.get();
-    const vorn_instance_group *group = name ? entry.groups.get(name) : nullptr;
-    if (!group || !find_in_list(group->first, instance, predecessor)) return false;
+    vorn_instance_group *group = name ? entry.groups.get(name) : nullptr;
+    if (!group || !find_in_list(members_of(*group), instance, predecessor)) return false;
     if (predecessor) return true;
 
     void *older = nullptr;
@@ -105,12 +103,12 @@ void drop_entry(vorn_class_instances *dropped, Instances instances)
     (instances == Instances::go ? kind->delete_all : kind->remove_all)(entry.get());
 }
 
-bool find_predecessor(const vorn_class_instances &entry, const vorn_instance &instance,
+bool find_predecessor(vorn_class_instances &entry, const vorn_instance &instance,
                       vorn_instance *&predecessor)
 {
     predecessor = nullptr;
     if (entry.singleton == &instance) return true;
-    return find_in_list(entry.anonymous_first, instance, predecessor) ||
+    return find_in_list(anonymous_members(entry), instance, predecessor) ||
            find_by_name(entry, instance, predecessor) ||
            find_in_groups(entry, instance, predecessor);
 }

@@ -35,7 +35,7 @@ void for_each_instance(const vorn_class_instances &entry, Visitor visit)
  * The instance that iteration yields just before this one, null for the first. False when the
  * entry does not hold the instance.
  */
-bool find_predecessor(const vorn_class_instances &entry, const vorn_instance &instance,
+bool find_predecessor(vorn_class_instances &entry, const vorn_instance &instance,
                       vorn_instance *&predecessor);
 
 /* Whether this store took the instance in before any other, and still has it. */

@@ -6,18 +6,13 @@
 
 using vorn::absent;
 using vorn::failed;
-using vorn::NodeList;
+using vorn::members_of;
 using vorn::ok;
 using vorn::Owned;
 
 namespace {
 
 constexpr unsigned int buckets = 8;
-
-NodeList members(vorn_instance_group &group)
-{
-    return {group.first, group.last};
-}
 
 vorn_instance_group *make_group(vorn_class_instances &entry, const char *name)
 {
@@ -54,7 +49,7 @@ int vorn_instances_group_named_add(vorn_instances *, vorn_class_instances *entry
     if (!group) group = make_group(*entry, name);
     if (!group) return failed;
 
-    const bool added = members(*group).append(instance);
+    const bool added = members_of(*group).append(instance);
     drop_if_empty(*entry, name);
     return added ? ok : failed;
 }
@@ -64,10 +59,10 @@ int vorn_instances_group_named_remove(vorn_class_instances *entry, vorn_instance
     if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
     const char *name = instance->name.get();
     vorn_instance_group *group = name ? entry->groups.get(name) : nullptr;
-    vorn_instance_node *node = group ? members(*group).find(instance) : nullptr;
+    vorn_instance_node *node = group ? members_of(*group).find(instance) : nullptr;
     if (!node) return failed;
 
-    members(*group).unlink(node);
+    members_of(*group).unlink(node);
     drop_if_empty(*entry, name);
     return ok;
 }
@@ -77,7 +72,7 @@ void vorn_instances_group_named_remove_all(vorn_class_instances *entry)
     if (absent(entry, "entry")) return;
     for (auto [name, group] : entry->groups) {
         const Owned<vorn_instance_group> dropped(group);
-        members(*dropped).free_nodes();
+        members_of(*dropped).free_nodes();
     }
     entry->groups.discard();
 }
@@ -87,7 +82,7 @@ void vorn_instances_group_named_delete_all(vorn_class_instances *entry)
     if (absent(entry, "entry")) return;
     for (auto [name, group] : entry->groups) {
         const Owned<vorn_instance_group> dropped(group);
-        members(*dropped).delete_instances();
+        members_of(*dropped).delete_instances();
     }
     entry->groups.discard();
 }
@@ -98,7 +93,7 @@ int vorn_instances_group_named_copy(vorn_class_instances *target,
     if (absent(target, "target") || absent(source, "source")) return failed;
     for (auto [name, group] : source->groups) {
         vorn_instance_group *copy = make_group(*target, name);
-        if (!copy || !members(*copy).append_copies_of(group->first, *target)) return failed;
+        if (!copy || !members_of(*copy).append_copies_of(group->first, *target)) return failed;
     }
     return ok;
 }

@@ -13,26 +13,53 @@ bool NodeList::append(vorn_instance *instance) const
     node->previous = last;
     (last ? last->next : first) = node.get();
     last = node.release();
+    if (index.nodes) note(last);
     return true;
+}
+
+/* Without the memory for it there is no index, and what it would be asked is found by walking. */
+void NodeList::note(vorn_instance_node *node) const
+{
+    constexpr int taken = -1;
+    const int result = index.nodes.insert(node->instance, node);
+    if (result == taken) index.has_twins = true;
+    if (result != 0) index.nodes.discard();
+}
+
+void NodeList::make_index() const
+{
+    constexpr unsigned int buckets = 64;
+    index.far_walks = 0;
+    if (index.has_twins || !index.nodes.create(buckets)) return;
+    for (vorn_instance_node *node = first; node && index.nodes; node = node->next)
+        note(node);
 }
 
 vorn_instance_node *NodeList::find(const vorn_instance *instance) const
 {
+    constexpr unsigned int far = 64;
+    constexpr unsigned int often = 16;
+    if (index.nodes) return index.nodes.get(instance);
+
     vorn_instance_node *node = first;
-    while (node && node->instance != instance)
-        node = node->next;
+    unsigned int steps = 0;
+    for (; node && node->instance != instance; node = node->next)
+        steps++;
+    if (steps > far && ++index.far_walks == often) make_index();
     return node;
 }
 
 void NodeList::unlink(vorn_instance_node *node) const
 {
     const Owned<vorn_instance_node> unlinked(node);
+    index.nodes.remove(node->instance);
     (node->previous ? node->previous->next : first) = node->next;
     (node->next ? node->next->previous : last) = node->previous;
 }
 
 void NodeList::free_nodes() const
 {
+    index.nodes.discard();
     while (first)
         unlink(first);
 }

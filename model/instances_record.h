@@ -13,10 +13,25 @@ struct vorn_instance_node : vorn::Record {
     vorn_instance *instance = nullptr;
 };
 
+namespace vorn {
+
+/*
+ * Where the nodes of a list are, made when it has been walked far again and again: whoever takes
+ * out one of many pays for the way, and only who takes out many for a table.
+ */
+struct NodeIndex {
+    IdentityTable<vorn_instance, vorn_instance_node> nodes;
+    unsigned char far_walks = 0;
+    bool has_twins = false; /* an instance is in the list twice: the first is meant */
+};
+
+} // namespace vorn
+
 /* Instances of one name, in the order added; it exists only while it has members. */
 struct vorn_instance_group : vorn::Record {
     vorn_instance_node *first = nullptr;
     vorn_instance_node *last = nullptr;
+    vorn::NodeIndex index;
 };
 
 /* The instances of one concrete class, filed as its type demands. */
@@ -27,6 +42,7 @@ struct vorn_class_instances : vorn::Record {
     vorn_instance *singleton = nullptr;
     vorn_instance_node *anonymous_first = nullptr;
     vorn_instance_node *anonymous_last = nullptr;
+    vorn::NodeIndex anonymous_index;
     vorn::Table<vorn_instance> unique_named;
     vorn::Table<vorn_instance_group> groups;
     vorn::OnShelf shelf;
