@@ -15,11 +15,17 @@ int fault_is(fault *found, const char *property, const char *format, ...)
     return 1;
 }
 
+static int is_same_property(const char *left, const char *right)
+{
+    return left != NULL && right != NULL ? strcmp(left, right) == 0 : left == right;
+}
+
 static int had_it_before(const vorn_instances *before, const vorn_instance *then, judge_fn judge,
                          const fault *found)
 {
     fault old;
-    return then != NULL && judge(before, then, &old) && strcmp(old.property, found->property) == 0;
+    return then != NULL && judge(before, then, &old) &&
+           is_same_property(old.property, found->property);
 }
 
 void judge_class(vorn_check_info *info, const char *class_name, judge_fn judge)

@@ -10,7 +10,7 @@
  * it came in without a check.
  */
 
-/** The property to blame, and why. */
+/** The property to blame, or null when it is the instance's name, and why. */
 typedef struct fault {
     const char *property;
     char reason[160];

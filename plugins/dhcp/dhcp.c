@@ -8,6 +8,7 @@
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "config.h"
 #include "declare.h"
@@ -63,6 +64,8 @@ static void apply(const vorn_instances *configuration)
     if (!is_on(vorn_instances_get_singleton(configuration, "dhcp"), "enabled") ||
         !has_pools(configuration)) {
         supervise_stop(dnsmasq);
+        unlink(DHCP_CONFIG_FILE);
+        unlink(DHCP_HOSTS_FILE);
         return;
     }
     const int hosts = dhcp_write_hosts(configuration);

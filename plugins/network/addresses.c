@@ -14,6 +14,7 @@
 
 #include "concerns.h"
 #include "declare.h"
+#include "faults.h"
 #include "ip.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
@@ -22,7 +23,7 @@ DECLARE_VALIDITY(is_host_name, length == 0 || vorn_input_is_domain_label(value, 
 
 static int is_prefix(const char *value)
 {
-    return is_plain_number(value, 0, 32);
+    return is_plain_number(value, 1, 32);
 }
 
 outcomes address_outcomes = {.class_name = "address"};
@@ -294,21 +295,25 @@ static int place_after_boot(const struct setup *setup, int number)
     return place;
 }
 
-/* Whether those that are missing can be added to those that are there. */
+/* Whether one that is missing comes to its place when it is added. */
+static int can_be_added(const struct setup *setup, int number)
+{
+    const struct wanted *wanted = &setup->wanted[number];
+    for (int i = 0; i < setup->count; i++) {
+        const struct wanted *each = &setup->wanted[i];
+        if (strcmp(each->link, wanted->link) != 0 || find(setup, each) == NULL) continue;
+        if (!wanted->is_late && is_same_network(wanted, each)) return 0;
+        if (each->is_late == wanted->is_late && number < i) return 0;
+    }
+    return 1;
+}
+
 static int is_in_order(const struct setup *setup, int number)
 {
     const struct wanted *wanted = &setup->wanted[number];
-    if (find(setup, wanted) == NULL) {
-        for (int i = 0; i < setup->count; i++) {
-            const struct wanted *each = &setup->wanted[i];
-            if (strcmp(each->link, wanted->link) == 0 && find(setup, each) != NULL &&
-                comes_before(wanted, each, number < i) && each->is_late == wanted->is_late) {
-                return 0;
-            }
-        }
-        return 1;
-    }
-    return place_in_kernel(setup, wanted) == place_after_boot(setup, number);
+    return find(setup, wanted) == NULL
+               ? can_be_added(setup, number)
+               : place_in_kernel(setup, wanted) == place_after_boot(setup, number);
 }
 
 static int is_link_in_order(const struct setup *setup, const char *link)
@@ -323,18 +328,36 @@ static int is_link_in_order(const struct setup *setup, const char *link)
     return 1;
 }
 
+static const struct wanted *find_wanted(const struct setup *setup, const struct kernel_address *it)
+{
+    for (int i = 0; i < setup->count; i++) {
+        if (find(setup, &setup->wanted[i]) == it) return &setup->wanted[i];
+    }
+    return NULL;
+}
+
+/* From the last one: what happens to the others when the first one goes is up to the kernel. */
+static void clear_link(const struct setup *setup, const char *link)
+{
+    for (;;) {
+        const struct wanted *last = NULL;
+        for (const struct kernel_address *each = setup->kernel->addresses; each != NULL;
+             each = each->next) {
+            const struct wanted *wanted = find_wanted(setup, each);
+            if (wanted != NULL && strcmp(each->link, link) == 0) last = wanted;
+        }
+        if (last == NULL) return;
+        plan(last->name, "del", last->address, last->prefix, link);
+        kernel_remove_address(setup->kernel, find(setup, last));
+    }
+}
+
 /* The first one of a link is what packets come from, so that a device does as it did before. */
 static void clear_what_is_out_of_order(const struct setup *setup)
 {
     for (int i = 0; i < setup->count; i++) {
         const char *link = setup->wanted[i].link;
-        if (is_link_in_order(setup, link)) continue;
-        for (int k = 0; k < setup->count; k++) {
-            const struct wanted *each = &setup->wanted[k];
-            if (strcmp(each->link, link) != 0 || find(setup, each) == NULL) continue;
-            plan(each->name, "del", each->address, each->prefix, link);
-            kernel_remove_address(setup->kernel, find(setup, each));
-        }
+        if (!is_link_in_order(setup, link)) clear_link(setup, link);
     }
 }
 
@@ -478,9 +501,10 @@ vorn_refresher *addresses_declare(void)
     if (address == NULL || fixed == NULL || leased == NULL || refresher == NULL) return NULL;
 
     declare_required(address, "interface", is_link_name);
+    vorn_property_set_reference(vorn_class_get_property(address, "interface"), "interface");
     declare_state(address, "current");
     declare_state(address, "state");
-    declare_required(fixed, "address", is_plain_address);
+    declare_required(fixed, "address", is_host_address);
     declare_required(fixed, "prefix", is_prefix);
     declare_setting(leased, "hostname", is_host_name);
     vorn_refresher_set_property_fn(refresher, "current", current);

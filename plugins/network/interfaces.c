@@ -325,7 +325,7 @@ static void plan_mtu(const struct setup *setup, const vorn_instance *now, struct
     const struct kernel_link *parent = kernel_find_link(setup->kernel, link->parent);
     if (mtu != 0 && made->mtu_before == 0 && link->mtu != mtu) made->mtu_before = link->mtu;
     if (mtu == 0 && is_kind(now, "ethernet")) mtu = made->mtu_before;
-    if (mtu == 0 && strcmp(link->kind, "vlan") == 0 && parent != NULL) mtu = parent->mtu;
+    if (mtu == 0 && is_kind(now, "vlan") && parent != NULL) mtu = parent->mtu;
     set_mtu(setup, link, mtu);
 }
 
@@ -384,6 +384,11 @@ static void plan_switch(const struct setup *setup, const vorn_instance *now,
 
 static void plan_interface(const struct setup *setup, const vorn_instance *now, int was_up)
 {
+    if (!is_link_name(vorn_instance_get_name(now))) {
+        outcomes_explain(&interface_outcomes, vorn_instance_get_name(now),
+                         "failed: the name can't be an interface's");
+        return;
+    }
     struct made_link *made = remember(now);
     struct kernel_link *link = made != NULL ? provide_link(setup, now, made) : NULL;
     if (link == NULL) return;
@@ -494,12 +499,14 @@ static int declare_kind(const char *name, void (*declare_settings)(vorn_class *k
 static void declare_bridge_settings(vorn_class *bridge)
 {
     declare_setting(bridge, "members", is_link_list);
+    vorn_property_set_reference(vorn_class_get_property(bridge, "members"), "interface");
     declare_setting(bridge, "stp", is_on_off);
 }
 
 static void declare_vlan_settings(vorn_class *vlan)
 {
     declare_required(vlan, "parent", is_link_name);
+    vorn_property_set_reference(vorn_class_get_property(vlan, "parent"), "interface");
     declare_required(vlan, "id", is_vlan_id);
 }
 

@@ -32,7 +32,7 @@ enum {
 
 struct command {
     struct command *next;
-    int has_run;
+    int is_taken;  /* is run, or has been, since it was planned */
     char *failure; /* what it said when it failed; null otherwise */
     char words[command_room];
 };
@@ -133,10 +133,17 @@ int ip_plan(outcomes *of, const char *name, const char *pattern, ...)
     return before != NULL && before->failure != NULL;
 }
 
+/* One that did nothing may have been too early; one that failed waits for the next attempt. */
+static int is_to_run(const struct command *command)
+{
+    const struct command *before = find(ran, command->words);
+    return !command->is_taken && (before == NULL || before->failure == NULL);
+}
+
 int ip_has_more(void)
 {
     const struct command *each = planned;
-    while (each != NULL && find(ran, each->words) != NULL)
+    while (each != NULL && !is_to_run(each))
         each = each->next;
     return each != NULL;
 }
@@ -238,10 +245,11 @@ static void note(const struct command *command, const char *failure)
         vorn_debug_eprintf("network: \"ip %s\" failed: %s\n", command->words, failure);
     }
     if (job.is_old) return;
-    struct command *noted = append(&ran, command->words);
+    struct command *noted = find(ran, command->words);
+    if (noted == NULL) noted = append(&ran, command->words);
     if (noted == NULL) {
         free_commands(&planned); /* it would be run again and again */
-    } else if (failure != NULL) {
+    } else if (failure != NULL && noted->failure == NULL) {
         noted->failure = strdup(failure);
     }
 }
@@ -341,17 +349,14 @@ static int take_output(void)
     return size > 0;
 }
 
-static int is_to_run(const struct command *command)
-{
-    return find(ran, command->words) == NULL;
-}
-
 /* Without memory for all of them, those that it is enough for. */
 static void take_commands(void)
 {
-    for (const struct command *each = planned; each != NULL; each = each->next) {
-        if (!is_to_run(each) || find(job.commands, each->words) != NULL) continue;
-        if (append(&job.commands, each->words) == NULL || runs_singly) return;
+    for (struct command *each = planned; each != NULL; each = each->next) {
+        if (!is_to_run(each)) continue;
+        if (append(&job.commands, each->words) == NULL) return;
+        each->is_taken = 1;
+        if (runs_singly) return;
     }
 }
 

@@ -7,8 +7,8 @@
 #include "outcomes.h"
 
 /*
- * Runs ip(8): first all commands are planned, then each is run that has not been run since the
- * last ip_begin. One that takes long goes on in the background, and is ended after some seconds.
+ * Runs ip(8): first all commands are planned, then each is run that has not failed since the last
+ * ip_begin. One that takes long goes on in the background, and is ended after some seconds.
  */
 
 /** A new attempt: forgets what was planned, and what was run before. */

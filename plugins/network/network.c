@@ -5,6 +5,7 @@
  * does the inform interface, when it tells that hardware was away.
  */
 #include "concerns.h"
+#include "faults.h"
 #include "ip.h"
 
 enum {
@@ -113,6 +114,7 @@ void vorn_plugin_init(void)
     if (provider == NULL) return;
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
+    vorn_provider_set_check_fn(provider, network_check, NULL);
     vorn_providers_add(provider);
     vorn_providers_order("system", "network");
     vorn_providers_order("network", "save");

@@ -7,6 +7,7 @@
 
 #include "concerns.h"
 #include "declare.h"
+#include "faults.h"
 #include "ip.h"
 #include "values.h"
 
@@ -21,12 +22,17 @@ static int is_destination(const char *value)
     if (value[address] == '\0' || address >= sizeof text) return 0;
     const char *prefix = value + address + 1;
     snprintf(text, sizeof text, "%.*s", (int)address, value);
-    return is_plain_address(text) && is_plain_number(prefix, 0, 32);
+    return is_plain_address(text) && is_plain_number(prefix, 0, 32) && is_network(value);
 }
 
 static int is_metric(const char *value)
 {
     return is_plain_number(value, 0, 65535);
+}
+
+static int is_gateway_or_none(const char *value)
+{
+    return *value == '\0' || is_host_address(value);
 }
 
 static int is_link_name_or_none(const char *value)
@@ -242,8 +248,9 @@ vorn_refresher *routes_declare(void)
     if (route == NULL || refresher == NULL) return NULL;
 
     declare_required(route, "destination", is_destination);
-    declare_setting(route, "gateway", is_plain_address_or_none);
+    declare_setting(route, "gateway", is_gateway_or_none);
     declare_setting(route, "interface", is_link_name_or_none);
+    vorn_property_set_reference(vorn_class_get_property(route, "interface"), "interface");
     declare_setting(route, "metric", is_metric);
     declare_state(route, "state");
     vorn_refresher_set_property_fn(refresher, "state", state);

@@ -56,6 +56,21 @@ static void commit(vorn_commit_info *info)
         apply(&settings[i], now, before);
 }
 
+static void check(vorn_check_info *info, void *data)
+{
+    (void)data;
+    const vorn_instance *now =
+        vorn_instances_get_singleton(vorn_check_info_get_instances(info), "system");
+    const vorn_changes *changes = vorn_check_info_get_changes(info);
+    const char *zone = now != NULL ? vorn_instance_get_value(now, "time-zone") : NULL;
+    if (zone == NULL || !vorn_changes_contains_instance(changes, now)) return;
+    if (time_zone_exists(zone)) return;
+    vorn_check_info_refuse(info, now, "time-zone",
+                           "the device has no zone \"%s\", and a rule begins with a name and its "
+                           "distance from UTC, such as CET-1CEST,M3.5.0,M10.5.0/3",
+                           zone);
+}
+
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     static char text[32];
@@ -89,6 +104,7 @@ void vorn_plugin_init(void)
 
     vorn_refresher_set_property_fn(refresher, "state", state);
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);
     vorn_providers_order("system", "save");

@@ -30,6 +30,42 @@ int time_zone_is_valid(const char *zone)
            zone[0] != '/' && strstr(zone, "..") == NULL;
 }
 
+/* The end of a name in a rule, three letters at least, or anything between angle brackets. */
+static const char *skip_name(const char *rule)
+{
+    const size_t letters = strspn(rule, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
+    const char *end = *rule == '<' ? strchr(rule, '>') : NULL;
+    if (end != NULL) return end + 1;
+    return letters >= 3 ? rule + letters : rule;
+}
+
+/* A name and how far it is from UTC; then, perhaps, that of the summer and when it begins and ends.
+ */
+static int is_rule(const char *zone)
+{
+    const char *offset = skip_name(zone);
+    const char *summer = offset + strspn(offset, "+-0123456789:");
+    if (offset == zone || offset[strspn(offset, "+-")] < '0' || summer == offset) return 0;
+    if (*summer == '\0') return 1;
+    const char *rest = skip_name(summer);
+    rest += rest != summer ? strspn(rest, "+-0123456789:") : 0;
+    return rest != summer && (*rest == '\0' || *rest == ',') &&
+           rest[strspn(rest, ",.:/+-0123456789MJ")] == '\0';
+}
+
+static int is_in_folder(const char *zone)
+{
+    struct stat status;
+    char path[sizeof zone_folder + longest_zone + 1];
+    snprintf(path, sizeof path, "%s/%s", zone_folder, zone);
+    return stat(path, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+int time_zone_exists(const char *zone)
+{
+    return *zone == '\0' || is_rule(zone) || is_in_folder(zone) || access(zone_folder, F_OK) != 0;
+}
+
 static int write_text(const char *zone)
 {
     FILE *file = whole_file_open(text_file, 0644);
@@ -41,10 +77,9 @@ static int write_text(const char *zone)
 /* A rule has no file, and neither has anything on a device without zones: nothing to lead to. */
 static int write_link(const char *zone)
 {
-    struct stat status;
     char target[sizeof zone_folder + longest_zone + 1];
+    if (!is_in_folder(zone)) return 0;
     snprintf(target, sizeof target, "%s/%s", zone_folder, zone);
-    if (stat(target, &status) != 0 || !S_ISREG(status.st_mode)) return 0;
     unlink(link_scratch);
     if (symlink(target, link_scratch) == 0 && rename(link_scratch, link_file) == 0) return 0;
     unlink(link_scratch);

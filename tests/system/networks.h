@@ -90,6 +90,13 @@ protected:
         return shell("sed -n 's/^vorn: Running \"ip \\(.*\\)\" -> .*/\\1/p' /dev/console");
     }
 
+    /* Waits for them: what an instance that is deleted leaves behind has no state. */
+    static testing::AssertionResult ran(const std::string &wanted)
+    {
+        if (comes_true([&] { return commands() == wanted; })) return testing::AssertionSuccess();
+        return testing::AssertionFailure() << "what was run is:\n" << commands();
+    }
+
     static std::string state_of(const std::string &klass, const std::string &name)
     {
         const std::string answer = lsql("<lsql><select><" + klass + " name=\"" + name +

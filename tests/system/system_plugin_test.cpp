@@ -83,6 +83,26 @@ TEST_F(SystemSettings, RefuseWhatIsNoZone)
     EXPECT_THAT(set_zone(std::string(63, 'x')), HasSubstr("<rc>0</rc>"));
 }
 
+TEST_F(SystemSettings, RefuseAZoneThatTheDeviceDoesNotHave)
+{
+    const auto change = [](const std::string &zone) {
+        return lsql("<lsql><write-transaction><update><system><time-zone>" + zone +
+                    "</time-zone></system></update></write-transaction></lsql>");
+    };
+    shell("mkdir -p /tmp/zones/Test && echo zone >/tmp/zones/Test/Zone && "
+          "mount --bind /tmp/zones /usr/share/zoneinfo");
+
+    for (const std::string zone : {"Test/Zome", "CET", "CE-1", "CET-1CEST,now"}) {
+        EXPECT_THAT(change(zone),
+                    HasSubstr("Property \"time-zone\" of class \"system\": the device "
+                              "has no zone \"" +
+                              zone + "\""));
+    }
+    for (const std::string zone :
+         {"Test/Zone", "CET-1CEST,M3.5.0,M10.5.0/3", "&lt;+0330>-3:30", ""})
+        EXPECT_THAT(change(zone), HasSubstr("<rc>0</rc>")) << zone;
+}
+
 TEST_F(SystemSettings, SayThatAZoneCannotBeApplied)
 {
     shell("mkdir /etc/TZ.new");

@@ -1,0 +1,266 @@
+/* SPDX-License-Identifier: MIT */
+#include "faults.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "values.h"
+
+static const uint32_t first_multicast = 0xe0000000U;
+static const uint32_t first_usable = 0x01000000U;
+
+static uint32_t number_of(const char *text)
+{
+    struct in_addr number = {0};
+    inet_pton(AF_INET, text, &number);
+    return ntohl(number.s_addr);
+}
+
+/* The bits of an address that tell a host from the others of its network. */
+static uint32_t host_mask(int prefix)
+{
+    return prefix == 0 ? UINT32_MAX : prefix >= 32 ? 0 : UINT32_MAX >> prefix;
+}
+
+int is_host_address(const char *value)
+{
+    const uint32_t number = number_of(value);
+    return is_plain_address(value) && number >= first_usable && number < first_multicast;
+}
+
+int is_network(const char *value)
+{
+    char address[INET_ADDRSTRLEN];
+    const size_t length = strcspn(value, "/");
+    snprintf(address, sizeof address, "%.*s", (int)length, value);
+    return value[length] == '/' && (number_of(address) & host_mask(atoi(value + length + 1))) == 0;
+}
+
+static int is_kind(const vorn_instance *instance, const char *kind)
+{
+    return strcmp(value_of(instance, "kind"), kind) == 0;
+}
+
+static int is_same(const vorn_instance *left, const vorn_instance *right)
+{
+    return strcmp(vorn_instance_get_name(left), vorn_instance_get_name(right)) == 0;
+}
+
+/* Another instance of the class with which the instance can't be at once, or null. */
+static const char *find_rival(const vorn_instances *configuration, const char *class_name,
+                              const vorn_instance *instance,
+                              int (*is_rival)(const vorn_instance *, const vorn_instance *))
+{
+    const char *rival = NULL;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
+    while (walk != NULL && rival == NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        if (!is_same(each, instance) && is_rival(each, instance)) {
+            rival = vorn_instance_get_name(each);
+        }
+    }
+    vorn_instances_delete_iterator(walk);
+    return rival;
+}
+
+/* A radio makes the interfaces of its networks: wlan0, wlan0_1 and so on. */
+static int is_of_radio(const vorn_instances *configuration, const char *link)
+{
+    char radio[IF_NAMESIZE];
+    snprintf(radio, sizeof radio, "%.*s", (int)strcspn(link, "_"), link);
+    return vorn_classes_get("radio") != NULL &&
+           vorn_instances_get(configuration, "radio", radio) != NULL;
+}
+
+/* What the kernel has counts, unless it has it because of an instance that is about to go. */
+static int is_link(const vorn_instances *configuration, const char *link)
+{
+    const vorn_instances *running = vorn_config_get_running();
+    return vorn_instances_get(configuration, "interface", link) != NULL ||
+           is_of_radio(configuration, link) ||
+           (if_nametoindex(link) != 0 &&
+            (running == NULL || vorn_instances_get(running, "interface", link) == NULL));
+}
+
+static int is_no_link(fault *found, const vorn_instances *configuration,
+                      const vorn_instance *instance, const char *property)
+{
+    const char *link = value_of(instance, property);
+    if (*link == '\0' || is_link(configuration, link)) return 0;
+    return fault_is(found, property, "there is no interface \"%s\"", link);
+}
+
+/* Whether a link stands on the other: a VLAN on its parent, a bridge on its members. */
+static int stands_on(const vorn_instances *configuration, const char *link, const char *other,
+                     int depth)
+{
+    const vorn_instance *interface = vorn_instances_get(configuration, "interface", link);
+    const char *below =
+        value_of(interface, interface != NULL && is_kind(interface, "vlan") ? "parent" : "members");
+    char word[IF_NAMESIZE];
+    if (interface == NULL || depth == 0 || is_kind(interface, "ethernet")) return 0;
+    if (has_word(below, other)) return 1;
+    while (*(below += strspn(below, " ")) != '\0') {
+        const size_t length = strcspn(below, " ");
+        snprintf(word, sizeof word, "%.*s", (int)length, below);
+        if (stands_on(configuration, word, other, depth - 1)) return 1;
+        below += length;
+    }
+    return 0;
+}
+
+enum { deepest = 8 };
+
+static int has_same_tag(const vorn_instance *left, const vorn_instance *right)
+{
+    return is_kind(left, "vlan") && !is_changed(left, right, "parent") &&
+           !is_changed(left, right, "id");
+}
+
+static int judge_vlan(const vorn_instances *configuration, const vorn_instance *vlan, fault *found)
+{
+    const char *parent = value_of(vlan, "parent");
+    const char *rival = find_rival(configuration, "interface", vlan, has_same_tag);
+    const vorn_instance *below = vorn_instances_get(configuration, "interface", parent);
+    const int most = atoi(value_of(below, "mtu"));
+    if (is_no_link(found, configuration, vlan, "parent")) return 1;
+    if (rival != NULL) return fault_is(found, "id", "interface \"%s\" has it on %s", rival, parent);
+    if (most != 0 && atoi(value_of(vlan, "mtu")) > most) {
+        return fault_is(found, "mtu", "%s has only %d", parent, most);
+    }
+    return 0;
+}
+
+static int judge_member(const vorn_instances *configuration, const vorn_instance *bridge,
+                        const char *member, fault *found)
+{
+    const vorn_instance *interface = vorn_instances_get(configuration, "interface", member);
+    if (!is_link(configuration, member)) {
+        return fault_is(found, "members", "there is no interface \"%s\"", member);
+    }
+    if (interface != NULL && is_kind(interface, "bridge")) {
+        return fault_is(found, "members", "\"%s\" is a bridge itself", member);
+    }
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "bridge");
+    int is_bad = 0;
+    while (walk != NULL && !is_bad && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        if (is_same(each, bridge) || !has_word(value_of(each, "members"), member)) continue;
+        is_bad = fault_is(found, "members", "\"%s\" is a member of \"%s\" too", member,
+                          vorn_instance_get_name(each));
+    }
+    vorn_instances_delete_iterator(walk);
+    return is_bad;
+}
+
+struct membership {
+    const vorn_instances *configuration;
+    const vorn_instance *bridge;
+    fault *found;
+};
+
+static int judge_each_member(const char *member, void *data)
+{
+    const struct membership *one = data;
+    return judge_member(one->configuration, one->bridge, member, one->found);
+}
+
+static int judge_interface(const vorn_instances *configuration, const vorn_instance *interface,
+                           fault *found)
+{
+    const char *name = vorn_instance_get_name(interface);
+    struct membership members = {configuration, interface, found};
+    const int is_vlan = is_kind(interface, "vlan");
+    if (!is_link_name(name)) {
+        return fault_is(found, NULL,
+                        "the name of an interface has 1 to 15 letters, digits, \"_\", \".\" and "
+                        "\"-\", and begins with none of the last two");
+    }
+    if (stands_on(configuration, name, name, deepest)) {
+        return fault_is(found, is_vlan ? "parent" : "members", "it would stand on itself");
+    }
+    if (is_vlan) return judge_vlan(configuration, interface, found);
+    return is_kind(interface, "bridge") &&
+           for_each_word(value_of(interface, "members"), judge_each_member, &members);
+}
+
+static int has_same_address(const vorn_instance *left, const vorn_instance *right)
+{
+    return !is_changed(left, right, "address");
+}
+
+static int has_same_interface(const vorn_instance *left, const vorn_instance *right)
+{
+    return !is_changed(left, right, "interface");
+}
+
+static int judge_fixed(const vorn_instances *configuration, const vorn_instance *address,
+                       fault *found)
+{
+    const int prefix = atoi(value_of(address, "prefix"));
+    const uint32_t hosts = host_mask(prefix);
+    const uint32_t host = number_of(value_of(address, "address")) & hosts;
+    const char *rival = find_rival(configuration, "static-address", address, has_same_address);
+    if (rival != NULL) return fault_is(found, "address", "address \"%s\" has it too", rival);
+    if (prefix >= 31) return 0;
+    if (host == 0) return fault_is(found, "address", "it is the address of the whole network");
+    if (host == hosts) return fault_is(found, "address", "it is the network's broadcast address");
+    return 0;
+}
+
+static int judge_address(const vorn_instances *configuration, const vorn_instance *address,
+                         fault *found)
+{
+    if (is_no_link(found, configuration, address, "interface")) return 1;
+    if (is_kind(address, "static-address")) return judge_fixed(configuration, address, found);
+    const char *rival = find_rival(configuration, "dhcp-address", address, has_same_interface);
+    return rival != NULL &&
+           fault_is(found, "interface", "address \"%s\" has a client there already", rival);
+}
+
+static int takes_its_place(const vorn_instance *left, const vorn_instance *right)
+{
+    return !is_changed(left, right, "destination") &&
+           atoi(value_of(left, "metric")) == atoi(value_of(right, "metric"));
+}
+
+static int is_its_gateway(const vorn_instance *address, const vorn_instance *route)
+{
+    return strcmp(value_of(address, "address"), value_of(route, "gateway")) == 0;
+}
+
+static int judge_route(const vorn_instances *configuration, const vorn_instance *route,
+                       fault *found)
+{
+    const char *gateway = value_of(route, "gateway");
+    const char *rival = find_rival(configuration, "route", route, takes_its_place);
+    const char *own = find_rival(configuration, "static-address", route, is_its_gateway);
+    if (is_no_link(found, configuration, route, "interface")) return 1;
+    if (*gateway == '\0' && *value_of(route, "interface") == '\0') {
+        return fault_is(found, "gateway", "a route needs a gateway or an interface");
+    }
+    if (*gateway != '\0' && own != NULL) {
+        return fault_is(found, "gateway", "address \"%s\" of this device has it", own);
+    }
+    if (rival == NULL) return 0;
+    return fault_is(found, "destination", "route \"%s\" goes there with the same metric", rival);
+}
+
+void network_check(vorn_check_info *info, void *data)
+{
+    (void)data;
+    const vorn_changes *changes = vorn_check_info_get_changes(info);
+    if (!vorn_changes_contains_class(changes, "interface") &&
+        !vorn_changes_contains_class(changes, "address") &&
+        !vorn_changes_contains_class(changes, "route") &&
+        !vorn_changes_contains_class(changes, "radio")) {
+        return;
+    }
+    judge_class(info, "interface", judge_interface);
+    judge_class(info, "address", judge_address);
+    judge_class(info, "route", judge_route);
+}
