@@ -14,6 +14,12 @@
 
 using namespace vorn;
 
+namespace vorn {
+
+void (*committer_made)(vorn_committer *committer) = nullptr;
+
+} // namespace vorn
+
 vorn_committer::~vorn_committer()
 {
     for (auto [name, callbacks] : classes)
@@ -170,6 +176,7 @@ vorn_committer *vorn_committer_new(void)
     Owned<vorn_committer> committer = make<vorn_committer>();
     if (!committer || !committer->classes.create(class_buckets)) return nullptr;
 
+    if (committer_made) committer_made(committer.get());
     return committer.release();
 }
 

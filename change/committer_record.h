@@ -27,3 +27,10 @@ struct vorn_committer : vorn::Record {
     vorn_committer_pre_commit_fn pre_commit = nullptr;
     vorn::Table<vorn::vorn_committer_class> classes; /* in the order of their first callback */
 };
+
+namespace vorn {
+
+/* Told of each one that is made: for vorn-plugin-check. Null in the daemon. */
+extern void (*committer_made)(vorn_committer *committer);
+
+} // namespace vorn

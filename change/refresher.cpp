@@ -12,6 +12,12 @@
 
 using namespace vorn;
 
+namespace vorn {
+
+void (*refresher_made)(vorn_refresher *refresher) = nullptr;
+
+} // namespace vorn
+
 namespace {
 
 constexpr unsigned int property_buckets = 4;
@@ -64,6 +70,7 @@ vorn_refresher *vorn_refresher_new(const char *class_name)
     if (!refresher || !refresher->property_functions.create(property_buckets)) return nullptr;
 
     refresher->class_name = class_name;
+    if (refresher_made) refresher_made(refresher.get());
     return refresher.release();
 }
 

@@ -11,3 +11,10 @@ struct vorn_refresher : vorn::Record {
     vorn_refresher_instance_fn instance_fn = nullptr;
     vorn::Table<void> property_functions; /* property name to vorn_refresher_property_fn */
 };
+
+namespace vorn {
+
+/* Told of each one that is made: for vorn-plugin-check. Null in the daemon. */
+extern void (*refresher_made)(vorn_refresher *refresher);
+
+} // namespace vorn

@@ -81,6 +81,7 @@ Plugin load_one(const std::string &path)
     std::error_code ignored;
     std::string folder = std::filesystem::absolute(path, ignored).parent_path();
     folder += '/';
+    note_callbacks(plugin.callbacks);
     alarm(patience_seconds);
     plugin.loaded = load_plugin(folder.c_str(), plugin.name.c_str()) == 0;
     alarm(0);
@@ -128,6 +129,11 @@ Loading load(const std::vector<std::string> &paths, char *current, std::size_t r
     current[0] = '\0';
     loading.classes_valid = vorn_classes_done_adding() == 0;
     loading.class_messages = take_messages();
+    for (Plugin &plugin : loading.plugins) {
+        for (const std::string &stray : find_strays(plugin.callbacks))
+            plugin.messages.push_back(stray);
+    }
+    take_messages(); /* what looking for them has logged */
     loading.order_valid = vorn_providers_done_adding() == 0;
     loading.provider_messages = take_messages();
     return loading;

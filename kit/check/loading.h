@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "callbacks.h"
+
 namespace vorn::check {
 
 /* One plugin, and what it brought while its entry ran. */
@@ -15,6 +17,7 @@ struct Plugin {
     std::vector<std::string> providers;
     std::vector<std::string> handlers;
     std::vector<std::string> messages;
+    Callbacks callbacks;
 };
 
 struct Loading {

@@ -30,6 +30,9 @@ int print_plugin(const Plugin &plugin)
     print_names("class", plugin.classes);
     print_names("provider", plugin.providers);
     print_names("inform handler", plugin.handlers);
+    if (!plugin.classes.empty() && plugin.providers.empty()) {
+        std::printf("  notice: no provider comes with its classes: nothing is applied\n");
+    }
     int problems = print_problems(plugin.messages);
     if (!plugin.loaded && problems == 0) problems++;
     return problems;

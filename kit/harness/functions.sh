@@ -7,6 +7,7 @@ set -euo pipefail
 
 readonly stand_in_folder=/tmp/stand-ins
 readonly complaints=/tmp/vorn-test.complaints
+readonly told=/tmp/vorn-test.told
 daemon=
 
 # Kept in a file: what a subshell or the end of a pipeline expects counts too.
@@ -114,11 +115,27 @@ restart_daemon()
     boot_daemon
 }
 
+# The command that ends the script, by the script's own line even when it is one of these functions
+# that failed; once, though every subshell and function on the way out comes by here.
+say_where()
+(
+    trap - ERR
+    line=$2
+    [ ! -e "$told" ] || exit 0
+    for ((level = 1; level < ${#BASH_SOURCE[@]}; level++)); do
+        [ "${BASH_SOURCE[level]}" = "$script" ] || continue
+        [ "$level" = 1 ] || line=${BASH_LINENO[level - 1]}
+        printf '%s:%s: failed with status %s: %s\n' "$script" "$line" "$1" "$3" >&2
+        : >"$told"
+        break
+    done
+)
+
 # However the script ends, with exit too, its expectations decide.
 finish()
 {
     local status=$?
-    trap - EXIT
+    trap - EXIT ERR
     if [ -n "$daemon" ]; then stop_daemon; fi
     if [ -s "$complaints" ]; then
         printf '\n%s expectation(s) failed; the log:\n' "$(wc -l <"$complaints")" >&2
@@ -136,5 +153,7 @@ while read -r program; do
 done <<<"$VORN_TEST_STAND_INS"
 trap finish EXIT
 boot_daemon
+set -E
+trap 'say_where "$?" "$LINENO" "$BASH_COMMAND"' ERR
 # shellcheck disable=SC1090
 . "$script"

@@ -17,9 +17,12 @@ fail() {
 }
 
 "$cmake" --install "$build" --prefix "$prefix" >/dev/null
-for example in c cxx; do
-    cp -r "$source/kit/examples/$example" "$root/$example"
+documents=$prefix/share/doc/vorn-dev
+for example in c cxx supervised; do
+    cp -r "$documents/examples/$example" "$root/$example"
 done
+diff -r "$source/kit/examples" "$documents/examples" >&2 || fail "examples are not installed whole"
+[ -f "$documents/plugins/wireless/radios.c" ] || fail "the plugins' sources are not installed"
 cd "$root"
 PATH=$prefix/bin:$PATH
 export CMAKE_PREFIX_PATH=$prefix PKG_CONFIG_PATH=$prefix/lib/pkgconfig
@@ -54,6 +57,14 @@ done
 echo '== the examples build with the installed tree only, the one in C also as C99'
 build_and_test c
 build_and_test cxx
+build_and_test supervised
+
+echo '== what the library brings is in a plugin that make builds, too'
+mkdir plain
+vorn-plugin-new beacon plain/beacon >/dev/null
+cp supervised/beacon.c plain/beacon/beacon.c
+make -s -C plain/beacon >/dev/null || fail 'make with the library'
+vorn-plugin-check plain/beacon/beacon.vorn >/dev/null || fail 'the plugin that make built'
 
 echo '== a program is built with the client library'
 cat >client.c <<'END'
@@ -100,6 +111,10 @@ for wrong in 'expect_equal a b; exit 0' '(expect_equal a b)' 'echo | expect_equa
     echo "$wrong" >wrong.sh
     ! vorn-test wrong.sh >log 2>&1 || fail "it passed: $wrong"
 done
+# shellcheck disable=SC2016
+printf 'true\nfalse || true\nx=$(echo a | grep b)\necho on\n' >wrong.sh
+! vorn-test wrong.sh >log 2>&1 || fail "it passed"
+grep -q 'wrong.sh:3: failed with status 1: grep b' log || { cat log; fail "no line given"; }
 echo 'expect_equal a a; exit 0' >right.sh
 vorn-test right.sh >log 2>&1 || { cat log; fail 'exit 0 is no failure'; }
 ! vorn-test --plugin /no/such/plugin wrong.sh >/dev/null 2>&1 || fail "a missing plugin was taken"

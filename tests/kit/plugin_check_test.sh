@@ -83,6 +83,32 @@ says 'problem: Class with name "system" already in classes.'
 expect 1 ./twice.vorn "$plugins/no-such.vorn" "$boards/broken_class.vorn"
 says '3 problem(s)'
 
+# Callbacks that nobody would call.
+plugin stray 'vorn_plugin_new("1.0");
+    vorn_committer *committer = vorn_committer_new();
+    vorn_committer_set_property_change_fn(committer, "system", "hostnaem",
+        (vorn_committer_property_change_fn)abort);
+    vorn_committer_set_instance_change_fn(committer, "sytsem",
+        (vorn_committer_instance_change_fn)abort, 0);
+    vorn_committer_set_property_change_fn(committer, "interface", "parent",
+        (vorn_committer_property_change_fn)abort);
+    vorn_refresher *refresher = vorn_refresher_new("system");
+    vorn_refresher_set_property_fn(refresher, "uptiem", (vorn_refresher_property_fn)abort);
+    vorn_refresher_new("no-such");'
+expect 1 "$plugins/system.vorn" "$plugins/network.vorn" ./stray.vorn
+says 'problem: Committer for property "hostnaem", which class "system" does not have.'
+says 'problem: Committer for class "sytsem", which nobody brings.'
+says 'problem: Refresher for property "uptiem", which class "system" does not have.'
+says 'problem: Refresher for class "no-such", which nobody brings.'
+says '4 problem(s)'
+plugin idle 'vorn_plugin_new("1.0");
+    vorn_class *klass = vorn_class_new("idle"); vorn_class_set_type(klass, 1);
+    vorn_classes_add(klass);'
+expect 0 ./idle.vorn
+says 'notice: no provider comes with its classes'
+expect 0 "$plugins/system.vorn"
+says_not 'notice:'
+
 # What takes the process down.
 plugin crash 'abort();'
 expect 3 "$plugins/system.vorn" ./crash.vorn

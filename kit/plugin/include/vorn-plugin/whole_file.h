@@ -9,7 +9,9 @@
 extern "C" {
 #endif
 
-/** A file that is replaced whole or not at all: whoever reads it sees the old one or the new one.
+/**
+ * A file that is replaced whole or not at all: whoever reads it sees the old one or the new one.
+ * Part of the same library as supervise.h.
  */
 
 /**

@@ -1,0 +1,87 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * A program that runs all the time: beacond sends the text that is configured, and reads it from a
+ * file of its own.
+ */
+#include <stdio.h>
+#include <string.h>
+#include <vorn-plugin/supervise.h>
+#include <vorn-plugin/whole_file.h>
+#include <vorn/vorn.h>
+
+static const char config_file[] = "/var/run/beacon.conf";
+
+static supervised *beacond;
+static int has_failed; /* to write the file */
+
+/* What becomes a line of a file must not become two. */
+static int is_text(const char *value)
+{
+    return strlen(value) <= 80 && strpbrk(value, "\r\n") == NULL;
+}
+
+static void run(const char *text)
+{
+    static const char *const arguments[] = {"beacond", "-f", config_file, NULL};
+    static const char *const files[] = {config_file, NULL};
+    static const supervise_plan plan = {arguments, files, 0};
+    char line[128];
+
+    snprintf(line, sizeof line, "text=%s\n", text);
+    has_failed = write_file_whole(config_file, line, 0644) < 0;
+    if (!has_failed) has_failed = supervise_run_plan(beacond, &plan) != 0;
+}
+
+/* Any commit is a chance for a program that waits for its next start. */
+static void commit(vorn_commit_info *info)
+{
+    if (!vorn_changes_contains_class(vorn_commit_info_get_changes(info), "beacon")) {
+        supervise_try_again(beacond);
+        return;
+    }
+    vorn_instance *beacon =
+        vorn_instances_get_singleton(vorn_commit_info_get_after(info), "beacon");
+    const char *text = beacon != NULL ? vorn_instance_get_value(beacon, "text") : NULL;
+    if (text != NULL && *text != '\0') {
+        run(text);
+    } else {
+        supervise_stop(beacond);
+    }
+}
+
+static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)property;
+    (void)info;
+    return has_failed ? "failed: can't write its file" : supervise_state(beacond);
+}
+
+void vorn_plugin_init(void)
+{
+    if (vorn_plugin_new("1.0") == NULL) return;
+    beacond = supervise_new("beacond");
+    if (beacond == NULL) return;
+
+    vorn_property *text = vorn_property_new("text");
+    vorn_property_set_is_valid_fn(text, is_text);
+    vorn_property *told = vorn_property_new("state");
+    vorn_property_set_writable(told, 0);
+    vorn_property_set_persistence(told, 0);
+
+    vorn_class *beacon = vorn_class_new("beacon");
+    vorn_class_set_type(beacon, VORN_CLASS_SINGLETON);
+    vorn_class_set_persistence(beacon, 1);
+    vorn_class_add_property(beacon, text);
+    vorn_class_add_property(beacon, told);
+    vorn_classes_add(beacon);
+
+    vorn_refresher *refresher = vorn_refresher_new("beacon");
+    vorn_refresher_set_property_fn(refresher, "state", state);
+
+    vorn_provider *provider = vorn_provider_new("beacon");
+    vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
+    vorn_providers_add(provider);
+    vorn_providers_order("beacon", "save");
+}
