@@ -204,14 +204,14 @@ bool has_something_to_wait_for()
 
 void eloop_rest(int sock)
 {
-    constexpr std::uint32_t rest_seconds = 1;
+    constexpr std::uint32_t rests_per_second = 4;
     const auto per_second = static_cast<std::uint32_t>(eloop_data.ticks_per_second);
 
     for (int i = 0; i < eloop_data.reader_count; i++) {
         EloopSock &entry = eloop_data.readers[i];
         if (entry.sock != sock) continue;
         entry.rests = true;
-        entry.rests_until = ticks_now() + rest_seconds * per_second;
+        entry.rests_until = ticks_now() + per_second / rests_per_second;
     }
 }
 

@@ -51,8 +51,8 @@ struct EloopData {
 extern EloopData eloop_data;
 
 /*
- * Leaves a registered socket alone for a second. For one that is readable and can't be served: it
- * would be found readable again at once, for as long as that lasts.
+ * Leaves a registered socket alone for a quarter of a second. For one that is readable and can't be
+ * served: it would be found readable again at once, for as long as that lasts.
  */
 void eloop_rest(int sock);
 

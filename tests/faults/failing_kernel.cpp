@@ -163,6 +163,14 @@ void FailingKernel::shorten_all()
     failed_ = false;
 }
 
+void FailingKernel::slow_down(Call call, std::chrono::milliseconds time)
+{
+    const std::lock_guard lock(mutex_);
+    mode_ = Mode::slow_down;
+    call_ = call;
+    time_ = time;
+}
+
 bool FailingKernel::stop()
 {
     const std::lock_guard lock(mutex_);
@@ -213,6 +221,7 @@ void FailingKernel::decide(int notifications, const seccomp_notif &asked, seccom
     const Call call = kind_of(asked.data.nr);
     const bool counts = static_cast<pid_t>(asked.pid) == daemon_ && !is_log(asked);
     const int verdict = counts ? verdict_on(call) : 0;
+    if (counts) std::this_thread::sleep_for(time_of(call));
 
     if (verdict == short_transfer && asked.data.args[2] > 1) {
         const ssize_t moved = move_one_byte(daemon_, asked);
@@ -224,6 +233,12 @@ void FailingKernel::decide(int notifications, const seccomp_notif &asked, seccom
     } else if (call != Call::fsync && call != Call::sync) {
         given.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
     }
+}
+
+std::chrono::milliseconds FailingKernel::time_of(Call call)
+{
+    const std::lock_guard lock(mutex_);
+    return mode_ == Mode::slow_down && call == call_ ? time_ : std::chrono::milliseconds(0);
 }
 
 /* 0 to let it pass. */

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include <chrono>
 #include <mutex>
 #include <random>
 #include <string>
@@ -59,17 +60,20 @@ public:
     void interrupt_all();
     /* Every transfer through a socket or a file moves one byte. */
     void shorten_all();
+    /* Every call of that kind passes, but takes so long. */
+    void slow_down(Call call, std::chrono::milliseconds time);
     /* All calls pass again; whether one has failed. */
     bool stop();
 
 private:
-    enum class Mode { pass, fail_one, interrupt_all, shorten_all };
+    enum class Mode { pass, fail_one, interrupt_all, shorten_all, slow_down };
 
     void serve();
     void take_daemon(int listener);
     void answer(int notifications);
     void decide(int notifications, const seccomp_notif &asked, seccomp_notif_resp &given);
     int verdict_on(Call call);
+    std::chrono::milliseconds time_of(Call call);
     bool is_log(const seccomp_notif &asked) const;
 
     std::mutex mutex_;
@@ -78,6 +82,7 @@ private:
     unsigned long countdown_ = 0;
     int error_ = 0;
     bool failed_ = false;
+    std::chrono::milliseconds time_{};
     std::minstd_rand chance_; /* the same one in every run */
     pid_t daemon_ = 0;
     int notifications_ = -1;

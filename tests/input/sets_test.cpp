@@ -114,11 +114,6 @@ TEST(Sets, AreAbsentWhenMemoryIsGone)
     });
 }
 
-TEST(Sets, MayBeFreedWhenTheyAreAbsent)
-{
-    vorn_input_free_set(nullptr);
-}
-
 TEST(Sets, AnswerNoWhenSomethingIsMissing)
 {
     const Set set(vorn_input_new_string_set("a", 1));

@@ -608,12 +608,6 @@ TEST_F(StorePrints, ShowEachClassAndItsInstances)
 
 using StoreDeletions = Stores;
 
-TEST_F(StoreDeletions, OfNothingAreIgnored)
-{
-    vorn_instances_delete(nullptr);
-    vorn_instances_delete_all(nullptr);
-}
-
 TEST_F(StoreDeletions, OfTheShellLeaveTheInstances)
 {
     vorn_instance *radio = put("Radio", "r0");

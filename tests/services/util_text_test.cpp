@@ -228,15 +228,27 @@ TEST_F(KeyValueLines, NeedAFileThatCanBeOpened)
     path = missing;
 }
 
-TEST_F(KeyValueLines, SurviveAnything)
+TEST_F(KeyValueLines, AreOneLineThatFitsWhateverTheFileHolds)
 {
     std::mt19937 random(1);
     for (int round = 0; round < 400; round++) {
+        const bool has_nuls = round % 2 == 0;
+        const unsigned long letters = has_nuls ? 11 : 10;
         std::string text(random() % 2100, '\0');
         for (char &byte : text)
-            byte = "ab=c\n \"*#x\0"[random() % 11];
+            byte = "ab=c\n \"*#x\0"[random() % letters];
         write(text);
-        line(abc, static_cast<int>(random() % 300) + 1, round % 2 ? "label " : nullptr);
+        const std::string whole = line(abc, 8192, "label ");
+        EXPECT_EQ(result, 0);
+        EXPECT_EQ(whole.rfind("label ", 0), 0u) << whole;
+        if (!has_nuls) {
+            EXPECT_EQ(whole.find('\n'), whole.size() - 1) << whole;
+        }
+
+        const std::size_t room = random() % 300 + 1;
+        const std::string cut = line(abc, static_cast<int>(room), round % 2 ? "label " : nullptr);
+        EXPECT_EQ(result, 0);
+        EXPECT_LT(cut.size(), room);
     }
 }
 

@@ -60,7 +60,7 @@ char *__wrap_strdup(const char *text)
 
 namespace vorn::tests {
 
-void FailEachAllocation(const std::function<void()> &body)
+void FailEachAllocation(const std::function<void()> &body, unsigned long least)
 {
     constexpr unsigned long sane_limit = 100000;
 
@@ -71,10 +71,23 @@ void FailEachAllocation(const std::function<void()> &body)
         counting = true;
         body();
         counting = false;
-        if (!refused) return report(nth - 1);
+        if (!refused) {
+            EXPECT_GE(nth - 1, least) << "allocations were there to be refused";
+            return report(nth - 1);
+        }
         if (testing::Test::HasFatalFailure()) return;
     }
     FAIL() << "the body never ran without a refused allocation";
+}
+
+void NeedsNoAllocation(const std::function<void()> &body)
+{
+    FailEachAllocation(
+        [&] {
+            body();
+            EXPECT_FALSE(refused) << "it asks for memory";
+        },
+        0);
 }
 
 AllocationVerdict::operator bool() const

@@ -10,8 +10,13 @@ namespace vorn::tests {
  * Runs the body again and again, failing its first allocation, then its second, and so on, until
  * one run needs no failure any more. Only allocations made by the code linked into the test
  * program count (malloc, calloc, realloc, strdup); those inside libxml2 and the C library don't.
+ * Fails when there were fewer allocations to refuse than the least that is expected: a body that
+ * never gets as far as to allocate shows nothing.
  */
-void FailEachAllocation(const std::function<void()> &body);
+void FailEachAllocation(const std::function<void()> &body, unsigned long least = 1);
+
+/* The same for what is promised to work without asking for memory. */
+void NeedsNoAllocation(const std::function<void()> &body);
 
 /*
  * Inside the body: whether this run has had its allocation refused yet. The answer is looked up

@@ -39,9 +39,11 @@ static int make_call(void)
 
 static int list_calls(void)
 {
+    static const char *const appetites[] = {"frees", "keeps", "takes-none"};
+
     for (int i = 0; i < list_count; i++) {
         for (const struct call *call = lists[i]; call->name != NULL; call++) {
-            vorn_debug_printf("calls: name %s %s\n", call->name, call->keeps ? "keeps" : "frees");
+            vorn_debug_printf("calls: name %s %s\n", call->name, appetites[call->appetite]);
         }
     }
     return 0;

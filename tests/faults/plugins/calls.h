@@ -7,10 +7,17 @@
 /* What became of a call: what it promises to do, or to answer when it can't, or neither. */
 enum outcome { DONE, REFUSED, BROKEN };
 
+/* What a call does with memory. */
+enum appetite {
+    FREES,
+    KEEPS, /* something that nobody can free is made on the way */
+    TAKES_NONE,
+};
+
 struct call {
     const char *name;
     enum outcome (*make)(void);
-    int keeps; /* whether something that nobody can free is made on the way */
+    enum appetite appetite;
 };
 
 /* Each list ends in a null name. */

@@ -111,22 +111,22 @@ static enum outcome nothing(void)
 }
 
 const struct call system_calls[] = {
-    {"nothing", nothing, 0},
-    {"vorn_config_get_startup_as_xml", get_startup_as_xml, 0},
-    {"vorn_config_copy_rescue_to_default", copy_rescue_to_default, 0},
-    {"vorn_notify_object_change", notify_object_change, 0},
-    {"vorn_command_execlod", command_execlod, 0},
-    {"vorn_service_execlod", service_execlod, 0},
-    {"vorn_service_execvfd", service_execvfd, 0},
-    {"vorn_service_get_pid", service_get_pid, 0},
-    {"vorn_service_is_running", service_is_running, 0},
-    {"vorn_socket_get_tcp", get_tcp, 0},
-    {"vorn_socket_get_unix", get_unix, 0},
-    {"vorn_socket_set_nonblock", set_nonblock, 0},
-    {"vorn_socket_set_block", set_block, 0},
-    {"vorn_util_dir_walk", dir_walk, 0},
-    {"vorn_util_findpid", findpid, 0},
-    {NULL, NULL, 0},
+    {"nothing", nothing, TAKES_NONE},
+    {"vorn_config_get_startup_as_xml", get_startup_as_xml, FREES},
+    {"vorn_config_copy_rescue_to_default", copy_rescue_to_default, FREES},
+    {"vorn_notify_object_change", notify_object_change, FREES},
+    {"vorn_command_execlod", command_execlod, FREES},
+    {"vorn_service_execlod", service_execlod, FREES},
+    {"vorn_service_execvfd", service_execvfd, TAKES_NONE},
+    {"vorn_service_get_pid", service_get_pid, TAKES_NONE},
+    {"vorn_service_is_running", service_is_running, TAKES_NONE},
+    {"vorn_socket_get_tcp", get_tcp, FREES},
+    {"vorn_socket_get_unix", get_unix, FREES},
+    {"vorn_socket_set_nonblock", set_nonblock, FREES},
+    {"vorn_socket_set_block", set_block, FREES},
+    {"vorn_util_dir_walk", dir_walk, FREES},
+    {"vorn_util_findpid", findpid, FREES},
+    {NULL, NULL, FREES},
 };
 
 void prepare_system_calls(void)

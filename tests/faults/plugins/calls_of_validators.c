@@ -89,7 +89,7 @@ const struct call validator_calls[] = {
     CALL(is_turbo_a_rate),
     CALL(is_dynamic_turbo_a_rate),
     CALL(is_turbo_g_rate),
-    {NULL, NULL, 0},
+    {NULL, NULL, FREES},
 };
 
 void prepare_validator_calls(void)

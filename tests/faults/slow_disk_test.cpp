@@ -1,0 +1,59 @@
+/* SPDX-License-Identifier: MIT */
+/* A disk that takes its time: everybody waits for as long as it takes, and nothing else comes of
+ * it. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <string>
+
+#include "faults/failing_kernel.h"
+#include "faults/faulty_device.h"
+
+namespace {
+
+using testing::HasSubstr;
+using namespace std::chrono_literals;
+using namespace vorn::tests;
+
+constexpr auto time_to_flush = 400ms;
+
+class SlowDisks : public FaultyDevice {
+protected:
+    void SetUp() override
+    {
+        FaultyDevice::SetUp();
+        install_plugin("save.vorn");
+        boot({"-f"}, FailingKernel::stand_between);
+    }
+
+    static std::string change(const std::string &label)
+    {
+        return "<lsql><write-transaction><update><Board><label>" + label +
+               "</label></Board></update></write-transaction></lsql>";
+    }
+
+    FailingKernel kernel_;
+};
+
+TEST_F(SlowDisks, HoldUpWhoeverComesMeanwhileForAsLongAsTheyTakeAndLoseNothing)
+{
+    kernel_.slow_down(Call::fsync, time_to_flush);
+    const auto start = std::chrono::steady_clock::now();
+
+    auto saving = std::async(std::launch::async, [] { return ask(change("slow")); });
+    auto asking = std::async(std::launch::async, [] { return configuration(); });
+
+    EXPECT_TRUE(is_success(saving.get()));
+    EXPECT_THAT(asking.get(), HasSubstr("Board"));
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(took, 2 * time_to_flush) << "the file, then its folder";
+    EXPECT_LT(took, 5s);
+    EXPECT_THAT(read_file(vorn::test::startup_file), HasSubstr("<label>slow</label>"));
+    EXPECT_TRUE(only_the_startup_file_is_there());
+    kernel_.stop();
+    EXPECT_TRUE(is_success(ask(change("quick"))));
+}
+
+} // namespace
