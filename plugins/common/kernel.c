@@ -11,6 +11,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 enum { answer_room = 65536, answer_limit_s = 1, default_mtu = 1500 };
