@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #include "change/changes_fixture.h"
 #include "core/base/result.h"
+#include "model/instances_walk.h"
+#include "model/instances_working_copy.h"
 #include "vorn/changes.h"
 
 #include <gtest/gtest.h>
@@ -61,6 +63,26 @@ TEST_F(ChangeSets, RecordNothingByThemselves)
     EXPECT_EQ(changed("radio"), "");
     EXPECT_EQ(deleted("radio"), "");
     EXPECT_STREQ(vorn_instance_get_value(copy_of_before(radio0), "channel"), "6");
+}
+
+/* Its home is another store, which listeners are set for at once; here it needs one of its own. */
+TEST_F(ChangeSets, RecordAnAssignmentToAGuestThatCameWithAClassACopyTookOver)
+{
+    const StoreShell home(vorn_instances_new());
+    const Owned<vorn_instance> guest = new_instance(radio, "radio0", {{"channel", "6"}});
+    ASSERT_EQ(vorn_instances_add(home.get(), guest.get()), 0);
+    ASSERT_EQ(vorn_instances_add(store, guest.get()), 0);
+    vorn_instances *copy = new_working_copy(store);
+    vorn_instances_delete(std::exchange(store, copy));
+    watch();
+
+    set(guest.get(), "channel", "7");
+
+    EXPECT_EQ(contains(guest.get(), "channel"), 1);
+    EXPECT_STREQ(vorn_instance_get_value(copy_of_before(guest.get()), "channel"), "6");
+    unwatch();
+    vorn_instances_remove(store, guest.get());
+    vorn_instances_remove(home.get(), guest.get());
 }
 
 TEST_F(ChangeSets, RecordAnAssignment)

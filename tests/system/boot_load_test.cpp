@@ -15,6 +15,25 @@ using namespace vorn::tests;
 
 using BootLoads = ConfiguredDevice;
 
+TEST_F(BootLoads, GiveBackTheMemoryThatTheFileTook)
+{
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "its allocator keeps what is free";
+#endif
+    std::string document = "<config>";
+    for (int i = 0; i < 20000; i++)
+        document += "<Radio name=\"r" + std::to_string(i) +
+                    "\"><mode>g</mode><channel>1</channel>"
+                    "<Toaster>with a text of some length</Toaster></Radio>";
+    write_file(startup, document + "</config>");
+    boot();
+
+    const std::string command = "grep VmRSS /proc/" + std::to_string(daemon_pid()) + "/status";
+    const std::string line = shell(command + " | tr -cd 0-9");
+
+    EXPECT_LT(std::stoi(line), 25000); /* KiB; without that it is 39 MiB */
+}
+
 struct Skipped {
     const char *name;
     const char *element;

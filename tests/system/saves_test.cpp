@@ -68,6 +68,47 @@ TEST_F(Saves, SurviveARestart)
               answer("<Radio name=\"r0\"><mode>&lt;&amp;\"&gt;</mode></Radio>", 1));
 }
 
+struct WorstText {
+    const char *name;
+    const char *piece; /* as somebody else may have written it */
+    int times;
+};
+
+const WorstText worst_texts[] = {
+    {"Quotes", "\"", 2000000},
+    {"Emoji", "\xF0\x9F\x98\x80", 1300000},
+    {"Ampersands", "&amp;", 2000000},
+    {"LineEnds", "&#10;", 2000000},
+    {"LettersUpToTheLimit", "x", 10000000},
+};
+
+class WorstTexts : public Saves, public testing::WithParamInterface<WorstText> {};
+
+TEST_P(WorstTexts, AreReadBackByTheNextBoot)
+{
+    std::string text;
+    for (int i = 0; i < GetParam().times; i++)
+        text += GetParam().piece;
+    write_file(startup, "<config><Radio name='" + text + "'/><Acl name='a'><mac>" + text +
+                            "</mac></Acl></config>");
+    boot();
+    const char everything[] = "<lsql><select><Radio/></select><select><Acl><mac/></Acl></select>"
+                              "</lsql>";
+    const std::string before = lsql(everything);
+    ASSERT_GT(before.size(), static_cast<std::size_t>(2 * GetParam().times));
+    lsql("<lsql><update><Board><label>save</label></Board></update></lsql>");
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>saved</result>"));
+    shut_down();
+
+    boot();
+
+    EXPECT_TRUE(lsql(everything) == before) << "the answer is another";
+    EXPECT_THAT(lsql(select_save), HasSubstr("<boot>startup</boot>"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, WorstTexts, testing::ValuesIn(worst_texts),
+                         [](const auto &each) { return std::string(each.param.name); });
+
 TEST_F(Saves, KeepTheFilesMode)
 {
     write_file(startup, "<config/>");
@@ -237,6 +278,17 @@ TEST_F(Copies, OfTheDefaultFollowNoPlantedLink)
 
     EXPECT_TRUE(console_shows("copies: default-to-startup 0\n"));
     EXPECT_EQ(read_file("/tmp/precious"), "precious");
+}
+
+TEST_F(Copies, ToTheDefaultBelieveNoDigestOfAToolThatFailed)
+{
+    stand_in("/usr/bin/md5sum", "echo 00000000000000000000000000000000; exit 1");
+    boot();
+
+    copy("running-to-default");
+
+    EXPECT_TRUE(console_shows("copies: running-to-default 1\n"));
+    EXPECT_FALSE(exists(default_file));
 }
 
 TEST_F(Copies, ToTheDefaultNeedTheirScratchFile)
