@@ -67,7 +67,7 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     (void)instance;
     (void)property;
     (void)info;
-    return has_failed ? "can't write " RESOLVER_FILE : "applied";
+    return has_failed ? "failed: can't write " RESOLVER_FILE : "applied";
 }
 
 vorn_refresher *resolver_declare(void)

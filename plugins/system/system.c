@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "declare.h"
+#include "host_name.h"
 #include "reboot.h"
 #include "state.h"
 #include "time_zone.h"
@@ -14,19 +15,13 @@
 DECLARE_VALIDITY(is_host_name, vorn_input_is_domain_label(value, length))
 DECLARE_VALIDITY(is_phrase, vorn_input_is_phrase(value, length))
 
-static int apply_host_name(const char *name)
-{
-    const int status = vorn_command_execl("hostname", name, (char *)NULL);
-    return status != 0 && !vorn_process_no_actions;
-}
-
 /* What is applied, by which function, and whether that failed the last time. */
 static struct setting {
     const char *property;
     const char *description;
     int (*apply)(const char *value);
     int has_failed;
-} settings[] = {{"hostname", "host name", apply_host_name, 0},
+} settings[] = {{"hostname", "host name", host_name_apply, 0},
                 {"time-zone", "time zone", time_zone_apply, 0}};
 
 enum { setting_count = sizeof settings / sizeof *settings };
@@ -49,6 +44,7 @@ static void commit(vorn_commit_info *info)
     const vorn_instance *now =
         vorn_instances_get_singleton(vorn_commit_info_get_after(info), "system");
     const int is_changed = vorn_changes_contains_class(changes, "system");
+    settings[0].has_failed |= host_name_has_failed();
     if (now == NULL || (!is_changed && !settings[0].has_failed && !settings[1].has_failed)) return;
 
     const vorn_instance *before = vorn_changes_get_instance_before(changes, now);
@@ -73,13 +69,17 @@ static void check(vorn_check_info *info, void *data)
 
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
-    static char text[32];
+    static char text[256];
     (void)instance;
     (void)property;
     (void)info;
+    settings[0].has_failed |= host_name_has_failed();
+    if (host_name_progress() != NULL) return host_name_progress();
     for (int i = 0; i < setting_count; i++) {
+        const char *words = i == 0 ? host_name_words() : "";
         if (!settings[i].has_failed) continue;
-        snprintf(text, sizeof text, "can't set the %s", settings[i].description);
+        snprintf(text, sizeof text, "failed: can't set the %s%s%s", settings[i].description,
+                 *words != '\0' ? ": " : "", words);
         return text;
     }
     return "applied";

@@ -240,7 +240,7 @@ TEST_F(Networks, SayThatTheResolverCannotBeWritten)
 
     EXPECT_TRUE(console_shows("vorn: network: can't write /etc/resolv.conf: File exists.\n"));
     EXPECT_THAT(lsql("<lsql><select><resolver><state/></resolver></select></lsql>"),
-                HasSubstr("<state>can't write /etc/resolv.conf</state>"));
+                HasSubstr("<state>failed: can't write /etc/resolv.conf</state>"));
     shell("rmdir /etc/resolv.conf.new");
     change("<update><interface name=\"eth0\"><mtu>1400</mtu></interface></update>");
     EXPECT_EQ(read_file("/etc/resolv.conf"), "search example.net\nnameserver 10.0.0.1\n");

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -111,16 +112,16 @@ TEST_F(SystemSettings, SayThatAZoneCannotBeApplied)
 
     EXPECT_TRUE(console_shows("system: can't set the time zone to \"CET-2\"."));
     EXPECT_EQ(read_file("/etc/TZ"), "CET-1\n");
-    EXPECT_EQ(state("state"), "can't set the time zone");
+    EXPECT_EQ(state("state"), "failed: can't set the time zone");
 }
 
 TEST_F(SystemSettings, AreTriedAgainWithTheNextCommit)
 {
     shell("mkdir /etc/TZ.new");
     set_zone("CET-2");
-    stand_in("hostname", "exit 1");
+    stand_in("hostname", "echo no name today >&2; exit 1");
     lsql("<lsql><update><system><hostname>attic</hostname></system></update></lsql>");
-    EXPECT_EQ(state("state"), "can't set the host name");
+    EXPECT_EQ(state("state"), "failed: can't set the host name: no name today");
     shell("rmdir /etc/TZ.new");
     stand_in("hostname");
     forget_runs();
@@ -130,6 +131,19 @@ TEST_F(SystemSettings, AreTriedAgainWithTheNextCommit)
     EXPECT_EQ(read_file("/etc/TZ"), "CET-2\n");
     EXPECT_THAT(commands_run(), testing::ElementsAre("hostname attic"));
     EXPECT_EQ(state("state"), "applied");
+}
+
+TEST_F(SystemSettings, LetNobodyWaitForAProgramThatHangs)
+{
+    stand_in("hostname", "while test ! -e /tmp/go-on; do sleep 0.02; done; exit 1");
+    const auto before = std::chrono::steady_clock::now();
+
+    lsql("<lsql><update><system><hostname>attic</hostname></system></update></lsql>");
+    EXPECT_EQ(state("state"), "applying");
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(1));
+
+    shell("touch /tmp/go-on");
+    EXPECT_TRUE(comes_true([] { return state("state") == "failed: can't set the host name"; }));
 }
 
 TEST_F(SystemSettings, AreLeftAloneWithoutActions)
