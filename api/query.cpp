@@ -14,6 +14,7 @@
 #include "change/changes_record.h"
 #include "change/providers_check.h"
 #include "core/base/quoted.h"
+#include "config/commit_id.h"
 #include "core/base/text.h"
 #include "model/instance_record.h"
 #include "model/instances_record.h"
@@ -33,12 +34,14 @@ int vorn_query_transaction_number = 0;
 namespace vorn {
 
 constinit bool external_updates_disabled = false;
+constinit std::uint32_t commit_number = 0;
 
 namespace {
 
 constexpr char root_name[] = "lsql";
 constexpr char startup_request_name[] = "get_conf";
 constexpr char transaction_name[] = "write-transaction";
+constexpr std::size_t message_room = 160;
 
 struct DeleteChanges {
     void operator()(vorn_changes *changes) const noexcept { vorn_changes_delete(changes); }
@@ -62,6 +65,26 @@ Text refusal(const char *message)
     answer.add_error(message, count);
     answer.add_rc_counter(count, 0);
     return answer.take();
+}
+
+/* What a client knows of the configuration must still be true, if it says so. */
+bool has_moved_on(xmlNode *root, const CommitId &commit)
+{
+    const char *known = vorn_util_xmlGetProp(root, "if-commit");
+    return known && !commit.is_named_by(known);
+}
+
+Text refuse_moved_on(xmlNode *root, const CommitId &commit)
+{
+    const Line<message_room> message("The configuration has changed: commit \"%s\", now \"%s\".",
+                                     vorn_util_xmlGetProp(root, "if-commit"), commit.text().get());
+    return refusal(message.get());
+}
+
+bool asks_for_commit(xmlNode *root)
+{
+    const char *told = vorn_util_xmlGetProp(root, "tell-commit");
+    return told && std::strcmp(told, "yes") == 0;
 }
 
 /* The instances of an abandoned copy are nobody else's; those of an accepted one are kept. */
@@ -121,6 +144,7 @@ void put_into_effect(const QueryContext &context, StoreWithInstances &copy)
 
     if (context.transaction) vorn_config_replace_running(copy.release());
     if (has_to_be_committed(context)) {
+        commit_number++;
         vorn_providers_commit(context.instances, context.changes, nullptr);
     }
 }
@@ -154,6 +178,7 @@ Text execute(QueryContext &context, xmlNode *first, StoreWithInstances &copy)
     if (errors == 0 && context.transaction && !context.passive && !context.out_of_memory) {
         if (Text refused = refused_by_checks(context)) return refused;
     }
+    if (context.told_commit) answer.add_commit(context.told_commit->text().get());
     Text text = answer.take();
     if (!text) context.out_of_memory = true;
     if (errors == 0) put_into_effect(context, copy);
@@ -190,6 +215,13 @@ Text evaluate_request(xmlDoc *request, bool passive)
     }
 
     QueryContext context;
+    CommitId commit;
+    if (asks_for_commit(root) || vorn_util_xmlGetProp(root, "if-commit")) {
+        commit = CommitId::of(vorn_config_get_running(), commit_number);
+        if (commit.failed()) return {};
+        if (has_moved_on(root, commit)) return refuse_moved_on(root, commit);
+        if (asks_for_commit(root)) context.told_commit = &commit;
+    }
     StoreWithInstances copy;
     context.request = request;
     context.passive = passive;

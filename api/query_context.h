@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "config/commit_id.h"
 #include "vorn/changes.h"
 #include "vorn/instances.h"
 #include "vorn/refresh_info.h"
@@ -29,6 +30,8 @@ struct QueryContext {
     const char *properties = nullptr;
     xmlNode *property_elements = nullptr;
     xmlNode *where = nullptr;
+    const char *must_match =
+        nullptr; /* update and delete: "yes" when picking nothing is an error */
     std::int32_t errors = 0;
     std::int32_t counter = 0;
     vorn_instances *instances = nullptr; /* running, or the transaction's copy */
@@ -36,7 +39,8 @@ struct QueryContext {
     vorn_refresh_info *refresh_info = nullptr; /* set during the first pass only */
     bool transaction = false;
     bool passive = false;
-    bool out_of_memory = false; /* the answer could not be written down whole */
+    const CommitId *told_commit = nullptr; /* for a client that asked for it */
+    bool out_of_memory = false;            /* the answer could not be written down whole */
 };
 
 inline bool is_first_pass(const QueryContext &context)

@@ -249,8 +249,41 @@ bool update_instance(QueryContext &context, Answer &answer, vorn_instance *insta
     return true;
 }
 
+bool must_match(const QueryContext &context)
+{
+    return context.must_match && std::strcmp(context.must_match, "yes") == 0;
+}
+
+/* A guard that can't be understood must not be taken for none. */
+bool has_valid_guard(const QueryContext &context)
+{
+    return !context.must_match || must_match(context) || std::strcmp(context.must_match, "no") == 0;
+}
+
+bool refuse_guard(QueryContext &context, Answer &answer)
+{
+    report(context, answer, ShortMessage("Invalid must-match=\"%s\".", context.must_match).get());
+    return true;
+}
+
+void expect_match(QueryContext &context, Answer &answer)
+{
+    if (!must_match(context) || context.counter > 0 || context.errors > 0) return;
+    const char *condition = context.where ? " fulfils the condition" : "";
+    if (context.instance_name) {
+        report(context, answer,
+               Message("No instance \"%s\" of class \"%s\"%s.", context.instance_name,
+                       context.class_name, condition)
+                   .get());
+    } else {
+        report(context, answer,
+               Message("No instance of class \"%s\"%s.", context.class_name, condition).get());
+    }
+}
+
 bool query_update(QueryContext &context, Answer &answer)
 {
+    if (!has_valid_guard(context)) return refuse_guard(context, answer);
     if (!vorn_classes_get(context.class_name)) {
         report(context, answer, Message("Unknown class \"%s\".", context.class_name).get());
         return true;
@@ -264,6 +297,7 @@ bool query_update(QueryContext &context, Answer &answer)
     for (vorn_instance *instance : walk) {
         if (is_meant(context, instance) && !update_instance(context, answer, instance)) break;
     }
+    expect_match(context, answer);
     return true;
 }
 
@@ -288,9 +322,13 @@ bool delete_instance(QueryContext &context, vorn_instance *instance)
     return true;
 }
 
-bool query_delete(QueryContext &context, Answer &)
+bool query_delete(QueryContext &context, Answer &answer)
 {
-    if (!vorn_classes_get(context.class_name)) return true;
+    if (!has_valid_guard(context)) return refuse_guard(context, answer);
+    if (!vorn_classes_get(context.class_name)) {
+        expect_match(context, answer);
+        return true;
+    }
     if (is_first_pass(context)) {
         collect_where(context);
         return false;
@@ -300,6 +338,7 @@ bool query_delete(QueryContext &context, Answer &)
         if (!is_meant(context, instance)) continue;
         if (!delete_instance(context, instance)) break;
     }
+    expect_match(context, answer);
     return true;
 }
 
@@ -447,6 +486,7 @@ xmlNode *evaluate_operation(QueryContext &context, Answer &answer, std::int32_t 
     context.class_name = plain(class_element->name);
     if (!context.class_name) return end_request(answer, "No class name.", count);
 
+    context.must_match = vorn_util_xmlGetProp(context.operation, "must-match");
     context.instance_name = vorn_util_xmlGetProp(class_element, "name");
     context.properties = vorn_util_xmlGetProp(class_element, "properties");
     context.property_elements = is_element(class_element) ? class_element->children : nullptr;

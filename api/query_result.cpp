@@ -103,6 +103,11 @@ void Answer::add_rc_counter(std::int32_t rc, std::int32_t counter)
     writer_.add_text("counter", digits);
 }
 
+void Answer::add_commit(const char *id)
+{
+    writer_.add_text("commit", id);
+}
+
 Text Answer::take()
 {
     writer_.close(root_name);

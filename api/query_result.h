@@ -30,6 +30,8 @@ public:
 
     bool failed() const { return writer_.failed(); }
     /* The unindented document with its declaration; empty without memory. */
+    /* Whose configuration the answer is about; stands last. */
+    void add_commit(const char *id);
     Text take();
 
 private:

@@ -1,0 +1,93 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * What a configuration is, in a few letters. Nobody gains by making two configurations whose
+ * digests agree: whoever can set the values can as well set those of the other.
+ */
+#include "config/commit_id.h"
+
+#include "config/classes_walk.h"
+#include "model/class_record.h"
+#include "model/instance_record.h"
+#include "model/instances_walk.h"
+#include "vorn/class.h"
+
+#include <cinttypes>
+#include <cstring>
+
+namespace vorn {
+
+namespace {
+
+/* Sums of scattered digests: in whichever order the parts come, the sum is the same. */
+std::uint64_t scattered(std::uint64_t digest)
+{
+    digest = (digest ^ (digest >> 30)) * 0xBF58476D1CE4E5B9;
+    digest = (digest ^ (digest >> 27)) * 0x94D049BB133111EB;
+    return digest ^ (digest >> 31);
+}
+
+/* The final NUL is part of it, so that where one text ends and the next begins counts. */
+std::uint64_t add_text(std::uint64_t digest, const char *text)
+{
+    do {
+        digest = (digest ^ static_cast<unsigned char>(*text)) * 0x100000001B3;
+    } while (*text++);
+    return digest;
+}
+
+constexpr std::uint64_t start = 0xCBF29CE484222325;
+
+std::uint64_t digest_of(const vorn_instance &instance)
+{
+    const vorn_class &klass = *instance.klass;
+    std::uint64_t values = 0;
+    for (auto [property, value] : instance.values) {
+        const vorn_property *declared = vorn_class_get_property(&klass, property);
+        if (!declared || declared->persistence == 0 || *value == '\0') continue;
+        values += scattered(add_text(add_text(start, property), value));
+    }
+    /* A boot makes the singletons that no file holds. */
+    if (klass.type == VORN_CLASS_SINGLETON && values == 0) return 0;
+    const char *name = instance.name ? instance.name.get() : "";
+    return scattered(add_text(add_text(start, klass.name.get()), name) + values);
+}
+
+bool add_class(std::uint64_t &digest, const vorn_class &klass, const vorn_instances *instances)
+{
+    if (klass.persistence == 0 || klass.superclass_name) return true;
+
+    const Walk walk(vorn_instances_new_class_iterator(instances, klass.name.get()));
+    if (!walk) return false;
+    for (const vorn_instance *instance : walk) {
+        if (instance->klass->persistence != 0) digest += digest_of(*instance);
+    }
+    return true;
+}
+
+} // namespace
+
+CommitId CommitId::of(const vorn_instances *instances, std::uint32_t number)
+{
+    CommitId id;
+    id.number_ = number;
+    const ClassesWalk classes;
+    id.failed_ = !classes;
+    for (const vorn_class *klass : classes) {
+        if (!add_class(id.digest_, *klass, instances)) id.failed_ = true;
+    }
+    return id;
+}
+
+Line<40> CommitId::text() const
+{
+    return Line<40>("%" PRIu32 "-%016" PRIx64, number_, digest_);
+}
+
+bool CommitId::is_named_by(const char *other) const
+{
+    const Line<40> own = text();
+    const char *separator = std::strchr(other, '-');
+    return !failed_ && separator && std::strcmp(separator, std::strchr(own.get(), '-')) == 0;
+}
+
+} // namespace vorn
