@@ -11,6 +11,19 @@
 
 using namespace vorn;
 
+namespace {
+
+/* Without memory the old text stays. */
+int replace(Text &text, const char *by)
+{
+    Text copy = copy_of(by);
+    if (!copy) return failed;
+    text = std::move(copy);
+    return ok;
+}
+
+} // namespace
+
 vorn_property *vorn_property_new(const char *name)
 {
     if (absent(name, "name")) return nullptr;
@@ -39,6 +52,9 @@ vorn_property *vorn_property_clone(const vorn_property *property)
     clone->persistence = property->persistence;
     clone->reference = copy_of(property->reference.get());
     if (property->reference && !clone->reference) return nullptr;
+    clone->secret = property->secret;
+    clone->syntax = copy_of(property->syntax.get());
+    if (property->syntax && !clone->syntax) return nullptr;
     return clone.release();
 }
 
@@ -98,15 +114,37 @@ int vorn_property_set_reference(vorn_property *property, const char *class_name)
 {
     if (absent(property, "property") || absent(class_name, "name")) return failed;
 
-    Text reference = copy_of(class_name);
-    if (!reference) return failed;
-    property->reference = std::move(reference);
-    return ok;
+    return replace(property->reference, class_name);
 }
 
 const char *vorn_property_get_reference(const vorn_property *property)
 {
     return absent(property, "property") ? nullptr : property->reference.get();
+}
+
+int vorn_property_set_secret(vorn_property *property, int flag)
+{
+    if (absent(property, "property")) return failed;
+
+    property->secret = flag;
+    return ok;
+}
+
+int vorn_property_is_secret(const vorn_property *property)
+{
+    return !absent(property, "property") && property->secret != 0;
+}
+
+int vorn_property_set_syntax(vorn_property *property, const char *syntax)
+{
+    if (absent(property, "property") || absent(syntax, "syntax")) return failed;
+
+    return replace(property->syntax, syntax);
+}
+
+const char *vorn_property_get_syntax(const vorn_property *property)
+{
+    return absent(property, "property") ? nullptr : property->syntax.get();
 }
 
 int vorn_property_is_valid(const vorn_property *property)

@@ -22,5 +22,7 @@ struct vorn_property : vorn::Record {
     std::int32_t subclass_identifier = 0;
     vorn_is_valid_fn is_valid = nullptr;
     std::int32_t persistence = vorn::persistence_unset;
+    std::int32_t secret = 0;
+    vorn::Text syntax;
     vorn::Text reference; /* the class whose instances the values name; null for none */
 };

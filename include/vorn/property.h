@@ -98,6 +98,29 @@ VORN_API int vorn_property_set_reference(vorn_property *property, const char *cl
 VORN_API const char *vorn_property_get_reference(const vorn_property *property);
 
 /**
+ * Declares whether values are secrets (non-zero) or not (0), as keys and passwords are. Clients are
+ * told, so that they show none; the daemon itself answers, saves and logs them as any other value.
+ */
+VORN_API int vorn_property_set_secret(vorn_property *property, int flag);
+
+/** 1 if values are secrets, else 0, as for a null property ("Null property.\n"). */
+VORN_API int vorn_property_is_secret(const vorn_property *property);
+
+/**
+ * Declares what a valid value looks like, for clients that say so when one is refused or complete
+ * one: alternatives with "|" between them, each a value as it is or, in angle brackets, words for
+ * people: "auto|<channel>", "on|off", "<68 to 9000>". The validity function still judges. The text
+ * is copied.
+ *
+ * Returns 0, or 1 also for a null text ("Null syntax.\n") and, without a message, when memory is
+ * gone; what was declared before stays then.
+ */
+VORN_API int vorn_property_set_syntax(vorn_property *property, const char *syntax);
+
+/** What vorn_property_set_syntax declared; null when it has not been called. Don't free it. */
+VORN_API const char *vorn_property_get_syntax(const vorn_property *property);
+
+/**
  * Whether the property is consistent: 1 if it is, 0 if not. Mind the sense, the opposite of the
  * setters'.
  *

@@ -84,6 +84,8 @@ static int describe_property(vorn_instances *store, const char *class_name,
                                   "persistent", yes_or_no(flags[3] == 'p'),
                                   "inherited",  yes_or_no(inherited),
                                   "references", vorn_property_get_reference(property),
+                                  "secret",     yes_or_no(vorn_property_is_secret(property)),
+                                  "valid",      vorn_property_get_syntax(property),
                                   NULL};
     const int failed = add_instance(store, SCHEMA_PROPERTY, class_name, values);
     free(text);

@@ -12,7 +12,8 @@
 static const char *const class_properties[] = {"type",       "persistent",          "abstract",
                                                "superclass", "subclass-identifier", NULL};
 static const char *const property_properties[] = {
-    "property", "readable", "writable", "required", "persistent", "inherited", "references", NULL};
+    "property",  "readable",   "writable", "required", "persistent",
+    "inherited", "references", "secret",   "valid",    NULL};
 
 /* Nothing but what the registry says can change it, and the registry is closed by now. */
 static vorn_instances *description;

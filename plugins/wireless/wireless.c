@@ -175,6 +175,7 @@ static int declare_network(void)
     declare_required(network, "security", is_security);
     declare_setting(network, "key", is_key_or_none);
     vorn_property_set_readable(vorn_class_get_property(network, "key"), 0);
+    vorn_property_set_secret(vorn_class_get_property(network, "key"), 1);
     declare_setting(network, "status", is_status);
     declare_setting(network, "hidden", is_on_off);
     declare_setting(network, "isolation", is_on_off);

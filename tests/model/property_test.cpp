@@ -131,6 +131,56 @@ TEST_F(Properties, KeepTheirReferenceWhenAnotherCannotBeSet)
     });
 }
 
+TEST_F(Properties, AreSecretsWhenTheyAreDeclaredSo)
+{
+    EXPECT_EQ(vorn_property_is_secret(property.get()), 0);
+    EXPECT_EQ(vorn_property_set_secret(property.get(), 7), 0);
+    EXPECT_EQ(vorn_property_is_secret(property.get()), 1);
+    const Owned<vorn_property> clone(vorn_property_clone(property.get()));
+    EXPECT_EQ(vorn_property_is_secret(clone.get()), 1);
+    EXPECT_EQ(vorn_property_set_secret(property.get(), 0), 0);
+    EXPECT_EQ(vorn_property_is_secret(property.get()), 0);
+
+    EXPECT_EQ(log.take(), "");
+    EXPECT_EQ(vorn_property_set_secret(nullptr, 1), 1);
+    EXPECT_EQ(vorn_property_is_secret(nullptr), 0);
+    EXPECT_EQ(log.take(), "vorn: Null property.\nvorn: Null property.\n");
+}
+
+TEST_F(Properties, SayWhatTheirValuesLookLike)
+{
+    EXPECT_EQ(vorn_property_get_syntax(property.get()), nullptr);
+    char syntax[] = "on|off";
+
+    EXPECT_EQ(vorn_property_set_syntax(property.get(), syntax), 0);
+    syntax[0] = 'x';
+
+    EXPECT_STREQ(vorn_property_get_syntax(property.get()), "on|off");
+    EXPECT_EQ(vorn_property_set_syntax(property.get(), nullptr), 1);
+    EXPECT_EQ(log.take(), "vorn: Null syntax.\n");
+    EXPECT_EQ(vorn_property_set_syntax(nullptr, "on"), 1);
+    EXPECT_EQ(vorn_property_get_syntax(nullptr), nullptr);
+    EXPECT_EQ(log.take(), "vorn: Null property.\nvorn: Null property.\n");
+    FailEachAllocation([&] {
+        const int result = vorn_property_set_syntax(property.get(), "on|off");
+        EXPECT_EQ(result != 0, AllocationFailed());
+        EXPECT_STREQ(vorn_property_get_syntax(property.get()), "on|off");
+    });
+}
+
+TEST_F(Properties, AreNotClonedWithoutTheirSyntax)
+{
+    vorn_property_set_syntax(property.get(), "on|off");
+
+    FailEachAllocation([&] {
+        const Owned<vorn_property> clone(vorn_property_clone(property.get()));
+
+        EXPECT_EQ(!clone, AllocationFailed());
+        const AllocationsAllowed allowed;
+        EXPECT_STREQ(clone ? vorn_property_get_syntax(clone.get()) : "on|off", "on|off");
+    });
+}
+
 TEST_F(Properties, AreNotClonedFromNull)
 {
     EXPECT_EQ(vorn_property_clone(nullptr), nullptr);

@@ -46,6 +46,8 @@ std::string described(const std::string &owner, const std::string &property,
            says("readable", 'r') + says("writable", 'w') + says("required", 'i') +
            says("persistent", 'p') + "<inherited>" + inherited + "</inherited>" +
            (references.empty() ? "<references/>" : "<references>" + references + "</references>") +
+           (property == "hidden" ? "<secret>yes</secret><valid>on|off</valid>"
+                                 : "<secret>no</secret><valid/>") +
            "</schema-property>";
 }
 

@@ -268,16 +268,16 @@ static enum outcome check_info_refuse(void)
     return told ? DONE : REFUSED;
 }
 
-static enum outcome property_set_reference(void)
+static enum outcome declare(int (*set)(vorn_property *, const char *),
+                            const char *(*get)(const vorn_property *))
 {
     vorn_property *property = vorn_property_new("via");
     vorn_property *clone = NULL;
     enum outcome outcome = REFUSED;
-    if (property != NULL && vorn_property_set_reference(property, "Radio") == 0)
-        clone = vorn_property_clone(property);
+    if (property != NULL && set(property, "Radio") == 0) clone = vorn_property_clone(property);
     if (clone != NULL) {
-        const char *reference = vorn_property_get_reference(clone);
-        outcome = reference != NULL && strcmp(reference, "Radio") == 0 ? DONE : BROKEN;
+        const char *declared = get(clone);
+        outcome = declared != NULL && strcmp(declared, "Radio") == 0 ? DONE : BROKEN;
         vorn_property_delete(clone);
     }
     if (property != NULL) vorn_property_delete(property);
@@ -298,10 +298,21 @@ static enum outcome ask_of_the_last_save(void)
     return done_if(answered);
 }
 
+static enum outcome property_set_reference(void)
+{
+    return declare(vorn_property_set_reference, vorn_property_get_reference);
+}
+
+static enum outcome property_set_syntax(void)
+{
+    return declare(vorn_property_set_syntax, vorn_property_get_syntax);
+}
+
 const struct call store_calls[] = {
     {"vorn_config_get_save_result", ask_of_the_last_save, FREES},
     {"vorn_check_info_refuse", check_info_refuse, KEEPS},
     {"vorn_property_set_reference", property_set_reference, FREES},
+    {"vorn_property_set_syntax", property_set_syntax, FREES},
     {"vorn_changes_get_before", get_before, FREES},
     {"vorn_changes_get_instance_before", get_instance_before, FREES},
     {"vorn_changes_print", changes_print, FREES},

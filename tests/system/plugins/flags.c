@@ -31,6 +31,8 @@ void vorn_plugin_init(void)
     vorn_property_set_readable(hidden, 0);
     vorn_property_set_persistence(hidden, 0);
     vorn_property_set_reference(hidden, "Radio");
+    vorn_property_set_secret(hidden, 1);
+    vorn_property_set_syntax(hidden, "on|off");
 
     vorn_class *klass = vorn_class_new(repeated(room, 'C', 60));
     vorn_class_set_type(klass, VORN_CLASS_ANONYMOUS);
