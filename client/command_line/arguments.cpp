@@ -7,6 +7,7 @@
 #include <iostream>
 #include <optional>
 
+#include "advice.h"
 #include "failure.h"
 
 namespace vorn::client {
@@ -16,8 +17,8 @@ namespace {
 constexpr char footer[] =
     "\nExit status: 0 done; 1 refused by the daemon; 2 misused; 3 no daemon, or no answer in "
     "time;\n"
-    "4 connection closed without an answer; 5 nothing there that was asked for, or a difference.\n"
-    "The manual: vornctl(1).\n";
+    "4 connection closed without an answer; 5 nothing there that was asked for, or a difference;\n"
+    "6 applied, but not saved; 7 recorded, but not applied. The manual: vornctl(1).\n";
 
 constexpr OptionWord common[] = {
     {"--json", nullptr, "results as JSON"},
@@ -25,6 +26,7 @@ constexpr OptionWord common[] = {
     {"--color", "WHEN", "auto, always or never"},
     {"--timeout", "SECONDS", "how long the daemon may take"},
     {"--origin", "NAME", "who changes notices name; \"\" for nobody"},
+    {"--no-wait", nullptr, "don't wait until a change is applied"},
     {"--help", nullptr, "print this and end"},
     {"--version", nullptr, "print the version and end"},
 };
@@ -162,7 +164,12 @@ private:
         const std::string &name = words_[at_++];
         invocation_.verb = find_verb(name);
         if (!invocation_.verb) {
-            throw Failure(misused, "unknown command \"" + name + "\"; vornctl --help lists them");
+            std::vector<std::string> names;
+            for (const Verb &each : verbs())
+                names.emplace_back(each.name);
+            const std::string meant = did_you_mean(name, names);
+            throw Failure(misused, "unknown command \"" + name + "\"" +
+                                       (meant.empty() ? "; vornctl --help lists them" : meant));
         }
     }
 
@@ -210,6 +217,7 @@ private:
         if (name == "--color") options.output.colour = colour_of(value);
         if (name == "--timeout") options.timeout_seconds = seconds_of(value);
         if (name == "--origin") options.origin = value;
+        if (name == "--no-wait") options.waits = false;
         return true;
     }
 
@@ -274,6 +282,16 @@ std::vector<std::string> Invocation::words_from(std::size_t index) const
 {
     return {words.begin() + static_cast<std::ptrdiff_t>(std::min(index, words.size())),
             words.end()};
+}
+
+long number_in(const char *name, const std::string &word, long most)
+{
+    char *end = nullptr;
+    const long number = std::strtol(word.c_str(), &end, 10);
+    if (word.empty() || *end != '\0' || number < 1 || number > most) {
+        fail(std::string(name) + ": Value " + word + " not in range 1 to " + std::to_string(most));
+    }
+    return number;
 }
 
 std::span<const OptionWord> common_options()

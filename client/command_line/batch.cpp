@@ -12,11 +12,9 @@ namespace vorn::client {
 
 namespace {
 
-constexpr const char *changing[] = {"set", "add", "delete"};
-
 Change parse_line(const std::vector<std::string> &words, const std::string &place)
 {
-    if (std::find(std::begin(changing), std::end(changing), words[0]) == std::end(changing)) {
+    if (!is_change(words[0])) {
         throw Failure(misused, place + "\"" + words[0] + "\" is none of set, add and delete");
     }
     try {

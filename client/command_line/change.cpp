@@ -2,20 +2,20 @@
 /* Changes as people write them, made as one transaction. */
 #include "change.h"
 
+#include <algorithm>
 #include <iostream>
+#include <sstream>
 
+#include "advice.h"
 #include "failure.h"
 #include "transaction.h"
+#include "view.h"
 
 namespace vorn::client {
 
 namespace {
 
-/* A change as the daemon takes it. */
-struct Step {
-    Target target;
-    Values values;
-};
+constexpr int most_attempts = 3; /* somebody else may change the same thing at the same time */
 
 [[noreturn]] void fail(const Change &change, ExitStatus status, const std::string &text)
 {
@@ -24,105 +24,411 @@ struct Step {
 
 std::string title_of(const Change &change, const Target &target)
 {
-    std::string title = change.operation + " " + target.class_name;
+    std::string title = change.place + change.operation + " " + target.class_name;
     if (target.name) title += " \"" + *target.name + "\"";
     return title;
 }
 
-/* An "=" in the first word means that there is no name, unless the class has names for sure. */
-bool begins_with_name(const Change &change, const Schema &schema)
-{
-    if (change.words.empty() || !schema.may_have_name(change.class_name)) return false;
-    return schema.find(change.class_name) || change.words[0].find('=') == std::string::npos;
-}
+/* "p=v", or "p+=v" and "p-=v", which change the words of a list. */
+struct Assignment {
+    std::string property;
+    char sign; /* '=', '+' or '-' */
+    std::string value;
+};
 
-std::pair<std::string, std::string> assignment(const Change &change, const std::string &word)
+Assignment assignment_of(const Change &change, const std::string &word)
 {
     const std::size_t separator = word.find('=');
     if (separator == std::string::npos || separator == 0) {
         fail(change, misused, "\"" + word + "\" is not PROPERTY=VALUE");
     }
-    return {word.substr(0, separator), word.substr(separator + 1)};
+    const char before = word[separator - 1];
+    const bool is_list =
+        separator > 1 && change.operation == "set" && (before == '+' || before == '-');
+    return {word.substr(0, separator - (is_list ? 1 : 0)), is_list ? before : '=',
+            word.substr(separator + 1)};
 }
 
-/* What the daemon would not refuse, but cannot have been meant. */
-void expect_sense(const Change &change, const Step &step)
+std::vector<std::string> list_of(const std::string &value)
 {
-    const bool picks = step.target.name || !change.where.empty();
-    if (change.operation == "add" && !change.where.empty()) {
-        fail(change, misused, "a new instance has no condition");
-    }
-    if (change.operation == "set" && step.values.empty()) {
-        fail(change, misused, "nothing to set: PROPERTY=VALUE is missing");
-    }
-    if (change.operation == "delete" && !step.values.empty()) {
-        fail(change, misused, "delete takes no values; --where picks instances by value");
-    }
-    if (change.operation == "delete" && picks == change.all) {
-        fail(change, misused,
-             change.all ? "--all and a name or a condition contradict each other"
-                        : "which " + change.class_name + "? A name, --where or --all says so");
-    }
+    std::istringstream stream(value);
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;)
+        words.push_back(word);
+    return words;
 }
 
-Step step_of(const Change &change, const Schema &schema)
+std::string joined(const std::vector<std::string> &words)
 {
-    Step step = {{change.class_name, {}, change.where}, {}};
-    std::size_t first = 0;
-    if (begins_with_name(change, schema)) {
-        if (change.words[0] != "-") step.target.name = change.words[0];
-        first = 1;
-    }
-    for (std::size_t i = first; i < change.words.size(); i++)
-        step.values.push_back(assignment(change, change.words[i]));
-    expect_sense(change, step);
-    return step;
+    std::string text;
+    for (const std::string &word : words)
+        text += (text.empty() ? "" : " ") + word;
+    return text;
 }
 
-void add_to(Transaction &transaction, const Change &change, const Step &step)
+bool contains(const std::vector<std::string> &words, const std::string &word)
 {
-    const std::string title = change.place + title_of(change, step.target);
-    if (change.operation == "set") {
-        transaction.update(title, step.target, step.values);
-    } else if (change.operation == "add") {
-        transaction.insert(title, step.target, step.values);
-    } else {
-        transaction.remove(title, step.target);
-    }
+    return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-/* Says what had no effect; the daemon finds nothing wrong with that. */
-bool matched(const Change &change, const Step &step, const Outcome &outcome)
+/* A condition, in the quotes that the value has not. */
+std::string equals(const std::string &property, const std::string &value)
 {
-    if (outcome.counter > 0) return true;
-    std::cerr << "vornctl: " << change.place << title_of(change, step.target)
-              << ": there is no such instance" << '\n';
-    return false;
+    const char *quote = value.find('"') == std::string::npos ? "\"" : "'";
+    return property + " = " + quote + value + quote;
+}
+
+/* What clients may give a new instance. */
+Values settable_values(const Schema &schema, const Instance &instance, const Class &klass)
+{
+    Values values;
+    for (const auto &each : instance.values) {
+        const Property *property = schema.find_property(klass.name, each.first);
+        const bool is_settable = property && (property->writable || property->required);
+        if (is_settable && !each.second.empty()) values.push_back(each);
+    }
+    return values;
+}
+
+/* From what somebody wrote to what the daemon is asked for. */
+class Planner {
+public:
+    Planner(Device &device, const Schema &schema, Transaction &transaction, bool replaces)
+        : schema_(schema), view_(device, schema), transaction_(transaction), replaces_(replaces)
+    {}
+
+    void plan(const Change &change)
+    {
+        Target target = target_of(change);
+        if (change.operation == "set") plan_set(change, target);
+        if (change.operation == "add") plan_add(change, target);
+        if (change.operation == "delete") plan_delete(change, target);
+        if (change.operation == "unset") plan_unset(change, target);
+        if (change.operation == "rename") plan_rename(change, target);
+    }
+
+    /* The changes were planned on what is seen; where nothing was looked at nothing matters. */
+    std::string commit() { return reads_ ? view_.commit() : ""; }
+
+    struct Title {
+        std::string text;
+        bool must_match;
+    };
+    const std::vector<Title> &titles() const { return titles_; }
+
+private:
+    /* An "=" in the first word means that there is no name, unless the class has names for sure. */
+    bool begins_with_name(const Change &change) const
+    {
+        if (change.words.empty() || !schema_.may_have_name(change.class_name)) return false;
+        return schema_.find(change.class_name) || change.words[0].find('=') == std::string::npos;
+    }
+
+    Target target_of(const Change &change)
+    {
+        Target target = {change.class_name, {}, change.where};
+        words_ = change.words;
+        if (begins_with_name(change)) {
+            if (words_[0] != "-") target.name = words_[0];
+            words_.erase(words_.begin());
+        }
+        if (!change.where.empty()) {
+            try {
+                expect_properties(schema_, change.class_name, properties_in(change.where));
+            } catch (const Failure &failure) {
+                fail(change, failure.status(), failure.what());
+            }
+        }
+        return target;
+    }
+
+    void update(const Change &change, const Target &target, const Values &values)
+    {
+        transaction_.update(title_of(change, target), target, values);
+        titles_.push_back({title_of(change, target), true});
+        if (reads_) view_.update(target, values);
+    }
+    void insert(const Change &change, const Target &target, const Values &values)
+    {
+        transaction_.insert(title_of(change, target), target, values);
+        titles_.push_back({title_of(change, target), false});
+        if (reads_) view_.insert(target, values);
+    }
+    void remove(const Change &change, const Target &target)
+    {
+        transaction_.remove(title_of(change, target), target);
+        titles_.push_back({title_of(change, target), true});
+        if (reads_) view_.remove(target);
+    }
+
+    std::vector<Instance> look_up(const Change &change, const Target &target)
+    {
+        reads_ = true;
+        std::vector<Instance> found = view_.find(target);
+        if (found.empty())
+            fail(change, differs, without_place(change, target) + ": there is no such instance");
+        return found;
+    }
+
+    static std::string without_place(const Change &change, const Target &target)
+    {
+        return title_of(change, target).substr(change.place.size());
+    }
+
+    void plan_set(const Change &change, const Target &target)
+    {
+        Values values;
+        std::vector<Assignment> lists;
+        for (const std::string &word : words_) {
+            const Assignment assignment = assignment_of(change, word);
+            if (assignment.sign == '=') {
+                values.emplace_back(assignment.property, assignment.value);
+            } else {
+                lists.push_back(assignment);
+            }
+        }
+        if (words_.empty()) fail(change, misused, "nothing to set: PROPERTY=VALUE is missing");
+        if (lists.empty()) return update(change, target, values);
+        for (const Instance &each : look_up(change, target)) {
+            const Target one = {target.class_name, each.name, {}};
+            Values changed = values;
+            for (const Assignment &list : lists)
+                changed.emplace_back(list.property, changed_list(change, one, each, list));
+            update(change, one, changed);
+        }
+    }
+
+    std::string changed_list(const Change &change, const Target &target, const Instance &instance,
+                             const Assignment &assignment)
+    {
+        const Class *klass = schema_.find(target.class_name);
+        if (klass && (klass->type == "anonymous" || klass->type == "group-named")) {
+            fail(change, misused, "+= and -= need an instance with a name of its own");
+        }
+        std::vector<std::string> words = list_of(instance.value(assignment.property));
+        for (const std::string &word : list_of(assignment.value)) {
+            const bool is_there = contains(words, word);
+            if (assignment.sign == '+' && !is_there) words.push_back(word);
+            if (assignment.sign == '-' && !is_there) {
+                fail(change, differs,
+                     without_place(change, target) + ": " + assignment.property + " has no \"" +
+                         word + "\"");
+            }
+            if (assignment.sign == '-') std::erase(words, word);
+        }
+        return joined(words);
+    }
+
+    /* A member of a family is added to its abstract class, which has to be told the kind. */
+    void plan_add(const Change &change, Target target)
+    {
+        if (!change.where.empty()) fail(change, misused, "a new instance has no condition");
+        Values values;
+        for (const std::string &word : words_) {
+            const Assignment assignment = assignment_of(change, word);
+            values.emplace_back(assignment.property, assignment.value);
+        }
+        const Class *klass = schema_.find(target.class_name);
+        const Class *family = klass ? schema_.find(klass->superclass) : nullptr;
+        if (family && !family->subclass_identifier.empty()) {
+            const std::string &identifier = family->subclass_identifier;
+            const auto given = std::find_if(values.begin(), values.end(), [&](const auto &each) {
+                return each.first == identifier;
+            });
+            if (given == values.end()) {
+                values.insert(values.begin(), {identifier, klass->name});
+            } else if (given->second != klass->name) {
+                fail(change, misused,
+                     "a " + klass->name + " has the " + identifier + " \"" + klass->name +
+                         "\", not \"" + given->second + "\"");
+            }
+            target.class_name = family->name;
+        }
+        if (change.or_set && exists(change, target)) return set_instead(change, target, values);
+        insert(change, target, values);
+    }
+
+    bool exists(const Change &change, const Target &target)
+    {
+        const Class *klass = schema_.find(target.class_name);
+        if (klass && (klass->type == "anonymous" || klass->type == "group-named")) {
+            fail(change, misused, "--or-set needs an instance with a name of its own");
+        }
+        reads_ = true;
+        return !view_.find(target).empty();
+    }
+
+    /* The kind stays what it is: naming the same again is no change. */
+    void set_instead(const Change &change, const Target &target, Values values)
+    {
+        const Class *klass = schema_.find(target.class_name);
+        const Instance there = view_.find(target).front();
+        std::erase_if(values, [&](const auto &each) {
+            return klass && each.first == klass->subclass_identifier &&
+                   each.second == there.value(each.first);
+        });
+        if (!values.empty()) update(change, target, values);
+    }
+
+    void plan_delete(const Change &change, const Target &target)
+    {
+        const bool picks = target.name || !change.where.empty();
+        if (!words_.empty()) {
+            assignment_of(change, words_[0]);
+            fail(change, misused, "delete takes no values; --where picks instances by value");
+        }
+        if (picks == change.all) {
+            fail(change, misused,
+                 change.all ? "--all and a name or a condition contradict each other"
+                            : "which " + change.class_name + "? A name, --where or --all says so");
+        }
+        remove(change, target);
+    }
+
+    /*
+     * An empty text is no value for most who ask. Where the plugin takes none the instance is made
+     * anew without the property.
+     */
+    void plan_unset(const Change &change, const Target &target)
+    {
+        if (words_.empty()) fail(change, misused, "nothing to unset: PROPERTY is missing");
+        Values values;
+        for (const std::string &word : words_)
+            values.emplace_back(word, "");
+        const Class *klass = schema_.find(target.class_name);
+        const bool is_one =
+            klass && (target.name ? klass->type == "unique-named" : klass->type == "singleton");
+        if (!replaces_ || !is_one) return update(change, target, values);
+        Instance instance = look_up(change, target).front();
+        for (const std::string &word : words_)
+            instance.set(word, "");
+        const Target whole = {schema_.family_of(target.class_name), target.name, {}};
+        remove(change, whole);
+        insert(change, whole, settable_values(schema_, instance, *klass));
+    }
+
+    void plan_rename(const Change &change, const Target &target)
+    {
+        if (!target.name || words_.size() != 1) {
+            fail(change, misused, "rename takes a class, a name and the new name");
+        }
+        const Class *klass = schema_.find(target.class_name);
+        if (!klass) {
+            throw Failure(differs, change.place + "this device has no class \"" +
+                                       target.class_name + "\" that it tells of");
+        }
+        const std::string new_name = words_[0];
+        const std::vector<Instance> instances = look_up(change, target);
+        const std::string family = schema_.family_of(klass->name);
+        for (const Instance &each : instances)
+            insert(change, {family, new_name, {}},
+                   settable_values(schema_, each, *schema_.find(family)));
+        for (const Class &each : schema_.classes())
+            follow(change, each, *target.name, new_name);
+        remove(change, {family, target.name, {}});
+    }
+
+    /* Every property of the class that refers to the renamed class, or to its family. */
+    void follow(const Change &change, const Class &klass, const std::string &old_name,
+                const std::string &new_name)
+    {
+        if (klass.abstract) return;
+        for (const Property &property : klass.properties) {
+            const bool refers =
+                schema_.family_of(property.references) == schema_.family_of(change.class_name);
+            if (property.references.empty() || !refers || !property.writable) continue;
+            std::vector<std::string> seen;
+            for (const Instance &each : view_.find({klass.name, {}, {}})) {
+                if (!each.has(property.name)) continue;
+                const std::string value = each.value(property.name);
+                std::vector<std::string> words = list_of(value);
+                if (!contains(words, old_name) || contains(seen, value)) continue;
+                seen.push_back(value);
+                std::replace(words.begin(), words.end(), old_name, new_name);
+                const Target referrers = {klass.name, {}, equals(property.name, value)};
+                transaction_.update(title_of(change, referrers), referrers,
+                                    {{property.name, joined(words)}});
+                titles_.push_back({title_of(change, referrers), false});
+            }
+        }
+    }
+
+    const Schema &schema_;
+    View view_;
+    Transaction &transaction_;
+    bool replaces_;
+    bool reads_ = false;
+    std::vector<std::string> words_;
+    std::vector<Title> titles_;
+};
+
+/* Says what had no effect; the daemon finds nothing wrong with that where no name was given. */
+int report_unmatched(const Planner &planner, const Transaction &transaction)
+{
+    int status = done;
+    for (std::size_t i = 0; i < transaction.outcomes().size(); i++) {
+        const Planner::Title &title = planner.titles()[i];
+        if (!title.must_match || transaction.outcomes()[i].counter > 0) continue;
+        std::cerr << "vornctl: " << title.text << ": there is no such instance\n";
+        status = differs;
+    }
+    return status;
+}
+
+int attempt(Device &device, const Schema &schema, const Options &options,
+            const std::vector<Change> &changes, bool replaces)
+{
+    Transaction transaction(schema, options);
+    Planner planner(device, schema, transaction, replaces);
+    for (const Change &change : changes)
+        planner.plan(change);
+    transaction.only_if(planner.commit());
+    const int status = transaction.execute(device);
+    const int unmatched = report_unmatched(planner, transaction);
+    return status != done ? status : unmatched;
+}
+
+bool refuses_the_empty_text(const Failure &failure)
+{
+    return failure.status() == refused &&
+           std::string(failure.what()).find("Value \"\" is not valid") != std::string::npos;
 }
 
 } // namespace
 
+bool is_change(const std::string &verb)
+{
+    return contains({"set", "add", "delete", "unset", "rename"}, verb);
+}
+
 Change change_of(const Invocation &invocation, const std::string &place)
 {
-    return {invocation.verb->name,       invocation.word(0),      invocation.words_from(1),
-            invocation.value("--where"), invocation.has("--all"), place};
+    return {invocation.verb->name,
+            invocation.word(0),
+            invocation.words_from(1),
+            invocation.value("--where"),
+            invocation.has("--all"),
+            invocation.has("--or-set"),
+            place};
 }
 
 int make_changes(const Options &options, const std::vector<Change> &changes)
 {
     Device device(options.timeout_ms());
     const Schema schema = Schema::of(device);
-    Transaction transaction(options.origin);
-    std::vector<Step> steps;
-    for (const Change &change : changes) {
-        steps.push_back(step_of(change, schema));
-        add_to(transaction, change, steps.back());
+    const bool unsets = std::any_of(changes.begin(), changes.end(),
+                                    [](const Change &each) { return each.operation == "unset"; });
+    bool replaces = false;
+    for (int attempts = 1;; attempts++) {
+        try {
+            return attempt(device, schema, options, changes, replaces);
+        } catch (const MovedOn &) {
+            if (attempts == most_attempts) throw;
+        } catch (const Failure &failure) {
+            if (replaces || !unsets || !refuses_the_empty_text(failure)) throw;
+            replaces = true;
+        }
     }
-    const std::vector<Outcome> outcomes = transaction.execute(device);
-    bool all_matched = true;
-    for (std::size_t i = 0; i < outcomes.size(); i++)
-        all_matched &= matched(changes[i], steps[i], outcomes[i]);
-    return all_matched ? done : differs;
 }
 
 } // namespace vorn::client

@@ -4,28 +4,30 @@
 #include <string>
 #include <vector>
 
-#include "device.h"
-#include "schema.h"
 #include "verb.h"
 
 namespace vorn::client {
 
-/* One "set", "add" or "delete" as somebody wrote it. */
+/* One "set", "add", "delete", "unset" or "rename" as somebody wrote it. */
 struct Change {
     std::string operation;
     std::string class_name;
     std::vector<std::string> words; /* the name, where there can be one, and assignments */
     std::string where;
-    bool all = false;  /* delete without a name or a condition */
-    std::string place; /* "FILE:LINE: " for what stands in a file, else empty */
+    bool all = false;    /* delete without a name or a condition */
+    bool or_set = false; /* add, but set what is there already */
+    std::string place;   /* "FILE:LINE: " for what stands in a file, else empty */
 };
 
-/* The change that an invocation of "set", "add" or "delete" asks for. */
+/* Which verbs make a change, and may stand in a file of changes. */
+bool is_change(const std::string &verb);
+
+/* The change that an invocation of one of them asks for. */
 Change change_of(const Invocation &invocation, const std::string &place = {});
 
 /*
- * Makes all changes in one transaction: all of them happen or none. A change that matches no
- * instance is reported, and makes the status `differs`; what the daemon refuses is thrown.
+ * Makes all changes in one transaction: all of them happen or none. A change of many that matches
+ * no instance is reported, and makes the status `differs`; what the daemon refuses is thrown.
  */
 int make_changes(const Options &options, const std::vector<Change> &changes);
 

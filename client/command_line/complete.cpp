@@ -4,6 +4,7 @@
 #include <iostream>
 #include <set>
 
+#include "advice.h"
 #include "device.h"
 #include "failure.h"
 #include "schema.h"
@@ -58,24 +59,49 @@ void offer_options(const Line &line)
         offer(line, each.name);
 }
 
-void offer_names(Device &device, const Line &line, const std::string &class_name)
+/* The instances of a group share a name. */
+std::set<std::string> names_of(Device &device, const std::string &class_name)
 {
     Request request(Request::Kind::plain);
     request.select({class_name, {}, {}}, {"none"});
     const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    std::set<std::string> names; /* the instances of a group share one */
+    std::set<std::string> names;
     for (const Instance &each : outcomes.at(0).instances)
         names.insert(each.name.value_or(""));
-    for (const std::string &name : names)
-        offer(line, name);
+    return names;
 }
 
-void offer_properties(const Schema &schema, const Line &line, const std::string &command)
+/* What may stand behind the sign of an assignment that has been begun. */
+void offer_values(Device &device, const Schema &schema, const Line &line, std::size_t separator)
 {
+    const std::string head = line.beginning.substr(0, separator + 1);
+    const std::string name = head.substr(0, head.find_last_not_of("+-=") + 1);
     const Class *klass = schema.find(line.words[1]);
-    if (!klass || command == "delete") return;
+    const Property *property = schema.find_property(line.words[1], name);
+    if (!klass || !property) return;
+    if (name == klass->subclass_identifier) {
+        for (const std::string &kind : schema.subclasses_of(klass->name))
+            offer(line, head + kind);
+    } else if (!property->references.empty()) {
+        for (const std::string &each : names_of(device, property->references))
+            offer(line, head + each);
+    }
+    for (const std::string &value : literal_values(property->valid))
+        offer(line, head + value);
+}
+
+void offer_properties(Device &device, const Schema &schema, const Line &line)
+{
+    const std::string &command = line.words[0];
+    const Class *klass = schema.find(line.words[1]);
+    const bool assigns = command == "set" || command == "add";
+    const std::size_t separator = line.beginning.find('=');
+    if (!klass || command == "delete" || command == "rename") return;
+    if (assigns && separator != std::string::npos) {
+        return offer_values(device, schema, line, separator);
+    }
     for (const Property &property : klass->properties) {
-        if (command == "show") {
+        if (!assigns) {
             offer(line, property.name);
         } else if (property.writable || property.name == klass->subclass_identifier) {
             offer(line, property.name + "=");
@@ -83,25 +109,32 @@ void offer_properties(const Schema &schema, const Line &line, const std::string 
     }
 }
 
+void offer_classes(const Schema &schema, const Line &line)
+{
+    for (const Class &klass : schema.classes())
+        offer(line, klass.name);
+}
+
 void offer_words(Device &device, const Line &line)
 {
-    static const std::set<std::string> with_class = {"list", "show", "set", "add", "delete"};
+    static const std::set<std::string> with_class = {"list",   "show",  "set",   "add",
+                                                     "delete", "unset", "rename"};
     const std::string &command = line.words[0];
+    if (command == "kick" && line.words.size() == 1) {
+        for (const std::string &station : names_of(device, "station"))
+            offer(line, station);
+    }
     if (!with_class.count(command)) return;
 
     const Schema schema = Schema::of(device);
-    if (line.words.size() == 1) {
-        for (const Class &klass : schema.classes()) {
-            if (command == "list" || command == "show" || klass.superclass.empty()) {
-                offer(line, klass.name);
-            }
-        }
-    } else if (command == "list") {
-        return;
-    } else if (line.words.size() == 2 && schema.may_have_name(line.words[1])) {
-        if (command != "add") offer_names(device, line, line.words[1]);
+    if (line.words.size() == 1) return offer_classes(schema, line);
+    if (command == "list") return;
+    if (line.words.size() == 2 && schema.may_have_name(line.words[1])) {
+        if (command == "add") return;
+        for (const std::string &name : names_of(device, line.words[1]))
+            offer(line, name);
     } else {
-        offer_properties(schema, line, command);
+        offer_properties(device, schema, line);
     }
 }
 

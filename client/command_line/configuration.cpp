@@ -56,17 +56,6 @@ bool is_empty_singleton(const std::vector<Instance> &instances, const Schema &sc
     return klass && klass->type == "singleton" && values_set(instances.front()).empty();
 }
 
-/* A subclass's properties count as the abstract class's, under which its instances are kept. */
-const Property *find_property(const Schema &schema, const std::string &class_name,
-                              const std::string &property)
-{
-    for (const Class &each : schema.classes()) {
-        if (each.name != class_name && each.superclass != class_name) continue;
-        if (const Property *found = each.find(property)) return found;
-    }
-    return nullptr;
-}
-
 } // namespace
 
 std::string saved_document(Device &device)
@@ -106,7 +95,7 @@ Configuration running_configuration(Device &device, const Schema &schema)
         for (const Instance &instance : outcomes[0].instances) {
             Instance kept = {klass.name, instance.name, {}};
             for (const auto &value : instance.values) {
-                const Property *property = find_property(schema, klass.name, value.first);
+                const Property *property = schema.find_property(klass.name, value.first);
                 if (property && property->persistent && !value.second.empty()) {
                     kept.values.push_back(value);
                 }
@@ -117,10 +106,40 @@ Configuration running_configuration(Device &device, const Schema &schema)
     return configuration;
 }
 
-std::string configuration_document(const Configuration &configuration)
+std::string present_commit(Device &device)
+{
+    Request request(Request::Kind::plain);
+    request.ask_for_commit();
+    request.select({"schema-class", "none", {}}, {"none"});
+    return commit_of(device.ask(request.text()));
+}
+
+Snapshot snapshot(Device &device, const Schema &schema)
+{
+    constexpr int most_attempts = 3;
+    Snapshot result;
+    result.commit = present_commit(device);
+    for (int attempt = 0; attempt < most_attempts; attempt++) {
+        const std::string before = result.commit;
+        result.configuration = running_configuration(device, schema);
+        result.commit = present_commit(device);
+        if (is_same_commit(before, result.commit)) break;
+    }
+    return result;
+}
+
+std::string commit_of_file(const std::string &text)
+{
+    pugi::xml_document document;
+    document.load_buffer(text.data(), text.size());
+    return document.child("config").attribute("commit").value();
+}
+
+std::string configuration_document(const Configuration &configuration, const std::string &commit)
 {
     pugi::xml_document document;
     pugi::xml_node root = document.append_child("config");
+    if (!commit.empty()) root.append_attribute("commit").set_value(commit.c_str());
     for (const Instance &instance : configuration) {
         pugi::xml_node element = root.append_child(instance.class_name.c_str());
         if (instance.name) set_name(element, *instance.name);

@@ -18,7 +18,22 @@ std::string saved_document(Device &device);
 Configuration parse_configuration(const std::string &text, const char *source);
 /* What a save would write: the persistent properties of the persistent classes. */
 Configuration running_configuration(Device &device, const Schema &schema);
-std::string configuration_document(const Configuration &configuration);
+
+/* The id of the running configuration; empty where the device tells none. */
+std::string present_commit(Device &device);
+
+/* What runs, and which configuration that is; the id is empty where the device tells none. */
+struct Snapshot {
+    Configuration configuration;
+    std::string commit;
+};
+Snapshot snapshot(Device &device, const Schema &schema);
+
+/* The file carries the id, unless that is empty: who imports it can see that the device moved on.
+ */
+std::string configuration_document(const Configuration &configuration,
+                                   const std::string &commit = {});
+std::string commit_of_file(const std::string &text);
 
 /*
  * One step from a configuration to another. Instances that cannot be told apart by name are

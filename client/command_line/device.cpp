@@ -1,7 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 #include "device.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
 
 #include "failure.h"
 
@@ -26,7 +31,45 @@ ExitStatus exit_status(int status)
     }
 }
 
+/* The daemon by its name, and alive: "PID (vorn) S ...". */
+bool is_daemon(const std::filesystem::path &process)
+{
+    std::ifstream stream(process / "stat");
+    std::string line;
+    std::getline(stream, line);
+    const std::size_t name = line.find(" (vorn) ");
+    return name != std::string::npos && line[name + sizeof " (vorn) " - 1] != 'Z';
+}
+
+bool is_starting()
+{
+    std::error_code error;
+    for (const auto &each : std::filesystem::directory_iterator("/proc", error)) {
+        const std::string name = each.path().filename();
+        if (name.find_first_not_of("0123456789") == std::string::npos && is_daemon(each.path())) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
+
+template <typename Call>
+int Device::when_it_listens(Call call) const
+{
+    using namespace std::chrono_literals;
+    constexpr int patience_ms = 5000;
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::milliseconds(std::min(timeout_ms_, patience_ms));
+    int status = call();
+    while (status == VORN_CLIENT_NO_DAEMON && std::chrono::steady_clock::now() < deadline &&
+           is_starting()) {
+        std::this_thread::sleep_for(50ms);
+        status = call();
+    }
+    return status;
+}
 
 Device::Device(int timeout_ms) : client_(vorn_client_new()), timeout_ms_(timeout_ms)
 {
@@ -45,8 +88,9 @@ std::string Device::ask(const std::string &request)
 {
     char *reply = nullptr;
     std::size_t length = 0;
-    const int status =
-        vorn_client_request(client_.get(), request.data(), request.size(), &reply, &length);
+    const int status = when_it_listens([&] {
+        return vorn_client_request(client_.get(), request.data(), request.size(), &reply, &length);
+    });
     const std::unique_ptr<char, Free> owned(reply);
     if (status == VORN_CLIENT_NO_ANSWER) {
         throw Failure(no_answer, "no answer: the request is not well-formed XML");
@@ -62,8 +106,10 @@ std::string Device::inform(const std::string &object, const std::vector<std::str
     for (const std::string &parameter : parameters)
         texts.push_back(parameter.c_str());
     char *reply = nullptr;
-    const int status =
-        vorn_client_inform(client_.get(), object.c_str(), texts.data(), texts.size(), &reply);
+    const int status = when_it_listens([&] {
+        return vorn_client_inform(client_.get(), object.c_str(), texts.data(), texts.size(),
+                                  &reply);
+    });
     const std::unique_ptr<char, Free> owned(reply);
     expect_ok(status);
     return reply;
@@ -71,7 +117,7 @@ std::string Device::inform(const std::string &object, const std::vector<std::str
 
 void Device::subscribe()
 {
-    expect_ok(vorn_client_subscribe(client_.get()));
+    expect_ok(when_it_listens([&] { return vorn_client_subscribe(client_.get()); }));
 }
 
 std::optional<std::string> Device::next_notice()

@@ -31,6 +31,9 @@ private:
     };
 
     void expect_ok(int status) const;
+    /* Does the call again while a daemon is starting that has not opened its door yet. */
+    template <typename Call>
+    int when_it_listens(Call call) const;
 
     std::unique_ptr<vorn_client, Delete> client_;
     int timeout_ms_;

@@ -5,6 +5,7 @@
 #include "differences.h"
 #include "failure.h"
 #include "input.h"
+#include "secrets.h"
 #include "verb.h"
 
 namespace vorn::client {
@@ -17,8 +18,9 @@ int diff(const Invocation &invocation)
     const Configuration other =
         file.empty() ? parse_configuration(saved_document(device), "the saved configuration")
                      : parse_configuration(read_input(file), file.c_str());
-    const std::vector<Difference> differences =
+    std::vector<Difference> differences =
         compare(other, running_configuration(device, schema), schema);
+    hide_secrets(differences, schema);
     print(invocation.options.output, differences);
     return differences.empty() ? done : differs;
 }

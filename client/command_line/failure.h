@@ -8,12 +8,14 @@ namespace vorn::client {
 
 /* What vornctl ends with. */
 enum ExitStatus {
-    done = 0,      /* everything that was asked for was done */
-    refused = 1,   /* the daemon answered, with an error */
-    misused = 2,   /* the command line or the input was not understood */
-    not_there = 3, /* no daemon, or it did not answer in time */
-    no_answer = 4, /* the daemon closed the connection without an answer */
-    differs = 5,   /* nothing there that was asked for, or a difference was found */
+    done = 0,        /* everything that was asked for was done */
+    refused = 1,     /* the daemon answered, with an error */
+    misused = 2,     /* the command line or the input was not understood */
+    not_there = 3,   /* no daemon, or it did not answer in time */
+    no_answer = 4,   /* the daemon closed the connection without an answer */
+    differs = 5,     /* nothing there that was asked for, or a difference was found */
+    not_saved = 6,   /* applied, but a reboot would undo it */
+    not_applied = 7, /* recorded, but the running system is not what it says */
 };
 
 /* Ends the command; the text is meant for a person. */
@@ -25,6 +27,12 @@ public:
 
 private:
     ExitStatus status_;
+};
+
+/* The configuration is no longer the one that the request was made for. */
+class MovedOn : public Failure {
+public:
+    explicit MovedOn(const std::string &text) : Failure(refused, text) {}
 };
 
 /* A command line that the table of verbs does not allow; the help is what helps. */

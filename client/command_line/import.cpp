@@ -1,10 +1,13 @@
 /* SPDX-License-Identifier: MIT */
 /* vornctl import: the running configuration becomes what a file says. */
+#include <algorithm>
+
 #include "configuration.h"
 #include "device.h"
 #include "differences.h"
 #include "failure.h"
 #include "input.h"
+#include "secrets.h"
 #include "transaction.h"
 #include "verb.h"
 
@@ -77,31 +80,94 @@ void add_steps(Transaction &transaction, const std::vector<Difference> &differen
     }
 }
 
+/* Only what the file says: nothing goes, and values that it lacks stay. */
+std::vector<Difference> merged(const Configuration &running, const Configuration &file,
+                               const Schema &schema)
+{
+    std::vector<Difference> differences;
+    for (const Instance &wanted : file) {
+        const Class *klass = schema.find(wanted.class_name);
+        const bool is_one = klass->type == "singleton" || klass->type == "unique-named";
+        const auto found = std::find_if(running.begin(), running.end(), [&](const Instance &each) {
+            return each.class_name == wanted.class_name && each.name == wanted.name &&
+                   (is_one || changed_values(each, wanted).empty());
+        });
+        if (found == running.end()) {
+            differences.push_back({Difference::Kind::added, {}, {wanted}});
+            continue;
+        }
+        Instance result = *found;
+        for (const auto &[property, value] : wanted.values)
+            result.set(property, value);
+        if (klass->abstract &&
+            result.value(klass->subclass_identifier) != found->value(klass->subclass_identifier)) {
+            throw Failure(refused, title_of(wanted) + ": a merge can't make a " +
+                                       found->value(klass->subclass_identifier) + " a " +
+                                       result.value(klass->subclass_identifier));
+        }
+        if (!changed_values(*found, result).empty()) {
+            differences.push_back({Difference::Kind::changed, {*found}, {result}});
+        }
+    }
+    return differences;
+}
+
+std::string number_of(const std::string &commit)
+{
+    return commit.substr(0, commit.find('-'));
+}
+
+/* An export is a wish for the device as it was then; what somebody changed since would be lost. */
+void expect_not_moved_on(const Invocation &invocation, const std::string &exported,
+                         const std::string &present)
+{
+    if (exported.empty() || present.empty() || is_same_commit(exported, present)) return;
+    if (invocation.has("--force") || invocation.has("--merge")) return;
+    throw Failure(refused, invocation.word(0) +
+                               ": the device has changed since this was exported (commit " +
+                               number_of(exported) + ", now " + number_of(present) +
+                               "); --dry-run shows what would be lost, --force imports it all the "
+                               "same, --merge keeps what the file lacks");
+}
+
+int attempt(const Invocation &invocation, Device &device, const std::string &text)
+{
+    const std::string name = invocation.word(0);
+    const Configuration file = parse_configuration(text, name.c_str());
+    const Schema schema = Schema::required_of(device);
+    const Snapshot running = snapshot(device, schema);
+    const Configuration before = only_settable(running.configuration, schema);
+    const Configuration after = only_settable(file, schema);
+    std::vector<Difference> differences =
+        invocation.has("--merge") ? merged(before, after, schema) : compare(before, after, schema);
+    if (invocation.has("--dry-run")) {
+        hide_secrets(differences, schema);
+        print(invocation.options.output, differences);
+        return differences.empty() ? done : differs;
+    }
+    if (differences.empty()) return done;
+    expect_not_moved_on(invocation, commit_of_file(text), running.commit);
+    Transaction transaction(schema, invocation.options);
+    transaction.only_if(running.commit);
+    add_steps(transaction, differences, schema);
+    return transaction.execute(device);
+}
+
 } // namespace
 
 int import(const Invocation &invocation)
 {
-    const Options &options = invocation.options;
-    const std::string name = invocation.word(0);
-    const std::string text = read_input(name);
-    const Configuration file = parse_configuration(text, name.c_str());
-    Device device(options.timeout_ms());
-    const Schema schema = Schema::required_of(device);
-    const Configuration running = running_configuration(device, schema);
-    std::vector<Difference> differences =
-        compare(only_settable(running, schema), only_settable(file, schema), schema);
-    if (invocation.has("--merge")) {
-        std::erase_if(differences,
-                      [](const auto &each) { return each.kind == Difference::Kind::removed; });
+    constexpr int most_attempts = 3; /* somebody else may change something at the same time */
+    const std::string text = read_input(invocation.word(0));
+    parse_configuration(text, invocation.word(0).c_str());
+    Device device(invocation.options.timeout_ms());
+    for (int attempts = 1;; attempts++) {
+        try {
+            return attempt(invocation, device, text);
+        } catch (const MovedOn &) {
+            if (attempts == most_attempts) throw;
+        }
     }
-    if (invocation.has("--dry-run")) {
-        print(options.output, differences);
-        return differences.empty() ? done : differs;
-    }
-    Transaction transaction(options.origin);
-    add_steps(transaction, differences, schema);
-    transaction.execute(device);
-    return done;
 }
 
 } // namespace vorn::client

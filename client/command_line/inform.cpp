@@ -1,5 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* vornctl inform: an event for a plugin, and what it answers. */
+#include "inform.h"
+
 #include <iostream>
 
 #include "device.h"
@@ -14,6 +16,16 @@ int inform(const Invocation &invocation)
     const std::string answer = device.inform(invocation.word(0), invocation.words_from(1));
     std::cout << answer;
     return answer == "OK\n" ? done : refused;
+}
+
+int command(const Options &options, const std::string &what, const std::string &object,
+            const std::vector<std::string> &parameters)
+{
+    Device device(options.timeout_ms());
+    const std::string answer = device.inform(object, parameters);
+    if (answer == "OK\n") return done;
+    if (answer == "ERR no handler\n") throw Failure(refused, "this device can't " + what);
+    throw Failure(refused, "the device refused to " + what + "; its log says why");
 }
 
 } // namespace vorn::client

@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* vornctl list: what there is. */
+#include "advice.h"
 #include "device.h"
 #include "failure.h"
 #include "schema.h"
@@ -52,10 +53,7 @@ int list(const Invocation &invocation)
     const std::string class_name = invocation.word(0);
     Device device(options.timeout_ms());
     const Schema schema = Schema::required_of(device);
-    const Class *klass = class_name.empty() ? nullptr : schema.find(class_name);
-    if (!class_name.empty() && !klass) {
-        throw Failure(differs, "there is no class \"" + class_name + "\"");
-    }
+    const Class *klass = class_name.empty() ? nullptr : expect_class(schema, class_name);
     if (options.output.format != Format::table) {
         list_as_data(options.output, device, class_name);
     } else if (klass) {

@@ -82,6 +82,17 @@ bool Instance::has(const std::string &property) const
                        [&](const auto &each) { return each.first == property; });
 }
 
+void Instance::set(const std::string &property, const std::string &value)
+{
+    const auto found = std::find_if(values.begin(), values.end(),
+                                    [&](const auto &each) { return each.first == property; });
+    if (found == values.end()) {
+        values.emplace_back(property, value);
+    } else {
+        found->second = value;
+    }
+}
+
 void set_text(pugi::xml_node element, const std::string &text)
 {
     expect_text("value", text);
@@ -104,10 +115,22 @@ Request::Request(Kind kind, const std::string &origin)
     if (kind == Kind::transaction) root_ = root_.append_child("write-transaction");
 }
 
-pugi::xml_node Request::add(const char *operation, const Target &target)
+void Request::ask_for_commit()
+{
+    document_.child("lsql").append_attribute("tell-commit").set_value("yes");
+}
+
+void Request::only_if(const std::string &commit)
+{
+    document_.child("lsql").append_attribute("if-commit").set_value(escaped(commit).c_str());
+}
+
+pugi::xml_node Request::add(const char *operation, const Target &target, Missing missing)
 {
     expect_name("class", target.class_name);
-    pugi::xml_node element = root_.append_child(operation).append_child(target.class_name.c_str());
+    pugi::xml_node parent = root_.append_child(operation);
+    if (missing == Missing::is_an_error) parent.append_attribute("must-match").set_value("yes");
+    pugi::xml_node element = parent.append_child(target.class_name.c_str());
     if (target.name) set_name(element, *target.name);
     operations_++;
     return element;
@@ -129,15 +152,15 @@ void Request::select(const Target &target, const std::vector<std::string> &prope
     add_where(target);
 }
 
-void Request::update(const Target &target, const Values &values)
+void Request::update(const Target &target, const Values &values, Missing missing)
 {
-    add_values(add("update", target), values);
+    add_values(add("update", target, missing), values);
     add_where(target);
 }
 
-void Request::remove(const Target &target)
+void Request::remove(const Target &target, Missing missing)
 {
-    add("delete", target);
+    add("delete", target, missing);
     add_where(target);
 }
 
@@ -182,6 +205,19 @@ std::vector<Instance> parse_instances(const pugi::xml_node &parent)
     return instances;
 }
 
+std::string commit_of(const std::string &answer)
+{
+    pugi::xml_document document;
+    parse_document(document, answer, "the answer");
+    return document.child("lsql_result").child("commit").text().get();
+}
+
+bool is_same_commit(const std::string &one, const std::string &other)
+{
+    const auto digest = [](const std::string &id) { return id.substr(id.find('-') + 1); };
+    return digest(one) == digest(other);
+}
+
 std::vector<Outcome> parse_answer(const std::string &answer)
 {
     pugi::xml_document document;
@@ -192,7 +228,10 @@ std::vector<Outcome> parse_answer(const std::string &answer)
     for (const pugi::xml_node &node : document.child("lsql_result").children()) {
         const std::string_view name = node.name();
         if (name == "dataset") outcome.instances = parse_instances(node);
-        if (name == "error") outcome.error = node.text().get();
+        if (name == "error") {
+            if (!outcome.error.empty()) outcome.error += '\n';
+            outcome.error += node.text().get();
+        }
         if (name == "rc") outcome.rc = node.text().as_int();
         if (name == "counter") {
             outcome.counter = node.text().as_int();

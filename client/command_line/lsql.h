@@ -21,6 +21,7 @@ struct Instance {
     /* Empty for a property that isn't there: the daemon makes no difference either. */
     const std::string &value(const std::string &property) const;
     bool has(const std::string &property) const;
+    void set(const std::string &property, const std::string &value);
 
     bool operator==(const Instance &) const = default;
 };
@@ -28,7 +29,7 @@ struct Instance {
 /* What became of one operation. */
 struct Outcome {
     std::vector<Instance> instances;
-    std::string error;
+    std::string error; /* several are lines */
     int rc = 0;
     int counter = 0;
 };
@@ -40,6 +41,9 @@ struct Target {
     std::string where; /* empty for none */
 };
 
+/* What an update or a delete does that picks nothing. */
+enum class Missing { passes, is_an_error };
+
 /* A request in the making. A text that no document can hold throws a Failure. */
 class Request {
 public:
@@ -49,15 +53,21 @@ public:
 
     /* Without properties: all of them. */
     void select(const Target &target, const std::vector<std::string> &properties);
-    void update(const Target &target, const Values &values);
-    void remove(const Target &target);
+    void update(const Target &target, const Values &values, Missing missing = Missing::passes);
+    void remove(const Target &target, Missing missing = Missing::passes);
     void insert(const Target &target, const Values &values);
+
+    /* The answer is to tell which configuration it is about. */
+    void ask_for_commit();
+    /* Nothing is to happen unless the configuration still is that one. */
+    void only_if(const std::string &commit);
 
     bool empty() const { return operations_ == 0; }
     std::string text() const;
 
 private:
-    pugi::xml_node add(const char *operation, const Target &target);
+    pugi::xml_node add(const char *operation, const Target &target,
+                       Missing missing = Missing::passes);
     void add_where(const Target &target);
 
     pugi::xml_document document_;
@@ -75,6 +85,12 @@ void set_name(pugi::xml_node element, const std::string &name);
 
 /* The outcomes, in the order of the operations, up to the one that failed. */
 std::vector<Outcome> parse_answer(const std::string &answer);
+
+/* The id of the configuration that the answer is about; empty when it tells none. */
+std::string commit_of(const std::string &answer);
+
+/* Whether two ids name the same configuration, however many commits lie between them. */
+bool is_same_commit(const std::string &one, const std::string &other);
 
 /* The children of an element as instances, their children as values. */
 std::vector<Instance> parse_instances(const pugi::xml_node &parent);

@@ -1,11 +1,16 @@
 /* SPDX-License-Identifier: MIT */
 /* The command line to a running daemon. */
+#include <algorithm>
 #include <clocale>
 #include <cstdio>
 #include <iostream>
 
 #include "arguments.h"
+#include "device.h"
+#include "effects.h"
 #include "failure.h"
+#include "pager.h"
+#include "text.h"
 
 namespace {
 
@@ -20,10 +25,33 @@ int flushed(int status)
     return status == done ? static_cast<int>(misused) : status;
 }
 
+/* Until somebody deals with it; a daemon that does not tell is what the command itself reports. */
+void warn_of_broken(const Options &options)
+try {
+    constexpr int patience_ms = 1000;
+    Device device(std::min(options.timeout_ms(), patience_ms));
+    const std::optional<Instance> saves = saves_of(device);
+    const std::string broken = saves ? saves->value("broken") : "";
+    if (broken.empty()) return;
+    std::cerr << "vornctl: warning: this device runs without its configuration, which could not be "
+                 "read and is kept as "
+              << shown(broken)
+              << "; repair it and \"vornctl import\" it, or configure anew, then \"vornctl "
+                 "forget-broken\"\n";
+} catch (const Failure &) {
+    return;
+}
+
 int run(const std::vector<std::string> &words)
 try {
     const Invocation invocation = parse_command_line(words);
-    return flushed(invocation.verb ? invocation.verb->run(invocation) : static_cast<int>(done));
+    if (!invocation.verb) return flushed(done);
+    if (invocation.verb->for_people) warn_of_broken(invocation.options);
+    std::optional<Pager> pager;
+    if (invocation.verb->is_long) pager.emplace();
+    const int status = invocation.verb->run(invocation);
+    pager.reset();
+    return flushed(status);
 } catch (const Misuse &misuse) {
     std::cerr << misuse.what() << "\nRun with --help for more information.\n";
     return misuse.status();

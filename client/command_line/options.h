@@ -12,6 +12,7 @@ struct Options {
     Output output;
     double timeout_seconds = 30;
     std::string origin = "vornctl";
+    bool waits = true; /* for what a change has begun */
 
     int timeout_ms() const { return static_cast<int>(timeout_seconds * 1000); }
 };

@@ -30,7 +30,9 @@ Property property_of(const Instance &instance)
 {
     return {instance.value("property"),       says_yes(instance, "readable"),
             says_yes(instance, "writable"),   says_yes(instance, "required"),
-            says_yes(instance, "persistent"), says_yes(instance, "inherited")};
+            says_yes(instance, "persistent"), says_yes(instance, "inherited"),
+            instance.value("references"),     says_yes(instance, "secret"),
+            instance.value("valid")};
 }
 
 template <typename Range>
@@ -79,6 +81,59 @@ Schema Schema::required_of(Device &device)
 const Class *Schema::find(const std::string &name) const
 {
     return find_named(classes_, name);
+}
+
+const Property *Schema::find_property(const std::string &class_name,
+                                      const std::string &property) const
+{
+    for (const Class &each : classes_) {
+        if (each.name != class_name && each.superclass != class_name) continue;
+        if (const Property *found = each.find(property)) return found;
+    }
+    return nullptr;
+}
+
+bool Schema::is_secret(const std::string &class_name, const std::string &property) const
+{
+    const Property *found = find_property(class_name, property);
+    return found && found->secret;
+}
+
+std::string Schema::family_of(const std::string &class_name) const
+{
+    const Class *klass = find(class_name);
+    return klass && !klass->superclass.empty() ? klass->superclass : class_name;
+}
+
+std::vector<std::string> Schema::class_names() const
+{
+    std::vector<std::string> names;
+    for (const Class &each : classes_)
+        names.push_back(each.name);
+    return names;
+}
+
+std::vector<std::string> Schema::subclasses_of(const std::string &class_name) const
+{
+    std::vector<std::string> names;
+    for (const Class &each : classes_) {
+        if (each.superclass == class_name) names.push_back(each.name);
+    }
+    return names;
+}
+
+std::vector<std::string> Schema::properties_of(const std::string &class_name) const
+{
+    std::vector<std::string> names;
+    for (const Class &each : classes_) {
+        if (each.name != class_name && each.superclass != class_name) continue;
+        for (const Property &property : each.properties) {
+            if (std::find(names.begin(), names.end(), property.name) == names.end()) {
+                names.push_back(property.name);
+            }
+        }
+    }
+    return names;
 }
 
 bool Schema::may_have_name(const std::string &class_name) const

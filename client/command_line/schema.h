@@ -16,6 +16,9 @@ struct Property {
     bool required = false;
     bool persistent = true;
     bool inherited = false;
+    std::string references; /* the class whose instances the value names; empty for none */
+    bool secret = false;
+    std::string valid; /* alternatives with "|" between them; empty where it is not told */
 };
 
 struct Class {
@@ -44,6 +47,16 @@ public:
     bool known() const { return !classes_.empty(); }
     const std::vector<Class> &classes() const { return classes_; }
     const Class *find(const std::string &name) const;
+    /* The class's property, or one of its family's if it is abstract. */
+    const Property *find_property(const std::string &class_name, const std::string &property) const;
+    bool is_secret(const std::string &class_name, const std::string &property) const;
+    /* The abstract class of a family, or the class itself. */
+    std::string family_of(const std::string &class_name) const;
+    std::vector<std::string> class_names() const;
+    /* Of an abstract class. */
+    std::vector<std::string> subclasses_of(const std::string &class_name) const;
+    /* The class's own, or its whole family's if it is abstract. */
+    std::vector<std::string> properties_of(const std::string &class_name) const;
     /* False only for a class that is known to have one nameless instance, or nameless ones. */
     bool may_have_name(const std::string &class_name) const;
 

@@ -1,8 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 /* vornctl show: instances and what they are set to. */
+#include <iostream>
+
+#include "advice.h"
 #include "device.h"
 #include "failure.h"
 #include "schema.h"
+#include "secrets.h"
 #include "verb.h"
 
 namespace vorn::client {
@@ -25,18 +29,11 @@ Target take_target(const Schema &schema, Selection &selection)
     return target;
 }
 
-void expect_known(const Schema &schema, const Target &target,
-                  const std::vector<std::string> &properties)
+/* The value alone, for a script or an eye; a line for each instance. */
+void print_bare(const std::vector<Instance> &instances, const std::string &property)
 {
-    if (!schema.known()) return;
-    const Class *klass = schema.find(target.class_name);
-    if (!klass) throw Failure(differs, "there is no class \"" + target.class_name + "\"");
-    for (const std::string &property : properties) {
-        if (!klass->abstract && !klass->find(property)) {
-            throw Failure(differs,
-                          "class \"" + klass->name + "\" has no property \"" + property + "\"");
-        }
-    }
+    for (const Instance &each : instances)
+        std::cout << each.value(property) << '\n';
 }
 
 } // namespace
@@ -49,15 +46,26 @@ int show(const Invocation &invocation)
     Device device(options.timeout_ms());
     const Schema schema = Schema::of(device);
     const Target target = take_target(schema, selection);
-    expect_known(schema, target, selection.words);
+    const bool is_bare = invocation.has("-q");
+    if (is_bare && selection.words.size() != 1) {
+        throw Failure(misused, "-q shows one property: name it");
+    }
+    expect_properties(schema, target.class_name, selection.words);
+    expect_properties(schema, target.class_name, properties_in(target.where));
 
     Request request(Request::Kind::plain);
     request.select(target, selection.words);
     const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
     if (outcomes.empty()) throw Failure(no_answer, "the answer makes no sense");
     if (outcomes[0].rc != 0) throw Failure(refused, outcomes[0].error);
-    options.output.print(outcomes[0].instances);
-    if (outcomes[0].instances.empty() && target.name) {
+    std::vector<Instance> instances = outcomes[0].instances;
+    if (is_bare) {
+        print_bare(instances, selection.words[0]);
+    } else {
+        if (is_on_terminal()) hide_secrets(instances, schema);
+        options.output.print(instances);
+    }
+    if (instances.empty() && target.name) {
         throw Failure(differs, "there is no " + target.class_name + " \"" + *target.name + "\"" +
                                    (target.where.empty() ? "" : " that fulfils the condition"));
     }

@@ -6,6 +6,7 @@
 #include "configuration.h"
 #include "device.h"
 #include "failure.h"
+#include "secrets.h"
 #include "verb.h"
 
 namespace vorn::client {
@@ -15,11 +16,16 @@ int startup(const Invocation &invocation)
     const Options &options = invocation.options;
     Device device(options.timeout_ms());
     const std::string saved = saved_document(device);
-    if (options.output.format == Format::xml) {
+    if (options.output.format == Format::xml && !is_on_terminal()) {
         std::cout << saved;
         return done;
     }
-    const Configuration configuration = parse_configuration(saved, "the saved configuration");
+    Configuration configuration = parse_configuration(saved, "the saved configuration");
+    if (is_on_terminal()) hide_secrets(configuration, Schema::of(device));
+    if (options.output.format == Format::xml) {
+        std::cout << configuration_document(configuration);
+        return done;
+    }
     if (options.output.format == Format::json) {
         options.output.print(configuration);
         return done;

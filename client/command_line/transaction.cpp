@@ -2,37 +2,115 @@
 /* The one way in which this program changes a device. */
 #include "transaction.h"
 
+#include <algorithm>
+
+#include "advice.h"
+#include "effects.h"
 #include "failure.h"
 
 namespace vorn::client {
 
+namespace {
+
+constexpr char nothing_there[] = "No instance ";
+constexpr char moved_on[] = "The configuration has changed";
+
+bool begins(const std::string &text, const char *head)
+{
+    return text.rfind(head, 0) == 0;
+}
+
+/* What is said against one operation begins in one of these ways. */
+bool is_about_all(const std::string &error)
+{
+    constexpr const char *heads[] = {"Unknown class", "Value ",   "Bad instance", "Instance is ",
+                                     "Couldn't add",  "Invalid ", "Incomplete ",  "No class"};
+    const bool is_about_property = begins(error, "Property ") &&
+                                   (error.find(" is not valid for class ") != std::string::npos ||
+                                    error.find(" is not writable.") != std::string::npos);
+    return !is_about_property &&
+           std::none_of(std::begin(heads), std::end(heads),
+                        [&](const char *head) { return begins(error, head); });
+}
+
+Missing missing(const Target &target)
+{
+    return target.name ? Missing::is_an_error : Missing::passes;
+}
+
+} // namespace
+
+/* What can't be sent is said without the secrets in it. */
+template <typename Add>
+void Transaction::add(const std::string &title, const Target &target, const Values &values,
+                      Add add_to)
+try {
+    add_to(request_);
+    operations_.push_back({title, target, values});
+} catch (const Failure &failure) {
+    throw Failure(failure.status(),
+                  without_secrets(failure.what(), schema_, target.class_name, values));
+}
+
 void Transaction::update(const std::string &title, const Target &target, const Values &values)
 {
-    request_.update(target, values);
-    titles_.push_back(title);
+    add(title, target, values,
+        [&](Request &request) { request.update(target, values, missing(target)); });
 }
 
 void Transaction::insert(const std::string &title, const Target &target, const Values &values)
 {
-    request_.insert(target, values);
-    titles_.push_back(title);
+    add(title, target, values, [&](Request &request) { request.insert(target, values); });
 }
 
 void Transaction::remove(const std::string &title, const Target &target)
 {
-    request_.remove(target);
-    titles_.push_back(title);
+    add(title, target, {}, [&](Request &request) { request.remove(target, missing(target)); });
 }
 
-std::vector<Outcome> Transaction::execute(Device &device) const
+void Transaction::only_if(const std::string &commit)
 {
-    if (request_.empty()) return {};
-    std::vector<Outcome> outcomes = parse_answer(device.ask(request_.text()));
-    for (std::size_t i = 0; i < outcomes.size() && i < titles_.size(); i++) {
-        if (outcomes[i].rc != 0) throw Failure(refused, titles_[i] + ": " + outcomes[i].error);
+    if (!commit.empty()) request_.only_if(commit);
+}
+
+/* What is said against the whole, and not against an operation, names whom it means itself. */
+void Transaction::fail(const Outcome &outcome, std::size_t index) const
+{
+    if (begins(outcome.error, moved_on)) throw MovedOn(outcome.error);
+    const Operation &operation = operations_[index];
+    if (begins(outcome.error, nothing_there)) {
+        throw Failure(differs, operation.title + ": there is no such instance");
     }
-    if (outcomes.size() != titles_.size()) throw Failure(no_answer, "the answer makes no sense");
-    return outcomes;
+    if (is_about_all(outcome.error)) {
+        std::string text = outcome.error;
+        for (const Operation &each : operations_)
+            text = without_secrets(text, schema_, each.target.class_name, each.values);
+        for (std::size_t at = text.find('\n'); at != std::string::npos;
+             at = text.find('\n', at + 1))
+            text.insert(at + 1, "vornctl: ");
+        throw Failure(refused, text);
+    }
+    throw Failure(refused,
+                  operation.title + ": " +
+                      explained(outcome.error, schema_, operation.target, operation.values));
+}
+
+int Transaction::execute(Device &device)
+{
+    outcomes_.clear();
+    if (request_.empty()) return done;
+    const Effects effects(device, schema_);
+    outcomes_ = parse_answer(device.ask(request_.text()));
+    for (std::size_t i = 0; i < outcomes_.size() && i < operations_.size(); i++) {
+        if (outcomes_[i].rc != 0) fail(outcomes_[i], i);
+    }
+    if (outcomes_.size() != operations_.size()) {
+        throw Failure(no_answer, "the answer makes no sense");
+    }
+    std::vector<Target> touched;
+    for (const Operation &operation : operations_)
+        touched.push_back(operation.target);
+    return effects.report(touched, options_.waits);
 }
 
 } // namespace vorn::client

@@ -6,28 +6,50 @@
 
 #include "device.h"
 #include "lsql.h"
+#include "options.h"
+#include "schema.h"
 
 namespace vorn::client {
 
 /* Operations that happen together or not at all, each with what people call it. */
 class Transaction {
 public:
-    explicit Transaction(const std::string &origin) : request_(Request::Kind::transaction, origin)
+    Transaction(const Schema &schema, const Options &options)
+        : schema_(schema), options_(options), request_(Request::Kind::transaction, options.origin)
     {}
 
+    /* An instance that a target names must exist. */
     void update(const std::string &title, const Target &target, const Values &values);
     void insert(const std::string &title, const Target &target, const Values &values);
     void remove(const std::string &title, const Target &target);
+    /* The operations were made for that configuration; an empty id is none. */
+    void only_if(const std::string &commit);
 
     /*
-     * One outcome for each operation; what the daemon refuses is thrown, with the title of the
-     * operation that it refused. Nothing is sent without an operation.
+     * Makes the changes, waits until they are applied, and gives the status; one outcome for each
+     * operation stays behind. What the daemon refuses is thrown, with the title of the operation
+     * that it refused. Nothing is sent without an operation.
      */
-    std::vector<Outcome> execute(Device &device) const;
+    int execute(Device &device);
+
+    const std::vector<Outcome> &outcomes() const { return outcomes_; }
 
 private:
+    struct Operation {
+        std::string title;
+        Target target;
+        Values values;
+    };
+
+    template <typename Add>
+    void add(const std::string &title, const Target &target, const Values &values, Add add_to);
+    [[noreturn]] void fail(const Outcome &outcome, std::size_t index) const;
+
+    const Schema &schema_;
+    const Options &options_;
     Request request_;
-    std::vector<std::string> titles_;
+    std::vector<Operation> operations_;
+    std::vector<Outcome> outcomes_;
 };
 
 } // namespace vorn::client

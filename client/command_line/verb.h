@@ -49,8 +49,12 @@ struct Verb {
     std::span<const OptionWord> options;
     const char *help;
     int (*run)(const Invocation &invocation); /* gives the exit status, or throws a Failure */
+    bool is_long = false;                     /* what it prints may need a pager */
     bool for_people = true;
 };
+
+/* A number from 1 on; throws a Misuse that names the word. */
+long number_in(const char *name, const std::string &word, long most);
 
 /* All of them, in the order of the help. */
 std::span<const Verb> verbs();
@@ -66,13 +70,21 @@ int complete(const Invocation &invocation);
 int delete_(const Invocation &invocation);
 int diff(const Invocation &invocation);
 int export_(const Invocation &invocation);
+int factory_reset(const Invocation &invocation);
+int forget_broken(const Invocation &invocation);
 int import(const Invocation &invocation);
 int inform(const Invocation &invocation);
+int kick(const Invocation &invocation);
 int list(const Invocation &invocation);
+int log(const Invocation &invocation);
+int ping(const Invocation &invocation);
 int query(const Invocation &invocation);
+int reboot(const Invocation &invocation);
+int rename(const Invocation &invocation);
 int set(const Invocation &invocation);
 int show(const Invocation &invocation);
 int startup(const Invocation &invocation);
+int unset(const Invocation &invocation);
 int watch(const Invocation &invocation);
 
 } // namespace vorn::client

@@ -23,7 +23,8 @@ constexpr Argument new_instance[] = {
     {"NAME PROPERTY=VALUE", "the new name, where there can be one, then values", false, true}};
 constexpr Argument instance[] = {{"CLASS", "what to remove"},
                                  {"NAME", "the instance's name", false, true}};
-constexpr Argument changes[] = {{"FILE", "one set, add or delete a line; - for standard input"}};
+constexpr Argument changes[] = {
+    {"FILE", "one set, unset, add, delete or rename a line; - for standard input"}};
 constexpr Argument other[] = {{"FILE", "compare with this file instead of the saved one", false}};
 constexpr Argument target[] = {{"FILE", "standard output if there is none", false}};
 constexpr Argument source[] = {{"FILE", "as export writes it; - for standard input"}};
@@ -33,30 +34,54 @@ constexpr Argument event[] = {{"OBJECT", "what the event is about"},
                               {"NAME=VALUE", "what the plugin is told", false, true}};
 constexpr Argument line[] = {{"LINE", "up to the cursor"}};
 
+constexpr Argument losing[] = {
+    {"CLASS", "what to change"},
+    {"NAME PROPERTY", "the instance's name (- for any), then what loses its value", false, true}};
+constexpr Argument naming[] = {
+    {"CLASS", "what to rename"}, {"NAME", "as it is called now"}, {"NEW-NAME", "as it will be"}};
+constexpr Argument lines[] = {{"LINES", "how many; 20 if it isn't given", false}};
+constexpr Argument station[] = {{"STATION", "its MAC address"}};
+
 constexpr OptionWord picking[] = {where};
+constexpr OptionWord showing[] = {where, {"-q", nullptr, "the bare value of one property"}};
+constexpr OptionWord adding[] = {{"--or-set", nullptr, "change the instance if it exists"}};
+constexpr OptionWord resetting[] = {{"--yes", nullptr, "don't ask"}};
 constexpr OptionWord removing[] = {where, {"--all", nullptr, "all instances of the class"}};
 constexpr OptionWord importing[] = {
-    {"--merge", nullptr, "delete nothing that the file lacks"},
+    {"--merge", nullptr, "change nothing that the file lacks"},
+    {"--force", nullptr, "even if the device has changed since the file was exported"},
     {"--dry-run", nullptr, "only show what would change"},
 };
 constexpr OptionWord watching[] = {
     {"--once", nullptr, "end when the daemon ends, don't wait for the next"}};
 
 constexpr Verb table[] = {
-    {"list", a_class, {}, "the device's classes, or one class's properties", list},
-    {"show", selection, picking, "instances and their values", show},
+    {"list", a_class, {}, "the device's classes, or one class's properties", list, true},
+    {"show", selection, showing, "instances and their values", show, true},
     {"set", assignments, picking, "give instances new values", set},
-    {"add", new_instance, {}, "make a new instance", add},
+    {"add", new_instance, adding, "make a new instance", add},
     {"delete", instance, removing, "remove instances", delete_},
+    {"unset", losing, picking, "take values away", unset},
+    {"rename", naming, {}, "give an instance another name, also where others refer to it", rename},
     {"batch", changes, {}, "the changes in a file, all or none", batch},
-    {"diff", other, {}, "what the running configuration has that is not saved", diff},
-    {"export", target, {}, "write the running configuration", export_},
+    {"diff", other, {}, "what the running configuration has that is not saved", diff, true},
+    {"export", target, {}, "write the running configuration", export_, true},
     {"import", source, importing, "make the running configuration what a file says", import},
     {"watch", count, watching, "change notices as they come", watch},
     {"query", request, {}, "send one LSQL request as it is", query},
-    {"startup", {}, {}, "the saved configuration", startup},
+    {"startup", {}, {}, "the saved configuration", startup, true},
     {"inform", event, {}, "tell a plugin of an event", inform},
-    {"complete", line, {}, "candidates for the end of a line", complete, false},
+    {"log", lines, {}, "the last lines of the device's log", log, true},
+    {"kick", station, {}, "send a wireless station away", kick},
+    {"ping", {}, {}, "ask whether the daemon answers", ping},
+    {"reboot", {}, {}, "restart the device", reboot},
+    {"factory-reset",
+     {},
+     resetting,
+     "forget the configuration and restart; asks first",
+     factory_reset},
+    {"forget-broken", {}, {}, "remove the kept copy of an unreadable configuration", forget_broken},
+    {"complete", line, {}, "candidates for the end of a line", complete, false, false},
 };
 
 } // namespace

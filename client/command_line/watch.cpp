@@ -1,14 +1,17 @@
 /* SPDX-License-Identifier: MIT */
 /* vornctl watch: the daemon's notices as they come. */
 #include <chrono>
-#include <cstdlib>
 #include <ctime>
 #include <iostream>
 #include <thread>
+#include <utility>
 
+#include "configuration.h"
 #include "device.h"
+#include "differences.h"
 #include "failure.h"
 #include "json.h"
+#include "secrets.h"
 #include "text.h"
 #include "verb.h"
 
@@ -94,8 +97,41 @@ std::string sentence_of(const Event &event)
     return text;
 }
 
+/* What a notice does not tell: which values are other than they were at the one before. */
+class Follower {
+public:
+    explicit Follower(const Options &options) : device_(options.timeout_ms()) { look(); }
+
+    void print_changes()
+    {
+        const Configuration before = std::exchange(known_, {});
+        look();
+        std::vector<Difference> differences = compare(before, known_, schema_);
+        hide_secrets(differences, schema_);
+        print(Output(), differences);
+    }
+    bool is_secret(const std::string &class_name, const std::string &property) const
+    {
+        return schema_.is_secret(class_name, property);
+    }
+
+private:
+    /* Where nothing can be asked the notice itself has to do. */
+    void look()
+    try {
+        if (!schema_.known()) schema_ = Schema::of(device_);
+        known_ = running_configuration(device_, schema_);
+    } catch (const Failure &) {
+        known_.clear();
+    }
+
+    Device device_;
+    Schema schema_;
+    Configuration known_;
+};
+
 /* Notices are sent unescaped: one that is no XML is shown as it came. */
-void print(const Options &options, const std::string &notice)
+void print(const Options &options, const std::string &notice, Follower *follower)
 {
     pugi::xml_document document;
     const bool parsed = document.load_buffer(notice.data(), notice.size());
@@ -106,7 +142,11 @@ void print(const Options &options, const std::string &notice)
     } else if (options.output.format == Format::json) {
         std::cout << json_of(event_of(document.document_element())) << std::endl;
     } else {
-        std::cout << shown(sentence_of(event_of(document.document_element()))) << std::endl;
+        Event event = event_of(document.document_element());
+        if (follower->is_secret(event.class_name, event.property)) event.value = "(secret)";
+        std::cout << shown(sentence_of(event)) << '\n';
+        if (event.class_name.empty()) follower->print_changes();
+        std::cout << std::flush;
     }
 }
 
@@ -132,14 +172,9 @@ void subscribe_again(Device &device)
 int count_of(const Invocation &invocation)
 {
     constexpr long most = 1000000;
-    if (invocation.words.empty()) return 0;
-    char *end = nullptr;
-    const long count = std::strtol(invocation.words[0].c_str(), &end, 10);
-    if (*end != '\0' || count < 1 || count > most) {
-        throw Misuse("COUNT: Value " + invocation.words[0] + " not in range 1 to " +
-                     std::to_string(most));
-    }
-    return static_cast<int>(count);
+    return invocation.words.empty()
+               ? 0
+               : static_cast<int>(number_in("COUNT", invocation.words[0], most));
 }
 
 } // namespace
@@ -149,10 +184,12 @@ int watch(const Invocation &invocation)
     const Options &options = invocation.options;
     const int count = count_of(invocation);
     Device device(options.timeout_ms());
+    std::optional<Follower> follower; /* looks first: what changes from then on is told */
+    if (options.output.format == Format::table) follower.emplace(options);
     device.subscribe();
     for (int seen = 0; count == 0 || seen < count;) {
         if (const std::optional<std::string> notice = device.next_notice()) {
-            print(options, *notice);
+            print(options, *notice, follower ? &*follower : nullptr);
             if (!std::cout) return misused;
             seen++;
         } else if (invocation.has("--once")) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <string>
 
 #include <unistd.h>
@@ -84,8 +85,7 @@ TEST_F(CommandedChanges, AreRefusedWithClassInstancePropertyAndValue)
     EXPECT_EQ(vornctl("set Radio r0 mode=far-too-long"),
               "[1]\nvornctl: set Radio \"r0\": Value \"far-too-long\" is not valid for property "
               "\"mode\" of class \"Radio\".\n");
-    EXPECT_EQ(vornctl("add Radio r0"), "[1]\nvornctl: add Radio \"r0\": Couldn't add instance "
-                                       "\"r0\" of class \"Radio\".\n");
+    EXPECT_EQ(vornctl("add Radio r0"), "[1]\nvornctl: add Radio \"r0\": it exists already\n");
     EXPECT_EQ(vornctl("set Board uptime=1"), "[1]\nvornctl: set Board: Property \"uptime\" of "
                                              "class \"Board\" is not writable.\n");
 }
@@ -133,8 +133,7 @@ TEST_F(CommandedChanges, OfAFileDoNotHappenAtAllWhenOneIsRefused)
               "[1]\nvornctl: /tmp/batch:3: set Radio \"r1\": Value \"far-too-long\" is not valid "
               "for property \"mode\" of class \"Radio\".\n");
     EXPECT_EQ(batch("set Radio r0 channel=1\nadd Radio r0\n"),
-              "[1]\nvornctl: /tmp/batch:2: add Radio \"r0\": Couldn't add instance \"r0\" of class "
-              "\"Radio\".\n");
+              "[1]\nvornctl: /tmp/batch:2: add Radio \"r0\": it exists already\n");
 
     EXPECT_EQ(radios(), "Radio r0\n  channel  6\n  mode\n[0]\n");
 }
@@ -167,6 +166,12 @@ protected:
         "<Route><to>a</to></Route><Acl name=\"g\"><mac>1</mac></Acl>"
         "<Acl name=\"g\"><mac>2</mac></Acl>"
         "<Address name=\"lan\"><kind>Static</kind><ip>1.2</ip></Address></config>";
+
+    /* The number of the commit begins anew at a boot. */
+    static std::string without_commit(const std::string &text)
+    {
+        return std::regex_replace(text, std::regex("commit=\"[0-9]+-"), "commit=\"");
+    }
 
     static void change_everything()
     {
@@ -213,7 +218,7 @@ TEST_F(Configurations, ComeBackAsTheyWereExported)
     EXPECT_EQ(vornctl("import /etc/config/config.xml"), "[0]\n");
     EXPECT_EQ(vornctl("diff"), "[0]\n");
 
-    EXPECT_EQ(vornctl("import - </tmp/export.xml"), "[0]\n");
+    EXPECT_EQ(vornctl("import --force - </tmp/export.xml"), "[0]\n");
 
     EXPECT_EQ(vornctl("diff /tmp/export.xml"), "[0]\n");
     EXPECT_THAT(read_file("/tmp/export.xml"),
@@ -224,13 +229,13 @@ TEST_F(Configurations, AreExportedAsAFileToBootFrom)
 {
     change_everything();
     EXPECT_EQ(vornctl("export /tmp/export.xml"), "[0]\n");
-    const std::string before = vornctl("export");
+    const std::string before = without_commit(vornctl("export"));
     shut_down();
     shell("cp /tmp/export.xml /etc/config/config.xml");
 
     boot();
 
-    EXPECT_EQ(vornctl("export"), before);
+    EXPECT_EQ(without_commit(vornctl("export")), before);
     EXPECT_EQ(vornctl("diff"), "[0]\n");
 }
 
@@ -335,7 +340,6 @@ TEST_F(Completion, OffersClassesOfTheDevice)
 {
     EXPECT_EQ(candidates("vornctl show R"), "Radio|Route|");
     EXPECT_EQ(candidates("vornctl --json show Ra"), "Radio|");
-    EXPECT_EQ(candidates("vornctl add Sta"), "|");
 }
 
 TEST_F(Completion, OffersInstancesOfTheDevice)

@@ -36,18 +36,21 @@ protected:
 
 TEST_F(Views, ListTheClasses)
 {
-    EXPECT_EQ(vornctl("list"), "CLASS            TYPE                    SAVED  SUPERCLASS\n"
-                               "Board            singleton               yes\n"
-                               "Radio            unique-named            yes\n"
-                               "Route            anonymous               yes\n"
-                               "Acl              group-named             yes\n"
-                               "Clock            singleton               no\n"
-                               "Address          unique-named, abstract  yes\n"
-                               "Static           unique-named            yes    Address\n"
-                               "Dhcp             unique-named            yes    Address\n"
-                               "schema-class     unique-named            no\n"
-                               "schema-property  group-named             no\n"
-                               "[0]\n");
+    const std::string shown = vornctl("list");
+
+    EXPECT_THAT(shown, StartsWith("CLASS            TYPE                    SAVED  SUPERCLASS\n"));
+    EXPECT_THAT(shown, EndsWith("\n[0]\n"));
+    /* Which plugin comes first is up to the folder. */
+    EXPECT_THAT(shown, HasSubstr("\nBoard            singleton               yes\n"
+                                 "Radio            unique-named            yes\n"
+                                 "Route            anonymous               yes\n"
+                                 "Acl              group-named             yes\n"
+                                 "Clock            singleton               no\n"
+                                 "Address          unique-named, abstract  yes\n"
+                                 "Static           unique-named            yes    Address\n"
+                                 "Dhcp             unique-named            yes    Address\n"));
+    EXPECT_THAT(shown, HasSubstr("\nschema-class     unique-named            no\n"
+                                 "schema-property  group-named             no\n"));
 }
 
 TEST_F(Views, ListTheProperties)
@@ -63,8 +66,8 @@ TEST_F(Views, ListTheProperties)
 TEST_F(Views, ListForPrograms)
 {
     EXPECT_THAT(vornctl("--json list"),
-                StartsWith("[\n  {\n    \"class\": \"schema-class\",\n    \"name\": \"Board\",\n"
-                           "    \"values\": {\n      \"type\": \"singleton\",\n"));
+                HasSubstr("  {\n    \"class\": \"schema-class\",\n    \"name\": \"Board\",\n"
+                          "    \"values\": {\n      \"type\": \"singleton\",\n"));
     EXPECT_THAT(vornctl("--xml list Board"), StartsWith("<?xml version=\"1.0\"?>\n<dataset>\n"
                                                         "  <schema-property name=\"Board\">\n"
                                                         "    <property>label</property>\n"));

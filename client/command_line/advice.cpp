@@ -1,0 +1,228 @@
+/* SPDX-License-Identifier: MIT */
+/* What people meant, and what would have been right. */
+#include "advice.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "failure.h"
+#include "where.h"
+
+namespace vorn::client {
+
+namespace {
+
+constexpr char no_secret[] = "(secret)";
+
+char lower(char character)
+{
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 32) : character;
+}
+
+/* Letters changed, added, left out or swapped with their neighbour; case is no difference. */
+std::size_t distance(const std::string &left, const std::string &right)
+{
+    const std::size_t columns = right.size() + 1;
+    std::vector<std::size_t> cells((left.size() + 1) * columns);
+    const auto cell = [&](std::size_t i, std::size_t j) -> std::size_t & {
+        return cells[i * columns + j];
+    };
+    const auto same = [&](std::size_t i, std::size_t j) {
+        return lower(left[i]) == lower(right[j]);
+    };
+    for (std::size_t j = 0; j < columns; j++)
+        cell(0, j) = j;
+    for (std::size_t i = 1; i <= left.size(); i++) {
+        cell(i, 0) = i;
+        for (std::size_t j = 1; j < columns; j++) {
+            const std::size_t changed = cell(i - 1, j - 1) + (same(i - 1, j - 1) ? 0 : 1);
+            cell(i, j) = std::min({cell(i - 1, j) + 1, cell(i, j - 1) + 1, changed});
+            if (i > 1 && j > 1 && same(i - 1, j - 2) && same(i - 2, j - 1)) {
+                cell(i, j) = std::min(cell(i, j), cell(i - 2, j - 2) + 1);
+            }
+        }
+    }
+    return cells.back();
+}
+
+/* The text between the quotes that follow the head; empty when the text does not begin so. */
+std::string quoted_after(const std::string &text, const std::string &head)
+{
+    if (text.rfind(head + "\"", 0) != 0) return "";
+    const std::size_t start = head.size() + 1;
+    const std::size_t end = text.find('"', start);
+    return end == std::string::npos ? "" : text.substr(start, end - start);
+}
+
+bool begins(const std::string &text, const char *head)
+{
+    return text.rfind(head, 0) == 0;
+}
+
+/* The property whose value was refused: the message names it, unless it was cut before. */
+const Property *refused_property(const std::string &error, const Schema &schema,
+                                 const Target &target, const Values &values)
+{
+    for (const auto &[name, value] : values) {
+        const std::string exact =
+            "Value \"" + value + "\" is not valid for property \"" + name + "\"";
+        const bool is_cut = ("Value \"" + value).compare(0, error.size(), error) == 0;
+        if (!begins(error, exact.c_str()) && !is_cut) continue;
+        const Class *klass = schema.find(target.class_name);
+        const auto kind = std::find_if(values.begin(), values.end(), [&](const auto &each) {
+            return klass && each.first == klass->subclass_identifier;
+        });
+        const Class *subclass = kind == values.end() ? nullptr : schema.find(kind->second);
+        const Property *own = subclass ? subclass->find(name) : nullptr;
+        return own ? own : schema.find_property(target.class_name, name);
+    }
+    return nullptr;
+}
+
+/* An insert into a family that names a member that is none. */
+std::string advice_on_kind(const Schema &schema, const Target &target, const Values &values)
+{
+    const Class *klass = schema.find(target.class_name);
+    if (!klass || !klass->abstract) return "";
+    const std::vector<std::string> kinds = schema.subclasses_of(klass->name);
+    const std::string list = std::accumulate(
+        kinds.begin(), kinds.end(), std::string(),
+        [](const auto &all, const auto &each) { return all.empty() ? each : all + ", " + each; });
+    for (const auto &[name, value] : values) {
+        if (name != klass->subclass_identifier) continue;
+        if (std::find(kinds.begin(), kinds.end(), value) != kinds.end()) return "";
+        const std::string meant = did_you_mean(value, kinds);
+        return "there is no " + name + " \"" + value + "\"" +
+               (meant.empty() ? "; there are " + list : meant);
+    }
+    return klass->subclass_identifier + " is missing: one of " + list;
+}
+
+} // namespace
+
+std::string nearest(const std::string &word, const std::vector<std::string> &candidates)
+{
+    std::string best;
+    std::size_t least = std::max<std::size_t>(1, word.size() / 3) + 1;
+    for (const std::string &candidate : candidates) {
+        const std::size_t found = distance(word, candidate);
+        if (found >= least || candidate == word) continue;
+        least = found;
+        best = candidate;
+    }
+    return best;
+}
+
+std::string did_you_mean(const std::string &word, const std::vector<std::string> &candidates)
+{
+    const std::string best = nearest(word, candidates);
+    return best.empty() ? "" : "; did you mean \"" + best + "\"?";
+}
+
+std::vector<std::string> literal_values(const std::string &syntax)
+{
+    std::vector<std::string> values;
+    for (std::size_t at = 0; at < syntax.size();) {
+        const bool is_described = syntax[at] == '<';
+        const std::size_t close = is_described ? syntax.find('>', at) : at;
+        const std::size_t end = std::min(syntax.find('|', close), syntax.size());
+        if (!is_described && end > at) values.push_back(syntax.substr(at, end - at));
+        if (close == std::string::npos) break;
+        at = end + 1;
+    }
+    return values;
+}
+
+std::string valid_values(const Property &property)
+{
+    if (property.valid.empty()) return "";
+    std::string text;
+    for (const char character : property.valid) {
+        if (character == '|')
+            text += " or ";
+        else if (character != '<' && character != '>')
+            text += character;
+    }
+    return text;
+}
+
+std::string without_secrets(std::string text, const Schema &schema, const std::string &class_name,
+                            const Values &values)
+{
+    for (const auto &[name, value] : values) {
+        if (value.empty() || !schema.is_secret(class_name, name)) continue;
+        for (std::size_t at = text.find(value); at != std::string::npos;
+             at = text.find(value, at + sizeof no_secret - 1)) {
+            text.replace(at, value.size(), no_secret);
+        }
+        const std::string head = "Value \"" + value;
+        if (text.size() > 7 && head.compare(0, text.size(), text) == 0) {
+            text = std::string("Value \"") + no_secret + "\" is not valid for property \"" + name +
+                   "\"";
+        }
+    }
+    return text;
+}
+
+std::string explained(const std::string &error, const Schema &schema, const Target &target,
+                      const Values &values)
+{
+    const std::string told = without_secrets(error, schema, target.class_name, values);
+    const std::string unknown = quoted_after(error, "Unknown class ");
+    const std::string property = quoted_after(error, "Property ");
+    if (begins(error, "Couldn't add instance ")) {
+        return target.name ? "it exists already" : "there is one already";
+    }
+    if (!unknown.empty()) {
+        const std::string kind = advice_on_kind(schema, target, values);
+        return kind.empty() ? told + did_you_mean(unknown, schema.class_names()) : kind;
+    }
+    if (!property.empty() && error.find(" is not valid for class ") != std::string::npos) {
+        const std::string owner = quoted_after(error.substr(error.find(" is not valid for class ")),
+                                               " is not valid for class ");
+        return told + did_you_mean(property, schema.properties_of(owner));
+    }
+    if (const Property *refused = refused_property(error, schema, target, values)) {
+        const std::string valid = valid_values(*refused);
+        const std::string value = std::find_if(values.begin(), values.end(), [&](const auto &each) {
+                                      return each.first == refused->name;
+                                  })->second;
+        return told + (valid.empty() ? "" : " Valid is: " + valid) +
+               did_you_mean(value, literal_values(refused->valid));
+    }
+    return told;
+}
+
+const Class *expect_class(const Schema &schema, const std::string &name)
+{
+    const Class *klass = schema.find(name);
+    if (schema.known() && !klass) {
+        throw Failure(differs, "there is no class \"" + name + "\"" +
+                                   did_you_mean(name, schema.class_names()));
+    }
+    return klass;
+}
+
+void expect_properties(const Schema &schema, const std::string &class_name,
+                       const std::vector<std::string> &properties)
+{
+    if (!expect_class(schema, class_name)) return;
+    for (const std::string &property : properties) {
+        if (schema.find_property(class_name, property)) continue;
+        throw Failure(differs, "class \"" + class_name + "\" has no property \"" + property + "\"" +
+                                   did_you_mean(property, schema.properties_of(class_name)));
+    }
+}
+
+std::vector<std::string> properties_in(const std::string &condition)
+{
+    std::vector<std::string> properties;
+    if (condition.empty()) return properties;
+    pugi::xml_document document;
+    append_condition(document.append_child("where"), condition);
+    for (const pugi::xpath_node &each : document.select_nodes("//property"))
+        properties.push_back(each.node().text().get());
+    return properties;
+}
+
+} // namespace vorn::client

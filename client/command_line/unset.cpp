@@ -1,0 +1,12 @@
+/* SPDX-License-Identifier: MIT */
+/* vornctl unset: values that go. */
+#include "change.h"
+
+namespace vorn::client {
+
+int unset(const Invocation &invocation)
+{
+    return make_changes(invocation.options, {change_of(invocation)});
+}
+
+} // namespace vorn::client
