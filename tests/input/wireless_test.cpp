@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "input/judged.h"
+#include "support/allocation.h"
 #include "vorn/input.h"
 
 #include <set>
@@ -216,6 +217,36 @@ TEST(WepKeys, AreHexadecimalOrPrintable)
     }
     EXPECT_EQ(is_wep_key("0123456789abcdef0123456789", 104, 1), 0);
     EXPECT_EQ(is_wep_key("0123456789abcdef0123456789", 104, 0), 1);
+}
+
+template <typename Judge>
+void expect_refused_without_memory(Judge judge)
+{
+    vorn::tests::FailEachAllocation([&] {
+        const int answer = judge();
+        EXPECT_TRUE(answer == 0 || !vorn::tests::AllocationFailed());
+    });
+}
+
+TEST(Channels, AndRatesAreRefusedWhenMemoryIsGone)
+{
+    const std::string longer_than_most(100, '0');
+    const char *text = longer_than_most.data();
+
+    expect_refused_without_memory([&] { return vorn_input_is_a_channel(text, 100, 1); });
+    expect_refused_without_memory([&] { return vorn_input_is_b_channel(text, 100, 1); });
+    expect_refused_without_memory([&] { return vorn_input_is_g_channel(text, 100, 1); });
+    expect_refused_without_memory([&] { return vorn_input_is_turbo_a_channel(text, 100, 1); });
+    expect_refused_without_memory([&] { return vorn_input_is_turbo_g_channel(text, 100, 1); });
+    expect_refused_without_memory(
+        [&] { return vorn_input_is_dynamic_turbo_a_channel(text, 100, 1); });
+    expect_refused_without_memory(
+        [&] { return vorn_input_is_dynamic_turbo_g_channel(text, 100, 1); });
+    expect_refused_without_memory([&] { return vorn_input_is_a_rate(text, 100); });
+    expect_refused_without_memory([&] { return vorn_input_is_turbo_a_rate(text, 100); });
+    expect_refused_without_memory([&] { return vorn_input_is_turbo_g_rate(text, 100); });
+    expect_refused_without_memory([&] { return vorn_input_is_dynamic_turbo_a_rate(text, 100); });
+    expect_refused_without_memory([&] { return vorn_input_is_even(text, 100); });
 }
 
 TEST(PresharedKeys, Are8To63PrintableCharacters)

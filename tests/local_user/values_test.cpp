@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <regex>
 #include <utility>
 #include <vector>
@@ -37,9 +38,8 @@ protected:
     void SetUp() override
     {
         LocalUsers::SetUp();
-        for (const char *name :
-             {"system", "network", "dhcp", "log", "time", "wireless", "schema", "save"}) {
-            install_plugin(name + std::string(".vorn"));
+        for (const auto &each : std::filesystem::directory_iterator(VORN_PLUGIN_FOLDER)) {
+            if (each.path().extension() == ".vorn") install_plugin(each.path().filename());
         }
         shell("rm /usr/lib/vorn/plugins/board.vorn");
         for (const char *program : {"hostapd", "dnsmasq", "syslogd", "ntpd", "chronyd"})

@@ -667,6 +667,16 @@ TEST_F(TypeFunctions, SurviveNullArguments)
     EXPECT_EQ(vorn_instances_group_named_iterator_next(nullptr), nullptr);
 }
 
+TEST_F(Walks, OverAClassNeedMemory)
+{
+    put("Radio", "r0");
+
+    FailEachAllocation([&] {
+        const Walk walk(vorn_instances_new_class_iterator(store, "Radio"));
+        EXPECT_EQ(!walk, AllocationFailed());
+    });
+}
+
 /* Long lists are looked up in another way than short ones, which nobody may notice. */
 class LongLists : public Stores {
 protected:

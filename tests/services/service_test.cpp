@@ -235,6 +235,32 @@ TEST_F(Services, AreNotStartedWithoutMemory)
                                           "vorn: realloc: Cannot allocate memory\n"));
 }
 
+class ServicesOfArrays : public Services {
+protected:
+    static void expect_record_unless_refused(const char *name)
+    {
+        const AllocationsAllowed allowed;
+        EXPECT_EQ(record(name) == nullptr, AllocationFailed());
+        if (!AllocationFailed()) waitpid(record(name)->pid, nullptr, 0);
+    }
+};
+
+TEST_F(ServicesOfArrays, AreNotStartedWithoutMemory)
+{
+    const CapturedStandardError errors;
+    char program[] = "true";
+    char *const arguments[] = {program, nullptr};
+
+    FailEachAllocation([&] {
+        vorn_service_execv("web", arguments);
+        expect_record_unless_refused("web");
+    });
+    FailEachAllocation([&] {
+        vorn_service_execvod("dns", arguments, 0, nullptr);
+        expect_record_unless_refused("dns");
+    });
+}
+
 TEST_F(Services, FindNoRecordWithoutMemory)
 {
     FailEachAllocation([&] {
