@@ -21,6 +21,8 @@
 
 enum {
     longest_pause_s = 60,
+    keeper_s = 5, /* how often what could not be timed without memory is made up for */
+    timers = 4,   /* what a program may wait for at a time */
     long_enough_ms = 60000,
     starting_ms = 500,
     ending_ms = 3000, /* between SIGTERM and SIGKILL */
@@ -46,8 +48,9 @@ struct supervised {
     int is_starting;
     int waiting_signal; /* until it has started; 0 for none */
     int pause_s;        /* before the next start */
-    int looks;          /* left, for the end of a process whose output has ended */
-    int pid;            /* of the process that is ending */
+    eloop_timeout_handler untimed[timers];
+    int looks; /* left, for the end of a process whose output has ended */
+    int pid;   /* of the process that is ending */
     int is_killed;
     int64_t since_ms;    /* its start, or its end's */
     uint64_t files_read; /* how they were at its start */
@@ -67,18 +70,6 @@ __attribute__((destructor)) static void end_all(void)
     for (const supervised *program = programs; program != NULL; program = program->next) {
         if (program->phase == ending && program->pid > 0) kill(program->pid, SIGKILL);
     }
-}
-
-supervised *supervise_new(const char *name)
-{
-    supervised *program = calloc(1, sizeof *program);
-    if (program == NULL) return NULL;
-    program->name = name;
-    program->pause_s = 1;
-    program->output = -1;
-    program->next = programs;
-    programs = program;
-    return program;
 }
 
 static void free_list(char **list)
@@ -146,8 +137,55 @@ static uint64_t look_at_files(char *const files[])
 
 static void register_ms(int64_t ms, eloop_timeout_handler handler, supervised *program)
 {
-    eloop_register_timeout((int)(ms / 1000), (unsigned int)(ms % 1000) * 1000, handler, NULL,
-                           program);
+    if (eloop_register_timeout((int)(ms / 1000), (unsigned int)(ms % 1000) * 1000, handler, NULL,
+                               program) == 0) {
+        return;
+    }
+    for (int i = 0; i < timers; i++) {
+        if (program->untimed[i] != NULL) continue;
+        program->untimed[i] = handler;
+        return;
+    }
+}
+
+static void cancel(eloop_timeout_handler handler, supervised *program)
+{
+    eloop_cancel_timeout(handler, NULL, program);
+    for (int i = 0; i < timers; i++) {
+        if (program->untimed[i] == handler) program->untimed[i] = NULL;
+    }
+}
+
+/*
+ * Comes round on the memory that it began with, and does what timers without memory did not: a
+ * program must not stay down, or half ended, because there was none for a moment.
+ */
+static void keep_going(void *eloop_data, void *user_data)
+{
+    eloop_register_timeout(keeper_s, 0, keep_going, eloop_data, user_data);
+    for (supervised *program = programs; program != NULL; program = program->next) {
+        for (int i = 0; i < timers; i++) {
+            const eloop_timeout_handler handler = program->untimed[i];
+            program->untimed[i] = NULL;
+            if (handler != NULL) handler(NULL, program);
+        }
+    }
+}
+
+supervised *supervise_new(const char *name)
+{
+    supervised *program = calloc(1, sizeof *program);
+    if (program == NULL) return NULL;
+    if (programs == NULL && eloop_register_timeout(keeper_s, 0, keep_going, NULL, NULL) != 0) {
+        free(program);
+        return NULL;
+    }
+    program->name = name;
+    program->pause_s = 1;
+    program->output = -1;
+    program->next = programs;
+    programs = program;
+    return program;
 }
 
 /* Lines are kept apart by semicolons; whatever a text of the configuration can't have is replaced.
@@ -264,7 +302,7 @@ static void pause_after(supervised *program, const char *reason)
     vorn_debug_eprintf("%s %s; it is started again in %d s.\n", program->name, reason,
                        program->pause_s);
     program->phase = pausing;
-    eloop_register_timeout(program->pause_s, 0, start_again, NULL, program);
+    register_ms((int64_t)program->pause_s * 1000, start_again, program);
     program->pause_s =
         program->pause_s < longest_pause_s / 2 ? 2 * program->pause_s : longest_pause_s;
     if (program->failed != NULL) program->failed(program->failed_data);
@@ -283,8 +321,8 @@ static void has_started(void *eloop_data, void *data)
 /* Nothing that was going on for the process that was up goes on. */
 static void leave_up(supervised *program)
 {
-    eloop_cancel_timeout(has_started, NULL, program);
-    eloop_cancel_timeout(look_for_end, NULL, program);
+    cancel(has_started, program);
+    cancel(look_for_end, program);
     program->is_starting = 0;
     program->waiting_signal = 0;
 }
@@ -385,7 +423,7 @@ static void take_down(supervised *program)
     if (program->phase == up) {
         end(program);
     } else if (program->phase == pausing) {
-        eloop_cancel_timeout(start_again, NULL, program);
+        cancel(start_again, program);
         program->phase = stopped;
         program->pause_s = 1;
     }
@@ -443,7 +481,7 @@ int supervise_run(supervised *program, const char *const arguments[])
 void supervise_try_again(supervised *program)
 {
     if (program->phase != pausing) return;
-    eloop_cancel_timeout(start_again, NULL, program);
+    cancel(start_again, program);
     start(program);
 }
 

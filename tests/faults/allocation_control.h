@@ -11,6 +11,7 @@ struct allocation_control {
     volatile unsigned long made;      /* allocations asked for since the test wrote 0 here */
     volatile long live;               /* allocations less releases since the process started */
     volatile int refused;             /* whether that allocation has come */
+    volatile int refuse_all;
 };
 
 /* Names the file in the daemon's environment. */

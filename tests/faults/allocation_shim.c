@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * Preloaded into the daemon: its allocator, and that of every library in it, which counts and
- * refuses one allocation on demand. The children are left alone, before and after they execute
- * something else.
+ * refuses one allocation on demand, or all. The children are left alone, before and after they
+ * execute something else.
  */
 #include <errno.h>
 #include <fcntl.h>
@@ -42,7 +42,9 @@ __attribute__((constructor)) static void start_counting(void)
 
 static int is_refused(void)
 {
-    if (control == NULL || ++control->made != control->refuse_at) return 0;
+    if (control == NULL) return 0;
+    control->made++;
+    if (!control->refuse_all && control->made != control->refuse_at) return 0;
     control->refused = 1;
     errno = ENOMEM;
     return 1;

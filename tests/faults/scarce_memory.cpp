@@ -37,8 +37,14 @@ void ScarceMemory::refuse(unsigned long nth)
     control_->refuse_at = nth;
 }
 
+void ScarceMemory::refuse_all()
+{
+    control_->refuse_all = 1;
+}
+
 bool ScarceMemory::stop_refusing()
 {
+    control_->refuse_all = 0;
     control_->refuse_at = 0;
     return control_->refused != 0;
 }

@@ -19,6 +19,8 @@ public:
 
     /* From now on the nth allocation is refused, and no other. */
     void refuse(unsigned long nth);
+    /* From now on every allocation is refused. */
+    void refuse_all();
     /* Stops that; whether it has come to it. */
     bool stop_refusing();
     /* The allocations asked for since refuse(). */
