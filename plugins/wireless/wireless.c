@@ -173,6 +173,8 @@ static int declare_network(void)
     declare_required(network, "radio", is_link_name);
     declare_required(network, "ssid", is_ssid);
     declare_required(network, "security", is_security);
+    vorn_property_set_syntax(vorn_class_get_property(network, "security"),
+                             "none|wpa2-psk|wpa3-sae");
     declare_setting(network, "key", is_key_or_none);
     vorn_property_set_readable(vorn_class_get_property(network, "key"), 0);
     vorn_property_set_secret(vorn_class_get_property(network, "key"), 1);
@@ -183,6 +185,10 @@ static int declare_network(void)
     declare_setting(network, "bridge", is_link_name_or_none);
     declare_setting(network, "access-list", is_any_name);
     declare_setting(network, "access-policy", is_policy);
+    vorn_property_set_syntax(vorn_class_get_property(network, "status"), "up|down");
+    vorn_property_set_syntax(vorn_class_get_property(network, "hidden"), "on|off");
+    vorn_property_set_syntax(vorn_class_get_property(network, "isolation"), "on|off");
+    vorn_property_set_syntax(vorn_class_get_property(network, "access-policy"), "accept|deny");
     declare_state(network, "state");
     vorn_property_set_reference(vorn_class_get_property(network, "radio"), "radio");
     vorn_property_set_reference(vorn_class_get_property(network, "bridge"), "bridge");

@@ -16,6 +16,7 @@ using testing::Not;
 using testing::StartsWith;
 
 using Effects = vorn::tests::VornctlStates;
+using FullDevices = vorn::tests::VornctlDevice;
 
 TEST_F(Effects, ThatAreThereEndWithZero)
 {
@@ -83,6 +84,20 @@ TEST_F(Effects, OfAnUnreadableConfigurationAreToldUntilSomebodyDealsWithIt)
     EXPECT_THAT(vornctl("forget-broken"), MatchesRegex(warning));
 
     EXPECT_EQ(vornctl("set Radio r0 mode=g"), "[0]\n");
+}
+
+/* With the plugin that saves, and a file system that has no room for it. */
+TEST_F(FullDevices, SayThatTheChangeIsNotSaved)
+{
+    boot();
+    shell("mount -t tmpfs -o size=8k none /etc/config; "
+          "head -c 8192 /dev/zero >/etc/config/full 2>/dev/null");
+
+    EXPECT_EQ(vornctl("set Radio r0 mode=g"),
+              "[6]\nvornctl: applied, but not saved: No space left on device\n");
+
+    unlink("/etc/config/full");
+    EXPECT_EQ(vornctl("set Radio r0 mode=b"), "[0]\n");
 }
 
 class DeviceCommands : public vorn::tests::VornctlStates {};
