@@ -122,4 +122,4 @@ inside dpkg --purge vorn-client libvorn-client0 vorn-plugins vorn >"$scratch/log
 find "$root" -xdev \( -type f -o -type l -o -type d \) | sort >"$scratch/after"
 left=$(comm -13 "$scratch/before" "$scratch/after" | sed "s|^$root||" |
     grep -vE '^/(var/(lib/dpkg|log|cache)/|etc/\.pwd)' || true)
-[ "$left" = "$(printf '/etc/config\n/etc/config/config.xml')" ] || fail "left behind: $left"
+[ "$left" = "$(printf '/etc/config\n/etc/config/config.xml\n/etc/vorn-plugins')" ] || fail "left behind: $left"
