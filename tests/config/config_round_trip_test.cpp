@@ -19,9 +19,28 @@ protected:
     }
     std::string any_text()
     {
-        static constexpr const char *pieces[] = {
-            "a",     " ",   "<",        ">",    "&",  "\"", "'",    "\n",          "\t",
-            "&amp;", "]]>", "\xC3\xA4", "<!--", "\r", "%s", "&#1;", "\xE2\x82\xAC"};
+        static constexpr const char *pieces[] = {"a",
+                                                 " ",
+                                                 "<",
+                                                 ">",
+                                                 "&",
+                                                 "\"",
+                                                 "'",
+                                                 "\n",
+                                                 "\t",
+                                                 "&amp;",
+                                                 "]]>",
+                                                 "\xC3\xA4",
+                                                 "<!--",
+                                                 "\r",
+                                                 "%s",
+                                                 "&#1;",
+                                                 "\xE2\x82\xAC",
+                                                 "\xF0\x9F\x98\x80",
+                                                 "\xEF\xBF\xBD",
+                                                 "\x7F",
+                                                 "\xC2\x80",
+                                                 "\xF4\x8F\xBF\xBF"};
         std::string text;
         for (std::size_t i = below(8); i > 0; i--)
             text += pieces[below(std::size(pieces))];
