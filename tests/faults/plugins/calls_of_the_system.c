@@ -44,6 +44,18 @@ static enum outcome service_execlod(void)
     return done_if(vorn_service_execlod("passing", "true", (char *)NULL, 0, (char *)NULL) == 0);
 }
 
+static enum outcome service_execvfd(void)
+{
+    char *const arguments[] = {(char *)"true", NULL};
+
+    return done_if(vorn_service_execvfd("heard", arguments, -1, NULL) == 0);
+}
+
+static enum outcome service_get_pid(void)
+{
+    return done_if(vorn_service_get_pid("lasting") > 0);
+}
+
 static enum outcome service_is_running(void)
 {
     return done_if(vorn_service_is_running("lasting"));
