@@ -268,13 +268,13 @@ static enum outcome check_info_refuse(void)
     return told ? DONE : REFUSED;
 }
 
-static enum outcome declare(int (*set)(vorn_property *, const char *),
+static enum outcome declare(int (*note)(vorn_property *, const char *),
                             const char *(*get)(const vorn_property *))
 {
     vorn_property *property = vorn_property_new("via");
     vorn_property *clone = NULL;
     enum outcome outcome = REFUSED;
-    if (property != NULL && set(property, "Radio") == 0) clone = vorn_property_clone(property);
+    if (property != NULL && note(property, "Radio") == 0) clone = vorn_property_clone(property);
     if (clone != NULL) {
         const char *declared = get(clone);
         outcome = declared != NULL && strcmp(declared, "Radio") == 0 ? DONE : BROKEN;
