@@ -198,6 +198,8 @@ TEST_F(FewDescriptors, SufficeForRequestsHoweverManySubscribe)
 TEST_F(FewDescriptors, LetTheLoopRestWhenNobodyCanBeTaken)
 {
     boot();
+    ASSERT_THAT(lsql("<lsql/>"),
+                HasSubstr("<rc>1</rc>")); /* what a start opens is closed by then */
     const std::string descriptors = "/proc/" + std::to_string(daemon_pid()) + "/fd/";
     rlim_t free = 0;
     while (exists(descriptors + std::to_string(free)))
