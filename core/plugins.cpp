@@ -54,6 +54,13 @@ bool is_plugin(const char *name)
     return false;
 }
 
+/* The loader opens whatever has the name, and would wait for somebody who writes into a pipe. */
+bool is_file(const char *path)
+{
+    struct stat status;
+    return stat(path, &status) != 0 || S_ISREG(status.st_mode);
+}
+
 /*
  * Whether the file has all the bytes that its own headers promise. The loader maps what is missing
  * and strikes it when it looks there, which would end the daemon at every boot. What is no library
@@ -122,6 +129,10 @@ int load_plugin(const char *directory, const char *name)
 
     const Text path = format("%s%s", directory, name);
     if (!path) return failed;
+    if (!is_file(path.get())) {
+        vorn_debug_1printf("Unable to load plugin \"%s\": it is no file\n", path.get());
+        return failed;
+    }
     if (is_cut_off(path.get())) {
         vorn_debug_1printf("Unable to load plugin \"%s\": the file is cut off\n", path.get());
         return failed;

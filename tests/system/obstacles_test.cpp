@@ -14,6 +14,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 
 #include "bare_device.h"
@@ -47,6 +48,13 @@ Listener with_a_folder_for_a_pid_file()
     return Listener();
 }
 
+/* Whoever opens it waits for somebody who writes. */
+Listener with_a_pipe_for_a_plugin()
+{
+    mkfifo("/usr/lib/vorn/plugins/pipe.vorn", 0600);
+    return Listener();
+}
+
 Listener with_nothing_more()
 {
     return Listener();
@@ -69,6 +77,7 @@ Listener with_the_lsql_socket_taken()
 
 const Obstacle obstacles[] = {
     {"APluginThatIsNone", "without_entry.vorn", with_nothing_more, "Plugins were invalid."},
+    {"APluginThatIsAPipe", "board.vorn", with_a_pipe_for_a_plugin, "Plugins were invalid."},
     {"AnInvalidClass", "broken_class.vorn", with_nothing_more, "Classes were invalid."},
     {"ALoopOfProviders", "provider_loop.vorn", with_nothing_more, "Providers were invalid."},
     {"NoConfiguration", nullptr, without_any_configuration, "Unable to read config."},
