@@ -79,6 +79,13 @@ const Property *refused_property(const std::string &error, const Schema &schema,
     return nullptr;
 }
 
+/* The daemon's sentence goes on. */
+std::string go_on(std::string sentence, const std::string &rest)
+{
+    if (!rest.empty() && sentence.ends_with('.')) sentence.pop_back();
+    return sentence + rest;
+}
+
 /* An insert into a family that names a member that is none. */
 std::string advice_on_kind(const Schema &schema, const Target &target, const Values &values)
 {
@@ -175,12 +182,12 @@ std::string explained(const std::string &error, const Schema &schema, const Targ
     }
     if (!unknown.empty()) {
         const std::string kind = advice_on_kind(schema, target, values);
-        return kind.empty() ? told + did_you_mean(unknown, schema.class_names()) : kind;
+        return kind.empty() ? go_on(told, did_you_mean(unknown, schema.class_names())) : kind;
     }
     if (!property.empty() && error.find(" is not valid for class ") != std::string::npos) {
         const std::string owner = quoted_after(error.substr(error.find(" is not valid for class ")),
                                                " is not valid for class ");
-        return told + did_you_mean(property, schema.properties_of(owner));
+        return go_on(told, did_you_mean(property, schema.properties_of(owner)));
     }
     if (const Property *refused = refused_property(error, schema, target, values)) {
         const std::string valid = valid_values(*refused);

@@ -71,6 +71,16 @@ std::set<std::string> names_of(Device &device, const std::string &class_name)
     return names;
 }
 
+/* They have no name. */
+void offer_stations(Device &device, const Line &line)
+{
+    Request request(Request::Kind::plain);
+    request.select({"station", {}, {}}, {"mac"});
+    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
+    for (const Instance &each : outcomes.at(0).instances)
+        offer(line, each.value("mac"));
+}
+
 /* What may stand behind the sign of an assignment that has been begun. */
 void offer_values(Device &device, const Schema &schema, const Line &line, std::size_t separator)
 {
@@ -120,10 +130,7 @@ void offer_words(Device &device, const Line &line)
     static const std::set<std::string> with_class = {"list",   "show",  "set",   "add",
                                                      "delete", "unset", "rename"};
     const std::string &command = line.words[0];
-    if (command == "kick" && line.words.size() == 1) {
-        for (const std::string &station : names_of(device, "station"))
-            offer(line, station);
-    }
+    if (command == "kick" && line.words.size() == 1) return offer_stations(device, line);
     if (!with_class.count(command)) return;
 
     const Schema schema = Schema::of(device);

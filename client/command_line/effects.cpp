@@ -110,9 +110,9 @@ int Effects::report(const std::vector<Target> &touched, bool waits) const
         std::this_thread::sleep_for(100ms);
         states = of_interest(touched);
     }
-    if (!waits) std::erase_if(states, goes_on);
     for (const auto &[key, state] : states) {
-        std::cerr << "vornctl: recorded, but not applied: " << key.first
+        std::cerr << "vornctl: recorded, but "
+                  << (is_in_progress(state) ? "still in progress: " : "not applied: ") << key.first
                   << (key.second.empty() ? "" : " \"" + shown(key.second) + "\"") << ": "
                   << shown(state) << '\n';
     }

@@ -25,7 +25,8 @@ std::string log_file(Device &device)
     const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
     const bool is_told = !outcomes.empty() && !outcomes[0].instances.empty();
     const std::string file = is_told ? outcomes[0].instances[0].value("file") : "";
-    if (file.empty()) throw Failure(differs, "this device does not tell where its log is");
+    if (!is_told) throw Failure(differs, "this device does not tell where its log is");
+    if (file.empty()) throw Failure(differs, "the log has no file: see \"vornctl show log\"");
     return file;
 }
 

@@ -53,6 +53,11 @@ std::vector<std::size_t> column_widths(const std::vector<std::string> &head, con
     return widths;
 }
 
+bool is_on_screen(const std::vector<std::size_t> &widths)
+{
+    return std::accumulate(widths.begin(), widths.end(), 2 * widths.size()) <= terminal_width();
+}
+
 std::string line_of(const std::vector<std::string> &cells, const std::vector<std::size_t> &widths)
 {
     std::string line;
@@ -137,9 +142,27 @@ std::string Output::emphasised(const std::string &text) const
 void Output::print_table(const std::vector<std::string> &head, const Rows &rows) const
 {
     const std::vector<std::size_t> widths = column_widths(head, rows);
+    if (!is_on_screen(widths)) {
+        for (const auto &row : rows) {
+            Rows lines;
+            for (std::size_t i = 1; i < head.size(); i++)
+                lines.push_back({"  " + head[i], row[i]});
+            print_lines(row[0], lines, &row == &rows.front());
+        }
+        return;
+    }
     std::cout << emphasised(line_of(head, widths)) << '\n';
     for (const auto &row : rows)
         std::cout << line_of(row, widths) << '\n';
+}
+
+void Output::print_lines(const std::string &title, const Rows &lines, bool is_first) const
+{
+    if (!is_first) std::cout << '\n';
+    std::cout << emphasised(title) << '\n';
+    const std::vector<std::size_t> widths = column_widths({"", ""}, lines);
+    for (const auto &line : lines)
+        std::cout << line_of(line, widths) << '\n';
 }
 
 void Output::print(const std::vector<Instance> &instances) const
@@ -160,19 +183,14 @@ void Output::print(const std::vector<Instance> &instances) const
         for (const std::string &property : properties)
             row.push_back(shown(instance.value(property)));
     }
-    const std::vector<std::size_t> widths = column_widths(head, rows);
-    const std::size_t total = std::accumulate(widths.begin(), widths.end(), 2 * widths.size());
-    if (instances.size() > 1 && total <= terminal_width()) return print_table(head, rows);
-
+    if (instances.size() > 1 && is_on_screen(column_widths(head, rows))) {
+        return print_table(head, rows);
+    }
     for (const Instance &instance : instances) {
-        if (&instance != &instances.front()) std::cout << '\n';
-        std::cout << emphasised(title_of(instance)) << '\n';
         Rows lines;
         for (const auto &[property, value] : instance.values)
             lines.push_back({"  " + property, shown(value)});
-        const std::vector<std::size_t> columns = column_widths({"", ""}, lines);
-        for (const auto &line : lines)
-            std::cout << line_of(line, columns) << '\n';
+        print_lines(title_of(instance), lines, &instance == &instances.front());
     }
 }
 

@@ -28,9 +28,11 @@ struct Output {
      * instance, or the table would be wider than the terminal.
      */
     void print(const std::vector<Instance> &instances) const;
-    /* Rows below a head, columns aligned. */
+    /* Rows below a head, columns aligned, or each row as lines when the terminal is too narrow. */
     void print_table(const std::vector<std::string> &head,
                      const std::vector<std::vector<std::string>> &rows) const;
+    void print_lines(const std::string &title, const std::vector<std::vector<std::string>> &lines,
+                     bool is_first) const;
     std::string emphasised(const std::string &text) const;
 };
 

@@ -100,7 +100,14 @@ static void check(vorn_check_info *info, void *data)
 static int kick(void)
 {
     const char *station = vorn_inform_get_value("station");
-    return station == NULL || !is_mac(station) || !radios_kick(station);
+    if (station == NULL || !is_mac(station)) {
+        vorn_debug_eprintf("wireless: \"%s\" is not the MAC address of a station.\n",
+                           station != NULL ? station : "");
+        return 1;
+    }
+    if (radios_kick(station)) return 0;
+    vorn_debug_eprintf("wireless: no network has let a station %s go.\n", station);
+    return 1;
 }
 
 static const char *radio_state(vorn_instance *instance, const char *property,

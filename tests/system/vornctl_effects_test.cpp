@@ -49,7 +49,8 @@ TEST_F(Effects, ThatTakeAMomentAreWaitedFor)
 
 TEST_F(Effects, AreNotWaitedForWhenNobodyWantsTo)
 {
-    EXPECT_EQ(vornctl("set Program p arguments=hang --no-wait"), "[0]\n");
+    EXPECT_EQ(vornctl("set Program p arguments=hang --no-wait"),
+              "[7]\nvornctl: recorded, but still in progress: Program \"p\": applying\n");
     EXPECT_EQ(vornctl("--no-wait set Program p arguments=fail"),
               "[7]\nvornctl: recorded, but not applied: Program \"p\": failed: no such file\n");
 }

@@ -158,6 +158,13 @@ TEST_F(Views, AreListsWhereTheTerminalIsTooNarrowForATable)
               "Radio r0\n  channel  6\n  mode     g\n\nRadio r1\n  channel  11\n  mode\n");
 }
 
+TEST_F(Views, OfWhatThereIsFitANarrowTerminalToo)
+{
+    EXPECT_THAT(shell("script -qec 'stty cols 20; NO_COLOR=1 PAGER=cat " VORN_CLIENT
+                      " list Radio' /dev/null | tr -d '\r'"),
+                StartsWith("channel\n  FLAGS  rw-p\n  FROM\n\nmode\n"));
+}
+
 TEST_F(Views, DoNotLetAValueDriveTheTerminal)
 {
     EXPECT_EQ(vornctl("set Radio r1 \"mode=$(printf 'a\\nb\\tc')\""), "[0]\n");

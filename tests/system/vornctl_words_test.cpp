@@ -35,11 +35,11 @@ TEST_F(Advice, NamesTheNearestClassPropertyAndKind)
               "[5]\nvornctl: there is no class \"raido\"; did you mean \"Radio\"?\n");
     EXPECT_EQ(vornctl("show Radio r0 chanel"), "[5]\nvornctl: class \"Radio\" has no property "
                                                "\"chanel\"; did you mean \"channel\"?\n");
-    EXPECT_EQ(vornctl("add Raido r2"), "[1]\nvornctl: add Raido \"r2\": Unknown class \"Raido\".; "
+    EXPECT_EQ(vornctl("add Raido r2"), "[1]\nvornctl: add Raido \"r2\": Unknown class \"Raido\"; "
                                        "did you mean \"Radio\"?\n");
     EXPECT_EQ(vornctl("set Radio r0 chanel=1"),
               "[1]\nvornctl: set Radio \"r0\": Property \"chanel\" is not valid for class "
-              "\"Radio\".; did you mean \"channel\"?\n");
+              "\"Radio\"; did you mean \"channel\"?\n");
     EXPECT_EQ(vornctl("add Address wan kind=Dchp"), "[1]\nvornctl: add Address \"wan\": there is "
                                                     "no kind \"Dchp\"; did you mean \"Dhcp\"?\n");
     EXPECT_EQ(vornctl("add Address wan"), "[1]\nvornctl: add Address \"wan\": kind is missing: one "
@@ -193,6 +193,15 @@ TEST_F(MoreCompletion, KnowsSubclassesValuesAndNames)
     EXPECT_EQ(candidates("vornctl rename Radio r"), "r0|r1|");
     EXPECT_EQ(candidates("vornctl unset Radio r0 "), "channel|mode|");
     EXPECT_EQ(candidates("vornctl re"), "rename|reboot|");
+}
+
+TEST_F(MoreCompletion, KnowsTheStationsToKick)
+{
+    vornctl("add station mac=02:00:00:00:00:01");
+    vornctl("add station mac=06:00:00:00:00:02");
+
+    EXPECT_EQ(candidates("vornctl kick "), "02:00:00:00:00:01|06:00:00:00:00:02|");
+    EXPECT_EQ(candidates("vornctl kick 06"), "06:00:00:00:00:02|");
 }
 
 } // namespace

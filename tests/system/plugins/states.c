@@ -53,6 +53,15 @@ static void add_program(void)
     vorn_classes_add(program);
 }
 
+static void add_station(void)
+{
+    vorn_class *station = vorn_class_new("station");
+    vorn_class_set_type(station, VORN_CLASS_ANONYMOUS);
+    vorn_class_set_persistence(station, 0);
+    add(station, "mac", is_anything);
+    vorn_classes_add(station);
+}
+
 static void add_singleton(const char *name, const char *const properties[])
 {
     vorn_class *klass = vorn_class_new(name);
@@ -135,6 +144,7 @@ void vorn_plugin_init(void)
     if (vorn_plugin_new("1.0") == NULL) return;
 
     add_program();
+    add_station();
     add_singleton("save", of_save);
     add_singleton("log", of_log);
     vorn_provider *provider = vorn_provider_new("states");
