@@ -1,11 +1,11 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include "support/device.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "settled_device.h"
 
 namespace vorn::tests {
 
@@ -23,11 +23,11 @@ inline constexpr char bridged_network[] =
     "<resolver><servers>192.168.1.2 192.168.1.3</servers><search>example.net</search></resolver>"
     "</config>";
 
-class Networks : public Device {
+class Networks : public SettledDevice {
 protected:
     void SetUp() override
     {
-        Device::SetUp();
+        SettledDevice::SetUp();
         for (const char *name : {"eth0", "eth1"}) {
             shell(std::string("ip link add ") + name + " type veth peer name to-" + name +
                   " && ip link set to-" + name + " up");
@@ -64,24 +64,16 @@ protected:
     }
 
     /* Waits for what goes on in the background. */
-    static std::string change(const std::string &operations)
+    std::string change(const std::string &operations) const
     {
         std::string answer = request(operations);
-        EXPECT_TRUE(comes_true([] { return !is_applying(); }));
+        EXPECT_TRUE(settles());
         return answer;
     }
 
     static std::string request(const std::string &operations)
     {
         return lsql("<lsql><write-transaction>" + operations + "</write-transaction></lsql>");
-    }
-
-    static bool is_applying()
-    {
-        return lsql(
-                   "<lsql><select><interface><state/></interface></select><select><address><state/>"
-                   "</address></select><select><route><state/></route></select></lsql>")
-                   .find(">applying<") != std::string::npos;
     }
 
     /* What ip(8) was run with since the log was emptied, a line each. */

@@ -1,19 +1,19 @@
 /* SPDX-License-Identifier: MIT */
 /* The reference plugins on a virtual cable. */
-#include "support/device.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <string>
 
+#include "settled_device.h"
+
 namespace {
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
-using vorn::tests::Device;
+using vorn::tests::SettledDevice;
 
 constexpr char startup[] = "/etc/config/config.xml";
 constexpr char board[] = "<config>"
@@ -25,11 +25,11 @@ constexpr char board[] = "<config>"
                          "<prefix>24</prefix></address>"
                          "</config>";
 
-class ReferenceBoards : public Device {
+class ReferenceBoards : public SettledDevice {
 protected:
     void SetUp() override
     {
-        Device::SetUp();
+        SettledDevice::SetUp();
         shell("ip link add eth0 type veth peer name cable && ip link set cable up");
         for (const char *name : {"system.vorn", "network.vorn", "save.vorn"})
             install_plugin(name);
@@ -37,7 +37,14 @@ protected:
     }
 
     static std::string link() { return shell("ip -4 -o addr show eth0; ip -o link show eth0"); }
-    static std::string update(const std::string &values)
+    /* Waits for what goes on in the background. */
+    std::string lsql(const std::string &request) const
+    {
+        std::string answer = SettledDevice::lsql(request);
+        EXPECT_TRUE(settles());
+        return answer;
+    }
+    std::string update(const std::string &values) const
     {
         return lsql("<lsql><write-transaction><update><address name=\"lan\">" + values +
                     "</address></update></write-transaction></lsql>");
@@ -164,6 +171,7 @@ TEST_F(ReferenceBoards, SetUpAgainWhatWasAway)
 
     EXPECT_EQ(inform("interface", {"name=eth0"}), "OK\n");
 
+    EXPECT_TRUE(settles());
     EXPECT_THAT(link(), HasSubstr("192.168.1.1/24"));
     EXPECT_THAT(link(), HasSubstr("mtu 1400"));
     EXPECT_THAT(link(), HasSubstr("state UP"));
