@@ -29,9 +29,14 @@ void do_or_put_off(void (*work)())
     }
 }
 
-/* A second signal must not strike into the work of the first. */
+/*
+ * A second signal must not strike into the work of the first. One that strikes between the two
+ * looks waits for the next place, as one does that strikes after them; nearly always none has, and
+ * holding signals costs two system calls.
+ */
 void do_what_was_put_off()
 {
+    if (!waiting) return;
     const SignalsHeld held;
     const Work work = waiting;
     waiting = nullptr;
