@@ -239,12 +239,14 @@ XmlDocument new_xml_document(const char *root_name)
 bool is_xml_text(const char *text)
 {
     const auto *at = reinterpret_cast<const unsigned char *>(text);
-    while (*at) {
+    for (;;) {
+        while (*at >= ' ' && *at < 0x80)
+            at++;
+        if (!*at) return true;
         const Character character = decode(at);
         if (character.length == 0 || !is_xml_character(character.code)) return false;
         at += character.length;
     }
-    return true;
 }
 
 bool is_xml_name(const char *name)

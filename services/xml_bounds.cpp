@@ -18,6 +18,7 @@
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <string_view>
 
 namespace vorn {
 
@@ -59,6 +60,17 @@ const char *find(const char *begin, const char *end, char byte)
 {
     const void *found = std::memchr(begin, byte, static_cast<std::size_t>(end - begin));
     return found ? static_cast<const char *>(found) : end;
+}
+
+/*
+ * From one '<' to another, over tags that have too few bytes for too many attributes. Only what
+ * begins with "<!" or "<?" may hold a '<' that begins nothing.
+ */
+const char *skip_short_tags(const char *begin, const char *end)
+{
+    if (end - begin > std::ptrdiff_t{most_attributes}) end = begin + most_attributes;
+    end = find(begin, find(begin, end, '!'), '?');
+    return begin + std::string_view(begin, static_cast<std::size_t>(end - begin)).rfind('<');
 }
 
 /* Of a declaration without its end. */
@@ -196,10 +208,15 @@ bool XmlBounds::may_hold(const char *bytes, std::size_t length)
                     longest_opaque_run);
     }
     for (const char *end = bytes + length; bytes < end; bytes++) {
-        if (place_ == Place::text || place_ == Place::quoted) {
-            bytes = find(bytes, end, place_ == Place::text ? '<' : quote_);
+        if (place_ == Place::text) {
+            bytes = find(bytes, end, '<');
             if (bytes == end) break;
-            place_ = place_ == Place::text ? Place::opened : Place::tag;
+            bytes = skip_short_tags(bytes, end);
+            place_ = Place::opened;
+        } else if (place_ == Place::quoted) {
+            bytes = find(bytes, end, quote_);
+            if (bytes == end) break;
+            place_ = Place::tag;
         } else if (place_ != Place::tag) {
             look_into_markup(*bytes);
         } else if (!look_into_tag(*bytes)) {

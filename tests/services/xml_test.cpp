@@ -229,11 +229,30 @@ TEST(Parsing, CountsAttributesWhereTheyAre)
     EXPECT_TRUE(parsed("<a x=\"" + equals + "\" y='\"" + equals + "'>" + equals + "<!--" + equals +
                        "--><![CDATA[" + equals + "]]><?a " + equals + "?></a>"));
     EXPECT_TRUE(parsed("<a>" + many(3000, "<b c", "=\"=>\"/>") + "</a>"));
+    EXPECT_TRUE(parsed("<a>" + many(500, "<b", "/><!--<" + equals + "<b-->") + "</a>"));
     for (const char *front : {"<!---->", "<!--->'<x-->", "<!--'<x--->", "<![CDATA[']]]>", "<?x '?>",
-                              "<?x ?\?>", "<b c='\"'/>", "<b c=\"'\"></b>", "'", "\"", ">"}) {
+                              "<?x ?\?>", "<b c='\"'/>", "<b c=\"'\"></b>", "'", "\"", ">", "!",
+                              "?", "<b/><b></b>?", "<b/><!--<b x='--><b/>"}) {
         const std::string tag = "<b" + many(1001, " x", "=\"\"") + "/>";
         EXPECT_FALSE(parsed("<a>" + std::string(front) + tag + "</a>")) << front;
+        EXPECT_FALSE(parsed("<a>" + many(500, "<b", "/>") + front + tag + "</a>")) << front;
     }
+}
+
+/* Parsers ask for pieces of different lengths. */
+TEST(Parsing, CountsAttributesInAPieceOfAnyLength)
+{
+    const CapturedLog log(0);
+    xmlParserCtxt *parser = xmlNewParserCtxt();
+    const auto is_admitted = [&](int attributes) {
+        vorn::XmlBounds bounds(vorn::XmlBounds::any_number);
+        const std::string text = "<a><b" + many(attributes, " x", "=\"\"") + "/></a>";
+        return bounds.admit(*parser, text.data(), text.size());
+    };
+
+    EXPECT_TRUE(is_admitted(1000));
+    EXPECT_FALSE(is_admitted(1001));
+    xmlFreeParserCtxt(parser);
 }
 
 TEST(Parsing, BoundsATagThatAnEncodingHides)
