@@ -8,7 +8,11 @@
 
 #include "vorn/vorn.h"
 
+#include <errno.h>
+#include <string.h>
 #include <unistd.h>
+
+#include "keys_file.h"
 
 static const char default_file[] = "/etc/defaultconfig.xml";
 static const char rescue_file[] = "/etc/rescueconfig.xml";
@@ -29,6 +33,24 @@ static int take_default(void)
     return vorn_config_copy_default_to_startup() == 0 || access(rescue_file, R_OK) == 0;
 }
 
+/* Also what a write that a power cut ended may have left. */
+static void forget_keys(void)
+{
+    static const char *const files[] = {KEYS_FILE, KEYS_FILE ".new"};
+    for (size_t i = 0; i < sizeof files / sizeof *files; i++) {
+        if (unlink(files[i]) == 0 || errno == ENOENT) continue;
+        vorn_debug_eprintf("system: can't remove %s: %s.\n", files[i], strerror(errno));
+    }
+}
+
+/* Only once the old configuration, which refers to its keys, is gone. */
+static int reset(void)
+{
+    if (!take_default()) return 0;
+    forget_keys();
+    return 1;
+}
+
 /* object=factory-reset: refused where there is nothing to go back to. */
 static int factory_reset(void)
 {
@@ -37,7 +59,7 @@ static int factory_reset(void)
         return 1;
     }
     if (vorn_process_no_actions) return reboot();
-    if (!take_default()) return 1;
+    if (!reset()) return 1;
     is_resetting = 1;
     return reboot();
 }
@@ -45,7 +67,7 @@ static int factory_reset(void)
 static void commit(vorn_commit_info *info)
 {
     (void)info;
-    if (is_resetting) take_default();
+    if (is_resetting) reset();
 }
 
 int reboot_declare(void)

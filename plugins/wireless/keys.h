@@ -4,7 +4,7 @@
 
 #include "vorn/vorn.h"
 
-#define KEYS_FILE "/etc/config/wireless-keys"
+#include "keys_file.h"
 
 /*
  * Where the keys really are. In the configuration a key is soon replaced by a reference, eight

@@ -271,6 +271,41 @@ TEST_F(RequestedReboots, AreRefusedWhereThereIsNothingToResetTo)
                 HasSubstr("<contact>me</contact>"));
 }
 
+/* The last moment's key comes with all that were kept before it. */
+TEST_F(RequestedReboots, AfterAFactoryResetHaveNoKeyFromBefore)
+{
+    constexpr char keys[] = "/etc/config/wireless-keys";
+    write_file("/etc/rescueconfig.xml", fresh);
+    write_file(keys, "0123abcd correct horse battery\n");
+    shut_down();
+    install_plugin("wireless.vorn");
+    boot();
+    kill(daemon_pid(), SIGSTOP);
+    RawClient late("vorn_sock_lsql");
+    late.send(framed("<lsql><write-transaction><insert><radio name=\"wlan0\"><mode>g</mode>"
+                     "<channel>6</channel></radio></insert><insert><wireless-network name=\"n\">"
+                     "<radio>wlan0</radio><ssid>n</ssid><security>wpa2-psk</security>"
+                     "<key>battery staple</key></wireless-network></insert></write-transaction>"
+                     "</lsql>"));
+    RawClient reset("vorn_sock_inform");
+    reset.send(native(0) + framed("object=factory-reset"));
+    kill(daemon_pid(), SIGCONT);
+
+    EXPECT_EQ(reset.receive_all(), "OK\n");
+    EXPECT_THAT(late.receive_all(), HasSubstr("<rc>0</rc>"));
+    EXPECT_EQ(exit_status(), 1);
+    EXPECT_FALSE(exists(keys));
+}
+
+TEST_F(RequestedReboots, KeepTheKeysWhereAFactoryResetIsRefused)
+{
+    write_file("/etc/config/wireless-keys", "0123abcd correct horse battery\n");
+
+    EXPECT_EQ(inform("factory-reset"), "ERR returned by handler\n");
+
+    EXPECT_TRUE(exists("/etc/config/wireless-keys"));
+}
+
 /* The loop serves what is ready in the same pass before it ends. */
 TEST_F(RequestedReboots, AfterAFactoryResetAreNotFromAChangeOfTheLastMoment)
 {
