@@ -20,11 +20,13 @@ vorn_class *declare_abstract_class(const char *name, const char *identifier)
     return vorn_class_set_subclass_identifier(klass, property) == 0 ? klass : NULL;
 }
 
-int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid)
+int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid,
+                    const char *syntax)
 {
     vorn_property *property = vorn_property_new(name);
     if (property == NULL) return 1;
     if (vorn_property_set_is_valid_fn(property, is_valid) == 0 &&
+        vorn_property_set_syntax(property, syntax) == 0 &&
         vorn_class_add_property(klass, property) == 0) {
         return 0;
     }
@@ -32,9 +34,10 @@ int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_val
     return 1;
 }
 
-int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid)
+int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid,
+                     const char *syntax)
 {
-    if (declare_setting(klass, name, is_valid) != 0) return 1;
+    if (declare_setting(klass, name, is_valid, syntax) != 0) return 1;
     return vorn_property_set_required_on_insert(vorn_class_get_property(klass, name), 1);
 }
 

@@ -18,11 +18,16 @@ vorn_class *declare_class(const char *name, int type);
  */
 vorn_class *declare_abstract_class(const char *name, const char *identifier);
 
-/** A property that clients may write, if its value passes. */
-int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid);
+/**
+ * A property that clients may write, if its value passes. The syntax tells them what does, as
+ * vorn_property_set_syntax has it.
+ */
+int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid,
+                    const char *syntax);
 
 /** The same, without which no instance is made. */
-int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid);
+int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid,
+                     const char *syntax);
 
 /** A property that only plugins write, and that is not saved. */
 int declare_state(vorn_class *klass, const char *name);

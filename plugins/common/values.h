@@ -40,6 +40,12 @@ int is_plain_address_or_none(const char *text);
 /** Whether the text is such an address or a domain name. */
 int is_plain_host(const char *text);
 
+/** The most characters of a text for people. */
+enum { longest_text = 1000 };
+
+/** Whether the text is UTF-8 for people, of so many characters at most, none of which controls. */
+int is_text(const char *text);
+
 /**
  * Whether the text can name a network interface and stand in any file or command: 1 to 15 letters,
  * digits, points, hyphens and underscores, the first neither a point nor a hyphen.

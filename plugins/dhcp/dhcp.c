@@ -175,20 +175,21 @@ static int add_classes(void)
     vorn_class *host = declare_class("dhcp-host", VORN_CLASS_UNIQUE_NAMED);
     if (dhcp == NULL || pool == NULL || host == NULL) return 1;
 
-    declare_setting(dhcp, "enabled", is_on_off);
+    declare_setting(dhcp, "enabled", is_on_off, "on|off");
     declare_state(dhcp, "status");
     declare_state(dhcp, "state");
-    declare_setting(pool, "interface", is_interface);
-    declare_required(pool, "first", is_plain_address);
-    declare_required(pool, "last", is_plain_address);
-    declare_setting(pool, "netmask", is_netmask_or_none);
-    declare_setting(pool, "gateway", is_plain_address_or_none);
-    declare_setting(pool, "dns-server", is_plain_address_or_none);
-    declare_setting(pool, "lease-time", is_lease_time);
+    declare_setting(pool, "interface", is_interface, "<the name of an interface>|<nothing>");
+    declare_required(pool, "first", is_plain_address, "<an IPv4 address>");
+    declare_required(pool, "last", is_plain_address, "<an IPv4 address>");
+    declare_setting(pool, "netmask", is_netmask_or_none,
+                    "<a netmask such as 255.255.255.0>|<nothing>");
+    declare_setting(pool, "gateway", is_plain_address_or_none, "<an IPv4 address>|<nothing>");
+    declare_setting(pool, "dns-server", is_plain_address_or_none, "<an IPv4 address>|<nothing>");
+    declare_setting(pool, "lease-time", is_lease_time, "<120 to 31536000 seconds>");
     declare_state(pool, "state");
     vorn_property_set_reference(vorn_class_get_property(pool, "interface"), "interface");
-    declare_required(host, "mac", is_mac);
-    declare_required(host, "address", is_plain_address);
+    declare_required(host, "mac", is_mac, "<a MAC address such as 00:11:22:33:44:55>");
+    declare_required(host, "address", is_plain_address, "<an IPv4 address>");
     declare_state(host, "state");
     return vorn_classes_add(dhcp) || vorn_classes_add(pool) || vorn_classes_add(host) ||
            leases_declare();

@@ -100,11 +100,12 @@ void vorn_plugin_init(void)
     vorn_refresher *refresher = vorn_refresher_new("log");
     if (syslogd == NULL || log == NULL || committer == NULL || refresher == NULL) return;
 
-    declare_setting(log, "enabled", is_on_off);
-    declare_setting(log, "level", is_level);
-    declare_setting(log, "file", is_file_or_none);
-    declare_setting(log, "remote", is_host_or_none);
-    declare_setting(log, "remote-port", is_port);
+    declare_setting(log, "enabled", is_on_off, "on|off");
+    declare_setting(log, "level", is_level, "<1 to 8>");
+    declare_setting(log, "file", is_file_or_none,
+                    "<the path of a file, from / on, up to 255 characters of ASCII>|<nothing>");
+    declare_setting(log, "remote", is_host_or_none, "<an IPv4 address>|<a host name>|<nothing>");
+    declare_setting(log, "remote-port", is_port, "<1 to 65535>");
     declare_state(log, "status");
     declare_state(log, "state");
     vorn_classes_add(log);

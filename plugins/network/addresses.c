@@ -500,13 +500,14 @@ vorn_refresher *addresses_declare(void)
     vorn_refresher *refresher = vorn_refresher_new("address");
     if (address == NULL || fixed == NULL || leased == NULL || refresher == NULL) return NULL;
 
-    declare_required(address, "interface", is_link_name);
+    declare_required(address, "interface", is_link_name, "<the name of an interface>");
     vorn_property_set_reference(vorn_class_get_property(address, "interface"), "interface");
     declare_state(address, "current");
     declare_state(address, "state");
-    declare_required(fixed, "address", is_host_address);
-    declare_required(fixed, "prefix", is_prefix);
-    declare_setting(leased, "hostname", is_host_name);
+    declare_required(fixed, "address", is_host_address, "<a host's IPv4 address>");
+    declare_required(fixed, "prefix", is_prefix, "<1 to 32>");
+    declare_setting(leased, "hostname", is_host_name,
+                    "<up to 63 letters, digits and inner hyphens>|<nothing>");
     vorn_refresher_set_property_fn(refresher, "current", current);
     vorn_refresher_set_property_fn(refresher, "state", state);
     const int failed =

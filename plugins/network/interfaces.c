@@ -498,16 +498,17 @@ static int declare_kind(const char *name, void (*declare_settings)(vorn_class *k
 
 static void declare_bridge_settings(vorn_class *bridge)
 {
-    declare_setting(bridge, "members", is_link_list);
+    declare_setting(bridge, "members", is_link_list,
+                    "<names of interfaces with blanks between them>");
     vorn_property_set_reference(vorn_class_get_property(bridge, "members"), "interface");
-    declare_setting(bridge, "stp", is_on_off);
+    declare_setting(bridge, "stp", is_on_off, "on|off");
 }
 
 static void declare_vlan_settings(vorn_class *vlan)
 {
-    declare_required(vlan, "parent", is_link_name);
+    declare_required(vlan, "parent", is_link_name, "<the name of an interface>");
     vorn_property_set_reference(vorn_class_get_property(vlan, "parent"), "interface");
-    declare_required(vlan, "id", is_vlan_id);
+    declare_required(vlan, "id", is_vlan_id, "<1 to 4094>");
 }
 
 vorn_refresher *interfaces_declare(void)
@@ -516,8 +517,8 @@ vorn_refresher *interfaces_declare(void)
     vorn_refresher *refresher = vorn_refresher_new("interface");
     if (interface == NULL || refresher == NULL) return NULL;
 
-    declare_setting(interface, "mtu", is_mtu);
-    declare_setting(interface, "status", is_status);
+    declare_setting(interface, "mtu", is_mtu, "<68 to 65535>");
+    declare_setting(interface, "status", is_status, "up|down");
     declare_state(interface, "state");
     vorn_util_txt_tables_add_properties(tables, interface);
     vorn_util_txt_tables_add_refresh(tables, refresher, counter);

@@ -76,8 +76,9 @@ vorn_refresher *resolver_declare(void)
     vorn_refresher *refresher = vorn_refresher_new("resolver");
     if (resolver == NULL || refresher == NULL) return NULL;
 
-    declare_setting(resolver, "servers", is_server_list);
-    declare_setting(resolver, "search", is_domain_list);
+    declare_setting(resolver, "servers", is_server_list,
+                    "<IPv4 addresses with blanks between them>");
+    declare_setting(resolver, "search", is_domain_list, "<domain names with blanks between them>");
     declare_state(resolver, "state");
     vorn_refresher_set_property_fn(refresher, "state", state);
     const int failed = vorn_classes_add(resolver);

@@ -247,11 +247,13 @@ vorn_refresher *routes_declare(void)
     vorn_refresher *refresher = vorn_refresher_new("route");
     if (route == NULL || refresher == NULL) return NULL;
 
-    declare_required(route, "destination", is_destination);
-    declare_setting(route, "gateway", is_gateway_or_none);
-    declare_setting(route, "interface", is_link_name_or_none);
+    declare_required(route, "destination", is_destination,
+                     "default|<a network such as 10.1.0.0/16>");
+    declare_setting(route, "gateway", is_gateway_or_none, "<a host's IPv4 address>|<nothing>");
+    declare_setting(route, "interface", is_link_name_or_none,
+                    "<the name of an interface>|<nothing>");
     vorn_property_set_reference(vorn_class_get_property(route, "interface"), "interface");
-    declare_setting(route, "metric", is_metric);
+    declare_setting(route, "metric", is_metric, "<0 to 65535>");
     declare_state(route, "state");
     vorn_refresher_set_property_fn(refresher, "state", state);
     const int failed = vorn_classes_add(route);

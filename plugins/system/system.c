@@ -11,9 +11,9 @@
 #include "reboot.h"
 #include "state.h"
 #include "time_zone.h"
+#include "values.h"
 
 DECLARE_VALIDITY(is_host_name, vorn_input_is_domain_label(value, length))
-DECLARE_VALIDITY(is_phrase, vorn_input_is_phrase(value, length))
 
 /* What is applied, by which function, and whether that failed the last time. */
 static struct setting {
@@ -94,10 +94,13 @@ void vorn_plugin_init(void)
     vorn_refresher *refresher = vorn_refresher_new("system");
     if (system == NULL || provider == NULL || refresher == NULL) return;
 
-    declare_setting(system, "hostname", is_host_name);
-    declare_setting(system, "contact", is_phrase);
-    declare_setting(system, "location", is_phrase);
-    declare_setting(system, "time-zone", time_zone_is_valid);
+    declare_setting(system, "hostname", is_host_name,
+                    "<1 to 63 letters, digits and inner hyphens>");
+    declare_setting(system, "contact", is_text, "<up to 1000 characters>");
+    declare_setting(system, "location", is_text, "<up to 1000 characters>");
+    declare_setting(
+        system, "time-zone", time_zone_is_valid,
+        "<a zone such as Europe/Berlin>|<a rule such as CET-1CEST,M3.5.0,M10.5.0/3>|<nothing>");
     declare_state(system, "state");
     state_declare(system, refresher);
     vorn_classes_add(system);

@@ -65,7 +65,8 @@ static const char *status(vorn_instance *instance, const char *property, vorn_re
 static int add_server_class(void)
 {
     vorn_class *server = declare_class("ntp-server", VORN_CLASS_UNIQUE_NAMED);
-    return server == NULL || declare_required(server, "address", is_plain_host) ||
+    return server == NULL ||
+           declare_required(server, "address", is_plain_host, "<an IPv4 address>|<a host name>") ||
            vorn_classes_add(server);
 }
 
@@ -79,7 +80,7 @@ void vorn_plugin_init(void)
     vorn_provider *provider = vorn_provider_new("time");
     if (ntpd == NULL || clock == NULL || refresher == NULL || provider == NULL) return;
 
-    declare_setting(clock, "enabled", is_on_off);
+    declare_setting(clock, "enabled", is_on_off, "on|off");
     declare_state(clock, "status");
     declare_state(clock, "state");
     vorn_classes_add(clock);

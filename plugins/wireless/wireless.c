@@ -163,10 +163,10 @@ static int declare_radio(void)
     vorn_class *radio = declare_class("radio", VORN_CLASS_UNIQUE_NAMED);
     radio_refresher = vorn_refresher_new("radio");
     if (radio == NULL || radio_refresher == NULL) return 1;
-    declare_required(radio, "mode", is_mode);
-    declare_required(radio, "channel", is_channel);
-    declare_setting(radio, "power", is_power_or_none);
-    declare_setting(radio, "status", is_status);
+    declare_required(radio, "mode", is_mode, "a|b|g");
+    declare_required(radio, "channel", is_channel, "<1 to 255, where the country allows it>");
+    declare_setting(radio, "power", is_power_or_none, "<1 to 30 dBm>|<nothing>");
+    declare_setting(radio, "status", is_status, "up|down");
     declare_state(radio, "state");
     vorn_refresher_set_property_fn(radio_refresher, "state", radio_state);
     return vorn_classes_add(radio);
@@ -177,25 +177,20 @@ static int declare_network(void)
     vorn_class *network = declare_class("wireless-network", VORN_CLASS_UNIQUE_NAMED);
     network_refresher = vorn_refresher_new("wireless-network");
     if (network == NULL || network_refresher == NULL) return 1;
-    declare_required(network, "radio", is_link_name);
-    declare_required(network, "ssid", is_ssid);
-    declare_required(network, "security", is_security);
-    vorn_property_set_syntax(vorn_class_get_property(network, "security"),
-                             "none|wpa2-psk|wpa3-sae");
-    declare_setting(network, "key", is_key_or_none);
+    declare_required(network, "radio", is_link_name, "<the name of a radio>");
+    declare_required(network, "ssid", is_ssid,
+                     "<1 to 32 bytes, of which letters beyond ASCII take several>");
+    declare_required(network, "security", is_security, "none|wpa2-psk|wpa3-sae");
+    declare_setting(network, "key", is_key_or_none, "<8 to 63 characters of ASCII>|<nothing>");
     vorn_property_set_readable(vorn_class_get_property(network, "key"), 0);
     vorn_property_set_secret(vorn_class_get_property(network, "key"), 1);
-    declare_setting(network, "status", is_status);
-    declare_setting(network, "hidden", is_on_off);
-    declare_setting(network, "isolation", is_on_off);
-    declare_setting(network, "max-stations", is_station_count);
-    declare_setting(network, "bridge", is_link_name_or_none);
-    declare_setting(network, "access-list", is_any_name);
-    declare_setting(network, "access-policy", is_policy);
-    vorn_property_set_syntax(vorn_class_get_property(network, "status"), "up|down");
-    vorn_property_set_syntax(vorn_class_get_property(network, "hidden"), "on|off");
-    vorn_property_set_syntax(vorn_class_get_property(network, "isolation"), "on|off");
-    vorn_property_set_syntax(vorn_class_get_property(network, "access-policy"), "accept|deny");
+    declare_setting(network, "status", is_status, "up|down");
+    declare_setting(network, "hidden", is_on_off, "on|off");
+    declare_setting(network, "isolation", is_on_off, "on|off");
+    declare_setting(network, "max-stations", is_station_count, "<1 to 2007>|<nothing>");
+    declare_setting(network, "bridge", is_link_name_or_none, "<the name of a bridge>|<nothing>");
+    declare_setting(network, "access-list", is_any_name, "<the name of an access list>|<nothing>");
+    declare_setting(network, "access-policy", is_policy, "accept|deny");
     declare_state(network, "state");
     vorn_property_set_reference(vorn_class_get_property(network, "radio"), "radio");
     vorn_property_set_reference(vorn_class_get_property(network, "bridge"), "bridge");
@@ -208,7 +203,9 @@ static int declare_network(void)
 static int declare_access_list(void)
 {
     vorn_class *list = declare_class("access-list", VORN_CLASS_GROUP_NAMED);
-    return list == NULL || declare_required(list, "mac", is_mac) || vorn_classes_add(list);
+    return list == NULL ||
+           declare_required(list, "mac", is_mac, "<a MAC address such as 00:11:22:33:44:55>") ||
+           vorn_classes_add(list);
 }
 
 void vorn_plugin_init(void)

@@ -95,6 +95,59 @@ TEST_F(ReferenceBoards, ApplyTheNetworkBeforeWhatNeedsItAndSaveLastWithAllPlugin
     EXPECT_LT(place_of("wireless"), place_of("dhcp"));
 }
 
+/* A new property comes in by itself. */
+TEST_F(ReferenceBoards, TellWhatIsValidForWhateverCanBeWritten)
+{
+    for (const char *name : {"dhcp.vorn", "log.vorn", "schema.vorn", "time.vorn", "wireless.vorn"})
+        install_plugin(name);
+    boot();
+
+    const std::string answer = lsql("<lsql><select><schema-property><property/><writable/><valid/>"
+                                    "</schema-property></select></lsql>");
+
+    constexpr char end[] = "</schema-property>";
+    int count = 0;
+    std::size_t start = 0;
+    for (std::size_t at = answer.find(end); at != std::string::npos; at = answer.find(end, start)) {
+        const std::string property = answer.substr(start, at - start);
+        start = at + sizeof end - 1;
+        if (property.find("<writable>yes</writable>") == std::string::npos) continue;
+        EXPECT_THAT(property, ContainsRegex("<valid>.+</valid>"));
+        count++;
+    }
+    EXPECT_GT(count, 40);
+}
+
+TEST_F(ReferenceBoards, TakeTextsForPeopleInAnyLanguage)
+{
+    boot();
+    const auto location = [](const std::string &text) {
+        return lsql("<lsql><update><system><location>" + text +
+                    "</location></system></update></lsql>");
+    };
+    const auto repeated = [](const std::string &letter, int count) {
+        std::string text;
+        while (count-- > 0)
+            text += letter;
+        return text;
+    };
+
+    for (const std::string &text :
+         {std::string("Z\u00FCrich, \u6771\u4EAC \U0001F600 &amp; \u00A0"),
+          repeated("\u00E9", 1000), std::string()}) {
+        EXPECT_THAT(location(text), HasSubstr("<rc>0</rc>")) << text;
+    }
+    for (const std::string &text : {repeated("\u00E9", 1001), std::string("two\nlines"),
+                                    std::string("\xC2\x85"), std::string("\x7F")}) {
+        EXPECT_THAT(location(text), HasSubstr("<rc>1</rc>")) << text;
+    }
+    location("Z\u00FCrich");
+    shut_down();
+    boot();
+    EXPECT_THAT(lsql("<lsql><select><system><location/></system></select></lsql>"),
+                testing::AnyOf(HasSubstr("Z\u00FCrich"), HasSubstr("Z&#xFC;rich")));
+}
+
 TEST_F(ReferenceBoards, ApplyAndSaveATransaction)
 {
     boot();
