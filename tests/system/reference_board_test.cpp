@@ -121,7 +121,7 @@ TEST_F(ReferenceBoards, TellWhatIsValidForWhateverCanBeWritten)
 TEST_F(ReferenceBoards, TakeTextsForPeopleInAnyLanguage)
 {
     boot();
-    const auto location = [](const std::string &text) {
+    const auto location = [&](const std::string &text) {
         return lsql("<lsql><update><system><location>" + text +
                     "</location></system></update></lsql>");
     };
