@@ -15,6 +15,7 @@
 #include "control.h"
 #include "country.h"
 #include "hostapd.h"
+#include "kernel.h"
 #include "links.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
@@ -31,6 +32,7 @@ struct radio {
     hostapd_text told;
     unsigned int bridges; /* which ones there were when it was told, and which link of its own */
     unsigned long frames; /* how many of them hostapd was started with */
+    int is_to_leave;      /* hostapd is to end, or has, and may not have let go of the link */
     char power[8];
 };
 
@@ -85,10 +87,34 @@ static void fail(const struct radio *radio, const char *reason)
     outcomes_fail(&radio_outcomes, radio->name, reason);
 }
 
+/*
+ * hostapd takes its link down and out of its bridge when it ends, but not when it is killed. Nobody
+ * waits for what runs here.
+ */
+static void leave_link(struct radio *radio)
+{
+    struct kernel kernel;
+    char *const arguments[] = {(char *)"ip", (char *)"link", (char *)"set",      (char *)"dev",
+                               radio->name,  (char *)"down", (char *)"nomaster", NULL};
+    if (strcmp(supervise_status(radio->program), "stopped") != 0) {
+        links_look_later();
+        return;
+    }
+    radio->is_to_leave = 0;
+    if (vorn_process_no_actions || kernel_read(&kernel) != 0) return;
+    const struct kernel_link *link = kernel_find_link(&kernel, radio->name);
+    if (link != NULL && (link->is_up || *link->master != '\0')) {
+        vorn_service_execv(radio->name, arguments);
+    }
+    kernel_free(&kernel);
+}
+
 static void stop(struct radio *radio)
 {
     char path[path_room];
     supervise_stop(radio->program);
+    if (radio->told.whole != NULL) radio->is_to_leave = 1;
+    if (radio->is_to_leave) leave_link(radio);
     name_file(path, radio);
     unlink(path);
     hostapd_free(&radio->told);
@@ -100,6 +126,7 @@ static void run(struct radio *radio)
     name_file(path, radio);
     const char *const arguments[] = {"hostapd", path, NULL};
     const supervise_plan plan = {arguments, NULL, radio->frames};
+    radio->is_to_leave = 0;
     if (supervise_run_plan(radio->program, &plan) != 0) fail(radio, "no memory to start hostapd");
     links_look_later();
 }
@@ -256,6 +283,7 @@ static void links_changed(void)
     const vorn_instances *configuration = vorn_config_get_running();
     for (struct radio *radio = radios; radio != NULL; radio = radio->next) {
         const vorn_instance *now = vorn_instances_get(configuration, "radio", radio->name);
+        if (radio->is_to_leave) leave_link(radio);
         if (now == NULL) continue;
         if (bridges_sum(configuration, radio->name) != radio->bridges) apply(now, configuration);
         join_bridges(configuration, radio);
@@ -298,6 +326,7 @@ const char *radios_state(const char *name)
     const struct radio *radio = find(name);
     if (failure != NULL) return failure;
     if (radio == NULL) return "stopped";
+    if (radio->is_to_leave) return "applying: it has not ended yet";
     if (strcmp(supervise_status(radio->program), "failed") == 0 && bridges_number(name) == 0) {
         snprintf(waiting, sizeof waiting, "waiting for %.15s", name);
         return waiting;

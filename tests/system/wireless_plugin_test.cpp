@@ -27,6 +27,7 @@ using vorn::tests::AccessPoints;
 using vorn::tests::hostapd_file;
 
 constexpr char access_file[] = "/var/run/vorn-hostapd-wlan0_1.macs";
+constexpr char up_or_in_a_bridge[] = "ip -o link show wlan0 | grep -c -e '[<,]UP[,>]' -e master";
 constexpr char hostapd_command[] = "hostapd /var/run/vorn-hostapd-wlan0.conf";
 
 TEST_F(AccessPoints, TellTheirDaemonEverythingAtBoot)
@@ -193,6 +194,33 @@ TEST_F(AccessPoints, StartTheirDaemonAgainWhenItWasKilled)
 
     EXPECT_TRUE(console_shows("hostapd wlan0 has ended; it is started again in 1 s."));
     EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+}
+
+/* A daemon that is killed can't take its link down any more, nor out of its bridge. */
+TEST_F(AccessPoints, LetGoOfTheLinkOfADaemonThatWasKilled)
+{
+    shell("ip link add wlan0 type veth peer name air");
+    boot_and_forget();
+    shell("ip link set wlan0 up master br0");
+    ASSERT_TRUE(kill_program("cat /tmp/ready"));
+
+    change("<delete><wireless-network/></delete><delete><radio/></delete>");
+
+    EXPECT_TRUE(comes_true([] { return shell(up_or_in_a_bridge) == "0\n"; }));
+}
+
+TEST_F(AccessPoints, LetGoOfTheLinkOfADaemonThatHangs)
+{
+    shell("ip link add wlan0 type veth peer name air");
+    boot_and_forget();
+    shell("ip link set wlan0 up");
+    ASSERT_TRUE(hang_program("cat /tmp/ready"));
+
+    change("<update><radio><status>down</status></radio></update>");
+
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "applying: it has not ended yet");
+    EXPECT_TRUE(comes_true([] { return shell(up_or_in_a_bridge) == "0\n"; }));
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "stopped"));
 }
 
 TEST_F(AccessPoints, StartTheirDaemonAtOnceWithTheNextCommit)
