@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "bridges.h"
+#include "brief.h"
 #include "control.h"
 #include "country.h"
 #include "hostapd.h"
@@ -27,18 +28,20 @@ static outcomes radio_outcomes = {.class_name = "radio"};
 struct radio {
     struct radio *next;
     char *name;
-    char *service; /* "hostapd" and the name */
+    char *service;         /* "hostapd" and the name */
+    char *setting_service; /* "iw" and the name */
     supervised *program;
     hostapd_text told;
     unsigned int bridges; /* which ones there were when it was told, and which link of its own */
     unsigned long frames; /* how many of them hostapd was started with */
     int is_to_leave;      /* hostapd is to end, or has, and may not have let go of the link */
     char power[8];
+    brief setting; /* of the power */
 };
 
 static struct radio *radios;
 
-enum { path_room = 64 };
+enum { path_room = 64, longest_name = 12 };
 
 static void name_file(char path[path_room], const struct radio *radio)
 {
@@ -57,25 +60,35 @@ static void free_radio(struct radio *radio)
 {
     free(radio->name);
     free(radio->service);
+    free(radio->setting_service);
     free(radio);
 }
 
+static char *name_service(const char *program, const char *name)
+{
+    const size_t size = strlen(program) + 1 + strlen(name) + 1;
+    char *service = malloc(size);
+    if (service != NULL) snprintf(service, size, "%s %s", program, name);
+    return service;
+}
+
+static void power_was_set(brief *run, void *data);
+
 static struct radio *make(const char *name)
 {
-    static const char prefix[] = "hostapd ";
     struct radio *radio = calloc(1, sizeof *radio);
     if (radio == NULL) return NULL;
     radio->name = strdup(name);
-    radio->service = malloc(sizeof prefix + strlen(name));
-    if (radio->name != NULL && radio->service != NULL) {
-        strcpy(radio->service, prefix);
-        strcat(radio->service, name);
+    radio->service = name_service("hostapd", name);
+    radio->setting_service = name_service("iw", name);
+    if (radio->name != NULL && radio->service != NULL && radio->setting_service != NULL) {
         radio->program = supervise_new(radio->service);
     }
     if (radio->program == NULL) {
         free_radio(radio);
         return NULL;
     }
+    radio->setting = (brief)BRIEF(radio->setting_service, power_was_set, radio);
     radio->next = radios;
     radios = radio;
     return radio;
@@ -107,6 +120,24 @@ static void leave_link(struct radio *radio)
         vorn_service_execv(radio->name, arguments);
     }
     kernel_free(&kernel);
+}
+
+/* The next commit tries it again. */
+static void power_has_failed(struct radio *radio)
+{
+    char reason[brief_room + 32];
+    snprintf(reason, sizeof reason, "can't set the power%s%s",
+             *radio->setting.words != '\0' ? ": " : "", radio->setting.words);
+    fail(radio, reason);
+    strcpy(radio->power, "?");
+}
+
+/* Its status is not known; but it is silent when it has worked. */
+static void power_was_set(brief *run, void *data)
+{
+    struct radio *radio = data;
+    if (vorn_instances_get(vorn_config_get_running(), "radio", radio->name) == NULL) return;
+    if (run->is_killed || *run->words != '\0') power_has_failed(radio);
 }
 
 static void stop(struct radio *radio)
@@ -167,25 +198,38 @@ static void tell(struct radio *radio, hostapd_text *text, const vorn_instances *
 static void set_power(struct radio *radio, const char *power)
 {
     char hundredths[12];
+    const int is_fixed = *power != '\0';
     if (strcmp(power, radio->power) == 0) return;
     snprintf(hundredths, sizeof hundredths, "%s00", power);
-    const int status =
-        *power != '\0'
-            ? vorn_command_execl("iw", "dev", radio->name, "set", "txpower", "fixed", hundredths,
-                                 (char *)NULL)
-            : vorn_command_execl("iw", "dev", radio->name, "set", "txpower", "auto", (char *)NULL);
-    if (status != 0 && !vorn_process_no_actions) {
-        fail(radio, "can't set the power");
-    } else {
-        snprintf(radio->power, sizeof radio->power, "%s", power);
-    }
+    const char *const arguments[] = {"iw",
+                                     "dev",
+                                     radio->name,
+                                     "set",
+                                     "txpower",
+                                     is_fixed ? "fixed" : "auto",
+                                     is_fixed ? hundredths : NULL,
+                                     NULL};
+    snprintf(radio->power, sizeof radio->power, "%s", power);
+    if (brief_run(&radio->setting, arguments) != 0) power_has_failed(radio);
+}
+
+/* hostapd adds "_7" at most for its further networks, and a blank would end its words. */
+int radios_judge(const vorn_instances *configuration, const vorn_instance *radio, fault *found)
+{
+    const char *name = vorn_instance_get_name(radio);
+    (void)configuration;
+    if (is_link_name(name) && strlen(name) <= longest_name) return 0;
+    return fault_is(found, NULL,
+                    "the name can't be an interface's: it has 1 to 12 letters, digits, "
+                    "\"_\", \".\" and \"-\"");
 }
 
 /* What can't be goes no further: what is on the air stays there. */
 static int is_possible(const struct radio *radio, const vorn_instance *now)
 {
-    if (!is_link_name(radio->name) || strlen(radio->name) > 12) {
-        fail(radio, "the name can't be an interface's");
+    fault found;
+    if (radios_judge(NULL, now, &found)) {
+        fail(radio, found.reason);
     } else if (!country_allows_channel_in(value_of(now, "channel"), value_of(now, "mode"))) {
         fail(radio, "the mode does not have the channel");
     } else {
@@ -327,6 +371,7 @@ const char *radios_state(const char *name)
     if (failure != NULL) return failure;
     if (radio == NULL) return "stopped";
     if (radio->is_to_leave) return "applying: it has not ended yet";
+    if (brief_goes_on(&radio->setting)) return "applying";
     if (strcmp(supervise_status(radio->program), "failed") == 0 && bridges_number(name) == 0) {
         snprintf(waiting, sizeof waiting, "waiting for %.15s", name);
         return waiting;

@@ -2,10 +2,13 @@
 #ifndef PLUGINS_WIRELESS_RADIOS_H
 #define PLUGINS_WIRELESS_RADIOS_H
 
-#include "vorn/vorn.h"
+#include "judge.h"
 
 /** Applies the radios and what is on the air with them, as far as it changed or failed. */
 void radios_commit(const vorn_instances *configuration, const vorn_changes *changes);
+
+/** Judges a radio's name: it is its interface's. */
+int radios_judge(const vorn_instances *configuration, const vorn_instance *radio, fault *found);
 
 /** Has the radios follow what becomes of the kernel's links. 0, or 1. */
 int radios_watch(void);

@@ -92,6 +92,7 @@ static void check(vorn_check_info *info, void *data)
         vorn_changes_contains_class(changes, "radio") ||
         vorn_changes_contains_class(changes, "bridge") ||
         vorn_changes_contains_class(changes, "access-list")) {
+        judge_class(info, "radio", radios_judge);
         judge_class(info, "wireless-network", networks_judge);
     }
 }

@@ -21,6 +21,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 using vorn::tests::access_point;
 using vorn::tests::AccessPoints;
@@ -141,6 +142,7 @@ TEST_F(AccessPoints, LeaveThePowerToTheDriverWhenTheRadioIsDeleted)
 
     change("<delete><wireless-network/></delete><delete><radio/></delete>");
 
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 2; }));
     EXPECT_THAT(commands_run(), ElementsAre("iw dev wlan0 set txpower fixed 1700",
                                             "iw dev wlan0 set txpower auto"));
 }
@@ -268,16 +270,65 @@ TEST_F(AccessPoints, SayThatTheConfigurationCannotBeWritten)
 TEST_F(AccessPoints, TryThePowerAgainThatCouldNotBeSet)
 {
     boot_and_forget();
-    write_file("/tmp/no-power", "");
+    write_file("/tmp/no-power", "no power\n");
 
     change("<update><radio><power>17</power></radio></update>");
-    EXPECT_EQ(value_of("radio", "wlan0", "state"), "failed: can't set the power");
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "failed: can't set the power: no power"));
     std::filesystem::remove("/tmp/no-power");
     change_network("<hidden>off</hidden>");
 
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 2; }));
     EXPECT_THAT(commands_run(), ElementsAre("iw dev wlan0 set txpower fixed 1700",
                                             "iw dev wlan0 set txpower fixed 1700"));
     EXPECT_TRUE(comes_true([] { return value_of("radio", "wlan0", "state") == "running"; }));
+}
+
+TEST_F(AccessPoints, TellWhatIwSaidOfThePower)
+{
+    boot_and_forget();
+    stand_in("iw", "echo 'command failed: Not supported (-95)' >&2; exit 161");
+
+    change("<update><radio><power>17</power></radio></update>");
+
+    EXPECT_TRUE(state_becomes("radio", "wlan0",
+                              "failed: can't set the power: command failed: Not supported (-95)"));
+}
+
+TEST_F(AccessPoints, LetNobodyWaitForAnIwThatHangs)
+{
+    boot_and_forget();
+    stand_in("iw", "while test ! -e /tmp/go-on; do sleep 0.02; done; echo no power >&2; exit 1");
+    const auto before = std::chrono::steady_clock::now();
+
+    change("<update><radio><power>17</power></radio></update>");
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "applying");
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(1));
+
+    shell("touch /tmp/go-on");
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "failed: can't set the power: no power"));
+    forget_runs();
+    change_network("<hidden>off</hidden>");
+    EXPECT_TRUE(comes_true([] { return !commands_run().empty(); })) << "not tried again";
+    EXPECT_THAT(commands_run(), ElementsAre("iw dev wlan0 set txpower fixed 1700"));
+}
+
+TEST_F(AccessPoints, AreRefusedANameThatNoInterfaceCanHave)
+{
+    boot_and_forget();
+
+    for (const char *name : {"a-long-radio0", "wlan 1"}) {
+        EXPECT_THAT(change("<insert><radio name=\"" + std::string(name) +
+                           "\"><mode>g</mode><channel>6</channel></radio></insert>"),
+                    AllOf(HasSubstr("<rc>1</rc>"),
+                          HasSubstr("Instance \"" + std::string(name) +
+                                    "\" of class \"radio\": the name can't be an interface's: it "
+                                    "has 1 to 12 ")));
+        EXPECT_THAT(lsql("<lsql><select><radio/></select></lsql>"), Not(HasSubstr(name)));
+    }
+
+    EXPECT_THAT(change("<insert><radio name=\"a-long-radio\"><mode>g</mode><channel>6</channel>"
+                       "</radio></insert>"),
+                HasSubstr("<rc>0</rc>"));
 }
 
 TEST_F(AccessPoints, CarryNoMoreNetworksThanTheRadioCan)
@@ -343,7 +394,7 @@ TEST_F(AccessPoints, WaitForABridgeAndNeverSayThatTheyRunWhileTheyAreCutOff)
     shell("ip link del br0");
     boot();
     EXPECT_EQ(value_of("wireless-network", "home", "state"), "waiting for br0");
-    EXPECT_THAT(read_file(hostapd_file), testing::Not(HasSubstr("bridge=")));
+    EXPECT_THAT(read_file(hostapd_file), Not(HasSubstr("bridge=")));
 
     shell("ip link add name br0 type bridge");
 
@@ -359,11 +410,27 @@ TEST_F(AccessPoints, LeaveTheAirWithTheirBridgeAndComeBackWithIt)
     shell("ip link del br0");
     EXPECT_TRUE(state_becomes("wireless-network", "home", "waiting for br0"));
     EXPECT_TRUE(state_becomes("wireless-network", "guests", "running"));
-    EXPECT_THAT(read_file(hostapd_file), testing::Not(HasSubstr("br0")));
+    EXPECT_THAT(read_file(hostapd_file), Not(HasSubstr("br0")));
 
     shell("ip link add br0 type bridge");
     EXPECT_TRUE(state_becomes("wireless-network", "home", "running"));
     EXPECT_THAT(read_file(hostapd_file), HasSubstr("bridge=br0\n"));
+}
+
+TEST_F(AccessPoints, SayThatTheyAreCutOffFromTheirBridge)
+{
+    std::string ip = shell("command -v ip");
+    ip.pop_back();
+    shell("ip link add wlan0 type ifb");
+    boot();
+    EXPECT_TRUE(comes_true([&] { return !shell(ip + " link show master br0").empty(); }));
+    EXPECT_TRUE(state_becomes("wireless-network", "home", "running"));
+
+    stand_in("ip", "exit 1");
+    shell(ip + " link set wlan0 nomaster");
+
+    EXPECT_TRUE(state_becomes("wireless-network", "home", "failed: wlan0 is not in br0"));
+    EXPECT_EQ(value_of("wireless-network", "guests", "state"), "running");
 }
 
 TEST_F(AccessPoints, ComeBackIntoTheirBridge)

@@ -1,0 +1,35 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef PLUGINS_COMMON_BRIEF_H
+#define PLUGINS_COMMON_BRIEF_H
+
+/*
+ * A program that does one thing and ends, and that a commit waits for no longer than a moment: 80
+ * ms, and not at all in the second after another one took longer. What takes longer goes on in the
+ * background, and is killed after ten seconds; its status is not known then, but what it said is.
+ */
+
+enum { brief_room = 160 };
+
+/** One such program; begins as BRIEF, is kept until the process ends and runs once at a time. */
+typedef struct brief {
+    const char *service; /* in the daemon's table, and no other one's */
+    /* Told when one that was not waited for has ended. */
+    void (*ended)(struct brief *run, void *data);
+    void *data;
+    int output; /* of the program that runs; below 0 without one */
+    int is_killed;
+    char words[brief_room]; /* what it said last, one line; empty when it said nothing */
+} brief;
+
+#define BRIEF(name, function, pointer)                                                             \
+    {                                                                                              \
+        .service = (name), .ended = (function), .data = (pointer), .output = -1                    \
+    }
+
+/** Ends the run before, and begins one. Returns 1 when it has failed by the end of the wait. */
+int brief_run(brief *run, const char *const arguments[]);
+
+/** Whether it goes on: its function will be called. */
+int brief_goes_on(const brief *run);
+
+#endif
