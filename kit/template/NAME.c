@@ -60,10 +60,13 @@ static const char *read_state(vorn_instance *instance, const char *property,
     return state;
 }
 
-static void add_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid)
+/* Clients tell the syntax when they tell of a refusal, and complete values with it. */
+static void add_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid,
+                        const char *syntax)
 {
     vorn_property *property = vorn_property_new(name);
     vorn_property_set_is_valid_fn(property, is_valid);
+    vorn_property_set_syntax(property, syntax);
     vorn_class_add_property(klass, property);
 }
 
@@ -72,8 +75,8 @@ static void add_class(void)
     vorn_class *klass = vorn_class_new("@NAME@");
     vorn_class_set_type(klass, VORN_CLASS_UNIQUE_NAMED);
     vorn_class_set_persistence(klass, 1);
-    add_setting(klass, "level", is_level);
-    add_setting(klass, "enabled", is_enabled);
+    add_setting(klass, "level", is_level, "<0 to 100>");
+    add_setting(klass, "enabled", is_enabled, "on|off");
 
     vorn_property *state = vorn_property_new("state");
     vorn_property_set_writable(state, 0);

@@ -57,10 +57,11 @@ static void commit(vorn_commit_info *info)
     }
 }
 
-static vorn_property *setting(const char *name, vorn_is_valid_fn is_valid)
+static vorn_property *setting(const char *name, vorn_is_valid_fn is_valid, const char *syntax)
 {
     vorn_property *property = vorn_property_new(name);
     vorn_property_set_is_valid_fn(property, is_valid);
+    vorn_property_set_syntax(property, syntax); /* told with a refusal */
     return property;
 }
 
@@ -68,14 +69,14 @@ void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL) return;
 
-    vorn_property *address = setting("address", is_address);
+    vorn_property *address = setting("address", is_address, "<an IPv4 address>");
     vorn_property_set_required_on_insert(address, 1);
 
     vorn_class *host = vorn_class_new("host");
     vorn_class_set_type(host, VORN_CLASS_UNIQUE_NAMED);
     vorn_class_set_persistence(host, 1);
     vorn_class_add_property(host, address);
-    vorn_class_add_property(host, setting("alias", is_alias));
+    vorn_class_add_property(host, setting("alias", is_alias, "<a host name>|<nothing>"));
     vorn_classes_add(host);
 
     vorn_provider *provider = vorn_provider_new("hosts");

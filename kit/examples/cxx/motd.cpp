@@ -51,6 +51,7 @@ void add_class()
 {
     vorn_property *text = vorn_property_new("text");
     vorn_property_set_is_valid_fn(text, is_text);
+    vorn_property_set_syntax(text, "<printable ASCII>");
 
     vorn_class *motd = vorn_class_new(class_name);
     vorn_class_set_type(motd, VORN_CLASS_SINGLETON);

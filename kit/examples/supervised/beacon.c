@@ -65,6 +65,7 @@ void vorn_plugin_init(void)
 
     vorn_property *text = vorn_property_new("text");
     vorn_property_set_is_valid_fn(text, is_text);
+    vorn_property_set_syntax(text, "<one line of up to 80 bytes>");
     vorn_property *told = vorn_property_new("state");
     vorn_property_set_writable(told, 0);
     vorn_property_set_persistence(told, 0);
