@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "failure.h"
@@ -54,6 +55,12 @@ void write_output(const std::string &name, const std::string &text)
     if (name == "-") {
         std::cout << text;
         return;
+    }
+    /* What takes its place would be a file, whatever a device, a pipe or a terminal was there for.
+     */
+    struct stat present = {};
+    if (stat(name.c_str(), &present) == 0 && !S_ISREG(present.st_mode)) {
+        throw Failure(misused, name + ": not a regular file; - is standard output");
     }
     std::string scratch = name + ".XXXXXX";
     const int file = mkostemp(scratch.data(), O_CLOEXEC);

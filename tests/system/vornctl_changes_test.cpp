@@ -305,6 +305,18 @@ TEST_F(Configurations, ReplaceAFileWholeOrNotAtAll)
     EXPECT_EQ(shell("ls /tmp/small; cat /tmp/small/x"), "x\n" + std::string(saved));
 }
 
+TEST_F(Configurations, ReplaceNothingButAFile)
+{
+    shell("mkfifo /tmp/pipe; ln -s pipe /tmp/link");
+
+    for (const char *name : {"pipe", "link"}) {
+        EXPECT_EQ(vornctl("export /tmp/" + std::string(name)),
+                  "[2]\nvornctl: /tmp/" + std::string(name) +
+                      ": not a regular file; - is standard output\n");
+    }
+    EXPECT_EQ(shell("test -p /tmp/pipe && test -L /tmp/link && echo as before"), "as before\n");
+}
+
 /* As bash asks: the line up to the cursor in, words to choose from out. */
 class Completion : public vorn::tests::VornctlDevice {
 protected:
