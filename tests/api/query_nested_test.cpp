@@ -5,6 +5,7 @@
  * is no question of taste for plugins that rely on it.
  */
 #include "api/query_fixture.h"
+#include "support/leak_check.h"
 
 #include <gmock/gmock.h>
 
@@ -195,7 +196,10 @@ TEST_F(NestedRequests, AreLostWhenATransactionEndsThatBeganBefore)
             for (const bool is_passive : {true, false}) {
                 SCOPED_TRACE(testing::Message() << kind.name << " " << static_cast<int>(each)
                                                 << (is_passive ? " passive" : " active"));
-                nest(each, transaction, kind.request, is_passive);
+                {
+                    const vorn::tests::LeftOnPurpose lost_instances;
+                    nest(each, transaction, kind.request, is_passive);
+                }
 
                 EXPECT_EQ(nested_answer, kind.answer);
                 EXPECT_EQ(outer_answer, one_done);

@@ -1,11 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #include "api/query_fixture.h"
+#include "support/leak_check.h"
 
 #include <gmock/gmock.h>
-
-#if defined(__SANITIZE_ADDRESS__)
-#    include <sanitizer/lsan_interface.h>
-#endif
 
 namespace {
 
@@ -334,13 +331,10 @@ using Actions = QueryTest;
 
 TEST_F(Actions, AreCommittedWithAnEmptyChangeSet)
 {
-#if defined(__SANITIZE_ADDRESS__)
-    __lsan_disable(); /* the action set is left behind on purpose */
-#endif
-    vorn_query_action("net", "restart", "Radio", "r0");
-#if defined(__SANITIZE_ADDRESS__)
-    __lsan_enable();
-#endif
+    {
+        const vorn::tests::LeftOnPurpose action_set;
+        vorn_query_action("net", "restart", "Radio", "r0");
+    }
 
     EXPECT_THAT(commits, ElementsAre("changed; deleted"));
     EXPECT_EQ(committed_after, vorn_config_get_running());

@@ -229,15 +229,16 @@ void without_quarantine()
 TEST_F(NotifyPorts, CostNoMemoryForASubscriberThatNeverReads)
 {
     shut_down();
+    let_connections_hold_little();
     boot({"-f"}, without_quarantine);
     RawClient deaf(port);
     subscribe(deaf);
-    const std::string origin(200000, 'o');
-    for (int i = 0; i < 40; i++)
+    const std::string origin(1000, 'o');
+    for (int i = 0; i < 100; i++)
         change(origin);
     const int before = resident_kib();
 
-    for (int i = 0; i < 40; i++)
+    for (int i = 0; i < 3000; i++)
         change(origin);
 
     EXPECT_LT(resident_kib() - before, 2000);

@@ -289,7 +289,7 @@ struct Refusal {
 const Refusal refusals[] = {
     {"HostNamesWithBlanks", "<system><hostname>at tic</hostname></system>"},
     {"EmptyHostNames", "<system><hostname/></system>"},
-    {"ContactsBeyondAscii", "<system><contact>caf\u00E9</contact></system>"},
+    {"ContactsOfTwoLines", "<system><contact>two\nlines</contact></system>"},
     {"AddressesOutOfRange", "<address name=\"lan\"><address>10.0.0.256</address></address>"},
     {"PrefixesOutOfRange", "<address name=\"lan\"><prefix>33</prefix></address>"},
     {"SmallMtus", "<interface name=\"eth0\"><mtu>67</mtu></interface>"},

@@ -204,7 +204,9 @@ TEST_F(FewDescriptors, LetTheLoopRestWhenNobodyCanBeTaken)
     rlim_t free = 0;
     while (exists(descriptors + std::to_string(free)))
         free++;
-    const rlimit none_left = {free, free};
+    rlimit before = {};
+    ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, nullptr, &before), 0);
+    const rlimit none_left = {free, before.rlim_max};
     ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, &none_left, nullptr), 0);
     std::vector<std::unique_ptr<RawClient>> clients;
     for (int i = 0; i < 3; i++)
@@ -214,6 +216,7 @@ TEST_F(FewDescriptors, LetTheLoopRestWhenNobodyCanBeTaken)
 
     EXPECT_LT(refusals(), 5) << "the loop spins";
     EXPECT_THAT(standard_error(), ContainsRegex("Too many open files"));
+    ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, &before, nullptr), 0); /* leaks are looked for */
 }
 
 } // namespace
