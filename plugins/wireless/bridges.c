@@ -7,6 +7,7 @@
 
 #include "hostapd.h"
 #include "kernel.h"
+#include "links.h"
 #include "values.h"
 
 const char *bridges_missing(const vorn_instance *network)
@@ -94,11 +95,16 @@ const char *bridges_reason(const vorn_instances *configuration, const vorn_insta
     return reason;
 }
 
+/* Nobody waits for it: whether it is in its bridge is seen from the kernel. */
 static void join(const vorn_instance *network, const char *interface, void *data)
 {
     if (!is_outside(data, network, interface) || bridges_missing(network) != NULL) return;
-    vorn_command_execl("ip", "link", "set", "dev", interface, "master", value_of(network, "bridge"),
-                       (char *)NULL);
+    if (vorn_service_is_running(interface)) {
+        links_look_later();
+    } else {
+        vorn_service_execl(interface, "ip", "link", "set", "dev", interface, "master",
+                           value_of(network, "bridge"), (char *)NULL);
+    }
 }
 
 void bridges_join(const vorn_instances *configuration, const char *radio)

@@ -211,6 +211,28 @@ TEST_F(AccessPoints, LetGoOfTheLinkOfADaemonThatWasKilled)
     EXPECT_TRUE(comes_true([] { return shell(up_or_in_a_bridge) == "0\n"; }));
 }
 
+TEST_F(AccessPoints, LetNobodyWaitForAnIpThatHangs)
+{
+    std::string ip = shell("command -v ip");
+    ip.pop_back();
+    shell("ip link add wlan0 type veth peer name air");
+    stand_in("ip", "while test -e /tmp/hangs; do sleep 0.02; done; exec " + ip + " \"$@\"");
+    const auto is_in_the_bridge = [&] { return shell(ip + " -o link show master br0") != ""; };
+    boot_and_forget();
+    ASSERT_TRUE(comes_true(is_in_the_bridge));
+    shell("touch /tmp/hangs");
+    forget_runs();
+
+    shell(ip + " link set wlan0 nomaster");
+
+    EXPECT_TRUE(comes_true([] { return !commands_run().empty(); }));
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "failed: wlan0 is not in br0");
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(1));
+    shell("rm /tmp/hangs");
+    EXPECT_TRUE(comes_true(is_in_the_bridge));
+}
+
 TEST_F(AccessPoints, LetGoOfTheLinkOfADaemonThatHangs)
 {
     shell("ip link add wlan0 type veth peer name air");
