@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <string>
 
+#include <unistd.h>
+
 namespace vorn::tests {
 
 inline constexpr char lsql_door[] = "vorn_sock_lsql";
@@ -29,6 +31,10 @@ protected:
     void SetUp() override
     {
         Device::SetUp();
+        /* Whoever asks for a long attack says how long it may take. */
+        if (const char *limit = std::getenv("VORN_TEST_SECONDS")) {
+            alarm(static_cast<unsigned int>(std::strtoul(limit, nullptr, 10)));
+        }
         install_plugin("board.vorn");
         install_plugin("rescan.vorn");
         install_plugin("save.vorn");
