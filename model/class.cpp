@@ -111,6 +111,11 @@ vorn_class *vorn_class_clone(const vorn_class *klass, const char *name)
     return clone.release();
 }
 
+const char *vorn_class_get_name(const vorn_class *klass)
+{
+    return absent(klass, "class") ? nullptr : klass->name.get();
+}
+
 int vorn_class_set_superclass(vorn_class *klass, const char *name)
 {
     if (absent(klass, "class") || absent(name, "superclass name")) return failed;
@@ -125,6 +130,11 @@ int vorn_class_set_superclass(vorn_class *klass, const char *name)
 
     klass->superclass_name = copy_of(name);
     return klass->superclass_name ? ok : failed;
+}
+
+const char *vorn_class_get_superclass(const vorn_class *klass)
+{
+    return absent(klass, "class") ? nullptr : klass->superclass_name.get();
 }
 
 int vorn_class_set_abstract(vorn_class *klass, int abstract)
@@ -146,6 +156,11 @@ int vorn_class_set_abstract(vorn_class *klass, int abstract)
     if (abstract && !klass->subclasses.create(subclass_buckets)) return failed;
     klass->abstract = abstract;
     return ok;
+}
+
+int vorn_class_is_abstract(const vorn_class *klass)
+{
+    return !absent(klass, "class") && klass->abstract == 1;
 }
 
 int vorn_class_set_subclass_identifier(vorn_class *klass, vorn_property *property)
@@ -170,12 +185,22 @@ int vorn_class_set_subclass_identifier(vorn_class *klass, vorn_property *propert
     return ok;
 }
 
+vorn_property *vorn_class_get_subclass_identifier(const vorn_class *klass)
+{
+    return absent(klass, "class") ? nullptr : klass->subclass_identifier;
+}
+
 int vorn_class_set_persistence(vorn_class *klass, int persistence)
 {
     if (absent(klass, "class")) return failed;
 
     klass->persistence = persistence;
     return ok;
+}
+
+int vorn_class_get_persistence(const vorn_class *klass)
+{
+    return absent(klass, "class") ? 0 : klass->persistence;
 }
 
 int vorn_class_set_type(vorn_class *klass, int type)
@@ -188,6 +213,11 @@ int vorn_class_set_type(vorn_class *klass, int type)
 
     klass->type = type;
     return ok;
+}
+
+int vorn_class_get_type(const vorn_class *klass)
+{
+    return absent(klass, "class") ? VORN_CLASS_INVALID : klass->type;
 }
 
 int vorn_class_add_property(vorn_class *klass, vorn_property *property)

@@ -58,12 +58,22 @@ vorn_property *vorn_property_clone(const vorn_property *property)
     return clone.release();
 }
 
+const char *vorn_property_get_name(const vorn_property *property)
+{
+    return absent(property, "property") ? nullptr : property->name.get();
+}
+
 int vorn_property_set_readable(vorn_property *property, int flag)
 {
     if (absent(property, "property")) return failed;
 
     property->readable = flag;
     return ok;
+}
+
+int vorn_property_is_readable(const vorn_property *property)
+{
+    return !absent(property, "property") && property->readable != 0;
 }
 
 int vorn_property_set_writable(vorn_property *property, int flag)
@@ -78,6 +88,11 @@ int vorn_property_set_writable(vorn_property *property, int flag)
     return ok;
 }
 
+int vorn_property_is_writable(const vorn_property *property)
+{
+    return !absent(property, "property") && property->writable != 0;
+}
+
 int vorn_property_set_required_on_insert(vorn_property *property, int flag)
 {
     if (absent(property, "property")) return failed;
@@ -88,6 +103,11 @@ int vorn_property_set_required_on_insert(vorn_property *property, int flag)
 
     property->required_on_insert = flag;
     return ok;
+}
+
+int vorn_property_is_required_on_insert(const vorn_property *property)
+{
+    return !absent(property, "property") && property->required_on_insert != 0;
 }
 
 int vorn_property_set_is_valid_fn(vorn_property *property, vorn_is_valid_fn is_valid)
@@ -108,6 +128,11 @@ int vorn_property_set_persistence(vorn_property *property, int persistence)
 
     property->persistence = persistence;
     return ok;
+}
+
+int vorn_property_get_persistence(const vorn_property *property)
+{
+    return absent(property, "property") ? 0 : property->persistence;
 }
 
 int vorn_property_set_reference(vorn_property *property, const char *class_name)

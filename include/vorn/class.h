@@ -72,6 +72,9 @@ VORN_API vorn_class *vorn_class_new(const char *name);
  */
 VORN_API vorn_class *vorn_class_clone(const vorn_class *klass, const char *name);
 
+/** The name. The text is the class's. Null for a null class. */
+VORN_API const char *vorn_class_get_name(const vorn_class *klass);
+
 /**
  * Makes the class a subclass of the one named, which need not be registered yet. The name is
  * copied.
@@ -82,6 +85,12 @@ VORN_API vorn_class *vorn_class_clone(const vorn_class *klass, const char *name)
 VORN_API int vorn_class_set_superclass(vorn_class *klass, const char *name);
 
 /**
+ * The name that vorn_class_set_superclass gave, whether there is such a class or not; null when it
+ * has not been called and for a null class. The text is the class's.
+ */
+VORN_API const char *vorn_class_get_superclass(const vorn_class *klass);
+
+/**
  * Decides, once and for all, whether the class is abstract (1) or concrete (0).
  *
  * Refused, in this order: another value ("Bad abstract value.\n"); a subclass ("An class with a
@@ -89,6 +98,9 @@ VORN_API int vorn_class_set_superclass(vorn_class *klass, const char *name);
  * already abstract.\n"). A class that is still undecided when it is resolved becomes concrete.
  */
 VORN_API int vorn_class_set_abstract(vorn_class *klass, int abstract);
+
+/** 1 if the class is abstract; 0 if it is concrete or undecided, and for a null class. */
+VORN_API int vorn_class_is_abstract(const vorn_class *klass);
 
 /**
  * Adds the property to an abstract class as its subclass identifier. It becomes read-only for
@@ -102,14 +114,23 @@ VORN_API int vorn_class_set_abstract(vorn_class *klass, int abstract);
  */
 VORN_API int vorn_class_set_subclass_identifier(vorn_class *klass, vorn_property *property);
 
+/** The property that was added so, owned by the class; null without one and for a null class. */
+VORN_API vorn_property *vorn_class_get_subclass_identifier(const vorn_class *klass);
+
 /**
  * Decides whether instances are written when the configuration is saved: 0 they are not, anything
  * else they are. Properties without a persistence of their own take it over.
  */
 VORN_API int vorn_class_set_persistence(vorn_class *klass, int persistence);
 
+/** What was decided last, in the setter's words; 0 before that and for a null class. */
+VORN_API int vorn_class_get_persistence(const vorn_class *klass);
+
 /** Sets how instances are told apart, VORN_CLASS_SINGLETON to _GROUP_NAMED; else "Bad type.\n". */
 VORN_API int vorn_class_set_type(vorn_class *klass, int type);
+
+/** How instances are told apart; VORN_CLASS_INVALID before it is set and for a null class. */
+VORN_API int vorn_class_get_type(const vorn_class *klass);
 
 /**
  * Adds a property behind those that the class has. The class owns it.

@@ -52,8 +52,14 @@ VORN_API vorn_property *vorn_property_new(const char *name);
  */
 VORN_API vorn_property *vorn_property_clone(const vorn_property *property);
 
+/** The name. The text is the property's. Null for a null property ("Null property.\n"). */
+VORN_API const char *vorn_property_get_name(const vorn_property *property);
+
 /** Lets clients read the property (non-zero) or not (0). */
 VORN_API int vorn_property_set_readable(vorn_property *property, int flag);
+
+/** 1 if clients may read the property, else 0, as for a null property ("Null property.\n"). */
+VORN_API int vorn_property_is_readable(const vorn_property *property);
 
 /**
  * Lets clients write the property (non-zero) or not (0).
@@ -63,6 +69,9 @@ VORN_API int vorn_property_set_readable(vorn_property *property, int flag);
  */
 VORN_API int vorn_property_set_writable(vorn_property *property, int flag);
 
+/** 1 if clients may write the property, else 0, as for a null property ("Null property.\n"). */
+VORN_API int vorn_property_is_writable(const vorn_property *property);
+
 /**
  * Makes an instance without a value for the property invalid (non-zero) or not (0).
  *
@@ -70,6 +79,9 @@ VORN_API int vorn_property_set_writable(vorn_property *property, int flag);
  * every level, as an error.
  */
 VORN_API int vorn_property_set_required_on_insert(vorn_property *property, int flag);
+
+/** 1 if an instance needs a value, else 0, as for a null property ("Null property.\n"). */
+VORN_API int vorn_property_is_required_on_insert(const vorn_property *property);
 
 /** Sets who judges the values. A null function gives 1 and "Null is_valid fn.\n". */
 VORN_API int vorn_property_set_is_valid_fn(vorn_property *property, vorn_is_valid_fn is_valid);
@@ -79,6 +91,13 @@ VORN_API int vorn_property_set_is_valid_fn(vorn_property *property, vorn_is_vali
  * -1 as the class decides, which is settled when the class is resolved. The range is not checked.
  */
 VORN_API int vorn_property_set_persistence(vorn_property *property, int persistence);
+
+/**
+ * Whether values are written when the configuration is saved: 0 they are not, -1 as the class
+ * decides, which only a property of a class that is not resolved yet says; anything else, they are.
+ * 0 also for a null property ("Null property.\n").
+ */
+VORN_API int vorn_property_get_persistence(const vorn_property *property);
 
 /**
  * Declares that a value, or each blank-separated word of it, is the name of an instance of the

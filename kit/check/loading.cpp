@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 
@@ -33,18 +32,8 @@ Names class_names()
 {
     Names names;
     vorn_classes_iterator *walk = vorn_classes_new_iterator();
-    while (vorn_class *klass = vorn_classes_iterator_next(walk)) {
-        char *text = nullptr;
-        std::size_t size = 0;
-        std::FILE *stream = open_memstream(&text, &size);
-        vorn_class_print(klass, stream);
-        std::fclose(stream);
-        std::istringstream words(text);
-        std::string word;
-        words >> word >> word; /* "Class:" and the name */
-        names.push_back(word);
-        std::free(text);
-    }
+    while (const vorn_class *klass = vorn_classes_iterator_next(walk))
+        names.emplace_back(vorn_class_get_name(klass));
     vorn_classes_delete_iterator(walk);
     return names;
 }

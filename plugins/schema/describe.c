@@ -1,49 +1,20 @@
 /* SPDX-License-Identifier: MIT */
-/*
- * From registered classes to instances that describe them. The registry answers questions about
- * flags only in print, in a format that it promises.
- */
-#define _POSIX_C_SOURCE 200809L
+/* From registered classes to instances that describe them. */
 #include "describe.h"
-
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
-
-static int print_class(const void *klass, FILE *stream)
-{
-    return vorn_class_print(klass, stream);
-}
-
-static int print_property(const void *property, FILE *stream)
-{
-    return vorn_property_print(property, stream);
-}
-
-/* What one of the two prints, the caller's; null when memory is gone. */
-static char *printed(int (*print)(const void *, FILE *), const void *what)
-{
-    char *text = NULL;
-    size_t length = 0;
-    FILE *stream = open_memstream(&text, &length);
-    if (stream == NULL) return NULL;
-    const int failed = print(what, stream);
-    if (fclose(stream) == 0 && !failed) return text;
-    free(text);
-    return NULL;
-}
-
-/* Ends the word at its first blank or line end. */
-static char *first_word(char *text)
-{
-    text += strspn(text, " ");
-    text[strcspn(text, " \n")] = '\0';
-    return text;
-}
 
 static const char *yes_or_no(int flag)
 {
     return flag ? "yes" : "no";
+}
+
+static const char *word_for(int type)
+{
+    static const char *const words[] = {[VORN_CLASS_INVALID] = "invalid",
+                                        [VORN_CLASS_SINGLETON] = "singleton",
+                                        [VORN_CLASS_ANONYMOUS] = "anonymous",
+                                        [VORN_CLASS_UNIQUE_NAMED] = "unique-named",
+                                        [VORN_CLASS_GROUP_NAMED] = "group-named"};
+    return words[type];
 }
 
 /* Makes the instance and gives it values, names and texts by turns; a null text is left out. */
@@ -61,39 +32,24 @@ static int add_instance(vorn_instances *store, const char *class_name, const cha
     return 1;
 }
 
-/*
- * "Property: NAME rwip", the name in as many columns as it takes. The name is what the flags
- * leave.
- */
 static int describe_property(vorn_instances *store, const char *class_name,
                              const vorn_property *property, int inherited)
 {
-    static const char head[] = "Property: ";
-    char *text = printed(print_property, property);
-    const size_t length = text != NULL ? strlen(text) : 0;
-    if (length < sizeof head + 4) {
-        free(text);
-        return 1;
-    }
-    const char *flags = text + length - 4;
-    text[length - 5] = '\0';
-    const char *const values[] = {"property",   first_word(text + sizeof head - 1),
-                                  "readable",   yes_or_no(flags[0] == 'r'),
-                                  "writable",   yes_or_no(flags[1] == 'w'),
-                                  "required",   yes_or_no(flags[2] == 'i'),
-                                  "persistent", yes_or_no(flags[3] == 'p'),
-                                  "inherited",  yes_or_no(inherited),
-                                  "references", vorn_property_get_reference(property),
-                                  "secret",     yes_or_no(vorn_property_is_secret(property)),
-                                  "valid",      vorn_property_get_syntax(property),
-                                  NULL};
-    const int failed = add_instance(store, SCHEMA_PROPERTY, class_name, values);
-    free(text);
-    return failed;
+    const char *const values[] = {
+        "property",   vorn_property_get_name(property),
+        "readable",   yes_or_no(vorn_property_is_readable(property)),
+        "writable",   yes_or_no(vorn_property_is_writable(property)),
+        "required",   yes_or_no(vorn_property_is_required_on_insert(property)),
+        "persistent", yes_or_no(vorn_property_get_persistence(property)),
+        "inherited",  yes_or_no(inherited),
+        "references", vorn_property_get_reference(property),
+        "secret",     yes_or_no(vorn_property_is_secret(property)),
+        "valid",      vorn_property_get_syntax(property),
+        NULL};
+    return add_instance(store, SCHEMA_PROPERTY, class_name, values);
 }
 
-static int describe_properties(vorn_instances *store, const char *class_name,
-                               const vorn_class *klass)
+static int describe_properties(vorn_instances *store, const vorn_class *klass)
 {
     int inherited = -vorn_class_get_properties(klass);
     vorn_class_property_iterator *walk = vorn_class_new_property_iterator(klass);
@@ -105,49 +61,37 @@ static int describe_properties(vorn_instances *store, const char *class_name,
     walk = vorn_class_new_property_iterator(klass);
     int failed = walk == NULL;
     while (!failed && vorn_class_property_iterator_has_next(walk)) {
-        failed = describe_property(store, class_name, vorn_class_property_iterator_next(walk),
-                                   inherited > 0);
+        failed = describe_property(store, vorn_class_get_name(klass),
+                                   vorn_class_property_iterator_next(walk), inherited > 0);
         inherited--;
     }
     vorn_class_delete_property_iterator(walk);
     return failed;
 }
 
-/* The rest of the line that begins so, or null. Lines of properties are indented. */
-static char *find_line(char *text, const char *head)
+/* Of an abstract class; one without is invalid, and served all the same. */
+static const char *subclass_identifier(const vorn_class *klass)
 {
-    for (char *line = text; line != NULL; line = strchr(line, '\n')) {
-        line += *line == '\n';
-        if (strncmp(line, head, strlen(head)) == 0) return line + strlen(head);
-    }
-    return NULL;
+    const vorn_property *identifier = vorn_class_get_subclass_identifier(klass);
+    return identifier != NULL ? vorn_property_get_name(identifier) : "(none)";
 }
 
-static int describe_class(vorn_instances *store, vorn_class *klass)
+static int describe_class(vorn_instances *store, const vorn_class *klass)
 {
-    char *text = printed(print_class, klass);
-    if (text == NULL) return 1;
-
-    char *type = strstr(text, " Type: ") + sizeof " Type: " - 1;
-    char *persistence = strstr(type, " Persistence: ") + sizeof " Persistence: " - 1;
-    char *identifier = find_line(text, "Abstract class - subclass identifier: ");
-    char *superclass = find_line(text, "Superclass: ");
-    char *name = first_word(text + sizeof "Class: " - 1);
+    const int abstract = vorn_class_is_abstract(klass);
     const char *const values[] = {"type",
-                                  first_word(type),
+                                  word_for(vorn_class_get_type(klass)),
                                   "persistent",
-                                  yes_or_no(strtol(persistence, NULL, 10) != 0),
+                                  yes_or_no(vorn_class_get_persistence(klass)),
                                   "abstract",
-                                  yes_or_no(identifier != NULL),
+                                  yes_or_no(abstract),
                                   "superclass",
-                                  superclass != NULL ? first_word(superclass) : NULL,
+                                  vorn_class_get_superclass(klass),
                                   "subclass-identifier",
-                                  identifier != NULL ? first_word(identifier) : NULL,
+                                  abstract ? subclass_identifier(klass) : NULL,
                                   NULL};
-    const int failed =
-        add_instance(store, SCHEMA_CLASS, name, values) || describe_properties(store, name, klass);
-    free(text);
-    return failed;
+    return add_instance(store, SCHEMA_CLASS, vorn_class_get_name(klass), values) ||
+           describe_properties(store, klass);
 }
 
 vorn_instances *describe_registry(void)

@@ -37,6 +37,45 @@ TEST_F(Classes, BeginUndecidedWithoutTypeOrProperties)
     EXPECT_EQ(ght_table_size(klass->properties.raw()), 8U);
 }
 
+TEST_F(Classes, SayWhatTheyAreFromTheBeginning)
+{
+    EXPECT_STREQ(vorn_class_get_name(get()), "radio");
+    EXPECT_EQ(vorn_class_get_type(get()), VORN_CLASS_INVALID);
+    EXPECT_EQ(vorn_class_get_persistence(get()), 0);
+    EXPECT_EQ(vorn_class_is_abstract(get()), 0);
+    EXPECT_EQ(vorn_class_get_superclass(get()), nullptr);
+    EXPECT_EQ(vorn_class_get_subclass_identifier(get()), nullptr);
+}
+
+TEST_F(Classes, SayWhatTheyWereMade)
+{
+    vorn_class_set_type(get(), VORN_CLASS_GROUP_NAMED);
+    vorn_class_set_persistence(get(), 5);
+    vorn_class_set_superclass(get(), "interface");
+
+    EXPECT_EQ(vorn_class_get_type(get()), VORN_CLASS_GROUP_NAMED);
+    EXPECT_EQ(vorn_class_get_persistence(get()), 5);
+    EXPECT_STREQ(vorn_class_get_superclass(get()), "interface");
+}
+
+TEST_F(AbstractClasses, SaySoAndNameTheirIdentifier)
+{
+    vorn_property *kind = new_property("kind").release();
+
+    vorn_class_set_abstract(get(), 1);
+    vorn_class_set_subclass_identifier(get(), kind);
+
+    EXPECT_EQ(vorn_class_is_abstract(get()), 1);
+    EXPECT_EQ(vorn_class_get_subclass_identifier(get()), kind);
+}
+
+TEST_F(AbstractClasses, AreNotThoseThatWereMadeConcrete)
+{
+    vorn_class_set_abstract(get(), 0);
+
+    EXPECT_EQ(vorn_class_is_abstract(get()), 0);
+}
+
 TEST_F(Classes, NeedAName)
 {
     EXPECT_EQ(vorn_class_new(nullptr), nullptr);
@@ -134,6 +173,18 @@ TEST_F(Classes, AnswerANullClassEverywhere)
     EXPECT_EQ(vorn_class_set_persistence(nullptr, 1), 1);
     EXPECT_EQ(log.take(), message);
     EXPECT_EQ(vorn_class_set_type(nullptr, 0), 1);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(vorn_class_get_name(nullptr), nullptr);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(vorn_class_get_superclass(nullptr), nullptr);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(vorn_class_is_abstract(nullptr), 0);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(vorn_class_get_subclass_identifier(nullptr), nullptr);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(vorn_class_get_persistence(nullptr), 0);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(vorn_class_get_type(nullptr), VORN_CLASS_INVALID);
     EXPECT_EQ(log.take(), message);
     EXPECT_EQ(vorn_class_add_property(nullptr, property.get()), 1);
     EXPECT_EQ(log.take(), message);

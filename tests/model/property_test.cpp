@@ -40,6 +40,58 @@ TEST_F(Properties, BeginReadableAndWritableAndNothingElse)
     EXPECT_EQ(property->persistence, -1);
 }
 
+TEST_F(Properties, SayWhatTheyAre)
+{
+    const PropertyPlan plans[] = {{.readable = 1, .writable = 0, .required_on_insert = 0},
+                                  {.readable = 0, .writable = 1, .required_on_insert = 0},
+                                  {.readable = 0, .writable = 0, .required_on_insert = 1}};
+    for (const PropertyPlan &plan : plans) {
+        const Owned<vorn_property> made = new_property("power", plan);
+
+        EXPECT_STREQ(vorn_property_get_name(made.get()), "power");
+        EXPECT_EQ(vorn_property_is_readable(made.get()), plan.readable);
+        EXPECT_EQ(vorn_property_is_writable(made.get()), plan.writable);
+        EXPECT_EQ(vorn_property_is_required_on_insert(made.get()), plan.required_on_insert);
+    }
+}
+
+TEST_F(Properties, SayOneForAnyFlagThatIsNotZero)
+{
+    vorn_property_set_readable(property.get(), 8);
+    vorn_property_set_writable(property.get(), -1);
+    vorn_property_set_required_on_insert(property.get(), 2);
+
+    EXPECT_EQ(vorn_property_is_readable(property.get()), 1);
+    EXPECT_EQ(vorn_property_is_writable(property.get()), 1);
+    EXPECT_EQ(vorn_property_is_required_on_insert(property.get()), 1);
+}
+
+TEST_F(Properties, SayTheirPersistenceAsItWasSet)
+{
+    EXPECT_EQ(vorn_property_get_persistence(property.get()), -1);
+
+    vorn_property_set_persistence(property.get(), 0);
+    EXPECT_EQ(vorn_property_get_persistence(property.get()), 0);
+    vorn_property_set_persistence(property.get(), 5);
+    EXPECT_EQ(vorn_property_get_persistence(property.get()), 5);
+}
+
+TEST_F(Properties, SayNothingWhenNull)
+{
+    const std::string message = "vorn: Null property.\n";
+
+    EXPECT_EQ(vorn_property_get_name(nullptr), nullptr);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(vorn_property_is_readable(nullptr), 0);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(vorn_property_is_writable(nullptr), 0);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(vorn_property_is_required_on_insert(nullptr), 0);
+    EXPECT_EQ(log.take(), message);
+    EXPECT_EQ(vorn_property_get_persistence(nullptr), 0);
+    EXPECT_EQ(log.take(), message);
+}
+
 TEST_F(Properties, CopyTheirName)
 {
     char name[] = "power";
