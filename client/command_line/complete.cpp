@@ -71,14 +71,14 @@ std::set<std::string> names_of(Device &device, const std::string &class_name)
     return names;
 }
 
-/* They have no name. */
+/* They have no name; one without an address stands for those that are not known. */
 void offer_stations(Device &device, const Line &line)
 {
     Request request(Request::Kind::plain);
     request.select({"station", {}, {}}, {"mac"});
     const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
     for (const Instance &each : outcomes.at(0).instances)
-        offer(line, each.value("mac"));
+        if (!each.value("mac").empty()) offer(line, each.value("mac"));
 }
 
 /* What may stand behind the sign of an assignment that has been begun. */

@@ -2,28 +2,28 @@
 #ifndef PLUGINS_COMMON_BRIEF_H
 #define PLUGINS_COMMON_BRIEF_H
 
+#include "kept.h"
+
 /*
  * A program that does one thing and ends, and that a commit waits for no longer than a moment: 80
  * ms, and not at all in the second after another one took longer. What takes longer goes on in the
- * background, and is killed after ten seconds; its status is not known then, but what it said is.
+ * background, and is killed after ten seconds.
  */
 
 enum { brief_room = 160 };
 
 /** One such program; begins as BRIEF, is kept until the process ends and runs once at a time. */
 typedef struct brief {
-    const char *service; /* in the daemon's table, and no other one's */
-    /* Told when one that was not waited for has ended. */
-    void (*ended)(struct brief *run, void *data);
+    /* Told when one that was not waited for has ended, and whether it has failed. */
+    void (*ended)(int has_failed, void *data);
     void *data;
-    int output; /* of the program that runs; below 0 without one */
-    int is_killed;
+    kept run;
     char words[brief_room]; /* what it said last, one line; empty when it said nothing */
 } brief;
 
-#define BRIEF(name, function, pointer)                                                             \
+#define BRIEF(function, pointer)                                                                   \
     {                                                                                              \
-        .service = (name), .ended = (function), .data = (pointer), .output = -1                    \
+        .ended = (function), .data = (pointer), .run = KEPT(NULL, brief_room)                      \
     }
 
 /** Ends the run before, and begins one. Returns 1 when it has failed by the end of the wait. */

@@ -1,33 +1,24 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * The commands of one attempt, in their order, and the process that runs them: one ip for all,
- * since most of the time that a command takes is the start of the program. It has a keeper, a
- * process that ends it when it takes too long and tells through a pipe how it ended: the daemon
- * reaps every child, so that nobody else could know.
+ * since most of the time that a command takes is the start of the program.
  */
 #include "ip.h"
 
-#include <errno.h>
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/wait.h>
-#include <time.h>
-#include <unistd.h>
+
+#include "kept.h"
 
 enum {
     most_words = 20,
     command_room = 160,
     reason_room = 200,
     output_room = 4096,
-    last_word_room = 64,
-    command_limit_s = 10,
-    not_executed = 127,
-    highest_descriptor = 1023
+    command_limit_ms = 10000
 };
 
 struct command {
@@ -42,14 +33,13 @@ static struct command *ran;     /* since the attempt began */
 static int is_busy;
 
 /* The commands that are running, and what ip has said so far. */
+static char output[output_room];
 static struct {
-    int pipe;   /* below 0 without one */
+    kept run;
     int is_old; /* of an attempt before this one */
     void (*go_on)(void);
     struct command *commands;
-    char output[output_room + last_word_room];
-    size_t length;
-} job = {.pipe = -1};
+} job = {.run = KEPT(output, output_room)};
 
 static int runs_singly; /* since ip gave up in the middle of many */
 
@@ -148,11 +138,11 @@ int ip_has_more(void)
     return each != NULL;
 }
 
-static void split(char *words, char *arguments[])
+static void split(char *words, const char *arguments[])
 {
     char *rest = NULL;
     int count = 0;
-    arguments[count++] = (char *)"ip";
+    arguments[count++] = "ip";
     for (char *word = strtok_r(words, " ", &rest); word != NULL && count <= most_words;
          word = strtok_r(NULL, " ", &rest)) {
         arguments[count++] = word;
@@ -160,81 +150,10 @@ static void split(char *words, char *arguments[])
     arguments[count] = NULL;
 }
 
-/* Signals as a program expects them, standard input and output nowhere, errors into the pipe. */
-static void prepare_child(int errors)
-{
-    sigset_t all;
-    const int nowhere = open("/dev/null", O_RDWR);
-    for (int number = 1; number < 32; number++)
-        signal(number, SIG_DFL);
-    sigfillset(&all);
-    sigprocmask(SIG_UNBLOCK, &all, NULL);
-    setsid();
-    dup2(nowhere, STDIN_FILENO);
-    dup2(nowhere, STDOUT_FILENO);
-    dup2(errors, STDERR_FILENO);
-    for (int descriptor = STDERR_FILENO + 1; descriptor <= highest_descriptor; descriptor++)
-        close(descriptor);
-}
-
-static _Noreturn void become_ip(int commands)
-{
-    static char *const many[] = {(char *)"ip", (char *)"-force", (char *)"-batch", (char *)"-",
-                                 NULL};
-    char *one[most_words + 2];
-    if (job.commands->next == NULL) split(job.commands->words, one);
-    dup2(commands, STDIN_FILENO);
-    execvp("ip", job.commands->next == NULL ? one : many);
-    fprintf(stderr, "%s", strerror(errno));
-    _exit(not_executed);
-}
-
 static void write_commands(int to)
 {
     for (const struct command *each = job.commands; each != NULL; each = each->next)
         dprintf(to, "%s\n", each->words);
-    close(to);
-}
-
-/* What the keeper tells last stands behind a byte that no program writes. */
-static _Noreturn void keep(int errors)
-{
-    sigset_t child;
-    const struct timespec limit = {command_limit_s, 0};
-    int commands[2];
-    int status = -1;
-    prepare_child(errors);
-    sigemptyset(&child);
-    sigaddset(&child, SIGCHLD);
-    sigprocmask(SIG_BLOCK, &child, NULL);
-    const pid_t program = pipe2(commands, O_CLOEXEC) == 0 ? fork() : -1;
-    if (program == 0) {
-        sigprocmask(SIG_UNBLOCK, &child, NULL);
-        become_ip(commands[0]);
-    }
-    if (program > 0) {
-        close(commands[0]);
-        if (job.commands->next != NULL) write_commands(commands[1]);
-        if (sigtimedwait(&child, NULL, &limit) < 0) {
-            kill(program, SIGKILL);
-            dprintf(STDERR_FILENO, "no answer within %d s", command_limit_s);
-        }
-        if (waitpid(program, &status, 0) != program) status = -1;
-    }
-    dprintf(STDERR_FILENO, "\1%d", status);
-    _exit(0);
-}
-
-/* Programs may write anything; what becomes part of an answer is one line of plain text. */
-static void make_plain(char *text)
-{
-    size_t length = strlen(text);
-    while (length > 0 && strchr("\n .", text[length - 1]) != NULL)
-        text[--length] = '\0';
-    for (; *text != '\0'; text++) {
-        if (*text == '\n') *text = ' ';
-        if (*text < ' ' || *text > '~') *text = '?';
-    }
 }
 
 static void note(const struct command *command, const char *failure)
@@ -261,7 +180,7 @@ static int take_failure(char **rest, char reason[reason_room])
     char *end = strstr(*rest, mark);
     const size_t length = end != NULL ? (size_t)(end - *rest) : strlen(*rest);
     snprintf(reason, reason_room, "%.*s", (int)length, *rest);
-    make_plain(reason);
+    kept_make_plain(reason);
     *rest += length;
     if (end == NULL) return 0;
     const int number = (int)strtol(end + sizeof mark - 1, rest, 10);
@@ -273,7 +192,7 @@ static int take_failure(char **rest, char reason[reason_room])
 static int is_complete(int status)
 {
     char reason[reason_room];
-    char *rest = job.output;
+    char *rest = output;
     if (status == 0) return 1;
     while (take_failure(&rest, reason) != 0)
         continue;
@@ -285,7 +204,7 @@ static int is_complete(int status)
 static void note_many(int status)
 {
     char reason[reason_room];
-    char *rest = job.output;
+    char *rest = output;
     const int is_whole = is_complete(status);
     int failed = take_failure(&rest, reason);
     int number = 1;
@@ -305,8 +224,8 @@ static void note_many(int status)
 static void note_one(int status)
 {
     char reason[reason_room];
-    snprintf(reason, sizeof reason, "%s", job.output);
-    make_plain(reason);
+    snprintf(reason, sizeof reason, "%s", output);
+    kept_make_plain(reason);
     note(job.commands, status == 0 ? NULL : *reason != '\0' ? reason : "it ended with an error");
 }
 
@@ -320,35 +239,6 @@ static void job_ended(int status)
     free_commands(&job.commands);
 }
 
-static void pipe_ended(void)
-{
-    int status = -1;
-    char *end = strchr(job.output, '\1');
-    if (end != NULL) {
-        status = atoi(end + 1);
-        *end = '\0';
-    }
-    close(job.pipe);
-    job.pipe = -1;
-    job_ended(status);
-}
-
-/* Of a program that writes much, the beginning is kept, and what the keeper says at the end. */
-static int take_output(void)
-{
-    char piece[256];
-    const ssize_t size = read(job.pipe, piece, sizeof piece);
-    if (size < 0) return errno == EAGAIN || errno == EINTR;
-    for (ssize_t i = 0; i < size; i++) {
-        const int is_last_word = piece[i] == '\1' || strchr(job.output, '\1') != NULL;
-        const size_t room = is_last_word ? sizeof job.output : (size_t)output_room;
-        if (job.length + 1 >= room || piece[i] == '\0') continue;
-        job.output[job.length++] = piece[i];
-        job.output[job.length] = '\0';
-    }
-    return size > 0;
-}
-
 /* Without memory for all of them, those that it is enough for. */
 static void take_commands(void)
 {
@@ -360,19 +250,17 @@ static void take_commands(void)
     }
 }
 
-static void start_keeper(void)
+static void start_ip(void)
 {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        snprintf(job.output, sizeof job.output, "%s", strerror(errno));
-        job_ended(-1);
-        return;
-    }
-    const pid_t keeper = fork();
-    if (keeper == 0) keep(ends[1]);
-    close(ends[1]);
-    job.pipe = ends[0];
-    if (keeper < 0) pipe_ended();
+    static const char *const many[] = {"ip", "-force", "-batch", "-", NULL};
+    char words[command_room];
+    const char *one[most_words + 2];
+    const int is_one = job.commands->next == NULL;
+    memcpy(words, job.commands->words, sizeof words);
+    split(words, one);
+    const kept_plan plan = {is_one ? one : many, is_one ? NULL : write_commands, 1,
+                            command_limit_ms};
+    if (kept_start(&job.run, &plan) != 0) job_ended(-1);
 }
 
 /* Returns whether there was anything to run. */
@@ -380,59 +268,47 @@ static int job_start(void)
 {
     take_commands();
     if (job.commands == NULL) return 0;
-    job.length = 0;
-    job.output[0] = '\0';
     job.is_old = 0;
     if (vorn_process_no_actions) {
         job_ended(0);
     } else {
-        start_keeper();
+        start_ip();
     }
     return 1;
-}
-
-int64_t ip_now_us(void)
-{
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return (int64_t)now.tv_sec * 1000000 + now.tv_nsec / 1000;
 }
 
 static void hear(int descriptor, void *eloop_data, void *data)
 {
     (void)eloop_data;
     (void)data;
-    if (take_output()) return;
+    if (kept_hear(&job.run)) return;
     void (*const go_on)(void) = job.go_on;
     eloop_unregister_read_sock(descriptor);
     job.go_on = NULL;
-    pipe_ended();
+    job_ended(job.run.status);
     go_on();
 }
 
 /* Whether it has ended; otherwise it is heard of in the background. */
-static int job_await(int64_t deadline, void (*go_on)(void))
+static int job_await(int64_t deadline_us, void (*go_on)(void))
 {
-    struct pollfd end = {.fd = job.pipe, .events = POLLIN};
+    const int pipe = job.run.pipe;
     const int was_heard_of = job.go_on != NULL;
-    for (;;) {
-        const int64_t left = deadline - ip_now_us();
-        if (poll(&end, 1, left > 0 ? (int)((left + 999) / 1000) : 0) > 0 && !take_output()) break;
-        if (left > 0) continue;
-        if (!was_heard_of) eloop_register_read_sock(job.pipe, hear, NULL, NULL);
+    if (!kept_await(&job.run, deadline_us)) {
+        if (!was_heard_of) eloop_register_read_sock(pipe, hear, NULL, NULL);
         job.go_on = go_on;
         return 0;
     }
-    if (was_heard_of) eloop_unregister_read_sock(job.pipe);
+    if (was_heard_of) eloop_unregister_read_sock(pipe);
     job.go_on = NULL;
-    pipe_ended();
+    job_ended(job.run.status);
     return 1;
 }
 
 int ip_run(int64_t deadline_us, void (*go_on)(void))
 {
     for (;;) {
-        if (job.pipe >= 0 && !job_await(deadline_us, go_on)) return 0;
+        if (job.run.pipe >= 0 && !job_await(deadline_us, go_on)) return 0;
         if (!job_start()) return 1;
     }
 }

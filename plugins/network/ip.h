@@ -32,13 +32,10 @@ int ip_has_more(void);
 /** Whether a command is being run, or more are to follow. */
 int ip_is_busy(void);
 
-/** Microseconds of a clock that nobody sets. */
-int64_t ip_now_us(void);
-
 /**
- * Runs what is planned, waiting no longer than until that time. What is not done then goes on in
- * the background; the function is called as soon as a command has ended there. Returns 1 when all
- * is done, else 0.
+ * Runs what is planned, waiting no longer than until that time of the clock of kept_now_us. What is
+ * not done then goes on in the background; the function is called as soon as a command has ended
+ * there. Returns 1 when all is done, else 0.
  */
 int ip_run(int64_t deadline_us, void (*go_on)(void));
 

@@ -7,6 +7,7 @@
 #include "concerns.h"
 #include "faults.h"
 #include "ip.h"
+#include "kept.h"
 
 enum {
     most_plans = 6,           /* of one attempt: what one changes, the next one sees */
@@ -60,7 +61,7 @@ static void apply(const vorn_instances *configuration, int64_t limit_us)
 {
     plans_left = vorn_process_no_actions ? 1 : most_plans;
     ip_begin();
-    attempt(configuration, ip_now_us() + limit_us);
+    attempt(configuration, kept_now_us() + limit_us);
 }
 
 static void commit(vorn_commit_info *info)

@@ -11,16 +11,16 @@
 static int has_failed;
 static char wanted[80];
 
-static void look(brief *run, void *data)
+static void look(int is_in_vain, void *data)
 {
     char now[sizeof wanted] = "";
-    (void)run;
+    (void)is_in_vain;
     (void)data;
     gethostname(now, sizeof now - 1);
     has_failed = strcmp(now, wanted) != 0;
 }
 
-static brief setting = BRIEF("hostname", look, NULL);
+static brief setting = BRIEF(look, NULL);
 
 int host_name_apply(const char *name)
 {

@@ -28,8 +28,7 @@ static outcomes radio_outcomes = {.class_name = "radio"};
 struct radio {
     struct radio *next;
     char *name;
-    char *service;         /* "hostapd" and the name */
-    char *setting_service; /* "iw" and the name */
+    char *service; /* "hostapd" and the name */
     supervised *program;
     hostapd_text told;
     unsigned int bridges; /* which ones there were when it was told, and which link of its own */
@@ -60,35 +59,34 @@ static void free_radio(struct radio *radio)
 {
     free(radio->name);
     free(radio->service);
-    free(radio->setting_service);
     free(radio);
 }
 
-static char *name_service(const char *program, const char *name)
+static char *name_service(const char *name)
 {
-    const size_t size = strlen(program) + 1 + strlen(name) + 1;
+    static const char program[] = "hostapd ";
+    const size_t size = sizeof program + strlen(name);
     char *service = malloc(size);
-    if (service != NULL) snprintf(service, size, "%s %s", program, name);
+    if (service != NULL) snprintf(service, size, "%s%s", program, name);
     return service;
 }
 
-static void power_was_set(brief *run, void *data);
+static void power_was_set(int has_failed, void *data);
 
 static struct radio *make(const char *name)
 {
     struct radio *radio = calloc(1, sizeof *radio);
     if (radio == NULL) return NULL;
     radio->name = strdup(name);
-    radio->service = name_service("hostapd", name);
-    radio->setting_service = name_service("iw", name);
-    if (radio->name != NULL && radio->service != NULL && radio->setting_service != NULL) {
+    radio->service = name_service(name);
+    if (radio->name != NULL && radio->service != NULL) {
         radio->program = supervise_new(radio->service);
     }
     if (radio->program == NULL) {
         free_radio(radio);
         return NULL;
     }
-    radio->setting = (brief)BRIEF(radio->setting_service, power_was_set, radio);
+    radio->setting = (brief)BRIEF(power_was_set, radio);
     radio->next = radios;
     radios = radio;
     return radio;
@@ -132,12 +130,11 @@ static void power_has_failed(struct radio *radio)
     strcpy(radio->power, "?");
 }
 
-/* Its status is not known; but it is silent when it has worked. */
-static void power_was_set(brief *run, void *data)
+static void power_was_set(int has_failed, void *data)
 {
     struct radio *radio = data;
     if (vorn_instances_get(vorn_config_get_running(), "radio", radio->name) == NULL) return;
-    if (run->is_killed || *run->words != '\0') power_has_failed(radio);
+    if (has_failed) power_has_failed(radio);
 }
 
 static void stop(struct radio *radio)

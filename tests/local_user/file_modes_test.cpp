@@ -85,7 +85,6 @@ TEST_F(Files, OfThePluginsAreWrittenByNobodyElseAndKeysReadByNobodyElse)
               "644 root /var/run/vorn-dnsmasq.pid\n"
               "600 root /var/run/vorn-hostapd-wlan0.conf\n"
               "644 root /var/run/vorn-hostapd-wlan0.macs\n"
-              "644 root /var/run/vorn-stations\n"
               "600 root /var/run/vorn.lock\n"
               "644 root /var/run/vorn.pid\n");
 }

@@ -22,6 +22,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::UnorderedElementsAre;
 
 using vorn::tests::access_point;
 using vorn::tests::AccessPoints;
@@ -332,6 +333,18 @@ TEST_F(AccessPoints, LetNobodyWaitForAnIwThatHangs)
     change_network("<hidden>off</hidden>");
     EXPECT_TRUE(comes_true([] { return !commands_run().empty(); })) << "not tried again";
     EXPECT_THAT(commands_run(), ElementsAre("iw dev wlan0 set txpower fixed 1700"));
+}
+
+TEST_F(AccessPoints, DoNotTakeTheSilenceOfASlowIwForSuccess)
+{
+    boot_and_forget();
+    stand_in("iw", "while test ! -e /tmp/go-on; do sleep 0.02; done; exit 1");
+
+    change("<update><radio><power>17</power></radio></update>");
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "applying");
+
+    shell("touch /tmp/go-on");
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "failed: can't set the power"));
 }
 
 TEST_F(AccessPoints, AreRefusedANameThatNoInterfaceCanHave)
@@ -709,7 +722,7 @@ TEST_F(Stations, AreThoseThatAreAssociatedNow)
     boot_and_forget();
     EXPECT_THAT(stations(), HasSubstr("<dataset/>"));
     EXPECT_THAT(commands_run(),
-                ElementsAre("iw dev wlan0 station dump", "iw dev wlan0_1 station dump"));
+                UnorderedElementsAre("iw dev wlan0 station dump", "iw dev wlan0_1 station dump"));
     change("<delete><wireless-network name=\"guests\"/></delete>");
 
     write_file("/tmp/stations", "Station 02:00:00:00:01:00 (on wlan0)\n"
@@ -722,8 +735,35 @@ TEST_F(Stations, AreThoseThatAreAssociatedNow)
                 HasSubstr("<dataset><station><mac>02:00:00:00:01:00</mac><network>home</network>"
                           "<signal>-30</signal><rx-rate>1.0</rx-rate><tx-rate>54.0</tx-rate>"
                           "<rx-bytes>18816</rx-bytes><tx-bytes>5548</tx-bytes>"
-                          "<connected>3</connected></station><station>"
+                          "<connected>3</connected><unknown/></station><station>"
                           "<mac>02:00:00:00:02:00</mac><network>home</network>"));
+}
+
+constexpr char nobody_known[] = "<station><mac/><network>home</network><signal/><rx-rate/>"
+                                "<tx-rate/><rx-bytes/><tx-bytes/><connected/><unknown>";
+
+TEST_F(Stations, AreUnknownWhenIwFails)
+{
+    stand_in("iw", "echo 'command failed: No such device (-19)' >&2; exit 237");
+    boot_and_forget();
+
+    EXPECT_THAT(stations(),
+                HasSubstr(nobody_known + std::string("iw: command failed: No such device (-19)<")));
+}
+
+TEST_F(Stations, KeepNobodyWaitingForAnIwThatHangs)
+{
+    boot_and_forget();
+    stand_in("iw", "while :; do sleep 0.02; done");
+    const auto before = std::chrono::steady_clock::now();
+
+    EXPECT_THAT(stations(), HasSubstr(nobody_known + std::string("iw: no answer within 1000 ms<")));
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(3));
+    EXPECT_THAT(commands_run().size(), 2);
+
+    EXPECT_THAT(stations(),
+                HasSubstr(nobody_known + std::string("iw gave no answer when it was asked last<")));
+    EXPECT_THAT(commands_run().size(), 2);
 }
 
 TEST_F(Stations, AreNotAskedForWhileNothingIsOnTheAir)

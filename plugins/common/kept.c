@@ -1,0 +1,186 @@
+/* SPDX-License-Identifier: MIT */
+/* What the keeper tells last stands behind a byte that no program writes. */
+#include "kept.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+enum { not_executed = 127, highest_descriptor = 1023, most_pieces = 64 };
+
+static const char mark = '\1';
+
+int64_t kept_now_us(void)
+{
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (int64_t)now.tv_sec * 1000000 + now.tv_nsec / 1000;
+}
+
+/* Signals as a program expects them, what it says into the pipe, and no other file. */
+static void prepare_child(const kept_plan *plan, int words)
+{
+    sigset_t all;
+    const int nowhere = open("/dev/null", O_RDWR);
+    for (int number = 1; number < 32; number++)
+        signal(number, SIG_DFL);
+    sigfillset(&all);
+    sigprocmask(SIG_UNBLOCK, &all, NULL);
+    setsid();
+    dup2(nowhere, STDIN_FILENO);
+    dup2(plan->only_errors ? nowhere : words, STDOUT_FILENO);
+    dup2(words, STDERR_FILENO);
+    for (int descriptor = STDERR_FILENO + 1; descriptor <= highest_descriptor; descriptor++)
+        close(descriptor);
+}
+
+static _Noreturn void become_program(const kept_plan *plan, int input)
+{
+    if (plan->feed != NULL) dup2(input, STDIN_FILENO);
+    execvp(plan->arguments[0], (char *const *)plan->arguments);
+    dprintf(STDERR_FILENO, "%s", strerror(errno));
+    _exit(not_executed);
+}
+
+static void feed(const kept_plan *plan, int input)
+{
+    signal(SIGPIPE, SIG_IGN);
+    if (plan->feed != NULL) plan->feed(input);
+    close(input);
+}
+
+static void say_that_it_was_late(int limit_ms)
+{
+    if (limit_ms % 1000 == 0) {
+        dprintf(STDERR_FILENO, "no answer within %d s", limit_ms / 1000);
+    } else {
+        dprintf(STDERR_FILENO, "no answer within %d ms", limit_ms);
+    }
+}
+
+static _Noreturn void keep(const kept_plan *plan, int words)
+{
+    sigset_t child;
+    const struct timespec limit = {plan->limit_ms / 1000, plan->limit_ms % 1000 * 1000000L};
+    int input[2];
+    int status = -1;
+    prepare_child(plan, words);
+    sigemptyset(&child);
+    sigaddset(&child, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &child, NULL);
+    const pid_t program = pipe2(input, O_CLOEXEC) == 0 ? fork() : -1;
+    if (program == 0) {
+        sigprocmask(SIG_UNBLOCK, &child, NULL);
+        become_program(plan, input[0]);
+    }
+    if (program > 0) {
+        close(input[0]);
+        feed(plan, input[1]);
+        if (sigtimedwait(&child, NULL, &limit) < 0) {
+            kill(program, SIGKILL);
+            say_that_it_was_late(plan->limit_ms);
+        }
+        if (waitpid(program, &status, 0) != program) status = -1;
+    }
+    dprintf(STDERR_FILENO, "%c%d", mark, status);
+    _exit(0);
+}
+
+void kept_make_plain(char *text)
+{
+    size_t length = strlen(text);
+    while (length > 0 && strchr("\n .", text[length - 1]) != NULL)
+        text[--length] = '\0';
+    for (; *text != '\0'; text++) {
+        if (*text == '\n') *text = ' ';
+        if (*text < ' ' || *text > '~') *text = '?';
+    }
+}
+
+static void take(kept *run, char byte)
+{
+    if (byte == mark) {
+        run->has_last = 1;
+        run->last_length = 0;
+    } else if (run->has_last) {
+        if (run->last_length + 1 < sizeof run->last) run->last[run->last_length++] = byte;
+    } else if (byte != '\0' && run->length + 1 < run->room) {
+        run->output[run->length++] = byte;
+    }
+}
+
+static void end(kept *run)
+{
+    close(run->pipe);
+    run->pipe = -1;
+    run->last[run->last_length] = '\0';
+    if (run->has_last) run->status = atoi(run->last);
+}
+
+int kept_start(kept *run, const kept_plan *plan)
+{
+    int ends[2] = {-1, -1};
+    pid_t keeper = -1;
+    run->status = -1;
+    run->length = 0;
+    run->last_length = 0;
+    run->has_last = 0;
+    run->output[0] = '\0';
+    if (pipe2(ends, O_CLOEXEC) == 0 && fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0) keeper = fork();
+    if (keeper == 0) keep(plan, ends[1]);
+    if (keeper > 0) {
+        run->keeper = keeper;
+        run->pipe = ends[0];
+    } else {
+        snprintf(run->output, run->room, "%s", strerror(errno));
+        if (ends[0] >= 0) close(ends[0]);
+    }
+    if (ends[1] >= 0) close(ends[1]);
+    return keeper <= 0;
+}
+
+/* Of one that never stops, a part at a time. */
+int kept_hear(kept *run)
+{
+    char piece[1024];
+    ssize_t size = 1;
+    for (int pieces = 0; size > 0 && pieces < most_pieces; pieces++) {
+        size = read(run->pipe, piece, sizeof piece);
+        for (ssize_t i = 0; i < size; i++)
+            take(run, piece[i]);
+    }
+    run->output[run->length] = '\0';
+    if (size > 0 || (size < 0 && (errno == EAGAIN || errno == EINTR))) return 1;
+    end(run);
+    return 0;
+}
+
+int kept_await(kept *run, int64_t deadline_us)
+{
+    struct pollfd words = {.fd = run->pipe, .events = POLLIN};
+    while (run->pipe >= 0) {
+        const int64_t left_us = deadline_us - kept_now_us();
+        const int count = poll(&words, 1, left_us > 0 ? (int)((left_us + 999) / 1000) : 0);
+        if (count > 0 && !kept_hear(run)) break;
+        if (left_us <= 0) return 0;
+    }
+    return 1;
+}
+
+/* While the pipe is open somebody of the keeper's group holds it: its number is no other one's. */
+void kept_give_up(kept *run)
+{
+    if (run->pipe < 0) return;
+    if (kept_hear(run)) {
+        kill(-run->keeper, SIGKILL);
+        end(run);
+    }
+    run->status = -1;
+}
