@@ -54,7 +54,8 @@ void instance_changed(vorn_instance *instance, const char *property, void *data)
     if (updated && recorded) return;
 
     record_every_property(changes, instance);
-    if (changes && is_at_home(*changes->after, *instance)) changes->is_incomplete = true;
+    if (changes && (is_at_home(*changes->after, *instance) || changes->entries.get(instance)))
+        changes->is_incomplete = true;
 }
 
 void instances_changed(vorn_instance *instance, int action, void *data)

@@ -93,7 +93,9 @@ vorn_instances *new_working_copy(vorn_instances *original)
     copy->as_witness.before_drop = before_drop;
     original->working_copy = copy;
     original->home.add(copy->as_witness);
-    return copy;
+    if (original->guests == 0 || fetch_all(*copy)) return copy;
+    vorn_instances_delete_all(copy);
+    return nullptr;
 }
 
 bool fetch_class(const vorn_instances &store, const char *class_name)
