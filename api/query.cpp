@@ -13,6 +13,7 @@
 #include "api/query_state.h"
 #include "change/changes_record.h"
 #include "change/providers_check.h"
+#include "change/refresh_info_record.h"
 #include "config/commit_id.h"
 #include "core/base/quoted.h"
 #include "core/base/text.h"
@@ -42,15 +43,6 @@ constexpr char root_name[] = "lsql";
 constexpr char startup_request_name[] = "get_conf";
 constexpr char transaction_name[] = "write-transaction";
 constexpr std::size_t message_room = 160;
-
-struct DeleteChanges {
-    void operator()(vorn_changes *changes) const noexcept { vorn_changes_delete(changes); }
-};
-struct DeleteRefreshInfo {
-    void operator()(vorn_refresh_info *info) const noexcept { vorn_refresh_info_delete(info); }
-};
-using OwnedChanges = std::unique_ptr<vorn_changes, DeleteChanges>;
-using OwnedRefreshInfo = std::unique_ptr<vorn_refresh_info, DeleteRefreshInfo>;
 
 bool is_named(const xmlNode *node, const char *name)
 {
@@ -120,7 +112,7 @@ std::int32_t run_pass(QueryContext &context, xmlNode *first, Answer &answer, boo
 bool plan(QueryContext &context, xmlNode *first, Answer &answer)
 {
     constexpr bool every_operation = true;
-    const OwnedRefreshInfo info(vorn_refresh_info_new(context.instances));
+    const Owned<vorn_refresh_info> info(vorn_refresh_info_new(context.instances));
     if (!info) {
         context.out_of_memory = true;
         return false;
@@ -188,7 +180,7 @@ Text execute(QueryContext &context, xmlNode *first, StoreWithInstances &copy)
 Text evaluate_operations(QueryContext &context, xmlNode *first, StoreWithInstances copy)
 {
     const DeletionsWait until_the_answer;
-    const OwnedChanges changes(vorn_changes_new(context.instances));
+    const Owned<vorn_changes> changes(vorn_changes_new(context.instances));
     if (!changes) return {};
     context.changes = changes.get();
 
@@ -210,7 +202,7 @@ Text evaluate_request(xmlDoc *request, bool passive)
     if (!first) return refusal("Incomplete lsql request.");
     const bool is_transaction = is_named(first, transaction_name);
     if (!passive) {
-        const Excess excess = find_excess(request, root, is_transaction ? first->children : first);
+        const Excess excess = find_excess(root, is_transaction ? first->children : first);
         if (excess.found) return excess.message ? refusal(excess.message.get()) : Text();
     }
 
@@ -322,7 +314,7 @@ void vorn_query_action(const char *provider, const char *action, const char *cla
                        const char *instance_name)
 {
     vorn_instances *running = vorn_config_get_running();
-    const vorn::OwnedChanges changes(vorn_changes_new(running));
+    const vorn::Owned<vorn_changes> changes(vorn_changes_new(running));
     if (!changes) return;
 
     vorn::leave_action_set_behind(provider, action, class_name, instance_name);

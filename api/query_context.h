@@ -48,10 +48,4 @@ inline bool is_first_pass(const QueryContext &context)
     return context.refresh_info != nullptr;
 }
 
-/* A null text in a message. */
-inline const char *shown(const char *text)
-{
-    return text ? text : "(null)";
-}
-
 } // namespace vorn

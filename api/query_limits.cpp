@@ -16,12 +16,8 @@ namespace vorn {
 
 namespace {
 
-constexpr int in_line = 1;
-
 class Search {
 public:
-    explicit Search(xmlDoc *request) : request_(request) {}
-
     void look_at_origin(xmlNode *root)
     {
         const char *origin = vorn_util_xmlGetProp(root, "origin");
@@ -67,9 +63,7 @@ private:
         std::size_t count = 0;
         for (const xmlNode *node = class_element.children; node; node = node->next) {
             hold_to(++count, most_properties, "properties in one instance");
-            const xmlNode *children = is_element(node) ? node->children : nullptr;
-            const char *value =
-                vorn_util_xmlNodeListGetString(request_, const_cast<xmlNode *>(children), in_line);
+            const char *value = is_element(node) ? text_in(node) : nullptr;
             hold_to(value ? std::strlen(value) : 0, longest_value, "bytes in a value");
         }
     }
@@ -91,15 +85,14 @@ private:
         hold_to(count, most_of_an_expression, "elements in an expression");
     }
 
-    xmlDoc *request_;
     Excess excess_;
 };
 
 } // namespace
 
-Excess find_excess(xmlDoc *request, xmlNode *root, xmlNode *first_operation)
+Excess find_excess(xmlNode *root, xmlNode *first_operation)
 {
-    Search search(request);
+    Search search;
     search.look_at_origin(root);
     search.look_at_operations(first_operation);
     return search.take();

@@ -18,6 +18,6 @@ struct Excess {
 };
 
 /* To be asked before the request is evaluated, with the first operation. */
-Excess find_excess(xmlDoc *request, xmlNode *root, xmlNode *first_operation);
+Excess find_excess(xmlNode *root, xmlNode *first_operation);
 
 } // namespace vorn

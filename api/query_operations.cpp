@@ -26,7 +26,6 @@ namespace vorn {
 
 namespace {
 
-constexpr int in_line = 1;
 constexpr int deletion_trace_level = 3;
 constexpr std::size_t message_room = 160;
 constexpr std::size_t short_message_room = 80;
@@ -34,15 +33,10 @@ constexpr std::size_t short_message_room = 80;
 using Message = Line<message_room>;
 using ShortMessage = Line<short_message_room>;
 
-struct DeleteInstance {
-    void operator()(vorn_instance *instance) const noexcept { vorn_instance_delete(instance); }
-};
-using OwnedInstance = std::unique_ptr<vorn_instance, DeleteInstance>;
-
 /* What an element sets: its text, or the empty text. */
-const char *value_of(const QueryContext &context, const xmlNode *element)
+const char *value_of(const xmlNode *element)
 {
-    const char *text = vorn_util_xmlNodeListGetString(context.request, element->children, in_line);
+    const char *text = text_in(element);
     return text ? text : "";
 }
 
@@ -53,17 +47,12 @@ const char *class_name_of(const vorn_instance &instance)
 
 bool is_meant(const QueryContext &context, const vorn_instance *instance)
 {
-    return !context.where || eval_expr(context.request, context.where, instance);
+    return !context.where || eval_expr(context.where, instance);
 }
 
 void report(QueryContext &context, Answer &answer, const char *message)
 {
     answer.add_error(message, context.errors);
-}
-
-bool has_named_instances(const vorn_class &klass)
-{
-    return klass.type == VORN_CLASS_UNIQUE_NAMED || klass.type == VORN_CLASS_GROUP_NAMED;
 }
 
 /*
@@ -124,9 +113,8 @@ void note_selection(QueryContext &context, bool selected)
 
 void collect_where(QueryContext &context)
 {
-    note_selection(context,
-                   collect_where_properties(context.refresh_info, context.request, context.where,
-                                            context.class_name, context.instance_name));
+    note_selection(context, collect_where_properties(context.refresh_info, context.where,
+                                                     context.class_name, context.instance_name));
 }
 
 void collect_select_properties(QueryContext &context)
@@ -214,7 +202,7 @@ bool update_property(QueryContext &context, Answer &answer, vorn_instance *insta
 {
     const char *name = plain(element->name);
     const char *class_name = class_name_of(*instance);
-    const char *value = value_of(context, element);
+    const char *value = value_of(element);
 
     const vorn_property *property = vorn_class_get_property(instance->klass, name);
     if (!property) {
@@ -348,7 +336,7 @@ bool insert_property(QueryContext &context, Answer &answer, vorn_instance *insta
 {
     const char *name = plain(element->name);
     const char *class_name = class_name_of(*instance);
-    const char *value = value_of(context, element);
+    const char *value = value_of(element);
 
     const vorn_property *property = vorn_class_get_property(instance->klass, name);
     if (!property) {
@@ -392,7 +380,7 @@ bool insert_instance(QueryContext &context, Answer &answer, xmlNode *element)
         return false;
     }
     const char *name = vorn_util_xmlGetProp(element, "name");
-    OwnedInstance instance(vorn_instance_new(vorn_classes_get(class_name), name));
+    Owned<vorn_instance> instance(vorn_instance_new(vorn_classes_get(class_name), name));
     if (!instance) {
         report(
             context, answer,

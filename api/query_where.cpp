@@ -5,10 +5,9 @@
  */
 #include "api/query_where.h"
 
-#include "api/query_context.h"
+#include "core/base/text.h"
 #include "services/xml.h"
 #include "vorn/debug.h"
-#include "vorn/xml.h"
 
 #include <cstring>
 
@@ -16,73 +15,62 @@ namespace vorn {
 
 namespace {
 
-constexpr int in_line = 1;
 constexpr int trace_level = 4;
 constexpr char truth[] = "1";
 
-struct Subject {
-    xmlDoc *request;
-    const vorn_instance *instance;
-};
-
-const char *evaluate(const Subject &subject, const xmlNode *expression);
-
-const char *text_of(const Subject &subject, const xmlNode *expression)
-{
-    return vorn_util_xmlNodeListGetString(subject.request, expression->children, in_line);
-}
+const char *evaluate(const vorn_instance *instance, const xmlNode *expression);
 
 const char *true_if(bool holds)
 {
     return holds ? truth : nullptr;
 }
 
-const char *eval_value(const Subject &subject, const xmlNode *expression)
+const char *eval_value(const vorn_instance *, const xmlNode *expression)
 {
-    return text_of(subject, expression);
+    return text_in(expression);
 }
 
-const char *eval_property(const Subject &subject, const xmlNode *expression)
+const char *eval_property(const vorn_instance *instance, const xmlNode *expression)
 {
-    const char *property = text_of(subject, expression);
-    return property ? vorn_instance_get_value(subject.instance, property) : nullptr;
+    const char *property = text_in(expression);
+    return property ? vorn_instance_get_value(instance, property) : nullptr;
 }
 
-const char *eval_metadata(const Subject &subject, const xmlNode *expression)
+const char *eval_metadata(const vorn_instance *instance, const xmlNode *expression)
 {
-    const char *what = text_of(subject, expression);
-    if (what && std::strcmp(what, "name") == 0) return vorn_instance_get_name(subject.instance);
+    const char *what = text_in(expression);
+    if (what && std::strcmp(what, "name") == 0) return vorn_instance_get_name(instance);
     vorn_debug_1printf("Metadata other than \"name\" is not supported.\n");
     return nullptr;
 }
 
-const char *eval_eq(const Subject &subject, const xmlNode *expression)
+const char *eval_eq(const vorn_instance *instance, const xmlNode *expression)
 {
     const xmlNode *first = expression->children;
     if (!first || !first->next) return nullptr;
 
-    const char *one = evaluate(subject, first);
-    const char *other = evaluate(subject, first->next);
+    const char *one = evaluate(instance, first);
+    const char *other = evaluate(instance, first->next);
     return true_if(one && other && std::strcmp(one, other) == 0);
 }
 
-const char *eval_not(const Subject &subject, const xmlNode *expression)
+const char *eval_not(const vorn_instance *instance, const xmlNode *expression)
 {
-    return true_if(!expression->children || !evaluate(subject, expression->children));
+    return true_if(!expression->children || !evaluate(instance, expression->children));
 }
 
-const char *eval_and(const Subject &subject, const xmlNode *expression)
+const char *eval_and(const vorn_instance *instance, const xmlNode *expression)
 {
     for (const xmlNode *child = expression->children; child; child = child->next) {
-        if (!evaluate(subject, child)) return nullptr;
+        if (!evaluate(instance, child)) return nullptr;
     }
     return truth;
 }
 
-const char *eval_or(const Subject &subject, const xmlNode *expression)
+const char *eval_or(const vorn_instance *instance, const xmlNode *expression)
 {
     for (const xmlNode *child = expression->children; child; child = child->next) {
-        if (evaluate(subject, child)) return truth;
+        if (evaluate(instance, child)) return truth;
     }
     return nullptr;
 }
@@ -92,7 +80,7 @@ enum class Operands { none, first, first_two, all };
 
 struct Expression {
     const char *name;
-    const char *(*evaluate)(const Subject &subject, const xmlNode *expression);
+    const char *(*evaluate)(const vorn_instance *instance, const xmlNode *expression);
     Operands operands;
 };
 
@@ -114,7 +102,7 @@ const Expression *find_expression(const xmlNode *node)
     return nullptr;
 }
 
-const char *evaluate(const Subject &subject, const xmlNode *node)
+const char *evaluate(const vorn_instance *instance, const xmlNode *node)
 {
     const char *name = shown(plain(node->name));
     const Expression *expression = find_expression(node);
@@ -122,7 +110,7 @@ const char *evaluate(const Subject &subject, const xmlNode *node)
         vorn_debug_eprintf("%s: Unknown expression name \"%s\".\n", "eval_expr", name);
         return nullptr;
     }
-    const char *result = expression->evaluate(subject, node);
+    const char *result = expression->evaluate(instance, node);
     vorn_debug_lprintf(trace_level, "%s: %s evaluates to %s\n", "eval_expr", name, shown(result));
     return result;
 }
@@ -144,26 +132,26 @@ bool goes_on_after(Operands operands, int visited)
 
 } // namespace
 
-const char *eval_expr(xmlDoc *request, const xmlNode *expression, const vorn_instance *instance)
+const char *eval_expr(const xmlNode *expression, const vorn_instance *instance)
 {
-    return evaluate({request, instance}, expression);
+    return evaluate(instance, expression);
 }
 
-bool collect_where_properties(vorn_refresh_info *info, xmlDoc *request, const xmlNode *node,
-                              const char *class_name, const char *instance_name)
+bool collect_where_properties(vorn_refresh_info *info, const xmlNode *node, const char *class_name,
+                              const char *instance_name)
 {
     const Expression *expression = node ? find_expression(node) : nullptr;
     if (!expression) return true;
 
     if (expression->evaluate == eval_property) {
-        const char *property = vorn_util_xmlNodeListGetString(request, node->children, in_line);
+        const char *property = text_in(node);
         return !property ||
                vorn_refresh_info_add_property(info, class_name, instance_name, property) == 0;
     }
     int visited = 0;
     for (const xmlNode *child = node->children;
          child && goes_on_after(expression->operands, visited); child = child->next) {
-        if (!collect_where_properties(info, request, child, class_name, instance_name)) {
+        if (!collect_where_properties(info, child, class_name, instance_name)) {
             return false;
         }
         visited++;

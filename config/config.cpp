@@ -22,7 +22,6 @@
 #include "vorn/debug.h"
 #include "vorn/notify.h"
 #include "vorn/process.h"
-#include "vorn/xml.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -34,8 +33,6 @@
 namespace vorn {
 
 namespace {
-
-constexpr int in_line = 1;
 
 bool exists(const char *path)
 {
@@ -63,7 +60,7 @@ xmlNode *find_child(const xmlNode *element, const char *name)
 }
 
 /* The concrete class that an element of an abstract one asks for; null after a message. */
-const char *subclass_of(const vorn_class &klass, xmlDoc *document, const xmlNode *element)
+const char *subclass_of(const vorn_class &klass, const xmlNode *element)
 {
     const char *base = klass.name.get();
     const char *identifier =
@@ -76,7 +73,7 @@ const char *subclass_of(const vorn_class &klass, xmlDoc *document, const xmlNode
                            base, identifier);
         return nullptr;
     }
-    const char *value = vorn_util_xmlNodeListGetString(document, child->children, in_line);
+    const char *value = text_in(child);
     if (!value) {
         vorn_debug_eprintf("Instance of class \"%s\" subclass identifier property \"%s\" has a "
                            "null value.\n",
@@ -174,17 +171,17 @@ int vorn_config_copy_rescue_to_default()
     return failed;
 }
 
-const char *vorn_config_get_class_name(struct _xmlDoc *document, struct _xmlNode *element)
+const char *vorn_config_get_class_name(struct _xmlDoc *, struct _xmlNode *element)
 {
     if (absent(element, "element")) return nullptr;
 
     const char *name = plain(element->name);
     const vorn_class *klass = vorn_classes_get(name);
     if (!klass) {
-        vorn_debug_eprintf("Instance has an unknown class \"%s\".\n", name ? name : "(null)");
+        vorn_debug_eprintf("Instance has an unknown class \"%s\".\n", vorn::shown(name));
         return nullptr;
     }
-    return klass->abstract == 1 ? subclass_of(*klass, document, element) : name;
+    return klass->abstract == 1 ? subclass_of(*klass, element) : name;
 }
 
 char *vorn_config_get_startup_as_xml()

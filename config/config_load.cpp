@@ -7,6 +7,7 @@
  */
 #include "config/config_load.h"
 
+#include "change/changes_record.h"
 #include "change/providers_check.h"
 #include "config/broken_file.h"
 #include "config/config_read.h"
@@ -14,6 +15,7 @@
 #include "config/default_file.h"
 #include "config/file_replace.h"
 #include "config/plugins_of_last_save.h"
+#include "core/base/memory.h"
 #include "core/base/paths.h"
 #include "core/base/result.h"
 #include "model/instances_walk.h"
@@ -50,11 +52,6 @@ constinit char lacking_plugin[NAME_MAX + 2] = "";
 /* What came of the last try to copy either to the startup file's place. */
 constinit int default_code = no_default;
 constinit bool rescue_was_copied = false;
-
-struct DeleteChanges {
-    void operator()(vorn_changes *changes) const noexcept { vorn_changes_delete(changes); }
-};
-using OwnedChanges = std::unique_ptr<vorn_changes, DeleteChanges>;
 
 /* A document to load, and where it came from. */
 struct Loadable {
@@ -148,7 +145,7 @@ void note_missing_plugin(unsigned int unknown)
 }
 
 /* What has been read of another configuration goes; nobody was told of it. */
-int serve_again(vorn_instances *before, OwnedChanges changes)
+int serve_again(vorn_instances *before, Owned<vorn_changes> changes)
 {
     vorn_debug_eprintf("No memory for the configuration.\n");
     changes.reset();
@@ -184,7 +181,7 @@ int load_startup()
     if (!found && running_config) return failed;
 
     StoreShell store(vorn_instances_new());
-    OwnedChanges changes(store ? vorn_changes_new(store.get()) : nullptr);
+    Owned<vorn_changes> changes(store ? vorn_changes_new(store.get()) : nullptr);
     if (!changes) return serve_empty_store();
     StoreShell before(std::exchange(running_config, store.release()));
     unsigned int unknown = 0;

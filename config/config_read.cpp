@@ -23,9 +23,6 @@ namespace vorn {
 namespace {
 
 constexpr char root_name[] = "config";
-constexpr int in_line = 1;
-
-using OwnedInstance = Owned<vorn_instance>;
 
 /* While one lives: whether memory ran out, in which case a failure says nothing of the document. */
 class MemoryWatch {
@@ -33,12 +30,6 @@ public:
     MemoryWatch() { errno = 0; }
     bool ran_out() const { return errno == ENOMEM; }
 };
-
-const char *text_of(xmlDoc *document, const xmlNode *element)
-{
-    const char *text = vorn_util_xmlNodeListGetString(document, element->children, in_line);
-    return text ? text : "";
-}
 
 /* For one that a save would have to leave out. */
 bool is_too_long(const vorn_instance &instance, const char *what, const char *text)
@@ -77,14 +68,13 @@ bool is_valid(const vorn_instance &instance)
     const bool valid = vorn_instance_is_valid(&instance, &reason) != 0;
     const Text owned(reason);
     if (!valid) {
-        vorn_debug_eprintf("Instance is invalid: %s Skipping instance.",
-                           reason ? reason : "(null)");
+        vorn_debug_eprintf("Instance is invalid: %s Skipping instance.", shown(reason));
     }
     return valid;
 }
 
 /* Into the store and the change set, or into neither: providers know of all that is served. */
-bool took_over(OwnedInstance &instance, vorn_instances *instances, vorn_changes *changes)
+bool took_over(Owned<vorn_instance> &instance, vorn_instances *instances, vorn_changes *changes)
 {
     if (vorn_instances_add(instances, instance.get()) != 0) return false;
     if (vorn_changes_instance_inserted(changes, instance.get()) != 0) {
@@ -95,14 +85,14 @@ bool took_over(OwnedInstance &instance, vorn_instances *instances, vorn_changes 
     return true;
 }
 
-bool add_instance(OwnedInstance instance, vorn_instances *instances, vorn_changes *changes)
+bool add_instance(Owned<vorn_instance> instance, vorn_instances *instances, vorn_changes *changes)
 {
     const MemoryWatch memory;
     if (took_over(instance, instances, changes)) return true;
     const bool whole = !memory.ran_out();
     const char *name = instance->name.get();
     vorn_debug_eprintf("Couldn't add instance \"%s\" of class \"%s\". Skipping instance.\n",
-                       name ? name : "(null)", instance->klass->name.get());
+                       shown(name), instance->klass->name.get());
     return whole;
 }
 
@@ -117,18 +107,19 @@ bool read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances
 
     const MemoryWatch memory;
     const char *name = vorn_util_xmlGetProp(element, "name");
-    OwnedInstance instance(vorn_instance_new(vorn_classes_get(class_name), name));
+    Owned<vorn_instance> instance(vorn_instance_new(vorn_classes_get(class_name), name));
     if (!instance) {
         const bool whole = !memory.ran_out();
-        vorn_debug_eprintf("Bad instance name \"%s\" of class \"%s\"- skipping.\n",
-                           name ? name : "(null)", class_name);
+        vorn_debug_eprintf("Bad instance name \"%s\" of class \"%s\"- skipping.\n", shown(name),
+                           class_name);
         return whole;
     }
     if (name && is_too_long(*instance, "the name", name)) return true;
     bool whole = true;
     for (const xmlNode *child = element->children; child; child = child->next) {
         if (!is_element(child)) continue;
-        whole &= read_value(*instance, plain(child->name), text_of(document, child), unknown);
+        const char *text = text_in(child);
+        whole &= read_value(*instance, plain(child->name), text ? text : "", unknown);
     }
     if (!is_valid(*instance)) return whole;
     return add_instance(std::move(instance), instances, changes) && whole;
@@ -188,7 +179,7 @@ bool add_missing_singletons(vorn_instances *instances, vorn_changes *changes)
             continue;
         }
         const MemoryWatch memory;
-        OwnedInstance instance(vorn_instance_new(klass, nullptr));
+        Owned<vorn_instance> instance(vorn_instance_new(klass, nullptr));
         const bool made = instance && took_over(instance, instances, changes);
         whole &= made || !memory.ran_out();
     }

@@ -201,7 +201,7 @@ vorn_plugin *vorn_plugin_new(const char *version)
     if (vorn::absent(version, "version")) return nullptr;
     if (std::strcmp(version, vorn::version_accepted) != 0) {
         vorn_debug_eprintf("Plugin \"%s\" version \"%s\" is unsupported.\n",
-                           vorn_plugins_current ? vorn_plugins_current : "(null)", version);
+                           vorn::shown(vorn_plugins_current), version);
         if (vorn::loaded_names) vorn::loaded_names->takes_part = false;
         return nullptr;
     }

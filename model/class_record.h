@@ -30,3 +30,12 @@ struct vorn_class : vorn::Record {
     std::int32_t type = VORN_CLASS_INVALID;
     vorn::Table<vorn_property> properties;
 };
+
+namespace vorn {
+
+inline bool has_named_instances(const vorn_class &klass)
+{
+    return klass.type == VORN_CLASS_UNIQUE_NAMED || klass.type == VORN_CLASS_GROUP_NAMED;
+}
+
+} // namespace vorn

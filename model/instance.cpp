@@ -17,11 +17,6 @@ namespace {
 
 constexpr int missing_validity_level = 5;
 
-bool has_named_instances(const vorn_class &klass)
-{
-    return klass.type == VORN_CLASS_UNIQUE_NAMED || klass.type == VORN_CLASS_GROUP_NAMED;
-}
-
 bool may_have_instance(const vorn_class &klass, const char *name)
 {
     if (klass.abstract != 0) {

@@ -108,7 +108,7 @@ void start_with_group(vorn_instances_iterator &iterator, const vorn_instances &i
 
 bool is_named(const vorn_class &klass)
 {
-    if (klass.type == VORN_CLASS_UNIQUE_NAMED || klass.type == VORN_CLASS_GROUP_NAMED) return true;
+    if (has_named_instances(klass)) return true;
     vorn_debug_1printf("Group iterators can only be used on named classes.\n");
     return false;
 }

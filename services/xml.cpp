@@ -264,6 +264,12 @@ xmlNode *add_text_element(xmlNode *parent, const char *name, const char *text)
     return element && holds(element->children, text) ? element : nullptr;
 }
 
+const char *text_in(const xmlNode *node)
+{
+    constexpr int in_line = 1;
+    return vorn_util_xmlNodeListGetString(node->doc, node->children, in_line);
+}
+
 bool add_attribute(xmlNode *element, const char *name, const char *text)
 {
     const xmlAttr *attribute = xmlNewProp(element, xml(name), xml(text));

@@ -61,6 +61,9 @@ bool is_xml_text(const char *text);
 /* Whether an element can have the name. */
 bool is_xml_name(const char *name);
 
+/* The text that a node begins with; null when it is empty or begins with something else. */
+const char *text_in(const xmlNode *node);
+
 /*
  * A new child element that holds the text, or nothing for null. The platform's escape runs over
  * the text and libxml2 takes it back apart, so that markup is escaped exactly once when the

@@ -27,6 +27,12 @@ private:
 /* A copy of a string; empty for null and when memory is gone. */
 Text copy_of(const char *text);
 
+/* A null text in a message. */
+inline const char *shown(const char *text)
+{
+    return text ? text : "(null)";
+}
+
 /* A formatted string of whatever length it needs; empty when memory is gone. */
 Text format(const char *pattern, ...) VORN_PRINTF(1, 2);
 Text format_list(const char *pattern, std::va_list arguments) VORN_PRINTF(1, 0);

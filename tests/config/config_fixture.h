@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "change/changes_record.h"
 #include "config/config_read.h"
 #include "config/config_write.h"
 #include "model/instances_walk.h"
@@ -19,10 +20,6 @@
 #include <string>
 
 namespace vorn::tests {
-
-struct DeleteChanges {
-    void operator()(vorn_changes *changes) const { vorn_changes_delete(changes); }
-};
 
 /* A folder of its own, gone at the end with all that is in it. */
 class ScratchFolder {
@@ -131,7 +128,7 @@ protected:
     ScratchFolder folder;
     std::string file = folder / "config.xml";
     vorn_instances *store = vorn_instances_new();
-    std::unique_ptr<vorn_changes, DeleteChanges> changes{vorn_changes_new(store)};
+    Owned<vorn_changes> changes{vorn_changes_new(store)};
 };
 
 } // namespace vorn::tests
