@@ -97,56 +97,55 @@ bool is_watched(const vorn_instances *running)
 
 /* Runs one pass; with `all`, an operation's error does not keep the next one from being looked at.
  */
-std::int32_t run_pass(QueryContext &context, xmlNode *first, Answer &answer, bool all)
+std::int32_t run_pass(QueryRequest &request, xmlNode *first, Answer &answer, bool all)
 {
     std::int32_t count = 0;
-    context.operation = first;
-    while (context.operation && (all || count == 0)) {
-        context.operation = evaluate_operation(context, answer, count);
+    for (xmlNode *operation = first; operation && (all || count == 0);) {
+        operation = evaluate_operation(request, operation, answer, count);
     }
-    if (answer.failed()) context.out_of_memory = true;
+    if (answer.failed()) request.out_of_memory = true;
     return count;
 }
 
 /* The first pass; false means that the request ends here, with the answer so far. */
-bool plan(QueryContext &context, xmlNode *first, Answer &answer)
+bool plan(QueryRequest &request, xmlNode *first, Answer &answer)
 {
     constexpr bool every_operation = true;
-    const Owned<vorn_refresh_info> info(vorn_refresh_info_new(context.instances));
+    const Owned<vorn_refresh_info> info(vorn_refresh_info_new(request.instances));
     if (!info) {
-        context.out_of_memory = true;
+        request.out_of_memory = true;
         return false;
     }
-    context.refresh_info = info.get();
-    const std::int32_t errors = run_pass(context, first, answer, every_operation);
-    if (errors == 0 && !context.out_of_memory) vorn_providers_refresh(info.get());
-    context.refresh_info = nullptr;
-    return errors == 0 && !context.out_of_memory;
+    request.refresh_info = info.get();
+    const std::int32_t errors = run_pass(request, first, answer, every_operation);
+    if (errors == 0 && !request.out_of_memory) vorn_providers_refresh(info.get());
+    request.refresh_info = nullptr;
+    return errors == 0 && !request.out_of_memory;
 }
 
-bool has_to_be_committed(const QueryContext &context)
+bool has_to_be_committed(const QueryRequest &request)
 {
-    return context.opcode != select_opcode || context.transaction;
+    return request.last_one_writes || request.transaction;
 }
 
 /* What becomes of the changes. An abandoned copy outlives its change set. */
-void put_into_effect(const QueryContext &context, StoreWithInstances &copy)
+void put_into_effect(const QueryRequest &request, StoreWithInstances &copy)
 {
-    if (context.passive || (context.out_of_memory && context.transaction)) return;
+    if (request.passive || (request.out_of_memory && request.transaction)) return;
 
-    if (context.transaction) vorn_config_replace_running(copy.release());
-    if (has_to_be_committed(context)) {
+    if (request.transaction) vorn_config_replace_running(copy.release());
+    if (has_to_be_committed(request)) {
         commit_number++;
-        vorn_providers_commit(context.instances, context.changes, nullptr);
+        vorn_providers_commit(request.instances, request.changes, nullptr);
     }
 }
 
 /* What the checks say against the transaction instead of its answer; empty when they accept it. */
-Text refused_by_checks(QueryContext &context)
+Text refused_by_checks(QueryRequest &request)
 {
-    vorn_check_info info(context.instances, context.changes);
+    vorn_check_info info(request.instances, request.changes);
     check_by_providers(info);
-    if (info.out_of_memory) context.out_of_memory = true;
+    if (info.out_of_memory) request.out_of_memory = true;
     if (info.out_of_memory || !info.first) return {};
 
     constexpr std::int32_t one_transaction = 1;
@@ -156,42 +155,42 @@ Text refused_by_checks(QueryContext &context)
         answer.add_error(each->sentence.get(), count);
     answer.add_rc_counter(one_transaction, 0);
     Text text = answer.take();
-    if (!text) context.out_of_memory = true;
+    if (!text) request.out_of_memory = true;
     return text;
 }
 
 /* The second pass. Its answer is whole before anything is applied, or a transaction is given up. */
-Text execute(QueryContext &context, xmlNode *first, StoreWithInstances &copy)
+Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
 {
     constexpr bool until_an_error = false;
     Answer answer;
-    const std::int32_t errors = run_pass(context, first, answer, until_an_error);
-    if (context.changes->is_incomplete) context.out_of_memory = true;
-    if (errors == 0 && context.transaction && !context.passive && !context.out_of_memory) {
-        if (Text refused = refused_by_checks(context)) return refused;
+    const std::int32_t errors = run_pass(request, first, answer, until_an_error);
+    if (request.changes->is_incomplete) request.out_of_memory = true;
+    if (errors == 0 && request.transaction && !request.passive && !request.out_of_memory) {
+        if (Text refused = refused_by_checks(request)) return refused;
     }
-    if (context.told_commit) answer.add_commit(context.told_commit->text().get());
+    if (request.told_commit) answer.add_commit(request.told_commit->text().get());
     Text text = answer.take();
-    if (!text) context.out_of_memory = true;
-    if (errors == 0) put_into_effect(context, copy);
-    return context.out_of_memory ? Text() : std::move(text);
+    if (!text) request.out_of_memory = true;
+    if (errors == 0) put_into_effect(request, copy);
+    return request.out_of_memory ? Text() : std::move(text);
 }
 
-Text evaluate_operations(QueryContext &context, xmlNode *first, StoreWithInstances copy)
+Text evaluate_operations(QueryRequest &request, xmlNode *first, StoreWithInstances copy)
 {
     const DeletionsWait until_the_answer;
-    const Owned<vorn_changes> changes(vorn_changes_new(context.instances));
+    const Owned<vorn_changes> changes(vorn_changes_new(request.instances));
     if (!changes) return {};
-    context.changes = changes.get();
+    request.changes = changes.get();
 
     Answer planned;
-    if (!plan(context, first, planned)) return context.out_of_memory ? Text() : planned.take();
-    return execute(context, first, copy);
+    if (!plan(request, first, planned)) return request.out_of_memory ? Text() : planned.take();
+    return execute(request, first, copy);
 }
 
-Text evaluate_request(xmlDoc *request, bool passive)
+Text evaluate_request(xmlDoc *document, bool passive)
 {
-    xmlNode *root = xmlDocGetRootElement(request);
+    xmlNode *root = xmlDocGetRootElement(document);
     if (!is_named(root, root_name)) return refusal("Top level name is not lsql.");
 
     vorn_query_origin = vorn_util_xmlGetProp(root, "origin");
@@ -206,29 +205,28 @@ Text evaluate_request(xmlDoc *request, bool passive)
         if (excess.found) return excess.message ? refusal(excess.message.get()) : Text();
     }
 
-    QueryContext context;
+    QueryRequest request;
     CommitId commit;
     if (asks_for_commit(root) || vorn_util_xmlGetProp(root, "if-commit")) {
         commit = CommitId::of(vorn_config_get_running(), commit_number);
         if (commit.failed()) return {};
         if (has_moved_on(root, commit)) return refuse_moved_on(root, commit);
-        if (asks_for_commit(root)) context.told_commit = &commit;
+        if (asks_for_commit(root)) request.told_commit = &commit;
     }
     StoreWithInstances copy;
-    context.request = request;
-    context.passive = passive;
-    context.instances = vorn_config_get_running();
+    request.passive = passive;
+    request.instances = vorn_config_get_running();
     if (is_transaction) {
-        if (!passive && is_watched(context.instances)) {
+        if (!passive && is_watched(request.instances)) {
             return refusal("Write transactions can't be nested.");
         }
         copy = copy_for_transaction();
         if (!copy) return {};
-        context.transaction = true;
-        context.instances = copy.get();
+        request.transaction = true;
+        request.instances = copy.get();
         first = first->children;
     }
-    return evaluate_operations(context, first, std::move(copy));
+    return evaluate_operations(request, first, std::move(copy));
 }
 
 bool shows_queries(bool passive)

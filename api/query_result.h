@@ -1,9 +1,11 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include "api/query_context.h"
+#include "core/base/text.h"
 #include "services/xml_writer.h"
 #include "vorn/instance.h"
+
+#include <cstdint>
 
 namespace vorn {
 
@@ -28,10 +30,11 @@ public:
     /* Adds "rc" and "counter", which end what one operation answers. */
     void add_rc_counter(std::int32_t rc, std::int32_t counter);
 
-    bool failed() const { return writer_.failed(); }
-    /* The unindented document with its declaration; empty without memory. */
     /* Whose configuration the answer is about; stands last. */
     void add_commit(const char *id);
+
+    bool failed() const { return writer_.failed(); }
+    /* The unindented document with its declaration; empty without memory. */
     Text take();
 
 private:

@@ -1,0 +1,55 @@
+/* SPDX-License-Identifier: MIT */
+#include "api/query_operation.h"
+#include "vorn/class.h"
+#include "vorn/debug.h"
+
+namespace vorn {
+
+namespace {
+
+constexpr int trace_level = 3;
+
+void trace(const vorn_instance *instance)
+{
+    if (vorn_debug_get() <= trace_level) return;
+    vorn_debug_printf("Considering deleting:\n");
+    vorn_instance_print(instance, vorn_debug_get_stream());
+}
+
+/* An instance that can't be taken out for lack of memory stays alive. */
+bool delete_instance(QueryOperation &operation, vorn_instance *instance)
+{
+    QueryRequest &request = operation.request;
+    leave_out_of_updates(instance);
+    if (vorn_instances_remove(request.instances, instance) != 0) {
+        request.out_of_memory = true;
+        return false;
+    }
+    note_memory(operation, vorn_changes_instance_deleted(request.changes, instance) == 0);
+    vorn_instance_delete(instance);
+    operation.counter++;
+    return true;
+}
+
+} // namespace
+
+bool query_delete(QueryOperation &operation)
+{
+    if (!has_valid_guard(operation)) return true;
+    if (!vorn_classes_get(operation.class_name)) {
+        expect_match(operation);
+        return true;
+    }
+    if (is_first_pass(operation.request)) {
+        collect_where(operation);
+        return false;
+    }
+    for (vorn_instance *instance : instances_of(operation)) {
+        trace(instance);
+        if (is_meant(operation, instance) && !delete_instance(operation, instance)) break;
+    }
+    expect_match(operation);
+    return true;
+}
+
+} // namespace vorn

@@ -1,0 +1,126 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * What the operations share: which instances one is about, how a value is set, how an error is
+ * told.
+ */
+#include "api/query_operation.h"
+
+#include "api/query_where.h"
+#include "core/base/text.h"
+#include "model/class_record.h"
+#include "model/instance_record.h"
+#include "services/xml.h"
+#include "vorn/class.h"
+
+#include <cstring>
+
+namespace vorn {
+
+namespace {
+
+constexpr std::size_t message_room = 160;
+constexpr std::size_t short_message_room = 80;
+
+bool must_match(const QueryOperation &operation)
+{
+    return operation.must_match && std::strcmp(operation.must_match, "yes") == 0;
+}
+
+/* What can't be written otherwise may still be said of a new instance, when it has to be. */
+bool may_be_set(const QueryRequest &request, const vorn_property &property, bool is_new)
+{
+    return request.passive || property.writable || (is_new && property.required_on_insert);
+}
+
+} // namespace
+
+void report(QueryOperation &operation, const char *pattern, ...)
+{
+    char message[message_room];
+    std::va_list arguments;
+    va_start(arguments, pattern);
+    format_cut(message, sizeof message, pattern, arguments);
+    va_end(arguments);
+    operation.answer.add_error(message, operation.errors);
+}
+
+void report_bad_attribute(QueryOperation &operation, const char *attribute, const char *value)
+{
+    const Line<short_message_room> message("Invalid %s=\"%s\".", attribute, value);
+    operation.answer.add_error(message.get(), operation.errors);
+}
+
+void note_memory(QueryOperation &operation, bool suffices)
+{
+    if (!suffices) operation.request.out_of_memory = true;
+}
+
+/* No walk for any other reason than a name where there are none means that memory is gone. */
+Walk instances_of(QueryOperation &operation)
+{
+    Walk walk(vorn_instances_new_group_iterator(operation.request.instances, operation.class_name,
+                                                operation.instance_name));
+    const bool may_be_walked =
+        !operation.instance_name || has_named_instances(*vorn_classes_get(operation.class_name));
+    note_memory(operation, walk || !may_be_walked);
+    return walk;
+}
+
+bool is_meant(const QueryOperation &operation, const vorn_instance *instance)
+{
+    return !operation.where || eval_expr(operation.where, instance);
+}
+
+/* What could not be selected would be read as it was at some earlier time. */
+void collect_where(QueryOperation &operation)
+{
+    note_memory(operation, collect_where_properties(operation.request.refresh_info, operation.where,
+                                                    operation.class_name, operation.instance_name));
+}
+
+bool has_valid_guard(QueryOperation &operation)
+{
+    if (!operation.must_match || must_match(operation)) return true;
+    if (std::strcmp(operation.must_match, "no") == 0) return true;
+    report_bad_attribute(operation, "must-match", operation.must_match);
+    return false;
+}
+
+void expect_match(QueryOperation &operation)
+{
+    if (!must_match(operation) || operation.counter > 0 || operation.errors > 0) return;
+    const char *condition = operation.where ? " fulfils the condition" : "";
+    if (operation.instance_name) {
+        report(operation, "No instance \"%s\" of class \"%s\"%s.", operation.instance_name,
+               operation.class_name, condition);
+    } else {
+        report(operation, "No instance of class \"%s\"%s.", operation.class_name, condition);
+    }
+}
+
+bool set_property(QueryOperation &operation, const Written &written, const xmlNode *element)
+{
+    const char *name = plain(element->name);
+    const char *class_name = written.instance->klass->name.get();
+    const char *text = text_in(element);
+    const char *value = text ? text : "";
+
+    const vorn_property *property = vorn_class_get_property(written.instance->klass, name);
+    if (!property) {
+        report(operation, "Property \"%s\" is not valid for class \"%s\".", shown(name),
+               class_name);
+        return false;
+    }
+    if (!may_be_set(operation.request, *property, written.is_new)) {
+        report(operation, "Property \"%s\" of class \"%s\" is not writable.", name, class_name);
+        return false;
+    }
+    if (vorn_instance_set_value(written.instance, name, value) != 0) {
+        report(operation, "Value \"%s\" is not valid for property \"%s\" of class \"%s\".", value,
+               name, written.shown_class);
+        return false;
+    }
+    return true;
+}
+
+} // namespace vorn

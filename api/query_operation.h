@@ -1,0 +1,75 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "api/query_request.h"
+#include "api/query_result.h"
+#include "model/instances_walk.h"
+
+#include <libxml/tree.h>
+
+#include <cstdint>
+
+namespace vorn {
+
+/* One operation of a request while it runs, in either pass. Texts point into the document. */
+struct QueryOperation {
+    QueryRequest &request;
+    Answer &answer;
+    xmlNode *first_class; /* the operation's first child */
+    const char *class_name;
+    const char *instance_name;
+    const char *properties;
+    const xmlNode *property_elements;
+    const char *must_match; /* update and delete: "yes" when picking nothing is an error */
+    const xmlNode *where;
+    std::int32_t errors = 0;
+    std::int32_t counter = 0;
+};
+
+/*
+ * The four operations. Each answers whether "rc" and "counter" are to follow, which a first pass
+ * that only plans leaves out. The first error ends an operation; what it did before stays.
+ */
+bool query_select(QueryOperation &operation);
+bool query_update(QueryOperation &operation);
+bool query_delete(QueryOperation &operation);
+bool query_insert(QueryOperation &operation);
+
+/* Adds an error to the answer; what is longer than its room is cut. */
+void report(QueryOperation &operation, const char *pattern, ...) VORN_PRINTF(2, 3);
+void report_bad_attribute(QueryOperation &operation, const char *attribute, const char *value);
+
+/* An answer, a change or a selection that memory did not suffice for spoils the whole request. */
+void note_memory(QueryOperation &operation, bool suffices);
+
+/*
+ * Every instance of the class and name that the operation is about. Where instances have no names,
+ * a name means none of them.
+ */
+Walk instances_of(QueryOperation &operation);
+
+/* Whether the where-expression, if any, is true of the instance. */
+bool is_meant(const QueryOperation &operation, const vorn_instance *instance);
+
+/* In the first pass: what the where-expression looks at has to be fresh. */
+void collect_where(QueryOperation &operation);
+
+/* A guard that can't be understood must not be taken for none; false after an error. */
+bool has_valid_guard(QueryOperation &operation);
+/* At the end of an operation: the error of a guard that is not fulfilled. */
+void expect_match(QueryOperation &operation);
+
+/* An instance whose values are set, and what is said of a value that it does not take. */
+struct Written {
+    vorn_instance *instance;
+    bool is_new;
+    const char *shown_class;
+};
+
+/* Sets the value that an element holds; false after an error. */
+bool set_property(QueryOperation &operation, const Written &written, const xmlNode *element);
+
+/* An instance that is about to go is left out by the updates that would come to it next. */
+void leave_out_of_updates(const vorn_instance *instance);
+
+} // namespace vorn

@@ -1,0 +1,28 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "config/commit_id.h"
+#include "vorn/changes.h"
+#include "vorn/instances.h"
+#include "vorn/refresh_info.h"
+
+namespace vorn {
+
+/* One request while it is evaluated. */
+struct QueryRequest {
+    bool passive = false;
+    bool transaction = false;
+    vorn_instances *instances = nullptr; /* running, or the transaction's copy */
+    vorn_changes *changes = nullptr;
+    vorn_refresh_info *refresh_info = nullptr; /* set during the first pass only */
+    const CommitId *told_commit = nullptr;     /* for a client that asked for it */
+    bool last_one_writes = false;              /* the last operation that was evaluated */
+    bool out_of_memory = false;                /* the answer could not be written down whole */
+};
+
+inline bool is_first_pass(const QueryRequest &request)
+{
+    return request.refresh_info != nullptr;
+}
+
+} // namespace vorn

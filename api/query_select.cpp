@@ -1,0 +1,98 @@
+/* SPDX-License-Identifier: MIT */
+#include "api/query_operation.h"
+#include "model/class_record.h"
+#include "model/instance_record.h"
+#include "services/xml.h"
+
+#include <cstring>
+
+namespace vorn {
+
+namespace {
+
+bool wants_all(const QueryOperation &operation)
+{
+    return operation.properties && std::strcmp(operation.properties, "all") == 0;
+}
+
+/* What could not be selected would be read as it was at some earlier time. */
+void collect_properties(QueryOperation &operation)
+{
+    vorn_refresh_info *info = operation.request.refresh_info;
+    if (wants_all(operation)) {
+        note_memory(operation, vorn_refresh_info_add_all_properties(info, operation.class_name,
+                                                                    operation.instance_name) == 0);
+        return;
+    }
+    for (const xmlNode *element = operation.property_elements; element; element = element->next) {
+        if (!element->name) continue;
+        note_memory(operation, vorn_refresh_info_add_property(info, operation.class_name,
+                                                              operation.instance_name,
+                                                              plain(element->name)) == 0);
+    }
+}
+
+/* A class's properties come after those of its superclass. */
+void add_all_properties(Answer &answer, const vorn_instance &instance, const vorn_class &klass)
+{
+    if (klass.superclass) add_all_properties(answer, instance, *klass.superclass);
+    for (auto [name, property] : klass.properties)
+        answer.add_property(name, vorn_instance_get_value(&instance, name));
+}
+
+void add_requested_properties(const QueryOperation &operation, const vorn_instance *instance)
+{
+    for (const xmlNode *child = operation.property_elements; child; child = child->next) {
+        if (!child->name) continue;
+        const char *property = plain(child->name);
+        operation.answer.add_property(property, vorn_instance_get_value(instance, property));
+    }
+}
+
+bool has_valid_properties(const QueryOperation &operation)
+{
+    return !operation.properties || wants_all(operation);
+}
+
+void select_instance(QueryOperation &operation, const vorn_instance *instance)
+{
+    operation.counter++;
+    operation.answer.begin_instance(operation.class_name, *instance);
+    if (!operation.properties) {
+        add_requested_properties(operation, instance);
+    } else if (wants_all(operation)) {
+        add_all_properties(operation.answer, *instance, *instance->klass);
+    }
+    operation.answer.end_instance(operation.class_name);
+}
+
+/* False after the first instance if the attribute makes no sense. */
+bool select_instances(QueryOperation &operation)
+{
+    for (const vorn_instance *instance : instances_of(operation)) {
+        if (!is_meant(operation, instance)) continue;
+        select_instance(operation, instance);
+        if (!has_valid_properties(operation)) return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool query_select(QueryOperation &operation)
+{
+    const bool is_known = vorn_classes_get(operation.class_name) != nullptr;
+    const bool is_planned = is_known && is_first_pass(operation.request);
+
+    operation.answer.begin_dataset();
+    if (is_planned) {
+        collect_properties(operation);
+        collect_where(operation);
+    }
+    const bool valid = !is_known || is_planned || select_instances(operation);
+    operation.answer.end_dataset();
+    if (!valid) report_bad_attribute(operation, "properties", operation.properties);
+    return !is_planned;
+}
+
+} // namespace vorn
