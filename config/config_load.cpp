@@ -102,7 +102,7 @@ Loadable fallback()
     return taken;
 }
 
-/* Want of memory says nothing about a file, which then must not be replaced. */
+/* A lack of memory says nothing about a file, which then must not be replaced. */
 Loadable startup_or_fallback()
 {
     const Source made = std::exchange(made_from, Source::startup);
@@ -203,7 +203,7 @@ bool may_be_saved(SaveReason &reason)
     if (lacks_instances) {
         reason.set("the configuration was not loaded whole because memory ran out");
         vorn_debug_eprintf(
-            "Not saving: the configuration was not loaded whole for want of memory.\n");
+            "Not saving: the configuration was not loaded whole because memory ran out.\n");
         return false;
     }
     if (*lacking_plugin) {

@@ -12,8 +12,9 @@ XmlDocument parse_config(const char *path);
 
 /*
  * Fills a store with the instances of a document, recording each as inserted. What is bad is
- * skipped with a message. The document is used up. False when something may be missing for want of
- * memory alone. Counts the instances and values of which no plugin knows the class or the property.
+ * skipped with a message. The document is used up. False when something may be missing only
+ * because memory ran out. Counts the instances and values of which no plugin knows the class or the
+ * property.
  */
 bool read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes,
                     unsigned int &unknown);

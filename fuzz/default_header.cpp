@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* The lines before the default file's document, and the copy of what stands behind them. */
+/* The lines before the default file's document, and the copy of what follows them. */
 #include "config/default_file.h"
 #include "config/file_replace.h"
 #include "core/debug_state.h"

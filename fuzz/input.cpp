@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Every validator on every input. A verdict is 0 or 1, depends on nothing behind the value's end,
+ * Every validator on every input. A verdict is 0 or 1, depends on nothing after the value's end,
  * and agrees with those of the validators that are made of each other.
  */
 #include "vorn/input.h"

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Random steps of a board's life against a model of it. A letter is a step, the characters behind
+ * Random steps of a board's life against a model of it. A letter is a step, the characters after
  * it choose among what the step can be done with:
  *
  *     iCNvPV.w   insert into class C under name N, setting P to V; "." ends the values

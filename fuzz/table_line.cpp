@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * Text tables: a file of "key=value" lines becomes a line of values, in rooms of several sizes,
- * and lines become updates of a populated board. An input is the file and, behind a line of three
+ * and lines become updates of a populated board. An input is the file and, after a line of three
  * hyphens, further lines of a table.
  */
 #include "config/config_state.h"

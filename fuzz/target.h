@@ -37,7 +37,7 @@ private:
     std::unique_ptr<char[]> bytes_;
 };
 
-/* The same with a NUL behind it; what follows a NUL in the text itself is left out. */
+/* The same with a NUL after it; what follows a NUL in the text itself is left out. */
 class ExactString {
 public:
     explicit ExactString(std::string_view text);

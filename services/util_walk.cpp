@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * The directory walker. An entry whose name holds a "*" is a name like any other: the search for
- * the next wildcard goes on behind it, so that no entry can make the walk go round in circles.
+ * the next wildcard goes on after it, so that no entry can make the walk go round in circles.
  */
 #include "core/base/guard.h"
 #include "vorn/util.h"

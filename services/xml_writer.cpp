@@ -49,7 +49,7 @@ public:
         if (!document_) return nullptr;
         return add_text_element(xmlDocGetRootElement(document_.get()), name, text);
     }
-    /* Writes what was added, but for its last bytes. */
+    /* Writes what was added, except for its last bytes. */
     void append_to(TextBuffer &buffer, std::size_t left_out) const
     {
         xmlChar *dumped = nullptr;

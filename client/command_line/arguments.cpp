@@ -173,7 +173,7 @@ private:
         }
     }
 
-    /* The name of the option that stands here; a value behind "=" is kept for it. */
+    /* The name of the option that stands here; a value after "=" is kept for it. */
     std::optional<std::string> take_option()
     {
         const std::string &word = words_[at_];

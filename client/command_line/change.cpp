@@ -287,7 +287,7 @@ private:
 
     /*
      * An empty text is no value for most who ask. Where the plugin takes none the instance is made
-     * anew without the property.
+     * again without the property.
      */
     void plan_unset(const Change &change, const Target &target)
     {

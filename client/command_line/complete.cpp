@@ -81,7 +81,7 @@ void offer_stations(Device &device, const Line &line)
         if (!each.value("mac").empty()) offer(line, each.value("mac"));
 }
 
-/* What may stand behind the sign of an assignment that has been begun. */
+/* What may follow the sign of an assignment that has been begun. */
 void offer_values(Device &device, const Schema &schema, const Line &line, std::size_t separator)
 {
     const std::string head = line.beginning.substr(0, separator + 1);

@@ -42,7 +42,7 @@ std::string commit_of_file(const std::string &text);
 struct Difference {
     enum class Kind { removed, added, changed };
     Kind kind;
-    std::vector<Instance> before; /* one, but for classes and groups that are replaced whole */
+    std::vector<Instance> before; /* one, except for classes and groups that are replaced whole */
     std::vector<Instance> after;
 };
 

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* vornctl kick: a wireless station has to join anew. */
+/* vornctl kick: a wireless station has to join again. */
 #include "inform.h"
 #include "verb.h"
 

@@ -36,7 +36,7 @@ try {
     std::cerr << "vornctl: warning: this device runs without its configuration, which could not be "
                  "read and is kept as "
               << shown(broken)
-              << "; repair it and \"vornctl import\" it, or configure anew, then \"vornctl "
+              << "; repair it and \"vornctl import\" it, or configure it again, then \"vornctl "
                  "forget-broken\"\n";
 } catch (const Failure &) {
     return;

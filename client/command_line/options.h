@@ -7,7 +7,7 @@
 
 namespace vorn::client {
 
-/* What stands before, or behind, every command. */
+/* What may stand before or after every command. */
 struct Options {
     Output output;
     double timeout_seconds = 30;

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* vornctl reboot: the device starts anew. */
+/* vornctl reboot: the device starts again. */
 #include "inform.h"
 #include "verb.h"
 

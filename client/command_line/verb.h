@@ -42,7 +42,7 @@ struct Invocation {
     std::vector<std::string> words_from(std::size_t index) const;
 };
 
-/* What stands behind "vornctl": the parser, the help and the completion know it from here only. */
+/* What follows "vornctl": the parser, the help and the completion know it from here only. */
 struct Verb {
     const char *name;
     std::span<const Argument> arguments;

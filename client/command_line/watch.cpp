@@ -150,7 +150,7 @@ void print(const Options &options, const std::string &notice, Follower *follower
     }
 }
 
-/* The daemon may be starting anew: that takes a moment, and then longer if it keeps failing. */
+/* The daemon may be starting again: that takes a moment, and then longer if it keeps failing. */
 void subscribe_again(Device &device)
 {
     using namespace std::chrono_literals;

@@ -124,7 +124,7 @@ private:
         if (take('=')) {
             equality(parent, left);
         } else if (take('!')) {
-            if (!take('=')) fail("\"=\" behind \"!\"");
+            if (!take('=')) fail("\"=\" after \"!\"");
             equality(parent.append_child("not"), left);
         } else {
             append_operand(parent, left);

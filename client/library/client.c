@@ -2,7 +2,7 @@
 /*
  * The daemon's three doors as a client sees them. A framed request is a length in the machine's
  * own byte order and the text out, everything up to the end of the stream in; an inform request
- * has a version before that. Notices come one behind the other, each ended by a NUL byte.
+ * has a version before that. Notices come one after the other, each ended by a NUL byte.
  */
 #include <arpa/inet.h>
 #include <errno.h>
@@ -91,7 +91,7 @@ static int refused(vorn_client *client, const char *why)
     return VORN_CLIENT_BAD_ARGUMENT;
 }
 
-/* Abstract: a zero byte first, and the padding behind the name is part of the name. */
+/* Abstract: a zero byte first, and the padding after the name is part of the name. */
 static int open_door(struct connection *connection, const char *name, int64_t deadline_ms)
 {
     struct sockaddr_un address;

@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 #include <sys/types.h>
 
-/* Bytes that grow, and always have room for a NUL behind them. */
+/* Bytes that grow, and always have room for a NUL after them. */
 struct buffer {
     char *bytes;
     size_t length;

@@ -24,7 +24,7 @@
  *   values it brought along: it isn't listened to, so add it filled.
  * - One removed from the store is deleted, whatever was recorded of it before; its copy stands for
  *   it. One that was inserted and then removed leaves no trace but the store's "Null instance." in
- *   the log, for want of a copy.
+ *   the log, because there is no copy of it.
  * - Removing or deleting a whole class tells no listener and is not recorded: remove the instances
  *   of a watched store one by one.
  *
@@ -32,8 +32,8 @@
  * that was removed keeps its listener: free it, or clear the listener, before it is given another
  * value, and in any case before the change set is deleted.
  *
- * Null arguments have no message but for creation: where a status is returned they give 1, else 0
- * or null. Asking about an instance that the store does not hold gives the same.
+ * Null arguments have no message except for creation: where a status is returned they give 1, else
+ * 0 or null. Asking about an instance that the store does not hold gives the same.
  */
 
 VORN_BEGIN

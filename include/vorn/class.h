@@ -133,7 +133,7 @@ VORN_API int vorn_class_set_type(vorn_class *klass, int type);
 VORN_API int vorn_class_get_type(const vorn_class *klass);
 
 /**
- * Adds a property behind those that the class has. The class owns it.
+ * Adds a property after those that the class has. The class owns it.
  *
  * Refused, in this order: a null property ("Null property.\n"); one that vorn_property_is_valid
  * refuses ("Property %s of class %s is not valid.\n"); without a message, a name that is taken. A
@@ -165,7 +165,7 @@ VORN_API vorn_class_property_iterator *vorn_class_new_property_iterator(const vo
 /** 1 while there is a property to come, else 0, as for a null iterator. */
 VORN_API int vorn_class_property_iterator_has_next(const vorn_class_property_iterator *iterator);
 
-/** The next property, owned by its class; null behind the last and for a null iterator. */
+/** The next property, owned by its class; null after the last and for a null iterator. */
 VORN_API vorn_property *vorn_class_property_iterator_next(vorn_class_property_iterator *iterator);
 
 /** Frees the iterator. Returns 0, or 1 for null. */
@@ -188,7 +188,7 @@ VORN_API int vorn_class_print(const vorn_class *klass, FILE *stream);
  *
  * Returns 1 when there is no such superclass ("Class \"%s\" has a non-existent superclass
  * \"%s\".\n") or when a class that is not persistent has a persistent property ("Non-persistent
- * class \"%s\" has a persistent property \"%s\".\n"), behind which nothing is settled any more.
+ * class \"%s\" has a persistent property \"%s\".\n"), after which nothing is settled any more.
  * Steps before the failed one are not taken back. A concrete superclass keeps no subclasses; it
  * is for vorn_class_validate to refuse.
  */
@@ -207,7 +207,7 @@ VORN_API int vorn_class_resolve(vorn_class *klass);
 VORN_API int vorn_class_validate(const vorn_class *klass);
 
 /**
- * Registers a class under its name, behind those that are registered already. The registry owns
+ * Registers a class under its name, after those that are registered already. The registry owns
  * it. A name that is taken keeps its first class: 1 and "Class with name \"%s\" already in
  * classes.\n"; the refused one stays the caller's.
  */
@@ -225,7 +225,7 @@ VORN_API vorn_classes_iterator *vorn_classes_new_iterator(void);
 /** 1 while there is a class to come, else 0, as for a null iterator. */
 VORN_API int vorn_classes_iterator_has_next(const vorn_classes_iterator *iterator);
 
-/** The next class; null behind the last and for a null iterator. */
+/** The next class; null after the last and for a null iterator. */
 VORN_API vorn_class *vorn_classes_iterator_next(vorn_classes_iterator *iterator);
 
 /** Frees the iterator. Returns 0, or 1 for null. */
@@ -240,7 +240,7 @@ VORN_API int vorn_classes_print(FILE *stream);
 /**
  * Closes the registry: resolves every class in the order of registration, then validates every
  * class. A failure does not keep the others from their turn; each one, of either kind, is told
- * with "Class \"%s\" is invalid.\n" behind its own message.
+ * with "Class \"%s\" is invalid.\n" after its own message.
  *
  * Returns 0 when nothing failed, else 1. Called by the daemon, once, when the plugins are loaded.
  */

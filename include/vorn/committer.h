@@ -26,7 +26,7 @@
  *
  * A group is reported once per commit, at its first deleted or changed member. A callback set for
  * an abstract class hears of the instances of all its subclasses. Callbacks may assign values to
- * the instance at hand, but must leave the store and the other instances in it alone, and set no
+ * that instance, but must leave the store and the other instances in it alone, and set no
  * callbacks.
  *
  * A committer lives as long as its provider, that is as long as the process. Setters return 0, or 1

@@ -32,9 +32,9 @@
  * before the document, in any order, and an empty line ends them: "Version: 1", "Length: " and the
  * document's bytes, "MD5sum: " and its digest as md5sum prints it.
  *
- * A file is replaced whole: written beside its place under the name with ".new" behind, flushed to
- * the disk, renamed. If any of that fails ("Can't open %s.\n" with the path, "Can't write %s:
- * %s.\n" with the reason behind it), the old file stays. A symbolic link is replaced itself.
+ * A file is replaced whole: written beside its place under the name with ".new" appended, flushed
+ * to the disk, renamed. If any of that fails ("Can't open %s.\n" with the path, "Can't write %s:
+ * %s.\n" with the reason after it), the old file stays. A symbolic link is replaced itself.
  * Scratch files stay in /tmp: defaultconfig.xml, defaultconfig.xml.md5 and md5.gen.
  *
  * Statuses are 0 for success and 1 for failure. Messages are errors, which are always logged,
@@ -83,7 +83,7 @@ VORN_API vorn_instances *vorn_config_replace_running(vorn_instances *instances);
  * the last save, if the load had to skip what nobody knows: "Not saving: the plugin \"%s\" is
  * missing, and what is its own would be lost.\n". Nor is anything written while the running
  * configuration lacks what its load had no memory for, until the next load that is whole: "Not
- * saving: the configuration was not loaded whole for want of memory.\n".
+ * saving: the configuration was not loaded whole because memory ran out.\n".
  *
  * Returns 0.
  */

@@ -18,7 +18,7 @@
  *
  * What is logged begins with "vorn: ", then, if that was asked for, with the local time, as in
  * "[Sat Nov 21 09:30:00 2026] ". No newline is added: the format ends in one, or the next message
- * stands on the same line, behind a "vorn: " of its own. Everything is flushed at once, and
+ * stands on the same line, after a "vorn: " of its own. Everything is flushed at once, and
  * nobody waits for whoever takes it: when the console is a slow line or stopped, up to 64 KiB are
  * kept until it goes on, and of what does not fit the count is logged in its place, "vorn: Lines of
  * the log lost: %lu.\n". A null format or message is not allowed.
@@ -92,8 +92,8 @@ VORN_API void vorn_debug_fatal_perror(const char *message);
 
 /**
  * The log's stream, for printing structures straight to it; null before vorn_debug_init. It stays
- * the log's. What is printed needs its own fflush, unless something is logged behind it. There is
- * no descriptor behind it: what is printed may be kept for a while before it is written.
+ * the log's. What is printed needs its own fflush, unless something is logged after it. There is
+ * no descriptor under it: what is printed may be kept for a while before it is written.
  */
 VORN_API FILE *vorn_debug_get_stream(void);
 

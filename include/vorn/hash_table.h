@@ -109,7 +109,7 @@ VORN_API void ght_set_rehash(ght_table *table, int flag);
  * told. A limit of 0 is none.
  *
  * Without a function nobody is told; a limit without one is kept all the same, but "The bucket
- * callback function is NULL but the limit is %d\n", behind "ght_set_bounded_buckets: ", says so.
+ * callback function is NULL but the limit is %d\n", after "ght_set_bounded_buckets: ", says so.
  */
 VORN_API void ght_set_bounded_buckets(ght_table *table, unsigned int limit,
                                       ght_fn_bucket_overflow overflow);
@@ -157,7 +157,7 @@ VORN_API void *ght_remove(ght_table *table, unsigned int key_length, const void 
  */
 VORN_API void *ght_first(ght_table *table, ght_iterator *iterator, const void **key);
 
-/** The next newer entry, in the way of ght_first; null and a null key behind the newest. */
+/** The next newer entry, in the way of ght_first; null and a null key after the newest. */
 VORN_API void *ght_next(ght_table *table, ght_iterator *iterator, const void **key);
 
 /**

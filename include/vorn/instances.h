@@ -136,7 +136,7 @@ VORN_API vorn_instances_iterator *vorn_instances_new_group_iterator(const vorn_i
 VORN_API int vorn_instances_iterator_has_next(const vorn_instances_iterator *iterator);
 
 /**
- * The next instance, which the store goes on holding; null behind the last and for a null
+ * The next instance, which the store goes on holding; null after the last and for a null
  * iterator.
  */
 VORN_API vorn_instance *vorn_instances_iterator_next(vorn_instances_iterator *iterator);
@@ -145,7 +145,7 @@ VORN_API vorn_instance *vorn_instances_iterator_next(vorn_instances_iterator *it
 VORN_API int vorn_instances_delete_iterator(vorn_instances_iterator *iterator);
 
 /**
- * Prints every instance with vorn_instance_print and a newline, and an empty line behind each
+ * Prints every instance with vorn_instance_print and a newline, and an empty line after each
  * class. Returns 0, or 1 for a null store and when memory is gone.
  */
 VORN_API int vorn_instances_print(const vorn_instances *instances, FILE *stream);

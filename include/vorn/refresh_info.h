@@ -22,8 +22,8 @@
  * which they were added, and an instance of a subclass is looked for under its abstract class: add
  * the abstract class, not the subclass.
  *
- * Statuses are 0 for success and 1 for failure. A failure, be it for a null argument or for want of
- * memory, leaves the record as it was and has no message.
+ * Statuses are 0 for success and 1 for failure. A failure, because of a null argument or because
+ * memory ran out, leaves the record as it was and has no message.
  */
 
 VORN_BEGIN

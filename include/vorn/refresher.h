@@ -18,7 +18,7 @@
  * The order of the calls is a promise: pre-refresh, once; then for each selected instance, in the
  * order of the store, the instance function and the functions of its selected properties in the
  * order in which they were set. Nothing is called when the class isn't selected. The functions may
- * assign values to the instance at hand, but must not add or remove instances.
+ * assign values to that instance, but must not add or remove instances.
  *
  * A refresher lives as long as its provider, that is as long as the process. Setters return 0, or 1
  * for what the log tells at level 1, and without a message when memory is gone. A null refresher is

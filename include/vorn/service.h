@@ -20,7 +20,7 @@
  *
  * A program is searched along PATH. Its arguments come as a list that ends in a null pointer, or
  * as a vector that does; in the forms that end in "od" the output mode and the directory follow,
- * behind the null of a list. Without the memory for a list, "malloc" or "realloc" is reported on
+ * after the null of a list. Without the memory for a list, "malloc" or "realloc" is reported on
  * standard error, nothing is started and -1 returned. A null vector
  * ("Null arguments.\n" at level 1) or one without a program ("Null program.\n") starts nothing.
  *
@@ -58,7 +58,7 @@ typedef void (*vorn_service_exited_fn)(void *data);
  * could not be started or waited for, as always without actions.
  */
 VORN_API int vorn_command_execl(const char *program, ...) __attribute__((sentinel));
-/** The same with an output mode and a folder behind the null. */
+/** The same with an output mode and a folder after the null. */
 VORN_API int vorn_command_execlod(const char *program, ...);
 /** The same with a vector of arguments that a null ends; the first one is the program. */
 VORN_API int vorn_command_execv(char *const arguments[]);
@@ -88,7 +88,7 @@ VORN_API int vorn_service_set_exited_fn(const char *name, vorn_service_exited_fn
  */
 VORN_API int vorn_service_execl(const char *name, const char *program, ...)
     __attribute__((sentinel));
-/** The same with an output mode and a folder behind the null. */
+/** The same with an output mode and a folder after the null. */
 VORN_API int vorn_service_execlod(const char *name, const char *program, ...);
 /** The same with a vector of arguments that a null ends; the first one is the program. */
 VORN_API int vorn_service_execv(const char *name, char *const arguments[]);
@@ -125,7 +125,7 @@ VORN_API int vorn_service_is_running(const char *name);
  * do: no name, no such service, or one that is stopped, all without a word; or no actions.
  *
  * The signal is logged at level 1 ("Sending signal %d to service %s with pid %d.\n"), with a line
- * "(no actions)\n" behind it where it stays at that. The service is stopping then, and stopped once
+ * "(no actions)\n" after it where it stays at that. The service is stopping then, and stopped once
  * the poll finds its process gone; without actions at once. A service that has no process, since
  * its fork failed, is not signalled.
  */

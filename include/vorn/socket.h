@@ -36,7 +36,7 @@ VORN_API int vorn_socket_set_block(int descriptor);
  *
  * With VORN_SOCKET_ABSTRACT in the flags the name is an abstract one, cut at 106 characters, and
  * the zeros that fill the rest of the address are part of it: a client connects with the whole
- * address structure, zeroed, a 0 byte, and the name behind it.
+ * address structure, zeroed, a 0 byte, and the name after it.
  *
  * Otherwise it is a path, cut at 107 characters. A path that exists is canonicalised and the file
  * there removed first; any other is bound as it is given.

@@ -126,7 +126,7 @@ long lines_before(std::FILE *stream)
     return lines;
 }
 
-/* What stands behind the header of a default file, in a scratch file; empty when it is no good. */
+/* What follows the header of a default file, in a scratch file; empty when it is no good. */
 std::string unwrapped_default(CheckedFile &file, long &header_lines)
 {
     const OwnedFile stream(std::fopen(file.path.c_str(), "r"));

@@ -36,7 +36,8 @@ void set_log_level(int level);
 
 /*
  * Loads the plugins in the steps of a start of the daemon, up to where it would begin to act. The
- * name of the plugin at hand is written to `current`, for whoever sees this process die.
+ * name of the plugin that is being loaded is written to `current`, for whoever sees this process
+ * die.
  */
 Loading load(const std::vector<std::string> &paths, char *current, std::size_t room);
 

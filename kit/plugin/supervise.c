@@ -33,7 +33,8 @@ enum {
     words_room = 240,
     line_room = 2 * words_room, /* for what separates the lines */
     piece_room = 1024,
-    pipe_pieces = 64, /* what a pipe holds, but for what a process goes on writing that is left */
+    /* What a pipe holds, except for what a process that is left goes on writing. */
+    pipe_pieces = 64,
 };
 
 enum phase { stopped, up, pausing, ending };

@@ -12,7 +12,7 @@ static void name_scratch(char scratch[PATH_MAX], const char *path)
     snprintf(scratch, PATH_MAX, "%s.new", path);
 }
 
-/* Made anew: one that was left behind may have another mode, or be open to somebody. */
+/* Made again: one that was left behind may have another mode, or be open to somebody. */
 FILE *whole_file_open(const char *path, mode_t mode)
 {
     char scratch[PATH_MAX];

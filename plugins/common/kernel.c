@@ -128,7 +128,7 @@ static int read_addresses(struct kernel *kernel)
         char link[IF_NAMESIZE];
         if (each->ifa_addr == NULL || each->ifa_addr->sa_family != AF_INET) continue;
         const struct sockaddr_in *found = (const struct sockaddr_in *)(const void *)each->ifa_addr;
-        /* A label of an address has a colon behind the link's name. */
+        /* A label of an address has a colon after the link's name. */
         snprintf(link, sizeof link, "%.*s", (int)strcspn(each->ifa_name, ":"), each->ifa_name);
         kernel_add_address(kernel, link, ntohl(found->sin_addr.s_addr),
                            count_bits(each->ifa_netmask));

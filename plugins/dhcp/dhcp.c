@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * Addresses for others, through dnsmasq: pools, fixed leases, and who has which address now. A
- * changed pool starts dnsmasq anew; a changed fixed lease has it read that file again; a value that
+ * changed pool restarts dnsmasq; a changed fixed lease has it read that file again; a value that
  * is written again as it was does nothing.
  */
 #include <net/if.h>
@@ -45,7 +45,7 @@ static int has_pools(const vorn_instances *configuration)
     return found;
 }
 
-/* Started anew when it has read another configuration than there is now. */
+/* Restarted when it has read another configuration than there is now. */
 static void run(void)
 {
     static const char *const arguments[] = {"dnsmasq", "--keep-in-foreground",

@@ -24,7 +24,7 @@ static int is_host_or_none(const char *value)
     return *value == '\0' || is_plain_host(value);
 }
 
-/* Written behind its own option, so that anything but a path can't become one. */
+/* Written after its own option, so that anything but a path can't become one. */
 static int is_file_or_none(const char *value)
 {
     if (*value == '\0') return 1;

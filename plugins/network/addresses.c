@@ -161,7 +161,7 @@ struct wanted {
     const char *link;
     uint32_t address;
     int prefix;
-    int is_late; /* comes behind those that are the first of their networks */
+    int is_late; /* comes after those that are the first of their networks */
 };
 
 struct setup {

@@ -8,8 +8,8 @@
 /*
  * What the plugin has to do with: interfaces, addresses on them, routes over them, the resolver.
  * The first three compare what is configured with what the kernel has, and plan the commands that
- * make the one of the other. What happened before does not matter to them, but for what they once
- * made and nobody wants any more.
+ * make the one of the other. What happened before does not matter to them, except for what they
+ * once made and nobody wants any more.
  */
 
 extern outcomes interface_outcomes;

@@ -230,7 +230,7 @@ static void release_ports(const vorn_instances *configuration, struct kernel *ke
     }
 }
 
-/* The commit or look at hand. */
+/* The current commit or look. */
 struct setup {
     const vorn_instances *configuration;
     struct kernel *kernel;

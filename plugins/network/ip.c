@@ -188,7 +188,7 @@ static int take_failure(char **rest, char reason[reason_room])
     return number;
 }
 
-/* Whether all were tried: nothing is said behind the last of those that failed. */
+/* Whether all were tried: nothing is said after the last of those that failed. */
 static int is_complete(int status)
 {
     char reason[reason_room];

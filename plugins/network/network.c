@@ -51,7 +51,7 @@ static void attempt(const vorn_instances *configuration, int64_t deadline_us)
     addresses_serve(configuration);
 }
 
-/* In the background, behind the command that has ended: nobody waits for the next one. */
+/* In the background, after the command that has ended: nobody waits for the next one. */
 static void go_on(void)
 {
     attempt(vorn_config_get_running(), 0);

@@ -12,7 +12,7 @@ enum { most_servers = 16 };
 
 static supervised *ntpd;
 
-/* "-p SERVER" for each, behind what stands there; answers how many words there are by then. */
+/* "-p SERVER" for each, after what stands there; answers how many words there are by then. */
 static int add_servers(const vorn_instances *configuration, const char *arguments[], int count)
 {
     const int room = count + 2 * most_servers;

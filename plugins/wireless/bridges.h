@@ -6,7 +6,7 @@
 
 /*
  * hostapd puts its interfaces into their bridges when it starts, and never again: it has to be
- * started anew for a bridge that was made anew, and when somebody has taken an interface out.
+ * restarted for a bridge that was made again, and when somebody has taken an interface out.
  */
 
 /** The bridge that the network is to be in and that is not there; null when there is none. */

@@ -6,7 +6,7 @@
 
 /*
  * What hostapd is told of a radio and its networks, as text. The frame is the part for which it has
- * to be started anew; the rest it can read again while it runs.
+ * to be restarted; the rest it can read again while it runs.
  */
 
 typedef struct hostapd_text {

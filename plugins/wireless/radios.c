@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * One hostapd for each radio that is up and has a network. Its configuration is replaced whole. It
- * is told to read it again when that is enough, and started anew only when the frame changed.
+ * is told to read it again when that is enough, and restarted only when the frame changed.
  */
 #include "radios.h"
 

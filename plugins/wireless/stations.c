@@ -26,7 +26,7 @@ static const char class_name[] = "station";
 static const char *const properties[] = {"mac",      "network",  "signal",    "rx-rate", "tx-rate",
                                          "rx-bytes", "tx-bytes", "connected", "unknown", NULL};
 
-/* How iw calls what becomes a property; the first word behind it is the value. */
+/* How iw calls what becomes a property; the first word after it is the value. */
 static const char *const labels[][2] = {
     {"rx bytes:", "rx-bytes"},  {"tx bytes:", "tx-bytes"},  {"signal:", "signal"},
     {"tx bitrate:", "tx-rate"}, {"rx bitrate:", "rx-rate"}, {"connected time:", "connected"},

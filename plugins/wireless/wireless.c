@@ -140,7 +140,7 @@ static const char *network_state(vorn_instance *instance, const char *property,
     return reason != NULL ? reason : radios_state(radio);
 }
 
-/* An update without a commit behind it leaves the key as it came: nobody is to read it. */
+/* An update that no commit follows leaves the key as it came: nobody is to read it. */
 static const char *key(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     (void)property;

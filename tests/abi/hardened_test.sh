@@ -54,6 +54,6 @@ says "calls fprintf unchecked" -U_FORTIFY_SOURCE
 says "has memory that is both written and run" -DBOTH
 if $marked; then
     says "does not mark the entries of 1 functions, main" -fcf-protection=none
-    says "may jump over the page behind its stack" -fno-stack-clash-protection
+    says "may jump over the guard page of its stack" -fno-stack-clash-protection
     says "writes into its code at the start" -fno-pie -mcmodel=large -Wl,-z,notext
 fi

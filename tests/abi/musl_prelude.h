@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-/* The C++ headers at hand were configured for the GNU C library: what they want of it is put here.
+/* The C++ headers of this machine were configured for the GNU C library: what they want of it is
+ * put here.
  */
 #pragma once
 

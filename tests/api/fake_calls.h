@@ -26,7 +26,7 @@ public:
     int pause_ms = 1000;
     /* What happens during such a pause. */
     std::function<void()> in_pause = [] {};
-    /* What happens whenever the clock is read, and once, behind the next send. */
+    /* What happens whenever the clock is read, and once, after the next send. */
     std::function<void()> at_clock = [] {};
     std::function<void()> after_send = [] {};
     /* So many waits, and so many reads, are cut short by a signal first. */

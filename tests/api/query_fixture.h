@@ -156,8 +156,8 @@ private:
     }
 
     /*
-     * The instances of a store that a transaction replaced are the fixture's to free, but for those
-     * that a request inside it has deleted.
+     * The instances of a store that a transaction replaced are the fixture's to free, except for
+     * those that a request inside it has deleted.
      */
     struct RetiredKeeper {
         explicit RetiredKeeper(QueryTest &owner)

@@ -72,7 +72,7 @@ protected:
         return vorn_changes_get_instance_before(changes, instance);
     }
 
-    /* The names that the change set lists for a class, "-" for one without, a blank behind each. */
+    /* The names that the change set lists for a class, "-" for one without, a blank after each. */
     std::string changed(const char *class_name)
     {
         return names(vorn_changes_new_class_instances_iterator(changes, class_name));

@@ -106,7 +106,7 @@ TEST(Conditions, ThatAreBrokenSayWhere)
     EXPECT_EQ(complaint_about("a = 'x"),
               "the condition can't be understood: a = ' >>> x\nexpected the closing '");
     EXPECT_EQ(complaint_about("a ! 1"),
-              "the condition can't be understood: a !  >>> 1\nexpected \"=\" behind \"!\"");
+              "the condition can't be understood: a !  >>> 1\nexpected \"=\" after \"!\"");
     EXPECT_EQ(complaint_about(""), "the condition can't be understood:  >>> \n"
                                    "expected a property");
     EXPECT_EQ(complaint_about("a = ''"),

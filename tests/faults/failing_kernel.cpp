@@ -78,7 +78,7 @@ int receive_descriptor(int connection)
 
 /*
  * Notifications of every call that has a kind; all others pass at once. A signal that comes while
- * one is being answered waits: a call begun anew would move its bytes twice.
+ * one is being answered waits: a call begun again would move its bytes twice.
  */
 int filter_calls()
 {

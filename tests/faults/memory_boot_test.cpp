@@ -126,8 +126,7 @@ TEST_F(Boots, ShortOfMemoryServeAndSayWhatTheyLack)
     refuse_each({"-f"}, "boot", [](bool serves) { EXPECT_TRUE(serves); });
 }
 
-/* Names and values of all that the startup file holds, but for the label that is about to change.
- */
+/* Names and values of what the startup file holds, without the label that is about to change. */
 const std::vector<std::string> pieces = {
     "<label>",         "<Radio name=\"r0\">",   "<Radio name=\"r1\">", "<mode>g</mode>",
     "<mode>ac</mode>", "<channel>36</channel>", "<to>lan</to>",        "<mac>01</mac>",
@@ -183,8 +182,8 @@ TEST_F(Boots, ShortOfMemorySaveAgainOnceALoadIsWhole)
         lacks = log().find("Skipping instance") != std::string::npos && !is_short_of_a_class();
     }
     ASSERT_EQ(change("lost"), files_.front());
-    EXPECT_TRUE(console_shows("Not saving: the configuration was not loaded whole for want of "
-                              "memory.\n"));
+    EXPECT_TRUE(console_shows("Not saving: the configuration was not loaded whole because "
+                              "memory ran out.\n"));
 
     EXPECT_TRUE(copy("running-to-default"));
     EXPECT_TRUE(console_shows("copies: running-to-default 1\n"));

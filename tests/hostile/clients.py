@@ -94,7 +94,7 @@ def take_no_reply(until, door, request, delay=0.0):
             await_hang_up(client, STUBBORN_S)
 
 
-def write_on_behind_the_request(until, door, delay=0.0):
+def write_on_after_the_request(until, door, delay=0.0):
     """A little all the time, as one who has not said everything yet."""
     while goes_on(until):
         with connect(door) as client:
@@ -104,7 +104,7 @@ def write_on_behind_the_request(until, door, delay=0.0):
                 time.sleep(0.02)
 
 
-def pour_behind_the_request(until, door):
+def pour_after_the_request(until, door):
     """As much as is taken."""
     while goes_on(until):
         with connect(door) as client:

@@ -5,7 +5,7 @@ A client has five seconds for its request and five to take the reply, and each d
 in each pass of the loop. What others wait and how late the tick is follows from that; nothing else
 may add to it. A request that is served is no waiting: it takes what its work takes, and all there
 is to hold against it is that the watchdog, at 240 seconds, does not strike, on a board that is ten
-times slower than the machine at hand.
+times slower than this machine.
 """
 import dataclasses
 import typing
@@ -76,11 +76,11 @@ def waiting_clients():
              clients.LARGE_REPLY, limit=REPLY, short=False),
         slow("as late as allowed, then takes no reply", clients.take_no_reply, LSQL,
              clients.LARGE_REPLY, REQUEST - 0.3, limit=REQUEST + REPLY, short=False),
-        slow("writes on behind its request", clients.write_on_behind_the_request, LSQL,
+        slow("writes on after its request", clients.write_on_after_the_request, LSQL,
              limit=REPLY),
-        slow("as late as allowed, then writes on", clients.write_on_behind_the_request, LSQL,
+        slow("as late as allowed, then writes on", clients.write_on_after_the_request, LSQL,
              REQUEST - 0.3, limit=REQUEST + REPLY, short=False),
-        slow("pours behind its request", clients.pour_behind_the_request, LSQL, limit=REPLY),
+        slow("pours after its request", clients.pour_after_the_request, LSQL, limit=REPLY),
     ]
 
 
@@ -98,9 +98,9 @@ def informing_clients():
         quick("inform: goes at every byte of the reply",
               clients.go_at_every_byte_of_the_reply, INFORM),
         quick("inform: takes no reply", clients.take_no_reply, INFORM, clients.INFORMATION),
-        slow("inform: writes on behind its request", clients.write_on_behind_the_request, INFORM,
+        slow("inform: writes on after its request", clients.write_on_after_the_request, INFORM,
              limit=REPLY, short=False),
-        slow("inform: pours behind its request", clients.pour_behind_the_request, INFORM,
+        slow("inform: pours after its request", clients.pour_after_the_request, INFORM,
              limit=REPLY, short=False),
         Scenario("inform: 3 silent at once", clients.be_silent_together, (INFORM, 3), 3 * REQUEST,
                  REQUEST, 3),

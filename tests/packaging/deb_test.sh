@@ -4,7 +4,7 @@
 # The Debian packages as a device gets them: built, installed with their dependencies in a clean
 # root, run there in namespaces of their own, removed. deb_test.sh SOURCE-FOLDER SCRATCH-FOLDER
 #
-# The clean root is kept in the scratch folder for the next time. Without Debian's packages at hand
+# The clean root is kept in the scratch folder for the next time. Without Debian's packages available
 # this fails.
 set -euo pipefail
 source=$1

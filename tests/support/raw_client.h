@@ -22,7 +22,7 @@ public:
     std::string receive_all();
     /*
      * What comes until the text has come (included), or the stream ends, or it takes too long.
-     * What came behind the text is kept for the next call.
+     * What came after the text is kept for the next call.
      */
     std::string receive_until(const std::string &text);
     /* Whether the other side has closed, waiting up to the limit. */

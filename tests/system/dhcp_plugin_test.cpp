@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* Addresses for others: what dnsmasq is told, when it is started anew and when it only reads again.
+/* Addresses for others: what dnsmasq is told, when it is restarted and when it only reads again.
  */
 #include "support/device.h"
 

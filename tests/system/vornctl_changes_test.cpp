@@ -167,7 +167,7 @@ protected:
         "<Acl name=\"g\"><mac>2</mac></Acl>"
         "<Address name=\"lan\"><kind>Static</kind><ip>1.2</ip></Address></config>";
 
-    /* The number of the commit begins anew at a boot. */
+    /* The number of the commit begins again at a boot. */
     static std::string without_commit(const std::string &text)
     {
         return std::regex_replace(text, std::regex("commit=\"[0-9]+-"), "commit=\"");

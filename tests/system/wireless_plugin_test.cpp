@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* Radios and their networks: what hostapd is told, when it reads it again, when it starts anew. */
+/* Radios and their networks: what hostapd is told, when it reads it again, when it starts again. */
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

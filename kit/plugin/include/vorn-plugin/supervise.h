@@ -18,7 +18,7 @@ extern "C" {
  *     supervise_run_plan(hostapd, &plan);
  *
  * A program that ends by itself is started again, after a second at first and then ever later, up
- * to a minute, until it has run for a minute. One that is to end, or to be started anew, gets
+ * to a minute, until it has run for a minute. One that is to end, or to be restarted, gets
  * SIGTERM, and SIGKILL three seconds later. No call waits for it longer than a moment: all of a
  * plugin's programs together have 80 ms in any second. What takes longer is told by the state, and
  * a new process is started once the old one is gone.

@@ -23,7 +23,7 @@ extern "C" {
 int write_file_whole(const char *path, const char *text, mode_t mode);
 
 /**
- * Opens the scratch file, the path with ".new" behind it, new and with that mode. Null, with errno,
+ * Opens the scratch file, the path with ".new" appended, new and with that mode. Null, with errno,
  * when it can't be made.
  */
 FILE *whole_file_open(const char *path, mode_t mode);
