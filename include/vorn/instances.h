@@ -167,138 +167,95 @@ VORN_API int vorn_instances_set_listener(vorn_instances *instances,
                                          vorn_instances_listener_fn listener, void *data);
 
 /*
- * What the store does for each type of class. Every member works on the entry of one class, which
- * only the store has; plugins call the functions above.
+ * What the store does for each type of class. Every function works on the entry of one class, which
+ * only the store has: the slot of a singleton class, the list of an anonymous one, the table of
+ * names of a unique-named one, the groups of a group-named one. Plugins call the functions above.
  */
+
 /**
- * Files an instance in the singleton slot of an entry. Returns 0 or 1.
+ * Files an instance in an entry.
  *
- * Refused: a second one ("Singleton class may not have multiple instances.\n") and one with a name
- * ("Singleton instance may not have a name.\n").
+ * Returns 0, or 1 for one that is refused: a second one of a singleton class ("Singleton class may
+ * not have multiple instances.\n"); one with a name where there are none ("Singleton instance may
+ * not have a name.\n", "Anonymous instance may not have a name.\n"); one without where there must
+ * be one ("Unique-named instance must have a name.\n", "Group-named instance must have a name.\n");
+ * without a message, one of a unique-named class whose name is taken in the entry or, in the store
+ * given, by another subclass of the same abstract class. A null store leaves that last check out.
  */
+/**@{*/
 VORN_API int vorn_instances_singleton_add(vorn_instances *instances, vorn_class_instances *entry,
                                           vorn_instance *instance);
-
-/** Takes an instance out of the singleton slot. Returns 0, or 1 for one that is not there. */
-VORN_API int vorn_instances_singleton_remove(vorn_class_instances *entry, vorn_instance *instance);
-
-/** Empties the singleton slot and leaves the instances alone. */
-VORN_API void vorn_instances_singleton_remove_all(vorn_class_instances *entry);
-
-/** Empties the singleton slot and frees the instances. */
-VORN_API void vorn_instances_singleton_delete_all(vorn_class_instances *entry);
-
-/** Puts an iterator at the beginning of the singleton slot of its entry. */
-VORN_API void vorn_instances_singleton_init_iterator(vorn_instances_iterator *iterator);
-
-/** The next one of the singleton slot, or null. */
-VORN_API vorn_instance *vorn_instances_singleton_iterator_next(vorn_instances_iterator *iterator);
-
-/**
- * Files an instance in the list of nameless instances of an entry. Returns 0 or 1.
- *
- * Refused: one with a name ("Anonymous instance may not have a name.\n").
- */
 VORN_API int vorn_instances_anonymous_add(vorn_instances *instances, vorn_class_instances *entry,
                                           vorn_instance *instance);
-
-/**
- * Takes an instance out of the list of nameless instances. Returns 0, or 1 for one that is not
- * there.
- */
-VORN_API int vorn_instances_anonymous_remove(vorn_class_instances *entry, vorn_instance *instance);
-
-/** Empties the list of nameless instances and leaves the instances alone. */
-VORN_API void vorn_instances_anonymous_remove_all(vorn_class_instances *entry);
-
-/** Empties the list of nameless instances and frees the instances. */
-VORN_API void vorn_instances_anonymous_delete_all(vorn_class_instances *entry);
-
-/**
- * Fills the list of nameless instances of an empty entry with copies, in the same order. Returns
- * 0, or 1 when memory is gone; what was copied so far is in the entry then.
- */
-VORN_API int vorn_instances_anonymous_copy(vorn_class_instances *target,
-                                           const vorn_class_instances *source);
-
-/** Puts an iterator at the beginning of the list of nameless instances of its entry. */
-VORN_API void vorn_instances_anonymous_init_iterator(vorn_instances_iterator *iterator);
-
-/** The next one of the list of nameless instances, or null. */
-VORN_API vorn_instance *vorn_instances_anonymous_iterator_next(vorn_instances_iterator *iterator);
-
-/**
- * Files an instance in the table of names of an entry. Returns 0 or 1.
- *
- * Refused: one without a name ("Unique-named instance must have a name.\n") and, without a
- * message, a name that is taken in the entry or, in the store given, by another subclass of the
- * same abstract class. A null store leaves that check out.
- */
 VORN_API int vorn_instances_unique_named_add(vorn_instances *instances, vorn_class_instances *entry,
                                              vorn_instance *instance);
-
-/** Takes an instance out of the table of names. Returns 0, or 1 for one that is not there. */
-VORN_API int vorn_instances_unique_named_remove(vorn_class_instances *entry,
-                                                vorn_instance *instance);
-
-/** Empties the table of names and leaves the instances alone. */
-VORN_API void vorn_instances_unique_named_remove_all(vorn_class_instances *entry);
-
-/** Empties the table of names and frees the instances. */
-VORN_API void vorn_instances_unique_named_delete_all(vorn_class_instances *entry);
-
-/**
- * Fills the table of names of an empty entry with copies, in the same order. Returns 0, or 1 when
- * memory is gone; what was copied so far is in the entry then.
- */
-VORN_API int vorn_instances_unique_named_copy(vorn_class_instances *target,
-                                              const vorn_class_instances *source);
-
-/** Puts an iterator at the beginning of the table of names of its entry. */
-VORN_API void vorn_instances_unique_named_init_iterator(vorn_instances_iterator *iterator);
-
-/** Puts an iterator at the instances of one name of its entry. */
-VORN_API void vorn_instances_unique_named_init_group_iterator(vorn_instances_iterator *iterator,
-                                                              const char *name);
-
-/** The next one of the table of names, or null. */
-VORN_API vorn_instance *
-vorn_instances_unique_named_iterator_next(vorn_instances_iterator *iterator);
-
-/**
- * Files an instance in the groups of an entry. Returns 0 or 1.
- *
- * Refused: one without a name ("Group-named instance must have a name.\n").
- */
 VORN_API int vorn_instances_group_named_add(vorn_instances *instances, vorn_class_instances *entry,
                                             vorn_instance *instance);
+/**@}*/
 
-/** Takes an instance out of the groups. Returns 0, or 1 for one that is not there. */
+/** Takes an instance out of an entry. Returns 0, or 1 for one that is not there. */
+/**@{*/
+VORN_API int vorn_instances_singleton_remove(vorn_class_instances *entry, vorn_instance *instance);
+VORN_API int vorn_instances_anonymous_remove(vorn_class_instances *entry, vorn_instance *instance);
+VORN_API int vorn_instances_unique_named_remove(vorn_class_instances *entry,
+                                                vorn_instance *instance);
 VORN_API int vorn_instances_group_named_remove(vorn_class_instances *entry,
                                                vorn_instance *instance);
+/**@}*/
 
-/** Empties the groups and leaves the instances alone. */
+/** Empties an entry and leaves its instances alone. */
+/**@{*/
+VORN_API void vorn_instances_singleton_remove_all(vorn_class_instances *entry);
+VORN_API void vorn_instances_anonymous_remove_all(vorn_class_instances *entry);
+VORN_API void vorn_instances_unique_named_remove_all(vorn_class_instances *entry);
 VORN_API void vorn_instances_group_named_remove_all(vorn_class_instances *entry);
+/**@}*/
 
-/** Empties the groups and frees the instances. */
+/** Empties an entry and frees its instances. */
+/**@{*/
+VORN_API void vorn_instances_singleton_delete_all(vorn_class_instances *entry);
+VORN_API void vorn_instances_anonymous_delete_all(vorn_class_instances *entry);
+VORN_API void vorn_instances_unique_named_delete_all(vorn_class_instances *entry);
 VORN_API void vorn_instances_group_named_delete_all(vorn_class_instances *entry);
+/**@}*/
 
 /**
- * Fills the groups of an empty entry with copies, in the same order. Returns 0, or 1 when memory
- * is gone; what was copied so far is in the entry then.
+ * Fills an empty entry with copies, in the same order. Returns 0, or 1 when memory is gone; what
+ * was copied so far is in the entry then.
  */
+/**@{*/
+VORN_API int vorn_instances_anonymous_copy(vorn_class_instances *target,
+                                           const vorn_class_instances *source);
+VORN_API int vorn_instances_unique_named_copy(vorn_class_instances *target,
+                                              const vorn_class_instances *source);
 VORN_API int vorn_instances_group_named_copy(vorn_class_instances *target,
                                              const vorn_class_instances *source);
+/**@}*/
 
-/** Puts an iterator at the beginning of the groups of its entry. */
+/** Puts an iterator at the beginning of its entry. */
+/**@{*/
+VORN_API void vorn_instances_singleton_init_iterator(vorn_instances_iterator *iterator);
+VORN_API void vorn_instances_anonymous_init_iterator(vorn_instances_iterator *iterator);
+VORN_API void vorn_instances_unique_named_init_iterator(vorn_instances_iterator *iterator);
 VORN_API void vorn_instances_group_named_init_iterator(vorn_instances_iterator *iterator);
+/**@}*/
 
-/** Puts an iterator at the instances of one name of its entry. */
+/** Puts an iterator at the instances of one name in its entry. */
+/**@{*/
+VORN_API void vorn_instances_unique_named_init_group_iterator(vorn_instances_iterator *iterator,
+                                                              const char *name);
 VORN_API void vorn_instances_group_named_init_group_iterator(vorn_instances_iterator *iterator,
                                                              const char *name);
+/**@}*/
 
-/** The next one of the groups, or null. */
+/** The next instance of an entry, or null. */
+/**@{*/
+VORN_API vorn_instance *vorn_instances_singleton_iterator_next(vorn_instances_iterator *iterator);
+VORN_API vorn_instance *vorn_instances_anonymous_iterator_next(vorn_instances_iterator *iterator);
+VORN_API vorn_instance *
+vorn_instances_unique_named_iterator_next(vorn_instances_iterator *iterator);
 VORN_API vorn_instance *vorn_instances_group_named_iterator_next(vorn_instances_iterator *iterator);
+/**@}*/
 
 VORN_END
 
