@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* What the keeper tells last stands behind a byte that no program writes. */
+/* What the keeper tells last follows a byte that no program writes. */
 #include "kept.h"
 
 #include <errno.h>
