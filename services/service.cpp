@@ -89,7 +89,7 @@ bool process_exists(const vorn_service &service)
 char process_state(pid_t pid)
 {
     const Line<32> path("/proc/%d/stat", static_cast<int>(pid));
-    const Fd status(open(path.get(), O_RDONLY | O_CLOEXEC));
+    const Fd status = open_regular(path.get(), O_RDONLY);
     char line[512];
     const ssize_t length = status ? read(status.get(), line, sizeof line - 1) : -1;
     if (length < 0) return '\0';

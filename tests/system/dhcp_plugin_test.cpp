@@ -9,6 +9,8 @@
 #include <chrono>
 #include <string>
 
+#include <sys/stat.h>
+
 namespace {
 
 using testing::ElementsAre;
@@ -261,6 +263,21 @@ TEST_F(AddressPools, WaitForTheirInterface)
     shell("ip link add br0 type bridge");
 
     EXPECT_TRUE(state_becomes("dhcp-pool", "lan", "running"));
+}
+
+class PipedAddressPools : public AddressPools {
+protected:
+    void prepare() override
+    {
+        for (const char *path : {config_file, hosts_file, lease_file})
+            ASSERT_EQ(mkfifo(path, 0600), 0) << path;
+    }
+};
+
+TEST_F(PipedAddressPools, WaitForNoPipeInThePlaceOfAFile)
+{
+    EXPECT_THAT(lsql("<lsql><select><dhcp-lease/></select></lsql>"), HasSubstr("<rc>0</rc>"));
+    EXPECT_THAT(read_file(config_file), HasSubstr("dhcp-leasefile="));
 }
 
 struct Fault {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -51,6 +52,18 @@ TEST_F(AccessPoints, TellTheirDaemonEverythingAtBoot)
     EXPECT_TRUE(comes_true([] { return value_of("radio", "wlan0", "state") == "running"; }));
     EXPECT_TRUE(
         comes_true([] { return value_of("wireless-network", "home", "state") == "running"; }));
+}
+
+TEST_F(AccessPoints, WaitForNoPipeInThePlaceOfAFile)
+{
+    for (const char *path : {"/etc/wireless-country", "/etc/config/wireless-keys", hostapd_file})
+        ASSERT_EQ(mkfifo(path, 0600), 0) << path;
+
+    boot();
+
+    EXPECT_TRUE(comes_true([] { return value_of("radio", "wlan0", "state") == "running"; }));
+    EXPECT_THAT(lsql("<lsql><select><station/></select></lsql>"), HasSubstr("<rc>0</rc>"));
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("country_code=US\n"));
 }
 
 TEST_F(AccessPoints, TakeOnlyListedStationsWhereThePolicyIsToAccept)
