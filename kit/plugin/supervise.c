@@ -19,6 +19,9 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "process.h"
+#include "words.h"
+
 enum {
     longest_pause_s = 60,
     keeper_s = 5, /* how often what could not be timed without memory is made up for */
@@ -29,9 +32,6 @@ enum {
     look_ms = 50,     /* how often an ending process is looked for */
     looks_at_end = 5,
     waiting_us_per_s = 80000,
-    burst_ms = 1000, /* what is said after so long a silence is about something else */
-    words_room = 240,
-    line_room = 2 * words_room, /* for what separates the lines */
     piece_room = 1024,
     /* What a pipe holds, except for what a process that is left goes on writing. */
     pipe_pieces = 64,
@@ -52,12 +52,12 @@ struct supervised {
     eloop_timeout_handler untimed[timers];
     int looks; /* left, for the end of a process whose output has ended */
     int pid;   /* of the process that is ending */
+    unsigned long long birth;
     int is_killed;
     int64_t since_ms;    /* its start, or its end's */
     uint64_t files_read; /* how they were at its start */
     int output;          /* the pipe's end; -1 for none */
-    int64_t heard_ms;
-    char words[words_room];
+    struct words words;
     char state[line_room + 16];
     void (*failed)(void *data);
     void *failed_data;
@@ -65,11 +65,17 @@ struct supervised {
 
 static supervised *programs;
 
+static int is_still_ending(const supervised *program)
+{
+    return program->phase == ending && program->birth != 0 &&
+           supervise_birth(program->pid) == program->birth;
+}
+
 /* With the plugin all knowledge of what is ending is gone: it must not outlive the daemon. */
 __attribute__((destructor)) static void end_all(void)
 {
     for (const supervised *program = programs; program != NULL; program = program->next) {
-        if (program->phase == ending && program->pid > 0) kill(program->pid, SIGKILL);
+        if (is_still_ending(program)) kill(program->pid, SIGKILL);
     }
 }
 
@@ -189,25 +195,6 @@ supervised *supervise_new(const char *name)
     return program;
 }
 
-/* Lines are kept apart by semicolons; whatever a text of the configuration can't have is replaced.
- */
-static void hear(supervised *program, const char *bytes, size_t count)
-{
-    if (now_ms() - program->heard_ms > burst_ms) program->words[0] = '\0';
-    program->heard_ms = now_ms();
-    size_t used = strlen(program->words);
-    for (size_t i = 0; i < count && used + 4 < words_room; i++) {
-        const char byte = bytes[i];
-        const int is_separated = used == 0 || program->words[used - 1] == '\n';
-        if (byte == '\n') {
-            if (!is_separated) program->words[used++] = '\n';
-        } else if (!is_separated || (byte != ' ' && byte != '\t')) {
-            program->words[used++] = byte >= ' ' && byte <= '~' ? byte : byte == '\t' ? ' ' : '?';
-        }
-    }
-    program->words[used] = '\0';
-}
-
 static void close_output(supervised *program)
 {
     if (program->output == -1) return;
@@ -222,7 +209,7 @@ static ssize_t read_output(supervised *program)
     char bytes[piece_room];
     const ssize_t count = read(program->output, bytes, sizeof bytes);
     if (count <= 0) return count == -1 && errno != EAGAIN && errno != EINTR ? 0 : count;
-    hear(program, bytes, (size_t)count);
+    supervise_hear(&program->words, bytes, (size_t)count, now_ms());
     if (vorn_debug_get() > 0) fwrite(bytes, 1, (size_t)count, vorn_debug_get_stream());
     return count;
 }
@@ -259,7 +246,7 @@ static void look_for_end(void *eloop_data, void *data)
 static int open_output(supervised *program)
 {
     int ends[2];
-    program->words[0] = '\0';
+    program->words.text[0] = '\0';
     if (vorn_process_no_actions || pipe2(ends, O_CLOEXEC) != 0) return -1;
     if (fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0 &&
         eloop_register_read_sock(ends[0], read_more, NULL, program) == 0) {
@@ -279,26 +266,12 @@ static void start_again(void *eloop_data, void *data)
     start(data);
 }
 
-static const char *words_in_a_line(const supervised *program, char line[line_room])
-{
-    size_t used = 0;
-    for (const char *each = program->words; *each != '\0'; each++) {
-        if (*each != '\n') {
-            line[used++] = *each;
-        } else if (each[1] != '\0') {
-            line[used++] = ';';
-            line[used++] = ' ';
-        }
-    }
-    line[used] = '\0';
-    return line;
-}
-
 static void pause_after(supervised *program, const char *reason)
 {
     char line[line_room];
-    if (program->words[0] != '\0') {
-        vorn_debug_eprintf("%s: %s\n", program->name, words_in_a_line(program, line));
+    if (program->words.text[0] != '\0') {
+        vorn_debug_eprintf("%s: %s\n", program->name,
+                           supervise_words_in_a_line(&program->words, line));
     }
     vorn_debug_eprintf("%s %s; it is started again in %d s.\n", program->name, reason,
                        program->pause_s);
@@ -389,7 +362,7 @@ static void look_whether_gone(void *eloop_data, void *data)
 {
     (void)eloop_data;
     supervised *program = data;
-    if (kill(program->pid, 0) == -1 && errno == ESRCH) {
+    if (!is_still_ending(program)) {
         is_gone(program);
         return;
     }
@@ -407,6 +380,7 @@ static void end(supervised *program)
     leave_up(program);
     program->pause_s = 1;
     program->pid = vorn_service_get_pid(program->name);
+    program->birth = supervise_birth(program->pid);
     vorn_service_set_exited_fn(program->name, NULL, NULL);
     if (ends_at_once(program)) {
         program->phase = stopped;
@@ -537,8 +511,9 @@ const char *supervise_state(supervised *program)
     case pausing:
         break;
     }
-    if (program->words[0] == '\0') return "failed";
-    snprintf(program->state, sizeof program->state, "failed: %s", words_in_a_line(program, line));
+    if (program->words.text[0] == '\0') return "failed";
+    snprintf(program->state, sizeof program->state, "failed: %s",
+             supervise_words_in_a_line(&program->words, line));
     return program->state;
 }
 
@@ -551,5 +526,5 @@ const char *supervise_status(const supervised *program)
 
 const char *supervise_words(const supervised *program)
 {
-    return program->words;
+    return program->words.text;
 }
