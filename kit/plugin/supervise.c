@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 #include "process.h"
+#include "vorn-plugin/whole_file.h"
 #include "words.h"
 
 enum {
@@ -61,6 +62,7 @@ struct supervised {
     char state[line_room + 16];
     void (*failed)(void *data);
     void *failed_data;
+    const char *pid_file; /* null for none */
 };
 
 static supervised *programs;
@@ -71,11 +73,17 @@ static int is_still_ending(const supervised *program)
            supervise_birth(program->pid) == program->birth;
 }
 
+static void remove_pid_file(const supervised *program)
+{
+    if (program->pid_file != NULL && !vorn_process_no_actions) unlink(program->pid_file);
+}
+
 /* With the plugin all knowledge of what is ending is gone: it must not outlive the daemon. */
 __attribute__((destructor)) static void end_all(void)
 {
     for (const supervised *program = programs; program != NULL; program = program->next) {
         if (is_still_ending(program)) kill(program->pid, SIGKILL);
+        if (program->phase != stopped) remove_pid_file(program);
     }
 }
 
@@ -292,6 +300,17 @@ static void has_started(void *eloop_data, void *data)
     if (signal_number != 0) supervise_signal(program, signal_number);
 }
 
+static void write_pid_file(const supervised *program)
+{
+    char text[16];
+    const int pid = vorn_service_get_pid(program->name);
+    if (program->pid_file == NULL || pid <= 0) return;
+    snprintf(text, sizeof text, "%d\n", pid);
+    if (write_file_whole(program->pid_file, text, 0644) < 0) {
+        vorn_debug_eprintf("%s: can't write %s.\n", program->name, program->pid_file);
+    }
+}
+
 /* Nothing that was going on for the process that was up goes on. */
 static void leave_up(supervised *program)
 {
@@ -310,6 +329,7 @@ static void ended(void *data)
     for (int i = 0; i < pipe_pieces && program->output != -1 && read_output(program) > 0; i++)
         continue;
     close_output(program);
+    remove_pid_file(program);
     if (now_ms() - program->since_ms >= long_enough_ms) program->pause_s = 1;
     pause_after(program, "has ended");
 }
@@ -330,6 +350,7 @@ static void start(supervised *program)
         close_output(program);
         pause_after(program, "can't be started");
     } else {
+        write_pid_file(program);
         register_ms(starting_ms, has_started, program);
     }
 }
@@ -355,6 +376,7 @@ static void is_gone(supervised *program)
 {
     program->phase = stopped;
     close_output(program);
+    remove_pid_file(program);
     if (program->arguments != NULL) start(program);
 }
 
@@ -385,6 +407,7 @@ static void end(supervised *program)
     if (ends_at_once(program)) {
         program->phase = stopped;
         close_output(program);
+        remove_pid_file(program);
     } else {
         program->phase = ending;
         program->is_killed = 0;
@@ -484,6 +507,11 @@ void supervise_set_failed_fn(supervised *program, void (*failed)(void *data), vo
 {
     program->failed = failed;
     program->failed_data = data;
+}
+
+void supervise_set_pid_file(supervised *program, const char *path)
+{
+    program->pid_file = path;
 }
 
 int supervise_is_running(const supervised *program)
