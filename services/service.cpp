@@ -140,7 +140,7 @@ Allocated<char *> copy_of_vector(char *const arguments[])
         bytes += std::strlen(arguments[count]) + 1;
 
     const std::size_t table_size = (count + 1) * sizeof(char *);
-    Allocated<char *> copy(static_cast<char **>(std::malloc(table_size + bytes)));
+    Allocated<char *> copy(static_cast<char **>(noted(std::malloc(table_size + bytes))));
     if (!copy) return copy;
     char *text = reinterpret_cast<char *>(copy.get()) + table_size;
     for (std::size_t i = 0; i < count; i++) {
