@@ -33,7 +33,7 @@ void become_sole_process(int argc, char **argv)
     constexpr mode_t nobody_elses = 0600; /* whoever may open it could hold the lock */
     Fd file = open_regular(paths::lock_file, O_RDWR | O_CREAT | O_NOFOLLOW, nobody_elses);
     if (!file) return;
-    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    if (flock(file.get(), LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) {
         refuse_bad_usage(argc, argv);
         std::fprintf(stderr, "vorn: Another vorn is running already.\n");
         std::exit(1);

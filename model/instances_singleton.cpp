@@ -8,26 +8,20 @@ using vorn::absent;
 using vorn::failed;
 using vorn::ok;
 
-vorn::Outcome vorn::add_singleton(vorn_instances *, vorn_class_instances &entry,
-                                  vorn_instance &instance)
-{
-    if (entry.singleton) {
-        vorn_debug_1printf("Singleton class may not have multiple instances.\n");
-        return Outcome::refused;
-    }
-    if (instance.name) {
-        vorn_debug_1printf("Singleton instance may not have a name.\n");
-        return Outcome::refused;
-    }
-    entry.singleton = &instance;
-    return Outcome::done;
-}
-
-int vorn_instances_singleton_add(vorn_instances *instances, vorn_class_instances *entry,
+int vorn_instances_singleton_add(vorn_instances *, vorn_class_instances *entry,
                                  vorn_instance *instance)
 {
     if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
-    return vorn::flattened(vorn::add_singleton(instances, *entry, *instance));
+    if (entry->singleton) {
+        vorn_debug_1printf("Singleton class may not have multiple instances.\n");
+        return failed;
+    }
+    if (instance->name) {
+        vorn_debug_1printf("Singleton instance may not have a name.\n");
+        return failed;
+    }
+    entry->singleton = instance;
+    return ok;
 }
 
 int vorn_instances_singleton_remove(vorn_class_instances *entry, vorn_instance *instance)

@@ -52,8 +52,7 @@ private:
  */
 Fd open_regular(const char *path, int flags, mode_t mode = 0);
 
-/* The same as a stream, for reading, and for writing from the beginning. */
+/* The same as a stream for reading. */
 File read_regular(const char *path);
-File write_regular(const char *path);
 
 } // namespace vorn

@@ -1,8 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include "core/base/memory.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -40,7 +38,7 @@ public:
         SharedText made;
         if (!text) return made;
         const std::size_t size = std::strlen(text) + 1;
-        void *memory = noted(std::malloc(sizeof(Block) + size));
+        void *memory = std::malloc(sizeof(Block) + size);
         if (memory)
             made.text_ = static_cast<char *>(std::memcpy(new (memory) Block{1} + 1, text, size));
         return made;

@@ -84,15 +84,17 @@ int __wrap_kill(pid_t pid, int signal_number)
 {
     if (!calls || signal_number == 0) return __real_kill(pid, signal_number);
     calls->signals += std::to_string(signal_number) + " to " + std::to_string(pid) + "\n";
-    if (signal_number == SIGKILL) calls->leap_s = 0;
+    if (signal_number == SIGKILL) calls->leap_us = 0;
     return __real_kill(pid, signal_number);
 }
 
 int __wrap_clock_gettime(clockid_t clock, struct timespec *answer)
 {
-    if (!calls || calls->leap_s == 0) return __real_clock_gettime(clock, answer);
-    calls->now_s += calls->leap_s;
-    *answer = {static_cast<time_t>(calls->now_s), 0};
+    constexpr std::int64_t second_us = 1000000;
+    if (!calls || calls->leap_us == 0) return __real_clock_gettime(clock, answer);
+    calls->now_us += calls->leap_us;
+    *answer = {static_cast<time_t>(calls->now_us / second_us),
+               static_cast<long>(calls->now_us % second_us * 1000)};
     return 0;
 }
 }

@@ -27,8 +27,8 @@ public:
     std::string signals;
 
     /* How far a clock of the test's own jumps each time it is read, until a SIGKILL is sent. */
-    std::int64_t leap_s = 0;
-    std::int64_t now_s = 0;
+    std::int64_t leap_us = 0;
+    std::int64_t now_us = 0;
 };
 
 } // namespace vorn::tests

@@ -57,6 +57,7 @@ TEST_F(Stops, WaitUntilTheProcessIsGone)
 
     EXPECT_EQ(kill(pid, 0), -1);
     EXPECT_EQ(record("web")->state, ServiceState::stopping);
+    EXPECT_TRUE(record("web")->reaped) << "its number may be anybody's now";
 }
 
 TEST_F(Stops, GiveUpWhenTheLimitPasses)
@@ -68,6 +69,18 @@ TEST_F(Stops, GiveUpWhenTheLimitPasses)
 
     EXPECT_THAT(log.text(), HasSubstr("vorn: Timeout while sending signal 18 to service web with "
                                       "pid "));
+    EXPECT_FALSE(record("web")->reaped);
+}
+
+TEST_F(Stops, MeasureTheirLimitWhereverInASecondTheyBegin)
+{
+    start_sleeper("web");
+    FakeCalls calls;
+    calls.leap_us = 200000;
+
+    EXPECT_EQ(vorn_service_stop("web", SIGCONT, 1000000), -1);
+
+    EXPECT_EQ(calls.now_us, 200000 + 1200000) << "the first time that is more than the limit";
 }
 
 TEST_F(Stops, OfAChildThatIsGoneAlreadyEndAtOnce)
@@ -256,10 +269,14 @@ TEST_F(Polls, FindAServiceWithoutActionsAliveForEver)
 {
     vorn_process_no_actions = 1;
     vorn_service_execl("web", "sleep", "1000", nullptr);
+    vorn_service_execl("dns", "sleep", "1000", nullptr);
 
     poll_after_an_exit();
 
+    ASSERT_NE(record("web"), nullptr);
     EXPECT_EQ(record("web")->state, ServiceState::running);
+    ASSERT_NE(record("dns"), nullptr);
+    EXPECT_EQ(record("dns")->state, ServiceState::running);
 }
 
 using Reapers = Services;
@@ -315,7 +332,7 @@ TEST_F(Shutdowns, KillWhatDoesNotListen)
         continue;
     log.set_level(1);
     FakeCalls calls;
-    calls.leap_s = 1;
+    calls.leap_us = 1000000;
 
     vorn_service_shutdown();
 
@@ -325,7 +342,8 @@ TEST_F(Shutdowns, KillWhatDoesNotListen)
                               pid + ".\n" + "vorn: Sending signal 9 to service deaf with pid " +
                               pid + ".\n");
     EXPECT_EQ(calls.signals, "15 to " + pid + "\n9 to " + pid + "\n");
-    EXPECT_EQ(calls.now_s, 7) << "read at the start, then until more than five seconds have passed";
+    EXPECT_EQ(calls.now_us, 7000000)
+        << "read at the start, then until more than five seconds have passed";
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
 }
 

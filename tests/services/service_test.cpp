@@ -235,6 +235,22 @@ TEST_F(Services, AreNotStartedWithoutMemory)
                                           "vorn: realloc: Cannot allocate memory\n"));
 }
 
+TEST_F(Services, AreNotStartedInADirectoryWithoutMemoryEither)
+{
+    const CapturedStandardError errors;
+    std::string results;
+    FailEachAllocation([&] {
+        const int result = vorn_service_execlod("web", "true", "one", nullptr, 0, "/");
+
+        const AllocationsAllowed allowed;
+        results += std::to_string(result) + " ";
+        if (!AllocationFailed()) waitpid(record("web")->pid, nullptr, 0);
+    });
+
+    EXPECT_THAT(results, StartsWith("-1 -1 -1 1 "));
+    EXPECT_THAT(results, EndsWith("1 0 "));
+}
+
 class ServicesOfArrays : public Services {
 protected:
     static void expect_record_unless_refused(const char *name)

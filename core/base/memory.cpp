@@ -1,4 +1,0 @@
-/* SPDX-License-Identifier: MIT */
-#include "core/base/memory.h"
-
-constinit unsigned long vorn::refused_allocations = 0;
