@@ -124,6 +124,20 @@ private:
         return schema_.find(change.class_name) || change.words[0].find('=') == std::string::npos;
     }
 
+    /* A property of the class with a value is one, where a name was forgotten. */
+    void expect_name(const Change &change, const Target &target) const
+    {
+        if (!target.name || (change.operation != "add" && change.operation != "set")) return;
+        const std::string &name = *target.name;
+        const std::string property =
+            name.substr(0, name.find_last_not_of("+-", name.find('=') - 1) + 1);
+        if (name.find('=') == std::string::npos || name.find('=') == 0) return;
+        if (!schema_.find_property(target.class_name, property)) return;
+        fail(change, misused,
+             "the name of the " + target.class_name + " is missing before \"" + property +
+                 "=...\"");
+    }
+
     Target target_of(const Change &change)
     {
         Target target = {change.class_name, {}, change.where};
@@ -131,6 +145,7 @@ private:
         if (begins_with_name(change)) {
             if (words_[0] != "-") target.name = words_[0];
             words_.erase(words_.begin());
+            expect_name(change, target);
         }
         if (!change.where.empty()) {
             try {

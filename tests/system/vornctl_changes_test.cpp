@@ -112,7 +112,17 @@ TEST_F(CommandedChanges, AreNotMadeWhenTheyMakeNoSense)
               "[2]\nvornctl: --all and a name or a condition contradict each other\n");
     EXPECT_EQ(vornctl("delete Radio r0 mode=g"),
               "[2]\nvornctl: delete takes no values; --where picks instances by value\n");
+    EXPECT_EQ(vornctl("add Radio mode=g channel=1"),
+              "[2]\nvornctl: the name of the Radio is missing before \"mode=...\"\n");
+    EXPECT_EQ(vornctl("set Radio mode+=g"),
+              "[2]\nvornctl: the name of the Radio is missing before \"mode=...\"\n");
     EXPECT_EQ(radios(), "Radio r0\n  channel  6\n  mode\n[0]\n");
+}
+
+TEST_F(CommandedChanges, TakeANameThatIsNoProperty)
+{
+    EXPECT_EQ(vornctl("add Radio colour=red"), "[0]\n");
+    EXPECT_EQ(vornctl("add Radio =g"), "[0]\n");
 }
 
 TEST_F(CommandedChanges, OfAFileHappenTogether)
