@@ -1,5 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /* vornctl forget-broken: the end of the warning that the configuration could not be read. */
+#include "device.h"
+#include "effects.h"
+#include "failure.h"
 #include "inform.h"
 #include "verb.h"
 
@@ -7,6 +10,11 @@ namespace vorn::client {
 
 int forget_broken(const Invocation &invocation)
 {
+    Device device(invocation.options.timeout_ms());
+    const std::optional<Instance> saves = saves_of(device);
+    if (saves && saves->value("broken").empty()) {
+        throw Failure(differs, "nothing is kept: the configuration could be read");
+    }
     return command(invocation.options, "forget it", "save", {"action=forget-broken"});
 }
 

@@ -46,7 +46,7 @@ int run(const std::vector<std::string> &words)
 try {
     const Invocation invocation = parse_command_line(words);
     if (!invocation.verb) return flushed(done);
-    if (invocation.verb->for_people) warn_of_broken(invocation.options);
+    if (invocation.verb->warns) warn_of_broken(invocation.options);
     std::optional<Pager> pager;
     if (invocation.verb->is_long) pager.emplace();
     const int status = invocation.verb->run(invocation);

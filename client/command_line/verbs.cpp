@@ -80,8 +80,15 @@ constexpr Verb table[] = {
      resetting,
      "forget the configuration and restart; asks first",
      factory_reset},
-    {"forget-broken", {}, {}, "remove the kept copy of an unreadable configuration", forget_broken},
-    {"complete", line, {}, "candidates for the end of a line", complete, false, false},
+    {"forget-broken",
+     {},
+     {},
+     "remove the kept copy of an unreadable configuration",
+     forget_broken,
+     false,
+     true,
+     false},
+    {"complete", line, {}, "candidates for the end of a line", complete, false, false, false},
 };
 
 } // namespace

@@ -82,9 +82,11 @@ TEST_F(Effects, OfAnUnreadableConfigurationAreToldUntilSomebodyDealsWithIt)
 
     EXPECT_THAT(vornctl("set Radio r0 mode=g"), MatchesRegex(warning));
     EXPECT_THAT(vornctl("ping"), MatchesRegex(std::string("the daemon answers.*") + warning));
-    EXPECT_THAT(vornctl("forget-broken"), MatchesRegex(warning));
+    EXPECT_EQ(vornctl("forget-broken"), "[0]\n");
 
     EXPECT_EQ(vornctl("set Radio r0 mode=g"), "[0]\n");
+    EXPECT_EQ(vornctl("forget-broken"),
+              "[5]\nvornctl: nothing is kept: the configuration could be read\n");
 }
 
 /* With the plugin that saves, and a file system that has no room for it. */
@@ -205,6 +207,21 @@ TEST_F(Secrets, AreInAFileButNotOnATerminal)
     EXPECT_THAT(on_terminal("show Program p"), HasSubstr("key        (secret)"));
     EXPECT_THAT(on_terminal("show Program p key -q"), HasSubstr("open123"));
     EXPECT_THAT(on_terminal("startup --xml"), Not(HasSubstr("open123")));
+}
+
+/* Each line of it, whichever of the changes the secret came with. */
+TEST_F(Secrets, AreInNoRefusalOfAWholeTransaction)
+{
+    const std::string said =
+        shell("printf 'set Program p key=weak1\nadd Program q key=weak22\n' | " VORN_CLIENT
+              " batch - 2>&1; echo $?");
+
+    EXPECT_THAT(said, Not(HasSubstr("weak")));
+    EXPECT_THAT(said, HasSubstr("\"p\""));
+    EXPECT_THAT(said, HasSubstr("\"q\""));
+    EXPECT_THAT(said, HasSubstr("vornctl: "));
+    EXPECT_THAT(said, HasSubstr("\"(secret)\" is too easy"));
+    EXPECT_THAT(said, EndsWith("\n1\n"));
 }
 
 TEST_F(Secrets, AreInNoError)

@@ -109,6 +109,21 @@ static void commit(vorn_commit_info *info)
     vorn_notify_conf_change(vorn_query_origin);
 }
 
+/* Says more than it should. */
+static void check(vorn_check_info *info, void *data)
+{
+    (void)data;
+    vorn_instances *all = vorn_check_info_get_instances(info);
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(all, "Program");
+    while (vorn_instances_iterator_has_next(walk)) {
+        vorn_instance *program = vorn_instances_iterator_next(walk);
+        const char *key = vorn_instance_get_value(program, "key");
+        if (key == NULL || strncmp(key, "weak", 4) != 0) continue;
+        vorn_check_info_refuse(info, program, "key", "\"%s\" is too easy", key);
+    }
+    vorn_instances_delete_iterator(walk);
+}
+
 static int save_event(void)
 {
     const char *action = vorn_inform_get_value("action");
@@ -149,6 +164,7 @@ void vorn_plugin_init(void)
     add_singleton("log", of_log);
     vorn_provider *provider = vorn_provider_new("states");
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_providers_add(provider);
     vorn_inform_fn_add("save", save_event);
