@@ -72,15 +72,9 @@ void exit_or_continue()
     vorn_debug_eprintf("Attempting to continue operation.\n");
 }
 
-ssize_t write_to_console(void *, const char *bytes, std::size_t length)
+ssize_t write_to_sinks(void *, const char *bytes, std::size_t length)
 {
-    console_sink.put(bytes, length);
-    return static_cast<ssize_t>(length);
-}
-
-ssize_t write_to_error_output(void *, const char *bytes, std::size_t length)
-{
-    write_to_standard_error(bytes, length);
+    write_to_log(bytes, length);
     return static_cast<ssize_t>(length);
 }
 
@@ -90,7 +84,8 @@ std::FILE *open_stream()
     static char buffer[4096];
     cookie_io_functions_t functions = {};
 
-    functions.write = open_console() ? write_to_console : write_to_error_output;
+    open_log();
+    functions.write = write_to_sinks;
     std::FILE *stream = fopencookie(nullptr, "w", functions);
     if (!stream) return stderr;
     std::setvbuf(stream, buffer, _IOFBF, sizeof buffer);

@@ -35,6 +35,9 @@ constinit LogSink console_sink(console_room);
 
 namespace {
 
+/* All that lines may have to wait for. */
+constexpr LogSink *sinks[] = {&standard_error_sink, &console_sink};
+
 /*
  * What whoever reads at the usual speed needs to take a long dump is far less; from one who is slow
  * the daemon gets its time back after this, once in a while.
@@ -227,13 +230,21 @@ void LogSink::put(const char *bytes, std::size_t length)
     errno = callers_errno;
 }
 
-bool open_console()
+/* It can neither make the daemon wait nor become its terminal. */
+void open_log()
 {
     const int descriptor = open(
         paths::console, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
-    if (descriptor < 0) return false;
-    console_sink.point_to(descriptor, Manner::plainly);
-    return true;
+    if (descriptor >= 0) console_sink.point_to(descriptor, Manner::plainly);
+}
+
+void write_to_log(const char *bytes, std::size_t length)
+{
+    if (console_sink.descriptor() < 0) {
+        write_to_standard_error(bytes, length);
+        return;
+    }
+    console_sink.put(bytes, length);
 }
 
 void open_standard_error()
@@ -255,7 +266,7 @@ void write_to_standard_error(const char *bytes, std::size_t length)
 int add_log_takers(fd_set &takers)
 {
     int highest = -1;
-    for (const LogSink *sink : {&standard_error_sink, &console_sink}) {
+    for (const LogSink *sink : sinks) {
         const int descriptor = sink->descriptor();
         if (!sink->is_waiting() || descriptor >= FD_SETSIZE) continue;
         if (fcntl(descriptor, F_GETFD) == -1) continue;
@@ -267,7 +278,7 @@ int add_log_takers(fd_set &takers)
 
 void write_waiting_logs()
 {
-    for (LogSink *sink : {&standard_error_sink, &console_sink}) {
+    for (LogSink *sink : sinks) {
         const SignalsHeld held;
         if (sink->is_waiting()) sink->drain();
     }
@@ -276,7 +287,7 @@ void write_waiting_logs()
 void finish_logs()
 {
     int left_ms = end_limit_ms;
-    for (LogSink *sink : {&standard_error_sink, &console_sink}) {
+    for (LogSink *sink : sinks) {
         sink->drain();
         while (sink->is_waiting() && left_ms > 0) {
             left_ms -= std::max(sink->wait_until_ready(left_ms), 1);
@@ -287,8 +298,8 @@ void finish_logs()
 
 void forget_waiting_logs()
 {
-    standard_error_sink.forget();
-    console_sink.forget();
+    for (LogSink *sink : sinks)
+        sink->forget();
 }
 
 } // namespace vorn

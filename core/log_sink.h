@@ -63,8 +63,9 @@ private:
 extern LogSink standard_error_sink;
 extern LogSink console_sink;
 
-/* Opened so that it can neither make the daemon wait nor become its terminal; false without one. */
-bool open_console();
+/* Opens the console; without one the log goes to standard error. */
+void open_log();
+void write_to_log(const char *bytes, std::size_t length);
 
 /*
  * Standard error is shared with whoever else has it, and so is its mode: where it can wait for
