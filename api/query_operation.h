@@ -26,15 +26,6 @@ struct QueryOperation {
     std::int32_t counter = 0;
 };
 
-/*
- * The four operations. Each answers whether "rc" and "counter" are to follow, which a first pass
- * that only plans leaves out. The first error ends an operation; what it did before stays.
- */
-bool query_select(QueryOperation &operation);
-bool query_update(QueryOperation &operation);
-bool query_delete(QueryOperation &operation);
-bool query_insert(QueryOperation &operation);
-
 /* Adds an error to the answer; what is longer than its room is cut. */
 void report(QueryOperation &operation, const char *pattern, ...) VORN_PRINTF(2, 3);
 void report_bad_attribute(QueryOperation &operation, const char *attribute, const char *value);

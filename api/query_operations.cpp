@@ -13,6 +13,15 @@
 
 namespace vorn {
 
+/*
+ * Each is in the file of its name. It answers whether "rc" and "counter" are to follow, which a
+ * first pass that only plans leaves out. The first error ends it; what it did before stays.
+ */
+bool query_select(QueryOperation &operation);
+bool query_update(QueryOperation &operation);
+bool query_delete(QueryOperation &operation);
+bool query_insert(QueryOperation &operation);
+
 namespace {
 
 constexpr std::size_t message_room = 80;

@@ -64,28 +64,4 @@ const Verb *find_verb(const std::string &name);
 /* Before or after every verb. */
 std::span<const OptionWord> common_options();
 
-/* Each is in the file of its name. */
-int add(const Invocation &invocation);
-int batch(const Invocation &invocation);
-int complete(const Invocation &invocation);
-int delete_(const Invocation &invocation);
-int diff(const Invocation &invocation);
-int export_(const Invocation &invocation);
-int factory_reset(const Invocation &invocation);
-int forget_broken(const Invocation &invocation);
-int import(const Invocation &invocation);
-int inform(const Invocation &invocation);
-int kick(const Invocation &invocation);
-int list(const Invocation &invocation);
-int log(const Invocation &invocation);
-int ping(const Invocation &invocation);
-int query(const Invocation &invocation);
-int reboot(const Invocation &invocation);
-int rename(const Invocation &invocation);
-int set(const Invocation &invocation);
-int show(const Invocation &invocation);
-int startup(const Invocation &invocation);
-int unset(const Invocation &invocation);
-int watch(const Invocation &invocation);
-
 } // namespace vorn::client

@@ -36,6 +36,13 @@ protected:
         write_file(startup, board);
     }
 
+    static void install_all_plugins()
+    {
+        for (const auto &each : std::filesystem::directory_iterator(VORN_PLUGIN_FOLDER)) {
+            if (each.path().extension() == ".vorn") install_plugin(each.path().filename());
+        }
+    }
+
     static std::string link() { return shell("ip -4 -o addr show eth0; ip -o link show eth0"); }
     /* Waits for what goes on in the background. */
     std::string lsql(const std::string &request) const
@@ -76,8 +83,7 @@ TEST_F(ReferenceBoards, ApplyTheHostNameBeforeTheNetworkAndSaveLast)
 
 TEST_F(ReferenceBoards, ApplyTheNetworkBeforeWhatNeedsItAndSaveLastWithAllPlugins)
 {
-    for (const char *name : {"dhcp.vorn", "log.vorn", "schema.vorn", "time.vorn", "wireless.vorn"})
-        install_plugin(name);
+    install_all_plugins();
 
     boot({"-f", "-d"});
 
@@ -98,8 +104,7 @@ TEST_F(ReferenceBoards, ApplyTheNetworkBeforeWhatNeedsItAndSaveLastWithAllPlugin
 /* A new property comes in by itself. */
 TEST_F(ReferenceBoards, TellWhatIsValidForWhateverCanBeWritten)
 {
-    for (const char *name : {"dhcp.vorn", "log.vorn", "schema.vorn", "time.vorn", "wireless.vorn"})
-        install_plugin(name);
+    install_all_plugins();
     boot();
 
     const std::string answer = lsql("<lsql><select><schema-property><property/><writable/><valid/>"
