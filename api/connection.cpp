@@ -111,7 +111,7 @@ Allocated<char> Connection::read_body(std::uint32_t length)
                            static_cast<unsigned long>(length));
         return {};
     }
-    Allocated<char> body(static_cast<char *>(std::calloc(std::size_t{length} + 1, 1)));
+    Allocated<char> body(static_cast<char *>(noted(std::calloc(std::size_t{length} + 1, 1))));
     if (!body) {
         vorn_debug_fatal("malloc");
         return {};

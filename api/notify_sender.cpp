@@ -97,7 +97,7 @@ bool keep_rest(int fd, const char *bytes, std::size_t length)
     }
     Owned<Unsent> rest = make<Unsent>();
     if (!rest) return false;
-    rest->bytes.reset(static_cast<char *>(std::malloc(length)));
+    rest->bytes.reset(static_cast<char *>(noted(std::malloc(length))));
     if (!rest->bytes) return false;
 
     if (!unsent && eloop_register_timeout(retry_seconds, 0, retry_unsent, nullptr, nullptr) != 0) {

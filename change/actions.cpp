@@ -60,7 +60,7 @@ Text vorn_actions_get_string(const char *provider, const char *action, const cha
     if (class_name) action_length += std::strlen(class_name) + 1;
     action_length += instance_name ? std::strlen(instance_name) + 2 : 1;
 
-    Text action_string(static_cast<char *>(std::malloc(action_length)));
+    Text action_string(static_cast<char *>(noted(std::malloc(action_length))));
     if (!action_string) return action_string;
 
     std::snprintf(action_string.data(), action_length, "%s-%s%s%s%s%s", provider, action,

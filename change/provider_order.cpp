@@ -19,8 +19,6 @@ namespace {
 constexpr unsigned int ordered_buckets = 32;
 constexpr unsigned int predecessor_buckets = 1;
 
-enum class Outcome { placed, loop, out_of_memory };
-
 struct Sorting {
     ProviderNodes &nodes;
     NameSet &ordered;
@@ -33,26 +31,26 @@ Outcome report_in_loop(Sorting &sorting, const char *name)
     if (!names) return Outcome::out_of_memory;
 
     sorting.loop = std::move(names);
-    return Outcome::loop;
+    return Outcome::refused;
 }
 
 /* Every level of the recursion is another name, so their number bounds its depth. */
 Outcome visit(Sorting &sorting, const char *name)
 {
     vorn_providers_node &node = *sorting.nodes.get(name);
-    if (node.state == Visit::done) return Outcome::placed;
+    if (node.state == Visit::done) return Outcome::done;
     if (node.state == Visit::under_way) return report_in_loop(sorting, name);
 
     node.state = Visit::under_way;
     for (const char *predecessor : node.predecessors) {
         const Outcome outcome = visit(sorting, predecessor);
-        if (outcome == Outcome::loop) return report_in_loop(sorting, name);
+        if (outcome == Outcome::refused) return report_in_loop(sorting, name);
         if (outcome == Outcome::out_of_memory) return outcome;
     }
     if (!sorting.ordered.add(name)) return Outcome::out_of_memory;
 
     node.state = Visit::done;
-    return Outcome::placed;
+    return Outcome::done;
 }
 
 void start_afresh(Sorting &sorting)
@@ -101,7 +99,7 @@ bool order_nodes(ProviderNodes &nodes, NameSet &ordered)
     Sorting sorting = {nodes, ordered, Text()};
     for (auto [name, node] : nodes) {
         const Outcome outcome = visit(sorting, name);
-        if (outcome == Outcome::placed) continue;
+        if (outcome == Outcome::done) continue;
 
         if (outcome == Outcome::out_of_memory) {
             start_afresh(sorting);

@@ -11,8 +11,6 @@
 #include "core/put_off.h"
 #include "model/instance_record.h"
 
-#include <cerrno>
-
 using namespace vorn;
 
 constinit ProviderRegistry *vorn::provider_registry = nullptr;
@@ -139,13 +137,13 @@ void vorn_providers_commit(vorn_instances *after, vorn_changes *changes, vorn_ac
 /* Who found no memory to look has seen nothing wrong, or something missing that is there. */
 void vorn::check_by_providers(vorn_check_info &info)
 {
-    errno = 0;
+    const MemoryWatch memory;
     for_each_registered([&](vorn_provider &provider) {
         if (!provider.check_fn) return;
         vorn_debug_lprintf(3, "Checking by provider %s...\n", provider.name.get());
         provider.check_fn(&info, provider.check_data);
-        if (errno == ENOMEM) info.out_of_memory = true;
     });
+    if (memory.ran_out()) info.out_of_memory = true;
 }
 
 void vorn_providers_refresh(vorn_refresh_info *info)

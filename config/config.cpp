@@ -194,7 +194,7 @@ char *vorn_config_get_startup_as_xml()
     if (status.st_size == 0) return error_document("Config file is zero-length.");
 
     const auto size = static_cast<std::size_t>(status.st_size);
-    Text text(static_cast<char *>(std::malloc(size + 1)));
+    Text text(static_cast<char *>(vorn::noted(std::malloc(size + 1))));
     if (!text) return error_document("vorn_config_get_startup_as_xml malloc failed");
     text.data()[std::fread(text.data(), 1, size, file.get())] = '\0';
     if (std::ferror(file.get())) return error_document("Can't read config file.");

@@ -11,12 +11,11 @@
 #include "core/base/text.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
+#include "model/instances_record.h"
 #include "vorn/class.h"
 #include "vorn/config.h"
 #include "vorn/debug.h"
 #include "vorn/xml.h"
-
-#include <cerrno>
 
 namespace vorn {
 
@@ -24,12 +23,11 @@ namespace {
 
 constexpr char root_name[] = "config";
 
-/* While one lives: whether memory ran out, in which case a failure says nothing of the document. */
-class MemoryWatch {
-public:
-    MemoryWatch() { errno = 0; }
-    bool ran_out() const { return errno == ENOMEM; }
-};
+/* Whether memory sufficed: only then does what was not done say something of the document. */
+bool is_final(Outcome outcome)
+{
+    return outcome != Outcome::out_of_memory;
+}
 
 /* For one that a save would have to leave out. */
 bool is_too_long(const vorn_instance &instance, const char *what, const char *text)
@@ -44,22 +42,21 @@ bool read_value(vorn_instance &instance, const char *property, const char *value
                 unsigned int &unknown)
 {
     const char *class_name = instance.klass->name.get();
-    const MemoryWatch memory;
 
     if (!vorn_class_get_property(instance.klass, property)) {
         unknown++;
         vorn_debug_eprintf("Property \"%s\" is not valid for class \"%s\" - skipping.\n", property,
                            class_name);
-    } else if (is_too_long(instance, property, value)) {
         return true;
-    } else if (vorn_instance_set_value(&instance, property, value) != 0) {
-        const bool whole = !memory.ran_out();
-        vorn_debug_eprintf(
-            "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.\n", value,
-            property, class_name);
-        return whole;
     }
-    return true;
+    if (is_too_long(instance, property, value)) return true;
+
+    const Outcome outcome = set_value(instance, property, value);
+    if (outcome == Outcome::done) return true;
+    vorn_debug_eprintf(
+        "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.\n", value,
+        property, class_name);
+    return is_final(outcome);
 }
 
 bool is_valid(const vorn_instance &instance)
@@ -74,26 +71,27 @@ bool is_valid(const vorn_instance &instance)
 }
 
 /* Into the store and the change set, or into neither: providers know of all that is served. */
-bool took_over(Owned<vorn_instance> &instance, vorn_instances *instances, vorn_changes *changes)
+Outcome take_over(Owned<vorn_instance> &instance, vorn_instances *instances, vorn_changes *changes)
 {
-    if (vorn_instances_add(instances, instance.get()) != 0) return false;
+    const Outcome added = add_instance(*instances, *instance);
+    if (added != Outcome::done) return added;
     if (vorn_changes_instance_inserted(changes, instance.get()) != 0) {
         vorn_instances_remove(instances, instance.get());
-        return false;
+        return Outcome::out_of_memory;
     }
     instance.release();
-    return true;
+    return Outcome::done;
 }
 
-bool add_instance(Owned<vorn_instance> instance, vorn_instances *instances, vorn_changes *changes)
+bool take_over_or_tell(Owned<vorn_instance> instance, vorn_instances *instances,
+                       vorn_changes *changes)
 {
-    const MemoryWatch memory;
-    if (took_over(instance, instances, changes)) return true;
-    const bool whole = !memory.ran_out();
+    const Outcome outcome = take_over(instance, instances, changes);
+    if (outcome == Outcome::done) return true;
     const char *name = instance->name.get();
     vorn_debug_eprintf("Couldn't add instance \"%s\" of class \"%s\". Skipping instance.\n",
                        shown(name), instance->klass->name.get());
-    return whole;
+    return is_final(outcome);
 }
 
 bool read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances,
@@ -105,14 +103,13 @@ bool read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances
         return true;
     }
 
-    const MemoryWatch memory;
     const char *name = vorn_util_xmlGetProp(element, "name");
-    Owned<vorn_instance> instance(vorn_instance_new(vorn_classes_get(class_name), name));
-    if (!instance) {
-        const bool whole = !memory.ran_out();
+    Owned<vorn_instance> instance;
+    const Outcome outcome = make_instance(*vorn_classes_get(class_name), name, instance);
+    if (outcome != Outcome::done) {
         vorn_debug_eprintf("Bad instance name \"%s\" of class \"%s\"- skipping.\n", shown(name),
                            class_name);
-        return whole;
+        return is_final(outcome);
     }
     if (name && is_too_long(*instance, "the name", name)) return true;
     bool whole = true;
@@ -122,7 +119,7 @@ bool read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances
         whole &= read_value(*instance, plain(child->name), text ? text : "", unknown);
     }
     if (!is_valid(*instance)) return whole;
-    return add_instance(std::move(instance), instances, changes) && whole;
+    return take_over_or_tell(std::move(instance), instances, changes) && whole;
 }
 
 } // namespace
@@ -178,10 +175,10 @@ bool add_missing_singletons(vorn_instances *instances, vorn_changes *changes)
         if (klass->persistence != 0 && vorn_instances_get_singleton(instances, klass->name.get())) {
             continue;
         }
-        const MemoryWatch memory;
-        Owned<vorn_instance> instance(vorn_instance_new(klass, nullptr));
-        const bool made = instance && took_over(instance, instances, changes);
-        whole &= made || !memory.ran_out();
+        Owned<vorn_instance> instance;
+        Outcome outcome = make_instance(*klass, nullptr, instance);
+        if (outcome == Outcome::done) outcome = take_over(instance, instances, changes);
+        whole &= is_final(outcome);
     }
     return whole;
 }

@@ -147,7 +147,7 @@ bool compute_md5sum(char (&md5sum)[md5_length + 1])
                             paths::scratch_digest);
     const bool made = make_scratch_file(paths::scratch_digest);
     const bool computed = made && std::system(command.get()) == 0;
-    const File digest(made ? std::fopen(paths::scratch_digest, "re") : nullptr);
+    const File digest = made ? read_regular(paths::scratch_digest) : File();
     if (!digest) {
         vorn_debug_eprintf("Can't open %s.\n", paths::scratch_digest);
         return false;

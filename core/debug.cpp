@@ -108,7 +108,7 @@ void put_prefix(char *text, std::size_t size, const char *message)
 void report_system_error(int error, const char *message)
 {
     const std::size_t size = std::strlen(message) + perror_extra;
-    const Allocated<char> text(static_cast<char *>(std::malloc(size)));
+    const Allocated<char> text(static_cast<char *>(noted(std::malloc(size))));
 
     if (text) put_prefix(text.get(), size, message);
     report_error(error, text ? text.get() : message);

@@ -72,7 +72,7 @@ template <typename T>
 bool grow(T *&table, std::int32_t count)
 {
     const std::size_t size = sizeof(T) * (static_cast<std::size_t>(count) + 1);
-    auto *grown = static_cast<T *>(std::realloc(static_cast<void *>(table), size));
+    auto *grown = static_cast<T *>(vorn::noted(std::realloc(static_cast<void *>(table), size)));
     if (!grown) return false;
     table = grown;
     return true;

@@ -206,7 +206,7 @@ vorn_plugin *vorn_plugin_new(const char *version)
         return nullptr;
     }
     vorn::Allocated<vorn_plugin> plugin(
-        static_cast<vorn_plugin *>(std::malloc(sizeof(vorn_plugin))));
+        static_cast<vorn_plugin *>(vorn::noted(std::malloc(sizeof(vorn_plugin)))));
     vorn::Text name = vorn::copy_of(vorn_plugins_current ? vorn_plugins_current : "");
     if (!plugin || !name) return nullptr;
 

@@ -106,7 +106,7 @@ void become_daemon()
 /* The kernel reboots five seconds after a panic. Not every kernel lets itself be told. */
 void set_kernel_panic_timeout()
 {
-    const File setting(std::fopen(paths::kernel_panic, "w"));
+    const File setting = write_regular(paths::kernel_panic);
     if (setting) std::fputs("5\n", setting.get());
 }
 
@@ -119,11 +119,8 @@ void periodic_tick(void *, void *)
 
 bool write_pid_file()
 {
-    constexpr mode_t usual_mode = 0666; /* less the umask */
-    Fd descriptor = open_regular(paths::pid_file, O_WRONLY | O_CREAT | O_TRUNC, usual_mode);
-    const File file(descriptor ? fdopen(descriptor.get(), "w") : nullptr);
+    const File file = write_regular(paths::pid_file);
     if (!file) return false;
-    descriptor.release();
     std::fprintf(file.get(), "%d\n", getpid());
     return true;
 }

@@ -21,7 +21,7 @@ TerminatedCopy::TerminatedCopy(const char *value, int length)
     const std::size_t size = static_cast<std::size_t>(length);
     char *room = small_;
     if (size >= sizeof small_) {
-        large_.reset(static_cast<char *>(std::malloc(size + 1)));
+        large_.reset(static_cast<char *>(noted(std::malloc(size + 1))));
         room = large_.get();
     }
     if (!room) return;

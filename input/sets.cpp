@@ -20,7 +20,8 @@ Owned<vorn_input_set> make_set(std::int64_t count)
     const std::size_t size = static_cast<std::size_t>(std::max<std::int64_t>(count, 1));
     if (!set || size > SIZE_MAX / sizeof(std::int32_t)) return {};
 
-    set->entries.reset(static_cast<std::int32_t *>(std::malloc(size * sizeof(std::int32_t))));
+    set->entries.reset(
+        static_cast<std::int32_t *>(noted(std::malloc(size * sizeof(std::int32_t)))));
     if (!set->entries) return {};
     set->count = static_cast<std::int32_t>(count);
     return set;

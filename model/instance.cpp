@@ -36,19 +36,21 @@ bool may_have_instance(const vorn_class &klass, const char *name)
     return true;
 }
 
-bool accepts(const vorn_property &property, const char *value, const vorn_class &klass)
+Outcome judge(const vorn_property &property, const char *value, const vorn_class &klass)
 {
     if (!property.is_valid) {
         vorn_debug_lprintf(missing_validity_level,
                            "Property \"%s\" of class \"%s\" does not have an is_valid function.\n",
                            property.name.get(), klass.name.get());
-        return true;
+        return Outcome::done;
     }
-    if (property.is_valid(value)) return true;
+    const MemoryWatch memory;
+    if (property.is_valid(value)) return Outcome::done;
 
+    const Outcome outcome = memory.ran_out() ? Outcome::out_of_memory : Outcome::refused;
     vorn_debug_1printf("Value \"%s\" is not valid for property \"%s\" of class \"%s\".\n", value,
                        property.name.get(), klass.name.get());
-    return false;
+    return outcome;
 }
 
 /* Beyond that many values hashing a name is quicker than comparing it with every one. */
@@ -135,18 +137,48 @@ InstanceListener listener_of(const vorn_instance &instance)
                 : InstanceListener{nullptr, nullptr};
 }
 
+Outcome make_instance(vorn_class &klass, const char *name, Owned<vorn_instance> &made)
+{
+    if (!may_have_instance(klass, name)) return Outcome::refused;
+
+    Owned<vorn_instance> instance = make<vorn_instance>();
+    if (!instance) return Outcome::out_of_memory;
+    instance->klass = &klass;
+    instance->name = SharedText::of(name);
+    if (name && !instance->name) return Outcome::out_of_memory;
+    made = std::move(instance);
+    return Outcome::done;
+}
+
+Outcome set_value(vorn_instance &instance, const char *property, const char *value)
+{
+    const vorn_class &klass = *instance.klass;
+    const vorn_property *declared = vorn_class_get_property(&klass, property);
+    if (!declared) {
+        vorn_debug_1printf("Property \"%s\" not in class \"%s\" (or its superclasses).\n", property,
+                           klass.name.get());
+        return Outcome::refused;
+    }
+    const Outcome judgement = judge(*declared, value, klass);
+    if (judgement != Outcome::done) return judgement;
+    const InstanceHome *home = instance.shelf.home();
+    if (home && !home->ask(StoreEvent::write, instance)) return Outcome::out_of_memory;
+    if (!store_value(instance, *declared, value)) return Outcome::out_of_memory;
+
+    const InstanceListener listener = listener_of(instance);
+    if (listener.call) listener.call(&instance, property, listener.data);
+    return Outcome::done;
+}
+
 } // namespace vorn
 
 vorn_instance *vorn_instance_new(vorn_class *klass, const char *name)
 {
     if (absent(klass, "class")) return nullptr;
-    if (!may_have_instance(*klass, name)) return nullptr;
 
-    Owned<vorn_instance> instance = make<vorn_instance>();
-    if (!instance) return nullptr;
-    instance->klass = klass;
-    instance->name = SharedText::of(name);
-    return name && !instance->name ? nullptr : instance.release();
+    Owned<vorn_instance> instance;
+    make_instance(*klass, name, instance);
+    return instance.release();
 }
 
 vorn_instance *vorn_instance_copy(const vorn_instance *instance)
@@ -200,21 +232,7 @@ int vorn_instance_set_value(vorn_instance *instance, const char *property, const
     if (absent_instance(instance, __func__)) return failed;
     if (absent(property, "property") || absent(value, "value")) return failed;
 
-    const vorn_class &klass = *instance->klass;
-    const vorn_property *declared = vorn_class_get_property(&klass, property);
-    if (!declared) {
-        vorn_debug_1printf("Property \"%s\" not in class \"%s\" (or its superclasses).\n", property,
-                           klass.name.get());
-        return failed;
-    }
-    if (!accepts(*declared, value, klass)) return failed;
-    const InstanceHome *home = instance->shelf.home();
-    if (home && !home->ask(StoreEvent::write, *instance)) return failed;
-    if (!store_value(*instance, *declared, value)) return failed;
-
-    const InstanceListener listener = listener_of(*instance);
-    if (listener.call) listener.call(instance, property, listener.data);
-    return ok;
+    return flattened(set_value(*instance, property, value));
 }
 
 int vorn_instance_get_status(const vorn_instance *instance)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/base/memory.h"
+#include "core/base/result.h"
 #include "core/base/shared_text.h"
 #include "model/class_record.h"
 #include "model/instance_home.h"
@@ -27,6 +28,10 @@ struct InstanceListener {
 
 /* Who is told of a value that is set: whoever was set last, for the instance or for its store. */
 InstanceListener listener_of(const vorn_instance &instance);
+
+/* As vorn_instance_new and vorn_instance_set_value, which say less of why they fail. */
+Outcome make_instance(vorn_class &klass, const char *name, Owned<vorn_instance> &made);
+Outcome set_value(vorn_instance &instance, const char *property, const char *value);
 
 /*
  * While one lives, an instance that is deleted can still be read: a commit hands the same instances

@@ -21,21 +21,20 @@ constexpr unsigned int class_buckets = 8; /* most stores are small; the others g
 
 /* By class type, from singleton on. */
 constexpr InstancesKind kinds[] = {
-    {vorn_instances_singleton_add, vorn_instances_singleton_remove,
-     vorn_instances_singleton_remove_all, vorn_instances_singleton_delete_all, nullptr,
-     vorn_instances_singleton_init_iterator, nullptr, vorn_instances_singleton_iterator_next},
-    {vorn_instances_anonymous_add, vorn_instances_anonymous_remove,
-     vorn_instances_anonymous_remove_all, vorn_instances_anonymous_delete_all,
-     vorn_instances_anonymous_copy, vorn_instances_anonymous_init_iterator, nullptr,
-     vorn_instances_anonymous_iterator_next},
-    {vorn_instances_unique_named_add, vorn_instances_unique_named_remove,
-     vorn_instances_unique_named_remove_all, vorn_instances_unique_named_delete_all,
-     vorn_instances_unique_named_copy, vorn_instances_unique_named_init_iterator,
-     vorn_instances_unique_named_init_group_iterator, vorn_instances_unique_named_iterator_next},
-    {vorn_instances_group_named_add, vorn_instances_group_named_remove,
-     vorn_instances_group_named_remove_all, vorn_instances_group_named_delete_all,
-     vorn_instances_group_named_copy, vorn_instances_group_named_init_iterator,
-     vorn_instances_group_named_init_group_iterator, vorn_instances_group_named_iterator_next},
+    {add_singleton, vorn_instances_singleton_remove, vorn_instances_singleton_remove_all,
+     vorn_instances_singleton_delete_all, nullptr, vorn_instances_singleton_init_iterator, nullptr,
+     vorn_instances_singleton_iterator_next},
+    {add_anonymous, vorn_instances_anonymous_remove, vorn_instances_anonymous_remove_all,
+     vorn_instances_anonymous_delete_all, vorn_instances_anonymous_copy,
+     vorn_instances_anonymous_init_iterator, nullptr, vorn_instances_anonymous_iterator_next},
+    {add_unique_named, vorn_instances_unique_named_remove, vorn_instances_unique_named_remove_all,
+     vorn_instances_unique_named_delete_all, vorn_instances_unique_named_copy,
+     vorn_instances_unique_named_init_iterator, vorn_instances_unique_named_init_group_iterator,
+     vorn_instances_unique_named_iterator_next},
+    {add_group_named, vorn_instances_group_named_remove, vorn_instances_group_named_remove_all,
+     vorn_instances_group_named_delete_all, vorn_instances_group_named_copy,
+     vorn_instances_group_named_init_iterator, vorn_instances_group_named_init_group_iterator,
+     vorn_instances_group_named_iterator_next},
 };
 
 /* The entry of a class, made on first use; it stays, even if what it was made for is refused. */
@@ -154,6 +153,28 @@ const vorn_class *registered_class(const char *name)
     return klass;
 }
 
+Outcome add_instance(vorn_instances &instances, vorn_instance &instance)
+{
+    const vorn_class &klass = *instance.klass;
+    if (!fetch_for(instances, klass)) return Outcome::out_of_memory;
+    if (!instances.home.ask(StoreEvent::arrival, instance)) return Outcome::out_of_memory;
+    vorn_class_instances *entry = require_entry(instances, instance.klass);
+    if (!entry) return Outcome::out_of_memory;
+    const InstancesKind *kind = kind_of(klass);
+    if (!kind) return Outcome::refused;
+    const Outcome outcome = kind->add(&instances, *entry, instance);
+    if (outcome != Outcome::done) return outcome;
+    take_in(instances, *entry, instance);
+    if (!is_accepted(instances, instance)) {
+        let_go(instances, *entry, instance);
+        kind->remove(entry, &instance);
+        return Outcome::out_of_memory;
+    }
+
+    tell_listener(instances, &instance, VORN_INSTANCES_ADDED);
+    return Outcome::done;
+}
+
 } // namespace vorn
 
 /* The table of classes comes with the first of them: most stores of a change set stay empty. */
@@ -225,21 +246,7 @@ int vorn_instances_add(vorn_instances *instances, vorn_instance *instance)
 {
     if (absent(instances, "instances") || absent_instance(instance, __func__)) return failed;
 
-    const vorn_class &klass = *instance->klass;
-    if (!fetch_for(*instances, klass)) return failed;
-    if (!instances->home.ask(StoreEvent::arrival, *instance)) return failed;
-    vorn_class_instances *entry = require_entry(*instances, instance->klass);
-    const InstancesKind *kind = kind_of(klass);
-    if (!entry || !kind || kind->add(instances, entry, instance) != ok) return failed;
-    take_in(*instances, *entry, *instance);
-    if (!is_accepted(*instances, *instance)) {
-        let_go(*instances, *entry, *instance);
-        kind->remove(entry, instance);
-        return failed;
-    }
-
-    tell_listener(*instances, instance, VORN_INSTANCES_ADDED);
-    return ok;
+    return flattened(add_instance(*instances, *instance));
 }
 
 int vorn_instances_remove(vorn_instances *instances, vorn_instance *instance)

@@ -9,15 +9,21 @@ using vorn::anonymous_members;
 using vorn::failed;
 using vorn::ok;
 
-int vorn_instances_anonymous_add(vorn_instances *, vorn_class_instances *entry,
+vorn::Outcome vorn::add_anonymous(vorn_instances *, vorn_class_instances &entry,
+                                  vorn_instance &instance)
+{
+    if (instance.name) {
+        vorn_debug_1printf("Anonymous instance may not have a name.\n");
+        return Outcome::refused;
+    }
+    return anonymous_members(entry).append(&instance) ? Outcome::done : Outcome::out_of_memory;
+}
+
+int vorn_instances_anonymous_add(vorn_instances *instances, vorn_class_instances *entry,
                                  vorn_instance *instance)
 {
     if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
-    if (instance->name) {
-        vorn_debug_1printf("Anonymous instance may not have a name.\n");
-        return failed;
-    }
-    return anonymous_members(*entry).append(instance) ? ok : failed;
+    return vorn::flattened(vorn::add_anonymous(instances, *entry, *instance));
 }
 
 int vorn_instances_anonymous_remove(vorn_class_instances *entry, vorn_instance *instance)

@@ -36,22 +36,28 @@ void enter_group(vorn_instances_iterator &iterator, void *group)
 
 } // namespace
 
-int vorn_instances_group_named_add(vorn_instances *, vorn_class_instances *entry,
+vorn::Outcome vorn::add_group_named(vorn_instances *, vorn_class_instances &entry,
+                                    vorn_instance &instance)
+{
+    const char *name = instance.name.get();
+    if (!name) {
+        vorn_debug_1printf("Group-named instance must have a name.\n");
+        return Outcome::refused;
+    }
+    vorn_instance_group *group = entry.groups.get(name);
+    if (!group) group = make_group(entry, name);
+    if (!group) return Outcome::out_of_memory;
+
+    const bool added = members_of(*group).append(&instance);
+    drop_if_empty(entry, name);
+    return added ? Outcome::done : Outcome::out_of_memory;
+}
+
+int vorn_instances_group_named_add(vorn_instances *instances, vorn_class_instances *entry,
                                    vorn_instance *instance)
 {
     if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
-    const char *name = instance->name.get();
-    if (!name) {
-        vorn_debug_1printf("Group-named instance must have a name.\n");
-        return failed;
-    }
-    vorn_instance_group *group = entry->groups.get(name);
-    if (!group) group = make_group(*entry, name);
-    if (!group) return failed;
-
-    const bool added = members_of(*group).append(instance);
-    drop_if_empty(*entry, name);
-    return added ? ok : failed;
+    return vorn::flattened(vorn::add_group_named(instances, *entry, *instance));
 }
 
 int vorn_instances_group_named_remove(vorn_class_instances *entry, vorn_instance *instance)

@@ -8,7 +8,7 @@ namespace vorn {
 
 /* What the store does for one type of class. A null member means there is nothing to do. */
 struct InstancesKind {
-    int (*add)(vorn_instances *, vorn_class_instances *, vorn_instance *);
+    Outcome (*add)(vorn_instances *, vorn_class_instances &, vorn_instance &);
     int (*remove)(vorn_class_instances *, vorn_instance *);
     void (*remove_all)(vorn_class_instances *);
     void (*delete_all)(vorn_class_instances *);
@@ -20,6 +20,15 @@ struct InstancesKind {
 
 /* The operations of a class type; null for a type that no class can have. */
 const InstancesKind *kind_of(const vorn_class &klass);
+
+Outcome add_singleton(vorn_instances *instances, vorn_class_instances &entry,
+                      vorn_instance &instance);
+Outcome add_anonymous(vorn_instances *instances, vorn_class_instances &entry,
+                      vorn_instance &instance);
+Outcome add_unique_named(vorn_instances *instances, vorn_class_instances &entry,
+                         vorn_instance &instance);
+Outcome add_group_named(vorn_instances *instances, vorn_class_instances &entry,
+                        vorn_instance &instance);
 
 /* The class of that name, or null after a message. */
 const vorn_class *registered_class(const char *name);

@@ -64,6 +64,9 @@ namespace vorn {
 
 enum class IteratorKind { all, one_class, group };
 
+/* As vorn_instances_add, which says less of why it fails. */
+Outcome add_instance(vorn_instances &instances, vorn_instance &instance);
+
 } // namespace vorn
 
 /*

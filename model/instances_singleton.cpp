@@ -8,20 +8,26 @@ using vorn::absent;
 using vorn::failed;
 using vorn::ok;
 
-int vorn_instances_singleton_add(vorn_instances *, vorn_class_instances *entry,
+vorn::Outcome vorn::add_singleton(vorn_instances *, vorn_class_instances &entry,
+                                  vorn_instance &instance)
+{
+    if (entry.singleton) {
+        vorn_debug_1printf("Singleton class may not have multiple instances.\n");
+        return Outcome::refused;
+    }
+    if (instance.name) {
+        vorn_debug_1printf("Singleton instance may not have a name.\n");
+        return Outcome::refused;
+    }
+    entry.singleton = &instance;
+    return Outcome::done;
+}
+
+int vorn_instances_singleton_add(vorn_instances *instances, vorn_class_instances *entry,
                                  vorn_instance *instance)
 {
     if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
-    if (entry->singleton) {
-        vorn_debug_1printf("Singleton class may not have multiple instances.\n");
-        return failed;
-    }
-    if (instance->name) {
-        vorn_debug_1printf("Singleton instance may not have a name.\n");
-        return failed;
-    }
-    entry->singleton = instance;
-    return ok;
+    return vorn::flattened(vorn::add_singleton(instances, *entry, *instance));
 }
 
 int vorn_instances_singleton_remove(vorn_class_instances *entry, vorn_instance *instance)

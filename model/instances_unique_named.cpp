@@ -9,6 +9,7 @@ using vorn::absent;
 using vorn::copy_for;
 using vorn::failed;
 using vorn::ok;
+using vorn::Outcome;
 
 namespace {
 
@@ -25,10 +26,13 @@ bool is_taken_in_family(const vorn_instances *instances, const vorn_instance &in
     return false;
 }
 
-int file(vorn_class_instances &entry, vorn_instance *instance)
+Outcome file(vorn_class_instances &entry, vorn_instance &instance)
 {
-    if (!entry.unique_named.create(buckets)) return failed;
-    return entry.unique_named.insert(instance->name.get(), instance) == 0 ? ok : failed;
+    constexpr int is_taken = -1;
+    if (!entry.unique_named.create(buckets)) return Outcome::out_of_memory;
+    const int result = entry.unique_named.insert(instance.name.get(), &instance);
+    if (result == is_taken) return Outcome::refused;
+    return result == ok ? Outcome::done : Outcome::out_of_memory;
 }
 
 void *copy_instance(void *instance, void *target)
@@ -44,16 +48,22 @@ void delete_instance(void *instance)
 
 } // namespace
 
+vorn::Outcome vorn::add_unique_named(vorn_instances *instances, vorn_class_instances &entry,
+                                     vorn_instance &instance)
+{
+    if (!instance.name) {
+        vorn_debug_1printf("Unique-named instance must have a name.\n");
+        return Outcome::refused;
+    }
+    if (is_taken_in_family(instances, instance)) return Outcome::refused;
+    return file(entry, instance);
+}
+
 int vorn_instances_unique_named_add(vorn_instances *instances, vorn_class_instances *entry,
                                     vorn_instance *instance)
 {
     if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
-    if (!instance->name) {
-        vorn_debug_1printf("Unique-named instance must have a name.\n");
-        return failed;
-    }
-    if (is_taken_in_family(instances, *instance)) return failed;
-    return file(*entry, instance);
+    return vorn::flattened(vorn::add_unique_named(instances, *entry, *instance));
 }
 
 int vorn_instances_unique_named_remove(vorn_class_instances *entry, vorn_instance *instance)
@@ -92,7 +102,7 @@ int vorn_instances_unique_named_copy(vorn_class_instances *target,
     for (auto [name, instance] : source->unique_named) {
         vorn_instance *copy = copy_for(*target, *instance);
         if (!copy) return failed;
-        if (file(*target, copy) != ok) {
+        if (file(*target, *copy) != Outcome::done) {
             vorn_instance_delete(copy);
             return failed;
         }

@@ -78,7 +78,7 @@ const char *Values::get(const char *name) const
 
 Values::Block *Values::make_block(unsigned int room)
 {
-    void *memory = std::malloc(sizeof(Block) + room * sizeof(Value));
+    void *memory = noted(std::malloc(sizeof(Block) + room * sizeof(Value)));
     return memory ? new (memory) Block{1, 0, room} : nullptr;
 }
 

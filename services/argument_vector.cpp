@@ -17,7 +17,8 @@ bool ArgumentVector::append(const char *argument)
 {
     const std::size_t size = sizeof(char *) * (count_ + 1);
     char **before = slots_.release();
-    auto **grown = static_cast<char **>(before ? std::realloc(before, size) : std::malloc(size));
+    auto **grown =
+        static_cast<char **>(noted(before ? std::realloc(before, size) : std::malloc(size)));
     if (!grown) {
         vorn_debug_perror(before ? "realloc" : "malloc");
         std::free(before);

@@ -89,7 +89,7 @@ bool process_exists(const vorn_service &service)
 char process_state(pid_t pid)
 {
     const Line<32> path("/proc/%d/stat", static_cast<int>(pid));
-    const Fd status(open(path.get(), O_RDONLY | O_CLOEXEC));
+    const Fd status = open_regular(path.get(), O_RDONLY);
     char line[512];
     const ssize_t length = status ? read(status.get(), line, sizeof line - 1) : -1;
     if (length < 0) return '\0';
@@ -140,7 +140,7 @@ Allocated<char *> copy_of_vector(char *const arguments[])
         bytes += std::strlen(arguments[count]) + 1;
 
     const std::size_t table_size = (count + 1) * sizeof(char *);
-    Allocated<char *> copy(static_cast<char **>(std::malloc(table_size + bytes)));
+    Allocated<char *> copy(static_cast<char **>(noted(std::malloc(table_size + bytes))));
     if (!copy) return copy;
     char *text = reinterpret_cast<char *>(copy.get()) + table_size;
     for (std::size_t i = 0; i < count; i++) {

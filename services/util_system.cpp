@@ -31,7 +31,7 @@ bool is_process(const char *entry)
 bool status_line_contains(const char *process, const char *name)
 {
     const Line<64> path("/proc/%s/stat", process);
-    const File status(std::fopen(path.get(), "re"));
+    const File status = read_regular(path.get());
     char line[status_line_room];
     return status && std::fgets(line, sizeof line, status.get()) && std::strstr(line, name);
 }

@@ -168,7 +168,7 @@ int vorn_util_add_line_from_proc(char *output, int size, const char *path, const
     if (vorn::absent(output, "output") || vorn::absent(path, "path")) return vorn::failed;
     if (vorn::absent(columns, "columns")) return vorn::failed;
 
-    const vorn::Fd file(open(path, O_RDONLY | O_CLOEXEC));
+    const vorn::Fd file(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file) {
         vorn_debug_eprintf("Can't open %s.\n", path);
         return vorn::failed;

@@ -34,8 +34,8 @@ void report_if_failed(int result, const char *message)
 
 void open_device()
 {
-    /* A failure leaves -1, which is not opened yet. */
-    watchdog_fd = open(paths::watchdog, O_WRONLY);
+    /* A failure leaves -1, which is not opened yet. What is no device must not be waited for. */
+    watchdog_fd = open(paths::watchdog, O_WRONLY | O_NONBLOCK);
     report_if_failed(watchdog_fd, "vorn_watchdog_ack fopen");
 
     int timeout = timeout_seconds;

@@ -24,12 +24,26 @@ Fd open_regular(const char *path, int flags, mode_t mode)
     return file;
 }
 
-File read_regular(const char *path)
+namespace {
+
+File stream_of(Fd descriptor, const char *mode)
 {
-    Fd descriptor = open_regular(path, O_RDONLY);
-    File file(descriptor ? fdopen(descriptor.get(), "r") : nullptr);
+    File file(descriptor ? fdopen(descriptor.get(), mode) : nullptr);
     if (file) descriptor.release();
     return file;
+}
+
+} // namespace
+
+File read_regular(const char *path)
+{
+    return stream_of(open_regular(path, O_RDONLY), "r");
+}
+
+File write_regular(const char *path)
+{
+    constexpr mode_t usual_mode = 0666; /* less the umask */
+    return stream_of(open_regular(path, O_WRONLY | O_CREAT | O_TRUNC, usual_mode), "w");
 }
 
 } // namespace vorn

@@ -52,7 +52,8 @@ private:
  */
 Fd open_regular(const char *path, int flags, mode_t mode = 0);
 
-/* The same as a stream for reading. */
+/* The same as a stream, for reading, and for writing from the beginning. */
 File read_regular(const char *path);
+File write_regular(const char *path);
 
 } // namespace vorn

@@ -12,13 +12,35 @@
 
 namespace vorn {
 
+/* How many allocations of the daemon found no memory; all of them go through noted(). */
+extern constinit unsigned long refused_allocations;
+
+template <typename T>
+T *noted(T *memory)
+{
+    if (!memory) refused_allocations++;
+    return memory;
+}
+
+/*
+ * Whether the daemon ran out of memory while this lives. For calls of what plugins bring: a
+ * validator can only say no, and a check function that finds nothing says nothing.
+ */
+class MemoryWatch {
+public:
+    bool ran_out() const { return refused_allocations != before_; }
+
+private:
+    unsigned long before_ = refused_allocations;
+};
+
 /*
  * Base of every record. Because this operator new is noexcept, `new` yields null when memory is
  * gone and the constructor is not run; the global operator, which would pull in the C++ runtime
  * and throw, is never reached.
  */
 struct Record {
-    static void *operator new(std::size_t size) noexcept { return std::malloc(size); }
+    static void *operator new(std::size_t size) noexcept { return noted(std::malloc(size)); }
     static void operator delete(void *memory) noexcept { std::free(memory); }
 };
 

@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "core/base/memory.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -38,7 +40,7 @@ public:
         SharedText made;
         if (!text) return made;
         const std::size_t size = std::strlen(text) + 1;
-        void *memory = std::malloc(sizeof(Block) + size);
+        void *memory = noted(std::malloc(sizeof(Block) + size));
         if (memory)
             made.text_ = static_cast<char *>(std::memcpy(new (memory) Block{1} + 1, text, size));
         return made;

@@ -45,7 +45,7 @@ void drop_split_character(char *text, std::size_t length)
 
 Text copy_of(const char *text)
 {
-    return text ? Text(strdup(text)) : Text();
+    return text ? Text(noted(strdup(text))) : Text();
 }
 
 Text format_list(const char *pattern, std::va_list arguments)
@@ -57,7 +57,7 @@ Text format_list(const char *pattern, std::va_list arguments)
     if (length < 0) return Text();
 
     const std::size_t size = static_cast<std::size_t>(length) + 1;
-    Text text(static_cast<char *>(std::malloc(size)));
+    Text text(static_cast<char *>(noted(std::malloc(size))));
     if (text) std::vsnprintf(text.data(), size, pattern, arguments);
     return text;
 }

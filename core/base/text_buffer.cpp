@@ -21,7 +21,7 @@ bool TextBuffer::make_room(std::size_t more)
     if (needed <= room_) return true;
 
     const std::size_t room = std::max({needed, 2 * room_, first_room});
-    auto *grown = static_cast<char *>(std::realloc(text_.get(), room));
+    auto *grown = static_cast<char *>(noted(std::realloc(text_.get(), room)));
     if (!grown) {
         failed_ = true;
         return false;

@@ -5,6 +5,7 @@
  * no heuristic and no growth changes that order. Its rare messages go to standard error, for
  * which no level has to be set.
  */
+#include "core/base/memory.h"
 #include "core/base/text.h"
 #include "core/debug_state.h"
 #include "core/hash_table/hash_table_order.h"
@@ -41,7 +42,7 @@ constexpr std::uint32_t few_buckets = 32;
 
 ght_entry **zeroed_chains(std::uint32_t buckets)
 {
-    return static_cast<ght_entry **>(std::calloc(buckets, bucket_size));
+    return static_cast<ght_entry **>(vorn::noted(std::calloc(buckets, bucket_size)));
 }
 
 /*
@@ -90,11 +91,10 @@ ght_entry **find(const ght_table &table, const ght_key &key)
 
 ght_entry *make_entry(const ght_table &table, void *data, std::uint32_t hash, const ght_key &key)
 {
-    void *memory = table.alloc(sizeof(ght_entry) + key.length);
+    void *memory = vorn::noted(table.alloc(sizeof(ght_entry) + key.length));
     if (!memory) {
         constexpr char report[] = "fn_alloc failed!\n";
         vorn::write_to_standard_error(report, sizeof report - 1);
-        errno = ENOMEM; /* saying so may have changed it */
         return nullptr;
     }
     auto *entry = new (memory) ght_entry{data, nullptr, nullptr, nullptr, hash, key};
@@ -247,14 +247,13 @@ ght_table *ght_create(unsigned int buckets)
     const std::uint32_t rounded = round_up(buckets);
     const bool are_few = rounded <= few_buckets;
     auto *table = static_cast<ght_table *>(
-        std::malloc(sizeof(ght_table) + (are_few ? rounded * bucket_size : 0)));
+        vorn::noted(std::malloc(sizeof(ght_table) + (are_few ? rounded * bucket_size : 0))));
     ght_entry **chains = !table ? nullptr : are_few ? chains_behind(table) : zeroed_chains(rounded);
     if (table && are_few) std::memset(chains, 0, rounded * bucket_size);
 
     if (!chains) {
         vorn::report_error(errno, "malloc");
         std::free(table);
-        errno = ENOMEM;
         return nullptr;
     }
     return new (table) ght_table{.entries = 0,

@@ -46,6 +46,9 @@ typedef struct vorn_check_info vorn_check_info;
  * once for each. It only looks: it changes neither the configuration nor the system, waits for
  * nothing, and keeps nothing of the record, which is gone afterwards. While it runs, the
  * configuration is not the running one; what vorn_config_get_running gives is still the old one.
+ *
+ * When a function of the daemon that it calls finds no memory, the transaction is given up. A check
+ * that finds none for something of its own refuses.
  */
 typedef void (*vorn_check_fn)(vorn_check_info *info, void *data);
 

@@ -29,6 +29,10 @@ typedef struct vorn_property vorn_property;
  * Called with the text to be set, never null, before anything is changed. The text is the
  * caller's; it must not be kept. The functions of input.h want a length too, so a plugin wraps
  * the one that it needs.
+ *
+ * It should need no memory of its own: when there is none, a good value of the startup file would
+ * be taken for a bad one, and be gone from the file with the next save. Where a function of the
+ * daemon found none, nothing is saved.
  */
 typedef int (*vorn_is_valid_fn)(const char *value);
 

@@ -19,6 +19,10 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "process.h"
+#include "vorn-plugin/whole_file.h"
+#include "words.h"
+
 enum {
     longest_pause_s = 60,
     keeper_s = 5, /* how often what could not be timed without memory is made up for */
@@ -29,9 +33,6 @@ enum {
     look_ms = 50,     /* how often an ending process is looked for */
     looks_at_end = 5,
     waiting_us_per_s = 80000,
-    burst_ms = 1000, /* what is said after so long a silence is about something else */
-    words_room = 240,
-    line_room = 2 * words_room, /* for what separates the lines */
     piece_room = 1024,
     /* What a pipe holds, except for what a process that is left goes on writing. */
     pipe_pieces = 64,
@@ -52,24 +53,37 @@ struct supervised {
     eloop_timeout_handler untimed[timers];
     int looks; /* left, for the end of a process whose output has ended */
     int pid;   /* of the process that is ending */
+    unsigned long long birth;
     int is_killed;
     int64_t since_ms;    /* its start, or its end's */
     uint64_t files_read; /* how they were at its start */
     int output;          /* the pipe's end; -1 for none */
-    int64_t heard_ms;
-    char words[words_room];
+    struct words words;
     char state[line_room + 16];
     void (*failed)(void *data);
     void *failed_data;
+    const char *pid_file; /* null for none */
 };
 
 static supervised *programs;
+
+static int is_still_ending(const supervised *program)
+{
+    return program->phase == ending && program->birth != 0 &&
+           supervise_birth(program->pid) == program->birth;
+}
+
+static void remove_pid_file(const supervised *program)
+{
+    if (program->pid_file != NULL && !vorn_process_no_actions) unlink(program->pid_file);
+}
 
 /* With the plugin all knowledge of what is ending is gone: it must not outlive the daemon. */
 __attribute__((destructor)) static void end_all(void)
 {
     for (const supervised *program = programs; program != NULL; program = program->next) {
-        if (program->phase == ending && program->pid > 0) kill(program->pid, SIGKILL);
+        if (is_still_ending(program)) kill(program->pid, SIGKILL);
+        if (program->phase != stopped) remove_pid_file(program);
     }
 }
 
@@ -189,25 +203,6 @@ supervised *supervise_new(const char *name)
     return program;
 }
 
-/* Lines are kept apart by semicolons; whatever a text of the configuration can't have is replaced.
- */
-static void hear(supervised *program, const char *bytes, size_t count)
-{
-    if (now_ms() - program->heard_ms > burst_ms) program->words[0] = '\0';
-    program->heard_ms = now_ms();
-    size_t used = strlen(program->words);
-    for (size_t i = 0; i < count && used + 4 < words_room; i++) {
-        const char byte = bytes[i];
-        const int is_separated = used == 0 || program->words[used - 1] == '\n';
-        if (byte == '\n') {
-            if (!is_separated) program->words[used++] = '\n';
-        } else if (!is_separated || (byte != ' ' && byte != '\t')) {
-            program->words[used++] = byte >= ' ' && byte <= '~' ? byte : byte == '\t' ? ' ' : '?';
-        }
-    }
-    program->words[used] = '\0';
-}
-
 static void close_output(supervised *program)
 {
     if (program->output == -1) return;
@@ -222,7 +217,7 @@ static ssize_t read_output(supervised *program)
     char bytes[piece_room];
     const ssize_t count = read(program->output, bytes, sizeof bytes);
     if (count <= 0) return count == -1 && errno != EAGAIN && errno != EINTR ? 0 : count;
-    hear(program, bytes, (size_t)count);
+    supervise_hear(&program->words, bytes, (size_t)count, now_ms());
     if (vorn_debug_get() > 0) fwrite(bytes, 1, (size_t)count, vorn_debug_get_stream());
     return count;
 }
@@ -259,7 +254,7 @@ static void look_for_end(void *eloop_data, void *data)
 static int open_output(supervised *program)
 {
     int ends[2];
-    program->words[0] = '\0';
+    program->words.text[0] = '\0';
     if (vorn_process_no_actions || pipe2(ends, O_CLOEXEC) != 0) return -1;
     if (fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0 &&
         eloop_register_read_sock(ends[0], read_more, NULL, program) == 0) {
@@ -279,26 +274,12 @@ static void start_again(void *eloop_data, void *data)
     start(data);
 }
 
-static const char *words_in_a_line(const supervised *program, char line[line_room])
-{
-    size_t used = 0;
-    for (const char *each = program->words; *each != '\0'; each++) {
-        if (*each != '\n') {
-            line[used++] = *each;
-        } else if (each[1] != '\0') {
-            line[used++] = ';';
-            line[used++] = ' ';
-        }
-    }
-    line[used] = '\0';
-    return line;
-}
-
 static void pause_after(supervised *program, const char *reason)
 {
     char line[line_room];
-    if (program->words[0] != '\0') {
-        vorn_debug_eprintf("%s: %s\n", program->name, words_in_a_line(program, line));
+    if (program->words.text[0] != '\0') {
+        vorn_debug_eprintf("%s: %s\n", program->name,
+                           supervise_words_in_a_line(&program->words, line));
     }
     vorn_debug_eprintf("%s %s; it is started again in %d s.\n", program->name, reason,
                        program->pause_s);
@@ -319,6 +300,17 @@ static void has_started(void *eloop_data, void *data)
     if (signal_number != 0) supervise_signal(program, signal_number);
 }
 
+static void write_pid_file(const supervised *program)
+{
+    char text[16];
+    const int pid = vorn_service_get_pid(program->name);
+    if (program->pid_file == NULL || pid <= 0) return;
+    snprintf(text, sizeof text, "%d\n", pid);
+    if (write_file_whole(program->pid_file, text, 0644) < 0) {
+        vorn_debug_eprintf("%s: can't write %s.\n", program->name, program->pid_file);
+    }
+}
+
 /* Nothing that was going on for the process that was up goes on. */
 static void leave_up(supervised *program)
 {
@@ -337,6 +329,7 @@ static void ended(void *data)
     for (int i = 0; i < pipe_pieces && program->output != -1 && read_output(program) > 0; i++)
         continue;
     close_output(program);
+    remove_pid_file(program);
     if (now_ms() - program->since_ms >= long_enough_ms) program->pause_s = 1;
     pause_after(program, "has ended");
 }
@@ -357,6 +350,7 @@ static void start(supervised *program)
         close_output(program);
         pause_after(program, "can't be started");
     } else {
+        write_pid_file(program);
         register_ms(starting_ms, has_started, program);
     }
 }
@@ -382,6 +376,7 @@ static void is_gone(supervised *program)
 {
     program->phase = stopped;
     close_output(program);
+    remove_pid_file(program);
     if (program->arguments != NULL) start(program);
 }
 
@@ -389,7 +384,7 @@ static void look_whether_gone(void *eloop_data, void *data)
 {
     (void)eloop_data;
     supervised *program = data;
-    if (kill(program->pid, 0) == -1 && errno == ESRCH) {
+    if (!is_still_ending(program)) {
         is_gone(program);
         return;
     }
@@ -407,10 +402,12 @@ static void end(supervised *program)
     leave_up(program);
     program->pause_s = 1;
     program->pid = vorn_service_get_pid(program->name);
+    program->birth = supervise_birth(program->pid);
     vorn_service_set_exited_fn(program->name, NULL, NULL);
     if (ends_at_once(program)) {
         program->phase = stopped;
         close_output(program);
+        remove_pid_file(program);
     } else {
         program->phase = ending;
         program->is_killed = 0;
@@ -512,6 +509,11 @@ void supervise_set_failed_fn(supervised *program, void (*failed)(void *data), vo
     program->failed_data = data;
 }
 
+void supervise_set_pid_file(supervised *program, const char *path)
+{
+    program->pid_file = path;
+}
+
 int supervise_is_running(const supervised *program)
 {
     return program->phase == up && vorn_service_is_running(program->name);
@@ -537,8 +539,9 @@ const char *supervise_state(supervised *program)
     case pausing:
         break;
     }
-    if (program->words[0] == '\0') return "failed";
-    snprintf(program->state, sizeof program->state, "failed: %s", words_in_a_line(program, line));
+    if (program->words.text[0] == '\0') return "failed";
+    snprintf(program->state, sizeof program->state, "failed: %s",
+             supervise_words_in_a_line(&program->words, line));
     return program->state;
 }
 
@@ -551,5 +554,5 @@ const char *supervise_status(const supervised *program)
 
 const char *supervise_words(const supervised *program)
 {
-    return program->words;
+    return program->words.text;
 }

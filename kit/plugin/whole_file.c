@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 static void name_scratch(char scratch[PATH_MAX], const char *path)
@@ -40,13 +41,30 @@ int whole_file_close(FILE *file, const char *path, int durable)
     return 1;
 }
 
+FILE *whole_file_read(const char *path)
+{
+    struct stat status;
+    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) return NULL;
+
+    FILE *file = NULL;
+    errno = EINVAL;
+    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) file = fdopen(descriptor, "r");
+    if (file == NULL) {
+        const int reason = errno;
+        close(descriptor);
+        errno = reason;
+    }
+    return file;
+}
+
 /* Read in pieces, for a text of any length. */
 static int has_text(const char *path, const char *text)
 {
     char piece[512];
     size_t count;
     size_t left = strlen(text);
-    FILE *file = fopen(path, "re");
+    FILE *file = whole_file_read(path);
     if (file == NULL) return 0;
     while ((count = fread(piece, 1, sizeof piece, file)) > 0 && count <= left &&
            memcmp(piece, text, count) == 0) {

@@ -113,7 +113,7 @@ static int find_pool_of_line(int wanted)
 {
     char line[256];
     int number = -1;
-    FILE *file = fopen(DHCP_CONFIG_FILE, "re");
+    FILE *file = whole_file_read(DHCP_CONFIG_FILE);
     if (file == NULL) return -1;
     for (int at = 1; at <= wanted && fgets(line, sizeof line, file) != NULL; at++) {
         const char *tag = strstr(line, ":pool");

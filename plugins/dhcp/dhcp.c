@@ -45,10 +45,13 @@ static int has_pools(const vorn_instances *configuration)
     return found;
 }
 
-/* Restarted when it has read another configuration than there is now. */
+/*
+ * Restarted when it has read another configuration than there is now. In this way it tells the
+ * system's log and whoever started it what is wrong, but writes no file with its process id.
+ */
 static void run(void)
 {
-    static const char *const arguments[] = {"dnsmasq", "--keep-in-foreground",
+    static const char *const arguments[] = {"dnsmasq", "--no-daemon",
                                             "--conf-file=" DHCP_CONFIG_FILE, NULL};
     static const char *const files[] = {DHCP_CONFIG_FILE, NULL};
     static const supervise_plan plan = {arguments, files, 0};
@@ -209,6 +212,7 @@ void vorn_plugin_init(void)
         return;
     }
     supervise_set_failed_fn(dnsmasq, server_has_failed, NULL);
+    supervise_set_pid_file(dnsmasq, DHCP_PID_FILE);
     vorn_refresher_set_property_fn(refreshers[0], "status", status);
     vorn_refresher_set_property_fn(refreshers[0], "state", state);
     vorn_refresher_set_property_fn(refreshers[1], "state", pool_state);

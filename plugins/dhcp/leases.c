@@ -8,6 +8,7 @@
 #include "config.h"
 #include "declare.h"
 #include "replace.h"
+#include "vorn-plugin/whole_file.h"
 
 static const char class_name[] = "dhcp-lease";
 static const char *const properties[] = {"mac", "address", "host", "expires", NULL};
@@ -47,7 +48,7 @@ void leases_refresh(vorn_refresh_info *info)
 
     vorn_instances *leases = vorn_instances_new();
     if (leases == NULL) return;
-    FILE *file = fopen(DHCP_LEASE_FILE, "re");
+    FILE *file = whole_file_read(DHCP_LEASE_FILE);
     while (file != NULL && fgets(line, sizeof line, file) != NULL)
         add_lease(leases, line);
     if (file != NULL) fclose(file);

@@ -6,6 +6,8 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "vorn-plugin/whole_file.h"
+
 enum { americas, europe, japan };
 
 static char code[3] = "US";
@@ -13,7 +15,7 @@ static char code[3] = "US";
 void country_read(void)
 {
     char text[3];
-    FILE *file = fopen(COUNTRY_FILE, "re");
+    FILE *file = whole_file_read(COUNTRY_FILE);
     if (file == NULL) return;
     if (fscanf(file, "%2[A-Z]", text) == 1 && strlen(text) == 2) {
         strcpy(code, text);

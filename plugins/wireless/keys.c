@@ -68,7 +68,7 @@ const char *keys_get(const char *reference)
 void keys_read(void)
 {
     char line[number_length + 1 + keys_longest + 2];
-    FILE *file = fopen(KEYS_FILE, "re");
+    FILE *file = whole_file_read(KEYS_FILE);
     if (file == NULL) return;
     while (fgets(line, sizeof line, file) != NULL) {
         line[strcspn(line, "\n")] = '\0';

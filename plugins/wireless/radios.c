@@ -17,6 +17,7 @@
 #include "country.h"
 #include "hostapd.h"
 #include "kernel.h"
+#include "leftovers.h"
 #include "links.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
@@ -34,6 +35,7 @@ struct radio {
     unsigned int bridges; /* which ones there were when it was told, and which link of its own */
     unsigned long frames; /* how many of them hostapd was started with */
     int is_to_leave;      /* hostapd is to end, or has, and may not have let go of the link */
+    leftovers left;
     char power[8];
     brief setting; /* of the power */
 };
@@ -73,6 +75,13 @@ static char *name_service(const char *name)
 
 static void power_was_set(int has_failed, void *data);
 
+/* It has ended by itself, and makes its links anew when it is started again. */
+static void hostapd_has_ended(void *data)
+{
+    const struct radio *radio = data;
+    leftovers_remove(&radio->left, radio->name, 0);
+}
+
 static struct radio *make(const char *name)
 {
     struct radio *radio = calloc(1, sizeof *radio);
@@ -86,6 +95,7 @@ static struct radio *make(const char *name)
         free_radio(radio);
         return NULL;
     }
+    supervise_set_failed_fn(radio->program, hostapd_has_ended, radio);
     radio->setting = (brief)BRIEF(power_was_set, radio);
     radio->next = radios;
     radios = radio;
@@ -96,6 +106,18 @@ static void fail(const struct radio *radio, const char *reason)
 {
     vorn_debug_eprintf("wireless: radio %s: %s.\n", radio->name, reason);
     outcomes_fail(&radio_outcomes, radio->name, reason);
+}
+
+static void sweep(struct radio *radio)
+{
+    const char *status = supervise_status(radio->program);
+    const int is_settled =
+        strcmp(status, "stopped") == 0 || strcmp(supervise_state(radio->program), "running") == 0;
+    if (is_settled) {
+        leftovers_sweep(&radio->left, radio->name, radio->told.networks);
+    } else if (leftovers_are_there(&radio->left, radio->name, radio->told.networks)) {
+        links_look_later();
+    }
 }
 
 /*
@@ -118,6 +140,7 @@ static void leave_link(struct radio *radio)
         vorn_service_execv(radio->name, arguments);
     }
     kernel_free(&kernel);
+    sweep(radio);
 }
 
 /* The next commit tries it again. */
@@ -142,10 +165,10 @@ static void stop(struct radio *radio)
     char path[path_room];
     supervise_stop(radio->program);
     if (radio->told.whole != NULL) radio->is_to_leave = 1;
-    if (radio->is_to_leave) leave_link(radio);
     name_file(path, radio);
     unlink(path);
     hostapd_free(&radio->told);
+    if (radio->is_to_leave) leave_link(radio);
 }
 
 static void run(struct radio *radio)
@@ -189,6 +212,7 @@ static void tell(struct radio *radio, hostapd_text *text, const vorn_instances *
     if (frame_is_same && !whole_is_same) supervise_signal(radio->program, SIGHUP);
     hostapd_free(&radio->told);
     radio->told = *text;
+    leftovers_expect(&radio->left, text->networks);
 }
 
 /* In dBm; the driver's own choice when it isn't set. */
@@ -325,6 +349,7 @@ static void links_changed(void)
     for (struct radio *radio = radios; radio != NULL; radio = radio->next) {
         const vorn_instance *now = vorn_instances_get(configuration, "radio", radio->name);
         if (radio->is_to_leave) leave_link(radio);
+        sweep(radio);
         if (now == NULL) continue;
         if (bridges_sum(configuration, radio->name) != radio->bridges) apply(now, configuration);
         join_bridges(configuration, radio);
@@ -369,6 +394,10 @@ const char *radios_state(const char *name)
     if (radio == NULL) return "stopped";
     if (radio->is_to_leave) return "applying: it has not ended yet";
     if (brief_goes_on(&radio->setting)) return "applying";
+    if (strcmp(supervise_status(radio->program), "failed") != 0 &&
+        leftovers_are_there(&radio->left, name, radio->told.networks)) {
+        return "applying: links of its process from before are removed";
+    }
     if (strcmp(supervise_status(radio->program), "failed") == 0 && bridges_number(name) == 0) {
         snprintf(waiting, sizeof waiting, "waiting for %.15s", name);
         return waiting;

@@ -4,6 +4,7 @@
 #include "core/base/result.h"
 #include "support/allocation.h"
 #include "support/builders.h"
+#include "vorn/instances.h"
 #include "vorn/provider.h"
 
 #include <gtest/gtest.h>
@@ -47,7 +48,13 @@ void write_name(vorn_check_info *info, void *data)
     vorn_check_info_refuse(info, nullptr, nullptr, "%s", static_cast<const char *>(data));
 }
 
-void find_no_memory(vorn_check_info *, void *)
+/* Looks at a store of its own, without a word when there is none. */
+void look_carelessly(vorn_check_info *, void *)
+{
+    vorn_instances_delete(vorn_instances_new());
+}
+
+void leave_an_error(vorn_check_info *, void *)
 {
     errno = ENOMEM;
 }
@@ -135,13 +142,27 @@ TEST_F(Checks, AreMadeByEveryProviderThatHasOneInTheOrderOfProviders)
 TEST_F(Checks, ThatFoundNoMemoryToLookHaveNotLooked)
 {
     const ProvidersReset providers;
-    add_checking_provider("careless", find_no_memory);
-    add_checking_provider("other", [](vorn_check_info *, void *) { errno = 0; });
+    add_checking_provider("careless", look_carelessly);
+    add_checking_provider("other", [](vorn_check_info *, void *) {});
     vorn_providers_done_adding();
 
+    FailEachAllocation([] {
+        vorn_check_info each(nullptr, nullptr);
+        check_by_providers(each);
+        EXPECT_EQ(each.out_of_memory, AllocationFailed());
+    });
+}
+
+TEST_F(Checks, MayLeaveAnErrorBehind)
+{
+    const ProvidersReset providers;
+    add_checking_provider("untidy", leave_an_error);
+    vorn_providers_done_adding();
+
+    errno = ENOMEM;
     check_by_providers(info);
 
-    EXPECT_TRUE(info.out_of_memory);
+    EXPECT_FALSE(info.out_of_memory);
 }
 
 TEST_F(Checks, AreTakenAwayByNull)

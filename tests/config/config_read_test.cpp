@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <random>
 #include <string>
 
@@ -137,11 +138,19 @@ TEST_F(ConfigDocuments, LeaveSingletonsToBeMade)
     EXPECT_EQ(log.text(), "");
 }
 
+/* Good is what there is memory to judge. */
+int accepts_what_can_be_copied(const char *value)
+{
+    return static_cast<bool>(copy_of(value));
+}
+
 TEST_F(ConfigDocuments, AreTakenOverWithTheirRecordOrNotAtAllWithoutMemory)
 {
+    ClassBuilder("Door").with("key", {.is_valid = accepts_what_can_be_copied}).add_resolved();
     write(file, "<config><Radio name=\"r0\"><channel>6</channel></Radio><Board/>"
                 "<Acl name=\"staff\"><mac>01</mac></Acl><Route><to>lan</to></Route>"
-                "<Address name=\"lan\"><kind>Static</kind></Address></config>");
+                "<Address name=\"lan\"><kind>Static</kind></Address>"
+                "<Door name=\"d0\"><key>1</key></Door></config>");
     EXPECT_TRUE(load_file());
     const std::string usual = loaded();
 
@@ -162,6 +171,27 @@ TEST_F(ConfigDocuments, AreTakenOverWithTheirRecordOrNotAtAllWithoutMemory)
         EXPECT_TRUE(!whole || loaded() == usual) << loaded();
         EXPECT_TRUE(whole || AllocationFailed());
     });
+}
+
+/* Says no, and an error of something else is left. */
+int refuses_and_leaves_an_error(const char *)
+{
+    errno = ENOMEM;
+    return 0;
+}
+
+TEST_F(ConfigDocuments, AreReadWholeWhateverErrorIsLeftOver)
+{
+    ClassBuilder("Door").with("key", {.is_valid = refuses_and_leaves_an_error}).add_resolved();
+    write(file, "<config><Door name=\"d0\"><key>1</key></Door><Board name=\"wrong\"/><Board/>"
+                "<Board/></config>");
+    errno = ENOMEM;
+    EXPECT_TRUE(load_file());
+    errno = ENOMEM;
+    EXPECT_TRUE(add_missing_singletons(store, changes.get()));
+
+    EXPECT_EQ(loaded(), "Instance name: d0\tclass: Door\n\n\n"
+                        "Instance name: n/a\tclass: Board\n\n\n");
 }
 
 class MutatedConfigDocuments : public ConfigDocuments,

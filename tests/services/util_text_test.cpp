@@ -10,6 +10,8 @@
 #include <random>
 #include <string>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -226,6 +228,22 @@ TEST_F(KeyValueLines, NeedAFileThatCanBeOpened)
     EXPECT_STREQ(room, "kept");
     EXPECT_EQ(log.text(), "vorn: Can't open /no/such/file.\n");
     path = missing;
+}
+
+/* With nobody to write its opening would wait, with somebody who does not its reading. */
+TEST_F(KeyValueLines, OfAPipeThatNobodyWritesIntoAreBlanks)
+{
+    const std::string regular = path;
+    path += ".pipe";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+
+    EXPECT_EQ(line(abc, 100, "p "), "p   \n");
+    const int writer = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_EQ(line(abc, 100, "p "), "p   \n");
+
+    close(writer);
+    unlink(path.c_str());
+    path = regular;
 }
 
 TEST_F(KeyValueLines, AreOneLineThatFitsWhateverTheFileHolds)

@@ -70,7 +70,8 @@ int __wrap_open(const char *path, int flags, ...)
     va_end(arguments);
     if (!is_watchdog(path)) return __real_open(path, flags, mode);
 
-    if (answer(device->opens, flags == O_WRONLY ? "open" : "open otherwise") != 0) return -1;
+    if (answer(device->opens, flags == (O_WRONLY | O_NONBLOCK) ? "open" : "open otherwise") != 0)
+        return -1;
     device->descriptor = __real_open("/dev/null", O_WRONLY, 0);
     return device->descriptor;
 }

@@ -9,6 +9,8 @@
 #include <chrono>
 #include <string>
 
+#include <sys/stat.h>
+
 namespace {
 
 using testing::ElementsAre;
@@ -19,8 +21,7 @@ using testing::Not;
 constexpr char config_file[] = "/var/run/vorn-dnsmasq.conf";
 constexpr char hosts_file[] = "/var/run/vorn-dnsmasq.hosts";
 constexpr char lease_file[] = "/var/run/vorn-dnsmasq.leases";
-constexpr char server_command[] =
-    "dnsmasq --keep-in-foreground --conf-file=/var/run/vorn-dnsmasq.conf";
+constexpr char server_command[] = "dnsmasq --no-daemon --conf-file=/var/run/vorn-dnsmasq.conf";
 
 class AddressPools : public vorn::tests::Device {
 protected:
@@ -31,7 +32,7 @@ protected:
         install_plugin("save.vorn");
         /* Notes when it is told to read its files again. */
         stand_in("dnsmasq", "trap 'echo again >>/tmp/again' HUP\n"
-                            "echo $$ >/var/run/vorn-dnsmasq.pid\n"
+                            "echo $$ >/tmp/ready\n"
                             "while :; do sleep 0.02; done");
         write_file(vorn::test::startup_file,
                    "<config><dhcp><enabled>on</enabled></dhcp><dhcp-pool name=\"lan\">"
@@ -43,7 +44,7 @@ protected:
                    "</config>");
         prepare();
         boot();
-        ASSERT_TRUE(comes_true([] { return exists("/var/run/vorn-dnsmasq.pid"); }));
+        ASSERT_TRUE(comes_true([] { return exists("/tmp/ready"); }));
     }
 
     static std::string change(const std::string &operation)
@@ -134,7 +135,7 @@ TEST_F(AddressPools, RunNothingForValuesThatAreWrittenAgain)
 TEST_F(AddressPools, AreServedAgainAtOnceWithAFixedLease)
 {
     stand_in("dnsmasq", "exit 1");
-    ASSERT_TRUE(kill_program("cat /var/run/vorn-dnsmasq.pid"));
+    ASSERT_TRUE(kill_program("cat /tmp/ready"));
     ASSERT_TRUE(console_shows("dnsmasq has ended; it is started again in 4 s."));
 
     change("<update><dhcp-host><address>192.168.1.21</address></dhcp-host></update>");
@@ -254,6 +255,35 @@ TEST_F(AddressPools, ThatTheServerRefusesAreLeftOutAndTellItsWords)
     EXPECT_THAT(read_file(config_file), HasSubstr("set:pool1,10.9.9.1,10.9.9.8"));
 }
 
+/* dnsmasq lets go of standard error once it has read its files, unless it is told not to. */
+TEST_F(AddressPools, TellWhatTheirServerSaysWhileItServes)
+{
+    stand_in("dnsmasq", "case \"$*\" in *--no-daemon*) ;; *) exec 2>/dev/null ;; esac\n"
+                        "echo 'dnsmasq: failed to change group-id' >&2; exit 5");
+
+    change("<update><dhcp-pool><lease-time>700</lease-time></dhcp-pool></update>");
+
+    EXPECT_TRUE(comes_true([] {
+        return lsql("<lsql><select><dhcp><state/></dhcp></select></lsql>")
+                   .find("<state>failed: dnsmasq: failed to change group-id</state>") !=
+               std::string::npos;
+    }));
+}
+
+TEST_F(AddressPools, NameTheirServersProcessWhileItRuns)
+{
+    constexpr char pid_file[] = "/var/run/vorn-dnsmasq.pid";
+    EXPECT_EQ(read_file(pid_file), read_file("/tmp/ready"));
+
+    change("<update><dhcp><enabled>off</enabled></dhcp></update>");
+    EXPECT_TRUE(comes_true([&] { return !exists(pid_file); }));
+
+    change("<update><dhcp><enabled>on</enabled></dhcp></update>");
+    EXPECT_TRUE(comes_true([&] { return exists(pid_file); }));
+    shut_down();
+    EXPECT_FALSE(exists(pid_file));
+}
+
 TEST_F(AddressPools, WaitForTheirInterface)
 {
     EXPECT_EQ(state_of("dhcp-pool", "lan"), "waiting for br0");
@@ -261,6 +291,21 @@ TEST_F(AddressPools, WaitForTheirInterface)
     shell("ip link add br0 type bridge");
 
     EXPECT_TRUE(state_becomes("dhcp-pool", "lan", "running"));
+}
+
+class PipedAddressPools : public AddressPools {
+protected:
+    void prepare() override
+    {
+        for (const char *path : {config_file, hosts_file, lease_file})
+            ASSERT_EQ(mkfifo(path, 0600), 0) << path;
+    }
+};
+
+TEST_F(PipedAddressPools, WaitForNoPipeInThePlaceOfAFile)
+{
+    EXPECT_THAT(lsql("<lsql><select><dhcp-lease/></select></lsql>"), HasSubstr("<rc>0</rc>"));
+    EXPECT_THAT(read_file(config_file), HasSubstr("dhcp-leasefile="));
 }
 
 struct Fault {
@@ -339,7 +384,7 @@ TEST_F(AddressPools, ThatCameInWithoutACheckAreLeftOut)
 
 TEST_F(AddressPools, LetNobodyWaitForAServerThatHangs)
 {
-    ASSERT_TRUE(hang_program("cat /var/run/vorn-dnsmasq.pid"));
+    ASSERT_TRUE(hang_program("cat /tmp/ready"));
     const auto begin = std::chrono::steady_clock::now();
 
     change("<update><dhcp-pool><lease-time>700</lease-time></dhcp-pool></update>");

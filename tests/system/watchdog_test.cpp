@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <string>
 
+#include <sys/stat.h>
+
 #include "bare_device.h"
 
 namespace {
@@ -74,6 +76,17 @@ TEST_F(Watchdogs, AreDisarmedOnceByUser1)
 
     EXPECT_TRUE(console_shows("vorn: Watchdog already stopped.\n"));
     EXPECT_EQ(read_file(device), "V");
+}
+
+TEST_F(Watchdogs, ThatAreAPipeKeepNobodyWaiting)
+{
+    std::filesystem::remove(device);
+    ASSERT_EQ(mkfifo(device, 0600), 0);
+
+    boot();
+
+    EXPECT_THAT(standard_error(), StartsWith("vorn: vorn_watchdog_ack fopen: "
+                                             "No such device or address\n"));
 }
 
 TEST_F(Watchdogs, StayArmedWhenTheDaemonEnds)

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -51,6 +52,18 @@ TEST_F(AccessPoints, TellTheirDaemonEverythingAtBoot)
     EXPECT_TRUE(comes_true([] { return value_of("radio", "wlan0", "state") == "running"; }));
     EXPECT_TRUE(
         comes_true([] { return value_of("wireless-network", "home", "state") == "running"; }));
+}
+
+TEST_F(AccessPoints, WaitForNoPipeInThePlaceOfAFile)
+{
+    for (const char *path : {"/etc/wireless-country", "/etc/config/wireless-keys", hostapd_file})
+        ASSERT_EQ(mkfifo(path, 0600), 0) << path;
+
+    boot();
+
+    EXPECT_TRUE(comes_true([] { return value_of("radio", "wlan0", "state") == "running"; }));
+    EXPECT_THAT(lsql("<lsql><select><station/></select></lsql>"), HasSubstr("<rc>0</rc>"));
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("country_code=US\n"));
 }
 
 TEST_F(AccessPoints, TakeOnlyListedStationsWhereThePolicyIsToAccept)
@@ -210,6 +223,57 @@ TEST_F(AccessPoints, LetGoOfTheLinkOfADaemonThatWasKilled)
     change("<delete><wireless-network/></delete><delete><radio/></delete>");
 
     EXPECT_TRUE(comes_true([] { return shell(up_or_in_a_bridge) == "0\n"; }));
+}
+
+/* hostapd makes a link for each further network, which only itself takes away. */
+class LinksOfHostapd : public AccessPoints {
+protected:
+    void SetUp() override
+    {
+        AccessPoints::SetUp();
+        stand_in("iw", "test \"$3\" != del || exec ip link del \"$2\"");
+        boot_and_forget();
+        shell("ip link add wlan0_1 type veth peer name air1");
+    }
+
+    static bool is_there() { return shell("ip link show wlan0_1 2>/dev/null") != ""; }
+};
+
+TEST_F(LinksOfHostapd, GoWithOneThatIsKilled)
+{
+    ASSERT_TRUE(kill_program("cat /tmp/ready"));
+
+    EXPECT_TRUE(comes_true([] { return !is_there(); }));
+}
+
+TEST_F(LinksOfHostapd, GoWithOneThatHangsAndIsStartedForFewerNetworks)
+{
+    ASSERT_TRUE(hang_program("cat /tmp/ready"));
+
+    change("<delete><wireless-network name=\"guests\"/></delete>");
+
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "running"));
+    EXPECT_FALSE(is_there());
+}
+
+TEST_F(LinksOfHostapd, GoWithOneThatHangsAndIsSwitchedOff)
+{
+    ASSERT_TRUE(hang_program("cat /tmp/ready"));
+
+    change("<update><radio><status>down</status></radio></update>");
+
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "stopped"));
+    EXPECT_FALSE(is_there());
+}
+
+TEST_F(LinksOfHostapd, StayWhileTheirNetworkDoes)
+{
+    change_network("<isolation>on</isolation>");
+    change("<update><radio><channel>11</channel></radio></update>");
+
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "running"));
+    EXPECT_TRUE(is_there());
+    EXPECT_THAT(commands_run(), Not(testing::Contains(HasSubstr(" del"))));
 }
 
 TEST_F(AccessPoints, LetNobodyWaitForAnIpThatHangs)

@@ -83,6 +83,13 @@ void supervise_signal(supervised *program, int signal_number);
  */
 void supervise_set_failed_fn(supervised *program, void (*failed)(void *data), void *data);
 
+/**
+ * Writes the process id into that file whenever the program is started, and removes it when it has
+ * ended: for a program that would do it itself, but not in the way that it is run. The path is not
+ * copied. Null for none.
+ */
+void supervise_set_pid_file(supervised *program, const char *path);
+
 /** Its process id; 0 while it does not run. */
 int supervise_pid(const supervised *program);
 

@@ -35,6 +35,13 @@ FILE *whole_file_open(const char *path, mode_t mode);
  */
 int whole_file_close(FILE *file, const char *path, int durable);
 
+/**
+ * Opens a regular file to read it, and waits for nobody: what lies in its place may be a FIFO, for
+ * whose other end an opening would wait, and with it the whole daemon. Null, with errno, when that
+ * fails; EINVAL for what is no regular file.
+ */
+FILE *whole_file_read(const char *path);
+
 #ifdef __cplusplus
 }
 #endif

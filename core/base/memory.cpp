@@ -1,0 +1,4 @@
+/* SPDX-License-Identifier: MIT */
+#include "core/base/memory.h"
+
+constinit unsigned long vorn::refused_allocations = 0;

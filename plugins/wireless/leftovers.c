@@ -1,0 +1,61 @@
+/* SPDX-License-Identifier: MIT */
+#include "leftovers.h"
+
+#include "vorn/vorn.h"
+
+#include <net/if.h>
+
+#include "hostapd.h"
+#include "links.h"
+
+enum { most_sweeps = 5 };
+
+void leftovers_expect(leftovers *left, int networks)
+{
+    left->sweeps = 0;
+    if (left->most_networks < networks) left->most_networks = networks;
+}
+
+/* The place of the next link that is there, from that one on, or the number of networks. */
+static int find(const leftovers *left, const char *radio, int place, char link[hostapd_name_room])
+{
+    if (place == 0) place = 1; /* the radio's own */
+    for (; place < left->most_networks; place++) {
+        hostapd_name_interface(link, radio, place);
+        if (if_nametoindex(link) != 0) break;
+    }
+    return place;
+}
+
+static int is_any(const leftovers *left, const char *radio, int networks)
+{
+    char link[hostapd_name_room];
+    return find(left, radio, networks, link) < left->most_networks;
+}
+
+int leftovers_are_there(const leftovers *left, const char *radio, int networks)
+{
+    return left->sweeps < most_sweeps && is_any(left, radio, networks);
+}
+
+void leftovers_remove(const leftovers *left, const char *radio, int networks)
+{
+    char link[hostapd_name_room];
+    if (vorn_process_no_actions) return;
+    for (int place = find(left, radio, networks, link); place < left->most_networks;
+         place = find(left, radio, place + 1, link)) {
+        if (vorn_service_is_running(link)) continue;
+        vorn_service_execl(link, "iw", "dev", link, "del", (char *)NULL);
+    }
+}
+
+void leftovers_sweep(leftovers *left, const char *radio, int networks)
+{
+    if (!is_any(left, radio, networks)) {
+        left->most_networks = networks;
+    } else if (left->sweeps < most_sweeps) {
+        left->sweeps++;
+        leftovers_remove(left, radio, networks);
+        links_look_later();
+    }
+}
