@@ -16,12 +16,10 @@
 #include "core/base/guard.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
-#include "core/eloop_state.h"
 #include "vorn/debug.h"
 #include "vorn/eloop.h"
 #include "vorn/socket.h"
 
-#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -32,6 +30,7 @@ namespace vorn {
 
 constinit NotifyConnection notify_connection[notify_slots] = {};
 constinit std::int32_t conf_change_counter = 1;
+constinit int open_notify_connections = 0;
 
 namespace {
 
@@ -57,23 +56,12 @@ Peer discard_input(std::FILE *stream)
     return Peer::there;
 }
 
-void end_connection(int fd, std::FILE *stream)
-{
-    eloop_unregister_read_sock(fd);
-    forget_unsent(fd);
-    std::fclose(stream);
-}
-
 /* Whoever only listens must not take the last descriptors, which others are served with. */
 bool has_room(int fd)
 {
     constexpr long kept_for_requests = 4;
     if (fd + kept_for_requests >= sysconf(_SC_OPEN_MAX)) return false;
-
-    const EloopSock *begin = eloop_data.readers;
-    return std::count_if(begin, begin + eloop_data.reader_count, [](const EloopSock &each) {
-               return each.handler == notify_read;
-           }) < most_connections;
+    return open_notify_connections < most_connections;
 }
 
 int failed_to(const char *what, int fd)
@@ -142,6 +130,21 @@ void notify_remove_connection(int fd)
     }
 }
 
+bool notify_begin_connection(int fd, std::FILE *stream)
+{
+    if (eloop_register_read_sock(fd, notify_read, nullptr, stream) != 0) return false;
+    open_notify_connections++;
+    return true;
+}
+
+void notify_end_connection(int fd, std::FILE *stream)
+{
+    open_notify_connections--;
+    eloop_unregister_read_sock(fd);
+    forget_unsent(fd);
+    std::fclose(stream);
+}
+
 void notify_read(int fd, void *, void *user_data)
 {
     auto *stream = static_cast<std::FILE *>(user_data);
@@ -149,13 +152,13 @@ void notify_read(int fd, void *, void *user_data)
 
     if (vorn_notify_add_connection(fd, stream) != ok) {
         vorn_debug_eprintf("Unable to add notify connection.\n");
-        end_connection(fd, stream);
+        notify_end_connection(fd, stream);
         return;
     }
     if (peer == Peer::there) return;
 
     notify_remove_connection(fd);
-    end_connection(fd, stream);
+    notify_end_connection(fd, stream);
     vorn_debug_1printf("Notify connection ended (fd %d).\n", fd);
 }
 
@@ -169,7 +172,7 @@ void notify_new_connection(int listener, void *, void *)
         failed_to("vorn_notify_new_connection fdopen", fd);
         return;
     }
-    if (!has_room(fd) || eloop_register_read_sock(fd, notify_read, nullptr, stream) != 0) {
+    if (!has_room(fd) || !notify_begin_connection(fd, stream)) {
         vorn_debug_eprintf("Unable to add notify connection.\n");
         std::fclose(stream);
         return;

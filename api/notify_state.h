@@ -16,9 +16,13 @@ struct NotifyConnection {
 
 extern NotifyConnection notify_connection[notify_slots];
 extern std::int32_t conf_change_counter;
+extern int open_notify_connections; /* subscribers or not */
 
 int vorn_notify_add_connection(int fd, std::FILE *stream);
 void notify_remove_connection(int fd);
+/* From here on the loop watches the connection; false when it can't. */
+bool notify_begin_connection(int fd, std::FILE *stream);
+void notify_end_connection(int fd, std::FILE *stream);
 void notify_new_connection(int listener, void *eloop_data, void *user_data);
 void notify_read(int fd, void *eloop_data, void *stream);
 

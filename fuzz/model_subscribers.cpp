@@ -25,8 +25,7 @@ struct Subscribers::Subscriber {
         fcntl(own.get(), F_SETFL, O_NONBLOCK);
         fcntl(fd, F_SETFL, O_NONBLOCK);
         stream = fdopen(fd, "w+");
-        require(eloop_register_read_sock(fd, notify_read, nullptr, stream) == 0,
-                "the loop watches a subscriber");
+        require(notify_begin_connection(fd, stream), "the loop watches a subscriber");
         say();
     }
     ~Subscriber()

@@ -31,15 +31,13 @@ struct Subscriber {
         own = Fd(ends[0]);
         fd = ends[1];
         stream = fdopen(ends[1], "w+");
-        eloop_register_read_sock(fd, notify_read, nullptr, stream);
+        EXPECT_TRUE(notify_begin_connection(fd, stream));
     }
     ~Subscriber()
     {
         if (!stream) return;
         notify_remove_connection(fd);
-        forget_unsent(fd);
-        eloop_unregister_read_sock(fd);
-        std::fclose(stream);
+        notify_end_connection(fd, stream);
     }
 
     void say(const std::string &bytes)
@@ -78,6 +76,7 @@ protected:
     }
     ~Notices() override
     {
+        EXPECT_EQ(open_notify_connections, 0);
         eloop_destroy();
         eloop_init(nullptr);
         conf_change_counter = 1;
