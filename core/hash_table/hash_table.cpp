@@ -244,6 +244,7 @@ void *step(ght_iterator *iterator, ght_entry *entry, const void **key)
 
 ght_table *ght_create(unsigned int buckets)
 {
+    vorn::require_hash_secret();
     const std::uint32_t rounded = round_up(buckets);
     const bool are_few = rounded <= few_buckets;
     auto *table = static_cast<ght_table *>(

@@ -20,6 +20,11 @@ HashSecret read_secret()
 
 } // namespace
 
-HashSecret hash_secret = read_secret();
+constinit HashSecret hash_secret = {};
+
+void require_hash_secret()
+{
+    if (hash_secret.factor == 0) hash_secret = read_secret();
+}
 
 } // namespace vorn

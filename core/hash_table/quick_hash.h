@@ -15,9 +15,12 @@ namespace vorn {
  */
 struct HashSecret {
     std::uint64_t start;
-    std::uint32_t factor, other_factor;
+    std::uint32_t factor, other_factor; /* odd; 0 as long as there is no secret */
 };
 extern HashSecret hash_secret;
+
+/* Before anything is hashed. */
+void require_hash_secret();
 
 inline std::uint64_t read_word(const unsigned char *bytes)
 {

@@ -60,6 +60,7 @@ std::string known_factors(int number)
 
 class QuickHashes : public testing::Test {
 protected:
+    QuickHashes() { vorn::require_hash_secret(); }
     ~QuickHashes() override { vorn::hash_secret = before; }
 
     static Hashes hashes_of(const Names &names)
@@ -86,6 +87,9 @@ TEST_F(QuickHashes, AreMadeOfWhatTheKernelGaveThisProcessAlone)
 {
     std::uint64_t random[2];
     std::memcpy(random, reinterpret_cast<const void *>(getauxval(AT_RANDOM)), sizeof random);
+    vorn::hash_secret = {};
+
+    ght_finalize(ght_create(1));
 
     EXPECT_EQ(vorn::hash_secret.start, random[0]);
     EXPECT_EQ(vorn::hash_secret.factor, static_cast<std::uint32_t>(random[1]) | 1);
