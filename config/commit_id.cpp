@@ -5,8 +5,8 @@
  */
 #include "config/commit_id.h"
 
-#include "config/classes_walk.h"
 #include "model/class_record.h"
+#include "model/classes_walk.h"
 #include "model/instance_record.h"
 #include "model/instances_walk.h"
 #include "vorn/class.h"

@@ -5,11 +5,11 @@
  */
 #include "config/config_read.h"
 
-#include "config/classes_walk.h"
 #include "config/file_limits.h"
 #include "core/base/memory.h"
 #include "core/base/text.h"
 #include "model/class_record.h"
+#include "model/classes_walk.h"
 #include "model/instance_record.h"
 #include "model/instances_record.h"
 #include "vorn/class.h"

@@ -5,10 +5,10 @@
  */
 #include "config/config_write.h"
 
-#include "config/classes_walk.h"
 #include "config/file_limits.h"
 #include "core/base/guard.h"
 #include "model/class_record.h"
+#include "model/classes_walk.h"
 #include "model/instance_record.h"
 #include "model/instances_walk.h"
 #include "services/xml_writer.h"

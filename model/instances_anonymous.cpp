@@ -3,6 +3,7 @@
 #include "core/base/guard.h"
 #include "core/base/result.h"
 #include "model/instances_kind.h"
+#include "model/instances_nodes.h"
 
 using vorn::absent;
 using vorn::anonymous_members;

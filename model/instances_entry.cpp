@@ -5,6 +5,7 @@
 #include "core/base/result.h"
 #include "core/hash_table/hash_table_order.h"
 #include "model/instances_kind.h"
+#include "model/instances_nodes.h"
 
 #include <algorithm>
 

@@ -1,5 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* Lists of nodes, which anonymous classes and groups keep their instances in. */
+#include "model/instances_nodes.h"
+
 #include "model/instances_kind.h"
 
 namespace vorn {

@@ -136,16 +136,6 @@ void write_line(Writer &writer, const char *prefix, const Row &row, const char *
 
 } // namespace
 
-int find_column(const char *const *columns, std::string_view name)
-{
-    if (!name.empty() && (name.front() == '*' || name.front() == '#')) name.remove_prefix(1);
-
-    for (int column = 0; columns[column]; column++) {
-        if (name == columns[column] + (*columns[column] == '#')) return column;
-    }
-    return -1;
-}
-
 } // namespace vorn
 
 void vorn_util_url_decode(char *text)
