@@ -239,23 +239,24 @@ int radios_judge(const vorn_instances *configuration, const vorn_instance *radio
 {
     const char *name = vorn_instance_get_name(radio);
     (void)configuration;
-    if (is_link_name(name) && strlen(name) <= longest_name) return 0;
-    return fault_is(found, NULL,
-                    "the name can't be an interface's: it has 1 to 12 letters, digits, "
-                    "\"_\", \".\" and \"-\"");
+    if (!is_link_name(name) || strlen(name) > longest_name) {
+        return fault_is(found, NULL,
+                        "the name can't be an interface's: it has 1 to 12 letters, digits, "
+                        "\"_\", \".\" and \"-\"");
+    }
+    if (!vorn_instance_get_status(radio) ||
+        country_allows_channel_in(value_of(radio, "channel"), value_of(radio, "mode"))) {
+        return 0;
+    }
+    return fault_is(found, "channel", "the mode does not have the channel");
 }
 
 /* What can't be goes no further: what is on the air stays there. */
 static int is_possible(const struct radio *radio, const vorn_instance *now)
 {
     fault found;
-    if (radios_judge(NULL, now, &found)) {
-        fail(radio, found.reason);
-    } else if (!country_allows_channel_in(value_of(now, "channel"), value_of(now, "mode"))) {
-        fail(radio, "the mode does not have the channel");
-    } else {
-        return 1;
-    }
+    if (!radios_judge(NULL, now, &found)) return 1;
+    fail(radio, found.reason);
     return 0;
 }
 

@@ -7,7 +7,7 @@
 /** Applies the radios and what is on the air with them, as far as it changed or failed. */
 void radios_commit(const vorn_instances *configuration, const vorn_changes *changes);
 
-/** Judges a radio's name: it is its interface's. */
+/** Judges a radio's name, which is its interface's, and whether its mode has its channel. */
 int radios_judge(const vorn_instances *configuration, const vorn_instance *radio, fault *found);
 
 /** Has the radios follow what becomes of the kernel's links. 0, or 1. */

@@ -121,12 +121,33 @@ TEST_F(AccessPoints, SayThatTheCountryCannotBeRead)
                 HasSubstr("wireless: no country in /etc/wireless-country, taking US.\n"));
 }
 
+/* What a request outside a transaction changes is judged by nobody. */
+constexpr char to_mode_without_channel[] =
+    "<lsql><update><radio><mode>a</mode></radio></update></lsql>";
+
+TEST_F(AccessPoints, AreRefusedAChannelThatTheirModeDoesNotHave)
+{
+    boot_and_forget();
+    const std::string before = read_file(hostapd_file);
+
+    EXPECT_THAT(change("<update><radio><mode>a</mode></radio></update>"),
+                AllOf(HasSubstr("<rc>1</rc>"), HasSubstr("the mode does not have the channel")));
+    EXPECT_EQ(value_of("radio", "wlan0", "mode"), "g");
+    EXPECT_EQ(read_file(hostapd_file), before);
+
+    EXPECT_THAT(change("<update><radio><mode>a</mode><channel>36</channel></radio></update>"),
+                HasSubstr("<rc>0</rc>"));
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    EXPECT_TRUE(comes_true([] { return value_of("radio", "wlan0", "state") == "running"; }));
+}
+
 TEST_F(AccessPoints, LeaveOnTheAirWhatTheModeDoesNotAllow)
 {
     boot_and_forget();
     const std::string before = read_file(hostapd_file);
 
-    change("<update><radio><mode>a</mode></radio></update>");
+    lsql(to_mode_without_channel);
+    change_network("<hidden>on</hidden>");
 
     EXPECT_EQ(value_of("radio", "wlan0", "state"), "failed: the mode does not have the channel");
     EXPECT_TRUE(console_shows("wireless: radio wlan0: the mode does not have the channel.\n"));
@@ -142,7 +163,7 @@ TEST_F(AccessPoints, CanBeSwitchedOffWhateverTheirChannel)
 {
     boot_and_forget();
 
-    change("<update><radio><mode>a</mode></radio></update>");
+    lsql(to_mode_without_channel);
     change("<update><radio><status>down</status></radio></update>");
 
     EXPECT_EQ(shell("kill -0 $(cat /tmp/ready) 2>/dev/null || echo gone"), "gone\n");
