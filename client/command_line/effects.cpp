@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <iostream>
 #include <thread>
 
@@ -31,6 +32,20 @@ bool is_in_progress(const std::string &state)
 bool is_not_applied(const std::string &state)
 {
     return begins_with_any(state, {"waiting for", "failed"});
+}
+
+/* What a state says of itself that is good otherwise, or nothing. */
+std::string why_unsaved(const std::string &state)
+{
+    constexpr const char *words = ", but not saved: ";
+    const std::size_t at =
+        is_in_progress(state) || is_not_applied(state) ? std::string::npos : state.find(words);
+    return at == std::string::npos ? "" : state.substr(at + std::strlen(words));
+}
+
+std::string title_of(const std::pair<std::string, std::string> &key)
+{
+    return key.first + (key.second.empty() ? "" : " \"" + shown(key.second) + "\"");
 }
 
 /* What only a plugin tells. */
@@ -95,7 +110,8 @@ Effects::States Effects::of_interest(const std::vector<Target> &touched) const
         const auto before = before_.find(each.first);
         const bool is_as_before = before != before_.end() && before->second == each.second;
         return (!is_touched && is_as_before) ||
-               (!is_in_progress(each.second) && !is_not_applied(each.second));
+               (!is_in_progress(each.second) && !is_not_applied(each.second) &&
+                why_unsaved(each.second).empty());
     });
     return states;
 }
@@ -106,23 +122,30 @@ int Effects::report(const std::vector<Target> &touched, bool waits) const
     const auto deadline = steady_clock::now() + (waits ? 5s : 0s);
     States states = of_interest(touched);
     const auto goes_on = [](const auto &each) { return is_in_progress(each.second); };
+    const auto is_bad = [](const auto &each) { return why_unsaved(each.second).empty(); };
     while (std::any_of(states.begin(), states.end(), goes_on) && steady_clock::now() < deadline) {
         std::this_thread::sleep_for(100ms);
         states = of_interest(touched);
     }
+    const std::string so_far =
+        std::any_of(states.begin(), states.end(), is_bad) ? "recorded" : "applied";
+    bool is_saved = true;
     for (const auto &[key, state] : states) {
-        std::cerr << "vornctl: recorded, but "
-                  << (is_in_progress(state) ? "still in progress: " : "not applied: ") << key.first
-                  << (key.second.empty() ? "" : " \"" + shown(key.second) + "\"") << ": "
-                  << shown(state) << '\n';
+        const std::string unsaved = why_unsaved(state);
+        is_saved = is_saved && unsaved.empty();
+        std::cerr << "vornctl: "
+                  << (!unsaved.empty()        ? so_far + ", but not saved: "
+                      : is_in_progress(state) ? "recorded, but still in progress: "
+                                              : "recorded, but not applied: ")
+                  << title_of(key) << ": " << shown(unsaved.empty() ? state : unsaved) << '\n';
     }
     const std::optional<Instance> saves = saves_of(device_);
-    const bool is_saved = !saves || saves->value("result") != "failed";
-    if (!is_saved) {
-        std::cerr << "vornctl: " << (states.empty() ? "applied" : "recorded")
-                  << ", but not saved: " << shown(saves->value("reason")) << '\n';
+    if (saves && saves->value("result") == "failed") {
+        is_saved = false;
+        std::cerr << "vornctl: " << so_far << ", but not saved: " << shown(saves->value("reason"))
+                  << '\n';
     }
-    return !states.empty() ? not_applied : is_saved ? done : not_saved;
+    return so_far == "recorded" ? not_applied : is_saved ? done : not_saved;
 }
 
 } // namespace vorn::client

@@ -16,13 +16,14 @@ enum { most_keys = 256, number_length = 8, reference_length = sizeof mask - 1 + 
 struct key {
     char reference[reference_length + 1];
     char text[keys_longest + 1];
+    int is_written;
 };
 
 /* In the order in which they were kept. */
 static struct key keys[most_keys];
 static int count;
 static int is_written = 1;
-static int has_failed;
+static int why_not; /* as errno tells, when the last try to write them failed, else 0 */
 
 static int is_in_use(const struct key *key, const vorn_instances *configuration)
 {
@@ -77,6 +78,7 @@ void keys_read(void)
         struct key *key = &keys[count++];
         snprintf(key->reference, sizeof key->reference, "%s%.*s", mask, number_length, line);
         snprintf(key->text, sizeof key->text, "%s", line + number_length + 1);
+        key->is_written = 1;
     }
     fclose(file);
 }
@@ -104,6 +106,7 @@ const char *keys_keep(const char *key, const vorn_instances *configuration,
     struct key *kept = &keys[count++];
     strcpy(kept->reference, reference);
     strcpy(kept->text, key);
+    kept->is_written = 0;
     is_written = 0;
     return kept->reference;
 }
@@ -117,13 +120,21 @@ int keys_write(void)
         fprintf(file, "%s %s\n", keys[i].reference + sizeof mask - 1, keys[i].text);
     }
     is_written = file != NULL && whole_file_close(file, KEYS_FILE, 1) == 0;
-    has_failed = !is_written;
-    if (is_written) return 0;
-    vorn_debug_eprintf("wireless: can't write " KEYS_FILE ": %s.\n", strerror(errno));
-    return 1;
+    why_not = is_written ? 0 : errno;
+    if (!is_written) {
+        vorn_debug_eprintf("wireless: can't write " KEYS_FILE ": %s.\n", strerror(why_not));
+        return 1;
+    }
+    for (int i = 0; i < count; i++)
+        keys[i].is_written = 1;
+    return 0;
 }
 
-int keys_have_failed(void)
+const char *keys_why_unsaved(const char *reference)
 {
-    return has_failed;
+    for (int i = count - 1; i >= 0; i--) {
+        if (strcmp(keys[i].reference, reference) != 0) continue;
+        return why_not != 0 && !keys[i].is_written ? strerror(why_not) : NULL;
+    }
+    return NULL;
 }

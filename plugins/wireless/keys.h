@@ -38,7 +38,7 @@ const char *keys_get(const char *reference);
  */
 int keys_write(void);
 
-/** Whether the last attempt to write them failed. */
-int keys_have_failed(void);
+/** Why the key of a reference is not on the disk, or null. The text is good until the next call. */
+const char *keys_why_unsaved(const char *reference);
 
 #endif

@@ -3,6 +3,7 @@
  * Radios, the networks on the air with them, who may join, and who has. Through hostapd, with a
  * little of iw.
  */
+#include <stdio.h>
 #include <string.h>
 
 #include "bridges.h"
@@ -119,18 +120,13 @@ static const char *radio_state(vorn_instance *instance, const char *property,
     return radios_state(vorn_instance_get_name(instance));
 }
 
-static const char *network_state(vorn_instance *instance, const char *property,
-                                 vorn_refresh_info *info)
+static const char *state_on_the_air(const vorn_instance *instance, vorn_refresh_info *info)
 {
-    (void)property;
     const char *name = vorn_instance_get_name(instance);
     const char *radio = value_of(instance, "radio");
     fault found;
     const char *failure = outcomes_state(&network_outcomes, name);
     if (failure != NULL) return failure;
-    if (*value_of(instance, "key") != '\0' && keys_have_failed()) {
-        return failed_state("its key can't be saved");
-    }
     if (networks_judge(vorn_refresh_info_get_instances(info), instance, &found)) {
         return failed_state(found.reason);
     }
@@ -138,6 +134,21 @@ static const char *network_state(vorn_instance *instance, const char *property,
     const char *reason =
         radios_is_running(radio) ? bridges_reason(vorn_config_get_running(), instance) : NULL;
     return reason != NULL ? reason : radios_state(radio);
+}
+
+/* A key on the air that the next boot does not find is applied, and yet nothing to rely on. */
+static const char *network_state(vorn_instance *instance, const char *property,
+                                 vorn_refresh_info *info)
+{
+    static char text[128];
+    (void)property;
+    const char *state = state_on_the_air(instance, info);
+    const char *unsaved = keys_why_unsaved(value_of(instance, "key"));
+    if (unsaved == NULL || (strcmp(state, "running") != 0 && strcmp(state, "stopped") != 0)) {
+        return state;
+    }
+    snprintf(text, sizeof text, "%s, but not saved: its key: %s", state, unsaved);
+    return text;
 }
 
 /* An update that no commit follows leaves the key as it came: nobody is to read it. */

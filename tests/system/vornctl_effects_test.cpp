@@ -74,6 +74,20 @@ TEST_F(Effects, ThatAreNotSavedAreNoSuccess)
     EXPECT_EQ(vornctl("show Radio r0 channel -q"), "6\n[0]\n");
 }
 
+TEST_F(Effects, OfWhichAPartIsNotSavedAreNoSuccess)
+{
+    constexpr char not_saved[] = "but not saved: Program \"p\": its key: too many\n";
+
+    EXPECT_EQ(vornctl("set Program p arguments=lose"),
+              std::string("[6]\nvornctl: applied, ") + not_saved);
+    EXPECT_EQ(vornctl("set Radio r0 mode=g"), "[0]\n");
+    EXPECT_EQ(
+        shell("printf 'set Program p arguments=lose\nadd Program q arguments=fail\n' | " VORN_CLIENT
+              " batch - 2>&1; echo $?"),
+        std::string("vornctl: recorded, ") + not_saved +
+            "vornctl: recorded, but not applied: Program \"q\": failed: no such file\n7\n");
+}
+
 TEST_F(Effects, OfAnUnreadableConfigurationAreToldUntilSomebodyDealsWithIt)
 {
     vornctl("inform save action=break");

@@ -78,6 +78,7 @@ static const char *state_of(const char *arguments)
     if (strcmp(arguments, "fail") == 0) return "failed: no such file";
     if (strcmp(arguments, "wait") == 0) return "waiting for wlan0";
     if (strcmp(arguments, "hang") == 0) return "applying";
+    if (strcmp(arguments, "lose") == 0) return "running, but not saved: its key: too many";
     if (strcmp(arguments, "slow") == 0 && looks++ < 3) return "starting";
     return "running";
 }
