@@ -100,6 +100,23 @@ TEST_F(SavedConfigurations, LeaveOutWhatHasNoXmlName)
                           "it.\n");
 }
 
+TEST_F(SavedConfigurations, HoldTheLongestNamesThatCanBeReadBack)
+{
+    const std::string longest(50'000, 'n');
+    ClassBuilder("Odd")
+        .persistent()
+        .with(longest.c_str())
+        .with((longest + "n").c_str())
+        .add_resolved();
+    put("Odd", "y", {{longest.c_str(), "1"}, {(longest + "n").c_str(), "2"}});
+
+    EXPECT_EQ(saved(), "  <Odd name=\"y\">\n    <" + longest + ">1</" + longest + ">\n  </Odd>\n");
+    EXPECT_EQ(log.text(), "vorn: Can't save " + longest +
+                              "n of instance \"y\" of class \"Odd\": "
+                              "XML can't hold it.\n");
+    EXPECT_NE(parse_config(file.c_str()), nullptr);
+}
+
 TEST_F(SavedConfigurations, LeaveTheOldFileWhenThereIsNowhereToWrite)
 {
     const std::string nowhere = folder / "no/config.xml";

@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <filesystem>
+#include <iterator>
+#include <random>
 #include <string>
 
 #include <sys/mount.h>
@@ -108,6 +111,87 @@ TEST_P(WorstTexts, AreReadBackByTheNextBoot)
 
 INSTANTIATE_TEST_SUITE_P(Of, WorstTexts, testing::ValuesIn(worst_texts),
                          [](const auto &each) { return std::string(each.param.name); });
+
+/* Whatever a client may put into a configuration, in every length that it may have. */
+class RandomStores : public Saves, public testing::WithParamInterface<unsigned int> {
+protected:
+    std::size_t up_to(std::size_t limit)
+    {
+        return std::uniform_int_distribution<std::size_t>(0, limit)(random_);
+    }
+
+    /* As it stands in a request. One in eight is about as long as texts may be. */
+    std::string any_text(std::size_t longest)
+    {
+        struct Piece {
+            const char *markup;
+            std::size_t length;
+        };
+        static constexpr Piece pieces[] = {
+            {"a", 1},        {" ", 1},          {"&lt;", 1},     {"&gt;", 1},     {"&amp;", 1},
+            {"&quot;", 1},   {"'", 1},          {"&#10;", 1},    {"&#9;", 1},     {"&#13;", 1},
+            {"]]&gt;", 3},   {"&#xE4;", 2},     {"&#x20AC;", 3}, {"&#xFFFD;", 3}, {"&#x1F600;", 4},
+            {"%s", 2},       {"&#x7F;", 1},     {"&#x80;", 2},   {"&#x85;", 2},   {"&#x2028;", 3},
+            {"&amp;#1;", 4}, {"&#x10FFFF;", 4},
+        };
+        const bool is_long = up_to(7) == 0;
+        const bool is_uniform = up_to(1) == 0;
+        const Piece *piece = &pieces[up_to(std::size(pieces) - 1)];
+        std::string text;
+        for (std::size_t left = is_long ? longest - up_to(2) : up_to(12); left >= piece->length;) {
+            text += piece->markup;
+            left -= piece->length;
+            if (!is_uniform) piece = &pieces[up_to(std::size(pieces) - 1)];
+        }
+        return text;
+    }
+
+    std::string any_instance(int number)
+    {
+        constexpr std::size_t longest_name = 16384;
+        constexpr std::size_t longest_value = 1048576;
+        const std::string name =
+            " name=\"" + std::to_string(number) + any_text(longest_name - 2) + "\">";
+        switch (up_to(2)) {
+        case 0:
+            return "<Radio" + name + "</Radio>";
+        case 1:
+            return "<Acl" + name + "<mac>" + any_text(longest_value) + "</mac></Acl>";
+        default:
+            return "<Address" + name + "<kind>Static</kind><comment>" + any_text(longest_value) +
+                   "</comment></Address>";
+        }
+    }
+
+private:
+    std::mt19937 random_{GetParam()};
+};
+
+TEST_P(RandomStores, AreTheSameOnceSavedAndLoadedByAnotherProcess)
+{
+    constexpr char everything[] = "<lsql><select><Radio/></select><select><Acl><mac/></Acl>"
+                                  "</select><select><Address><kind/><comment/></Address></select>"
+                                  "</lsql>";
+    write_file(startup, "<config><Board><label>a</label></Board></config>");
+    boot();
+    for (int i = 10; i < 26; i++) {
+        ASSERT_THAT(lsql("<lsql><insert>" + any_instance(i) + "</insert></lsql>").substr(0, 200),
+                    HasSubstr("<rc>0</rc>"));
+    }
+    const std::string before = lsql(everything);
+    const std::string saved = read_file(startup);
+    shut_down();
+
+    boot();
+
+    EXPECT_TRUE(lsql(everything) == before) << "the answer is another";
+    EXPECT_THAT(lsql(select_save), HasSubstr("<boot>startup</boot>"));
+    std::filesystem::remove(startup);
+    lsql("<lsql><update><Board><label>a</label></Board></update></lsql>");
+    EXPECT_TRUE(read_file(startup) == saved) << "the file is another";
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomStores, testing::Range(1U, 4U));
 
 TEST_F(Saves, KeepTheFilesMode)
 {
