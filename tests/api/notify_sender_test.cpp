@@ -25,6 +25,7 @@ using vorn::tests::message;
 using vorn::tests::Notices;
 using vorn::tests::Subscriber;
 
+/* Attack. */
 using SlowSubscribers = Notices;
 
 /* Whole messages only, each with its separator. */

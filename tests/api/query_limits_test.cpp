@@ -12,6 +12,7 @@ namespace {
 using testing::HasSubstr;
 using vorn::tests::QueryTest;
 
+/* Attack. */
 using RequestLimits = QueryTest;
 
 std::string refusal(const std::string &error)

@@ -59,6 +59,7 @@ constexpr Nested kinds[] = {
     {"no XML", "<lsql", "(nothing)"},
 };
 
+/* Attack. */
 class NestedRequests : public QueryTest {
 protected:
     NestedRequests()

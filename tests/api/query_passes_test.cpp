@@ -93,6 +93,7 @@ const Refreshing refreshings[] = {
      "Refresh info:\n"},
 };
 
+/* Attack. */
 class Refreshes : public QueryTest, public testing::WithParamInterface<Refreshing> {};
 
 TEST_P(Refreshes, AskForWhatTheRequestReads)

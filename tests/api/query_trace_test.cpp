@@ -99,6 +99,7 @@ const Evaluation evaluations[] = {
      "Unknown expression name \"xor\".\nnot evaluates to 1\n"},
 };
 
+/* Attack. */
 class Evaluations : public QueryTest, public testing::WithParamInterface<Evaluation> {
 protected:
     /* The lines of the log that evaluations wrote, without what they all begin with. */

@@ -11,6 +11,7 @@
 
 namespace vorn::tests {
 
+/* Attack. */
 class RandomConfigurations : public ConfigTest, public testing::WithParamInterface<unsigned int> {
 protected:
     std::size_t below(std::size_t limit)

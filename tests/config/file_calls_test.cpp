@@ -62,6 +62,7 @@ ssize_t __wrap_read(int descriptor, void *room, size_t size)
 
 namespace vorn::tests {
 
+/* Attack. */
 class FileCalls : public testing::Test {
 protected:
     FileCalls() { asked = &calls; }

@@ -72,6 +72,7 @@ std::chrono::milliseconds since(std::chrono::steady_clock::time_point start)
                                                                  start);
 }
 
+/* Attack. */
 class SlowLogs : public testing::Test {
 protected:
     SlowLogs()

@@ -22,6 +22,7 @@ void strike(int)
 }
 
 /* Work that a signal asks for. */
+/* Attack. */
 class WorkOfSignals : public testing::Test {
 protected:
     WorkOfSignals()

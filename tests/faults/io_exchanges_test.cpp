@@ -228,6 +228,7 @@ TEST_F(FailingCalls, LoseNoHalfOfANotice)
     report("change with a subscriber, send", tried, std::to_string(lost) + " notices were lost");
 }
 
+/* Attack. */
 class DaemonsWithoutDescriptors : public FailingExchanges {
 protected:
     /* No more than so many beside those that are open. */

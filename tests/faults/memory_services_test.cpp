@@ -14,6 +14,7 @@ using namespace vorn::tests;
 
 constexpr char id_file[] = "/tmp/syslogd.pid";
 
+/* Attack. */
 class DevicesWithoutMemory : public ScarceDevice {
 protected:
     /* The program that runs, once it says which it is; it does so once. */

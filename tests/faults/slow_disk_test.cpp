@@ -19,6 +19,7 @@ using namespace vorn::tests;
 
 constexpr auto time_to_flush = 400ms;
 
+/* Attack. */
 class SlowDisks : public FaultyDevice {
 protected:
     void SetUp() override

@@ -227,6 +227,7 @@ const Row rows[] = {
      {"stopped", "gone, told", "stopped", "stopped", "running, lives"}},
 };
 
+/* Attack. */
 class StatesOfServices : public ServiceStates,
                          public testing::WithParamInterface<std::tuple<Row, std::size_t>> {};
 

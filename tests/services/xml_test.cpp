@@ -102,6 +102,7 @@ TEST(XmlAttributes, AreNullForNullAndForWhatIsNoElement)
     EXPECT_EQ(vorn_util_xmlGetProp(root_of(document)->children, "x"), nullptr);
 }
 
+/* Attack. */
 TEST(Parsing, ComplainsInTheLogAtLevel4Only)
 {
     CapturedLog log(3);

@@ -15,6 +15,7 @@ using namespace vorn::tests;
 
 using BootLoads = ConfiguredDevice;
 
+/* Attack. */
 TEST_F(BootLoads, GiveBackTheMemoryThatTheFileTook)
 {
 #ifdef __SANITIZE_ADDRESS__

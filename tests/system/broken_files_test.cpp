@@ -20,6 +20,7 @@ constexpr char broken_file[] = "/etc/config/config.xml.broken";
 constexpr char broken_text[] = "<config><Radio name=\"old\"/><Radio";
 constexpr char add_radio[] = "<lsql><insert><Radio name=\"new\"/></insert></lsql>";
 
+/* Attack. */
 class BrokenFiles : public ConfiguredDevice {
 protected:
     void SetUp() override
@@ -141,6 +142,7 @@ TEST_F(BrokenFiles, TellThatTheStartupFileWasMadeOfTheDefault)
 }
 
 /* The disk with the startup file takes nothing any more. */
+/* Attack. */
 class WornDisks : public BrokenFiles {
 protected:
     void SetUp() override
@@ -195,6 +197,7 @@ TEST_F(BrokenFiles, AreDoneWithoutWhereTheirFolderIsMissing)
     EXPECT_THAT(lsql(select_save), HasSubstr("<reason>No such file or directory</reason>"));
 }
 
+/* Attack. */
 class Pipes : public BrokenFiles {
 protected:
     static void put_pipe(const char *path)

@@ -174,6 +174,7 @@ const BadDefault bad_defaults[] = {
      "vorn: Bad default header name: Author.\nvorn: Error 106 copying default config.\n"},
 };
 
+/* Attack. */
 class BadDefaults : public ConfiguredDevice, public testing::WithParamInterface<BadDefault> {};
 
 TEST_P(BadDefaults, GiveWayToTheRescue)

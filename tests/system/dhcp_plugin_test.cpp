@@ -293,6 +293,7 @@ TEST_F(AddressPools, WaitForTheirInterface)
     EXPECT_TRUE(state_becomes("dhcp-pool", "lan", "running"));
 }
 
+/* Attack. */
 class PipedAddressPools : public AddressPools {
 protected:
     void prepare() override

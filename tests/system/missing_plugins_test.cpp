@@ -24,6 +24,7 @@ constexpr char refusal[] =
     "own would be lost.\n";
 
 /* A device whose last boot had all its plugins, and saved. */
+/* Attack. */
 class MissingPlugins : public ConfiguredDevice {
 protected:
     void SetUp() override

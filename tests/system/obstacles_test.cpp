@@ -88,6 +88,7 @@ const Obstacle obstacles[] = {
     {"NoPidFile", nullptr, with_a_folder_for_a_pid_file, "Unable to create pid file"},
 };
 
+/* Attack. */
 class Obstacles : public BareDevice, public testing::WithParamInterface<Obstacle> {
 protected:
     void SetUp() override
@@ -210,6 +211,7 @@ void forbid_forks()
     if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) _exit(126);
 }
 
+/* Attack. */
 class StartsWithoutForks : public BareDevice {
 protected:
     /* Leak checking needs a process of its own, so the end must not be an orderly one. */

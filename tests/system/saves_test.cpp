@@ -85,6 +85,7 @@ const WorstText worst_texts[] = {
     {"LettersUpToTheLimit", "x", 10000000},
 };
 
+/* Attack. */
 class WorstTexts : public Saves, public testing::WithParamInterface<WorstText> {};
 
 TEST_P(WorstTexts, AreReadBackByTheNextBoot)
@@ -113,6 +114,7 @@ INSTANTIATE_TEST_SUITE_P(Of, WorstTexts, testing::ValuesIn(worst_texts),
                          [](const auto &each) { return std::string(each.param.name); });
 
 /* Whatever a client may put into a configuration, in every length that it may have. */
+/* Attack. */
 class RandomStores : public Saves, public testing::WithParamInterface<unsigned int> {
 protected:
     std::size_t up_to(std::size_t limit)

@@ -246,6 +246,7 @@ TEST_F(SignalsDuringTheBoot, DoNotCutTheWaitForACommandShort)
 }
 
 /* A signal that strikes while an instance is being made, and while a provider commits. */
+/* Attack. */
 class SignalsIntoTheBootLoad : public BareDevice {
 protected:
     void boot_with(int signal_number)

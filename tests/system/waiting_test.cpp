@@ -61,6 +61,7 @@ void send_what_is_no_xml(int times)
 }
 
 /* The console is a terminal that somebody stopped. */
+/* Attack. */
 class StoppedConsoles : public BareDevice {
 protected:
     void SetUp() override
@@ -124,6 +125,7 @@ void report_to_a_full_pipe()
     dup2(open(errors, O_RDWR), STDERR_FILENO);
 }
 
+/* Attack. */
 TEST_F(BareDevice, ThatReportsToAFullPipeKeepsNobodyWaiting)
 {
     ASSERT_EQ(mkfifo(errors, 0600), 0);
@@ -154,6 +156,7 @@ void close_and_block_everything()
         close(descriptor);
 }
 
+/* Attack. */
 TEST_F(BareDevice, WorksAsEverWhateverItsParentClosedAndBlocked)
 {
     install_plugin("commands.vorn");
@@ -177,6 +180,7 @@ void allow_few_descriptors()
 }
 
 /* A device on which a process may have sixteen descriptors. */
+/* Attack. */
 class FewDescriptors : public BareDevice {
 protected:
     /* How often the loop's door has failed to take a client. */

@@ -78,6 +78,7 @@ TEST_F(Watchdogs, AreDisarmedOnceByUser1)
     EXPECT_EQ(read_file(device), "V");
 }
 
+/* Attack. */
 TEST_F(Watchdogs, ThatAreAPipeKeepNobodyWaiting)
 {
     std::filesystem::remove(device);

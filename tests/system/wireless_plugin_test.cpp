@@ -54,6 +54,7 @@ TEST_F(AccessPoints, TellTheirDaemonEverythingAtBoot)
         comes_true([] { return value_of("wireless-network", "home", "state") == "running"; }));
 }
 
+/* Attack. */
 TEST_F(AccessPoints, WaitForNoPipeInThePlaceOfAFile)
 {
     for (const char *path : {"/etc/wireless-country", "/etc/config/wireless-keys", hostapd_file})
