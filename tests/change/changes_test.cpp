@@ -90,6 +90,22 @@ TEST_F(ChangeSets, AreMadeOnAWorkingCopyThatHoldsCopiesOfGuests)
     vorn_instances_remove(home.get(), guest.get());
 }
 
+TEST_F(ChangeSets, AreMadeOnAWorkingCopyThatTakesWhatNobodyLookedAtOnceTheGuestsAreGone)
+{
+    const StoreShell home(vorn_instances_new());
+    const Owned<vorn_instance> guest = new_instance(radio, "radio0");
+    const vorn_instance *own = put(clock);
+    ASSERT_EQ(vorn_instances_add(home.get(), guest.get()), 0);
+    ASSERT_EQ(vorn_instances_add(store, guest.get()), 0);
+
+    vorn_instances_remove_class(store, "radio");
+    vorn_instances *copy = new_working_copy(store);
+    vorn_instances_delete_all(std::exchange(store, copy));
+
+    EXPECT_EQ(vorn_instances_get_singleton(store, "clock"), own);
+    vorn_instances_remove(home.get(), guest.get());
+}
+
 TEST_F(ChangeSets, RecordAnAssignment)
 {
     vorn_instance *radio0 = put(radio, "radio0", {{"channel", "6"}});

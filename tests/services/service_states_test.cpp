@@ -40,6 +40,15 @@ void tell(void *scene)
     static_cast<Scene *>(scene)->told++;
 }
 
+/* Whoever starts it is its parent. */
+pid_t start_sibling()
+{
+    const pid_t sibling = fork();
+    if (sibling != 0) return sibling;
+    execlp("sleep", "sleep", "1000", nullptr);
+    _exit(127);
+}
+
 /* Somebody else's child: its parent is gone. */
 pid_t start_stranger()
 {
@@ -47,11 +56,7 @@ pid_t start_stranger()
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
     const pid_t parent = fork();
     if (parent == 0) {
-        const pid_t stranger = fork();
-        if (stranger == 0) {
-            execlp("sleep", "sleep", "1000", nullptr);
-            _exit(127);
-        }
+        const pid_t stranger = start_sibling();
         if (write(ends[1], &stranger, sizeof stranger) < 0) _exit(1);
         _exit(0);
     }
@@ -103,6 +108,11 @@ public:
     {
         reaped(scene);
         service().pid = scene.stranger = start_stranger();
+    }
+    static void number_taken_by_a_sibling(Scene &scene)
+    {
+        reaped(scene);
+        service().pid = scene.stranger = start_sibling();
     }
     static void number_taken_after_another_reaped(Scene &scene)
     {
@@ -201,6 +211,9 @@ const Row rows[] = {
     {"number taken by a stranger",
      ServiceStates::number_taken,
      {"running", "gone, told", "stopping", "stopping", "running, lives"}},
+    {"number taken by a sibling",
+     ServiceStates::number_taken_by_a_sibling,
+     {"running", "gone, told", "stopping", "stopping", "running, lives"}},
     {"number taken by a stranger after another reaped it",
      ServiceStates::number_taken_after_another_reaped,
      {"running", "gone, told", "stopping", "stopping", "running, lives"}},
@@ -245,6 +258,7 @@ TEST_P(StatesOfServices, MeetEveryEvent)
     if (scene.stranger > 0) {
         EXPECT_EQ(kill(scene.stranger, 0), 0) << "the stranger was killed";
         kill(scene.stranger, SIGKILL);
+        waitpid(scene.stranger, nullptr, 0); /* if it is a sibling */
     } else if (first > 0) {
         kill(first, SIGKILL);
         waitpid(first, nullptr, 0);

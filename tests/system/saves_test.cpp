@@ -377,6 +377,18 @@ TEST_F(Copies, ToTheDefaultBelieveNoDigestOfAToolThatFailed)
     EXPECT_FALSE(exists(default_file));
 }
 
+TEST_F(Copies, ToTheDefaultBelieveNoDigestThatIsTooShort)
+{
+    stand_in("/usr/bin/md5sum", "echo 0123456789abcdef0123456789abcde");
+    boot();
+
+    copy("running-to-default");
+
+    EXPECT_TRUE(console_shows("vorn: Can't compute the checksum of /tmp/defaultconfig.xml.\n"
+                              "vorn: copies: running-to-default 1\n"));
+    EXPECT_FALSE(exists(default_file));
+}
+
 TEST_F(Copies, ToTheDefaultNeedTheirScratchFile)
 {
     std::filesystem::create_directories("/tmp/defaultconfig.xml.new/in-the-way");
