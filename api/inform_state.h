@@ -2,7 +2,7 @@
 #pragma once
 
 #include "core/base/memory.h"
-#include "core/base/table.h"
+#include "core/hash_table/table.h"
 
 namespace vorn {
 

@@ -6,9 +6,9 @@
 #include "vorn/socket.h"
 
 #include "core/base/file.h"
-#include "core/base/guard.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
+#include "core/guard.h"
 #include "vorn/debug.h"
 
 #include <climits>

@@ -8,8 +8,8 @@
 #include "core/base/assert.h"
 #include "core/base/memory.h"
 #include "core/base/result.h"
-#include "core/base/table.h"
 #include "core/base/text.h"
+#include "core/hash_table/table.h"
 #include "vorn/debug.h"
 
 #include <cstdio>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "core/base/memory.h"
-#include "core/base/table.h"
+#include "core/hash_table/table.h"
 #include "model/instances_entry.h"
 #include "model/instances_walk.h"
 #include "vorn/changes.h"

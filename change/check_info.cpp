@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /* What check functions are told of a configuration that nobody serves yet, and what they find. */
 #include "change/check_info_record.h"
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
 

@@ -5,8 +5,8 @@
  */
 #include "change/commit_info_record.h"
 #include "change/committer_record.h"
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "core/hash_table/hash_table_order.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"

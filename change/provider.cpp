@@ -2,8 +2,8 @@
 /* One provider: what it is made of, and how it is told of a commit or asked to refresh. */
 #include "change/commit_info_record.h"
 #include "change/provider_record.h"
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 
 using namespace vorn;
 

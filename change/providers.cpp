@@ -6,8 +6,8 @@
 #include "change/provider_record.h"
 #include "change/providers_check.h"
 #include "change/providers_state.h"
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "core/put_off.h"
 #include "model/instance_record.h"
 

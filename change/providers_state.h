@@ -3,7 +3,7 @@
 
 #include "change/provider_order.h"
 #include "core/base/memory.h"
-#include "core/base/table.h"
+#include "core/hash_table/table.h"
 #include "vorn/provider.h"
 
 namespace vorn {

@@ -5,8 +5,8 @@
  */
 #include "change/refresh_info_record.h"
 #include "change/refresher_record.h"
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/class_record.h"
 #include "model/instances_walk.h"
 

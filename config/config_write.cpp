@@ -6,7 +6,7 @@
 #include "config/config_write.h"
 
 #include "config/file_limits.h"
-#include "core/base/guard.h"
+#include "core/guard.h"
 #include "model/class_record.h"
 #include "model/classes_walk.h"
 #include "model/instance_record.h"

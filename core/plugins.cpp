@@ -6,12 +6,12 @@
 #include "core/plugins.h"
 
 #include "core/base/file.h"
-#include "core/base/guard.h"
 #include "core/base/memory.h"
 #include "core/base/paths.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
 #include "core/base/text_buffer.h"
+#include "core/guard.h"
 #include "vorn/debug.h"
 #include "vorn/plugin.h"
 

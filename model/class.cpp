@@ -4,8 +4,8 @@
  * registry then resolves and validates it once. What the setters protect: a class is abstract or
  * has a superclass, never both, and each of these decisions is taken once.
  */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/class_record.h"
 
 using namespace vorn;

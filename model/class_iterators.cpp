@@ -3,8 +3,8 @@
  * Cursors over the properties of a class and over the classes of the registry. Both hold what
  * comes next in advance, so has_next is exact from the start.
  */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/class_record.h"
 #include "model/class_registry_state.h"
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "core/base/memory.h"
-#include "core/base/table.h"
 #include "core/base/text.h"
+#include "core/hash_table/table.h"
 #include "model/property_record.h"
 #include "vorn/class.h"
 

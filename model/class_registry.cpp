@@ -4,8 +4,8 @@
  * the registry is closed: every class is linked to its superclass and the whole set is checked.
  * What it protects: families are two levels deep, an abstract class above named concrete ones.
  */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/class_registry_state.h"
 
 namespace vorn {

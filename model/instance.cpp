@@ -4,9 +4,9 @@
  * has accepted it. What it protects: the naming rules of the class types, and a listener that
  * learns of every text that was set.
  */
-#include "core/base/guard.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
+#include "core/guard.h"
 #include "model/instance_record.h"
 
 #include <limits>

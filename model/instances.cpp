@@ -5,8 +5,8 @@
  * the orders in which classes and instances came, which everything that is written or committed
  * follows.
  */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/instances_kind.h"
 #include "model/instances_walk.h"
 #include "model/instances_working_copy.h"

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* Anonymous classes: nameless instances in the order added, told apart by identity alone. */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/instances_kind.h"
 #include "model/instances_nodes.h"
 

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* Group-named classes: instances of one name form a group, which lives while it has members. */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/instances_kind.h"
 #include "model/instances_nodes.h"
 

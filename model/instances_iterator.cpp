@@ -4,8 +4,8 @@
  * is always one instance ahead: after each step it has moved on to the next entry that has
  * something to yield, so that has_next is exact and the instance returned last may go.
  */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/instances_kind.h"
 #include "model/instances_walk.h"
 #include "model/instances_working_copy.h"

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* Singleton classes: one slot, one nameless instance. */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/instances_kind.h"
 
 using vorn::absent;

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* Unique-named classes: one instance per name, also across the subclasses of an abstract class. */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "core/hash_table/hash_table_order.h"
 #include "model/instances_kind.h"
 

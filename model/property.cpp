@@ -3,8 +3,8 @@
  * One attribute of a class. What it protects: a subclass identifier stays read-only and required
  * on insert, and a property that clients may fill has somebody who judges the values.
  */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "model/property_record.h"
 
 #include <utility>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "core/base/shared_text.h"
-#include "core/base/table.h"
+#include "core/hash_table/table.h"
 #include "model/property_record.h"
 
 #include <cstdint>

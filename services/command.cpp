@@ -6,10 +6,10 @@
  */
 #include "services/command.h"
 
-#include "core/base/guard.h"
 #include "core/base/paths.h"
 #include "core/base/signals_held.h"
 #include "core/base/text.h"
+#include "core/guard.h"
 #include "core/log_sink.h"
 #include "core/put_off.h"
 #include "services/argument_vector.h"

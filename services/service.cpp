@@ -8,10 +8,10 @@
  * service, or signalled, because it has the number that a service had.
  */
 #include "core/base/file.h"
-#include "core/base/guard.h"
 #include "core/base/result.h"
 #include "core/base/signals_held.h"
 #include "core/base/text.h"
+#include "core/guard.h"
 #include "core/put_off.h"
 #include "services/argument_vector.h"
 #include "services/command.h"

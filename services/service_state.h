@@ -3,8 +3,8 @@
 
 #include "core/base/file.h"
 #include "core/base/memory.h"
-#include "core/base/table.h"
 #include "core/base/text.h"
+#include "core/hash_table/table.h"
 #include "vorn/service.h"
 
 #include <sys/types.h>

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /* Utilities about the system as a whole: rebooting it, its directories, its processes. */
 #include "core/base/file.h"
-#include "core/base/guard.h"
 #include "core/base/text.h"
+#include "core/guard.h"
 #include "core/process.h"
 #include "vorn/debug.h"
 #include "vorn/eloop.h"

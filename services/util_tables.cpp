@@ -4,8 +4,8 @@
  * the running configuration by passive updates. Values are inserted as they are; whatever comes
  * of that is the query engine's to refuse.
  */
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "services/util_columns.h"
 #include "vorn/query.h"
 #include "vorn/refresher.h"

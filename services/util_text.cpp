@@ -4,8 +4,8 @@
  * values. The rooms are fixed and given by the caller; nothing is written past them.
  */
 #include "core/base/file.h"
-#include "core/base/guard.h"
 #include "core/base/result.h"
+#include "core/guard.h"
 #include "services/util_columns.h"
 #include "vorn/debug.h"
 #include "vorn/util.h"

@@ -3,7 +3,7 @@
  * The directory walker. An entry whose name holds a "*" is a name like any other: the search for
  * the next wildcard goes on after it, so that no entry can make the walk go round in circles.
  */
-#include "core/base/guard.h"
+#include "core/guard.h"
 #include "vorn/util.h"
 
 #include <cstdio>

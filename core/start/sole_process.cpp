@@ -5,11 +5,11 @@
  * which comes last, can't tell; and a file that outlives its writer could keep the device from ever
  * coming up again. A lock on a file ends with the process that holds it, whatever ends that.
  */
-#include "core/sole_process.h"
+#include "core/start/sole_process.h"
 
 #include "core/base/file.h"
 #include "core/base/paths.h"
-#include "core/options.h"
+#include "core/start/options.h"
 
 #include <cerrno>
 #include <cstdio>

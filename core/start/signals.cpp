@@ -4,7 +4,7 @@
  * must be acted on where it strikes (a device that hangs in its first commit can still be told
  * to stop); from then on no handler interleaves with the serving of a request.
  */
-#include "core/signals.h"
+#include "core/start/signals.h"
 
 #include "core/log_sink.h"
 #include "core/put_off.h"

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* The entry point: up, round and round, out. */
 #include "core/log_sink.h"
-#include "core/startup.h"
+#include "core/start/startup.h"
 #include "vorn/eloop.h"
 
 int main(int argc, char **argv)

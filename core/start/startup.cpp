@@ -5,17 +5,17 @@
  * that fails is reported as fatal and, unless -e was given, the next one is taken all the same,
  * so that a device with a broken plugin or configuration comes up as far as it can.
  */
-#include "core/startup.h"
+#include "core/start/startup.h"
 
 #include "core/base/file.h"
 #include "core/base/paths.h"
 #include "core/base/signals_held.h"
 #include "core/debug_state.h"
-#include "core/options.h"
 #include "core/process.h"
 #include "core/put_off.h"
-#include "core/signals.h"
-#include "core/sole_process.h"
+#include "core/start/options.h"
+#include "core/start/signals.h"
+#include "core/start/sole_process.h"
 #include "vorn/class.h"
 #include "vorn/config.h"
 #include "vorn/debug.h"

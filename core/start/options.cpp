@@ -3,7 +3,7 @@
  * The command line. -n and -e act at once rather than being collected: whatever follows them on
  * the way up must already be harmless, or final.
  */
-#include "core/options.h"
+#include "core/start/options.h"
 
 #include "vorn/debug.h"
 #include "vorn/process.h"
