@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "outcomes.h"
 
+#include <net/if.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -73,6 +74,16 @@ const char *outcomes_reason(const outcomes *of, const char *name)
         if (strcmp(each->name, name) == 0) return each->reason;
     }
     return NULL;
+}
+
+int outcomes_wait_in_vain(const outcomes *of)
+{
+    static const char head[] = "waiting for ";
+    for (const struct outcome *each = of->first; each != NULL; each = each->next) {
+        if (strncmp(each->reason, head, sizeof head - 1) != 0) continue;
+        if (if_nametoindex(each->reason + sizeof head - 1) != 0) return 1;
+    }
+    return 0;
 }
 
 const char *failed_state(const char *reason)

@@ -31,6 +31,9 @@ void outcomes_forget(outcomes *of);
 /** Why the instance of that name is not as it should be, or null when it is. */
 const char *outcomes_reason(const outcomes *of, const char *name);
 
+/** Whether the reason of any is "waiting for" a link that is there now. */
+int outcomes_wait_in_vain(const outcomes *of);
+
 /**
  * The same for a property "state": "failed: " and the reason, or the reason alone when something is
  * waited for; good until the next call.

@@ -8,6 +8,7 @@
 #include "faults.h"
 #include "ip.h"
 #include "kept.h"
+#include "links.h"
 
 enum {
     most_plans = 6,           /* of one attempt: what one changes, the next one sees */
@@ -17,6 +18,7 @@ enum {
 
 static int plans_left;
 static int is_fresh; /* whether the outcomes are those of this request */
+static int is_due;   /* whether a link has come since that something waited for */
 
 static void plan(const vorn_instances *configuration)
 {
@@ -59,6 +61,7 @@ static void go_on(void)
 
 static void apply(const vorn_instances *configuration, int64_t limit_us)
 {
+    is_due = 0;
     plans_left = vorn_process_no_actions ? 1 : most_plans;
     ip_begin();
     attempt(configuration, kept_now_us() + limit_us);
@@ -73,11 +76,35 @@ static void commit(vorn_commit_info *info)
     has_booted = 1;
 }
 
+/* Plans outside an attempt. Notes that what something waited for is there. */
+static void look(const vorn_instances *configuration)
+{
+    is_due |= outcomes_wait_in_vain(&interface_outcomes) ||
+              outcomes_wait_in_vain(&address_outcomes) || outcomes_wait_in_vain(&route_outcomes);
+    plan(configuration);
+}
+
+/*
+ * What waits for a link is applied when it comes; what has gone is waited for from now on. Whatever
+ * else somebody has changed stays so until the next commit.
+ */
+static void links_changed(void)
+{
+    const vorn_instances *running = vorn_config_get_running();
+    if (vorn_process_no_actions || running == NULL) return;
+    if (ip_is_busy()) {
+        links_look_later();
+        return;
+    }
+    look(running);
+    if (is_due) apply(running, 0);
+}
+
 void network_look(void)
 {
     if (is_fresh || ip_is_busy() || vorn_process_no_actions) return;
     is_fresh = 1;
-    plan(vorn_config_get_running());
+    look(vorn_config_get_running());
 }
 
 enum { concerns = 4 };
@@ -120,4 +147,5 @@ void vorn_plugin_init(void)
     vorn_providers_order("system", "network");
     vorn_providers_order("network", "save");
     vorn_inform_fn_add("interface", interface_is_back);
+    links_watch(links_changed);
 }

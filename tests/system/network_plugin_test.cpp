@@ -106,13 +106,35 @@ TEST_F(Networks, WaitForALinkThatIsPluggedInLater)
     EXPECT_EQ(runs_of("udhcpc").size(), 0);
 
     shell("ip link add eth7 type veth peer name to-eth7 && ip link set to-eth7 up");
-    change("<update><resolver><search/></resolver></update>");
 
+    EXPECT_TRUE(comes_true([] { return state_of("route", "r") == "applied"; }));
     EXPECT_EQ(state_of("interface", "eth7") + state_of("address", "lan"), "appliedapplied");
-    EXPECT_EQ(state_of("route", "r"), "applied");
     EXPECT_TRUE(comes_true([] { return runs_of("udhcpc").size() == 1; }));
     EXPECT_THAT(shell("ip -o addr show eth7; ip -o link show eth7"),
                 AllOf(HasSubstr("10.0.0.1/8"), HasSubstr("mtu 1300"), HasSubstr("state UP")));
+}
+
+TEST_F(Networks, TakeUpALinkThatWasUnplugged)
+{
+    boot();
+    shell("ip link del eth0");
+    EXPECT_TRUE(comes_true([] { return state_of("interface", "eth0") == "waiting for eth0"; }));
+
+    shell("ip link add eth0 type veth peer name to-eth0");
+
+    EXPECT_TRUE(comes_true([] { return state_of("interface", "eth0") == "applied"; }));
+    EXPECT_THAT(shell("ip -o link show master br0"), HasSubstr("eth0@"));
+}
+
+TEST_F(Networks, LeaveWhatSomebodyChangedToTheNextCommit)
+{
+    boot_and_forget();
+
+    shell("ip link set eth0 nomaster; ip link add unrelated type veth peer name to-unrelated; "
+          "ip link set unrelated up; sleep 0.5");
+
+    EXPECT_EQ(state_of("interface", "br0"), "waiting to run \"ip link set dev eth0 master br0\"");
+    EXPECT_EQ(commands(), "");
 }
 
 TEST_F(Networks, SayWhatIpSaidAndTryAgainWithTheNextCommit)

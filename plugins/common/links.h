@@ -1,10 +1,10 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef PLUGINS_WIRELESS_LINKS_H
-#define PLUGINS_WIRELESS_LINKS_H
+#ifndef PLUGINS_COMMON_LINKS_H
+#define PLUGINS_COMMON_LINKS_H
 
 /*
- * The kernel's links, beside what the configuration says: who takes a bridge or a radio away and
- * brings it back tells nobody.
+ * The kernel's links, beside what the configuration says: who takes a bridge, a radio or a cable's
+ * adapter away and brings it back tells nobody.
  */
 
 /** Calls back, a moment later, whenever a link has come, gone or changed. 0, or 1. */
