@@ -244,11 +244,14 @@ TEST_F(RequestedReboots, AfterAFactoryResetAreFromTheDefault)
     write_file("/etc/defaultconfig.xml", "Version: 1\nLength: " + std::to_string(sizeof fresh - 1) +
                                              "\nMD5sum: " + sum + "\n" + fresh);
 
-    EXPECT_EQ(inform("factory-reset"), "OK\n");
+    EXPECT_EQ(shell(VORN_CLIENT " factory-reset --yes; echo $?"), "0\n");
 
     EXPECT_EQ(exit_status(), 1);
     EXPECT_TRUE(console_shows("Rebooting the system."));
     EXPECT_EQ(read_file(vorn::test::startup_file), fresh);
+    boot();
+    EXPECT_THAT(lsql("<lsql><select><system><contact/></system></select></lsql>"),
+                HasSubstr("<contact>factory</contact>"));
 }
 
 TEST_F(RequestedReboots, AfterAFactoryResetAreFromTheRescueWhenTheDefaultIsBroken)
