@@ -57,6 +57,23 @@ TEST_F(Sockets, ThatRestAreNotAskedForForAQuarterOfASecond)
     EXPECT_EQ(mine.waited_us[2], -1);
 }
 
+TEST_F(Sockets, RestToTheLastTickOfTheQuarter)
+{
+    watch(5);
+    vorn::eloop_rest(5);
+    let_pass(24);
+    mine.waits.emplace_back([this](std::set<int> &) {
+        EXPECT_THAT(mine.asked, IsEmpty());
+        mine.ticks++;
+        return 0;
+    });
+
+    eloop_run();
+
+    EXPECT_THAT(mine.asked, ElementsAre(5));
+    EXPECT_THAT(mine.waited_us, ElementsAre(250000, 10000, -1));
+}
+
 TEST_F(Sockets, RestNoLongerThanTheNextTimeout)
 {
     watch(5);

@@ -157,6 +157,22 @@ TEST_F(Timeouts, ThatAreNotDueStay)
     EXPECT_THAT(mine.waited_us, ElementsAre(5000000, 4000000, 3000000));
 }
 
+TEST_F(Timeouts, FireInTheirTickAndNotOneSooner)
+{
+    timeout("x", 1);
+    let_pass(99);
+    mine.waits.emplace_back([this](std::set<int> &) {
+        EXPECT_THAT(events, IsEmpty());
+        mine.ticks++;
+        return 0;
+    });
+
+    eloop_run();
+
+    EXPECT_THAT(events, ElementsAre("x"));
+    EXPECT_THAT(mine.waited_us, ElementsAre(1000000, 10000));
+}
+
 TEST_F(Timeouts, SurviveTheWrapOfTheClock)
 {
     mine.ticks = 0xFFFFFFF0u;

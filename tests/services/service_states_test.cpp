@@ -305,6 +305,22 @@ TEST_F(Services, AreStartedByTheTickWhenTheirForkHadFailedWithAllThatTheyWereGiv
     EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
+TEST_F(Services, KeepTheOutputThatTheyWereGivenForTheStartThatComesLater)
+{
+    const CapturedStandardError unheard;
+    FakeCalls calls;
+    calls.refuses_fork = true;
+    char program[] = "true";
+    char *const arguments[] = {program, nullptr};
+
+    for (const int output : {0, 1, 2}) {
+        EXPECT_EQ(vorn_service_execvfd("web", arguments, output, nullptr), 0);
+
+        ASSERT_NE(record("web")->planned, nullptr);
+        EXPECT_GT(record("web")->planned->output.get(), 2) << output;
+    }
+}
+
 TEST_F(Services, WithoutAnExitFunctionAreTriedAgainAlsoAfterAnExit)
 {
     CapturedStandardError unheard;

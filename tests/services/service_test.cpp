@@ -117,6 +117,9 @@ TEST_F(Services, HaveAProcessUntilTheyAreStopped)
     EXPECT_EQ(vorn_service_get_pid("web"), 0);
     EXPECT_EQ(vorn_service_get_pid("other"), 0);
     EXPECT_EQ(vorn_service_get_pid(nullptr), 0);
+    vorn_process_no_actions = 1;
+    vorn_service_execl("imagined", "sleep", "1000", nullptr);
+    EXPECT_EQ(vorn_service_get_pid("imagined"), 0);
 }
 
 TEST_F(Services, AreListedWithStateAndProcess)
