@@ -117,41 +117,42 @@ void handle_inform_connection(int listener, void *, void *)
 
 } // namespace vorn
 
+using namespace vorn;
+
 int vorn_inform_init()
 {
-    vorn::Fd listener(vorn_socket_get_unix(vorn::socket_name, VORN_SOCKET_ABSTRACT));
-    if (!listener) return vorn::failed;
-    if (eloop_register_read_sock(listener.get(), vorn::handle_inform_connection, nullptr,
-                                 nullptr)) {
-        return vorn::failed;
+    Fd listener(vorn_socket_get_unix(socket_name, VORN_SOCKET_ABSTRACT));
+    if (!listener) return failed;
+    if (eloop_register_read_sock(listener.get(), handle_inform_connection, nullptr, nullptr)) {
+        return failed;
     }
     listener.release();
-    return vorn::ok;
+    return ok;
 }
 
 int vorn_inform_fn_add(const char *name, vorn_inform_fn handler)
 {
     if (!name) {
         vorn_debug_1printf("Name is null.\n");
-        return vorn::failed;
+        return failed;
     }
     if (!handler) {
         vorn_debug_1printf("inform_fn is null.\n");
-        return vorn::failed;
+        return failed;
     }
-    if (!vorn::inform_handlers) vorn::inform_handlers = vorn::make_tables<vorn::InformHandlers>();
-    if (!vorn::inform_handlers) return vorn::failed;
+    if (!inform_handlers) inform_handlers = make_tables<InformHandlers>();
+    if (!inform_handlers) return failed;
 
-    vorn::Owned<vorn::InformHandler> record = vorn::make<vorn::InformHandler>();
-    if (!record) return vorn::failed;
+    Owned<InformHandler> record = make<InformHandler>();
+    if (!record) return failed;
     record->fn = handler;
-    if (vorn::inform_handlers->by_name.insert(name, record.get()) != 0) return vorn::failed;
+    if (inform_handlers->by_name.insert(name, record.get()) != 0) return failed;
     record.release();
-    return vorn::ok;
+    return ok;
 }
 
 const char *vorn_inform_get_value(const char *name)
 {
-    if (vorn::absent(name, "name") || !vorn::vorn_inform_socket_request_values) return nullptr;
-    return vorn::vorn_inform_socket_request_values->by_name.get(name);
+    if (absent(name, "name") || !vorn_inform_socket_request_values) return nullptr;
+    return vorn_inform_socket_request_values->by_name.get(name);
 }

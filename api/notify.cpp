@@ -182,43 +182,42 @@ void notify_new_connection(int listener, void *, void *)
 
 } // namespace vorn
 
-using vorn::notify_connection;
+using namespace vorn;
 
 int vorn_notify_init()
 {
-    vorn::Fd listener(vorn_socket_get_tcp(vorn::port, vorn::loopback_only));
-    if (!listener) return vorn::failed;
-    if (eloop_register_read_sock(listener.get(), vorn::notify_new_connection, nullptr, nullptr)) {
-        return vorn::failed;
+    Fd listener(vorn_socket_get_tcp(port, loopback_only));
+    if (!listener) return failed;
+    if (eloop_register_read_sock(listener.get(), notify_new_connection, nullptr, nullptr)) {
+        return failed;
     }
     listener.release();
-    return vorn::ok;
+    return ok;
 }
 
 void vorn_notify_conf_change(const char *origin)
 {
     /* Counts on past the largest number rather than stopping at it. */
-    vorn::conf_change_counter =
-        static_cast<std::int32_t>(static_cast<std::uint32_t>(vorn::conf_change_counter) + 1);
+    conf_change_counter =
+        static_cast<std::int32_t>(static_cast<std::uint32_t>(conf_change_counter) + 1);
 
-    const vorn::Text message = vorn::conf_change(origin);
+    const Text message = conf_change(origin);
     if (!message) return;
-    for (const vorn::NotifyConnection &slot : notify_connection) {
-        if (slot.in_use) vorn::send_message(slot.fd, message.get());
+    for (const NotifyConnection &slot : notify_connection) {
+        if (slot.in_use) send_message(slot.fd, message.get());
     }
 }
 
 void vorn_notify_object_change(const char *origin, const char *class_name,
                                const char *instance_name, const char *property, const char *value)
 {
-    if (vorn::absent(class_name, "class") || vorn::absent(property, "property")) return;
-    if (vorn::absent(value, "value")) return;
+    if (absent(class_name, "class") || absent(property, "property")) return;
+    if (absent(value, "value")) return;
 
-    const vorn::Text message =
-        vorn::object_change(origin, class_name, instance_name, property, value);
+    const Text message = object_change(origin, class_name, instance_name, property, value);
     if (!message) return;
-    for (const vorn::NotifyConnection &slot : notify_connection) {
-        if (!slot.in_use || vorn::send_message(slot.fd, message.get())) continue;
-        vorn::notify_remove_connection(slot.fd);
+    for (const NotifyConnection &slot : notify_connection) {
+        if (!slot.in_use || send_message(slot.fd, message.get())) continue;
+        notify_remove_connection(slot.fd);
     }
 }

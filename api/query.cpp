@@ -298,28 +298,30 @@ void leave_action_set_behind(const char *provider, const char *action, const cha
 
 } // namespace vorn
 
+using namespace vorn;
+
 char *vorn_query_eval(const char *request)
 {
-    return vorn::evaluate_text(request, false);
+    return evaluate_text(request, false);
 }
 
 char *vorn_query_eval_passive(const char *request)
 {
-    return vorn::evaluate_text(request, true);
+    return evaluate_text(request, true);
 }
 
 void vorn_query_action(const char *provider, const char *action, const char *class_name,
                        const char *instance_name)
 {
     vorn_instances *running = vorn_config_get_running();
-    const vorn::Owned<vorn_changes> changes(vorn_changes_new(running));
+    const Owned<vorn_changes> changes(vorn_changes_new(running));
     if (!changes) return;
 
-    vorn::leave_action_set_behind(provider, action, class_name, instance_name);
+    leave_action_set_behind(provider, action, class_name, instance_name);
     vorn_providers_commit(running, changes.get(), nullptr);
 }
 
 void vorn_query_disable_external_updates()
 {
-    vorn::external_updates_disabled = true;
+    external_updates_disabled = true;
 }

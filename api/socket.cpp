@@ -24,12 +24,9 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-namespace {
+namespace vorn {
 
-using vorn::failed;
-using vorn::Fd;
-using vorn::Line;
-using vorn::ok;
+namespace {
 
 constexpr int backlog = 50;
 constexpr int no_descriptor = -1;
@@ -102,6 +99,10 @@ bool bind_to(const Fd &descriptor, const Address &address, const char *report)
 
 } // namespace
 
+} // namespace vorn
+
+using namespace vorn;
+
 int vorn_socket_set_nonblock(int descriptor)
 {
     return set_mode(descriptor, false);
@@ -114,7 +115,7 @@ int vorn_socket_set_block(int descriptor)
 
 int vorn_socket_get_unix(const char *name, unsigned int flags)
 {
-    if (vorn::absent(name, "name")) return no_descriptor;
+    if (absent(name, "name")) return no_descriptor;
 
     Fd descriptor = open_socket(AF_UNIX, SOCK_STREAM);
     if (!descriptor) return no_descriptor;

@@ -33,13 +33,15 @@ void handle_lsql_connection(int listener, void *, void *)
 
 } // namespace vorn
 
+using namespace vorn;
+
 int vorn_socket_api_init()
 {
-    vorn::Fd listener(vorn_socket_get_unix(vorn::socket_name, VORN_SOCKET_ABSTRACT));
-    if (!listener) return vorn::failed;
-    if (eloop_register_read_sock(listener.get(), vorn::handle_lsql_connection, nullptr, nullptr)) {
-        return vorn::failed;
+    Fd listener(vorn_socket_get_unix(socket_name, VORN_SOCKET_ABSTRACT));
+    if (!listener) return failed;
+    if (eloop_register_read_sock(listener.get(), handle_lsql_connection, nullptr, nullptr)) {
+        return failed;
     }
     listener.release();
-    return vorn::ok;
+    return ok;
 }

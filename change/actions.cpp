@@ -21,6 +21,8 @@ struct vorn_actions : Record {
     NameSet requests;
 };
 
+namespace vorn {
+
 namespace {
 
 constexpr unsigned int initial_buckets = 8;
@@ -72,6 +74,8 @@ Text vorn_actions_get_string(const char *provider, const char *action, const cha
 }
 
 } // namespace
+
+} // namespace vorn
 
 vorn_actions *vorn_actions_new(void)
 {

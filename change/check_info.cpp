@@ -9,7 +9,7 @@
 #include <cstdarg>
 #include <utility>
 
-using namespace vorn;
+namespace vorn {
 
 namespace {
 
@@ -44,6 +44,10 @@ bool append(vorn_check_info &info, Text sentence)
 }
 
 } // namespace
+
+} // namespace vorn
+
+using namespace vorn;
 
 vorn_check_info::~vorn_check_info()
 {

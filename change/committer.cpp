@@ -12,13 +12,13 @@
 #include "model/instance_record.h"
 #include "model/instances_walk.h"
 
-using namespace vorn;
-
 namespace vorn {
 
 void (*committer_made)(vorn_committer *committer) = nullptr;
 
 } // namespace vorn
+
+using namespace vorn;
 
 vorn_committer::~vorn_committer()
 {

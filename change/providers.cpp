@@ -11,9 +11,9 @@
 #include "core/put_off.h"
 #include "model/instance_record.h"
 
-using namespace vorn;
+namespace vorn {
 
-constinit ProviderRegistry *vorn::provider_registry = nullptr;
+constinit ProviderRegistry *provider_registry = nullptr;
 
 namespace {
 
@@ -48,6 +48,22 @@ void log_commit(const vorn_instances *after, const vorn_changes *changes)
 }
 
 } // namespace
+
+/* Who found no memory to look has seen nothing wrong, or something missing that is there. */
+void check_by_providers(vorn_check_info &info)
+{
+    const MemoryWatch memory;
+    for_each_registered([&](vorn_provider &provider) {
+        if (!provider.check_fn) return;
+        vorn_debug_lprintf(3, "Checking by provider %s...\n", provider.name.get());
+        provider.check_fn(&info, provider.check_data);
+    });
+    if (memory.ran_out()) info.out_of_memory = true;
+}
+
+} // namespace vorn
+
+using namespace vorn;
 
 int vorn_providers_init(void)
 {
@@ -132,18 +148,6 @@ void vorn_providers_commit(vorn_instances *after, vorn_changes *changes, vorn_ac
         do_what_was_put_off();
     });
     if (actions) vorn_actions_delete(actions);
-}
-
-/* Who found no memory to look has seen nothing wrong, or something missing that is there. */
-void vorn::check_by_providers(vorn_check_info &info)
-{
-    const MemoryWatch memory;
-    for_each_registered([&](vorn_provider &provider) {
-        if (!provider.check_fn) return;
-        vorn_debug_lprintf(3, "Checking by provider %s...\n", provider.name.get());
-        provider.check_fn(&info, provider.check_data);
-    });
-    if (memory.ran_out()) info.out_of_memory = true;
 }
 
 void vorn_providers_refresh(vorn_refresh_info *info)

@@ -8,18 +8,18 @@
 #include "model/class_record.h"
 #include "model/instance_record.h"
 
-using namespace vorn;
-
-vorn::vorn_refresh_class::~vorn_refresh_class()
-{
-    for (auto [name, selection] : named)
-        delete selection;
-}
-
 vorn_refresh_info::~vorn_refresh_info()
 {
     for (auto [name, selected] : classes)
         delete selected;
+}
+
+namespace vorn {
+
+vorn_refresh_class::~vorn_refresh_class()
+{
+    for (auto [name, selection] : named)
+        delete selection;
 }
 
 namespace {
@@ -133,6 +133,10 @@ void print_class(const char *name, const vorn_refresh_class &selected, std::FILE
 }
 
 } // namespace
+
+} // namespace vorn
+
+using namespace vorn;
 
 vorn_refresh_info *vorn_refresh_info_new(vorn_instances *instances)
 {

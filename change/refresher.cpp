@@ -10,13 +10,13 @@
 #include "model/class_record.h"
 #include "model/instances_walk.h"
 
-using namespace vorn;
-
 namespace vorn {
 
 void (*refresher_made)(vorn_refresher *refresher) = nullptr;
 
 } // namespace vorn
+
+using namespace vorn;
 
 namespace {
 

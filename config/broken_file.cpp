@@ -53,14 +53,16 @@ void BrokenFile::keep()
 
 } // namespace vorn
 
+using namespace vorn;
+
 const char *vorn_config_get_broken()
 {
-    return vorn::is_regular(vorn::paths::broken_config) ? vorn::paths::broken_config : nullptr;
+    return is_regular(paths::broken_config) ? paths::broken_config : nullptr;
 }
 
 int vorn_config_forget_broken()
 {
-    if (unlink(vorn::paths::broken_config) == 0 || errno == ENOENT) return vorn::ok;
-    vorn_debug_eprintf("Can't remove %s: %s.\n", vorn::paths::broken_config, std::strerror(errno));
-    return vorn::failed;
+    if (unlink(paths::broken_config) == 0 || errno == ENOENT) return ok;
+    vorn_debug_eprintf("Can't remove %s: %s.\n", paths::broken_config, std::strerror(errno));
+    return failed;
 }

@@ -178,7 +178,7 @@ const char *vorn_config_get_class_name(struct _xmlDoc *, struct _xmlNode *elemen
     const char *name = plain(element->name);
     const vorn_class *klass = vorn_classes_get(name);
     if (!klass) {
-        vorn_debug_eprintf("Instance has an unknown class \"%s\".\n", vorn::shown(name));
+        vorn_debug_eprintf("Instance has an unknown class \"%s\".\n", shown(name));
         return nullptr;
     }
     return klass->abstract == 1 ? subclass_of(*klass, element) : name;
@@ -194,7 +194,7 @@ char *vorn_config_get_startup_as_xml()
     if (status.st_size == 0) return error_document("Config file is zero-length.");
 
     const auto size = static_cast<std::size_t>(status.st_size);
-    Text text(static_cast<char *>(vorn::noted(std::malloc(size + 1))));
+    Text text(static_cast<char *>(noted(std::malloc(size + 1))));
     if (!text) return error_document("vorn_config_get_startup_as_xml malloc failed");
     text.data()[std::fread(text.data(), 1, size, file.get())] = '\0';
     if (std::ferror(file.get())) return error_document("Can't read config file.");

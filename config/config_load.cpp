@@ -233,8 +233,10 @@ bool copy_rescue()
 
 } // namespace vorn
 
+using namespace vorn;
+
 const char *vorn_config_get_source()
 {
     constexpr const char *words[] = {"startup", "default", "rescue", "nothing"};
-    return words[static_cast<int>(vorn::running_from)];
+    return words[static_cast<int>(running_from)];
 }

@@ -11,16 +11,18 @@ constinit vorn_instances *running_config = nullptr;
 
 } // namespace vorn
 
+using namespace vorn;
+
 vorn_instances *vorn_config_get_running()
 {
-    return vorn::running_config;
+    return running_config;
 }
 
 /* The old store goes, its instances stay: plugins may hold them. */
 vorn_instances *vorn_config_replace_running(vorn_instances *instances)
 {
-    if (!instances || instances == vorn::running_config) return vorn::running_config;
+    if (!instances || instances == running_config) return running_config;
 
-    vorn_instances_delete(std::exchange(vorn::running_config, instances));
+    vorn_instances_delete(std::exchange(running_config, instances));
     return instances;
 }

@@ -30,17 +30,19 @@ void note_save(const SaveReason &reason)
 
 } // namespace vorn
 
+using namespace vorn;
+
 int vorn_config_get_save_result()
 {
-    return vorn::last_save.result;
+    return last_save.result;
 }
 
 const char *vorn_config_get_save_reason()
 {
-    return vorn::last_save.reason.get();
+    return last_save.reason.get();
 }
 
 int64_t vorn_config_get_save_time()
 {
-    return vorn::last_save.time;
+    return last_save.time;
 }

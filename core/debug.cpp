@@ -132,21 +132,21 @@ void report_error(int error, const char *message)
 
 } // namespace vorn
 
-using vorn::debug_state;
+using namespace vorn;
 
 void vorn_debug_init()
 {
     if (debug_state.stream) return;
-    vorn::open_standard_error();
-    debug_state.stream = vorn::open_stream();
+    open_standard_error();
+    debug_state.stream = open_stream();
 }
 
 int vorn_debug_set(int level)
 {
-    if (level < 0 || level > VORN_DEBUG_MAX) return vorn::failed;
+    if (level < 0 || level > VORN_DEBUG_MAX) return failed;
     debug_state.level = level;
     vorn_debug_printf("Debug level is now %d.\n", level);
-    return vorn::ok;
+    return ok;
 }
 
 int vorn_debug_get()
@@ -156,7 +156,7 @@ int vorn_debug_get()
 
 int vorn_debug_set_timestamp(int flag)
 {
-    return vorn::set_flag(debug_state.timestamp, flag);
+    return set_flag(debug_state.timestamp, flag);
 }
 
 int vorn_debug_get_timestamp()
@@ -166,14 +166,14 @@ int vorn_debug_get_timestamp()
 
 int vorn_debug_set_exit_on_fatal(int flag)
 {
-    return vorn::set_flag(debug_state.exit_on_fatal, flag);
+    return set_flag(debug_state.exit_on_fatal, flag);
 }
 
 void vorn_debug_printf(const char *format, ...)
 {
     std::va_list arguments;
     va_start(arguments, format);
-    vorn::log_write(format, arguments);
+    log_write(format, arguments);
     va_end(arguments);
 }
 
@@ -181,7 +181,7 @@ void vorn_debug_eprintf(const char *format, ...)
 {
     std::va_list arguments;
     va_start(arguments, format);
-    vorn::log_write(format, arguments);
+    log_write(format, arguments);
     va_end(arguments);
 }
 
@@ -190,7 +190,7 @@ void vorn_debug_1printf(const char *format, ...)
     if (debug_state.level == 0) return;
     std::va_list arguments;
     va_start(arguments, format);
-    vorn::log_write(format, arguments);
+    log_write(format, arguments);
     va_end(arguments);
 }
 
@@ -199,28 +199,28 @@ void vorn_debug_lprintf(int minimum_level, const char *format, ...)
     if (debug_state.level < minimum_level) return;
     std::va_list arguments;
     va_start(arguments, format);
-    vorn::log_write(format, arguments);
+    log_write(format, arguments);
     va_end(arguments);
 }
 
 void vorn_debug_fatal(const char *message)
 {
     vorn_debug_eprintf("Fatal error: %s\n", message);
-    vorn::exit_or_continue();
+    exit_or_continue();
 }
 
 void vorn_debug_perror(const char *message)
 {
-    vorn::report_system_error(errno, message);
+    report_system_error(errno, message);
 }
 
 void vorn_debug_fatal_perror(const char *message)
 {
     const int error = errno;
-    const vorn::Text text = vorn::format("Fatal error: %s", message);
+    const Text text = format("Fatal error: %s", message);
 
-    vorn::report_system_error(error, text ? text.get() : message);
-    vorn::exit_or_continue();
+    report_system_error(error, text ? text.get() : message);
+    exit_or_continue();
 }
 
 FILE *vorn_debug_get_stream()

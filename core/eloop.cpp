@@ -72,7 +72,7 @@ template <typename T>
 bool grow(T *&table, std::int32_t count)
 {
     const std::size_t size = sizeof(T) * (static_cast<std::size_t>(count) + 1);
-    auto *grown = static_cast<T *>(vorn::noted(std::realloc(static_cast<void *>(table), size)));
+    auto *grown = static_cast<T *>(noted(std::realloc(static_cast<void *>(table), size)));
     if (!grown) return false;
     table = grown;
     return true;
@@ -217,11 +217,11 @@ void eloop_rest(int sock)
 
 } // namespace vorn
 
-using vorn::eloop_data;
+using namespace vorn;
 
 void eloop_init(void *user_data)
 {
-    const vorn::SignalsHeld held;
+    const SignalsHeld held;
 
     eloop_data = {};
     eloop_data.user_data = user_data;
@@ -230,55 +230,54 @@ void eloop_init(void *user_data)
 
 int eloop_register_read_sock(int sock, eloop_sock_handler handler, void *data, void *user_data)
 {
-    if (sock < 0 || sock >= FD_SETSIZE) return vorn::failure;
-    if (!vorn::grow(eloop_data.readers, eloop_data.reader_count)) return vorn::failure;
+    if (sock < 0 || sock >= FD_SETSIZE) return failure;
+    if (!grow(eloop_data.readers, eloop_data.reader_count)) return failure;
 
     eloop_data.readers[eloop_data.reader_count] = {sock, data, user_data, handler, false, 0};
     eloop_data.reader_count++;
     eloop_data.max_sock = std::max(eloop_data.max_sock, sock);
-    return vorn::done;
+    return done;
 }
 
 int eloop_unregister_read_sock(int sock)
 {
-    vorn::EloopSock *end = eloop_data.readers + eloop_data.reader_count;
-    vorn::EloopSock *entry = std::find_if(
-        eloop_data.readers, end, [sock](const vorn::EloopSock &each) { return each.sock == sock; });
-    if (entry == end) return vorn::failure;
+    EloopSock *end = eloop_data.readers + eloop_data.reader_count;
+    EloopSock *entry = std::find_if(eloop_data.readers, end,
+                                    [sock](const EloopSock &each) { return each.sock == sock; });
+    if (entry == end) return failure;
 
     std::move(entry + 1, end, entry);
     eloop_data.reader_count--;
     eloop_data.reader_table_changed = 1;
-    return vorn::done;
+    return done;
 }
 
 int eloop_register_timeout(int secs, unsigned int usecs, eloop_timeout_handler handler, void *data,
                            void *user_data)
 {
-    if (secs < 0) return vorn::negative_time;
-    vorn::Owned<vorn::EloopTimeout> timeout = vorn::record_for(handler);
-    if (!timeout) return vorn::failure;
+    if (secs < 0) return negative_time;
+    Owned<EloopTimeout> timeout = record_for(handler);
+    if (!timeout) return failure;
 
     const auto per_second = static_cast<std::uint32_t>(eloop_data.ticks_per_second);
     const auto tick_us =
-        static_cast<std::uint32_t>(vorn::microseconds_per_second / eloop_data.ticks_per_second);
-    timeout->time =
-        vorn::ticks_now() + static_cast<std::uint32_t>(secs) * per_second + usecs / tick_us;
+        static_cast<std::uint32_t>(microseconds_per_second / eloop_data.ticks_per_second);
+    timeout->time = ticks_now() + static_cast<std::uint32_t>(secs) * per_second + usecs / tick_us;
     timeout->eloop_data = data;
     timeout->user_data = user_data;
     timeout->handler = handler;
-    vorn::insert_by_time(timeout.release());
-    return vorn::done;
+    insert_by_time(timeout.release());
+    return done;
 }
 
 int eloop_cancel_timeout(eloop_timeout_handler handler, void *data, void *user_data)
 {
     int removed = 0;
 
-    for (vorn::EloopTimeout **place = &eloop_data.timeout; *place;) {
-        vorn::EloopTimeout *timeout = *place;
-        if (timeout->handler != handler || !vorn::matches(data, timeout->eloop_data) ||
-            !vorn::matches(user_data, timeout->user_data)) {
+    for (EloopTimeout **place = &eloop_data.timeout; *place;) {
+        EloopTimeout *timeout = *place;
+        if (timeout->handler != handler || !matches(data, timeout->eloop_data) ||
+            !matches(user_data, timeout->user_data)) {
             place = &timeout->next;
             continue;
         }
@@ -291,27 +290,27 @@ int eloop_cancel_timeout(eloop_timeout_handler handler, void *data, void *user_d
 
 int eloop_register_signal(int sig, eloop_signal_handler handler, void *user_data)
 {
-    const vorn::SignalsHeld held;
+    const SignalsHeld held;
 
-    if (!vorn::grow(eloop_data.signals, eloop_data.signal_count)) return vorn::failure;
+    if (!grow(eloop_data.signals, eloop_data.signal_count)) return failure;
     eloop_data.signals[eloop_data.signal_count] = {sig, user_data, handler, 0};
     eloop_data.signal_count++;
-    std::signal(sig, vorn::eloop_handle_signal);
-    return vorn::done;
+    std::signal(sig, eloop_handle_signal);
+    return done;
 }
 
 void eloop_run()
 {
-    while (!eloop_data.terminate && vorn::has_something_to_wait_for()) {
+    while (!eloop_data.terminate && has_something_to_wait_for()) {
         fd_set ready;
-        const int count = vorn::wait_for_events(ready);
+        const int count = wait_for_events(ready);
         if (count < 0 && errno != EINTR) {
-            vorn::report_error(errno, "select");
+            report_error(errno, "select");
             return;
         }
-        vorn::dispatch_signals();
-        vorn::dispatch_timeout();
-        if (count > 0) vorn::dispatch_sockets(ready);
+        dispatch_signals();
+        dispatch_timeout();
+        if (count > 0) dispatch_sockets(ready);
     }
 }
 
@@ -322,10 +321,10 @@ void eloop_terminate()
 
 void eloop_destroy()
 {
-    const vorn::SignalsHeld held;
+    const SignalsHeld held;
 
     while (eloop_data.timeout) {
-        const vorn::Owned<vorn::EloopTimeout> timeout(eloop_data.timeout);
+        const Owned<EloopTimeout> timeout(eloop_data.timeout);
         eloop_data.timeout = timeout->next;
     }
     std::free(std::exchange(eloop_data.readers, nullptr));

@@ -191,23 +191,25 @@ Text plugins_that_take_part()
 
 } // namespace vorn
 
+using namespace vorn;
+
 int vorn_plugins_init()
 {
-    return vorn::load_plugins_of(vorn::paths::plugins);
+    return load_plugins_of(paths::plugins);
 }
 
 vorn_plugin *vorn_plugin_new(const char *version)
 {
-    if (vorn::absent(version, "version")) return nullptr;
-    if (std::strcmp(version, vorn::version_accepted) != 0) {
+    if (absent(version, "version")) return nullptr;
+    if (std::strcmp(version, version_accepted) != 0) {
         vorn_debug_eprintf("Plugin \"%s\" version \"%s\" is unsupported.\n",
-                           vorn::shown(vorn_plugins_current), version);
-        if (vorn::loaded_names) vorn::loaded_names->takes_part = false;
+                           shown(vorn_plugins_current), version);
+        if (loaded_names) loaded_names->takes_part = false;
         return nullptr;
     }
-    vorn::Allocated<vorn_plugin> plugin(
-        static_cast<vorn_plugin *>(vorn::noted(std::malloc(sizeof(vorn_plugin)))));
-    vorn::Text name = vorn::copy_of(vorn_plugins_current ? vorn_plugins_current : "");
+    Allocated<vorn_plugin> plugin(
+        static_cast<vorn_plugin *>(noted(std::malloc(sizeof(vorn_plugin)))));
+    Text name = copy_of(vorn_plugins_current ? vorn_plugins_current : "");
     if (!plugin || !name) return nullptr;
 
     plugin->name = name.release();

@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+namespace vorn {
+
 namespace {
 
 constexpr int mac_length = 17;
@@ -36,6 +38,10 @@ bool is_octet(const char *value, int length)
 }
 
 } // namespace
+
+} // namespace vorn
+
+using namespace vorn;
 
 int vorn_input_is_mac(const char *value, int length)
 {

@@ -63,7 +63,7 @@ bool is_at_the_edge(double number)
 
 } // namespace vorn
 
-using vorn::integer_of;
+using namespace vorn;
 
 int vorn_input_is_int(const char *value, int length)
 {
@@ -73,7 +73,7 @@ int vorn_input_is_int(const char *value, int length)
 int vorn_input_is_int_in_set(const char *value, int length, const vorn_input_set *set)
 {
     const auto number = integer_of(value, length);
-    return set && number && vorn::contains(*set, *number);
+    return set && number && contains(*set, *number);
 }
 
 int vorn_input_is_int_in_range(const char *value, int length, int low, int high)
@@ -117,12 +117,12 @@ int vorn_input_is_even(const char *value, int length)
 /* errno is not cleared before the conversion: a left-over ERANGE refuses a 0, and always has. */
 int vorn_input_is_double_in_range(const char *value, int length, double low, double high)
 {
-    const vorn::TerminatedCopy copy(value, length);
+    const TerminatedCopy copy(value, length);
     if (!copy.get()) return 0;
 
     char *end = nullptr;
     const double number = std::strtod(copy.get(), &end);
     if (end < copy.get() + length) return 0;
-    if (vorn::is_at_the_edge(number) && errno == ERANGE) return 0;
+    if (is_at_the_edge(number) && errno == ERANGE) return 0;
     return low <= number && number <= high;
 }

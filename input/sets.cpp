@@ -52,16 +52,16 @@ bool contains(const vorn_input_set &set, std::int32_t entry)
 
 } // namespace vorn
 
-using vorn::Owned;
+using namespace vorn;
 
 vorn_input_set *vorn_input_new_string_set(const char *characters, int count)
 {
     if (!characters || count < 0) return nullptr;
-    Owned<vorn_input_set> set = vorn::make_set(count);
+    Owned<vorn_input_set> set = make_set(count);
     if (!set) return nullptr;
 
     for (int i = 0; i < count; i++)
-        set->entries.get()[i] = vorn::byte_at(characters, i);
+        set->entries.get()[i] = byte_at(characters, i);
     return set.release();
 }
 
@@ -69,7 +69,7 @@ vorn_input_set *vorn_input_get_set_from_range(int low, int high, const vorn_inpu
 {
     const std::int64_t kept = previous ? previous->count : 0;
     const std::int64_t added = std::max<std::int64_t>(std::int64_t{high} - low + 1, 0);
-    Owned<vorn_input_set> set = vorn::make_set(kept + added);
+    Owned<vorn_input_set> set = make_set(kept + added);
     if (!set) return nullptr;
 
     std::int32_t *entry = set->entries.get();
@@ -89,7 +89,7 @@ int vorn_input_is_string_in_set(const char *value, int length, const vorn_input_
     if (!value || !set) return 0;
 
     for (int i = 0; i < length; i++) {
-        if (!vorn::contains(*set, vorn::byte_at(value, i))) return 0;
+        if (!contains(*set, byte_at(value, i))) return 0;
     }
     return 1;
 }
@@ -105,7 +105,7 @@ int vorn_input_is_string_in_ranges(const char *value, int length, const char *ra
     if (!value || !ranges) return 0;
 
     for (int i = 0; i < length; i++) {
-        if (!vorn::is_in_ranges(vorn::byte_at(value, i), ranges, pairs)) return 0;
+        if (!is_in_ranges(byte_at(value, i), ranges, pairs)) return 0;
     }
     return 1;
 }

@@ -2,6 +2,8 @@
 /* Texts: words, phrases, pairs of keywords, and what only its length decides. */
 #include "vorn/input.h"
 
+namespace vorn {
+
 namespace {
 
 constexpr int longest_interface = 16;
@@ -12,6 +14,10 @@ constexpr const char *on_off[] = {"on", "off", nullptr};
 constexpr const char *up_down[] = {"up", "down", nullptr};
 
 } // namespace
+
+} // namespace vorn
+
+using namespace vorn;
 
 int vorn_input_is_word(const char *value, int length)
 {

@@ -8,7 +8,7 @@
 #include "core/guard.h"
 #include "model/class_record.h"
 
-using namespace vorn;
+namespace vorn {
 
 namespace {
 
@@ -76,6 +76,10 @@ const char *identifier_name(const vorn_class &klass)
 }
 
 } // namespace
+
+} // namespace vorn
+
+using namespace vorn;
 
 vorn_class::~vorn_class()
 {

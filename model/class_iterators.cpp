@@ -23,6 +23,8 @@ struct vorn_classes_iterator : Record {
     vorn_class *next = nullptr;
 };
 
+namespace vorn {
+
 namespace {
 
 /* An empty table is passed over at once. */
@@ -36,6 +38,8 @@ void take_pending(vorn_class_property_iterator &iterator)
 }
 
 } // namespace
+
+} // namespace vorn
 
 /* One level of superclass is enough: validation lets no deeper family through. */
 vorn_class_property_iterator *vorn_class_new_property_iterator(const vorn_class *klass)

@@ -9,7 +9,7 @@
 
 #include <utility>
 
-using namespace vorn;
+namespace vorn {
 
 namespace {
 
@@ -23,6 +23,10 @@ int replace(Text &text, const char *by)
 }
 
 } // namespace
+
+} // namespace vorn
+
+using namespace vorn;
 
 vorn_property *vorn_property_new(const char *name)
 {

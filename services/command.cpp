@@ -172,8 +172,7 @@ void hear_termination_again()
 
 } // namespace vorn
 
-using vorn::Arguments;
-using vorn::ArgumentVector;
+using namespace vorn;
 
 int vorn_command_execl(const char *program, ...)
 {
@@ -201,14 +200,14 @@ int vorn_command_execlod(const char *program, ...)
 
 int vorn_command_execv(char *const arguments[])
 {
-    return vorn_command_execvod(arguments, vorn::output_when_debugging, nullptr);
+    return vorn_command_execvod(arguments, output_when_debugging, nullptr);
 }
 
 int vorn_command_execvod(char *const arguments[], int output_mode, const char *directory)
 {
-    if (vorn::absent(arguments, "arguments") || vorn::absent(arguments[0], "program")) return -1;
+    if (absent(arguments, "arguments") || absent(arguments[0], "program")) return -1;
 
     /* The reaper, in signal context during the boot load, would take what the wait is after. */
-    const vorn::SignalsHeld held(SIGCHLD);
-    return vorn::wait_for(vorn::vorn_command_spawn(arguments, {.mode = output_mode}, directory));
+    const SignalsHeld held(SIGCHLD);
+    return wait_for(vorn_command_spawn(arguments, {.mode = output_mode}, directory));
 }

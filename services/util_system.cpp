@@ -40,9 +40,11 @@ bool status_line_contains(const char *process, const char *name)
 
 } // namespace vorn
 
+using namespace vorn;
+
 void vorn_reboot()
 {
-    vorn::reboot_requested = 1;
+    reboot_requested = 1;
     eloop_terminate();
 }
 
@@ -60,20 +62,20 @@ int vorn_util_mkdir(const char *path)
 {
     struct stat status;
 
-    if (vorn::absent(path, "path")) return -1;
+    if (absent(path, "path")) return -1;
     return stat(path, &status) == 0 ? 0 : mkdir(path, 0777);
 }
 
 int vorn_util_findpid(const char *name)
 {
-    if (vorn::absent(name, "name")) return vorn::none;
+    if (absent(name, "name")) return none;
 
-    const vorn::Directory processes(opendir("/proc"));
-    if (!processes) return vorn::none;
+    const Directory processes(opendir("/proc"));
+    if (!processes) return none;
     while (const dirent *entry = readdir(processes.get())) {
-        if (vorn::is_process(entry->d_name) && vorn::status_line_contains(entry->d_name, name)) {
+        if (is_process(entry->d_name) && status_line_contains(entry->d_name, name)) {
             return std::atoi(entry->d_name);
         }
     }
-    return vorn::none;
+    return none;
 }

@@ -168,18 +168,20 @@ int add_property(vorn_class *klass, const char *name)
 
 } // namespace vorn
 
+using namespace vorn;
+
 void vorn_util_put2object(const char *text, const char *const columns[], const void *class_name,
                           ...)
 {
-    if (vorn::absent(text, "text") || vorn::absent(columns, "columns")) return;
-    if (vorn::absent(class_name, "class")) return;
+    if (absent(text, "text") || absent(columns, "columns")) return;
+    if (absent(class_name, "class")) return;
 
     const char *name = static_cast<const char *>(class_name);
     while (*text) {
         const std::size_t length = std::strcspn(text, "\n");
-        vorn::Update update;
-        vorn::take_line(update, {text, length}, columns, name);
-        vorn::apply(update, name);
+        Update update;
+        take_line(update, {text, length}, columns, name);
+        apply(update, name);
         text += length + (text[length] == '\n');
     }
 }
@@ -187,22 +189,22 @@ void vorn_util_put2object(const char *text, const char *const columns[], const v
 const char *vorn_util_txt_tables_get_val(vorn_instance *instance,
                                          vorn_util_txt_table *const tables[], const char *property)
 {
-    if (vorn::absent(tables, "tables") || vorn::absent(property, "property")) return nullptr;
+    if (absent(tables, "tables") || absent(property, "property")) return nullptr;
 
-    vorn_util_txt_table *table = vorn::find_table(tables, property);
+    vorn_util_txt_table *table = find_table(tables, property);
     if (!table) return nullptr;
-    vorn::read_table(*table);
+    read_table(*table);
     return vorn_instance_get_value(instance, property);
 }
 
 int vorn_util_txt_tables_add_properties(vorn_util_txt_table *const tables[], vorn_class *klass)
 {
-    if (vorn::absent(tables, "tables")) return vorn::failed;
+    if (absent(tables, "tables")) return failed;
 
-    int result = vorn::ok;
+    int result = ok;
     for (; *tables; tables++) {
         for (const char *const *column = (*tables)->columns; *column; column++) {
-            if (vorn::is_property(*column)) result = vorn::add_property(klass, *column);
+            if (is_property(*column)) result = add_property(klass, *column);
         }
     }
     return result;
@@ -211,12 +213,12 @@ int vorn_util_txt_tables_add_properties(vorn_util_txt_table *const tables[], vor
 int vorn_util_txt_tables_add_refresh(vorn_util_txt_table *const tables[], vorn_refresher *refresher,
                                      vorn_refresher_property_fn property_fn)
 {
-    if (vorn::absent(tables, "tables")) return vorn::failed;
+    if (absent(tables, "tables")) return failed;
 
-    int result = vorn::ok;
+    int result = ok;
     for (; *tables; tables++) {
         for (const char *const *column = (*tables)->columns; *column; column++) {
-            if (!vorn::is_property(*column)) continue;
+            if (!is_property(*column)) continue;
             result = vorn_refresher_set_property_fn(refresher, *column, property_fn);
         }
     }

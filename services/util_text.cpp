@@ -138,14 +138,16 @@ void write_line(Writer &writer, const char *prefix, const Row &row, const char *
 
 } // namespace vorn
 
+using namespace vorn;
+
 void vorn_util_url_decode(char *text)
 {
-    if (vorn::absent(text, "text")) return;
+    if (absent(text, "text")) return;
 
     char *decoded = text;
     while (*text) {
         const bool complete = *text == '%' && text[1] && text[2];
-        const int byte = complete ? vorn::encoded_byte(text[1], text[2]) : 0;
+        const int byte = complete ? encoded_byte(text[1], text[2]) : 0;
         *decoded++ = byte ? static_cast<char>(byte) : *text;
         text += byte ? 3 : 1;
     }
@@ -155,25 +157,25 @@ void vorn_util_url_decode(char *text)
 int vorn_util_add_line_from_proc(char *output, int size, const char *path, const char *prefix,
                                  const void *columns)
 {
-    if (vorn::absent(output, "output") || vorn::absent(path, "path")) return vorn::failed;
-    if (vorn::absent(columns, "columns")) return vorn::failed;
+    if (absent(output, "output") || absent(path, "path")) return failed;
+    if (absent(columns, "columns")) return failed;
 
-    const vorn::Fd file(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const Fd file(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file) {
         vorn_debug_eprintf("Can't open %s.\n", path);
-        return vorn::failed;
+        return failed;
     }
-    char bytes[vorn::longest_file];
+    char bytes[longest_file];
     const ssize_t count = read(file.get(), bytes, sizeof bytes);
 
     const std::size_t used = std::strlen(output);
-    const std::ptrdiff_t room = size - static_cast<std::ptrdiff_t>(used) - vorn::newline_and_nul;
-    if (room <= 0) return vorn::ok;
+    const std::ptrdiff_t room = size - static_cast<std::ptrdiff_t>(used) - newline_and_nul;
+    if (room <= 0) return ok;
 
     const auto *names = static_cast<const char *const *>(columns);
     const std::string_view lines(bytes, count > 0 ? static_cast<std::size_t>(count) : 0);
-    vorn::Writer writer(output + used, room);
-    vorn::write_line(writer, prefix, vorn::Row(lines, names), names);
+    Writer writer(output + used, room);
+    write_line(writer, prefix, Row(lines, names), names);
     writer.end_line();
-    return vorn::ok;
+    return ok;
 }

@@ -67,11 +67,13 @@ int walk_pattern(const Walk &walk, const char *pattern, std::size_t from, const 
 
 } // namespace vorn
 
+using namespace vorn;
+
 int vorn_util_dir_walk(const char *pattern, char *output, int size, const char *label,
                        vorn_util_dir_walk_fn callback, const void *user)
 {
-    if (vorn::absent(pattern, "pattern") || vorn::absent(output, "output")) return -1;
-    if (vorn::absent(reinterpret_cast<const void *>(callback), "callback")) return -1;
+    if (absent(pattern, "pattern") || absent(output, "output")) return -1;
+    if (absent(reinterpret_cast<const void *>(callback), "callback")) return -1;
 
-    return vorn::walk_pattern({output, size, callback, user}, pattern, 0, label ? label : "");
+    return walk_pattern({output, size, callback, user}, pattern, 0, label ? label : "");
 }

@@ -55,37 +55,39 @@ void close_device()
 
 } // namespace vorn
 
+using namespace vorn;
+
 void vorn_watchdog_ack()
 {
-    if (vorn::watchdog_fd == vorn::watchdog_stopped) return;
+    if (watchdog_fd == watchdog_stopped) return;
 
-    if (vorn::watchdog_fd == vorn::watchdog_not_opened) {
+    if (watchdog_fd == watchdog_not_opened) {
         struct stat status;
-        if (stat(vorn::paths::watchdog, &status) != 0) {
+        if (stat(paths::watchdog, &status) != 0) {
             /* This path was never the device's, but it is what people look for in their logs. */
             vorn_debug_perror("/dev/vorn_watchdog_ack stat");
             vorn_watchdog_stop();
             return;
         }
-        vorn::open_device();
+        open_device();
     }
     int ignored = 0;
-    vorn::report_if_failed(ioctl(vorn::watchdog_fd, WDIOC_KEEPALIVE, &ignored),
-                           "vorn_watchdog_ack ioctl[WDIOC_KEEPALIVE]");
+    report_if_failed(ioctl(watchdog_fd, WDIOC_KEEPALIVE, &ignored),
+                     "vorn_watchdog_ack ioctl[WDIOC_KEEPALIVE]");
 }
 
 void vorn_watchdog_stop()
 {
-    switch (vorn::watchdog_fd) {
-    case vorn::watchdog_not_opened:
+    switch (watchdog_fd) {
+    case watchdog_not_opened:
         vorn_debug_printf("Watchdog stopped (before start).\n");
         break;
-    case vorn::watchdog_stopped:
+    case watchdog_stopped:
         vorn_debug_printf("Watchdog already stopped.\n");
         break;
     default:
-        vorn::close_device();
+        close_device();
         vorn_debug_printf("Watchdog stopped.\n");
     }
-    vorn::watchdog_fd = vorn::watchdog_stopped;
+    watchdog_fd = watchdog_stopped;
 }

@@ -278,11 +278,13 @@ bool add_attribute(xmlNode *element, const char *name, const char *text)
 
 } // namespace vorn
 
+using namespace vorn;
+
 const char *vorn_util_xmlNodeListGetString(struct _xmlDoc *, struct _xmlNode *node, int in_line)
 {
     if (!node || !in_line) return nullptr;
     const bool holds_text = node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE;
-    return holds_text ? vorn::plain(node->content) : nullptr;
+    return holds_text ? plain(node->content) : nullptr;
 }
 
 const char *vorn_util_xmlGetProp(struct _xmlNode *node, const char *name)
@@ -290,7 +292,7 @@ const char *vorn_util_xmlGetProp(struct _xmlNode *node, const char *name)
     if (!node || !name || node->type != XML_ELEMENT_NODE) return nullptr;
 
     for (xmlAttr *attribute = node->properties; attribute; attribute = attribute->next) {
-        if (!xmlStrEqual(attribute->name, vorn::xml(name))) continue;
+        if (!xmlStrEqual(attribute->name, xml(name))) continue;
         const char *text = vorn_util_xmlNodeListGetString(node->doc, attribute->children, 1);
         return text ? text : "";
     }

@@ -1,4 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #include "core/base/memory.h"
 
-constinit unsigned long vorn::refused_allocations = 0;
+namespace vorn {
+
+constinit unsigned long refused_allocations = 0;
+
+} // namespace vorn

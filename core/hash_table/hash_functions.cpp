@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <span>
 
+namespace vorn {
+
 namespace {
 
 constexpr std::uint32_t polynomial = 0x04C11DB7;
@@ -33,6 +35,10 @@ std::span<const unsigned char> bytes_of(const ght_key *key)
 }
 
 } // namespace
+
+} // namespace vorn
+
+using namespace vorn;
 
 uint32_t ght_one_at_a_time_hash(const ght_key *key)
 {

@@ -4,11 +4,13 @@
 #include "core/start/startup.h"
 #include "vorn/eloop.h"
 
+using namespace vorn;
+
 int main(int argc, char **argv)
 {
-    vorn::start_up(argc, argv);
+    start_up(argc, argv);
     eloop_run();
-    vorn::wind_down();
-    vorn::finish_logs();
+    wind_down();
+    finish_logs();
     return 1;
 }
