@@ -40,7 +40,7 @@ void tell_time(char (&text)[clock_room])
     text[std::strcspn(text, "\n")] = '\0';
 }
 
-void log_write(const char *format, std::va_list arguments)
+VORN_PRINTF(1, 0) void log_write(const char *format, std::va_list arguments)
 {
     const SignalsHeld held;
     std::FILE *stream = debug_state.stream;

@@ -20,13 +20,6 @@
 
 namespace vorn {
 
-namespace {
-
-/* Held open until the process ends. Its own children never see it, and daemon() keeps it. */
-constinit int lock = -1;
-
-} // namespace
-
 /* Without the file there is no telling, and a device that does not come up is worse than two. */
 void become_sole_process(int argc, char **argv)
 {
@@ -38,7 +31,8 @@ void become_sole_process(int argc, char **argv)
         std::fprintf(stderr, "vorn: Another vorn is running already.\n");
         std::exit(1);
     }
-    lock = file.release();
+    /* Open until the process ends: its own children never see it, and daemon() keeps it. */
+    static_cast<void>(file.release());
 }
 
 } // namespace vorn
