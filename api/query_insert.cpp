@@ -3,7 +3,7 @@
 #include "core/base/memory.h"
 #include "core/base/text.h"
 #include "model/instance_record.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 #include "vorn/class.h"
 #include "vorn/config.h"
 #include "vorn/xml.h"

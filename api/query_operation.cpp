@@ -9,7 +9,7 @@
 #include "core/base/text.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 #include "vorn/class.h"
 
 #include <cstring>

@@ -7,7 +7,7 @@
 
 #include "api/query_operation.h"
 #include "core/base/text.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 #include "vorn/query.h"
 #include "vorn/xml.h"
 

@@ -2,7 +2,7 @@
 #include "api/query_result.h"
 
 #include "core/base/text.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 
 #include <cstdio>
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "core/base/text.h"
-#include "services/xml_writer.h"
+#include "services/xml/xml_writer.h"
 #include "vorn/instance.h"
 
 #include <cstdint>

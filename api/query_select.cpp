@@ -2,7 +2,7 @@
 #include "api/query_operation.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 
 #include <cstring>
 

@@ -6,7 +6,7 @@
 #include "api/query_where.h"
 
 #include "core/base/text.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 #include "vorn/debug.h"
 
 #include <cstring>

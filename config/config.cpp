@@ -18,7 +18,7 @@
 #include "core/base/text.h"
 #include "core/guard.h"
 #include "model/class_record.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 #include "vorn/debug.h"
 #include "vorn/notify.h"
 #include "vorn/process.h"

@@ -19,7 +19,7 @@
 #include "core/base/paths.h"
 #include "core/base/result.h"
 #include "model/instances_walk.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 #include "vorn/changes.h"
 #include "vorn/config.h"
 #include "vorn/debug.h"

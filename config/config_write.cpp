@@ -11,7 +11,7 @@
 #include "model/classes_walk.h"
 #include "model/instance_record.h"
 #include "model/instances_walk.h"
-#include "services/xml_writer.h"
+#include "services/xml/xml_writer.h"
 #include "vorn/class.h"
 #include "vorn/debug.h"
 

@@ -6,7 +6,7 @@
 #include "config/file_limits.h"
 
 #include "core/base/limits.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include "services/xml.h"
+#include "services/xml/xml.h"
 
 #include <optional>
 #include <string>

@@ -4,7 +4,7 @@
 #include "config/config_read.h"
 #include "config/config_state.h"
 #include "model/instances_walk.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 #include "vorn/vorn.h"
 
 #include <cstdio>

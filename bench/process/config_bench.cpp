@@ -2,7 +2,7 @@
 /* Boot load, save and memory, beside what libxml2 alone takes for the same document. */
 #include "config/config_state.h"
 #include "config/config_write.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 
 #include <cstdio>
 

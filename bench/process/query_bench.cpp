@@ -3,7 +3,7 @@
 #include "config/config_state.h"
 #include "model/instance_record.h"
 #include "model/instances_walk.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 #include "vorn/query.h"
 
 #include <cstdlib>

@@ -5,7 +5,7 @@
  * transaction that fails leaves no trace.
  */
 #include "api/query_fixture.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
  */
 #include "config/config_fixture.h"
 #include "config/file_replace.h"
-#include "services/xml.h"
+#include "services/xml/xml.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
  */
 #include "core/base/result.h"
 #include "core/guard.h"
-#include "services/util_columns.h"
+#include "services/util/util_columns.h"
 #include "vorn/query.h"
 #include "vorn/refresher.h"
 #include "vorn/util.h"

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* libxml2 with an allocator that refuses: what it makes of a document then is no document. */
-#include "services/xml.h"
+#include "services/xml/xml.h"
 #include "support/log.h"
 
 #include <gtest/gtest.h>

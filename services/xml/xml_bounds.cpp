@@ -7,7 +7,7 @@
  * from one element to the next is bounded instead. Whoever deceives this look has written what is
  * no document, and the parser's first complaint ends the reading.
  */
-#include "services/xml_bounds.h"
+#include "services/xml/xml_bounds.h"
 
 #include "vorn/debug.h"
 

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* The writer beside libxml2: whatever it is told to write, libxml2 saves the same tree alike. */
-#include "services/xml.h"
-#include "services/xml_writer.h"
+#include "services/xml/xml.h"
+#include "services/xml/xml_writer.h"
 #include "support/allocation.h"
 
 #include <gtest/gtest.h>

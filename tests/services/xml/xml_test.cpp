@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-#include "services/xml.h"
-#include "services/xml_bounds.h"
+#include "services/xml/xml.h"
+#include "services/xml/xml_bounds.h"
 #include "support/log.h"
 #include "vorn/xml.h"
 

@@ -4,9 +4,9 @@
  * it, whoever escapes it. Those are copied as they are; any other goes through the platform's
  * escape and libxml2's own way of writing, so that there is one set of rules.
  */
-#include "services/xml_writer.h"
+#include "services/xml/xml_writer.h"
 
-#include "services/xml.h"
+#include "services/xml/xml.h"
 
 #include <array>
 #include <cstring>

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-#include "services/util_columns.h"
+#include "services/util/util_columns.h"
 
 namespace vorn {
 

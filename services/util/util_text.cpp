@@ -6,7 +6,7 @@
 #include "core/base/file.h"
 #include "core/base/result.h"
 #include "core/guard.h"
-#include "services/util_columns.h"
+#include "services/util/util_columns.h"
 #include "vorn/debug.h"
 #include "vorn/util.h"
 

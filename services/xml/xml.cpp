@@ -4,11 +4,11 @@
  * others wrote without falling for it, reading texts in place, adding texts so that they come out
  * as they went in.
  */
-#include "services/xml.h"
+#include "services/xml/xml.h"
 
 #include "core/base/file.h"
 #include "platform/lumo/lumo.h"
-#include "services/xml_bounds.h"
+#include "services/xml/xml_bounds.h"
 #include "vorn/debug.h"
 #include "vorn/xml.h"
 
