@@ -12,6 +12,7 @@
 #include "api/query_result.h"
 #include "api/query_state.h"
 #include "change/changes_record.h"
+#include "change/commit_report_record.h"
 #include "change/providers_check.h"
 #include "change/refresh_info_record.h"
 #include "config/commit_id.h"
@@ -35,7 +36,6 @@ int vorn_query_transaction_number = 0;
 namespace vorn {
 
 constinit bool external_updates_disabled = false;
-constinit std::uint32_t commit_number = 0;
 
 namespace {
 
@@ -120,6 +120,7 @@ bool plan(QueryRequest &request, xmlNode *first, Answer &answer)
     const std::int32_t errors = run_pass(request, first, answer, every_operation);
     if (errors == 0 && !request.out_of_memory) vorn_providers_refresh(info.get());
     request.refresh_info = nullptr;
+    request.watch->is_done(VORN_COMMIT_REFRESH);
     return errors == 0 && !request.out_of_memory;
 }
 
@@ -135,8 +136,9 @@ void put_into_effect(const QueryRequest &request, StoreWithInstances &copy)
 
     if (request.transaction) vorn_config_replace_running(copy.release());
     if (has_to_be_committed(request)) {
-        commit_number++;
+        request.watch->goes_into_commit();
         vorn_providers_commit(request.instances, request.changes, nullptr);
+        log_last_commit();
     }
 }
 
@@ -172,6 +174,7 @@ Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
     if (request.told_commit) answer.add_commit(request.told_commit->text().get());
     Text text = answer.take();
     if (!text) request.out_of_memory = true;
+    request.watch->is_done(VORN_COMMIT_VALIDATE);
     if (errors == 0) put_into_effect(request, copy);
     return request.out_of_memory ? Text() : std::move(text);
 }
@@ -188,7 +191,7 @@ Text evaluate_operations(QueryRequest &request, xmlNode *first, StoreWithInstanc
     return execute(request, first, copy);
 }
 
-Text evaluate_request(xmlDoc *document, bool passive)
+Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch)
 {
     xmlNode *root = xmlDocGetRootElement(document);
     if (!is_named(root, root_name)) return refusal("Top level name is not lsql.");
@@ -214,6 +217,7 @@ Text evaluate_request(xmlDoc *document, bool passive)
         if (asks_for_commit(root)) request.told_commit = &commit;
     }
     StoreWithInstances copy;
+    request.watch = &watch;
     request.passive = passive;
     request.instances = vorn_config_get_running();
     if (is_transaction) {
@@ -239,7 +243,7 @@ void show(const char *what, bool passive)
     vorn_debug_printf("LSQL %s%s:\n", what, passive ? " (passive)" : "");
 }
 
-Text evaluate_logged(xmlDoc *request, bool passive)
+Text evaluate_logged(xmlDoc *request, bool passive, RequestWatch &watch)
 {
     const bool shown_in_log = shows_queries(passive);
     if (shown_in_log) {
@@ -247,7 +251,7 @@ Text evaluate_logged(xmlDoc *request, bool passive)
         xmlDocDump(vorn_debug_get_stream(), request);
         std::fflush(vorn_debug_get_stream());
     }
-    Text answer = evaluate_request(request, passive);
+    Text answer = evaluate_request(request, passive, watch);
     if (shown_in_log) {
         show("result", passive);
         if (answer) std::fputs(answer.get(), vorn_debug_get_stream());
@@ -272,6 +276,7 @@ private:
 
 char *evaluate_text(const char *text, bool passive)
 {
+    RequestWatch watch;
     const XmlDocument request = text ? parse_xml_text(text, std::strlen(text)) : XmlDocument();
     if (!request) {
         vorn_debug_eprintf("Invalid LSQL request: %s\n", Quoted(shown(text)).get());
@@ -280,8 +285,9 @@ char *evaluate_text(const char *text, bool passive)
     xmlNode *root = xmlDocGetRootElement(request.get());
     if (is_named(root, startup_request_name)) return vorn_config_get_startup_as_xml();
 
+    watch.is_done(VORN_COMMIT_PARSE);
     const OriginEndsWithRequest origin_ends(root);
-    Text answer = evaluate_logged(request.get(), passive);
+    Text answer = evaluate_logged(request.get(), passive, watch);
     if (!answer) vorn_debug_eprintf("No memory to answer an LSQL request.\n");
     return answer.release();
 }

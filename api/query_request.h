@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "change/commit_report_record.h"
 #include "config/commit_id.h"
 #include "vorn/changes.h"
 #include "vorn/instances.h"
@@ -14,6 +15,7 @@ struct QueryRequest {
     bool transaction = false;
     vorn_instances *instances = nullptr; /* running, or the transaction's copy */
     vorn_changes *changes = nullptr;
+    RequestWatch *watch = nullptr;
     vorn_refresh_info *refresh_info = nullptr; /* set during the first pass only */
     const CommitId *told_commit = nullptr;     /* for a client that asked for it */
     bool last_one_writes = false;              /* the last operation that was evaluated */

@@ -3,6 +3,7 @@
  * A commit function that walks the change set and calls back per class, group, instance and
  * property. What it protects is the order of the calls, which is what plugins rely on.
  */
+#include "change/commit_given.h"
 #include "change/commit_info_record.h"
 #include "change/committer_record.h"
 #include "core/base/result.h"
@@ -134,6 +135,7 @@ void commit_deleted(ClassCommit &commit)
         vorn_changes_new_deleted_class_instances_iterator(commit.changes, commit.class_name));
     if (!can_walk(walk, commit.class_name)) return;
     for (vorn_instance *instance : walk) {
+        given_instances++;
         commit_group(commit, *instance);
         if (callbacks.instance_delete) {
             vorn_debug_lprintf(5, " Committing class %s, instance_delete.\n", commit.class_name);
@@ -158,6 +160,7 @@ void commit_changed(ClassCommit &commit)
     const Walk walk(vorn_changes_new_class_instances_iterator(commit.changes, commit.class_name));
     if (!can_walk(walk, commit.class_name)) return;
     for (vorn_instance *instance : walk) {
+        given_instances++;
         vorn_instance *before = find_before(commit, instance);
         commit_group(commit, *instance);
         if (callbacks.instance_create && !before) {

@@ -3,6 +3,7 @@
  * All providers of the process: collected while plugins are loaded, then put into one order for
  * good, in which every check, every commit and every refresh calls them. Nobody can be left out.
  */
+#include "change/commit_report_record.h"
 #include "change/provider_record.h"
 #include "change/providers_check.h"
 #include "change/providers_state.h"
@@ -142,9 +143,11 @@ void vorn_providers_commit(vorn_instances *after, vorn_changes *changes, vorn_ac
     if (!actions) actions = vorn_actions_new();
 
     const DeletionsWait until_all_have_seen_them;
-    for_each_registered([=](vorn_provider &provider) {
+    CommitWatch watch(changes);
+    for_each_registered([=, &watch](vorn_provider &provider) {
         vorn_debug_lprintf(3, "Committing provider %s...\n", provider.name.get());
         vorn_provider_commit(&provider, after, changes, actions);
+        watch.provider_is_done(provider);
         do_what_was_put_off();
     });
     if (actions) vorn_actions_delete(actions);

@@ -11,6 +11,7 @@
 #include "config/config_write.h"
 #include "config/default_file.h"
 #include "config/plugins_of_last_save.h"
+#include "change/commit_report_record.h"
 #include "core/base/file.h"
 #include "core/base/memory.h"
 #include "core/base/paths.h"
@@ -119,12 +120,14 @@ int vorn_config_init()
 int vorn_config_copy_running_to_startup()
 {
     SaveReason reason;
+    Stopwatch watch;
     const bool written =
         may_be_saved(reason) &&
         write_config(vorn_config_get_running(), paths::startup_config, FileKind::kept, reason);
     if (written) remember_plugins();
     note_save(reason);
     announce_change();
+    note_save_took(watch.lap());
     return ok;
 }
 

@@ -8,6 +8,7 @@
 #include "config/config_load.h"
 
 #include "change/changes_record.h"
+#include "change/commit_report_record.h"
 #include "change/providers_check.h"
 #include "config/broken_file.h"
 #include "config/config_read.h"
@@ -191,8 +192,10 @@ int load_startup()
     lacks_instances = !whole;
     running_from = found ? taken.source : Source::nothing;
     note_missing_plugin(unknown);
+    const bool is_first = !before;
     before.reset();
     report_what_checks_find(changes.get());
+    if (is_first) number_next_commit_zero();
     vorn_providers_commit(running_config, changes.get(), nullptr);
     return found ? ok : failed;
 }

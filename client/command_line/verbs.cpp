@@ -9,6 +9,7 @@ namespace vorn::client {
 /* Each is in the file of its name. */
 int add(const Invocation &invocation);
 int batch(const Invocation &invocation);
+int commits(const Invocation &invocation);
 int complete(const Invocation &invocation);
 int delete_(const Invocation &invocation);
 int diff(const Invocation &invocation);
@@ -64,11 +65,13 @@ constexpr Argument losing[] = {
 constexpr Argument naming[] = {
     {"CLASS", "what to rename"}, {"NAME", "as it is called now"}, {"NEW-NAME", "as it will be"}};
 constexpr Argument lines[] = {{"LINES", "how many; 20 if it isn't given", false}};
+constexpr Argument commit_count[] = {{"COUNT", "how many; 20 if it isn't given", false}};
 constexpr Argument station[] = {{"STATION", "its MAC address"}};
 
 constexpr OptionWord picking[] = {where};
 constexpr OptionWord showing[] = {where, {"-q", nullptr, "the bare value of one property"}};
 constexpr OptionWord adding[] = {{"--or-set", nullptr, "change the instance if it exists"}};
+constexpr OptionWord detailing[] = {{"-v", nullptr, "every provider, the slowest first"}};
 constexpr OptionWord resetting[] = {{"--yes", nullptr, "don't ask"}};
 constexpr OptionWord removing[] = {where, {"--all", nullptr, "all instances of the class"}};
 constexpr OptionWord importing[] = {
@@ -96,6 +99,7 @@ constexpr Verb table[] = {
     {"startup", {}, {}, "the saved configuration", startup, true},
     {"inform", event, {}, "tell a plugin of an event", inform},
     {"log", lines, {}, "the last lines of the device's log", log, true},
+    {"commits", commit_count, detailing, "what the last commits changed and took", commits, true},
     {"kick", station, {}, "send a wireless station away", kick},
     {"ping", {}, {}, "ask whether the daemon answers", ping},
     {"reboot", {}, {}, "restart the device", reboot},

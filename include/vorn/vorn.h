@@ -10,6 +10,7 @@
 #include "vorn/check_info.h"
 #include "vorn/class.h"
 #include "vorn/commit_info.h"
+#include "vorn/commit_report.h"
 #include "vorn/committer.h"
 #include "vorn/config.h"
 #include "vorn/debug.h"

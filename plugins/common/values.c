@@ -3,6 +3,7 @@
 
 #include <stdio.h>
 #include <string.h>
+#include <time.h>
 
 const char *value_of(const vorn_instance *instance, const char *property)
 {
@@ -13,6 +14,16 @@ const char *value_of(const vorn_instance *instance, const char *property)
 int is_changed(const vorn_instance *now, const vorn_instance *before, const char *property)
 {
     return strcmp(value_of(now, property), value_of(before, property)) != 0;
+}
+
+const char *time_text(int64_t seconds, char *room)
+{
+    const time_t when = (time_t)seconds;
+    struct tm parts;
+    if (seconds == 0 || gmtime_r(&when, &parts) == NULL ||
+        strftime(room, TIME_TEXT, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
+        room[0] = '\0';
+    return room;
 }
 
 int is_on(const vorn_instance *instance, const char *property)

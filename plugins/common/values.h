@@ -4,11 +4,22 @@
 
 #include "vorn/vorn.h"
 
+#include <stdint.h>
+
 /** The instance's value, or the empty text: for no instance too. It is the instance's. */
 const char *value_of(const vorn_instance *instance, const char *property);
 
 /** Whether the two have different values; no instance is one without any value. */
 int is_changed(const vorn_instance *now, const vorn_instance *before, const char *property);
+
+/** Room for what time_text writes. */
+enum { TIME_TEXT = 32 };
+
+/**
+ * Seconds since 1970 as "2026-01-31T12:00:00Z", written into a room of TIME_TEXT bytes, which is
+ * returned; empty for 0 and for what no calendar has.
+ */
+const char *time_text(int64_t seconds, char *room);
 
 /** Whether that property of the instance is "on". */
 int is_on(const vorn_instance *instance, const char *property);

@@ -6,9 +6,9 @@
  */
 #include <stdio.h>
 #include <string.h>
-#include <time.h>
 
 #include "declare.h"
+#include "values.h"
 
 enum { most_listed = 8, longest_listed = 80 };
 
@@ -72,13 +72,8 @@ static void save_configuration(vorn_commit_info *info)
 
 static const char *last_time(void)
 {
-    static char text[32];
-    const time_t when = (time_t)vorn_config_get_save_time();
-    struct tm parts;
-    text[0] = '\0';
-    if (when != 0 && gmtime_r(&when, &parts) != NULL)
-        strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text;
+    static char text[TIME_TEXT];
+    return time_text(vorn_config_get_save_time(), text);
 }
 
 static const char *unsaved(void)

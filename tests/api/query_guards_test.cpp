@@ -2,6 +2,7 @@
 /* Requests that say what must be the case: an instance that exists, a configuration that is known.
  */
 #include "api/query_fixture.h"
+#include "change/commit_report_record.h"
 
 #include <gmock/gmock.h>
 

@@ -38,7 +38,7 @@ protected:
     void SetUp() override
     {
         LocalUsers::SetUp();
-        for (const auto &each : std::filesystem::directory_iterator(VORN_PLUGIN_FOLDER)) {
+        for (const auto &each : std::filesystem::directory_iterator(built_plugins())) {
             if (each.path().extension() == ".vorn") install_plugin(each.path().filename());
         }
         shell("rm /usr/lib/vorn/plugins/board.vorn");

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "support/device.h"
 
+#include <cstdlib>
 #include <filesystem>
 
 namespace vorn::tests {
@@ -9,6 +10,15 @@ void Device::SetUp()
 {
     test::Device::SetUp();
     set_environment("LSAN_OPTIONS", "print_suppressions=0:suppressions=" VORN_RETAINED);
+    const std::string client_folder = std::filesystem::path(VORN_CLIENT).parent_path();
+    set_environment("PATH", client_folder + ":" + std::getenv("PATH"));
+    set_environment("VORN_COMPLETION", VORN_COMPLETIONS "/vornctl.bash");
+    set_environment("VORN_ZSH_COMPLETION", VORN_COMPLETIONS "/_vornctl");
+}
+
+std::string Device::built_plugins()
+{
+    return VORN_PLUGIN_FOLDER;
 }
 
 void Device::install_plugin(const std::string &name)

@@ -16,6 +16,8 @@ protected:
 
     /* A plugin that the build made, by its file name. */
     static void install_plugin(const std::string &name);
+    /* The folder of the reference plugins that were built. */
+    static std::string built_plugins();
 
     /* Kills the program whose id a command prints, as soon as it prints one: a child is there a
      * little later than it is started. */

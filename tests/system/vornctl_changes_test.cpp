@@ -185,12 +185,11 @@ protected:
 
     static void change_everything()
     {
-        EXPECT_EQ(
-            shell("printf 'set Radio r0 channel=7 mode=b\\ndelete Radio r1\\n"
-                  "add Radio \"r<2\" mode=\"&\"\\nset Board label=cellar\\nadd Route to=b\\n"
-                  "delete Acl g\\ndelete Address lan\\nadd Address lan kind=Dhcp\\n' | " VORN_CLIENT
-                  " batch -; echo $?"),
-            "0\n");
+        EXPECT_EQ(shell("printf 'set Radio r0 channel=7 mode=b\\ndelete Radio r1\\n"
+                        "add Radio \"r<2\" mode=\"&\"\\nset Board label=cellar\\nadd Route to=b\\n"
+                        "delete Acl g\\ndelete Address lan\\nadd Address lan kind=Dhcp\\n' | "
+                        "vornctl batch -; echo $?"),
+                  "0\n");
     }
 };
 
@@ -251,9 +250,9 @@ TEST_F(Configurations, AreExportedAsAFileToBootFrom)
 
 TEST_F(Configurations, ShowHowFarTheyAreOnATerminalOnly)
 {
-    EXPECT_THAT(shell("script -qec '" VORN_CLIENT " export /tmp/x.xml' /dev/null"),
+    EXPECT_THAT(shell("script -qec 'vornctl export /tmp/x.xml' /dev/null"),
                 HasSubstr("\rReading class 2 of 10"));
-    EXPECT_EQ(shell(VORN_CLIENT " export /tmp/x.xml 2>&1"), "");
+    EXPECT_EQ(shell("vornctl export /tmp/x.xml 2>&1"), "");
 }
 
 TEST_F(Configurations, OnlyShowWhatAnImportWouldChange)
@@ -339,14 +338,12 @@ protected:
 
     static std::string candidates(const std::string &line)
     {
-        write_file(
-            "/tmp/complete.sh",
-            "PATH=" + std::string(VORN_CLIENT).substr(0, std::string(VORN_CLIENT).rfind('/')) +
-                ":$PATH\n. " VORN_COMPLETION "\n"
-                "COMP_LINE=$1 COMP_POINT=${#1}\nset -f\nCOMP_WORDS=(${1//=/ = })\n"
-                "[[ $1 != *[[:blank:]] ]] || COMP_WORDS+=('')\n"
-                "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_vornctl\n"
-                "printf '%s|' \"${COMPREPLY[@]}\"\n");
+        write_file("/tmp/complete.sh",
+                   ". $VORN_COMPLETION\n"
+                   "COMP_LINE=$1 COMP_POINT=${#1}\nset -f\nCOMP_WORDS=(${1//=/ = })\n"
+                   "[[ $1 != *[[:blank:]] ]] || COMP_WORDS+=('')\n"
+                   "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_vornctl\n"
+                   "printf '%s|' \"${COMPREPLY[@]}\"\n");
         return shell("bash /tmp/complete.sh '" + line + "'");
     }
 };
@@ -391,10 +388,8 @@ TEST_F(Completion, OffersNothingWithoutADaemon)
 TEST_F(Completion, OffersTheSameInZsh)
 {
     write_file("/tmp/complete.zsh",
-               "PATH=" + std::string(VORN_CLIENT).substr(0, std::string(VORN_CLIENT).rfind('/')) +
-                   ":$PATH\ncompadd() { print -rl -- ${@[$(( ${@[(i)--]} + 1 )),-1]} }\n"
-                   "_files() { print files }\nLBUFFER=$1 words=(${(z)1})\n. " VORN_ZSH_COMPLETION
-                   "\n");
+               "compadd() { print -rl -- ${@[$(( ${@[(i)--]} + 1 )),-1]} }\n"
+               "_files() { print files }\nLBUFFER=$1 words=(${(z)1})\n. $VORN_ZSH_COMPLETION\n");
     const auto offered = [](const std::string &line) {
         return shell("zsh -f /tmp/complete.zsh '" + line + "'");
     };
@@ -408,10 +403,7 @@ TEST_F(Completion, OffersTheSameInZsh)
 /* A terminal, an interactive bash, and the tab key. */
 TEST_F(Completion, WorksAtAPrompt)
 {
-    write_file(
-        "/tmp/bashrc",
-        "PS1=; PATH=" + std::string(VORN_CLIENT).substr(0, std::string(VORN_CLIENT).rfind('/')) +
-            ":$PATH\n. " VORN_COMPLETION "\nbind 'set bell-style none'\n");
+    write_file("/tmp/bashrc", "PS1=\n. $VORN_COMPLETION\nbind 'set bell-style none'\n");
 
     EXPECT_THAT(shell("printf 'vornctl show Rad\\tr0 ch\\t\\nexit\\n' | "
                       "script -qec 'bash --noprofile --rcfile /tmp/bashrc -i' /dev/null"),

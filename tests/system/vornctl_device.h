@@ -24,7 +24,7 @@ protected:
     /* Standard output, then the exit status in a line of its own, then standard error. */
     static std::string vornctl(const std::string &arguments)
     {
-        return shell(std::string(VORN_CLIENT) + " " + arguments +
+        return shell("vornctl " + arguments +
                      " 2>/tmp/vornctl.err; echo \"[$?]\"; cat /tmp/vornctl.err");
     }
 };

@@ -57,8 +57,8 @@ TEST_F(Effects, AreNotWaitedForWhenNobodyWantsTo)
 
 TEST_F(Effects, OfAFileAreLookedAtTogether)
 {
-    EXPECT_EQ(shell("printf 'set Program p arguments=fail\\nset Radio r0 mode=g\\n' | " VORN_CLIENT
-                    " batch - 2>&1; echo $?"),
+    EXPECT_EQ(shell("printf 'set Program p arguments=fail\\nset Radio r0 mode=g\\n' | vornctl "
+                    "batch - 2>&1; echo $?"),
               "vornctl: recorded, but not applied: Program \"p\": failed: no such file\n7\n");
 }
 
@@ -146,7 +146,7 @@ TEST_F(DeviceCommands, ThatForgetEverythingAskFirst)
               "[2]\nvornctl: nobody to ask: --yes says that you mean it\n");
     const auto answered = [](const std::string &answer) {
         return shell("echo " + answer +
-                     " | script -qec '" VORN_CLIENT " factory-reset; echo $?' /dev/null");
+                     " | script -qec 'vornctl factory-reset; echo $?' /dev/null");
     };
 
     EXPECT_THAT(answered("no"), HasSubstr("nothing was done\r\n2\r\n"));
@@ -176,7 +176,7 @@ TEST_F(DeviceCommands, WaitAMomentForADaemonThatIsStarting)
     const std::string start = "cp /bin/sleep /tmp/vorn && { /tmp/vorn 20 & } ; starting=$!; "
                               "{ sleep 0.3; kill $starting; } & ";
 
-    EXPECT_EQ(shell(start + VORN_CLIENT " list 2>&1; echo $?"),
+    EXPECT_EQ(shell(start + "vornctl list 2>&1; echo $?"),
               "vornctl: no daemon is listening on this machine (Connection refused)\n3\n");
 
     boot();
@@ -187,7 +187,7 @@ class Secrets : public vorn::tests::VornctlStates {
 protected:
     static std::string on_terminal(const std::string &arguments)
     {
-        return shell("script -qec '" VORN_CLIENT " " + arguments +
+        return shell("script -qec 'vornctl " + arguments +
                      "' /dev/null | tr -d '\\r'; cat /tmp/err 2>/dev/null");
     }
     void SetUp() override

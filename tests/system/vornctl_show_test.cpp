@@ -141,7 +141,7 @@ TEST_F(Views, ShowTheSavedConfiguration)
 
 TEST_F(Views, AreColouredOnlyWhenAskedForOrOnATerminal)
 {
-    constexpr char terminal[] = "script -qec '" VORN_CLIENT " list Board' /dev/null";
+    constexpr char terminal[] = "script -qec 'vornctl list Board' /dev/null";
 
     EXPECT_THAT(vornctl("list Board"), StartsWith("PROPERTY"));
     EXPECT_THAT(vornctl("list Board --color always"), StartsWith("\033[1mPROPERTY"));
@@ -152,16 +152,16 @@ TEST_F(Views, AreColouredOnlyWhenAskedForOrOnATerminal)
 
 TEST_F(Views, AreListsWhereTheTerminalIsTooNarrowForATable)
 {
-    EXPECT_EQ(shell("script -qec 'stty cols 10; NO_COLOR=1 " VORN_CLIENT
-                    " show Radio - channel mode --where mode\\ =\\ g\\ or\\ channel\\ =\\ 11'"
+    EXPECT_EQ(shell("script -qec 'stty cols 10; NO_COLOR=1 vornctl show Radio - channel mode "
+                    "--where mode\\ =\\ g\\ or\\ channel\\ =\\ 11'"
                     " /dev/null | tr -d '\\r'"),
               "Radio r0\n  channel  6\n  mode     g\n\nRadio r1\n  channel  11\n  mode\n");
 }
 
 TEST_F(Views, OfWhatThereIsFitANarrowTerminalToo)
 {
-    EXPECT_THAT(shell("script -qec 'stty cols 20; NO_COLOR=1 PAGER=cat " VORN_CLIENT
-                      " list Radio' /dev/null | tr -d '\r'"),
+    EXPECT_THAT(shell("script -qec 'stty cols 20; NO_COLOR=1 PAGER=cat vornctl list Radio' "
+                      "/dev/null | tr -d '\r'"),
                 StartsWith("channel\n  FLAGS  rw-p\n  FROM\n\nmode\n"));
 }
 

@@ -199,7 +199,7 @@ TEST_F(Watchers, NameTheClientThatMadeAChange)
             done = true;
         });
         while (!done)
-            shell(VORN_CLIENT " " + command);
+            shell("vornctl " + command);
         watcher.join();
         return seen;
     };

@@ -150,7 +150,7 @@ TEST_F(Words, WatchWhatChanges)
     int count = 0;
     EXPECT_TRUE(comes_true([&] {
         const std::string number = std::to_string(count++);
-        shell(VORN_CLIENT " set Program p arguments=x" + number + " key=open" + number + " 2>&1");
+        shell("vornctl set Program p arguments=x" + number + " key=open" + number + " 2>&1");
         return done.load();
     }));
     watcher.join();
@@ -165,21 +165,21 @@ TEST_F(Words, GoThroughAPagerWhenTheScreenIsTooSmall)
 {
     const auto on_screen = [](const std::string &rows, const std::string &environment) {
         return shell(environment + " script -qec 'stty rows " + rows + " cols 80; NO_COLOR=1 " +
-                     VORN_CLIENT " list' /dev/null");
+                     "vornctl list' /dev/null");
     };
 
     EXPECT_THAT(on_screen("5", "PAGER='sed s/^/page:/'"), HasSubstr("page:Radio "));
     EXPECT_THAT(on_screen("60", "PAGER='sed s/^/page:/'"), Not(HasSubstr("page:")));
     EXPECT_THAT(on_screen("5", "PAGER=cat"), HasSubstr("Radio "));
     EXPECT_THAT(on_screen("5", "PAGER=/no/such/pager"), HasSubstr("Radio "));
-    EXPECT_EQ(shell("PAGER='sed s/^/page:/' " VORN_CLIENT " list | grep -c page:"), "0\n");
+    EXPECT_EQ(shell("PAGER='sed s/^/page:/' vornctl list | grep -c page:"), "0\n");
 }
 
 class MoreCompletion : public vorn::tests::VornctlStates {
 protected:
     static std::string candidates(const std::string &line)
     {
-        return shell(VORN_CLIENT " complete -- '" + line + "' | tr '\\n' '|'");
+        return shell("vornctl complete -- '" + line + "' | tr '\\n' '|'");
     }
 };
 

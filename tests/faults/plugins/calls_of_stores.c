@@ -298,6 +298,22 @@ static enum outcome ask_of_the_last_save(void)
     return done_if(answered);
 }
 
+/* The boot's report lies in memory of its own, so that it is there whatever is left. */
+static enum outcome ask_of_the_last_commit(void)
+{
+    const vorn_commit_report *boot = vorn_commit_report_get(0);
+    while (vorn_commit_report_get_number(boot) != 0)
+        boot = vorn_commit_report_get(vorn_commit_report_get_number(boot));
+    return done_if(boot != NULL && *vorn_commit_report_get_origin(boot) == '\0' &&
+                   vorn_commit_report_get_deleted(boot) == 0 &&
+                   vorn_commit_report_get_time(boot) != 0 &&
+                   vorn_commit_report_get_microseconds(boot, VORN_COMMIT_SAVE) == 0 &&
+                   vorn_commit_report_get_provider(boot, 12) == NULL &&
+                   vorn_commit_report_get_provider_instances(boot, 12) == 0 &&
+                   vorn_commit_report_get_provider_microseconds(boot, 12) == 0 &&
+                   vorn_commit_report_get_changed(boot) < 1000);
+}
+
 static enum outcome property_set_reference(void)
 {
     return declare(vorn_property_set_reference, vorn_property_get_reference);
@@ -310,6 +326,7 @@ static enum outcome property_set_syntax(void)
 
 const struct call store_calls[] = {
     {"vorn_config_get_save_result", ask_of_the_last_save, FREES},
+    {"vorn_commit_report_get", ask_of_the_last_commit, FREES},
     {"vorn_check_info_refuse", check_info_refuse, KEEPS},
     {"vorn_property_set_reference", property_set_reference, FREES},
     {"vorn_property_set_syntax", property_set_syntax, FREES},

@@ -1,0 +1,82 @@
+/* SPDX-License-Identifier: MIT */
+#ifndef VORN_COMMIT_REPORT_H
+#define VORN_COMMIT_REPORT_H
+
+#include "vorn/api.h"
+
+#include <stdint.h>
+
+/**
+ * What the last commits took: which of them changed how much, and where the time went. Each commit
+ * that ends leaves one report; the last 64 are kept, in memory that is there from the start, so
+ * that none is ever missing for lack of it.
+ *
+ *     const vorn_commit_report *last = vorn_commit_report_get(0);
+ *     if (last != NULL && vorn_commit_report_get_provider(last, 0) != NULL)
+ *         printf("slowest: %s\n", vorn_commit_report_get_provider(last, 0));
+ *
+ * A report belongs to the daemon. It holds until the next commit ends; nobody keeps the pointer.
+ * Getters answer null or 0 for a null report.
+ */
+
+VORN_BEGIN
+
+/** One commit. */
+typedef struct vorn_commit_report vorn_commit_report;
+
+/** Where a commit, and the request that led to it, spent its time. */
+enum vorn_commit_phase {
+    VORN_COMMIT_PARSE,     /**< reading the request; the file, of a load */
+    VORN_COMMIT_REFRESH,   /**< refreshing what the request selects */
+    VORN_COMMIT_VALIDATE,  /**< making the changes, validity functions included, and the checks */
+    VORN_COMMIT_PROVIDERS, /**< the commit functions of all providers, a save among them included */
+    VORN_COMMIT_SAVE,      /**< writing the startup file, when a provider did so */
+};
+
+/** The report of the commit that ended so many commits ago, 0 for the last; null when none is kept.
+ */
+VORN_API const vorn_commit_report *vorn_commit_report_get(unsigned int ago);
+
+/**
+ * The number of the commit: 0 for what was loaded before the first change, then 1 more for each.
+ * It is the number in the commit ids of LSQL.
+ */
+VORN_API uint32_t vorn_commit_report_get_number(const vorn_commit_report *report);
+
+/** When the commit began, in seconds since 1970 by the device's clock. */
+VORN_API int64_t vorn_commit_report_get_time(const vorn_commit_report *report);
+
+/** The origin that the request gave, cut to 63 bytes; "" without one. */
+VORN_API const char *vorn_commit_report_get_origin(const vorn_commit_report *report);
+
+/** How many instances were changed or inserted. */
+VORN_API uint32_t vorn_commit_report_get_changed(const vorn_commit_report *report);
+
+/** How many instances were deleted. */
+VORN_API uint32_t vorn_commit_report_get_deleted(const vorn_commit_report *report);
+
+/** The microseconds that a phase took, a value of the enumeration above; 0 for any other. */
+VORN_API uint32_t vorn_commit_report_get_microseconds(const vorn_commit_report *report, int phase);
+
+/**
+ * The name of a provider that the commit concerned, by how long it took, 0 for the slowest; null
+ * when there are not so many. At most 12 are kept: those that were given an instance, or took
+ * longer than a tenth of a millisecond.
+ */
+VORN_API const char *vorn_commit_report_get_provider(const vorn_commit_report *report,
+                                                     unsigned int rank);
+
+/**
+ * How many instances that provider was given: those that its committer called back for, or all
+ * that the commit changed or deleted when the provider has a commit function of its own.
+ */
+VORN_API uint32_t vorn_commit_report_get_provider_instances(const vorn_commit_report *report,
+                                                            unsigned int rank);
+
+/** How many microseconds that provider's commit function took. */
+VORN_API uint32_t vorn_commit_report_get_provider_microseconds(const vorn_commit_report *report,
+                                                               unsigned int rank);
+
+VORN_END
+
+#endif
