@@ -11,9 +11,9 @@ void Device::SetUp()
     test::Device::SetUp();
     set_environment("LSAN_OPTIONS", "print_suppressions=0:suppressions=" VORN_RETAINED);
     const std::string client_folder = std::filesystem::path(VORN_CLIENT).parent_path();
-    set_environment("PATH", client_folder + ":" + std::getenv("PATH"));
-    set_environment("VORN_COMPLETION", VORN_COMPLETIONS "/vornctl.bash");
-    set_environment("VORN_ZSH_COMPLETION", VORN_COMPLETIONS "/_vornctl");
+    setenv("PATH", (client_folder + ":" + std::getenv("PATH")).c_str(), 1);
+    setenv("VORN_COMPLETION", VORN_COMPLETIONS "/vornctl.bash", 1);
+    setenv("VORN_ZSH_COMPLETION", VORN_COMPLETIONS "/_vornctl", 1);
 }
 
 std::string Device::built_plugins()

@@ -38,7 +38,7 @@ protected:
 
     static void install_all_plugins()
     {
-        for (const auto &each : std::filesystem::directory_iterator(VORN_PLUGIN_FOLDER)) {
+        for (const auto &each : std::filesystem::directory_iterator(built_plugins())) {
             if (each.path().extension() == ".vorn") install_plugin(each.path().filename());
         }
     }

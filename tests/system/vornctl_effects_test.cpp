@@ -81,11 +81,10 @@ TEST_F(Effects, OfWhichAPartIsNotSavedAreNoSuccess)
     EXPECT_EQ(vornctl("set Program p arguments=lose"),
               std::string("[6]\nvornctl: applied, ") + not_saved);
     EXPECT_EQ(vornctl("set Radio r0 mode=g"), "[0]\n");
-    EXPECT_EQ(
-        shell("printf 'set Program p arguments=lose\nadd Program q arguments=fail\n' | " VORN_CLIENT
-              " batch - 2>&1; echo $?"),
-        std::string("vornctl: recorded, ") + not_saved +
-            "vornctl: recorded, but not applied: Program \"q\": failed: no such file\n7\n");
+    EXPECT_EQ(shell("printf 'set Program p arguments=lose\nadd Program q arguments=fail\n' | "
+                    "vornctl batch - 2>&1; echo $?"),
+              std::string("vornctl: recorded, ") + not_saved +
+                  "vornctl: recorded, but not applied: Program \"q\": failed: no such file\n7\n");
 }
 
 TEST_F(Effects, OfAnUnreadableConfigurationAreToldUntilSomebodyDealsWithIt)
@@ -226,9 +225,8 @@ TEST_F(Secrets, AreInAFileButNotOnATerminal)
 /* Each line of it, whichever of the changes the secret came with. */
 TEST_F(Secrets, AreInNoRefusalOfAWholeTransaction)
 {
-    const std::string said =
-        shell("printf 'set Program p key=weak1\nadd Program q key=weak22\n' | " VORN_CLIENT
-              " batch - 2>&1; echo $?");
+    const std::string said = shell("printf 'set Program p key=weak1\nadd Program q key=weak22\n' | "
+                                   "vornctl batch - 2>&1; echo $?");
 
     EXPECT_THAT(said, Not(HasSubstr("weak")));
     EXPECT_THAT(said, HasSubstr("\"p\""));

@@ -326,7 +326,7 @@ static enum outcome property_set_syntax(void)
 
 const struct call store_calls[] = {
     {"vorn_config_get_save_result", ask_of_the_last_save, FREES},
-    {"vorn_commit_report_get", ask_of_the_last_commit, FREES},
+    {"vorn_commit_report_get", ask_of_the_last_commit, TAKES_NONE},
     {"vorn_check_info_refuse", check_info_refuse, KEEPS},
     {"vorn_property_set_reference", property_set_reference, FREES},
     {"vorn_property_set_syntax", property_set_syntax, FREES},
