@@ -75,20 +75,11 @@ static void show_commits(vorn_refresh_info *info, void *data)
     vorn_instances_delete_all(commits);
 }
 
-static int declare(void)
-{
-    vorn_class *commit = vorn_class_new(class_name);
-    if (commit == NULL) return 1;
-    vorn_class_set_type(commit, VORN_CLASS_UNIQUE_NAMED);
-    for (const char *const *each = properties; *each != NULL; each++) {
-        if (declare_state(commit, *each) != 0) return 1;
-    }
-    return vorn_classes_add(commit);
-}
-
 void vorn_plugin_init(void)
 {
-    if (vorn_plugin_new("1.0") == NULL || declare() != 0) return;
+    if (vorn_plugin_new("1.0") == NULL ||
+        declare_shown(class_name, VORN_CLASS_UNIQUE_NAMED, properties) != 0)
+        return;
 
     vorn_provider *provider = vorn_provider_new("commits");
     if (provider == NULL) return;

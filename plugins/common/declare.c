@@ -54,6 +54,17 @@ int declare_state(vorn_class *klass, const char *name)
     return 1;
 }
 
+int declare_shown(const char *name, int type, const char *const properties[])
+{
+    vorn_class *klass = vorn_class_new(name);
+    if (klass == NULL) return 1;
+    vorn_class_set_type(klass, type);
+    for (; *properties != NULL; properties++) {
+        if (declare_state(klass, *properties) != 0) return 1;
+    }
+    return vorn_classes_add(klass);
+}
+
 int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher)
 {
     vorn_provider *provider = vorn_provider_new(name);

@@ -32,6 +32,12 @@ int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_va
 /** A property that only plugins write, and that is not saved. */
 int declare_state(vorn_class *klass, const char *name);
 
+/**
+ * A class of instances that only plugins make, with those properties, a null after the last. It is
+ * put into the registry. Answers 0 or 1.
+ */
+int declare_shown(const char *name, int type, const char *const properties[]);
+
 /** Registers a provider whose commits go to the committer, before the configuration is saved. */
 int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher);
 

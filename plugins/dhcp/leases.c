@@ -15,13 +15,7 @@ static const char *const properties[] = {"mac", "address", "host", "expires", NU
 
 int leases_declare(void)
 {
-    vorn_class *lease = vorn_class_new(class_name);
-    if (lease == NULL) return 1;
-    vorn_class_set_type(lease, VORN_CLASS_ANONYMOUS);
-    for (const char *const *each = properties; *each != NULL; each++) {
-        if (declare_state(lease, *each) != 0) return 1;
-    }
-    return vorn_classes_add(lease);
+    return declare_shown(class_name, VORN_CLASS_ANONYMOUS, properties);
 }
 
 static void add_lease(vorn_instances *leases, const char *line)

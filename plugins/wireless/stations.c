@@ -34,13 +34,7 @@ static const char *const labels[][2] = {
 
 int stations_declare(void)
 {
-    vorn_class *station = vorn_class_new(class_name);
-    if (station == NULL) return 1;
-    vorn_class_set_type(station, VORN_CLASS_ANONYMOUS);
-    for (const char *const *each = properties; *each != NULL; each++) {
-        if (declare_state(station, *each) != 0) return 1;
-    }
-    return vorn_classes_add(station);
+    return declare_shown(class_name, VORN_CLASS_ANONYMOUS, properties);
 }
 
 static vorn_instance *begin_station(vorn_instances *stations, const char *network)
