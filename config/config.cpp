@@ -6,12 +6,12 @@
  */
 #include "vorn/config.h"
 
+#include "change/commit_report_record.h"
 #include "config/config_load.h"
 #include "config/config_state.h"
 #include "config/config_write.h"
 #include "config/default_file.h"
 #include "config/plugins_of_last_save.h"
-#include "change/commit_report_record.h"
 #include "core/base/file.h"
 #include "core/base/memory.h"
 #include "core/base/paths.h"
