@@ -20,6 +20,8 @@
 #include <new>
 #include <utility>
 
+namespace vorn {
+
 namespace {
 
 constexpr int stored = 0;
@@ -42,7 +44,7 @@ constexpr std::uint32_t few_buckets = 32;
 
 ght_entry **zeroed_chains(std::uint32_t buckets)
 {
-    return static_cast<ght_entry **>(vorn::noted(std::calloc(buckets, bucket_size)));
+    return static_cast<ght_entry **>(noted(std::calloc(buckets, bucket_size)));
 }
 
 /*
@@ -61,7 +63,7 @@ void free_chains(ght_table &table)
 
 std::uint32_t hash_of(const ght_table &table, const ght_key &key)
 {
-    return table.has_visible_buckets ? table.hash(&key) : vorn::quick_hash(key);
+    return table.has_visible_buckets ? table.hash(&key) : quick_hash(key);
 }
 
 bool is_same(const ght_entry &entry, std::uint32_t hash, const ght_key &key)
@@ -91,10 +93,10 @@ ght_entry **find(const ght_table &table, const ght_key &key)
 
 ght_entry *make_entry(const ght_table &table, void *data, std::uint32_t hash, const ght_key &key)
 {
-    void *memory = vorn::noted(table.alloc(sizeof(ght_entry) + key.length));
+    void *memory = noted(table.alloc(sizeof(ght_entry) + key.length));
     if (!memory) {
         constexpr char report[] = "fn_alloc failed!\n";
-        vorn::write_to_standard_error(report, sizeof report - 1);
+        write_to_standard_error(report, sizeof report - 1);
         return nullptr;
     }
     auto *entry = new (memory) ght_entry{data, nullptr, nullptr, nullptr, hash, key};
@@ -242,18 +244,22 @@ void *step(ght_iterator *iterator, ght_entry *entry, const void **key)
 
 } // namespace
 
+} // namespace vorn
+
+using namespace vorn;
+
 ght_table *ght_create(unsigned int buckets)
 {
-    vorn::require_hash_secret();
+    require_hash_secret();
     const std::uint32_t rounded = round_up(buckets);
     const bool are_few = rounded <= few_buckets;
     auto *table = static_cast<ght_table *>(
-        vorn::noted(std::malloc(sizeof(ght_table) + (are_few ? rounded * bucket_size : 0))));
+        noted(std::malloc(sizeof(ght_table) + (are_few ? rounded * bucket_size : 0))));
     ght_entry **chains = !table ? nullptr : are_few ? chains_behind(table) : zeroed_chains(rounded);
     if (table && are_few) std::memset(chains, 0, rounded * bucket_size);
 
     if (!chains) {
-        vorn::report_error(errno, "malloc");
+        report_error(errno, "malloc");
         std::free(table);
         return nullptr;
     }
@@ -302,10 +308,10 @@ void ght_set_bounded_buckets(ght_table *table, unsigned int limit, ght_fn_bucket
     table->overflow = overflow;
     settle_buckets(*table);
     if (!overflow && limit != 0) {
-        const vorn::Line<128> report(
+        const Line<128> report(
             "ght_set_bounded_buckets: The bucket callback function is NULL but the limit is %d\n",
             static_cast<int>(limit));
-        vorn::write_to_standard_error(report.get(), std::strlen(report.get()));
+        write_to_standard_error(report.get(), std::strlen(report.get()));
     }
 }
 
@@ -450,7 +456,7 @@ void ght_rehash(ght_table *table, unsigned int buckets)
     const std::uint32_t rounded = round_up(buckets);
     ght_entry **chains = zeroed_chains(rounded);
     if (!chains) {
-        vorn::report_error(errno, "malloc");
+        report_error(errno, "malloc");
         return;
     }
     free_chains(*table);
