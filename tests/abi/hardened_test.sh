@@ -57,3 +57,9 @@ if $marked; then
     says "may jump over the guard page of its stack" -fno-stack-clash-protection
     says "writes into its code at the start" -fno-pie -mcmodel=large -Wl,-z,notext
 fi
+
+# Nothing is forgiven but what is unchecked in a program that is compiled alike.
+"$compiler" -w "$work/prog.c" -o "$work/alike" "${good[@]}"
+"$compiler" -w "$work/prog.c" -o "$work/prog" "${good[@]}" -U_FORTIFY_SOURCE
+! "$tree/tools/hardened" "$work/prog" --like "$work/alike" >/dev/null || { echo "accepted: --like"; exit 1; }
+"$tree/tools/hardened" "$work/prog" --like "$work/prog"
