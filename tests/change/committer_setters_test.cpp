@@ -55,6 +55,15 @@ TEST_F(CommitterCallbacks, KeepTheirClassesInTheOrderOfTheFirstCallback)
                      "create clock=null\n");
 }
 
+TEST_F(CommitterCallbacks, AreTakenAndSaySo)
+{
+    EXPECT_EQ(on_pre_commit(), ok);
+    EXPECT_EQ(on_create("radio"), ok);
+    EXPECT_EQ(on_delete("radio"), ok);
+    EXPECT_EQ(on_change("radio"), ok);
+    EXPECT_EQ(on_property("radio", "channel"), ok);
+}
+
 TEST_F(CommitterCallbacks, ReportANullCommitter)
 {
     committer.reset();

@@ -132,6 +132,18 @@ TEST_F(Timeouts, FireEarliestFirst)
     EXPECT_THAT(events, ElementsAre("early", "between", "late"));
 }
 
+TEST_F(Timeouts, FireInOrderThoughOnlyATickApart)
+{
+    timeout("second", 0, 20000);
+    timeout("first", 0, 10000);
+    let_pass(2);
+    let_pass(0);
+
+    eloop_run();
+
+    EXPECT_THAT(events, ElementsAre("first", "second"));
+}
+
 TEST_F(Timeouts, ThatAreBothDueTakeTwoPasses)
 {
     timeout("one", 1);
