@@ -9,6 +9,7 @@
 #include "core/base/text.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
+#include "model/property_reason.h"
 #include "services/xml/xml.h"
 #include "vorn/class.h"
 
@@ -30,6 +31,19 @@ bool must_match(const QueryOperation &operation)
 bool may_be_set(const QueryRequest &request, const vorn_property &property, bool is_new)
 {
     return request.passive || property.writable || (is_new && property.required_on_insert);
+}
+
+/* The reason goes with a refusal that is whole: clients know one that is cut by its beginning. */
+void report_bad_value(QueryOperation &operation, const Written &written, const char *name,
+                      const char *value)
+{
+    const Line<message_room> refusal(
+        "Value \"%s\" is not valid for property \"%s\" of class \"%s\".", value, name,
+        written.shown_class);
+    const bool is_whole = std::strlen(refusal.get()) + 1 < message_room;
+    const Line<message_room + reason_room> message(
+        "%s%s%s", refusal.get(), is_whole ? before_reason() : "", is_whole ? reason_given() : "");
+    operation.answer.add_error(message.get(), operation.errors);
 }
 
 } // namespace
@@ -116,8 +130,7 @@ bool set_property(QueryOperation &operation, const Written &written, const xmlNo
         return false;
     }
     if (vorn_instance_set_value(written.instance, name, value) != 0) {
-        report(operation, "Value \"%s\" is not valid for property \"%s\" of class \"%s\".", value,
-               name, written.shown_class);
+        report_bad_value(operation, written, name, value);
         return false;
     }
     return true;

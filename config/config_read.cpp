@@ -12,6 +12,7 @@
 #include "model/classes_walk.h"
 #include "model/instance_record.h"
 #include "model/instances_record.h"
+#include "model/property_reason.h"
 #include "vorn/class.h"
 #include "vorn/config.h"
 #include "vorn/debug.h"
@@ -54,8 +55,8 @@ bool read_value(vorn_instance &instance, const char *property, const char *value
     const Outcome outcome = set_value(instance, property, value);
     if (outcome == Outcome::done) return true;
     vorn_debug_eprintf(
-        "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.\n", value,
-        property, class_name);
+        "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.%s%s\n", value,
+        property, class_name, before_reason(), reason_given());
     return is_final(outcome);
 }
 

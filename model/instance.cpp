@@ -8,6 +8,7 @@
 #include "core/base/text.h"
 #include "core/guard.h"
 #include "model/instance_record.h"
+#include "model/property_reason.h"
 
 #include <limits>
 
@@ -48,8 +49,9 @@ Outcome judge(const vorn_property &property, const char *value, const vorn_class
     if (property.is_valid(value)) return Outcome::done;
 
     const Outcome outcome = memory.ran_out() ? Outcome::out_of_memory : Outcome::refused;
-    vorn_debug_1printf("Value \"%s\" is not valid for property \"%s\" of class \"%s\".\n", value,
-                       property.name.get(), klass.name.get());
+    vorn_debug_1printf("Value \"%s\" is not valid for property \"%s\" of class \"%s\".%s%s\n",
+                       value, property.name.get(), klass.name.get(), before_reason(),
+                       reason_given());
     return outcome;
 }
 
@@ -154,6 +156,7 @@ Outcome set_value(vorn_instance &instance, const char *property, const char *val
 {
     const vorn_class &klass = *instance.klass;
     const vorn_property *declared = vorn_class_get_property(&klass, property);
+    forget_reason();
     if (!declared) {
         vorn_debug_1printf("Property \"%s\" not in class \"%s\" (or its superclasses).\n", property,
                            klass.name.get());

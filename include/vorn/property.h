@@ -37,6 +37,20 @@ typedef struct vorn_property vorn_property;
 typedef int (*vorn_is_valid_fn)(const char *value);
 
 /**
+ * Says why a value is not valid. A validity function ends with it:
+ *
+ *     return vorn_property_refuse_value("Channel %s is not allowed in %s.", value, country);
+ *
+ * The text, a sentence of at most 255 bytes of which more is cut, stands behind the refusal: in the
+ * answer to the client, and in the log of a startup file that holds such a value. It is valid UTF-8
+ * and says nothing of the value that must not be seen. It counts for the value that is being judged
+ * alone, so that a call at any other time does nothing that can be seen.
+ *
+ * Returns 0, which refuses the value; with a null format without a reason ("Null format.\n").
+ */
+VORN_API int vorn_property_refuse_value(const char *format, ...) VORN_PRINTF(1, 2);
+
+/**
  * Makes a property that clients may read and write and need not supply, without a validity
  * function and without a persistence of its own. The name is copied.
  *

@@ -31,7 +31,9 @@ DECLARE_VALIDITY(is_policy, vorn_input_is_string_in_array(value, length, policie
 
 static int is_channel(const char *value)
 {
-    return is_plain_number(value, 1, 255) && country_allows_channel(value);
+    if (!is_plain_number(value, 1, 255)) return 0;
+    if (country_allows_channel(value)) return 1;
+    return vorn_property_refuse_value("The country %s does not allow it.", country_code());
 }
 
 static int is_power_or_none(const char *value)

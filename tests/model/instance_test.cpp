@@ -311,4 +311,32 @@ TEST_F(InstancePrinting, NeedsAStream)
     EXPECT_EQ(log.text(), "vorn: Null stream.\n");
 }
 
+int is_no_bee(const char *value)
+{
+    return std::strcmp(value, "bee") != 0 || vorn_property_refuse_value("It is a %s.", value);
+}
+
+TEST_F(Instances, SayWhyAValueIsRefused)
+{
+    vorn_class *garden = ClassBuilder("garden", VORN_CLASS_SINGLETON)
+                             .with("animal", {.is_valid = is_no_bee})
+                             .with("plant", numeric)
+                             .add_resolved();
+    const Owned<vorn_instance> instance = new_instance(garden);
+
+    EXPECT_EQ(vorn_instance_set_value(instance.get(), "animal", "bee"), 1);
+    EXPECT_EQ(log.take(), "vorn: Value \"bee\" is not valid for property \"animal\" of class "
+                          "\"garden\". It is a bee.\n");
+    EXPECT_EQ(vorn_instance_set_value(instance.get(), "plant", "clover"), 1);
+    EXPECT_EQ(log.take(), "vorn: Value \"clover\" is not valid for property \"plant\" of class "
+                          "\"garden\".\n");
+    EXPECT_EQ(vorn_instance_set_value(instance.get(), "animal", "ant"), 0);
+}
+
+TEST_F(Instances, RefuseAValueWithoutAReasonWhenThereIsNone)
+{
+    EXPECT_EQ(vorn_property_refuse_value(nullptr), 0);
+    EXPECT_EQ(log.text(), "vorn: Null format.\n");
+}
+
 } // namespace

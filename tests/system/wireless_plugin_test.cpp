@@ -109,7 +109,10 @@ TEST_F(AccessPoints, FollowTheChannelsOfEuropeInMostCountries)
     EXPECT_THAT(change("<update><radio><channel>13</channel></radio></update>"),
                 HasSubstr("<rc>0</rc>"));
     EXPECT_THAT(change("<update><radio><channel>165</channel></radio></update>"),
-                HasSubstr("<rc>1</rc>"));
+                AllOf(HasSubstr("<rc>1</rc>"),
+                      HasSubstr("of class \"radio\". The country DE does not allow it.</error>")));
+    EXPECT_THAT(change("<update><radio><channel>0</channel></radio></update>"),
+                HasSubstr("of class \"radio\".</error>"));
 }
 
 TEST_F(AccessPoints, SayThatTheCountryCannotBeRead)

@@ -324,12 +324,24 @@ static enum outcome property_set_syntax(void)
     return declare(vorn_property_set_syntax, vorn_property_get_syntax);
 }
 
+static int is_never(const char *value)
+{
+    return vorn_property_refuse_value("Nothing is, not even %s.", value);
+}
+
+/* A refusal needs no memory of its own. */
+static enum outcome property_refuse_value(void)
+{
+    return done_if(!is_never("this"));
+}
+
 const struct call store_calls[] = {
     {"vorn_config_get_save_result", ask_of_the_last_save, FREES},
     {"vorn_commit_report_get", ask_of_the_last_commit, TAKES_NONE},
     {"vorn_check_info_refuse", check_info_refuse, KEEPS},
     {"vorn_property_set_reference", property_set_reference, FREES},
     {"vorn_property_set_syntax", property_set_syntax, FREES},
+    {"vorn_property_refuse_value", property_refuse_value, TAKES_NONE},
     {"vorn_changes_get_before", get_before, FREES},
     {"vorn_changes_get_instance_before", get_instance_before, FREES},
     {"vorn_changes_print", changes_print, FREES},
