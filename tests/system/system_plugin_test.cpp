@@ -244,7 +244,7 @@ TEST_F(RequestedReboots, AfterAFactoryResetAreFromTheDefault)
     write_file("/etc/defaultconfig.xml", "Version: 1\nLength: " + std::to_string(sizeof fresh - 1) +
                                              "\nMD5sum: " + sum + "\n" + fresh);
 
-    EXPECT_EQ(shell(VORN_CLIENT " factory-reset --yes; echo $?"), "0\n");
+    EXPECT_EQ(shell("vornctl factory-reset --yes; echo $?"), "0\n");
 
     EXPECT_EQ(exit_status(), 1);
     EXPECT_TRUE(console_shows("Rebooting the system."));
