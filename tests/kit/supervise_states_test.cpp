@@ -1,0 +1,282 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * Every state that a supervised program can be in meets every event. A row is a state, a column an
+ * event, and what stands there is how the program is doing once what the event began has come to
+ * its end: its status, whether it is another process than before, and whether the plugin was told.
+ */
+#include "core/eloop_state.h"
+#include "support/log.h"
+#include "vorn/eloop.h"
+#include "vorn/service.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <string>
+#include <tuple>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "vorn-plugin/supervise.h"
+
+namespace {
+
+bool refuses_fork = false;
+
+} // namespace
+
+extern "C" {
+pid_t __real_fork();
+
+pid_t __wrap_fork()
+{
+    if (!refuses_fork) return __real_fork();
+    errno = EAGAIN;
+    return -1;
+}
+}
+
+namespace {
+
+using vorn::tests::CapturedLog;
+using vorn::tests::CapturedStandardError;
+
+constexpr const char *sleeper[] = {"sleep", "1000", nullptr};
+constexpr const char *other_sleeper[] = {"sleep", "2000", nullptr};
+constexpr const char *short_lived[] = {"true", nullptr};
+constexpr const char *missing[] = {"/nowhere/at/all", nullptr};
+
+/* A program, and what the plugin that supervises it hears. */
+class Scene {
+public:
+    Scene()
+    {
+        supervise_set_failed_fn(
+            program, [](void *scene) { static_cast<Scene *>(scene)->told++; }, this);
+    }
+    Scene(const Scene &) = delete;
+    ~Scene()
+    {
+        refuses_fork = false;
+        supervise_stop(program);
+        settle();
+        supervise_set_failed_fn(program, nullptr, nullptr);
+    }
+
+    /* The loop and the services are the process's, as they are the daemon's. */
+    static supervised *make()
+    {
+        if (vorn::eloop_data.ticks_per_second == 0) eloop_init(nullptr);
+        vorn_service_init();
+        return supervise_new("program");
+    }
+    /* As the daemon does with each tick. */
+    static void tick()
+    {
+        vorn_service_sig_child(SIGCHLD, nullptr, nullptr);
+        vorn_service_poll();
+        vorn::eloop_data.terminate = 0;
+        eloop_register_timeout(
+            0, 10000, [](void *, void *) { eloop_terminate(); }, nullptr, nullptr);
+        eloop_run();
+    }
+    /* Until nothing is ending, and whatever has ended is known. */
+    void settle() const
+    {
+        for (int i = 0; i < 3 || status() == "stopping"; i++)
+            tick();
+    }
+    std::string status() const { return supervise_status(program); }
+    void await_end() const
+    {
+        siginfo_t info;
+        waitid(P_PID, static_cast<id_t>(first), &info, WEXITED | WNOWAIT);
+    }
+
+    supervised *program = make();
+    pid_t first = 0; /* its process before the event */
+    int told = 0;
+};
+
+void stopped(Scene &)
+{}
+
+void running(Scene &scene)
+{
+    supervise_run(scene.program, sleeper);
+    scene.first = supervise_pid(scene.program);
+}
+
+void ended(Scene &scene)
+{
+    running(scene);
+    kill(scene.first, SIGKILL);
+    scene.await_end();
+}
+
+void reaped_by_another(Scene &scene)
+{
+    running(scene);
+    kill(scene.first, SIGKILL);
+    waitpid(scene.first, nullptr, 0);
+}
+
+void pausing(Scene &scene)
+{
+    ended(scene);
+    Scene::tick();
+    scene.told = 0;
+}
+
+void pausing_since_its_exec_failed(Scene &scene)
+{
+    supervise_run(scene.program, missing);
+    for (int i = 0; i < 500 && scene.told == 0; i++)
+        Scene::tick();
+    scene.told = 0;
+}
+
+void without_a_fork(Scene &scene)
+{
+    refuses_fork = true;
+    supervise_run(scene.program, sleeper);
+    refuses_fork = false;
+}
+
+/* It hears of its end only when it goes on, which nobody lets it: it is killed in the end. */
+void ending(Scene &scene)
+{
+    running(scene);
+    kill(scene.first, SIGSTOP);
+    supervise_stop(scene.program);
+    EXPECT_EQ(scene.status(), "stopping");
+    kill(scene.first, SIGKILL);
+}
+
+void ending_for_another(Scene &scene)
+{
+    running(scene);
+    kill(scene.first, SIGSTOP);
+    supervise_run(scene.program, other_sleeper);
+    EXPECT_EQ(scene.status(), "stopping");
+    kill(scene.first, SIGKILL);
+}
+
+void tick(Scene &)
+{}
+
+void run_the_same(Scene &scene)
+{
+    supervise_run(scene.program, sleeper);
+}
+
+void run_another(Scene &scene)
+{
+    supervise_run(scene.program, other_sleeper);
+}
+
+void stop(Scene &scene)
+{
+    supervise_stop(scene.program);
+}
+
+void try_again(Scene &scene)
+{
+    supervise_try_again(scene.program);
+}
+
+void send_a_signal(Scene &scene)
+{
+    supervise_signal(scene.program, SIGCONT);
+}
+
+void run_what_ends_at_once(Scene &scene)
+{
+    supervise_run(scene.program, short_lived);
+    for (int i = 0; i < 500 && scene.told == 0; i++)
+        Scene::tick();
+}
+
+constexpr void (*events[])(Scene &scene) = {tick,      run_the_same,  run_another,          stop,
+                                            try_again, send_a_signal, run_what_ends_at_once};
+
+struct Row {
+    const char *state;
+    void (*arrange)(Scene &scene);
+    /* A tick; the same plan; another one; a stop; another try; a signal; what ends at once. */
+    const char *outcomes[7];
+};
+
+const Row rows[] = {
+    {"Stopped",
+     stopped,
+     {"stopped", "running", "running", "stopped", "stopped", "stopped", "failed, told"}},
+    {"Running",
+     running,
+     {"running, same", "running, same", "running", "stopped", "running, same", "running, same",
+      "failed, told"}},
+    {"Ended",
+     ended,
+     {"failed, told", "failed, told", "running", "stopped", "failed, told", "failed, told",
+      "failed, told"}},
+    {"ReapedByAnother",
+     reaped_by_another,
+     {"failed, told", "failed, told", "running", "stopped", "failed, told", "failed, told",
+      "failed, told"}},
+    {"Pausing",
+     pausing,
+     {"failed", "running", "running", "stopped", "running", "failed", "failed, told"}},
+    {"PausingSinceItsExecFailed",
+     pausing_since_its_exec_failed,
+     {"failed", "running", "running", "stopped", "failed, told", "failed", "failed, told"}},
+    {"WithoutAFork",
+     without_a_fork,
+     {"failed, told", "failed, told", "running", "stopped", "failed, told", "failed, told",
+      "failed, told"}},
+    {"Ending",
+     ending,
+     {"stopped", "running", "running", "stopped", "stopped", "stopped", "failed, told"}},
+    {"EndingForAnother",
+     ending_for_another,
+     {"running", "running", "running", "stopped", "running", "running", "failed, told"}},
+};
+
+/* Attack. */
+class StatesOfPrograms : public testing::TestWithParam<std::tuple<Row, std::size_t>> {
+protected:
+    CapturedLog log{0};
+    CapturedStandardError unheard;
+};
+
+TEST_P(StatesOfPrograms, MeetEveryEvent)
+{
+    const auto &[row, event] = GetParam();
+    Scene scene;
+    ASSERT_NE(scene.program, nullptr);
+    row.arrange(scene);
+
+    events[event](scene);
+    scene.settle();
+
+    std::string outcome = scene.status();
+    const pid_t now = supervise_pid(scene.program);
+    if (now > 0 && now == scene.first) outcome += ", same";
+    if (scene.told > 0) outcome += ", told";
+    EXPECT_EQ(outcome, row.outcomes[event]) << row.state;
+}
+
+std::string name_of(const testing::TestParamInfo<std::tuple<Row, std::size_t>> &each)
+{
+    static constexpr const char *words[] = {"ATick",   "TheSamePlan", "AnotherPlan", "AStop",
+                                            "ANewTry", "ASignal",     "AnEndAtOnce"};
+    return std::string(std::get<0>(each.param).state) + "Meets" + words[std::get<1>(each.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(, StatesOfPrograms,
+                         testing::Combine(testing::ValuesIn(rows),
+                                          testing::Range<std::size_t>(0, 7)),
+                         name_of);
+
+} // namespace
