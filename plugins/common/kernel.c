@@ -376,26 +376,31 @@ void kernel_switch_link(struct kernel *kernel, struct kernel_link *link, int is_
     }
 }
 
+/* Of ways that are equally good the one by its name: which came first is history. */
+static void weigh(const char **way, int *longest, const char *link, int prefix)
+{
+    if (prefix < *longest || (prefix == *longest && strcmp(link, *way) >= 0)) return;
+    *way = link;
+    *longest = prefix;
+}
+
 const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour)
 {
     const char *way = NULL;
     int longest = -1;
     for (const struct kernel_address *each = kernel->addresses; each != NULL; each = each->next) {
         const struct kernel_link *link = kernel_find_link(kernel, each->link);
-        if (link == NULL || !link->is_up || each->prefix <= longest || each->prefix == 32 ||
+        if (link == NULL || !link->is_up || each->prefix == 32 ||
             !is_in_network(neighbour, each->address, each->prefix)) {
             continue;
         }
-        way = link->name;
-        longest = each->prefix;
+        weigh(&way, &longest, link->name, each->prefix);
     }
     for (const struct kernel_route *each = kernel->routes; each != NULL; each = each->next) {
-        if (each->gateway != 0 || each->prefix <= longest ||
-            !is_in_network(neighbour, each->destination, each->prefix)) {
+        if (each->gateway != 0 || !is_in_network(neighbour, each->destination, each->prefix)) {
             continue;
         }
-        way = each->link;
-        longest = each->prefix;
+        weigh(&way, &longest, each->link, each->prefix);
     }
     return way;
 }

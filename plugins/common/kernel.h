@@ -84,7 +84,8 @@ int is_in_network(uint32_t address, uint32_t network, int prefix);
 
 /**
  * The link over which a neighbour of that address is reached, which has an address in the same
- * network or a route to it without a gateway; null when there is none.
+ * network or a route to it without a gateway; the first by name of several, null when there is
+ * none.
  */
 const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour);
 

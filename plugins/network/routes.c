@@ -186,7 +186,11 @@ static void plan(struct kernel *kernel, const vorn_instance *route)
         return;
     }
     if (there != NULL && (*link == '\0' || strcmp(there->link, link) == 0)) return;
-    ip_plan(&route_outcomes, name, "route replace %s", words);
+    if (there != NULL && *wanted.link == '\0') {
+        ip_plan(&route_outcomes, name, "route replace %s dev %s", words, link); /* not the other */
+    } else {
+        ip_plan(&route_outcomes, name, "route replace %s", words);
+    }
     if (there != NULL) kernel_remove_route(kernel, there);
     snprintf(wanted.link, sizeof wanted.link, "%s", link);
     kernel_add_route(kernel, &wanted);

@@ -137,6 +137,25 @@ TEST_F(Networks, LeaveWhatSomebodyChangedToTheNextCommit)
     EXPECT_EQ(commands(), "");
 }
 
+/* The kernel takes the one that came first, which is history. */
+TEST_F(Networks, TakeOneWayWhereTwoLinksLeadToTheGateway)
+{
+    write_file(vorn::test::startup_file,
+               "<config><interface name=\"eth0\"><kind>ethernet</kind><status>up</status>"
+               "</interface><interface name=\"eth1\"><kind>ethernet</kind><status>up</status>"
+               "</interface><address name=\"a\"><kind>static-address</kind>"
+               "<interface>eth1</interface><address>10.2.0.3</address><prefix>24</prefix></address>"
+               "<address name=\"b\"><kind>static-address</kind><interface>eth0</interface>"
+               "<address>10.2.0.4</address><prefix>24</prefix></address><route name=\"r\">"
+               "<destination>172.16.0.0/16</destination><gateway>10.2.0.10</gateway></route>"
+               "</config>");
+
+    boot();
+
+    EXPECT_TRUE(comes_true([] { return state_of("route", "r") == "applied"; }));
+    EXPECT_THAT(shell("ip route show 172.16.0.0/16"), HasSubstr("via 10.2.0.10 dev eth0"));
+}
+
 TEST_F(Networks, SayWhatIpSaidAndTryAgainWithTheNextCommit)
 {
     write_file(vorn::test::startup_file,
