@@ -34,6 +34,7 @@ int __real_select(int count, fd_set *read, fd_set *write, fd_set *other, timeval
 clock_t __wrap_times(struct tms *buffer)
 {
     if (!world) return __real_times(buffer);
+    if (world->clock_is_short) return static_cast<std::int32_t>(world->ticks);
     if (!world->clock_in_errno) return static_cast<clock_t>(world->ticks);
     errno = static_cast<int>(0u - world->ticks);
     return -1;

@@ -326,6 +326,17 @@ TEST_F(Timeouts, ReadTheClockOfALibraryThatTakesItForAnError)
     EXPECT_THAT(mine.waited_us, ElementsAre(1000000, 4000000));
 }
 
+TEST_F(Timeouts, TakeNoEarlierErrorForTheClock)
+{
+    mine.ticks = 0u - 1u;
+    mine.clock_is_short = true;
+    errno = EACCES;
+
+    timeout("x", 0);
+
+    EXPECT_EQ(vorn::eloop_data.timeout->time, 0u - 1u);
+}
+
 TEST_F(Timeouts, LeaveTheErrorOfTheirCallerAlone)
 {
     mine.ticks = 0u - 300u;

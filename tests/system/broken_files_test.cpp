@@ -123,6 +123,14 @@ TEST_F(BrokenFiles, LeaveNothingBesideWhenThereIsARescue)
     EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
 }
 
+TEST_F(BrokenFiles, AreFilesAndNothingElse)
+{
+    std::filesystem::create_directory(broken_file);
+    boot();
+
+    EXPECT_THAT(lsql(select_save), HasSubstr("<broken/>"));
+}
+
 TEST_F(BrokenFiles, ThatAreMissingAreNotKept)
 {
     std::filesystem::remove(rescue);
