@@ -82,7 +82,7 @@ struct ClassCommit {
     NameSet reported_groups; /* created when group_change is set */
 };
 
-/* False for a class that nobody registered, which the store has said, or for want of memory. */
+/* False for a class that nobody registered, which the store has said, or because memory ran out. */
 bool can_walk(const Walk &walk, const char *class_name)
 {
     if (walk) return true;

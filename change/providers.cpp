@@ -136,7 +136,7 @@ void vorn_providers_print(std::FILE *stream)
     }
 }
 
-/* A provider must not be kept from its commit by want of memory for a set nobody asked for. */
+/* A provider must hear of a commit even without the memory for a set that nobody asked for. */
 void vorn_providers_commit(vorn_instances *after, vorn_changes *changes, vorn_actions *actions)
 {
     if (vorn_debug_get() > 3) log_commit(after, changes);
