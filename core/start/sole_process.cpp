@@ -14,11 +14,32 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 #include <fcntl.h>
 #include <sys/file.h>
 
 namespace vorn {
+
+namespace {
+
+constexpr int most_tries = 50;
+constexpr struct timespec between_tries = {0, 10'000'000};
+
+/*
+ * A child that has been forked and is not yet its program holds the lock too, for a moment longer
+ * than a daemon that was killed just then; an init starts the next one at once.
+ */
+bool is_locked_by_another(int file)
+{
+    for (int tries = 0; tries < most_tries; tries++) {
+        if (flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return false;
+        nanosleep(&between_tries, nullptr);
+    }
+    return true;
+}
+
+} // namespace
 
 /* Without the file there is no telling, and a device that does not come up is worse than two. */
 void become_sole_process(int argc, char **argv)
@@ -26,7 +47,7 @@ void become_sole_process(int argc, char **argv)
     constexpr mode_t nobody_elses = 0600; /* whoever may open it could hold the lock */
     Fd file = open_regular(paths::lock_file, O_RDWR | O_CREAT | O_NOFOLLOW, nobody_elses);
     if (!file) return;
-    if (flock(file.get(), LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) {
+    if (is_locked_by_another(file.get())) {
         refuse_bad_usage(argc, argv);
         std::fprintf(stderr, "vorn: Another vorn is running already.\n");
         std::exit(1);

@@ -86,6 +86,17 @@ TEST_F(SecondDaemons, TakeThePlaceOfOneThatWasKilledWhateverItLeftBehind)
     kill(std::stoi(worker), SIGKILL);
 }
 
+/* As a child does that was forked by one that was killed before it became its program. */
+TEST_F(SecondDaemons, WaitAMomentForALockThatIsAboutToGo)
+{
+    shell("(flock /var/run/vorn.lock sh -c 'touch /tmp/held; sleep 0.05') >/dev/null 2>&1 & "
+          "while [ ! -e /tmp/held ]; do sleep 0.01; done");
+
+    boot();
+
+    EXPECT_EQ(shell("flock -n /var/run/vorn.lock true; echo $?"), "1\n");
+}
+
 TEST_F(SecondDaemons, LeaveALockThatOnlyRootCanTake)
 {
     boot();
