@@ -2,6 +2,7 @@
 #include "api/connection.h"
 #include "support/allocation.h"
 #include "support/log.h"
+#include "support/reason.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -483,7 +484,7 @@ TEST_F(Arrivals, ThatCannotBeMarkedAreReportedAndClosed)
     const Connection connection(visit.listener.get(), door);
 
     EXPECT_FALSE(connection);
-    EXPECT_EQ(errors.text(), "vorn: test fcntl: Input/output error\n");
+    EXPECT_EQ(errors.text(), "vorn: test fcntl: " + reason(EIO) + "\n");
     char byte;
     EXPECT_LE(read(visit.client.get(), &byte, 1), 0);
 }

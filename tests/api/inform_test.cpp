@@ -3,6 +3,7 @@
 #include "core/eloop_state.h"
 #include "support/allocation.h"
 #include "support/log.h"
+#include "support/reason.h"
 #include "vorn/inform.h"
 
 #include <gmock/gmock.h>
@@ -421,7 +422,7 @@ TEST_F(InformDoors, ReportAClientThatCannotBeMarked)
 
     vorn::handle_inform_connection(visit.listener.get(), nullptr, nullptr);
 
-    EXPECT_EQ(errors.text(), "vorn: inform fcntl: Input/output error\n");
+    EXPECT_EQ(errors.text(), "vorn: inform fcntl: " + reason(EIO) + "\n");
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "core/eloop_state.h"
 #include "support/allocation.h"
+#include "support/reason.h"
 #include "vorn/socket.h"
 
 #include <gmock/gmock.h>
@@ -291,7 +292,7 @@ TEST_F(NotifyDoors, ReportAClientThatCannotBeMarked)
 
     take_in();
 
-    EXPECT_EQ(errors.text(), "vorn: vorn_notify_new_connection fcntl: Input/output error\n");
+    EXPECT_EQ(errors.text(), "vorn: vorn_notify_new_connection fcntl: " + reason(EIO) + "\n");
     EXPECT_EQ(vorn::eloop_data.reader_count, 0);
 }
 

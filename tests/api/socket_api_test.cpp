@@ -2,6 +2,7 @@
 #include "core/eloop_state.h"
 #include "support/allocation.h"
 #include "support/log.h"
+#include "support/reason.h"
 #include "vorn/eloop.h"
 #include "vorn/socket.h"
 
@@ -179,7 +180,7 @@ TEST_F(LsqlDoors, ReportAClientThatCannotBeMarked)
 
     serve(visit.listener);
 
-    EXPECT_EQ(errors.text(), "vorn: do_sockapi fcntl: Input/output error\n");
+    EXPECT_EQ(errors.text(), "vorn: do_sockapi fcntl: " + reason(EIO) + "\n");
     EXPECT_EQ(calls.request, "");
 }
 

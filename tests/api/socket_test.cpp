@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "core/base/file.h"
 #include "support/log.h"
+#include "support/reason.h"
 #include "vorn/socket.h"
 
 #include <gmock/gmock.h>
@@ -114,7 +115,7 @@ TEST(UnixListeners, AreRefusedANameThatIsTaken)
     EXPECT_EQ(vorn_socket_get_unix(own("taken").c_str(), VORN_SOCKET_ABSTRACT), -1);
 
     EXPECT_EQ(errors.text(),
-              "vorn: Unable to bind to domain " + own("taken") + ": Address already in use\n");
+              "vorn: Unable to bind to domain " + own("taken") + ": " + reason(EADDRINUSE) + "\n");
 }
 
 TEST(UnixListeners, ReportALongNameCut)
@@ -125,8 +126,8 @@ TEST(UnixListeners, ReportALongNameCut)
 
     EXPECT_EQ(vorn_socket_get_unix(name.c_str(), VORN_SOCKET_ABSTRACT), -1);
 
-    EXPECT_EQ(errors.text(), "vorn: " + ("Unable to bind to domain " + name).substr(0, 159) +
-                                 ": Address already in use\n");
+    EXPECT_EQ(errors.text(), "vorn: " + ("Unable to bind to domain " + name).substr(0, 159) + ": " +
+                                 reason(EADDRINUSE) + "\n");
 }
 
 TEST(UnixListeners, HoldFiftyClientsThatWait)
@@ -248,8 +249,8 @@ TEST(TcpListeners, AreRefusedAPortThatIsTaken)
 
     EXPECT_EQ(vorn_socket_get_tcp(port, 1), -1);
 
-    EXPECT_EQ(errors.text(), "vorn: Unable to bind to port " + std::to_string(port) +
-                                 ": Address already in use\n");
+    EXPECT_EQ(errors.text(), "vorn: Unable to bind to port " + std::to_string(port) + ": " +
+                                 reason(EADDRINUSE) + "\n");
 }
 
 TEST(UdpSockets, AreUnboundAndBlocking)
@@ -291,7 +292,7 @@ TEST_P(SocketFailures, AreReportedWithoutADescriptor)
     setrlimit(RLIMIT_NOFILE, &before);
 
     EXPECT_EQ(descriptor, -1);
-    EXPECT_EQ(errors.text(), "vorn: socket: Too many open files\n");
+    EXPECT_EQ(errors.text(), "vorn: socket: " + reason(EMFILE) + "\n");
 }
 
 TEST_P(SocketFailures, AreReportedWithoutCloseOnExec)
@@ -300,7 +301,7 @@ TEST_P(SocketFailures, AreReportedWithoutCloseOnExec)
 
     EXPECT_EQ(GetParam().open(), -1);
 
-    EXPECT_EQ(errors.text(), "vorn: fcntl: Input/output error\n");
+    EXPECT_EQ(errors.text(), "vorn: fcntl: " + reason(EIO) + "\n");
 }
 
 TEST_P(SocketFailures, AreReportedWhenItCannotListen)
@@ -310,7 +311,7 @@ TEST_P(SocketFailures, AreReportedWhenItCannotListen)
 
     EXPECT_EQ(GetParam().open(), -1);
 
-    EXPECT_EQ(errors.text(), "vorn: listen: Input/output error\n");
+    EXPECT_EQ(errors.text(), "vorn: listen: " + reason(EIO) + "\n");
 }
 
 int open_unix()
@@ -344,7 +345,8 @@ TEST_P(ModeFailures, CloseTheDescriptor)
         EXPECT_EQ(close(descriptor), -1);
         EXPECT_EQ(errno, EBADF);
     }
-    EXPECT_EQ(errors.text(), "vorn: fcntl: Input/output error\nvorn: fcntl: Input/output error\n");
+    EXPECT_EQ(errors.text(),
+              "vorn: fcntl: " + reason(EIO) + "\nvorn: fcntl: " + reason(EIO) + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, ModeFailures, testing::Values(F_GETFL, F_SETFL));

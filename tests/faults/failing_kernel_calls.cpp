@@ -46,6 +46,9 @@ constexpr KindOfCall kinds[] = {
 #ifdef SYS_unlink
     {SYS_unlink, Call::unlink},
 #endif
+#ifdef SYS_fork
+    {SYS_fork, Call::fork},
+#endif
 #ifdef SYS_vfork
     {SYS_vfork, Call::fork},
 #endif

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* What somebody without rights can do to the daemon, and what not. */
 #include "support/raw_client.h"
+#include "support/reason.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -180,7 +181,7 @@ TEST_F(DevicesWithALocalUser, LeaveHimNotAllTheirDescriptors)
               0);
 
     EXPECT_THAT(read_file(startup), HasSubstr("<channel>3</channel>"));
-    EXPECT_EQ(count(standard_error(), "Too many open files"), 0);
+    EXPECT_EQ(count(standard_error(), reason(EMFILE)), 0);
 }
 
 /* The scratch copy holds the whole configuration, secrets too. */

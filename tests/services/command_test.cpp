@@ -3,6 +3,7 @@
 #include "services/command.h"
 #include "support/allocation.h"
 #include "support/log.h"
+#include "support/reason.h"
 #include "vorn/debug.h"
 #include "vorn/service.h"
 
@@ -339,10 +340,8 @@ std::string reports_of(Run run)
 
 TEST_F(ArgumentVectors, ReportWhichAllocationFailed)
 {
-    constexpr char reports[] = "vorn: malloc: Cannot allocate memory\n"
-                               "vorn: realloc: Cannot allocate memory\n"
-                               "vorn: realloc: Cannot allocate memory\n"
-                               "vorn: realloc: Cannot allocate memory\n";
+    const std::string grows = "vorn: realloc: " + reason(ENOMEM) + "\n";
+    const std::string reports = "vorn: malloc: " + reason(ENOMEM) + "\n" + grows + grows + grows;
 
     EXPECT_EQ(reports_of([] { return vorn_command_execl("true", "one", "two", nullptr); }),
               reports);

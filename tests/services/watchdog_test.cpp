@@ -2,6 +2,7 @@
 #include "services/watchdog_state.h"
 #include "support/large_files.h"
 #include "support/log.h"
+#include "support/reason.h"
 #include "vorn/watchdog.h"
 
 #include <gmock/gmock.h>
@@ -104,6 +105,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vorn::tests::reason;
 
 class Watchdogs : public testing::Test {
 protected:
@@ -199,11 +201,11 @@ TEST_F(Watchdogs, ThatCannotBeOpenedAreTriedAgainAtEachKick)
 
     vorn_watchdog_ack();
 
-    EXPECT_EQ(errors.text(),
-              "vorn: vorn_watchdog_ack fopen: Input/output error\n"
-              "vorn: vorn_watchdog_ack ioctl[WDIOC_SETTIMEOUT]: Input/output error\n"
-              "vorn: vorn_watchdog_ack fcntl: Bad file descriptor\n"
-              "vorn: vorn_watchdog_ack ioctl[WDIOC_KEEPALIVE]: Input/output error\n");
+    const std::string failed = reason(EIO) + "\n";
+    EXPECT_EQ(errors.text(), "vorn: vorn_watchdog_ack fopen: " + failed +
+                                 "vorn: vorn_watchdog_ack ioctl[WDIOC_SETTIMEOUT]: " + failed +
+                                 "vorn: vorn_watchdog_ack fcntl: Bad file descriptor\n" +
+                                 "vorn: vorn_watchdog_ack ioctl[WDIOC_KEEPALIVE]: " + failed);
     fake.opens = true;
     fake.calls.clear();
     vorn_watchdog_ack();
@@ -218,9 +220,9 @@ TEST_F(Watchdogs, ReportADriverThatRefuses)
 
     vorn_watchdog_ack();
 
-    EXPECT_EQ(errors.text(),
-              "vorn: vorn_watchdog_ack ioctl[WDIOC_SETTIMEOUT]: Input/output error\n"
-              "vorn: vorn_watchdog_ack ioctl[WDIOC_KEEPALIVE]: Input/output error\n");
+    const std::string failed = reason(EIO) + "\n";
+    EXPECT_EQ(errors.text(), "vorn: vorn_watchdog_ack ioctl[WDIOC_SETTIMEOUT]: " + failed +
+                                 "vorn: vorn_watchdog_ack ioctl[WDIOC_KEEPALIVE]: " + failed);
     EXPECT_GE(vorn::watchdog_fd, 0);
 }
 
@@ -232,7 +234,7 @@ TEST_F(Watchdogs, ReportADriverThatCannotBeDisarmed)
 
     vorn_watchdog_stop();
 
-    EXPECT_EQ(errors.text(), "vorn: vorn_watchdog_stop write: Input/output error\n");
+    EXPECT_EQ(errors.text(), "vorn: vorn_watchdog_stop write: " + reason(EIO) + "\n");
     EXPECT_EQ(fcntl(fake.descriptor, F_GETFD), -1);
     EXPECT_EQ(vorn::watchdog_fd, vorn::watchdog_stopped);
     EXPECT_EQ(log.text(), "vorn: Watchdog stopped.\n");

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "support/device.h"
 #include "support/raw_client.h"
+#include "support/reason.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,6 +28,7 @@ using vorn::tests::error_file;
 using vorn::tests::framed;
 using vorn::tests::native;
 using vorn::tests::RawClient;
+using vorn::tests::reason;
 
 constexpr char door[] = "vorn_sock_lsql";
 constexpr char declaration[] = "<?xml version=\"1.0\"?>\n";
@@ -227,7 +229,7 @@ TEST_F(LsqlSockets, WaitForADescriptorWhenAllAreTaken)
     prlimit(daemon_pid(), RLIMIT_NOFILE, &enough, nullptr);
 
     EXPECT_EQ(client.receive_all(), radio_on_6);
-    EXPECT_THAT(standard_error(), HasSubstr("vorn: do_sockapi accept: Too many open files\n"));
+    EXPECT_THAT(standard_error(), HasSubstr("vorn: do_sockapi accept: " + reason(EMFILE) + "\n"));
 }
 
 TEST_F(LsqlSockets, OutliveAClientThatGoesBeforeItsReply)

@@ -201,8 +201,14 @@ TEST_F(BrokenStarts, ServeAnEmptyConfigurationWhenNoneCanBeRead)
 /* What follows runs in the daemon-to-be: fork and its kin fail there from now on. */
 void forbid_forks()
 {
+#ifdef SYS_fork
+    constexpr auto other_call = SYS_fork; // which some C libraries prefer
+#else
+    constexpr auto other_call = SYS_clone;
+#endif
     sock_filter filter[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, other_call, 1, 0),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 1),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAGAIN),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),

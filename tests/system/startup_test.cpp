@@ -70,7 +70,7 @@ TEST_F(Starts, LeaveTheSessionThatStartedThem)
     adopt_daemon();
 
     EXPECT_NE(daemon_pid(), starter);
-    EXPECT_EQ(getsid(daemon_pid()), daemon_pid());
+    EXPECT_NE(getsid(daemon_pid()), getsid(0)); // which it leads with some C libraries only
 }
 
 /* A file of a read-only mount takes the place of /dev/null: it cannot be opened for writing. */

@@ -5,6 +5,7 @@
  */
 #include "core/base/file.h"
 #include "support/raw_client.h"
+#include "support/reason.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,12 +28,12 @@
 
 namespace {
 
-using testing::ContainsRegex;
 using testing::HasSubstr;
 using vorn::Fd;
 using vorn::tests::BareDevice;
 using vorn::tests::framed;
 using vorn::tests::RawClient;
+using vorn::tests::reason;
 
 constexpr char door[] = "vorn_sock_lsql";
 constexpr char pid_file[] = "/var/run/vorn.pid";
@@ -222,7 +223,7 @@ TEST_F(FewDescriptors, LetTheLoopRestWhenNobodyCanBeTaken)
     ASSERT_TRUE(comes_true([] { return refusals() >= 2; })) << standard_error();
 
     EXPECT_LT(refusals(), 5) << "the loop spins";
-    EXPECT_THAT(standard_error(), ContainsRegex("Too many open files"));
+    EXPECT_THAT(standard_error(), HasSubstr(reason(EMFILE)));
     ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, &before, nullptr), 0); /* leaks are looked for */
 }
 
