@@ -10,7 +10,10 @@ include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 check_pie_supported()
 
-find_program(VORN_CCACHE ccache)
+# Who builds packages says by himself what is kept, and where: a home folder may not be there.
+if(VORN_DEVELOPER)
+    find_program(VORN_CCACHE ccache)
+endif()
 if(VORN_CCACHE)
     set(CMAKE_C_COMPILER_LAUNCHER ${VORN_CCACHE})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${VORN_CCACHE})

@@ -37,6 +37,7 @@ git -C "$source" ls-files -co --exclude-standard -z | (cd "$source" && xargs -0 
     tar x -C "$scratch/packages/source"
 (
     export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/ccache}" DEB_BUILD_OPTIONS="parallel=2"
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
     cd "$scratch/packages/source"
     dpkg-buildpackage -b -us -uc
 ) >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail dpkg-buildpackage; }
