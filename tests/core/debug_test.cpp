@@ -1,8 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "core/base/file.h"
-#include "core/log_sink.h"
 #include "support/allocation.h"
-#include "support/large_files.h"
 #include "support/log.h"
 #include "vorn/debug.h"
 
@@ -10,43 +8,11 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <set>
 #include <string>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-
-namespace {
-
-/* The console, in the test's hand: nothing here may write to the real one. */
-struct Door {
-    int console = -1; /* -1: it cannot be opened */
-    std::string asked;
-    int flags = 0;
-};
-
-Door *door = nullptr;
-
-} // namespace
-
-extern "C" {
-int __real_open(const char *path, int flags, ...);
-
-int __wrap_open(const char *path, int flags, ...)
-{
-    va_list arguments;
-    va_start(arguments, flags);
-    const int mode = va_arg(arguments, int);
-    va_end(arguments);
-    if (!door || std::strcmp(path, "/dev/console") != 0) return __real_open(path, flags, mode);
-    door->asked = path;
-    door->flags = flags;
-    return door->console;
-}
-}
 
 namespace {
 
@@ -174,62 +140,6 @@ TEST_F(Logs, AreFlushedAtOnce)
     fstat(fileno(scratch.get()), &status);
     EXPECT_EQ(status.st_size, 16);
     vorn::debug_state = captured;
-}
-
-/* The log without a stream, and a console that the test provides or withholds. */
-class OpenedLogs : public testing::Test {
-protected:
-    OpenedLogs()
-    {
-        vorn::debug_state = {};
-        door = &mine;
-    }
-    ~OpenedLogs() override
-    {
-        door = nullptr;
-        std::fclose(vorn::debug_state.stream);
-        vorn::debug_state = before;
-        vorn::console_sink.point_to(-1, vorn::Manner::plainly);
-    }
-
-    Door mine;
-    CapturedStandardError errors; /* a file, which needs no second descriptor */
-    vorn::DebugState before = vorn::debug_state;
-};
-
-TEST_F(OpenedLogs, GoToTheConsoleWhichNoChildInheritsAndNobodyWaitsFor)
-{
-    const vorn::File console(std::tmpfile());
-    mine.console = fileno(console.get());
-
-    vorn_debug_init();
-    vorn_debug_printf("hello\n");
-
-    EXPECT_EQ(mine.asked, "/dev/console");
-    EXPECT_EQ(mine.flags & (O_ACCMODE | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY),
-              O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    EXPECT_EQ(vorn::tests::text_of(mine.console), "vorn: hello\n");
-}
-
-TEST_F(OpenedLogs, TakeWhatIsPrintedToTheirStream)
-{
-    const vorn::File console(std::tmpfile());
-    mine.console = fileno(console.get());
-    vorn_debug_init();
-
-    std::fprintf(vorn_debug_get_stream(), "a table, ");
-    vorn_debug_printf("a line\n");
-
-    EXPECT_EQ(vorn::tests::text_of(mine.console), "a table, vorn: a line\n");
-}
-
-TEST_F(OpenedLogs, GoToStandardErrorWithoutAConsole)
-{
-    vorn_debug_init();
-    vorn_debug_printf("hello\n");
-
-    EXPECT_EQ(mine.asked, "/dev/console");
-    EXPECT_EQ(errors.text(), "vorn: hello\n");
 }
 
 using FatalErrors = Logs;

@@ -1,8 +1,11 @@
 /* SPDX-License-Identifier: MIT */
 /* Lines for somebody who takes none for a while: a pipe that is read when the test says so. */
 #include "core/base/file.h"
+#include "core/debug_state.h"
 #include "core/log_sink.h"
+#include "support/large_files.h"
 #include "support/log.h"
+#include "vorn/debug.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,6 +13,8 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -20,6 +25,35 @@
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
+
+namespace {
+
+/* The console, in the test's hand: nothing here may write to the real one. */
+struct Door {
+    int console = -1; /* -1: it cannot be opened */
+    std::string asked;
+    int flags = 0;
+};
+
+Door *door = nullptr;
+
+} // namespace
+
+extern "C" {
+int __real_open(const char *path, int flags, ...);
+
+int __wrap_open(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const int mode = va_arg(arguments, int);
+    va_end(arguments);
+    if (!door || std::strcmp(path, "/dev/console") != 0) return __real_open(path, flags, mode);
+    door->asked = path;
+    door->flags = flags;
+    return door->console;
+}
+}
 
 namespace {
 
@@ -338,6 +372,62 @@ TEST_F(ErrorOutput, MayBeClosed)
     report("to nobody\n");
 
     EXPECT_FALSE(vorn::standard_error_sink.is_waiting());
+}
+
+/* The log without a stream, and a console that the test provides or withholds. */
+class OpenedLogs : public testing::Test {
+protected:
+    OpenedLogs()
+    {
+        vorn::debug_state = {};
+        door = &mine;
+    }
+    ~OpenedLogs() override
+    {
+        door = nullptr;
+        std::fclose(vorn::debug_state.stream);
+        vorn::debug_state = before;
+        vorn::console_sink.point_to(-1, vorn::Manner::plainly);
+    }
+
+    Door mine;
+    vorn::tests::CapturedStandardError errors; /* a file, which needs no second descriptor */
+    vorn::DebugState before = vorn::debug_state;
+};
+
+TEST_F(OpenedLogs, GoToTheConsoleWhichNoChildInheritsAndNobodyWaitsFor)
+{
+    const vorn::File console(std::tmpfile());
+    mine.console = fileno(console.get());
+
+    vorn_debug_init();
+    vorn_debug_printf("hello\n");
+
+    EXPECT_EQ(mine.asked, "/dev/console");
+    EXPECT_EQ(mine.flags & (O_ACCMODE | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY),
+              O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    EXPECT_EQ(vorn::tests::text_of(mine.console), "vorn: hello\n");
+}
+
+TEST_F(OpenedLogs, TakeWhatIsPrintedToTheirStream)
+{
+    const vorn::File console(std::tmpfile());
+    mine.console = fileno(console.get());
+    vorn_debug_init();
+
+    std::fprintf(vorn_debug_get_stream(), "a table, ");
+    vorn_debug_printf("a line\n");
+
+    EXPECT_EQ(vorn::tests::text_of(mine.console), "a table, vorn: a line\n");
+}
+
+TEST_F(OpenedLogs, GoToStandardErrorWithoutAConsole)
+{
+    vorn_debug_init();
+    vorn_debug_printf("hello\n");
+
+    EXPECT_EQ(mine.asked, "/dev/console");
+    EXPECT_EQ(errors.text(), "vorn: hello\n");
 }
 
 } // namespace
