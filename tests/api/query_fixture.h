@@ -22,6 +22,12 @@
 
 namespace vorn::tests {
 
+inline constexpr char change_channel[] =
+    "<lsql><update><Radio name=\"r0\"><channel>7</channel></Radio></update></lsql>";
+inline constexpr char change_channel_in_transaction[] =
+    "<lsql><write-transaction><update><Radio name=\"r0\"><channel>7</channel></Radio></update>"
+    "</write-transaction></lsql>";
+
 /*
  * A running configuration with a class of every type, and one provider that writes down each
  * commit and can be told what to do when it refreshes.

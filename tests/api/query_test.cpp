@@ -12,13 +12,9 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
+using vorn::tests::change_channel;
+using vorn::tests::change_channel_in_transaction;
 using vorn::tests::QueryTest;
-
-constexpr char change_channel[] =
-    "<lsql><update><Radio name=\"r0\"><channel>7</channel></Radio></update></lsql>";
-constexpr char change_channel_in_transaction[] =
-    "<lsql><write-transaction><update><Radio name=\"r0\"><channel>7</channel></Radio></update>"
-    "</write-transaction></lsql>";
 
 using Requests = QueryTest;
 

@@ -1,52 +1,18 @@
 /* SPDX-License-Identifier: MIT */
 /* A configuration made at random is the same after it has been saved and loaded. */
 #include "config/config_fixture.h"
+#include "support/random_texts.h"
 
 #include <gtest/gtest.h>
 
-#include <iterator>
-#include <random>
 #include <string>
 #include <utility>
 
 namespace vorn::tests {
 
 /* Attack. */
-class RandomConfigurations : public ConfigTest, public testing::WithParamInterface<unsigned int> {
+class RandomConfigurations : public ConfigTest, public RandomTexts {
 protected:
-    std::size_t below(std::size_t limit)
-    {
-        return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
-    }
-    std::string any_text()
-    {
-        static constexpr const char *pieces[] = {"a",
-                                                 " ",
-                                                 "<",
-                                                 ">",
-                                                 "&",
-                                                 "\"",
-                                                 "'",
-                                                 "\n",
-                                                 "\t",
-                                                 "&amp;",
-                                                 "]]>",
-                                                 "\xC3\xA4",
-                                                 "<!--",
-                                                 "\r",
-                                                 "%s",
-                                                 "&#1;",
-                                                 "\xE2\x82\xAC",
-                                                 "\xF0\x9F\x98\x80",
-                                                 "\xEF\xBF\xBD",
-                                                 "\x7F",
-                                                 "\xC2\x80",
-                                                 "\xF4\x8F\xBF\xBF"};
-        std::string text;
-        for (std::size_t i = below(8); i > 0; i--)
-            text += pieces[below(std::size(pieces))];
-        return text;
-    }
     void put_any()
     {
         const std::string text = any_text();
@@ -79,7 +45,6 @@ protected:
         });
     }
 
-    std::mt19937 random{GetParam()};
     int next = 0;
 };
 

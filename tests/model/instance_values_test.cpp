@@ -9,23 +9,11 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 
 using namespace vorn::tests;
 using vorn::Owned;
-
-using Values = std::vector<std::pair<std::string, std::string>>;
-
-Values values_of(const vorn_instance &instance)
-{
-    Values values;
-    for (auto [property, text] : instance.values)
-        values.emplace_back(property.name, text);
-    return values;
-}
 
 /* One instance of a class with a judged property and two that take anything. */
 class InstanceValues : public ModelTest {

@@ -125,6 +125,14 @@ Owned<vorn_instance> new_instance(vorn_class *klass, const char *name,
     return instance;
 }
 
+Values values_of(const vorn_instance &instance)
+{
+    Values values;
+    for (auto [property, text] : instance.values)
+        values.emplace_back(property.name, text);
+    return values;
+}
+
 void forget_classes()
 {
     Owned<ClassRegistry> forgotten(std::exchange(class_registry, nullptr));

@@ -9,6 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace vorn::tests {
 
@@ -83,6 +86,10 @@ struct Value {
 /* An instance of a resolved class; release() where something else takes it over. */
 Owned<vorn_instance> new_instance(vorn_class *klass, const char *name = nullptr,
                                   std::initializer_list<Value> values = {});
+
+/* Properties and texts, in the order of the values. */
+using Values = std::vector<std::pair<std::string, std::string>>;
+Values values_of(const vorn_instance &instance);
 
 /* Takes every class out of the registry and frees it; the registry is as it was at start-up. */
 void forget_classes();

@@ -76,26 +76,19 @@ TEST_F(Signals, HangupReloadsNothing)
     EXPECT_THAT(console(), Not(HasSubstr("Instance name: new")));
 }
 
-TEST_F(Signals, TerminationEndsTheDaemonAndLeavesThePidFile)
+TEST_F(Signals, TerminationAndInterruptEndTheDaemonAndLeaveThePidFile)
 {
-    boot();
+    for (const int number : {SIGTERM, SIGINT}) {
+        boot();
 
-    kill(daemon_pid(), SIGTERM);
+        kill(daemon_pid(), number);
 
-    EXPECT_EQ(exit_status(), 0);
-    EXPECT_THAT(console(), EndsWith("vorn: Exit due to signal 15.\n"));
-    EXPECT_TRUE(exists("/var/run/vorn.pid"));
-}
-
-TEST_F(Signals, InterruptEndsTheDaemonToo)
-{
-    boot();
-
-    kill(daemon_pid(), SIGINT);
-
-    EXPECT_EQ(exit_status(), 0);
-    EXPECT_THAT(console(), EndsWith("vorn: Exit due to signal 2.\n"));
-    EXPECT_TRUE(exists("/var/run/vorn.pid"));
+        EXPECT_EQ(exit_status(), 0);
+        EXPECT_THAT(console(),
+                    EndsWith("vorn: Exit due to signal " + std::to_string(number) + ".\n"));
+        EXPECT_TRUE(exists("/var/run/vorn.pid"));
+        unlink("/var/run/vorn.pid");
+    }
 }
 
 TEST_F(Signals, TerminationReachesTheProcessGroup)

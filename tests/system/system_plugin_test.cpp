@@ -222,6 +222,21 @@ protected:
         write_file(vorn::test::startup_file, used);
         boot();
     }
+    /* Both come while the daemon is stopped: it serves what is ready in the same pass, then ends.
+     */
+    void reset_after(const std::string &operations)
+    {
+        kill(daemon_pid(), SIGSTOP);
+        RawClient late("vorn_sock_lsql");
+        late.send(framed("<lsql><write-transaction>" + operations + "</write-transaction></lsql>"));
+        RawClient reset("vorn_sock_inform");
+        reset.send(native(0) + framed("object=factory-reset"));
+        kill(daemon_pid(), SIGCONT);
+
+        EXPECT_EQ(reset.receive_all(), "OK\n");
+        EXPECT_THAT(late.receive_all(), HasSubstr("<rc>0</rc>"));
+        EXPECT_EQ(exit_status(), 1);
+    }
 
     static constexpr char used[] = "<config><system><contact>me</contact></system></config>";
     static constexpr char fresh[] =
@@ -283,20 +298,12 @@ TEST_F(RequestedReboots, AfterAFactoryResetHaveNoKeyFromBefore)
     shut_down();
     install_plugin("wireless.vorn");
     boot();
-    kill(daemon_pid(), SIGSTOP);
-    RawClient late("vorn_sock_lsql");
-    late.send(framed("<lsql><write-transaction><insert><radio name=\"wlan0\"><mode>g</mode>"
-                     "<channel>6</channel></radio></insert><insert><wireless-network name=\"n\">"
-                     "<radio>wlan0</radio><ssid>n</ssid><security>wpa2-psk</security>"
-                     "<key>battery staple</key></wireless-network></insert></write-transaction>"
-                     "</lsql>"));
-    RawClient reset("vorn_sock_inform");
-    reset.send(native(0) + framed("object=factory-reset"));
-    kill(daemon_pid(), SIGCONT);
 
-    EXPECT_EQ(reset.receive_all(), "OK\n");
-    EXPECT_THAT(late.receive_all(), HasSubstr("<rc>0</rc>"));
-    EXPECT_EQ(exit_status(), 1);
+    reset_after("<insert><radio name=\"wlan0\"><mode>g</mode><channel>6</channel></radio></insert>"
+                "<insert><wireless-network name=\"n\"><radio>wlan0</radio><ssid>n</ssid>"
+                "<security>wpa2-psk</security><key>battery staple</key></wireless-network>"
+                "</insert>");
+
     EXPECT_FALSE(exists(keys));
 }
 
@@ -309,21 +316,12 @@ TEST_F(RequestedReboots, KeepTheKeysWhereAFactoryResetIsRefused)
     EXPECT_TRUE(exists("/etc/config/wireless-keys"));
 }
 
-/* The loop serves what is ready in the same pass before it ends. */
 TEST_F(RequestedReboots, AfterAFactoryResetAreNotFromAChangeOfTheLastMoment)
 {
     write_file("/etc/rescueconfig.xml", fresh);
-    kill(daemon_pid(), SIGSTOP);
-    RawClient late("vorn_sock_lsql");
-    late.send(framed("<lsql><write-transaction><update><system><contact>late</contact></system>"
-                     "</update></write-transaction></lsql>"));
-    RawClient reset("vorn_sock_inform");
-    reset.send(native(0) + framed("object=factory-reset"));
-    kill(daemon_pid(), SIGCONT);
 
-    EXPECT_EQ(reset.receive_all(), "OK\n");
-    EXPECT_THAT(late.receive_all(), HasSubstr("<rc>0</rc>"));
-    EXPECT_EQ(exit_status(), 1);
+    reset_after("<update><system><contact>late</contact></system></update>");
+
     EXPECT_EQ(read_file(vorn::test::startup_file), fresh);
 }
 

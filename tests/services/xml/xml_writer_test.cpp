@@ -3,12 +3,12 @@
 #include "services/xml/xml.h"
 #include "services/xml/xml_writer.h"
 #include "support/allocation.h"
+#include "support/random_texts.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <iterator>
-#include <random>
 #include <string>
 
 namespace {
@@ -106,38 +106,8 @@ TEST(XmlWriters, HaveNoTextOnceMemoryHasFailed)
     });
 }
 
-class RandomDocuments : public testing::TestWithParam<unsigned int> {
+class RandomDocuments : public testing::Test, public vorn::tests::RandomTexts {
 protected:
-    std::size_t below(std::size_t limit)
-    {
-        return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
-    }
-    std::string any_text()
-    {
-        static constexpr const char *pieces[] = {"a",
-                                                 "b c",
-                                                 "<",
-                                                 ">",
-                                                 "&",
-                                                 "\"",
-                                                 "'",
-                                                 "\n",
-                                                 "\t",
-                                                 "\r",
-                                                 "&amp;",
-                                                 "]]>",
-                                                 "%s",
-                                                 "\xC3\xA4",
-                                                 "~\x7F",
-                                                 "<!--",
-                                                 "  ",
-                                                 "&#1;",
-                                                 "\xF0\x9F\x98\x80"};
-        std::string text;
-        for (std::size_t i = below(5); i > 0; i--)
-            text += pieces[below(std::size(pieces))];
-        return text;
-    }
     const char *any_name()
     {
         static constexpr const char *names[] = {"a", "Radio", "x-1", "\xC3\xA4hre", "_"};
@@ -165,8 +135,6 @@ protected:
             }
         }
     }
-
-    std::mt19937 random{GetParam()};
 };
 
 TEST_P(RandomDocuments, AreWrittenAsLibxml2SavesThem)

@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 /* Reboots the device when a client asks for it. */
-#include "vorn/vorn.h"
-
 #include <stddef.h>
 #include <string.h>
+
+#include "one_property.h"
 
 static int is_yes_no(const char *value)
 {
@@ -23,16 +23,5 @@ void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL) return;
 
-    vorn_property *now = vorn_property_new("now");
-    vorn_property_set_is_valid_fn(now, is_yes_no);
-    vorn_class *reboot = vorn_class_new("Reboot");
-    vorn_class_set_type(reboot, VORN_CLASS_SINGLETON);
-    vorn_class_add_property(reboot, now);
-    vorn_classes_add(reboot);
-
-    vorn_committer *committer = vorn_committer_new();
-    vorn_committer_set_property_change_fn(committer, "Reboot", "now", asked);
-    vorn_provider *provider = vorn_provider_new("reboot");
-    vorn_provider_set_commit_fn(provider, vorn_committer_fn, committer);
-    vorn_providers_add(provider);
+    add_one_property("Reboot", 0, "now", is_yes_no, asked, "reboot");
 }

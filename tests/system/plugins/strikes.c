@@ -1,10 +1,10 @@
 /* SPDX-License-Identifier: MIT */
 /* A signal strikes into the loading of each instance, and into the commit of it. */
-#include "vorn/vorn.h"
-
 #include <signal.h>
 #include <stddef.h>
 #include <stdlib.h>
+
+#include "one_property.h"
 
 static int strike_and_accept(const char *value)
 {
@@ -29,17 +29,5 @@ void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL) return;
 
-    vorn_property *with = vorn_property_new("with");
-    vorn_property_set_is_valid_fn(with, strike_and_accept);
-    vorn_class *strikes = vorn_class_new("Strikes");
-    vorn_class_set_type(strikes, VORN_CLASS_SINGLETON);
-    vorn_class_set_persistence(strikes, 1);
-    vorn_class_add_property(strikes, with);
-    vorn_classes_add(strikes);
-
-    vorn_committer *committer = vorn_committer_new();
-    vorn_committer_set_property_change_fn(committer, "Strikes", "with", strike_again);
-    vorn_provider *provider = vorn_provider_new("strikes");
-    vorn_provider_set_commit_fn(provider, vorn_committer_fn, committer);
-    vorn_providers_add(provider);
+    add_one_property("Strikes", 1, "with", strike_and_accept, strike_again, "strikes");
 }
