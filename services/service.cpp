@@ -83,7 +83,7 @@ bool process_exists(const vorn_service &service)
 }
 
 /*
- * The letter behind the second blank of the kernel's status line; NUL when there is no line. Takes
+ * The letter after the second blank of the kernel's status line; NUL when there is no line. Takes
  * no memory: a service must not seem to have ended because there is none.
  */
 char process_state(pid_t pid)
@@ -131,7 +131,7 @@ void note_reaped(pid_t pid)
     }
 }
 
-/* One piece of memory: the pointers, their null, and the texts behind it. */
+/* One piece of memory: the pointers, their null, and the texts after it. */
 Allocated<char *> copy_of_vector(char *const arguments[])
 {
     std::size_t count = 0;

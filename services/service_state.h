@@ -15,7 +15,7 @@ enum class ServiceState { stopped, running, stopping };
 
 /* What is needed to start a service again whose fork failed. */
 struct PlannedStart : Record {
-    Allocated<char *> arguments; /* with the texts behind the pointers */
+    Allocated<char *> arguments; /* with the texts after the pointers */
     Text directory;
     int output_mode = 0;
     Fd output; /* in place of the mode, when there is one */

@@ -41,7 +41,7 @@ typedef int (*vorn_is_valid_fn)(const char *value);
  *
  *     return vorn_property_refuse_value("Channel %s is not allowed in %s.", value, country);
  *
- * The text, a sentence of at most 255 bytes of which more is cut, stands behind the refusal: in the
+ * The text, a sentence of at most 255 bytes of which more is cut, follows the refusal: in the
  * answer to the client, and in the log of a startup file that holds such a value. It is valid UTF-8
  * and says nothing of the value that must not be seen. It counts for the value that is being judged
  * alone, so that a call at any other time does nothing that can be seen.

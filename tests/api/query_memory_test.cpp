@@ -50,9 +50,9 @@ const Shortage shortages[] = {
 
 class MemoryShortages : public QueryTest, public testing::WithParamInterface<Shortage> {
 protected:
-    static std::string request(const std::string &before, const std::string &behind)
+    static std::string request(const std::string &before, const std::string &after)
     {
-        return "<lsql>" + before + GetParam().operations + behind + "</lsql>";
+        return "<lsql>" + before + GetParam().operations + after + "</lsql>";
     }
     void learn(const std::string &text)
     {

@@ -114,9 +114,9 @@ std::string RawClient::receive_until(const std::string &text)
         if (count <= 0) return std::exchange(kept_, "");
         kept_.append(block, static_cast<std::size_t>(count));
     }
-    const auto behind = kept_.find(text) + text.size();
-    const std::string received = kept_.substr(0, behind);
-    kept_.erase(0, behind);
+    const auto length = kept_.find(text) + text.size();
+    const std::string received = kept_.substr(0, length);
+    kept_.erase(0, length);
     return received;
 }
 

@@ -23,7 +23,7 @@ using vorn::tests::order_of;
 
 Names overflown;
 
-/* The stored bytes stand right behind the entry. */
+/* The stored bytes follow the entry directly. */
 void note_overflow(void *, const void *key)
 {
     const ght_entry *entry = static_cast<const ght_entry *>(key) - 1;
