@@ -65,6 +65,20 @@ TEST_F(ChangeSets, RecordNothingByThemselves)
     EXPECT_STREQ(vorn_instance_get_value(copy_of_before(radio0), "channel"), "6");
 }
 
+TEST_F(ChangeSets, HearOfTheirOwnStoreOnly)
+{
+    vorn_instance *radio0 = put(radio, "radio0", {{"channel", "6"}});
+    watch();
+    const StoreShell other(vorn_instances_new());
+    vorn_changes *others = vorn_changes_new(other.get());
+
+    set(radio0, "channel", "11");
+
+    EXPECT_EQ(contains(radio0, "channel"), 1);
+    EXPECT_EQ(vorn_changes_contains_instance(others, radio0), 0);
+    vorn_changes_delete(others);
+}
+
 /* A guest can change without the store's hearing of it, so nothing of it is put off. */
 TEST_F(ChangeSets, AreMadeOnAWorkingCopyThatHoldsCopiesOfGuests)
 {

@@ -213,8 +213,10 @@ TEST_F(KeyValueLines, KeepToTheirRoomWhateverItIs)
             EXPECT_EQ(text, whole);
         }
     }
-    EXPECT_EQ(line(abc, 8, "p "), "p\n");
-    EXPECT_EQ(line(abc, 12, "p "), "p 12345\n");
+    EXPECT_EQ(line(abc, 4, "p "), "");
+    EXPECT_EQ(line(abc, 5, "p "), "p\n");
+    EXPECT_EQ(line(abc, 10, "p "), "p\n");
+    EXPECT_EQ(line(abc, 11, "p "), "p 12345\n");
 }
 
 TEST_F(KeyValueLines, NeedAFileThatCanBeOpened)
