@@ -21,7 +21,7 @@
 #include "model/instance_record.h"
 #include "model/instances_record.h"
 #include "model/instances_walk.h"
-#include "model/instances_working_copy.h"
+#include "model/lazy/working_copy.h"
 #include "services/xml/xml.h"
 #include "vorn/actions.h"
 #include "vorn/config.h"

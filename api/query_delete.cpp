@@ -44,9 +44,12 @@ bool query_delete(QueryOperation &operation)
         collect_where(operation);
         return false;
     }
-    for (vorn_instance *instance : instances_of(operation)) {
-        trace(instance);
-        if (is_meant(operation, instance) && !delete_instance(operation, instance)) break;
+    const Walk walk = instances_of(operation);
+    for (const vorn_instance *each : walk) {
+        trace(each);
+        if (!is_meant(operation, each)) continue;
+        vorn_instance *instance = instance_to_change(operation, walk);
+        if (!instance || !delete_instance(operation, instance)) break;
     }
     expect_match(operation);
     return true;

@@ -72,12 +72,19 @@ void note_memory(QueryOperation &operation, bool suffices)
 /* No walk for any other reason than a name where there are none means that memory is gone. */
 Walk instances_of(QueryOperation &operation)
 {
-    Walk walk(vorn_instances_new_group_iterator(operation.request.instances, operation.class_name,
-                                                operation.instance_name));
+    Walk walk(new_reading_iterator(operation.request.instances, operation.class_name,
+                                   operation.instance_name));
     const bool may_be_walked =
         !operation.instance_name || has_named_instances(*vorn_classes_get(operation.class_name));
     note_memory(operation, walk || !may_be_walked);
     return walk;
+}
+
+vorn_instance *instance_to_change(QueryOperation &operation, const Walk &walk)
+{
+    vorn_instance *instance = fetch_last(*operation.request.instances, *walk.iterator());
+    note_memory(operation, instance);
+    return instance;
 }
 
 bool is_meant(const QueryOperation &operation, const vorn_instance *instance)

@@ -34,10 +34,13 @@ void report_bad_attribute(QueryOperation &operation, const char *attribute, cons
 void note_memory(QueryOperation &operation, bool suffices);
 
 /*
- * Every instance of the class and name that the operation is about. Where instances have no names,
- * a name means none of them.
+ * Every instance of the class and name that the operation is about, to be read. Where instances
+ * have no names, a name means none of them.
  */
 Walk instances_of(QueryOperation &operation);
+
+/* The instance that the walk returned last, to be changed; null when memory is gone. */
+vorn_instance *instance_to_change(QueryOperation &operation, const Walk &walk);
 
 /* Whether the where-expression, if any, is true of the instance. */
 bool is_meant(const QueryOperation &operation, const vorn_instance *instance);

@@ -72,8 +72,10 @@ bool query_update(QueryOperation &operation)
     }
     const Walk walk = instances_of(operation);
     const WalkUnderWay under_way(walk);
-    for (vorn_instance *instance : walk) {
-        if (is_meant(operation, instance) && !update_instance(operation, instance)) break;
+    for (const vorn_instance *each : walk) {
+        if (!is_meant(operation, each)) continue;
+        vorn_instance *instance = instance_to_change(operation, walk);
+        if (!instance || !update_instance(operation, instance)) break;
     }
     expect_match(operation);
     return true;

@@ -10,9 +10,9 @@
 #include "change/changes_before.h"
 #include "core/base/result.h"
 #include "model/instances_walk.h"
+#include "model/lazy/overlay.h"
 #include "vorn/debug.h"
 
-#include <cstddef>
 #include <utility>
 
 using namespace vorn;
@@ -91,8 +91,7 @@ vorn_changes_entry *entry_of(vorn_changes &changes, vorn_instance &instance)
 
 vorn_changes &changes_of_witness(Witness &witness)
 {
-    constexpr std::size_t place = offsetof(vorn_changes, witness);
-    return *reinterpret_cast<vorn_changes *>(reinterpret_cast<char *>(&witness) - place);
+    return static_cast<vorn_changes &>(witness);
 }
 
 bool before_event(Witness &witness, StoreEvent event, vorn_instance &instance)
@@ -110,7 +109,7 @@ bool before_event(Witness &witness, StoreEvent event, vorn_instance &instance)
 }
 
 /* Keeps a newcomer apart from those that were there before; the listener makes more of it. */
-bool arrived(Witness &witness, vorn_instance &instance)
+bool keep_apart(Witness &witness, vorn_instance &instance)
 {
     vorn_changes &changes = changes_of_witness(witness);
     if (changes.entries.get(&instance)) return true;
@@ -123,9 +122,14 @@ bool arrived(Witness &witness, vorn_instance &instance)
     return true;
 }
 
-bool before_drop(Witness &witness)
+bool copy_everything(Witness &witness)
 {
     return whole_before(changes_of_witness(witness)) != nullptr;
+}
+
+void copy_succeeded(Witness &witness, const vorn_instance &original, const vorn_instance &copy)
+{
+    rename_original(changes_of_witness(witness), original, copy);
 }
 
 template <typename Visitor>
@@ -133,7 +137,7 @@ void for_each_guest(const vorn_instances &store, Visitor visit)
 {
     if (store.guests == 0) return;
     for (auto [name, entry] : store.classes) {
-        for_each_instance(*entry, [&](vorn_instance &instance) {
+        for_each_own_instance(*entry, [&](vorn_instance &instance) {
             if (!is_at_home(store, instance)) visit(instance);
         });
     }
@@ -160,10 +164,11 @@ void set_listeners(vorn_instances &store, vorn_instance_listener_fn listener, vo
 void listen(vorn_changes &changes, vorn_instances &after)
 {
     changes.after = &after;
-    changes.witness.before = before_event;
-    changes.witness.arrived = arrived;
-    changes.witness.before_drop = before_drop;
-    after.home.add(changes.witness);
+    changes.before_change = before_event;
+    changes.arrived = keep_apart;
+    changes.before_drop = copy_everything;
+    changes.succeeded = copy_succeeded;
+    after.home.add(changes);
     changes.number = ++last_number;
     set_listeners(after, instance_changed, reinterpret_cast<void *>(changes.number));
     vorn_instances_set_listener(&after, instances_changed, &changes);
@@ -174,7 +179,7 @@ void listen(vorn_changes &changes, vorn_instances &after)
 void stop_listening(vorn_changes &changes)
 {
     vorn_instances &after = *changes.after;
-    after.home.remove(changes.witness);
+    after.home.remove(changes);
     vorn_instances_set_listener(&after, nullptr, nullptr);
     set_listeners(after, nullptr, nullptr);
 
@@ -231,8 +236,7 @@ int estrange(vorn_changes &changes, vorn_instance &instance)
 
 bool holds_any(const vorn_class_instances *entry)
 {
-    return entry && (entry->singleton || entry->anonymous_first || entry->unique_named.size() > 0 ||
-                     entry->groups.size() > 0);
+    return entry && first_position(*entry);
 }
 
 /* Without an iterator as well: a change denied for want of memory would never be applied. */

@@ -6,7 +6,8 @@
 #include "change/changes_before.h"
 
 #include "core/base/result.h"
-#include "model/instances_working_copy.h"
+#include "core/hash_table/hash_table_order.h"
+#include "model/lazy/working_copy.h"
 
 #include <utility>
 
@@ -52,9 +53,15 @@ Departed *require_departed(vorn_changes &changes, const void *place)
 }
 
 /* The place of an instance: behind another one, or at the beginning of its class. */
-const void *place_of(const vorn_instance *predecessor, const vorn_class_instances &entry)
+const void *place_before(const vorn_class_instances &entry, Position position)
 {
-    return predecessor ? static_cast<const void *>(predecessor) : &entry;
+    const Position previous = previous_position(entry, position);
+    return previous ? static_cast<const void *>(instance_at(entry, previous)) : &entry;
+}
+
+void rename_key(const TableOwner &table, const vorn_instance *from, const vorn_instance *to)
+{
+    if (table) ght_rename(table.raw(), sizeof from, &from, &to);
 }
 
 bool add_departed(vorn_instances &before, const Departed *departed)
@@ -66,19 +73,27 @@ bool add_departed(vorn_instances &before, const Departed *departed)
     return true;
 }
 
+/* Of an instance that has no entry, and may be an original that nobody fetched yet. */
+BeforeCopy *copy_ahead(vorn_changes &changes, const vorn_instance &instance)
+{
+    if (BeforeCopy *known = changes.ahead.get(&instance)) return known;
+
+    if (!changes.ahead.create(entry_buckets)) return nullptr;
+    BeforeCopy *copy = make_copy(changes, instance);
+    return copy && changes.ahead.insert(&instance, copy) == ok ? copy : nullptr;
+}
+
 bool add_before(vorn_changes &changes, vorn_instances &before, vorn_instance &instance)
 {
-    const vorn_changes_entry *entry = is_as_before(changes, instance)
-                                          ? remember(changes, instance)
-                                          : changes.entries.get(&instance);
-    if (!entry) return false;
-    const BeforeCopy *copy = entry->before;
-    return !copy || copy->has_departed || vorn_instances_add(&before, copy->instance.get()) == ok;
+    const vorn_changes_entry *entry = changes.entries.get(&instance);
+    const BeforeCopy *copy = entry ? entry->before : copy_ahead(changes, instance);
+    if (!copy) return entry;
+    return copy->has_departed || vorn_instances_add(&before, copy->instance.get()) == ok;
 }
 
 bool fill(vorn_changes &changes, vorn_instances &before)
 {
-    if (!fetch_all(*changes.after)) return false;
+    if (!look_into_all(*changes.after)) return false;
 
     for (auto [name, entry] : changes.after->classes) {
         if (!add_departed(before, changes.departed.get(entry))) return false;
@@ -105,7 +120,8 @@ vorn_changes_entry *remember(vorn_changes &changes, vorn_instance &instance)
     if (!entry || !changes.entries.create(entry_buckets)) return nullptr;
     if (changes.entries.insert(&instance, entry.get()) != ok) return nullptr;
 
-    entry->before = make_copy(changes, instance);
+    BeforeCopy *made_ahead = changes.ahead.remove(&instance);
+    entry->before = made_ahead ? made_ahead : make_copy(changes, instance);
     if (!entry->before) {
         changes.entries.remove(&instance);
         return nullptr;
@@ -113,16 +129,27 @@ vorn_changes_entry *remember(vorn_changes &changes, vorn_instance &instance)
     return entry.release();
 }
 
+void rename_original(vorn_changes &changes, const vorn_instance &original,
+                     const vorn_instance &copy)
+{
+    rename_key(changes.ahead, &original, &copy);
+    rename_key(changes.departed, &original, &copy);
+}
+
 bool remember_place(vorn_changes &changes, vorn_instance &instance)
 {
-    vorn_class_instances *home = changes.after->classes.get(instance.klass->name.get());
-    vorn_instance *predecessor = nullptr;
-    if (changes.before || !home || !find_predecessor(*home, instance, predecessor)) return true;
     vorn_changes_entry *entry = changes.entries.get(&instance);
-    if (!entry && is_as_before(changes, instance)) entry = remember(changes, instance);
+    if (!entry && is_as_before(changes, instance)) {
+        entry = remember(changes, instance);
+        if (!entry) return false;
+    }
+    vorn_class_instances *home = changes.after->classes.get(instance.klass->name.get());
+    if (changes.before || !home) return true;
+    const Position position = position_of(*home, instance);
+    if (!position) return true;
     if (!entry) return false;
 
-    Departed *departed = require_departed(changes, place_of(predecessor, *home));
+    Departed *departed = require_departed(changes, place_before(*home, position));
     if (!departed) return false;
     const Owned<Departed> behind(changes.departed.remove(&instance));
     add_to(*departed, entry->before);

@@ -11,6 +11,10 @@ bool is_as_before(const vorn_changes &changes, const vorn_instance &instance);
 /* Gives an instance that is as before its entry, with a copy. Null when memory is gone. */
 vorn_changes_entry *remember(vorn_changes &changes, vorn_instance &instance);
 
+/* A copy that a working copy made of an original is meant wherever the original was. */
+void rename_original(vorn_changes &changes, const vorn_instance &original,
+                     const vorn_instance &copy);
+
 /* Keeps the copy of an instance that is about to go where the instance stands. */
 bool remember_place(vorn_changes &changes, vorn_instance &instance);
 

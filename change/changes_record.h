@@ -45,16 +45,16 @@ struct Departed : Record {
 
 } // namespace vorn
 
-struct vorn_changes : vorn::Record {
+struct vorn_changes : vorn::Record, vorn::Witness {
     ~vorn_changes(); /* stops listening, frees the entries and the copies */
 
-    vorn::Witness witness = {};
     vorn::StoreShell changed;
     vorn::StoreShell deleted; /* refers to copies */
     vorn::StoreShell before;  /* refers to copies; made when somebody asks for it */
     vorn::BeforeCopy *copies = nullptr;
     vorn::IdentityTable<vorn_instance, vorn::vorn_changes_entry> entries;
-    vorn::IdentityTable<void, vorn::Departed> departed; /* by what they stood behind */
+    vorn::IdentityTable<vorn_instance, vorn::BeforeCopy> ahead; /* of what has no entry yet */
+    vorn::IdentityTable<void, vorn::Departed> departed;         /* by what they stood behind */
     vorn_instances *after = nullptr; /* the store listened to; outlives the record */
     vorn_changes *next_alive = nullptr;
     std::uintptr_t number = 0;  /* what the instances know it by */

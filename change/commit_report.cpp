@@ -6,6 +6,7 @@
 #include "change/changes_record.h"
 #include "change/commit_report_record.h"
 #include "change/provider_record.h"
+#include "model/lazy/overlay.h"
 #include "vorn/committer.h"
 #include "vorn/debug.h"
 #include "vorn/process.h"

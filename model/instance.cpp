@@ -8,8 +8,10 @@
 #include "core/base/text.h"
 #include "core/guard.h"
 #include "model/instance_record.h"
+#include "model/lazy/left_behind.h"
 #include "model/property_reason.h"
 
+#include <algorithm>
 #include <limits>
 
 using namespace vorn;
@@ -104,6 +106,13 @@ bool is_deleted(const vorn_instance &instance)
     return instance.since == since_deletion;
 }
 
+/* What it shares by now with nobody is given back with it. */
+void forget_left_behind(const vorn_instance &instance)
+{
+    const std::size_t bytes = sizeof instance + instance.values.own_bytes();
+    left_behind_bytes -= std::min(left_behind_bytes, bytes);
+}
+
 void delete_later(vorn_instance &instance)
 {
     if (is_deleted(instance)) return;
@@ -125,16 +134,40 @@ DeletionsWait::DeletionsWait()
 DeletionsWait::~DeletionsWait()
 {
     if (--waiting > 0) return;
-    while (const Owned<vorn_instance> next{deleted})
+    while (const Owned<vorn_instance> next{deleted}) {
         deleted = static_cast<vorn_instance *>(next->listener_data);
+        put_on_shelf(*next, OnShelf());
+    }
+}
+
+bool is_listener_outdated(const vorn_instance &instance)
+{
+    const InstanceHome *home = instance.shelf.home();
+    return (home && home->since > instance.since) ||
+           (instance.shelf && instance.shelf->new_life_from > instance.since);
+}
+
+void leave_behind(vorn_instance &instance, const vorn_instance *copy)
+{
+    if (is_listener_outdated(instance)) {
+        instance.listener = nullptr;
+        instance.listener_data = nullptr;
+    }
+    instance.shelf = OnShelf(left_behind_shelf);
+    left_behind_bytes +=
+        sizeof instance + instance.values.bytes_beside(copy ? &copy->values : nullptr);
+}
+
+void put_on_shelf(vorn_instance &instance, const OnShelf &shelf)
+{
+    if (instance.shelf.is(left_behind_shelf)) forget_left_behind(instance);
+    instance.shelf = shelf;
 }
 
 InstanceListener listener_of(const vorn_instance &instance)
 {
+    if (!is_listener_outdated(instance)) return {instance.listener, instance.listener_data};
     const InstanceHome *home = instance.shelf.home();
-    const bool is_old = (home && home->since > instance.since) ||
-                        (instance.shelf && instance.shelf->new_life_from > instance.since);
-    if (!is_old) return {instance.listener, instance.listener_data};
     return home ? InstanceListener{home->listener, home->listener_data}
                 : InstanceListener{nullptr, nullptr};
 }
@@ -203,6 +236,7 @@ int vorn_instance_delete(vorn_instance *instance)
     if (waiting > 0) {
         delete_later(*instance);
     } else {
+        put_on_shelf(*instance, OnShelf());
         delete instance;
     }
     return ok;

@@ -5,7 +5,7 @@
 #include "core/base/result.h"
 #include "core/base/shared_text.h"
 #include "model/class_record.h"
-#include "model/instance_home.h"
+#include "model/lazy/home.h"
 #include "model/values.h"
 #include "vorn/instance.h"
 
@@ -32,6 +32,18 @@ InstanceListener listener_of(const vorn_instance &instance);
 /* As vorn_instance_new and vorn_instance_set_value, which say less of why they fail. */
 Outcome make_instance(vorn_class &klass, const char *name, Owned<vorn_instance> &made);
 Outcome set_value(vorn_instance &instance, const char *property, const char *value);
+
+/* Whether the instance's own listener is older than what was set for its store. */
+bool is_listener_outdated(const vorn_instance &instance);
+
+/*
+ * Leaves an instance to whoever may hold it: a copy, if there is one, has its place. What it takes
+ * is counted.
+ */
+void leave_behind(vorn_instance &instance, const vorn_instance *copy);
+
+/* Files an instance on another shelf, from wherever it is. */
+void put_on_shelf(vorn_instance &instance, const OnShelf &shelf);
 
 /*
  * While one lives, an instance that is deleted can still be read: a commit hands the same instances

@@ -9,7 +9,7 @@
 #include "core/guard.h"
 #include "model/instances_kind.h"
 #include "model/instances_walk.h"
-#include "model/instances_working_copy.h"
+#include "model/lazy/working_copy.h"
 
 #include <cstdio>
 
@@ -22,19 +22,16 @@ constexpr unsigned int class_buckets = 8; /* most stores are small; the others g
 /* By class type, from singleton on. */
 constexpr InstancesKind kinds[] = {
     {add_singleton, vorn_instances_singleton_remove, vorn_instances_singleton_remove_all,
-     vorn_instances_singleton_delete_all, nullptr, vorn_instances_singleton_init_iterator, nullptr,
-     vorn_instances_singleton_iterator_next},
+     vorn_instances_singleton_delete_all, nullptr, vorn_instances_singleton_init_iterator, nullptr},
     {add_anonymous, vorn_instances_anonymous_remove, vorn_instances_anonymous_remove_all,
      vorn_instances_anonymous_delete_all, vorn_instances_anonymous_copy,
-     vorn_instances_anonymous_init_iterator, nullptr, vorn_instances_anonymous_iterator_next},
+     vorn_instances_anonymous_init_iterator, nullptr},
     {add_unique_named, vorn_instances_unique_named_remove, vorn_instances_unique_named_remove_all,
      vorn_instances_unique_named_delete_all, vorn_instances_unique_named_copy,
-     vorn_instances_unique_named_init_iterator, vorn_instances_unique_named_init_group_iterator,
-     vorn_instances_unique_named_iterator_next},
+     vorn_instances_unique_named_init_iterator, vorn_instances_unique_named_init_group_iterator},
     {add_group_named, vorn_instances_group_named_remove, vorn_instances_group_named_remove_all,
      vorn_instances_group_named_delete_all, vorn_instances_group_named_copy,
-     vorn_instances_group_named_init_iterator, vorn_instances_group_named_init_group_iterator,
-     vorn_instances_group_named_iterator_next},
+     vorn_instances_group_named_init_iterator, vorn_instances_group_named_init_group_iterator},
 };
 
 /* The entry of a class, made on first use; it stays, even if what it was made for is refused. */
@@ -61,7 +58,7 @@ void take_in(vorn_instances &instances, vorn_class_instances &entry, vorn_instan
     instance.listener = listener.call;
     instance.listener_data = listener.data;
     instance.since = listener_clock;
-    instance.shelf = entry.shelf;
+    put_on_shelf(instance, entry.shelf);
 }
 
 void let_go(vorn_instances &instances, vorn_class_instances &entry, vorn_instance &instance)
@@ -86,15 +83,15 @@ bool is_accepted(const vorn_instances &instances, vorn_instance &instance)
 }
 
 /* What an addition looks at: names are unique among all subclasses. */
-bool fetch_for(const vorn_instances &instances, const vorn_class &klass)
+bool look_around(const vorn_instances &instances, const vorn_class &klass)
 {
-    return klass.superclass ? fetch_family(instances, *klass.superclass)
-                            : fetch_class(instances, klass.name.get());
+    return klass.superclass ? look_into_family(instances, *klass.superclass)
+                            : look_into(instances, klass.name.get());
 }
 
 bool prepare_drop(vorn_instances &instances)
 {
-    if (!fetch_all(instances)) return false;
+    if (!fetch_everything(instances)) return false;
     for (Witness *each = instances.home.witnesses; each;) {
         Witness *next = each->next;
         if (!each->before_drop(*each)) return false;
@@ -132,8 +129,9 @@ void tell_listener(const vorn_instances &instances, vorn_instance *instance, int
 vorn_instance *find_by_name(const vorn_instances &instances, const char *class_name,
                             const char *instance_name)
 {
-    const vorn_class_instances *entry = instances.classes.get(class_name);
-    return entry ? entry->unique_named.get(instance_name) : nullptr;
+    vorn_class_instances *entry = instances.classes.get(class_name);
+    const Position position = entry ? position_of_name(*entry, instance_name) : Position();
+    return position ? fetch_at(instances.home, *entry, position) : nullptr;
 }
 
 } // namespace
@@ -156,7 +154,7 @@ const vorn_class *registered_class(const char *name)
 Outcome add_instance(vorn_instances &instances, vorn_instance &instance)
 {
     const vorn_class &klass = *instance.klass;
-    if (!fetch_for(instances, klass)) return Outcome::out_of_memory;
+    if (!look_around(instances, klass)) return Outcome::out_of_memory;
     if (!instances.home.ask(StoreEvent::arrival, instance)) return Outcome::out_of_memory;
     vorn_class_instances *entry = require_entry(instances, instance.klass);
     if (!entry) return Outcome::out_of_memory;
@@ -175,6 +173,30 @@ Outcome add_instance(vorn_instances &instances, vorn_instance &instance)
     return Outcome::done;
 }
 
+int remove_from(vorn_class_instances &entry, const vorn_instance &instance)
+{
+    if (Fork *fork = fork_of_copy(entry, instance)) {
+        take_out(entry, *fork);
+        return ok;
+    }
+    const Place place = place_of(entry, instance);
+    if (!place) return failed;
+    remove_at(entry, place);
+    return ok;
+}
+
+vorn_instance *take_next(vorn_instances_iterator &iterator)
+{
+    if (!iterator.pending) return nullptr;
+    vorn_class_instances &entry = *iterator.entry;
+    vorn_instance *instance = instance_at(entry, iterator.pending);
+    iterator.entry_of_last = &entry;
+    iterator.last = iterator.pending;
+    iterator.pending = iterator.is_of_one_name ? next_of_same_name(entry, iterator.pending)
+                                               : next_position(entry, iterator.pending);
+    return instance;
+}
+
 } // namespace vorn
 
 /* The table of classes comes with the first of them: most stores of a change set stay empty. */
@@ -185,7 +207,7 @@ vorn_instances *vorn_instances_new()
 
 vorn_instances *vorn_instances_copy(const vorn_instances *instances)
 {
-    if (absent(instances, "instances") || !fetch_all(*instances)) return nullptr;
+    if (absent(instances, "instances") || !look_into_all(*instances)) return nullptr;
 
     StoreWithInstances copy(vorn_instances_new());
     if (!copy) return nullptr;
@@ -211,13 +233,14 @@ vorn_instance *vorn_instances_get_singleton(const vorn_instances *instances, con
         vorn_debug_1printf("Class \"%s\" is not a singleton.\n", class_name);
         return nullptr;
     }
-    if (!fetch_class(*instances, class_name)) return nullptr;
-    const vorn_class_instances *entry = instances->classes.get(class_name);
+    if (!look_into(*instances, class_name)) return nullptr;
+    vorn_class_instances *entry = instances->classes.get(class_name);
     if (!entry) {
         vorn_debug_1printf("Singleton instance of class \"%s\" is missing.\n", class_name);
         return nullptr;
     }
-    return entry->singleton;
+    const Position position = first_position(*entry);
+    return position ? fetch_at(instances->home, *entry, position) : nullptr;
 }
 
 vorn_instance *vorn_instances_get(const vorn_instances *instances, const char *class_name,
@@ -232,7 +255,7 @@ vorn_instance *vorn_instances_get(const vorn_instances *instances, const char *c
         return nullptr;
     }
     if (absent(instance_name, "instance_name")) return nullptr;
-    if (!fetch_family(*instances, *klass)) return nullptr;
+    if (!look_into_family(*instances, *klass)) return nullptr;
     if (!klass->subclasses) return find_by_name(*instances, class_name, instance_name);
 
     for (auto [subclass_name, subclass] : klass->subclasses) {
@@ -253,11 +276,14 @@ int vorn_instances_remove(vorn_instances *instances, vorn_instance *instance)
 {
     if (absent(instances, "instances") || absent_instance(instance, __func__)) return failed;
 
-    if (!fetch_class(*instances, instance->klass->name.get())) return failed;
+    if (!look_into(*instances, instance->klass->name.get())) return failed;
     vorn_class_instances *entry = instances->classes.get(instance->klass->name.get());
     const InstancesKind *kind = kind_of(*instance->klass);
     if (!entry || !kind) return failed;
     if (!instances->home.ask(StoreEvent::departure, *instance)) return failed;
+    const Fork *fork = fork_of_copy(*entry, *instance);
+    if (fork && holds_place_of_group(*entry, *fork) && !fetch_whole(*instances, *entry))
+        return failed;
     if (kind->remove(entry, instance) != ok) return failed;
     let_go(*instances, *entry, *instance);
 
@@ -277,10 +303,10 @@ int vorn_instances_delete_class(vorn_instances *instances, const char *class_nam
 
 int vorn_instances_print(const vorn_instances *instances, FILE *stream)
 {
-    if (absent(instances, "instances") || !fetch_all(*instances)) return failed;
+    if (absent(instances, "instances") || !look_into_all(*instances)) return failed;
 
     for (auto [name, entry] : instances->classes) {
-        for (const vorn_instance *each : Walk(vorn_instances_new_class_iterator(instances, name))) {
+        for (const vorn_instance *each : Walk(new_reading_iterator(instances, name, nullptr))) {
             vorn_instance_print(each, stream);
             std::fputc('\n', stream);
         }
@@ -291,7 +317,7 @@ int vorn_instances_print(const vorn_instances *instances, FILE *stream)
 
 int vorn_instances_is_empty(const vorn_instances *instances)
 {
-    const Walk walk(vorn_instances_new_iterator(instances));
+    const Walk walk(new_reading_iterator(instances, nullptr, nullptr));
     return !walk || *walk.begin() == nullptr;
 }
 

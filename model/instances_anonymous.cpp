@@ -4,11 +4,15 @@
 #include "core/guard.h"
 #include "model/instances_kind.h"
 #include "model/instances_nodes.h"
+#include "model/lazy/overlay.h"
 
 using vorn::absent;
 using vorn::anonymous_members;
 using vorn::failed;
+using vorn::first_position;
 using vorn::ok;
+using vorn::remove_from;
+using vorn::take_next;
 
 vorn::Outcome vorn::add_anonymous(vorn_instances *, vorn_class_instances &entry,
                                   vorn_instance &instance)
@@ -30,10 +34,7 @@ int vorn_instances_anonymous_add(vorn_instances *instances, vorn_class_instances
 int vorn_instances_anonymous_remove(vorn_class_instances *entry, vorn_instance *instance)
 {
     if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
-    vorn_instance_node *node = anonymous_members(*entry).find(instance);
-    if (!node) return failed;
-    anonymous_members(*entry).unlink(node);
-    return ok;
+    return remove_from(*entry, *instance);
 }
 
 void vorn_instances_anonymous_remove_all(vorn_class_instances *entry)
@@ -55,13 +56,10 @@ int vorn_instances_anonymous_copy(vorn_class_instances *target, const vorn_class
 
 void vorn_instances_anonymous_init_iterator(vorn_instances_iterator *iterator)
 {
-    if (!absent(iterator, "iterator")) iterator->next_anonymous = iterator->entry->anonymous_first;
+    if (!absent(iterator, "iterator")) iterator->pending = first_position(*iterator->entry);
 }
 
 vorn_instance *vorn_instances_anonymous_iterator_next(vorn_instances_iterator *iterator)
 {
-    if (absent(iterator, "iterator") || !iterator->next_anonymous) return nullptr;
-    vorn_instance *instance = iterator->next_anonymous->instance;
-    iterator->next_anonymous = iterator->next_anonymous->next;
-    return instance;
+    return absent(iterator, "iterator") ? nullptr : take_next(*iterator);
 }

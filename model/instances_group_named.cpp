@@ -4,54 +4,18 @@
 #include "core/guard.h"
 #include "model/instances_kind.h"
 #include "model/instances_nodes.h"
+#include "model/lazy/overlay.h"
 
-using vorn::absent;
-using vorn::failed;
-using vorn::members_of;
-using vorn::ok;
-using vorn::Owned;
-
-namespace {
-
-constexpr unsigned int buckets = 8;
-
-vorn_instance_group *make_group(vorn_class_instances &entry, const char *name)
-{
-    if (!entry.groups.create(buckets)) return nullptr;
-    Owned<vorn_instance_group> group = vorn::make<vorn_instance_group>();
-    if (!group || entry.groups.insert(name, group.get()) != 0) return nullptr;
-    return group.release();
-}
-
-void drop_if_empty(vorn_class_instances &entry, const char *name)
-{
-    const vorn_instance_group *group = entry.groups.get(name);
-    if (group && !group->first) delete entry.groups.remove(name);
-}
-
-/* The first member of the group at hand, which every group has. */
-void enter_group(vorn_instances_iterator &iterator, void *group)
-{
-    iterator.next_group_node = group ? static_cast<vorn_instance_group *>(group)->first : nullptr;
-}
-
-} // namespace
+using namespace vorn;
 
 vorn::Outcome vorn::add_group_named(vorn_instances *, vorn_class_instances &entry,
                                     vorn_instance &instance)
 {
-    const char *name = instance.name.get();
-    if (!name) {
+    if (!instance.name) {
         vorn_debug_1printf("Group-named instance must have a name.\n");
         return Outcome::refused;
     }
-    vorn_instance_group *group = entry.groups.get(name);
-    if (!group) group = make_group(entry, name);
-    if (!group) return Outcome::out_of_memory;
-
-    const bool added = members_of(*group).append(&instance);
-    drop_if_empty(entry, name);
-    return added ? Outcome::done : Outcome::out_of_memory;
+    return append_instance(entry, instance) ? Outcome::done : Outcome::out_of_memory;
 }
 
 int vorn_instances_group_named_add(vorn_instances *instances, vorn_class_instances *entry,
@@ -63,15 +27,8 @@ int vorn_instances_group_named_add(vorn_instances *instances, vorn_class_instanc
 
 int vorn_instances_group_named_remove(vorn_class_instances *entry, vorn_instance *instance)
 {
-    if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
-    const char *name = instance->name.get();
-    vorn_instance_group *group = name ? entry->groups.get(name) : nullptr;
-    vorn_instance_node *node = group ? members_of(*group).find(instance) : nullptr;
-    if (!node) return failed;
-
-    members_of(*group).unlink(node);
-    drop_if_empty(*entry, name);
-    return ok;
+    if (absent(entry, "entry") || absent_instance(instance, __func__)) return failed;
+    return remove_from(*entry, *instance);
 }
 
 void vorn_instances_group_named_remove_all(vorn_class_instances *entry)
@@ -98,37 +55,31 @@ int vorn_instances_group_named_copy(vorn_class_instances *target,
                                     const vorn_class_instances *source)
 {
     if (absent(target, "target") || absent(source, "source")) return failed;
-    for (auto [name, group] : source->groups) {
-        vorn_instance_group *copy = make_group(*target, name);
-        if (!copy || !members_of(*copy).append_copies_of(group->first, *target)) return failed;
+    for (Place at = first_place(*source); at; at = next_place(*source, at)) {
+        vorn_instance *copy = copy_for(*target, *instance_at(*source, at));
+        if (!copy) return failed;
+        if (!append_instance(*target, *copy)) {
+            vorn_instance_delete(copy);
+            return failed;
+        }
     }
     return ok;
 }
 
 void vorn_instances_group_named_init_iterator(vorn_instances_iterator *iterator)
 {
-    if (absent(iterator, "iterator") || !iterator->entry->groups) return;
-    enter_group(*iterator, ght_first(iterator->entry->groups.raw(), &iterator->group_position,
-                                     &iterator->group_key));
+    if (!absent(iterator, "iterator")) iterator->pending = first_position(*iterator->entry);
 }
 
 void vorn_instances_group_named_init_group_iterator(vorn_instances_iterator *iterator,
                                                     const char *name)
 {
     if (absent(iterator, "iterator") || absent(name, "name")) return;
-    iterator->group_key = nullptr;
-    enter_group(*iterator, iterator->entry->groups.get(name));
+    iterator->is_of_one_name = true;
+    iterator->pending = position_of_name(*iterator->entry, name);
 }
 
 vorn_instance *vorn_instances_group_named_iterator_next(vorn_instances_iterator *iterator)
 {
-    if (absent(iterator, "iterator") || !iterator->next_group_node) return nullptr;
-
-    vorn_instance *instance = iterator->next_group_node->instance;
-    iterator->next_group_node = iterator->next_group_node->next;
-    if (!iterator->next_group_node && iterator->group_key) {
-        enter_group(*iterator, ght_next(iterator->entry->groups.raw(), &iterator->group_position,
-                                        &iterator->group_key));
-    }
-    return instance;
+    return absent(iterator, "iterator") ? nullptr : take_next(*iterator);
 }

@@ -8,7 +8,9 @@
 #include "core/guard.h"
 #include "model/instances_kind.h"
 #include "model/instances_walk.h"
-#include "model/instances_working_copy.h"
+#include "model/lazy/working_copy.h"
+
+#include <utility>
 
 using namespace vorn;
 
@@ -16,13 +18,13 @@ namespace {
 
 bool has_pending(const vorn_instances_iterator &iterator)
 {
-    return iterator.next_singleton || iterator.next_anonymous || iterator.next_unique_named ||
-           iterator.next_group_node;
+    return static_cast<bool>(iterator.pending);
 }
 
 void enter(vorn_instances_iterator &iterator, vorn_class_instances *entry)
 {
     iterator.entry = entry;
+    iterator.pending = {};
     if (!entry) return;
     iterator.klass = entry->klass;
     if (const InstancesKind *kind = kind_of(*entry->klass)) kind->init_iterator(&iterator);
@@ -31,6 +33,7 @@ void enter(vorn_instances_iterator &iterator, vorn_class_instances *entry)
 void enter_group(vorn_instances_iterator &iterator, vorn_class_instances *entry, const char *name)
 {
     iterator.entry = entry;
+    iterator.pending = {};
     if (!entry) return;
     iterator.klass = entry->klass;
     const InstancesKind *kind = kind_of(*entry->klass);
@@ -113,56 +116,118 @@ bool is_named(const vorn_class &klass)
     return false;
 }
 
-} // namespace
-
-vorn_instance *vorn::pending_of(const vorn_instances_iterator &iterator)
+/* Whoever gets an instance of a working copy may change it, so it is fetched before. */
+bool fetch_ahead(const vorn_instances &instances, const vorn_instances_iterator &iterator)
 {
-    if (iterator.next_singleton) return iterator.next_singleton;
-    if (iterator.next_unique_named) return iterator.next_unique_named;
-    const vorn_instance_node *node =
-        iterator.next_anonymous ? iterator.next_anonymous : iterator.next_group_node;
-    return node ? node->instance : nullptr;
+    if (!instances.tie.original) return true;
+    vorn_instances_iterator ahead = iterator;
+    while (has_pending(ahead)) {
+        if (!fetch_at(instances.home, *ahead.entry, ahead.pending)) return false;
+        take_next(ahead);
+        settle(ahead);
+    }
+    return true;
 }
 
-vorn_instances_iterator *vorn_instances_new_iterator(const vorn_instances *instances)
-{
-    if (absent(instances, "instances") || !fetch_all(*instances)) return nullptr;
+enum class Yields { whatever_is_there, what_may_be_changed };
 
-    Owned<vorn_instances_iterator> iterator = make<vorn_instances_iterator>();
-    if (iterator) start_with_all(*iterator, *instances);
+vorn_instances_iterator *begun(const vorn_instances &instances,
+                               Owned<vorn_instances_iterator> iterator, Yields yields)
+{
+    if (yields == Yields::what_may_be_changed && !fetch_ahead(instances, *iterator)) return nullptr;
+    note_walk(instances, *iterator);
     return iterator.release();
 }
 
-vorn_instances_iterator *vorn_instances_new_class_iterator(const vorn_instances *instances,
-                                                           const char *class_name)
+vorn_instances_iterator *new_iterator(const vorn_instances *instances, Yields yields)
+{
+    if (absent(instances, "instances") || !look_into_all(*instances)) return nullptr;
+
+    Owned<vorn_instances_iterator> iterator = make<vorn_instances_iterator>();
+    if (!iterator) return nullptr;
+    start_with_all(*iterator, *instances);
+    return begun(*instances, std::move(iterator), yields);
+}
+
+vorn_instances_iterator *new_class_iterator(const vorn_instances *instances, const char *class_name,
+                                            Yields yields)
 {
     if (absent(instances, "instances")) return nullptr;
-    if (!class_name) return vorn_instances_new_iterator(instances);
+    if (!class_name) return new_iterator(instances, yields);
     const vorn_class *klass = registered_class(class_name);
-    if (!klass || !fetch_family(*instances, *klass)) return nullptr;
+    if (!klass || !look_into_family(*instances, *klass)) return nullptr;
 
     Owned<vorn_instances_iterator> iterator = make<vorn_instances_iterator>();
-    if (iterator) start_with_class(*iterator, *instances, *klass);
-    return iterator.release();
+    if (!iterator) return nullptr;
+    start_with_class(*iterator, *instances, *klass);
+    return begun(*instances, std::move(iterator), yields);
 }
 
-vorn_instances_iterator *vorn_instances_new_group_iterator(const vorn_instances *instances,
-                                                           const char *class_name,
-                                                           const char *group_name)
+vorn_instances_iterator *new_group_iterator(const vorn_instances *instances, const char *class_name,
+                                            const char *group_name, Yields yields)
 {
     if (absent(instances, "instances")) return nullptr;
-    if (!group_name) return vorn_instances_new_class_iterator(instances, class_name);
+    if (!group_name) return new_class_iterator(instances, class_name, yields);
     if (!class_name) {
         vorn_debug_1printf("group_name specified but class_name is null.\n");
         return nullptr;
     }
     const vorn_class *klass = registered_class(class_name);
     if (!klass || !is_named(*klass)) return nullptr;
-    if (!fetch_family(*instances, *klass)) return nullptr;
+    if (!look_into_family(*instances, *klass)) return nullptr;
 
     Owned<vorn_instances_iterator> iterator = make<vorn_instances_iterator>();
-    if (iterator) start_with_group(*iterator, *instances, *klass, group_name);
-    return iterator.release();
+    if (!iterator) return nullptr;
+    start_with_group(*iterator, *instances, *klass, group_name);
+    return begun(*instances, std::move(iterator), yields);
+}
+
+} // namespace
+
+vorn_instances_iterator::~vorn_instances_iterator()
+{
+    if (!place_among_walks) return;
+    *place_among_walks = next_walk;
+    if (next_walk) next_walk->place_among_walks = place_among_walks;
+}
+
+namespace vorn {
+
+vorn_instance *pending_of(const vorn_instances_iterator &iterator)
+{
+    if (!has_pending(iterator) || is_original(*iterator.entry, iterator.pending)) return nullptr;
+    return instance_at(*iterator.entry, iterator.pending);
+}
+
+vorn_instances_iterator *new_reading_iterator(const vorn_instances *instances,
+                                              const char *class_name, const char *group_name)
+{
+    return new_group_iterator(instances, class_name, group_name, Yields::whatever_is_there);
+}
+
+vorn_instance *fetch_last(const vorn_instances &instances, const vorn_instances_iterator &iterator)
+{
+    return fetch_at(instances.home, *iterator.entry_of_last, iterator.last);
+}
+
+} // namespace vorn
+
+vorn_instances_iterator *vorn_instances_new_iterator(const vorn_instances *instances)
+{
+    return new_iterator(instances, Yields::what_may_be_changed);
+}
+
+vorn_instances_iterator *vorn_instances_new_class_iterator(const vorn_instances *instances,
+                                                           const char *class_name)
+{
+    return new_class_iterator(instances, class_name, Yields::what_may_be_changed);
+}
+
+vorn_instances_iterator *vorn_instances_new_group_iterator(const vorn_instances *instances,
+                                                           const char *class_name,
+                                                           const char *group_name)
+{
+    return new_group_iterator(instances, class_name, group_name, Yields::what_may_be_changed);
 }
 
 int vorn_instances_iterator_has_next(const vorn_instances_iterator *iterator)
@@ -173,10 +238,7 @@ int vorn_instances_iterator_has_next(const vorn_instances_iterator *iterator)
 vorn_instance *vorn_instances_iterator_next(vorn_instances_iterator *iterator)
 {
     if (absent(iterator, "iterator") || !iterator->entry) return nullptr;
-    const InstancesKind *kind = kind_of(*iterator->entry->klass);
-    if (!kind) return nullptr;
-
-    vorn_instance *instance = kind->iterator_next(iterator);
+    vorn_instance *instance = take_next(*iterator);
     settle(*iterator);
     return instance;
 }

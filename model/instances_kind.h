@@ -15,7 +15,6 @@ struct InstancesKind {
     int (*copy)(vorn_class_instances *, const vorn_class_instances *);
     void (*init_iterator)(vorn_instances_iterator *);
     void (*init_group_iterator)(vorn_instances_iterator *, const char *);
-    vorn_instance *(*iterator_next)(vorn_instances_iterator *);
 };
 
 /* The operations of a class type; null for a type that no class can have. */
@@ -33,15 +32,8 @@ Outcome add_group_named(vorn_instances *instances, vorn_class_instances &entry,
 /* The class of that name, or null after a message. */
 const vorn_class *registered_class(const char *name);
 
-/*
- * A copy of an instance for an entry. It was there when the entry's store began, so what was set
- * for the whole store holds for it. Null when memory is gone.
- */
-inline vorn_instance *copy_for(const vorn_class_instances &entry, const vorn_instance &instance)
-{
-    vorn_instance *copy = vorn_instance_copy(&instance);
-    if (copy) copy->shelf = entry.shelf;
-    return copy;
-}
+/* What every type of class has in common: taking an instance out, and going on with a walk. */
+int remove_from(vorn_class_instances &entry, const vorn_instance &instance);
+vorn_instance *take_next(vorn_instances_iterator &iterator);
 
 } // namespace vorn

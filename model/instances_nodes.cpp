@@ -2,8 +2,6 @@
 /* Lists of nodes, which anonymous classes and groups keep their instances in. */
 #include "model/instances_nodes.h"
 
-#include "model/instances_kind.h"
-
 namespace vorn {
 
 bool NodeList::append(vorn_instance *instance) const
@@ -57,6 +55,27 @@ void NodeList::unlink(vorn_instance_node *node) const
     index.nodes.remove(node->instance);
     (node->previous ? node->previous->next : first) = node->next;
     (node->next ? node->next->previous : last) = node->previous;
+}
+
+void NodeList::replace(vorn_instance_node *node, vorn_instance *instance) const
+{
+    index.nodes.remove(node->instance);
+    node->instance = instance;
+    if (index.nodes) note(node);
+}
+
+void NodeList::append_all(const NodeList &other) const
+{
+    if (!other.first) return;
+    vorn_instance_node *taken = other.first;
+    other.index.nodes.discard();
+    taken->previous = last;
+    (last ? last->next : first) = taken;
+    last = other.last;
+    other.first = nullptr;
+    other.last = nullptr;
+    for (; taken && index.nodes; taken = taken->next)
+        note(taken);
 }
 
 void NodeList::free_nodes() const

@@ -15,6 +15,16 @@ struct vorn_instance_node : vorn::Record {
 
 namespace vorn {
 
+struct Overlay;
+
+/* What ties a working copy to the store that it is a copy of, whose changes it has to hear of. */
+struct WorkingCopyTie : Witness {
+    vorn_instances *copy = nullptr;
+    vorn_instances *original = nullptr;       /* what the copy has not fetched is there; or null */
+    bool has_every_class = false;             /* of the original, in its order */
+    vorn_instances_iterator *walks = nullptr; /* over the copy */
+};
+
 /*
  * Where the nodes of a list are, made when it has been walked far again and again: whoever takes
  * out one of many pays for the way, and only who takes out many for a table.
@@ -46,7 +56,8 @@ struct vorn_class_instances : vorn::Record {
     vorn::Table<vorn_instance> unique_named;
     vorn::Table<vorn_instance_group> groups;
     vorn::OnShelf shelf;
-    std::uint32_t guests = 0; /* instances that another store took in first */
+    std::uint32_t guests = 0;         /* instances that another store took in first */
+    vorn::Overlay *overlay = nullptr; /* of a working copy: what the original holds stands first */
 };
 
 struct vorn_instances : vorn::Record {
@@ -55,9 +66,8 @@ struct vorn_instances : vorn::Record {
     void *listener_data = nullptr;
     vorn::InstanceHome home;
     std::uint32_t guests = 0;
-    vorn_instances *original = nullptr;     /* what is left to copy is there */
+    vorn::WorkingCopyTie tie = {};
     vorn_instances *working_copy = nullptr; /* the store that this is the original of */
-    vorn::Witness as_witness = {};          /* of the original */
 };
 
 namespace vorn {
@@ -69,11 +79,25 @@ Outcome add_instance(vorn_instances &instances, vorn_instance &instance);
 
 } // namespace vorn
 
+namespace vorn {
+
+/* Where a walk stands in a class: in what the entry itself holds, or in what lies below it. */
+struct Position {
+    void *place = nullptr;
+    bool is_below = false;
+
+    explicit operator bool() const { return place != nullptr; }
+};
+
+} // namespace vorn
+
 /*
  * A cursor that holds the next instance in advance, so that the one returned last may be removed
  * while the walk goes on.
  */
 struct vorn_instances_iterator : vorn::Record {
+    ~vorn_instances_iterator();
+
     vorn::IteratorKind kind = vorn::IteratorKind::all;
     ght_iterator entries = {};
     ght_table *subclasses = nullptr; /* set while an abstract class is covered */
@@ -81,11 +105,10 @@ struct vorn_instances_iterator : vorn::Record {
     const vorn::Table<vorn_class_instances> *classes = nullptr; /* while more may follow */
     vorn_class *klass = nullptr;
     vorn_class_instances *entry = nullptr;
-    vorn_instance *next_singleton = nullptr;
-    vorn_instance_node *next_anonymous = nullptr;
-    vorn_instance *next_unique_named = nullptr;
-    ght_iterator unique_named_position = {};
-    vorn_instance_node *next_group_node = nullptr;
-    ght_iterator group_position = {};
-    const void *group_key = nullptr; /* null when only one group is walked */
+    vorn::Position pending;
+    bool is_of_one_name = false;
+    vorn_class_instances *entry_of_last = nullptr; /* of the instance that was returned last */
+    vorn::Position last;
+    vorn_instances_iterator **place_among_walks = nullptr; /* of a working copy */
+    vorn_instances_iterator *next_walk = nullptr;
 };

@@ -3,15 +3,19 @@
 #include "core/base/result.h"
 #include "core/guard.h"
 #include "model/instances_kind.h"
+#include "model/lazy/overlay.h"
 
 using vorn::absent;
 using vorn::failed;
+using vorn::first_position;
 using vorn::ok;
+using vorn::remove_from;
+using vorn::take_next;
 
 vorn::Outcome vorn::add_singleton(vorn_instances *, vorn_class_instances &entry,
                                   vorn_instance &instance)
 {
-    if (entry.singleton) {
+    if (first_position(entry)) {
         vorn_debug_1printf("Singleton class may not have multiple instances.\n");
         return Outcome::refused;
     }
@@ -33,9 +37,7 @@ int vorn_instances_singleton_add(vorn_instances *instances, vorn_class_instances
 int vorn_instances_singleton_remove(vorn_class_instances *entry, vorn_instance *instance)
 {
     if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
-    if (entry->singleton != instance) return failed;
-    entry->singleton = nullptr;
-    return ok;
+    return remove_from(*entry, *instance);
 }
 
 void vorn_instances_singleton_remove_all(vorn_class_instances *entry)
@@ -52,13 +54,10 @@ void vorn_instances_singleton_delete_all(vorn_class_instances *entry)
 
 void vorn_instances_singleton_init_iterator(vorn_instances_iterator *iterator)
 {
-    if (!absent(iterator, "iterator")) iterator->next_singleton = iterator->entry->singleton;
+    if (!absent(iterator, "iterator")) iterator->pending = first_position(*iterator->entry);
 }
 
 vorn_instance *vorn_instances_singleton_iterator_next(vorn_instances_iterator *iterator)
 {
-    if (absent(iterator, "iterator")) return nullptr;
-    vorn_instance *instance = iterator->next_singleton;
-    iterator->next_singleton = nullptr;
-    return instance;
+    return absent(iterator, "iterator") ? nullptr : take_next(*iterator);
 }

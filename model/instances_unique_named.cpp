@@ -4,16 +4,12 @@
 #include "core/guard.h"
 #include "core/hash_table/hash_table_order.h"
 #include "model/instances_kind.h"
+#include "model/instances_nodes.h"
+#include "model/lazy/overlay.h"
 
-using vorn::absent;
-using vorn::copy_for;
-using vorn::failed;
-using vorn::ok;
-using vorn::Outcome;
+using namespace vorn;
 
 namespace {
-
-constexpr unsigned int buckets = 8; /* most classes have few instances; the others grow */
 
 bool is_taken_in_family(const vorn_instances *instances, const vorn_instance &instance)
 {
@@ -21,18 +17,10 @@ bool is_taken_in_family(const vorn_instances *instances, const vorn_instance &in
     if (!instances || !superclass) return false;
 
     for (auto [name, subclass] : superclass->subclasses) {
-        if (vorn_instances_get(instances, name, instance.name.get())) return true;
+        const vorn_class_instances *entry = instances->classes.get(name);
+        if (entry && position_of_name(*entry, instance.name.get())) return true;
     }
     return false;
-}
-
-Outcome file(vorn_class_instances &entry, vorn_instance &instance)
-{
-    constexpr int is_taken = -1;
-    if (!entry.unique_named.create(buckets)) return Outcome::out_of_memory;
-    const int result = entry.unique_named.insert(instance.name.get(), &instance);
-    if (result == is_taken) return Outcome::refused;
-    return result == ok ? Outcome::done : Outcome::out_of_memory;
 }
 
 void *copy_instance(void *instance, void *target)
@@ -56,7 +44,8 @@ vorn::Outcome vorn::add_unique_named(vorn_instances *instances, vorn_class_insta
         return Outcome::refused;
     }
     if (is_taken_in_family(instances, instance)) return Outcome::refused;
-    return file(entry, instance);
+    if (position_of_name(entry, instance.name.get())) return Outcome::refused;
+    return append_instance(entry, instance) ? Outcome::done : Outcome::out_of_memory;
 }
 
 int vorn_instances_unique_named_add(vorn_instances *instances, vorn_class_instances *entry,
@@ -68,10 +57,8 @@ int vorn_instances_unique_named_add(vorn_instances *instances, vorn_class_instan
 
 int vorn_instances_unique_named_remove(vorn_class_instances *entry, vorn_instance *instance)
 {
-    if (absent(entry, "entry") || vorn::absent_instance(instance, __func__)) return failed;
-    if (!instance->name || entry->unique_named.get(instance->name.get()) != instance) return failed;
-    entry->unique_named.remove(instance->name.get());
-    return ok;
+    if (absent(entry, "entry") || absent_instance(instance, __func__)) return failed;
+    return remove_from(*entry, *instance);
 }
 
 /* The table goes with the entry; there is nothing to take out of it first. */
@@ -102,7 +89,7 @@ int vorn_instances_unique_named_copy(vorn_class_instances *target,
     for (auto [name, instance] : source->unique_named) {
         vorn_instance *copy = copy_for(*target, *instance);
         if (!copy) return failed;
-        if (file(*target, *copy) != Outcome::done) {
+        if (!append_instance(*target, *copy)) {
             vorn_instance_delete(copy);
             return failed;
         }
@@ -112,26 +99,18 @@ int vorn_instances_unique_named_copy(vorn_class_instances *target,
 
 void vorn_instances_unique_named_init_iterator(vorn_instances_iterator *iterator)
 {
-    if (absent(iterator, "iterator") || !iterator->entry->unique_named) return;
-    iterator->next_unique_named = static_cast<vorn_instance *>(
-        ght_first(iterator->entry->unique_named.raw(), &iterator->unique_named_position, nullptr));
+    if (!absent(iterator, "iterator")) iterator->pending = first_position(*iterator->entry);
 }
 
 void vorn_instances_unique_named_init_group_iterator(vorn_instances_iterator *iterator,
                                                      const char *name)
 {
     if (absent(iterator, "iterator") || absent(name, "name")) return;
-    iterator->next_unique_named = iterator->entry->unique_named.get(name);
+    iterator->is_of_one_name = true;
+    iterator->pending = position_of_name(*iterator->entry, name);
 }
 
 vorn_instance *vorn_instances_unique_named_iterator_next(vorn_instances_iterator *iterator)
 {
-    if (absent(iterator, "iterator")) return nullptr;
-    vorn_instance *instance = iterator->next_unique_named;
-    iterator->next_unique_named = nullptr;
-    if (instance && iterator->kind != vorn::IteratorKind::group) {
-        iterator->next_unique_named = static_cast<vorn_instance *>(ght_next(
-            iterator->entry->unique_named.raw(), &iterator->unique_named_position, nullptr));
-    }
-    return instance;
+    return absent(iterator, "iterator") ? nullptr : take_next(*iterator);
 }

@@ -27,8 +27,20 @@ struct DeleteStoreAndInstances {
 using StoreShell = std::unique_ptr<vorn_instances, DeleteStore>;
 using StoreWithInstances = std::unique_ptr<vorn_instances, DeleteStoreAndInstances>;
 
-/* The instance that the iterator yields next, null at its end. */
+/*
+ * The instance that the iterator yields next and that somebody may take out of its store before;
+ * null at its end, and for an original that nobody fetched yet, which is not in the store.
+ */
 vorn_instance *pending_of(const vorn_instances_iterator &iterator);
+
+/*
+ * An iterator for who only reads: in a working copy it yields originals that nobody fetched yet,
+ * which must neither be changed nor handed out. What is to be, fetch_last answers for the instance
+ * that was returned last; null when memory is gone.
+ */
+vorn_instances_iterator *new_reading_iterator(const vorn_instances *instances,
+                                              const char *class_name, const char *group_name);
+vorn_instance *fetch_last(const vorn_instances &instances, const vorn_instances_iterator &iterator);
 
 /*
  * A public iterator for a range-for, freed on every path. The instance at hand may be removed

@@ -102,7 +102,7 @@ bool Values::set(const vorn_property &property, SharedText text, unsigned int ex
 {
     const unsigned int count = size();
     unsigned int room = block_ ? block_->room : std::clamp(expected, 1U, most_expected);
-    if (count == room) room += room;
+    if (count == room && !get(property)) room += room;
     if (!own(room)) return false;
 
     Value *replaced = std::find_if(block_->values(), block_->end(), [&property](const Value &each) {
@@ -121,6 +121,26 @@ bool Values::set(const vorn_property &property, SharedText text, unsigned int ex
 unsigned int Values::size() const
 {
     return block_ ? block_->count : 0;
+}
+
+std::size_t Values::own_bytes() const
+{
+    if (!block_ || block_->holders > 1) return 0;
+    std::size_t bytes = sizeof(Block) + block_->room * sizeof(Value);
+    for (const Value *value = block_->values(); value != block_->end(); value++)
+        if (value->text.holders() == 1) bytes += value->text.bytes();
+    return bytes;
+}
+
+std::size_t Values::bytes_beside(const Values *others) const
+{
+    if (!block_ || (others && others->block_ == block_)) return 0;
+    std::size_t bytes = sizeof(Block) + block_->room * sizeof(Value);
+    for (const Value *value = block_->values(); value != block_->end(); value++) {
+        const char *text = value->text.get();
+        if (!others || others->get(*value->property) != text) bytes += value->text.bytes();
+    }
+    return bytes;
 }
 
 NamedText Values::Cursor::operator*() const

@@ -5,6 +5,7 @@
 #include "core/hash_table/table.h"
 #include "model/property_record.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace vorn {
@@ -42,6 +43,11 @@ public:
     bool set(const vorn_property &property, SharedText text, unsigned int expected);
 
     unsigned int size() const;
+
+    /* What freeing it would give back: the block and the texts that have no other holder. */
+    std::size_t own_bytes() const;
+    /* What it holds that others, or null, do not hold as well. */
+    std::size_t bytes_beside(const Values *others) const;
 
     class Cursor {
     public:

@@ -3,6 +3,7 @@
 #include "config/config_state.h"
 #include "model/instance_record.h"
 #include "model/instances_walk.h"
+#include "model/lazy/left_behind.h"
 #include "services/xml/xml.h"
 #include "vorn/query.h"
 
@@ -11,7 +12,6 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
 #include "process/board.h"
 
@@ -101,22 +101,19 @@ void UpdateOneBound(benchmark::State &state)
 }
 
 /* The instances that a transaction leaves behind on purpose would fill the machine's memory. */
+void evaluate_and_forget(const std::string &request, const std::vector<vorn_instance *> &replaced)
+{
+    std::free(vorn_query_eval(request.c_str()));
+    for (vorn_instance *each : replaced)
+        vorn_instance_delete(each);
+}
+
 void transact(benchmark::State &state, const char *class_name, const std::string &name)
 {
     const std::string request = in_transaction(class_name, name);
-    std::vector<vorn_instance *> old;
     for (auto _ : state) {
-        state.PauseTiming();
-        old.clear();
-        for (vorn_instance *each :
-             Walk(vorn_instances_new_class_iterator(running_config, class_name)))
-            old.push_back(each);
-        state.ResumeTiming();
-        std::free(vorn_query_eval(request.c_str()));
-        state.PauseTiming();
-        for (vorn_instance *each : old)
-            vorn_instance_delete(each);
-        state.ResumeTiming();
+        evaluate_and_forget(request,
+                            {vorn_instances_get(running_config, class_name, name.c_str())});
     }
 }
 
@@ -130,6 +127,42 @@ void TransactionInMany(benchmark::State &state)
 {
     set_up_board(static_cast<int>(state.range(0)), 0);
     transact(state, "Item", middle_item(state));
+}
+
+/* One value in each of a hundred instances that lie far from each other. */
+void TransactionOfAHundred(benchmark::State &state)
+{
+    constexpr int changed = 100;
+    const int items = static_cast<int>(state.range(0));
+    set_up_board(items, 0);
+    std::string request = "<lsql><write-transaction>";
+    for (int i = 0; i < changed; i++)
+        request += "<update><Item name=\"" + item_name(i * (items / changed)) +
+                   "\"><p3>new</p3></Item></update>";
+    request += "</write-transaction></lsql>";
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::vector<vorn_instance *> replaced;
+        for (int i = 0; i < changed; i++)
+            replaced.push_back(vorn_instances_get(running_config, "Item",
+                                                  item_name(i * (items / changed)).c_str()));
+        state.ResumeTiming();
+        evaluate_and_forget(request, replaced);
+    }
+}
+
+void InsertOneAndDeleteOne(benchmark::State &state)
+{
+    set_up_board(static_cast<int>(state.range(0)), 0);
+    const std::string insert =
+        "<lsql><write-transaction><insert><Item name=\"one\"><p3>new</p3></Item></insert>"
+        "</write-transaction></lsql>";
+    const std::string erase =
+        "<lsql><write-transaction><delete><Item name=\"one\"/></delete></write-transaction></lsql>";
+    for (auto _ : state) {
+        evaluate_and_forget(insert, {});
+        evaluate_and_forget(erase, {vorn_instances_get(running_config, "Item", "one")});
+    }
 }
 
 /* Every instance with a text of its own for each value, filed in a store. */
@@ -157,15 +190,11 @@ void KeptByTransaction(benchmark::State &state)
     set_up_board(static_cast<int>(state.range(0)), static_cast<int>(state.range(0)));
     const std::string request = in_transaction("Item", middle_item(state));
     for (auto _ : state) {
-        std::vector<vorn_instance *> old;
-        for (vorn_instance *each : Walk(vorn_instances_new_class_iterator(running_config, "Item")))
-            old.push_back(each);
-        const std::size_t before = mallinfo2().uordblks + mallinfo2().hblkhd;
+        vorn_instance *old = vorn_instances_get(running_config, "Item", middle_item(state).c_str());
+        const std::size_t before = left_behind_bytes;
         std::free(vorn_query_eval(request.c_str()));
-        const std::size_t after = mallinfo2().uordblks + mallinfo2().hblkhd;
-        state.counters["store_bytes"] = static_cast<double>(after - before);
-        for (vorn_instance *each : old)
-            vorn_instance_delete(each);
+        state.counters["store_bytes"] = static_cast<double>(left_behind_bytes - before);
+        vorn_instance_delete(old);
     }
 }
 
@@ -198,6 +227,8 @@ BENCHMARK(UpdateOne)->Apply(sizes);
 BENCHMARK(UpdateOneBound)->Apply(sizes);
 BENCHMARK(TransactionInFewBesideOthers)->Apply(sizes);
 BENCHMARK(TransactionInMany)->Apply(sizes);
+BENCHMARK(InsertOneAndDeleteOne)->Apply(sizes);
+BENCHMARK(TransactionOfAHundred)->Arg(100000);
 BENCHMARK(DeepCopy)->Apply(sizes);
 BENCHMARK(KeptByTransaction)->Apply(sizes)->Iterations(1);
 BENCHMARK(SelectEverything)->Apply(sizes);

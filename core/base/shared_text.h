@@ -47,6 +47,9 @@ public:
     }
 
     const char *get() const { return text_; }
+    std::uint32_t holders() const { return text_ ? block()->holders : 0; }
+    /* What a text takes. */
+    std::size_t bytes() const { return text_ ? sizeof(Block) + std::strlen(text_) + 1 : 0; }
     explicit operator bool() const { return text_ != nullptr; }
 
 private:

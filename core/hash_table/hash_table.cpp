@@ -383,17 +383,26 @@ void ght_make_newest(ght_table *table, unsigned int key_length, const void *key)
     link_as_newest(*table, entry);
 }
 
-bool ght_get_older(ght_table *table, unsigned int key_length, const void *key, void **older)
+ght_entry *ght_find(const ght_table *table, unsigned int key_length, const void *key)
 {
-    const ght_entry *entry = *find(*table, {key_length, key});
-    if (!entry) return false;
+    return *find(*table, {key_length, key});
+}
 
-    *older = entry->older ? entry->older->data : nullptr;
-    return true;
+void ght_rename(ght_table *table, unsigned int key_length, const void *key, const void *other)
+{
+    ght_entry **place = find(*table, {key_length, key});
+    ght_entry *entry = *place;
+    if (!entry) return;
+
+    *place = entry->next;
+    std::memcpy(entry + 1, other, key_length);
+    entry->hash = hash_of(*table, entry->key);
+    link_in_chain(*table, entry);
 }
 
 void ght_append_all(ght_table *target, ght_table *source)
 {
+    if (target->rehash && source->buckets > target->buckets) ght_rehash(target, source->buckets);
     ght_entry *entry = source->oldest;
     source->oldest = nullptr;
     source->newest = nullptr;

@@ -9,16 +9,19 @@
  */
 void ght_make_newest(ght_table *table, unsigned int key_length, const void *key);
 
+/* The entry of a key, which tells its neighbours in the order; null when the key is absent. */
+ght_entry *ght_find(const ght_table *table, unsigned int key_length, const void *key);
+
 /*
- * The data of the entry inserted just before the one with the key; null for the oldest one. False
- * when the key is absent.
+ * Gives an entry another key of the same length, which no entry has, without an allocation that
+ * could fail. Its place in the order stays. An absent key is left absent.
  */
-bool ght_get_older(ght_table *table, unsigned int key_length, const void *key, void **older);
+void ght_rename(ght_table *table, unsigned int key_length, const void *key, const void *other);
 
 /*
  * Moves all entries of the source behind those of the target, in their order and without an
- * allocation that could fail. The two have no key in common and the same allocation and hash
- * functions. The source is left empty.
+ * allocation that has to succeed: more buckets are asked for, but not needed. The two have no key
+ * in common and the same allocation and hash functions. The source is left empty.
  */
 void ght_append_all(ght_table *target, ght_table *source);
 

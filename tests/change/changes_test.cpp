@@ -2,7 +2,7 @@
 #include "change/changes_fixture.h"
 #include "core/base/result.h"
 #include "model/instances_walk.h"
-#include "model/instances_working_copy.h"
+#include "model/lazy/working_copy.h"
 #include "vorn/changes.h"
 
 #include <gtest/gtest.h>

@@ -9,7 +9,7 @@
 #include "change/changes_fixture.h"
 #include "change/changes_record.h"
 #include "change/eager_changes.h"
-#include "model/instances_working_copy.h"
+#include "model/lazy/working_copy.h"
 
 #include <gtest/gtest.h>
 
@@ -118,8 +118,11 @@ struct Walks {
 
 vorn_instance *pick(const vorn_instances *store, const char *class_name, int index)
 {
-    for (vorn_instance *each : Walk(vorn_instances_new_class_iterator(store, class_name)))
-        if (index-- == 0) return each;
+    const Walk walk(new_reading_iterator(store, class_name, nullptr));
+    for (vorn_instance *each : walk) {
+        (void)each;
+        if (index-- == 0) return fetch_last(*store, *walk.iterator());
+    }
     return nullptr;
 }
 

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-#include "model/instance_home.h"
+#include "model/lazy/home.h"
 
 namespace vorn {
 
@@ -18,10 +18,17 @@ bool InstanceHome::ask(StoreEvent event, vorn_instance &instance) const
 {
     for (Witness *each = witnesses; each;) {
         Witness *next = each->next; /* one that has copied everything leaves */
-        if (!each->before(*each, event, instance)) return false;
+        if (!each->before_change(*each, event, instance)) return false;
         each = next;
     }
     return true;
+}
+
+void InstanceHome::tell_of_succession(const vorn_instance &original,
+                                      const vorn_instance &copy) const
+{
+    for (Witness *each = witnesses; each; each = each->next)
+        if (each->succeeded) each->succeeded(*each, original, copy);
 }
 
 } // namespace vorn

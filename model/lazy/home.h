@@ -19,11 +19,13 @@ enum class StoreEvent { write, arrival, departure };
  * change.
  */
 struct Witness {
-    bool (*before)(Witness &witness, StoreEvent event, vorn_instance &instance);
+    bool (*before_change)(Witness &witness, StoreEvent event, vorn_instance &instance);
     /* After an arrival; null for who does not care. False takes the instance out again. */
     bool (*arrived)(Witness &witness, vorn_instance &instance);
     /* Before a whole class goes at once. */
     bool (*before_drop)(Witness &witness);
+    /* A copy takes an original's place, as if it had been there; null for who does not care. */
+    void (*succeeded)(Witness &witness, const vorn_instance &original, const vorn_instance &copy);
     Witness *next = nullptr;
 };
 
@@ -40,6 +42,7 @@ struct InstanceHome {
     void add(Witness &witness) { witness.next = std::exchange(witnesses, &witness); }
     void remove(const Witness &witness);
     bool ask(StoreEvent event, vorn_instance &instance) const;
+    void tell_of_succession(const vorn_instance &original, const vorn_instance &copy) const;
 };
 
 /* Counts the times at which listeners were set for a whole store. */
@@ -59,7 +62,10 @@ struct Shelf : Record {
 class OnShelf {
 public:
     OnShelf() = default;
+    /* Takes over a reference that is counted. */
     explicit OnShelf(Shelf *shelf) : shelf_(shelf) {}
+    /* One more reference to a shelf that belongs to nobody. */
+    explicit OnShelf(Shelf &shelf) : shelf_(&shelf) { shelf.holders++; }
     OnShelf(const OnShelf &other) : shelf_(other.shelf_)
     {
         if (shelf_) shelf_->holders++;
@@ -77,6 +83,7 @@ public:
     Shelf *operator->() const { return shelf_; }
     explicit operator bool() const { return shelf_ != nullptr; }
     bool operator==(const OnShelf &other) const { return shelf_ == other.shelf_; }
+    bool is(const Shelf &shelf) const { return shelf_ == &shelf; }
     /* The home of a store that still exists. */
     InstanceHome *home() const { return shelf_ ? shelf_->home : nullptr; }
 

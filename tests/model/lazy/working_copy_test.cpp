@@ -1,0 +1,203 @@
+/* SPDX-License-Identifier: MIT */
+/* What a transaction costs: which instances are copied, which stay, and what is left behind. */
+#include "model/instances_walk.h"
+#include "model/lazy/left_behind.h"
+#include "model/lazy/working_copy.h"
+#include "support/allocation.h"
+#include "support/builders.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vorn::tests {
+
+namespace {
+
+constexpr int many = 1000;
+
+std::string name_of(int number)
+{
+    return "n" + std::to_string(number);
+}
+
+class WorkingCopies : public ModelTest {
+protected:
+    WorkingCopies()
+    {
+        for (int i = 0; i < many; i++) {
+            put(radio, name_of(i).c_str());
+            put(rule, nullptr);
+            put(route, name_of(i / 10).c_str());
+        }
+        instances_before = left_behind_instances();
+        bytes_before = left_behind_bytes;
+    }
+    ~WorkingCopies() override
+    {
+        vorn_instances_delete_all(copy);
+        vorn_instances_delete_all(running);
+        for (vorn_instance *each : old)
+            vorn_instance_delete(each);
+        EXPECT_EQ(left_behind_instances(), instances_before);
+    }
+
+    void put(vorn_class *klass, const char *name)
+    {
+        vorn_instance *made = new_instance(klass, name, {{"channel", "6"}}).release();
+        ASSERT_EQ(vorn_instances_add(running, made), 0);
+        originals.push_back(made);
+    }
+    void begin() { copy = new_working_copy(running); }
+    void accept() { vorn_instances_delete(std::exchange(running, std::exchange(copy, nullptr))); }
+    vorn_instance *in_copy(const char *name) { return vorn_instances_get(copy, "radio", name); }
+
+    static std::vector<vorn_instance *> listed(vorn_instances_iterator *walk)
+    {
+        std::vector<vorn_instance *> found;
+        for (vorn_instance *each : Walk(walk))
+            found.push_back(each);
+        return found;
+    }
+    std::vector<vorn_instance *> of_class(const char *class_name)
+    {
+        return listed(vorn_instances_new_class_iterator(running, class_name));
+    }
+
+    static vorn_class *add_class(const char *name, int type)
+    {
+        return ClassBuilder(name, type).with("channel", numeric).with("rate").add_resolved();
+    }
+
+    vorn_class *radio = add_class("radio", VORN_CLASS_UNIQUE_NAMED);
+    vorn_class *rule = add_class("rule", VORN_CLASS_ANONYMOUS);
+    vorn_class *route = add_class("route", VORN_CLASS_GROUP_NAMED);
+    vorn_instances *running = vorn_instances_new();
+    vorn_instances *copy = nullptr;
+    std::vector<vorn_instance *> originals;
+    std::vector<vorn_instance *> old; /* left behind by the test */
+    std::uint32_t instances_before = 0;
+    std::size_t bytes_before = 0;
+};
+
+} // namespace
+
+TEST_F(WorkingCopies, ReplaceTheOneInstanceThatIsLookedUpByName)
+{
+    std::vector<vorn_instance *> expected = of_class("radio");
+    begin();
+    vorn_instance *fetched = in_copy("n500");
+    ASSERT_EQ(vorn_instance_set_value(fetched, "channel", "7"), 0);
+    ASSERT_NE(fetched, expected[500]);
+    accept();
+
+    old = {std::exchange(expected[500], fetched)};
+    EXPECT_EQ(of_class("radio"), expected);
+    EXPECT_STREQ(vorn_instance_get_value(old[0], "channel"), "6");
+}
+
+TEST_F(WorkingCopies, LeaveBehindTheInstanceThatWasChangedAndNoOther)
+{
+    begin();
+    ASSERT_EQ(vorn_instance_set_value(in_copy("n500"), "channel", "7"), 0);
+    old = {vorn_instances_get(running, "radio", "n500")};
+    accept();
+
+    EXPECT_EQ(left_behind_instances() - instances_before, 1U);
+    EXPECT_LE(left_behind_bytes - bytes_before, 256U);
+}
+
+TEST_F(WorkingCopies, CopyTheMembersOfTheGroupThatIsWalked)
+{
+    std::vector<vorn_instance *> expected = of_class("route");
+    begin();
+    const auto members = listed(vorn_instances_new_group_iterator(copy, "route", "n3"));
+    ASSERT_EQ(members.size(), 10U);
+    accept();
+
+    for (int i = 0; i < 10; i++)
+        old.push_back(std::exchange(expected[30 + i], members[i]));
+    EXPECT_EQ(of_class("route"), expected);
+    EXPECT_EQ(left_behind_instances() - instances_before, 10U);
+}
+
+TEST_F(WorkingCopies, CopyNothingForWhoOnlyReads)
+{
+    const auto expected = of_class("rule");
+    begin();
+    for (const vorn_instance *each : Walk(new_reading_iterator(copy, nullptr, nullptr)))
+        ASSERT_NE(each, nullptr);
+    accept();
+
+    EXPECT_EQ(of_class("rule"), expected);
+    EXPECT_EQ(left_behind_instances(), instances_before);
+}
+
+TEST_F(WorkingCopies, CopyNothingForAnAddition)
+{
+    auto expected = of_class("route");
+    begin();
+    vorn_instance *member = new_instance(route, "n99").release();
+    ASSERT_EQ(vorn_instances_add(copy, member), 0);
+    vorn_instance *first = new_instance(route, "n1").release();
+    ASSERT_EQ(vorn_instances_add(copy, first), 0);
+    accept();
+
+    expected.insert(expected.begin() + 20, first);
+    expected.push_back(member);
+    EXPECT_EQ(of_class("route"), expected);
+    EXPECT_EQ(left_behind_instances(), instances_before);
+}
+
+TEST_F(WorkingCopies, KeepAGroupAtItsPlaceWhileItHasMembers)
+{
+    begin();
+    vorn_instance *member = new_instance(route, "n1").release();
+    ASSERT_EQ(vorn_instances_add(copy, member), 0);
+    auto members = listed(vorn_instances_new_group_iterator(copy, "route", "n1"));
+    members.pop_back();
+    old = listed(vorn_instances_new_class_iterator(running, "route"));
+    for (vorn_instance *each : members) {
+        ASSERT_EQ(vorn_instances_remove(copy, each), 0);
+        vorn_instance_delete(each);
+    }
+    accept();
+
+    EXPECT_EQ(of_class("route")[10], member);
+    EXPECT_EQ(of_class("route").size(), many - 9U);
+}
+
+TEST_F(WorkingCopies, AreTakenOverWithoutAnyMemory)
+{
+    begin();
+    vorn_instance_set_value(in_copy("n1"), "channel", "7");
+    vorn_instance *gone = in_copy("n2");
+    ASSERT_EQ(vorn_instances_remove(copy, gone), 0);
+    vorn_instance_delete(gone);
+    ASSERT_EQ(vorn_instances_add(copy, new_instance(radio, "n2").release()), 0);
+    ASSERT_EQ(vorn_instances_add(copy, new_instance(route, "n1").release()), 0);
+    old = {vorn_instances_get(running, "radio", "n1"), vorn_instances_get(running, "radio", "n2")};
+
+    bool accepted = false;
+    NeedsNoAllocation([&] {
+        if (!std::exchange(accepted, true)) accept();
+    });
+
+    EXPECT_EQ(vorn_instance_get_name(of_class("radio").back()), std::string("n2"));
+    EXPECT_EQ(left_behind_instances() - instances_before, 2U);
+}
+
+TEST_F(WorkingCopies, LeaveNothingBehindWhenTheyAreGivenUp)
+{
+    begin();
+    vorn_instance_set_value(in_copy("n1"), "channel", "7");
+    vorn_instances_delete_all(std::exchange(copy, nullptr));
+
+    EXPECT_EQ(left_behind_instances(), instances_before);
+    EXPECT_EQ(left_behind_bytes, bytes_before);
+    EXPECT_STREQ(vorn_instance_get_value(originals[3], "channel"), "6");
+}
+
+} // namespace vorn::tests
