@@ -25,6 +25,7 @@ using testing::MatchesRegex;
 using vorn::tests::CapturedLog;
 using vorn::tests::CapturedStandardError;
 using vorn::tests::FailEachAllocation;
+using vorn::tests::reason;
 
 class Commands : public testing::Test {
 protected:

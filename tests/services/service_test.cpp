@@ -29,6 +29,7 @@ using vorn::tests::CapturedStandardError;
 using vorn::tests::FailEachAllocation;
 using vorn::tests::FakeCalls;
 using vorn::tests::printed;
+using vorn::tests::reason;
 using vorn::tests::Services;
 
 TEST_F(Services, RunUnderTheirNames)
