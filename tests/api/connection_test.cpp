@@ -28,6 +28,7 @@ using vorn::tests::AllocationsAllowed;
 using vorn::tests::CapturedLog;
 using vorn::tests::CapturedStandardError;
 using vorn::tests::FakeCalls;
+using vorn::tests::reason;
 using vorn::tests::receive_all;
 using vorn::tests::send_to;
 using vorn::tests::word;

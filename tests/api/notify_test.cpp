@@ -28,6 +28,7 @@ using vorn::tests::CapturedStandardError;
 using vorn::tests::FakeCalls;
 using vorn::tests::message;
 using vorn::tests::Notices;
+using vorn::tests::reason;
 using vorn::tests::Subscriber;
 
 TEST_F(Notices, CarryTheNumberOfChangesPlusOne)

@@ -24,6 +24,7 @@ using vorn::Fd;
 using vorn::tests::AllocationFailed;
 using vorn::tests::AllocationsAllowed;
 using vorn::tests::FakeCalls;
+using vorn::tests::reason;
 using vorn::tests::receive_all;
 using vorn::tests::Visit;
 using vorn::tests::word;

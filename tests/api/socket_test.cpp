@@ -30,6 +30,7 @@ using vorn::tests::CapturedStandardError;
 using vorn::tests::connect_to;
 using vorn::tests::FakeCalls;
 using vorn::tests::own;
+using vorn::tests::reason;
 
 int flag(const Fd &descriptor, int request)
 {
