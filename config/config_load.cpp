@@ -206,7 +206,7 @@ bool may_be_saved(SaveReason &reason)
     if (lacks_instances) {
         reason.set("the configuration was not loaded whole because memory ran out");
         vorn_debug_eprintf(
-            "Not saving: the configuration was not loaded whole because memory ran out.\n");
+            "Not saving: the configuration was not loaded whole for want of memory.\n");
         return false;
     }
     if (*lacking_plugin) {

@@ -5,4 +5,14 @@ namespace vorn {
 
 constinit unsigned long refused_allocations = 0;
 
+void *Record::operator new(std::size_t size) noexcept
+{
+    return noted(std::malloc(size));
+}
+
+void Record::operator delete(void *memory) noexcept
+{
+    std::free(memory);
+}
+
 } // namespace vorn

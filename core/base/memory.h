@@ -37,11 +37,12 @@ private:
 /*
  * Base of every record. Because this operator new is noexcept, `new` yields null when memory is
  * gone and the constructor is not run; the global operator, which would pull in the C++ runtime
- * and throw, is never reached.
+ * and throw, is never reached. Both are in a file of their own: a compiler that takes in only one
+ * of them warns of free for what new gave.
  */
 struct Record {
-    static void *operator new(std::size_t size) noexcept { return noted(std::malloc(size)); }
-    static void operator delete(void *memory) noexcept { std::free(memory); }
+    static void *operator new(std::size_t size) noexcept;
+    static void operator delete(void *memory) noexcept;
 };
 
 template <typename T>

@@ -83,7 +83,7 @@ VORN_API vorn_instances *vorn_config_replace_running(vorn_instances *instances);
  * the last save, if the load had to skip what nobody knows: "Not saving: the plugin \"%s\" is
  * missing, and what is its own would be lost.\n". Nor is anything written while the running
  * configuration lacks what its load had no memory for, until the next load that is whole: "Not
- * saving: the configuration was not loaded whole because memory ran out.\n".
+ * saving: the configuration was not loaded whole for want of memory.\n".
  *
  * Returns 0.
  */

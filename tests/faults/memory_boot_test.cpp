@@ -182,8 +182,8 @@ TEST_F(Boots, ShortOfMemorySaveAgainOnceALoadIsWhole)
         lacks = log().find("Skipping instance") != std::string::npos && !is_short_of_a_class();
     }
     ASSERT_EQ(change("lost"), files_.front());
-    EXPECT_TRUE(console_shows("Not saving: the configuration was not loaded whole because "
-                              "memory ran out.\n"));
+    EXPECT_TRUE(console_shows("Not saving: the configuration was not loaded whole for want of "
+                              "memory.\n"));
 
     EXPECT_TRUE(copy("running-to-default"));
     EXPECT_TRUE(console_shows("copies: running-to-default 1\n"));
