@@ -43,22 +43,28 @@ static int await(brief *it)
     return 0;
 }
 
-static void note(const char *const arguments[])
+/* As the daemon's own commands are logged. */
+static void note(const char *const arguments[], const brief *it)
 {
     char line[brief_room];
     size_t used = 0;
     for (; *arguments != NULL && used < sizeof line; arguments++)
         used += (size_t)snprintf(line + used, sizeof line - used, " %s", *arguments);
-    vorn_debug_1printf("Running \"%s\"\n", line + 1);
+    if (vorn_process_no_actions) {
+        vorn_debug_1printf("Running \"%s\" -> (no actions)\n", line + 1);
+    } else {
+        vorn_debug_1printf("Running \"%s\" -> pid = %d\n", line + 1, (int)it->run.keeper);
+    }
 }
 
 int brief_run(brief *it, const char *const arguments[])
 {
     const kept_plan plan = {arguments, NULL, 0, limit_ms};
     forget_the_last(it);
-    note(arguments);
+    const int is_lost = !vorn_process_no_actions && kept_start(&it->run, &plan) != 0;
+    note(arguments, it);
     if (vorn_process_no_actions) return 0;
-    if (kept_start(&it->run, &plan) != 0 || await(it)) return take_end(it);
+    if (is_lost || await(it)) return take_end(it);
     if (eloop_register_read_sock(it->run.pipe, hear_late, NULL, it) == 0) return 0;
     kept_give_up(&it->run);
     return take_end(it);
