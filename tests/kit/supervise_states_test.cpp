@@ -145,11 +145,19 @@ void without_a_fork(Scene &scene)
     refuses_fork = false;
 }
 
+/* Only once it has stopped does it keep what comes for later. */
+void hang(const Scene &scene)
+{
+    siginfo_t info;
+    kill(scene.first, SIGSTOP);
+    waitid(P_PID, static_cast<id_t>(scene.first), &info, WSTOPPED | WNOWAIT);
+}
+
 /* It hears of its end only when it goes on, which nobody lets it: it is killed in the end. */
 void ending(Scene &scene)
 {
     running(scene);
-    kill(scene.first, SIGSTOP);
+    hang(scene);
     supervise_stop(scene.program);
     EXPECT_EQ(scene.status(), "stopping");
     kill(scene.first, SIGKILL);
@@ -158,7 +166,7 @@ void ending(Scene &scene)
 void ending_for_another(Scene &scene)
 {
     running(scene);
-    kill(scene.first, SIGSTOP);
+    hang(scene);
     supervise_run(scene.program, other_sleeper);
     EXPECT_EQ(scene.status(), "stopping");
     kill(scene.first, SIGKILL);

@@ -214,9 +214,10 @@ TEST_F(KeyValueLines, KeepToTheirRoomWhateverItIs)
         }
     }
     EXPECT_EQ(line(abc, 4, "p "), "");
-    EXPECT_EQ(line(abc, 5, "p "), "p\n");
+    EXPECT_EQ(line(abc, 5, "p "), "p "); /* which takes all the room, the line's end too */
     EXPECT_EQ(line(abc, 10, "p "), "p\n");
-    EXPECT_EQ(line(abc, 11, "p "), "p 12345\n");
+    EXPECT_EQ(line(abc, 11, "p "), "p 12345 ");
+    EXPECT_EQ(line(abc, 12, "p "), "p 12345\n");
 }
 
 TEST_F(KeyValueLines, NeedAFileThatCanBeOpened)
