@@ -379,7 +379,8 @@ void kernel_switch_link(struct kernel *kernel, struct kernel_link *link, int is_
 /* Of ways that are equally good the one by its name: which came first is history. */
 static void weigh(const char **way, int *longest, const char *link, int prefix)
 {
-    if (prefix < *longest || (prefix == *longest && strcmp(link, *way) >= 0)) return;
+    if (prefix < *longest) return;
+    if (*way != NULL && prefix == *longest && strcmp(link, *way) >= 0) return;
     *way = link;
     *longest = prefix;
 }

@@ -1,12 +1,11 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * IP addresses: fixed ones through ip(8), others from a DHCP server through udhcpc, one of which is
- * kept running for each.
+ * IP addresses: fixed ones through ip(8), in the order in which a boot would have made them; the
+ * others are their clients' to set.
  */
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
-#include <signal.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -17,7 +16,6 @@
 #include "faults.h"
 #include "ip.h"
 #include "values.h"
-#include "vorn-plugin/supervise.h"
 
 DECLARE_VALIDITY(is_host_name, length == 0 || vorn_input_is_domain_label(value, length))
 
@@ -27,80 +25,6 @@ static int is_prefix(const char *value)
 }
 
 outcomes address_outcomes = {.class_name = "address"};
-
-/* A client of the DHCP server on an interface; kept for the next one of that name. */
-struct client {
-    struct client *next;
-    supervised *program;
-    char *service;       /* "udhcpc" and the instance's name */
-    unsigned int served; /* the index of the link that it was started for */
-};
-
-static struct client *clients;
-static const char *name_in(const struct client *client)
-{
-    return strchr(client->service, ' ') + 1;
-}
-
-static struct client *find_client(const char *name)
-{
-    struct client *client = clients;
-    while (client != NULL && strcmp(name_in(client), name) != 0)
-        client = client->next;
-    return client;
-}
-
-static struct client *make_client(const char *name)
-{
-    static const char prefix[] = "udhcpc ";
-    struct client *client = calloc(1, sizeof *client);
-    char *service = malloc(sizeof prefix + strlen(name));
-    if (client != NULL && service != NULL) {
-        strcpy(service, prefix);
-        strcat(service, name);
-        client->service = service;
-        client->program = supervise_new(service);
-    }
-    if (client == NULL || client->program == NULL) {
-        free(service);
-        free(client);
-        return NULL;
-    }
-    client->next = clients;
-    clients = client;
-    return client;
-}
-
-/* A client that is ended gives its lease back first, and the address with it. */
-static void stop_client(struct client *client)
-{
-    const int process = supervise_pid(client->program);
-    if (process > 0) kill(process, SIGUSR2);
-    supervise_stop(client->program);
-}
-
-static void run_client(const vorn_instance *now, unsigned int link)
-{
-    char host[80];
-    const char *arguments[8] = {"udhcpc", "-f", "-i", value_of(now, "interface")};
-    const char *name = vorn_instance_get_name(now);
-    struct client *client = find_client(name);
-    if (client == NULL) client = make_client(name);
-
-    /* On an interface that is new, what runs serves the old one. */
-    if (client != NULL && client->served != link) supervise_stop(client->program);
-    if (*value_of(now, "hostname") != '\0') {
-        snprintf(host, sizeof host, "hostname:%s", value_of(now, "hostname"));
-        arguments[4] = "-x";
-        arguments[5] = host;
-    }
-    if (client == NULL || supervise_run(client->program, arguments) != 0) {
-        vorn_debug_eprintf("network: no memory to start udhcpc.\n");
-        outcomes_fail(&address_outcomes, name, "failed: no memory to start udhcpc");
-        return;
-    }
-    client->served = link;
-}
 
 static int is_fixed(const vorn_instance *address)
 {
@@ -395,48 +319,10 @@ void addresses_remove(const vorn_instances *configuration, struct kernel *kernel
     with_setup(configuration, kernel, remove_all);
 }
 
-static void wait_for_links(const vorn_instances *configuration, const struct kernel *kernel)
-{
-    vorn_instances_iterator *walk =
-        vorn_instances_new_class_iterator(configuration, "dhcp-address");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *each = vorn_instances_iterator_next(walk);
-        const char *link = value_of(each, "interface");
-        if (kernel_find_link(kernel, link) != NULL) continue;
-        outcomes_explain(&address_outcomes, vorn_instance_get_name(each), "waiting for %s", link);
-    }
-    vorn_instances_delete_iterator(walk);
-}
-
 void addresses_plan(const vorn_instances *configuration, struct kernel *kernel)
 {
     with_setup(configuration, kernel, plan_all);
-    wait_for_links(configuration, kernel);
-}
-
-static void stop_clients(const vorn_instances *configuration)
-{
-    for (struct client *client = clients; client != NULL; client = client->next) {
-        const vorn_instance *address =
-            vorn_instances_get(configuration, "dhcp-address", name_in(client));
-        if (address == NULL || if_nametoindex(value_of(address, "interface")) == 0) {
-            stop_client(client);
-        }
-        supervise_try_again(client->program);
-    }
-}
-
-void addresses_serve(const vorn_instances *configuration)
-{
-    stop_clients(configuration);
-    vorn_instances_iterator *walk =
-        vorn_instances_new_class_iterator(configuration, "dhcp-address");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *each = vorn_instances_iterator_next(walk);
-        const unsigned int link = if_nametoindex(value_of(each, "interface"));
-        if (link != 0 || vorn_process_no_actions) run_client(each, link);
-    }
-    vorn_instances_delete_iterator(walk);
+    clients_plan(configuration, kernel);
 }
 
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
@@ -446,9 +332,8 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     network_look();
     const char *name = vorn_instance_get_name(instance);
     const char *reason = outcomes_reason(&address_outcomes, name);
-    const struct client *client = find_client(name);
     if (reason != NULL) return reason;
-    return is_fixed(instance) || client == NULL ? "applied" : supervise_state(client->program);
+    return is_fixed(instance) ? "applied" : clients_state(name);
 }
 
 static int is_address_of(const struct ifaddrs *each, const char *interface)

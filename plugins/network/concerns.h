@@ -38,8 +38,14 @@ void interfaces_plan(const vorn_instances *configuration, struct kernel *kernel)
 void addresses_plan(const vorn_instances *configuration, struct kernel *kernel);
 void routes_plan(const vorn_instances *configuration, struct kernel *kernel);
 
+/** Notes which addresses from a DHCP server have to wait for their link. */
+void clients_plan(const vorn_instances *configuration, const struct kernel *kernel);
+
 /** Runs the clients of DHCP servers, each for the link that is there now. */
-void addresses_serve(const vorn_instances *configuration);
+void clients_serve(const vorn_instances *configuration);
+
+/** What the client of that address does. */
+const char *clients_state(const char *name);
 
 /** Writes the resolver's file when it changed; without a change set when that failed before. */
 void resolver_commit(const vorn_instances *configuration, const vorn_changes *changes);

@@ -50,7 +50,7 @@ static void attempt(const vorn_instances *configuration, int64_t deadline_us)
     } while (ip_has_more() && --plans_left > 0);
     ip_end();
     if (ip_has_more()) plan(configuration);
-    addresses_serve(configuration);
+    clients_serve(configuration);
 }
 
 /* In the background, after the command that has ended: nobody waits for the next one. */
