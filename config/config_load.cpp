@@ -17,6 +17,7 @@
 #include "config/file_replace.h"
 #include "config/plugins_of_last_save.h"
 #include "core/base/memory.h"
+#include "core/base/memory.h"
 #include "core/base/paths.h"
 #include "core/base/result.h"
 #include "model/instances_walk.h"
@@ -189,10 +190,13 @@ int load_startup()
     const bool whole = fill(taken.document.get(), changes.get(), unknown) && !short_of_memory;
     if (!whole && before) return serve_again(before.release(), std::move(changes));
 
-    lacks_instances = !whole;
+    const bool is_first = !before;
+    /* A plugin that found no memory for a class makes what the file has of it unknown. */
+    const bool lacks_classes = is_first && unknown > 0 && refused_allocations > 0;
+    lacks_instances = !whole || lacks_classes;
     running_from = found ? taken.source : Source::nothing;
     note_missing_plugin(unknown);
-    const bool is_first = !before;
+    if (!lacks_instances && !*lacking_plugin) remember_plugins();
     before.reset();
     report_what_checks_find(changes.get());
     if (is_first) number_next_commit_zero();

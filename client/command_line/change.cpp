@@ -287,6 +287,7 @@ private:
 
     void plan_delete(const Change &change, const Target &target)
     {
+        expect_class(schema_, target.class_name);
         const bool picks = target.name || !change.where.empty();
         if (!words_.empty()) {
             assignment_of(change, words_[0]);
@@ -327,7 +328,7 @@ private:
         if (!target.name || words_.size() != 1) {
             fail(change, misused, "rename takes a class, a name and the new name");
         }
-        const Class *klass = schema_.find(target.class_name);
+        const Class *klass = expect_class(schema_, target.class_name);
         if (!klass) {
             throw Failure(differs, change.place + "this device has no class \"" +
                                        target.class_name + "\" that it tells of");

@@ -2,9 +2,11 @@
 /* vornctl import: the running configuration becomes what a file says. */
 #include <algorithm>
 
+#include "advice.h"
 #include "configuration.h"
 #include "device.h"
 #include "differences.h"
+#include "effects.h"
 #include "failure.h"
 #include "input.h"
 #include "secrets.h"
@@ -15,16 +17,24 @@ namespace vorn::client {
 
 namespace {
 
-/* What clients may set; the rest only a plugin can. */
+/*
+ * What clients may set; the rest only a plugin can. A property that the device does not have is a
+ * slip, or of another firmware: who hears nothing would take it for done.
+ */
 bool is_settable(const Schema &schema, const Instance &instance, const std::string &property)
 {
+    bool is_known = false;
     for (const Class &each : schema.classes()) {
         if (each.name != instance.class_name && each.superclass != instance.class_name) continue;
         if (each.subclass_identifier == property) return true;
         const Property *found = each.find(property);
         if (found && found->writable) return true;
+        is_known = is_known || found;
     }
-    return false;
+    if (is_known) return false;
+    throw Failure(refused, title_of(instance) + ": this device has no such property: \"" +
+                               property + "\"" +
+                               did_you_mean(property, schema.properties_of(instance.class_name)));
 }
 
 Configuration only_settable(const Configuration &configuration, const Schema &schema)
@@ -33,7 +43,8 @@ Configuration only_settable(const Configuration &configuration, const Schema &sc
     for (const Instance &instance : configuration) {
         const Class *klass = schema.find(instance.class_name);
         if (!klass) {
-            throw Failure(refused, title_of(instance) + ": this device has no such class");
+            throw Failure(refused, title_of(instance) + ": this device has no such class" +
+                                       did_you_mean(instance.class_name, schema.class_names()));
         }
         Instance kept = {instance.class_name, instance.name, {}};
         for (const auto &value : instance.values) {
@@ -130,6 +141,17 @@ void expect_not_moved_on(const Invocation &invocation, const std::string &export
                                "same, --merge keeps what the file lacks");
 }
 
+/* Nothing is left to change; what the file asks for may be applied or saved all the same, or not.
+ */
+int state_of(const Configuration &wanted, Device &device, const Schema &schema,
+             const Options &options)
+{
+    std::vector<Target> named;
+    for (const Instance &each : wanted)
+        named.push_back({each.class_name, each.name, {}});
+    return Effects(device, schema).report(named, options.waits);
+}
+
 int attempt(const Invocation &invocation, Device &device, const std::string &text)
 {
     const std::string name = invocation.word(0);
@@ -145,7 +167,7 @@ int attempt(const Invocation &invocation, Device &device, const std::string &tex
         print(invocation.options.output, differences);
         return differences.empty() ? done : differs;
     }
-    if (differences.empty()) return done;
+    if (differences.empty()) return state_of(after, device, schema, invocation.options);
     expect_not_moved_on(invocation, commit_of_file(text), running.commit);
     Transaction transaction(schema, invocation.options);
     transaction.only_if(running.commit);

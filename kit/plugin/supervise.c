@@ -534,8 +534,9 @@ const char *supervise_state(supervised *program)
         return program->arguments != NULL ? "starting: its process from before has not ended yet"
                                           : "applying: it has not ended yet";
     case up:
-        if (!vorn_service_is_running(program->name)) return "failed";
-        return program->is_starting ? "starting" : "running";
+        if (program->is_starting) return "starting"; /* or just ended, which is heard of next */
+        if (vorn_service_is_running(program->name)) return "running";
+        break;
     case pausing:
         break;
     }

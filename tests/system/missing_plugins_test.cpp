@@ -131,6 +131,20 @@ TEST_F(MissingPlugins, WithoutAnythingInTheFileAreForgotten)
     EXPECT_THAT(read_file(list_of_plugins), Not(HasSubstr("copies.vorn")));
 }
 
+/* A device that has never saved anything since its first boot. */
+TEST_F(MissingPlugins, AreRememberedFromABootThatHadThemAll)
+{
+    std::filesystem::remove(list_of_plugins);
+    boot();
+    shut_down();
+    boot_without_board();
+
+    save_something();
+
+    EXPECT_EQ(read_file(startup), saved_);
+    EXPECT_THAT(console(), HasSubstr(refusal));
+}
+
 TEST_F(MissingPlugins, AreForgottenWithTheirList)
 {
     std::filesystem::remove(list_of_plugins);

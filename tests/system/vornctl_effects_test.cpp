@@ -112,8 +112,13 @@ TEST_F(FullDevices, SayThatTheChangeIsNotSaved)
     EXPECT_EQ(vornctl("set Radio r0 mode=g"),
               "[6]\nvornctl: applied, but not saved: No space left on device\n");
 
+    EXPECT_EQ(vornctl("export /tmp/same.xml"), "[0]\n");
+    EXPECT_EQ(vornctl("import /tmp/same.xml"),
+              "[6]\nvornctl: applied, but not saved: No space left on device\n");
+
     unlink("/etc/config/full");
     EXPECT_EQ(vornctl("set Radio r0 mode=b"), "[0]\n");
+    EXPECT_EQ(vornctl("import --force /tmp/same.xml"), "[0]\n");
 }
 
 class DeviceCommands : public vorn::tests::VornctlStates {};

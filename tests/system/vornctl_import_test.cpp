@@ -68,6 +68,16 @@ TEST_F(Imports, OfAnExportAreRefusedWhenTheDeviceHasMovedOn)
     EXPECT_EQ(vornctl("show Radio r1 mode -q"), "\n[0]\n");
 }
 
+/* Somebody who hears nothing takes it for done. */
+TEST_F(Imports, OfAPropertyThatTheDeviceLacksAreRefused)
+{
+    write_file("/tmp/slip.xml", "<config><Radio name=\"r1\"><mod>b</mod></Radio></config>");
+
+    EXPECT_EQ(vornctl("import --merge /tmp/slip.xml"),
+              "[1]\nvornctl: Radio \"r1\": this device has no such property: \"mod\"; "
+              "did you mean \"mode\"?\n");
+}
+
 TEST_F(Imports, OfAnEditedExportAreDoneAsLongAsTheDeviceHasNotChanged)
 {
     EXPECT_EQ(vornctl("export /tmp/export.xml"), "[0]\n");

@@ -420,6 +420,27 @@ TEST(Parsing, ReadsAnyNumberOfElements)
     }
 }
 
+/* The parser keeps short texts as it keeps names, of which a request may have so many and no more.
+ */
+TEST(Parsing, ReadsFilesOfAnyNumberOfShortTexts)
+{
+    constexpr char letters[] = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    char path[] = "/tmp/texts-XXXXXX";
+    std::FILE *file = fdopen(mkstemp(path), "w");
+    std::fputs("<a>", file);
+    for (int i = 0; i < 62 * 62 * 30; i++)
+        std::fprintf(file, "<b>%c%c%c</b>", letters[i % 62], letters[i / 62 % 62],
+                     letters[i / 62 / 62]);
+    std::fputs("</a>", file);
+    std::fclose(file);
+
+    const XmlDocument document = vorn::parse_xml_file(path);
+    unlink(path);
+
+    ASSERT_TRUE(document);
+    EXPECT_EQ(xmlChildElementCount(root_of(document)), 62u * 62u * 30u);
+}
+
 TEST(Parsing, FollowsADeclaredEncoding)
 {
     for (const std::size_t length : {1u, 100000u}) {
