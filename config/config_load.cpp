@@ -17,7 +17,6 @@
 #include "config/file_replace.h"
 #include "config/plugins_of_last_save.h"
 #include "core/base/memory.h"
-#include "core/base/memory.h"
 #include "core/base/paths.h"
 #include "core/base/result.h"
 #include "model/instances_walk.h"
