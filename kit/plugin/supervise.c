@@ -15,11 +15,11 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
 #include "process.h"
+#include "run_with.h"
 #include "vorn-plugin/whole_file.h"
 #include "words.h"
 
@@ -43,9 +43,7 @@ enum phase { stopped, up, pausing, ending };
 struct supervised {
     struct supervised *next;
     const char *name;
-    char **arguments; /* null while it is not to run */
-    char **files;
-    unsigned long version;
+    struct run_with run_with;
     enum phase phase;
     int is_starting;
     int waiting_signal; /* until it has started; 0 for none */
@@ -87,37 +85,6 @@ __attribute__((destructor)) static void end_all(void)
     }
 }
 
-static void free_list(char **list)
-{
-    for (char **each = list; each != NULL && *each != NULL; each++)
-        free(*each);
-    free(list);
-}
-
-static char **copy_list(const char *const list[])
-{
-    size_t count = 0;
-    while (list[count] != NULL)
-        count++;
-    char **copy = calloc(count + 1, sizeof *copy);
-    for (size_t i = 0; copy != NULL && i < count; i++) {
-        copy[i] = strdup(list[i]);
-        if (copy[i] != NULL) continue;
-        free_list(copy);
-        return NULL;
-    }
-    return copy;
-}
-
-static int are_same(char *const left[], const char *const right[])
-{
-    while (*left != NULL && *right != NULL && strcmp(*left, *right) == 0) {
-        left++;
-        right++;
-    }
-    return *left == NULL && *right == NULL;
-}
-
 static int64_t now_us(void)
 {
     struct timespec time;
@@ -128,26 +95,6 @@ static int64_t now_us(void)
 static int64_t now_ms(void)
 {
     return now_us() / 1000;
-}
-
-static void mix(uint64_t *sum, uint64_t value)
-{
-    *sum = (*sum ^ value) * 0x100000001b3U;
-}
-
-/* A file that is replaced is another one, one that is written in place has another time. */
-static uint64_t look_at_files(char *const files[])
-{
-    uint64_t sum = 0xcbf29ce484222325U;
-    for (; *files != NULL; files++) {
-        struct stat found = {0};
-        if (stat(*files, &found) != 0) found.st_ino = 0;
-        mix(&sum, (uint64_t)found.st_ino);
-        mix(&sum, (uint64_t)found.st_size);
-        mix(&sum, (uint64_t)found.st_mtim.tv_sec);
-        mix(&sum, (uint64_t)found.st_mtim.tv_nsec);
-    }
-    return sum;
 }
 
 static void register_ms(int64_t ms, eloop_timeout_handler handler, supervised *program)
@@ -340,9 +287,9 @@ static void start(supervised *program)
     program->phase = up;
     program->is_starting = 1;
     program->since_ms = now_ms();
-    program->files_read = look_at_files(program->files);
+    program->files_read = supervise_look_at_files(&program->run_with);
     const int has_failed =
-        vorn_service_execvfd(program->name, program->arguments, output, NULL) != 0 ||
+        vorn_service_execvfd(program->name, program->run_with.arguments, output, NULL) != 0 ||
         vorn_service_set_exited_fn(program->name, ended, program) != 0;
     if (output != -1) close(output);
     if (has_failed) {
@@ -377,7 +324,7 @@ static void is_gone(supervised *program)
     program->phase = stopped;
     close_output(program);
     remove_pid_file(program);
-    if (program->arguments != NULL) start(program);
+    if (program->run_with.arguments != NULL) start(program);
 }
 
 static void look_whether_gone(void *eloop_data, void *data)
@@ -427,33 +374,11 @@ static void take_down(supervised *program)
     }
 }
 
-static int is_planned(const supervised *program, const supervise_plan *plan)
-{
-    return program->arguments != NULL && are_same(program->arguments, plan->arguments) &&
-           are_same(program->files, plan->files) && program->version == plan->version;
-}
-
 /* A process that is ending or waits to be started will read what is there then. */
 static int has_read_its_files(const supervised *program)
 {
-    return program->phase != up || program->files_read == look_at_files(program->files);
-}
-
-static int take_plan(supervised *program, const supervise_plan *plan)
-{
-    char **arguments = copy_list(plan->arguments);
-    char **files = copy_list(plan->files);
-    if (arguments == NULL || files == NULL) {
-        free_list(arguments);
-        free_list(files);
-        return 1;
-    }
-    free_list(program->arguments);
-    free_list(program->files);
-    program->arguments = arguments;
-    program->files = files;
-    program->version = plan->version;
-    return 0;
+    return program->phase != up ||
+           program->files_read == supervise_look_at_files(&program->run_with);
 }
 
 int supervise_run_plan(supervised *program, const supervise_plan *plan)
@@ -462,9 +387,10 @@ int supervise_run_plan(supervised *program, const supervise_plan *plan)
     supervise_plan whole = *plan;
     if (whole.files == NULL) whole.files = no_files;
 
-    const int is_as_planned = is_planned(program, &whole) && has_read_its_files(program);
+    const int is_as_planned =
+        supervise_is_run_with(&program->run_with, &whole) && has_read_its_files(program);
     if (is_as_planned && program->phase != pausing) return 0;
-    if (take_plan(program, &whole) != 0) return 1;
+    if (supervise_take_plan(&program->run_with, &whole) != 0) return 1;
     take_down(program);
     if (program->phase == stopped) start(program);
     return 0;
@@ -486,10 +412,7 @@ void supervise_try_again(supervised *program)
 void supervise_stop(supervised *program)
 {
     take_down(program);
-    free_list(program->arguments);
-    free_list(program->files);
-    program->arguments = NULL;
-    program->files = NULL;
+    supervise_forget_plan(&program->run_with);
 }
 
 void supervise_signal(supervised *program, int signal_number)
@@ -531,8 +454,9 @@ const char *supervise_state(supervised *program)
     case stopped:
         return "stopped";
     case ending:
-        return program->arguments != NULL ? "starting: its process from before has not ended yet"
-                                          : "applying: it has not ended yet";
+        return program->run_with.arguments != NULL
+                   ? "starting: its process from before has not ended yet"
+                   : "applying: it has not ended yet";
     case up:
         if (program->is_starting) return "starting"; /* or just ended, which is heard of next */
         if (vorn_service_is_running(program->name)) return "running";
