@@ -3,7 +3,7 @@
  * The door for local programs: a length and one LSQL request in, the reply out, the end. One
  * client is served to completion before the next one is looked at.
  */
-#include "api/connection.h"
+#include "api/sockets/connection.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
 #include "vorn/eloop.h"

@@ -2,7 +2,7 @@
 /* An inform body, and what its handler finds in it, held against a map. */
 #include "vorn/inform.h"
 
-#include "api/inform_state.h"
+#include "api/sockets/inform_state.h"
 #include "core/debug_state.h"
 
 #include <cstring>

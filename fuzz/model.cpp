@@ -15,7 +15,7 @@
  * After each step everything is compared: the answer, the running configuration, what the provider
  * was told and what the subscribers heard.
  */
-#include "api/inform_state.h"
+#include "api/sockets/inform_state.h"
 #include "config/config_state.h"
 #include "config/config_write.h"
 #include "vorn/inform.h"

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "fuzz/model_subscribers.h"
 
-#include "api/notify_state.h"
+#include "api/sockets/notify_state.h"
 #include "core/base/file.h"
 #include "vorn/eloop.h"
 #include "vorn/notify.h"

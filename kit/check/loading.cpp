@@ -2,7 +2,7 @@
 /* The daemon's own loading, with its log caught and its registries watched. */
 #include "loading.h"
 
-#include "api/inform_state.h"
+#include "api/sockets/inform_state.h"
 #include "change/providers_state.h"
 #include "core/debug_state.h"
 #include "core/plugins.h"

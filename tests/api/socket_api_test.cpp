@@ -15,8 +15,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "doors.h"
-#include "fake_calls.h"
+#include "sockets/clients.h"
+#include "sockets/fake_calls.h"
 
 namespace {
 

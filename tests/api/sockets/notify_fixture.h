@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include "api/notify_sender.h"
-#include "api/notify_state.h"
+#include "api/sockets/notify_sender.h"
+#include "api/sockets/notify_state.h"
 #include "core/base/file.h"
 #include "support/log.h"
 #include "vorn/eloop.h"

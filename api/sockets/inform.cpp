@@ -5,8 +5,8 @@
  */
 #include "vorn/inform.h"
 
-#include "api/connection.h"
-#include "api/inform_state.h"
+#include "api/sockets/connection.h"
+#include "api/sockets/inform_state.h"
 #include "core/base/assert.h"
 #include "core/base/limits.h"
 #include "core/base/result.h"

@@ -6,7 +6,7 @@
  * whole messages, never half of one followed by another. What is kept for all of them is bounded;
  * who would need more hears the end of the stream.
  */
-#include "api/notify_sender.h"
+#include "api/sockets/notify_sender.h"
 
 #include "core/base/limits.h"
 #include "core/base/memory.h"

@@ -9,9 +9,9 @@
  */
 #include "vorn/notify.h"
 
-#include "api/connection.h"
-#include "api/notify_sender.h"
-#include "api/notify_state.h"
+#include "api/sockets/connection.h"
+#include "api/sockets/notify_sender.h"
+#include "api/sockets/notify_state.h"
 #include "core/base/file.h"
 #include "core/base/result.h"
 #include "core/base/text.h"

@@ -5,7 +5,7 @@
  * out and a moment longer: a client that is still writing takes no reply, and a connection that is
  * closed with unread input ends in a reset where the client should find the end of the stream.
  */
-#include "api/connection.h"
+#include "api/sockets/connection.h"
 
 #include "core/eloop_state.h"
 #include "vorn/debug.h"

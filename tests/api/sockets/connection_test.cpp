@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-#include "api/connection.h"
+#include "api/sockets/connection.h"
 #include "support/allocation.h"
 #include "support/log.h"
 #include "support/reason.h"
@@ -17,7 +17,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "doors.h"
+#include "clients.h"
 #include "fake_calls.h"
 
 namespace {

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-#include "api/inform_state.h"
+#include "api/sockets/inform_state.h"
 #include "core/eloop_state.h"
 #include "support/allocation.h"
 #include "support/log.h"
@@ -16,7 +16,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "doors.h"
+#include "clients.h"
 #include "fake_calls.h"
 
 namespace {
