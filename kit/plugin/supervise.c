@@ -15,11 +15,11 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 #include <unistd.h>
 
 #include "process.h"
 #include "run_with.h"
+#include "vorn-plugin/patience.h"
 #include "vorn-plugin/whole_file.h"
 #include "words.h"
 
@@ -32,7 +32,6 @@ enum {
     ending_ms = 3000, /* between SIGTERM and SIGKILL */
     look_ms = 50,     /* how often an ending process is looked for */
     looks_at_end = 5,
-    waiting_us_per_s = 80000,
     piece_room = 1024,
     /* What a pipe holds, except for what a process that is left goes on writing. */
     pipe_pieces = 64,
@@ -85,16 +84,9 @@ __attribute__((destructor)) static void end_all(void)
     }
 }
 
-static int64_t now_us(void)
-{
-    struct timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return (int64_t)time.tv_sec * 1000000 + time.tv_nsec / 1000;
-}
-
 static int64_t now_ms(void)
 {
-    return now_us() / 1000;
+    return patience_now_us() / 1000;
 }
 
 static void register_ms(int64_t ms, eloop_timeout_handler handler, supervised *program)
@@ -302,20 +294,13 @@ static void start(supervised *program)
     }
 }
 
-/* Sends SIGTERM and answers whether the process has gone by the time that there is to wait for it,
- * of the little that all calls have in a second. */
+/* Sends SIGTERM and answers whether the process has gone by the time that there is to wait. */
 static int ends_at_once(const supervised *program)
 {
-    static int64_t second_us;
-    static int64_t spent_us;
-    const int64_t began_us = now_us();
-    if (began_us - second_us > 1000000) {
-        second_us = began_us;
-        spent_us = 0;
-    }
-    const int limit_us = spent_us < waiting_us_per_s ? (int)(waiting_us_per_s - spent_us) : 1;
-    const int result = vorn_service_stop(program->name, SIGTERM, limit_us);
-    spent_us += now_us() - began_us;
+    const int64_t began_us = patience_now_us();
+    const int limit_us = (int)patience_left_us(began_us);
+    const int result = vorn_service_stop(program->name, SIGTERM, limit_us > 0 ? limit_us : 1);
+    patience_spend(began_us, patience_now_us());
     return result != -1;
 }
 

@@ -5,7 +5,7 @@
 
 #include <stdio.h>
 
-enum { wait_us = 80000, calm_us = 1000000, limit_ms = 10000 };
+enum { limit_ms = 10000 };
 
 /* Returns whether it has failed. */
 static int take_end(brief *it)
@@ -33,16 +33,6 @@ static void forget_the_last(brief *it)
     it->words[0] = '\0';
 }
 
-/* Whether it has ended by the end of the wait. */
-static int await(brief *it)
-{
-    static int64_t no_wait_before_us;
-    const int64_t now_us = kept_now_us();
-    if (kept_await(&it->run, now_us < no_wait_before_us ? now_us : now_us + wait_us)) return 1;
-    if (now_us >= no_wait_before_us) no_wait_before_us = kept_now_us() + calm_us;
-    return 0;
-}
-
 /* As the daemon's own commands are logged. */
 static void note(const char *const arguments[], const brief *it)
 {
@@ -64,7 +54,7 @@ int brief_run(brief *it, const char *const arguments[])
     const int is_lost = !vorn_process_no_actions && kept_start(&it->run, &plan) != 0;
     note(arguments, it);
     if (vorn_process_no_actions) return 0;
-    if (is_lost || await(it)) return take_end(it);
+    if (is_lost || kept_await_a_moment(&it->run)) return take_end(it);
     if (eloop_register_read_sock(it->run.pipe, hear_late, NULL, it) == 0) return 0;
     kept_give_up(&it->run);
     return take_end(it);

@@ -5,9 +5,8 @@
 #include "kept.h"
 
 /*
- * A program that does one thing and ends, and that a commit waits for no longer than a moment: 80
- * ms, and not at all in the second after another one took longer. What takes longer goes on in the
- * background, and is killed after ten seconds.
+ * A program that does one thing and ends, and that a commit waits for no longer than it waits for
+ * programs at all. What takes longer goes on in the background, and is killed after ten seconds.
  */
 
 enum { brief_room = 160 };

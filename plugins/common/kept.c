@@ -10,19 +10,13 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
+
+#include "vorn-plugin/patience.h"
 
 enum { not_executed = 127, highest_descriptor = 1023, most_pieces = 64 };
 
 static const char mark = '\1';
-
-int64_t kept_now_us(void)
-{
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return (int64_t)now.tv_sec * 1000000 + now.tv_nsec / 1000;
-}
 
 /* Signals as a program expects them, what it says into the pipe, and no other file. */
 static void prepare_child(const kept_plan *plan, int words)
@@ -166,12 +160,20 @@ int kept_await(kept *run, int64_t deadline_us)
 {
     struct pollfd words = {.fd = run->pipe, .events = POLLIN};
     while (run->pipe >= 0) {
-        const int64_t left_us = deadline_us - kept_now_us();
+        const int64_t left_us = deadline_us - patience_now_us();
         const int count = poll(&words, 1, left_us > 0 ? (int)((left_us + 999) / 1000) : 0);
         if (count > 0 && !kept_hear(run)) break;
         if (left_us <= 0) return 0;
     }
     return 1;
+}
+
+int kept_await_a_moment(kept *run)
+{
+    const int64_t began_us = patience_now_us();
+    const int has_ended = kept_await(run, began_us + patience_left_us(began_us));
+    patience_spend(began_us, patience_now_us());
+    return has_ended;
 }
 
 /* While the pipe is open somebody of the keeper's group holds it: its number is no other one's. */

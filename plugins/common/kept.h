@@ -41,17 +41,18 @@ typedef struct kept_plan {
     int limit_ms;            /* when it is killed */
 } kept_plan;
 
-/** Microseconds of a clock that nobody sets. */
-int64_t kept_now_us(void);
-
 /** Begins a run. Returns 0, or 1 when there can be none, with the reason as its output. */
 int kept_start(kept *run, const kept_plan *plan);
 
 /** Takes what it has said, without waiting. Returns whether there is more to come. */
 int kept_hear(kept *run);
 
-/** Waits for its end, no longer than until that time. Returns whether it has ended. */
+/** Waits for its end, no longer than until that time of patience_now_us. Returns whether it has
+ * ended. */
 int kept_await(kept *run, int64_t deadline_us);
+
+/** Waits for its end as long as a commit may still wait for programs. Whether it has ended. */
+int kept_await_a_moment(kept *run);
 
 /** Kills it if it runs. */
 void kept_give_up(kept *run);

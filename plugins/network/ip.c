@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 
 #include "kept.h"
+#include "vorn-plugin/patience.h"
 
 enum {
     most_words = 20,
@@ -294,7 +295,10 @@ static int job_await(int64_t deadline_us, void (*go_on)(void))
 {
     const int pipe = job.run.pipe;
     const int was_heard_of = job.go_on != NULL;
-    if (!kept_await(&job.run, deadline_us)) {
+    const int64_t began_us = patience_now_us();
+    const int has_ended = kept_await(&job.run, deadline_us);
+    patience_spend(began_us, patience_now_us());
+    if (!has_ended) {
         if (!was_heard_of) eloop_register_read_sock(pipe, hear, NULL, NULL);
         job.go_on = go_on;
         return 0;

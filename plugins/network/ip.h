@@ -33,9 +33,9 @@ int ip_has_more(void);
 int ip_is_busy(void);
 
 /**
- * Runs what is planned, waiting no longer than until that time of the clock of kept_now_us. What is
- * not done then goes on in the background; the function is called as soon as a command has ended
- * there. Returns 1 when all is done, else 0.
+ * Runs what is planned, waiting no longer than until that time of the clock of patience_now_us.
+ * What is not done then goes on in the background; the function is called as soon as a command has
+ * ended there. Returns 1 when all is done, else 0.
  */
 int ip_run(int64_t deadline_us, void (*go_on)(void));
 

@@ -7,13 +7,12 @@
 #include "concerns.h"
 #include "faults.h"
 #include "ip.h"
-#include "kept.h"
 #include "links.h"
+#include "vorn-plugin/patience.h"
 
 enum {
-    most_plans = 6,           /* of one attempt: what one changes, the next one sees */
-    commit_limit_us = 100000, /* how long others have to wait for a commit */
-    boot_limit_us = 30000000  /* at boot nobody waits, but what comes later needs the links */
+    most_plans = 6,          /* of one attempt: what one changes, the next one sees */
+    boot_limit_us = 30000000 /* at boot nobody waits, but what comes later needs the links */
 };
 
 static int plans_left;
@@ -64,7 +63,12 @@ static void apply(const vorn_instances *configuration, int64_t limit_us)
     is_due = 0;
     plans_left = vorn_process_no_actions ? 1 : most_plans;
     ip_begin();
-    attempt(configuration, kept_now_us() + limit_us);
+    attempt(configuration, patience_now_us() + limit_us);
+}
+
+static int64_t a_moment_us(void)
+{
+    return patience_left_us(patience_now_us());
 }
 
 static void commit(vorn_commit_info *info)
@@ -72,7 +76,7 @@ static void commit(vorn_commit_info *info)
     static int has_booted;
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
     resolver_commit(configuration, vorn_commit_info_get_changes(info));
-    apply(configuration, has_booted ? commit_limit_us : boot_limit_us);
+    apply(configuration, has_booted ? a_moment_us() : boot_limit_us);
     has_booted = 1;
 }
 
@@ -126,7 +130,7 @@ static int interface_is_back(void)
     const char *name = vorn_inform_get_value("name");
     const vorn_instances *running = vorn_config_get_running();
     if (name == NULL || vorn_instances_get(running, "interface", name) == NULL) return 1;
-    apply(running, commit_limit_us);
+    apply(running, a_moment_us());
     return 0;
 }
 

@@ -15,6 +15,7 @@
 #include "radios.h"
 #include "replace.h"
 #include "values.h"
+#include "vorn-plugin/patience.h"
 
 enum {
     limit_ms = 1000,
@@ -103,7 +104,7 @@ static void ask_for(const vorn_instance *network, const char *interface, void *s
     const char *name = vorn_instance_get_name(network);
     struct question *question = NULL;
     if (vorn_process_no_actions) return;
-    if (kept_now_us() < no_answer_before_us) {
+    if (patience_now_us() < no_answer_before_us) {
         say_unknown(stations, name, "iw gave no answer when it was asked last");
     } else if ((question = malloc(sizeof *question)) == NULL) {
         say_unknown(stations, name, no_memory);
@@ -124,7 +125,7 @@ static void take_answers(struct question *question, vorn_instances *stations)
     take_answers(question->next, stations);
     if (!kept_await(&question->run, deadline_us)) {
         kept_give_up(&question->run);
-        no_answer_before_us = kept_now_us() + calm_us;
+        no_answer_before_us = patience_now_us() + calm_us;
         snprintf(question->answer, sizeof question->answer, "no answer within %d ms", limit_ms);
     }
     if (question->run.status == 0) {
@@ -145,7 +146,7 @@ void stations_refresh(vorn_refresh_info *info)
     vorn_instances *store = vorn_refresh_info_get_instances(info);
     vorn_instances *stations = vorn_instances_new();
     if (stations == NULL) return;
-    deadline_us = kept_now_us() + (int64_t)limit_ms * 1000;
+    deadline_us = patience_now_us() + (int64_t)limit_ms * 1000;
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(store, "radio");
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         const char *radio = vorn_instance_get_name(vorn_instances_iterator_next(walk));

@@ -19,9 +19,9 @@ extern "C" {
  *
  * A program that ends by itself is started again, after a second at first and then ever later, up
  * to a minute, until it has run for a minute. One that is to end, or to be restarted, gets
- * SIGTERM, and SIGKILL three seconds later. No call waits for it longer than a moment: all of a
- * plugin's programs together have 80 ms in any second. What takes longer is told by the state, and
- * a new process is started once the old one is gone.
+ * SIGTERM, and SIGKILL three seconds later. No call waits for it longer than a moment, which is one
+ * for all of a plugin's programs (vorn-plugin/patience.h). What takes longer is told by the state,
+ * and a new process is started once the old one is gone.
  *
  * What the program writes to standard output and standard error is read: the beginning of what it
  * said last, such as why it can't start, is in the state and in the log. Above debug level 0 all of
