@@ -140,6 +140,23 @@ std::vector<std::string> literal_values(const std::string &syntax)
     return values;
 }
 
+/* An instance of a family that is of no kind is refused; one of a kind that is none is not there.
+ */
+ExitStatus status_after(const std::string &error, const Schema &schema, const Target &target,
+                        const Values &values)
+{
+    const Class *klass = schema.find(target.class_name);
+    const bool lacks_kind = klass && klass->abstract &&
+                            std::none_of(values.begin(), values.end(), [&](const auto &each) {
+                                return each.first == klass->subclass_identifier;
+                            });
+
+    const bool names_no_property =
+        begins(error, "Property ") && error.find(" is not valid for class ") != std::string::npos;
+    const bool names_no_class = begins(error, "Unknown class ") && !lacks_kind;
+    return begins(error, "No instance ") || names_no_class || names_no_property ? differs : refused;
+}
+
 std::string valid_values(const Property &property)
 {
     if (property.valid.empty()) return "";

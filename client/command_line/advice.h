@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "failure.h"
 #include "lsql.h"
 #include "schema.h"
 
@@ -18,6 +19,10 @@ std::string did_you_mean(const std::string &word, const std::vector<std::string>
 /* What the daemon said against an operation, with what would have been right where it is known. */
 std::string explained(const std::string &error, const Schema &schema, const Target &target,
                       const Values &values);
+
+/* What to end with after what the daemon said against an operation. */
+ExitStatus status_after(const std::string &error, const Schema &schema, const Target &target,
+                        const Values &values);
 
 /* What valid values look like, as a sentence has it; empty where it is not known. */
 std::string valid_values(const Property &property);

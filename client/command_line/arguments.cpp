@@ -15,7 +15,7 @@ namespace vorn::client {
 namespace {
 
 constexpr char footer[] =
-    "\nExit status: 0 done; 1 refused by the daemon; 2 misused; 3 no daemon, or no answer in "
+    "\nExit status: 0 done; 1 refused; 2 misused; 3 no daemon, or no answer in "
     "time;\n"
     "4 connection closed without an answer; 5 nothing there that was asked for, or a difference;\n"
     "6 applied, but not saved; 7 recorded, but not applied. The manual: vornctl(1).\n";

@@ -147,14 +147,18 @@ private:
             words_.erase(words_.begin());
             expect_name(change, target);
         }
-        if (!change.where.empty()) {
-            try {
-                expect_properties(schema_, change.class_name, properties_in(change.where));
-            } catch (const Failure &failure) {
-                fail(change, failure.status(), failure.what());
-            }
-        }
+        if (!change.where.empty()) expect_there(change, properties_in(change.where));
         return target;
+    }
+
+    /* The class, and these properties of it. */
+    void expect_there(const Change &change, const std::vector<std::string> &properties) const
+    {
+        try {
+            expect_properties(schema_, change.class_name, properties);
+        } catch (const Failure &failure) {
+            fail(change, failure.status(), failure.what());
+        }
     }
 
     void update(const Change &change, const Target &target, const Values &values)
@@ -204,6 +208,8 @@ private:
         }
         if (words_.empty()) fail(change, misused, "nothing to set: PROPERTY=VALUE is missing");
         if (lists.empty()) return update(change, target, values);
+        for (const Assignment &list : lists)
+            expect_there(change, {list.property});
         for (const Instance &each : look_up(change, target)) {
             const Target one = {target.class_name, each.name, {}};
             Values changed = values;
@@ -287,7 +293,7 @@ private:
 
     void plan_delete(const Change &change, const Target &target)
     {
-        expect_class(schema_, target.class_name);
+        expect_there(change, {});
         const bool picks = target.name || !change.where.empty();
         if (!words_.empty()) {
             assignment_of(change, words_[0]);
@@ -328,7 +334,8 @@ private:
         if (!target.name || words_.size() != 1) {
             fail(change, misused, "rename takes a class, a name and the new name");
         }
-        const Class *klass = expect_class(schema_, target.class_name);
+        expect_there(change, {});
+        const Class *klass = schema_.find(target.class_name);
         if (!klass) {
             throw Failure(differs, change.place + "this device has no class \"" +
                                        target.class_name + "\" that it tells of");

@@ -89,7 +89,7 @@ Configuration running_configuration(Device &device, const Schema &schema)
         request.select({klass.name, {}, {}}, {});
         const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
         if (outcomes.empty() || outcomes[0].rc != 0) {
-            throw Failure(refused,
+            throw Failure(outcomes.empty() ? no_answer : refused,
                           klass.name + ": " + (outcomes.empty() ? "no answer" : outcomes[0].error));
         }
         for (const Instance &instance : outcomes[0].instances) {

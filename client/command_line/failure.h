@@ -9,11 +9,11 @@ namespace vorn::client {
 /* What vornctl ends with. */
 enum ExitStatus {
     done = 0,        /* everything that was asked for was done */
-    refused = 1,     /* the daemon answered, with an error */
+    refused = 1,     /* what was asked for is there, but can't be so */
     misused = 2,     /* the command line or the input was not understood */
     not_there = 3,   /* no daemon, or it did not answer in time */
     no_answer = 4,   /* the daemon closed the connection without an answer */
-    differs = 5,     /* nothing there that was asked for, or a difference was found */
+    differs = 5,     /* no such class, property or instance, or a difference was found */
     not_saved = 6,   /* applied, but a reboot would undo it */
     not_applied = 7, /* recorded, but the running system is not what it says */
 };

@@ -32,7 +32,7 @@ bool is_settable(const Schema &schema, const Instance &instance, const std::stri
         is_known = is_known || found;
     }
     if (is_known) return false;
-    throw Failure(refused, title_of(instance) + ": this device has no such property: \"" +
+    throw Failure(differs, title_of(instance) + ": this device has no such property: \"" +
                                property + "\"" +
                                did_you_mean(property, schema.properties_of(instance.class_name)));
 }
@@ -43,7 +43,7 @@ Configuration only_settable(const Configuration &configuration, const Schema &sc
     for (const Instance &instance : configuration) {
         const Class *klass = schema.find(instance.class_name);
         if (!klass) {
-            throw Failure(refused, title_of(instance) + ": this device has no such class" +
+            throw Failure(differs, title_of(instance) + ": this device has no such class" +
                                        did_you_mean(instance.class_name, schema.class_names()));
         }
         Instance kept = {instance.class_name, instance.name, {}};

@@ -57,7 +57,8 @@ int show(const Invocation &invocation)
     request.select(target, selection.words);
     const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
     if (outcomes.empty()) throw Failure(no_answer, "the answer makes no sense");
-    if (outcomes[0].rc != 0) throw Failure(refused, outcomes[0].error);
+    if (outcomes[0].rc != 0)
+        throw Failure(status_after(outcomes[0].error, schema, target, {}), outcomes[0].error);
     std::vector<Instance> instances = outcomes[0].instances;
     if (is_bare) {
         print_bare(instances, selection.words[0]);

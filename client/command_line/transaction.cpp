@@ -90,7 +90,7 @@ void Transaction::fail(const Outcome &outcome, std::size_t index) const
             text.insert(at + 1, "vornctl: ");
         throw Failure(refused, text);
     }
-    throw Failure(refused,
+    throw Failure(status_after(outcome.error, schema_, operation.target, operation.values),
                   operation.title + ": " +
                       explained(outcome.error, schema_, operation.target, operation.values));
 }

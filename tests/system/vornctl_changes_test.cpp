@@ -296,7 +296,7 @@ TEST_F(Configurations, AreNotImportedFromWhatIsNone)
     EXPECT_EQ(vornctl("import /tmp/other.xml"),
               "[2]\nvornctl: /tmp/other.xml: the root is not \"config\"\n");
     EXPECT_EQ(vornctl("import /tmp/unknown.xml"),
-              "[1]\nvornctl: Toaster \"x\": this device has no such class\n");
+              "[5]\nvornctl: Toaster \"x\": this device has no such class\n");
     EXPECT_EQ(vornctl("import /no/such/file"),
               "[2]\nvornctl: /no/such/file: No such file or directory\n");
 }

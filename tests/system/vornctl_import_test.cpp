@@ -74,7 +74,7 @@ TEST_F(Imports, OfAPropertyThatTheDeviceLacksAreRefused)
     write_file("/tmp/slip.xml", "<config><Radio name=\"r1\"><mod>b</mod></Radio></config>");
 
     EXPECT_EQ(vornctl("import --merge /tmp/slip.xml"),
-              "[1]\nvornctl: Radio \"r1\": this device has no such property: \"mod\"; "
+              "[5]\nvornctl: Radio \"r1\": this device has no such property: \"mod\"; "
               "did you mean \"mode\"?\n");
 }
 

@@ -35,12 +35,12 @@ TEST_F(Advice, NamesTheNearestClassPropertyAndKind)
               "[5]\nvornctl: there is no class \"raido\"; did you mean \"Radio\"?\n");
     EXPECT_EQ(vornctl("show Radio r0 chanel"), "[5]\nvornctl: class \"Radio\" has no property "
                                                "\"chanel\"; did you mean \"channel\"?\n");
-    EXPECT_EQ(vornctl("add Raido r2"), "[1]\nvornctl: add Raido \"r2\": Unknown class \"Raido\"; "
+    EXPECT_EQ(vornctl("add Raido r2"), "[5]\nvornctl: add Raido \"r2\": Unknown class \"Raido\"; "
                                        "did you mean \"Radio\"?\n");
     EXPECT_EQ(vornctl("set Radio r0 chanel=1"),
-              "[1]\nvornctl: set Radio \"r0\": Property \"chanel\" is not valid for class "
+              "[5]\nvornctl: set Radio \"r0\": Property \"chanel\" is not valid for class "
               "\"Radio\"; did you mean \"channel\"?\n");
-    EXPECT_EQ(vornctl("add Address wan kind=Dchp"), "[1]\nvornctl: add Address \"wan\": there is "
+    EXPECT_EQ(vornctl("add Address wan kind=Dchp"), "[5]\nvornctl: add Address \"wan\": there is "
                                                     "no kind \"Dchp\"; did you mean \"Dhcp\"?\n");
     EXPECT_EQ(vornctl("add Address wan"), "[1]\nvornctl: add Address \"wan\": kind is missing: one "
                                           "of Static, Dhcp\n");
