@@ -7,6 +7,7 @@
  */
 #include "vorn/query.h"
 
+#include "api/query_effort.h"
 #include "api/query_limits.h"
 #include "api/query_operations.h"
 #include "api/query_result.h"
@@ -16,6 +17,7 @@
 #include "change/providers_check.h"
 #include "change/refresh_info_record.h"
 #include "config/commit_id.h"
+#include "core/base/limits.h"
 #include "core/base/quoted.h"
 #include "core/base/text.h"
 #include "model/instance_record.h"
@@ -73,6 +75,12 @@ Text refuse_moved_on(xmlNode *root, const CommitId &commit)
     return refusal(message.get());
 }
 
+Text refuse_too_much()
+{
+    const Line<message_room> message("More than %u comparisons.", most_comparisons);
+    return refusal(message.get());
+}
+
 bool asks_for_commit(xmlNode *root)
 {
     const char *told = vorn_util_xmlGetProp(root, "tell-commit");
@@ -118,10 +126,11 @@ bool plan(QueryRequest &request, xmlNode *first, Answer &answer)
     }
     request.refresh_info = info.get();
     const std::int32_t errors = run_pass(request, first, answer, every_operation);
-    if (errors == 0 && !request.out_of_memory) vorn_providers_refresh(info.get());
+    const bool goes_on = errors == 0 && !request.out_of_memory && !is_too_much(request);
+    if (goes_on) vorn_providers_refresh(info.get());
     request.refresh_info = nullptr;
     request.watch->is_done(VORN_COMMIT_REFRESH);
-    return errors == 0 && !request.out_of_memory;
+    return goes_on;
 }
 
 bool has_to_be_committed(const QueryRequest &request)
@@ -187,7 +196,10 @@ Text evaluate_operations(QueryRequest &request, xmlNode *first, StoreWithInstanc
     request.changes = changes.get();
 
     Answer planned;
-    if (!plan(request, first, planned)) return request.out_of_memory ? Text() : planned.take();
+    if (!plan(request, first, planned)) {
+        if (request.out_of_memory) return {};
+        return is_too_much(request) ? refuse_too_much() : planned.take();
+    }
     return execute(request, first, copy);
 }
 

@@ -5,7 +5,6 @@
  */
 #include "api/query_operation.h"
 
-#include "api/query_where.h"
 #include "core/base/text.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
@@ -89,14 +88,15 @@ vorn_instance *instance_to_change(QueryOperation &operation, const Walk &walk)
 
 bool is_meant(const QueryOperation &operation, const vorn_instance *instance)
 {
-    return !operation.where || eval_expr(operation.where, instance);
+    return operation.condition.is_true_of(instance);
 }
 
 /* What could not be selected would be read as it was at some earlier time. */
 void collect_where(QueryOperation &operation)
 {
-    note_memory(operation, collect_where_properties(operation.request.refresh_info, operation.where,
-                                                    operation.class_name, operation.instance_name));
+    note_memory(operation, operation.condition.collect_properties(operation.request.refresh_info,
+                                                                  operation.class_name,
+                                                                  operation.instance_name));
 }
 
 bool has_valid_guard(QueryOperation &operation)
@@ -110,7 +110,7 @@ bool has_valid_guard(QueryOperation &operation)
 void expect_match(QueryOperation &operation)
 {
     if (!must_match(operation) || operation.counter > 0 || operation.errors > 0) return;
-    const char *condition = operation.where ? " fulfils the condition" : "";
+    const char *condition = operation.condition ? " fulfils the condition" : "";
     if (operation.instance_name) {
         report(operation, "No instance \"%s\" of class \"%s\"%s.", operation.instance_name,
                operation.class_name, condition);

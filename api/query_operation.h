@@ -3,6 +3,7 @@
 
 #include "api/query_request.h"
 #include "api/query_result.h"
+#include "api/query_where.h"
 #include "model/instances_walk.h"
 
 #include <libxml/tree.h>
@@ -21,7 +22,7 @@ struct QueryOperation {
     const char *properties;
     const xmlNode *property_elements;
     const char *must_match; /* update and delete: "yes" when picking nothing is an error */
-    const xmlNode *where;
+    Condition condition = {};
     std::int32_t errors = 0;
     std::int32_t counter = 0;
 };

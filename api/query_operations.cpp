@@ -5,7 +5,7 @@
  */
 #include "api/query_operations.h"
 
-#include "api/query_operation.h"
+#include "api/query_effort.h"
 #include "core/base/text.h"
 #include "services/xml/xml.h"
 #include "vorn/query.h"
@@ -29,14 +29,15 @@ constexpr std::size_t message_room = 80;
 struct OperationKind {
     const char *name;
     bool (*run)(QueryOperation &operation);
+    void (*note_effort)(QueryOperation &operation);
     bool writes;
 };
 
 constexpr OperationKind kinds[] = {
-    {.name = "select", .run = query_select, .writes = false},
-    {.name = "update", .run = query_update, .writes = true},
-    {.name = "delete", .run = query_delete, .writes = true},
-    {.name = "insert", .run = query_insert, .writes = true},
+    {.name = "select", .run = query_select, .note_effort = note_comparisons, .writes = false},
+    {.name = "update", .run = query_update, .note_effort = note_comparisons, .writes = true},
+    {.name = "delete", .run = query_delete, .note_effort = note_comparisons, .writes = true},
+    {.name = "insert", .run = query_insert, .note_effort = note_insertions, .writes = true},
 };
 
 const OperationKind *kind_of(const xmlNode *element)
@@ -96,11 +97,15 @@ xmlNode *evaluate_operation(QueryRequest &request, xmlNode *element, Answer &ans
         .properties = vorn_util_xmlGetProp(first_class, "properties"),
         .property_elements = is_element(first_class) ? first_class->children : nullptr,
         .must_match = vorn_util_xmlGetProp(element, "must-match"),
-        .where = where,
     };
+    if (!operation.condition.read(where)) {
+        request.out_of_memory = true; /* without its condition it would mean every instance */
+        return nullptr;
+    }
     request.last_one_writes = kind->writes;
     if (!request.passive) vorn_query_transaction_number++;
 
+    if (is_first_pass(request)) kind->note_effort(operation);
     const bool answered = kind->run(operation);
     count = operation.errors;
     if (answered) answer.add_rc_counter(operation.errors, operation.counter);

@@ -7,6 +7,8 @@
 #include "vorn/instances.h"
 #include "vorn/refresh_info.h"
 
+#include <cstdint>
+
 namespace vorn {
 
 /* One request while it is evaluated. */
@@ -18,6 +20,8 @@ struct QueryRequest {
     RequestWatch *watch = nullptr;
     vorn_refresh_info *refresh_info = nullptr; /* set during the first pass only */
     const CommitId *told_commit = nullptr;     /* for a client that asked for it */
+    std::uint64_t insertions = 0;              /* in the first pass: instances to be inserted */
+    std::uint64_t comparisons = 0;             /* in the first pass: of the second, at most */
     bool last_one_writes = false;              /* the last operation that was evaluated */
     bool out_of_memory = false;                /* the answer could not be written down whole */
 };

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Where-expressions: which instances an operation means. The recursion goes as deep as the
+ * Where-expressions: which instances an operation means. Reading and evaluating go as deep as the
  * request's elements, which the parser bounds.
  */
 #include "api/query_where.h"
@@ -15,74 +15,91 @@ namespace vorn {
 
 namespace {
 
+using Step = Condition::Step;
+
+/* An expression yields a text or null: null is false, any text is true. */
+using Evaluate = const char *(*)(const vorn_instance *instance, const Step *step);
+
 constexpr int trace_level = 4;
 constexpr char truth[] = "1";
 
-const char *evaluate(const vorn_instance *instance, const xmlNode *expression);
+/* Which of an expression's children are expressions themselves. */
+enum class Operands : unsigned char { none, first, first_two, all };
+
+struct Expression {
+    const char *name;
+    Evaluate evaluate;
+    Operands operands;
+};
+
+} // namespace
+
+struct Condition::Step {
+    const Expression *kind; /* null for a name that is unknown */
+    const char *name;
+    const char *text;
+    std::uint32_t length; /* in steps, with all operands */
+
+    const Step *first() const { return this + 1; }
+    const Step *after() const { return this + length; }
+};
+
+namespace {
+
+const char *evaluate(const vorn_instance *instance, const Step *step);
 
 const char *true_if(bool holds)
 {
     return holds ? truth : nullptr;
 }
 
-const char *eval_value(const vorn_instance *, const xmlNode *expression)
+const char *eval_value(const vorn_instance *, const Step *step)
 {
-    return text_in(expression);
+    return step->text;
 }
 
-const char *eval_property(const vorn_instance *instance, const xmlNode *expression)
+const char *eval_property(const vorn_instance *instance, const Step *step)
 {
-    const char *property = text_in(expression);
-    return property ? vorn_instance_get_value(instance, property) : nullptr;
+    return step->text ? vorn_instance_get_value(instance, step->text) : nullptr;
 }
 
-const char *eval_metadata(const vorn_instance *instance, const xmlNode *expression)
+const char *eval_metadata(const vorn_instance *instance, const Step *step)
 {
-    const char *what = text_in(expression);
-    if (what && std::strcmp(what, "name") == 0) return vorn_instance_get_name(instance);
+    if (step->text && std::strcmp(step->text, "name") == 0) return vorn_instance_get_name(instance);
     vorn_debug_1printf("Metadata other than \"name\" is not supported.\n");
     return nullptr;
 }
 
-const char *eval_eq(const vorn_instance *instance, const xmlNode *expression)
+const char *eval_eq(const vorn_instance *instance, const Step *step)
 {
-    const xmlNode *first = expression->children;
-    if (!first || !first->next) return nullptr;
+    const Step *first = step->first();
+    if (first == step->after() || first->after() == step->after()) return nullptr;
 
     const char *one = evaluate(instance, first);
-    const char *other = evaluate(instance, first->next);
+    const char *other = evaluate(instance, first->after());
     return true_if(one && other && std::strcmp(one, other) == 0);
 }
 
-const char *eval_not(const vorn_instance *instance, const xmlNode *expression)
+const char *eval_not(const vorn_instance *instance, const Step *step)
 {
-    return true_if(!expression->children || !evaluate(instance, expression->children));
+    return true_if(step->first() == step->after() || !evaluate(instance, step->first()));
 }
 
-const char *eval_and(const vorn_instance *instance, const xmlNode *expression)
+const char *eval_and(const vorn_instance *instance, const Step *step)
 {
-    for (const xmlNode *child = expression->children; child; child = child->next) {
-        if (!evaluate(instance, child)) return nullptr;
+    for (const Step *each = step->first(); each != step->after(); each = each->after()) {
+        if (!evaluate(instance, each)) return nullptr;
     }
     return truth;
 }
 
-const char *eval_or(const vorn_instance *instance, const xmlNode *expression)
+const char *eval_or(const vorn_instance *instance, const Step *step)
 {
-    for (const xmlNode *child = expression->children; child; child = child->next) {
-        if (evaluate(instance, child)) return truth;
+    for (const Step *each = step->first(); each != step->after(); each = each->after()) {
+        if (evaluate(instance, each)) return truth;
     }
     return nullptr;
 }
-
-/* Which of an expression's children are expressions themselves. */
-enum class Operands { none, first, first_two, all };
-
-struct Expression {
-    const char *name;
-    const char *(*evaluate)(const vorn_instance *instance, const xmlNode *expression);
-    Operands operands;
-};
 
 constexpr Expression expressions[] = {
     {"value", eval_value, Operands::none},
@@ -102,59 +119,82 @@ const Expression *find_expression(const xmlNode *node)
     return nullptr;
 }
 
-const char *evaluate(const vorn_instance *instance, const xmlNode *node)
+const char *evaluate(const vorn_instance *instance, const Step *step)
 {
-    const char *name = shown(plain(node->name));
-    const Expression *expression = find_expression(node);
-    if (!expression) {
-        vorn_debug_eprintf("%s: Unknown expression name \"%s\".\n", "eval_expr", name);
+    if (!step->kind) {
+        vorn_debug_eprintf("%s: Unknown expression name \"%s\".\n", "eval_expr", step->name);
         return nullptr;
     }
-    const char *result = expression->evaluate(instance, node);
-    vorn_debug_lprintf(trace_level, "%s: %s evaluates to %s\n", "eval_expr", name, shown(result));
+    const char *result = step->kind->evaluate(instance, step);
+    vorn_debug_lprintf(trace_level, "%s: %s evaluates to %s\n", "eval_expr", step->name,
+                       shown(result));
     return result;
 }
 
-bool goes_on_after(Operands operands, int visited)
+/* The first operand; an expression that has none, or none that is looked at, has no steps for it.
+ */
+const xmlNode *first_operand(const xmlNode *node, const Expression *kind)
 {
-    switch (operands) {
-    case Operands::none:
-        return false;
-    case Operands::first:
-        return visited < 1;
-    case Operands::first_two:
-        return visited < 2;
-    case Operands::all:
-        return true;
-    }
-    return false;
+    return kind && kind->operands != Operands::none ? node->children : nullptr;
+}
+
+const xmlNode *next_operand(const xmlNode *operand, const Expression *kind)
+{
+    const bool is_first = !operand->prev;
+    const bool more =
+        kind->operands == Operands::all || (kind->operands == Operands::first_two && is_first);
+    return more ? operand->next : nullptr;
+}
+
+std::uint32_t count_steps(const xmlNode *node)
+{
+    const Expression *kind = find_expression(node);
+    std::uint32_t count = 1;
+    for (const xmlNode *each = first_operand(node, kind); each; each = next_operand(each, kind))
+        count += count_steps(each);
+    return count;
+}
+
+Step *write_steps(const xmlNode *node, Step *step)
+{
+    const Expression *kind = find_expression(node);
+    Step *next = step + 1;
+    for (const xmlNode *each = first_operand(node, kind); each; each = next_operand(each, kind))
+        next = write_steps(each, next);
+    *step = {
+        .kind = kind,
+        .name = shown(plain(node->name)),
+        .text = kind && kind->operands == Operands::none ? text_in(node) : nullptr,
+        .length = static_cast<std::uint32_t>(next - step),
+    };
+    return next;
 }
 
 } // namespace
 
-const char *eval_expr(const xmlNode *expression, const vorn_instance *instance)
+bool Condition::read(const xmlNode *expression)
 {
-    return evaluate(instance, expression);
+    if (!expression) return true;
+    size_ = count_steps(expression);
+    steps_.reset(static_cast<Step *>(noted(std::malloc(size_ * sizeof(Step)))));
+    if (!steps_) return false;
+    write_steps(expression, steps_.get());
+    return true;
 }
 
-bool collect_where_properties(vorn_refresh_info *info, const xmlNode *node, const char *class_name,
-                              const char *instance_name)
+bool Condition::is_true_of(const vorn_instance *instance) const
 {
-    const Expression *expression = node ? find_expression(node) : nullptr;
-    if (!expression) return true;
+    return !steps_ || evaluate(instance, steps_.get());
+}
 
-    if (expression->evaluate == eval_property) {
-        const char *property = text_in(node);
-        return !property ||
-               vorn_refresh_info_add_property(info, class_name, instance_name, property) == 0;
-    }
-    int visited = 0;
-    for (const xmlNode *child = node->children;
-         child && goes_on_after(expression->operands, visited); child = child->next) {
-        if (!collect_where_properties(info, child, class_name, instance_name)) {
+bool Condition::collect_properties(vorn_refresh_info *info, const char *class_name,
+                                   const char *instance_name) const
+{
+    const Step *end = steps_.get() + size_;
+    for (const Step *step = steps_.get(); step != end; step++) {
+        if (!step->kind || step->kind->evaluate != eval_property || !step->text) continue;
+        if (vorn_refresh_info_add_property(info, class_name, instance_name, step->text) != 0)
             return false;
-        }
-        visited++;
     }
     return true;
 }

@@ -1,21 +1,41 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "core/base/memory.h"
 #include "vorn/instance.h"
 #include "vorn/refresh_info.h"
 
 #include <libxml/tree.h>
 
+#include <cstdint>
+
 namespace vorn {
 
 /*
- * Evaluates an expression for one instance. The answer is a text, or null: null is false, any
- * text is true. It points into the request or the instance.
+ * A where-expression, read once into steps that are then taken for each instance: an expression
+ * first, its operands after it. Texts stay the request's. Without an expression it is true of
+ * everything.
  */
-const char *eval_expr(const xmlNode *expression, const vorn_instance *instance);
+class Condition {
+public:
+    struct Step;
 
-/* Selects every property that an expression looks at for the refresh; false without memory. */
-bool collect_where_properties(vorn_refresh_info *info, const xmlNode *expression,
-                              const char *class_name, const char *instance_name);
+    /* False when memory is gone. */
+    bool read(const xmlNode *expression);
+
+    explicit operator bool() const { return steps_ != nullptr; }
+    /* At most so many steps are taken for one instance. */
+    std::uint32_t size() const { return size_; }
+
+    bool is_true_of(const vorn_instance *instance) const;
+
+    /* Selects every property that it looks at for the refresh; false when memory is gone. */
+    bool collect_properties(vorn_refresh_info *info, const char *class_name,
+                            const char *instance_name) const;
+
+private:
+    Allocated<Step> steps_;
+    std::uint32_t size_ = 0;
+};
 
 } // namespace vorn

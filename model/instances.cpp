@@ -151,6 +151,18 @@ const vorn_class *registered_class(const char *name)
     return klass;
 }
 
+std::uint64_t most_instances(const vorn_instances &instances, const vorn_class &klass)
+{
+    std::uint64_t most = 0;
+    for (auto [name, subclass] : klass.subclasses)
+        most += most_instances(instances, *subclass);
+    for (const vorn_instances *store = &instances; store; store = store->tie.original) {
+        const vorn_class_instances *entry = store->classes.get(klass.name.get());
+        if (entry) most += entry->guests + entry->shelf->holders;
+    }
+    return most;
+}
+
 Outcome add_instance(vorn_instances &instances, vorn_instance &instance)
 {
     const vorn_class &klass = *instance.klass;

@@ -74,6 +74,9 @@ namespace vorn {
 
 enum class IteratorKind { all, one_class, group };
 
+/* The class, with its subclasses, has at most so many instances in the store. */
+std::uint64_t most_instances(const vorn_instances &instances, const vorn_class &klass);
+
 /* As vorn_instances_add, which says less of why it fails. */
 Outcome add_instance(vorn_instances &instances, vorn_instance &instance);
 

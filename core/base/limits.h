@@ -34,6 +34,7 @@ constexpr std::size_t longest_name = 16384;
 constexpr unsigned int most_properties = 10000; /* of one class element */
 constexpr std::size_t longest_value = 1u << 20; /* six times that, escaped, can be read again */
 constexpr unsigned int most_of_an_expression = 20000;
+constexpr unsigned int most_comparisons = 20000000; /* of all instances that it looks at */
 
 /* Of an inform request. */
 constexpr unsigned int most_parameters = 10000;

@@ -105,7 +105,120 @@ TEST_F(RequestLimits, BoundAnExpression)
                 HasSubstr("<rc>0</rc><counter>2</counter><dataset>"));
 }
 
+/* A store of 10,000 routes, 10,000 in the group "all", and requests that look at all of them. */
+class ComparisonLimits : public QueryTest {
+protected:
+    ComparisonLimits()
+    {
+        for (int i = 2; i < 9999; i++)
+            put("Route", nullptr, {{"to", "lan"}});
+        for (int i = 0; i < 10000; i++)
+            put("Acl", "all", {{"mac", "01"}});
+    }
+
+    /* An expression of so many elements of which two are looked at. */
+    static std::string where(std::size_t elements)
+    {
+        return "<where><or><value>x</value>" + many(elements - 2, "<value/>") + "</or></where>";
+    }
+
+    static std::string refused() { return refusal("More than 20000000 comparisons."); }
+    static bool is_answered(const std::string &answer)
+    {
+        return answer.find("<rc>0</rc>") != std::string::npos;
+    }
+};
+
+TEST_F(ComparisonLimits, CountEveryElementForEveryInstance)
+{
+    const auto with_elements = [&](std::size_t count) {
+        return ask("<lsql><select><Route/></select>" + where(count) + "</lsql>");
+    };
+
+    EXPECT_EQ(with_elements(2000), refused());
+    EXPECT_TRUE(is_answered(with_elements(1999)));
+}
+
+TEST_F(ComparisonLimits, CountThePropertiesThatAreRead)
+{
+    const auto with_properties = [&](std::size_t count) {
+        return ask("<lsql><select><Route>" + many(count, "<x/>") + "</Route></select>" +
+                   where(1000) + "</lsql>");
+    };
+
+    EXPECT_EQ(with_properties(1000), refused());
+    EXPECT_TRUE(is_answered(with_properties(9)));
+}
+
+TEST_F(ComparisonLimits, AddUpAndLeaveEverythingAsItWas)
+{
+    const std::string before = state();
+    const std::string update =
+        "<delete><Board/></delete><update><Route><to>x</to></Route></update>" + where(999);
+
+    const std::string request = "<lsql>" + update + update + "<select><None/></select></lsql>";
+    EXPECT_EQ(ask(request), refused());
+    EXPECT_EQ(state(), before);
+    EXPECT_TRUE(commits.empty());
+    EXPECT_EQ(refreshed, "");
+    EXPECT_TRUE(is_answered(ask("<lsql>" + update + "</lsql>")));
+}
+
+TEST_F(ComparisonLimits, CountInTransactionsToo)
+{
+    const auto in_transaction = [&](std::size_t count) {
+        return ask("<lsql><write-transaction><delete><Route/></delete>" + where(count) +
+                   "</write-transaction></lsql>");
+    };
+
+    EXPECT_EQ(in_transaction(2000), refused());
+    EXPECT_TRUE(is_answered(in_transaction(1900)));
+}
+
+TEST_F(ComparisonLimits, CountAnInstanceThatIsNamedAsOne)
+{
+    EXPECT_TRUE(is_answered(ask(
+        "<lsql>" + many(20, "<select><Radio name=\"r0\"/></select>" + where(20000)) + "</lsql>")));
+    EXPECT_TRUE(is_answered(ask("<lsql>" +
+                                many(20, "<select><Acl name=\"guests\"/></select>" + where(20000)) +
+                                "</lsql>")));
+}
+
+TEST_F(ComparisonLimits, CountEveryMemberOfAGroup)
+{
+    const auto in_group = [&](std::size_t count) {
+        return ask("<lsql><select><Acl name=\"all\"/></select>" + where(count) + "</lsql>");
+    };
+
+    EXPECT_EQ(in_group(2000), refused());
+    EXPECT_TRUE(is_answered(in_group(1999)));
+}
+
+TEST_F(ComparisonLimits, CountSubclassesWithTheirSuperclass)
+{
+    for (int i = 0; i < 9998; i++)
+        put("Tunnel", ("t" + std::to_string(i)).c_str(), {});
+
+    EXPECT_EQ(ask("<lsql><select><Address/></select>" + where(2000) + "</lsql>"), refused());
+}
+
+TEST_F(ComparisonLimits, CountWhatTheRequestInsertsBefore)
+{
+    const std::string inserted = "<insert>" + many(10000, "<Route/>") + "</insert>";
+    const std::string select = "<select><Route/></select>" + where(1500);
+
+    EXPECT_EQ(ask("<lsql>" + inserted + select + "</lsql>"), refused());
+    EXPECT_TRUE(is_answered(ask("<lsql>" + select + inserted + "</lsql>")));
+}
+
 /* What a plugin writes down comes from inside. */
+TEST_F(ComparisonLimits, LeavePassiveRequestsAlone)
+{
+    EXPECT_TRUE(
+        is_answered(ask_passively("<lsql><select><Route/></select>" + where(2000) + "</lsql>")));
+}
+
+/* Nor is it bound in length. */
 TEST_F(RequestLimits, LeavePassiveRequestsAlone)
 {
     EXPECT_THAT(ask_passively("<lsql><update><Radio name=\"r0\"><mode>" +

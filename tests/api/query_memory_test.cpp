@@ -37,6 +37,8 @@ const Shortage shortages[] = {
     {"Update", "<update><Radio><channel>7</channel><mode>a</mode></Radio></update>"},
     {"UpdateOfAGroup", "<update><Acl name=\"guests\"><mac>04</mac></Acl></update>"},
     {"Delete", "<delete><Radio name=\"r0\"/></delete><delete><Route/></delete>"},
+    {"DeleteWhere", "<delete><Radio/></delete>"
+                    "<where><eq><property>mode</property><value>b</value></eq></where>"},
     {"DeleteOfAGroup", "<delete><Acl name=\"guests\"/></delete>"},
     {"DeleteOfAFamily", "<delete><Address/></delete>"},
     {"Insert", "<insert><Radio name=\"r2\"><channel>1</channel></Radio><Route/></insert>"},
@@ -115,6 +117,22 @@ TEST_P(MemoryShortages, AreSurvivedWithoutATransaction)
         check(answer);
         renew();
     });
+}
+
+using MemorylessConditions = QueryTest;
+
+TEST_F(MemorylessConditions, NeverMeanEverything)
+{
+    constexpr int least = 10;
+    const auto delete_b = [&] {
+        ask("<lsql><delete><Radio/></delete><where><eq><property>mode</property><value>b</value>"
+            "</eq></where></lsql>");
+
+        const AllocationsAllowed allowed;
+        EXPECT_EQ(value("Radio", "r0", "mode"), "g");
+        renew();
+    };
+    FailEachAllocation(delete_b, least);
 }
 
 using MemorylessTransactions = QueryTest;
