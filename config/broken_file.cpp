@@ -32,7 +32,8 @@ BrokenFile::BrokenFile()
     unlink(paths::broken_config_so_far);
     if (!is_regular(paths::startup_config)) return;
     if (link(paths::startup_config, paths::broken_config_so_far) == 0) return;
-    if (errno != EROFS) copy_file(paths::startup_config, paths::broken_config_so_far);
+    if (errno == EROFS) return;
+    copy_file_with_mode(paths::startup_config, paths::broken_config_so_far);
 }
 
 /* Of two names of one file, rename leaves both. */

@@ -21,8 +21,6 @@
 #include "model/class_record.h"
 #include "services/xml/xml.h"
 #include "vorn/debug.h"
-#include "vorn/notify.h"
-#include "vorn/process.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -39,12 +37,6 @@ bool exists(const char *path)
 {
     struct stat status;
     return stat(path, &status) == 0;
-}
-
-void announce_change()
-{
-    sync();
-    vorn_notify_conf_change(vorn_query_origin);
 }
 
 char *error_document(const char *message)
@@ -108,10 +100,10 @@ int vorn_config_init()
     std::snprintf(default_path, sizeof default_path, "%s", paths::default_config);
     if (exists(paths::startup_config)) return ok;
 
-    if (copy_default_or_report() == 0) {
-        note_startup_made_from(Source::fallback);
-        return ok;
-    }
+    const int code = copy_default_or_report();
+    if (code == 0) note_startup_made_from(Source::fallback);
+    /* The load will serve it from where it lies. */
+    if (code == 0 || could_not_be_copied(code)) return ok;
     if (copy_rescue()) note_startup_made_from(Source::rescue);
     sync();
     return ok;

@@ -24,12 +24,15 @@
 #include "vorn/changes.h"
 #include "vorn/config.h"
 #include "vorn/debug.h"
+#include "vorn/notify.h"
+#include "vorn/process.h"
 #include "vorn/provider.h"
 
 #include <climits>
 #include <utility>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace vorn {
 
@@ -37,9 +40,6 @@ constinit char default_path[default_path_room] = "";
 constinit Source running_from = Source::nothing;
 
 namespace {
-
-constexpr int no_default = 1;
-constexpr int no_startup = 6;
 
 /* What the startup file was made of before the boot load, when it was not there. */
 constinit Source made_from = Source::startup;
@@ -49,10 +49,6 @@ constinit bool lacks_instances = false;
 
 /* The plugin without which the last load could not read all there was; "" for none. */
 constinit char lacking_plugin[NAME_MAX + 2] = "";
-
-/* What came of the last try to copy either to the startup file's place. */
-constinit int default_code = no_default;
-constinit bool rescue_was_copied = false;
 
 /* A document to load, and where it came from. */
 struct Loadable {
@@ -66,38 +62,39 @@ bool exists(const char *path)
     return stat(path, &status) == 0;
 }
 
-XmlDocument read_in_place(const char *path)
+Loadable read_in_place(const char *path, XmlDocument document, Source source)
 {
-    XmlDocument document = parse_config(path);
-    if (document) vorn_debug_eprintf("It can't be copied: %s is read where it lies.\n", path);
-    return document;
+    if (!document) return {};
+    vorn_debug_eprintf("It can't be copied: %s is read where it lies.\n", path);
+    return {std::move(document), source};
 }
 
-/* The default whose digest was right lies in the scratch file by then. */
-Loadable take_what_could_not_be_copied()
+/* The default goes before the rescue, even if only the rescue finds room for a copy. */
+Loadable take_default(int code)
 {
-    if (default_code == no_startup) {
-        if (XmlDocument document = read_in_place(paths::scratch_default)) {
-            return {std::move(document), Source::fallback};
-        }
+    if (code == 0) {
+        announce_change();
+        return {parse_config(paths::startup_config), Source::fallback};
     }
-    if (!rescue_was_copied && exists(paths::rescue_config)) {
-        if (XmlDocument document = read_in_place(paths::rescue_config)) {
-            return {std::move(document), Source::rescue};
-        }
-    }
-    return {};
+    if (!could_not_be_copied(code)) return {};
+    return read_in_place(default_path, parse_default(default_path), Source::fallback);
+}
+
+Loadable take_rescue()
+{
+    const char *path = paths::rescue_config;
+    const bool copied = copy_rescue();
+    announce_change();
+    if (copied) return {parse_config(paths::startup_config), Source::rescue};
+    if (!exists(path)) return {};
+    return read_in_place(path, parse_config(path), Source::rescue);
 }
 
 Loadable fallback()
 {
     BrokenFile broken;
-    default_code = no_default;
-    rescue_was_copied = false;
-    const bool took_default = vorn_config_copy_default_to_startup() == ok;
-    Loadable taken = {parse_config(paths::startup_config),
-                      took_default ? Source::fallback : Source::rescue};
-    if (!taken.document && !libxml2_was_short_of_memory()) taken = take_what_could_not_be_copied();
+    Loadable taken = take_default(copy_default_or_report());
+    if (!taken.document && !libxml2_was_short_of_memory()) taken = take_rescue();
     if (!taken.document && !libxml2_was_short_of_memory()) broken.keep();
     if (!taken.document) vorn_debug_eprintf("Unable to read the default either.");
     return taken;
@@ -224,17 +221,23 @@ bool may_be_saved(SaveReason &reason)
 /* A missing default is no error: many devices are delivered with a rescue file alone. */
 int copy_default_or_report()
 {
-    default_code = copy_checked_default(default_path, paths::startup_config);
-    if (default_code != 0 && default_code != no_default) {
-        vorn_debug_eprintf("Error %d copying default config.\n", default_code);
+    constexpr int no_default = 1;
+    const int code = copy_checked_default(default_path, paths::startup_config);
+    if (code != 0 && code != no_default) {
+        vorn_debug_eprintf("Error %d copying default config.\n", code);
     }
-    return default_code;
+    return code;
 }
 
 bool copy_rescue()
 {
-    rescue_was_copied = copy_file(paths::rescue_config, paths::startup_config);
-    return rescue_was_copied;
+    return copy_file(paths::rescue_config, paths::startup_config);
+}
+
+void announce_change()
+{
+    sync();
+    vorn_notify_conf_change(vorn_query_origin);
 }
 
 } // namespace vorn

@@ -23,4 +23,7 @@ bool may_be_saved(SaveReason &reason);
 int copy_default_or_report();
 bool copy_rescue();
 
+/* Once something new is in the startup file's place. */
+void announce_change();
+
 } // namespace vorn

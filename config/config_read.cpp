@@ -5,6 +5,7 @@
  */
 #include "config/config_read.h"
 
+#include "config/default_file.h"
 #include "config/file_limits.h"
 #include "core/base/memory.h"
 #include "core/base/text.h"
@@ -123,15 +124,9 @@ bool read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances
     return take_over_or_tell(std::move(instance), instances, changes) && whole;
 }
 
-} // namespace
-
-XmlDocument parse_config(const char *path)
+/* An empty one for one that is no configuration. */
+XmlDocument judged(XmlDocument document)
 {
-    if (!path) {
-        vorn_debug_eprintf("Config filename is null.\n");
-        return {};
-    }
-    XmlDocument document = parse_xml_file(path);
     if (!document) {
         vorn_debug_eprintf("Config not parsed successfully.\n");
         return {};
@@ -146,6 +141,23 @@ XmlDocument parse_config(const char *path)
         return {};
     }
     return document;
+}
+
+} // namespace
+
+XmlDocument parse_config(const char *path)
+{
+    if (path) return judged(parse_xml_file(path));
+    vorn_debug_eprintf("Config filename is null.\n");
+    return {};
+}
+
+XmlDocument parse_default(const char *path)
+{
+    long length = 0;
+    const File file = open_checked_default(path, length);
+    if (!file || length < 0) return {};
+    return judged(parse_xml_piece(file.get(), static_cast<std::size_t>(length)));
 }
 
 /*

@@ -9,6 +9,8 @@ namespace vorn {
 
 /* Parses a configuration file; empty, with the reason in the log, when it holds none. */
 XmlDocument parse_config(const char *path);
+/* The same with what the default file holds, where it lies. */
+XmlDocument parse_default(const char *path);
 
 /*
  * Fills a store with the instances of a document, recording each as inserted. What is bad is

@@ -14,10 +14,12 @@
 #include "vorn/debug.h"
 #include "vorn/service.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
+#include <strings.h>
 #include <sys/stat.h>
 
 namespace vorn {
@@ -140,6 +142,25 @@ bool write_checksum_list(const char *md5sum)
     return list.commit();
 }
 
+/* As the tool finds it: of what there is of the document. Leaves the file where it was. */
+bool is_digest_right(std::FILE *file, const DefaultHeader &header)
+{
+    char block[1024];
+    Md5 digest;
+    const long document = std::ftell(file);
+    for (long left = header.length; left > 0;) {
+        const auto wanted = std::min(static_cast<std::size_t>(left), sizeof block);
+        const std::size_t taken = std::fread(block, 1, wanted, file);
+        if (taken == 0) break;
+        digest.add(block, taken);
+        left -= static_cast<long>(taken);
+    }
+    char found[md5_length + 1];
+    digest.finish(found);
+    return !std::ferror(file) && std::fseek(file, document, SEEK_SET) == 0 &&
+           strcasecmp(found, header.md5sum) == 0;
+}
+
 /* The tool's answer lands in a file that was made here, so that no planted link is followed. */
 bool compute_md5sum(char (&md5sum)[md5_length + 1])
 {
@@ -172,6 +193,24 @@ int read_default_header(std::FILE *file, DefaultHeader &header)
     }
     vorn_debug_eprintf("Headers ended prematurely in default.\n");
     return ended_prematurely;
+}
+
+bool could_not_be_copied(int code)
+{
+    return code == no_scratch_copy || code == no_checksum_list || code == no_startup;
+}
+
+File open_checked_default(const char *default_file, long &length)
+{
+    File file = read_regular(default_file);
+    DefaultHeader header;
+    if (!file || read_default_header(file.get(), header) != 0) return {};
+    if (!is_digest_right(file.get(), header)) {
+        vorn_debug_eprintf("%s failed checksum.\n", default_file);
+        return {};
+    }
+    length = header.length;
+    return file;
 }
 
 int copy_checked_default(const char *default_file, const char *startup_file)

@@ -31,6 +31,12 @@ Fd make_own_file(const char *path, mode_t mode)
     return Fd(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
 }
 
+void take_mode(int file, int source)
+{
+    struct stat status;
+    if (fstat(source, &status) == 0) fchmod(file, status.st_mode & 07777);
+}
+
 void keep_mode(const Fd &file, const char *replaced)
 {
     struct stat status;
@@ -117,14 +123,16 @@ bool make_scratch_file(const char *path)
     return static_cast<bool>(make_own_file(path, private_mode));
 }
 
-bool copy_file(const char *source, const char *target)
+namespace {
+
+bool copy_as(FileKind kind, const char *source, const char *target)
 {
     const File from = read_regular(source);
     if (!from) {
         vorn_debug_eprintf("vorn_config_cp: Can't open %s\n", source);
         return false;
     }
-    FileReplacement to(target);
+    FileReplacement to(target, kind);
     if (!to) {
         vorn_debug_eprintf("vorn_config_cp: Can't open %s\n", target);
         return false;
@@ -134,7 +142,20 @@ bool copy_file(const char *source, const char *target)
         vorn_debug_eprintf("Can't read %s.\n", source);
         return false;
     }
+    if (kind == FileKind::scratch) take_mode(fileno(to.stream()), fileno(from.get()));
     return to.commit();
+}
+
+} // namespace
+
+bool copy_file(const char *source, const char *target)
+{
+    return copy_as(FileKind::kept, source, target);
+}
+
+bool copy_file_with_mode(const char *source, const char *target)
+{
+    return copy_as(FileKind::scratch, source, target);
 }
 
 } // namespace vorn

@@ -51,7 +51,7 @@ VORN_BEGIN
 /**
  * Makes sure that there is a startup file. Called once by start-up, before the boot load. Without
  * one the default is copied there, as by vorn_config_copy_default_to_startup but unannounced, or
- * else the rescue. Returns 0.
+ * else the rescue; a good default that finds no place there is left to the load. Returns 0.
  */
 VORN_API int vorn_config_init(void);
 

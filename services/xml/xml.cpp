@@ -109,7 +109,8 @@ struct Character {
 };
 
 struct UnreadFile {
-    const Fd &file;
+    int file;
+    std::size_t length; /* not beyond which */
     xmlParserCtxt *reader;
     XmlBounds *bounds;
 };
@@ -120,18 +121,18 @@ struct UnreadFile {
  */
 int read_file_piece(void *source, char *room, int size)
 {
-    const auto *unread = static_cast<UnreadFile *>(source);
-    int taken = 0;
-    while (taken < size) {
-        const ssize_t count =
-            read(unread->file.get(), room + taken, static_cast<std::size_t>(size - taken));
+    auto *unread = static_cast<UnreadFile *>(source);
+    const std::size_t wanted = std::min(static_cast<std::size_t>(size), unread->length);
+    std::size_t taken = 0;
+    while (taken < wanted) {
+        const ssize_t count = read(unread->file, room + taken, wanted - taken);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return -1;
         if (count == 0) break;
-        taken += static_cast<int>(count);
+        taken += static_cast<std::size_t>(count);
     }
-    return unread->bounds->admit(*unread->reader, room, static_cast<std::size_t>(taken)) ? taken
-                                                                                         : 0;
+    unread->length -= taken;
+    return unread->bounds->admit(*unread->reader, room, taken) ? static_cast<int>(taken) : 0;
 }
 
 /* A document that memory ran out for lacks texts, and looks well-formed all the same. */
@@ -141,6 +142,16 @@ XmlDocument read_document(xmlParserCtxt *parser, XmlBounds &bounds, xmlInputRead
     XmlDocument document(xmlCtxtReadIO(parser, read, nullptr, source, nullptr, nullptr, options));
     if (short_of_memory || bounds.are_passed()) return {};
     return document;
+}
+
+XmlDocument read_file(int file, std::size_t length)
+{
+    const Context context = new_context();
+    short_of_memory = !context;
+    if (!context) return {};
+    XmlBounds bounds(XmlBounds::any_number);
+    UnreadFile unread = {file, length, context.get(), &bounds};
+    return read_document(context.get(), bounds, read_file_piece, &unread, whatever_its_length);
 }
 
 /* One UTF-8 character, which must be written in as few bytes as it takes. */
@@ -204,18 +215,22 @@ XmlDocument parse_xml_text(const char *text, std::size_t length)
 XmlDocument parse_xml_file(const char *path)
 {
     short_of_memory = false;
-    Fd file = open_regular(path, O_RDONLY);
+    const Fd file = open_regular(path, O_RDONLY);
     if (!file) {
         const int error = errno;
         vorn_debug_lprintf(parser_trace_level, "%s: %s\n", path, std::strerror(error));
         return {};
     }
-    const Context context = new_context();
-    short_of_memory = !context;
-    if (!context) return {};
-    XmlBounds bounds(XmlBounds::any_number);
-    UnreadFile unread = {file, context.get(), &bounds};
-    return read_document(context.get(), bounds, read_file_piece, &unread, whatever_its_length);
+    return read_file(file.get(), SIZE_MAX);
+}
+
+/* The stream may have read ahead. */
+XmlDocument parse_xml_piece(std::FILE *file, std::size_t length)
+{
+    short_of_memory = false;
+    const long begin = std::ftell(file);
+    if (begin < 0 || lseek(fileno(file), begin, SEEK_SET) != begin) return {};
+    return read_file(fileno(file), length);
 }
 
 bool libxml2_was_short_of_memory()

@@ -6,6 +6,7 @@
 #include <libxml/tree.h>
 
 #include <cstddef>
+#include <cstdio>
 #include <memory>
 
 namespace vorn {
@@ -29,6 +30,8 @@ using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
  */
 XmlDocument parse_xml_text(const char *text, std::size_t length);
 XmlDocument parse_xml_file(const char *path);
+/* The same with so many bytes of a file that is open, from where it stands. */
+XmlDocument parse_xml_piece(std::FILE *file, std::size_t length);
 
 /*
  * Whether the last of these parses was ended by that, and not by what it found; or whether libxml2

@@ -62,6 +62,25 @@ TEST_F(BrokenFiles, AreKeptBesideWhenNothingElseCanBeRead)
     EXPECT_EQ(shell("ls /etc/config"), "config.xml\nconfig.xml.broken\n");
 }
 
+/* A file of another mount has no second name here; secrets in it stay what they are. */
+TEST_F(BrokenFiles, AreCopiedWithTheirModeWhereThereAreNoSecondNames)
+{
+    std::filesystem::remove(rescue);
+    for (const mode_t mode : {0600u, 0640u}) {
+        write_file("/etc/elsewhere", broken_text);
+        ASSERT_EQ(chmod("/etc/elsewhere", mode), 0);
+        write_file(startup, "");
+        ASSERT_EQ(mount("/etc/elsewhere", startup, nullptr, MS_BIND, nullptr), 0);
+        boot();
+        shut_down();
+
+        EXPECT_EQ(read_file(broken_file), broken_text);
+        EXPECT_EQ(std::filesystem::status(broken_file).permissions(),
+                  static_cast<std::filesystem::perms>(mode));
+        umount(startup);
+    }
+}
+
 TEST_F(BrokenFiles, AreKeptUntilSomebodyForgetsThem)
 {
     std::filesystem::remove(rescue);
@@ -192,6 +211,112 @@ TEST_F(WornDisks, HaveTheirSingletonsWithoutAnyFile)
 
     expect_boot_was("nothing");
     expect_singletons();
+}
+
+/* Nor is there a place for the scratch files. */
+/* Attack. */
+class DisksWithoutScratchFiles : public BrokenFiles {
+protected:
+    void TearDown() override
+    {
+        BrokenFiles::TearDown();
+        umount("/tmp");
+        umount("/etc/config");
+    }
+
+    static void make_read_only(const char *folder)
+    {
+        ASSERT_EQ(mount("tmpfs", folder, "tmpfs", MS_RDONLY, nullptr), 0);
+    }
+    static void make_full(const char *folder, std::size_t pages)
+    {
+        ASSERT_EQ(mount("tmpfs", folder, "tmpfs", 0, "size=64k"), 0);
+        write_file(std::string(folder) + "/ballast", std::string((16 - pages) * 4096, 'x'));
+    }
+};
+
+TEST_F(DisksWithoutScratchFiles, ServeTheDefaultInPlaceOfAMissingStartupFile)
+{
+    write_default(good_header());
+    make_read_only("/tmp");
+
+    expect_boot_from("factory");
+    expect_boot_was("default");
+    EXPECT_TRUE(console_shows("vorn: Can't open /tmp/defaultconfig.xml.\n"
+                              "vorn: Error 2 copying default config.\n"
+                              "vorn: It can't be copied: /etc/defaultconfig.xml is read where it "
+                              "lies.\n"));
+    lsql(add_radio);
+    EXPECT_THAT(read_file(startup), HasSubstr("<Radio name=\"new\"/>"));
+}
+
+TEST_F(DisksWithoutScratchFiles, ServeTheDefaultInPlaceOfABrokenStartupFile)
+{
+    write_file(startup, broken_text);
+    write_default(good_header());
+    make_full("/tmp", 0);
+
+    expect_boot_from("factory");
+    expect_boot_was("default");
+    EXPECT_EQ(read_file(startup), broken_text);
+}
+
+TEST_F(DisksWithoutScratchFiles, ServeTheDefaultFromWhereItLies)
+{
+    write_default(good_header());
+    make_read_only("/tmp");
+    make_read_only("/etc/config");
+
+    expect_boot_from("factory");
+    expect_boot_was("default");
+    expect_singletons();
+}
+
+/* A checksum list that finds no room leaves the same way. */
+TEST_F(DisksWithoutScratchFiles, ServeTheDefaultWhereOnlyTheScratchCopyFindsRoom)
+{
+    write_default(good_header());
+    make_full("/tmp", 1);
+    make_read_only("/etc/config");
+
+    expect_boot_from("factory");
+    expect_boot_was("default");
+}
+
+TEST_F(DisksWithoutScratchFiles, ServeNoDefaultWithAWrongDigest)
+{
+    write_default("Version: 1\nLength: " + std::to_string(sizeof default_text - 1) +
+                  "\nMD5sum: " + md5_of("another text") + "\n");
+    make_read_only("/tmp");
+    make_read_only("/etc/config");
+
+    expect_boot_from("rescued");
+    expect_boot_was("rescue");
+    EXPECT_TRUE(console_shows("vorn: Error 2 copying default config.\n"));
+}
+
+/* What follows the document is not the document's. */
+TEST_F(DisksWithoutScratchFiles, ServeTheDefaultAsFarAsItsLength)
+{
+    write_file(default_file, good_header() + "\n" + default_text + "<config/>");
+    make_read_only("/tmp");
+    make_read_only("/etc/config");
+
+    expect_boot_from("factory");
+}
+
+/* The startup file's disk has room for the rescue only. */
+TEST_F(DisksWithoutScratchFiles, ServeTheDefaultBeforeARescueThatCanBeCopied)
+{
+    const std::string large =
+        "<config><Radio name=\"factory\"/>" + std::string(9000, ' ') + "</config>\n";
+    write_file(default_file, "Version: 1\nLength: " + std::to_string(large.size()) +
+                                 "\nMD5sum: " + md5_of(large) + "\n\n" + large);
+    make_full("/etc/config", 2);
+
+    expect_boot_from("factory");
+    expect_boot_was("default");
+    EXPECT_EQ(shell("ls /etc/config"), "ballast\n");
 }
 
 TEST_F(BrokenFiles, AreDoneWithoutWhereTheirFolderIsMissing)

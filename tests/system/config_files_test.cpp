@@ -98,22 +98,22 @@ TEST_F(ConfigurationFiles, FallBackToTheRescueWithoutAChecksumTool)
                                      "vorn: Error 4 copying default config.\n"));
 }
 
-TEST_F(ConfigurationFiles, FallBackToTheRescueWhenTheScratchCopyCannotBeMade)
+TEST_F(ConfigurationFiles, ServeTheDefaultFromWhereItLiesWithoutAScratchCopy)
 {
     write_default(good_header());
     std::filesystem::create_directories("/tmp/defaultconfig.xml.new/in-the-way");
 
-    expect_boot_from("rescued");
+    expect_boot_from("factory");
     EXPECT_THAT(console(), HasSubstr("vorn: Can't open /tmp/defaultconfig.xml.\n"
                                      "vorn: Error 2 copying default config.\n"));
 }
 
-TEST_F(ConfigurationFiles, FallBackToTheRescueWhenTheChecksumListCannotBeMade)
+TEST_F(ConfigurationFiles, ServeTheDefaultFromWhereItLiesWithoutAChecksumList)
 {
     write_default(good_header());
     std::filesystem::create_directories("/tmp/defaultconfig.xml.md5.new/in-the-way");
 
-    expect_boot_from("rescued");
+    expect_boot_from("factory");
     EXPECT_THAT(console(), HasSubstr("vorn: Can't open /tmp/defaultconfig.xml.md5.\n"
                                      "vorn: Error 3 copying default config.\n"));
 }
