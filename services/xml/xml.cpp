@@ -28,7 +28,8 @@ namespace vorn {
 namespace {
 
 constexpr int parser_trace_level = 4;
-constexpr int safely = XML_PARSE_NONET;
+/* Compact: short texts would be kept for ever otherwise, among the names. */
+constexpr int safely = XML_PARSE_NONET | XML_PARSE_COMPACT;
 /* A file may hold longer texts than the parser's own limits know: whatever is saved is read back.
  */
 constexpr int whatever_its_length = safely | XML_PARSE_HUGE;
@@ -80,9 +81,19 @@ Context new_context()
 
 /*
  * A parser that has read one request reads the next one sooner. It remembers every name it has
- * seen, though, so that one which has seen too many must go.
+ * seen, though, and has room for the longest text of the last request: one with too much of either
+ * must go.
  */
 constexpr unsigned int most_names_kept = 1000;
+constexpr std::size_t longest_names_kept = 128u << 10; /* all of them together */
+constexpr std::size_t longest_text_kept = 64u << 10;
+
+bool may_be_kept(xmlParserCtxt &parser, std::size_t length)
+{
+    return !short_of_memory && length <= longest_text_kept &&
+           XmlBounds::names_seen_by(parser) < most_names_kept &&
+           XmlBounds::length_of_names_seen_by(parser) <= longest_names_kept;
+}
 
 struct Unread {
     const char *text;
@@ -202,9 +213,7 @@ XmlDocument parse_xml_text(const char *text, std::size_t length)
     XmlBounds bounds(most_elements);
     Unread unread = {text, length, context.get(), &bounds};
     XmlDocument document = read_document(context.get(), bounds, read_piece, &unread, safely);
-    if (!short_of_memory && XmlBounds::names_seen_by(*context) < most_names_kept) {
-        kept = context.release();
-    }
+    if (may_be_kept(*context, length)) kept = context.release();
     return document;
 }
 

@@ -123,6 +123,11 @@ unsigned int XmlBounds::names_seen_by(xmlParserCtxt &parser)
     return count > 0 ? static_cast<unsigned int>(count) : 0;
 }
 
+std::size_t XmlBounds::length_of_names_seen_by(xmlParserCtxt &parser)
+{
+    return xmlDictGetUsage(names_of(parser));
+}
+
 void XmlBounds::give_up()
 {
     if (watching) watching->given_up_ = true;
@@ -131,10 +136,7 @@ void XmlBounds::give_up()
 bool XmlBounds::admit(xmlParserCtxt &parser, const char *bytes, std::size_t length)
 {
     if (passed_ || given_up_) return false;
-    /* The parser takes short texts for names; a file may have any number of them. */
-    const bool is_request = element_limit_ != any_number;
-    if (is_request && names_seen_by(parser) > most_names)
-        return pass("different names", most_names);
+    if (pieces_ == 0) names_before_ = names_seen_by(parser);
     return is_in_time() && may_hold(bytes, length);
 }
 
@@ -169,8 +171,9 @@ void XmlBounds::begin_element(void *parser, const xmlChar *name, const xmlChar *
                               const xmlChar *uri, int namespace_count, const xmlChar **namespaces,
                               int attribute_count, int default_count, const xmlChar **attributes)
 {
-    if (!watching->enter(static_cast<unsigned int>(namespace_count))) {
-        xmlStopParser(static_cast<xmlParserCtxt *>(parser));
+    auto &reader = *static_cast<xmlParserCtxt *>(parser);
+    if (!watching->enter(reader, static_cast<unsigned int>(namespace_count))) {
+        xmlStopParser(&reader);
         return;
     }
     xmlSAX2StartElementNs(parser, name, prefix, uri, namespace_count, namespaces, attribute_count,
@@ -184,10 +187,15 @@ void XmlBounds::end_element(void *parser, const xmlChar *name, const xmlChar *pr
     xmlSAX2EndElementNs(parser, name, prefix, uri);
 }
 
-bool XmlBounds::enter(unsigned int namespaces)
+/* A file may have any number of what a request may not. */
+bool XmlBounds::enter(xmlParserCtxt &parser, unsigned int namespaces)
 {
     run_ = 0;
     if (++elements_ > element_limit_) return pass("elements", element_limit_);
+    const bool is_request = element_limit_ != any_number;
+    if (is_request && names_seen_by(parser) - names_before_ > most_names) {
+        return pass("different names", most_names);
+    }
     if (++depth_ > deepest_element) return pass("elements inside each other", deepest_element);
     declared_at_[depth_] = namespaces;
     namespaces_ += namespaces;

@@ -29,6 +29,7 @@ public:
     static void tell_of(xmlParserCtxt &parser);
     /* Of all documents it has read. */
     static unsigned int names_seen_by(xmlParserCtxt &parser);
+    static std::size_t length_of_names_seen_by(xmlParserCtxt &parser);
     /* What is no document any more needs no further reading. */
     static void give_up();
 
@@ -49,7 +50,7 @@ private:
                             const xmlChar *uri);
 
     bool pass(const char *what, std::size_t limit);
-    bool enter(unsigned int namespaces);
+    bool enter(xmlParserCtxt &parser, unsigned int namespaces);
     void leave();
     bool is_in_time();
     bool may_hold(const char *bytes, std::size_t length);
@@ -70,6 +71,7 @@ private:
     unsigned int closers_ = 0; /* of the bytes that end what place_ is in, seen in a row */
     unsigned int attributes_ = 0;
 
+    unsigned int names_before_ = 0;
     std::size_t elements_ = 0;
     unsigned int depth_ = 0;
     unsigned int namespaces_ = 0;

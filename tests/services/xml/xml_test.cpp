@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +16,7 @@
 #include <string>
 
 #include <iconv.h>
+#include <malloc.h>
 #include <unistd.h>
 
 namespace {
@@ -289,7 +291,10 @@ TEST(Parsing, BoundsATagThatAnEncodingHides)
 
     EXPECT_TRUE(parsed(*document_in("UTF-16", "<a" + many(900, " x", "=\"\"") + "/>")));
     EXPECT_TRUE(parsed(*document_in("UTF-16", "<a>" + many(9000, "<x", "/>") + "</a>")));
+    EXPECT_TRUE(parsed(*document_in("UTF-16", "<a>" + std::string(65536 / 2, 'x') + "</a>")));
     EXPECT_EQ(log.take(), "");
+    EXPECT_FALSE(parsed(*document_in("UTF-16", "<a>" + std::string(65536, 'x') + "</a>")));
+    EXPECT_THAT(log.take(), HasSubstr("more than 65536 bytes between two elements"));
     for (const char *encoding : {"UTF-16", "UCS-4BE", "UTF-7", "IBM037"}) {
         const std::optional<std::string> tag =
             document_in(encoding, "<a" + many(90000, " x", "=\"\"") + "/>");
@@ -324,8 +329,8 @@ TEST(Parsing, RefusesMoreThanAHundredThousandNames)
 {
     CapturedLog log(1);
 
-    EXPECT_TRUE(parsed("<a>" + many(99000, "<x", "/>") + "</a>"));
-    EXPECT_FALSE(parsed("<a>" + many(110000, "<x", "/>") + "</a>"));
+    EXPECT_TRUE(parsed("<names>" + many(99999, "<x", "/>") + "</names>"));
+    EXPECT_FALSE(parsed("<names>" + many(100000, "<y", "/>") + "</names>"));
 
     EXPECT_EQ(log.text(), "vorn: XML of more than 100000 different names is refused.\n");
     EXPECT_TRUE(parsed("<a/>"));
@@ -347,6 +352,38 @@ TEST(Parsing, RefusesMoreElementsThanARequestMayHave)
     EXPECT_FALSE(are_passed_with(3));
     EXPECT_TRUE(are_passed_with(2));
     EXPECT_EQ(log.text(), "vorn: XML of more than 2 elements is refused.\n");
+    xmlFreeParserCtxt(parser);
+}
+
+TEST(Parsing, TakesAllTheElementsThatARequestMayHave)
+{
+    CapturedLog log(1);
+    const auto with_elements = [](std::size_t count) {
+        std::string text = "<a>";
+        for (std::size_t i = 1; i < count; i++)
+            text += "<b/>";
+        return parsed(text + "</a>");
+    };
+
+    EXPECT_TRUE(with_elements(2000000));
+    EXPECT_EQ(log.text(), "");
+    EXPECT_FALSE(with_elements(2000001));
+    EXPECT_EQ(log.text(), "vorn: XML of more than 2000000 elements is refused.\n");
+}
+
+/* The clock is first looked at with the second piece. */
+TEST(Parsing, EndsAfterAMinuteOfTheProcessor)
+{
+    const CapturedLog log(0);
+    xmlParserCtxt *parser = xmlNewParserCtxt();
+    vorn::XmlBounds bounds(vorn::XmlBounds::any_number);
+    milliseconds_for_each_question = 1000;
+
+    for (int i = 0; i < 2 + 60; i++)
+        EXPECT_TRUE(bounds.admit(*parser, "    ", 4)) << i;
+    EXPECT_FALSE(bounds.admit(*parser, "    ", 4));
+
+    milliseconds_for_each_question = 0;
     xmlFreeParserCtxt(parser);
 }
 
@@ -420,22 +457,18 @@ TEST(Parsing, ReadsAnyNumberOfElements)
     }
 }
 
-/* The parser keeps short texts as it keeps names, of which a request may have so many and no more.
- */
-TEST(Parsing, ReadsFilesOfAnyNumberOfShortTexts)
+/* A parser that is not told otherwise keeps short texts as it keeps names. */
+TEST(Parsing, ReadsAnyNumberOfShortTexts)
 {
+    const CapturedLog log(0);
     constexpr char letters[] = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
-    char path[] = "/tmp/texts-XXXXXX";
-    std::FILE *file = fdopen(mkstemp(path), "w");
-    std::fputs("<a>", file);
-    for (int i = 0; i < 62 * 62 * 30; i++)
-        std::fprintf(file, "<b>%c%c%c</b>", letters[i % 62], letters[i / 62 % 62],
-                     letters[i / 62 / 62]);
-    std::fputs("</a>", file);
-    std::fclose(file);
+    std::string text = "<a>";
+    for (int i = 0; i < 62 * 62 * 30; i++) {
+        const char three[] = {letters[i % 62], letters[i / 62 % 62], letters[i / 62 / 62], '\0'};
+        text += std::string("<b>") + three + "</b>";
+    }
 
-    const XmlDocument document = vorn::parse_xml_file(path);
-    unlink(path);
+    const XmlDocument document = parsed(text + "</a>");
 
     ASSERT_TRUE(document);
     EXPECT_EQ(xmlChildElementCount(root_of(document)), 62u * 62u * 30u);
@@ -463,6 +496,76 @@ TEST(Parsing, ForgetsADocumentThatFailed)
     const XmlDocument document = parsed("<c/>");
     ASSERT_TRUE(document);
     EXPECT_STREQ(reinterpret_cast<const char *>(root_of(document)->name), "c");
+}
+
+/* What libxml2 holds, in bytes. */
+class HeldByLibxml2 {
+public:
+    HeldByLibxml2()
+    {
+        xmlMemGet(&free_, &malloc_, &realloc_, &strdup_);
+        xmlMemSetup(give_back, take, take_more, copy);
+        held = 0;
+    }
+    ~HeldByLibxml2() { xmlMemSetup(free_, malloc_, realloc_, strdup_); }
+
+    static inline std::ptrdiff_t held = 0;
+
+private:
+    static std::ptrdiff_t size_of(void *memory)
+    {
+        return static_cast<std::ptrdiff_t>(malloc_usable_size(memory));
+    }
+    static void *counted(void *memory)
+    {
+        held += size_of(memory);
+        return memory;
+    }
+    static void give_back(void *memory)
+    {
+        held -= size_of(memory);
+        std::free(memory);
+    }
+    static void *take(std::size_t size) { return counted(std::malloc(size)); }
+    static void *take_more(void *memory, std::size_t size)
+    {
+        held -= size_of(memory);
+        return counted(std::realloc(memory, size));
+    }
+    static char *copy(const char *text) { return static_cast<char *>(counted(strdup(text))); }
+
+    xmlFreeFunc free_ = nullptr;
+    xmlMallocFunc malloc_ = nullptr;
+    xmlReallocFunc realloc_ = nullptr;
+    xmlStrdupFunc strdup_ = nullptr;
+};
+
+TEST(Parsing, KeepsLittleOfWhatWasLarge)
+{
+    const CapturedLog log(0);
+    const std::string large(9900000, 'x');
+    const HeldByLibxml2 memory;
+    parsed("<a/>");
+
+    for (const std::string &text :
+         {"<a b=\"" + large + "\"/>", "<a>" + large + "</a>", "<a b=\"" + large, "<a>" + large,
+          "<a>" + many(60000, "<n", "/>") + "</a>", many(60000, "<n", ">"),
+          large + "<!DOCTYPE a><a/>"}) {
+        parsed(text);
+        EXPECT_LT(memory.held, 512 * 1024) << text.substr(0, 10);
+    }
+}
+
+TEST(Parsing, KeepsLittleOfManyLongNames)
+{
+    const CapturedLog log(0);
+    const HeldByLibxml2 memory;
+    parsed("<a/>");
+
+    for (int i = 0; i < 100; i++) {
+        parsed("<" + std::string(40000, 'n') + std::to_string(i) + "/>");
+        EXPECT_LT(memory.held, 1024 * 1024) << i;
+    }
 }
 
 TEST(Parsing, ReadsFilesTheSameWay)
