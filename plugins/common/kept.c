@@ -1,5 +1,8 @@
 /* SPDX-License-Identifier: MIT */
-/* What the keeper tells last follows a byte that no program writes. */
+/*
+ * What the keeper tells last follows a byte that no program writes, and is a line. The end of the
+ * pipe is nothing to wait for: what a program has started itself may hold it open for ever.
+ */
 #include "kept.h"
 
 #include <errno.h>
@@ -9,6 +12,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -50,40 +54,45 @@ static void feed(const kept_plan *plan, int input)
     close(input);
 }
 
-static void say_that_it_was_late(int limit_ms)
+/* What the keeper says, and does, when the program takes too long; everything that belongs to the
+ * program is of the keeper's group. */
+static char late_words[64];
+static size_t late_length;
+
+static void be_late(int signal_number)
 {
-    if (limit_ms % 1000 == 0) {
-        dprintf(STDERR_FILENO, "no answer within %d s", limit_ms / 1000);
-    } else {
-        dprintf(STDERR_FILENO, "no answer within %d ms", limit_ms);
-    }
+    (void)signal_number;
+    const ssize_t said = write(STDERR_FILENO, late_words, late_length);
+    (void)said; /* to nobody, when the daemon has ended */
+    kill(0, SIGKILL);
+}
+
+static void limit_time(int limit_ms)
+{
+    const struct itimerval limit = {
+        .it_value = {.tv_sec = limit_ms / 1000, .tv_usec = limit_ms % 1000 * 1000}};
+    const int is_whole = limit_ms % 1000 == 0;
+    late_length = (size_t)snprintf(late_words, sizeof late_words, "no answer within %d %s%c%d\n",
+                                   is_whole ? limit_ms / 1000 : limit_ms, is_whole ? "s" : "ms",
+                                   mark, SIGKILL);
+    signal(SIGALRM, be_late);
+    setitimer(ITIMER_REAL, &limit, NULL);
 }
 
 static _Noreturn void keep(const kept_plan *plan, int words)
 {
-    sigset_t child;
-    const struct timespec limit = {plan->limit_ms / 1000, plan->limit_ms % 1000 * 1000000L};
     int input[2];
     int status = -1;
     prepare_child(plan, words);
-    sigemptyset(&child);
-    sigaddset(&child, SIGCHLD);
-    sigprocmask(SIG_BLOCK, &child, NULL);
     const pid_t program = pipe2(input, O_CLOEXEC) == 0 ? fork() : -1;
-    if (program == 0) {
-        sigprocmask(SIG_UNBLOCK, &child, NULL);
-        become_program(plan, input[0]);
-    }
+    if (program == 0) become_program(plan, input[0]);
     if (program > 0) {
+        limit_time(plan->limit_ms);
         close(input[0]);
         feed(plan, input[1]);
-        if (sigtimedwait(&child, NULL, &limit) < 0) {
-            kill(program, SIGKILL);
-            say_that_it_was_late(plan->limit_ms);
-        }
         if (waitpid(program, &status, 0) != program) status = -1;
     }
-    dprintf(STDERR_FILENO, "%c%d", mark, status);
+    dprintf(STDERR_FILENO, "%c%d\n", mark, status);
     _exit(0);
 }
 
@@ -103,6 +112,8 @@ static void take(kept *run, char byte)
     if (byte == mark) {
         run->has_last = 1;
         run->last_length = 0;
+    } else if (run->has_last && byte == '\n') {
+        run->is_told = 1;
     } else if (run->has_last) {
         if (run->last_length + 1 < sizeof run->last) run->last[run->last_length++] = byte;
     } else if (byte != '\0' && run->length + 1 < run->room) {
@@ -126,6 +137,7 @@ int kept_start(kept *run, const kept_plan *plan)
     run->length = 0;
     run->last_length = 0;
     run->has_last = 0;
+    run->is_told = 0;
     run->output[0] = '\0';
     if (pipe2(ends, O_CLOEXEC) == 0 && fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0) keeper = fork();
     if (keeper == 0) keep(plan, ends[1]);
@@ -145,12 +157,13 @@ int kept_hear(kept *run)
 {
     char piece[1024];
     ssize_t size = 1;
-    for (int pieces = 0; size > 0 && pieces < most_pieces; pieces++) {
+    for (int pieces = 0; size > 0 && !run->is_told && pieces < most_pieces; pieces++) {
         size = read(run->pipe, piece, sizeof piece);
-        for (ssize_t i = 0; i < size; i++)
+        for (ssize_t i = 0; i < size && !run->is_told; i++)
             take(run, piece[i]);
     }
     run->output[run->length] = '\0';
+    if (run->is_told) size = 0;
     if (size > 0 || (size < 0 && (errno == EAGAIN || errno == EINTR))) return 1;
     end(run);
     return 0;
@@ -176,7 +189,7 @@ int kept_await_a_moment(kept *run)
     return has_ended;
 }
 
-/* While the pipe is open somebody of the keeper's group holds it: its number is no other one's. */
+/* Until it has told its last its group is there: the number is no other one's. */
 void kept_give_up(kept *run)
 {
     if (run->pipe < 0) return;

@@ -26,6 +26,7 @@ typedef struct kept {
     char last[kept_last_room];
     size_t last_length;
     int has_last;
+    int is_told; /* all of it */
 } kept;
 
 #define KEPT(output_, room_)                                                                       \
