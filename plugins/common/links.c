@@ -12,18 +12,25 @@
 enum { soon_us = 100000, later_us = 700000 };
 
 static void (*tell)(void);
+static int is_due;
 
 static void look(void *eloop_data, void *data)
 {
     (void)eloop_data;
     (void)data;
+    is_due = 0;
     tell();
 }
 
 static void look_after(unsigned int us)
 {
     eloop_cancel_timeout(look, NULL, NULL);
-    eloop_register_timeout(0, us, look, NULL, NULL);
+    is_due = eloop_register_timeout(0, us, look, NULL, NULL) == 0;
+}
+
+int links_will_be_looked_at(void)
+{
+    return is_due;
 }
 
 void links_look_later(void)

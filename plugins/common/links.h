@@ -13,4 +13,7 @@ int links_watch(void (*changed)(void));
 /** Calls back once more after a while, as if a link had changed. */
 void links_look_later(void);
 
+/** Whether it is going to call back without another change. */
+int links_will_be_looked_at(void);
+
 #endif

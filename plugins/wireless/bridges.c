@@ -77,7 +77,8 @@ int bridges_lack(const vorn_instances *configuration, const char *radio)
     return find_outside(configuration, radio, &search);
 }
 
-const char *bridges_reason(const vorn_instances *configuration, const vorn_instance *network)
+const char *bridges_reason(const vorn_instances *configuration, const vorn_instance *network,
+                           int has_time)
 {
     static char reason[64];
     const char *bridge = value_of(network, "bridge");
@@ -88,17 +89,30 @@ const char *bridges_reason(const vorn_instances *configuration, const vorn_insta
         snprintf(reason, sizeof reason, "waiting for %s", bridge);
     } else if (*bridge != '\0' &&
                find_outside(configuration, value_of(network, "radio"), &search)) {
-        snprintf(reason, sizeof reason, "failed: %s is not in %s", search.interface, bridge);
+        const int is_going_on =
+            has_time && (links_will_be_looked_at() || vorn_service_is_running(search.interface));
+        snprintf(reason, sizeof reason,
+                 is_going_on ? "applying: %s is not in %s yet" : "failed: %s is not in %s",
+                 search.interface, bridge);
     } else {
         return NULL;
     }
     return reason;
 }
 
+struct joining {
+    struct kernel kernel;
+    int outside;
+};
+
 /* Nobody waits for it: whether it is in its bridge is seen from the kernel. */
 static void join(const vorn_instance *network, const char *interface, void *data)
 {
-    if (!is_outside(data, network, interface) || bridges_missing(network) != NULL) return;
+    struct joining *joining = data;
+    if (!is_outside(&joining->kernel, network, interface) || bridges_missing(network) != NULL) {
+        return;
+    }
+    joining->outside++;
     if (vorn_service_is_running(interface)) {
         links_look_later();
     } else {
@@ -107,10 +121,11 @@ static void join(const vorn_instance *network, const char *interface, void *data
     }
 }
 
-void bridges_join(const vorn_instances *configuration, const char *radio)
+int bridges_join(const vorn_instances *configuration, const char *radio)
 {
-    struct kernel kernel;
-    if (vorn_process_no_actions || kernel_read(&kernel) != 0) return;
-    hostapd_for_each_network(configuration, radio, join, &kernel);
-    kernel_free(&kernel);
+    struct joining joining = {.outside = 0};
+    if (vorn_process_no_actions || kernel_read(&joining.kernel) != 0) return 0;
+    hostapd_for_each_network(configuration, radio, join, &joining);
+    kernel_free(&joining.kernel);
+    return joining.outside;
 }

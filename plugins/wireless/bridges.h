@@ -21,13 +21,14 @@ unsigned int bridges_sum(const vorn_instances *configuration, const char *radio)
 /** Whether somebody has taken an interface of the radio out of its bridge. */
 int bridges_lack(const vorn_instances *configuration, const char *radio);
 
-/** Puts the interfaces of the radio that are outside of their bridges back into them. */
-void bridges_join(const vorn_instances *configuration, const char *radio);
+/** Puts the interfaces of the radio that are outside of their bridges back into them. How many. */
+int bridges_join(const vorn_instances *configuration, const char *radio);
 
 /**
- * Why a network that hostapd has on the air is cut off, or null when it is not. The text is good
- * until the next call.
+ * Why a network that hostapd has on the air is cut off, or null when it is not: it fails, unless it
+ * is being put right and there is time for that. The text is good until the next call.
  */
-const char *bridges_reason(const vorn_instances *configuration, const vorn_instance *network);
+const char *bridges_reason(const vorn_instances *configuration, const vorn_instance *network,
+                           int has_time);
 
 #endif

@@ -20,6 +20,7 @@
 #include "leftovers.h"
 #include "links.h"
 #include "values.h"
+#include "vorn-plugin/patience.h"
 #include "vorn-plugin/supervise.h"
 #include "vorn-plugin/whole_file.h"
 
@@ -36,13 +37,14 @@ struct radio {
     unsigned long frames; /* how many of them hostapd was started with */
     int is_to_leave;      /* hostapd is to end, or has, and may not have let go of the link */
     leftovers left;
+    int64_t outside_since_us; /* of a bridge; 0 while none of its interfaces is */
     char power[8];
     brief setting; /* of the power */
 };
 
 static struct radio *radios;
 
-enum { path_room = 64, longest_name = 12 };
+enum { path_room = 64, longest_name = 12, joining_us = 5000000 };
 
 static void name_file(char path[path_room], const struct radio *radio)
 {
@@ -339,7 +341,11 @@ static void join_bridges(const vorn_instances *configuration, struct radio *radi
     if (strcmp(state, "starting") == 0) {
         links_look_later();
     } else if (strcmp(state, "running") == 0) {
-        bridges_join(configuration, radio->name);
+        if (bridges_join(configuration, radio->name) == 0) {
+            radio->outside_since_us = 0;
+        } else if (radio->outside_since_us == 0) {
+            radio->outside_since_us = patience_now_us();
+        }
     }
 }
 
@@ -404,6 +410,13 @@ const char *radios_state(const char *name)
         return waiting;
     }
     return supervise_state(radio->program);
+}
+
+int radios_may_be_joining(const char *name)
+{
+    const struct radio *radio = find(name);
+    return radio != NULL && (radio->outside_since_us == 0 ||
+                             patience_now_us() - radio->outside_since_us < joining_us);
 }
 
 int radios_is_running(const char *name)

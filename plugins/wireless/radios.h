@@ -19,6 +19,10 @@ int radios_kick(const char *station);
 /** How a radio is doing: why not, or the state of its hostapd. The text is good until a commit. */
 const char *radios_state(const char *name);
 
+/** Whether its interfaces are expected in their bridges soon: a few seconds from when one is not.
+ */
+int radios_may_be_joining(const char *name);
+
 /** Whether hostapd runs for that radio. */
 int radios_is_running(const char *name);
 

@@ -133,9 +133,12 @@ static const char *state_on_the_air(const vorn_instance *instance, vorn_refresh_
         return failed_state(found.reason);
     }
     if (!hostapd_carries(instance, radio)) return "stopped";
+    const char *state = radios_state(radio);
     const char *reason =
-        radios_is_running(radio) ? bridges_reason(vorn_config_get_running(), instance) : NULL;
-    return reason != NULL ? reason : radios_state(radio);
+        strcmp(state, "running") == 0
+            ? bridges_reason(vorn_config_get_running(), instance, radios_may_be_joining(radio))
+            : NULL;
+    return reason != NULL ? reason : state;
 }
 
 /* A key on the air that the next boot does not find is applied, and yet nothing to rely on. */

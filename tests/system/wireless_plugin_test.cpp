@@ -313,8 +313,9 @@ TEST_F(AccessPoints, LetNobodyWaitForAnIpThatHangs)
 
     EXPECT_TRUE(comes_true([] { return !commands_run().empty(); }));
     const auto before = std::chrono::steady_clock::now();
-    EXPECT_EQ(value_of("wireless-network", "home", "state"), "failed: wlan0 is not in br0");
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "applying: wlan0 is not in br0 yet");
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(1));
+    EXPECT_TRUE(state_becomes("wireless-network", "home", "failed: wlan0 is not in br0"));
     shell("rm /tmp/hangs");
     EXPECT_TRUE(comes_true(is_in_the_bridge));
 }
@@ -594,6 +595,27 @@ TEST_F(AccessPoints, SayThatTheyAreCutOffFromTheirBridge)
 
     EXPECT_TRUE(state_becomes("wireless-network", "home", "failed: wlan0 is not in br0"));
     EXPECT_EQ(value_of("wireless-network", "guests", "state"), "running");
+}
+
+TEST_F(AccessPoints, SayThatTheyAreComingWhileTheyAreNotInTheirBridgeYet)
+{
+    shell("ip link add wlan0 type ifb");
+    boot();
+    std::string states;
+    EXPECT_TRUE(comes_true([&] {
+        states += value_of("wireless-network", "home", "state") + "\n";
+        return states.ends_with("running\n");
+    }));
+
+    shell("ip link set wlan0 nomaster");
+    EXPECT_TRUE(comes_true([&] {
+        states += value_of("wireless-network", "home", "state") + "\n";
+        return states.ends_with("yet\n");
+    }));
+    EXPECT_TRUE(state_becomes("wireless-network", "home", "running"));
+    EXPECT_THAT(states, Not(HasSubstr("failed")));
+    EXPECT_THAT(states, HasSubstr("starting\n"));
+    EXPECT_THAT(states, HasSubstr("applying: wlan0 is not in br0 yet\n"));
 }
 
 TEST_F(AccessPoints, ComeBackIntoTheirBridge)
