@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#if defined(__SANITIZE_ADDRESS__)
-#    include <sanitizer/lsan_interface.h>
-#endif
+/* There only where leaks are looked for, be it that a sanitizer or a tool brings the check. */
+extern "C" __attribute__((weak)) void __lsan_disable();
+extern "C" __attribute__((weak)) void __lsan_enable();
 
 namespace vorn::tests {
 
@@ -12,16 +12,12 @@ class LeftOnPurpose {
 public:
     LeftOnPurpose()
     {
-#if defined(__SANITIZE_ADDRESS__)
-        __lsan_disable();
-#endif
+        if (__lsan_disable) __lsan_disable();
     }
     LeftOnPurpose(const LeftOnPurpose &) = delete;
     ~LeftOnPurpose()
     {
-#if defined(__SANITIZE_ADDRESS__)
-        __lsan_enable();
-#endif
+        if (__lsan_enable) __lsan_enable();
     }
 };
 
