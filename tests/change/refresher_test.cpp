@@ -2,6 +2,7 @@
 #include "change/changes_fixture.h"
 #include "change/refresher_record.h"
 #include "core/base/result.h"
+#include "model/lazy/working_copy.h"
 #include "support/allocation.h"
 
 #include <gtest/gtest.h>
@@ -138,6 +139,24 @@ TEST_F(Refreshers, LeaveOutInstancesThatAreNotSelected)
     EXPECT_EQ(trace, "pre_refresh\n"
                      "instance radio1\n"
                      "property radio1 rate\n");
+}
+
+/* What a working copy is asked for it makes, so whoever asks for all has a copy of all. */
+TEST_F(Refreshers, LookAtNoOtherInstanceOfAWorkingCopy)
+{
+    on_property("rate");
+    vorn_instances *copy = new_working_copy(store);
+    vorn_refresh_info *selection = vorn_refresh_info_new(copy);
+    vorn_refresh_info_add_property(selection, "radio", "radio1", "rate");
+    vorn_refresh_info_set_data(selection, refresher.get());
+
+    vorn_refresher_fn(selection, refresher.get());
+
+    vorn_refresh_info_delete(selection);
+    vorn_instances_delete(std::exchange(store, copy));
+    EXPECT_EQ(vorn_instances_get(store, "radio", "radio0"), radio0);
+    EXPECT_NE(vorn_instances_get(store, "radio", "radio1"), radio1);
+    vorn_instance_delete(radio1);
 }
 
 TEST_F(Refreshers, LeaveOutPropertiesThatAreNotSelected)

@@ -1,8 +1,10 @@
 /* SPDX-License-Identifier: MIT */
 #include "api/sockets/connection.h"
+#include "core/eloop_state.h"
 #include "support/allocation.h"
 #include "support/log.h"
 #include "support/reason.h"
+#include "vorn/eloop.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -488,6 +490,28 @@ TEST_F(Arrivals, ThatCannotBeMarkedAreReportedAndClosed)
     EXPECT_EQ(errors.text(), "vorn: test fcntl: " + reason(EIO) + "\n");
     char byte;
     EXPECT_LE(read(visit.client.get(), &byte, 1), 0);
+}
+
+/* What would fail the same way at once, for ever, would keep the daemon from everything else. */
+TEST_F(Arrivals, ThatWillFailAgainRestAndThoseWithoutAClientDoNot)
+{
+    eloop_init(nullptr);
+    const Fd nobody_there(vorn_socket_get_unix("vorn_test_rest", VORN_SOCKET_ABSTRACT));
+    const Fd no_listener(socket(AF_UNIX, SOCK_STREAM, 0));
+    fcntl(nobody_there.get(), F_SETFL, O_NONBLOCK);
+    const auto ignore = [](int, void *, void *) {};
+    eloop_register_read_sock(nobody_there.get(), ignore, nullptr, nullptr);
+    eloop_register_read_sock(no_listener.get(), ignore, nullptr, nullptr);
+
+    EXPECT_EQ(vorn::accept_or_rest(nobody_there.get()), -1);
+    EXPECT_EQ(errno, EAGAIN);
+    EXPECT_EQ(vorn::accept_or_rest(no_listener.get()), -1);
+    EXPECT_EQ(errno, EINVAL);
+
+    EXPECT_FALSE(vorn::eloop_data.readers[0].rests);
+    EXPECT_TRUE(vorn::eloop_data.readers[1].rests);
+    eloop_destroy();
+    eloop_init(nullptr);
 }
 
 } // namespace

@@ -200,4 +200,37 @@ TEST_F(WorkingCopies, LeaveNothingBehindWhenTheyAreGivenUp)
     EXPECT_STREQ(vorn_instance_get_value(originals[3], "channel"), "6");
 }
 
+using FewInWorkingCopies = ModelTest;
+
+TEST_F(FewInWorkingCopies, AreCopiedAllOrNone)
+{
+    const StoreWithInstances running(vorn_instances_new());
+    for (const int type : {VORN_CLASS_UNIQUE_NAMED, VORN_CLASS_ANONYMOUS, VORN_CLASS_GROUP_NAMED}) {
+        const std::string name = "class" + std::to_string(type);
+        vorn_class *klass = ClassBuilder(name.c_str(), type).with("channel").add_resolved();
+        for (const char *each : {"n0", "n1", "n2"}) {
+            const char *own = type == VORN_CLASS_ANONYMOUS ? nullptr : each;
+            vorn_instance *made = new_instance(klass, own, {{"channel", "6"}}).release();
+            ASSERT_EQ(vorn_instances_add(running.get(), made), 0);
+        }
+    }
+    const auto look_into = [](vorn_instances *store) {
+        for (const vorn_instance *each : Walk(vorn_instances_new_iterator(store)))
+            EXPECT_STREQ(vorn_instance_get_value(each, "channel"), "6");
+    };
+
+    FailEachAllocation(
+        [&] {
+            StoreWithInstances working;
+            {
+                const AllocationsAllowed allowed;
+                working.reset(new_working_copy(running.get()));
+                look_into(working.get());
+            }
+            const StoreWithInstances whole(vorn_instances_copy(working.get()));
+            EXPECT_EQ(whole == nullptr, AllocationFailed());
+        },
+        20);
+}
+
 } // namespace vorn::tests

@@ -85,4 +85,20 @@ TEST(Parsing, MakesAWholeDocumentOrNoneWhenMemoryIsShort)
     }
 }
 
+TEST(Parsing, ForgetsThatMemoryWasShortForTheLastDocument)
+{
+    const CapturedLog log;
+    {
+        const ScarceXmlMemory memory;
+        until_refusal = 1;
+        EXPECT_FALSE(vorn::parse_xml_text("<a/>", 4));
+        until_refusal = 0;
+    }
+    ASSERT_TRUE(vorn::libxml2_was_short_of_memory());
+
+    EXPECT_FALSE(vorn::parse_xml_file("/no/such/file"));
+
+    EXPECT_FALSE(vorn::libxml2_was_short_of_memory());
+}
+
 } // namespace

@@ -260,12 +260,24 @@ TEST(Parsing, CountsAttributesWhereTheyAre)
                        "--><![CDATA[" + equals + "]]><?a " + equals + "?></a>"));
     EXPECT_TRUE(parsed("<a>" + many(3000, "<b c", "=\"=>\"/>") + "</a>"));
     EXPECT_TRUE(parsed("<a>" + many(500, "<b", "/><!--<" + equals + "<b-->") + "</a>"));
-    for (const char *front : {"<!---->", "<!--->'<x-->", "<!--'<x--->", "<![CDATA[']]]>", "<?x '?>",
-                              "<?x ?\?>", "<b c='\"'/>", "<b c=\"'\"></b>", "'", "\"", ">", "!",
-                              "?", "<b/><b></b>?", "<b/><!--<b x='--><b/>"}) {
+    for (const char *front :
+         {"<!---->", "<!--->'<x-->", "<!-- x-><y '-->", "<!---><y '-->", "<![CDATA[x]><y ']]>",
+          "<!--'<x--->", "<![CDATA[']]]>", "<?x '?>", "<?x ?\?>", "<b c='\"'/>", "<b c=\"'\"></b>",
+          "'", "\"", ">", "!", "?", "<b/><b></b>?", "<b/><!--<b x='--><b/>"}) {
         const std::string tag = "<b" + many(1001, " x", "=\"\"") + "/>";
         EXPECT_FALSE(parsed("<a>" + std::string(front) + tag + "</a>")) << front;
         EXPECT_FALSE(parsed("<a>" + many(500, "<b", "/>") + front + tag + "</a>")) << front;
+    }
+}
+
+TEST(Parsing, CountsAttributesOfEachElementAnew)
+{
+    const CapturedLog log(0);
+    const std::string tag = "<b" + many(1000, " x", "=\"\"") + "/>";
+
+    for (const char *front :
+         {"<!---->", "<![CDATA[x]>']]>", "<?x '?>", "<b c=\"'\"></b>", "text"}) {
+        EXPECT_TRUE(parsed("<a>" + std::string(front) + tag + tag + "</a>")) << front;
     }
 }
 
