@@ -5,7 +5,8 @@
  */
 #include "vorn/inform.h"
 
-#include "api/sockets/connection.h"
+#include "api/sockets/client.h"
+#include "api/sockets/clients.h"
 #include "api/sockets/inform_state.h"
 #include "core/base/assert.h"
 #include "core/base/limits.h"
@@ -26,9 +27,7 @@ constinit InformValues *vorn_inform_socket_request_values = nullptr;
 namespace {
 
 constexpr char socket_name[] = "vorn_sock_inform";
-constexpr Door door = {"inform", "inform accept", "inform fcntl"};
 constexpr unsigned int buckets = 8;
-constexpr std::uint32_t version = 0;
 constexpr int failure = 1;
 constexpr int no_memory = -2;
 
@@ -96,23 +95,26 @@ void end_inform_socket_request()
     vorn_inform_socket_request_values = nullptr;
 }
 
+namespace {
+
+void answer(Client &client, char *body)
+{
+    start_inform_socket_request(body);
+    if (!vorn_inform_socket_request_values) return;
+    const char *reply = dispatch_inform_request();
+    end_inform_socket_request();
+    client.reply_line(reply);
+}
+
+constexpr Door door = {
+    "inform", "inform accept", "inform fcntl", 8, "Inform version number unrecognized.\n",
+    false,    answer};
+
+} // namespace
+
 void handle_inform_connection(int listener, void *, void *)
 {
-    Connection client(listener, door);
-    if (!client) return;
-
-    if (client.read_word() != version) {
-        vorn_debug_eprintf("Inform version number unrecognized.\n");
-        return;
-    }
-    const Allocated<char> body = client.read_body(client.read_word());
-    if (!body) return;
-
-    start_inform_socket_request(body.get());
-    if (!vorn_inform_socket_request_values) return;
-    const Line<64> reply("%s\n", dispatch_inform_request());
-    client.reply(reply.get());
-    end_inform_socket_request();
+    take_client(listener, door);
 }
 
 } // namespace vorn
@@ -122,7 +124,7 @@ using namespace vorn;
 int vorn_inform_init()
 {
     Fd listener(vorn_socket_get_unix(socket_name, VORN_SOCKET_ABSTRACT));
-    if (!listener) return failed;
+    if (!listener || !look_after_clients()) return failed;
     if (eloop_register_read_sock(listener.get(), handle_inform_connection, nullptr, nullptr)) {
         return failed;
     }

@@ -9,7 +9,7 @@
  */
 #include "vorn/notify.h"
 
-#include "api/sockets/connection.h"
+#include "api/sockets/clients.h"
 #include "api/sockets/notify_sender.h"
 #include "api/sockets/notify_state.h"
 #include "core/base/file.h"

@@ -27,6 +27,13 @@ constexpr std::size_t longest_name_in_file = 50000;    /* of a class or a proper
 constexpr std::uint32_t longest_request = 16u << 20;
 constexpr std::size_t most_elements = 2000000;
 
+/* Of clients that come for one request, and of those that stay. */
+constexpr unsigned int most_clients = 512;
+constexpr unsigned int most_staying_clients = 64;
+/* Of all requests that have come in part, and of all replies that were not taken yet. */
+constexpr std::size_t most_half_requests = 32u << 20;
+constexpr std::size_t most_unsent_replies = 32u << 20;
+
 /* Of an LSQL request, unless a plugin evaluates it passively. */
 constexpr std::size_t longest_origin = 1024;
 constexpr unsigned int most_operations = 250000;

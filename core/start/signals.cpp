@@ -6,6 +6,7 @@
  */
 #include "core/start/signals.h"
 
+#include "api/sockets/clients.h"
 #include "core/log_sink.h"
 #include "core/put_off.h"
 #include "vorn/class.h"
@@ -59,6 +60,7 @@ void end_on_signal(int signal_number)
 void exit_on_signal(int signal_number, void *, void *)
 {
     end_on_signal(signal_number);
+    end_clients();
     std::exit(0);
 }
 

@@ -30,6 +30,7 @@ enum class Call {
     sync,
     unlink,
     wait,
+    watch,
     write,
     other,
 };

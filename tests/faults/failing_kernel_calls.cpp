@@ -21,13 +21,17 @@ struct KindOfCall {
 
 /* Newer architectures lack the older one of two calls that do the same. */
 constexpr KindOfCall kinds[] = {
-    {SYS_accept, Call::accept},   {SYS_accept4, Call::accept},   {SYS_close, Call::close},
-    {SYS_clone, Call::fork},      {SYS_clone3, Call::fork},      {SYS_fsync, Call::fsync},
-    {SYS_openat, Call::open},     {SYS_ppoll, Call::poll},       {SYS_pselect6, Call::select},
-    {SYS_read, Call::read},       {SYS_recvfrom, Call::receive}, {SYS_renameat2, Call::rename},
-    {SYS_sendto, Call::send},     {SYS_socket, Call::socket},    {SYS_sync, Call::sync},
-    {SYS_unlinkat, Call::unlink}, {SYS_wait4, Call::wait},       {SYS_write, Call::write},
-    {SYS_bind, Call::socket},     {SYS_listen, Call::socket},
+    {SYS_accept, Call::accept},    {SYS_accept4, Call::accept},
+    {SYS_close, Call::close},      {SYS_clone, Call::fork},
+    {SYS_clone3, Call::fork},      {SYS_fsync, Call::fsync},
+    {SYS_openat, Call::open},      {SYS_ppoll, Call::poll},
+    {SYS_pselect6, Call::select},  {SYS_read, Call::read},
+    {SYS_recvfrom, Call::receive}, {SYS_renameat2, Call::rename},
+    {SYS_sendto, Call::send},      {SYS_socket, Call::socket},
+    {SYS_sync, Call::sync},        {SYS_unlinkat, Call::unlink},
+    {SYS_wait4, Call::wait},       {SYS_write, Call::write},
+    {SYS_bind, Call::socket},      {SYS_listen, Call::socket},
+    {SYS_epoll_ctl, Call::watch},  {SYS_epoll_create1, Call::socket},
 #ifdef SYS_open
     {SYS_open, Call::open},
 #endif
@@ -101,7 +105,7 @@ const char *name_of(Call call)
 {
     static constexpr const char *names[] = {
         "accept", "close", "fork",   "fsync", "open",   "poll", "read",  "receive", "rename",
-        "select", "send",  "socket", "sync",  "unlink", "wait", "write", "other"};
+        "select", "send",  "socket", "sync",  "unlink", "wait", "watch", "write",   "other"};
     return names[static_cast<int>(call)];
 }
 

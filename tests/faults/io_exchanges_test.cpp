@@ -190,6 +190,20 @@ TEST_F(FailingCalls, EndAnInformRequestOrLetItBeAnsweredAndLeaveTheNextOneAlone)
     fail_each("inform request", [] { return inform_once(); });
 }
 
+TEST_F(FailingCalls, CloseAClientThatCannotBeWatchedAndServeTheNextOne)
+{
+    boot({"-f"}, FailingKernel::stand_between);
+    const std::string whole = configuration();
+    kernel_.fail(Call::watch, 1, ENOMEM);
+
+    RawClient client("vorn_sock_lsql");
+
+    EXPECT_TRUE(client.closed_within(1));
+    EXPECT_TRUE(kernel_.stop());
+    EXPECT_EQ(configuration(), whole);
+    report("silent client, watch", 1, "closed");
+}
+
 /* A call that could not send a notice loses it whole, and the subscriber hears the next one. */
 TEST_F(FailingCalls, LoseNoHalfOfANotice)
 {
@@ -244,6 +258,13 @@ protected:
         ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
     }
 
+    /* Not even what the doors keep for this. */
+    void allow_none()
+    {
+        const rlimit none = {3, before_.rlim_max};
+        ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, &none, nullptr), 0);
+    }
+
     void allow_again() { ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, &before_, nullptr), 0); }
 
     rlimit before_ = {};
@@ -254,7 +275,7 @@ TEST_F(DaemonsWithoutDescriptors, ServeAgainWhenTheyHaveSome)
     boot();
     prlimit(daemon_pid(), RLIMIT_NOFILE, nullptr, &before_);
     const std::string whole = configuration();
-    allow(0);
+    allow_none();
 
     RawClient waiting("vorn_sock_lsql");
     waiting.send(framed("<lsql><select><Board/></select></lsql>"));

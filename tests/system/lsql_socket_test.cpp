@@ -209,27 +209,86 @@ TEST_F(LsqlSockets, GiveUpOnAClientThatDoesNotTakeItsReply)
     expect_service();
 }
 
-TEST_F(LsqlSockets, WaitForADescriptorWhenAllAreTaken)
+class LsqlSocketsWithoutDescriptors : public LsqlSockets {
+protected:
+    /* Lets the daemon have no descriptor from this one on. */
+    void allow_below(rlim_t limit)
+    {
+        const rlimit few = {limit, 1024};
+        ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+    }
+    rlim_t lowest_free() const
+    {
+        const std::string folder = "/proc/" + std::to_string(daemon_pid()) + "/fd/";
+        expect_service(); /* every door is open, and nobody is there */
+        rlim_t lowest = 0;
+        while (exists(folder + std::to_string(lowest)))
+            lowest++;
+        return lowest;
+    }
+};
+
+TEST_F(LsqlSocketsWithoutDescriptors, AnswerWithTheirReserve)
 {
-    const std::string folder = "/proc/" + std::to_string(daemon_pid()) + "/fd/";
-    ASSERT_TRUE(
-        comes_true([&] { return shell("ls -l " + folder + " | grep -c socket") == "3\n"; }));
-    rlim_t lowest_free = 0;
-    while (exists(folder + std::to_string(lowest_free)))
-        lowest_free++;
-    const rlimit few = {lowest_free, 1024};
-    ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+    allow_below(lowest_free());
+
+    for (int round = 0; round < 3; round++)
+        expect_service();
+    EXPECT_THAT(standard_error(), Not(HasSubstr("do_sockapi")));
+}
+
+TEST_F(LsqlSocketsWithoutDescriptors, CloseASilentClientForTheNextOne)
+{
+    allow_below(lowest_free());
+    RawClient silent(door);
+
+    expect_service();
+
+    EXPECT_TRUE(silent.closed_within(1));
+}
+
+TEST_F(LsqlSocketsWithoutDescriptors, WaitForOneWhenTheReserveIsGoneToo)
+{
+    expect_service();
+    constexpr rlim_t not_even_the_reserve = 3;
+    allow_below(not_even_the_reserve);
     RawClient client(door);
     client.send(framed(select_radio));
     /* The loop comes back at once, again and again: reading its log now would find no end. */
     const auto quiet = error_size();
     ASSERT_TRUE(comes_true([quiet] { return error_size() > quiet; }));
 
-    const rlimit enough = {1024, 1024};
-    prlimit(daemon_pid(), RLIMIT_NOFILE, &enough, nullptr);
+    allow_below(1024);
 
     EXPECT_EQ(client.receive_all(), radio_on_6);
     EXPECT_THAT(standard_error(), HasSubstr("vorn: do_sockapi accept: " + reason(EMFILE) + "\n"));
+}
+
+TEST_F(LsqlSockets, ServeOthersWhileClientsAreSilentOrDeaf)
+{
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int i = 0; i < 20; i++) {
+        clients.push_back(std::make_unique<RawClient>(door));
+        clients.push_back(std::make_unique<RawClient>("vorn_sock_inform"));
+        clients.push_back(std::make_unique<RawClient>(door));
+        clients.back()->send(framed(select_radio).substr(0, 20));
+    }
+    clients.push_back(std::make_unique<RawClient>(door));
+    clients.back()->send(framed(request_for_a_large_reply()));
+
+    expect_service();
+    EXPECT_FALSE(clients.front()->closed_within(0));
+}
+
+/* What a slow client has not taken of its reply it still gets. */
+TEST_F(LsqlSockets, SendTheRestOfAReplyWhenTheDaemonEnds)
+{
+    RawClient client(door);
+    client.send(framed(request_for_a_large_reply()));
+    const std::string begin = client.receive_until("<rc>0</rc>");
+    kill(daemon_pid(), SIGTERM);
+
+    EXPECT_THAT(begin + client.receive_all(), EndsWith("</lsql_result>\n"));
 }
 
 TEST_F(LsqlSockets, OutliveAClientThatGoesBeforeItsReply)

@@ -12,7 +12,6 @@
 #include <ctime>
 #include <utility>
 
-#include <poll.h>
 #include <sys/types.h>
 
 namespace {
@@ -34,6 +33,11 @@ FakeCalls::FakeCalls()
     calls = this;
 }
 
+FakeCalls *FakeCalls::current()
+{
+    return calls;
+}
+
 FakeCalls::~FakeCalls()
 {
     calls = nullptr;
@@ -44,7 +48,6 @@ FakeCalls::~FakeCalls()
 extern "C" {
 int __real_fcntl(int descriptor, int request, ...);
 int __real_listen(int descriptor, int backlog);
-int __real_poll(struct pollfd *descriptors, nfds_t count, int timeout);
 ssize_t __real_recv(int descriptor, void *room, size_t size, int flags);
 ssize_t __real_send(int descriptor, const void *bytes, size_t size, int flags);
 int __real_clock_gettime(clockid_t clock, struct timespec *answer);
@@ -67,21 +70,6 @@ int __wrap_listen(int descriptor, int backlog)
     return __real_listen(descriptor, backlog);
 }
 
-int __wrap_poll(struct pollfd *descriptors, nfds_t count, int timeout)
-{
-    if (!calls) return __real_poll(descriptors, count, timeout);
-    if (calls->interruptions > 0) {
-        calls->interruptions--;
-        errno = EINTR;
-        return -1;
-    }
-    if (const int ready = __real_poll(descriptors, count, 0); ready != 0) return ready;
-
-    calls->now_ms += std::min(timeout, calls->pause_ms);
-    calls->in_pause();
-    return __real_poll(descriptors, count, 0);
-}
-
 ssize_t __wrap_recv(int descriptor, void *room, size_t size, int flags)
 {
     if (!calls) return __real_recv(descriptor, room, size, flags);
@@ -90,7 +78,6 @@ ssize_t __wrap_recv(int descriptor, void *room, size_t size, int flags)
         errno = EINTR;
         return -1;
     }
-    calls->now_ms += calls->read_ms;
     calls->at_read();
     return __real_recv(descriptor, room, std::min(size, calls->most_read), flags);
 }
@@ -107,7 +94,6 @@ ssize_t __wrap_send(int descriptor, const void *bytes, size_t size, int flags)
 int __wrap_clock_gettime(clockid_t clock, struct timespec *answer)
 {
     if (!calls) return __real_clock_gettime(clock, answer);
-    calls->at_clock();
     answer->tv_sec = static_cast<time_t>(calls->now_ms / 1000);
     answer->tv_nsec = static_cast<long>(calls->now_ms % 1000) * 1000000;
     return 0;

@@ -19,7 +19,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "clients.h"
+#include "doors.h"
 #include "fake_calls.h"
 
 namespace {

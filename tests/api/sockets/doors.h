@@ -10,6 +10,7 @@
 #include <cstring>
 #include <string>
 
+#include <arpa/inet.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -58,6 +59,12 @@ inline std::string word(std::uint32_t number)
     std::string bytes(sizeof number, '\0');
     std::memcpy(bytes.data(), &number, sizeof number);
     return bytes;
+}
+
+/* The same, most significant byte first. */
+inline std::string network_word(std::uint32_t number)
+{
+    return word(htonl(number));
 }
 
 /* A listener to which one client has come, with its request already sent. */
