@@ -19,13 +19,15 @@ int inform(const Invocation &invocation)
 }
 
 int command(const Options &options, const std::string &what, const std::string &object,
-            const std::vector<std::string> &parameters)
+            const std::vector<std::string> &parameters, const std::function<std::string()> &reason)
 {
     Device device(options.timeout_ms());
     const std::string answer = device.inform(object, parameters);
     if (answer == "OK\n") return done;
-    if (answer == "ERR no handler\n") throw Failure(refused, "this device can't " + what);
-    throw Failure(refused, "the device refused to " + what + "; its log says why");
+    if (answer == "ERR no handler\n") throw Failure(differs, "this device can't " + what);
+    const std::string why = reason ? reason() : "";
+    throw Failure(refused, "the device refused to " + what +
+                               (why.empty() ? "; its log says why" : ": " + why));
 }
 
 } // namespace vorn::client

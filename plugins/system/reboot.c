@@ -9,15 +9,20 @@
 #include "vorn/vorn.h"
 
 #include <errno.h>
+#include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
+#include "declare.h"
 #include "keys_file.h"
+#include "vorn-plugin/whole_file.h"
 
+static const char startup_file[] = "/etc/config/config.xml";
 static const char default_file[] = "/etc/defaultconfig.xml";
 static const char rescue_file[] = "/etc/rescueconfig.xml";
 
 static int is_resetting;
+static char failure[128]; /* of the last try; empty for none */
 
 /* object=reboot */
 static int reboot(void)
@@ -26,11 +31,44 @@ static int reboot(void)
     return 0;
 }
 
-/* A default that can't be used gives way to the rescue, which then is what the device boots from.
+static int is_same(FILE *left, FILE *right)
+{
+    int character;
+    if (left == NULL || right == NULL) return 0;
+    do {
+        character = getc(left);
+        if (character != getc(right)) return 0;
+    } while (character != EOF);
+    return !ferror(left) && !ferror(right);
+}
+
+static int startup_is_rescue(void)
+{
+    FILE *startup = whole_file_read(startup_file);
+    FILE *rescue = whole_file_read(rescue_file);
+    const int same = is_same(startup, rescue);
+    if (startup != NULL) fclose(startup);
+    if (rescue != NULL) fclose(rescue);
+    return same;
+}
+
+/*
+ * A default that can't be used gives way to the rescue. On a disk that takes neither the old
+ * configuration goes all the same: what can be used is what the device then boots from.
  */
 static int take_default(void)
 {
-    return vorn_config_copy_default_to_startup() == 0 || access(rescue_file, R_OK) == 0;
+    failure[0] = '\0';
+    if (vorn_config_copy_default_to_startup() == 0 || startup_is_rescue()) return 1;
+    if (access(rescue_file, R_OK) != 0) {
+        snprintf(failure, sizeof failure, "failed: %s can't be used or copied, and there is no %s",
+                 default_file, rescue_file);
+    } else if (unlink(startup_file) != 0 && errno != ENOENT) {
+        snprintf(failure, sizeof failure, "failed: can't replace %s: %s", startup_file,
+                 strerror(errno));
+    }
+    if (failure[0] != '\0') vorn_debug_eprintf("system: factory reset %s.\n", failure);
+    return failure[0] == '\0';
 }
 
 /* Also what a write that a power cut ended may have left. */
@@ -51,10 +89,28 @@ static int reset(void)
     return 1;
 }
 
+static int has_what_to_take(void)
+{
+    return access(default_file, R_OK) == 0 || access(rescue_file, R_OK) == 0;
+}
+
+static const char *possibility(vorn_instance *instance, const char *property,
+                               vorn_refresh_info *info)
+{
+    static char text[128];
+    (void)instance;
+    (void)property;
+    (void)info;
+    if (has_what_to_take()) return failure[0] != '\0' ? failure : "possible";
+    snprintf(text, sizeof text, "impossible: neither %s nor %s can be read", default_file,
+             rescue_file);
+    return text;
+}
+
 /* object=factory-reset: refused where there is nothing to go back to. */
 static int factory_reset(void)
 {
-    if (access(default_file, R_OK) != 0 && access(rescue_file, R_OK) != 0) {
+    if (!has_what_to_take()) {
         vorn_debug_eprintf("system: neither %s nor %s can be read.\n", default_file, rescue_file);
         return 1;
     }
@@ -70,7 +126,14 @@ static void commit(vorn_commit_info *info)
     if (is_resetting) reset();
 }
 
-int reboot_declare(void)
+int reboot_declare(vorn_class *klass, vorn_refresher *refresher)
+{
+    static const char property[] = "factory-reset";
+    return declare_state(klass, property) ||
+           vorn_refresher_set_property_fn(refresher, property, possibility);
+}
+
+int reboot_serve(void)
 {
     vorn_provider *after_save = vorn_provider_new("factory-reset");
     if (after_save == NULL) return 1;

@@ -2,10 +2,15 @@
 #ifndef PLUGINS_SYSTEM_REBOOT_H
 #define PLUGINS_SYSTEM_REBOOT_H
 
+#include "vorn/vorn.h"
+
 /**
- * Serves the inform objects "reboot" and "factory-reset". Returns 0, or 1 after the daemon has
- * logged why not.
+ * Gives the class a property that tells whether a factory reset is possible, and why the last one
+ * failed. Returns 0, or 1 after the daemon has logged why not.
  */
-int reboot_declare(void);
+int reboot_declare(vorn_class *klass, vorn_refresher *refresher);
+
+/** Serves the inform objects "reboot" and "factory-reset". Returns 0, or 1 as above. */
+int reboot_serve(void);
 
 #endif

@@ -103,6 +103,7 @@ void vorn_plugin_init(void)
         "<a zone such as Europe/Berlin>|<a rule such as CET-1CEST,M3.5.0,M10.5.0/3>|<nothing>");
     declare_state(system, "state");
     state_declare(system, refresher);
+    reboot_declare(system, refresher);
     vorn_classes_add(system);
 
     vorn_refresher_set_property_fn(refresher, "state", state);
@@ -111,5 +112,5 @@ void vorn_plugin_init(void)
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);
     vorn_providers_order("system", "save");
-    reboot_declare();
+    reboot_serve();
 }

@@ -289,6 +289,38 @@ TEST_F(RequestedReboots, AreRefusedWhereThereIsNothingToResetTo)
                 HasSubstr("<contact>me</contact>"));
 }
 
+TEST_F(RequestedReboots, SayWhyAFactoryResetIsRefused)
+{
+    const auto reset = [] { return shell("vornctl factory-reset --yes 2>&1; echo $?"); };
+    EXPECT_EQ(reset(), "vornctl: the device refused to forget its configuration: neither "
+                       "/etc/defaultconfig.xml nor /etc/rescueconfig.xml can be read\n1\n");
+
+    write_file("/etc/defaultconfig.xml", "broken");
+    EXPECT_EQ(shell("vornctl show -q system - factory-reset"), "possible\n");
+    EXPECT_EQ(reset(), "vornctl: the device refused to forget its configuration: "
+                       "/etc/defaultconfig.xml can't be used or copied, and there is no "
+                       "/etc/rescueconfig.xml\n1\n");
+    EXPECT_EQ(read_file(vorn::test::startup_file), used);
+}
+
+/* A disk without room takes no copy; the old configuration must not be what comes back. */
+TEST_F(RequestedReboots, AfterAFactoryResetAreFromTheRescueThoughTheDiskIsFull)
+{
+    shut_down();
+    write_file("/etc/rescueconfig.xml", fresh);
+    shell("mount -t tmpfs -o size=8k none /etc/config");
+    write_file(vorn::test::startup_file, used);
+    boot();
+    shell("head -c 8192 /dev/zero >/etc/config/full 2>/dev/null");
+
+    EXPECT_EQ(shell("vornctl factory-reset --yes 2>&1; echo $?"), "0\n");
+
+    EXPECT_EQ(exit_status(), 1);
+    boot();
+    EXPECT_THAT(lsql("<lsql><select><system><contact/></system></select></lsql>"),
+                HasSubstr("<contact>factory</contact>"));
+}
+
 /* The last moment's key comes with all that were kept before it. */
 TEST_F(RequestedReboots, AfterAFactoryResetHaveNoKeyFromBefore)
 {

@@ -150,4 +150,30 @@ TEST_F(Stations, AreSentAwayFromWhereverTheyAre)
     EXPECT_EQ(control.questions.substr(control.questions.size() - 22), "STA 02:00:00:00:02:00\n");
 }
 
+/* The client says why, though the plugin answers yes or no. */
+TEST_F(Stations, ThatAreNotSentAwayAreToldTheClientWithTheReason)
+{
+    const auto kick = [](const std::string &station) {
+        return shell("vornctl kick " + station + " 2>&1; echo $?");
+    };
+    install_plugin("schema.vorn");
+    boot_and_forget();
+    write_file("/tmp/stations", "Station 02:00:00:00:03:00 (on wlan0)\n");
+
+    EXPECT_EQ(kick("x"), "vornctl: \"x\" is no MAC address such as 02:00:00:00:00:01\n2\n");
+    EXPECT_EQ(kick("02:00:00:00:02:00"), "vornctl: no station 02:00:00:00:02:00 has joined\n5\n");
+    EXPECT_EQ(kick("02:00:00:00:03:00"),
+              "vornctl: the device refused to send that station away: hostapd did not do it; the "
+              "station is still there\n1\n");
+    Control control("wlan0_1");
+    write_file("/tmp/stations", "Station 02:00:00:00:01:00 (on wlan0_1)\n");
+    EXPECT_EQ(kick("02:00:00:00:01:00"), "0\n");
+
+    stand_in("iw", "exit 1");
+    EXPECT_EQ(
+        kick("02:00:00:00:02:00"),
+        "vornctl: the device refused to send that station away: hostapd did not do it, or the "
+        "station is not there\n1\n");
+}
+
 } // namespace
