@@ -288,7 +288,8 @@ private:
             return klass && each.first == klass->subclass_identifier &&
                    each.second == there.value(each.first);
         });
-        if (!values.empty()) update(change, target, values);
+        if (values.empty()) return transaction_.look_at(target);
+        update(change, target, values);
     }
 
     void plan_delete(const Change &change, const Target &target)

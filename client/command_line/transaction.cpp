@@ -47,6 +47,7 @@ void Transaction::add(const std::string &title, const Target &target, const Valu
 try {
     add_to(request_);
     operations_.push_back({title, target, values});
+    touched_.push_back(target);
 } catch (const Failure &failure) {
     throw Failure(failure.status(),
                   without_secrets(failure.what(), schema_, target.class_name, values));
@@ -98,8 +99,8 @@ void Transaction::fail(const Outcome &outcome, std::size_t index) const
 int Transaction::execute(Device &device)
 {
     outcomes_.clear();
-    if (request_.empty()) return done;
     const Effects effects(device, schema_);
+    if (request_.empty()) return effects.report(touched_, options_.waits);
     outcomes_ = parse_answer(device.ask(request_.text()));
     for (std::size_t i = 0; i < outcomes_.size() && i < operations_.size(); i++) {
         if (outcomes_[i].rc != 0) fail(outcomes_[i], i);
@@ -107,10 +108,7 @@ int Transaction::execute(Device &device)
     if (outcomes_.size() != operations_.size()) {
         throw Failure(no_answer, "the answer makes no sense");
     }
-    std::vector<Target> touched;
-    for (const Operation &operation : operations_)
-        touched.push_back(operation.target);
-    return effects.report(touched, options_.waits);
+    return effects.report(touched_, options_.waits);
 }
 
 } // namespace vorn::client

@@ -22,13 +22,15 @@ public:
     void update(const std::string &title, const Target &target, const Values &values);
     void insert(const std::string &title, const Target &target, const Values &values);
     void remove(const std::string &title, const Target &target);
+    /* It is as it should be already, but may not be applied. */
+    void look_at(const Target &target) { touched_.push_back(target); }
     /* The operations were made for that configuration; an empty id is none. */
     void only_if(const std::string &commit);
 
     /*
      * Makes the changes, waits until they are applied, and gives the status; one outcome for each
      * operation stays behind. What the daemon refuses is thrown, with the title of the operation
-     * that it refused. Nothing is sent without an operation.
+     * that it refused. Without an operation nothing is sent, and the status tells of what is there.
      */
     int execute(Device &device);
 
@@ -49,6 +51,7 @@ private:
     const Options &options_;
     Request request_;
     std::vector<Operation> operations_;
+    std::vector<Target> touched_;
     std::vector<Outcome> outcomes_;
 };
 

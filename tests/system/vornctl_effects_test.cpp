@@ -62,6 +62,22 @@ TEST_F(Effects, OfAFileAreLookedAtTogether)
               "vornctl: recorded, but not applied: Program \"p\": failed: no such file\n7\n");
 }
 
+/* Of nothing to change; what was changed before may not be there all the same. */
+TEST_F(Effects, OfNothingToChangeAreLookedAtToo)
+{
+    EXPECT_EQ(vornctl("batch /dev/null"), "[0]\n");
+    EXPECT_EQ(vornctl("add --or-set Program p"), "[0]\n");
+
+    vornctl("set Program p arguments=fail");
+    EXPECT_EQ(vornctl("add --or-set Program p"),
+              "[7]\nvornctl: recorded, but not applied: Program \"p\": failed: no such file\n");
+    EXPECT_EQ(vornctl("add --or-set Address lan kind=Static"), "[0]\n");
+
+    vornctl("inform save action=fill");
+    EXPECT_EQ(vornctl("batch /dev/null"),
+              "[6]\nvornctl: applied, but not saved: No space left on device\n");
+}
+
 TEST_F(Effects, ThatAreNotSavedAreNoSuccess)
 {
     vornctl("inform save action=fill");
