@@ -161,6 +161,13 @@ static ssize_t read_output(supervised *program)
     return count;
 }
 
+/* Of a program that has ended, before anybody asks for its last words. */
+static void read_the_rest(supervised *program)
+{
+    for (int i = 0; i < pipe_pieces && program->output != -1 && read_output(program) > 0; i++)
+        continue;
+}
+
 static void look_for_end(void *eloop_data, void *data);
 
 /* The output ends a little earlier than the process. */
@@ -265,8 +272,7 @@ static void ended(void *data)
     supervised *program = data;
     if (program->phase != up) return;
     leave_up(program);
-    for (int i = 0; i < pipe_pieces && program->output != -1 && read_output(program) > 0; i++)
-        continue;
+    read_the_rest(program);
     close_output(program);
     remove_pid_file(program);
     if (now_ms() - program->since_ms >= long_enough_ms) program->pause_s = 1;
@@ -445,6 +451,7 @@ const char *supervise_state(supervised *program)
     case up:
         if (program->is_starting) return "starting"; /* or just ended, which is heard of next */
         if (vorn_service_is_running(program->name)) return "running";
+        read_the_rest(program);
         break;
     case pausing:
         break;

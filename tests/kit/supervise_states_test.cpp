@@ -275,6 +275,50 @@ TEST_P(StatesOfPrograms, MeetEveryEvent)
     EXPECT_EQ(outcome, row.outcomes[event]) << row.state;
 }
 
+class LastWords : public testing::Test {
+protected:
+    /* Until the program is one that runs, however long it is to be one that starts. */
+    static void await_running(const Scene &scene)
+    {
+        for (int i = 0; i < 500 && std::string(supervise_state(scene.program)) != "running"; i++)
+            Scene::tick();
+    }
+
+    CapturedLog log{0};
+    CapturedStandardError unheard;
+};
+
+constexpr const char *says_why_and_ends[] = {"sh", "-c", "echo why; exit 1", nullptr};
+
+TEST_F(LastWords, AreWaitedForByTheStateOfOneThatStarts)
+{
+    Scene scene;
+    supervise_run(scene.program, says_why_and_ends);
+    scene.first = supervise_pid(scene.program);
+    scene.await_end();
+
+    EXPECT_STREQ(supervise_state(scene.program), "starting");
+
+    for (int i = 0; i < 500 && scene.told == 0; i++)
+        Scene::tick();
+    EXPECT_STREQ(supervise_state(scene.program), "failed: why");
+}
+
+constexpr const char *says_why_when_told[] = {
+    "sh", "-c", "trap 'echo why; exit 1' USR1; while :; do sleep 0.01; done", nullptr};
+
+TEST_F(LastWords, AreInTheStateOfOneThatHasJustEnded)
+{
+    Scene scene;
+    supervise_run(scene.program, says_why_when_told);
+    await_running(scene);
+    scene.first = supervise_pid(scene.program);
+    kill(scene.first, SIGUSR1);
+    scene.await_end();
+
+    EXPECT_STREQ(supervise_state(scene.program), "failed: why");
+}
+
 std::string name_of(const testing::TestParamInfo<std::tuple<Row, std::size_t>> &each)
 {
     static constexpr const char *words[] = {"ATick",   "TheSamePlan", "AnotherPlan", "AStop",

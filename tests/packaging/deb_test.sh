@@ -48,6 +48,11 @@ echo '== they have what Debian asks of them'
 lintian --allow-root --fail-on error,warning ./*.changes || fail 'lintian finds fault with them'
 dpkg-deb --fsys-tarfile vorn-dev_*.deb | tar x -C "$scratch" ./usr/lib
 [ -n "$(find "$scratch/usr" -name '*.a')" ] || fail 'there are no static libraries'
+contents=$(dpkg-deb --fsys-tarfile vorn-dev_*.deb | tar t)
+for file in reference/index.html reference/supervise_8h.html plugins/network/network.c \
+    examples/cxx/CMakeLists.txt; do
+    grep -qx "./usr/share/doc/vorn-dev/$file\(.gz\)\?" <<<"$contents" || fail "vorn-dev lacks $file"
+done
 ! grep -rqaF "$scratch" "$scratch/usr" || fail 'a static library or a description names the build folder'
 
 echo '== a clean root is made'
