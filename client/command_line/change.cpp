@@ -36,11 +36,15 @@ struct Assignment {
     std::string value;
 };
 
-Assignment assignment_of(const Change &change, const std::string &word)
+Assignment assignment_of(const Change &change, const std::string &word, bool may_be_secret = false)
 {
     const std::size_t separator = word.find('=');
     if (separator == std::string::npos || separator == 0) {
-        fail(change, misused, "\"" + word + "\" is not PROPERTY=VALUE");
+        fail(change, misused,
+             may_be_secret
+                 ? "what follows a secret is not PROPERTY=VALUE; a value with blanks needs "
+                   "quotes"
+                 : "\"" + word + "\" is not PROPERTY=VALUE");
     }
     const char before = word[separator - 1];
     const bool is_list =
@@ -194,12 +198,24 @@ private:
         return title_of(change, target).substr(change.place.size());
     }
 
+    /* A word without "=" may be the end of a secret that was not quoted. */
+    std::vector<Assignment> assignments(const Change &change, const Target &target) const
+    {
+        std::vector<Assignment> all;
+        bool may_be_secret = false;
+        for (const std::string &word : words_) {
+            all.push_back(assignment_of(change, word, may_be_secret));
+            may_be_secret = may_be_secret || !schema_.known() ||
+                            schema_.is_secret(target.class_name, all.back().property);
+        }
+        return all;
+    }
+
     void plan_set(const Change &change, const Target &target)
     {
         Values values;
         std::vector<Assignment> lists;
-        for (const std::string &word : words_) {
-            const Assignment assignment = assignment_of(change, word);
+        for (const Assignment &assignment : assignments(change, target)) {
             if (assignment.sign == '=') {
                 values.emplace_back(assignment.property, assignment.value);
             } else {
@@ -245,10 +261,8 @@ private:
     {
         if (!change.where.empty()) fail(change, misused, "a new instance has no condition");
         Values values;
-        for (const std::string &word : words_) {
-            const Assignment assignment = assignment_of(change, word);
+        for (const Assignment &assignment : assignments(change, target))
             values.emplace_back(assignment.property, assignment.value);
-        }
         const Class *klass = schema_.find(target.class_name);
         const Class *family = klass ? schema_.find(klass->superclass) : nullptr;
         if (family && !family->subclass_identifier.empty()) {
@@ -316,8 +330,10 @@ private:
     {
         if (words_.empty()) fail(change, misused, "nothing to unset: PROPERTY is missing");
         Values values;
-        for (const std::string &word : words_)
+        for (const std::string &word : words_) {
+            if (word.find('=') != std::string::npos) fail(change, misused, "unset takes no values");
             values.emplace_back(word, "");
+        }
         const Class *klass = schema_.find(target.class_name);
         const bool is_one =
             klass && (target.name ? klass->type == "unique-named" : klass->type == "singleton");

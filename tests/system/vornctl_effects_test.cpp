@@ -264,6 +264,14 @@ TEST_F(Secrets, AreInNoError)
               "[1]\nvornctl: set Program \"p\": Value \"(secret)\" is not valid for property "
               "\"key\" of class \"Program\".\n");
     EXPECT_THAT(vornctl("set Program p key=" + std::string(200, 'k')), Not(HasSubstr("kkk")));
+    constexpr char unquoted[] =
+        "[2]\nvornctl: what follows a secret is not PROPERTY=VALUE; a value "
+        "with blanks needs quotes\n";
+    EXPECT_EQ(vornctl("set Program p respawn=on key=my opensesame"), unquoted);
+    EXPECT_EQ(vornctl("add Program q key=my opensesame"), unquoted);
+    EXPECT_EQ(vornctl("unset Program p key=opensesame"), "[2]\nvornctl: unset takes no values\n");
+    EXPECT_THAT(shell("echo 'set Program p key=my opensesame' | vornctl batch - 2>&1"),
+                HasSubstr("-:1: what follows a secret"));
     EXPECT_THAT(vornctl("set Program p \"key=abc$(printf '\\001')\""), Not(HasSubstr("abc")));
 }
 
