@@ -6,7 +6,6 @@
 #include "api/sockets/client.h"
 #include "api/sockets/clients.h"
 #include "core/base/result.h"
-#include "vorn/eloop.h"
 #include "vorn/query.h"
 #include "vorn/socket.h"
 
@@ -14,18 +13,23 @@ namespace vorn {
 
 namespace {
 
-constexpr char socket_name[] = "vorn_sock_lsql";
-
 void answer(Client &client, char *request)
 {
     client.reply(Text(vorn_query_eval(request)));
 }
 
 constexpr Door door = {"LSQL", "do_sockapi accept", "do_sockapi fcntl", 4, nullptr, false, answer};
+constexpr Door stream_door = {
+    "LSQL stream", "LSQL stream accept", "LSQL stream fcntl", 8, nullptr, true, answer};
 
 void handle_lsql_connection(int listener, void *, void *)
 {
     take_client(listener, door);
+}
+
+void handle_stream_connection(int listener, void *, void *)
+{
+    take_client(listener, stream_door);
 }
 
 } // namespace
@@ -34,13 +38,10 @@ void handle_lsql_connection(int listener, void *, void *)
 
 using namespace vorn;
 
+/* Clients do without the second door, so that it is no failure. */
 int vorn_socket_api_init()
 {
-    Fd listener(vorn_socket_get_unix(socket_name, VORN_SOCKET_ABSTRACT));
-    if (!listener || !look_after_clients()) return failed;
-    if (eloop_register_read_sock(listener.get(), handle_lsql_connection, nullptr, nullptr)) {
-        return failed;
-    }
-    listener.release();
+    if (!open_door("vorn_sock_lsql", handle_lsql_connection)) return failed;
+    open_door("vorn_sock_lsql_stream", handle_stream_connection);
     return ok;
 }

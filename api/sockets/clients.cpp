@@ -11,6 +11,7 @@
 #include "core/base/limits.h"
 #include "core/eloop_state.h"
 #include "vorn/debug.h"
+#include "vorn/socket.h"
 
 #include <cerrno>
 #include <utility>
@@ -262,6 +263,15 @@ bool look_after_clients()
     if (eloop_register_read_sock(set.get(), serve_next, nullptr, nullptr) != 0) return false;
     events = set.release();
     reserve = fcntl(events, F_DUPFD_CLOEXEC, 0);
+    return true;
+}
+
+bool open_door(const char *name, eloop_sock_handler handler)
+{
+    Fd listener(vorn_socket_get_unix(name, VORN_SOCKET_ABSTRACT));
+    if (!listener || !look_after_clients()) return false;
+    if (eloop_register_read_sock(listener.get(), handler, nullptr, nullptr) != 0) return false;
+    listener.release();
     return true;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "api/sockets/door.h"
+#include "vorn/eloop.h"
 
 namespace vorn {
 
@@ -13,6 +14,9 @@ int accept_or_rest(int listener);
 
 /* Has the loop look after the clients of the framed doors; again does nothing. False: it can't. */
 bool look_after_clients();
+
+/* Listens on an abstract name, and has the loop call the handler, without data. */
+bool open_door(const char *name, eloop_sock_handler handler);
 
 /* Takes the next client of a listener in, and serves it if its request is there already. */
 void take_client(int listener, const Door &door);

@@ -14,8 +14,6 @@
 #include "core/base/text.h"
 #include "core/guard.h"
 #include "vorn/debug.h"
-#include "vorn/eloop.h"
-#include "vorn/socket.h"
 
 #include <cstring>
 
@@ -123,13 +121,7 @@ using namespace vorn;
 
 int vorn_inform_init()
 {
-    Fd listener(vorn_socket_get_unix(socket_name, VORN_SOCKET_ABSTRACT));
-    if (!listener || !look_after_clients()) return failed;
-    if (eloop_register_read_sock(listener.get(), handle_inform_connection, nullptr, nullptr)) {
-        return failed;
-    }
-    listener.release();
-    return ok;
+    return open_door(socket_name, handle_inform_connection) ? ok : failed;
 }
 
 int vorn_inform_fn_add(const char *name, vorn_inform_fn handler)

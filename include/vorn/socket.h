@@ -63,7 +63,14 @@ VORN_API int vorn_socket_get_tcp(int port, int local_only);
  * deep, an element with many attributes or namespaces (500 are always taken, more than a thousand
  * never), more than 100,000 different names, attributes that the document declares.
  *
- * Returns 0, or 1 when it can't be opened. Called once, by the start-up.
+ * Opens "vorn_sock_lsql_stream" too, on which a connection carries any number of requests and
+ * replies, in order. Each has a head of 8 bytes, the number that the client gave the request and
+ * the length of the text, most significant byte first; where the other socket sends no reply this
+ * one sends one of length 0. A request of length 0 or of more than 16 MiB ends the connection.
+ * Between two requests a client has as much time as it likes.
+ *
+ * Returns 0, or 1 when the first can't be opened; clients do without the second. Called once, by
+ * the start-up.
  */
 VORN_API int vorn_socket_api_init(void);
 

@@ -61,7 +61,7 @@ TEST_F(LsqlDoors, ListenOnTheirAbstractName)
 
     EXPECT_EQ(open_door(listener.get()), 0);
 
-    EXPECT_EQ(calls.asked, "unix vorn_sock_lsql 1");
+    EXPECT_EQ(calls.asked, "unix vorn_sock_lsql 1, unix vorn_sock_lsql_stream 1");
     ASSERT_EQ(vorn::eloop_data.reader_count, 2) << "and whoever comes in is looked after";
     EXPECT_EQ(vorn::eloop_data.readers[1].sock, listener.get());
     EXPECT_EQ(vorn::eloop_data.readers[1].eloop_data, nullptr);

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include <arpa/inet.h>
 #include <sys/resource.h>
 
 namespace {
@@ -278,6 +279,75 @@ TEST_F(LsqlSockets, ServeOthersWhileClientsAreSilentOrDeaf)
 
     expect_service();
     EXPECT_FALSE(clients.front()->closed_within(0));
+}
+
+/* The door for clients that stay. */
+class LsqlStreams : public LsqlSockets {
+protected:
+    static std::string big_endian(std::uint32_t number) { return native(htonl(number)); }
+    static std::string frame(std::uint32_t number, const std::string &text)
+    {
+        return big_endian(number) + big_endian(static_cast<std::uint32_t>(text.size())) + text;
+    }
+};
+
+constexpr char stream_door[] = "vorn_sock_lsql_stream";
+
+TEST_F(LsqlStreams, AnswerEachRequestWithItsNumberInOrder)
+{
+    RawClient client(stream_door);
+    std::string expected;
+    for (std::uint32_t number = 3; number > 0; number--) {
+        client.send(frame(number, select_radio));
+        expected += frame(number, radio_on_6);
+    }
+    client.send(frame(99, "no XML"));
+    expected += frame(99, "");
+    client.half_close();
+
+    EXPECT_EQ(client.receive_all(), expected);
+}
+
+TEST_F(LsqlStreams, AnswerAgainAfterASilence)
+{
+    RawClient client(stream_door);
+    client.send(frame(1, select_radio));
+    EXPECT_EQ(client.receive_until("</lsql_result>\n"), frame(1, radio_on_6));
+    std::this_thread::sleep_for(std::chrono::milliseconds(5300)); /* more than a request may take */
+
+    client.send(frame(2, select_radio));
+    client.half_close();
+
+    EXPECT_EQ(client.receive_all(), frame(2, radio_on_6));
+}
+
+TEST_F(LsqlStreams, ShowOneClientWhatAnotherHasChanged)
+{
+    RawClient client(stream_door);
+    client.send(frame(1, select_radio));
+    client.receive_until("</lsql_result>\n");
+    lsql("<lsql><update><Radio name=\"r0\"><channel>11</channel></Radio></update></lsql>");
+
+    client.send(frame(2, select_radio));
+
+    EXPECT_THAT(client.receive_until("</lsql_result>\n"), HasSubstr("<channel>11</channel>"));
+}
+
+TEST_F(LsqlStreams, CloseOnWhatIsNoFrameAndSayWhy)
+{
+    RawClient empty(stream_door);
+    empty.send(frame(1, ""));
+    RawClient endless(stream_door);
+    endless.send(big_endian(1) + big_endian(largest_request + 1));
+    RawClient cut(stream_door);
+    cut.send(frame(1, select_radio).substr(0, 20));
+    cut.half_close();
+
+    EXPECT_EQ(empty.receive_all() + endless.receive_all() + cut.receive_all(), "");
+    EXPECT_TRUE(console_shows("vorn: LSQL stream request is empty.\n"));
+    EXPECT_TRUE(console_shows("vorn: LSQL stream request of 16777217 bytes is too long.\n"));
+    EXPECT_TRUE(console_shows("vorn: LSQL stream client left in the middle of a request.\n"));
+    expect_service();
 }
 
 /* What a slow client has not taken of its reply it still gets. */

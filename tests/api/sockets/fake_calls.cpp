@@ -103,7 +103,8 @@ int __wrap_vorn_socket_get_unix(const char *name, unsigned int flags)
 {
     if (!calls || !calls->answers_listeners) return __real_vorn_socket_get_unix(name, flags);
     const vorn::tests::AllocationsAllowed allowed;
-    calls->asked = std::string("unix ") + name + " " + std::to_string(flags);
+    if (!calls->asked.empty()) calls->asked += ", ";
+    calls->asked += std::string("unix ") + name + " " + std::to_string(flags);
     return std::exchange(calls->listener, -1);
 }
 
