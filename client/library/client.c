@@ -1,8 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The daemon's three doors as a client sees them. A framed request is a length in the machine's
- * own byte order and the text out, everything up to the end of the stream in; an inform request
- * has a version before that. Notices come one after the other, each ended by a NUL byte.
+ * The daemon's doors as a client sees them. A framed request is a length in the machine's own byte
+ * order and the text out, everything up to the end of the stream in; an inform request has a
+ * version before that. On the stream, which stays, requests and replies have a number and a length
+ * in network order. Notices come one after the other, each ended by a NUL byte.
  */
 #include <arpa/inet.h>
 #include <errno.h>
@@ -19,6 +20,8 @@ enum { default_timeout_ms = 30000, notify_port = 8001, inform_version = 0 };
 
 struct vorn_client {
     int timeout_ms;
+    struct connection stream; /* once there was a request, and the daemon has such a door */
+    uint32_t number;          /* of the last request on it */
     struct connection subscription;
     struct buffer notices; /* what came and was not taken yet */
     char error[160];
@@ -28,7 +31,8 @@ vorn_client *vorn_client_new(void)
 {
     vorn_client *client = malloc(sizeof *client);
     if (client == NULL) return NULL;
-    *client = (vorn_client){.timeout_ms = default_timeout_ms, .subscription = {-1, -1}};
+    *client = (vorn_client){
+        .timeout_ms = default_timeout_ms, .stream = {-1, -1}, .subscription = {-1, -1}};
     return client;
 }
 
@@ -36,6 +40,7 @@ void vorn_client_delete(vorn_client *client)
 {
     if (client == NULL) return;
     vorn_client_unsubscribe(client);
+    connection_close(&client->stream);
     free(client);
 }
 
@@ -144,10 +149,80 @@ static int exchange_at(vorn_client *client, const char *door, const void *head, 
     return failed(client, status);
 }
 
+/* In one piece when it is short. */
+static int send_frame(struct connection *stream, uint32_t number, const char *request,
+                      size_t length)
+{
+    char piece[4096];
+    const uint32_t head[] = {htonl(number), htonl((uint32_t)length)};
+    const size_t taken = length < sizeof piece - sizeof head ? length : sizeof piece - sizeof head;
+
+    memcpy(piece, head, sizeof head);
+    memcpy(piece + sizeof head, request, taken);
+    const int status = connection_send(stream, piece, sizeof head + taken);
+    return status == VORN_CLIENT_OK ? connection_send(stream, request + taken, length - taken)
+                                    : status;
+}
+
+static int receive_frame(struct connection *stream, uint32_t number, struct buffer *reply)
+{
+    uint32_t head[2];
+    int status = connection_receive_all(stream, head, sizeof head);
+    if (status != VORN_CLIENT_OK) return status;
+    if (head[0] != htonl(number)) return VORN_CLIENT_LOST;
+
+    const size_t length = ntohl(head[1]);
+    if (length == 0) return VORN_CLIENT_NO_ANSWER;
+    reply->bytes = length < SIZE_MAX ? malloc(length + 1) : NULL;
+    if (reply->bytes == NULL) return VORN_CLIENT_NO_MEMORY;
+    status = connection_receive_all(stream, reply->bytes, length);
+    reply->bytes[length] = '\0';
+    reply->length = length;
+    return status;
+}
+
+/*
+ * VORN_CLIENT_NO_DAEMON when there is no such door. A connection that stayed may have been closed
+ * since: then what could not be sent whole was not served, and is sent again on a new one.
+ */
+static int exchange_on_stream(vorn_client *client, const char *request, size_t length,
+                              struct buffer *reply)
+{
+    struct connection *stream = &client->stream;
+    const int64_t deadline_ms = deadline_after(client->timeout_ms);
+    int status = VORN_CLIENT_LOST;
+
+    client->number++;
+    stream->deadline_ms = deadline_ms;
+    if (connection_is_idle(stream)) {
+        status = send_frame(stream, client->number, request, length);
+    }
+    if (status == VORN_CLIENT_LOST) {
+        connection_close(stream);
+        status = open_door(stream, "vorn_sock_lsql_stream", deadline_ms);
+        if (status != VORN_CLIENT_OK) return status;
+        status = send_frame(stream, client->number, request, length);
+    }
+    if (status == VORN_CLIENT_OK) status = receive_frame(stream, client->number, reply);
+    if (status != VORN_CLIENT_OK) buffer_free(reply);
+    if (status != VORN_CLIENT_OK && status != VORN_CLIENT_NO_ANSWER) connection_close(stream);
+    return status;
+}
+
+static int exchange_at_best(vorn_client *client, const char *request, size_t length,
+                            struct buffer *reply)
+{
+    const int status = exchange_on_stream(client, request, length, reply);
+    if (status == VORN_CLIENT_NO_DAEMON) {
+        const uint32_t head = (uint32_t)length;
+        return exchange_at(client, "vorn_sock_lsql", &head, sizeof head, request, length, reply);
+    }
+    return status == VORN_CLIENT_OK ? status : failed(client, status);
+}
+
 int vorn_client_request(vorn_client *client, const char *request, size_t length, char **reply,
                         size_t *reply_length)
 {
-    const uint32_t framed_length = (uint32_t)length;
     struct buffer answer = {NULL, 0, 0};
     int status = VORN_CLIENT_OK;
 
@@ -156,8 +231,7 @@ int vorn_client_request(vorn_client *client, const char *request, size_t length,
     } else if (length > VORN_CLIENT_LONGEST_REQUEST) {
         status = refused(client, "the request is longer than 16 MiB");
     } else {
-        status = exchange_at(client, "vorn_sock_lsql", &framed_length, sizeof framed_length,
-                             request, length, &answer);
+        status = exchange_at_best(client, request, length, &answer);
     }
     *reply = answer.bytes;
     if (reply_length != NULL) *reply_length = answer.length;

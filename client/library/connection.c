@@ -150,6 +150,31 @@ int connection_receive(struct connection *connection, struct buffer *buffer, int
     }
 }
 
+int connection_receive_all(struct connection *connection, void *bytes, size_t length)
+{
+    char *at = bytes;
+    while (length > 0) {
+        const ssize_t count = recv(connection->descriptor, at, length, 0);
+        if (count > 0) {
+            at += count;
+            length -= (size_t)count;
+        } else if (count == 0 || !is_for_later(errno)) {
+            return VORN_CLIENT_LOST;
+        } else {
+            const int status = wait_for(connection, POLLIN);
+            if (status != VORN_CLIENT_OK) return status;
+        }
+    }
+    return VORN_CLIENT_OK;
+}
+
+int connection_is_idle(const struct connection *connection)
+{
+    char byte;
+    return connection->descriptor >= 0 && recv(connection->descriptor, &byte, 1, MSG_PEEK) < 0 &&
+           is_for_later(errno);
+}
+
 void buffer_free(struct buffer *buffer)
 {
     free(buffer->bytes);

@@ -32,6 +32,12 @@ int connection_send(struct connection *connection, const void *bytes, size_t len
 /* Waits for some more bytes and adds them; *ended tells that there will be no more. */
 int connection_receive(struct connection *connection, struct buffer *buffer, int *ended);
 
+/* Waits for so many bytes; the end of the stream before that loses the connection. */
+int connection_receive_all(struct connection *connection, void *bytes, size_t length);
+
+/* Whether it is open and nothing waits to be received, its end included. */
+int connection_is_idle(const struct connection *connection);
+
 void buffer_free(struct buffer *buffer);
 
 #endif

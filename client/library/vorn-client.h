@@ -49,7 +49,7 @@ enum { VORN_CLIENT_LONGEST_REQUEST = 16 * 1024 * 1024 };
 /** Makes a client with a deadline of 30 seconds. Null when memory is gone. */
 VORN_CLIENT_API vorn_client *vorn_client_new(void);
 
-/** Ends the subscription, if there is one, and frees the client. Null does nothing. */
+/** Ends the client's connections, the subscription too, and frees it. Null does nothing. */
 VORN_CLIENT_API void vorn_client_delete(vorn_client *client);
 
 /**
@@ -73,6 +73,9 @@ VORN_CLIENT_API const char *vorn_client_error(const vorn_client *client);
  * The reply ends in a NUL that is not counted; the caller frees it. The place for its length may
  * be null. A request that is empty or too long is not sent: VORN_CLIENT_BAD_ARGUMENT. An answer
  * that says that the request failed is an answer: VORN_CLIENT_OK.
+ *
+ * The client keeps its connection for the next request, with a daemon that lets it; one that was
+ * closed meanwhile is opened again. VORN_CLIENT_LOST leaves open whether the request was served.
  */
 VORN_CLIENT_API int vorn_client_request(vorn_client *client, const char *request, size_t length,
                                         char **reply, size_t *reply_length);

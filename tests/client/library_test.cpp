@@ -10,7 +10,10 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
+#include <arpa/inet.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vorn-client.h>
@@ -186,6 +189,139 @@ TEST_F(ClientLibrary, WaitsForADaemonWithoutRoomForAnotherClient)
         status = request("<lsql/>");
 
     EXPECT_EQ(request("<lsql/>"), VORN_CLIENT_TIMED_OUT);
+}
+
+constexpr char stream_name[] = "vorn_sock_lsql_stream";
+
+std::string frame(std::uint32_t number, const std::string &text)
+{
+    return native(htonl(number)) + native(htonl(static_cast<std::uint32_t>(text.size()))) + text;
+}
+
+TEST_F(ClientLibrary, StaysOnTheStreamWhenThereIsOne)
+{
+    Listener listener(stream_name);
+    std::vector<std::string> received;
+    std::thread daemon = serve(listener, [&](int descriptor) {
+        for (std::uint32_t number = 1; number <= 3; number++) {
+            received.push_back(receive(descriptor, frame(number, "<lsql/>").size()));
+            const std::string text = frame(number, std::string(number * 100000, 'x'));
+            answer(descriptor, text.substr(0, 5));
+            answer(descriptor, text.substr(5));
+        }
+    });
+
+    for (std::uint32_t number = 1; number <= 3; number++) {
+        EXPECT_EQ(request("<lsql/>"), VORN_CLIENT_OK);
+        EXPECT_EQ(std::string(reply.get(), reply_length), std::string(number * 100000, 'x'));
+    }
+
+    daemon.join();
+    EXPECT_EQ(received, (std::vector<std::string>{frame(1, "<lsql/>"), frame(2, "<lsql/>"),
+                                                  frame(3, "<lsql/>")}));
+}
+
+TEST_F(ClientLibrary, ComesAgainWhenTheStreamWasClosedMeanwhile)
+{
+    Listener listener(stream_name);
+    const auto serve_once = [](std::uint32_t number) {
+        return [number](int descriptor) {
+            receive(descriptor, frame(number, "<lsql/>").size());
+            answer(descriptor, frame(number, "yes"));
+        };
+    };
+    for (std::uint32_t number = 1; number <= 2; number++) {
+        std::thread daemon = serve(listener, serve_once(number));
+
+        EXPECT_EQ(request("<lsql/>"), VORN_CLIENT_OK);
+
+        daemon.join();
+        EXPECT_STREQ(reply.get(), "yes");
+    }
+}
+
+TEST_F(ClientLibrary, TakesTheOtherDoorWhenTheStreamIsGone)
+{
+    auto listener = std::make_unique<Listener>(stream_name);
+    std::thread daemon = serve(*listener, [](int descriptor) {
+        receive(descriptor, frame(1, "<lsql/>").size());
+        answer(descriptor, frame(1, "new"));
+    });
+    EXPECT_EQ(request("<lsql/>"), VORN_CLIENT_OK);
+    daemon.join();
+    listener.reset();
+    Listener other("vorn_sock_lsql");
+    daemon = serve(other, [](int descriptor) {
+        receive(descriptor, framed("<lsql/>").size());
+        answer(descriptor, "old");
+    });
+
+    EXPECT_EQ(request("<lsql/>"), VORN_CLIENT_OK);
+
+    daemon.join();
+    EXPECT_STREQ(reply.get(), "old");
+}
+
+TEST_F(ClientLibrary, SaysWhatWentWrongOnTheStream)
+{
+    const std::vector<std::pair<std::string, int>> answers = {
+        {frame(1, ""), VORN_CLIENT_NO_ANSWER},
+        {frame(1, "half").substr(0, 10), VORN_CLIENT_LOST},
+        {frame(1, "half").substr(0, 4), VORN_CLIENT_LOST},
+        {frame(7, "of another request"), VORN_CLIENT_LOST},
+        {"", VORN_CLIENT_LOST},
+    };
+    Listener listener(stream_name);
+    for (const auto &[bytes, expected] : answers) {
+        vorn_client_delete(std::exchange(client, vorn_client_new()));
+        std::thread daemon = serve(listener, [&bytes = bytes](int descriptor) {
+            receive(descriptor, frame(1, "<lsql/>").size());
+            answer(descriptor, bytes);
+        });
+
+        EXPECT_EQ(request("<lsql/>"), expected);
+
+        daemon.join();
+        EXPECT_EQ(reply, nullptr);
+        EXPECT_STREQ(vorn_client_error(client), vorn_client_status_text(expected));
+    }
+}
+
+/* A late reply would be taken for that of the next request. */
+TEST_F(ClientLibrary, LeavesAStreamThatDidNotAnswerInTime)
+{
+    Listener listener(stream_name);
+    vorn_client_set_timeout(client, 50);
+    std::thread daemon = serve(listener, [](int descriptor) {
+        receive(descriptor, frame(1, "<lsql/>").size());
+        EXPECT_EQ(receive(descriptor, 1), "") << "the client stays";
+    });
+
+    EXPECT_EQ(request("<lsql/>"), VORN_CLIENT_TIMED_OUT);
+
+    daemon.join();
+}
+
+TEST_F(ClientLibrary, SurvivesTheLackOfMemoryOnTheStream)
+{
+    Listener listener(stream_name);
+    FailEachAllocation([&] {
+        std::thread daemon;
+        {
+            const AllocationsAllowed allowed;
+            vorn_client_delete(std::exchange(client, vorn_client_new()));
+            daemon = serve(listener, [](int descriptor) {
+                receive(descriptor, frame(1, "<lsql/>").size());
+                answer(descriptor, frame(1, "yes"));
+            });
+        }
+        const int status = request("<lsql/>");
+
+        const AllocationsAllowed allowed;
+        daemon.join();
+        EXPECT_EQ(status == VORN_CLIENT_NO_MEMORY, AllocationFailed());
+        EXPECT_EQ(status == VORN_CLIENT_OK, reply != nullptr);
+    });
 }
 
 TEST_F(ClientLibrary, SendsNoRequestThatIsEmptyOrTooLong)
