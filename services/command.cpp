@@ -31,10 +31,6 @@ namespace {
 constexpr int not_executed = 127;
 constexpr int highest_descriptor = 1023;
 
-/* Of SIGTERM, since a fork failed. */
-using SignalHandler = void (*)(int);
-constinit SignalHandler lost_handler = nullptr;
-
 /* Continues the line that the start of a child began. */
 void continue_line(const char *pattern, ...) VORN_PRINTF(1, 2);
 void continue_line(const char *pattern, ...)
@@ -145,29 +141,19 @@ pid_t vorn_command_spawn(char *const arguments[], Output output, const char *dir
         return 0;
     }
 
-    const auto on_termination = std::signal(SIGTERM, SIG_DFL);
-    const pid_t pid = fork();
-    if (pid == 0) become(arguments, output, directory);
+    pid_t pid;
+    {
+        /* The handlers, which would end every service, are the daemon's and not the child's. */
+        const SignalsHeld held;
+        pid = fork();
+        if (pid == 0) become(arguments, output, directory);
+    }
     if (pid == -1) {
-        /* SIGTERM keeps its default action until the next tick: who can't fork is left fast. */
-        if (on_termination != SIG_DFL) lost_handler = on_termination;
         vorn_debug_perror("fork");
         return -1;
     }
-    std::signal(SIGTERM, on_termination);
     continue_line("-> pid = %d ", static_cast<int>(pid));
     return pid;
-}
-
-/* Somebody may have set another one since, as the end of the boot does. */
-void hear_termination_again()
-{
-    struct sigaction now;
-    if (!lost_handler) return;
-    if (sigaction(SIGTERM, nullptr, &now) == 0 && now.sa_handler == SIG_DFL) {
-        std::signal(SIGTERM, lost_handler);
-    }
-    lost_handler = nullptr;
 }
 
 } // namespace vorn

@@ -18,10 +18,12 @@
 #include "services/service_state.h"
 #include "vorn/debug.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -69,35 +71,76 @@ bool is_our_child(pid_t pid)
     return waitid(P_PID, static_cast<id_t>(pid), &unused, WEXITED | WNOHANG | WNOWAIT) == 0;
 }
 
+/* The kernel's status line of a process, cut to the room. Takes no memory: a service must not seem
+   to have ended because there is none. */
+template <std::size_t room>
+bool read_status(pid_t pid, char (&line)[room])
+{
+    const Line<32> path("/proc/%d/stat", static_cast<int>(pid));
+    const Fd status = open_regular(path.get(), O_RDONLY);
+    const ssize_t length = status ? read(status.get(), line, room - 1) : -1;
+    line[std::max<ssize_t>(length, 0)] = '\0';
+    return length >= 0;
+}
+
+/* The letter after the second blank; NUL when there is no line. */
+char process_state(pid_t pid)
+{
+    char line[512];
+    if (!read_status(pid, line)) return '\0';
+    const char *blank = std::strchr(line, ' ');
+    if (blank) blank = std::strchr(blank + 1, ' ');
+    return blank ? blank[1] : '\0';
+}
+
+/* Of a status line: the name of the program before it may have blanks and brackets of its own. */
+const char *after_the_name(const char *line)
+{
+    const char *end = std::strrchr(line, ')');
+    return end && end[1] == ' ' ? end + 2 : "";
+}
+
+/* When a process began, by the kernel's count, as its status line has it; 0 when it has not. */
+unsigned long long birth_in(const char *line)
+{
+    constexpr int fields_before = 19; /* from its state on */
+    const char *at = after_the_name(line);
+    for (int i = 0; at && i < fields_before; i++)
+        at = std::strchr(at + 1, ' ');
+    return at ? std::strtoull(at, nullptr, 10) : 0;
+}
+
+unsigned long long birth_of(pid_t pid)
+{
+    char line[512];
+    return read_status(pid, line) ? birth_in(line) : 0;
+}
+
+/*
+ * A process that is no child may have ended, and its number have gone to another, which was born
+ * later. Where there is no status line to read, the number is all that is known.
+ */
+bool is_the_one_born(pid_t pid, unsigned long long birth)
+{
+    char line[512];
+    if (kill(pid, 0) != 0) return false;
+    if (!read_status(pid, line)) return true;
+    const unsigned long long found = birth_in(line);
+    return *after_the_name(line) != 'Z' && (birth == 0 || found == 0 || found == birth);
+}
+
 /*
  * A number is good for as long as its process is not reaped, by whomever; then it may be anybody's.
  * A failed fork leaves -1, which kill would take for every process there is; it names none. 0,
  * what a start without actions leaves, is the daemon's own group and always answers. What was
- * started before the daemon went into the background is no child, and can only be asked for.
+ * started before the daemon went into the background is no child, and known by its birth.
  */
 bool process_exists(const vorn_service &service)
 {
     if (service.reaped || service.pid == no_process) return false;
-    if (service.pid > 0 && service.starter == getpid()) return is_our_child(service.pid);
-    return kill(service.pid, 0) == 0;
-}
-
-/*
- * The letter after the second blank of the kernel's status line; NUL when there is no line. Takes
- * no memory: a service must not seem to have ended because there is none.
- */
-char process_state(pid_t pid)
-{
-    const Line<32> path("/proc/%d/stat", static_cast<int>(pid));
-    const Fd status = open_regular(path.get(), O_RDONLY);
-    char line[512];
-    const ssize_t length = status ? read(status.get(), line, sizeof line - 1) : -1;
-    if (length < 0) return '\0';
-    line[length] = '\0';
-
-    const char *blank = std::strchr(line, ' ');
-    if (blank) blank = std::strchr(blank + 1, ' ');
-    return blank ? blank[1] : '\0';
+    if (service.pid <= 0) return kill(service.pid, 0) == 0;
+    if (service.starter == getpid()) return is_our_child(service.pid);
+    return is_the_one_born(service.pid, service.birth);
 }
 
 std::int64_t now_us()
@@ -109,18 +152,18 @@ std::int64_t now_us()
 
 /*
  * Polls without sleeping: the limits are short, and nothing else may happen before a service is
- * known to be gone. An error means that there is no such child any more.
+ * known to be gone. An error means that it is no child, of this process or any more.
  */
 bool ends_within(vorn_service &service, std::int64_t limit_us)
 {
     const AtRest at_rest;
     const std::int64_t start = now_us();
-    pid_t reaped;
-    while ((reaped = waitpid(service.pid, nullptr, WNOHANG)) == 0) {
+    for (;;) {
+        const pid_t reaped = waitpid(service.pid, nullptr, WNOHANG);
+        if (reaped == service.pid) service.reaped = true;
+        if (reaped != 0 && !process_exists(service)) return true;
         if (now_us() - start > limit_us) return false;
     }
-    if (reaped == service.pid) service.reaped = true;
-    return true;
 }
 
 void note_reaped(pid_t pid)
@@ -178,6 +221,7 @@ void spawn(vorn_service &service, char *const arguments[], Output output, const 
     if (pid > 0) note_reaped(pid); /* whoever had that number before */
     service.pid = pid;
     service.starter = getpid();
+    service.birth = pid > 0 ? birth_of(pid) : 0;
     service.reaped = false;
     service.state = ServiceState::running;
     if (!shows_commands()) return;
@@ -249,11 +293,34 @@ int start_service(const char *name, char *const arguments[], Output output, cons
     return ok;
 }
 
-void stop_for_shutdown(const char *name, const vorn_service &service)
+int stop(const char *name, vorn_service &service, int signal_number, int limit_us)
+{
+    const pid_t pid = service.pid;
+    vorn_debug_1printf("Sending signal %d to service %s with pid %d.\n", signal_number, name,
+                       static_cast<int>(pid));
+    service.state = ServiceState::stopping;
+    if (vorn_process_no_actions) {
+        vorn_debug_1printf("(no actions)\n");
+        service.state = ServiceState::stopped;
+        return nothing_to_do;
+    }
+
+    /* Anything but a real process id would reach the daemon's own group, or everybody. */
+    if (pid <= 0 || !process_exists(service)) return stopped_or_signalled;
+    kill(pid, signal_number);
+    if (limit_us == 0 || ends_within(service, limit_us)) return stopped_or_signalled;
+
+    vorn_debug_1printf("Timeout while sending signal %d to service %s with pid %d.\n",
+                       signal_number, name, static_cast<int>(pid));
+    return time_limit_passed;
+}
+
+/* Runs in signal context too, which may have struck into an allocation: nothing is freed. */
+void stop_for_shutdown(const char *name, vorn_service &service)
 {
     vorn_debug_1printf("Stopping %s (%d)...\n", name, static_cast<int>(service.pid));
-    if (vorn_service_stop(name, SIGTERM, termination_limit_us) == time_limit_passed) {
-        vorn_service_stop(name, SIGKILL, kill_limit_us);
+    if (stop(name, service, SIGTERM, termination_limit_us) == time_limit_passed) {
+        stop(name, service, SIGKILL, kill_limit_us);
     }
 }
 
@@ -345,25 +412,8 @@ int vorn_service_stop(const char *name, int signal_number, int limit_us)
     vorn_service *service = find_service(name);
     if (!service || service->state == ServiceState::stopped) return nothing_to_do;
 
-    const pid_t pid = service->pid;
-    vorn_debug_1printf("Sending signal %d to service %s with pid %d.\n", signal_number, name,
-                       static_cast<int>(pid));
-    service->state = ServiceState::stopping;
     service->planned.reset();
-    if (vorn_process_no_actions) {
-        vorn_debug_1printf("(no actions)\n");
-        service->state = ServiceState::stopped;
-        return nothing_to_do;
-    }
-
-    /* Anything but a real process id would reach the daemon's own group, or everybody. */
-    if (pid <= 0 || !process_exists(*service)) return stopped_or_signalled;
-    kill(pid, signal_number);
-    if (limit_us == 0 || ends_within(*service, limit_us)) return stopped_or_signalled;
-
-    vorn_debug_1printf("Timeout while sending signal %d to service %s with pid %d.\n",
-                       signal_number, name, static_cast<int>(pid));
-    return time_limit_passed;
+    return stop(name, *service, signal_number, limit_us);
 }
 
 void vorn_service_shutdown()
@@ -404,7 +454,6 @@ void vorn_service_poll()
             drop_service(name, service);
         }
     }
-    hear_termination_again();
 }
 
 void vorn_service_print(FILE *stream)

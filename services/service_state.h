@@ -26,6 +26,7 @@ struct vorn_service : Record {
     pid_t pid = 0;       /* of the last start */
     bool reaped = false; /* the number is the process's no more */
     pid_t starter = 0;   /* whose child it is: a daemon is another process after daemonising */
+    unsigned long long birth = 0; /* of the process, to know it by when it is no child any more */
     Owned<PlannedStart> planned;
     vorn_service_exited_fn exited_fn = nullptr;
     void *exited_data = nullptr;

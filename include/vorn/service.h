@@ -34,8 +34,7 @@
  * while executing \"%s\"" (at most 160 characters), after which it runs where the daemon does, and
  * "Unable to execute \"%s\"" (at most 80), after which it exits with status 127. The latter comes
  * when the output mode is in force already, and is lost with the output where that is discarded. A
- * failed fork is reported as "fork", and leaves the daemon's SIGTERM at its default action until
- * vorn_service_poll comes by.
+ * failed fork is reported as "fork".
  *
  * Above debug level 0 each start is a line of the log: "Running \"ip link\" -> pid = 12 ", ended by
  * "-> status = 0\n" or "-> errno = 10\n" for a command and by "\n" for a service.

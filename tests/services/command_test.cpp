@@ -190,8 +190,12 @@ TEST_F(Commands, StartWithTheUsualSignals)
     EXPECT_EQ(blocked & (1UL << (SIGCHLD - 1)), 0u);
 }
 
+volatile std::sig_atomic_t terminations = 0;
+
 void on_termination(int)
-{}
+{
+    terminations = terminations + 1;
+}
 
 TEST_F(Commands, PutTheHandlerOfSigtermBack)
 {
@@ -202,7 +206,7 @@ TEST_F(Commands, PutTheHandlerOfSigtermBack)
     EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), on_termination);
 }
 
-TEST_F(Commands, ThatCannotBeForkedAreReportedAndLeaveSigtermAtItsDefault)
+TEST_F(Commands, ThatCannotBeForkedAreReportedAndLeaveTheHandlerOfSigterm)
 {
     std::signal(SIGTERM, on_termination);
     CapturedStandardError errors;
@@ -212,9 +216,40 @@ TEST_F(Commands, ThatCannotBeForkedAreReportedAndLeaveSigtermAtItsDefault)
 
     EXPECT_EQ(vorn_command_execl("true", nullptr), -1);
 
-    EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), SIG_DFL);
+    EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), on_termination);
     EXPECT_EQ(errors.text(), "vorn: fork: Resource temporarily unavailable\n");
     EXPECT_EQ(log.text(), "vorn: Running \"true\" ");
+}
+
+/* Its default action would leave the services behind. */
+TEST_F(Commands, LetNoTerminationPassTheHandlerBy)
+{
+    std::signal(SIGTERM, on_termination);
+    CapturedStandardError unheard;
+    vorn::tests::FakeCalls calls;
+    calls.signal_in_fork = SIGTERM;
+    terminations = 0;
+
+    EXPECT_EQ(vorn_command_execl("true", nullptr), 0);
+    EXPECT_EQ(terminations, 1);
+    calls.refuses_fork = true;
+    EXPECT_EQ(vorn_command_execl("true", nullptr), -1);
+    EXPECT_EQ(terminations, 2);
+
+    std::signal(SIGTERM, SIG_DFL);
+}
+
+/* The handler is the daemon's: it would stop the services. */
+TEST_F(Commands, EndBySignalsOfTheirOwnFromTheirBirth)
+{
+    std::signal(SIGTERM, on_termination);
+    vorn::tests::FakeCalls calls;
+    calls.signal_in_child = SIGTERM;
+
+    const int status = vorn_command_execl("true", nullptr);
+
+    std::signal(SIGTERM, SIG_DFL);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
 }
 
 TEST_F(Commands, AreWaitedForAcrossSignals)

@@ -50,11 +50,13 @@ int __real_clock_gettime(clockid_t clock, struct timespec *answer);
 
 pid_t __wrap_fork()
 {
+    if (calls && calls->signal_in_fork) raise(calls->signal_in_fork);
     if (calls && calls->refuses_fork) {
         errno = EAGAIN;
         return -1;
     }
     const pid_t pid = __real_fork();
+    if (calls && calls->signal_in_child && pid == 0) raise(calls->signal_in_child);
     if (calls && calls->awaits_children && pid > 0) await_end_of(pid);
     return pid;
 }

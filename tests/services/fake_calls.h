@@ -17,6 +17,10 @@ public:
     ~FakeCalls();
 
     bool refuses_fork = false;
+    /* Strikes just before each fork. */
+    int signal_in_fork = 0;
+    /* Strikes in the child, which is the daemon's twin until it has become something else. */
+    int signal_in_child = 0;
     /* The daemon goes on from a fork only when the child has come to its end. */
     bool awaits_children = false;
     /* So many waits for a child are cut short by a signal first. */

@@ -1,5 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* How services end: stopped, gone by themselves, or with the daemon. */
+#include "support/allocation.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -344,6 +346,25 @@ TEST_F(Shutdowns, KillWhatDoesNotListen)
     EXPECT_EQ(calls.signals, "15 to " + pid + "\n9 to " + pid + "\n");
     EXPECT_EQ(calls.now_us, 7000000)
         << "read at the start, then until more than five seconds have passed";
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+}
+
+/* A signal may have struck into an allocation. */
+TEST_F(Shutdowns, AskForNoMemoryAndGiveNoneBack)
+{
+    CapturedStandardError unheard;
+    start_sleeper("web");
+    {
+        FakeCalls calls;
+        calls.refuses_fork = true;
+        vorn_service_execl("dns", "sleep", "1000", nullptr);
+    }
+    ASSERT_NE(record("dns")->planned, nullptr);
+
+    vorn::tests::NeedsNoAllocation(vorn_service_shutdown);
+
+    EXPECT_NE(record("dns")->planned, nullptr);
+    EXPECT_EQ(record("dns")->state, ServiceState::stopping);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
 }
 

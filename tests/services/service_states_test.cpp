@@ -119,6 +119,23 @@ public:
         reaped_by_another(scene);
         service().pid = scene.stranger = start_stranger();
     }
+    /* As if the daemon had gone into the background since. */
+    static void started_by_a_parent(Scene &scene)
+    {
+        running(scene);
+        service().starter = getppid();
+    }
+    static void number_of_a_parents_taken(Scene &scene)
+    {
+        started_by_a_parent(scene);
+        kill(service().pid, SIGKILL);
+        waitpid(service().pid, nullptr, 0);
+        scene.calls.signals.clear();
+        wait_for_another_birth();
+        service().pid = scene.stranger = start_stranger();
+    }
+    /* The kernel counts births in ticks. */
+    static void wait_for_another_birth() { usleep(20000); }
     static void fork_failed_once(Scene &scene)
     {
         scene.calls.refuses_fork = true;
@@ -216,6 +233,13 @@ const Row rows[] = {
      {"running", "gone, told", "stopping", "stopping", "running, lives"}},
     {"number taken by a stranger after another reaped it",
      ServiceStates::number_taken_after_another_reaped,
+     {"running", "gone, told", "stopping", "stopping", "running, lives"}},
+    {"started before the daemon was one",
+     ServiceStates::started_by_a_parent,
+     {"running, lives", "running, lives", "stopping, sent 15", "stopping, sent 15",
+      "running, lives"}},
+    {"number taken of one started before the daemon was one",
+     ServiceStates::number_of_a_parents_taken,
      {"running", "gone, told", "stopping", "stopping", "running, lives"}},
     {"fork failed",
      ServiceStates::fork_failed_once,
@@ -335,23 +359,22 @@ TEST_F(Services, WithoutAnExitFunctionAreTriedAgainAlsoAfterAnExit)
     EXPECT_EQ(vorn_service_is_running("web"), 1);
 }
 
-volatile std::sig_atomic_t terminations = 0;
-
-TEST_F(Services, LetTheDaemonEndInOrderAgainWithTheTickAfterAFailedFork)
+/* What the daemon started before it went into the background is waited for, and killed, too. */
+TEST_F(Services, ThatAreNoChildrenAnyMoreEndWithTheDaemon)
 {
-    CapturedStandardError unheard;
-    std::signal(SIGTERM, [](int) { terminations = terminations + 1; });
-    {
-        FakeCalls calls;
-        calls.refuses_fork = true;
-        vorn_service_execl("web", "true", nullptr);
-        vorn_service_poll();
-    }
-
-    raise(SIGTERM);
-
-    EXPECT_EQ(terminations, 1);
+    FakeCalls calls;
+    std::signal(SIGTERM, SIG_IGN);
+    const pid_t deaf = start_stranger();
     std::signal(SIGTERM, SIG_DFL);
+    vorn_service_set_exited_fn(name, nullptr, nullptr);
+    record(name)->state = ServiceState::running;
+    record(name)->pid = deaf;
+    calls.leap_us = 1000000;
+
+    vorn_service_shutdown();
+
+    const std::string number = std::to_string(deaf);
+    EXPECT_EQ(calls.signals, "15 to " + number + "\n9 to " + number + "\n");
 }
 
 } // namespace
