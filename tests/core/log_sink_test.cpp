@@ -365,6 +365,23 @@ TEST_F(ErrorOutput, GoesWhereItLeadsNow)
     }
 }
 
+TEST_F(ErrorOutput, GoesWhereItLeadsNowThoughThatIsOfTheSameKind)
+{
+    report("before\n");
+    EXPECT_EQ(taken_from(reader.get()), "before\n");
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const Fd other_reader(ends[0]);
+    const Fd other_writer(ends[1]);
+    dup2(other_writer.get(), STDERR_FILENO);
+
+    report("then\n");
+
+    dup2(writer.get(), STDERR_FILENO);
+    fcntl(other_reader.get(), F_SETFL, O_NONBLOCK);
+    EXPECT_EQ(taken_from(other_reader.get()), "then\n");
+}
+
 TEST_F(ErrorOutput, MayBeClosed)
 {
     close(STDERR_FILENO);

@@ -33,6 +33,7 @@ TEST(QuotedTexts, ForgeNoLinesAndSteerNoTerminals)
 TEST(QuotedTexts, ShowWhatIsNoUtf8)
 {
     EXPECT_EQ(quoted("\xFF\x9B\xC0\xAF"), "\\xFF\\x9B\\xC0\\xAF");
+    EXPECT_EQ(quoted("\x80"), "\\x80");
     EXPECT_EQ(quoted("\xE2\x82"), "\\xE2\\x82");
     EXPECT_EQ(quoted("\xE2\x82x"), "\\xE2\\x82x");
 }

@@ -55,6 +55,7 @@ TEST(Lines, AreNeverCutInsideACharacter)
     EXPECT_STREQ(Line<8>("12345%s", "\xE2\x82\xAC").get(), "12345");
     EXPECT_STREQ(Line<8>("1234%s", "\xF0\x9F\x98\x80").get(), "1234");
     EXPECT_STREQ(Line<8>("12345%s", "\xC3\xA9z").get(), "12345\xC3\xA9");
+    EXPECT_STREQ(Line<8>("1234%s", "\xE2\x82\xACz").get(), "1234\xE2\x82\xAC");
     EXPECT_STREQ(Line<8>("123%s", "\xF0\x9F\x98\x80z").get(), "123\xF0\x9F\x98\x80");
 }
 
