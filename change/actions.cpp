@@ -15,10 +15,8 @@
 #include <cstdio>
 #include <cstring>
 
-using namespace vorn;
-
-struct vorn_actions : Record {
-    NameSet requests;
+struct vorn_actions : vorn::Record {
+    vorn::NameSet requests;
 };
 
 namespace vorn {
@@ -76,6 +74,8 @@ Text vorn_actions_get_string(const char *provider, const char *action, const cha
 } // namespace
 
 } // namespace vorn
+
+using namespace vorn;
 
 vorn_actions *vorn_actions_new(void)
 {

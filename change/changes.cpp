@@ -15,7 +15,7 @@
 
 #include <utility>
 
-using namespace vorn;
+namespace vorn {
 
 namespace {
 
@@ -252,6 +252,10 @@ bool holds(const vorn_instances &instances, const char *class_name)
 }
 
 } // namespace
+
+} // namespace vorn
+
+using namespace vorn;
 
 vorn_changes::~vorn_changes()
 {

@@ -10,16 +10,14 @@
 
 #include <utility>
 
-using namespace vorn;
-
-struct vorn_class_property_iterator : Record {
-    TableCursor<NameKey, vorn_property> cursor;
+struct vorn_class_property_iterator : vorn::Record {
+    vorn::TableCursor<vorn::NameKey, vorn_property> cursor;
     vorn_property *next = nullptr;
     const vorn_class *following = nullptr; /* its own properties come behind the cursor's table */
 };
 
-struct vorn_classes_iterator : Record {
-    TableCursor<NameKey, vorn_class> cursor;
+struct vorn_classes_iterator : vorn::Record {
+    vorn::TableCursor<vorn::NameKey, vorn_class> cursor;
     vorn_class *next = nullptr;
 };
 
@@ -40,6 +38,8 @@ void take_pending(vorn_class_property_iterator &iterator)
 } // namespace
 
 } // namespace vorn
+
+using namespace vorn;
 
 /* One level of superclass is enough: validation lets no deeper family through. */
 vorn_class_property_iterator *vorn_class_new_property_iterator(const vorn_class *klass)

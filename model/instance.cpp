@@ -14,7 +14,7 @@
 #include <algorithm>
 #include <limits>
 
-using namespace vorn;
+namespace vorn {
 
 namespace {
 
@@ -124,8 +124,6 @@ void delete_later(vorn_instance &instance)
 
 } // namespace
 
-namespace vorn {
-
 DeletionsWait::DeletionsWait()
 {
     waiting++;
@@ -207,6 +205,8 @@ Outcome set_value(vorn_instance &instance, const char *property, const char *val
 }
 
 } // namespace vorn
+
+using namespace vorn;
 
 vorn_instance *vorn_instance_new(vorn_class *klass, const char *name)
 {

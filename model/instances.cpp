@@ -13,7 +13,7 @@
 
 #include <cstdio>
 
-using namespace vorn;
+namespace vorn {
 
 namespace {
 
@@ -136,8 +136,6 @@ vorn_instance *find_by_name(const vorn_instances &instances, const char *class_n
 
 } // namespace
 
-namespace vorn {
-
 const InstancesKind *kind_of(const vorn_class &klass)
 {
     if (klass.type < VORN_CLASS_SINGLETON || klass.type > VORN_CLASS_GROUP_NAMED) return nullptr;
@@ -210,6 +208,8 @@ vorn_instance *take_next(vorn_instances_iterator &iterator)
 }
 
 } // namespace vorn
+
+using namespace vorn;
 
 /* The table of classes comes with the first of them: most stores of a change set stay empty. */
 vorn_instances *vorn_instances_new()

@@ -9,7 +9,7 @@
 
 #include <algorithm>
 
-using namespace vorn;
+namespace vorn {
 
 namespace {
 
@@ -35,18 +35,6 @@ bool copy_instances(vorn_class_instances &target, const vorn_class_instances &so
 }
 
 } // namespace
-
-vorn_class_instances::~vorn_class_instances()
-{
-    delete overlay;
-    if (!shelf) return;
-    if (const InstanceHome *home = shelf.home()) {
-        shelf->new_life_from = std::max(shelf->new_life_from, home->since);
-    }
-    shelf->home = nullptr;
-}
-
-namespace vorn {
 
 Owned<vorn_class_instances> make_entry(vorn_instances &store, vorn_class *klass)
 {
@@ -82,3 +70,15 @@ void drop_entry(vorn_class_instances *dropped, Instances instances)
 }
 
 } // namespace vorn
+
+using namespace vorn;
+
+vorn_class_instances::~vorn_class_instances()
+{
+    delete overlay;
+    if (!shelf) return;
+    if (const InstanceHome *home = shelf.home()) {
+        shelf->new_life_from = std::max(shelf->new_life_from, home->since);
+    }
+    shelf->home = nullptr;
+}

@@ -12,7 +12,7 @@
 
 #include <utility>
 
-using namespace vorn;
+namespace vorn {
 
 namespace {
 
@@ -184,15 +184,6 @@ vorn_instances_iterator *new_group_iterator(const vorn_instances *instances, con
 
 } // namespace
 
-vorn_instances_iterator::~vorn_instances_iterator()
-{
-    if (!place_among_walks) return;
-    *place_among_walks = next_walk;
-    if (next_walk) next_walk->place_among_walks = place_among_walks;
-}
-
-namespace vorn {
-
 vorn_instance *pending_of(const vorn_instances_iterator &iterator)
 {
     if (!has_pending(iterator) || is_original(*iterator.entry, iterator.pending)) return nullptr;
@@ -211,6 +202,15 @@ vorn_instance *fetch_last(const vorn_instances &instances, const vorn_instances_
 }
 
 } // namespace vorn
+
+using namespace vorn;
+
+vorn_instances_iterator::~vorn_instances_iterator()
+{
+    if (!place_among_walks) return;
+    *place_among_walks = next_walk;
+    if (next_walk) next_walk->place_among_walks = place_among_walks;
+}
 
 vorn_instances_iterator *vorn_instances_new_iterator(const vorn_instances *instances)
 {

@@ -7,7 +7,7 @@
 #include "model/instances_nodes.h"
 #include "model/lazy/overlay.h"
 
-using namespace vorn;
+namespace vorn {
 
 namespace {
 
@@ -35,6 +35,10 @@ void delete_instance(void *instance)
 }
 
 } // namespace
+
+} // namespace vorn
+
+using namespace vorn;
 
 vorn::Outcome vorn::add_unique_named(vorn_instances *instances, vorn_class_instances &entry,
                                      vorn_instance &instance)

@@ -11,15 +11,13 @@
 
 #include <cstdarg>
 
-using namespace vorn;
+namespace vorn {
 
 namespace {
 
 constinit char reason[reason_room - 1] = "";
 
 } // namespace
-
-namespace vorn {
 
 void forget_reason()
 {
@@ -37,6 +35,8 @@ const char *before_reason()
 }
 
 } // namespace vorn
+
+using namespace vorn;
 
 int vorn_property_refuse_value(const char *pattern, ...)
 {
