@@ -97,6 +97,10 @@ if(NOT VORN_SANITIZE)
     list(APPEND VORN_DAEMON_ONLY_FLAGS ${stack})
 endif()
 
+# Room between functions makes the daemon larger by a fourteenth, and nothing that it does faster.
+vorn_known_flags(packed CXX -falign-functions=1 -falign-jumps=1 -falign-loops=1)
+list(APPEND VORN_DAEMON_ONLY_FLAGS ${packed})
+
 add_library(vorn_exports INTERFACE)
 target_link_options(vorn_exports INTERFACE
     -Wl,--dynamic-list=${CMAKE_CURRENT_LIST_DIR}/exports.list)
