@@ -7,6 +7,7 @@
 #include "vorn/config.h"
 
 #include "change/commit_report_record.h"
+#include "config/class_of_element.h"
 #include "config/config_load.h"
 #include "config/config_state.h"
 #include "config/config_write.h"
@@ -44,49 +45,14 @@ char *error_document(const char *message)
     return format("<?xml version=\"1.0\"?><error>%s</error>\n", message).release();
 }
 
-xmlNode *find_child(const xmlNode *element, const char *name)
+Identifier find_identifier(const void *element, const char *property)
 {
-    for (xmlNode *child = element->children; child; child = child->next) {
-        if (is_element(child) && xmlStrEqual(child->name, xml(name))) return child;
+    for (const xmlNode *child = static_cast<const xmlNode *>(element)->children; child;
+         child = child->next) {
+        if (is_element(child) && xmlStrEqual(child->name, xml(property)))
+            return {true, text_in(child)};
     }
-    return nullptr;
-}
-
-/* The concrete class that an element of an abstract one asks for; null after a message. */
-const char *subclass_of(const vorn_class &klass, const xmlNode *element)
-{
-    const char *base = klass.name.get();
-    const char *identifier =
-        klass.subclass_identifier ? klass.subclass_identifier->name.get() : "(none)";
-
-    const xmlNode *child = find_child(element, identifier);
-    if (!child) {
-        vorn_debug_eprintf("Instance of class \"%s\" does not contain a subclass identifier "
-                           "property \"%s\".\n",
-                           base, identifier);
-        return nullptr;
-    }
-    const char *value = text_in(child);
-    if (!value) {
-        vorn_debug_eprintf("Instance of class \"%s\" subclass identifier property \"%s\" has a "
-                           "null value.\n",
-                           base, identifier);
-        return nullptr;
-    }
-    const vorn_class *subclass = vorn_classes_get(value);
-    if (!subclass) {
-        vorn_debug_eprintf("Instance of class \"%s\" subclass identifier property \"%s\" value is "
-                           "an unknown class \"%s\".\n",
-                           base, identifier, value);
-        return nullptr;
-    }
-    if (!subclass->superclass_name || std::strcmp(subclass->superclass_name.get(), base) != 0) {
-        vorn_debug_eprintf("Instance of class \"%s\" subclass identifier property \"%s\" value is "
-                           "\"%s\", which is not a subclass of \"%s\".\n",
-                           base, identifier, value, base);
-        return nullptr;
-    }
-    return subclass->name.get();
+    return {false, nullptr};
 }
 
 } // namespace
@@ -170,13 +136,7 @@ const char *vorn_config_get_class_name(struct _xmlDoc *, struct _xmlNode *elemen
 {
     if (absent(element, "element")) return nullptr;
 
-    const char *name = plain(element->name);
-    const vorn_class *klass = vorn_classes_get(name);
-    if (!klass) {
-        vorn_debug_eprintf("Instance has an unknown class \"%s\".\n", shown(name));
-        return nullptr;
-    }
-    return klass->abstract == 1 ? subclass_of(*klass, element) : name;
+    return class_of_element(plain(element->name), element, find_identifier);
 }
 
 char *vorn_config_get_startup_as_xml()

@@ -52,7 +52,7 @@ constinit char lacking_plugin[NAME_MAX + 2] = "";
 
 /* A document to load, and where it came from. */
 struct Loadable {
-    XmlDocument document;
+    ConfigDocument document;
     Source source = Source::nothing;
 };
 
@@ -62,7 +62,7 @@ bool exists(const char *path)
     return stat(path, &status) == 0;
 }
 
-Loadable read_in_place(const char *path, XmlDocument document, Source source)
+Loadable read_in_place(const char *path, ConfigDocument document, Source source)
 {
     if (!document) return {};
     vorn_debug_eprintf("It can't be copied: %s is read where it lies.\n", path);
@@ -104,7 +104,7 @@ Loadable fallback()
 Loadable startup_or_fallback()
 {
     const Source made = std::exchange(made_from, Source::startup);
-    XmlDocument document = parse_config(paths::startup_config);
+    ConfigDocument document = parse_config(paths::startup_config);
     if (document || libxml2_was_short_of_memory()) return {std::move(document), made};
 
     vorn_debug_eprintf("Unable to parse startup config - resetting to default.\n");
@@ -121,7 +121,7 @@ void report_what_checks_find(vorn_changes *changes)
 }
 
 /* From the document, or from none, with every singleton that it leaves out. */
-bool fill(xmlDoc *document, vorn_changes *changes, unsigned int &unknown)
+bool fill(ConfigDocument &document, vorn_changes *changes, unsigned int &unknown)
 {
     bool whole = true;
     if (document) whole &= read_instances(document, running_config, changes, unknown);
@@ -173,7 +173,7 @@ void note_startup_made_from(Source source)
  */
 int load_startup()
 {
-    const Loadable taken = startup_or_fallback();
+    Loadable taken = startup_or_fallback();
     const bool found = static_cast<bool>(taken.document);
     const bool short_of_memory = !found && libxml2_was_short_of_memory();
     if (!found && running_config) return failed;
@@ -183,7 +183,7 @@ int load_startup()
     if (!changes) return serve_empty_store();
     StoreShell before(std::exchange(running_config, store.release()));
     unsigned int unknown = 0;
-    const bool whole = fill(taken.document.get(), changes.get(), unknown) && !short_of_memory;
+    const bool whole = fill(taken.document, changes.get(), unknown) && !short_of_memory;
     if (!whole && before) return serve_again(before.release(), std::move(changes));
 
     const bool is_first = !before;

@@ -5,7 +5,7 @@
  */
 #include "config/config_read.h"
 
-#include "config/default_file.h"
+#include "config/class_of_element.h"
 #include "config/file_limits.h"
 #include "core/base/memory.h"
 #include "core/base/text.h"
@@ -17,13 +17,12 @@
 #include "vorn/class.h"
 #include "vorn/config.h"
 #include "vorn/debug.h"
-#include "vorn/xml.h"
+
+#include <cstring>
 
 namespace vorn {
 
 namespace {
-
-constexpr char root_name[] = "config";
 
 /* Whether memory sufficed: only then does what was not done say something of the document. */
 bool is_final(Outcome outcome)
@@ -96,16 +95,27 @@ bool take_over_or_tell(Owned<vorn_instance> instance, vorn_instances *instances,
     return is_final(outcome);
 }
 
-bool read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances,
-                   vorn_changes *changes, unsigned int &unknown)
+Identifier find_identifier(const void *record, const char *property)
 {
-    const char *class_name = vorn_config_get_class_name(document, element);
+    const auto &written = *static_cast<const WrittenInstance *>(record);
+    for (const WrittenValue &each : written) {
+        if (std::strcmp(each.property, property) == 0) return {true, written.text_at(each.text)};
+    }
+    return {false, nullptr};
+}
+
+} // namespace
+
+bool read_instance(const WrittenInstance &written, vorn_instances *instances, vorn_changes *changes,
+                   unsigned int &unknown)
+{
+    const char *class_name = class_of_element(written.element, &written, find_identifier);
     if (!class_name) {
         unknown++;
         return true;
     }
 
-    const char *name = vorn_util_xmlGetProp(element, "name");
+    const char *name = written.text_at(written.instance_name);
     Owned<vorn_instance> instance;
     const Outcome outcome = make_instance(*vorn_classes_get(class_name), name, instance);
     if (outcome != Outcome::done) {
@@ -115,67 +125,20 @@ bool read_instance(xmlDoc *document, xmlNode *element, vorn_instances *instances
     }
     if (name && is_too_long(*instance, "the name", name)) return true;
     bool whole = true;
-    for (const xmlNode *child = element->children; child; child = child->next) {
-        if (!is_element(child)) continue;
-        const char *text = text_in(child);
-        whole &= read_value(*instance, plain(child->name), text ? text : "", unknown);
+    for (const WrittenValue &each : written) {
+        const char *text = written.text_at(each.text);
+        whole &= read_value(*instance, each.property, text ? text : "", unknown);
     }
     if (!is_valid(*instance)) return whole;
     return take_over_or_tell(std::move(instance), instances, changes) && whole;
 }
 
-/* An empty one for one that is no configuration. */
-XmlDocument judged(XmlDocument document)
-{
-    if (!document) {
-        vorn_debug_eprintf("Config not parsed successfully.\n");
-        return {};
-    }
-    const xmlNode *root = xmlDocGetRootElement(document.get());
-    if (!root) {
-        vorn_debug_eprintf("Empty document.\n");
-        return {};
-    }
-    if (!xmlStrEqual(root->name, xml(root_name))) {
-        vorn_debug_eprintf("Document of the wrong type: root node is not \"%s\".", root_name);
-        return {};
-    }
-    return document;
-}
-
-} // namespace
-
-XmlDocument parse_config(const char *path)
-{
-    if (path) return judged(parse_xml_file(path));
-    vorn_debug_eprintf("Config filename is null.\n");
-    return {};
-}
-
-XmlDocument parse_default(const char *path)
-{
-    long length = 0;
-    const File file = open_checked_default(path, length);
-    if (!file || length < 0) return {};
-    return judged(parse_xml_piece(file.get(), static_cast<std::size_t>(length)));
-}
-
-/*
- * The document is freed when all of it has been read, not piece by piece: what is loaded would
- * settle in the holes, and hold all the memory that the document took for as long as it lives.
- */
-bool read_instances(xmlDoc *document, vorn_instances *instances, vorn_changes *changes,
+bool read_instances(ConfigDocument &document, vorn_instances *instances, vorn_changes *changes,
                     unsigned int &unknown)
 {
     bool whole = true;
-    xmlNode *root = xmlDocGetRootElement(document);
-    for (xmlNode *node = root->children; node; node = node->next) {
-        if (is_element(node)) whole &= read_instance(document, node, instances, changes, unknown);
-    }
-    while (xmlNode *node = root->children) {
-        xmlUnlinkNode(node);
-        xmlFreeNode(node);
-    }
+    while (const Allocated<WrittenInstance> written = document.take_next())
+        whole &= read_instance(*written, instances, changes, unknown);
     return whole;
 }
 

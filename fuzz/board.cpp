@@ -219,11 +219,11 @@ void Board::populate()
 bool Board::boot_from(const std::string &path)
 {
     vorn_instances_delete_all(std::exchange(running_config, vorn_instances_new()));
-    const XmlDocument document = parse_config(path.c_str());
+    ConfigDocument document = parse_config(path.c_str());
     if (!document) return false;
 
     vorn_changes *changes = vorn_changes_new(running_config);
-    read_instances(document.get(), running_config, changes);
+    read_instances(document, running_config, changes);
     add_missing_singletons(running_config, changes);
     vorn_providers_commit(running_config, changes, nullptr);
     vorn_changes_delete(changes);

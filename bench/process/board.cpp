@@ -154,9 +154,9 @@ ConfigFile::~ConfigFile()
 vorn_instances *boot_load(const char *path)
 {
     vorn_instances *store = vorn_instances_new();
-    const XmlDocument document = parse_config(path);
+    ConfigDocument document = parse_config(path);
     vorn_changes *changes = vorn_changes_new(store);
-    read_instances(document.get(), store, changes);
+    read_instances(document, store, changes);
     add_missing_singletons(store, changes);
     vorn_providers_commit(store, changes, nullptr);
     vorn_changes_delete(changes);

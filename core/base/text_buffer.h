@@ -16,6 +16,10 @@ public:
     void fail() { failed_ = true; }
     bool failed() const { return failed_; }
     std::size_t size() const { return size_; }
+    /* What it holds so far, not terminated. */
+    const char *get() const { return text_.get(); }
+    /* Empty again, with its room kept for what comes next. */
+    void clear() { size_ = 0; }
     /* The text so far, terminated; the buffer is empty again. Empty when memory has failed. */
     Text take();
 

@@ -1,13 +1,16 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * What a boot would make of a configuration file, by the daemon's own reading. It is read element
- * by element, so that each complaint has its line.
+ * What a boot would make of a configuration file, by the daemon's own reading. It is read instance
+ * by instance, so that each complaint has its line.
  */
 #include "boot.h"
 
 #include "config/config_read.h"
 #include "config/default_file.h"
+#include "services/xml/xml.h"
 #include "vorn/vorn.h"
+
+#include <libxml/parser.h>
 
 #include <cstdio>
 #include <cstring>
@@ -51,27 +54,6 @@ long line_of(const xmlNode *element, const std::string &message, long line)
     return line;
 }
 
-/* The element is used up. */
-void read_element(CheckedFile &file, xmlDoc *document, xmlNode *element, vorn_instances *store,
-                  vorn_changes *changes)
-{
-    xmlNode *root = xmlDocGetRootElement(document);
-    const std::unique_ptr<xmlNode, decltype(&xmlFreeNode)> kept(xmlCopyNode(element, 1),
-                                                                xmlFreeNode);
-    const long line = xmlGetLineNo(element);
-    std::vector<long> lines;
-    for (const xmlNode *child = element->children; child; child = child->next)
-        lines.push_back(xmlGetLineNo(child));
-    std::size_t next = 0;
-    for (xmlNode *child = kept->children; child; child = child->next)
-        child->line = static_cast<unsigned short>(lines[next++]);
-
-    xmlAddChild(root, element);
-    read_instances(document, store, changes);
-    for (const std::string &message : take_messages())
-        file.findings.push_back({line_of(kept.get(), message, line), message});
-}
-
 int count(const vorn_instances *store)
 {
     int instances = 0;
@@ -82,24 +64,21 @@ int count(const vorn_instances *store)
     return instances;
 }
 
-void read_all(CheckedFile &file, xmlDoc *document)
+/* The tree has the lines, instance by instance what the document has. */
+void read_all(CheckedFile &file, ConfigDocument &document, xmlDoc *tree)
 {
     vorn_instances *store = vorn_instances_new();
     vorn_changes *changes = vorn_changes_new(store);
     vorn_config_replace_running(store); /* validators may look at it */
 
-    xmlNode *root = xmlDocGetRootElement(document);
-    std::vector<xmlNode *> elements;
-    while (xmlNode *node = root->children) {
-        xmlUnlinkNode(node);
-        if (node->type == XML_ELEMENT_NODE) {
-            elements.push_back(node);
-        } else {
-            xmlFreeNode(node);
-        }
+    unsigned int unknown = 0;
+    const xmlNode *element = xmlFirstElementChild(xmlDocGetRootElement(tree));
+    while (const Allocated<WrittenInstance> written = document.take_next()) {
+        read_instance(*written, store, changes, unknown);
+        for (const std::string &message : take_messages())
+            file.findings.push_back({line_of(element, message, xmlGetLineNo(element)), message});
+        element = xmlNextElementSibling(const_cast<xmlNode *>(element));
     }
-    for (xmlNode *element : elements)
-        read_element(file, document, element, store, changes);
     add_missing_singletons(store, changes);
     add_findings(file, 0);
     file.instances = count(store);
@@ -168,7 +147,10 @@ CheckedFile check_file(const std::string &role, const std::string &path)
         if (document_path.empty()) return file;
     }
     set_log_level(parser_level);
-    const XmlDocument document = parse_config(document_path.c_str());
+    ConfigDocument document = parse_config(document_path.c_str());
+    const XmlDocument tree(
+        document ? xmlReadFile(document_path.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_HUGE)
+                 : nullptr);
     set_log_level(errors_only);
     if (document_path != path) unlink(document_path.c_str());
     file.state = document ? CheckedFile::State::usable : CheckedFile::State::not_parsed;
@@ -177,7 +159,7 @@ CheckedFile check_file(const std::string &role, const std::string &path)
         return file;
     }
     take_messages();
-    read_all(file, document.get());
+    read_all(file, document, tree.get());
     for (Finding &finding : file.findings) {
         if (finding.line > 0) finding.line += header_lines;
     }

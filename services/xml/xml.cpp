@@ -9,6 +9,7 @@
 #include "core/base/file.h"
 #include "platform/lumo/lumo.h"
 #include "services/xml/xml_bounds.h"
+#include "services/xml/xml_listener.h"
 #include "vorn/debug.h"
 #include "vorn/xml.h"
 
@@ -30,9 +31,12 @@ namespace {
 constexpr int parser_trace_level = 4;
 /* Compact: short texts would be kept for ever otherwise, among the names. */
 constexpr int safely = XML_PARSE_NONET | XML_PARSE_COMPACT;
-/* A file may hold longer texts than the parser's own limits know: whatever is saved is read back.
+/*
+ * A file may hold longer texts than the parser's own limits know: whatever is saved is read back.
+ * No entity can be declared; the parser's own are handed over as the characters that they stand
+ * for.
  */
-constexpr int whatever_its_length = safely | XML_PARSE_HUGE;
+constexpr int whatever_its_length = safely | XML_PARSE_HUGE | XML_PARSE_NOENT;
 
 struct FreeContext {
     void operator()(xmlParserCtxt *context) const noexcept { xmlFreeParserCtxt(context); }
@@ -155,14 +159,23 @@ XmlDocument read_document(xmlParserCtxt *parser, XmlBounds &bounds, xmlInputRead
     return document;
 }
 
-XmlDocument read_file(int file, std::size_t length)
+/* There is a tree with nothing in it, which says whether the document was one. */
+bool tell_of_file(int file, std::size_t length, const XmlListener &listener, void *data)
 {
     const Context context = new_context();
     short_of_memory = !context;
-    if (!context) return {};
-    XmlBounds bounds(XmlBounds::any_number);
+    if (!context) return false;
+    context->_private = data;
+    xmlSAXHandler &told = *context->sax;
+    told.characters = listener.characters;
+    told.ignorableWhitespace = listener.characters;
+    told.cdataBlock = listener.cdata;
+    told.comment = listener.comment;
+    told.processingInstruction = listener.instruction;
+    XmlBounds bounds(XmlBounds::any_number, listener.begin, listener.end);
     UnreadFile unread = {file, length, context.get(), &bounds};
-    return read_document(context.get(), bounds, read_file_piece, &unread, whatever_its_length);
+    return static_cast<bool>(
+        read_document(context.get(), bounds, read_file_piece, &unread, whatever_its_length));
 }
 
 /* One UTF-8 character, which must be written in as few bytes as it takes. */
@@ -221,25 +234,37 @@ XmlDocument parse_xml_text(const char *text, std::size_t length)
  * The file is opened here, not by libxml2, which would unpack a compressed one and look for a
  * missing one in its catalogs.
  */
-XmlDocument parse_xml_file(const char *path)
+bool tell_of_xml_file(const char *path, const XmlListener &listener, void *data)
 {
     short_of_memory = false;
     const Fd file = open_regular(path, O_RDONLY);
     if (!file) {
         const int error = errno;
         vorn_debug_lprintf(parser_trace_level, "%s: %s\n", path, std::strerror(error));
-        return {};
+        return false;
     }
-    return read_file(file.get(), SIZE_MAX);
+    return tell_of_file(file.get(), SIZE_MAX, listener, data);
 }
 
 /* The stream may have read ahead. */
-XmlDocument parse_xml_piece(std::FILE *file, std::size_t length)
+bool tell_of_xml_piece(std::FILE *file, std::size_t length, const XmlListener &listener, void *data)
 {
     short_of_memory = false;
     const long begin = std::ftell(file);
-    if (begin < 0 || lseek(fileno(file), begin, SEEK_SET) != begin) return {};
-    return read_file(fileno(file), length);
+    if (begin < 0 || lseek(fileno(file), begin, SEEK_SET) != begin) return false;
+    return tell_of_file(fileno(file), length, listener, data);
+}
+
+void *listener_of(void *parser)
+{
+    return static_cast<xmlParserCtxt *>(parser)->_private;
+}
+
+void stop_without_memory(void *parser)
+{
+    short_of_memory = true;
+    XmlBounds::give_up();
+    xmlStopParser(static_cast<xmlParserCtxt *>(parser));
 }
 
 bool libxml2_was_short_of_memory()

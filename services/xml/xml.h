@@ -26,12 +26,10 @@ using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
  * document type is refused before what it declares is read, the bounds of core/base/limits.h hold
  * and the parser's own limits stay on. What the parser complains of goes to the log at level 4, a
  * bound that is passed as an error. Empty when the text is not well-formed or was refused, or when
- * there was not the memory for all of it. A text may have no more elements than a request.
+ * there was not the memory for all of it. A text may have no more elements than a request. Files
+ * are read piece by piece: services/xml/xml_listener.h.
  */
 XmlDocument parse_xml_text(const char *text, std::size_t length);
-XmlDocument parse_xml_file(const char *path);
-/* The same with so many bytes of a file that is open, from where it stands. */
-XmlDocument parse_xml_piece(std::FILE *file, std::size_t length);
 
 /*
  * Whether the last of these parses was ended by that, and not by what it found; or whether libxml2

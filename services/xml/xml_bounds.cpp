@@ -11,7 +11,6 @@
 
 #include "vorn/debug.h"
 
-#include <libxml/SAX2.h>
 #include <libxml/dict.h>
 
 #include <algorithm>
@@ -100,7 +99,9 @@ bool looks_transparent(const char *text, std::size_t length)
 
 } // namespace
 
-XmlBounds::XmlBounds(std::size_t element_limit) : element_limit_(element_limit)
+XmlBounds::XmlBounds(std::size_t element_limit, startElementNsSAX2Func begin,
+                     endElementNsSAX2Func end)
+    : element_limit_(element_limit), begin_(begin), end_(end)
 {
     watching = this;
 }
@@ -176,15 +177,15 @@ void XmlBounds::begin_element(void *parser, const xmlChar *name, const xmlChar *
         xmlStopParser(&reader);
         return;
     }
-    xmlSAX2StartElementNs(parser, name, prefix, uri, namespace_count, namespaces, attribute_count,
-                          default_count, attributes);
+    watching->begin_(parser, name, prefix, uri, namespace_count, namespaces, attribute_count,
+                     default_count, attributes);
 }
 
 void XmlBounds::end_element(void *parser, const xmlChar *name, const xmlChar *prefix,
                             const xmlChar *uri)
 {
     watching->leave();
-    xmlSAX2EndElementNs(parser, name, prefix, uri);
+    watching->end_(parser, name, prefix, uri);
 }
 
 /* A file may have any number of what a request may not. */

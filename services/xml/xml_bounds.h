@@ -3,6 +3,7 @@
 
 #include "core/base/limits.h"
 
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 
 #include <cstddef>
@@ -21,7 +22,9 @@ public:
     static constexpr std::size_t any_number = std::numeric_limits<std::size_t>::max();
 
     /* The one document that is being read is watched, from here to the end of the object. */
-    explicit XmlBounds(std::size_t element_limit);
+    explicit XmlBounds(std::size_t element_limit,
+                       startElementNsSAX2Func begin = xmlSAX2StartElementNs,
+                       endElementNsSAX2Func end = xmlSAX2EndElementNs);
     XmlBounds(const XmlBounds &) = delete;
     ~XmlBounds();
 
@@ -58,6 +61,8 @@ private:
     bool look_into_tag(char byte);
 
     const std::size_t element_limit_;
+    const startElementNsSAX2Func begin_; /* who is told of elements after it */
+    const endElementNsSAX2Func end_;
     unsigned int pieces_ = 0;
     std::int64_t deadline_ms_ = 0;
     bool passed_ = false;

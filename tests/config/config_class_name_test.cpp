@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "config/config_fixture.h"
 #include "config/config_state.h"
+#include "services/xml/xml.h"
 #include "vorn/config.h"
 
 #include <gtest/gtest.h>

@@ -115,9 +115,9 @@ protected:
     /* Allocations of the loading alone count. */
     bool load_file()
     {
-        const XmlDocument document = parse_config(file.c_str());
+        ConfigDocument document = parse_config(file.c_str());
         if (!document) return false;
-        return read_instances(document.get(), store, changes.get());
+        return read_instances(document, store, changes.get());
     }
     /* Every instance with its values, as vorn_instances_print shows the store. */
     std::string loaded() const

@@ -30,14 +30,14 @@ protected:
 
 TEST_F(ConfigDocuments, AreNotReadFromNowhere)
 {
-    EXPECT_EQ(parse_config(nullptr), nullptr);
+    EXPECT_FALSE(parse_config(nullptr));
 
     EXPECT_EQ(log.text(), "vorn: Config filename is null.\n");
 }
 
 TEST_F(ConfigDocuments, AreNotReadFromAMissingFile)
 {
-    EXPECT_EQ(parse_config(file.c_str()), nullptr);
+    EXPECT_FALSE(parse_config(file.c_str()));
 
     EXPECT_EQ(log.text(), "vorn: Config not parsed successfully.\n");
 }
@@ -77,11 +77,11 @@ TEST_F(ConfigDocuments, BecomeInstancesInTheirOrder)
 TEST_F(ConfigDocuments, AreUsedUp)
 {
     write(file, "<config>a<Board/>b<Nothing/></config>");
-    const XmlDocument document = parse_config(file.c_str());
+    ConfigDocument document = parse_config(file.c_str());
 
-    read_instances(document.get(), store, changes.get());
+    read_instances(document, store, changes.get());
 
-    EXPECT_EQ(xmlDocGetRootElement(document.get())->children, nullptr);
+    EXPECT_FALSE(document.take_next());
 }
 
 TEST_F(ConfigDocuments, KeepAnInstanceWithoutItsRefusedValue)

@@ -3,9 +3,9 @@
  * What the system is asked for when files are written and read, and in which order: only a power
  * cut would show the difference otherwise. The calls are wrapped, in this program only.
  */
+#include "config/config_document.h"
 #include "config/config_fixture.h"
 #include "config/file_replace.h"
-#include "services/xml/xml.h"
 
 #include <gtest/gtest.h>
 
@@ -96,11 +96,11 @@ TEST_F(FileCalls, AreMadeAgainWhenASignalInterruptsThem)
     write(path, "<config><Radio/></config>");
     interrupted_reads = 3;
 
-    const XmlDocument document = parse_xml_file(path.c_str());
+    ConfigDocument document = parse_config(path.c_str());
 
     ASSERT_TRUE(document);
     EXPECT_EQ(interrupted_reads, 0);
-    EXPECT_TRUE(xmlDocGetRootElement(document.get())->children);
+    EXPECT_TRUE(document.take_next());
 }
 
 } // namespace vorn::tests
