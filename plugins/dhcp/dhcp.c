@@ -147,7 +147,9 @@ static const char *pool_state(vorn_instance *pool, const char *property, vorn_re
         snprintf(waiting, sizeof waiting, "waiting for %s", interface);
         return waiting;
     }
-    return state(pool, property, info);
+    const char *of_server = state(pool, property, info);
+    const int is_served = strcmp(of_server, "running") != 0 || pools_has_network(pool);
+    return is_served ? of_server : "waiting for an address in its network";
 }
 
 static const char *host_state(vorn_instance *host, const char *property, vorn_refresh_info *info)

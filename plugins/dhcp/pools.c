@@ -7,6 +7,7 @@
 #include <string.h>
 #include <strings.h>
 
+#include "kernel.h"
 #include "values.h"
 
 static uint32_t number_of(const char *address)
@@ -108,6 +109,23 @@ int pools_judge(const vorn_instances *configuration, const vorn_instance *pool, 
                         vorn_instance_get_name(other));
     }
     return 0;
+}
+
+int pools_has_network(const vorn_instance *pool)
+{
+    struct kernel kernel;
+    const char *interface = value_of(pool, "interface");
+    int found = 0;
+    if (vorn_process_no_actions || vorn_classes_get("address") == NULL ||
+        kernel_read(&kernel) != 0) {
+        return 1;
+    }
+    for (const struct kernel_address *each = kernel.addresses; each != NULL; each = each->next) {
+        if (*interface != '\0' && strcmp(each->link, interface) != 0) continue;
+        found |= is_in_network(each->address, number_in(pool, "first"), each->prefix);
+    }
+    kernel_free(&kernel);
+    return found;
 }
 
 static int have_one_station(const vorn_instance *left, const vorn_instance *right)

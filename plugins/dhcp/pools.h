@@ -13,6 +13,12 @@
 int pools_judge(const vorn_instances *configuration, const vorn_instance *pool, fault *found);
 int pools_judge_host(const vorn_instances *configuration, const vorn_instance *host, fault *found);
 
+/**
+ * Whether the kernel has an address in the pool's network, on its interface: else nobody is served.
+ * Always where no addresses are configured: others may have them then.
+ */
+int pools_has_network(const vorn_instance *pool);
+
 /** Whether the text is an address that can mask a network: ones, then zeros. */
 int pools_is_netmask(const char *text);
 

@@ -371,6 +371,33 @@ TEST_P(AddressPoolFaults, AreRefusedAndChangeNothing)
 INSTANTIATE_TEST_SUITE_P(Of, AddressPoolFaults, testing::ValuesIn(faults),
                          [](const auto &each) { return std::string(each.param.name); });
 
+class AddressPoolsOfNetworks : public AddressPools {
+protected:
+    void prepare() override
+    {
+        shell("ip link add br0 type veth peer name cable");
+        install_plugin("network.vorn");
+    }
+};
+
+TEST_F(AddressPoolsOfNetworks, DoNotRunWhereNobodyIsServed)
+{
+    constexpr char nobody[] = "waiting for an address in its network";
+    EXPECT_TRUE(state_becomes("dhcp-pool", "lan", nobody));
+
+    change("<insert><interface name=\"br0\"><kind>ethernet</kind></interface></insert>"
+           "<insert><address name=\"lan\"><kind>static-address</kind><interface>br0</interface>"
+           "<address>192.168.1.1</address><prefix>24</prefix></address></insert>"
+           "<insert><dhcp-pool name=\"other\"><first>10.0.0.2</first><last>10.0.0.9</last>"
+           "</dhcp-pool></insert>");
+    EXPECT_TRUE(state_becomes("dhcp-pool", "lan", "running"));
+    EXPECT_EQ(state_of("dhcp-pool", "other"), nobody);
+
+    change("<insert><address name=\"other\"><kind>static-address</kind><interface>br0</interface>"
+           "<address>10.0.0.1</address><prefix>24</prefix></address></insert>");
+    EXPECT_TRUE(state_becomes("dhcp-pool", "other", "running"));
+}
+
 TEST_F(AddressPools, ThatCameInWithoutACheckAreLeftOut)
 {
     lsql("<lsql><insert><dhcp-pool name=\"bad\"><first>10.0.0.9</first><last>10.0.0.2</last>"
