@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "failure.h"
+#include "text.h"
 #include "where.h"
 
 namespace vorn::client {
@@ -45,15 +46,6 @@ std::size_t distance(const std::string &left, const std::string &right)
     return cells.back();
 }
 
-/* The text between the quotes that follow the head; empty when the text does not begin so. */
-std::string quoted_after(const std::string &text, const std::string &head)
-{
-    if (text.rfind(head + "\"", 0) != 0) return "";
-    const std::size_t start = head.size() + 1;
-    const std::size_t end = text.find('"', start);
-    return end == std::string::npos ? "" : text.substr(start, end - start);
-}
-
 bool begins(const std::string &text, const char *head)
 {
     return text.rfind(head, 0) == 0;
@@ -79,13 +71,6 @@ const Property *refused_property(const std::string &error, const Schema &schema,
     return nullptr;
 }
 
-/* The daemon's sentence goes on. */
-std::string go_on(std::string sentence, const std::string &rest)
-{
-    if (!rest.empty() && sentence.ends_with('.')) sentence.pop_back();
-    return sentence + rest;
-}
-
 /* An insert into a family that names a member that is none. */
 std::string advice_on_kind(const Schema &schema, const Target &target, const Values &values)
 {
@@ -107,8 +92,25 @@ std::string advice_on_kind(const Schema &schema, const Target &target, const Val
 
 } // namespace
 
+std::string quoted_after(const std::string &text, const std::string &head)
+{
+    const std::size_t found = text.find(head + "\"");
+    if (found == std::string::npos) return "";
+    const std::size_t start = found + head.size() + 1;
+    const std::size_t end = text.find('"', start);
+    return end == std::string::npos ? "" : text.substr(start, end - start);
+}
+
+std::string go_on(std::string sentence, const std::string &rest)
+{
+    if (!rest.empty() && sentence.ends_with('.')) sentence.pop_back();
+    return sentence + rest;
+}
+
 std::string nearest(const std::string &word, const std::vector<std::string> &candidates)
 {
+    constexpr std::size_t shortest = 3; /* of two letters, one is no slip */
+    if (word.size() < shortest) return "";
     std::string best;
     std::size_t least = std::max<std::size_t>(1, word.size() / 3) + 1;
     for (const std::string &candidate : candidates) {
@@ -123,7 +125,7 @@ std::string nearest(const std::string &word, const std::vector<std::string> &can
 std::string did_you_mean(const std::string &word, const std::vector<std::string> &candidates)
 {
     const std::string best = nearest(word, candidates);
-    return best.empty() ? "" : "; did you mean \"" + best + "\"?";
+    return best.empty() ? "" : "; did you mean \"" + shown(best) + "\"?";
 }
 
 std::vector<std::string> literal_values(const std::string &syntax)
@@ -192,8 +194,9 @@ std::string explained(const std::string &error, const Schema &schema, const Targ
                       const Values &values)
 {
     const std::string told = without_secrets(error, schema, target.class_name, values);
-    const std::string unknown = quoted_after(error, "Unknown class ");
-    const std::string property = quoted_after(error, "Property ");
+    const std::string unknown =
+        begins(error, "Unknown class ") ? quoted_after(error, "class ") : "";
+    const std::string property = begins(error, "Property ") ? quoted_after(error, "Property ") : "";
     if (begins(error, "Couldn't add instance ")) {
         return target.name ? "it exists already" : "there is one already";
     }

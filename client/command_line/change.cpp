@@ -98,7 +98,11 @@ Values settable_values(const Schema &schema, const Instance &instance, const Cla
 class Planner {
 public:
     Planner(Device &device, const Schema &schema, Transaction &transaction, bool replaces)
-        : schema_(schema), view_(device, schema), transaction_(transaction), replaces_(replaces)
+        : device_(device),
+          schema_(schema),
+          view_(device, schema),
+          transaction_(transaction),
+          replaces_(replaces)
     {}
 
     void plan(const Change &change)
@@ -189,7 +193,9 @@ private:
         reads_ = true;
         std::vector<Instance> found = view_.find(target);
         if (found.empty())
-            fail(change, differs, without_place(change, target) + ": there is no such instance");
+            fail(change, differs,
+                 without_place(change, target) + ": there is no such instance" +
+                     did_you_mean(target.name.value_or(""), names_of(device_, target.class_name)));
         return found;
     }
 
@@ -393,6 +399,7 @@ private:
         }
     }
 
+    Device &device_;
     const Schema &schema_;
     View view_;
     Transaction &transaction_;

@@ -8,6 +8,7 @@
 #include "schema.h"
 #include "secrets.h"
 #include "verb.h"
+#include "view.h"
 
 namespace vorn::client {
 
@@ -67,8 +68,11 @@ int show(const Invocation &invocation)
         options.output.print(instances);
     }
     if (instances.empty() && target.name) {
-        throw Failure(differs, "there is no " + target.class_name + " \"" + *target.name + "\"" +
-                                   (target.where.empty() ? "" : " that fulfils the condition"));
+        throw Failure(differs,
+                      "there is no " + target.class_name + " \"" + *target.name + "\"" +
+                          (target.where.empty()
+                               ? did_you_mean(*target.name, names_of(device, target.class_name))
+                               : " that fulfils the condition"));
     }
     return done;
 }

@@ -3,10 +3,12 @@
 #include "transaction.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "advice.h"
 #include "effects.h"
 #include "failure.h"
+#include "view.h"
 
 namespace vorn::client {
 
@@ -74,21 +76,37 @@ void Transaction::only_if(const std::string &commit)
     if (!commit.empty()) request_.only_if(commit);
 }
 
+/* Of a reference to nothing, what it may have been meant to refer to. */
+std::string Transaction::with_advice(Device &device, const std::string &line) const
+{
+    const Property *property =
+        schema_.find_property(quoted_after(line, " of class "), quoted_after(line, "Property "));
+    const std::size_t reason = line.find("\": ");
+    if (!property || property->references.empty() || reason == std::string::npos) return line;
+    const std::string meant = quoted_after(line.substr(reason + 3), " ");
+    const std::vector<std::string> names = names_of(device, property->references);
+    const bool is_there = std::find(names.begin(), names.end(), meant) != names.end();
+    return is_there || meant.empty() ? line : go_on(line, did_you_mean(meant, names));
+}
+
 /* What is said against the whole, and not against an operation, names whom it means itself. */
-void Transaction::fail(const Outcome &outcome, std::size_t index) const
+void Transaction::fail(Device &device, const Outcome &outcome, std::size_t index) const
 {
     if (begins(outcome.error, moved_on)) throw MovedOn(outcome.error);
     const Operation &operation = operations_[index];
     if (begins(outcome.error, nothing_there)) {
-        throw Failure(differs, operation.title + ": there is no such instance");
+        throw Failure(differs, operation.title + ": there is no such instance" +
+                                   did_you_mean(operation.target.name.value_or(""),
+                                                names_of(device, operation.target.class_name)));
     }
     if (is_about_all(outcome.error)) {
-        std::string text = outcome.error;
+        std::string error = outcome.error;
         for (const Operation &each : operations_)
-            text = without_secrets(text, schema_, each.target.class_name, each.values);
-        for (std::size_t at = text.find('\n'); at != std::string::npos;
-             at = text.find('\n', at + 1))
-            text.insert(at + 1, "vornctl: ");
+            error = without_secrets(error, schema_, each.target.class_name, each.values);
+        std::istringstream lines(error);
+        std::string text;
+        for (std::string line; std::getline(lines, line);)
+            text += (text.empty() ? "" : "\nvornctl: ") + with_advice(device, line);
         throw Failure(refused, text);
     }
     throw Failure(status_after(outcome.error, schema_, operation.target, operation.values),
@@ -103,7 +121,7 @@ int Transaction::execute(Device &device)
     if (request_.empty()) return effects.report(touched_, options_.waits);
     outcomes_ = parse_answer(device.ask(request_.text()));
     for (std::size_t i = 0; i < outcomes_.size() && i < operations_.size(); i++) {
-        if (outcomes_[i].rc != 0) fail(outcomes_[i], i);
+        if (outcomes_[i].rc != 0) fail(device, outcomes_[i], i);
     }
     if (outcomes_.size() != operations_.size()) {
         throw Failure(no_answer, "the answer makes no sense");

@@ -45,7 +45,8 @@ private:
 
     template <typename Add>
     void add(const std::string &title, const Target &target, const Values &values, Add add_to);
-    [[noreturn]] void fail(const Outcome &outcome, std::size_t index) const;
+    [[noreturn]] void fail(Device &device, const Outcome &outcome, std::size_t index) const;
+    std::string with_advice(Device &device, const std::string &line) const;
 
     const Schema &schema_;
     const Options &options_;

@@ -3,10 +3,25 @@
 #include "view.h"
 
 #include <algorithm>
+#include <set>
 
 #include "configuration.h"
 
 namespace vorn::client {
+
+std::vector<std::string> names_of(Device &device, const std::string &class_name)
+{
+    Request request(Request::Kind::plain);
+    request.select({class_name, {}, {}}, {});
+    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
+    std::set<std::string> names;
+    if (!outcomes.empty()) {
+        for (const Instance &each : outcomes[0].instances) {
+            if (each.name) names.insert(*each.name);
+        }
+    }
+    return {names.begin(), names.end()};
+}
 
 const std::string &View::commit()
 {

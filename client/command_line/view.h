@@ -12,6 +12,9 @@
 
 namespace vorn::client {
 
+/* What the instances of the class are called, each name once. */
+std::vector<std::string> names_of(Device &device, const std::string &class_name);
+
 /*
  * The instances as they are after the changes that have been planned so far: what reads before it
  * writes must see the lines of a file above its own.

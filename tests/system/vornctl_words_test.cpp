@@ -47,6 +47,18 @@ TEST_F(Advice, NamesTheNearestClassPropertyAndKind)
     EXPECT_EQ(vornctl("shwo"), "[2]\nvornctl: unknown command \"shwo\"; did you mean \"show\"?\n");
 }
 
+TEST_F(Advice, NamesTheNearestInstance)
+{
+    EXPECT_EQ(vornctl("show Address lann"),
+              "[5]\nvornctl: there is no Address \"lann\"; did you mean \"lan\"?\n");
+    EXPECT_EQ(vornctl("set Address lann ip=1"), "[5]\nvornctl: set Address \"lann\": there is no "
+                                                "such instance; did you mean \"lan\"?\n");
+    EXPECT_EQ(vornctl("rename Address lann wan"),
+              "[5]\nvornctl: rename Address \"lann\": there is no such instance; did you mean "
+              "\"lan\"?\n");
+    EXPECT_EQ(vornctl("show Radio r9"), "[5]\nvornctl: there is no Radio \"r9\"\n");
+}
+
 TEST_F(Advice, SaysThatANameIsTaken)
 {
     EXPECT_EQ(vornctl("add Radio r0"), "[1]\nvornctl: add Radio \"r0\": it exists already\n");

@@ -72,6 +72,24 @@ TEST_P(WirelessReferences, ToNothingAreRefusedAndChangeNothing)
 INSTANTIATE_TEST_SUITE_P(Of, WirelessReferences, testing::ValuesIn(faults),
                          [](const auto &each) { return std::string(each.param.name); });
 
+using WirelessAdvice = AccessPoints;
+
+/* What was meant is told for what is nearly there, and not for what is about to go. */
+TEST_F(WirelessAdvice, NamesWhatAReferenceMayHaveMeant)
+{
+    const auto said = [](const std::string &change) {
+        return shell("vornctl " + change + " 2>&1");
+    };
+    install_plugin("schema.vorn");
+    boot_and_forget();
+
+    EXPECT_THAT(said("set wireless-network guests access-list=familie"),
+                HasSubstr("there is no access list \"familie\"; did you mean \"family\"?\n"));
+    EXPECT_THAT(said("set wireless-network home radio=lan0"),
+                HasSubstr("there is no radio \"lan0\"; did you mean \"wlan0\"?\n"));
+    EXPECT_THAT(said("delete access-list family"), HasSubstr("no access list \"family\".\n"));
+}
+
 using AccessLists = AccessPoints;
 
 TEST_F(AccessLists, ThatAreMissingLetNobodyIn)
