@@ -115,9 +115,24 @@ enum { concerns = 4 };
 
 static vorn_refresher *refreshers[concerns];
 
+/* A refresher knows its instances by the name of their family, and a client may ask for a kind. */
+static void select_families(vorn_refresh_info *info)
+{
+    static const char *const families[][2] = {{"ethernet", "interface"},
+                                              {"bridge", "interface"},
+                                              {"vlan", "interface"},
+                                              {"static-address", "address"},
+                                              {"dhcp-address", "address"}};
+    for (size_t i = 0; i < sizeof families / sizeof *families; i++) {
+        if (!vorn_refresh_info_contains_class(info, families[i][0])) continue;
+        vorn_refresh_info_add_all_properties(info, families[i][1], NULL);
+    }
+}
+
 static void refresh(vorn_refresh_info *info, void *data)
 {
     is_fresh = 0;
+    select_families(info);
     for (int i = 0; i < concerns; i++) {
         vorn_refresh_info_set_data(info, refreshers[i]);
         vorn_refresher_fn(info, data);

@@ -199,6 +199,18 @@ TEST_F(Networks, SayWhatSomebodyTookAwayAndPutItBackWhenTheyAreTold)
     EXPECT_THAT(shell("ip route show default"), HasSubstr("via 192.168.1.254 dev br0 "));
 }
 
+TEST_F(Networks, AreAsTheyAreNowByTheNameOfTheirKindToo)
+{
+    boot();
+    EXPECT_EQ(state_of("bridge", "br0"), "applied");
+    EXPECT_EQ(state_of("static-address", "lan"), "applied");
+
+    shell("ip link del br0");
+
+    EXPECT_THAT(state_of("static-address", "lan"), testing::StartsWith("waiting "));
+    EXPECT_THAT(state_of("bridge", "br0"), testing::StartsWith("waiting "));
+}
+
 TEST_F(Networks, PutBackWhatSomebodyTookAwayWithAnyCommit)
 {
     boot();
