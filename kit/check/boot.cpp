@@ -12,6 +12,8 @@
 
 #include <libxml/parser.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -39,19 +41,69 @@ void add_findings(CheckedFile &file, long line)
         file.findings.push_back({line, message});
 }
 
-/* Of the child that the message is about, if it names one. */
-long line_of(const xmlNode *element, const std::string &message, long line)
+using Messages = std::vector<std::string>;
+
+/* What is said of the instance where no other is. */
+Messages said_of(const WrittenInstance &written)
 {
-    for (const xmlNode *child = element->children; child; child = child->next) {
-        if (child->type != XML_ELEMENT_NODE) continue;
-        const std::string quoted = std::string("roperty \"") + plain(child->name) + "\"";
-        if (message.find(quoted) == std::string::npos) continue;
-        const std::unique_ptr<xmlChar, decltype(xmlFree)> text(xmlNodeGetContent(child), xmlFree);
-        const std::string value = std::string("Value \"") + plain(text.get()) + "\"";
-        if (message.rfind("Value ", 0) == 0 && message.rfind(value, 0) != 0) continue;
-        return xmlGetLineNo(child);
+    vorn_instances *store = vorn_instances_new();
+    vorn_changes *changes = vorn_changes_new(store);
+    unsigned int unknown = 0;
+    read_instance(written, store, changes, unknown);
+    vorn_changes_delete(changes);
+    vorn_instances_delete_all(store);
+    return take_messages();
+}
+
+/* The same without one of its values, which has its place again afterwards. */
+Messages said_without(WrittenInstance &written, std::uint32_t place)
+{
+    auto *values = const_cast<WrittenValue *>(written.begin());
+    std::rotate(values + place, values + place + 1, values + written.count);
+    written.count--;
+    Messages said = said_of(written);
+    written.count++;
+    std::rotate(values + place, values + written.count - 1, values + written.count);
+    return said;
+}
+
+Messages missing_in(Messages others, const Messages &messages)
+{
+    Messages missing;
+    for (const std::string &message : messages) {
+        const auto found = std::find(others.begin(), others.end(), message);
+        if (found == others.end()) {
+            missing.push_back(message);
+        } else {
+            others.erase(found);
+        }
     }
-    return line;
+    return missing;
+}
+
+/*
+ * The lines of what is said of an instance: of the value without which it would not be said, and of
+ * several of those the one that has the least to do with anything else.
+ */
+void add_findings(CheckedFile &file, const Messages &said, WrittenInstance &written,
+                  const xmlNode *element)
+{
+    std::vector<long> lines(said.size(), xmlGetLineNo(element));
+    std::vector<std::size_t> least(said.size(), SIZE_MAX);
+    const Messages alone = said_of(written);
+    const xmlNode *child = xmlFirstElementChild(const_cast<xmlNode *>(element));
+    for (std::uint32_t place = 0; place < written.count && child; place++) {
+        const Messages missing = missing_in(said_without(written, place), alone);
+        for (std::size_t i = 0; i < said.size(); i++) {
+            if (std::find(missing.begin(), missing.end(), said[i]) == missing.end()) continue;
+            if (missing.size() >= least[i]) continue;
+            least[i] = missing.size();
+            lines[i] = xmlGetLineNo(child);
+        }
+        child = xmlNextElementSibling(const_cast<xmlNode *>(child));
+    }
+    for (std::size_t i = 0; i < said.size(); i++)
+        file.findings.push_back({lines[i], said[i]});
 }
 
 int count(const vorn_instances *store)
@@ -75,8 +127,8 @@ void read_all(CheckedFile &file, ConfigDocument &document, xmlDoc *tree)
     const xmlNode *element = xmlFirstElementChild(xmlDocGetRootElement(tree));
     while (const Allocated<WrittenInstance> written = document.take_next()) {
         read_instance(*written, store, changes, unknown);
-        for (const std::string &message : take_messages())
-            file.findings.push_back({line_of(element, message, xmlGetLineNo(element)), message});
+        const Messages said = take_messages();
+        if (!said.empty()) add_findings(file, said, *written, element);
         element = xmlNextElementSibling(const_cast<xmlNode *>(element));
     }
     add_missing_singletons(store, changes);

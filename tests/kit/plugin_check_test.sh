@@ -150,6 +150,10 @@ cat >bad.xml <<'END'
   <Radio/>
   <Address name="lan"><kind>Radio</kind></Address>
   <Address name="wan"/>
+  <Address name="dmz">
+    <speed>2</speed>
+    <kind>Static</kind>
+  </Address>
 </config>
 END
 expect 0 "$boards/board.vorn" --startup good.xml
@@ -163,7 +167,8 @@ says 'line 9: Couldn'\''t add instance "r0" of class "Radio". Skipping instance.
 says 'line 10: Bad instance name "(null)" of class "Radio"- skipping.'
 says 'line 11: Instance of class "Address" subclass identifier property "kind" value is "Radio"'
 says 'line 12: Instance of class "Address" does not contain a subclass identifier property "kind".'
-says 'would boot from the startup file bad.xml, with 3 instance(s); 7 thing(s)'
+says 'line 14: Property "speed" is not valid for class "Static" - skipping.'
+says 'would boot from the startup file bad.xml, with 4 instance(s); 8 thing(s)'
 
 # Fallbacks.
 wrap() {
