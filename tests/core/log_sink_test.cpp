@@ -271,6 +271,17 @@ TEST_F(SlowLogs, AskFirstWhereTheModeIsNotTheirs)
     EXPECT_THAT(take(), EndsWith("kept\n"));
 }
 
+TEST_F(SlowLogs, AreWrittenInPiecesThatMakeNobodyWaitWhereTheModeIsNotTheirs)
+{
+    fcntl(writer.get(), F_SETFL, fcntl(writer.get(), F_GETFL) & ~O_NONBLOCK);
+    sink->point_to(writer.get(), Manner::when_ready);
+
+    put(lines(0, 2 * pipe_room / line_length));
+
+    EXPECT_TRUE(sink->is_waiting());
+    EXPECT_THAT(take(), StartsWith(lines(0, pipe_room / line_length)));
+}
+
 TEST_F(SlowLogs, WaitForASocketToo)
 {
     int ends[2];
