@@ -9,6 +9,7 @@
 #include "core/guard.h"
 #include "model/instances_kind.h"
 #include "model/instances_walk.h"
+#include "model/lazy/left_behind.h"
 #include "model/lazy/working_copy.h"
 
 #include <cstdio>
@@ -350,4 +351,14 @@ int vorn_instances_set_listener(vorn_instances *instances, vorn_instances_listen
     instances->listener = listener;
     instances->listener_data = listener ? data : nullptr;
     return ok;
+}
+
+unsigned long vorn_instances_get_left_behind()
+{
+    return left_behind_instances();
+}
+
+unsigned long vorn_instances_get_left_behind_bytes()
+{
+    return static_cast<unsigned long>(left_behind_bytes);
 }

@@ -106,6 +106,17 @@ VORN_API int vorn_instances_remove_class(vorn_instances *instances, const char *
 VORN_API int vorn_instances_delete_class(vorn_instances *instances, const char *class_name);
 
 /**
+ * How many instances write transactions have left behind since the daemon began, and about how many
+ * bytes those take that nobody else would need. They are what a transaction changed, deleted or
+ * handed out, as it was before: a plugin may hold them still, so they go only when one deletes
+ * them.
+ */
+/**@{*/
+VORN_API unsigned long vorn_instances_get_left_behind(void);
+VORN_API unsigned long vorn_instances_get_left_behind_bytes(void);
+/**@}*/
+
+/**
  * Starts a walk over all instances. The iterator holds the next one in advance, so the one just
  * returned may be removed and freed; no other one may. The caller frees the iterator. Returns null
  * for a null store and when memory is gone.

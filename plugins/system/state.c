@@ -8,6 +8,8 @@
 
 #include "declare.h"
 
+static const char retained_bytes[] = "retained-bytes";
+
 static char value[96]; /* good until the next one is asked for, which is when it has been copied */
 
 static const char *uptime(vorn_instance *instance, const char *property, vorn_refresh_info *info)
@@ -80,6 +82,17 @@ static const char *kernel(vorn_instance *instance, const char *property, vorn_re
     return value;
 }
 
+static const char *retained(vorn_instance *instance, const char *property, vorn_refresh_info *info)
+{
+    (void)instance;
+    (void)info;
+    const int asks_for_bytes = strcmp(property, retained_bytes) == 0;
+    snprintf(value, sizeof value, "%lu",
+             asks_for_bytes ? vorn_instances_get_left_behind_bytes()
+                            : vorn_instances_get_left_behind());
+    return value;
+}
+
 static const struct {
     const char *property;
     vorn_refresher_property_fn read;
@@ -87,7 +100,9 @@ static const struct {
               {"load", load},
               {"memory-total", memory_total},
               {"memory-available", memory_available},
-              {"kernel", kernel}};
+              {"kernel", kernel},
+              {"retained-instances", retained},
+              {retained_bytes, retained}};
 
 int state_declare(vorn_class *klass, vorn_refresher *refresher)
 {

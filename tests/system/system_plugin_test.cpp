@@ -197,6 +197,20 @@ TEST_F(SystemStates, AreReadWhenTheyAreAskedFor)
     EXPECT_TRUE(comes_true([&] { return std::stol(state("uptime")) > before; }));
 }
 
+TEST_F(SystemStates, TellWhatEachTransactionLeavesBehind)
+{
+    const auto retained = [&](const char *property) { return std::stol(state(property)); };
+    const long instances = retained("retained-instances");
+    const long bytes = retained("retained-bytes");
+
+    lsql("<lsql><write-transaction><update><system><contact>me</contact></system></update>"
+         "</write-transaction></lsql>");
+
+    EXPECT_EQ(retained("retained-instances"), instances + 1);
+    EXPECT_GT(retained("retained-bytes"), bytes);
+    EXPECT_LT(retained("retained-bytes"), bytes + 1000);
+}
+
 TEST_F(SystemStates, AreNeitherWrittenNorSaved)
 {
     EXPECT_THAT(lsql("<lsql><update><system><uptime>1</uptime></system></update></lsql>"),

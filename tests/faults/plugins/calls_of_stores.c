@@ -304,14 +304,15 @@ static enum outcome ask_of_the_last_commit(void)
     const vorn_commit_report *boot = vorn_commit_report_get(0);
     while (vorn_commit_report_get_number(boot) != 0)
         boot = vorn_commit_report_get(vorn_commit_report_get_number(boot));
-    return done_if(boot != NULL && *vorn_commit_report_get_origin(boot) == '\0' &&
-                   vorn_commit_report_get_deleted(boot) == 0 &&
-                   vorn_commit_report_get_time(boot) != 0 &&
-                   vorn_commit_report_get_microseconds(boot, VORN_COMMIT_SAVE) == 0 &&
-                   vorn_commit_report_get_provider(boot, 12) == NULL &&
-                   vorn_commit_report_get_provider_instances(boot, 12) == 0 &&
-                   vorn_commit_report_get_provider_microseconds(boot, 12) == 0 &&
-                   vorn_commit_report_get_changed(boot) < 1000);
+    return done_if(
+        boot != NULL && *vorn_commit_report_get_origin(boot) == '\0' &&
+        vorn_commit_report_get_deleted(boot) == 0 && vorn_commit_report_get_time(boot) != 0 &&
+        vorn_commit_report_get_microseconds(boot, VORN_COMMIT_SAVE) == 0 &&
+        vorn_commit_report_get_provider(boot, 12) == NULL &&
+        vorn_commit_report_get_provider_instances(boot, 12) == 0 &&
+        vorn_commit_report_get_provider_microseconds(boot, 12) == 0 &&
+        vorn_commit_report_get_changed(boot) < 1000 && vorn_instances_get_left_behind() < 1000000 &&
+        vorn_instances_get_left_behind_bytes() < 1000000000);
 }
 
 static enum outcome property_set_reference(void)

@@ -1,7 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* What a transaction costs: which instances are copied, which stay, and what is left behind. */
 #include "model/instances_walk.h"
-#include "model/lazy/left_behind.h"
 #include "model/lazy/working_copy.h"
 #include "support/allocation.h"
 #include "support/builders.h"
@@ -32,8 +31,8 @@ protected:
             put(rule, nullptr);
             put(route, name_of(i / 10).c_str());
         }
-        instances_before = left_behind_instances();
-        bytes_before = left_behind_bytes;
+        instances_before = vorn_instances_get_left_behind();
+        bytes_before = vorn_instances_get_left_behind_bytes();
     }
     ~WorkingCopies() override
     {
@@ -41,7 +40,7 @@ protected:
         vorn_instances_delete_all(running);
         for (vorn_instance *each : old)
             vorn_instance_delete(each);
-        EXPECT_EQ(left_behind_instances(), instances_before);
+        EXPECT_EQ(vorn_instances_get_left_behind(), instances_before);
     }
 
     void put(vorn_class *klass, const char *name)
@@ -105,9 +104,9 @@ TEST_F(WorkingCopies, LeaveBehindTheInstanceThatWasChangedAndNoOther)
     old = {vorn_instances_get(running, "radio", "n500")};
     accept();
 
-    EXPECT_EQ(left_behind_instances() - instances_before, 1U);
-    EXPECT_GE(left_behind_bytes - bytes_before, sizeof(vorn_instance));
-    EXPECT_LE(left_behind_bytes - bytes_before, 256U);
+    EXPECT_EQ(vorn_instances_get_left_behind() - instances_before, 1U);
+    EXPECT_GE(vorn_instances_get_left_behind_bytes() - bytes_before, sizeof(vorn_instance));
+    EXPECT_LE(vorn_instances_get_left_behind_bytes() - bytes_before, 256U);
 }
 
 TEST_F(WorkingCopies, CopyTheMembersOfTheGroupThatIsWalked)
@@ -121,7 +120,7 @@ TEST_F(WorkingCopies, CopyTheMembersOfTheGroupThatIsWalked)
     for (int i = 0; i < 10; i++)
         old.push_back(std::exchange(expected[30 + i], members[i]));
     EXPECT_EQ(of_class("route"), expected);
-    EXPECT_EQ(left_behind_instances() - instances_before, 10U);
+    EXPECT_EQ(vorn_instances_get_left_behind() - instances_before, 10U);
 }
 
 TEST_F(WorkingCopies, CopyNothingForWhoOnlyReads)
@@ -133,7 +132,7 @@ TEST_F(WorkingCopies, CopyNothingForWhoOnlyReads)
     accept();
 
     EXPECT_EQ(of_class("rule"), expected);
-    EXPECT_EQ(left_behind_instances(), instances_before);
+    EXPECT_EQ(vorn_instances_get_left_behind(), instances_before);
 }
 
 TEST_F(WorkingCopies, CopyNothingForAnAddition)
@@ -149,7 +148,7 @@ TEST_F(WorkingCopies, CopyNothingForAnAddition)
     expected.insert(expected.begin() + 20, first);
     expected.push_back(member);
     EXPECT_EQ(of_class("route"), expected);
-    EXPECT_EQ(left_behind_instances(), instances_before);
+    EXPECT_EQ(vorn_instances_get_left_behind(), instances_before);
 }
 
 TEST_F(WorkingCopies, KeepAGroupAtItsPlaceWhileItHasMembers)
@@ -187,7 +186,7 @@ TEST_F(WorkingCopies, AreTakenOverWithoutAnyMemory)
     });
 
     EXPECT_EQ(vorn_instance_get_name(of_class("radio").back()), std::string("n2"));
-    EXPECT_EQ(left_behind_instances() - instances_before, 2U);
+    EXPECT_EQ(vorn_instances_get_left_behind() - instances_before, 2U);
 }
 
 TEST_F(WorkingCopies, LeaveNothingBehindWhenTheyAreGivenUp)
@@ -196,8 +195,8 @@ TEST_F(WorkingCopies, LeaveNothingBehindWhenTheyAreGivenUp)
     vorn_instance_set_value(in_copy("n1"), "channel", "7");
     vorn_instances_delete_all(std::exchange(copy, nullptr));
 
-    EXPECT_EQ(left_behind_instances(), instances_before);
-    EXPECT_EQ(left_behind_bytes, bytes_before);
+    EXPECT_EQ(vorn_instances_get_left_behind(), instances_before);
+    EXPECT_EQ(vorn_instances_get_left_behind_bytes(), bytes_before);
     EXPECT_STREQ(vorn_instance_get_value(originals[3], "channel"), "6");
 }
 
