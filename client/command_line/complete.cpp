@@ -10,6 +10,7 @@
 #include "schema.h"
 #include "text.h"
 #include "verb.h"
+#include "view.h"
 
 namespace vorn::client {
 
@@ -59,18 +60,6 @@ void offer_options(const Line &line)
         offer(line, each.name);
 }
 
-/* The instances of a group share a name. */
-std::set<std::string> names_of(Device &device, const std::string &class_name)
-{
-    Request request(Request::Kind::plain);
-    request.select({class_name, {}, {}}, {"none"});
-    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    std::set<std::string> names;
-    for (const Instance &each : outcomes.at(0).instances)
-        names.insert(each.name.value_or(""));
-    return names;
-}
-
 /* They have no name; one without an address stands for those that are not known. */
 void offer_stations(Device &device, const Line &line)
 {
@@ -112,7 +101,7 @@ void offer_properties(Device &device, const Schema &schema, const Line &line)
     }
     for (const Property &property : klass->properties) {
         if (!assigns) {
-            offer(line, property.name);
+            if (command != "unset" || property.writable) offer(line, property.name);
         } else if (property.writable || property.name == klass->subclass_identifier) {
             offer(line, property.name + "=");
         }

@@ -4,6 +4,7 @@
 #include <clocale>
 #include <cstdio>
 #include <iostream>
+#include <sstream>
 
 #include "arguments.h"
 #include "device.h"
@@ -57,7 +58,10 @@ try {
     return misuse.status();
 } catch (const Failure &failure) {
     std::cout.flush();
-    std::cerr << "vornctl: " << failure.what() << '\n';
+    std::istringstream lines(failure.what());
+    std::cerr << "vornctl: ";
+    for (std::string line; std::getline(lines, line);)
+        std::cerr << shown(line) << '\n';
     return failure.status();
 }
 

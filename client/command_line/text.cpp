@@ -32,11 +32,27 @@ std::size_t character_length(const std::string &text, std::size_t at)
     return length;
 }
 
+namespace {
+
+/* The control characters beyond ASCII, which terminals take for the beginning of a sequence, too.
+ */
+bool is_c1(const std::string &text, std::size_t at)
+{
+    if (text[at] != '\xC2' || at + 1 == text.size()) return false;
+    const auto next = static_cast<unsigned char>(text[at + 1]);
+    return next >= 0x80 && next <= 0x9F;
+}
+
+} // namespace
+
 std::string shown(const std::string &text)
 {
     std::string result;
-    for (const char character : text) {
-        if (character == '\n') {
+    for (std::size_t i = 0; i < text.size(); i++) {
+        const char character = text[i];
+        if (is_c1(text, i)) {
+            i++;
+        } else if (character == '\n') {
             result += "\\n";
         } else if (character == '\t') {
             result += "\\t";

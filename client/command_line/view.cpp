@@ -12,7 +12,7 @@ namespace vorn::client {
 std::vector<std::string> names_of(Device &device, const std::string &class_name)
 {
     Request request(Request::Kind::plain);
-    request.select({class_name, {}, {}}, {});
+    request.select({class_name, {}, {}}, {"none"});
     const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
     std::set<std::string> names;
     if (!outcomes.empty()) {

@@ -85,6 +85,8 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     return "applied";
 }
 
+static const char text_syntax[] = "<up to 1000 characters, none of them a control character>";
+
 void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL) return;
@@ -96,8 +98,8 @@ void vorn_plugin_init(void)
 
     declare_setting(system, "hostname", is_host_name,
                     "<1 to 63 letters, digits and inner hyphens>");
-    declare_setting(system, "contact", is_text, "<up to 1000 characters>");
-    declare_setting(system, "location", is_text, "<up to 1000 characters>");
+    declare_setting(system, "contact", is_text, text_syntax);
+    declare_setting(system, "location", is_text, text_syntax);
     declare_setting(
         system, "time-zone", time_zone_is_valid,
         "<a zone such as Europe/Berlin>|<a rule such as CET-1CEST,M3.5.0,M10.5.0/3>|<nothing>");

@@ -167,6 +167,10 @@ TEST_F(Views, OfWhatThereIsFitANarrowTerminalToo)
 
 TEST_F(Views, DoNotLetAValueDriveTheTerminal)
 {
+    EXPECT_EQ(vornctl("show Radio \"r$(printf '\\302\\2332J')\""),
+              "[5]\nvornctl: there is no Radio \"r2J\"\n");
+    EXPECT_EQ(vornctl("set Radio r0 \"mode=$(printf 'a\\033[2Jb')\""),
+              "[2]\nvornctl: the value \"a[2Jb\" holds a control character or is not UTF-8\n");
     EXPECT_EQ(vornctl("set Radio r1 \"mode=$(printf 'a\\nb\\tc')\""), "[0]\n");
     EXPECT_EQ(vornctl("show Radio r1 mode"), "Radio r1\n  mode  a\\nb\\tc\n[0]\n");
 }

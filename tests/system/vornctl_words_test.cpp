@@ -204,6 +204,8 @@ TEST_F(MoreCompletion, KnowsSubclassesValuesAndNames)
     EXPECT_EQ(candidates("vornctl add Address x kind="), "kind=Static|kind=Dhcp|");
     EXPECT_EQ(candidates("vornctl rename Radio r"), "r0|r1|");
     EXPECT_EQ(candidates("vornctl unset Radio r0 "), "channel|mode|");
+    EXPECT_EQ(candidates("vornctl unset Program p s"), "") << "no client can";
+    EXPECT_EQ(candidates("vornctl show Program p s"), "state|");
     EXPECT_EQ(candidates("vornctl re"), "rename|reboot|");
 }
 
