@@ -47,17 +47,33 @@ static void note(const char *const arguments[], const brief *it)
     }
 }
 
-int brief_run(brief *it, const char *const arguments[])
+static int begin(brief *it, const char *const arguments[], int (*is_over)(kept *run))
 {
     const kept_plan plan = {arguments, NULL, 0, limit_ms};
     forget_the_last(it);
     const int is_lost = !vorn_process_no_actions && kept_start(&it->run, &plan) != 0;
     note(arguments, it);
     if (vorn_process_no_actions) return 0;
-    if (is_lost || kept_await_a_moment(&it->run)) return take_end(it);
+    if (is_lost || is_over(&it->run)) return take_end(it);
     if (eloop_register_read_sock(it->run.pipe, hear_late, NULL, it) == 0) return 0;
     kept_give_up(&it->run);
     return take_end(it);
+}
+
+static int not_yet(kept *run)
+{
+    (void)run;
+    return 0;
+}
+
+int brief_run(brief *it, const char *const arguments[])
+{
+    return begin(it, arguments, kept_await_a_moment);
+}
+
+int brief_start(brief *it, const char *const arguments[])
+{
+    return begin(it, arguments, not_yet);
 }
 
 int brief_goes_on(const brief *it)

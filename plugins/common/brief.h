@@ -28,6 +28,9 @@ typedef struct brief {
 /** Ends the run before, and begins one. Returns 1 when it has failed by the end of the wait. */
 int brief_run(brief *run, const char *const arguments[]);
 
+/** The same without a wait: 1 only when it can't be begun. */
+int brief_start(brief *run, const char *const arguments[]);
+
 /** Whether it goes on: its function will be called. */
 int brief_goes_on(const brief *run);
 

@@ -40,6 +40,8 @@ struct radio {
     int64_t outside_since_us; /* of a bridge; 0 while none of its interfaces is */
     char power[8];
     brief setting; /* of the power */
+    brief leaving; /* takes the link down and out of its bridge */
+    int is_stuck;  /* that has failed */
 };
 
 static struct radio *radios;
@@ -76,6 +78,7 @@ static char *name_service(const char *name)
 }
 
 static void power_was_set(int has_failed, void *data);
+static void link_was_left(int has_failed, void *data);
 
 /* It has ended by itself, and makes its links anew when it is started again. */
 static void hostapd_has_ended(void *data)
@@ -99,6 +102,7 @@ static struct radio *make(const char *name)
     }
     supervise_set_failed_fn(radio->program, hostapd_has_ended, radio);
     radio->setting = (brief)BRIEF(power_was_set, radio);
+    radio->leaving = (brief)BRIEF(link_was_left, radio);
     radio->next = radios;
     radios = radio;
     return radio;
@@ -129,8 +133,8 @@ static void sweep(struct radio *radio)
 static void leave_link(struct radio *radio)
 {
     struct kernel kernel;
-    char *const arguments[] = {(char *)"ip", (char *)"link", (char *)"set",      (char *)"dev",
-                               radio->name,  (char *)"down", (char *)"nomaster", NULL};
+    const char *const arguments[] = {"ip",        "link", "set",      "dev",
+                                     radio->name, "down", "nomaster", NULL};
     if (strcmp(supervise_status(radio->program), "stopped") != 0) {
         links_look_later();
         return;
@@ -139,7 +143,7 @@ static void leave_link(struct radio *radio)
     if (vorn_process_no_actions || kernel_read(&kernel) != 0) return;
     const struct kernel_link *link = kernel_find_link(&kernel, radio->name);
     if (link != NULL && (link->is_up || *link->master != '\0')) {
-        vorn_service_execv(radio->name, arguments);
+        if (brief_start(&radio->leaving, arguments) != 0) link_was_left(1, radio);
     }
     kernel_free(&kernel);
     sweep(radio);
@@ -162,11 +166,26 @@ static void power_was_set(int has_failed, void *data)
     if (has_failed) power_has_failed(radio);
 }
 
+/* So does this. */
+static void link_was_left(int has_failed, void *data)
+{
+    struct radio *radio = data;
+    char reason[brief_room + 32];
+    radio->is_stuck = has_failed;
+    if (!has_failed) return;
+    snprintf(reason, sizeof reason, "can't take the link down: %s", radio->leaving.words);
+    if (vorn_instances_get(vorn_config_get_running(), "radio", radio->name) == NULL) {
+        vorn_debug_eprintf("wireless: radio %s: %s.\n", radio->name, reason);
+    } else {
+        fail(radio, reason);
+    }
+}
+
 static void stop(struct radio *radio)
 {
     char path[path_room];
     supervise_stop(radio->program);
-    if (radio->told.whole != NULL) radio->is_to_leave = 1;
+    if (radio->told.whole != NULL || radio->is_stuck) radio->is_to_leave = 1;
     name_file(path, radio);
     unlink(path);
     hostapd_free(&radio->told);
@@ -180,6 +199,7 @@ static void run(struct radio *radio)
     const char *const arguments[] = {"hostapd", path, NULL};
     const supervise_plan plan = {arguments, NULL, radio->frames};
     radio->is_to_leave = 0;
+    radio->is_stuck = 0;
     if (supervise_run_plan(radio->program, &plan) != 0) fail(radio, "no memory to start hostapd");
     links_look_later();
 }
@@ -401,6 +421,7 @@ const char *radios_state(const char *name)
     if (radio == NULL) return "stopped";
     if (radio->is_to_leave) return "applying: it has not ended yet";
     if (brief_goes_on(&radio->setting)) return "applying";
+    if (brief_goes_on(&radio->leaving)) return "applying: its link is taken down";
     if (strcmp(supervise_status(radio->program), "failed") != 0 &&
         leftovers_are_there(&radio->left, name, radio->told.networks)) {
         return "applying: links of its process from before are removed";

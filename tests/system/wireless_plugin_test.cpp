@@ -334,6 +334,26 @@ TEST_F(AccessPoints, LetGoOfTheLinkOfADaemonThatHangs)
     EXPECT_TRUE(state_becomes("radio", "wlan0", "stopped"));
 }
 
+TEST_F(AccessPoints, SayThatTheirLinkCannotBeTakenDown)
+{
+    std::string ip = shell("command -v ip");
+    ip.pop_back();
+    shell("ip link add wlan0 type veth peer name air");
+    stand_in("ip", "test ! -e /tmp/fails || { echo RTNETLINK answers: No >&2; exit 2; }\nexec " +
+                       ip + " \"$@\"");
+    boot_and_forget();
+    shell(ip + " link set wlan0 up; touch /tmp/fails");
+
+    change("<update><radio><status>down</status></radio></update>");
+    EXPECT_TRUE(
+        state_becomes("radio", "wlan0", "failed: can't take the link down: RTNETLINK answers: No"));
+
+    shell("rm /tmp/fails");
+    change("<insert><access-list name=\"x\"><mac>00:11:22:33:44:77</mac></access-list></insert>");
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "stopped"));
+    EXPECT_EQ(shell(up_or_in_a_bridge), "0\n");
+}
+
 TEST_F(AccessPoints, StartTheirDaemonAtOnceWithTheNextCommit)
 {
     stand_in("hostapd", "exit 1");
@@ -590,10 +610,11 @@ TEST_F(AccessPoints, SayThatTheyAreCutOffFromTheirBridge)
     EXPECT_TRUE(comes_true([&] { return !shell(ip + " link show master br0").empty(); }));
     EXPECT_TRUE(state_becomes("wireless-network", "home", "running"));
 
-    stand_in("ip", "exit 1");
+    stand_in("ip", "echo RTNETLINK answers: No >&2; exit 1");
     shell(ip + " link set wlan0 nomaster");
 
-    EXPECT_TRUE(state_becomes("wireless-network", "home", "failed: wlan0 is not in br0"));
+    EXPECT_TRUE(state_becomes("wireless-network", "home",
+                              "failed: wlan0 is not in br0: RTNETLINK answers: No"));
     EXPECT_EQ(value_of("wireless-network", "guests", "state"), "running");
 }
 
