@@ -1,8 +1,10 @@
 /*
  * The plugin @NAME@: things that are set with @NAME@ctl(8). Put your device in place of it.
  */
+#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 #include <vorn/vorn.h>
 
 #define PROGRAM "/usr/sbin/@NAME@ctl"
@@ -40,7 +42,10 @@ static void changed(vorn_instance *now, vorn_instance *before, vorn_commit_info 
     }
 }
 
-/* Called before somebody reads `state`, which lives in the system and not in the configuration. */
+/*
+ * Called before somebody reads `state`, which lives in the system and not in the configuration.
+ * While it waits nobody is served: O_NONBLOCK, because a FIFO may lie there instead of a file.
+ */
 static const char *read_state(vorn_instance *instance, const char *property,
                               vorn_refresh_info *info)
 {
@@ -52,10 +57,11 @@ static const char *read_state(vorn_instance *instance, const char *property,
     const char *name = vorn_instance_get_name(instance);
     if (strchr(name, '/') != NULL) return "unknown"; /* a name may be any text */
     snprintf(path, sizeof path, "/run/@NAME@/%s", name);
-    FILE *file = fopen(path, "r");
-    const char *line = file != NULL ? fgets(state, sizeof state, file) : NULL;
-    if (file != NULL) fclose(file);
-    if (line == NULL) return "unknown";
+    const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const ssize_t length = file >= 0 ? read(file, state, sizeof state - 1) : -1;
+    if (file >= 0) close(file);
+    if (length <= 0) return "unknown";
+    state[length] = '\0';
     state[strcspn(state, "\n")] = '\0';
     return state;
 }

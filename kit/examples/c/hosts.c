@@ -23,6 +23,7 @@ static int is_alias(const char *value)
 
 static int write_hosts(vorn_instances *configuration)
 {
+    unlink(scratch_file); /* a left-over, or a FIFO, which would be waited for */
     FILE *file = fopen(scratch_file, "w");
     if (file == NULL) return 1;
 

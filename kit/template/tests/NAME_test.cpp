@@ -63,4 +63,12 @@ TEST_F(Plugin, ReadsTheStateWhenItIsAskedFor)
     EXPECT_THAT(lsql(state), HasSubstr("<state>ready</state>"));
 }
 
+TEST_F(Plugin, WaitsForNobodyWhoSharesTheState)
+{
+    shell("mkdir -p /run/@NAME@ && mkfifo /run/@NAME@/first");
+
+    EXPECT_THAT(lsql("<lsql><select><@NAME@><state/></@NAME@></select></lsql>"),
+                HasSubstr("<state>unknown</state>"));
+}
+
 } // namespace
