@@ -18,6 +18,7 @@ using namespace std::chrono_literals;
 using namespace vorn::tests;
 
 constexpr auto time_to_flush = 400ms;
+constexpr auto time_for_a_call = 100ms;
 
 /* Attack. */
 class SlowDisks : public FaultyDevice {
@@ -56,5 +57,45 @@ TEST_F(SlowDisks, HoldUpWhoeverComesMeanwhileForAsLongAsTheyTakeAndLoseNothing)
     kernel_.stop();
     EXPECT_TRUE(is_success(ask(change("quick"))));
 }
+
+/* What a save, and whoever reads what it wrote, asks of the disk beside that. */
+/* Attack. */
+class SlowCalls : public SlowDisks, public testing::WithParamInterface<Call> {};
+
+TEST_P(SlowCalls, HoldUpASaveAndLoseNothing)
+{
+    kernel_.slow_down(GetParam(), time_for_a_call);
+    const auto start = std::chrono::steady_clock::now();
+
+    auto saving = std::async(std::launch::async, [] { return ask(change("slow")); });
+    auto reading = std::async(std::launch::async, [] { return ask("<get_conf/>"); });
+
+    EXPECT_TRUE(is_success(saving.get()));
+    EXPECT_THAT(reading.get(), HasSubstr("<config>"));
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(took, time_for_a_call);
+    EXPECT_LT(took, 5s);
+    EXPECT_THAT(ask("<get_conf/>"), HasSubstr("<label>slow</label>"));
+    EXPECT_TRUE(only_the_startup_file_is_there());
+    kernel_.stop();
+    EXPECT_TRUE(is_success(ask(change("quick"))));
+}
+
+TEST_P(SlowCalls, HoldUpABootAndLoseNothing)
+{
+    ASSERT_TRUE(is_success(ask(change("kept"))));
+    shut_down();
+
+    kernel_.slow_down(GetParam(), 5ms);
+    boot({"-f"}, FailingKernel::stand_between);
+
+    EXPECT_THAT(configuration(), HasSubstr("<label>kept</label>"));
+    kernel_.stop();
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, SlowCalls,
+                         testing::Values(Call::open, Call::read, Call::write, Call::rename,
+                                         Call::unlink, Call::close, Call::sync),
+                         [](const auto &each) { return name_of(each.param); });
 
 } // namespace
