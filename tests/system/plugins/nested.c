@@ -9,24 +9,56 @@
 #include <stdlib.h>
 #include <string.h>
 
+#define UPDATE "<update><Nested name=\"n\"><note>", "</note></Nested></update>"
+#define INSERT "<insert><Nested name=\"new\"><note>", "</note></Nested></insert>"
+#define DELETE(name) "<delete><Nested name=\"" name "\"/></delete><!--", "-->"
+#define TRANSACTION                                                                                \
+    "<write-transaction><update><Nested name=\"n\"><note>",                                        \
+        "</note></Nested></update></write-transaction>"
+
+/* What stands before and after the note, which is made of the place and the kind. */
+static const struct {
+    const char *kind;
+    const char *before; /* null for one that goes through vorn_util_put2object */
+    const char *after;
+    char *(*evaluate)(const char *request);
+} requests[] = {
+    {"active", UPDATE, vorn_query_eval},
+    {"passive", UPDATE, vorn_query_eval_passive},
+    {"object", NULL, NULL, NULL},
+    {"insert", INSERT, vorn_query_eval},
+    {"passive-insert", INSERT, vorn_query_eval_passive},
+    {"delete", DELETE("old"), vorn_query_eval},
+    {"passive-delete", DELETE("old"), vorn_query_eval_passive},
+    {"delete-it", DELETE("n"), vorn_query_eval},
+    {"transaction", TRANSACTION, vorn_query_eval},
+    {"passive-transaction", TRANSACTION, vorn_query_eval_passive},
+};
+
 static char place[16];
-static char kind[16];
+static char kind[24];
 
 static void nest_at(const char *here)
 {
     static const char *const columns[] = {"*name", "note", NULL};
-    char request[160];
-    char line[32];
+    char request[192];
+    char line[48];
 
     if (strcmp(place, here) != 0) return;
     place[0] = '\0';
-    snprintf(request, sizeof request,
-             "<lsql><update><Nested name=\"n\"><note>%s-%s</note></Nested></update></lsql>", here,
-             kind);
-    snprintf(line, sizeof line, "n %s-%s\n", here, kind);
-    if (strcmp(kind, "active") == 0) free(vorn_query_eval(request));
-    if (strcmp(kind, "passive") == 0) free(vorn_query_eval_passive(request));
-    if (strcmp(kind, "object") == 0) vorn_util_put2object(line, columns, "Nested");
+    for (size_t i = 0; i < sizeof requests / sizeof *requests; i++) {
+        if (strcmp(kind, requests[i].kind) != 0) continue;
+        if (requests[i].before == NULL) {
+            snprintf(line, sizeof line, "n %s-%s\n", here, kind);
+            vorn_util_put2object(line, columns, "Nested");
+            return;
+        }
+        snprintf(request, sizeof request, "<lsql>%s%s-%s%s</lsql>", requests[i].before, here, kind,
+                 requests[i].after);
+        char *answer = requests[i].evaluate(request);
+        vorn_debug_eprintf("nested: %s\n", answer != NULL ? answer : "no answer");
+        free(answer);
+    }
 }
 
 static int judge(const char *value)
