@@ -8,6 +8,7 @@
 
 #include "config/file_replace.h"
 #include "core/base/file.h"
+#include "core/base/limits.h"
 #include "core/base/paths.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
@@ -52,7 +53,6 @@ constexpr int length_seen = 1;
 constexpr int version_seen = 2;
 constexpr int md5sum_seen = 4;
 constexpr int all_seen = length_seen | version_seen | md5sum_seen;
-constexpr std::size_t header_line_room = 1024;
 
 int take_version(DefaultHeader &, const char *value)
 {
@@ -183,7 +183,7 @@ bool compute_md5sum(char (&md5sum)[md5_length + 1])
 
 int read_default_header(std::FILE *file, DefaultHeader &header)
 {
-    char line[header_line_room];
+    char line[longest_header_line + 1];
     int seen = 0;
 
     while (std::fgets(line, sizeof line, file)) {

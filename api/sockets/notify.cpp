@@ -13,6 +13,7 @@
 #include "api/sockets/notify_sender.h"
 #include "api/sockets/notify_state.h"
 #include "core/base/file.h"
+#include "core/base/limits.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
 #include "core/guard.h"
@@ -36,13 +37,13 @@ namespace {
 
 constexpr int port = 8001;
 constexpr int loopback_only = 1;
-/* What one event may cost: a subscriber that writes without end is not read without end. */
-constexpr int most_discarded = 65536;
-constexpr int most_connections = 64;
 
 enum class Peer { there, gone };
 
-/* Reads what the subscriber wrote, which nobody wants; tells whether it is still there. */
+/*
+ * Reads what the subscriber wrote, which nobody wants; tells whether it is still there. One that
+ * writes without end is not read without end.
+ */
 Peer discard_input(std::FILE *stream)
 {
     errno = 0;
@@ -61,7 +62,7 @@ bool has_room(int fd)
 {
     constexpr long kept_for_requests = 4;
     if (fd + kept_for_requests >= sysconf(_SC_OPEN_MAX)) return false;
-    return open_notify_connections < most_connections;
+    return open_notify_connections < most_notice_connections;
 }
 
 int failed_to(const char *what, int fd)

@@ -1,12 +1,14 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "core/base/limits.h"
+
 #include <cstdint>
 #include <cstdio>
 
 namespace vorn {
 
-constexpr int notify_slots = 8;
+constexpr int notify_slots = most_subscribers;
 
 struct NotifyConnection {
     bool in_use;

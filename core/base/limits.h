@@ -22,6 +22,7 @@ constexpr std::int64_t longest_parse_ms = 60000; /* of the processor's time */
 /* Of a configuration file. */
 constexpr std::size_t longest_text_in_file = 10000000; /* before its markup is escaped */
 constexpr std::size_t longest_name_in_file = 50000;    /* of a class or a property */
+constexpr std::size_t longest_header_line = 1023;      /* of the default file, with its end */
 
 /* Of a request. One that announces more is refused before anything is allocated. */
 constexpr std::uint32_t longest_request = 16u << 20;
@@ -47,7 +48,13 @@ constexpr unsigned int most_comparisons = 20000000; /* of all instances that it 
 constexpr unsigned int most_parameters = 10000;
 constexpr std::size_t longest_object = 1024;
 
-/* Kept for all subscribers together, until they take it. */
-constexpr std::size_t longest_unsent = 1u << 20;
+/* Of the notice port. */
+constexpr int most_notice_connections = 64;
+constexpr int most_subscribers = 8;
+constexpr int most_discarded = 65536;            /* of what one of them writes, at a time */
+constexpr std::size_t longest_unsent = 1u << 20; /* kept for all of them, until they take it */
+
+/* Of what the log quotes of a request that is no XML. */
+constexpr std::size_t longest_quotation = 1000;
 
 } // namespace vorn

@@ -59,7 +59,7 @@ Quoted::Quoted(const char *text)
     const char *rest = text;
     std::size_t used = 0;
 
-    while (*rest && used + longest_escape < most_bytes) {
+    while (*rest && used + longest_escape < longest_quotation) {
         const std::size_t plain = plain_length(rest);
         if (plain > 0) {
             std::memcpy(text_ + used, rest, plain);

@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "core/base/limits.h"
+
 #include <cstddef>
 
 namespace vorn {
@@ -17,10 +19,9 @@ public:
     const char *get() const { return text_; }
 
 private:
-    static constexpr std::size_t most_bytes = 1000;
     static constexpr std::size_t tail_room = 40;
 
-    char text_[most_bytes + tail_room];
+    char text_[longest_quotation + tail_room];
 };
 
 } // namespace vorn

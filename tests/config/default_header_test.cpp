@@ -61,6 +61,16 @@ TEST_F(DefaultHeaders, TakeAnEmptyLengthAsZero)
     EXPECT_EQ(header.length, 0);
 }
 
+TEST_F(DefaultHeaders, MayHaveLinesOfSoManyBytesAndNoMore)
+{
+    EXPECT_EQ(
+        read("Length: " + std::string(1013, '0') + "9\nVersion: 1\nMD5sum: " + digest + "\n\n"), 0);
+    EXPECT_EQ(header.length, 9);
+
+    EXPECT_EQ(
+        read("Length: " + std::string(1014, '0') + "9\nVersion: 1\nMD5sum: " + digest + "\n\n"), 2);
+}
+
 struct BadHeader {
     const char *name;
     std::string text;

@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* Subscribers that do not read what they are sent. */
+#include "api/sockets/notify_sender.h"
 #include "core/base/memory.h"
 #include "core/eloop_state.h"
 #include "support/allocation.h"
@@ -225,6 +226,23 @@ TEST_F(SlowSubscribers, AreOwedNoMoreThanAMebibyteInAll)
     EXPECT_LT(ended, 8u);
     EXPECT_THAT(log.text(), testing::HasSubstr("More than 1048576 bytes to be sent to "
                                                "subscribers.\n"));
+}
+
+TEST_F(SlowSubscribers, AreOwedAMebibyteButNotOneByteMore)
+{
+    const auto taken_of = [&](std::size_t length) {
+        Subscriber subscriber(1);
+        vorn::send_message(subscriber.fd, std::string(length - 1, 'o').c_str());
+        return subscriber.heard().size();
+    };
+    constexpr std::size_t mebibyte = 1048576;
+    const std::size_t room = taken_of(mebibyte);
+    log.take();
+
+    EXPECT_EQ(taken_of(room + mebibyte), room);
+    EXPECT_THAT(log.take(), testing::Not(testing::HasSubstr("More than")));
+    EXPECT_EQ(taken_of(room + mebibyte + 1), room);
+    EXPECT_THAT(log.text(), testing::HasSubstr("More than 1048576 bytes to be sent"));
 }
 
 TEST_F(SlowSubscribers, HearNoMoreWithoutTheMemoryToFinishAMessage)

@@ -257,6 +257,24 @@ TEST_F(NotifyDoors, TakeInWhoComesWithoutSubscribingThem)
     readable();
 }
 
+TEST_F(NotifyDoors, TakeSixtyFourAndNoMore)
+{
+    std::vector<Fd> clients;
+    for (int i = 0; i < 65; i++) {
+        EXPECT_EQ(vorn::open_notify_connections, i);
+        clients.push_back(connect_client());
+        take_in();
+    }
+
+    EXPECT_EQ(vorn::open_notify_connections, 64);
+    char byte;
+    EXPECT_EQ(recv(clients.back().get(), &byte, 1, 0), 0);
+    for (const Fd &client : clients)
+        shutdown(client.get(), SHUT_WR);
+    while (vorn::eloop_data.reader_count > 0)
+        readable();
+}
+
 TEST_F(NotifyDoors, EndAConnectionThatWasReset)
 {
     Fd client = connect_client();

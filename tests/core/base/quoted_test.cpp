@@ -44,6 +44,7 @@ TEST(QuotedTexts, AreBoundedAndSayHowLongTheyWere)
     EXPECT_EQ(quoted(std::string(70000, '\1')).size(),
               996 + std::string("... (70000 bytes)").size());
     EXPECT_EQ(quoted(std::string(996, 'x')), std::string(996, 'x'));
+    EXPECT_EQ(quoted(std::string(997, 'x')), std::string(996, 'x') + "... (997 bytes)");
 }
 
 } // namespace
