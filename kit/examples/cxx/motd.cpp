@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include <unistd.h>
 #include <vorn/vorn.h>
 
 namespace {
@@ -41,6 +42,7 @@ int is_text(const char *value)
 
 void text_changed(vorn_instance *, const char *, const char *now, const char *)
 {
+    unlink(scratch_name); /* a left-over, or a FIFO, which would be waited for */
     File file(scratch_name);
     if (!file.write(now ? now : "") || !file.close() || std::rename(scratch_name, file_name) != 0) {
         vorn_debug_eprintf("motd: can't write %s.\n", file_name);
