@@ -20,6 +20,7 @@
 #include "core/base/limits.h"
 #include "core/base/quoted.h"
 #include "core/base/text.h"
+#include "core/base/tracepoint.h"
 #include "model/instance_record.h"
 #include "model/instances_record.h"
 #include "model/instances_walk.h"
@@ -286,7 +287,7 @@ private:
     const char *origin_;
 };
 
-char *evaluate_text(const char *text, bool passive)
+char *evaluate_untraced(const char *text, bool passive)
 {
     RequestWatch watch;
     const XmlDocument request = text ? parse_xml_text(text, std::strlen(text)) : XmlDocument();
@@ -302,6 +303,14 @@ char *evaluate_text(const char *text, bool passive)
     Text answer = evaluate_logged(request.get(), passive, watch);
     if (!answer) vorn_debug_eprintf("No memory to answer an LSQL request.\n");
     return answer.release();
+}
+
+char *evaluate_text(const char *text, bool passive)
+{
+    VORN_TRACEPOINT(request__begin, text);
+    char *answer = evaluate_untraced(text, passive);
+    VORN_TRACEPOINT(request__end, answer);
+    return answer;
 }
 
 /* Filled and then left behind: the commit makes an empty set of its own. */

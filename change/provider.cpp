@@ -3,6 +3,7 @@
 #include "change/commit_info_record.h"
 #include "change/provider_record.h"
 #include "core/base/result.h"
+#include "core/base/tracepoint.h"
 #include "core/guard.h"
 
 using namespace vorn;
@@ -69,7 +70,9 @@ void vorn_provider_commit(vorn_provider *provider, vorn_instances *after, vorn_c
         return;
     }
     info->before_of_changes = true;
+    VORN_TRACEPOINT(provider__begin, provider->name.get());
     provider->commit_fn(info.get());
+    VORN_TRACEPOINT(provider__end, provider->name.get());
 }
 
 void vorn_provider_refresh(vorn_provider *provider, vorn_refresh_info *info)
