@@ -14,15 +14,11 @@
 
 #include <unistd.h>
 
+#include "process/numbered.h"
+
 namespace vorn::bench {
 
 namespace {
-
-/* Put together in place: GCC 12 warns of the plain sum at -O3, wrongly. */
-std::string numbered(const char *text, int number)
-{
-    return std::string(text).append(std::to_string(number));
-}
 
 int accepts_anything(const char *)
 {
@@ -38,7 +34,7 @@ void add_class(const char *name)
     vorn_class_set_type(klass, VORN_CLASS_UNIQUE_NAMED);
     vorn_class_set_persistence(klass, 1);
     for (int i = 0; i < values_per_instance; i++) {
-        vorn_property *property = vorn_property_new(("p" + std::to_string(i)).c_str());
+        vorn_property *property = vorn_property_new(numbered("p", i).c_str());
         vorn_property_set_is_valid_fn(property, accepts_anything);
         vorn_class_add_property(klass, property);
     }
@@ -78,7 +74,7 @@ void register_everything()
     add_class("Few");
     add_class("Item");
     for (int i = 0; i < other_classes; i++)
-        add_class(("Other" + std::to_string(i)).c_str());
+        add_class(numbered("Other", i).c_str());
     vorn_classes_done_adding();
     vorn_providers_init();
     add_committer("applier", {"Few", "Item"});
@@ -86,7 +82,7 @@ void register_everything()
     add_refresher("Other0");
     if (std::getenv("VORN_BENCH_IDLE_PROVIDERS")) {
         for (int i = 0; i < 50; i++)
-            add_committer(("idle" + std::to_string(i)).c_str(), {"Other0"});
+            add_committer(numbered("idle", i).c_str(), {"Other0"});
     }
     vorn_providers_done_adding();
 }
@@ -97,8 +93,7 @@ void fill(vorn_instances *store, const std::string &class_name, int count)
     for (int i = 0; i < count; i++) {
         vorn_instance *instance = vorn_instance_new(klass, item_name(i).c_str());
         for (int p = 0; p < values_per_instance; p++)
-            vorn_instance_set_value(instance, ("p" + std::to_string(p)).c_str(),
-                                    value_text(i, p).c_str());
+            vorn_instance_set_value(instance, numbered("p", p).c_str(), value_text(i, p).c_str());
         vorn_instances_add(store, instance);
     }
 }
@@ -137,7 +132,7 @@ void set_up_board(int items, int others)
     fill(running_config, "Few", few_instances);
     fill(running_config, "Item", items);
     for (int i = 0; i < other_classes; i++)
-        fill(running_config, "Other" + std::to_string(i), others / other_classes);
+        fill(running_config, numbered("Other", i), others / other_classes);
 }
 
 ConfigFile::ConfigFile(int items)

@@ -17,6 +17,8 @@
 
 #include <valgrind/callgrind.h>
 
+#include "process/numbered.h"
+
 using vorn::running_config;
 
 namespace {
@@ -63,7 +65,7 @@ using Members = std::vector<vorn_instance *>;
 
 std::string name_of(int number)
 {
-    return "n" + std::to_string(number);
+    return vorn::bench::numbered("n", number);
 }
 
 Members filled(const char *class_name, int count, std::string (*name)(int))

@@ -8,6 +8,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "process/numbered.h"
+
 namespace vorn::bench {
 
 namespace {
@@ -16,7 +18,7 @@ std::vector<std::string> names(const benchmark::State &state)
 {
     std::vector<std::string> made;
     for (int i = 0; i < state.range(0); i++)
-        made.push_back("interface" + std::to_string(i * 7919 % 1000003));
+        made.push_back(vorn::bench::numbered("interface", i * 7919 % 1000003));
     return made;
 }
 
