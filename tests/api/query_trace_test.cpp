@@ -1,12 +1,17 @@
 /* SPDX-License-Identifier: MIT */
 /* What the evaluation of a request leaves in the log. */
 #include "api/query_fixture.h"
+#include "core/base/file.h"
+#include "core/debug_state.h"
 #include "vorn/debug.h"
 
 #include <gmock/gmock.h>
 
 #include <sstream>
 #include <string>
+#include <utility>
+
+#include <stdio_ext.h>
 
 namespace {
 
@@ -41,6 +46,25 @@ TEST_F(Traces, ShowPassiveRequestsFromLevel2)
               "vorn: LSQL query (passive):\n<?xml version=\"1.0\"?>\n<lsql/>\n"
               "vorn: LSQL result (passive):\n<?xml version=\"1.0\"?>\n<lsql_result><error>"
               "Incomplete lsql request.</error><rc>1</rc><counter>0</counter></lsql_result>\n");
+}
+
+/* Whoever looks at the console sees what is going on, not what went on before. */
+TEST_F(Traces, AreWholeAsSoonAsTheyAreWritten)
+{
+    log.set_level(1);
+    const vorn::File console(std::tmpfile());
+    std::FILE *before = std::exchange(vorn::debug_state.stream, console.get());
+    static std::size_t waiting_before_the_result;
+    waiting_before_the_result = 1;
+    on_refresh = [](QueryTest &) {
+        waiting_before_the_result = __fpending(vorn_debug_get_stream());
+    };
+
+    ask("<lsql><select><Board/></select></lsql>");
+
+    EXPECT_EQ(waiting_before_the_result, 0U);
+    EXPECT_EQ(__fpending(vorn_debug_get_stream()), 0U);
+    vorn::debug_state.stream = before;
 }
 
 TEST_F(Traces, ShowBothHalvesOrNoneWhenTheLevelChangesBetweenThem)

@@ -3,6 +3,7 @@
 #include "support/log.h"
 
 #include "support/allocation.h"
+#include "support/leak_check.h"
 
 #include <cstdlib>
 
@@ -13,6 +14,7 @@ namespace vorn::tests {
 CapturedLog::CapturedLog(int level) : before_(debug_state)
 {
     const AllocationsAllowed allowed;
+    const LeftOnPurpose by_those_who_exit;
     debug_state = {level, 0, 0, open_memstream(&memory_, &size_)};
 }
 

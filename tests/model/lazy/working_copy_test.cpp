@@ -99,6 +99,8 @@ TEST_F(WorkingCopies, ReplaceTheOneInstanceThatIsLookedUpByName)
 
 TEST_F(WorkingCopies, LeaveBehindTheInstanceThatWasChangedAndNoOther)
 {
+    const std::string shared(500, 'x');
+    ASSERT_EQ(vorn_instance_set_value(originals[1500], "rate", shared.c_str()), 0);
     begin();
     ASSERT_EQ(vorn_instance_set_value(in_copy("n500"), "channel", "7"), 0);
     old = {vorn_instances_get(running, "radio", "n500")};
