@@ -61,7 +61,7 @@ void hang_up(int descriptor)
 std::int64_t clients_clock_ms()
 {
     struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000 - evaluation_ms;
 }
 
@@ -197,26 +197,31 @@ bool Client::hear()
     std::size_t room = 1;
 
     while (!has_whole_frame()) {
-        if (heard >= most_at_once || !make_room()) return true;
+        if (heard >= most_at_once) break;
+        if (!make_room()) return true;
         char *place = body_ ? body_.get() + in_body_ : room_ + in_room_;
         std::size_t &taken = body_ ? in_body_ : in_room_;
         room = body_ ? capacity_ - in_body_ : sizeof room_ - 1 - in_room_;
         const ssize_t count = recv(descriptor_.get(), place, room, MSG_DONTWAIT);
-        if (may_go_on(count)) return heard > 0;
+        if (may_go_on(count) && heard == 0) return false;
+        if (may_go_on(count)) break;
         if (count <= 0) {
             end_of_input();
             return true;
         }
         taken += static_cast<std::size_t>(count);
         heard += static_cast<std::size_t>(count);
-        if (deadline_ms_ == never) deadline_ms_ = clients_clock_ms() + limit_ms;
         if (!take_head()) {
             doing_ = Doing::gone;
             return true;
         }
-        if (static_cast<std::size_t>(count) < room && !has_whole_frame()) return true;
+        if (static_cast<std::size_t>(count) < room) break;
     }
-    doing_ = Doing::whole;
+    if (has_whole_frame()) {
+        doing_ = Doing::whole;
+    } else if (deadline_ms_ == never) {
+        deadline_ms_ = clients_clock_ms() + limit_ms;
+    }
     return true;
 }
 
@@ -261,8 +266,9 @@ void Client::evaluate()
     }
     const std::uint32_t framed_length = htonl(static_cast<std::uint32_t>(reply_length_));
     std::memcpy(reply_head_ + sizeof framed_length, &framed_length, sizeof framed_length);
-    reply_deadline_ms_ = deadline_ms_ = clients_clock_ms() + limit_ms;
+    reply_deadline_ms_ = deadline_ms_ = began + limit_ms; /* the clock stood still since */
     speak();
+    if (is_speaking() && took_much_) give_memory_back(); /* others come before its end */
 }
 
 void Client::reply(Text text)

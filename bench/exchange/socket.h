@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <string>
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -29,6 +31,42 @@ inline bool receive(int from, void *room, std::size_t size)
         size -= static_cast<std::size_t>(count);
     }
     return true;
+}
+
+/* A request as the LSQL socket wants it. */
+inline std::string framed(const std::string &request)
+{
+    const auto length = static_cast<std::uint32_t>(request.size());
+    return std::string(reinterpret_cast<const char *>(&length), sizeof length) + request;
+}
+
+inline int connect_to(const sockaddr_un &address)
+{
+    const int connection = socket(AF_UNIX, SOCK_STREAM, 0);
+    if (connect(connection, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        std::perror(address.sun_path[0] ? address.sun_path : address.sun_path + 1);
+        std::exit(1);
+    }
+    return connection;
+}
+
+inline void say(int connection, const std::string &message)
+{
+    if (write(connection, message.data(), message.size()) == static_cast<ssize_t>(message.size())) {
+        return;
+    }
+    std::perror("write");
+    std::exit(1);
+}
+
+/* Takes what comes up to the end of the stream; answers how much. */
+inline std::size_t hear(int connection)
+{
+    static char room[1 << 16];
+    std::size_t total = 0;
+    for (ssize_t count; (count = read(connection, room, sizeof room)) > 0;)
+        total += static_cast<std::size_t>(count);
+    return total;
 }
 
 } // namespace vorn::bench
