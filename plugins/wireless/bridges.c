@@ -3,10 +3,10 @@
 
 #include <net/if.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include "brief.h"
+#include "errands.h"
 #include "hostapd.h"
 #include "kernel.h"
 #include "links.h"
@@ -79,44 +79,6 @@ int bridges_lack(const vorn_instances *configuration, const char *radio)
     return find_outside(configuration, radio, &search);
 }
 
-/* What puts an interface into its bridge; kept for the next time. */
-struct joiner {
-    struct joiner *next;
-    char interface[hostapd_name_room];
-    brief run;
-};
-
-static struct joiner *joiners;
-
-static struct joiner *find_joiner(const char *interface)
-{
-    struct joiner *joiner = joiners;
-    while (joiner != NULL && strcmp(joiner->interface, interface) != 0)
-        joiner = joiner->next;
-    return joiner;
-}
-
-static void has_ended(int has_failed, void *data)
-{
-    const struct joiner *joiner = data;
-    if (!has_failed) return;
-    vorn_debug_eprintf("wireless: can't put %s into its bridge: %s.\n", joiner->interface,
-                       joiner->run.words);
-}
-
-static struct joiner *make_joiner(const char *interface)
-{
-    struct joiner *joiner = find_joiner(interface);
-    if (joiner != NULL) return joiner;
-    joiner = calloc(1, sizeof *joiner);
-    if (joiner == NULL) return NULL;
-    snprintf(joiner->interface, sizeof joiner->interface, "%s", interface);
-    joiner->run = (brief)BRIEF(has_ended, joiner);
-    joiner->next = joiners;
-    joiners = joiner;
-    return joiner;
-}
-
 const char *bridges_reason(const vorn_instances *configuration, const vorn_instance *network,
                            int has_time)
 {
@@ -129,10 +91,8 @@ const char *bridges_reason(const vorn_instances *configuration, const vorn_insta
         snprintf(reason, sizeof reason, "waiting for %s", bridge);
     } else if (*bridge != '\0' &&
                find_outside(configuration, value_of(network, "radio"), &search)) {
-        const struct joiner *joiner = find_joiner(search.interface);
-        const int is_tried = joiner != NULL && brief_goes_on(&joiner->run);
-        const char *words = joiner != NULL ? joiner->run.words : "";
-        if (has_time && (is_tried || links_will_be_looked_at())) {
+        const char *words = errands_words(search.interface);
+        if (has_time && (errands_go_on(search.interface) || links_will_be_looked_at())) {
             snprintf(reason, sizeof reason, "applying: %s is not in %s yet", search.interface,
                      bridge);
         } else {
@@ -157,15 +117,14 @@ static void join(const vorn_instance *network, const char *interface, void *data
     if (!is_outside(&joining->kernel, network, interface) || bridges_missing(network) != NULL) {
         return;
     }
-    struct joiner *joiner = make_joiner(interface);
-    joining->outside++;
-    if (joiner == NULL || brief_goes_on(&joiner->run)) {
-        links_look_later();
-        return;
-    }
     const char *const arguments[] = {
         "ip", "link", "set", "dev", interface, "master", value_of(network, "bridge"), NULL};
-    if (brief_start(&joiner->run, arguments) != 0) has_ended(1, joiner);
+    joining->outside++;
+    if (errands_go_on(interface)) {
+        links_look_later();
+    } else {
+        errands_start(interface, arguments);
+    }
 }
 
 int bridges_join(const vorn_instances *configuration, const char *radio)

@@ -4,7 +4,10 @@
 #include "vorn/vorn.h"
 
 #include <net/if.h>
+#include <stdio.h>
 
+#include "brief.h"
+#include "errands.h"
 #include "hostapd.h"
 #include "links.h"
 
@@ -38,14 +41,26 @@ int leftovers_are_there(const leftovers *left, const char *radio, int networks)
     return left->sweeps < most_sweeps && is_any(left, radio, networks);
 }
 
+const char *leftovers_reason(const leftovers *left, const char *radio, int networks)
+{
+    static char reason[brief_room + 64];
+    char link[hostapd_name_room];
+    if (left->sweeps < most_sweeps) return NULL;
+    if (find(left, radio, networks, link) == left->most_networks) return NULL;
+    const char *words = errands_words(link);
+    snprintf(reason, sizeof reason, "failed: %s, of its process from before, can't be removed%s%s",
+             link, *words != '\0' ? ": " : "", words);
+    return reason;
+}
+
 void leftovers_remove(const leftovers *left, const char *radio, int networks)
 {
     char link[hostapd_name_room];
     if (vorn_process_no_actions) return;
     for (int place = find(left, radio, networks, link); place < left->most_networks;
          place = find(left, radio, place + 1, link)) {
-        if (vorn_service_is_running(link)) continue;
-        vorn_service_execl(link, "iw", "dev", link, "del", (char *)NULL);
+        const char *const arguments[] = {"iw", "dev", link, "del", NULL};
+        errands_start(link, arguments);
     }
 }
 

@@ -19,6 +19,9 @@ void leftovers_expect(leftovers *left, int networks);
 /** Whether there are links beyond those of so many networks, of which some try may still rid us. */
 int leftovers_are_there(const leftovers *left, const char *radio, int networks);
 
+/** Why what is beyond so many networks is still there after all tries; null when nothing is. */
+const char *leftovers_reason(const leftovers *left, const char *radio, int networks);
+
 /** Removes what is beyond so many networks. Nobody waits for what runs here. */
 void leftovers_remove(const leftovers *left, const char *radio, int networks);
 

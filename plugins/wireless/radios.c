@@ -433,6 +433,12 @@ const char *radios_state(const char *name)
     return supervise_state(radio->program);
 }
 
+const char *radios_left_behind(const char *name)
+{
+    const struct radio *radio = find(name);
+    return radio != NULL ? leftovers_reason(&radio->left, name, radio->told.networks) : NULL;
+}
+
 int radios_may_be_joining(const char *name)
 {
     const struct radio *radio = find(name);

@@ -19,6 +19,9 @@ int radios_kick(const char *station);
 /** How a radio is doing: why not, or the state of its hostapd. The text is good until a commit. */
 const char *radios_state(const char *name);
 
+/** Why links of its hostapd from before are still there, or null: of no concern to its networks. */
+const char *radios_left_behind(const char *name);
+
 /** Whether its interfaces are expected in their bridges soon: a few seconds from when one is not.
  */
 int radios_may_be_joining(const char *name);

@@ -119,7 +119,11 @@ static const char *radio_state(vorn_instance *instance, const char *property,
 {
     (void)property;
     (void)info;
-    return radios_state(vorn_instance_get_name(instance));
+    const char *name = vorn_instance_get_name(instance);
+    const char *left_behind = radios_left_behind(name);
+    const char *own = radios_state(name);
+    const int is_settled = strcmp(own, "running") == 0 || strcmp(own, "stopped") == 0;
+    return is_settled && left_behind != NULL ? left_behind : own;
 }
 
 static const char *state_on_the_air(const vorn_instance *instance, vorn_refresh_info *info)

@@ -287,6 +287,19 @@ TEST_F(LinksOfHostapd, GoWithOneThatHangsAndIsSwitchedOff)
     EXPECT_FALSE(is_there());
 }
 
+TEST_F(LinksOfHostapd, AreToldWhenTheyCannotBeRemoved)
+{
+    stand_in("iw", "test \"$3\" != del || { echo command failed: Busy >&2; exit 1; }");
+    ASSERT_TRUE(hang_program("cat /tmp/ready"));
+
+    change("<delete><wireless-network name=\"guests\"/></delete>");
+
+    EXPECT_TRUE(state_becomes("radio", "wlan0",
+                              "failed: wlan0_1, of its process from before, can't be removed: "
+                              "command failed: Busy"));
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "running");
+}
+
 TEST_F(LinksOfHostapd, StayWhileTheirNetworkDoes)
 {
     change_network("<isolation>on</isolation>");
