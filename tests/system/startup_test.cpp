@@ -7,6 +7,7 @@
 #include <string>
 
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 #include "bare_device.h"
 
@@ -26,6 +27,14 @@ TEST_F(Starts, WriteTheProcessIdOnceEverythingIsUp)
     boot();
 
     EXPECT_EQ(read_file("/var/run/vorn.pid"), std::to_string(daemon_pid()) + "\n");
+}
+
+TEST_F(Starts, LetNobodyElseWriteIntoWhatTheyMakeWhateverTheyInherit)
+{
+    boot({"-f"}, [] { umask(0); });
+
+    EXPECT_THAT(read_file("/proc/" + std::to_string(daemon_pid()) + "/status"),
+                HasSubstr("Umask:\t0022\n"));
 }
 
 TEST_F(Starts, TellTheKernelToRebootFiveSecondsAfterAPanic)
