@@ -9,6 +9,7 @@
 #include <string.h>
 
 #include "brief.h"
+#include "links.h"
 
 /* Of one link; kept for the next one. */
 struct errand {
@@ -50,8 +51,8 @@ void errands_start(const char *link, const char *const arguments[])
 {
     struct errand *errand = find(link);
     if (errand == NULL) errand = make(link);
-    if (errand == NULL || brief_goes_on(&errand->run)) return;
-    if (brief_start(&errand->run, arguments) != 0) has_ended(1, errand);
+    if (errand != NULL && brief_goes_on(&errand->run)) return;
+    if (errand == NULL || brief_start(&errand->run, arguments) != 0) links_look_later();
 }
 
 int errands_go_on(const char *link)

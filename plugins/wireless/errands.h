@@ -7,7 +7,7 @@
  * from the kernel. One at a time for each link.
  */
 
-/** Begins one. Does nothing while another one goes on for that link, or without memory. */
+/** Begins one, unless another one goes on for that link. What can't be begun is looked at later. */
 void errands_start(const char *link, const char *const arguments[]);
 
 /** Whether one goes on. */
