@@ -162,10 +162,13 @@ ExitStatus status_after(const std::string &error, const Schema &schema, const Ta
 std::string valid_values(const Property &property)
 {
     if (property.valid.empty()) return "";
+    constexpr std::ptrdiff_t many = 4;
+    auto left = std::count(property.valid.begin(), property.valid.end(), '|');
+    const bool is_long = left >= many;
     std::string text;
     for (const char character : property.valid) {
         if (character == '|')
-            text += " or ";
+            text += --left > 0 && is_long ? ", " : " or ";
         else if (character != '<' && character != '>')
             text += character;
     }

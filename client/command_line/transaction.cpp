@@ -95,9 +95,11 @@ void Transaction::fail(Device &device, const Outcome &outcome, std::size_t index
     if (begins(outcome.error, moved_on)) throw MovedOn(outcome.error);
     const Operation &operation = operations_[index];
     if (begins(outcome.error, nothing_there)) {
-        throw Failure(differs, operation.title + ": there is no such instance" +
-                                   did_you_mean(operation.target.name.value_or(""),
-                                                names_of(device, operation.target.class_name)));
+        const std::string more = !operation.target.where.empty()
+                                     ? " that fulfils the condition"
+                                     : did_you_mean(operation.target.name.value_or(""),
+                                                    names_of(device, operation.target.class_name));
+        throw Failure(differs, operation.title + ": there is no such instance" + more);
     }
     if (is_about_all(outcome.error)) {
         std::string error = outcome.error;

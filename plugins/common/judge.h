@@ -13,7 +13,7 @@
 /** The property to blame, or null when it is the instance's name, and why. */
 typedef struct fault {
     const char *property;
-    char reason[160];
+    char reason[256];
 } fault;
 
 /** Notes the fault and answers 1. */

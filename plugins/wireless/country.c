@@ -48,3 +48,22 @@ int country_allows_channel(const char *channel)
     return country_allows_channel_in(channel, "a") || country_allows_channel_in(channel, "b") ||
            country_allows_channel_in(channel, "g");
 }
+
+const char *country_list_channels(const char *mode, const char *separator,
+                                  char text[country_list_room])
+{
+    enum { highest = 255 };
+    size_t used = 0;
+    text[0] = '\0';
+    for (int number = 1; number <= highest && used < country_list_room; number++) {
+        char channel[4];
+        snprintf(channel, sizeof channel, "%d", number);
+        if (mode != NULL ? !country_allows_channel_in(channel, mode)
+                         : !country_allows_channel(channel)) {
+            continue;
+        }
+        used += (size_t)snprintf(text + used, country_list_room - used, "%s%s",
+                                 used > 0 ? separator : "", channel);
+    }
+    return text;
+}

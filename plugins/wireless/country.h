@@ -19,4 +19,10 @@ int country_allows_channel(const char *channel);
 /** The same in that mode. */
 int country_allows_channel_in(const char *channel, const char *mode);
 
+enum { country_list_room = 256 };
+
+/** The channels of that mode, or of all where it is null, with that between them. */
+const char *country_list_channels(const char *mode, const char *separator,
+                                  char text[country_list_room]);
+
 #endif

@@ -259,6 +259,7 @@ static void set_power(struct radio *radio, const char *power)
 /* hostapd adds "_7" at most for its further networks, and a blank would end its words. */
 int radios_judge(const vorn_instances *configuration, const vorn_instance *radio, fault *found)
 {
+    char channels[country_list_room];
     const char *name = vorn_instance_get_name(radio);
     (void)configuration;
     if (!is_link_name(name) || strlen(name) > longest_name) {
@@ -270,7 +271,8 @@ int radios_judge(const vorn_instances *configuration, const vorn_instance *radio
         country_allows_channel_in(value_of(radio, "channel"), value_of(radio, "mode"))) {
         return 0;
     }
-    return fault_is(found, "channel", "the mode does not have the channel");
+    return fault_is(found, "channel", "the mode does not have the channel, but %s",
+                    country_list_channels(value_of(radio, "mode"), ", ", channels));
 }
 
 /* What can't be goes no further: what is on the air stays there. */

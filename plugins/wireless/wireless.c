@@ -181,11 +181,12 @@ static void refresh(vorn_refresh_info *info, void *data)
 
 static int declare_radio(void)
 {
+    char channels[country_list_room];
     vorn_class *radio = declare_class("radio", VORN_CLASS_UNIQUE_NAMED);
     radio_refresher = vorn_refresher_new("radio");
     if (radio == NULL || radio_refresher == NULL) return 1;
     declare_required(radio, "mode", is_mode, "a|b|g");
-    declare_required(radio, "channel", is_channel, "<1 to 255, where the country allows it>");
+    declare_required(radio, "channel", is_channel, country_list_channels(NULL, "|", channels));
     declare_setting(radio, "power", is_power_or_none, "<1 to 30 dBm>|<nothing>");
     declare_setting(radio, "status", is_status, "up|down");
     declare_state(radio, "state");
@@ -233,12 +234,12 @@ void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL) return;
 
+    country_read();
     vorn_provider *provider = vorn_provider_new("wireless");
     if (provider == NULL || declare_radio() != 0 || declare_network() != 0 ||
         declare_access_list() != 0 || stations_declare() != 0) {
         return;
     }
-    country_read();
     keys_read();
     if (radios_watch() != 0) vorn_debug_eprintf("wireless: links can't be watched.\n");
     vorn_provider_set_check_fn(provider, check, NULL);

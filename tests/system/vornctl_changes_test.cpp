@@ -105,7 +105,7 @@ TEST_F(CommandedChanges, AreNotMadeWhenTheyMakeNoSense)
     EXPECT_EQ(vornctl("set Radio r0 =g"), "[2]\nvornctl: \"=g\" is not PROPERTY=VALUE\n");
     EXPECT_EQ(vornctl("set Radio r0 'a b=g'"), "[2]\nvornctl: \"a b\" is no name of a property\n");
     EXPECT_EQ(vornctl("set Radio r0 \"mode=$(printf '\\001')\""),
-              "[2]\nvornctl: the value \"\001\" holds a control character or is not UTF-8\n");
+              "[2]\nvornctl: the value \"\" holds a control character or is not UTF-8\n");
     EXPECT_EQ(vornctl("delete Radio"),
               "[2]\nvornctl: which Radio? A name, --where or --all says so\n");
     EXPECT_EQ(vornctl("delete Radio r0 --all"),

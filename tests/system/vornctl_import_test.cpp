@@ -29,8 +29,13 @@ TEST_F(Batches, ChangeNothingWhenANamedInstanceIsNotThere)
               "[5]\nvornctl: /tmp/batch:2: set Radio \"r77\": there is no such instance\n");
     EXPECT_EQ(batch("set Radio r0 mode=g\ndelete Radio r77\n"),
               "[5]\nvornctl: /tmp/batch:2: delete Radio \"r77\": there is no such instance\n");
-    EXPECT_EQ(batch("set Radio r0 mode=g\nset Radio r0 mode=b --where 'channel = 7'\n"),
-              "[5]\nvornctl: /tmp/batch:2: set Radio \"r0\": there is no such instance\n");
+    EXPECT_EQ(
+        batch("set Radio r0 mode=g\nset Radio r0 mode=b --where 'channel = 7'\n"),
+        "[5]\nvornctl: /tmp/batch:2: set Radio \"r0\": there is no such instance that fulfils "
+        "the condition\n");
+    EXPECT_EQ(batch("set Radio r0 mode=g\ndelete Radio r0 --where 'channel = 7'\n"),
+              "[5]\nvornctl: /tmp/batch:2: delete Radio \"r0\": there is no such instance that "
+              "fulfils the condition\n");
 
     EXPECT_EQ(vornctl("show Radio r0 mode -q"), "\n[0]\n");
 }

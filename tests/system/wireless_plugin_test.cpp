@@ -111,6 +111,18 @@ TEST_F(AccessPoints, FollowTheChannelsOfEuropeInMostCountries)
                 HasSubstr("of class \"radio\".</error>"));
 }
 
+TEST_F(AccessPoints, TellWhichChannelsTheCountryHas)
+{
+    write_file("/etc/wireless-country", "DE\n");
+    install_plugin("schema.vorn");
+    boot();
+
+    EXPECT_THAT(shell("vornctl set radio wlan0 channel=165 2>&1"),
+                HasSubstr("The country DE does not allow it. Valid is: 1, 2, 3, "));
+    EXPECT_THAT(shell("vornctl complete 'vornctl set radio wlan0 channel=13'"),
+                HasSubstr("channel=13\n"));
+}
+
 TEST_F(AccessPoints, SayThatTheCountryCannotBeRead)
 {
     write_file("/etc/wireless-country", "somewhere\n");
@@ -120,6 +132,9 @@ TEST_F(AccessPoints, SayThatTheCountryCannotBeRead)
     EXPECT_THAT(console(),
                 HasSubstr("wireless: no country in /etc/wireless-country, taking US.\n"));
 }
+
+constexpr char without_channel[] = "the mode does not have the channel, but 36, 40, 44, 48, 52, "
+                                   "56, 60, 64, 149, 153, 157, 161, 165";
 
 /* What a request outside a transaction changes is judged by nobody. */
 constexpr char to_mode_without_channel[] =
@@ -131,7 +146,7 @@ TEST_F(AccessPoints, AreRefusedAChannelThatTheirModeDoesNotHave)
     const std::string before = read_file(hostapd_file);
 
     EXPECT_THAT(change("<update><radio><mode>a</mode></radio></update>"),
-                AllOf(HasSubstr("<rc>1</rc>"), HasSubstr("the mode does not have the channel")));
+                AllOf(HasSubstr("<rc>1</rc>"), HasSubstr(without_channel)));
     EXPECT_EQ(value_of("radio", "wlan0", "mode"), "g");
     EXPECT_EQ(read_file(hostapd_file), before);
 
@@ -149,8 +164,8 @@ TEST_F(AccessPoints, LeaveOnTheAirWhatTheModeDoesNotAllow)
     lsql(to_mode_without_channel);
     change_network("<hidden>on</hidden>");
 
-    EXPECT_EQ(value_of("radio", "wlan0", "state"), "failed: the mode does not have the channel");
-    EXPECT_TRUE(console_shows("wireless: radio wlan0: the mode does not have the channel.\n"));
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), std::string("failed: ") + without_channel);
+    EXPECT_TRUE(console_shows(std::string("wireless: radio wlan0: ") + without_channel + ".\n"));
     EXPECT_EQ(read_file(hostapd_file), before);
     EXPECT_THAT(commands_run(), IsEmpty());
 
