@@ -8,6 +8,7 @@
 
 #include <cctype>
 #include <csignal>
+#include <sstream>
 #include <string>
 #include <tuple>
 
@@ -92,6 +93,15 @@ public:
     {
         start(scene, "/nowhere/at/all");
         await_end();
+    }
+    static void halted(Scene &scene)
+    {
+        siginfo_t info;
+        running(scene);
+        kill(service().pid, SIGSTOP);
+        waitid(P_PID, static_cast<id_t>(service().pid), &info, WSTOPPED | WNOWAIT);
+        scene.calls.signals.clear();
+        scene.calls.leap_us = 1000000; /* it hears nothing until its time is up */
     }
     static void reaped(Scene &scene)
     {
@@ -190,9 +200,10 @@ public:
         std::string text = left ? words[static_cast<int>(left->state)] : "gone";
         if (left && vorn_service_is_running(name)) text += ", lives";
         if (scene.told > 0) text += ", told";
-        if (!scene.calls.signals.empty()) {
-            text += ", sent " + scene.calls.signals.substr(0, scene.calls.signals.find(' '));
-        }
+        if (!scene.calls.signals.empty()) text += ", sent";
+        std::istringstream lines(scene.calls.signals);
+        for (std::string line; std::getline(lines, line);)
+            text += ' ' + line.substr(0, line.find(' '));
         return text;
     }
 };
@@ -219,6 +230,10 @@ const Row rows[] = {
     {"not executed",
      ServiceStates::not_executed,
      {"running", "gone, told", "stopping, sent 15", "stopping, sent 15", "running, lives"}},
+    {"halted",
+     ServiceStates::halted,
+     {"running, lives", "running, lives", "stopping, sent 15", "stopping, sent 15 9",
+      "running, lives"}},
     {"reaped",
      ServiceStates::reaped,
      {"running", "gone, told", "stopping", "stopping", "running, lives"}},
