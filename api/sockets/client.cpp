@@ -17,6 +17,7 @@
 #include <ctime>
 
 #include <arpa/inet.h>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
@@ -40,6 +41,12 @@ constinit std::int64_t evaluation_ms = 0; /* of all requests so far */
 bool may_go_on(ssize_t count)
 {
     return count < 0 && (errno == EAGAIN || errno == EINTR);
+}
+
+bool is_writable(int descriptor)
+{
+    pollfd one = {descriptor, POLLOUT, 0};
+    return poll(&one, 1, 0) > 0;
 }
 
 ssize_t discard_input(int descriptor)
@@ -83,6 +90,8 @@ bool Client::go_on()
 {
     switch (doing_) {
     case Doing::hearing:
+        /* Who asks on has to take what was said before. */
+        if (has_whole_frame() && !is_writable(descriptor())) return false;
         return hear();
     case Doing::speaking:
         if (wanted_events() & EPOLLIN) {
@@ -116,7 +125,7 @@ void Client::complain() const
 {
     if (doing_ == Doing::hearing_out) return;
     vorn_debug_eprintf("%s client took too long to %s.\n", door_.name,
-                       is_speaking() ? "take its reply" : "send its request");
+                       is_speaking() || has_whole_frame() ? "take its reply" : "send its request");
 }
 
 void Client::settle()

@@ -97,16 +97,13 @@ bool watch(Client &client)
     return ask_for(client, client.wanted_events());
 }
 
-/* Of those who say nothing, the one who has for longest; when everybody is served, of all. */
+/* Who has neither said nor taken anything for longest. */
 Client *most_silent(bool stays)
 {
-    Client *found = nullptr;
-    for (Client *each = first; each; each = each->next) {
-        if (each->stays() != stays) continue;
-        if (each->is_silent()) return each;
-        if (!found) found = each;
-    }
-    return found;
+    Client *each = first;
+    while (each && each->stays() != stays)
+        each = each->next;
+    return each;
 }
 
 bool send_away(Client *client)

@@ -11,7 +11,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <string>
 #include <vector>
 
@@ -78,24 +77,15 @@ std::size_t exchange_and_stay(const Server &server)
     return length <= sizeof room && receive(server.stays, room, length) ? length : 0;
 }
 
-void note_process(Server &server, int connection)
-{
-    ucred peer = {};
-    socklen_t size = sizeof peer;
-    if (server.process != 0) return;
-    getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &peer, &size);
-    server.process = peer.pid;
-}
-
 std::size_t exchange(Server &server)
 {
     if (server.stays >= 0) {
-        note_process(server, server.stays);
+        server.process = process_behind(server.stays);
         return exchange_and_stay(server);
     }
     char room[1024];
     const int connection = connect_to(server.address);
-    note_process(server, connection);
+    server.process = process_behind(connection);
     say(connection, server.message);
     const std::size_t total =
         server.hangs_up
@@ -103,24 +93,6 @@ std::size_t exchange(Server &server)
             : static_cast<std::size_t>(std::max<ssize_t>(read(connection, room, sizeof room), 0));
     close(connection);
     return total;
-}
-
-/* The processor's time that the process behind the door has had, in seconds; 0 where none tells. */
-double seconds_of(const Server &server)
-{
-    double nanoseconds = 0;
-    const std::string path = "/proc/" + std::to_string(server.process) + "/schedstat";
-    std::FILE *file = std::fopen(path.c_str(), "r");
-    if (!file || std::fscanf(file, "%lf", &nanoseconds) != 1) nanoseconds = 0;
-    if (file) std::fclose(file);
-    return nanoseconds / 1e9;
-}
-
-double own_seconds()
-{
-    timespec spent;
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &spent);
-    return static_cast<double>(spent.tv_sec) + static_cast<double>(spent.tv_nsec) / 1e9;
 }
 
 bool is_pinned()
@@ -132,8 +104,8 @@ bool is_pinned()
 double rate(Server &server)
 {
     exchange(server); /* what comes first has to be made first */
-    static const bool counts_work = is_pinned() && seconds_of(server) > 0;
-    const double theirs = seconds_of(server);
+    static const bool counts_work = is_pinned() && seconds_of(server.process) > 0;
+    const double theirs = seconds_of(server.process);
     const double own = own_seconds();
     const auto begin = Clock::now();
     int exchanges = 0;
@@ -145,7 +117,7 @@ double rate(Server &server)
         exchanges++;
     }
     const double passed = std::chrono::duration<double>(Clock::now() - begin).count();
-    const double worked = own_seconds() - own + seconds_of(server) - theirs;
+    const double worked = own_seconds() - own + seconds_of(server.process) - theirs;
     return exchanges / (counts_work ? worked : passed);
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <string>
 
 #include <sys/socket.h>
@@ -67,6 +68,33 @@ inline std::size_t hear(int connection)
     for (ssize_t count; (count = read(connection, room, sizeof room)) > 0;)
         total += static_cast<std::size_t>(count);
     return total;
+}
+
+/* The process that listened for the other end. */
+inline pid_t process_behind(int connection)
+{
+    ucred peer = {};
+    socklen_t size = sizeof peer;
+    getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &peer, &size);
+    return peer.pid;
+}
+
+/* The processor's time that a process has had; 0 where none tells. */
+inline double seconds_of(pid_t process)
+{
+    double nanoseconds = 0;
+    const std::string path = "/proc/" + std::to_string(process) + "/schedstat";
+    std::FILE *file = std::fopen(path.c_str(), "r");
+    if (!file || std::fscanf(file, "%lf", &nanoseconds) != 1) nanoseconds = 0;
+    if (file) std::fclose(file);
+    return nanoseconds / 1e9;
+}
+
+inline double own_seconds()
+{
+    timespec spent;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &spent);
+    return static_cast<double>(spent.tv_sec) + static_cast<double>(spent.tv_nsec) / 1e9;
 }
 
 } // namespace vorn::bench

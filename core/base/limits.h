@@ -30,7 +30,7 @@ constexpr std::size_t most_elements = 2000000;
 
 /* Of clients that come for one request, and of those that stay. */
 constexpr unsigned int most_clients = 512;
-constexpr unsigned int most_staying_clients = 64;
+constexpr unsigned int most_staying_clients = 256;
 /* Of all requests that have come in part, and of all replies that were not taken yet. */
 constexpr std::size_t most_half_requests = 32u << 20;
 constexpr std::size_t most_unsent_replies = 32u << 20;

@@ -8,15 +8,16 @@ import socket
 import struct
 import time
 
-from watched_daemon import INFORM, LSQL, NOTIFY, connect, framed, receive_all
+from watched_daemon import INFORM, LSQL, NOTIFY, STREAM, connect, framed, receive_all
 
 LARGEST = 16 << 20
 # Longer than anybody is waited for: who gives up sooner does not show whether somebody was.
 STUBBORN_S = 30
 SELECT = b'<lsql><select><Radio name="r0"><channel/></Radio></select></lsql>'
 INFORMATION = b"object=radio&action=now"
-GOOD = {LSQL: SELECT, INFORM: INFORMATION}
+GOOD = {LSQL: SELECT, STREAM: SELECT, INFORM: INFORMATION}
 NOTICE = b'<?xml version="1.0"?><conf_changed origin="o">1</conf_changed>\n\0'
+QUITE_LARGE_REPLY = b"<lsql>" + b'<select><Radio properties="all"/></select>' * 2500 + b"</lsql>"
 LARGE_REPLY = b"<lsql>" + b'<select><Radio properties="all"/></select>' * 20000 + b"</lsql>"
 
 
@@ -139,6 +140,56 @@ def be_silent_together(until, door, number):
         for client in clients:
             await_end(client)
             client.close()
+
+
+def crowd(until, door, number, beginning, rest=b""):
+    """
+    So many come, say so much, then a byte of the rest each second, and take nothing; for whoever is
+    sent away another one comes at once.
+    """
+    resource.setrlimit(resource.RLIMIT_NOFILE, (2 * number, 2 * number))
+    poll = select.poll()
+    clients = {}
+
+    def come():
+        client = connect(door)
+        clients[client.fileno()] = client
+        poll.register(client, 0)
+        client.setblocking(False)
+        say(client, beginning)
+
+    said = 0
+    next_byte = time.monotonic() + 1
+    while goes_on(until):
+        if len(clients) < number:
+            come()
+        for descriptor, _ in poll.poll(0 if len(clients) < number else 50):
+            poll.unregister(descriptor)
+            clients.pop(descriptor).close()
+        if said < len(rest) and time.monotonic() > next_byte:
+            for client in clients.values():
+                say(client, rest[said:said + 1])
+            said += 1
+            next_byte += 1
+    for client in clients.values():
+        client.close()
+
+
+def say(client, data):
+    """What is taken of it without waiting."""
+    try:
+        client.send(data)
+    except (BlockingIOError, BrokenPipeError, ConnectionResetError):
+        pass
+
+
+def ask_on_and_take_nothing(until):
+    """On one connection that stays."""
+    while goes_on(until):
+        with connect(STREAM) as client:
+            client.settimeout(STUBBORN_S)
+            while goes_on(until) and send(client, framed(STREAM, SELECT) * 100):
+                pass
 
 
 def go_at_every_byte_of_the_request(until, door):

@@ -1,17 +1,17 @@
 # SPDX-License-Identifier: MIT
 """Who misbehaves how, and what the daemon promises the others meanwhile.
 
-A client has five seconds for its request and five to take the reply, and each door takes one client
-in each pass of the loop. What others wait and how late the tick is follows from that; nothing else
-may add to it. A request that is served is no waiting: it takes what its work takes, and all there
-is to hold against it is that the watchdog, at 240 seconds, does not strike, on a board that is ten
-times slower than this machine.
+A client has five seconds for its request and five to take the reply, and whoever is silent or slow
+costs nobody else anything: others wait for nobody, and the tick is not late. A request that is
+served is no waiting: it takes what its work takes, and all there is to hold against it is that the
+watchdog, at 240 seconds, does not strike, on a board that is ten times slower than this machine.
 """
 import dataclasses
+import struct
 import typing
 
 import clients
-from watched_daemon import INFORM, LSQL
+from watched_daemon import INFORM, LSQL, STREAM, framed
 
 REQUEST, REPLY = 5, 5
 WORK = 240 / 10
@@ -29,8 +29,13 @@ class Scenario:
 
 
 def slow(name, attack, *arguments, limit=REQUEST, short=True):
-    """Costs a whole deadline each time, for which the next one has to wait."""
-    return Scenario(name, attack, arguments, limit, limit, limit + 1, short)
+    """Is waited for as long as a deadline, and nobody waits meanwhile."""
+    return Scenario(name, attack, arguments, lasts_s=limit + 1, in_short_form=short)
+
+
+def thousand(name, door, beginning, rest=b"", wait_s=0):
+    """Of one habit at once, and always as many."""
+    return Scenario(f"1,000: {name}", clients.crowd, (door, 1000, beginning, rest), wait_s)
 
 
 def quick(name, attack, *arguments):
@@ -65,10 +70,7 @@ def waiting_clients():
         slow("half a request", clients.stop_after, LSQL, b"\xff\x00\x00\x00<lsql>"),
         quick("announces 4 GiB and writes", clients.announce_4_gib, LSQL),
         quick("50 at once", clients.come_together, LSQL, 50),
-        Scenario("3 silent at once", clients.be_silent_together, (LSQL, 3), 3 * REQUEST,
-                 REQUEST, 3),
-        Scenario("50 silent at once", clients.be_silent_together, (LSQL, 50), 50 * REQUEST,
-                 REQUEST, 3, False),
+        quick("50 silent at once", clients.be_silent_together, LSQL, 50),
         quick("goes at every byte of the request", clients.go_at_every_byte_of_the_request, LSQL),
         quick("goes at every byte of the reply", clients.go_at_every_byte_of_the_reply, LSQL),
         slow("takes no reply", clients.take_no_reply, LSQL, clients.LARGE_REPLY, limit=REPLY),
@@ -102,14 +104,50 @@ def informing_clients():
              limit=REPLY, short=False),
         slow("inform: pours after its request", clients.pour_after_the_request, INFORM,
              limit=REPLY, short=False),
-        Scenario("inform: 3 silent at once", clients.be_silent_together, (INFORM, 3), 3 * REQUEST,
-                 REQUEST, 3),
+        quick("inform: 50 silent at once", clients.be_silent_together, INFORM, 50),
         quick("inform: noise", clients.send_noise, INFORM),
         work("inform: 16 MiB of pairs", numbered(1_400_000, b"n%d=1&"), door=INFORM),
         work("inform: 16 MiB of one pair", filled(b"object=", b"r", b""), door=INFORM),
         work("inform: 16 MiB without a pair", filled(b"", b"&", b""), door=INFORM),
         work("inform: NULs", b"\0", b"\0" * 1000, b"object=radio\0&action=now", door=INFORM),
         work("inform: invalid UTF-8", b"object=\xff\xfe&\xc3\x28=\x80", door=INFORM),
+    ]
+
+
+def staying_clients():
+    frame = framed(STREAM, clients.SELECT)
+    return [
+        slow("stream: half a frame", clients.stop_after, STREAM, frame[:20]),
+        slow("stream: one byte a second", clients.send_a_byte_a_second, STREAM, short=False),
+        slow("stream: takes no reply", clients.take_no_reply, STREAM, clients.LARGE_REPLY,
+             limit=REPLY, short=False),
+        slow("stream: asks on and takes nothing", clients.ask_on_and_take_nothing, limit=REPLY),
+        quick("stream: announces 4 GiB and writes", clients.announce_4_gib, STREAM),
+        quick("stream: goes at every byte of the request",
+              clients.go_at_every_byte_of_the_request, STREAM),
+        quick("stream: noise", clients.send_noise, STREAM),
+    ]
+
+
+def crowds():
+    """More than are taken; a large reply that nobody takes costs its work before."""
+    half = {door: framed(door, clients.GOOD[door])[:-8] for door in (LSQL, STREAM, INFORM)}
+    deaf = framed(LSQL, clients.QUITE_LARGE_REPLY)
+    return [
+        thousand("silent", LSQL, b""),
+        thousand("half a length", LSQL, b"\x10\x00"),
+        thousand("half a request", LSQL, half[LSQL]),
+        thousand("one byte a second", LSQL, half[LSQL][:8], half[LSQL][8:]),
+        thousand("announce 16 MiB and send 100,000 bytes", LSQL,
+                 struct.pack("=I", clients.LARGEST) + b" " * 100_000),
+        thousand("take no reply", LSQL, deaf, wait_s=WORK),
+        thousand("write on after their request", LSQL,
+                 framed(LSQL, clients.SELECT) + b"x" * 10_000),
+        thousand("inform: silent", INFORM, b""),
+        thousand("inform: half a request", INFORM, half[INFORM]),
+        thousand("stream: idle", STREAM, b""),
+        thousand("stream: half a frame", STREAM, half[STREAM]),
+        thousand("stream: take no replies", STREAM, framed(STREAM, clients.SELECT) * 100),
     ]
 
 
@@ -166,12 +204,7 @@ def everybody(until):
 
 
 def all_scenarios():
-    """
-    With both doors held and a notice on its way to somebody who does not read, its retry may have
-    its turn before the tick, which is one pass more.
-    """
-    both = 2 * REQUEST
-    return waiting_clients() + informing_clients() + subscribers() + documents() + [
-        Scenario("silent at both doors, deaf and loud subscribers", everybody, (), 2 * both,
-                 2 * both, 12),
-    ]
+    return waiting_clients() + informing_clients() + staying_clients() + crowds() \
+        + subscribers() + documents() + [
+            Scenario("silent at both doors, deaf and loud subscribers", everybody, (), lasts_s=12),
+        ]

@@ -14,7 +14,7 @@ import subprocess
 import threading
 import time
 
-LSQL, INFORM, NOTIFY = "vorn_sock_lsql", "vorn_sock_inform", 8001
+LSQL, STREAM, INFORM, NOTIFY = "vorn_sock_lsql", "vorn_sock_lsql_stream", "vorn_sock_inform", 8001
 TICK_S = 2
 KICK = "vorn: vorn_watchdog_ack ioctl[WDIOC_KEEPALIVE]"
 RETAINED = pathlib.Path(__file__).resolve().parent.parent / "system/retained.supp"
@@ -32,6 +32,8 @@ def connect(door, timeout=None):
 
 
 def framed(door, body):
+    if door == STREAM:
+        return struct.pack("!II", 1, len(body)) + body
     version = b"" if door == LSQL else struct.pack("=I", 0)
     return version + struct.pack("=I", len(body)) + body
 
@@ -43,10 +45,17 @@ def receive_all(client):
     return b"".join(pieces)
 
 
+def receive_frame(client):
+    head = client.recv(8, socket.MSG_WAITALL)
+    if len(head) < 8:
+        return b""
+    return client.recv(struct.unpack("!II", head)[1], socket.MSG_WAITALL)
+
+
 def exchange(door, body, timeout=600):
     with connect(door, timeout) as client:
         client.sendall(framed(door, body))
-        return receive_all(client)
+        return receive_frame(client) if door == STREAM else receive_all(client)
 
 
 def comes_true(condition, seconds=20):

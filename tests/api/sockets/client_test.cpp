@@ -523,9 +523,13 @@ TEST_F(LastingClients, AreAnsweredInTheOrderOfTheirRequests)
         expected += frame(number, "world");
     }
 
-    serve();
+    std::string replies;
+    for (int rounds = 0; rounds < 100 && replies.size() < expected.size(); rounds++) {
+        serve();
+        replies += taken();
+    }
 
-    EXPECT_EQ(taken(), expected);
+    EXPECT_EQ(replies, expected);
 }
 
 TEST_F(LastingClients, MayWriteInPiecesOfAnySize)

@@ -247,17 +247,22 @@ TEST_F(Doors, CloseTheOneThatWasSilentForLongestWhenTheyAreFull)
     EXPECT_EQ(heard(silent[2]), "");
 }
 
-TEST_F(Doors, CloseASilentOneRatherThanOneThatTakesItsReply)
+TEST_F(Doors, CloseASilentOneRatherThanOneThatTakesItsReplyAndADeafOneRatherThanOneThatCame)
 {
-    const Fd deaf = come(framed("300000"));
+    const Fd slow = come(framed("3000000"));
+    const Fd deaf = come(framed("3000000"));
     run();
-    std::vector<Fd> silent = come(vorn::most_clients - 1, "");
-
-    const Fd another = come();
+    std::vector<Fd> silent = come(vorn::most_clients - 2, "");
+    char sip[300000];
+    EXPECT_GT(recv(slow.get(), sip, sizeof sip, 0), 0);
     run();
 
+    const std::vector<Fd> others = come(2, "");
+
+    EXPECT_THAT(heard(deaf), testing::EndsWith("|"));
     EXPECT_EQ(heard(silent[0]), "|");
-    EXPECT_THAT(heard(deaf), testing::Not(testing::HasSubstr("|")));
+    EXPECT_EQ(heard(silent[1]), "");
+    EXPECT_THAT(heard(slow), testing::EndsWith("x"));
 }
 
 TEST_F(Doors, KeepNoMoreOfHalfRequestsThanTheirBound)
@@ -340,6 +345,23 @@ TEST_F(Doors, LetOneOfThoseWhoStayHaveManyRequestsOnlyInTurn)
 
     ASSERT_EQ(served.size(), 11u);
     EXPECT_LT(std::find(served.begin(), served.end(), "other") - served.begin(), 4);
+}
+
+TEST_F(Doors, CloseOneThatStaysAndAsksOnWithoutTakingReplies)
+{
+    std::string many;
+    for (std::uint32_t i = 0; i < 2000; i++)
+        many += numbered(i, "many");
+    const Fd client = stay(many);
+    run();
+    const std::size_t before = served.size();
+    EXPECT_LT(before, 2000u);
+
+    wait(5100);
+
+    EXPECT_EQ(served.size(), before);
+    EXPECT_THAT(heard(client), testing::EndsWith("|"));
+    EXPECT_EQ(log.text(), "vorn: Lasting client took too long to take its reply.\n");
 }
 
 TEST_F(Doors, ServeAClientInTheMiddleOfAnothersRequest)
