@@ -63,4 +63,26 @@ TEST_F(TextAttacks, ByALongOriginCostNoMemoryForSubscribersThatDoNotRead)
     EXPECT_LT(resident_kib() - before, 8192);
 }
 
+/* What stays of a request lies between what goes, and would hold it. */
+TEST_F(TextAttacks, ByALargeRequestLeaveNoneOfItsMemoryBehind)
+{
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "its allocator keeps what is free";
+#endif
+    boot();
+    expect_service();
+    const int before = resident_kib();
+    std::string selects;
+    for (int i = 0; i < 20000; i++)
+        selects += "<select><None/></select>";
+    std::string request;
+    for (int i = 0; i < 8; i++)
+        request += selects + "<insert><Radio name=\"r" + std::to_string(i) + "\"/></insert>";
+
+    EXPECT_THAT(answer_to("<lsql>" + request + "</lsql>"), HasSubstr("<rc>0</rc>"));
+
+    expect_service();
+    EXPECT_LT(resident_kib() - before, 4096);
+}
+
 } // namespace
