@@ -157,7 +157,7 @@ Attended attend(Client &client)
 /* One request in a pass of the loop, as long as nobody else is at the door. */
 void serve_next(int, void *, void *)
 {
-    if (first && first == last && first->watched_events != 0) { /* it can be nobody else */
+    if (first && counts[0] + counts[1] == 1) { /* it can be nobody else */
         attend(*first);
         return;
     }
@@ -215,9 +215,12 @@ bool spare_a_descriptor()
 
 Fd accept_client(int listener, const Door &door)
 {
+    constexpr int most_tries = 2; /* the reserve, then somebody's */
     Fd client(accept(listener, nullptr, nullptr));
-    while (!client && has_no_descriptor_left(errno) && spare_a_descriptor())
+    for (int tries = 0; !client && tries < most_tries && has_no_descriptor_left(errno); tries++) {
+        if (!spare_a_descriptor()) break;
         client = Fd(accept(listener, nullptr, nullptr));
+    }
     if (!client) client = Fd(accept_or_rest(listener));
     if (!client) {
         vorn_debug_perror(door.accept_failed);

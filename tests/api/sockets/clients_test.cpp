@@ -382,6 +382,20 @@ TEST_F(Doors, ServeAClientInTheMiddleOfAnothersRequest)
     EXPECT_EQ(heard(staying), numbered(1, "outer") + numbered(2, "outer again"));
 }
 
+TEST_F(Doors, AreNotWokenInTheMiddleOfARequestByItsOwnClient)
+{
+    const Fd silent = come();
+    run();
+    const Fd staying = stay(numbered(1, "outer") + numbered(2, std::string(2000, 'y')));
+    within = [&](const std::string &text) {
+        if (text == "outer") run(); /* comes to rest */
+    };
+
+    run();
+
+    EXPECT_EQ(served.size(), 2u);
+}
+
 TEST_F(Doors, LeaveEverybodyButOneAloneWithoutMemory)
 {
     Fd other;
