@@ -286,10 +286,12 @@ void take_client(int listener, const Door &door)
     if (!descriptor) return;
     make_room_for(descriptor.get(), door);
     const bool is_alone = !first;
-    auto *client = new Client(std::move(descriptor), door);
-    if (!client) {
+    const int number = descriptor.release();
+    auto *client = new Client(Fd(number), door);
+    if (!client) { /* then nobody has taken it */
+        const Fd left(number);
         vorn_debug_fatal("malloc");
-        hang_up(descriptor.get());
+        hang_up(number);
         return;
     }
     append(*client);
@@ -323,8 +325,8 @@ void end_clients()
         end(first);
     if (events >= 0) eloop_unregister_read_sock(events);
     eloop_cancel_timeout(beat, nullptr, nullptr);
-    Fd(std::exchange(events, -1));
-    Fd(std::exchange(reserve, -1));
+    const Fd set(std::exchange(events, -1));
+    const Fd spare(std::exchange(reserve, -1));
     beats = false;
 }
 

@@ -60,6 +60,7 @@ double percentile_99(const std::string &message)
 double beside_silent_clients(const std::string &message)
 {
     std::vector<int> silent;
+    silent.reserve(silent_clients);
     for (int i = 0; i < silent_clients; i++)
         silent.push_back(connect_to(door));
     exchange(message); /* all of them have been taken */

@@ -24,7 +24,7 @@ class Scenario:
     arguments: tuple = ()
     wait_s: float = 0  # promised to the others
     late_s: float = 0  # promised for the tick
-    lasts_s: float = 3
+    lasts_s: float = 2
     in_short_form: bool = True
 
 
@@ -33,9 +33,10 @@ def slow(name, attack, *arguments, limit=REQUEST, short=True):
     return Scenario(name, attack, arguments, lasts_s=limit + 1, in_short_form=short)
 
 
-def thousand(name, door, beginning, rest=b"", wait_s=0):
+def thousand(name, door, beginning, rest=b"", wait_s=0, short=False):
     """Of one habit at once, and always as many."""
-    return Scenario(f"1,000: {name}", clients.crowd, (door, 1000, beginning, rest), wait_s)
+    return Scenario(f"1,000: {name}", clients.crowd, (door, 1000, beginning, rest), wait_s,
+                    in_short_form=short)
 
 
 def quick(name, attack, *arguments):
@@ -65,8 +66,8 @@ def waiting_clients():
     return [
         quick("nobody", clients.do_nothing),
         slow("silent", clients.stop_after, LSQL, b""),
-        slow("one byte a second", clients.send_a_byte_a_second, LSQL),
-        slow("half a length", clients.stop_after, LSQL, b"\x10\x00"),
+        slow("one byte a second", clients.send_a_byte_a_second, LSQL, short=False),
+        slow("half a length", clients.stop_after, LSQL, b"\x10\x00", short=False),
         slow("half a request", clients.stop_after, LSQL, b"\xff\x00\x00\x00<lsql>"),
         quick("announces 4 GiB and writes", clients.announce_4_gib, LSQL),
         quick("50 at once", clients.come_together, LSQL, 50),
@@ -79,10 +80,11 @@ def waiting_clients():
         slow("as late as allowed, then takes no reply", clients.take_no_reply, LSQL,
              clients.LARGE_REPLY, REQUEST - 0.3, limit=REQUEST + REPLY, short=False),
         slow("writes on after its request", clients.write_on_after_the_request, LSQL,
-             limit=REPLY),
+             limit=REPLY, short=False),
         slow("as late as allowed, then writes on", clients.write_on_after_the_request, LSQL,
              REQUEST - 0.3, limit=REQUEST + REPLY, short=False),
-        slow("pours after its request", clients.pour_after_the_request, LSQL, limit=REPLY),
+        slow("pours after its request", clients.pour_after_the_request, LSQL, limit=REPLY,
+             short=False),
     ]
 
 
@@ -121,7 +123,8 @@ def staying_clients():
         slow("stream: one byte a second", clients.send_a_byte_a_second, STREAM, short=False),
         slow("stream: takes no reply", clients.take_no_reply, STREAM, clients.LARGE_REPLY,
              limit=REPLY, short=False),
-        slow("stream: asks on and takes nothing", clients.ask_on_and_take_nothing, limit=REPLY),
+        slow("stream: asks on and takes nothing", clients.ask_on_and_take_nothing, limit=REPLY,
+             short=False),
         quick("stream: announces 4 GiB and writes", clients.announce_4_gib, STREAM),
         quick("stream: goes at every byte of the request",
               clients.go_at_every_byte_of_the_request, STREAM),
@@ -134,20 +137,21 @@ def crowds():
     half = {door: framed(door, clients.GOOD[door])[:-8] for door in (LSQL, STREAM, INFORM)}
     deaf = framed(LSQL, clients.QUITE_LARGE_REPLY)
     return [
-        thousand("silent", LSQL, b""),
+        thousand("silent", LSQL, b"", short=True),
         thousand("half a length", LSQL, b"\x10\x00"),
         thousand("half a request", LSQL, half[LSQL]),
         thousand("one byte a second", LSQL, half[LSQL][:8], half[LSQL][8:]),
         thousand("announce 16 MiB and send 100,000 bytes", LSQL,
-                 struct.pack("=I", clients.LARGEST) + b" " * 100_000),
-        thousand("take no reply", LSQL, deaf, wait_s=WORK),
+                 struct.pack("=I", clients.LARGEST) + b" " * 100_000, short=True),
+        thousand("take no reply", LSQL, deaf, wait_s=WORK, short=True),
         thousand("write on after their request", LSQL,
                  framed(LSQL, clients.SELECT) + b"x" * 10_000),
         thousand("inform: silent", INFORM, b""),
-        thousand("inform: half a request", INFORM, half[INFORM]),
-        thousand("stream: idle", STREAM, b""),
+        thousand("inform: half a request", INFORM, half[INFORM], short=True),
+        thousand("stream: idle", STREAM, b"", short=True),
         thousand("stream: half a frame", STREAM, half[STREAM]),
-        thousand("stream: take no replies", STREAM, framed(STREAM, clients.SELECT) * 100),
+        thousand("stream: take no replies", STREAM, framed(STREAM, clients.SELECT) * 100,
+                 short=True),
     ]
 
 
