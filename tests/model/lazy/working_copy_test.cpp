@@ -235,4 +235,33 @@ TEST_F(FewInWorkingCopies, AreCopiedAllOrNone)
         20);
 }
 
+TEST_F(FewInWorkingCopies, AreWalkedBackwardAsForward)
+{
+    const StoreWithInstances running(vorn_instances_new());
+    vorn_class *route = ClassBuilder("route", VORN_CLASS_GROUP_NAMED).add_resolved();
+    const auto put = [&](vorn_instances *store, const char *name) {
+        vorn_instance *made = new_instance(route, name).release();
+        ASSERT_EQ(vorn_instances_add(store, made), 0);
+    };
+    for (const char *name : {"n0", "n0", "n1", "n2", "n2"})
+        put(running.get(), name);
+    const StoreWithInstances working(new_working_copy(running.get()));
+    for (const char *name : {"x", "n0", "n2", "n2", "x", "y", "n0", "z", "x"})
+        put(working.get(), name);
+
+    const vorn_class_instances &entry = *working->classes.get("route");
+    std::vector<vorn_instance *> forward;
+    std::vector<vorn_instance *> backward;
+    Position last;
+    for (Position at = first_position(entry); at; at = next_position(entry, at)) {
+        forward.push_back(instance_at(entry, at));
+        last = at;
+    }
+    for (Position at = last; at; at = previous_position(entry, at))
+        backward.insert(backward.begin(), instance_at(entry, at));
+
+    EXPECT_EQ(forward.size(), 14U);
+    EXPECT_EQ(backward, forward);
+}
+
 } // namespace vorn::tests
