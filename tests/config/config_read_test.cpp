@@ -56,6 +56,18 @@ TEST_F(ConfigDocuments, MustHaveTheRightRoot)
               "vorn: Document of the wrong type: root node is not \"config\".");
 }
 
+/* By which a boot knows that a plugin is missing. */
+TEST_F(ConfigDocuments, AreReadWithACountOfWhatNobodyKnows)
+{
+    write(file, "<config><Radio name=\"r1\"><speed>1</speed><colour/></Radio><Toaster/></config>");
+    ConfigDocument document = parse_config(file.c_str());
+    unsigned int unknown = 0;
+
+    EXPECT_TRUE(read_instances(document, store, changes.get(), unknown));
+
+    EXPECT_EQ(unknown, 3U);
+}
+
 TEST_F(ConfigDocuments, BecomeInstancesInTheirOrder)
 {
     load("text <Radio name=\"r1\"><channel>6</channel><mode/></Radio><!-- a remark -->\n"

@@ -34,6 +34,7 @@ TEST(QuotedTexts, ShowWhatIsNoUtf8)
 {
     EXPECT_EQ(quoted("\xFF\x9B\xC0\xAF"), "\\xFF\\x9B\\xC0\\xAF");
     EXPECT_EQ(quoted("\x80"), "\\x80");
+    EXPECT_EQ(quoted("\xF5\x80\x80\x80"), "\\xF5\\x80\\x80\\x80");
     EXPECT_EQ(quoted("\xE2\x82"), "\\xE2\\x82");
     EXPECT_EQ(quoted("\xE2\x82x"), "\\xE2\\x82x");
 }
