@@ -24,7 +24,7 @@ class Scenario:
     arguments: tuple = ()
     wait_s: float = 0  # promised to the others
     late_s: float = 0  # promised for the tick
-    lasts_s: float = 2
+    lasts_s: float = 1
     in_short_form: bool = True
 
 
@@ -36,7 +36,7 @@ def slow(name, attack, *arguments, limit=REQUEST, short=True):
 def thousand(name, door, beginning, rest=b"", wait_s=0, short=False):
     """Of one habit at once, and always as many."""
     return Scenario(f"1,000: {name}", clients.crowd, (door, 1000, beginning, rest), wait_s,
-                    in_short_form=short)
+                    lasts_s=2, in_short_form=short)
 
 
 def quick(name, attack, *arguments):

@@ -62,7 +62,15 @@ protected:
 
     static std::uintmax_t error_size() { return std::filesystem::file_size(error_file); }
 
-    static void expect_service() { EXPECT_EQ(lsql(select_radio), radio_on_6); }
+    /* By the door itself, where the client library would take the other one. */
+    static std::string answer_at_the_door()
+    {
+        RawClient client(door);
+        client.send(framed(select_radio));
+        return client.receive_all();
+    }
+
+    static void expect_service() { EXPECT_EQ(answer_at_the_door(), radio_on_6); }
 };
 
 TEST_F(LsqlSockets, AnswerOneRequestAndClose)
@@ -395,6 +403,24 @@ TEST_F(LsqlSockets, ServeFiftyClientsThatComeTogether)
 
     for (auto &client : clients)
         ASSERT_EQ(client->receive_all(), radio_on_6);
+}
+
+/* Also among those who are silent, and whoever connected first. */
+TEST_F(LsqlSockets, ServeRequestsInTheOrderInWhichTheyWereSent)
+{
+    for (int round = 0; round < 20; round++) {
+        std::vector<std::unique_ptr<RawClient>> clients;
+        for (int i = 0; i < 12; i++)
+            clients.push_back(std::make_unique<RawClient>(door));
+        answer_at_the_door(); /* all have been taken: until then the order of arrival counts */
+        for (int i = 11; i > 0; i--)
+            clients[static_cast<std::size_t>(i)]->send(
+                framed("<lsql><update><Radio name=\"r0\"><channel>" + std::to_string(i) +
+                       "</channel></Radio></update></lsql>"));
+
+        EXPECT_THAT(answer_at_the_door(), HasSubstr("<channel>1</channel>"));
+        EXPECT_FALSE(clients.front()->closed_within(0));
+    }
 }
 
 TEST_F(LsqlSockets, GiveTheSavedConfigurationAsItIs)
