@@ -19,6 +19,7 @@ TEST(QuotedTexts, ArePlainWhereTheyAre)
     EXPECT_EQ(quoted("<lsql a=\"1\"/> \\ ~"), "<lsql a=\"1\"/> \\ ~");
     EXPECT_EQ(quoted(""), "");
     EXPECT_EQ(quoted("Grüße, €, 😀"), "Grüße, €, 😀");
+    EXPECT_EQ(quoted("\xC2\xA0"), "\xC2\xA0");
 }
 
 TEST(QuotedTexts, ForgeNoLinesAndSteerNoTerminals)
