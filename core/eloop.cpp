@@ -16,10 +16,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <utility>
 
 #include <sys/select.h>
+#include <sys/times.h>
 #include <unistd.h>
 
 namespace vorn {
@@ -33,15 +33,20 @@ constexpr int done = 0;
 constexpr int failure = -1;
 constexpr int negative_time = -2;
 
-/* As coarse as ticks are, this clock is read without a call of the kernel. */
+/*
+ * Where the count has 32 bits it passes -4095 to -1 before it wraps, the first time minutes after
+ * boot. A C library that takes these for errors answers -1 and has the count, negated, in errno.
+ */
 std::uint32_t ticks_now()
 {
-    constexpr long nanoseconds_per_second = 1000000000;
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    const std::int64_t per_second = eloop_data.ticks_per_second;
-    return static_cast<std::uint32_t>(now.tv_sec * per_second +
-                                      now.tv_nsec / (nanoseconds_per_second / per_second));
+    struct tms unused;
+    const int callers_errno = errno;
+
+    errno = 0;
+    clock_t ticks = times(&unused);
+    if (ticks == -1 && errno != 0) ticks = -errno;
+    errno = callers_errno;
+    return static_cast<std::uint32_t>(ticks);
 }
 
 /* How far one tick count lies behind another; right across the wrap of the counter. */

@@ -31,6 +31,10 @@ namespace {
 constexpr int not_executed = 127;
 constexpr int highest_descriptor = 1023;
 
+/* Of SIGTERM, since a fork failed. */
+using SignalHandler = void (*)(int);
+constinit SignalHandler lost_handler = nullptr;
+
 /* Continues the line that the start of a child began. */
 void continue_line(const char *pattern, ...) VORN_PRINTF(1, 2);
 void continue_line(const char *pattern, ...)
@@ -145,15 +149,32 @@ pid_t vorn_command_spawn(char *const arguments[], Output output, const char *dir
     {
         /* The handlers, which would end every service, are the daemon's and not the child's. */
         const SignalsHeld held;
+        const auto on_termination = std::signal(SIGTERM, SIG_DFL);
         pid = fork();
         if (pid == 0) become(arguments, output, directory);
+        if (pid != -1) {
+            std::signal(SIGTERM, on_termination);
+        } else if (on_termination != SIG_DFL) {
+            lost_handler = on_termination;
+        }
     }
-    if (pid == -1) {
+    if (pid == -1) { /* until the next tick: who can't fork is left fast */
         vorn_debug_perror("fork");
         return -1;
     }
     continue_line("-> pid = %d ", static_cast<int>(pid));
     return pid;
+}
+
+/* Somebody may have set another one since, as the end of the boot does. */
+void hear_termination_again()
+{
+    struct sigaction now;
+    if (!lost_handler) return;
+    if (sigaction(SIGTERM, nullptr, &now) == 0 && now.sa_handler == SIG_DFL) {
+        std::signal(SIGTERM, lost_handler);
+    }
+    lost_handler = nullptr;
 }
 
 } // namespace vorn

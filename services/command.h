@@ -21,6 +21,9 @@ struct Output {
  */
 pid_t vorn_command_spawn(char *const arguments[], Output output, const char *directory);
 
+/* Puts the handler of SIGTERM back that a failed fork took away. */
+void hear_termination_again();
+
 /* True while what commands do is shown in the log. */
 bool shows_commands();
 

@@ -454,6 +454,7 @@ void vorn_service_poll()
             drop_service(name, service);
         }
     }
+    hear_termination_again();
 }
 
 void vorn_service_print(FILE *stream)

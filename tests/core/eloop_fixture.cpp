@@ -1,14 +1,14 @@
 /* SPDX-License-Identifier: MIT */
-/* clock_gettime and select are wrapped at link time; without a world they are the real ones. */
+/* times and select are wrapped at link time; without a world they are the real ones. */
 #include "core/eloop_fixture.h"
 
 #include "support/allocation.h"
 
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 
 #include <sys/select.h>
+#include <sys/times.h>
 
 namespace {
 
@@ -28,16 +28,16 @@ int take_next_wait(std::set<int> &ready)
 } // namespace
 
 extern "C" {
-int __real_clock_gettime(clockid_t clock, struct timespec *answer);
+clock_t __real_times(struct tms *buffer);
 int __real_select(int count, fd_set *read, fd_set *write, fd_set *other, timeval *wait);
 
-int __wrap_clock_gettime(clockid_t clock, struct timespec *answer)
+clock_t __wrap_times(struct tms *buffer)
 {
-    if (!world || clock != CLOCK_MONOTONIC_COARSE) return __real_clock_gettime(clock, answer);
-    const auto per_second = static_cast<std::uint32_t>(vorn::eloop_data.ticks_per_second);
-    answer->tv_sec = world->ticks / per_second;
-    answer->tv_nsec = static_cast<long>(world->ticks % per_second * (1000000000 / per_second));
-    return 0;
+    if (!world) return __real_times(buffer);
+    if (world->clock_is_short) return static_cast<std::int32_t>(world->ticks);
+    if (!world->clock_in_errno) return static_cast<clock_t>(world->ticks);
+    errno = static_cast<int>(0u - world->ticks);
+    return -1;
 }
 
 int __wrap_select(int count, fd_set *read, fd_set *write, fd_set *other, timeval *wait)

@@ -17,6 +17,8 @@ namespace vorn::tests {
 /* The clock and the wait of a loop, both in the test's hand. */
 struct World {
     std::uint32_t ticks = 1000;
+    bool clock_is_short = false; /* as where the count has 32 bits, with a sign */
+    bool clock_in_errno = false; /* as some C libraries answer shortly before the wrap */
     /* What each wait does: raises signals, moves the clock, says which sockets are ready. */
     std::deque<std::function<int(std::set<int> &ready)>> waits;
     std::vector<long long> waited_us; /* -1 for an unbounded wait */

@@ -312,6 +312,42 @@ TEST_F(Timeouts, ThatAreOverdueDoNotBlock)
     EXPECT_EQ(mine.waited_us[1], 0);
 }
 
+TEST_F(Timeouts, ReadTheClockOfALibraryThatTakesItForAnError)
+{
+    mine.ticks = 0u - 300u;
+    mine.clock_in_errno = true;
+    timeout("soon", 1);
+    timeout("beyond the wrap", 5);
+    let_pass(100);
+
+    eloop_run();
+
+    EXPECT_THAT(events, ElementsAre("soon"));
+    EXPECT_THAT(mine.waited_us, ElementsAre(1000000, 4000000));
+}
+
+TEST_F(Timeouts, TakeNoEarlierErrorForTheClock)
+{
+    mine.ticks = 0u - 1u;
+    mine.clock_is_short = true;
+    errno = EACCES;
+
+    timeout("x", 0);
+
+    EXPECT_EQ(vorn::eloop_data.timeout->time, 0u - 1u);
+}
+
+TEST_F(Timeouts, LeaveTheErrorOfTheirCallerAlone)
+{
+    mine.ticks = 0u - 300u;
+    mine.clock_in_errno = true;
+    errno = EACCES;
+
+    timeout("x", 1);
+
+    EXPECT_EQ(errno, EACCES);
+}
+
 TEST_F(Timeouts, MayEndTheLoop)
 {
     eloop_register_timeout(

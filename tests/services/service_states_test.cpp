@@ -374,6 +374,25 @@ TEST_F(Services, WithoutAnExitFunctionAreTriedAgainAlsoAfterAnExit)
     EXPECT_EQ(vorn_service_is_running("web"), 1);
 }
 
+volatile std::sig_atomic_t terminations = 0;
+
+TEST_F(Services, LetTheDaemonEndInOrderAgainWithTheTickAfterAFailedFork)
+{
+    CapturedStandardError unheard;
+    std::signal(SIGTERM, [](int) { terminations = terminations + 1; });
+    {
+        FakeCalls calls;
+        calls.refuses_fork = true;
+        vorn_service_execl("web", "true", nullptr);
+        vorn_service_poll();
+    }
+
+    raise(SIGTERM);
+
+    EXPECT_EQ(terminations, 1);
+    std::signal(SIGTERM, SIG_DFL);
+}
+
 /* What the daemon started before it went into the background is waited for, and killed, too. */
 TEST_F(Services, ThatAreNoChildrenAnyMoreEndWithTheDaemon)
 {
