@@ -65,6 +65,17 @@ protected:
         return "<lsql><insert>" + groups + "</insert></lsql>";
     }
 
+    /* After a fork that failed, SIGTERM ends the daemon at once until the next tick, on purpose. */
+    void TearDown() override
+    {
+        if (daemon_pid() > 0) {
+            EXPECT_TRUE(is_idle());
+            kill(daemon_pid(), SIGKILL);
+            EXPECT_EQ(exit_status(), -SIGKILL);
+        }
+        FaultyDevice::TearDown();
+    }
+
     static std::string change(const std::string &label)
     {
         return "<lsql><write-transaction><update><Board><label>" + label +
