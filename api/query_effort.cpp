@@ -52,7 +52,7 @@ void note_comparisons(QueryOperation &operation)
     const vorn_class *klass = vorn_classes_get(operation.class_name);
     if (!klass || request.passive || is_too_much(request)) return;
     const std::uint64_t in_each =
-        1 + operation.condition.size() + count_elements(operation.property_elements);
+        1 + operation.condition.effort() + count_elements(operation.property_elements);
     const std::uint64_t instances =
         std::min<std::uint64_t>(count_instances(operation, *klass), UINT32_MAX);
     request.comparisons += instances * in_each;

@@ -170,6 +170,15 @@ Step *write_steps(const xmlNode *node, Step *step)
     return next;
 }
 
+/* A name that is unknown is told in the log, whole, each time it is evaluated. */
+std::uint64_t effort_of(const Step &step)
+{
+    constexpr std::uint64_t line_of_the_log = 100;
+    constexpr std::size_t short_text = 64;
+    if (!step.kind) return line_of_the_log + std::strlen(step.name);
+    return 1 + (step.text ? std::strlen(step.text) / short_text : 0);
+}
+
 } // namespace
 
 bool Condition::read(const xmlNode *expression)
@@ -180,6 +189,14 @@ bool Condition::read(const xmlNode *expression)
     if (!steps_) return false;
     write_steps(expression, steps_.get());
     return true;
+}
+
+std::uint64_t Condition::effort() const
+{
+    std::uint64_t effort = 0;
+    for (const Step *step = steps_.get(); step != steps_.get() + size_; step++)
+        effort += effort_of(*step);
+    return effort;
 }
 
 bool Condition::is_true_of(const vorn_instance *instance) const

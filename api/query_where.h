@@ -24,8 +24,8 @@ public:
     bool read(const xmlNode *expression);
 
     explicit operator bool() const { return steps_ != nullptr; }
-    /* At most so many steps are taken for one instance. */
-    std::uint32_t size() const { return size_; }
+    /* What is done for one instance at most, in comparisons of short texts. */
+    std::uint64_t effort() const;
 
     bool is_true_of(const vorn_instance *instance) const;
 

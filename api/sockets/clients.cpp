@@ -168,17 +168,21 @@ void serve_next(int, void *, void *)
     }
 }
 
-/* Who is too late may still have been in time: the daemon was busy, and it lies in the socket. */
-bool end_one_that_is_late()
+/*
+ * Who is too late may still have been in time: the daemon was busy, and it lies in the socket. One
+ * request is served at most, so that the loop goes on; the next are served in their turn.
+ */
+bool may_end_another_that_is_late()
 {
     const std::int64_t now = clients_clock_ms();
     for (Client *each = first; each; each = each->next) {
         if (each->deadline_ms() > now) continue;
-        if (attend(*each) == Attended::waits && each->deadline_ms() <= now) {
+        const Attended attended = attend(*each);
+        if (attended == Attended::waits && each->deadline_ms() <= now) {
             each->complain();
             end(each);
         }
-        return true;
+        return attended != Attended::was_served;
     }
     return false;
 }
@@ -188,7 +192,7 @@ void beat(void *, void *)
     bool has_deadlines = false;
 
     beats = false;
-    while (end_one_that_is_late())
+    while (may_end_another_that_is_late())
         continue;
     for (Client *each = first; each; each = each->next) {
         each->settle();

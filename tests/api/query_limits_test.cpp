@@ -150,6 +150,29 @@ TEST_F(ComparisonLimits, CountThePropertiesThatAreRead)
     EXPECT_TRUE(is_answered(with_properties(9)));
 }
 
+TEST_F(ComparisonLimits, CountALongTextAsManyShortOnes)
+{
+    const auto with_text = [&](std::size_t length) {
+        const std::string text(length, 'x');
+        return ask("<lsql><select><Route/></select><where><eq><value>" + text +
+                   "</value><property>to</property></eq></where></lsql>");
+    };
+
+    EXPECT_EQ(with_text(64 * 1997), refused());
+    EXPECT_TRUE(is_answered(with_text(64 * 1996)));
+}
+
+TEST_F(ComparisonLimits, CountALineOfTheLogForANameThatNobodyKnows)
+{
+    const auto with_name = [&](std::size_t length) {
+        return ask("<lsql><select><Route/></select><where><and><not/><value/><" +
+                   std::string(length, 'n') + "/></and></where></lsql>");
+    };
+
+    EXPECT_EQ(with_name(1897), refused());
+    EXPECT_TRUE(is_answered(with_name(1896)));
+}
+
 TEST_F(ComparisonLimits, AddUpAndLeaveEverythingAsItWas)
 {
     const std::string before = state();

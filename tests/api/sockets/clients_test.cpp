@@ -204,6 +204,23 @@ TEST_F(Doors, ServeWhoWasInTimeAlsoWhenTheyLookTooLate)
     EXPECT_EQ(log.text(), "");
 }
 
+TEST_F(Doors, LetTheLoopGoOnBetweenThoseWhoLookTooLate)
+{
+    const std::vector<Fd> clients = come(4, "");
+    for (const Fd &client : clients)
+        send_to(client, framed("late"));
+    calls.now_ms += 6000;
+
+    call_on_time();
+
+    EXPECT_EQ(served.size(), 1u);
+    EXPECT_TRUE(someone_is_waited_for());
+    run();
+    EXPECT_EQ(served.size(), 4u);
+    for (const Fd &client : clients)
+        EXPECT_EQ(heard(client), "late|");
+}
+
 TEST_F(Doors, ServeOthersWhileSomebodyDoesNotTakeAReply)
 {
     const Fd deaf = come(framed("3000000"));

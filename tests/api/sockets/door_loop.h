@@ -50,10 +50,15 @@ public:
     {
         calls.now_ms += milliseconds;
         if (!eloop_data.timeout) return;
+        call_on_time();
+        run();
+    }
+    /* The timer that is due first, and nothing else. */
+    static void call_on_time()
+    {
         const Owned<EloopTimeout> due(eloop_data.timeout);
         eloop_data.timeout = due->next;
         due->handler(due->eloop_data, due->user_data);
-        run();
     }
     static bool someone_is_waited_for() { return eloop_data.timeout != nullptr; }
 
