@@ -243,7 +243,7 @@ void make_room_for(int descriptor, const Door &door)
     if (counts[door.stays] >= most) {
         send_away(most_silent(door.stays));
     } else if (first && descriptor + kept_for_work >= sysconf(_SC_OPEN_MAX)) {
-        send_away(most_silent(false));
+        send_away(most_silent(false)) || send_away(most_silent(true));
     }
 }
 

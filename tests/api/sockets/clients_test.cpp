@@ -20,6 +20,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -444,6 +445,27 @@ TEST_F(Doors, LeaveEverybodyButOneAloneWithoutMemory)
         },
         4);
     EXPECT_GE(refused, 4u);
+}
+
+TEST_F(Doors, LeaveDescriptorsToTheWorkAlsoWhenEverybodyStays)
+{
+    const Fd first = stay();
+    const Fd second = stay();
+    run();
+    rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    const int next = dup(first.get());
+    close(next);
+    const rlimit few = {static_cast<rlim_t>(next + 1 + 16), before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+
+    const Fd third = stay();
+    run();
+
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(heard(first), "|");
+    EXPECT_EQ(heard(second), "");
+    EXPECT_EQ(heard(third), "");
 }
 
 TEST_F(Doors, KeepNoDescriptor)
