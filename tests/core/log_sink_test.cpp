@@ -210,7 +210,7 @@ TEST_F(SlowLogs, HoldTheirWriterUpForAMomentOnceAndNotAgain)
     for (int i = 0; i < 100; i++)
         put(lines(0, kept_lines));
 
-    EXPECT_LT(since(start).count(), 1000);
+    EXPECT_LT(since(start).count(), 5000); /* a moment for each of them would be ten seconds */
 }
 
 TEST_F(SlowLogs, AreWholeForAReaderWhoIsOnlyBusy)
