@@ -82,6 +82,13 @@ Text refuse_too_much()
     return refusal(message.get());
 }
 
+Text refuse_too_long()
+{
+    const Line<message_room> message("More than %lu bytes in the reply.",
+                                     static_cast<unsigned long>(longest_reply));
+    return refusal(message.get());
+}
+
 bool asks_for_commit(xmlNode *root)
 {
     const char *told = vorn_util_xmlGetProp(root, "tell-commit");
@@ -104,15 +111,19 @@ bool is_watched(const vorn_instances *running)
     return running && running->home.witnesses;
 }
 
-/* Runs one pass; with `all`, an operation's error does not keep the next one from being looked at.
+/*
+ * Runs one pass; with `all`, an operation's error does not keep the next one from being looked at.
+ * Nobody can be told of what comes after memory is gone or the answer has become too long.
  */
 std::int32_t run_pass(QueryRequest &request, xmlNode *first, Answer &answer, bool all)
 {
     std::int32_t count = 0;
     for (xmlNode *operation = first; operation && (all || count == 0);) {
         operation = evaluate_operation(request, operation, answer, count);
+        if (answer.failed() && !answer.is_too_long()) request.out_of_memory = true;
+        if (request.changes->is_incomplete) request.out_of_memory = true;
+        if (answer.failed() || request.out_of_memory) break;
     }
-    if (answer.failed()) request.out_of_memory = true;
     return count;
 }
 
@@ -175,14 +186,15 @@ Text refused_by_checks(QueryRequest &request)
 Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
 {
     constexpr bool until_an_error = false;
-    Answer answer;
+    Answer answer(request.passive ? TextBuffer::unbounded : longest_reply);
     const std::int32_t errors = run_pass(request, first, answer, until_an_error);
-    if (request.changes->is_incomplete) request.out_of_memory = true;
-    if (errors == 0 && request.transaction && !request.passive && !request.out_of_memory) {
+    const bool is_done = errors == 0 && !answer.failed() && !request.out_of_memory;
+    if (is_done && request.transaction && !request.passive) {
         if (Text refused = refused_by_checks(request)) return refused;
     }
     if (request.told_commit) answer.add_commit(request.told_commit->text().get());
     Text text = answer.take();
+    if (answer.is_too_long()) return refuse_too_long();
     if (!text) request.out_of_memory = true;
     request.watch->is_done(VORN_COMMIT_VALIDATE);
     if (errors == 0) put_into_effect(request, copy);

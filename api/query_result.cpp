@@ -49,7 +49,7 @@ private:
 
 } // namespace
 
-Answer::Answer()
+Answer::Answer(std::size_t longest) : writer_(XmlWriter::Layout::compact, longest)
 {
     writer_.open(root_name);
 }

@@ -11,11 +11,12 @@ namespace vorn {
 
 /*
  * The answer to one request, written as it is found. One that can't be written down whole for lack
- * of memory is never sent: half an answer would look like a small configuration.
+ * of memory, or because it is too long, is never sent: half an answer would look like a small
+ * configuration.
  */
 class Answer {
 public:
-    Answer();
+    explicit Answer(std::size_t longest = TextBuffer::unbounded);
 
     /* What a select found is written between these two. */
     void begin_dataset();
@@ -33,8 +34,11 @@ public:
     /* Whose configuration the answer is about; stands last. */
     void add_commit(const char *id);
 
+    /* Nothing can be added any more. */
     bool failed() const { return writer_.failed(); }
-    /* The unindented document with its declaration; empty without memory. */
+    /* That is because it would have been too long. */
+    bool is_too_long() const { return writer_.is_too_long(); }
+    /* The unindented document with its declaration; empty when it failed. */
     Text take();
 
 private:

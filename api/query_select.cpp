@@ -43,6 +43,7 @@ void add_all_properties(Answer &answer, const vorn_instance &instance, const vor
 void add_requested_properties(const QueryOperation &operation, const vorn_instance *instance)
 {
     for (const xmlNode *child = operation.property_elements; child; child = child->next) {
+        if (operation.answer.failed()) break;
         if (!child->name) continue;
         const char *property = plain(child->name);
         operation.answer.add_property(property, vorn_instance_get_value(instance, property));
@@ -66,10 +67,11 @@ void select_instance(QueryOperation &operation, const vorn_instance *instance)
     operation.answer.end_instance(operation.class_name);
 }
 
-/* False after the first instance if the attribute makes no sense. */
+/* False after the first instance if the attribute makes no sense. Ends early with the answer. */
 bool select_instances(QueryOperation &operation)
 {
     for (const vorn_instance *instance : instances_of(operation)) {
+        if (operation.answer.failed()) break;
         if (!is_meant(operation, instance)) continue;
         select_instance(operation, instance);
         if (!has_valid_properties(operation)) return false;

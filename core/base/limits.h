@@ -43,6 +43,7 @@ constexpr unsigned int most_properties = 10000; /* of one class element */
 constexpr std::size_t longest_value = 1u << 20; /* six times that, escaped, can be read again */
 constexpr unsigned int most_of_an_expression = 20000;
 constexpr unsigned int most_comparisons = 20000000; /* of all instances that it looks at */
+constexpr std::size_t longest_reply = 256u << 20;   /* refused instead of being cut */
 
 /* Of an inform request. */
 constexpr unsigned int most_parameters = 10000;

@@ -17,10 +17,15 @@ constexpr std::size_t first_room = 256;
 bool TextBuffer::make_room(std::size_t more)
 {
     if (failed_) return false;
+    if (more > longest_ - size_) {
+        is_too_long_ = true;
+        failed_ = true;
+        return false;
+    }
     const std::size_t needed = size_ + more + 1;
     if (needed <= room_) return true;
 
-    const std::size_t room = std::max({needed, 2 * room_, first_room});
+    const std::size_t room = std::min(std::max({needed, 2 * room_, first_room}), longest_ + 1);
     auto *grown = static_cast<char *>(noted(std::realloc(text_.get(), room)));
     if (!grown) {
         failed_ = true;

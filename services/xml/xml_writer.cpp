@@ -70,7 +70,7 @@ private:
 
 } // namespace
 
-XmlWriter::XmlWriter(Layout layout) : layout_(layout)
+XmlWriter::XmlWriter(Layout layout, std::size_t longest) : text_(longest), layout_(layout)
 {
     text_.append(declaration, sizeof declaration - 1);
 }

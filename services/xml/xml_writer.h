@@ -7,15 +7,16 @@ namespace vorn {
 
 /*
  * Writes a document as text, byte for byte as libxml2 would save a tree of it, but without making
- * the tree. Names must be XML names and texts XML texts; only the memory can fail, and then there
- * is no document.
+ * the tree. Names must be XML names and texts XML texts; only the memory can fail, or a length that
+ * was given not suffice, and then there is no document.
  */
 class XmlWriter {
 public:
     enum class Layout { compact, indented };
 
     /* Begins with the declaration. */
-    explicit XmlWriter(Layout layout = Layout::compact);
+    explicit XmlWriter(Layout layout = Layout::compact,
+                       std::size_t longest = TextBuffer::unbounded);
 
     /* An element that holds others, with the attribute "name" unless that is null. */
     void open(const char *name, const char *instance_name = nullptr);
@@ -25,7 +26,8 @@ public:
 
     void fail() { text_.fail(); }
     bool failed() const { return text_.failed(); }
-    /* The document once every element is closed; empty when memory has failed. */
+    bool is_too_long() const { return text_.is_too_long(); }
+    /* The document once every element is closed; empty when it has failed. */
     Text take();
 
 private:

@@ -98,6 +98,7 @@ protected:
         clear();
         populate();
         commits.clear();
+        committed_properties.clear();
         refreshed.clear();
         log.take();
     }

@@ -105,6 +105,53 @@ TEST_F(RequestLimits, BoundAnExpression)
                 HasSubstr("<rc>0</rc><counter>2</counter><dataset>"));
 }
 
+/* Of so many labels of a megabyte, and between them what is asked for. */
+std::string many_labels(std::size_t count)
+{
+    return "<select><Board>" + many(count, "<label/>") + "</Board></select>";
+}
+
+class ReplyLimits : public QueryTest {
+protected:
+    ReplyLimits()
+    {
+        vorn_instance_set_value(vorn_instances_get_singleton(vorn_config_get_running(), "Board"),
+                                "label", std::string(1 << 20, 'x').c_str());
+    }
+
+    static std::string refused() { return refusal("More than 268435456 bytes in the reply."); }
+};
+
+TEST_F(ReplyLimits, LeaveRoomForWhatIsSensible)
+{
+    const std::string answer = ask("<lsql>" + many_labels(127) + many_labels(128) + "</lsql>");
+
+    EXPECT_EQ(answer.size(), 267390860u);
+    EXPECT_TRUE(answer.ends_with("<rc>0</rc><counter>1</counter></lsql_result>"));
+}
+
+TEST_F(ReplyLimits, EndARequestAsAnErrorDoes)
+{
+    const std::string update = "<update><Radio name=\"r0\"><mode>a</mode></Radio></update>";
+    const std::string remove = "<delete><Radio/></delete>";
+
+    EXPECT_EQ(ask("<lsql>" + update + many_labels(256) + remove + "</lsql>"), refused());
+    EXPECT_EQ(value("Radio", "r0", "mode"), "a");
+    EXPECT_TRUE(commits.empty());
+}
+
+TEST_F(ReplyLimits, UndoATransaction)
+{
+    const std::string update = "<update><Radio name=\"r0\"><mode>a</mode></Radio></update>";
+    const std::string before = state();
+
+    EXPECT_EQ(ask("<lsql><write-transaction>" + update + many_labels(10000) + update +
+                  "</write-transaction></lsql>"),
+              refused());
+    EXPECT_EQ(state(), before);
+    EXPECT_TRUE(commits.empty());
+}
+
 /* A store of 10,000 routes, 10,000 in the group "all", and requests that look at all of them. */
 class ComparisonLimits : public QueryTest {
 protected:

@@ -13,6 +13,7 @@ using testing::AnyOf;
 using testing::HasSubstr;
 using vorn::tests::AllocationFailed;
 using vorn::tests::AllocationsAllowed;
+using vorn::tests::ClassBuilder;
 using vorn::tests::FailEachAllocation;
 using vorn::tests::QueryTest;
 
@@ -155,6 +156,59 @@ TEST_F(MemorylessTransactions, ThatGetNoAnswerAreNotDone)
         });
     }
 }
+
+int judged_after_the_failure = 0;
+
+int notes_when_it_is_asked(const char *)
+{
+    if (AllocationFailed()) judged_after_the_failure++;
+    return 1;
+}
+
+/* Of ten updates, whether they are in a transaction or not. */
+class MemorylessRequests : public QueryTest, public testing::WithParamInterface<const char *> {
+protected:
+    MemorylessRequests()
+    {
+        ClassBuilder("Judged", VORN_CLASS_SINGLETON)
+            .with("value", {.is_valid = notes_when_it_is_asked})
+            .add_resolved();
+    }
+
+    static std::string ten_updates()
+    {
+        std::string updates;
+        for (int i = 0; i < 10; i++)
+            updates +=
+                "<select><Radio/></select><update><Judged><value>v</value></Judged></update>";
+        const std::string tag = GetParam();
+        return tag.empty() ? updates : "<" + tag + ">" + updates + "</" + tag + ">";
+    }
+};
+
+/* Nobody hears of what would come after it. */
+TEST_P(MemorylessRequests, EndWithTheOperationThatFoundNoMemory)
+{
+    constexpr int least = 30;
+    const std::string request = "<lsql>" + ten_updates() + "</lsql>";
+
+    const auto update_ten_times = [&] {
+        {
+            const AllocationsAllowed allowed;
+            put("Judged", nullptr, {});
+        }
+        judged_after_the_failure = 0;
+        const std::string answer = ask(request);
+
+        const AllocationsAllowed allowed;
+        EXPECT_LE(answer == "(nothing)" ? judged_after_the_failure : 0, 1);
+        renew();
+    };
+    FailEachAllocation(update_ten_times, least);
+}
+
+INSTANTIATE_TEST_SUITE_P(WithoutAndWithTransactions, MemorylessRequests,
+                         testing::Values("", "write-transaction"));
 
 class UnreadableTexts : public QueryTest {
 protected:

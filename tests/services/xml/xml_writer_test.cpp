@@ -106,6 +106,28 @@ TEST(XmlWriters, HaveNoTextOnceMemoryHasFailed)
     });
 }
 
+std::string written_within(std::size_t longest)
+{
+    XmlWriter writer(Layout::compact, longest);
+    writer.open("a");
+    writer.add_text("b", "one&two");
+    writer.add_text("c", std::string(1000, 'x').c_str());
+    writer.close("a");
+    const Text text = writer.take();
+    EXPECT_EQ(writer.is_too_long(), !text);
+    return text ? text.get() : "";
+}
+
+TEST(XmlWriters, HaveNoTextBeyondTheLengthThatTheyWereGiven)
+{
+    const std::string whole =
+        "<?xml version=\"1.0\"?>\n<a><b>one&amp;two</b><c>" + std::string(1000, 'x') + "</c></a>\n";
+
+    EXPECT_EQ(written_within(whole.size()), whole);
+    for (std::size_t longest = 0; longest < whole.size(); longest++)
+        EXPECT_EQ(written_within(longest), "");
+}
+
 class RandomDocuments : public testing::Test, public vorn::tests::RandomTexts {
 protected:
     const char *any_name()
