@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "config/save_state.h"
+
 namespace vorn {
 
 /*
@@ -14,7 +16,21 @@ public:
     BrokenFile(const BrokenFile &) = delete;
     ~BrokenFile();
 
-    void keep();
+    /* 0, or the system's error after a message: the next save has to try again then. */
+    int keep();
+
+private:
+    bool is_there_;
+    int error_ = 0;
 };
+
+/*
+ * Before a save: where the boot could not keep the file, on a disk that was read-only or full, it
+ * is kept now. False, with the reason in the log too, while that fails: a save would destroy it.
+ */
+bool keep_broken_file_first(SaveReason &reason);
+
+/* What lies in the startup file's place was read, or copied there from what can be. */
+void startup_file_is_good();
 
 } // namespace vorn

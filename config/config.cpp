@@ -7,6 +7,7 @@
 #include "vorn/config.h"
 
 #include "change/commit_report_record.h"
+#include "config/broken_file.h"
 #include "config/class_of_element.h"
 #include "config/config_load.h"
 #include "config/config_state.h"
@@ -80,7 +81,7 @@ int vorn_config_copy_running_to_startup()
     SaveReason reason;
     Stopwatch watch;
     const bool written =
-        may_be_saved(reason) &&
+        may_be_saved(reason) && keep_broken_file_first(reason) &&
         write_config(vorn_config_get_running(), paths::startup_config, FileKind::kept, reason);
     if (written) remember_plugins();
     note_save(reason);

@@ -105,6 +105,7 @@ Loadable startup_or_fallback()
 {
     const Source made = std::exchange(made_from, Source::startup);
     ConfigDocument document = parse_config(paths::startup_config);
+    if (document) startup_file_is_good();
     if (document || libxml2_was_short_of_memory()) return {std::move(document), made};
 
     vorn_debug_eprintf("Unable to parse startup config - resetting to default.\n");
@@ -226,12 +227,15 @@ int copy_default_or_report()
     if (code != 0 && code != no_default) {
         vorn_debug_eprintf("Error %d copying default config.\n", code);
     }
+    if (code == 0) startup_file_is_good();
     return code;
 }
 
 bool copy_rescue()
 {
-    return copy_file(paths::rescue_config, paths::startup_config);
+    if (!copy_file(paths::rescue_config, paths::startup_config)) return false;
+    startup_file_is_good();
+    return true;
 }
 
 void announce_change()

@@ -125,35 +125,37 @@ bool make_scratch_file(const char *path)
 
 namespace {
 
-bool copy_as(FileKind kind, const char *source, const char *target)
+/* 0, or what the system said. */
+int copy_as(FileKind kind, const char *source, const char *target)
 {
     const File from = read_regular(source);
     if (!from) {
+        const int error = errno;
         vorn_debug_eprintf("vorn_config_cp: Can't open %s\n", source);
-        return false;
+        return error;
     }
     FileReplacement to(target, kind);
     if (!to) {
         vorn_debug_eprintf("vorn_config_cp: Can't open %s\n", target);
-        return false;
+        return to.error();
     }
     copy_bytes(from.get(), to.stream(), LONG_MAX);
     if (std::ferror(from.get())) {
         vorn_debug_eprintf("Can't read %s.\n", source);
-        return false;
+        return EIO;
     }
     if (kind == FileKind::scratch) take_mode(fileno(to.stream()), fileno(from.get()));
-    return to.commit();
+    return to.commit() ? 0 : to.error();
 }
 
 } // namespace
 
 bool copy_file(const char *source, const char *target)
 {
-    return copy_as(FileKind::kept, source, target);
+    return copy_as(FileKind::kept, source, target) == 0;
 }
 
-bool copy_file_with_mode(const char *source, const char *target)
+int copy_file_with_mode(const char *source, const char *target)
 {
     return copy_as(FileKind::scratch, source, target);
 }

@@ -50,8 +50,10 @@ bool make_scratch_file(const char *path);
 
 /* vorn_config_cp: replaces the target by a copy of the source; false after a message. */
 bool copy_file(const char *source, const char *target);
-/* The same, but the copy may be read by whoever may read the source, and at first by nobody else.
+/*
+ * The same, but the copy may be read by whoever may read the source, and at first by nobody else.
+ * Returns 0, or what the system said, after a message.
  */
-bool copy_file_with_mode(const char *source, const char *target);
+int copy_file_with_mode(const char *source, const char *target);
 
 } // namespace vorn

@@ -81,6 +81,21 @@ TEST_F(BrokenFiles, AreCopiedWithTheirModeWhereThereAreNoSecondNames)
     }
 }
 
+/* A document type is refused before what it declares is read. */
+TEST_F(BrokenFiles, AreThoseWithADocumentTypeToo)
+{
+    const std::string text = "<!DOCTYPE config [<!ENTITY a \"b\">]><config><Radio name=\"old\"/>"
+                             "</config>";
+    std::filesystem::remove(rescue);
+    write_file(startup, text);
+    boot();
+
+    expect_boot_was("nothing");
+    lsql(add_radio);
+    EXPECT_THAT(lsql(select_save), HasSubstr("<broken>/etc/config/config.xml.broken</broken>"));
+    EXPECT_EQ(read_file(broken_file), text);
+}
+
 TEST_F(BrokenFiles, AreKeptUntilSomebodyForgetsThem)
 {
     std::filesystem::remove(rescue);
@@ -211,6 +226,65 @@ TEST_F(WornDisks, HaveTheirSingletonsWithoutAnyFile)
 
     expect_boot_was("nothing");
     expect_singletons();
+}
+
+TEST_F(WornDisks, KeepTheBrokenFileBeforeTheFirstSaveReplacesIt)
+{
+    std::filesystem::remove(rescue);
+    boot();
+    EXPECT_THAT(lsql(select_save), HasSubstr("<broken>/etc/config/config.xml</broken>"));
+    EXPECT_TRUE(console_shows("Can't write /etc/config/config.xml.broken: Read-only file system."));
+    lsql(add_radio);
+    EXPECT_THAT(lsql(select_save),
+                HasSubstr("<result>failed</result><reason>/etc/config/config.xml, which could not "
+                          "be read, can't be kept as /etc/config/config.xml.broken: Read-only file "
+                          "system</reason>"));
+
+    ASSERT_EQ(mount(nullptr, "/etc/config", nullptr, MS_REMOUNT, nullptr), 0);
+    std::filesystem::create_directory(broken_file);
+    lsql("<lsql><update><Radio><mode>g</mode></Radio></update></lsql>");
+    EXPECT_THAT(lsql(select_save), HasSubstr("config.xml.broken: Is a directory</reason>"));
+    EXPECT_EQ(read_file(startup), broken_text);
+
+    std::filesystem::remove(broken_file);
+    lsql("<lsql><update><Radio><mode>b</mode></Radio></update></lsql>");
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>saved</result>"));
+    EXPECT_EQ(read_file(broken_file), broken_text);
+    EXPECT_THAT(read_file(startup), HasSubstr("\"new\""));
+    EXPECT_EQ(shell("ls /etc/config"), "config.xml\nconfig.xml.broken\n");
+}
+
+TEST_F(WornDisks, LoseTheBrokenFileToASaveOnceItIsForgotten)
+{
+    std::filesystem::remove(rescue);
+    boot();
+    EXPECT_EQ(inform("save", {"action=forget-broken"}), "OK\n");
+    EXPECT_THAT(lsql(select_save), HasSubstr("<broken/>"));
+
+    ASSERT_EQ(mount(nullptr, "/etc/config", nullptr, MS_REMOUNT, nullptr), 0);
+    lsql(add_radio);
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>saved</result>"));
+    EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
+}
+
+/* What somebody repaired by hand in the meantime is not broken. */
+TEST_F(WornDisks, KeepNothingOnceAnotherLoadHasReadTheFile)
+{
+    std::filesystem::remove(std::string(vorn::test::plugin_folder) + "save.vorn");
+    install_plugin("copies.vorn");
+    std::filesystem::remove(rescue);
+    boot();
+    ASSERT_EQ(mount(nullptr, "/etc/config", nullptr, MS_REMOUNT, nullptr), 0);
+    write_file(startup, "<config><Radio name=\"repaired\"/></config>");
+
+    for (const char *copy : {"startup-to-running", "running-to-startup"}) {
+        lsql("<lsql><update><Copies><" + std::string(copy) + ">now</" + copy +
+             "></Copies></update></lsql>");
+        EXPECT_TRUE(console_shows("copies: " + std::string(copy) + " 0\n"));
+    }
+
+    EXPECT_THAT(read_file(startup), HasSubstr("\"repaired\""));
+    EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
 }
 
 /* Nor is there a place for the scratch files. */

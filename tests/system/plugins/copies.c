@@ -14,6 +14,7 @@ static const struct {
     {"rescue-to-startup", vorn_config_copy_rescue_to_startup},
     {"rescue-to-default", vorn_config_copy_rescue_to_default},
     {"startup-to-running", vorn_config_copy_startup_to_running},
+    {"running-to-startup", vorn_config_copy_running_to_startup},
 };
 
 enum { copy_count = sizeof copies / sizeof *copies };
