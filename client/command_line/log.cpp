@@ -17,17 +17,32 @@ namespace vorn::client {
 
 namespace {
 
-/* The class "log" tells where its program writes. */
-std::string log_file(Device &device)
+/* The class "log" tells where its program writes, be it that it was set or is its own. */
+Instance log_of(Device &device)
 {
     Request request(Request::Kind::plain);
-    request.select({"log", {}, {}}, {"file"});
+    request.select({"log", {}, {}}, {});
     const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    const bool is_told = !outcomes.empty() && !outcomes[0].instances.empty();
-    const std::string file = is_told ? outcomes[0].instances[0].value("file") : "";
-    if (!is_told) throw Failure(differs, "this device does not tell where its log is");
+    if (outcomes.empty() || outcomes[0].instances.empty()) {
+        throw Failure(differs, "this device does not tell where its log is");
+    }
+    return outcomes[0].instances[0];
+}
+
+std::string file_of(const Instance &log)
+{
+    const std::string written_to = log.value("written-to");
+    const std::string file = written_to.empty() ? log.value("file") : written_to;
     if (file.empty()) throw Failure(differs, "the log has no file: see \"vornctl show log\"");
     return file;
+}
+
+[[noreturn]] void refuse_unreadable(const Instance &log, const std::string &name, int error)
+{
+    if (error == ENOENT && log.value("enabled") == "off") {
+        throw Failure(differs, "there is no log yet: \"vornctl set log enabled=on\" starts it");
+    }
+    throw Failure(misused, name + ": " + std::strerror(error));
 }
 
 std::size_t line_count(const Invocation &invocation)
@@ -44,9 +59,10 @@ int log(const Invocation &invocation)
 {
     const std::size_t most = line_count(invocation);
     Device device(invocation.options.timeout_ms());
-    const std::string name = log_file(device);
+    const Instance log = log_of(device);
+    const std::string name = file_of(log);
     std::ifstream file(name);
-    if (!file) throw Failure(misused, name + ": " + std::strerror(errno));
+    if (!file) refuse_unreadable(log, name, errno);
     std::deque<std::string> last;
     for (std::string line; std::getline(file, line);) {
         last.push_back(line);

@@ -74,7 +74,9 @@ int is_plain_address_or_none(const char *text)
 
 int is_plain_host(const char *text)
 {
-    return is_plain_address(text) || vorn_input_is_domain_name(text, (int)strlen(text));
+    const size_t length = strlen(text);
+    if (strspn(text, "0123456789.") == length) return is_plain_address(text);
+    return vorn_input_is_domain_name(text, (int)length);
 }
 
 /* The bytes of the character that begins there; 0 for a control character and what is none. */

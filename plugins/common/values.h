@@ -48,7 +48,7 @@ int is_plain_address(const char *text);
 /** The same, or empty. */
 int is_plain_address_or_none(const char *text);
 
-/** Whether the text is such an address or a domain name. */
+/** Whether the text is such an address or a domain name, which does not look like an address. */
 int is_plain_host(const char *text);
 
 /** The most characters of a text for people. */

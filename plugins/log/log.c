@@ -82,6 +82,16 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     return supervise_state(syslogd);
 }
 
+/* Where syslogd writes unless it is told: fixed in busybox. */
+static const char *written_to(vorn_instance *instance, const char *property,
+                              vorn_refresh_info *info)
+{
+    (void)property;
+    (void)info;
+    const char *file = value_of(instance, "file");
+    return *file != '\0' ? file : "/var/log/messages";
+}
+
 static const char *status(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     (void)instance;
@@ -106,12 +116,14 @@ void vorn_plugin_init(void)
                     "<the path of a file, from / on, up to 255 characters of ASCII>|<nothing>");
     declare_setting(log, "remote", is_host_or_none, "<an IPv4 address>|<a host name>|<nothing>");
     declare_setting(log, "remote-port", is_port, "<1 to 65535>");
+    declare_state(log, "written-to");
     declare_state(log, "status");
     declare_state(log, "state");
     vorn_classes_add(log);
 
     vorn_committer_set_pre_commit_fn(committer, pre_commit);
     vorn_committer_set_instance_change_fn(committer, "log", log_changed, 1);
+    vorn_refresher_set_property_fn(refresher, "written-to", written_to);
     vorn_refresher_set_property_fn(refresher, "status", status);
     vorn_refresher_set_property_fn(refresher, "state", state);
     declare_provider("log", committer, refresher);

@@ -8,6 +8,8 @@
 #include <chrono>
 #include <string>
 
+#include <sys/mount.h>
+
 namespace {
 
 using testing::ElementsAre;
@@ -312,6 +314,31 @@ TEST_F(SupervisedPlugins, TakeTheFileThatTheLogIsWrittenTo)
     EXPECT_TRUE(runs({"syslogd -n -O /var/log/every thing"}));
 }
 
+/* With a syslogd that writes to where it does by itself, or is told. */
+TEST_F(SupervisedPlugins, TellWhereTheLogIs)
+{
+    stand_in("syslogd", "[ $# -gt 1 ] || set -- -n -O /var/log/messages; "
+                        "echo \"written to $3\" >\"$3\"; exec sleep 1000");
+    const auto shows = [](const std::string &text) {
+        return [text] { return shell("vornctl log 2>&1") == text; };
+    };
+    ASSERT_EQ(mount("tmpfs", "/var/log", "tmpfs", 0, nullptr), 0);
+    boot_and_forget();
+    EXPECT_EQ(value_of("log", "written-to"), "/var/log/messages");
+    EXPECT_TRUE(comes_true(shows("written to /var/log/messages\n")));
+
+    change("<update><log><file>/tmp/messages</file></log></update>");
+
+    EXPECT_EQ(value_of("log", "written-to"), "/tmp/messages");
+    EXPECT_TRUE(comes_true(shows("written to /tmp/messages\n")));
+
+    change("<update><log><enabled>off</enabled><file>/tmp/none</file></log></update>");
+    EXPECT_EQ(shell("vornctl log 2>&1; echo $?"),
+              "vornctl: there is no log yet: \"vornctl set log enabled=on\" starts it\n5\n");
+    shut_down();
+    umount("/var/log");
+}
+
 TEST_F(SupervisedPlugins, RefuseWhatNoProgramCouldUse)
 {
     boot();
@@ -326,6 +353,8 @@ TEST_F(SupervisedPlugins, RefuseWhatNoProgramCouldUse)
           "<update><log><remote>&#10;10.0.0.1</remote></log></update>",
           "<insert><ntp-server name=\"b\"><address>+1.2.3.4</address></ntp-server></insert>",
           "<update><log><remote>-x</remote></log></update>",
+          "<update><log><remote>256.1.1.1</remote></log></update>",
+          "<insert><ntp-server name=\"b\"><address>1.2.3</address></ntp-server></insert>",
           "<update><log><file>messages</file></log></update>",
           "<update><log><file>/var/log/</file></log></update>",
           "<update><log><file>/a&#10;b</file></log></update>",
