@@ -116,14 +116,14 @@ VORN_API const char *vorn_config_get_source(void);
 
 /**
  * Where the startup file is kept that a load could not read, with no other to take its place:
- * /etc/config/config.xml.broken, the newest. Where the disk takes no such file, it is the startup file
- * itself, which no save replaces before it is kept or forgotten. Null when there is none.
+ * /etc/config/config.xml.broken, the newest. Where the disk takes no such file, it is the startup
+ * file itself, which no save replaces before it is kept or forgotten. Null when there is none.
  */
 VORN_API const char *vorn_config_get_broken(void);
 
 /**
- * Removes the kept file; a startup file that is still to be kept is left to the next save. Returns 0,
- * also when there is none, or 1 ("Can't remove %s: %s.\n").
+ * Removes the kept file; a startup file that is still to be kept is left to the next save. Returns
+ * 0, also when there is none, or 1 ("Can't remove %s: %s.\n").
  */
 VORN_API int vorn_config_forget_broken(void);
 
