@@ -14,6 +14,9 @@ extern "C" {
 /** When that child of the calling process was born, in the kernel's ticks; 0 for no such child. */
 unsigned long long supervise_birth(int pid);
 
+/** The same of any process that has not ended. */
+unsigned long long supervise_birth_of_any(int pid);
+
 #ifdef __cplusplus
 }
 #endif

@@ -17,6 +17,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "outlived.h"
 #include "process.h"
 #include "run_with.h"
 #include "vorn-plugin/patience.h"
@@ -60,6 +61,7 @@ struct supervised {
     void (*failed)(void *data);
     void *failed_data;
     const char *pid_file; /* null for none */
+    int noted;            /* the process that the next daemon would be told of; 0 for none */
 };
 
 static supervised *programs;
@@ -70,17 +72,41 @@ static int is_still_ending(const supervised *program)
            supervise_birth(program->pid) == program->birth;
 }
 
-static void remove_pid_file(const supervised *program)
+/* For others, who take it for a process that runs. */
+static void note_process(supervised *program)
 {
-    if (program->pid_file != NULL && !vorn_process_no_actions) unlink(program->pid_file);
+    char text[16];
+    const int pid = vorn_service_get_pid(program->name);
+    if (pid <= 0 || pid == program->noted) return;
+    program->noted = pid;
+    outlived_note(pid);
+    if (program->pid_file == NULL) return;
+    snprintf(text, sizeof text, "%d\n", pid);
+    if (write_file_whole(program->pid_file, text, 0644) < 0) {
+        vorn_debug_eprintf("%s: can't write %s.\n", program->name, program->pid_file);
+    }
+}
+
+static void forget_process(supervised *program)
+{
+    if (program->noted == 0) return;
+    outlived_forget(program->noted);
+    program->noted = 0;
+    if (program->pid_file != NULL) unlink(program->pid_file);
+}
+
+/* Before any plugin starts a program: it would be one beside that of an earlier daemon. */
+__attribute__((constructor)) static void begin(void)
+{
+    if (!vorn_process_no_actions) outlived_end();
 }
 
 /* With the plugin all knowledge of what is ending is gone: it must not outlive the daemon. */
 __attribute__((destructor)) static void end_all(void)
 {
-    for (const supervised *program = programs; program != NULL; program = program->next) {
+    for (supervised *program = programs; program != NULL; program = program->next) {
         if (is_still_ending(program)) kill(program->pid, SIGKILL);
-        if (program->phase != stopped) remove_pid_file(program);
+        if (program->phase != stopped) forget_process(program);
     }
 }
 
@@ -243,18 +269,8 @@ static void has_started(void *eloop_data, void *data)
     const int signal_number = program->waiting_signal;
     program->is_starting = 0;
     program->waiting_signal = 0;
+    note_process(program); /* the first fork may have failed */
     if (signal_number != 0) supervise_signal(program, signal_number);
-}
-
-static void write_pid_file(const supervised *program)
-{
-    char text[16];
-    const int pid = vorn_service_get_pid(program->name);
-    if (program->pid_file == NULL || pid <= 0) return;
-    snprintf(text, sizeof text, "%d\n", pid);
-    if (write_file_whole(program->pid_file, text, 0644) < 0) {
-        vorn_debug_eprintf("%s: can't write %s.\n", program->name, program->pid_file);
-    }
 }
 
 /* Nothing that was going on for the process that was up goes on. */
@@ -274,7 +290,7 @@ static void ended(void *data)
     leave_up(program);
     read_the_rest(program);
     close_output(program);
-    remove_pid_file(program);
+    forget_process(program);
     if (now_ms() - program->since_ms >= long_enough_ms) program->pause_s = 1;
     pause_after(program, "has ended");
 }
@@ -295,7 +311,7 @@ static void start(supervised *program)
         close_output(program);
         pause_after(program, "can't be started");
     } else {
-        write_pid_file(program);
+        note_process(program);
         register_ms(starting_ms, has_started, program);
     }
 }
@@ -314,7 +330,7 @@ static void is_gone(supervised *program)
 {
     program->phase = stopped;
     close_output(program);
-    remove_pid_file(program);
+    forget_process(program);
     if (program->run_with.arguments != NULL) start(program);
 }
 
@@ -345,7 +361,7 @@ static void end(supervised *program)
     if (ends_at_once(program)) {
         program->phase = stopped;
         close_output(program);
-        remove_pid_file(program);
+        forget_process(program);
     } else {
         program->phase = ending;
         program->is_killed = 0;

@@ -27,6 +27,10 @@ extern "C" {
  * said last, such as why it can't start, is in the state and in the log. Above debug level 0 all of
  * it is shown where the log is.
  *
+ * A daemon that ends in order ends its programs. One that is killed can't: its programs go on until
+ * the next daemon loads a plugin with this library, which ends all of them first, also those that
+ * nothing wants any more. For that each has a file /var/run/vorn-program-PID while it runs.
+ *
  * This is a static library, which becomes part of the plugin: vorn_add_plugin() links it, and so
  * does what pkg-config says of "vorn". The calls are for the daemon's own thread, as all of its
  * interface.
