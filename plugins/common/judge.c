@@ -1,9 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 #include "judge.h"
 
+#include <net/if.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
+
+#include "values.h"
 
 int fault_is(fault *found, const char *property, const char *format, ...)
 {
@@ -13,6 +16,33 @@ int fault_is(fault *found, const char *property, const char *format, ...)
     va_end(arguments);
     found->property = property;
     return 1;
+}
+
+/* A radio makes the interfaces of its networks: wlan0, wlan0_1 and so on. */
+static int is_of_radio(const vorn_instances *configuration, const char *link)
+{
+    char radio[IF_NAMESIZE];
+    snprintf(radio, sizeof radio, "%.*s", (int)strcspn(link, "_"), link);
+    return vorn_classes_get("radio") != NULL &&
+           vorn_instances_get(configuration, "radio", radio) != NULL;
+}
+
+int judge_is_link(const vorn_instances *configuration, const char *link)
+{
+    const vorn_instances *running = vorn_config_get_running();
+    return vorn_classes_get("interface") == NULL ||
+           vorn_instances_get(configuration, "interface", link) != NULL ||
+           is_of_radio(configuration, link) ||
+           (if_nametoindex(link) != 0 &&
+            (running == NULL || vorn_instances_get(running, "interface", link) == NULL));
+}
+
+int fault_is_no_link(fault *found, const vorn_instances *configuration,
+                     const vorn_instance *instance, const char *property)
+{
+    const char *link = value_of(instance, property);
+    if (*link == '\0' || judge_is_link(configuration, link)) return 0;
+    return fault_is(found, property, "there is no interface \"%s\"", link);
 }
 
 static int is_same_property(const char *left, const char *right)

@@ -19,6 +19,17 @@ typedef struct fault {
 /** Notes the fault and answers 1. */
 int fault_is(fault *found, const char *property, const char *format, ...) VORN_PRINTF(3, 4);
 
+/**
+ * Whether there is such a link, or is going to be: one of the configuration or of a radio, or the
+ * kernel's, unless the kernel has it because of an instance that is about to go. Where no
+ * interfaces are configured, nobody knows, and any may be.
+ */
+int judge_is_link(const vorn_instances *configuration, const char *link);
+
+/** Notes it as the fault that the property names a link and there is none of that name. */
+int fault_is_no_link(fault *found, const vorn_instances *configuration,
+                     const vorn_instance *instance, const char *property);
+
 /** Whether the instance is at fault, and why. */
 typedef int (*judge_fn)(const vorn_instances *configuration, const vorn_instance *instance,
                         fault *found);

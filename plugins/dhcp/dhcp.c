@@ -116,8 +116,12 @@ static void server_has_failed(void *data)
 static void check(vorn_check_info *info, void *data)
 {
     (void)data;
-    if (!concerns(vorn_check_info_get_changes(info))) return;
-    judge_class(info, "dhcp-pool", pools_judge);
+    const vorn_changes *changes = vorn_check_info_get_changes(info);
+    if (!concerns(changes) && !vorn_changes_contains_class(changes, "interface") &&
+        !vorn_changes_contains_class(changes, "radio")) {
+        return;
+    }
+    judge_class(info, "dhcp-pool", pools_judge_with_link);
     judge_class(info, "dhcp-host", pools_judge_host);
 }
 

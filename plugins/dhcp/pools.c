@@ -63,6 +63,76 @@ static struct known look_up(const vorn_instances *configuration, const vorn_inst
     return known;
 }
 
+/* Of the pool's network; 0 when it can't be known. */
+static uint32_t mask_of(const vorn_instance *pool, const struct known *known)
+{
+    const char *netmask = value_of(pool, "netmask");
+    return *netmask != '\0' ? number_of(netmask) : known->mask;
+}
+
+/* How many of the pool's addresses the device has itself. */
+static uint32_t count_own(const vorn_instances *configuration, const vorn_instance *pool)
+{
+    uint32_t own = 0;
+    if (vorn_classes_get("static-address") == NULL) return 0;
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, "static-address");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const uint32_t number = number_in(vorn_instances_iterator_next(walk), "address");
+        own += number >= number_in(pool, "first") && number <= number_in(pool, "last");
+    }
+    vorn_instances_delete_iterator(walk);
+    return own;
+}
+
+/* Each a network that the device is in, or would serve: one that can't be known may be any. */
+static uint32_t mask_of_address(const vorn_instances *configuration, const vorn_instance *address)
+{
+    (void)configuration;
+    return *value_of(address, "address") != '\0' ? mask_of_prefix(address) : 0;
+}
+
+static uint32_t mask_of_pool(const vorn_instances *configuration, const vorn_instance *pool)
+{
+    const struct known known = look_up(configuration, pool);
+    return mask_of(pool, &known);
+}
+
+static const struct network_class {
+    const char *name;
+    const char *property; /* that has an address of the network */
+    uint32_t (*mask)(const vorn_instances *configuration, const vorn_instance *instance);
+} network_classes[] = {
+    {"address", "address", mask_of_address},
+    {"dhcp-pool", "first", mask_of_pool},
+};
+
+/* How many networks of that class there are; of how many of them the number may be is added up. */
+static int count_networks(const vorn_instances *configuration, const struct network_class *klass,
+                          uint32_t number, int *may_be_its)
+{
+    int count = 0;
+    if (vorn_classes_get(klass->name) == NULL) return 0;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, klass->name);
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        const uint32_t mask = klass->mask(configuration, each);
+        count++;
+        *may_be_its += ((number_in(each, klass->property) ^ number) & mask) == 0;
+    }
+    vorn_instances_delete_iterator(walk);
+    return count;
+}
+
+static int is_outside(const vorn_instances *configuration, uint32_t number)
+{
+    int may_be_its = 0;
+    int count = 0;
+    for (size_t i = 0; i < sizeof network_classes / sizeof *network_classes; i++)
+        count += count_networks(configuration, &network_classes[i], number, &may_be_its);
+    return count > 0 && may_be_its == 0;
+}
+
 /* The earlier one of two is served. */
 static const vorn_instance *find_earlier(const vorn_instances *configuration,
                                          const vorn_instance *instance, const char *class_name,
@@ -89,7 +159,6 @@ static int overlap(const vorn_instance *left, const vorn_instance *right)
 int pools_judge(const vorn_instances *configuration, const vorn_instance *pool, fault *found)
 {
     const char *interface = value_of(pool, "interface");
-    const char *netmask = value_of(pool, "netmask");
     const uint32_t first = number_in(pool, "first");
     const uint32_t last = number_in(pool, "last");
     if (last < first) return fault_is(found, "last", "the last address is before the first");
@@ -99,9 +168,11 @@ int pools_judge(const vorn_instances *configuration, const vorn_instance *pool, 
         return fault_is(found, "first", "no address of the interface %s is in its network",
                         interface);
     }
-    const uint32_t mask = *netmask != '\0' ? number_of(netmask) : known.mask;
-    if (((first ^ last) & mask) != 0) {
+    if (((first ^ last) & mask_of(pool, &known)) != 0) {
         return fault_is(found, "last", "the first and the last address are in two networks");
+    }
+    if (count_own(configuration, pool) > last - first) {
+        return fault_is(found, "first", "this device has all of its addresses itself");
     }
     const vorn_instance *other = find_earlier(configuration, pool, "dhcp-pool", overlap);
     if (other != NULL) {
@@ -109,6 +180,13 @@ int pools_judge(const vorn_instances *configuration, const vorn_instance *pool, 
                         vorn_instance_get_name(other));
     }
     return 0;
+}
+
+int pools_judge_with_link(const vorn_instances *configuration, const vorn_instance *pool,
+                          fault *found)
+{
+    return fault_is_no_link(found, configuration, pool, "interface") ||
+           pools_judge(configuration, pool, found);
 }
 
 int pools_has_network(const vorn_instance *pool)
@@ -149,6 +227,16 @@ int pools_judge_host(const vorn_instances *configuration, const vorn_instance *h
     if (other != NULL) {
         return fault_is(found, "address", "the fixed lease \"%.64s\" has this address",
                         vorn_instance_get_name(other));
+    }
+    if (vorn_classes_get("static-address") != NULL) {
+        other = find_earlier(configuration, host, "static-address", have_one_address);
+    }
+    if (other != NULL) {
+        return fault_is(found, "address", "address \"%.64s\" of this device has it",
+                        vorn_instance_get_name(other));
+    }
+    if (is_outside(configuration, number_in(host, "address"))) {
+        return fault_is(found, "address", "it is in no network of a pool or of this device");
     }
     return 0;
 }

@@ -13,6 +13,10 @@
 int pools_judge(const vorn_instances *configuration, const vorn_instance *pool, fault *found);
 int pools_judge_host(const vorn_instances *configuration, const vorn_instance *host, fault *found);
 
+/** Judges a pool whose interface has to be a known one: what is plugged in later is configured. */
+int pools_judge_with_link(const vorn_instances *configuration, const vorn_instance *pool,
+                          fault *found);
+
 /**
  * Whether the kernel has an address in the pool's network, on its interface: else nobody is served.
  * Always where no addresses are configured: others may have them then.

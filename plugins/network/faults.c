@@ -67,33 +67,6 @@ static const char *find_rival(const vorn_instances *configuration, const char *c
     return rival;
 }
 
-/* A radio makes the interfaces of its networks: wlan0, wlan0_1 and so on. */
-static int is_of_radio(const vorn_instances *configuration, const char *link)
-{
-    char radio[IF_NAMESIZE];
-    snprintf(radio, sizeof radio, "%.*s", (int)strcspn(link, "_"), link);
-    return vorn_classes_get("radio") != NULL &&
-           vorn_instances_get(configuration, "radio", radio) != NULL;
-}
-
-/* What the kernel has counts, unless it has it because of an instance that is about to go. */
-static int is_link(const vorn_instances *configuration, const char *link)
-{
-    const vorn_instances *running = vorn_config_get_running();
-    return vorn_instances_get(configuration, "interface", link) != NULL ||
-           is_of_radio(configuration, link) ||
-           (if_nametoindex(link) != 0 &&
-            (running == NULL || vorn_instances_get(running, "interface", link) == NULL));
-}
-
-static int is_no_link(fault *found, const vorn_instances *configuration,
-                      const vorn_instance *instance, const char *property)
-{
-    const char *link = value_of(instance, property);
-    if (*link == '\0' || is_link(configuration, link)) return 0;
-    return fault_is(found, property, "there is no interface \"%s\"", link);
-}
-
 /* Whether a link stands on the other: a VLAN on its parent, a bridge on its members. */
 static int stands_on(const vorn_instances *configuration, const char *link, const char *other,
                      int depth)
@@ -127,7 +100,7 @@ static int judge_vlan(const vorn_instances *configuration, const vorn_instance *
     const char *rival = find_rival(configuration, "interface", vlan, has_same_tag);
     const vorn_instance *below = vorn_instances_get(configuration, "interface", parent);
     const int most = atoi(value_of(below, "mtu"));
-    if (is_no_link(found, configuration, vlan, "parent")) return 1;
+    if (fault_is_no_link(found, configuration, vlan, "parent")) return 1;
     if (rival != NULL) return fault_is(found, "id", "interface \"%s\" has it on %s", rival, parent);
     if (most != 0 && atoi(value_of(vlan, "mtu")) > most) {
         return fault_is(found, "mtu", "%s has only %d", parent, most);
@@ -139,7 +112,7 @@ static int judge_member(const vorn_instances *configuration, const vorn_instance
                         const char *member, fault *found)
 {
     const vorn_instance *interface = vorn_instances_get(configuration, "interface", member);
-    if (!is_link(configuration, member)) {
+    if (!judge_is_link(configuration, member)) {
         return fault_is(found, "members", "there is no interface \"%s\"", member);
     }
     if (interface != NULL && is_kind(interface, "bridge")) {
@@ -215,7 +188,7 @@ static int judge_fixed(const vorn_instances *configuration, const vorn_instance 
 static int judge_address(const vorn_instances *configuration, const vorn_instance *address,
                          fault *found)
 {
-    if (is_no_link(found, configuration, address, "interface")) return 1;
+    if (fault_is_no_link(found, configuration, address, "interface")) return 1;
     if (is_kind(address, "static-address")) return judge_fixed(configuration, address, found);
     const char *rival = find_rival(configuration, "dhcp-address", address, has_same_interface);
     return rival != NULL &&
@@ -239,7 +212,7 @@ static int judge_route(const vorn_instances *configuration, const vorn_instance 
     const char *gateway = value_of(route, "gateway");
     const char *rival = find_rival(configuration, "route", route, takes_its_place);
     const char *own = find_rival(configuration, "static-address", route, is_its_gateway);
-    if (is_no_link(found, configuration, route, "interface")) return 1;
+    if (fault_is_no_link(found, configuration, route, "interface")) return 1;
     if (*gateway == '\0' && *value_of(route, "interface") == '\0') {
         return fault_is(found, "gateway", "a route needs a gateway or an interface");
     }

@@ -414,6 +414,16 @@ int radios_kick(const char *station)
     return kick.times > 0;
 }
 
+/* Of a program that fails, the reason; a radio without networks is looked for all the same. */
+static int is_without_link(const struct radio *radio)
+{
+    const char *status = supervise_status(radio->program);
+    const vorn_instance *now = vorn_instances_get(vorn_config_get_running(), "radio", radio->name);
+    const int is_idle = strcmp(status, "stopped") == 0 && now != NULL &&
+                        vorn_instance_get_status(now) && !vorn_process_no_actions;
+    return (is_idle || strcmp(status, "failed") == 0) && bridges_number(radio->name) == 0;
+}
+
 const char *radios_state(const char *name)
 {
     static char waiting[32];
@@ -428,7 +438,7 @@ const char *radios_state(const char *name)
         leftovers_are_there(&radio->left, name, radio->told.networks)) {
         return "applying: links of its process from before are removed";
     }
-    if (strcmp(supervise_status(radio->program), "failed") == 0 && bridges_number(name) == 0) {
+    if (is_without_link(radio)) {
         snprintf(waiting, sizeof waiting, "waiting for %.15s", name);
         return waiting;
     }

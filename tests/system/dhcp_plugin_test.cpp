@@ -349,12 +349,45 @@ constexpr Fault faults[] = {
      "Property \"address\" of instance \"nas\" of class \"dhcp-host\": the fixed lease \"printer\" "
      "has"
      " this address"},
+    {"WithALeaseOfTheDevicesOwnAddress",
+     "<insert><address "
+     "name=\"lan\"><kind>static-address</kind><interface>br0</interface><address>192.168.1.1"
+     "</address><prefix>24</prefix></address></insert>"
+     "<insert><dhcp-host name=\"nas\"><mac>00:11:22:33:44:66</mac><address>192.168.1.1</address>"
+     "</dhcp-host></insert>",
+     "Property \"address\" of instance \"nas\" of class \"dhcp-host\": address \"lan\" of this "
+     "device has it"},
+    {"WithALeaseOutsideEveryNetwork",
+     "<insert><dhcp-host name=\"nas\"><mac>00:11:22:33:44:66</mac><address>10.0.0.5</address>"
+     "</dhcp-host></insert>",
+     "Property \"address\" of instance \"nas\" of class \"dhcp-host\": it is in no network of a "
+     "pool or of this device"},
+    {"OfNothingButTheDevicesOwnAddress",
+     "<insert><address "
+     "name=\"lan\"><kind>static-address</kind><interface>br0</interface><address>192.168.1.1"
+     "</address><prefix>24</prefix></address></insert>"
+     "<update><dhcp-pool name=\"lan\"><first>192.168.1.1</first><last>192.168.1.1</last>"
+     "</dhcp-pool></update>",
+     "Property \"first\" of instance \"lan\" of class \"dhcp-pool\": this device has all of its "
+     "addresses itself"},
+    {"OnAnInterfaceThatIsNone",
+     "<update><dhcp-pool name=\"lan\"><interface>br-gest</interface></dhcp-pool></update>",
+     "Property \"interface\" of instance \"lan\" of class \"dhcp-pool\": there is no interface "
+     "\"br-gest\""},
 };
 
-class AddressPoolFaults : public AddressPools, public testing::WithParamInterface<Fault> {
+/* With a link for the pool, and somebody who knows of links and addresses. */
+class AddressPoolsOfNetworks : public AddressPools {
 protected:
-    void prepare() override { install_plugin("network.vorn"); }
+    void prepare() override
+    {
+        shell("ip link add br0 type veth peer name cable");
+        install_plugin("network.vorn");
+    }
 };
+
+class AddressPoolFaults : public AddressPoolsOfNetworks,
+                          public testing::WithParamInterface<Fault> {};
 
 TEST_P(AddressPoolFaults, AreRefusedAndChangeNothing)
 {
@@ -371,14 +404,43 @@ TEST_P(AddressPoolFaults, AreRefusedAndChangeNothing)
 INSTANTIATE_TEST_SUITE_P(Of, AddressPoolFaults, testing::ValuesIn(faults),
                          [](const auto &each) { return std::string(each.param.name); });
 
-class AddressPoolsOfNetworks : public AddressPools {
-protected:
-    void prepare() override
-    {
-        shell("ip link add br0 type veth peer name cable");
-        install_plugin("network.vorn");
-    }
-};
+TEST_F(AddressPoolsOfNetworks, KeepTheirInterface)
+{
+    install_plugin("schema.vorn");
+    shut_down();
+    boot();
+    change("<insert><interface name=\"br0\"><kind>ethernet</kind></interface></insert>"
+           "<insert><interface name=\"br-guest\"><kind>bridge</kind></interface></insert>");
+
+    EXPECT_EQ(
+        shell("vornctl delete interface br0 2>&1; echo $?"),
+        "vornctl: Property \"interface\" of instance \"lan\" of class \"dhcp-pool\": there is "
+        "no interface \"br0\".\n1\n");
+    EXPECT_EQ(
+        shell("vornctl set dhcp-pool lan interface=br-gest 2>&1; echo $?"),
+        "vornctl: Property \"interface\" of instance \"lan\" of class \"dhcp-pool\": there is "
+        "no interface \"br-gest\"; did you mean \"br-guest\"?\n1\n");
+}
+
+/* What can't be known is not held against a fixed lease. */
+TEST_F(AddressPoolsOfNetworks, TakeAnyFixedLeaseWhileANetworkIsNotKnown)
+{
+    constexpr char elsewhere[] = "<insert><dhcp-host name=\"nas\"><mac>00:11:22:33:44:66</mac>"
+                                 "<address>10.0.0.5</address></dhcp-host></insert>";
+    change("<insert><dhcp-pool name=\"more\"><first>172.16.0.2</first><last>172.16.0.9</last>"
+           "</dhcp-pool></insert>");
+    EXPECT_THAT(change(elsewhere), HasSubstr("<rc>0</rc>"));
+    change("<delete><dhcp-host name=\"nas\"/></delete>");
+
+    change("<update><dhcp-pool name=\"more\"><netmask>255.255.255.0</netmask></dhcp-pool></update>"
+           "<insert><address name=\"wan\"><kind>dhcp-address</kind><interface>br0</interface>"
+           "</address></insert>");
+    EXPECT_THAT(change(elsewhere), HasSubstr("<rc>0</rc>"));
+    change("<delete><dhcp-host name=\"nas\"/></delete>");
+
+    change("<delete><address name=\"wan\"/></delete>");
+    EXPECT_THAT(change(elsewhere), HasSubstr("it is in no network"));
+}
 
 TEST_F(AddressPoolsOfNetworks, DoNotRunWhereNobodyIsServed)
 {

@@ -396,8 +396,25 @@ TEST_F(AccessPoints, StartTheirDaemonAtOnceWithTheNextCommit)
     EXPECT_TRUE(comes_true([] { return !commands_run().empty(); }));
 }
 
+TEST_F(AccessPoints, WaitForARadioThatTheDeviceDoesNotHave)
+{
+    install_plugin("schema.vorn");
+    boot();
+    change("<insert><radio name=\"wlan6\"><mode>g</mode><channel>1</channel>"
+           "<status>up</status></radio></insert>");
+    EXPECT_EQ(value_of("radio", "wlan6", "state"), "waiting for wlan6");
+    EXPECT_EQ(shell("vornctl add radio wlan7 mode=g channel=1 status=up 2>&1; echo $?"),
+              "vornctl: recorded, but not applied: radio \"wlan7\": waiting for wlan7\n7\n");
+
+    shell("ip link add wlan6 type veth peer name air6");
+    EXPECT_TRUE(state_becomes("radio", "wlan6", "stopped"));
+    change("<update><radio name=\"wlan7\"><status>down</status></radio></update>");
+    EXPECT_EQ(value_of("radio", "wlan7", "state"), "stopped");
+}
+
 TEST_F(AccessPoints, EndTheirDaemonWithTheRadioOrTheLastNetwork)
 {
+    shell("ip link add wlan0 type veth peer name air");
     boot_and_forget();
 
     change("<delete><wireless-network/></delete>");
