@@ -56,6 +56,13 @@ Identifier find_identifier(const void *element, const char *property)
     return {false, nullptr};
 }
 
+void tell_that_plugins_are_not_remembered()
+{
+    vorn_debug_eprintf("Can't remember the plugins of this save: neither %s nor %s can be written. "
+                       "One that is missing at a later boot will lose what is its own.\n",
+                       paths::plugins_of_last_save, paths::plugins_beside_startup);
+}
+
 } // namespace
 
 } // namespace vorn
@@ -80,10 +87,11 @@ int vorn_config_copy_running_to_startup()
 {
     SaveReason reason;
     Stopwatch watch;
-    const bool written =
-        may_be_saved(reason) && keep_broken_file_first(reason) &&
+    if (may_be_saved(reason) && keep_broken_file_first(reason)) {
+        const bool remembered = remember_plugins();
         write_config(vorn_config_get_running(), paths::startup_config, FileKind::kept, reason);
-    if (written) remember_plugins();
+        if (!remembered) tell_that_plugins_are_not_remembered();
+    }
     note_save(reason);
     announce_change();
     note_save_took(watch.lap());

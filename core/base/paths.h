@@ -20,6 +20,7 @@ constexpr char broken_config_so_far[] = "/etc/config/config.xml.broken.new";
 constexpr char default_config[] = "/etc/defaultconfig.xml";
 constexpr char rescue_config[] = "/etc/rescueconfig.xml";
 constexpr char plugins_of_last_save[] = "/etc/vorn-plugins";
+constexpr char plugins_beside_startup[] = "/etc/config/vorn-plugins";
 constexpr char scratch_default[] = "/tmp/defaultconfig.xml";
 constexpr char scratch_checksum_list[] = "/tmp/defaultconfig.xml.md5";
 constexpr char scratch_digest[] = "/tmp/md5.gen";

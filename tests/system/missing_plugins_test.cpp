@@ -17,6 +17,7 @@ using namespace vorn::tests;
 constexpr char board_plugin[] = "/usr/lib/vorn/plugins/board.vorn";
 constexpr char copies_plugin[] = "/usr/lib/vorn/plugins/copies.vorn";
 constexpr char list_of_plugins[] = "/etc/vorn-plugins";
+constexpr char list_beside_startup[] = "/etc/config/vorn-plugins";
 constexpr char change_copies[] = "<lsql><update><Copies><rescue-to-default>no</rescue-to-default>"
                                  "</Copies></update></lsql>";
 constexpr char refusal[] =
@@ -153,6 +154,73 @@ TEST_F(MissingPlugins, AreForgottenWithTheirList)
     save_something();
 
     EXPECT_THAT(read_file(startup), Not(HasSubstr("mine")));
+}
+
+/* A device on whose disk the list has no place. */
+class UnwritableLists : public MissingPlugins {
+protected:
+    void SetUp() override
+    {
+        MissingPlugins::SetUp();
+        std::filesystem::remove(list_of_plugins);
+        block(list_of_plugins);
+    }
+
+    /* Where the new file would be made there is a folder. */
+    static void block(const char *list)
+    {
+        std::filesystem::create_directories(std::string(list) + ".new/x");
+    }
+    static void clear_way(const char *list)
+    {
+        std::filesystem::remove_all(std::string(list) + ".new");
+    }
+};
+
+TEST_F(UnwritableLists, ArePutBesideTheStartupFile)
+{
+    boot();
+    save_something();
+    EXPECT_THAT(read_file(list_beside_startup), HasSubstr("board.vorn\n"));
+    shut_down();
+    boot_without_board();
+
+    save_something();
+
+    EXPECT_EQ(read_file(startup), saved_);
+    EXPECT_TRUE(console_shows(refusal));
+}
+
+TEST_F(UnwritableLists, LeaveTheStartupFileAloneAgainWhenTheyCanBeWritten)
+{
+    boot();
+    shut_down();
+    clear_way(list_of_plugins);
+    install_plugin("alarms.vorn");
+    boot();
+
+    save_something();
+
+    EXPECT_THAT(read_file(list_of_plugins), HasSubstr("alarms.vorn\n"));
+    EXPECT_FALSE(exists(list_beside_startup));
+}
+
+TEST_F(UnwritableLists, AreToldOfByEverySaveAndTriedAgainByIt)
+{
+    block(list_beside_startup);
+    boot();
+    EXPECT_THAT(console(), Not(HasSubstr("remember the plugins")));
+
+    save_something();
+    EXPECT_TRUE(console_shows(
+        "vorn: Can't remember the plugins of this save: neither /etc/vorn-plugins nor "
+        "/etc/config/vorn-plugins can be written. One that is missing at a later boot will lose "
+        "what "
+        "is its own.\n"));
+
+    clear_way(list_of_plugins);
+    lsql("<lsql><insert><Radio name=\"new\"/></insert></lsql>");
+    EXPECT_THAT(read_file(list_of_plugins), HasSubstr("board.vorn\n"));
 }
 
 TEST_F(MissingPlugins, AreNotMeantByWhatNoPluginEverKnew)
