@@ -160,7 +160,7 @@ void dispatch_signals()
 /*
  * At most one: what else is due waits for the next pass, which does not block then. What beats
  * regularly must not end because memory is short for a moment, so the record of a timeout is kept
- * for its own handler, whatever else that registers first.
+ * for its own handler, whatever else that registers first, or runs in a loop of its own.
  */
 void dispatch_timeout()
 {
@@ -169,9 +169,9 @@ void dispatch_timeout()
 
     const EloopTimeout due = *first;
     eloop_data.timeout = due.next;
-    delete std::exchange(eloop_data.spare, first);
+    EloopTimeout *const of_outer_loop = std::exchange(eloop_data.spare, first);
     due.handler(due.eloop_data, due.user_data);
-    delete std::exchange(eloop_data.spare, nullptr);
+    delete std::exchange(eloop_data.spare, of_outer_loop);
 }
 
 /* Ends early when a handler unregisters a socket; the rest is reported again by the next wait. */

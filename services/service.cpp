@@ -315,6 +315,13 @@ int stop(const char *name, vorn_service &service, int signal_number, int limit_u
     return time_limit_passed;
 }
 
+/* One that was told to stop and did not would outlive the daemon, and be there twice afterwards. */
+bool may_outlive_the_daemon(const vorn_service &service)
+{
+    return service.state == ServiceState::running ||
+           (service.state == ServiceState::stopping && service.pid > 0 && process_exists(service));
+}
+
 /* Runs in signal context too, which may have struck into an allocation: nothing is freed. */
 void stop_for_shutdown(const char *name, vorn_service &service)
 {
@@ -420,7 +427,7 @@ void vorn_service_shutdown()
 {
     if (!service_table) return;
     for (auto [name, service] : service_table->services) {
-        if (service->state == ServiceState::running) stop_for_shutdown(name, *service);
+        if (may_outlive_the_daemon(*service)) stop_for_shutdown(name, *service);
     }
 }
 

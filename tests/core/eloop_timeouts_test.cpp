@@ -96,6 +96,37 @@ TEST_F(Timeouts, KeepTheirRecordWhateverTheirHandlerRegistersFirst)
     });
 }
 
+void end_the_inner_loop(void *, void *)
+{
+    eloop_terminate();
+}
+
+/* As a service's exit function may, which the tick calls. */
+void beat_after_a_loop_of_its_own(void *beats, void *)
+{
+    {
+        const AllocationsAllowed inner;
+        eloop_register_timeout(0, 0, end_the_inner_loop, nullptr, nullptr);
+    }
+    eloop_run();
+    vorn::eloop_data.terminate = 0;
+    if (++*static_cast<int *>(beats) == 3) return eloop_terminate();
+    EXPECT_EQ(eloop_register_timeout(1, 0, beat_after_a_loop_of_its_own, beats, nullptr), 0);
+}
+
+TEST_F(Timeouts, KeepTheirRecordWhileTheirHandlerRunsALoop)
+{
+    int beats = 0;
+    eloop_register_timeout(1, 0, beat_after_a_loop_of_its_own, &beats, nullptr);
+    for (int i = 0; i < 6; i++)
+        let_pass(100);
+
+    NeedsNoAllocation(eloop_run);
+
+    EXPECT_EQ(beats, 3);
+    vorn::eloop_data.terminate = 0;
+}
+
 TEST_F(Timeouts, OfZeroSecondsFireOnTheNextPassWithoutBlocking)
 {
     timeout("now", 0);

@@ -372,7 +372,7 @@ TEST_F(Shutdowns, LeaveAloneWhatIsNotRunning)
 {
     start_sleeper("web");
     vorn_service_set_exited_fn("idle", nullptr, nullptr);
-    vorn_service_stop("web", SIGCONT, 0);
+    vorn_service_stop("web", SIGTERM, 5000000);
     FakeCalls calls;
     log.set_level(1);
 
@@ -380,6 +380,18 @@ TEST_F(Shutdowns, LeaveAloneWhatIsNotRunning)
 
     EXPECT_EQ(log.text(), "");
     EXPECT_EQ(calls.signals, "");
+}
+
+TEST_F(Shutdowns, EndWhatWasToldToStopAndDidNot)
+{
+    start_sleeper("web");
+    const pid_t pid = record("web")->pid;
+    vorn_service_stop("web", SIGCONT, 0);
+
+    vorn_service_shutdown();
+
+    EXPECT_EQ(kill(pid, 0), -1);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
 }
 
 } // namespace
