@@ -89,8 +89,9 @@ int vorn_config_copy_running_to_startup()
     Stopwatch watch;
     if (may_be_saved(reason) && keep_broken_file_first(reason)) {
         const bool remembered = remember_plugins();
-        write_config(vorn_config_get_running(), paths::startup_config, FileKind::kept, reason);
-        if (!remembered) tell_that_plugins_are_not_remembered();
+        const bool written =
+            write_config(vorn_config_get_running(), paths::startup_config, FileKind::kept, reason);
+        if (written && !remembered) tell_that_plugins_are_not_remembered();
     }
     note_save(reason);
     announce_change();

@@ -132,8 +132,8 @@ VORN_API int vorn_service_stop(const char *name, int signal_number, int limit_us
 
 /**
  * Stops every service that runs, and every one that was told to stop and has not yet, in the order
- * of first use, with SIGTERM and five seconds, then with SIGKILL and one. Logged at level 1: "Stopping %s (%d)...\n". Called when the daemon is told to
- * end.
+ * of first use, with SIGTERM and five seconds, then with SIGKILL and one. Logged at level 1:
+ * "Stopping %s (%d)...\n". Called when the daemon is told to end.
  */
 VORN_API void vorn_service_shutdown(void);
 
