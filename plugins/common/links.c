@@ -12,6 +12,7 @@
 enum { soon_us = 100000, later_us = 700000 };
 
 static void (*tell)(void);
+static void (*tell_at_once)(void);
 static int is_due;
 
 static void look(void *eloop_data, void *data)
@@ -49,6 +50,12 @@ static void hear(int sock, void *eloop_data, void *data)
         count = recv(sock, message, sizeof message, MSG_DONTWAIT);
     } while (count > 0 || (count == -1 && (errno == ENOBUFS || errno == EINTR)));
     look_after(soon_us);
+    if (tell_at_once != NULL) tell_at_once();
+}
+
+void links_hear(void (*heard)(void))
+{
+    tell_at_once = heard;
 }
 
 int links_watch(void (*changed)(void))

@@ -10,6 +10,9 @@
 /** Calls back, a moment later, whenever a link has come, gone or changed. 0, or 1. */
 int links_watch(void (*changed)(void));
 
+/** Calls back at once, too. */
+void links_hear(void (*heard)(void));
+
 /** Calls back once more after a while, as if a link had changed. */
 void links_look_later(void);
 

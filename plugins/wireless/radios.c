@@ -11,6 +11,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "air.h"
 #include "bridges.h"
 #include "brief.h"
 #include "control.h"
@@ -37,6 +38,7 @@ struct radio {
     unsigned long frames; /* how many of them hostapd was started with */
     int is_to_leave;      /* hostapd is to end, or has, and may not have let go of the link */
     leftovers left;
+    air air;
     int64_t outside_since_us; /* of a bridge; 0 while none of its interfaces is */
     char power[8];
     brief setting; /* of the power */
@@ -209,9 +211,19 @@ static int is_same(const char *left, const char *right)
     return left != NULL && right != NULL && strcmp(left, right) == 0;
 }
 
-/* Whether its hostapd has had the time to put every interface into its bridge, and one is not. */
-static int is_cut_off(const struct radio *radio, const vorn_instances *configuration)
+static void look_at_air(struct radio *radio, const vorn_instances *configuration)
 {
+    air_look(&radio->air, supervise_pid(radio->program), configuration, radio->name);
+}
+
+/*
+ * Whether somebody has taken away what its hostapd has brought up, or it has had the time to put
+ * every interface into its bridge, and one is not.
+ */
+static int is_cut_off(struct radio *radio, const vorn_instances *configuration)
+{
+    look_at_air(radio, configuration);
+    if (air_has_lost(&radio->air, configuration, radio->name)) return 1;
     return strcmp(supervise_state(radio->program), "running") == 0 &&
            bridges_lack(configuration, radio->name);
 }
@@ -327,9 +339,9 @@ static void apply_all(const vorn_instances *configuration)
     vorn_instances_delete_iterator(walk);
 }
 
-static int has_lost_a_bridge(const vorn_instances *configuration)
+static int has_lost_something(const vorn_instances *configuration)
 {
-    const struct radio *radio = radios;
+    struct radio *radio = radios;
     while (radio != NULL && !is_cut_off(radio, configuration) &&
            bridges_sum(configuration, radio->name) == radio->bridges) {
         radio = radio->next;
@@ -347,7 +359,8 @@ void radios_commit(const vorn_instances *configuration, const vorn_changes *chan
 {
     if (!outcomes_concerns(&radio_outcomes, changes) &&
         !outcomes_concerns(&network_outcomes, changes) &&
-        !vorn_changes_contains_class(changes, "access-list") && !has_lost_a_bridge(configuration)) {
+        !vorn_changes_contains_class(changes, "access-list") &&
+        !has_lost_something(configuration)) {
         try_again();
         return;
     }
@@ -385,8 +398,16 @@ static void links_changed(void)
     }
 }
 
+/* At once: who takes something away the next moment takes away what was there. */
+static void links_heard(void)
+{
+    for (struct radio *radio = radios; radio != NULL; radio = radio->next)
+        look_at_air(radio, vorn_config_get_running());
+}
+
 int radios_watch(void)
 {
+    links_hear(links_heard);
     return links_watch(links_changed);
 }
 
@@ -424,11 +445,18 @@ static int is_without_link(const struct radio *radio)
     return (is_idle || strcmp(status, "failed") == 0) && bridges_number(radio->name) == 0;
 }
 
+static const char *reason_of_air(struct radio *radio, const vorn_instance *network)
+{
+    const vorn_instances *configuration = vorn_config_get_running();
+    look_at_air(radio, configuration);
+    return air_reason(&radio->air, configuration, radio->name, network);
+}
+
 const char *radios_state(const char *name)
 {
     static char waiting[32];
     const char *failure = outcomes_state(&radio_outcomes, name);
-    const struct radio *radio = find(name);
+    struct radio *radio = find(name);
     if (failure != NULL) return failure;
     if (radio == NULL) return "stopped";
     if (radio->is_to_leave) return "applying: it has not ended yet";
@@ -442,7 +470,14 @@ const char *radios_state(const char *name)
         snprintf(waiting, sizeof waiting, "waiting for %.15s", name);
         return waiting;
     }
-    return supervise_state(radio->program);
+    const char *missing = reason_of_air(radio, NULL);
+    return missing != NULL ? missing : supervise_state(radio->program);
+}
+
+const char *radios_off_air(const char *name, const vorn_instance *network)
+{
+    struct radio *radio = find(name);
+    return radio != NULL ? reason_of_air(radio, network) : NULL;
 }
 
 const char *radios_left_behind(const char *name)

@@ -19,6 +19,9 @@ int radios_kick(const char *station);
 /** How a radio is doing: why not, or the state of its hostapd. The text is good until a commit. */
 const char *radios_state(const char *name);
 
+/** Why that network has no link, or null; hostapd runs. The text is good until the next call. */
+const char *radios_off_air(const char *name, const vorn_instance *network);
+
 /** Why links of its hostapd from before are still there, or null: of no concern to its networks. */
 const char *radios_left_behind(const char *name);
 

@@ -126,6 +126,16 @@ static const char *radio_state(vorn_instance *instance, const char *property,
     return is_settled && left_behind != NULL ? left_behind : own;
 }
 
+/* Of a network whose hostapd runs. */
+static const char *why_cut_off(const vorn_instance *network, const char *radio)
+{
+    const vorn_instances *running = vorn_config_get_running();
+    const vorn_instance *on_the_air =
+        vorn_instances_get(running, "wireless-network", vorn_instance_get_name(network));
+    const char *reason = on_the_air != NULL ? radios_off_air(radio, on_the_air) : NULL;
+    return reason != NULL ? reason : bridges_reason(running, network, radios_may_be_joining(radio));
+}
+
 static const char *state_on_the_air(const vorn_instance *instance, vorn_refresh_info *info)
 {
     const char *name = vorn_instance_get_name(instance);
@@ -138,10 +148,7 @@ static const char *state_on_the_air(const vorn_instance *instance, vorn_refresh_
     }
     if (!hostapd_carries(instance, radio)) return "stopped";
     const char *state = radios_state(radio);
-    const char *reason =
-        strcmp(state, "running") == 0
-            ? bridges_reason(vorn_config_get_running(), instance, radios_may_be_joining(radio))
-            : NULL;
+    const char *reason = strcmp(state, "running") == 0 ? why_cut_off(instance, radio) : NULL;
     return reason != NULL ? reason : state;
 }
 
