@@ -90,13 +90,28 @@ Loadable take_rescue()
     return read_in_place(path, parse_config(path), Source::rescue);
 }
 
+/* For a default that was copied and is no configuration: the copy stays, to be looked at. */
+Loadable read_rescue_instead()
+{
+    const char *path = paths::rescue_config;
+    if (!exists(path)) return {};
+    Loadable taken{parse_config(path), Source::rescue};
+    if (taken.document) vorn_debug_eprintf("%s is read where it lies.\n", path);
+    return taken;
+}
+
 Loadable fallback()
 {
     BrokenFile broken;
-    Loadable taken = take_default(copy_default_or_report());
-    if (!taken.document && !libxml2_was_short_of_memory()) taken = take_rescue();
-    if (!taken.document && !libxml2_was_short_of_memory()) broken.keep();
+    const int code = copy_default_or_report();
+    const bool was_copied = code == 0;
+    Loadable taken = take_default(code);
+    if (!taken.document && !was_copied && !libxml2_was_short_of_memory()) taken = take_rescue();
     if (!taken.document) vorn_debug_eprintf("Unable to read the default either.");
+    if (!taken.document && was_copied && !libxml2_was_short_of_memory()) {
+        taken = read_rescue_instead();
+    }
+    if (!taken.document && !libxml2_was_short_of_memory()) broken.keep();
     return taken;
 }
 

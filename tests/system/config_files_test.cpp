@@ -130,6 +130,17 @@ TEST_F(ConfigurationFiles, FallBackFromABadDefaultToTheRescueWhenTheStartupFileI
                                      "vorn: Error 103 copying default config.\n"));
 }
 
+TEST_F(ConfigurationFiles, ReadTheRescueWhereItLiesWhenTheDefaultIsWholeAndNoConfiguration)
+{
+    const std::string no_configuration = "<configuration/>";
+    write_file(default_file, header_of(no_configuration) + "\n" + no_configuration);
+
+    expect_boot_from("rescued");
+    EXPECT_THAT(console(), HasSubstr("vorn: Unable to read the default either."
+                                     "vorn: /etc/rescueconfig.xml is read where it lies.\n"));
+    EXPECT_EQ(read_file(startup), no_configuration);
+}
+
 struct BadDefault {
     const char *name;
     std::string (*header)();

@@ -49,11 +49,13 @@ protected:
         return shell("md5sum </tmp/to-digest | cut -c1-32 | tr -d '\\n'");
     }
 
-    static std::string good_header()
+    static std::string header_of(const std::string &text)
     {
-        return "Version: 1\nLength: " + std::to_string(sizeof default_text - 1) +
-               "\nMD5sum: " + md5_of(default_text) + "\n";
+        return "Version: 1\nLength: " + std::to_string(text.size()) + "\nMD5sum: " + md5_of(text) +
+               "\n";
     }
+
+    static std::string good_header() { return header_of(default_text); }
 
     void expect_boot_from(const std::string &radio_name)
     {
