@@ -68,8 +68,8 @@ std::uint32_t hash_of(const ght_table &table, const ght_key &key)
 
 bool is_same(const ght_entry &entry, std::uint32_t hash, const ght_key &key)
 {
-    return entry.hash == hash && entry.key.length == key.length &&
-           (key.length == 0 || std::memcmp(entry.key.bytes, key.bytes, key.length) == 0);
+    return entry.hash == hash && entry.key_length == key.length &&
+           (key.length == 0 || std::memcmp(&entry + 1, key.bytes, key.length) == 0);
 }
 
 ght_entry **chain_of(const ght_table &table, std::uint32_t hash)
@@ -99,9 +99,8 @@ ght_entry *make_entry(const ght_table &table, void *data, std::uint32_t hash, co
         write_to_standard_error(report, sizeof report - 1);
         return nullptr;
     }
-    auto *entry = new (memory) ght_entry{data, nullptr, nullptr, nullptr, hash, key};
+    auto *entry = new (memory) ght_entry{data, nullptr, nullptr, nullptr, hash, key.length};
     if (key.length > 0) std::memcpy(entry + 1, key.bytes, key.length);
-    entry->key.bytes = entry + 1;
     return entry;
 }
 
@@ -174,7 +173,7 @@ void overflow_bucket(ght_table &table, std::uint32_t hash)
     *place = nullptr;
     unlink_from_order(table, last);
     table.entries--;
-    if (table.overflow) table.overflow(last->data, last->key.bytes);
+    if (table.overflow) table.overflow(last->data, last->key().bytes);
     table.release(last);
 }
 
@@ -213,7 +212,7 @@ void settle_buckets(ght_table &table)
 
     table.has_visible_buckets = visible;
     for (ght_entry *entry = table.oldest; entry; entry = entry->newer)
-        entry->hash = hash_of(table, entry->key);
+        entry->hash = hash_of(table, entry->key());
     link_all_anew(table);
 }
 
@@ -238,7 +237,7 @@ void *step(ght_iterator *iterator, ght_entry *entry, const void **key)
 {
     iterator->current = entry;
     iterator->next = entry ? entry->newer : nullptr;
-    if (key) *key = entry ? entry->key.bytes : nullptr;
+    if (key) *key = entry ? entry->key().bytes : nullptr;
     return entry ? entry->data : nullptr;
 }
 
@@ -396,7 +395,7 @@ void ght_rename(ght_table *table, unsigned int key_length, const void *key, cons
 
     *place = entry->next;
     std::memcpy(entry + 1, other, key_length);
-    entry->hash = hash_of(*table, entry->key);
+    entry->hash = hash_of(*table, entry->key());
     link_in_chain(*table, entry);
 }
 
@@ -424,7 +423,7 @@ ght_table *ght_copy(const ght_table *source, void *(*copy_data)(void *data, void
 
     copy->rehash = source->rehash;
     for (const ght_entry *each = source->oldest; each; each = each->newer) {
-        ght_entry *entry = make_entry(*copy, nullptr, each->hash, each->key);
+        ght_entry *entry = make_entry(*copy, nullptr, each->hash, each->key());
         void *data = entry ? copy_data(each->data, context) : nullptr;
         if (!data) {
             if (entry) copy->release(entry);

@@ -12,7 +12,9 @@ struct ght_entry {
     ght_entry *older; /* in the order of insertion */
     ght_entry *newer;
     std::uint32_t hash;
-    ght_key key;
+    std::uint32_t key_length;
+
+    ght_key key() const { return {key_length, this + 1}; }
 };
 
 /*

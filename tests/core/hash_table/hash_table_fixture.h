@@ -25,7 +25,7 @@ inline Names order_of(ght_table *table)
     ght_iterator iterator;
     const void *key = nullptr;
     for (ght_first(table, &iterator, &key); key; ght_next(table, &iterator, &key)) {
-        names.emplace_back(static_cast<const char *>(key), iterator.current->key.length);
+        names.emplace_back(static_cast<const char *>(key), iterator.current->key_length);
     }
     return names;
 }
@@ -35,8 +35,9 @@ inline Names implied_chain_of(const ght_table *table, std::uint32_t bucket)
 {
     Names names;
     for (const ght_entry *entry = table->newest; entry; entry = entry->older) {
-        if (ght_one_at_a_time_hash(&entry->key) % table->buckets != bucket) continue;
-        names.emplace_back(static_cast<const char *>(entry->key.bytes), entry->key.length);
+        const ght_key key = entry->key();
+        if (ght_one_at_a_time_hash(&key) % table->buckets != bucket) continue;
+        names.emplace_back(static_cast<const char *>(key.bytes), key.length);
     }
     return names;
 }
@@ -47,7 +48,7 @@ inline Names chain_of(const ght_table *table, std::uint32_t bucket)
     if (!table->has_visible_buckets) return implied_chain_of(table, bucket);
     Names names;
     for (const ght_entry *entry = table->chains[bucket]; entry; entry = entry->next) {
-        names.emplace_back(static_cast<const char *>(entry->key.bytes), entry->key.length);
+        names.emplace_back(static_cast<const char *>(entry->key().bytes), entry->key_length);
     }
     return names;
 }

@@ -27,7 +27,7 @@ Names overflown;
 void note_overflow(void *, const void *key)
 {
     const ght_entry *entry = static_cast<const ght_entry *>(key) - 1;
-    overflown.emplace_back(static_cast<const char *>(key), entry->key.length);
+    overflown.emplace_back(static_cast<const char *>(key), entry->key_length);
 }
 
 class Model {
@@ -170,7 +170,7 @@ protected:
         ght_iterator iterator;
         const void *key = nullptr;
         for (ght_first(table, &iterator, &key); key; ght_next(table, &iterator, &key)) {
-            const std::uint32_t length = iterator.current->key.length;
+            const std::uint32_t length = iterator.current->key_length;
             walked.emplace_back(static_cast<const char *>(key), length);
             if (pick(4) != 0) continue;
             ASSERT_EQ(ght_remove(table, length, key), model.remove(walked.back()));
