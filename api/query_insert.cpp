@@ -21,6 +21,14 @@ bool is_complete(QueryOperation &operation, const vorn_instance *instance)
     return valid;
 }
 
+ExpectedValues values_in(const xmlNode &element)
+{
+    ExpectedValues expected;
+    for (const xmlNode *child = element.children; child; child = child->next)
+        expected.add(or_empty(text_in(child)));
+    return expected;
+}
+
 bool insert_instance(QueryOperation &operation, xmlNode *element)
 {
     QueryRequest &request = operation.request;
@@ -31,8 +39,9 @@ bool insert_instance(QueryOperation &operation, xmlNode *element)
         return false;
     }
     const char *name = vorn_util_xmlGetProp(element, "name");
-    Owned<vorn_instance> instance(vorn_instance_new(vorn_classes_get(class_name), name));
-    if (!instance) {
+    Owned<vorn_instance> instance;
+    if (make_instance(*vorn_classes_get(class_name), name, values_in(*element), instance) !=
+        Outcome::done) {
         report(operation, "Bad instance name \"%s\" of class \"%s\".", shown(name), shown_class);
         return false;
     }

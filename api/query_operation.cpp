@@ -123,8 +123,7 @@ bool set_property(QueryOperation &operation, const Written &written, const xmlNo
 {
     const char *name = plain(element->name);
     const char *class_name = written.instance->klass->name.get();
-    const char *text = text_in(element);
-    const char *value = text ? text : "";
+    const char *value = or_empty(text_in(element));
 
     const vorn_property *property = vorn_class_get_property(written.instance->klass, name);
     if (!property) {

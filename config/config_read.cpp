@@ -71,6 +71,14 @@ bool is_valid(const vorn_instance &instance)
     return valid;
 }
 
+ExpectedValues values_in(const WrittenInstance &written)
+{
+    ExpectedValues expected;
+    for (const WrittenValue &each : written)
+        expected.add(or_empty(written.text_at(each.text)));
+    return expected;
+}
+
 /* Into the store and the change set, or into neither: providers know of all that is served. */
 Outcome take_over(Owned<vorn_instance> &instance, vorn_instances *instances, vorn_changes *changes)
 {
@@ -117,7 +125,8 @@ bool read_instance(const WrittenInstance &written, vorn_instances *instances, vo
 
     const char *name = written.text_at(written.instance_name);
     Owned<vorn_instance> instance;
-    const Outcome outcome = make_instance(*vorn_classes_get(class_name), name, instance);
+    const Outcome outcome =
+        make_instance(*vorn_classes_get(class_name), name, values_in(written), instance);
     if (outcome != Outcome::done) {
         vorn_debug_eprintf("Bad instance name \"%s\" of class \"%s\"- skipping.\n", shown(name),
                            class_name);
@@ -126,8 +135,8 @@ bool read_instance(const WrittenInstance &written, vorn_instances *instances, vo
     if (name && is_too_long(*instance, "the name", name)) return true;
     bool whole = true;
     for (const WrittenValue &each : written) {
-        const char *text = written.text_at(each.text);
-        whole &= read_value(*instance, each.property, text ? text : "", unknown);
+        whole &=
+            read_value(*instance, each.property, or_empty(written.text_at(each.text)), unknown);
     }
     if (!is_valid(*instance)) return whole;
     return take_over_or_tell(std::move(instance), instances, changes) && whole;
@@ -152,7 +161,7 @@ bool add_missing_singletons(vorn_instances *instances, vorn_changes *changes)
             continue;
         }
         Owned<vorn_instance> instance;
-        Outcome outcome = make_instance(*klass, nullptr, instance);
+        Outcome outcome = make_instance(*klass, nullptr, {}, instance);
         if (outcome == Outcome::done) outcome = take_over(instance, instances, changes);
         whole &= is_final(outcome);
     }

@@ -39,6 +39,11 @@ bool may_have_instance(const vorn_class &klass, const char *name)
     return true;
 }
 
+unsigned int most_values(const vorn_class &klass)
+{
+    return klass.properties.size() + (klass.superclass ? most_values(*klass.superclass) : 0);
+}
+
 Outcome judge(const vorn_property &property, const char *value, const vorn_class &klass)
 {
     if (!property.is_valid) {
@@ -70,9 +75,7 @@ const char *find_value(const vorn_instance &instance, const char *name)
 
 bool store_value(vorn_instance &instance, const vorn_property &property, const char *value)
 {
-    SharedText text = SharedText::of(value);
-    return text &&
-           instance.values.set(property, std::move(text), instance.klass->properties.size());
+    return instance.values.set(property, value, instance.klass->properties.size());
 }
 
 const vorn_property *first_missing(const vorn_instance &instance, const vorn_class &klass)
@@ -170,7 +173,8 @@ InstanceListener listener_of(const vorn_instance &instance)
                 : InstanceListener{nullptr, nullptr};
 }
 
-Outcome make_instance(vorn_class &klass, const char *name, Owned<vorn_instance> &made)
+Outcome make_instance(vorn_class &klass, const char *name, const ExpectedValues &expected,
+                      Owned<vorn_instance> &made)
 {
     if (!may_have_instance(klass, name)) return Outcome::refused;
 
@@ -179,6 +183,9 @@ Outcome make_instance(vorn_class &klass, const char *name, Owned<vorn_instance> 
     instance->klass = &klass;
     instance->name = SharedText::of(name);
     if (name && !instance->name) return Outcome::out_of_memory;
+    if (expected.count() <= most_values(klass) && !instance->values.expect(expected)) {
+        return Outcome::out_of_memory;
+    }
     made = std::move(instance);
     return Outcome::done;
 }
@@ -213,7 +220,7 @@ vorn_instance *vorn_instance_new(vorn_class *klass, const char *name)
     if (absent(klass, "class")) return nullptr;
 
     Owned<vorn_instance> instance;
-    make_instance(*klass, name, instance);
+    make_instance(*klass, name, {}, instance);
     return instance.release();
 }
 

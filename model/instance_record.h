@@ -29,8 +29,12 @@ struct InstanceListener {
 /* Who is told of a value that is set: whoever was set last, for the instance or for its store. */
 InstanceListener listener_of(const vorn_instance &instance);
 
-/* As vorn_instance_new and vorn_instance_set_value, which say less of why they fail. */
-Outcome make_instance(vorn_class &klass, const char *name, Owned<vorn_instance> &made);
+/*
+ * As vorn_instance_new and vorn_instance_set_value, which say less of why they fail. What is
+ * expected should be all that is going to be set; what no instance of the class can hold is not.
+ */
+Outcome make_instance(vorn_class &klass, const char *name, const ExpectedValues &expected,
+                      Owned<vorn_instance> &made);
 Outcome set_value(vorn_instance &instance, const char *property, const char *value);
 
 /* Whether the instance's own listener is older than what was set for its store. */

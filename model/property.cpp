@@ -7,11 +7,35 @@
 #include "core/guard.h"
 #include "model/property_record.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 namespace vorn {
 
+constinit const vorn_property **numbered_properties = nullptr;
+
 namespace {
+
+constinit std::uint32_t numbers_given = 0;
+constinit std::uint32_t numbers_there = 0;
+
+/* Properties come while plugins are loaded, and stay: numbers need not be given twice. */
+bool give_number(vorn_property &property)
+{
+    constexpr std::uint32_t first_room = 64;
+    if (numbers_given == numbers_there) {
+        const std::uint32_t room = std::max(first_room, 2 * numbers_there);
+        auto **grown = static_cast<const vorn_property **>(
+            noted(std::realloc(numbered_properties, room * sizeof *numbered_properties)));
+        if (!grown) return false;
+        numbered_properties = grown;
+        numbers_there = room;
+    }
+    property.number = numbers_given;
+    numbered_properties[numbers_given++] = &property;
+    return true;
+}
 
 /* Without memory the old text stays. */
 int replace(Text &text, const char *by)
@@ -28,6 +52,14 @@ int replace(Text &text, const char *by)
 
 using namespace vorn;
 
+vorn_property::~vorn_property()
+{
+    if (number == no_number) return;
+    numbered_properties[number] = nullptr;
+    while (numbers_given > 0 && !numbered_properties[numbers_given - 1])
+        numbers_given--;
+}
+
 vorn_property *vorn_property_new(const char *name)
 {
     if (absent(name, "name")) return nullptr;
@@ -36,7 +68,7 @@ vorn_property *vorn_property_new(const char *name)
     if (!property) return nullptr;
 
     property->name = copy_of(name);
-    if (!property->name) return nullptr;
+    if (!property->name || !give_number(*property)) return nullptr;
 
     return property.release();
 }

@@ -12,10 +12,16 @@ namespace vorn {
 /* Until its class is resolved a property may leave the answer to the class. */
 constexpr std::int32_t persistence_unset = -1;
 
+/* No property has it. */
+constexpr std::uint32_t no_number = 0xFFFFFFFF;
+
 } // namespace vorn
 
 struct vorn_property : vorn::Record {
+    ~vorn_property(); /* gives the number back */
+
     vorn::Text name;
+    std::uint32_t number = vorn::no_number; /* half the room of a pointer, or the same */
     std::int32_t readable = 1;
     std::int32_t writable = 1;
     std::int32_t required_on_insert = 0;
@@ -26,3 +32,10 @@ struct vorn_property : vorn::Record {
     vorn::Text syntax;
     vorn::Text reference; /* the class whose instances the values name; null for none */
 };
+
+namespace vorn {
+
+/* Every property of the process at the place of its number; the others are null. */
+extern constinit const vorn_property **numbered_properties;
+
+} // namespace vorn

@@ -174,8 +174,7 @@ void DeepCopy(benchmark::State &state)
         for (const vorn_instance *each : Walk(vorn_instances_new_iterator(running_config))) {
             vorn_instance *made = vorn_instance_new(each->klass, each->name.get());
             for (auto [property, text] : each->values)
-                made->values.set(*each->klass->properties.get(property), SharedText::of(text),
-                                 each->values.size());
+                made->values.set(*each->klass->properties.get(property), text, each->values.size());
             vorn_instances_add(copy, made);
         }
         state.PauseTiming();

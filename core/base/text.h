@@ -33,6 +33,11 @@ inline const char *shown(const char *text)
     return text ? text : "(null)";
 }
 
+inline const char *or_empty(const char *text)
+{
+    return text ? text : "";
+}
+
 /* A formatted string of whatever length it needs; empty when memory is gone. */
 Text format(const char *pattern, ...) VORN_PRINTF(1, 2);
 Text format_list(const char *pattern, std::va_list arguments) VORN_PRINTF(1, 0);

@@ -264,6 +264,16 @@ TEST_F(Insertions, AddInstancesAndTellTheProviders)
     EXPECT_THAT(commits, ElementsAre("changed Radio.r2; deleted"));
 }
 
+TEST_F(Insertions, PutTheTextsOfAnInstanceSideBySide)
+{
+    ask("<lsql><insert><Radio name=\"r2\"><channel>6</channel><mode>g</mode></Radio></insert>"
+        "</lsql>");
+
+    const vorn_instance *radio = vorn_instances_get(vorn_config_get_running(), "Radio", "r2");
+    EXPECT_EQ(vorn_instance_get_value(radio, "mode"),
+              vorn_instance_get_value(radio, "channel") + sizeof "6");
+}
+
 TEST_F(Insertions, ThatFailKeepTheInstancesBefore)
 {
     ask("<lsql><insert><Radio name=\"r2\"/><Radio name=\"r0\"/></insert></lsql>");

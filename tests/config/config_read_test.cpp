@@ -86,6 +86,16 @@ TEST_F(ConfigDocuments, BecomeInstancesInTheirOrder)
     expect_all_recorded();
 }
 
+/* A large configuration is many small texts, each of which would take a piece of its own. */
+TEST_F(ConfigDocuments, BecomeInstancesWhoseTextsLieSideBySide)
+{
+    load("<Radio name=\"r1\"><channel>6</channel><mode>11g</mode></Radio>");
+
+    const vorn_instance *radio = vorn_instances_get(store, "Radio", "r1");
+    EXPECT_EQ(vorn_instance_get_value(radio, "mode"),
+              vorn_instance_get_value(radio, "channel") + sizeof "6");
+}
+
 TEST_F(ConfigDocuments, AreUsedUp)
 {
     write(file, "<config>a<Board/>b<Nothing/></config>");

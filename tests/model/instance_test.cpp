@@ -34,6 +34,21 @@ TEST_F(Instances, BeginWithAClassANameAndNothingElse)
     EXPECT_EQ(instance->listener_data, nullptr);
 }
 
+/* Who fills it may be a client, who can send the same value again and again. */
+TEST_F(Instances, ExpectNoMoreValuesThanTheirClassHas)
+{
+    add_family("interface", "type", {"bridge"});
+    vorn_class *bridge = vorn_classes_get("bridge");
+    vorn::ExpectedValues expected;
+    expected.add("one");
+    expected.add("two");
+    Owned<vorn_instance> instance;
+
+    make_instance(*bridge, "br0", expected, instance);
+
+    EXPECT_EQ(instance->values.own_bytes(), 0U);
+}
+
 TEST_F(Instances, NeedAClass)
 {
     EXPECT_EQ(vorn_instance_new(nullptr, "radio0"), nullptr);
