@@ -47,6 +47,10 @@ constexpr int termination_limit_us = 5000000;
 constexpr int kill_limit_us = 1000000;
 constexpr std::int64_t microseconds_per_second = 1000000;
 constexpr pid_t no_process = -1;
+constexpr int unknown_status = -1;
+
+/* How the service ended whose exit function runs. */
+constinit int status_told = unknown_status;
 
 vorn_service *find_service(const char *name)
 {
@@ -143,6 +147,12 @@ bool process_exists(const vorn_service &service)
     return is_the_one_born(service.pid, service.birth);
 }
 
+void note_end(vorn_service &service, int status)
+{
+    service.status = status;
+    service.reaped = true;
+}
+
 std::int64_t now_us()
 {
     struct timespec now;
@@ -159,18 +169,19 @@ bool ends_within(vorn_service &service, std::int64_t limit_us)
     const AtRest at_rest;
     const std::int64_t start = now_us();
     for (;;) {
-        const pid_t reaped = waitpid(service.pid, nullptr, WNOHANG);
-        if (reaped == service.pid) service.reaped = true;
+        int status = unknown_status;
+        const pid_t reaped = waitpid(service.pid, &status, WNOHANG);
+        if (reaped == service.pid) note_end(service, status);
         if (reaped != 0 && !process_exists(service)) return true;
         if (now_us() - start > limit_us) return false;
     }
 }
 
-void note_reaped(pid_t pid)
+void note_reaped(pid_t pid, int status)
 {
     if (!service_table) return;
     for (auto [name, service] : service_table->services) {
-        if (service->pid == pid) service->reaped = true;
+        if (service->pid == pid && !service->reaped) note_end(*service, status);
     }
 }
 
@@ -218,11 +229,12 @@ void spawn(vorn_service &service, char *const arguments[], Output output, const 
 {
     const SignalsHeld held;
     const pid_t pid = vorn_command_spawn(arguments, output, directory);
-    if (pid > 0) note_reaped(pid); /* whoever had that number before */
+    if (pid > 0) note_reaped(pid, unknown_status); /* whoever had that number before */
     service.pid = pid;
     service.starter = getpid();
     service.birth = pid > 0 ? birth_of(pid) : 0;
     service.reaped = false;
+    service.status = unknown_status;
     service.state = ServiceState::running;
     if (!shows_commands()) return;
     std::fputc('\n', vorn_debug_get_stream());
@@ -277,7 +289,9 @@ void drop_service(const char *name, vorn_service *gone)
         const SignalsHeld held;
         dropped.reset(service_table->services.remove(name));
     }
+    status_told = dropped->status;
     if (dropped->exited_fn) dropped->exited_fn(dropped->exited_data);
+    status_told = unknown_status;
 }
 
 int start_service(const char *name, char *const arguments[], Output output, const char *directory)
@@ -414,6 +428,11 @@ int vorn_service_get_pid(const char *name)
     return service->pid > 0 ? static_cast<int>(service->pid) : 0;
 }
 
+int vorn_service_get_exit_status()
+{
+    return status_told;
+}
+
 int vorn_service_stop(const char *name, int signal_number, int limit_us)
 {
     vorn_service *service = find_service(name);
@@ -435,8 +454,9 @@ void vorn_service_shutdown()
 void vorn_service_sig_child(int, void *, void *)
 {
     const int error = errno;
-    for (pid_t reaped; (reaped = waitpid(-1, nullptr, WNOHANG)) > 0;)
-        note_reaped(reaped);
+    int status = unknown_status;
+    for (pid_t reaped; (reaped = waitpid(-1, &status, WNOHANG)) > 0;)
+        note_reaped(reaped, status);
     sig_child_received = 1;
     errno = error;
 }

@@ -25,6 +25,7 @@ struct vorn_service : Record {
     ServiceState state = ServiceState::stopped;
     pid_t pid = 0;       /* of the last start */
     bool reaped = false; /* the number is the process's no more */
+    int status = -1;     /* what the reaper was told; -1 while that is not known */
     pid_t starter = 0;   /* whose child it is: a daemon is another process after daemonising */
     unsigned long long birth = 0; /* of the process, to know it by when it is no child any more */
     Owned<PlannedStart> planned;

@@ -110,6 +110,13 @@ VORN_API int vorn_service_execvfd(const char *name, char *const arguments[], int
 VORN_API int vorn_service_get_pid(const char *name);
 
 /**
+ * For an exit function, while it runs: how the service's process ended, as waitpid gives it
+ * (WIFSIGNALED and so on take it apart). -1 when that is not known, because the service was never
+ * started or somebody else waited for its process, and outside of an exit function.
+ */
+VORN_API int vorn_service_get_exit_status(void);
+
+/**
  * Returns 1 when the service was started, has not been told to stop, and its process exists and is
  * no zombie; otherwise 0. Without actions no service has a process.
  */

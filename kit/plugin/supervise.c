@@ -15,6 +15,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "outlived.h"
@@ -30,8 +31,9 @@ enum {
     timers = 4,   /* what a program may wait for at a time */
     long_enough_ms = 60000,
     starting_ms = 500,
-    ending_ms = 3000, /* between SIGTERM and SIGKILL */
-    look_ms = 50,     /* how often an ending process is looked for */
+    last_words_ms = 3000, /* what was said so long before the end was about something else */
+    ending_ms = 3000,     /* between SIGTERM and SIGKILL */
+    look_ms = 50,         /* how often an ending process is looked for */
     looks_at_end = 5,
     piece_room = 1024,
     /* What a pipe holds, except for what a process that is left goes on writing. */
@@ -57,7 +59,9 @@ struct supervised {
     uint64_t files_read; /* how they were at its start */
     int output;          /* the pipe's end; -1 for none */
     struct words words;
-    char state[line_room + 16];
+    char reason[line_room + 32]; /* why it has failed; empty when that is not known */
+    const char *failure;         /* what can be said without */
+    char state[line_room + 48];
     void (*failed)(void *data);
     void *failed_data;
     const char *pid_file; /* null for none */
@@ -246,14 +250,40 @@ static void start_again(void *eloop_data, void *data)
     start(data);
 }
 
-static void pause_after(supervised *program, const char *reason)
+/* What was said at last is no reason of a program that somebody else ended. */
+static int ends_a_program_from_outside(int signal_number)
 {
-    char line[line_room];
-    if (program->words.text[0] != '\0') {
-        vorn_debug_eprintf("%s: %s\n", program->name,
-                           supervise_words_in_a_line(&program->words, line));
+    return signal_number == SIGKILL || signal_number == SIGTERM || signal_number == SIGINT ||
+           signal_number == SIGHUP || signal_number == SIGQUIT;
+}
+
+/* The status is as waitpid gives it, or -1. */
+static void find_reason(supervised *program, int status)
+{
+    char line[line_room] = "";
+    const int has_signal = status != -1 && WIFSIGNALED(status);
+    if (now_ms() - program->words.heard_ms <= last_words_ms &&
+        !(has_signal && ends_a_program_from_outside(WTERMSIG(status)))) {
+        supervise_words_in_a_line(&program->words, line);
     }
-    vorn_debug_eprintf("%s %s; it is started again in %d s.\n", program->name, reason,
+    program->failure = "has ended";
+    if (has_signal) {
+        snprintf(program->reason, sizeof program->reason, "ended by signal %d%s%s",
+                 WTERMSIG(status), *line != '\0' ? ": " : "", line);
+    } else if (*line == '\0' && status != -1 && WIFEXITED(status)) {
+        snprintf(program->reason, sizeof program->reason, "ended with status %d",
+                 WEXITSTATUS(status));
+    } else {
+        snprintf(program->reason, sizeof program->reason, "%s", line);
+    }
+}
+
+static void pause_now(supervised *program)
+{
+    if (program->reason[0] != '\0') {
+        vorn_debug_eprintf("%s: %s\n", program->name, program->reason);
+    }
+    vorn_debug_eprintf("%s %s; it is started again in %d s.\n", program->name, program->failure,
                        program->pause_s);
     program->phase = pausing;
     register_ms((int64_t)program->pause_s * 1000, start_again, program);
@@ -292,7 +322,8 @@ static void ended(void *data)
     close_output(program);
     forget_process(program);
     if (now_ms() - program->since_ms >= long_enough_ms) program->pause_s = 1;
-    pause_after(program, "has ended");
+    find_reason(program, vorn_service_get_exit_status());
+    pause_now(program);
 }
 
 static void start(supervised *program)
@@ -309,7 +340,9 @@ static void start(supervised *program)
     if (has_failed) {
         leave_up(program);
         close_output(program);
-        pause_after(program, "can't be started");
+        program->reason[0] = '\0';
+        program->failure = "can't be started";
+        pause_now(program);
     } else {
         note_process(program);
         register_ms(starting_ms, has_started, program);
@@ -456,7 +489,6 @@ int supervise_pid(const supervised *program)
 
 const char *supervise_state(supervised *program)
 {
-    char line[line_room];
     switch (program->phase) {
     case stopped:
         return "stopped";
@@ -468,13 +500,16 @@ const char *supervise_state(supervised *program)
         if (program->is_starting) return "starting"; /* or just ended, which is heard of next */
         if (vorn_service_is_running(program->name)) return "running";
         read_the_rest(program);
+        find_reason(program, -1);
         break;
     case pausing:
         break;
     }
-    if (program->words.text[0] == '\0') return "failed";
-    snprintf(program->state, sizeof program->state, "failed: %s",
-             supervise_words_in_a_line(&program->words, line));
+    if (program->reason[0] != '\0') {
+        snprintf(program->state, sizeof program->state, "failed: %s", program->reason);
+    } else {
+        snprintf(program->state, sizeof program->state, "failed: it %s", program->failure);
+    }
     return program->state;
 }
 

@@ -13,6 +13,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <string>
 #include <tuple>
 
@@ -24,6 +25,7 @@
 namespace {
 
 bool refuses_fork = false;
+std::int64_t ahead_us = 0; /* how much later it seems to be */
 
 } // namespace
 
@@ -35,6 +37,13 @@ pid_t __wrap_fork()
     if (!refuses_fork) return __real_fork();
     errno = EAGAIN;
     return -1;
+}
+
+std::int64_t __real_patience_now_us();
+
+std::int64_t __wrap_patience_now_us()
+{
+    return __real_patience_now_us() + ahead_us;
 }
 }
 
@@ -284,6 +293,12 @@ protected:
             Scene::tick();
     }
 
+    static void await_failure(const Scene &scene)
+    {
+        for (int i = 0; i < 500 && scene.told == 0; i++)
+            Scene::tick();
+    }
+
     CapturedLog log{0};
     CapturedStandardError unheard;
 };
@@ -299,8 +314,7 @@ TEST_F(LastWords, AreWaitedForByTheStateOfOneThatStarts)
 
     EXPECT_STREQ(supervise_state(scene.program), "starting");
 
-    for (int i = 0; i < 500 && scene.told == 0; i++)
-        Scene::tick();
+    await_failure(scene);
     EXPECT_STREQ(supervise_state(scene.program), "failed: why");
 }
 
@@ -317,6 +331,61 @@ TEST_F(LastWords, AreInTheStateOfOneThatHasJustEnded)
     scene.await_end();
 
     EXPECT_STREQ(supervise_state(scene.program), "failed: why");
+}
+
+struct End {
+    const char *name;
+    const char *script;
+    int signal_number; /* that somebody sends once it has spoken; 0 for none */
+    const char *state;
+};
+
+constexpr End ends[] = {
+    {"Killed", "echo started; exec sleep 1000", SIGKILL, "failed: ended by signal 9"},
+    {"ToldToEnd", "echo started; exec sleep 1000", SIGTERM, "failed: ended by signal 15"},
+    {"ThatAborts", "ulimit -c 0; echo why; kill -ABRT $$", 0, "failed: ended by signal 6: why"},
+    {"ThatSaysNothing", "exit 3", 0, "failed: ended with status 3"},
+    {"ThatSaysNothingAndIsContent", "exit 0", 0, "failed: ended with status 0"},
+    {"ThatSaysWhy", "echo why; exit 3", 0, "failed: why"},
+};
+
+class Ends : public LastWords, public testing::WithParamInterface<End> {};
+
+TEST_P(Ends, AreInTheState)
+{
+    Scene scene;
+    const char *const program[] = {"sh", "-c", GetParam().script, nullptr};
+    supervise_run(scene.program, program);
+    for (int i = 0; i < 500 && scene.told == 0; i++) {
+        const pid_t process = supervise_pid(scene.program);
+        const bool has_spoken = *supervise_words(scene.program) != '\0';
+        if (has_spoken && process > 0) kill(process, GetParam().signal_number);
+        Scene::tick();
+    }
+
+    EXPECT_STREQ(supervise_state(scene.program), GetParam().state);
+    EXPECT_NE(log.text().find(std::string(GetParam().state).substr(8)), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, Ends, testing::ValuesIn(ends),
+                         [](const auto &each) { return std::string(each.param.name); });
+
+constexpr const char *says_hello_and_ends_when_told[] = {
+    "sh", "-c", "trap 'exit 3' USR1; echo hello; while :; do sleep 0.01; done", nullptr};
+
+TEST_F(LastWords, AreNoneOnceTheyWereSaidLongAgo)
+{
+    Scene scene;
+    supervise_run(scene.program, says_hello_and_ends_when_told);
+    await_running(scene);
+    ASSERT_STREQ(supervise_words(scene.program), "hello\n");
+    ahead_us += 3100000;
+    scene.first = supervise_pid(scene.program);
+    ASSERT_GT(scene.first, 0);
+    kill(scene.first, SIGUSR1);
+    await_failure(scene);
+
+    EXPECT_STREQ(supervise_state(scene.program), "failed: ended with status 3");
 }
 
 std::string name_of(const testing::TestParamInfo<std::tuple<Row, std::size_t>> &each)

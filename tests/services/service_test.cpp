@@ -124,6 +124,56 @@ TEST_F(Services, HaveAProcessUntilTheyAreStopped)
     EXPECT_EQ(vorn_service_get_pid("imagined"), 0);
 }
 
+/* What an exit function is told of how the process ended. */
+class EndedServices : public Services {
+protected:
+    static int status_told_of(const char *name)
+    {
+        int told = 0;
+        vorn_service_set_exited_fn(
+            name,
+            [](void *status) { *static_cast<int *>(status) = vorn_service_get_exit_status(); },
+            &told);
+        poll_after_an_exit();
+        return told;
+    }
+    static void await_end(const char *name)
+    {
+        siginfo_t info;
+        waitid(P_PID, static_cast<id_t>(record(name)->pid), &info, WEXITED | WNOWAIT);
+    }
+};
+
+TEST_F(EndedServices, TellTheirStatus)
+{
+    ASSERT_EQ(vorn_service_execl("web", "sh", "-c", "exit 3", nullptr), 0);
+    await_end("web");
+    const int status = status_told_of("web");
+
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 3);
+    EXPECT_EQ(vorn_service_get_exit_status(), -1);
+}
+
+TEST_F(EndedServices, TellTheirSignal)
+{
+    start_sleeper("web");
+    kill(record("web")->pid, SIGKILL);
+    await_end("web");
+    const int status = status_told_of("web");
+
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGKILL);
+}
+
+TEST_F(EndedServices, DoNotKnowWhatAnotherWasTold)
+{
+    start_and_end("web");
+    waitpid(record("web")->pid, nullptr, 0);
+
+    EXPECT_EQ(status_told_of("web"), -1);
+}
+
 TEST_F(Services, AreListedWithStateAndProcess)
 {
     const std::pair<ServiceState, pid_t> states[] = {

@@ -615,7 +615,7 @@ TEST_F(AccessPoints, AreTriedAtOnceWhenTheirRadioIsPluggedIn)
     shell("ip link add wlan0 type bridge");
 
     EXPECT_TRUE(console_shows("it is started again in 1 s.", 2));
-    EXPECT_EQ(value_of("radio", "wlan0", "state"), "failed");
+    EXPECT_EQ(value_of("radio", "wlan0", "state"), "failed: ended with status 1");
 }
 
 TEST_F(AccessPoints, WaitForABridgeAndNeverSayThatTheyRunWhileTheyAreCutOff)

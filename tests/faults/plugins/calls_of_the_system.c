@@ -56,6 +56,11 @@ static enum outcome service_get_pid(void)
     return done_if(vorn_service_get_pid("lasting") > 0);
 }
 
+static enum outcome service_get_exit_status(void)
+{
+    return done_if(vorn_service_get_exit_status() == -1);
+}
+
 static enum outcome service_is_running(void)
 {
     return done_if(vorn_service_is_running("lasting"));
@@ -119,6 +124,7 @@ const struct call system_calls[] = {
     {"vorn_service_execlod", service_execlod, FREES},
     {"vorn_service_execvfd", service_execvfd, TAKES_NONE},
     {"vorn_service_get_pid", service_get_pid, TAKES_NONE},
+    {"vorn_service_get_exit_status", service_get_exit_status, TAKES_NONE},
     {"vorn_service_is_running", service_is_running, TAKES_NONE},
     {"vorn_socket_get_tcp", get_tcp, FREES},
     {"vorn_socket_get_unix", get_unix, FREES},

@@ -102,9 +102,10 @@ int supervise_is_running(const supervised *program);
 
 /**
  * How it is doing, for a property "state": "stopped"; "starting" for half a second; "running";
- * "failed: " and what it said last, or "failed" when it said nothing, while it waits for its next
- * start; "starting: ..." and "applying: ..." while its process from before has not ended yet. The
- * text is good until the next call for this program.
+ * "failed: " and what it said in the seconds before its end, or how it ended ("failed: ended by
+ * signal 9", "failed: ended with status 1") when it said nothing or somebody else ended it, while
+ * it waits for its next start; "starting: ..." and "applying: ..." while its process from before
+ * has not ended yet. The text is good until the next call for this program.
  */
 const char *supervise_state(supervised *program);
 
