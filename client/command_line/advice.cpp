@@ -212,6 +212,13 @@ std::string explained(const std::string &error, const Schema &schema, const Targ
                                                " is not valid for class ");
         return go_on(told, did_you_mean(property, schema.properties_of(owner)));
     }
+    const std::size_t lacking = error.find("is required on insert but not set");
+    if (lacking != std::string::npos) {
+        const Property *required = schema.find_property(quoted_after(error, " of class "),
+                                                        quoted_after(error, "Property "));
+        const std::string valid = required ? valid_values(*required) : "";
+        return told + (valid.empty() ? "" : " Valid is: " + valid);
+    }
     if (const Property *refused = refused_property(error, schema, target, values)) {
         const std::string valid = valid_values(*refused);
         const std::string value = std::find_if(values.begin(), values.end(), [&](const auto &each) {

@@ -223,7 +223,16 @@ private:
 
     void take_unknown(const std::string &name)
     {
-        if (name != "--") unexpected_.push_back(words_[at_ - 1]);
+        if (name == "--") return;
+        unexpected_.push_back(words_[at_ - 1]);
+        std::vector<std::string> options;
+        for (const OptionWord &each : common)
+            options.emplace_back(each.name);
+        if (invocation_.verb) {
+            for (const OptionWord &each : invocation_.verb->options)
+                options.emplace_back(each.name);
+        }
+        meant_ = did_you_mean(name, options);
     }
 
     Invocation answer(bool asks_for_help)
@@ -254,7 +263,7 @@ private:
                                                    : "The following arguments were not expected:";
         for (const std::string &each : unexpected_)
             text += " " + each;
-        fail(text);
+        fail(text + meant_);
     }
 
     const std::vector<std::string> &words_;
@@ -262,6 +271,7 @@ private:
     bool only_words_ = false;
     std::optional<std::string> attached_;
     std::vector<std::string> unexpected_;
+    std::string meant_; /* by the last of them that is an option */
     Invocation invocation_;
 };
 

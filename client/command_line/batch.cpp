@@ -2,6 +2,7 @@
 /* vornctl batch: the changes in a file, in one transaction. */
 #include <algorithm>
 
+#include "advice.h"
 #include "arguments.h"
 #include "change.h"
 #include "failure.h"
@@ -14,8 +15,11 @@ namespace {
 
 Change parse_line(const std::vector<std::string> &words, const std::string &place)
 {
-    if (!is_change(words[0])) {
-        throw Failure(misused, place + "\"" + words[0] + "\" is none of set, add and delete");
+    const std::vector<std::string> &verbs = change_verbs();
+    if (std::find(verbs.begin(), verbs.end(), words[0]) == verbs.end()) {
+        throw Failure(misused, place + "\"" + words[0] +
+                                   "\" is none of set, unset, add, delete and rename" +
+                                   did_you_mean(words[0], verbs));
     }
     try {
         return change_of(parse_words(*find_verb(words[0]), {words.begin() + 1, words.end()}),

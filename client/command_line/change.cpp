@@ -135,6 +135,11 @@ private:
     /* A property of the class with a value is one, where a name was forgotten. */
     void expect_name(const Change &change, const Target &target) const
     {
+        if (change.operation == "add" && (!target.name || target.name->empty())) {
+            fail(change, misused,
+                 target.name ? "a name can't be empty"
+                             : "the name of the new " + target.class_name + " is missing");
+        }
         if (!target.name || (change.operation != "add" && change.operation != "set")) return;
         const std::string &name = *target.name;
         const std::string property =
@@ -153,8 +158,9 @@ private:
         if (begins_with_name(change)) {
             if (words_[0] != "-") target.name = words_[0];
             words_.erase(words_.begin());
-            expect_name(change, target);
         }
+        const Class *klass = schema_.find(change.class_name);
+        if (target.name || (klass && klass->is_named())) expect_name(change, target);
         if (!change.where.empty()) expect_there(change, properties_in(change.where));
         return target;
     }
@@ -357,6 +363,7 @@ private:
         if (!target.name || words_.size() != 1) {
             fail(change, misused, "rename takes a class, a name and the new name");
         }
+        if (words_[0].empty()) fail(change, misused, "a name can't be empty");
         expect_there(change, {});
         const Class *klass = schema_.find(target.class_name);
         if (!klass) {
@@ -443,9 +450,10 @@ bool refuses_the_empty_text(const Failure &failure)
 
 } // namespace
 
-bool is_change(const std::string &verb)
+const std::vector<std::string> &change_verbs()
 {
-    return contains({"set", "add", "delete", "unset", "rename"}, verb);
+    static const std::vector<std::string> verbs = {"set", "unset", "add", "delete", "rename"};
+    return verbs;
 }
 
 Change change_of(const Invocation &invocation, const std::string &place)

@@ -20,7 +20,7 @@ struct Change {
 };
 
 /* Which verbs make a change, and may stand in a file of changes. */
-bool is_change(const std::string &verb);
+const std::vector<std::string> &change_verbs();
 
 /* The change that an invocation of one of them asks for. */
 Change change_of(const Invocation &invocation, const std::string &place = {});

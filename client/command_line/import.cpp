@@ -134,11 +134,14 @@ void expect_not_moved_on(const Invocation &invocation, const std::string &export
 {
     if (exported.empty() || present.empty() || is_same_commit(exported, present)) return;
     if (invocation.has("--force") || invocation.has("--merge")) return;
-    throw Failure(refused, invocation.word(0) +
-                               ": the device has changed since this was exported (commit " +
-                               number_of(exported) + ", now " + number_of(present) +
-                               "); --dry-run shows what would be lost, --force imports it all the "
-                               "same, --merge keeps what the file lacks");
+    const bool is_other_start = number_of(exported) == number_of(present);
+    throw Failure(refused,
+                  invocation.word(0) + ": the device has changed since this was exported (" +
+                      (is_other_start
+                           ? "during an earlier run, or from another device"
+                           : "commit " + number_of(exported) + ", now " + number_of(present)) +
+                      "); --dry-run shows what would be lost, --force imports it all the "
+                      "same, --merge keeps what the file lacks");
 }
 
 /* Nothing is left to change; what the file asks for may be applied or saved all the same, or not.

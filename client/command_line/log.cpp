@@ -39,7 +39,7 @@ std::string file_of(const Instance &log)
 
 [[noreturn]] void refuse_unreadable(const Instance &log, const std::string &name, int error)
 {
-    if (error == ENOENT && log.value("enabled") == "off") {
+    if (error == ENOENT && log.value("status") == "stopped") {
         throw Failure(differs, "there is no log yet: \"vornctl set log enabled=on\" starts it");
     }
     throw Failure(misused, name + ": " + std::strerror(error));

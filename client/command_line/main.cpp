@@ -34,11 +34,14 @@ try {
     const std::optional<Instance> saves = saves_of(device);
     const std::string broken = saves ? saves->value("broken") : "";
     if (broken.empty()) return;
-    std::cerr << "vornctl: warning: this device runs without its configuration, which could not be "
-                 "read and is kept as "
-              << shown(broken)
+    const std::string boot = saves->value("boot");
+    const bool has_another = boot == "nothing" ? saves->value("result") == "saved" : !boot.empty();
+    std::cerr << "vornctl: warning: this device "
+              << (has_another ? "has started without its configuration once"
+                              : "runs without its configuration")
+              << ", which could not be read and is kept as " << shown(broken)
               << "; repair it and \"vornctl import\" it, or configure it again, then \"vornctl "
-                 "forget-broken\"\n";
+                 "forget-broken\" ends this warning\n";
 } catch (const Failure &) {
     return;
 }

@@ -101,16 +101,24 @@ TEST_F(BrokenFiles, AreKeptUntilSomebodyForgetsThem)
     std::filesystem::remove(rescue);
     write_file(startup, broken_text);
     boot();
+    constexpr char ping[] = "vornctl ping 2>&1";
+    EXPECT_THAT(shell(ping), HasSubstr("warning: this device runs without its configuration"));
     lsql(add_radio);
+    const auto tells_how_to_end_it =
+        testing::AllOf(HasSubstr("warning: this device has started without its configuration once"),
+                       HasSubstr("\"vornctl forget-broken\" ends this warning"));
+    EXPECT_THAT(shell(ping), tells_how_to_end_it);
     shut_down();
     boot();
     EXPECT_THAT(lsql(select_save), HasSubstr("<boot>startup</boot><broken>/etc/config"));
 
+    EXPECT_THAT(shell(ping), tells_how_to_end_it);
     EXPECT_THAT(inform("save", {"action=nothing"}), HasSubstr("ERR"));
     EXPECT_EQ(read_file(broken_file), broken_text);
     EXPECT_EQ(inform("save", {"action=forget-broken"}), "OK\n");
 
     EXPECT_THAT(lsql(select_save), HasSubstr("<broken/>"));
+    EXPECT_THAT(shell(ping), testing::Not(HasSubstr("warning")));
     EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
     EXPECT_EQ(inform("save", {"action=forget-broken"}), "OK\n");
 }

@@ -114,6 +114,12 @@ TEST_F(CommandedChanges, AreNotMadeWhenTheyMakeNoSense)
               "[2]\nvornctl: delete takes no values; --where picks instances by value\n");
     EXPECT_EQ(vornctl("add Radio mode=g channel=1"),
               "[2]\nvornctl: the name of the Radio is missing before \"mode=...\"\n");
+    EXPECT_EQ(vornctl("add Radio"), "[2]\nvornctl: the name of the new Radio is missing\n");
+    EXPECT_EQ(vornctl("add Radio - mode=g"),
+              "[2]\nvornctl: the name of the new Radio is missing\n");
+    EXPECT_EQ(vornctl("add Address"), "[2]\nvornctl: the name of the new Address is missing\n");
+    EXPECT_EQ(vornctl("add Radio ''"), "[2]\nvornctl: a name can't be empty\n");
+    EXPECT_EQ(vornctl("rename Radio r0 ''"), "[2]\nvornctl: a name can't be empty\n");
     EXPECT_EQ(vornctl("set Radio mode+=g"),
               "[2]\nvornctl: the name of the Radio is missing before \"mode=...\"\n");
     EXPECT_EQ(radios(), "Radio r0\n  channel  6\n  mode\n[0]\n");
@@ -151,7 +157,8 @@ TEST_F(CommandedChanges, OfAFileDoNotHappenAtAllWhenOneIsRefused)
 TEST_F(CommandedChanges, OfAFileAreUnderstoodBeforeAnyHappens)
 {
     EXPECT_EQ(batch("set Radio r0 channel=1\nfrobnicate\n"),
-              "[2]\nvornctl: /tmp/batch:2: \"frobnicate\" is none of set, add and delete\n");
+              "[2]\nvornctl: /tmp/batch:2: \"frobnicate\" is none of set, unset, add, delete and "
+              "rename\n");
     EXPECT_EQ(batch("set\n"), "[2]\nvornctl: /tmp/batch:1: CLASS is required\n");
     EXPECT_EQ(batch("set Radio 'r0\n"), "[2]\nvornctl: /tmp/batch:1: the closing ' is missing\n");
     EXPECT_EQ(batch("# nothing\n"), "[0]\n");

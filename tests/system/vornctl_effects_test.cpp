@@ -106,8 +106,9 @@ TEST_F(Effects, OfWhichAPartIsNotSavedAreNoSuccess)
 TEST_F(Effects, OfAnUnreadableConfigurationAreToldUntilSomebodyDealsWithIt)
 {
     vornctl("inform save action=break");
-    const char *warning = "\\[0\\]\nvornctl: warning: this device runs without its configuration, "
-                          "which .* kept as /etc/config/config.xml.broken; .*forget-broken\"\n";
+    const char *warning =
+        "\\[0\\]\nvornctl: warning: this device runs without its configuration, "
+        "which .* kept as /etc/config/config.xml.broken; .*forget-broken\" ends this warning\n";
 
     EXPECT_THAT(vornctl("set Radio r0 mode=g"), MatchesRegex(warning));
     EXPECT_THAT(vornctl("ping"), MatchesRegex(std::string("the daemon answers.*") + warning));

@@ -73,6 +73,19 @@ TEST_F(Imports, OfAnExportAreRefusedWhenTheDeviceHasMovedOn)
     EXPECT_EQ(vornctl("show Radio r1 mode -q"), "\n[0]\n");
 }
 
+/* Commits are counted from each start of the daemon. */
+TEST_F(Imports, OfAnExportFromAnEarlierRunAreRefusedWithoutItsNumber)
+{
+    EXPECT_EQ(vornctl("export /tmp/export.xml"), "[0]\n");
+    shut_down();
+    shell("sed -i 's/<channel>6/<channel>7/' /etc/config/config.xml");
+    boot();
+
+    EXPECT_THAT(vornctl("import /tmp/export.xml"),
+                HasSubstr("has changed since this was exported (during an earlier run, or from "
+                          "another device); "));
+}
+
 /* Somebody who hears nothing takes it for done. */
 TEST_F(Imports, OfAPropertyThatTheDeviceLacksAreRefused)
 {

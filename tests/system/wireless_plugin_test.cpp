@@ -406,6 +406,11 @@ TEST_F(AccessPoints, WaitForARadioThatTheDeviceDoesNotHave)
     EXPECT_EQ(shell("vornctl add radio wlan7 mode=g channel=1 status=up 2>&1; echo $?"),
               "vornctl: recorded, but not applied: radio \"wlan7\": waiting for wlan7\n7\n");
 
+    EXPECT_EQ(
+        shell("vornctl add radio wlan8 channel=1 2>&1; echo $?"),
+        "vornctl: add radio \"wlan8\": Instance is invalid: Property \"mode\" of class \"radio\""
+        " is required on insert but not set. Valid is: a or b or g\n1\n");
+
     shell("ip link add wlan6 type veth peer name air6");
     EXPECT_TRUE(state_becomes("radio", "wlan6", "stopped"));
     change("<update><radio name=\"wlan7\"><status>down</status></radio></update>");
