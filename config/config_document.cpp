@@ -28,7 +28,11 @@ constexpr unsigned int root_depth = 1;
 constexpr unsigned int instance_depth = 2;
 constexpr unsigned int value_depth = 3;
 
-constexpr std::size_t longest_record = std::numeric_limits<std::uint32_t>::max() / 2;
+/* Of one instance: places in its record are counted in 32 bits. */
+constexpr std::size_t longest_values = std::numeric_limits<std::uint32_t>::max() / 4;
+constexpr std::size_t longest_texts = std::numeric_limits<std::uint32_t>::max() / 2;
+static_assert(sizeof(WrittenInstance) + longest_values + longest_texts <=
+              std::numeric_limits<std::uint32_t>::max());
 
 /* Two attributes of one name differ in their namespaces; the first counts. */
 bool is_name(const xmlChar *const *attribute)
@@ -76,8 +80,8 @@ private:
     bool is_named_ = false;
     WrittenValue value_ = {};
     Pieces pieces_ = Pieces::none;
-    TextBuffer values_;
-    TextBuffer texts_;
+    TextBuffer values_{longest_values};
+    TextBuffer texts_{longest_texts};
 };
 
 const char *DocumentReader::keep_name(const xmlChar *name, const xmlChar *prefix,
@@ -137,7 +141,6 @@ void DocumentReader::add_text(Pieces kind, const xmlChar *text, int length)
         return;
     }
     texts_.append(plain(text), static_cast<std::size_t>(length));
-    if (texts_.size() > longest_record) failed_ = true;
 }
 
 void DocumentReader::add_something_else()
