@@ -7,7 +7,6 @@ served is no waiting: it takes what its work takes, and all there is to hold aga
 watchdog, at 240 seconds, does not strike, on a board that is ten times slower than this machine.
 """
 import dataclasses
-import struct
 import typing
 
 import clients
@@ -132,27 +131,39 @@ def staying_clients():
     ]
 
 
+# Which are tried in the short form too; every other habit at every door in the long one.
+OFTEN = {"silent", "announce 16 MiB and send 100,000 bytes", "take no reply", "stream: silent",
+         "stream: take no reply", "stream: ask 100 times and take no replies",
+         "inform: half a request"}
+
+
+def crowd_at(door, prefix):
+    """More than are taken, of each habit; a large reply that nobody takes costs its work before."""
+    whole = framed(door, clients.GOOD[door])
+    half = whole[:-8]
+    huge = framed(door, b" " * clients.LARGEST)[:-clients.LARGEST]
+    large = clients.INFORMATION if door == INFORM else clients.QUITE_LARGE_REPLY
+    habits = {
+        "silent": b"",
+        "half a length": huge[:-2],
+        "half a request": half,
+        "one byte a second": (half[:8], half[8:]),
+        "announce 16 MiB and send 100,000 bytes": huge + b" " * 100_000,
+        "take no reply": framed(door, large),
+        "write on after their request": whole + b"x" * 10_000,
+    }
+    if door == STREAM:
+        habits["ask 100 times and take no replies"] = whole * 100
+    for habit, said in habits.items():
+        name = prefix + habit
+        beginning, rest = said if isinstance(said, tuple) else (said, b"")
+        yield thousand(name, door, beginning, rest, wait_s=WORK if "take no" in habit else 0,
+                       short=name in OFTEN)
+
+
 def crowds():
-    """More than are taken; a large reply that nobody takes costs its work before."""
-    half = {door: framed(door, clients.GOOD[door])[:-8] for door in (LSQL, STREAM, INFORM)}
-    deaf = framed(LSQL, clients.QUITE_LARGE_REPLY)
-    return [
-        thousand("silent", LSQL, b"", short=True),
-        thousand("half a length", LSQL, b"\x10\x00"),
-        thousand("half a request", LSQL, half[LSQL]),
-        thousand("one byte a second", LSQL, half[LSQL][:8], half[LSQL][8:]),
-        thousand("announce 16 MiB and send 100,000 bytes", LSQL,
-                 struct.pack("=I", clients.LARGEST) + b" " * 100_000, short=True),
-        thousand("take no reply", LSQL, deaf, wait_s=WORK, short=True),
-        thousand("write on after their request", LSQL,
-                 framed(LSQL, clients.SELECT) + b"x" * 10_000),
-        thousand("inform: silent", INFORM, b""),
-        thousand("inform: half a request", INFORM, half[INFORM], short=True),
-        thousand("stream: idle", STREAM, b"", short=True),
-        thousand("stream: half a frame", STREAM, half[STREAM]),
-        thousand("stream: take no replies", STREAM, framed(STREAM, clients.SELECT) * 100,
-                 short=True),
-    ]
+    return [each for door, prefix in ((LSQL, ""), (STREAM, "stream: "), (INFORM, "inform: "))
+            for each in crowd_at(door, prefix)]
 
 
 def subscribers():
@@ -204,11 +215,12 @@ def documents():
 
 def everybody(until):
     clients.fork_all(until, (clients.stop_after, LSQL, b""), (clients.stop_after, INFORM, b""),
+                     (clients.stop_after, STREAM, framed(STREAM, clients.SELECT)[:20]),
                      (clients.never_read_notices,), (clients.write_notices_for_ever, 4))
 
 
 def all_scenarios():
     return waiting_clients() + informing_clients() + staying_clients() + crowds() \
         + subscribers() + documents() + [
-            Scenario("silent at both doors, deaf and loud subscribers", everybody, (), lasts_s=12),
+            Scenario("silent at every door, deaf and loud subscribers", everybody, (), lasts_s=12),
         ]

@@ -158,17 +158,87 @@ TEST_F(Doors, ServeOneRequestInAPassOfEachDoor)
 {
     const Fd silent = come();
     run();
-    const std::vector<Fd> clients = [] {
-        std::vector<Fd> some;
-        for (int i = 0; i < 3; i++)
-            some.push_back(come(framed("x")));
-        return some;
-    }();
+    std::vector<Fd> clients;
+    for (int i = 0; i < 3; i++)
+        clients.push_back(come(framed("x")));
 
     for (std::size_t passes = 1; passes <= 3; passes++) {
         pass();
         EXPECT_LE(served.size(), 2 * passes);
     }
+}
+
+TEST_F(Doors, ServeOneRequestInAPassOfThoseWhoStay)
+{
+    const Fd silent = come();
+    run();
+    std::vector<Fd> clients;
+    for (std::uint32_t i = 0; i < 6; i++)
+        clients.push_back(stay(numbered(1, "x") + numbered(2, "y") + numbered(3, "z")));
+
+    for (std::size_t passes = 1; passes <= 9; passes++) {
+        pass();
+        EXPECT_LE(served.size(), 2 * passes);
+    }
+    run();
+    EXPECT_EQ(served.size(), 18u);
+}
+
+TEST_F(Doors, ServeOneRequestOfEachDoorAndOneMoreInAPass)
+{
+    const Fd silent = come();
+    run();
+    std::vector<Fd> clients;
+    for (int i = 0; i < 6; i++) {
+        clients.push_back(come(framed("x")));
+        clients.push_back(stay(numbered(1, "y")));
+    }
+
+    for (std::size_t passes = 1; passes <= 4; passes++) {
+        pass();
+        EXPECT_LE(served.size(), 3 * passes);
+    }
+    run();
+    EXPECT_EQ(served.size(), 12u);
+}
+
+TEST_F(Doors, GiveBackTheMemoryOfALargeExchangeAtItsEnd)
+{
+    const Fd small = come(framed("small"));
+    run();
+    EXPECT_EQ(heard(small), "small|");
+    EXPECT_EQ(calls.memory_given_back, 0);
+
+    const Fd large = come(framed("70000"));
+    run();
+    EXPECT_EQ(heard(large).size(), 70001u);
+    run();
+
+    EXPECT_EQ(calls.memory_given_back, 1);
+}
+
+TEST_F(Doors, GiveBackTheMemoryOfARequestWhileItsReplyIsNotTaken)
+{
+    const Fd deaf = come(framed("3000000"));
+    run();
+
+    EXPECT_EQ(calls.memory_given_back, 1);
+}
+
+TEST_F(Doors, GiveBackTheMemoryOfThoseWhoStayWhenTheyAreSilent)
+{
+    const Fd large = stay(numbered(1, "70000"));
+    run();
+    EXPECT_EQ(heard(large).size(), 70008u);
+    run();
+    EXPECT_EQ(calls.memory_given_back, 0);
+    const Fd silent = come(); /* whose deadline lets the clients be looked at */
+    run();
+
+    wait(200);
+
+    EXPECT_EQ(calls.memory_given_back, 1);
+    EXPECT_EQ(heard(large), "");
 }
 
 TEST_F(Doors, GiveUpOnWhoTakesTooLong)

@@ -31,6 +31,8 @@ public:
     std::size_t most_read = SIZE_MAX;
     std::function<void()> at_read = [] {};
     std::int64_t now_ms = 1000000;
+    /* How often free memory was to go back to the system. */
+    int memory_given_back = 0;
 
     /* What a listener was asked for; the answer is the listener that is put here. */
     bool answers_listeners = false;
