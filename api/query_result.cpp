@@ -4,7 +4,7 @@
 #include "core/base/text.h"
 #include "services/xml/xml.h"
 
-#include <cstdio>
+#include <charconv>
 
 namespace vorn {
 
@@ -94,13 +94,17 @@ void Answer::add_error(const char *message, std::int32_t &count)
     add_text("error", message);
 }
 
+void Answer::add_number(const char *name, std::int32_t number)
+{
+    char digits[16] = "";
+    std::to_chars(digits, digits + sizeof digits - 1, number);
+    writer_.add_text(name, digits);
+}
+
 void Answer::add_rc_counter(std::int32_t rc, std::int32_t counter)
 {
-    char digits[16];
-    std::snprintf(digits, sizeof digits, "%d", static_cast<int>(rc));
-    writer_.add_text("rc", digits);
-    std::snprintf(digits, sizeof digits, "%d", static_cast<int>(counter));
-    writer_.add_text("counter", digits);
+    add_number("rc", rc);
+    add_number("counter", counter);
 }
 
 void Answer::add_commit(const char *id)

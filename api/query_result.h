@@ -43,6 +43,7 @@ public:
 
 private:
     void add_text(const char *name, const char *text);
+    void add_number(const char *name, std::int32_t number);
 
     XmlWriter writer_;
 };

@@ -12,7 +12,6 @@
 #include "vorn/process.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <utility>
 
@@ -105,8 +104,8 @@ CommitWatch::CommitWatch(const vorn_changes *changes)
 {
     report_.number = ++commit_number;
     report_.time = std::time(nullptr);
-    std::snprintf(report_.origin, sizeof report_.origin, "%s",
-                  vorn_query_origin ? vorn_query_origin : "");
+    if (vorn_query_origin)
+        std::strncpy(report_.origin, vorn_query_origin, sizeof report_.origin - 1);
     if (changes) {
         report_.changed = count_of(*changes->changed);
         report_.deleted = count_of(*changes->deleted);

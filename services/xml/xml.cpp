@@ -106,16 +106,27 @@ struct Unread {
     XmlBounds *bounds;
 };
 
+/*
+ * libxml2 asks for more at nearly every step while it has fewer bytes than this before it, which
+ * takes a fifth of a short request's time. Blanks behind a document change nothing of it.
+ */
+constexpr std::size_t bytes_ahead = 250;
+
 /* Ends the text where it passes the bounds, so that it is no whole document. */
 int read_piece(void *source, char *room, int size)
 {
     auto *unread = static_cast<Unread *>(source);
     const std::size_t length = std::min(static_cast<std::size_t>(size), unread->length);
-    if (!unread->bounds->admit(*unread->reader, unread->text, length)) return 0;
+    if (length == 0 || !unread->bounds->admit(*unread->reader, unread->text, length)) return 0;
     std::memcpy(room, unread->text, length);
     unread->text += length;
     unread->length -= length;
-    return static_cast<int>(length);
+    const std::size_t padded = length + bytes_ahead;
+    if (unread->length > 0 || padded > static_cast<std::size_t>(size) ||
+        unread->bounds->is_opaque())
+        return static_cast<int>(length);
+    std::memset(room + length, ' ', bytes_ahead);
+    return static_cast<int>(padded);
 }
 
 struct Character {

@@ -38,6 +38,8 @@ public:
 
     /* Whether the parser, which has not seen these bytes yet, may go on with them. */
     bool admit(xmlParserCtxt &parser, const char *bytes, std::size_t length);
+    /* Whether the bytes of what was admitted may mean something else than in ASCII. */
+    bool is_opaque() const { return opaque_; }
     /* Whether the document went too far; the log says in what. */
     bool are_passed() const { return passed_; }
 

@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: MIT */
+#include "core/base/text.h"
 #include "services/xml/xml.h"
 #include "services/xml/xml_bounds.h"
 #include "services/xml/xml_listener.h"
@@ -23,6 +24,7 @@
 namespace {
 
 int milliseconds_for_each_question = 0;
+int questions = 0;
 
 } // namespace
 
@@ -33,6 +35,7 @@ int __real_clock_gettime(clockid_t clock, struct timespec *now);
 int __wrap_clock_gettime(clockid_t clock, struct timespec *now)
 {
     static std::int64_t now_ms = 0;
+    questions++;
     if (milliseconds_for_each_question == 0) return __real_clock_gettime(clock, now);
     now_ms += milliseconds_for_each_question;
     *now = {static_cast<time_t>(now_ms / 1000), static_cast<long>(now_ms % 1000 * 1000000)};
@@ -416,6 +419,36 @@ TEST(Parsing, EndsAfterAMinuteOfTheProcessor)
 
     milliseconds_for_each_question = 0;
     xmlFreeParserCtxt(parser);
+}
+
+/* It would take as long as reading the request. */
+TEST(Parsing, OfARequestInOnePieceLooksAtNoClock)
+{
+    parsed("<a/>"); /* the parser is there */
+    const int before = questions;
+
+    EXPECT_TRUE(parsed("<a><b>text</b></a>"));
+
+    EXPECT_EQ(questions, before);
+}
+
+/* Whatever length they have beside the pieces that the parser takes. */
+TEST(Parsing, TakesDocumentsToTheirEndAndNoFurther)
+{
+    const CapturedLog log(0);
+    for (const char *encoding : {"UTF-8", "ISO-8859-1", "UTF-16", "UTF-16LE", "IBM037"}) {
+        for (std::size_t length = 0; length<4200; length += length> 1700 ? 7 : 100) {
+            const std::string text(length, 'x');
+            const std::optional<std::string> whole = document_in(encoding, "<a>" + text + "</a>");
+            if (!whole) break;
+            const XmlDocument document = parsed(*whole);
+            ASSERT_TRUE(document) << encoding << " " << length;
+            ASSERT_EQ(std::string(vorn::or_empty(vorn::text_in(root_of(document)))), text);
+            ASSERT_EQ(root_of(document)->next, nullptr);
+            ASSERT_FALSE(parsed(*document_in(encoding, "<a>" + text + "</a")));
+            ASSERT_FALSE(parsed(*document_in(encoding, "<a>" + text)));
+        }
+    }
 }
 
 TEST(Parsing, EndsWhenItTakesTooMuchOfTheProcessor)
