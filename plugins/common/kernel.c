@@ -161,10 +161,25 @@ static int read_routes(struct kernel *kernel)
     return 0;
 }
 
+static int mtu_of_members(const struct kernel *kernel, const char *bridge)
+{
+    enum { without_members = 1500 };
+    int mtu = 0;
+    for (const struct kernel_link *each = kernel->links; each != NULL; each = each->next) {
+        if (strcmp(each->master, bridge) != 0) continue;
+        if (mtu == 0 || each->mtu < mtu) mtu = each->mtu;
+    }
+    return mtu != 0 ? mtu : without_members;
+}
+
 int kernel_read(struct kernel *kernel)
 {
     *kernel = (struct kernel){NULL, NULL, NULL};
     if (read_links(kernel) == 0 && read_addresses(kernel) == 0 && read_routes(kernel) == 0) {
+        for (struct kernel_link *each = kernel->links; each != NULL; each = each->next) {
+            if (strcmp(each->kind, "bridge") != 0) continue;
+            each->mtu_by_itself = mtu_of_members(kernel, each->name);
+        }
         return 0;
     }
     kernel_free(kernel);

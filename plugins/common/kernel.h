@@ -18,6 +18,7 @@ struct kernel_link {
     char parent[IF_NAMESIZE]; /* of a VLAN */
     int index;                /* 0 for one that is not made yet */
     int mtu;
+    int mtu_by_itself; /* of a bridge whose MTU nobody has set: the smallest of its members' */
     int is_up;
     int vlan_id;
     int is_stp;

@@ -62,26 +62,39 @@ static void run(void)
 
 static int has_failed; /* to write dnsmasq's files; the next commit tries again */
 
-static void apply(const vorn_instances *configuration)
+static int is_wanted(const vorn_instances *configuration)
 {
-    if (!is_on(vorn_instances_get_singleton(configuration, "dhcp"), "enabled") ||
-        !has_pools(configuration)) {
-        supervise_stop(dnsmasq);
-        unlink(DHCP_CONFIG_FILE);
-        unlink(DHCP_HOSTS_FILE);
-        return;
-    }
+    return is_on(vorn_instances_get_singleton(configuration, "dhcp"), "enabled") &&
+           has_pools(configuration);
+}
+
+/* Also without a change: somebody else may have written the files. */
+static void serve(const vorn_instances *configuration, int is_changed)
+{
     const int hosts = dhcp_write_hosts(configuration);
     const int config = dhcp_write_config(configuration);
     has_failed = hosts < 0 || config < 0;
     if (has_failed) {
         vorn_debug_eprintf("dhcp: can't write dnsmasq's files.\n");
+    } else if (!is_changed && hosts == 0 && config == 0) {
+        supervise_try_again(dnsmasq);
     } else if (dhcp_count_pools() == 0) {
         supervise_stop(dnsmasq);
     } else {
         run();
     }
     if (hosts > 0 && config == 0) supervise_signal(dnsmasq, SIGHUP);
+}
+
+static void apply(const vorn_instances *configuration)
+{
+    if (is_wanted(configuration)) {
+        serve(configuration, 1);
+    } else {
+        supervise_stop(dnsmasq);
+        unlink(DHCP_CONFIG_FILE);
+        unlink(DHCP_HOSTS_FILE);
+    }
 }
 
 /* With other addresses pools may be in their network, or no longer. */
@@ -101,8 +114,8 @@ static void commit(vorn_commit_info *info)
         has_failed = 0;
         dhcp_take_in(configuration, changes);
         apply(configuration);
-    } else {
-        supervise_try_again(dnsmasq);
+    } else if (is_wanted(configuration)) {
+        serve(configuration, 0);
     }
 }
 

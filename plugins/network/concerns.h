@@ -47,7 +47,7 @@ void clients_serve(const vorn_instances *configuration);
 /** What the client of that address does. */
 const char *clients_state(const char *name);
 
-/** Writes the resolver's file when it changed; without a change set when that failed before. */
-void resolver_commit(const vorn_instances *configuration, const vorn_changes *changes);
+/** Writes the resolver's file unless it has that text. */
+void resolver_commit(const vorn_instances *configuration);
 
 #endif

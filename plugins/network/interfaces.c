@@ -28,6 +28,7 @@ struct made_link {
     int mtu_before;  /* 0 while its MTU was left alone */
     int was_up;      /* before its switch was touched */
     int is_switched; /* whether it was */
+    int remade;      /* the index of the bridge that was removed for its MTU; 0 for none */
     int vlan_id;     /* of a VLAN, as it was made; what stands in for one can't tell */
     char parent[IF_NAMESIZE];
 };
@@ -188,11 +189,28 @@ static int has_a_mtu_too_many(const vorn_instance *now, const struct made_link *
     return is_kind(now, "bridge") && *value_of(now, "mtu") == '\0' && made->mtu_before != 0;
 }
 
+/*
+ * Somebody has set it, and nothing but a new bridge forgets that. When that one has not the MTU
+ * that is expected either, the kernel chooses it in another way, and it stays.
+ */
+static int has_a_stranger_mtu(const struct kernel_link *link, const vorn_instance *now,
+                              struct made_link *made)
+{
+    if (!is_kind(now, "bridge") || *value_of(now, "mtu") != '\0' || link->index == 0) return 0;
+    const int is_odd = link->mtu != link->mtu_by_itself;
+    const int is_remade = made->remade != 0 && made->remade != link->index;
+    if (!is_odd) made->remade = 0;
+    if (!is_odd || is_remade) return 0;
+    made->remade = link->index;
+    return 1;
+}
+
 static int is_another_link(const struct kernel_link *link, const vorn_instance *now,
-                           const struct made_link *made)
+                           struct made_link *made)
 {
     if (!is_of_kind(link, value_of(now, "kind"))) return 1;
     if (link->index != 0 && link->index == made->index && has_a_mtu_too_many(now, made)) return 1;
+    if (has_a_stranger_mtu(link, now, made)) return 1;
     const int is_known = strcmp(link->kind, "vlan") == 0;
     if (!is_kind(now, "vlan") || (!is_known && made->vlan_id == 0)) return 0;
     return (is_known ? link->vlan_id : made->vlan_id) != atoi(value_of(now, "id")) ||

@@ -75,7 +75,7 @@ static void commit(vorn_commit_info *info)
 {
     static int has_booted;
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
-    resolver_commit(configuration, vorn_commit_info_get_changes(info));
+    resolver_commit(configuration);
     apply(configuration, has_booted ? a_moment_us() : boot_limit_us);
     has_booted = 1;
 }

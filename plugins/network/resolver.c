@@ -1,6 +1,10 @@
 /* SPDX-License-Identifier: MIT */
-/* Who is asked for names: /etc/resolv.conf, left alone as long as no server is configured. */
+/*
+ * Who is asked for names: /etc/resolv.conf, left alone as long as no server is configured, and
+ * looked at by each commit: others write it, too.
+ */
 #include <errno.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "concerns.h"
@@ -38,24 +42,40 @@ static int write_server(const char *server, void *file)
     return 0;
 }
 
+/* The caller's; null without memory. */
+static char *text_of(const vorn_instance *resolver)
+{
+    char *text = NULL;
+    size_t size;
+    FILE *stream = open_memstream(&text, &size);
+    if (stream == NULL) return NULL;
+    if (*value_of(resolver, "search") != '\0') {
+        fprintf(stream, "search %s\n", value_of(resolver, "search"));
+    }
+    for_each_word(value_of(resolver, "servers"), write_server, stream);
+    const int failed = ferror(stream) != 0;
+    if (fclose(stream) == 0 && !failed) return text;
+    free(text);
+    errno = ENOMEM;
+    return NULL;
+}
+
 static int write_file(const vorn_instance *resolver)
 {
     if (vorn_process_no_actions) return 0;
-    FILE *file = whole_file_open(RESOLVER_FILE, 0644);
-    if (file == NULL) return 1;
-    if (*value_of(resolver, "search") != '\0') {
-        fprintf(file, "search %s\n", value_of(resolver, "search"));
-    }
-    for_each_word(value_of(resolver, "servers"), write_server, file);
-    return whole_file_close(file, RESOLVER_FILE, 0);
+    char *text = text_of(resolver);
+    const int result = text != NULL ? write_file_whole(RESOLVER_FILE, text, 0644) : -1;
+    const int reason = errno;
+    free(text);
+    errno = reason;
+    return result < 0;
 }
 
 static int has_failed;
 
-void resolver_commit(const vorn_instances *configuration, const vorn_changes *changes)
+void resolver_commit(const vorn_instances *configuration)
 {
     const vorn_instance *resolver = vorn_instances_get_singleton(configuration, "resolver");
-    if (!has_failed && !vorn_changes_contains_class(changes, "resolver")) return;
     has_failed = 0;
     if (*value_of(resolver, "servers") == '\0' || write_file(resolver) == 0) return;
     has_failed = 1;

@@ -5,6 +5,9 @@
 /** Runs hostname(1), and waits for it a moment. Returns 1 when it has failed by then, else 0. */
 int host_name_apply(const char *name);
 
+/** Whether the kernel has the name as the program left it, or it still runs. */
+int host_name_is_left(const char *name);
+
 /** "applying" while it runs, or null; then whether it has failed after all is told by the next. */
 const char *host_name_progress(void);
 

@@ -15,14 +15,18 @@
 
 DECLARE_VALIDITY(is_host_name, vorn_input_is_domain_label(value, length))
 
-/* What is applied, by which function, and whether that failed the last time. */
+/*
+ * What is applied, by which function, which one tells whether the system still has it, and whether
+ * that failed the last time.
+ */
 static struct setting {
     const char *property;
     const char *description;
     int (*apply)(const char *value);
+    int (*is_left)(const char *value);
     int has_failed;
-} settings[] = {{"hostname", "host name", host_name_apply, 0},
-                {"time-zone", "time zone", time_zone_apply, 0}};
+} settings[] = {{"hostname", "host name", host_name_apply, host_name_is_left, 0},
+                {"time-zone", "time zone", time_zone_apply, time_zone_is_left, 0}};
 
 enum { setting_count = sizeof settings / sizeof *settings };
 
@@ -31,7 +35,7 @@ static void apply(struct setting *setting, const vorn_instance *now, const vorn_
     const char *value = vorn_instance_get_value(now, setting->property);
     const char *old = before != NULL ? vorn_instance_get_value(before, setting->property) : NULL;
     const int is_same = value == NULL || (old != NULL && strcmp(value, old) == 0);
-    if (is_same && !setting->has_failed) return;
+    if (is_same && !setting->has_failed && (value == NULL || setting->is_left(value))) return;
     setting->has_failed = value != NULL && setting->apply(value) != 0;
     if (setting->has_failed) {
         vorn_debug_eprintf("system: can't set the %s to \"%s\".\n", setting->description, value);
@@ -43,11 +47,12 @@ static void commit(vorn_commit_info *info)
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
     const vorn_instance *now =
         vorn_instances_get_singleton(vorn_commit_info_get_after(info), "system");
-    const int is_changed = vorn_changes_contains_class(changes, "system");
     settings[0].has_failed |= host_name_has_failed();
-    if (now == NULL || (!is_changed && !settings[0].has_failed && !settings[1].has_failed)) return;
+    if (now == NULL) return;
 
-    const vorn_instance *before = vorn_changes_get_instance_before(changes, now);
+    const vorn_instance *before = vorn_changes_contains_class(changes, "system")
+                                      ? vorn_changes_get_instance_before(changes, now)
+                                      : now;
     for (int i = 0; i < setting_count; i++)
         apply(&settings[i], now, before);
 }

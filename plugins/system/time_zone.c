@@ -86,6 +86,35 @@ static int write_link(const char *zone)
     return 1;
 }
 
+static int has_text(const char *zone)
+{
+    char text[longest_zone + 3] = "";
+    char wanted[sizeof text];
+    FILE *file = whole_file_read(text_file);
+    if (file == NULL) return 0;
+    text[fread(text, 1, sizeof text - 1, file)] = '\0';
+    fclose(file);
+    snprintf(wanted, sizeof wanted, "%s\n", zone);
+    return strcmp(text, wanted) == 0;
+}
+
+static int has_link(const char *zone)
+{
+    char target[sizeof zone_folder + longest_zone + 1];
+    char wanted[sizeof target];
+    if (!is_in_folder(zone)) return 1;
+    const ssize_t size = readlink(link_file, target, sizeof target - 1);
+    target[size > 0 ? size : 0] = '\0';
+    snprintf(wanted, sizeof wanted, "%s/%s", zone_folder, zone);
+    return strcmp(target, wanted) == 0;
+}
+
+int time_zone_is_left(const char *zone)
+{
+    if (*zone == '\0') zone = "UTC";
+    return vorn_process_no_actions || (has_text(zone) && has_link(zone));
+}
+
 int time_zone_apply(const char *zone)
 {
     if (vorn_process_no_actions) return 0;

@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "bridges.h"
 #include "country.h"
@@ -11,6 +12,8 @@
 #include "networks.h"
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
+
+enum { addresses_path_room = 64 };
 
 outcomes network_outcomes = {.class_name = "wireless-network"};
 
@@ -20,6 +23,7 @@ struct writer {
     const vorn_instances *configuration;
     const char *radio;
     int networks;
+    int has_new_files;
     int failed;
 };
 
@@ -73,11 +77,21 @@ static void write_ssid(FILE *file, const char *ssid)
     fputc('\n', file);
 }
 
+/* Whether all that was written to the stream is in its text by now. */
+static int close_text(FILE *file)
+{
+    if (file == NULL) return 1;
+    const int failed = ferror(file) != 0;
+    return fclose(file) != 0 || failed;
+}
+
 /* The addresses stand in the text too, as comments: a changed list is a changed text. */
 static int write_addresses(const struct writer *writer, const char *path, const char *list)
 {
-    FILE *file = whole_file_open(path, 0644);
-    if (file == NULL) return 1;
+    char *text = NULL;
+    size_t size;
+    FILE *file = open_memstream(&text, &size);
+    if (file == NULL) return -1;
     vorn_instances_iterator *walk =
         vorn_instances_new_group_iterator(writer->configuration, "access-list", list);
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
@@ -86,21 +100,44 @@ static int write_addresses(const struct writer *writer, const char *path, const 
         fprintf(writer->whole, "# %s\n", mac);
     }
     vorn_instances_delete_iterator(walk);
-    return whole_file_close(file, path, 0);
+    const int result = close_text(file) == 0 ? write_file_whole(path, text, 0644) : -1;
+    free(text);
+    return result;
+}
+
+static void name_addresses(char path[addresses_path_room], const char *interface)
+{
+    snprintf(path, addresses_path_room, "/var/run/vorn-hostapd-%s.macs", interface);
+}
+
+void hostapd_forget_addresses(const char *radio, int place)
+{
+    for (; place < hostapd_most_networks; place++) {
+        char interface[hostapd_name_room];
+        char path[addresses_path_room];
+        hostapd_name_interface(interface, radio, place);
+        name_addresses(path, interface);
+        unlink(path);
+    }
 }
 
 /* A list that is missing takes nobody, whatever it was to be: nobody is let in by mistake. */
 static void write_access(struct writer *writer, const vorn_instance *network, const char *interface)
 {
-    char path[64];
+    char path[addresses_path_room];
     const char *list = value_of(network, "access-list");
     const int accepts = strcmp(value_of(network, "access-policy"), "accept") == 0 ||
                         !networks_has_list(writer->configuration, list);
-    if (*list == '\0') return;
-    snprintf(path, sizeof path, "/var/run/vorn-hostapd-%s.macs", interface);
+    name_addresses(path, interface);
+    if (*list == '\0') {
+        unlink(path);
+        return;
+    }
     fprintf(writer->whole, "macaddr_acl=%d\n%s_mac_file=%s\n", accepts, accepts ? "accept" : "deny",
             path);
-    if (write_addresses(writer, path, list) != 0) writer->failed = 1;
+    const int result = write_addresses(writer, path, list);
+    writer->failed |= result < 0;
+    writer->has_new_files |= result > 0;
 }
 
 static int is_open(const vorn_instance *network)
@@ -193,32 +230,27 @@ static void write_radio(struct writer *writer, const vorn_instance *radio)
     frame_line(writer, "ieee80211n", strcmp(mode, "b") == 0 ? "0" : "1");
 }
 
-/* Whether all that was written to the stream is in its text by now. */
-static int close_text(FILE *file)
-{
-    if (file == NULL) return 1;
-    const int failed = ferror(file) != 0;
-    return fclose(file) != 0 || failed;
-}
-
 int hostapd_write(hostapd_text *text, const vorn_instance *radio,
                   const vorn_instances *configuration)
 {
     size_t size;
-    *text = (hostapd_text){NULL, NULL, 0};
+    *text = (hostapd_text){.whole = NULL};
     struct writer writer = {open_memstream(&text->whole, &size),
                             open_memstream(&text->frame, &size),
                             configuration,
                             vorn_instance_get_name(radio),
                             0,
+                            0,
                             0};
     if (writer.whole != NULL && writer.frame != NULL) {
         write_radio(&writer, radio);
         write_networks(&writer);
+        hostapd_forget_addresses(writer.radio, writer.networks);
     }
     const int whole_failed = close_text(writer.whole);
     const int frame_failed = close_text(writer.frame);
     text->networks = writer.networks;
+    text->has_new_files = writer.has_new_files;
     if (!whole_failed && !frame_failed && !writer.failed) return 0;
     hostapd_free(text);
     return 1;
@@ -228,5 +260,5 @@ void hostapd_free(hostapd_text *text)
 {
     free(text->whole);
     free(text->frame);
-    *text = (hostapd_text){NULL, NULL, 0};
+    *text = (hostapd_text){.whole = NULL};
 }

@@ -12,7 +12,8 @@
 typedef struct hostapd_text {
     char *whole;
     char *frame;
-    int networks; /* how many there are in it */
+    int networks;      /* how many there are in it */
+    int has_new_files; /* whether a file of station addresses was replaced */
 } hostapd_text;
 
 /** The most networks that one radio carries, and the room for the name of an interface. */
@@ -28,6 +29,9 @@ extern outcomes network_outcomes;
  */
 int hostapd_write(hostapd_text *text, const vorn_instance *radio,
                   const vorn_instances *configuration);
+
+/** Removes the files of station addresses of the radio's networks from that place on. */
+void hostapd_forget_addresses(const char *radio, int place);
 
 /** Frees the texts. */
 void hostapd_free(hostapd_text *text);

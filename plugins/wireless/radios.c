@@ -36,6 +36,7 @@ struct radio {
     hostapd_text told;
     unsigned int bridges; /* which ones there were when it was told, and which link of its own */
     unsigned long frames; /* how many of them hostapd was started with */
+    int is_spoilt;        /* somebody has changed its files: what hostapd has read is not known */
     int is_to_leave;      /* hostapd is to end, or has, and may not have let go of the link */
     leftovers left;
     air air;
@@ -236,12 +237,15 @@ static void tell(struct radio *radio, hostapd_text *text, const vorn_instances *
     const int frame_is_same = is_same(text->frame, radio->told.frame);
     const int whole_is_same = is_same(text->whole, radio->told.whole);
 
-    if (!whole_is_same && write_file_whole(path, text->whole, 0600) < 0) {
+    const int result = write_file_whole(path, text->whole, 0600);
+    if (result < 0) {
         fail(radio, "can't write the configuration of hostapd");
         hostapd_free(text);
         return;
     }
-    if (!frame_is_same || is_cut_off(radio, configuration)) radio->frames++;
+    if (whole_is_same && (result > 0 || text->has_new_files)) radio->is_spoilt = 1;
+    if (!frame_is_same || radio->is_spoilt || is_cut_off(radio, configuration)) radio->frames++;
+    radio->is_spoilt = 0;
     run(radio);
     if (frame_is_same && !whole_is_same) supervise_signal(radio->program, SIGHUP);
     hostapd_free(&radio->told);
@@ -326,6 +330,7 @@ static void forget(const vorn_instance *before)
     struct radio *radio = find(vorn_instance_get_name(before));
     if (radio == NULL) return;
     stop(radio);
+    hostapd_forget_addresses(radio->name, 0);
     set_power(radio, "");
     radio->power[0] = '\0';
     outcomes_succeed(&radio_outcomes, radio->name);
@@ -339,10 +344,25 @@ static void apply_all(const vorn_instances *configuration)
     vorn_instances_delete_iterator(walk);
 }
 
+/* Puts right the files that hostapd reads. */
+static int is_spoilt(struct radio *radio, const vorn_instances *configuration)
+{
+    char path[path_room];
+    hostapd_text text;
+    const vorn_instance *now = vorn_instances_get(configuration, "radio", radio->name);
+    if (radio->told.whole == NULL || now == NULL) return 0;
+    name_file(path, radio);
+    if (write_file_whole(path, radio->told.whole, 0600) > 0) radio->is_spoilt = 1;
+    if (hostapd_write(&text, now, configuration) != 0) return radio->is_spoilt;
+    radio->is_spoilt |= text.has_new_files;
+    hostapd_free(&text);
+    return radio->is_spoilt;
+}
+
 static int has_lost_something(const vorn_instances *configuration)
 {
     struct radio *radio = radios;
-    while (radio != NULL && !is_cut_off(radio, configuration) &&
+    while (radio != NULL && !is_cut_off(radio, configuration) && !is_spoilt(radio, configuration) &&
            bridges_sum(configuration, radio->name) == radio->bridges) {
         radio = radio->next;
     }

@@ -225,19 +225,6 @@ TEST_F(AccessPoints, StartOnceWhenTheRadioIsReplacedByOneOfItsName)
     EXPECT_TRUE(comes_true([] { return value_of("radio", "wlan0", "state") == "running"; }));
 }
 
-TEST_F(AccessPoints, ForgetANetworkThatCouldNotBeAndIsDeleted)
-{
-    install_plugin("time.vorn");
-    boot();
-    change_network("<key/>");
-    change("<delete><wireless-network name=\"home\"/></delete>");
-    shell("echo >/var/run/vorn-hostapd-wlan0.macs");
-
-    change("<update><time><enabled>off</enabled></time></update>");
-
-    EXPECT_EQ(read_file("/var/run/vorn-hostapd-wlan0.macs"), "\n");
-}
-
 TEST_F(AccessPoints, StartTheirDaemonAgainWhenItWasKilled)
 {
     boot_and_forget();
