@@ -163,6 +163,7 @@ private:
     {
         const std::string &name = words_[at_++];
         invocation_.verb = find_verb(name);
+        if (!invocation_.verb && !unexpected_.empty()) complain_of_unexpected();
         if (!invocation_.verb) {
             std::vector<std::string> names;
             for (const Verb &each : verbs())
@@ -258,7 +259,11 @@ private:
         }
         for (std::size_t i = most; i < invocation_.words.size(); i++)
             unexpected_.push_back(invocation_.words[i]);
-        if (unexpected_.empty()) return;
+        if (!unexpected_.empty()) complain_of_unexpected();
+    }
+
+    [[noreturn]] void complain_of_unexpected() const
+    {
         std::string text = unexpected_.size() == 1 ? "The following argument was not expected:"
                                                    : "The following arguments were not expected:";
         for (const std::string &each : unexpected_)

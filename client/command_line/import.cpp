@@ -46,6 +46,9 @@ Configuration only_settable(const Configuration &configuration, const Schema &sc
             throw Failure(differs, title_of(instance) + ": this device has no such class" +
                                        did_you_mean(instance.class_name, schema.class_names()));
         }
+        if (klass->is_named() && !instance.name) {
+            throw Failure(misused, "the name of a " + instance.class_name + " is missing");
+        }
         Instance kept = {instance.class_name, instance.name, {}};
         for (const auto &value : instance.values) {
             if (is_settable(schema, instance, value.first)) kept.values.push_back(value);

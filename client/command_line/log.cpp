@@ -39,8 +39,11 @@ std::string file_of(const Instance &log)
 
 [[noreturn]] void refuse_unreadable(const Instance &log, const std::string &name, int error)
 {
-    if (error == ENOENT && log.value("status") == "stopped") {
-        throw Failure(differs, "there is no log yet: \"vornctl set log enabled=on\" starts it");
+    const std::string status = log.value("status");
+    if (error == ENOENT && !status.empty() && status != "running") {
+        throw Failure(differs, "there is no log yet: " +
+                                   (status == "stopped" ? "\"vornctl set log enabled=on\" starts it"
+                                                        : log.value("state")));
     }
     throw Failure(misused, name + ": " + std::strerror(error));
 }

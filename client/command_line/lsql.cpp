@@ -3,6 +3,7 @@
 #include "lsql.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -44,9 +45,11 @@ void expect_text(const char *what, const std::string &text)
 /* A name that would break the request, or mean something else in it, is no name of the device's. */
 void expect_name(const char *what, const std::string &name)
 {
-    constexpr char markup[] = " \t\r\n<>&\"'/=";
+    const auto is_no_letter = [](unsigned char each) {
+        return each < 0x80 && std::isalnum(each) == 0 && !std::strchr("-._:", each);
+    };
     expect_text(what, name);
-    if (name.empty() || name.find_first_of(markup) != std::string::npos ||
+    if (name.empty() || std::any_of(name.begin(), name.end(), is_no_letter) ||
         std::strchr("-.0123456789", name[0])) {
         throw Failure(misused, "\"" + name + "\" is no name of a " + what);
     }

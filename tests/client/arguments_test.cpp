@@ -68,6 +68,8 @@ TEST(CommandLines, MustNotHaveWhatIsUnknown)
     EXPECT_EQ(complaint_about({"list", "--foo"}), "The following argument was not expected: --foo");
     EXPECT_EQ(complaint_about({"list", "--jsn"}),
               "The following argument was not expected: --jsn; did you mean \"--json\"?");
+    EXPECT_EQ(complaint_about({"--orign", "x", "ping"}),
+              "The following argument was not expected: --orign; did you mean \"--origin\"?");
     EXPECT_EQ(complaint_about({"show", "--whre=a", "x"}),
               "The following argument was not expected: --whre=a; did you mean \"--where\"?");
     EXPECT_EQ(complaint_about({"add", "Radio", "--where", "x"}),

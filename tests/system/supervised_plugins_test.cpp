@@ -335,6 +335,9 @@ TEST_F(SupervisedPlugins, TellWhereTheLogIs)
     change("<update><log><enabled>off</enabled><file>/tmp/none</file></log></update>");
     EXPECT_EQ(shell("vornctl log 2>&1; echo $?"),
               "vornctl: there is no log yet: \"vornctl set log enabled=on\" starts it\n5\n");
+    stand_in("syslogd", "echo no disk >&2; exit 1");
+    change("<update><log><enabled>on</enabled></log></update>");
+    EXPECT_TRUE(comes_true(shows("vornctl: there is no log yet: failed: no disk\n")));
     shut_down();
     umount("/var/log");
 }

@@ -118,6 +118,8 @@ TEST_F(CommandedChanges, AreNotMadeWhenTheyMakeNoSense)
     EXPECT_EQ(vornctl("add Radio - mode=g"),
               "[2]\nvornctl: the name of the new Radio is missing\n");
     EXPECT_EQ(vornctl("add Address"), "[2]\nvornctl: the name of the new Address is missing\n");
+    EXPECT_EQ(vornctl("add Radio r1 mode+=g"),
+              "[2]\nvornctl: \"mode+\" is no name of a property\n");
     EXPECT_EQ(vornctl("add Radio ''"), "[2]\nvornctl: a name can't be empty\n");
     EXPECT_EQ(vornctl("rename Radio r0 ''"), "[2]\nvornctl: a name can't be empty\n");
     EXPECT_EQ(vornctl("set Radio mode+=g"),

@@ -73,6 +73,14 @@ TEST_F(Imports, OfAnExportAreRefusedWhenTheDeviceHasMovedOn)
     EXPECT_EQ(vornctl("show Radio r1 mode -q"), "\n[0]\n");
 }
 
+TEST_F(Imports, OfInstancesWithoutTheirNamesAreRefused)
+{
+    write_file("/tmp/nameless.xml", "<config><Radio><mode>b</mode></Radio></config>");
+
+    EXPECT_EQ(vornctl("import --merge /tmp/nameless.xml"),
+              "[2]\nvornctl: the name of a Radio is missing\n");
+}
+
 /* Commits are counted from each start of the daemon. */
 TEST_F(Imports, OfAnExportFromAnEarlierRunAreRefusedWithoutItsNumber)
 {
