@@ -10,11 +10,13 @@
 #include <cstdlib>
 #include <string>
 
+#include <arpa/inet.h>
 #include <unistd.h>
 
 namespace vorn::tests {
 
 inline constexpr char lsql_door[] = "vorn_sock_lsql";
+inline constexpr char stream_door[] = "vorn_sock_lsql_stream";
 inline constexpr char inform_door[] = "vorn_sock_inform";
 inline constexpr int notice_port = 8001;
 
@@ -49,6 +51,22 @@ protected:
         RawClient client(lsql_door);
         client.send(framed(request));
         return client.receive_all();
+    }
+
+    /* One of the requests of a client that stays. */
+    static std::string numbered(const std::string &request)
+    {
+        return native(1) + native(htonl(static_cast<std::uint32_t>(request.size()))) + request;
+    }
+
+    static std::string answer_on_stream(const std::string &request)
+    {
+        constexpr std::size_t head_size = 8; /* the number, and a length that is not looked at */
+        RawClient client(stream_door);
+        client.send(numbered(request));
+        client.half_close();
+        const std::string reply = client.receive_all();
+        return reply.size() < head_size ? "" : reply.substr(head_size);
     }
 
     static std::string change_of(const std::string &channel, const std::string &origin = "attack")

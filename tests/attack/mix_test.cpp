@@ -27,6 +27,7 @@ using vorn::tests::lsql_door;
 using vorn::tests::native;
 using vorn::tests::notice_port;
 using vorn::tests::RawClient;
+using vorn::tests::stream_door;
 
 unsigned int seed()
 {
@@ -90,6 +91,16 @@ protected:
         if (up_to(3) > 0) client.receive_all();
     }
 
+    /* More than two would be waited for by a daemon that waits for its first reply to be taken. */
+    void ask_on()
+    {
+        RawClient client(stream_door);
+        client.send(numbered(hostile_request()) + numbered(hostile_request()));
+        if (up_to(3) == 0) return;
+        client.half_close();
+        client.receive_all();
+    }
+
     void inform()
     {
         RawClient client(inform_door);
@@ -132,7 +143,8 @@ protected:
     void take_a_step()
     {
         const std::size_t choice = up_to(19);
-        if (choice < 8) return ask();
+        if (choice < 5) return ask();
+        if (choice < 8) return ask_on();
         if (choice < 11) return inform();
         if (choice < 13) return subscribe();
         if (choice < 16) return signal();

@@ -18,10 +18,12 @@ using testing::HasSubstr;
 using vorn::tests::notice_port;
 using vorn::tests::RawClient;
 
+enum class Door { lsql, stream, inform };
+
 struct Nesting {
     const char *place;
     const char *kind;
-    bool by_inform;
+    Door door;
 };
 
 class NestingAttacks : public vorn::tests::AttackedDevice,
@@ -76,14 +78,15 @@ protected:
     {
         const std::string place = "place=" + std::string(GetParam().place);
         const std::string kind = "kind=" + std::string(GetParam().kind);
-        if (GetParam().by_inform) {
+        if (GetParam().door == Door::inform) {
             const std::string outer = "outer=" + value;
             const std::string reply = inform("nest", {place.c_str(), kind.c_str(), outer.c_str()});
             return testing::AssertionResult(reply == "OK\n") << reply;
         }
         inform("nest", {place.c_str(), kind.c_str()});
-        const std::string reply = answer_to("<lsql><update><Nested name=\"n\"><value>" + value +
-                                            "</value></Nested></update></lsql>");
+        const auto ask = GetParam().door == Door::stream ? answer_on_stream : answer_to;
+        const std::string reply = ask("<lsql><update><Nested name=\"n\"><value>" + value +
+                                      "</value></Nested></update></lsql>");
         const bool is_done =
             reply.find(is_gone_at_once() ? "<rc>0</rc><counter>0</counter>"
                                          : "<rc>0</rc><counter>1</counter>") != std::string::npos;
@@ -118,8 +121,12 @@ std::vector<Nesting> nestings()
         for (const char *kind :
              {"active", "passive", "object", "insert", "passive-insert", "delete", "passive-delete",
               "delete-it", "transaction", "passive-transaction"})
-            for (const bool by_inform : {false, true})
-                all.push_back({place, kind, by_inform});
+            for (const Door door : {Door::lsql, Door::inform})
+                all.push_back({place, kind, door});
+    /* Which hears and answers by itself, and evaluates as the first door does. */
+    for (const char *place : {"refresh", "validator", "commit"})
+        for (const char *kind : {"active", "passive", "transaction"})
+            all.push_back({place, kind, Door::stream});
     return all;
 }
 
@@ -127,7 +134,8 @@ std::string name_of(const testing::TestParamInfo<Nesting> &each)
 {
     std::string kind = each.param.kind;
     std::replace(kind.begin(), kind.end(), '-', '_');
-    return std::string(each.param.by_inform ? "inform" : "lsql") + "_" + each.param.place + "_" +
+    static constexpr const char *doors[] = {"lsql", "stream", "inform"};
+    return std::string(doors[static_cast<int>(each.param.door)]) + "_" + each.param.place + "_" +
            kind;
 }
 
