@@ -400,20 +400,26 @@ static void weigh(const char **way, int *longest, const char *link, int prefix)
     *longest = prefix;
 }
 
-const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour)
+static int is_of(const char *link, const char *only)
+{
+    return *only == '\0' || strcmp(link, only) == 0;
+}
+
+const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour, const char *only)
 {
     const char *way = NULL;
     int longest = -1;
     for (const struct kernel_address *each = kernel->addresses; each != NULL; each = each->next) {
         const struct kernel_link *link = kernel_find_link(kernel, each->link);
-        if (link == NULL || !link->is_up || each->prefix == 32 ||
+        if (link == NULL || !link->is_up || each->prefix == 32 || !is_of(link->name, only) ||
             !is_in_network(neighbour, each->address, each->prefix)) {
             continue;
         }
         weigh(&way, &longest, link->name, each->prefix);
     }
     for (const struct kernel_route *each = kernel->routes; each != NULL; each = each->next) {
-        if (each->gateway != 0 || !is_in_network(neighbour, each->destination, each->prefix)) {
+        if (each->gateway != 0 || !is_of(each->link, only) ||
+            !is_in_network(neighbour, each->destination, each->prefix)) {
             continue;
         }
         weigh(&way, &longest, each->link, each->prefix);

@@ -86,8 +86,8 @@ int is_in_network(uint32_t address, uint32_t network, int prefix);
 /**
  * The link over which a neighbour of that address is reached, which has an address in the same
  * network or a route to it without a gateway; the first by name of several, null when there is
- * none.
+ * none. Only that link counts unless it is empty.
  */
-const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour);
+const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour, const char *only);
 
 #endif

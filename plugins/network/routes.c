@@ -156,7 +156,8 @@ static const char *find_link(const struct kernel *kernel, const vorn_instance *r
 {
     const char *name = vorn_instance_get_name(route);
     const struct kernel_link *link = kernel_find_link(kernel, wanted->link);
-    const char *way = wanted->gateway != 0 ? kernel_find_way(kernel, wanted->gateway) : NULL;
+    const char *way =
+        wanted->gateway != 0 ? kernel_find_way(kernel, wanted->gateway, wanted->link) : NULL;
     if (*wanted->link != '\0' && link == NULL) {
         outcomes_explain(&route_outcomes, name, "waiting for %s", wanted->link);
     } else if (link != NULL && !link->is_up) {

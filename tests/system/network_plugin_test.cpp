@@ -156,6 +156,32 @@ TEST_F(Networks, TakeOneWayWhereTwoLinksLeadToTheGateway)
     EXPECT_THAT(shell("ip route show 172.16.0.0/16"), HasSubstr("via 10.2.0.10 dev eth0"));
 }
 
+/* The kernel keeps such a route, but would not take it anew. */
+TEST_F(Networks, TakeARouteAwayWhoseLinkNoLongerLeadsToItsGateway)
+{
+    const auto there = [] { return shell("ip route show 172.16.0.0/16") != ""; };
+    write_file(vorn::test::startup_file,
+               "<config><interface name=\"eth0\"><kind>ethernet</kind><status>up</status>"
+               "</interface><interface name=\"eth1\"><kind>ethernet</kind><status>up</status>"
+               "</interface><address name=\"a\"><kind>static-address</kind>"
+               "<interface>eth1</interface><address>10.2.0.3</address><prefix>24</prefix></address>"
+               "<address name=\"b\"><kind>static-address</kind><interface>eth0</interface>"
+               "<address>10.2.0.4</address><prefix>24</prefix></address><route name=\"r\">"
+               "<destination>172.16.0.0/16</destination><gateway>10.2.0.10</gateway>"
+               "<interface>eth1</interface></route></config>");
+    boot();
+    ASSERT_TRUE(comes_true(there));
+    shell("ip addr add 10.3.0.3/24 dev eth1");
+
+    change("<update><address name=\"a\"><address>10.4.0.3</address></address></update>");
+    EXPECT_TRUE(
+        comes_true([] { return state_of("route", "r") == "waiting for a way to 10.2.0.10"; }));
+    EXPECT_FALSE(there());
+
+    change("<update><address name=\"a\"><address>10.2.0.3</address></address></update>");
+    EXPECT_TRUE(comes_true(there));
+}
+
 TEST_F(Networks, SayWhatIpSaidAndTryAgainWithTheNextCommit)
 {
     write_file(vorn::test::startup_file,
