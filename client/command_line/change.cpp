@@ -276,6 +276,10 @@ private:
         for (const Assignment &assignment : assignments(change, target))
             values.emplace_back(assignment.property, assignment.value);
         const Class *klass = schema_.find(target.class_name);
+        if (klass && klass->type != "singleton" && !schema_.is_for_clients(*klass)) {
+            fail(change, refused,
+                 without_place(change, target) + ": only the device itself makes one");
+        }
         const Class *family = klass ? schema_.find(klass->superclass) : nullptr;
         if (family && !family->subclass_identifier.empty()) {
             const std::string &identifier = family->subclass_identifier;

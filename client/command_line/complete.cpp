@@ -110,8 +110,9 @@ void offer_properties(Device &device, const Schema &schema, const Line &line)
 
 void offer_classes(const Schema &schema, const Line &line)
 {
-    for (const Class &klass : schema.classes())
-        offer(line, klass.name);
+    for (const Class &klass : schema.classes()) {
+        if (line.words[0] != "add" || schema.is_for_clients(klass)) offer(line, klass.name);
+    }
 }
 
 void offer_words(Device &device, const Line &line)

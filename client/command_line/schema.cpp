@@ -142,4 +142,14 @@ bool Schema::may_have_name(const std::string &class_name) const
     return !klass || klass->is_named();
 }
 
+bool Schema::is_for_clients(const Class &klass) const
+{
+    const auto can_be_given = [](const Property &each) { return each.writable || each.required; };
+    return klass.persistent || klass.properties.empty() ||
+           std::any_of(classes_.begin(), classes_.end(), [&](const Class &each) {
+               return (each.name == klass.name || each.superclass == klass.name) &&
+                      std::any_of(each.properties.begin(), each.properties.end(), can_be_given);
+           });
+}
+
 } // namespace vorn::client

@@ -59,6 +59,9 @@ public:
     std::vector<std::string> properties_of(const std::string &class_name) const;
     /* False only for a class that is known to have one nameless instance, or nameless ones. */
     bool may_have_name(const std::string &class_name) const;
+    /* False for a class that is not saved and of which a client can give nothing: only the device
+       makes its instances. */
+    bool is_for_clients(const Class &klass) const;
 
 private:
     std::vector<Class> classes_;

@@ -65,6 +65,13 @@ TEST_F(Advice, SaysThatANameIsTaken)
     EXPECT_EQ(vornctl("add Board"), "[1]\nvornctl: add Board: there is one already\n");
 }
 
+/* Its plugin would take away again whatever somebody else put there. */
+TEST_F(Advice, SaysWhatOnlyTheDeviceMakes)
+{
+    EXPECT_EQ(vornctl("add schema-class x"),
+              "[1]\nvornctl: add schema-class \"x\": only the device itself makes one\n");
+}
+
 TEST_F(Advice, KnowsThePropertiesOfAFamilyAndOfConditions)
 {
     EXPECT_EQ(vornctl("show Address lan ip -q"), "\n[0]\n");
@@ -198,6 +205,7 @@ protected:
 TEST_F(MoreCompletion, KnowsSubclassesValuesAndNames)
 {
     EXPECT_EQ(candidates("vornctl add Sta"), "Static|");
+    EXPECT_EQ(candidates("vornctl add schema-"), "") << "only the device can";
     EXPECT_EQ(candidates("vornctl set Program p respawn="), "respawn=on|respawn=off|");
     EXPECT_EQ(candidates("vornctl set Program p radios=r"), "radios=r0|radios=r1|");
     EXPECT_EQ(candidates("vornctl set Program p radios+="), "radios+=r0|radios+=r1|");
