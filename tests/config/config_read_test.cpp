@@ -117,6 +117,22 @@ TEST_F(ConfigDocuments, KeepAnInstanceWithoutItsRefusedValue)
               "vorn: Property \"colour\" is not valid for class \"Radio\" - skipping.\n");
 }
 
+/* A save would have to leave them out. */
+TEST_F(ConfigDocuments, SkipTextsThatNoFileMayHold)
+{
+    const auto load_of_length = [&](std::size_t length) {
+        const std::string text(length, 'x');
+        load("<Radio name=\"" + text + "\"/><Radio name=\"r0\"><mode>" + text +
+             "</mode></Radio>");
+        return log.take();
+    };
+
+    EXPECT_EQ(load_of_length(10000001),
+              "vorn: Text of the name of an instance of class \"Radio\" is too long - skipping.\n"
+              "vorn: Text of mode of an instance of class \"Radio\" is too long - skipping.\n");
+    EXPECT_EQ(loaded(), "Instance name: r0\tclass: Radio\n\n\n");
+}
+
 TEST_F(ConfigDocuments, SkipInstancesWhoseNameIsWrong)
 {
     load("<Board name=\"b\"/><Radio/><Radio name=\"r0\"/>");
