@@ -34,6 +34,8 @@ constexpr std::size_t most_at_once = 262144;
 constexpr std::size_t first_capacity = 16384;
 /* An exchange of so many bytes may have taken thirty times as much memory. */
 constexpr std::size_t large_exchange = 65536;
+/* Clients with that much of a request that never became whole have gone. */
+constinit bool halves_took_much = false;
 
 constinit std::int64_t evaluation_ms = 0; /* of all requests so far */
 
@@ -72,6 +74,11 @@ std::int64_t clients_clock_ms()
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000 - evaluation_ms;
 }
 
+void give_back_what_halves_took()
+{
+    if (std::exchange(halves_took_much, false)) give_memory_back();
+}
+
 Client::Client(Fd descriptor, const Door &door)
     : descriptor_(std::move(descriptor)),
       door_(door),
@@ -80,6 +87,7 @@ Client::Client(Fd descriptor, const Door &door)
 
 Client::~Client()
 {
+    if (capacity_ >= large_exchange) halves_took_much = true;
     body_.reset();
     owned_reply_ = Text();
     if (took_much_) give_memory_back();

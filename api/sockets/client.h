@@ -19,6 +19,9 @@ namespace vorn {
  */
 std::int64_t clients_clock_ms();
 
+/* Once for all of those who went since: a thousand of them may go one after the other. */
+void give_back_what_halves_took();
+
 /* Ends a connection so that the peer finds the end of the stream, whatever it has sent. */
 void hang_up(int descriptor);
 

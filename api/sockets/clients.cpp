@@ -198,6 +198,7 @@ void beat(void *, void *)
         each->settle();
         has_deadlines = has_deadlines || each->deadline_ms() != Client::never;
     }
+    give_back_what_halves_took();
     if (has_deadlines) start_beat();
 }
 

@@ -217,6 +217,26 @@ TEST_F(Doors, GiveBackTheMemoryOfALargeExchangeAtItsEnd)
     EXPECT_EQ(calls.memory_given_back, 1);
 }
 
+TEST_F(Doors, GiveBackTheMemoryOfHalfRequestsOnceForAll)
+{
+    for (int i = 0; i < 3; i++) {
+        const std::string whole = numbered(1, std::string(300000, 'x'));
+        const Fd half = stay();
+        for (std::size_t sent = 0; sent < 100000; sent += 10000) {
+            send_to(half, whole.substr(sent, 10000));
+            run();
+        }
+    }
+    run();
+    EXPECT_EQ(calls.memory_given_back, 0);
+
+    wait(100);
+
+    EXPECT_EQ(calls.memory_given_back, 1);
+    wait(100);
+    EXPECT_EQ(calls.memory_given_back, 1);
+}
+
 TEST_F(Doors, GiveBackTheMemoryOfARequestWhileItsReplyIsNotTaken)
 {
     const Fd deaf = come(framed("3000000"));
