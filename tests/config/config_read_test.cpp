@@ -122,8 +122,7 @@ TEST_F(ConfigDocuments, SkipTextsThatNoFileMayHold)
 {
     const auto load_of_length = [&](std::size_t length) {
         const std::string text(length, 'x');
-        load("<Radio name=\"" + text + "\"/><Radio name=\"r0\"><mode>" + text +
-             "</mode></Radio>");
+        load("<Radio name=\"" + text + "\"/><Radio name=\"r0\"><mode>" + text + "</mode></Radio>");
         return log.take();
     };
 
