@@ -163,10 +163,12 @@ void close_and_block_everything()
 TEST_F(BareDevice, WorksAsEverWhateverItsParentClosedAndBlocked)
 {
     install_plugin("commands.vorn");
+    install_plugin("early.vorn");
     write_file("/etc/config/config.xml", "<config><Commands><run>exit 3</run></Commands></config>");
 
     boot({"-f"}, close_and_block_everything);
 
+    EXPECT_TRUE(console_shows("vorn: early: run 768\n"));
     EXPECT_TRUE(console_shows("vorn: commands: run 768\n"));
     const std::string folder = "/proc/" + std::to_string(daemon_pid());
     for (const char *descriptor : {"0", "1", "2"})
