@@ -272,6 +272,21 @@ TEST_F(ComparisonLimits, CountSubclassesWithTheirSuperclass)
     EXPECT_EQ(ask("<lsql><select><Address/></select>" + where(2000) + "</lsql>"), refused());
 }
 
+TEST_F(ComparisonLimits, CountInstancesThatAnotherStoreTookInFirst)
+{
+    vorn_instances *home = vorn_instances_new();
+    for (int i = 0; i < 9999; i++) {
+        const std::string name = "k" + std::to_string(i);
+        vorn_instance *guest = vorn_instance_new(vorn_classes_get("Key"), name.c_str());
+        ASSERT_EQ(vorn_instances_add(home, guest), 0);
+        ASSERT_EQ(vorn_instances_add(vorn_config_get_running(), guest), 0);
+    }
+
+    EXPECT_EQ(ask("<lsql><select><Key/></select>" + where(2000) + "</lsql>"), refused());
+
+    vorn_instances_delete(home);
+}
+
 TEST_F(ComparisonLimits, CountWhatTheRequestInsertsBefore)
 {
     const std::string inserted = "<insert>" + many(10000, "<Route/>") + "</insert>";
