@@ -4,6 +4,10 @@
  * listened to each of them from the start, but copies an instance only before it changes or when
  * somebody asks, so that watching a store costs the same whatever it holds. An instance is in
  * `changed` exactly when its entry says that it was touched.
+ *
+ * A store that is filled from nothing, as by a boot, needs no second list of what it holds: as long
+ * as each instance came and went in the ordinary way, all of them were inserted, and have an entry
+ * only once their values change.
  */
 #include "vorn/changes.h"
 
@@ -58,17 +62,43 @@ void instance_changed(vorn_instance *instance, const char *property, void *data)
         changes->is_incomplete = true;
 }
 
+/* The instance may be freed next, so it leaves the records even if its copy finds no room. */
+int record_deletion(vorn_changes &changes, vorn_instance &instance, BeforeCopy *before)
+{
+    vorn_instances_remove(changes.changed.get(), &instance);
+    vorn_instance *copy = before ? before->instance.get() : nullptr;
+    const int added = vorn_instances_add(changes.deleted.get(), copy);
+    return copy ? added : ok;
+}
+
+/*
+ * An instance that came and went has no copy: the store refuses the null and says so in the log.
+ */
+int forget_deleted(vorn_changes &changes, vorn_instance &instance)
+{
+    const Owned<vorn_changes_entry> entry(changes.entries.remove(&instance));
+    if (changes.is_all_new) return record_deletion(changes, instance, nullptr);
+    if (!entry || entry->state == stranger) return ok;
+    return record_deletion(changes, instance, entry->before);
+}
+
 void instances_changed(vorn_instance *instance, int action, void *data)
 {
     auto *changes = static_cast<vorn_changes *>(data);
 
     if (action == VORN_INSTANCES_ADDED) {
-        vorn_changes_instance_inserted(changes, instance);
+        if (!changes->is_all_new) vorn_changes_instance_inserted(changes, instance);
     } else if (action == VORN_INSTANCES_REMOVED) {
-        if (vorn_changes_instance_deleted(changes, instance) != ok) changes->is_incomplete = true;
+        if (forget_deleted(*changes, *instance) != ok) changes->is_incomplete = true;
     } else {
         vorn_debug_eprintf("instances_changed() for vorn_changes: Unidentified action request.\n");
     }
+}
+
+/* Another change set on the same store takes the listener over. */
+bool hears(const vorn_changes &changes)
+{
+    return changes.after->listener == instances_changed && changes.after->listener_data == &changes;
 }
 
 bool record_property(vorn_changes_entry &entry, const char *property)
@@ -82,11 +112,65 @@ vorn_changes_entry *known_entry(const vorn_changes &changes, const vorn_instance
     return entry && entry->state != stranger ? entry : nullptr;
 }
 
+/* What an instance was inserted with is kept before that changes. */
+vorn_changes_entry *remember_new(vorn_changes &changes, const vorn_instance &instance)
+{
+    if (vorn_changes_entry *known = changes.entries.get(&instance)) return known;
+
+    Owned<vorn_changes_entry> entry = make<vorn_changes_entry>();
+    if (!entry || !changes.entries.create(entry_buckets)) return nullptr;
+    if (changes.entries.insert(&instance, entry.get()) != ok) return nullptr;
+    entry->inserted_with = instance.values;
+    return entry.release();
+}
+
+bool is_new(const vorn_changes &changes, const vorn_instance &instance)
+{
+    return changes.is_all_new && is_at_home(*changes.after, instance);
+}
+
 /* The entry that every instance of the store has as far as anybody can tell. */
 vorn_changes_entry *entry_of(vorn_changes &changes, vorn_instance &instance)
 {
+    if (is_new(changes, instance)) return remember_new(changes, instance);
     return is_as_before(changes, instance) ? remember(changes, instance)
                                            : known_entry(changes, instance);
+}
+
+/* Of an instance that is taken for new and one that is not yet told from the others. */
+bool list_new(vorn_changes &changes, vorn_instances &changed, vorn_instance &instance)
+{
+    vorn_changes_entry *entry = remember_new(changes, instance);
+    if (!entry) return false;
+    if (entry->state == touched) return true; /* it is in the store twice */
+    if (vorn_instances_add(&changed, &instance) != ok) return false;
+    entry->state = touched;
+    return true;
+}
+
+/*
+ * Ends the time in which everything is new, because something else comes: from here on each
+ * instance has its entry, all but the one that is in the way of coming.
+ */
+bool tell_apart(vorn_changes &changes, const vorn_instance *comes)
+{
+    if (!changes.is_all_new) return true;
+
+    StoreShell changed(vorn_instances_new());
+    bool whole = static_cast<bool>(changed);
+    for (auto [name, entry] : changes.after->classes) {
+        for_each_own_instance(*entry, [&](vorn_instance &instance) {
+            whole = whole && (&instance == comes || list_new(changes, *changed, instance));
+        });
+    }
+    if (!whole) {
+        for (auto [instance, entry] : changes.entries)
+            entry->state = untouched;
+        return false;
+    }
+    changes.changed = std::move(changed);
+    changes.is_all_new = false;
+    return true;
 }
 
 vorn_changes &changes_of_witness(Witness &witness)
@@ -99,9 +183,11 @@ bool before_event(Witness &witness, StoreEvent event, vorn_instance &instance)
     vorn_changes &changes = changes_of_witness(witness);
     switch (event) {
     case StoreEvent::write:
+        if (is_new(changes, instance)) return remember_new(changes, instance);
         return !is_as_before(changes, instance) || remember(changes, instance);
     case StoreEvent::departure:
-        return remember_place(changes, instance);
+        if (changes.is_all_new && hears(changes)) return true;
+        return tell_apart(changes, nullptr) && remember_place(changes, instance);
     case StoreEvent::arrival:
         break;
     }
@@ -112,6 +198,13 @@ bool before_event(Witness &witness, StoreEvent event, vorn_instance &instance)
 bool keep_apart(Witness &witness, vorn_instance &instance)
 {
     vorn_changes &changes = changes_of_witness(witness);
+    if (changes.is_all_new) {
+        const vorn_instances &after = *changes.after;
+        const bool has_home_here = is_at_home(after, instance);
+        if (has_home_here && after.guests == 0 && hears(changes)) return true;
+        const bool comes_again = has_home_here && after.guests > 0;
+        if (!tell_apart(changes, comes_again ? nullptr : &instance)) return false;
+    }
     if (changes.entries.get(&instance)) return true;
 
     Owned<vorn_changes_entry> entry = make<vorn_changes_entry>();
@@ -122,9 +215,10 @@ bool keep_apart(Witness &witness, vorn_instance &instance)
     return true;
 }
 
-bool copy_everything(Witness &witness)
+bool before_drop(Witness &witness)
 {
-    return whole_before(changes_of_witness(witness)) != nullptr;
+    vorn_changes &changes = changes_of_witness(witness);
+    return tell_apart(changes, nullptr) && whole_before(changes);
 }
 
 void copy_succeeded(Witness &witness, const vorn_instance &original, const vorn_instance &copy)
@@ -160,13 +254,19 @@ void set_listeners(vorn_instances &store, vorn_instance_listener_fn listener, vo
         store, [&](vorn_instance &guest) { vorn_instance_set_listener(&guest, listener, data); });
 }
 
+bool holds_nothing(const vorn_instances &store)
+{
+    return store.classes.size() == 0 && !store.tie.original;
+}
+
 /* Comes last and cannot fail, so a creation that fails has no listener to take back. */
 void listen(vorn_changes &changes, vorn_instances &after)
 {
     changes.after = &after;
+    changes.is_all_new = holds_nothing(after);
     changes.before_change = before_event;
     changes.arrived = keep_apart;
-    changes.before_drop = copy_everything;
+    changes.before_drop = before_drop;
     changes.succeeded = copy_succeeded;
     after.home.add(changes);
     changes.number = ++last_number;
@@ -206,15 +306,6 @@ int insert_entry(vorn_changes &changes, vorn_instance &instance)
     }
     mark_touched(*entry.release(), instance);
     return ok;
-}
-
-/* The instance may be freed next, so it leaves the records even if its copy finds no room. */
-int record_deletion(vorn_changes &changes, vorn_instance &instance, BeforeCopy *before)
-{
-    vorn_instances_remove(changes.changed.get(), &instance);
-    vorn_instance *copy = before ? before->instance.get() : nullptr;
-    const int added = vorn_instances_add(changes.deleted.get(), copy);
-    return copy ? added : ok;
 }
 
 /* Said to be deleted, but still in the store, which goes on holding what is now a stranger. */
@@ -290,6 +381,7 @@ vorn_changes *vorn_changes_new(vorn_instances *after)
 int vorn_changes_instance_updated(vorn_changes *changes, vorn_instance *instance)
 {
     if (!changes || !instance) return failed;
+    if (is_new(*changes, *instance)) return ok;
 
     vorn_changes_entry *entry = entry_of(*changes, *instance);
     if (!entry) return failed;
@@ -303,7 +395,8 @@ int vorn_changes_instance_updated(vorn_changes *changes, vorn_instance *instance
 int vorn_changes_instance_inserted(vorn_changes *changes, vorn_instance *instance)
 {
     if (!changes || !instance) return failed;
-    if (is_as_before(*changes, *instance)) return ok;
+    if (is_new(*changes, *instance) || is_as_before(*changes, *instance)) return ok;
+    if (!tell_apart(*changes, nullptr)) return failed;
 
     vorn_changes_entry *entry = changes->entries.get(instance);
     if (!entry) return insert_entry(*changes, *instance);
@@ -314,17 +407,11 @@ int vorn_changes_instance_inserted(vorn_changes *changes, vorn_instance *instanc
     return ok;
 }
 
-/*
- * An instance that came and went has no copy: the store refuses the null and says so in the log.
- */
 int vorn_changes_instance_deleted(vorn_changes *changes, vorn_instance *instance)
 {
-    if (!changes || !instance) return failed;
+    if (!changes || !instance || !tell_apart(*changes, nullptr)) return failed;
     if (is_at_home(*changes->after, *instance)) return estrange(*changes, *instance);
-
-    const Owned<vorn_changes_entry> entry(changes->entries.remove(instance));
-    if (!entry || entry->state == stranger) return ok;
-    return record_deletion(*changes, *instance, entry->before);
+    return forget_deleted(*changes, *instance);
 }
 
 int vorn_changes_add_property(vorn_changes *changes, vorn_instance *instance, const char *property)
@@ -345,7 +432,7 @@ vorn_instances_iterator *vorn_changes_new_class_instances_iterator(const vorn_ch
 {
     if (!changes) return nullptr;
 
-    return vorn_instances_new_class_iterator(changes->changed.get(), class_name);
+    return vorn_instances_new_class_iterator(&changed_in(*changes), class_name);
 }
 
 vorn_instances_iterator *
@@ -360,7 +447,7 @@ vorn_changes_new_deleted_class_instances_iterator(const vorn_changes *changes,
 vorn_instance *vorn_changes_get_instance_before(const vorn_changes *changes,
                                                 const vorn_instance *instance)
 {
-    if (!changes || !instance) return nullptr;
+    if (!changes || !instance || is_new(*changes, *instance)) return nullptr;
 
     const vorn_changes_entry *entry =
         entry_of(const_cast<vorn_changes &>(*changes), const_cast<vorn_instance &>(*instance));
@@ -371,12 +458,13 @@ int vorn_changes_contains_class(const vorn_changes *changes, const char *class_n
 {
     if (!changes || !class_name) return 0;
 
-    return holds(*changes->changed, class_name) || holds(*changes->deleted, class_name);
+    return holds(changed_in(*changes), class_name) || holds(*changes->deleted, class_name);
 }
 
 int vorn_changes_contains_instance(const vorn_changes *changes, const vorn_instance *instance)
 {
     if (!changes || !instance) return 0;
+    if (is_new(*changes, *instance)) return touched;
 
     const vorn_changes_entry *entry = known_entry(*changes, *instance);
     return entry ? entry->state : untouched;
@@ -388,6 +476,7 @@ int vorn_changes_contains_property(const vorn_changes *changes, const vorn_insta
     if (!changes || !instance || !property) return 0;
 
     const vorn_changes_entry *entry = known_entry(*changes, *instance);
+    if (!entry && is_new(*changes, *instance)) return instance->values.get(property) != nullptr;
     return entry && (entry->every_property || entry->inserted_with.get(property) ||
                      entry->properties.contains(property));
 }
@@ -398,7 +487,7 @@ int vorn_changes_print(const vorn_changes *changes, std::FILE *stream)
     if (!changes) return std::fprintf(stream, "Null changes.\n");
 
     std::fprintf(stream, "Changed (updated or inserted) instances:\n");
-    vorn_instances_print(changes->changed.get(), stream);
+    vorn_instances_print(&changed_in(*changes), stream);
     std::fprintf(stream, "\n");
     std::fprintf(stream, "Deleted instances:\n");
     vorn_instances_print(changes->deleted.get(), stream);

@@ -93,6 +93,7 @@ bool add_before(vorn_changes &changes, vorn_instances &before, vorn_instance &in
 
 bool fill(vorn_changes &changes, vorn_instances &before)
 {
+    if (changes.is_all_new) return true;
     if (!look_into_all(*changes.after)) return false;
 
     for (auto [name, entry] : changes.after->classes) {
@@ -111,7 +112,8 @@ bool fill(vorn_changes &changes, vorn_instances &before)
 
 bool is_as_before(const vorn_changes &changes, const vorn_instance &instance)
 {
-    return changes.after && is_at_home(*changes.after, instance) && !changes.entries.get(&instance);
+    return changes.after && !changes.is_all_new && is_at_home(*changes.after, instance) &&
+           !changes.entries.get(&instance);
 }
 
 vorn_changes_entry *remember(vorn_changes &changes, vorn_instance &instance)

@@ -56,7 +56,20 @@ struct vorn_changes : vorn::Record, vorn::Witness {
     vorn::IdentityTable<vorn_instance, vorn::BeforeCopy> ahead; /* of what has no entry yet */
     vorn::IdentityTable<void, vorn::Departed> departed;         /* by what they stood behind */
     vorn_instances *after = nullptr; /* the store listened to; outlives the record */
+    /* Nothing was in the store, and all that is has been inserted: `changed` is the store itself.
+     */
+    bool is_all_new = false;
     vorn_changes *next_alive = nullptr;
     std::uintptr_t number = 0;  /* what the instances know it by */
     bool is_incomplete = false; /* a listener had no memory to record what it heard */
 };
+
+namespace vorn {
+
+/* The store of the updated and inserted instances. */
+inline const vorn_instances &changed_in(const vorn_changes &changes)
+{
+    return changes.is_all_new ? *changes.after : *changes.changed;
+}
+
+} // namespace vorn

@@ -107,7 +107,7 @@ CommitWatch::CommitWatch(const vorn_changes *changes)
     if (vorn_query_origin)
         std::strncpy(report_.origin, vorn_query_origin, sizeof report_.origin - 1);
     if (changes) {
-        report_.changed = count_of(*changes->changed);
+        report_.changed = count_of(changed_in(*changes));
         report_.deleted = count_of(*changes->deleted);
     }
     for (unsigned int phase = 0; phase < vorn_commit_report::phases; phase++)

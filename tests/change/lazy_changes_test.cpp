@@ -507,6 +507,15 @@ protected:
                                   static_cast<vorn_changes *>(nullptr)));
         changes_eager = std::make_unique<EagerChanges>(eager.store(true));
     }
+    /* As a boot does it: the change set is there before the first instance is. */
+    void begin_with_nothing()
+    {
+        for (World *world : worlds())
+            vorn_instances_delete_all(std::exchange(world->running, vorn_instances_new()));
+        changes_lazy.reset(vorn_changes_new(lazy.running));
+        changes_eager = std::make_unique<EagerChanges>(eager.running);
+    }
+
     void end_changes(bool = true)
     {
         changes_lazy.reset();
@@ -710,6 +719,17 @@ TEST_P(RandomTransactions, LookSoThroughEveryRefusalOfMemory)
         SCOPED_TRACE(i);
         step();
     }
+}
+
+TEST_P(RandomTransactions, LookSoInAStoreThatWasEmpty)
+{
+    begin_with_nothing();
+    memory_is_refused = GetParam() % 2;
+    for (int i = 0; i < steps / 3 && !HasFatalFailure(); i++) {
+        SCOPED_TRACE(i);
+        step();
+    }
+    compare_before();
 }
 
 TEST_P(RandomTransactions, LeaveNoTraceWhenTheyAreGivenUpAfterAnyStep)
