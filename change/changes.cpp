@@ -15,6 +15,7 @@
 #include "core/base/result.h"
 #include "model/instances_walk.h"
 #include "model/lazy/overlay.h"
+#include "model/lazy/working_copy.h"
 #include "vorn/debug.h"
 
 #include <utility>
@@ -449,8 +450,11 @@ vorn_instance *vorn_changes_get_instance_before(const vorn_changes *changes,
 {
     if (!changes || !instance || is_new(*changes, *instance)) return nullptr;
 
-    const vorn_changes_entry *entry =
-        entry_of(const_cast<vorn_changes &>(*changes), const_cast<vorn_instance &>(*instance));
+    auto &known = const_cast<vorn_changes &>(*changes);
+    if (known.after && shows_original(*known.after, *instance)) {
+        return before_of_original(known, *instance);
+    }
+    const vorn_changes_entry *entry = entry_of(known, const_cast<vorn_instance &>(*instance));
     return entry && entry->before ? entry->before->instance.get() : nullptr;
 }
 

@@ -138,6 +138,12 @@ void rename_original(vorn_changes &changes, const vorn_instance &original,
     rename_key(changes.departed, &original, &copy);
 }
 
+vorn_instance *before_of_original(vorn_changes &changes, const vorn_instance &instance)
+{
+    const BeforeCopy *copy = copy_ahead(changes, instance);
+    return copy ? copy->instance.get() : nullptr;
+}
+
 bool remember_place(vorn_changes &changes, vorn_instance &instance)
 {
     vorn_changes_entry *entry = changes.entries.get(&instance);

@@ -15,6 +15,9 @@ vorn_changes_entry *remember(vorn_changes &changes, vorn_instance &instance);
 void rename_original(vorn_changes &changes, const vorn_instance &original,
                      const vorn_instance &copy);
 
+/* What an original that the store shows as it is was before; null when memory is gone. */
+vorn_instance *before_of_original(vorn_changes &changes, const vorn_instance &instance);
+
 /* Keeps the copy of an instance that is about to go where the instance stands. */
 bool remember_place(vorn_changes &changes, vorn_instance &instance);
 

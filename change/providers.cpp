@@ -11,6 +11,7 @@
 #include "core/guard.h"
 #include "core/put_off.h"
 #include "model/instance_record.h"
+#include "model/lazy/working_copy.h"
 
 namespace vorn {
 
@@ -54,6 +55,7 @@ void log_commit(const vorn_instances *after, const vorn_changes *changes)
 void check_by_providers(vorn_check_info &info)
 {
     const MemoryWatch memory;
+    const OnlyLookedAt configuration(info.instances);
     for_each_registered([&](vorn_provider &provider) {
         if (!provider.check_fn) return;
         vorn_debug_lprintf(3, "Checking by provider %s...\n", provider.name.get());

@@ -132,7 +132,7 @@ vorn_instance *find_by_name(const vorn_instances &instances, const char *class_n
 {
     vorn_class_instances *entry = instances.classes.get(class_name);
     const Position position = entry ? position_of_name(*entry, instance_name) : Position();
-    return position ? fetch_at(instances.home, *entry, position) : nullptr;
+    return position ? hand_out(instances, *entry, position) : nullptr;
 }
 
 } // namespace
@@ -253,7 +253,7 @@ vorn_instance *vorn_instances_get_singleton(const vorn_instances *instances, con
         return nullptr;
     }
     const Position position = first_position(*entry);
-    return position ? fetch_at(instances->home, *entry, position) : nullptr;
+    return position ? hand_out(*instances, *entry, position) : nullptr;
 }
 
 vorn_instance *vorn_instances_get(const vorn_instances *instances, const char *class_name,

@@ -119,7 +119,7 @@ bool is_named(const vorn_class &klass)
 /* Whoever gets an instance of a working copy may change it, so it is fetched before. */
 bool fetch_ahead(const vorn_instances &instances, const vorn_instances_iterator &iterator)
 {
-    if (!instances.tie.original) return true;
+    if (!instances.tie.original || instances.tie.is_only_looked_at) return true;
     vorn_instances_iterator ahead = iterator;
     while (has_pending(ahead)) {
         if (!fetch_at(instances.home, *ahead.entry, ahead.pending)) return false;

@@ -22,6 +22,7 @@ struct WorkingCopyTie : Witness {
     vorn_instances *copy = nullptr;
     vorn_instances *original = nullptr;       /* what the copy has not fetched is there; or null */
     bool has_every_class = false;             /* of the original, in its order */
+    bool is_only_looked_at = false;           /* originals are handed out as they are */
     vorn_instances_iterator *walks = nullptr; /* over the copy */
 };
 

@@ -299,6 +299,20 @@ bool look_into_all(const vorn_instances &store)
     return true;
 }
 
+vorn_instance *hand_out(const vorn_instances &store, vorn_class_instances &entry, Position position)
+{
+    return store.tie.is_only_looked_at ? instance_at(entry, position)
+                                       : fetch_at(store.home, entry, position);
+}
+
+bool shows_original(const vorn_instances &store, const vorn_instance &instance)
+{
+    if (!store.tie.original || !store.tie.is_only_looked_at) return false;
+    if (!is_at_home(*store.tie.original, instance)) return false;
+    const vorn_class_instances *entry = store.classes.get(instance.klass->name.get());
+    return entry && entry->overlay && !entry->overlay->by_original.get(&instance);
+}
+
 bool fetch_whole(vorn_instances &store, vorn_class_instances &entry)
 {
     if (!entry.overlay) return true;

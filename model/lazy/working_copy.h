@@ -4,6 +4,8 @@
 #include "model/instances_entry.h"
 #include "model/lazy/overlay.h"
 
+#include <utility>
+
 namespace vorn {
 
 /*
@@ -21,6 +23,34 @@ vorn_instances *new_working_copy(vorn_instances *original);
 bool look_into(const vorn_instances &store, const char *class_name);
 bool look_into_family(const vorn_instances &store, const vorn_class &klass);
 bool look_into_all(const vorn_instances &store);
+
+/*
+ * The instance at a position for a caller, who gets a copy of his own; null when memory is gone.
+ * Who has promised only to look gets originals that nobody fetched as they are.
+ */
+vorn_instance *hand_out(const vorn_instances &store, vorn_class_instances &entry,
+                        Position position);
+
+/* Whether a working copy shows the original that it got from there, which is only looked at. */
+bool shows_original(const vorn_instances &store, const vorn_instance &instance);
+
+/* While it lives, a store, or none, is only looked at by whoever is called. */
+class OnlyLookedAt {
+public:
+    explicit OnlyLookedAt(vorn_instances *store) : store_(store)
+    {
+        if (store_) before_ = std::exchange(store_->tie.is_only_looked_at, true);
+    }
+    OnlyLookedAt(const OnlyLookedAt &) = delete;
+    ~OnlyLookedAt()
+    {
+        if (store_) store_->tie.is_only_looked_at = before_;
+    }
+
+private:
+    vorn_instances *store_;
+    bool before_ = false;
+};
 
 /* Gives an entry all that it shows, copied, for its own. False when memory is gone. */
 bool fetch_whole(vorn_instances &store, vorn_class_instances &entry);

@@ -50,10 +50,13 @@ static int is_same_property(const char *left, const char *right)
     return left != NULL && right != NULL ? strcmp(left, right) == 0 : left == right;
 }
 
-static int had_it_before(const vorn_instances *before, const vorn_instance *then, judge_fn judge,
-                         const fault *found)
+/* What was before is put together only for what is wrong: it is all that the device has. */
+static int had_it_before(const vorn_changes *changes, const char *class_name,
+                         const vorn_instance *now, judge_fn judge, const fault *found)
 {
     fault old;
+    const vorn_instances *before = vorn_changes_get_before(changes);
+    const vorn_instance *then = vorn_instances_get(before, class_name, vorn_instance_get_name(now));
     return then != NULL && judge(before, then, &old) &&
            is_same_property(old.property, found->property);
 }
@@ -63,15 +66,12 @@ void judge_class(vorn_check_info *info, const char *class_name, judge_fn judge)
     fault found;
     const vorn_instances *configuration = vorn_check_info_get_instances(info);
     const vorn_changes *changes = vorn_check_info_get_changes(info);
-    const vorn_instances *before = vorn_changes_get_before(changes);
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         const vorn_instance *each = vorn_instances_iterator_next(walk);
         if (!judge(configuration, each, &found)) continue;
         if (!vorn_changes_contains_instance(changes, each) &&
-            had_it_before(before,
-                          vorn_instances_get(before, class_name, vorn_instance_get_name(each)),
-                          judge, &found)) {
+            had_it_before(changes, class_name, each, judge, &found)) {
             continue;
         }
         vorn_check_info_refuse(info, each, found.property, "%s", found.reason);

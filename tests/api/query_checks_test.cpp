@@ -33,6 +33,25 @@ void check_channels(QueryTest &, vorn_check_info *info)
     vorn_check_info_refuse(info, second, "channel", "channel %s is taken by r0", channel);
 }
 
+/* What every radio was and is, looked at in each of the ways there are. */
+std::string seen;
+
+void look_at_every_radio(QueryTest &, vorn_check_info *info)
+{
+    vorn_instances *all = vorn_check_info_get_instances(info);
+    const vorn_changes *changes = vorn_check_info_get_changes(info);
+    for (vorn_instance *each : vorn::Walk(vorn_instances_new_class_iterator(all, "Radio"))) {
+        const char *name = vorn_instance_get_name(each);
+        const vorn_instance *before = vorn_changes_get_instance_before(changes, each);
+        EXPECT_EQ(vorn_instances_get(all, "Radio", name), each);
+        seen += std::string(name) + " " + vorn_instance_get_value(before, "channel") + " " +
+                vorn_instance_get_value(each, "channel") +
+                (vorn_changes_contains_instance(changes, each) ? " changed\n" : "\n");
+    }
+    EXPECT_EQ(vorn_instances_get_singleton(all, "Board"),
+              vorn_instances_get_singleton(vorn_config_get_running(), "Board"));
+}
+
 int checks_made;
 
 void count_checks(QueryTest &, vorn_check_info *)
@@ -95,6 +114,20 @@ TEST_F(CheckedTransactions, SeeTheOldConfigurationRunning)
     ask(lsql(same_channel));
 
     EXPECT_EQ(value("Radio", "r1", "channel"), "6");
+}
+
+TEST_F(CheckedTransactions, CopyNothingForWhoOnlyChecks)
+{
+    on_check = look_at_every_radio;
+    seen.clear();
+    const vorn_instance *untouched = vorn_instances_get(vorn_config_get_running(), "Radio", "r1");
+    const unsigned long before = vorn_instances_get_left_behind();
+
+    ask(vorn::tests::change_channel_in_transaction);
+
+    EXPECT_EQ(seen, "r0 6 7 changed\nr1 11 11\n");
+    EXPECT_EQ(vorn_instances_get_left_behind(), before + 1);
+    EXPECT_EQ(vorn_instances_get(vorn_config_get_running(), "Radio", "r1"), untouched);
 }
 
 TEST_F(CheckedTransactions, AreNotCheckedWhenTheyFailAnyway)

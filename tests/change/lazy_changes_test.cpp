@@ -598,6 +598,27 @@ protected:
                   printed_in_order(changes_eager->before()));
     }
 
+    /* As a check function does, which gets originals that nobody has reached. */
+    void look_as_a_check(bool = true)
+    {
+        if (!lazy.copy) return;
+        const OnlyLookedAt looked(lazy.copy);
+        const bool are_told = changes_lazy && changes_lazy->after == lazy.copy;
+        const Walk others(vorn_instances_new_iterator(eager.copy));
+        auto other = others.begin();
+        for (const vorn_instance *one : Walk(vorn_instances_new_iterator(lazy.copy))) {
+            ASSERT_EQ(described(one), described(*other));
+            if (are_told) {
+                ASSERT_EQ(described(vorn_changes_get_instance_before(changes_lazy.get(), one)),
+                          described(changes_eager->before(*other)));
+                ASSERT_EQ(vorn_changes_contains_instance(changes_lazy.get(), one),
+                          changes_eager->contains(*other));
+            }
+            ++other;
+        }
+        ASSERT_EQ(*other, nullptr);
+    }
+
     static std::string listed(vorn_instances_iterator *walk)
     {
         std::string text;
@@ -647,6 +668,7 @@ protected:
         {6, &Steps::compare_a_copy},
         {1, &Steps::compare_before},
         {1, &Steps::compare_stores},
+        {2, &Steps::look_as_a_check},
         {6, &Steps::look_up},
         {12, &Steps::look_up_and_set},
         {6, &Steps::look_up_and_take},
@@ -667,6 +689,7 @@ protected:
         {6, &Steps::look_up_and_take}, {8, &Steps::open_walk},
         {20, &Steps::step_walk},       {6, &Steps::take_last},
         {1, &Steps::compare_before},   {6, &Steps::set_instance_listener},
+        {2, &Steps::look_as_a_check},
     };
 
     template <std::size_t count>
