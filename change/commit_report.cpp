@@ -6,6 +6,7 @@
 #include "change/changes_record.h"
 #include "change/commit_report_record.h"
 #include "change/provider_record.h"
+#include "core/base/text.h"
 #include "model/lazy/overlay.h"
 #include "vorn/committer.h"
 #include "vorn/debug.h"
@@ -104,8 +105,8 @@ CommitWatch::CommitWatch(const vorn_changes *changes)
 {
     report_.number = ++commit_number;
     report_.time = std::time(nullptr);
-    if (vorn_query_origin)
-        std::strncpy(report_.origin, vorn_query_origin, sizeof report_.origin - 1);
+    const char *origin = or_empty(vorn_query_origin);
+    std::memcpy(report_.origin, origin, std::min(std::strlen(origin), sizeof report_.origin - 1));
     if (changes) {
         report_.changed = count_of(changed_in(*changes));
         report_.deleted = count_of(*changes->deleted);
