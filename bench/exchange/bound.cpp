@@ -72,6 +72,8 @@ int main(int argc, char **argv)
         std::perror("bound");
         return 1;
     }
+    std::puts("ready");
+    std::fflush(stdout);
     while (is_readable(listener)) {
         const int client = accept(listener, nullptr, nullptr);
         std::uint32_t length = 0;

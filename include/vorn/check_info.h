@@ -45,8 +45,8 @@ typedef struct vorn_check_info vorn_check_info;
  * Looks at a configuration and refuses what is wrong with it, by calling vorn_check_info_refuse
  * once for each. It only looks: it changes neither the configuration nor the system, waits for
  * nothing, and keeps nothing of the record, which is gone afterwards. While it runs, the
- * configuration is not the running one; what vorn_config_get_running gives is still the old one. The
- * two have the instances in common that the transaction did not reach.
+ * configuration is not the running one; what vorn_config_get_running gives is still the old one.
+ * The two have the instances in common that the transaction did not reach.
  *
  * When a function of the daemon that it calls finds no memory, the transaction is given up. A check
  * that finds none for something of its own refuses.
