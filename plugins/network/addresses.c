@@ -5,8 +5,8 @@
  */
 #include <arpa/inet.h>
 #include <ifaddrs.h>
+#include <inttypes.h>
 #include <net/if.h>
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -68,6 +68,20 @@ static void remember(const char *link, uint32_t address, int prefix)
     made->address = address;
     made->prefix = prefix;
     *end = made;
+}
+
+void addresses_note(FILE *file)
+{
+    for (const struct made_address *each = made_addresses; each != NULL; each = each->next) {
+        fprintf(file, "address %s %" PRIu32 " %d\n", each->link, each->address, each->prefix);
+    }
+}
+
+void addresses_recall(const char *line)
+{
+    struct made_address told;
+    if (sscanf(line, "address %15s %" SCNu32 " %d", told.link, &told.address, &told.prefix) == 3)
+        remember(told.link, told.address, told.prefix);
 }
 
 static void plan(const char *name, const char *action, uint32_t address, int prefix,

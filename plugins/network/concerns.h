@@ -2,6 +2,8 @@
 #ifndef PLUGINS_NETWORK_CONCERNS_H
 #define PLUGINS_NETWORK_CONCERNS_H
 
+#include <stdio.h>
+
 #include "kernel.h"
 #include "outcomes.h"
 
@@ -37,6 +39,16 @@ void interfaces_remove(const vorn_instances *configuration, struct kernel *kerne
 void interfaces_plan(const vorn_instances *configuration, struct kernel *kernel);
 void addresses_plan(const vorn_instances *configuration, struct kernel *kernel);
 void routes_plan(const vorn_instances *configuration, struct kernel *kernel);
+
+/** Write what was made, a line each. */
+void interfaces_note(FILE *file);
+void addresses_note(FILE *file);
+void routes_note(FILE *file);
+
+/** Take over what such a line tells; one of the others' tells nothing. */
+void interfaces_recall(const char *line);
+void addresses_recall(const char *line);
+void routes_recall(const char *line);
 
 /** Notes which addresses from a DHCP server have to wait for their link. */
 void clients_plan(const vorn_instances *configuration, const struct kernel *kernel);

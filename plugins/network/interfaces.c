@@ -85,6 +85,40 @@ static void remember_port(const char *link, const char *bridge)
     snprintf(port->bridge, sizeof port->bridge, "%s", bridge);
 }
 
+void interfaces_note(FILE *file)
+{
+    for (const struct made_link *each = made_links; each != NULL; each = each->next) {
+        fprintf(file, "link %s %s %d %d %d %d %d %d %s\n", each->name, each->kind, each->index,
+                each->mtu_before, each->was_up, each->is_switched, each->remade, each->vlan_id,
+                each->parent);
+    }
+    for (const struct made_port *each = made_ports; each != NULL; each = each->next)
+        fprintf(file, "port %s %s\n", each->link, each->bridge);
+}
+
+static void recall_link(const struct made_link *told)
+{
+    struct made_link **end = &made_links;
+    while (*end != NULL)
+        end = &(*end)->next;
+    *end = malloc(sizeof **end);
+    if (*end == NULL) return;
+    **end = *told;
+}
+
+void interfaces_recall(const char *line)
+{
+    struct made_link link = {0};
+    struct made_port port;
+    if (sscanf(line, "link %15s %15s %d %d %d %d %d %d %15s", link.name, link.kind, &link.index,
+               &link.mtu_before, &link.was_up, &link.is_switched, &link.remade, &link.vlan_id,
+               link.parent) >= 8) {
+        recall_link(&link);
+    } else if (sscanf(line, "port %15s %15s", port.link, port.bridge) == 2) {
+        remember_port(port.link, port.bridge);
+    }
+}
+
 /* A VLAN is one of its kind; where the system has none, whatever stands in for it. */
 static int is_of_kind(const struct kernel_link *link, const char *kind)
 {

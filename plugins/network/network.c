@@ -8,6 +8,7 @@
 #include "faults.h"
 #include "ip.h"
 #include "links.h"
+#include "made.h"
 #include "vorn-plugin/patience.h"
 
 enum {
@@ -37,6 +38,7 @@ static void plan(const vorn_instances *configuration)
     addresses_plan(configuration, &kernel);
     routes_plan(configuration, &kernel);
     kernel_free(&kernel);
+    if (!vorn_process_no_actions) made_note();
 }
 
 static void go_on(void);
@@ -75,6 +77,7 @@ static void commit(vorn_commit_info *info)
 {
     static int has_booted;
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    if (!has_booted && !vorn_process_no_actions) made_recall();
     resolver_commit(configuration);
     apply(configuration, has_booted ? a_moment_us() : boot_limit_us);
     has_booted = 1;

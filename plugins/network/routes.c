@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* Routes, each set whole with one command. */
 #include <arpa/inet.h>
+#include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -116,6 +117,28 @@ static void remember(const char *words, const struct kernel_route *route)
     snprintf(made->words, sizeof made->words, "%s", words);
     made->route = *route;
     *end = made;
+}
+
+void routes_note(FILE *file)
+{
+    for (const struct made_route *each = made_routes; each != NULL; each = each->next) {
+        const struct kernel_route *route = &each->route;
+        fprintf(file, "route %" PRIu32 " %d %" PRIu32 " %d %s\n", route->destination, route->prefix,
+                route->gateway, route->metric, each->words);
+    }
+}
+
+void routes_recall(const char *line)
+{
+    char words[words_room] = "";
+    struct kernel_route route = {0};
+    if (sscanf(line, "route %" SCNu32 " %d %" SCNu32 " %d %111[^\n]", &route.destination,
+               &route.prefix, &route.gateway, &route.metric, words) != 5) {
+        return;
+    }
+    const char *link = strstr(words, " dev ");
+    if (link != NULL) sscanf(link, " dev %15s", route.link);
+    remember(words, &route);
 }
 
 static int is_wanted(const vorn_instances *configuration, const char *made)

@@ -1,0 +1,102 @@
+/* SPDX-License-Identifier: MIT */
+/* A daemon that is killed may have made what the configuration that is loaded next does not have.
+ */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <string>
+
+#include "networks.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class WhatAKilledDaemonMade : public vorn::tests::Networks {
+protected:
+    void boot_another_time(const std::string &configuration)
+    {
+        kill(daemon_pid(), SIGKILL);
+        ASSERT_EQ(exit_status(), -SIGKILL);
+        write_file(vorn::test::startup_file, configuration);
+        boot();
+    }
+
+    static std::string link(const std::string &name)
+    {
+        return shell("ip -o link show " + name + " 2>/dev/null");
+    }
+
+    static std::string addresses() { return shell("ip -o -4 addr show | grep -v ' lo '"); }
+};
+
+TEST_F(WhatAKilledDaemonMade, IsTakenAwayWhenItIsNotWantedAnyMore)
+{
+    boot();
+    change("<insert><address name=\"a\"><kind>static-address</kind><interface>eth0</interface>"
+           "<address>10.0.0.1</address><prefix>24</prefix></address></insert>"
+           "<insert><route name=\"b\"><destination>172.16.0.0/16</destination>"
+           "<gateway>10.0.0.9</gateway></route></insert>");
+    ASSERT_THAT(addresses(), HasSubstr("10.0.0.1"));
+    ASSERT_THAT(shell("ip route"), HasSubstr("172.16.0.0/16 via 10.0.0.9"));
+
+    boot_another_time("<config><interface name=\"eth0\"><kind>ethernet</kind><status>up</status>"
+                      "</interface></config>");
+
+    EXPECT_EQ(link("br0") + link("eth1.5") + addresses() + shell("ip route"), "");
+    EXPECT_THAT(link("eth0"), testing::AllOf(HasSubstr(",UP"), Not(HasSubstr("master"))));
+    EXPECT_THAT(link("eth1"), Not(HasSubstr(",UP")));
+}
+
+TEST_F(WhatAKilledDaemonMade, GoesBackToHowItWasFound)
+{
+    boot();
+    change("<update><interface name=\"eth0\"><mtu>1400</mtu></interface></update>"
+           "<update><interface name=\"br0\"><members>eth1.5</members><mtu>1300</mtu></interface>"
+           "</update>");
+    ASSERT_THAT(link("eth0"), HasSubstr("mtu 1400"));
+
+    boot_another_time("<config><interface name=\"eth0\"><kind>ethernet</kind></interface>"
+                      "<interface name=\"br0\"><kind>bridge</kind></interface></config>");
+
+    EXPECT_THAT(link("eth0"), testing::AllOf(HasSubstr("mtu 1500"), Not(HasSubstr(",UP"))));
+    EXPECT_THAT(link("br0"), testing::AllOf(HasSubstr("mtu 1500"), Not(HasSubstr(",UP"))));
+}
+
+TEST_F(WhatAKilledDaemonMade, StaysWhereItIsWanted)
+{
+    boot();
+    const std::string before = link("br0") + link("eth0") + link("eth1.5") + addresses();
+    shell("truncate -s 0 /dev/console");
+
+    boot_another_time(vorn::tests::bridged_network);
+
+    EXPECT_EQ(link("br0") + link("eth0") + link("eth1.5") + addresses(), before);
+    EXPECT_THAT(before, HasSubstr("192.168.1.1/24"));
+}
+
+TEST_F(WhatAKilledDaemonMade, IsNotWhatAnotherBootOfTheMachineHas)
+{
+    boot();
+    shell("sed -i '1s/.*/another/' /var/run/vorn-network");
+
+    boot_another_time("<config/>");
+
+    EXPECT_THAT(link("br0"), HasSubstr("br0"));
+}
+
+TEST_F(WhatAKilledDaemonMade, IsNothingThatCanBeReadFromNonsense)
+{
+    shell("ip link add other type bridge; { cat /proc/sys/kernel/random/boot_id; echo link; "
+          "echo port a; echo address eth0; echo route 1 1 1 1; echo link other bridge x; "
+          "head -c 1000 /dev/zero; } >/var/run/vorn-network");
+    write_file(vorn::test::startup_file, "<config/>");
+
+    boot();
+
+    EXPECT_THAT(link("other"), HasSubstr("other"));
+}
+
+} // namespace
