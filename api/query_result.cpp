@@ -4,8 +4,6 @@
 #include "core/base/text.h"
 #include "services/xml/xml.h"
 
-#include <charconv>
-
 namespace vorn {
 
 namespace {
@@ -97,8 +95,13 @@ void Answer::add_error(const char *message, std::int32_t &count)
 void Answer::add_number(const char *name, std::int32_t number)
 {
     char digits[16] = "";
-    std::to_chars(digits, digits + sizeof digits - 1, number);
-    writer_.add_text(name, digits);
+    char *first = digits + sizeof digits - 1;
+    auto rest = static_cast<std::uint32_t>(number < 0 ? -std::int64_t{number} : number);
+    do
+        *--first = static_cast<char>('0' + rest % 10);
+    while (rest /= 10);
+    if (number < 0) *--first = '-';
+    writer_.add_text(name, first);
 }
 
 void Answer::add_rc_counter(std::int32_t rc, std::int32_t counter)

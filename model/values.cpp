@@ -90,12 +90,7 @@ struct Values::Block {
     {
         return slot.is_alone() ? text_alone(slot.index()).get() : piece()->texts() + slot.text;
     }
-    Slot *find(const vorn_property &property)
-    {
-        return std::find_if(slots(), end(), [&property](const Slot &each) {
-            return each.property == property.number;
-        });
-    }
+    Slot *find(const vorn_property &property);
     std::size_t needs() const
     {
         return count * sizeof(Slot) + (has_piece + alone) * sizeof(void *);
@@ -114,13 +109,21 @@ struct Values::Block {
     void put_last(Slot *replaced, Slot slot);
 };
 
+Slot *Values::Block::find(const vorn_property &property)
+{
+    Slot *slot = slots();
+    while (slot != end() && slot->property != property.number)
+        slot++;
+    return slot;
+}
+
 Values::Block *Values::Block::copy(std::size_t copied_room)
 {
     Block *made = make(copied_room);
     if (!made) return nullptr;
     made->count = count;
     made->alone = alone;
-    made->has_piece = std::any_of(slots(), end(), [](Slot each) { return !each.is_alone(); });
+    made->has_piece = has_piece && count > alone;
     std::copy_n(slots(), count, made->slots());
     if (made->has_piece) {
         made->piece_place() = piece();
