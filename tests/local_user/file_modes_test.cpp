@@ -25,7 +25,9 @@ class Files : public Device {
 protected:
     static std::string listing(const std::string &folders)
     {
-        return shell("find " + folders + " -xdev -type f -printf '%m %u %p\\n' | sort -k 3");
+        return shell("find " + folders +
+                     " -xdev -type f -printf '%m %u %p\\n' | "
+                     "sed 's/program-[0-9]*/program-PID/' | sort -k 3");
     }
 };
 
@@ -85,6 +87,9 @@ TEST_F(Files, OfThePluginsAreWrittenByNobodyElseAndKeysReadByNobodyElse)
               "644 root /var/run/vorn-dnsmasq.pid\n"
               "600 root /var/run/vorn-hostapd-wlan0.conf\n"
               "644 root /var/run/vorn-hostapd-wlan0.macs\n"
+              "644 root /var/run/vorn-network\n"
+              "600 root /var/run/vorn-program-PID\n"
+              "600 root /var/run/vorn-program-PID\n"
               "600 root /var/run/vorn.lock\n"
               "644 root /var/run/vorn.pid\n");
 }
