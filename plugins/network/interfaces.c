@@ -392,6 +392,7 @@ static void plan_interface(const struct setup *setup, const vorn_instance *now, 
         made->mtu_before = 0;
         made->is_switched = 0;
     }
+    if (is_kind(now, "ethernet") && made->index != link->index) made->mtu_before = link->mtu;
     made->index = link->index;
     plan_mtu(setup, now, link, made);
     if (is_kind(now, "bridge")) {

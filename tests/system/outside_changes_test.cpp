@@ -130,6 +130,19 @@ TEST_F(OutsideChanges, OfTheMtuOfABridgeArePutRight)
     EXPECT_THAT(shell("ip addr show br0"), HasSubstr("10.0.0.1/24"));
 }
 
+TEST_F(OutsideChanges, OfTheMtuOfHardwareThatHasNoneSetArePutRight)
+{
+    shell("ip link add eth0 mtu 1480 type veth peer name to-eth0");
+    lsql("<lsql><write-transaction><insert><interface name=\"eth0\"><kind>ethernet</kind>"
+         "</interface></insert></write-transaction></lsql>");
+    ASSERT_TRUE(settles());
+    shell("ip link set eth0 mtu 1300");
+
+    commit_something_else();
+
+    EXPECT_EQ(mtu_of("eth0"), "1480\n");
+}
+
 constexpr char what_there_is[] =
     "ip -o link show br0 | cut -d: -f1; ls -li /etc/TZ /etc/resolv.conf /var/run/*.*";
 
