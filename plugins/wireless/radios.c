@@ -311,6 +311,7 @@ static void apply(const vorn_instance *now, const vorn_instances *configuration)
     if (!is_possible(radio, now)) return;
 
     outcomes_succeed(&radio_outcomes, name);
+    const unsigned int bridges = bridges_sum(configuration, name); /* one may come meanwhile */
     if (hostapd_write(&text, now, configuration) != 0) {
         fail(radio, "can't write the configuration of hostapd");
         return;
@@ -319,9 +320,10 @@ static void apply(const vorn_instance *now, const vorn_instances *configuration)
         tell(radio, &text, configuration);
     } else {
         stop(radio);
+        hostapd_forget_addresses(name, 0);
         hostapd_free(&text);
     }
-    radio->bridges = bridges_sum(configuration, name);
+    radio->bridges = bridges;
     set_power(radio, value_of(now, "power"));
 }
 

@@ -117,6 +117,16 @@ TEST_F(AccessLists, AreReadAgainWhenAStationJoins)
     EXPECT_THAT(commands_run(), IsEmpty());
 }
 
+TEST_F(AccessLists, LeaveNoFileOfARadioThatIsOff)
+{
+    boot_and_forget();
+    ASSERT_TRUE(exists(access_file));
+
+    change("<update><radio name=\"wlan0\"><status>down</status></radio></update>");
+
+    EXPECT_FALSE(exists(access_file));
+}
+
 TEST_F(AccessLists, ThatNobodyUsesChangeNothing)
 {
     boot_and_forget();
