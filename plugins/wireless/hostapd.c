@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #include "hostapd.h"
 
+#include <dirent.h>
+#include <net/if.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -12,6 +14,10 @@
 #include "networks.h"
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
+
+#define FOLDER "/var/run"
+#define HEAD "vorn-hostapd-"
+#define TAIL ".conf"
 
 enum { addresses_path_room = 64 };
 
@@ -41,6 +47,45 @@ void hostapd_name_interface(char name[hostapd_name_room], const char *radio, int
     } else {
         snprintf(name, hostapd_name_room, "%.12s_%d", radio, place);
     }
+}
+
+void hostapd_name_file(char path[hostapd_path_room], const char *radio)
+{
+    snprintf(path, hostapd_path_room, FOLDER "/" HEAD "%.40s" TAIL, radio);
+}
+
+/* The radio's own, and a section for each further one. */
+static int count_networks(const char *radio)
+{
+    char path[hostapd_path_room];
+    char line[80];
+    int count = 1;
+    hostapd_name_file(path, radio);
+    FILE *file = whole_file_read(path);
+    if (file == NULL) return 0;
+    while (fgets(line, sizeof line, file) != NULL)
+        count += strncmp(line, "bss=", 4) == 0;
+    fclose(file);
+    return count < hostapd_most_networks ? count : hostapd_most_networks;
+}
+
+void hostapd_recall(hostapd_recall_fn call)
+{
+    DIR *folder = opendir(FOLDER);
+    const struct dirent *entry;
+    while (folder != NULL && (entry = readdir(folder)) != NULL) {
+        char radio[IF_NAMESIZE];
+        const size_t length = strlen(entry->d_name);
+        const size_t around = strlen(HEAD) + strlen(TAIL);
+        if (length <= around || length - around >= sizeof radio ||
+            strncmp(entry->d_name, HEAD, strlen(HEAD)) != 0 ||
+            strcmp(entry->d_name + length - strlen(TAIL), TAIL) != 0) {
+            continue;
+        }
+        snprintf(radio, sizeof radio, "%.*s", (int)(length - around), entry->d_name + strlen(HEAD));
+        if (is_link_name(radio)) call(radio, count_networks(radio));
+    }
+    if (folder != NULL) closedir(folder);
 }
 
 int hostapd_carries(const vorn_instance *network, const char *radio)

@@ -33,6 +33,14 @@ int hostapd_write(hostapd_text *text, const vorn_instance *radio,
 /** Removes the files of station addresses of the radio's networks from that place on. */
 void hostapd_forget_addresses(const char *radio, int place);
 
+/** The file of a radio's configuration, which is only root's. */
+enum { hostapd_path_room = 64 };
+void hostapd_name_file(char path[hostapd_path_room], const char *radio);
+
+/** Calls back for each radio that has such a file, with how many networks there are in it. */
+typedef void (*hostapd_recall_fn)(const char *radio, int networks);
+void hostapd_recall(hostapd_recall_fn call);
+
 /** Frees the texts. */
 void hostapd_free(hostapd_text *text);
 

@@ -5,6 +5,7 @@
  */
 #include "radios.h"
 
+#include <net/if.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -49,11 +50,11 @@ struct radio {
 
 static struct radio *radios;
 
-enum { path_room = 64, longest_name = 12, joining_us = 5000000 };
+enum { longest_name = 12, joining_us = 5000000 };
 
-static void name_file(char path[path_room], const struct radio *radio)
+static void name_file(char path[hostapd_path_room], const struct radio *radio)
 {
-    snprintf(path, path_room, "/var/run/vorn-hostapd-%s.conf", radio->name);
+    hostapd_name_file(path, radio->name);
 }
 
 static struct radio *find(const char *name)
@@ -186,7 +187,7 @@ static void link_was_left(int has_failed, void *data)
 
 static void stop(struct radio *radio)
 {
-    char path[path_room];
+    char path[hostapd_path_room];
     supervise_stop(radio->program);
     if (radio->told.whole != NULL || radio->is_stuck) radio->is_to_leave = 1;
     name_file(path, radio);
@@ -197,7 +198,7 @@ static void stop(struct radio *radio)
 
 static void run(struct radio *radio)
 {
-    char path[path_room];
+    char path[hostapd_path_room];
     name_file(path, radio);
     const char *const arguments[] = {"hostapd", path, NULL};
     const supervise_plan plan = {arguments, NULL, radio->frames};
@@ -232,7 +233,7 @@ static int is_cut_off(struct radio *radio, const vorn_instances *configuration)
 /* Takes the text over. The file is only root's: the keys are in it. */
 static void tell(struct radio *radio, hostapd_text *text, const vorn_instances *configuration)
 {
-    char path[path_room];
+    char path[hostapd_path_room];
     name_file(path, radio);
     const int frame_is_same = is_same(text->frame, radio->told.frame);
     const int whole_is_same = is_same(text->whole, radio->told.whole);
@@ -327,15 +328,41 @@ static void apply(const vorn_instance *now, const vorn_instances *configuration)
     set_power(radio, value_of(now, "power"));
 }
 
-static void forget(const vorn_instance *before)
+static void forget_radio(struct radio *radio)
 {
-    struct radio *radio = find(vorn_instance_get_name(before));
-    if (radio == NULL) return;
     stop(radio);
     hostapd_forget_addresses(radio->name, 0);
     set_power(radio, "");
     radio->power[0] = '\0';
     outcomes_succeed(&radio_outcomes, radio->name);
+}
+
+static void forget(const vorn_instance *before)
+{
+    struct radio *radio = find(vorn_instance_get_name(before));
+    if (radio != NULL) forget_radio(radio);
+}
+
+/* A daemon that was killed had it: what it set, and whether its hostapd let go, is not known. */
+static void recall(const char *name, int networks)
+{
+    struct radio *radio = find(name) != NULL ? find(name) : make(name);
+    if (radio == NULL) return;
+    leftovers_expect(&radio->left, networks);
+    radio->is_stuck = 1;
+    if (if_nametoindex(name) != 0) strcpy(radio->power, "?");
+}
+
+/* Once, before anything is applied; what is not configured any more goes. */
+static void recall_all(const vorn_instances *configuration)
+{
+    static int is_done;
+    if (is_done || vorn_process_no_actions) return;
+    is_done = 1;
+    hostapd_recall(recall);
+    for (struct radio *radio = radios; radio != NULL; radio = radio->next) {
+        if (vorn_instances_get(configuration, "radio", radio->name) == NULL) forget_radio(radio);
+    }
 }
 
 static void apply_all(const vorn_instances *configuration)
@@ -349,7 +376,7 @@ static void apply_all(const vorn_instances *configuration)
 /* Puts right the files that hostapd reads. */
 static int is_spoilt(struct radio *radio, const vorn_instances *configuration)
 {
-    char path[path_room];
+    char path[hostapd_path_room];
     hostapd_text text;
     const vorn_instance *now = vorn_instances_get(configuration, "radio", radio->name);
     if (radio->told.whole == NULL || now == NULL) return 0;
@@ -379,6 +406,7 @@ static void try_again(void)
 
 void radios_commit(const vorn_instances *configuration, const vorn_changes *changes)
 {
+    recall_all(configuration);
     if (!outcomes_concerns(&radio_outcomes, changes) &&
         !outcomes_concerns(&network_outcomes, changes) &&
         !vorn_changes_contains_class(changes, "access-list") &&

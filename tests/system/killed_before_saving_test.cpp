@@ -7,6 +7,7 @@
 #include <csignal>
 #include <string>
 
+#include "access_points.h"
 #include "networks.h"
 
 namespace {
@@ -97,6 +98,78 @@ TEST_F(WhatAKilledDaemonMade, IsNothingThatCanBeReadFromNonsense)
     boot();
 
     EXPECT_THAT(link("other"), HasSubstr("other"));
+}
+
+class RadiosOfAKilledDaemon : public vorn::tests::AccessPoints {
+protected:
+    void SetUp() override
+    {
+        AccessPoints::SetUp();
+        stand_in("iw", "echo $* >>/tmp/iw; test \"$3\" != del || exec ip link del \"$2\"");
+        shell("ip link add wlan0 type veth peer name air");
+        boot_and_forget();
+        shell("ip link set wlan0 up master br0; ip link add wlan0_1 type veth peer name air1");
+    }
+
+    /* hostapd is killed too, and so leaves its links as they are. */
+    void boot_another_time(const std::string &configuration)
+    {
+        kill(daemon_pid(), SIGKILL);
+        ASSERT_EQ(exit_status(), -SIGKILL);
+        ASSERT_TRUE(kill_program("cat /tmp/ready"));
+        shell("rm -f /tmp/ready /tmp/iw");
+        write_file(vorn::test::startup_file, configuration);
+        boot();
+    }
+
+    static std::string further_link() { return shell("ip -o link show wlan0_1 2>/dev/null"); }
+};
+
+TEST_F(RadiosOfAKilledDaemon, AreLeftWithAllThatWasMadeOfThem)
+{
+    boot_another_time("<config/>");
+
+    EXPECT_TRUE(comes_true([] {
+        return further_link() + shell("ip -o link show wlan0 | grep -E ',UP|master'") == "";
+    }));
+    EXPECT_EQ(shell("ls /var/run | grep vorn-hostapd"), "");
+    EXPECT_TRUE(comes_true(
+        [] { return shell("sort /tmp/iw") == "dev wlan0 set txpower auto\ndev wlan0_1 del\n"; }));
+}
+
+TEST_F(RadiosOfAKilledDaemon, HaveNoLinksOfNetworksThatAreNotTheirsAnyMore)
+{
+    boot_another_time("<config><radio name=\"wlan0\"><mode>g</mode><channel>6</channel>"
+                      "<status>up</status></radio><wireless-network name=\"home\">"
+                      "<radio>wlan0</radio><ssid>attic</ssid><security>none</security>"
+                      "<bridge>br0</bridge></wireless-network></config>");
+
+    EXPECT_TRUE(comes_true([] { return further_link() == ""; }));
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "running"));
+}
+
+TEST_F(RadiosOfAKilledDaemon, AreTakenDownWhenTheyAreSwitchedOff)
+{
+    boot_another_time("<config><radio name=\"wlan0\"><mode>g</mode><channel>6</channel>"
+                      "<status>down</status></radio></config>");
+
+    EXPECT_TRUE(comes_true([] {
+        return further_link() + shell("ip -o link show wlan0 | grep -E ',UP|master'") == "";
+    }));
+    EXPECT_TRUE(state_becomes("radio", "wlan0", "stopped"));
+}
+
+TEST_F(RadiosOfAKilledDaemon, AreNothingThatOtherFilesName)
+{
+    shell("cd /var/run; touch vorn-hostapd-.conf vorn-hostapd-a.txt vorn-hostapd-b; "
+          "mkfifo vorn-hostapd-c.conf; touch 'vorn-hostapd-d e.conf' "
+          "vorn-hostapd-1234567890123456.conf");
+
+    boot_another_time("<config/>");
+
+    EXPECT_EQ(shell("ls /var/run | grep vorn-hostapd"),
+              "vorn-hostapd-.conf\nvorn-hostapd-1234567890123456.conf\nvorn-hostapd-a.txt\n"
+              "vorn-hostapd-b\nvorn-hostapd-d e.conf\n");
 }
 
 } // namespace
