@@ -12,6 +12,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/prctl.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -79,11 +80,26 @@ static void limit_time(int limit_ms)
     setitimer(ITIMER_REAL, &limit, NULL);
 }
 
-static _Noreturn void keep(const kept_plan *plan, int words)
+static void end_group(int signal_number)
+{
+    (void)signal_number;
+    kill(0, SIGKILL);
+}
+
+/* What it changes is no concern of the next daemon's, which looks once at what there is. */
+static void end_with(pid_t daemon)
+{
+    signal(SIGTERM, end_group);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != daemon) end_group(0);
+}
+
+static _Noreturn void keep(const kept_plan *plan, int words, pid_t daemon)
 {
     int input[2];
     int status = -1;
     prepare_child(plan, words);
+    end_with(daemon);
     const pid_t program = pipe2(input, O_CLOEXEC) == 0 ? fork() : -1;
     if (program == 0) become_program(plan, input[0]);
     if (program > 0) {
@@ -133,6 +149,7 @@ int kept_start(kept *run, const kept_plan *plan)
 {
     int ends[2] = {-1, -1};
     pid_t keeper = -1;
+    const pid_t daemon = getpid();
     run->status = -1;
     run->length = 0;
     run->last_length = 0;
@@ -140,7 +157,7 @@ int kept_start(kept *run, const kept_plan *plan)
     run->is_told = 0;
     run->output[0] = '\0';
     if (pipe2(ends, O_CLOEXEC) == 0 && fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0) keeper = fork();
-    if (keeper == 0) keep(plan, ends[1]);
+    if (keeper == 0) keep(plan, ends[1], daemon);
     if (keeper > 0) {
         run->keeper = keeper;
         run->pipe = ends[0];

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <string>
 
@@ -76,6 +77,23 @@ TEST_F(WhatAKilledDaemonMade, StaysWhereItIsWanted)
 
     EXPECT_EQ(link("br0") + link("eth0") + link("eth1.5") + addresses(), before);
     EXPECT_THAT(before, HasSubstr("192.168.1.1/24"));
+}
+
+TEST_F(WhatAKilledDaemonMade, IsNoMoreOnceItIsKilled)
+{
+    boot();
+    shell("touch /tmp/hangs");
+    request("<update><interface name=\"eth0\"><mtu>1400</mtu></interface></update>");
+    ASSERT_EQ(state_of("interface", "eth0"), "applying");
+    static constexpr char runs_ip[] = "pgrep -f 'ip .*[m]tu 1400'";
+    ASSERT_NE(shell(runs_ip), "");
+    const auto before = std::chrono::steady_clock::now();
+
+    kill(daemon_pid(), SIGKILL);
+
+    EXPECT_EQ(exit_status(), -SIGKILL);
+    EXPECT_TRUE(comes_true([] { return shell(runs_ip) == ""; }));
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
 }
 
 TEST_F(WhatAKilledDaemonMade, IsNotWhatAnotherBootOfTheMachineHas)
