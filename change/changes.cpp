@@ -149,6 +149,13 @@ bool list_new(vorn_changes &changes, vorn_instances &changed, vorn_instance &ins
     return true;
 }
 
+/* A class keeps its place among the classes, be it empty by now. */
+bool keep_place(vorn_instances &changed, const vorn_class_instances &original)
+{
+    Owned<vorn_class_instances> entry = make_entry(changed, original.klass);
+    return entry && insert_entry(changed, std::move(entry));
+}
+
 /*
  * Ends the time in which everything is new, because something else comes: from here on each
  * instance has its entry, all but the one that is in the way of coming.
@@ -158,8 +165,11 @@ bool tell_apart(vorn_changes &changes, const vorn_instance *comes)
     if (!changes.is_all_new) return true;
 
     StoreShell changed(vorn_instances_new());
+    const bool is_heard = hears(changes);
     bool whole = static_cast<bool>(changed);
     for (auto [name, entry] : changes.after->classes) {
+        const bool has_place = is_heard || !first_position(*entry);
+        whole = whole && (!has_place || keep_place(*changed, *entry));
         for_each_own_instance(*entry, [&](vorn_instance &instance) {
             whole = whole && (&instance == comes || list_new(changes, *changed, instance));
         });
@@ -171,6 +181,8 @@ bool tell_apart(vorn_changes &changes, const vorn_instance *comes)
     }
     changes.changed = std::move(changed);
     changes.is_all_new = false;
+    while (vorn_instances_iterator *walk = forget_a_walk(changes.walks))
+        go_on_in(*walk, *changes.changed);
     return true;
 }
 
@@ -352,6 +364,8 @@ using namespace vorn;
 vorn_changes::~vorn_changes()
 {
     if (after) stop_listening(*this);
+    while (forget_a_walk(walks)) {
+    }
     for (auto [key, entry] : entries)
         delete entry;
     for (auto [key, each] : departed)
@@ -433,7 +447,10 @@ vorn_instances_iterator *vorn_changes_new_class_instances_iterator(const vorn_ch
 {
     if (!changes) return nullptr;
 
-    return vorn_instances_new_class_iterator(&changed_in(*changes), class_name);
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(&changed_in(*changes), class_name);
+    if (walk && changes->is_all_new) note_walk(const_cast<vorn_changes *>(changes)->walks, *walk);
+    return walk;
 }
 
 vorn_instances_iterator *

@@ -59,6 +59,7 @@ struct vorn_changes : vorn::Record, vorn::Witness {
     /* Nothing was in the store, and all that is has been inserted: `changed` is the store itself.
      */
     bool is_all_new = false;
+    vorn_instances_iterator *walks = nullptr; /* over the store, while that is `changed` */
     vorn_changes *next_alive = nullptr;
     std::uintptr_t number = 0;  /* what the instances know it by */
     bool is_incomplete = false; /* a listener had no memory to record what it heard */

@@ -18,8 +18,6 @@ namespace vorn {
 
 namespace {
 
-constexpr unsigned int class_buckets = 8; /* most stores are small; the others grow */
-
 /* By class type, from singleton on. */
 constexpr InstancesKind kinds[] = {
     {add_singleton, vorn_instances_singleton_remove, vorn_instances_singleton_remove_all,
@@ -42,9 +40,8 @@ vorn_class_instances *require_entry(vorn_instances &instances, vorn_class *klass
     if (vorn_class_instances *entry = instances.classes.get(name)) return entry;
 
     Owned<vorn_class_instances> entry = make_entry(instances, klass);
-    if (!entry || !instances.classes.create(class_buckets)) return nullptr;
-    if (instances.classes.insert(name, entry.get()) != 0) return nullptr;
-    return entry.release();
+    vorn_class_instances *const made = entry.get();
+    return made && insert_entry(instances, std::move(entry)) ? made : nullptr;
 }
 
 /* An instance that is at home in another store already is a guest, and listened to there. */
@@ -226,12 +223,7 @@ vorn_instances *vorn_instances_copy(const vorn_instances *instances)
     if (!copy) return nullptr;
     for (auto [name, source] : instances->classes) {
         Owned<vorn_class_instances> entry = copy_entry(*copy, *source);
-        if (!entry) return nullptr;
-        if (!copy->classes.create(class_buckets) || copy->classes.insert(name, entry.get()) != 0) {
-            drop_entry(entry.release(), Instances::go);
-            return nullptr;
-        }
-        entry.release();
+        if (!entry || !insert_entry(*copy, std::move(entry))) return nullptr;
     }
     return copy.release();
 }

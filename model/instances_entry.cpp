@@ -13,6 +13,8 @@ namespace vorn {
 
 namespace {
 
+constexpr unsigned int class_buckets = 8; /* most stores are small; the others grow */
+
 /* Where somebody else's instances are among them, they are copied as the entry looks. */
 bool copy_all(vorn_class_instances &target, const vorn_class_instances &source)
 {
@@ -46,6 +48,17 @@ Owned<vorn_class_instances> make_entry(vorn_instances &store, vorn_class *klass)
     entry->shelf = OnShelf(shelf.release());
     entry->klass = klass;
     return entry;
+}
+
+bool insert_entry(vorn_instances &store, Owned<vorn_class_instances> entry)
+{
+    const char *name = entry->klass->name.get();
+    if (store.classes.create(class_buckets) && store.classes.insert(name, entry.get()) == 0) {
+        entry.release();
+        return true;
+    }
+    drop_entry(entry.release(), Instances::go);
+    return false;
 }
 
 Owned<vorn_class_instances> copy_entry(vorn_instances &store, const vorn_class_instances &source)

@@ -87,6 +87,7 @@ void start_with_class(vorn_instances_iterator &iterator, const vorn_instances &i
                       const vorn_class &klass)
 {
     iterator.kind = IteratorKind::one_class;
+    iterator.of = &klass;
     if (klass.subclasses) {
         start_with_subclasses(iterator, instances, klass);
     } else {
@@ -188,6 +189,22 @@ vorn_instance *pending_of(const vorn_instances_iterator &iterator)
 {
     if (!has_pending(iterator) || is_original(*iterator.entry, iterator.pending)) return nullptr;
     return instance_at(*iterator.entry, iterator.pending);
+}
+
+void go_on_in(vorn_instances_iterator &walk, const vorn_instances &store)
+{
+    const vorn_instance *next = pending_of(walk);
+    vorn_instances_iterator moved;
+    if (next && walk.of) {
+        start_with_class(moved, store, *walk.of);
+    } else if (next) {
+        start_with_all(moved, store);
+    }
+    while (has_pending(moved) && pending_of(moved) != next) {
+        take_next(moved);
+        settle(moved);
+    }
+    walk = moved;
 }
 
 vorn_instances_iterator *new_reading_iterator(const vorn_instances *instances,

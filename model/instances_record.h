@@ -107,12 +107,37 @@ struct vorn_instances_iterator : vorn::Record {
     ght_table *subclasses = nullptr; /* set while an abstract class is covered */
     ght_iterator subclass_position = {};
     const vorn::Table<vorn_class_instances> *classes = nullptr; /* while more may follow */
+    const vorn_class *of = nullptr; /* what was asked for; null for every class */
     vorn_class *klass = nullptr;
     vorn_class_instances *entry = nullptr;
     vorn::Position pending;
     bool is_of_one_name = false;
     vorn_class_instances *entry_of_last = nullptr; /* of the instance that was returned last */
     vorn::Position last;
-    vorn_instances_iterator **place_among_walks = nullptr; /* of a working copy */
+    vorn_instances_iterator **place_among_walks = nullptr; /* of those that somebody notes */
     vorn_instances_iterator *next_walk = nullptr;
 };
+
+namespace vorn {
+
+/* Notes a walk, until it ends, for who may have to move it. */
+inline void note_walk(vorn_instances_iterator *&walks, vorn_instances_iterator &walk)
+{
+    walk.next_walk = walks;
+    walk.place_among_walks = &walks;
+    if (walks) walks->place_among_walks = &walk.next_walk;
+    walks = &walk;
+}
+
+/* Takes one off such a list; null when there is none. */
+inline vorn_instances_iterator *forget_a_walk(vorn_instances_iterator *&walks)
+{
+    vorn_instances_iterator *walk = walks;
+    if (!walk) return nullptr;
+    walks = walk->next_walk;
+    if (walks) walks->place_among_walks = &walks;
+    walk->place_among_walks = nullptr;
+    return walk;
+}
+
+} // namespace vorn

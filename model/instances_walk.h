@@ -43,6 +43,12 @@ vorn_instances_iterator *new_reading_iterator(const vorn_instances *instances,
 vorn_instance *fetch_last(const vorn_instances &instances, const vorn_instances_iterator &iterator);
 
 /*
+ * Moves a walk over a whole store or a class to another store, to the instance that comes next. It
+ * has ended if that is not there. The walk must be on no list.
+ */
+void go_on_in(vorn_instances_iterator &walk, const vorn_instances &store);
+
+/*
  * A public iterator for a range-for, freed on every path. The instance at hand may be removed
  * from the store. Empty when the iterator could not be made; ask with operator bool.
  */

@@ -14,22 +14,9 @@ namespace vorn {
 
 namespace {
 
-constexpr unsigned int class_buckets = 8;
-
 vorn_instances &copy_tied_by(Witness &witness)
 {
     return *static_cast<WorkingCopyTie &>(witness).copy;
-}
-
-bool insert_entry(vorn_instances &copy, Owned<vorn_class_instances> entry)
-{
-    const char *name = entry->klass->name.get();
-    if (copy.classes.create(class_buckets) && copy.classes.insert(name, entry.get()) == 0) {
-        entry.release();
-        return true;
-    }
-    drop_entry(entry.release(), Instances::go);
-    return false;
 }
 
 Owned<vorn_class_instances> make_overlaid_entry(vorn_instances &copy, vorn_class_instances &below)
@@ -78,17 +65,10 @@ bool before_drop(Witness &witness)
     return fetch_everything(copy_tied_by(witness));
 }
 
-void forget_walks(vorn_instances &copy)
-{
-    while (vorn_instances_iterator *walk = copy.tie.walks) {
-        copy.tie.walks = walk->next_walk;
-        walk->place_among_walks = nullptr;
-    }
-}
-
 void part(vorn_instances &copy)
 {
-    forget_walks(copy);
+    while (forget_a_walk(copy.tie.walks)) {
+    }
     copy.tie.original->home.remove(copy.tie);
     copy.tie.original->working_copy = nullptr;
     copy.tie.original = nullptr;
@@ -343,11 +323,7 @@ bool fetch_everything(vorn_instances &store)
 void note_walk(const vorn_instances &store, vorn_instances_iterator &walk)
 {
     if (!store.tie.original) return;
-    auto &tie = const_cast<vorn_instances &>(store).tie;
-    walk.next_walk = tie.walks;
-    walk.place_among_walks = &tie.walks;
-    if (tie.walks) tie.walks->place_among_walks = &walk.next_walk;
-    tie.walks = &walk;
+    note_walk(const_cast<vorn_instances &>(store).tie.walks, walk);
 }
 
 void part_from_copies(vorn_instances &store, Instances fate)

@@ -63,9 +63,12 @@ TEST_F(ChangeSetsOnNothing, TellTheOthersFromAGuestWhenThatCan)
 
     FailEachAllocation(
         [&] {
-            const bool refused = vorn_instances_add(store, guest) == failed;
-            EXPECT_EQ(refused, AllocationFailed());
+            const bool taken_in = vorn_instances_add(store, guest) == ok;
+            EXPECT_TRUE(taken_in || AllocationFailed());
             const AllocationsAllowed allowed;
+            if (taken_in && AllocationFailed()) {
+                EXPECT_EQ(vorn_instances_remove(store, guest), 0) << "only the record failed";
+            }
             EXPECT_EQ(changed("route"), AllocationFailed() ? "lan " : "lan guest ");
             EXPECT_EQ(changed("rule"), "- ");
             EXPECT_EQ(contains(lan, "channel"), 1);
@@ -110,6 +113,79 @@ TEST_F(ChangeSetsOnNothing, GoOnListingWhatWentWithItsClass)
 
     EXPECT_EQ(changed("route"), "lan ");
     EXPECT_TRUE(vorn_instances_is_empty(before()));
+}
+
+TEST_F(ChangeSetsOnNothing, GoOnHandingOutAClassThatGoesInTheMiddle)
+{
+    for (const char *const asked : {"interface", static_cast<const char *>(nullptr)}) {
+        vorn_instances *const kept = std::exchange(store, vorn_instances_new());
+        unwatch();
+        watch();
+        vorn_instance *first = put(vorn_classes_get("bridge"), "b1");
+        vorn_instance *second = put(vorn_classes_get("bridge"), "b2");
+        vorn_instance *third = put(vorn_classes_get("vlan"), "v1");
+        vorn_instances_iterator *walk = vorn_changes_new_class_instances_iterator(changes, asked);
+        vorn_instances_iterator *other = vorn_changes_new_class_instances_iterator(changes, asked);
+        EXPECT_EQ(vorn_instances_iterator_next(walk), first);
+
+        EXPECT_EQ(vorn_instances_remove_class(store, "bridge"), 0);
+
+        EXPECT_EQ(vorn_instances_iterator_next(walk), second);
+        EXPECT_EQ(vorn_instances_iterator_next(walk), third);
+        EXPECT_EQ(vorn_instances_iterator_next(walk), nullptr);
+        EXPECT_EQ(vorn_instances_iterator_next(other), first);
+        vorn_instances_delete_iterator(walk);
+        vorn_instances_delete_iterator(other);
+        taken.insert(taken.end(), {first, second});
+        unwatch();
+        vorn_instances_delete_all(std::exchange(store, kept));
+    }
+}
+
+TEST_F(ChangeSetsOnNothing, HandOutNothingThatComesUnheardInTheMiddle)
+{
+    vorn_instance *first = put(rule);
+    vorn_instance *second = put(rule);
+    vorn_instances_iterator *walk = vorn_changes_new_class_instances_iterator(changes, "rule");
+    vorn_instances_iterator *ended = vorn_changes_new_class_instances_iterator(changes, "radio");
+    vorn_instances_set_listener(store, nullptr, nullptr);
+    EXPECT_EQ(vorn_instances_iterator_next(walk), first);
+
+    put(rule);
+    put(radio, "r1");
+
+    EXPECT_EQ(vorn_instances_iterator_next(walk), second);
+    EXPECT_FALSE(vorn_instances_iterator_has_next(walk));
+    EXPECT_FALSE(vorn_instances_iterator_has_next(ended));
+    vorn_instances_delete_iterator(walk);
+    vorn_instances_delete_iterator(ended);
+}
+
+TEST_F(ChangeSetsOnNothing, EndBeforeTheirWalks)
+{
+    vorn_instance *first = put(rule);
+    vorn_instances_iterator *walk = vorn_changes_new_class_instances_iterator(changes, "rule");
+    vorn_instances_iterator *later = vorn_changes_new_class_instances_iterator(changes, "rule");
+
+    unwatch();
+
+    EXPECT_EQ(vorn_instances_iterator_next(walk), first);
+    vorn_instances_delete_iterator(walk);
+    vorn_instances_delete_iterator(later);
+}
+
+TEST_F(ChangeSetsOnNothing, KeepTheOrderOfClassesThroughAnEmptyOne)
+{
+    vorn_instance *radio_gone = put(radio, "r1");
+    vorn_instance *route_gone = put(route, "lan");
+    put(rule);
+    take(radio_gone);
+    take(route_gone);
+
+    ASSERT_EQ(vorn_instances_add(store, guest), 0);
+    put(radio, "r2");
+
+    EXPECT_EQ(changed(nullptr), "r2 guest - ");
 }
 
 TEST_F(ChangeSetsOnNothing, RecordTheDeletionThatTheyAreToldOf)
