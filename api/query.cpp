@@ -39,6 +39,7 @@ int vorn_query_transaction_number = 0;
 namespace vorn {
 
 constinit bool external_updates_disabled = false;
+constinit std::size_t reply_bound = longest_reply;
 
 namespace {
 
@@ -85,7 +86,7 @@ Text refuse_too_much()
 Text refuse_too_long()
 {
     const Line<message_room> message("More than %lu bytes in the reply.",
-                                     static_cast<unsigned long>(longest_reply));
+                                     static_cast<unsigned long>(reply_bound));
     return refusal(message.get());
 }
 
@@ -186,7 +187,7 @@ Text refused_by_checks(QueryRequest &request)
 Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
 {
     constexpr bool until_an_error = false;
-    Answer answer(request.passive ? TextBuffer::unbounded : longest_reply);
+    Answer answer(request.passive ? TextBuffer::unbounded : reply_bound);
     const std::int32_t errors = run_pass(request, first, answer, until_an_error);
     const bool is_done = errors == 0 && !answer.failed() && !request.out_of_memory;
     if (is_done && request.transaction && !request.passive) {
