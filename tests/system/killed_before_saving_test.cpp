@@ -85,14 +85,16 @@ TEST_F(WhatAKilledDaemonMade, IsNoMoreOnceItIsKilled)
     shell("touch /tmp/hangs");
     request("<update><interface name=\"eth0\"><mtu>1400</mtu></interface></update>");
     ASSERT_EQ(state_of("interface", "eth0"), "applying");
-    static constexpr char runs_ip[] = "pgrep -f 'ip .*[m]tu 1400'";
-    ASSERT_NE(shell(runs_ip), "");
+    const std::string keeper =
+        shell("echo -n $(pgrep -x -P " + std::to_string(daemon_pid()) + " vorn)");
+    const auto session = [&] { return shell("ps -o stat= -s " + keeper + " | grep -v Z"); };
+    ASSERT_NE(session(), "");
     const auto before = std::chrono::steady_clock::now();
 
     kill(daemon_pid(), SIGKILL);
 
     EXPECT_EQ(exit_status(), -SIGKILL);
-    EXPECT_TRUE(comes_true([] { return shell(runs_ip) == ""; }));
+    EXPECT_TRUE(comes_true([&] { return session() == ""; }));
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
 }
 
