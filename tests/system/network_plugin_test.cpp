@@ -301,6 +301,20 @@ TEST_F(Networks, LetNobodyWaitForAnIpThatHangs)
                 AllOf(HasSubstr("mtu 1400"), HasSubstr("mtu 1200")));
 }
 
+/* A condition reads the counters first, which is done with requests that come from nobody. */
+TEST_F(Networks, LeaveTheOriginToWhoeverChangesThemWithACondition)
+{
+    install_plugin("commits.vorn");
+    boot();
+
+    lsql("<lsql origin=\"me\"><write-transaction><update><bridge><stp>off</stp></bridge></update>"
+         "<where><eq><property>members</property><value>eth0 eth1.5</value></eq></where>"
+         "</write-transaction></lsql>");
+
+    EXPECT_THAT(lsql("<lsql><select><commit><origin/></commit></select></lsql>"),
+                HasSubstr("<origin>me</origin>"));
+}
+
 TEST_F(Networks, LeaveTheResolverAloneWithoutServers)
 {
     boot();
