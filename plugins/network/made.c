@@ -22,21 +22,22 @@ static int read_line(FILE *file, char line[line_room])
 }
 
 /* Empty where the kernel has no name for it. */
-static void name_boot(char name[line_room])
+static const char *name_of_boot(void)
 {
+    static char name[line_room];
+    if (*name != '\0') return name;
     FILE *file = fopen("/proc/sys/kernel/random/boot_id", "re");
     if (file == NULL || !read_line(file, name)) name[0] = '\0';
     if (file != NULL) fclose(file);
+    return name;
 }
 
 void made_recall(void)
 {
-    char boot[line_room];
     char line[line_room];
     FILE *file = whole_file_read(MADE_FILE);
     if (file == NULL) return;
-    name_boot(boot);
-    if (read_line(file, line) && strcmp(line, boot) == 0) {
+    if (read_line(file, line) && strcmp(line, name_of_boot()) == 0) {
         while (read_line(file, line)) {
             interfaces_recall(line);
             addresses_recall(line);
@@ -48,13 +49,11 @@ void made_recall(void)
 
 static char *write_text(void)
 {
-    char boot[line_room];
     char *text = NULL;
     size_t size;
     FILE *file = open_memstream(&text, &size);
     if (file == NULL) return NULL;
-    name_boot(boot);
-    fprintf(file, "%s\n", boot);
+    fprintf(file, "%s\n", name_of_boot());
     interfaces_note(file);
     addresses_note(file);
     routes_note(file);
