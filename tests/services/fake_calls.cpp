@@ -57,6 +57,7 @@ pid_t __wrap_fork()
     }
     const pid_t pid = __real_fork();
     if (calls && calls->signal_in_child && pid == 0) raise(calls->signal_in_child);
+    if (calls && calls->taker_of_number && pid > 0) *calls->taker_of_number = pid;
     if (calls && calls->awaits_children && pid > 0) await_end_of(pid);
     return pid;
 }

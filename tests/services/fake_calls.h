@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include <sys/types.h>
+
 namespace vorn::tests {
 
 /*
@@ -23,6 +25,8 @@ public:
     int signal_in_child = 0;
     /* The daemon goes on from a fork only when the child has come to its end. */
     bool awaits_children = false;
+    /* Takes on the number of each child, before who forks has it. */
+    pid_t *taker_of_number = nullptr;
     /* So many waits for a child are cut short by a signal first. */
     int interrupted_waits = 0;
     bool refuses_null_device = false;

@@ -393,6 +393,21 @@ TEST_F(Services, LetTheDaemonEndInOrderAgainWithTheTickAfterAFailedFork)
     std::signal(SIGTERM, SIG_DFL);
 }
 
+TEST_F(Services, LetGoOfTheirNumberWhenAnotherGetsIt)
+{
+    FakeCalls calls;
+    ASSERT_EQ(vorn_service_execl(name, "true", nullptr), 0);
+    waitpid(record(name)->pid, nullptr, 0); /* by another than the daemon */
+    calls.taker_of_number = &record(name)->pid;
+    ASSERT_EQ(vorn_service_execl("other", "sleep", "1000", nullptr), 0);
+    const std::string number = std::to_string(record("other")->pid);
+    ASSERT_EQ(std::to_string(record(name)->pid), number);
+
+    vorn_service_shutdown();
+
+    EXPECT_EQ(calls.signals, "15 to " + number + "\n");
+}
+
 /* What the daemon started before it went into the background is waited for, and killed, too. */
 TEST_F(Services, ThatAreNoChildrenAnyMoreEndWithTheDaemon)
 {
