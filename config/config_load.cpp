@@ -19,6 +19,7 @@
 #include "core/base/memory.h"
 #include "core/base/paths.h"
 #include "core/base/result.h"
+#include "model/instances_record.h"
 #include "model/instances_walk.h"
 #include "services/xml/xml.h"
 #include "vorn/changes.h"
@@ -185,10 +186,15 @@ void note_startup_made_from(Source source)
 
 /*
  * Short of memory, a boot serves what it could read; later there is something better to serve, and
- * there always is when there is no document.
+ * there always is when there is no document. A load from within a commit or a refresh would free
+ * what providers are being handed.
  */
 int load_startup()
 {
+    if (running_config && running_config->home.witnesses) {
+        vorn_debug_eprintf("Can't load a configuration while another one is being changed.\n");
+        return failed;
+    }
     Loadable taken = startup_or_fallback();
     const bool found = static_cast<bool>(taken.document);
     const bool short_of_memory = !found && libxml2_was_short_of_memory();

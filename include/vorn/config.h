@@ -167,6 +167,9 @@ VORN_API int vorn_config_copy_running_to_default(void);
  * the singletons alone, which is committed. What a parse failed for precedes: "Config not parsed
  * successfully.\n", "Empty document.\n" or "Document of the wrong type: root node is not
  * \"config\".".
+ *
+ * Called from within a commit, a check or a refresh it loads nothing, logs "Can't load a
+ * configuration while another one is being changed.\n" and returns 1.
  */
 VORN_API int vorn_config_copy_startup_to_running(void);
 

@@ -507,4 +507,20 @@ TEST_F(Copies, OfTheStartupFileBecomeTheRunningConfiguration)
     EXPECT_EQ(lsql(select_radios), radio("other"));
 }
 
+/* What the commit goes on handing out would be freed. */
+TEST_F(Copies, OfTheStartupFileAreRefusedWithinACommit)
+{
+    boot();
+    write_file(startup, "<config><Radio name=\"other\"/></config>");
+    const std::string before = lsql(select_radios);
+
+    copy("startup-at-once");
+
+    EXPECT_TRUE(console_shows("copies: at once 1\n"));
+    EXPECT_THAT(
+        standard_error() + console(),
+        HasSubstr("vorn: Can't load a configuration while another one is being changed.\n"));
+    EXPECT_EQ(lsql(select_radios), before);
+}
+
 } // namespace

@@ -39,6 +39,10 @@ static void ask(vorn_instance *instance, const char *property, const char *now, 
 {
     (void)instance;
     (void)before;
+    if (strcmp(property, "startup-at-once") == 0) {
+        vorn_debug_printf("copies: at once %d\n", vorn_config_copy_startup_to_running());
+        return;
+    }
     if (now == NULL) return; /* short of memory, a change set counts all properties as changed */
     for (int i = 0; i < copy_count; i++) {
         if (strcmp(copies[i].name, property) == 0) asked_for = i;
@@ -61,6 +65,10 @@ void vorn_plugin_init(void)
         vorn_class_add_property(klass, property);
         vorn_committer_set_property_change_fn(committer, "Copies", copies[i].name, ask);
     }
+    vorn_property *at_once = vorn_property_new("startup-at-once");
+    vorn_property_set_is_valid_fn(at_once, is_anything);
+    vorn_class_add_property(klass, at_once);
+    vorn_committer_set_property_change_fn(committer, "Copies", "startup-at-once", ask);
     vorn_classes_add(klass);
 
     vorn_provider *provider = vorn_provider_new("copies");
