@@ -54,6 +54,13 @@ static void read_kind(struct kernel_link *link, const struct rtattr *info)
     }
 }
 
+static int is_all_zero(const struct rtattr *attribute)
+{
+    static const unsigned char none[32];
+    const size_t size = RTA_PAYLOAD(attribute);
+    return size > 0 && size <= sizeof none && memcmp(RTA_DATA(attribute), none, size) == 0;
+}
+
 /* Indexes become names when all links are there. */
 static int add_link(struct kernel *kernel, const struct nlmsghdr *message)
 {
@@ -67,6 +74,7 @@ static int add_link(struct kernel *kernel, const struct nlmsghdr *message)
          each = RTA_NEXT(each, left)) {
         if (each->rta_type == IFLA_IFNAME) copy_text(link->name, sizeof link->name, each);
         if (each->rta_type == IFLA_MTU) link->mtu = number_in(each);
+        if (each->rta_type == IFLA_ADDRESS) link->has_no_address = is_all_zero(each);
         if (each->rta_type == IFLA_MASTER) if_indextoname((unsigned)number_in(each), link->master);
         if (each->rta_type == IFLA_LINK) if_indextoname((unsigned)number_in(each), link->parent);
         if (each->rta_type == IFLA_LINKINFO) read_kind(link, each);

@@ -22,6 +22,7 @@ struct kernel_link {
     int is_up;
     int vlan_id;
     int is_stp;
+    int has_no_address; /* of hardware: it can't be switched on; others give it theirs */
 };
 
 struct kernel_address {

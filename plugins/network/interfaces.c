@@ -239,10 +239,30 @@ static int has_a_stranger_mtu(const struct kernel_link *link, const vorn_instanc
     return 1;
 }
 
-static int is_another_link(const struct kernel_link *link, const vorn_instance *now,
-                           struct made_link *made)
+static int has_ports(const struct kernel *kernel, const char *bridge)
+{
+    const struct kernel_link *each = kernel->links;
+    while (each != NULL && strcmp(each->master, bridge) != 0)
+        each = each->next;
+    return each != NULL;
+}
+
+/*
+ * A bridge that loses its last member has no hardware address, and its VLANs take that over; what
+ * is down then never takes over another one. Its parent has one again, or a member to get it from.
+ */
+static int has_lost_its_address(const struct kernel *kernel, const struct kernel_link *link)
+{
+    const struct kernel_link *parent = kernel_find_link(kernel, link->parent);
+    if (!link->has_no_address || link->is_up || parent == NULL) return 0;
+    return !parent->has_no_address || has_ports(kernel, parent->name);
+}
+
+static int is_another_link(const struct kernel *kernel, const struct kernel_link *link,
+                           const vorn_instance *now, struct made_link *made)
 {
     if (!is_of_kind(link, value_of(now, "kind"))) return 1;
+    if (is_kind(now, "vlan") && has_lost_its_address(kernel, link)) return 1;
     if (link->index != 0 && link->index == made->index && has_a_mtu_too_many(now, made)) return 1;
     if (has_a_stranger_mtu(link, now, made)) return 1;
     const int is_known = strcmp(link->kind, "vlan") == 0;
@@ -291,7 +311,7 @@ static struct kernel_link *provide_link(const struct setup *setup, const vorn_in
                              name);
         return link;
     }
-    if (link != NULL && is_another_link(link, now, made)) {
+    if (link != NULL && is_another_link(setup->kernel, link, now, made)) {
         ip_plan(&interface_outcomes, name, "link del dev %s", name);
         kernel_remove_link(setup->kernel, name);
         link = NULL;

@@ -59,6 +59,14 @@ CHANGES = (
     ("vornctl delete route out", "test -z \"$(ip route show 172.16.0.0/12)\""),
     ("vornctl delete interface b9", "! ip link show b9"),
     ("vornctl delete interface v9", "! ip link show v9"),
+    # What a bridge without members leaves a VLAN with is no address.
+    ("ip link add p9 type veth peer name p8 && vornctl add interface b9 kind=bridge members=p9 "
+     "status=up && vornctl add interface v9 kind=vlan parent=b9 id=9 status=up",
+     "ip link show v9 | grep -q ,UP"),
+    ("ip link set p9 nomaster && ip link set v9 down && ip link show v9 | "
+     "grep -q 'ether 00:00:00:00:00:00' && vornctl set system contact=me",
+     "ip link show v9 | grep -q ,UP"),
+    ("vornctl delete interface v9 && vornctl delete interface b9", "! ip link show b9"),
     ("vornctl set resolver servers=192.168.7.9", "grep -q 192.168.7.9 /etc/resolv.conf"),
     ("vornctl set log enabled=on level=5", "pgrep -fx 'syslogd -n -l 5'"),
     ("vornctl set log enabled=off", "! pgrep -x syslogd"),
