@@ -100,7 +100,11 @@ std::string sentence_of(const Event &event)
 /* What a notice does not tell: which values are other than they were at the one before. */
 class Follower {
 public:
-    explicit Follower(const Options &options) : device_(options.timeout_ms()) { look(); }
+    explicit Follower(const Options &options)
+        : device_(options.timeout_ms()), compares_(options.output.format == Format::table)
+    {
+        look();
+    }
 
     void print_changes()
     {
@@ -120,32 +124,48 @@ private:
     void look()
     try {
         if (!schema_.known()) schema_ = Schema::of(device_);
-        known_ = running_configuration(device_, schema_);
+        if (compares_) known_ = running_configuration(device_, schema_);
     } catch (const Failure &) {
         known_.clear();
     }
 
     Device device_;
+    bool compares_; /* programs compare for themselves */
     Schema schema_;
     Configuration known_;
 };
 
+/* Whether there was one. */
+bool hide_secret(const pugi::xml_document &document, const Follower &follower)
+{
+    const pugi::xml_node object = document.document_element().first_child();
+    const pugi::xml_node property = object.first_child();
+    if (!follower.is_secret(object.name(), property.name())) return false;
+    property.text().set("(secret)");
+    return true;
+}
+
 /* Notices are sent unescaped: one that is no XML is shown as it came. */
-void print(const Options &options, const std::string &notice, Follower *follower)
+void print(const Options &options, const std::string &notice, Follower &follower)
 {
     pugi::xml_document document;
     const bool parsed = document.load_buffer(notice.data(), notice.size());
+    const bool has_secret = parsed && hide_secret(document, follower);
     if (options.output.format == Format::xml) {
-        std::cout << notice << std::flush;
+        if (has_secret) {
+            document.save(std::cout, "", pugi::format_raw);
+            std::cout << std::endl;
+        } else {
+            std::cout << notice << std::flush;
+        }
     } else if (!parsed) {
         std::cout << shown(notice.substr(0, notice.find_last_not_of('\n') + 1)) << std::endl;
     } else if (options.output.format == Format::json) {
         std::cout << json_of(event_of(document.document_element())) << std::endl;
     } else {
-        Event event = event_of(document.document_element());
-        if (follower->is_secret(event.class_name, event.property)) event.value = "(secret)";
+        const Event event = event_of(document.document_element());
         std::cout << shown(sentence_of(event)) << '\n';
-        if (event.class_name.empty()) follower->print_changes();
+        if (event.class_name.empty()) follower.print_changes();
         std::cout << std::flush;
     }
 }
@@ -184,12 +204,11 @@ int watch(const Invocation &invocation)
     const Options &options = invocation.options;
     const int count = count_of(invocation);
     Device device(options.timeout_ms());
-    std::optional<Follower> follower; /* looks first: what changes from then on is told */
-    if (options.output.format == Format::table) follower.emplace(options);
+    Follower follower(options); /* looks first: what changes from then on is told */
     device.subscribe();
     for (int seen = 0; count == 0 || seen < count;) {
         if (const std::optional<std::string> notice = device.next_notice()) {
-            print(options, *notice, follower ? &*follower : nullptr);
+            print(options, *notice, follower);
             if (!std::cout) return misused;
             seen++;
         } else if (invocation.has("--once")) {

@@ -83,7 +83,25 @@ TEST_F(Advice, KnowsThePropertiesOfAFamilyAndOfConditions)
               "[5]\nvornctl: class \"Radio\" has no property \"speed\"\n");
 }
 
-using Words = vorn::tests::VornctlStates;
+class Words : public vorn::tests::VornctlStates {
+protected:
+    /* What is seen of the first notice while a step is taken again and again. */
+    static std::string watched_during(const std::string &watch, const std::function<void()> &step)
+    {
+        std::string watched;
+        std::atomic<bool> done = false;
+        std::thread watcher([&] {
+            watched = vornctl(watch);
+            done = true;
+        });
+        EXPECT_TRUE(comes_true([&] {
+            step();
+            return done.load();
+        }));
+        watcher.join();
+        return watched;
+    }
+};
 
 TEST_F(Words, GiveTheBareValueOfOneProperty)
 {
@@ -160,24 +178,26 @@ TEST_F(Words, KnowTheKindFromTheClass)
 
 TEST_F(Words, WatchWhatChanges)
 {
-    std::string watched;
-    std::atomic<bool> done = false;
-    std::thread watcher([&] {
-        watched = vornctl("watch 1");
-        done = true;
-    });
     int count = 0;
-    EXPECT_TRUE(comes_true([&] {
+    const std::string watched = watched_during("watch 1", [&] {
         const std::string number = std::to_string(count++);
         shell("vornctl set Program p arguments=x" + number + " key=open" + number + " 2>&1");
-        return done.load();
-    }));
-    watcher.join();
+    });
 
     EXPECT_THAT(watched, HasSubstr(" by vornctl\n"));
     EXPECT_THAT(watched, HasSubstr("  Program \"p\"\n"));
     EXPECT_THAT(watched, HasSubstr("arguments = "));
     EXPECT_THAT(watched, Not(HasSubstr("open")));
+}
+
+TEST_F(Words, HideASecretThatANoticeTells)
+{
+    for (const char *format : {"", "--json ", "--xml "}) {
+        const std::string watched = watched_during(
+            std::string(format) + "watch 1", [] { shell("vornctl inform save action=tell"); });
+        EXPECT_THAT(watched, HasSubstr("(secret)")) << format;
+        EXPECT_THAT(watched, Not(HasSubstr("open5"))) << format;
+    }
 }
 
 TEST_F(Words, GoThroughAPagerWhenTheScreenIsTooSmall)

@@ -131,6 +131,8 @@ static int save_event(void)
     if (strcmp(action, "fill") == 0) result = "failed";
     if (strcmp(action, "break") == 0) broken = "/etc/config/config.xml.broken";
     if (strcmp(action, "forget-broken") == 0) broken = "";
+    if (strcmp(action, "tell") == 0)
+        vorn_notify_object_change(NULL, "Program", "p", "key", "open5");
     return 0;
 }
 
