@@ -29,6 +29,7 @@ struct outlived {
     struct outlived *next;
     int pid;
     unsigned long long birth;
+    int farewell; /* the signal to send first; 0 for none */
 };
 
 static void name_file(char path[path_room], int pid)
@@ -46,7 +47,7 @@ static void name_boot(char boot[boot_room])
     fclose(file);
 }
 
-void outlived_note(int pid)
+void outlived_note(int pid, int farewell)
 {
     char path[path_room];
     char boot[boot_room];
@@ -55,8 +56,8 @@ void outlived_note(int pid)
     if (birth == 0) return;
     name_file(path, pid);
     name_boot(boot);
-    snprintf(text, sizeof text, "%llu %d %llu %s\n", birth, (int)getpid(),
-             supervise_birth_of_any(getpid()), boot);
+    snprintf(text, sizeof text, "%llu %d %llu %d %s\n", birth, (int)getpid(),
+             supervise_birth_of_any(getpid()), farewell, boot);
     if (write_file_whole(path, text, 0600) < 0) vorn_debug_eprintf("Can't write %s.\n", path);
 }
 
@@ -82,10 +83,11 @@ static enum verdict judge(const char *path, struct outlived *it)
     unsigned long long daemon_birth;
     FILE *file = whole_file_read(path);
     if (file == NULL) return of_nobody;
-    const int count = fscanf(file, "%llu %d %llu %39s", &it->birth, &daemon, &daemon_birth, boot);
+    const int count = fscanf(file, "%llu %d %llu %d %39s", &it->birth, &daemon, &daemon_birth,
+                             &it->farewell, boot);
     fclose(file);
     name_boot(own_boot);
-    if (count != 4 || it->birth == 0 || strcmp(boot, own_boot) != 0) return of_nobody;
+    if (count != 5 || it->birth == 0 || strcmp(boot, own_boot) != 0) return of_nobody;
     if (!is_still_there(it)) return of_nobody;
     return supervise_birth_of_any(daemon) == daemon_birth ? of_a_running_daemon
                                                           : of_an_earlier_daemon;
@@ -122,6 +124,13 @@ static struct outlived *find_all(void)
     return found;
 }
 
+static void say_farewell(const struct outlived *all)
+{
+    for (const struct outlived *it = all; it != NULL; it = it->next) {
+        if (it->farewell > 0 && is_still_there(it)) kill(it->pid, it->farewell);
+    }
+}
+
 static void send(const struct outlived *all, int signal_number)
 {
     for (const struct outlived *it = all; it != NULL; it = it->next) {
@@ -146,6 +155,7 @@ static int end_within(const struct outlived *all, int64_t limit_us)
 void outlived_end(void)
 {
     struct outlived *all = find_all();
+    say_farewell(all);
     send(all, SIGTERM);
     if (!end_within(all, ending_us)) {
         send(all, SIGKILL);

@@ -11,8 +11,8 @@
 extern "C" {
 #endif
 
-/** Makes the file of that child. */
-void outlived_note(int pid);
+/** Makes the file of that child, with the signal that it gets before it is ended, or 0. */
+void outlived_note(int pid, int farewell);
 
 /** Removes it, once the child has ended. */
 void outlived_forget(int pid);

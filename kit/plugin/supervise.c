@@ -65,6 +65,7 @@ struct supervised {
     void (*failed)(void *data);
     void *failed_data;
     const char *pid_file; /* null for none */
+    int farewell;         /* the signal that the next daemon sends first; 0 for none */
     int noted;            /* the process that the next daemon would be told of; 0 for none */
 };
 
@@ -83,7 +84,7 @@ static void note_process(supervised *program)
     const int pid = vorn_service_get_pid(program->name);
     if (pid <= 0 || pid == program->noted) return;
     program->noted = pid;
-    outlived_note(pid);
+    outlived_note(pid, program->farewell);
     if (program->pid_file == NULL) return;
     snprintf(text, sizeof text, "%d\n", pid);
     if (write_file_whole(program->pid_file, text, 0644) < 0) {
@@ -475,6 +476,11 @@ void supervise_set_failed_fn(supervised *program, void (*failed)(void *data), vo
 void supervise_set_pid_file(supervised *program, const char *path)
 {
     program->pid_file = path;
+}
+
+void supervise_set_farewell(supervised *program, int signal_number)
+{
+    program->farewell = signal_number;
 }
 
 int supervise_is_running(const supervised *program)

@@ -18,6 +18,9 @@ struct client {
     unsigned int served; /* the index of the link that it was started for */
 };
 
+/* The address goes with the lease. */
+enum { gives_lease_back = SIGUSR2 };
+
 static struct client *clients;
 
 static const char *name_in(const struct client *client)
@@ -49,16 +52,17 @@ static struct client *make_client(const char *name)
         free(client);
         return NULL;
     }
+    supervise_set_farewell(client->program, gives_lease_back);
     client->next = clients;
     clients = client;
     return client;
 }
 
-/* A client that is ended gives its lease back first, and the address with it. */
+/* A client that is ended gives its lease back first. */
 static void stop_client(struct client *client)
 {
     const int process = supervise_pid(client->program);
-    if (process > 0) kill(process, SIGUSR2);
+    if (process > 0) kill(process, gives_lease_back);
     supervise_stop(client->program);
 }
 

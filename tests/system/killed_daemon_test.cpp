@@ -107,6 +107,20 @@ TEST_F(ProgramsOfAKilledDaemon, AreEndedAlsoWhenTheNextOneDoesNotWantThem)
     EXPECT_THAT(files(), IsEmpty());
 }
 
+/* As when their daemon ends them: the address would stay on the link without anybody's lease. */
+TEST_F(ProgramsOfAKilledDaemon, GiveTheirLeasesBack)
+{
+    stand_in("udhcpc", "trap 'echo back >/tmp/lease; exit' USR2; trap : TERM\n"
+                       "echo $$ >/tmp/udhcpc; while :; do sleep 0.02; done");
+    ASSERT_TRUE(boots_with_all_of_them());
+    kill_the_daemon();
+    write_file(vorn::test::startup_file, "<config/>");
+
+    boot();
+
+    EXPECT_EQ(read_file("/tmp/lease"), "back\n");
+}
+
 TEST_F(ProgramsOfAKilledDaemon, AreKilledWhenTheyHang)
 {
     ASSERT_TRUE(boots_with_all_of_them());

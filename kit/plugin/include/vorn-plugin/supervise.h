@@ -94,6 +94,13 @@ void supervise_set_failed_fn(supervised *program, void (*failed)(void *data), vo
  */
 void supervise_set_pid_file(supervised *program, const char *path);
 
+/**
+ * The signal that has the program give back what outlives it, such as the SIGUSR2 of a client that
+ * holds a lease. It is sent by the next daemon, before SIGTERM, to a process that a killed daemon
+ * left; for one that this daemon ends it is the plugin's to send. 0 for none.
+ */
+void supervise_set_farewell(supervised *program, int signal_number);
+
 /** Its process id; 0 while it does not run. */
 int supervise_pid(const supervised *program);
 
