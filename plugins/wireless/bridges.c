@@ -106,19 +106,43 @@ const char *bridges_reason(const vorn_instances *configuration, const vorn_insta
 }
 
 struct joining {
+    const vorn_instances *configuration;
     struct kernel kernel;
     int outside;
 };
+
+static int is_member_of_its_own(const vorn_instances *configuration, const char *interface)
+{
+    int is_member = 0;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "bridge");
+    while (walk != NULL && !is_member && vorn_instances_iterator_has_next(walk))
+        is_member = has_word(value_of(vorn_instances_iterator_next(walk), "members"), interface);
+    vorn_instances_delete_iterator(walk);
+    return is_member;
+}
+
+/* A hostapd that was killed leaves its interfaces in the bridges that they are to have no more. */
+static int is_left_inside(const struct joining *joining, const vorn_instance *network,
+                          const char *interface)
+{
+    const struct kernel_link *link = kernel_find_link(&joining->kernel, interface);
+    return *value_of(network, "bridge") == '\0' && link != NULL && *link->master != '\0' &&
+           !is_member_of_its_own(joining->configuration, interface);
+}
 
 /* Nobody waits for it: whether it is in its bridge is seen from the kernel. */
 static void join(const vorn_instance *network, const char *interface, void *data)
 {
     struct joining *joining = data;
-    if (!is_outside(&joining->kernel, network, interface) || bridges_missing(network) != NULL) {
+    const int is_inside = is_left_inside(joining, network, interface);
+    if (!is_inside &&
+        (!is_outside(&joining->kernel, network, interface) || bridges_missing(network) != NULL)) {
         return;
     }
-    const char *const arguments[] = {
+    const char *const joins[] = {
         "ip", "link", "set", "dev", interface, "master", value_of(network, "bridge"), NULL};
+    const char *const leaves[] = {"ip", "link", "set", "dev", interface, "nomaster", NULL};
+    const char *const *arguments = is_inside ? leaves : joins;
     joining->outside++;
     if (errands_go_on(interface)) {
         links_look_later();
@@ -129,7 +153,7 @@ static void join(const vorn_instance *network, const char *interface, void *data
 
 int bridges_join(const vorn_instances *configuration, const char *radio)
 {
-    struct joining joining = {.outside = 0};
+    struct joining joining = {.configuration = configuration};
     if (vorn_process_no_actions || kernel_read(&joining.kernel) != 0) return 0;
     hostapd_for_each_network(configuration, radio, join, &joining);
     kernel_free(&joining.kernel);

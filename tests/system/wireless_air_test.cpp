@@ -92,6 +92,20 @@ TEST_F(LinksOnTheAir, ComeBackWithTheRadio)
     EXPECT_TRUE(is_up("wlan0"));
 }
 
+/* It could not take them out, and the next one is told of no bridge. */
+TEST_F(LinksOnTheAir, LeaveTheBridgeThatTheyAreToHaveNoMore)
+{
+    ASSERT_THAT(shell("ip link show wlan0"), HasSubstr("master br0"));
+    stand_in("hostapd", "ip link set wlan0 up; exec sleep 1000");
+    shell("kill -9 $(cat /proc/[0-9]*/stat | sed -n 's/^\\([0-9]*\\) (hostapd.*/\\1/p')");
+
+    change("<update><wireless-network name=\"home\"><bridge/></wireless-network></update>");
+
+    EXPECT_TRUE(
+        comes_true([] { return shell("ip link show wlan0 | grep -c 'UP.*master'") == "0\n"; }));
+    EXPECT_TRUE(is_up("wlan0"));
+}
+
 /* Unplugged and plugged in again faster than anybody looks. */
 TEST_F(LinksOnTheAir, AreThoseOfTheRadioThatIsThereNow)
 {
