@@ -97,13 +97,34 @@ bool watch(Client &client)
     return ask_for(client, client.wanted_events());
 }
 
-/* Who has neither said nor taken anything for longest. */
-Client *most_silent(bool stays)
+Client *next_of_kind(Client *each, bool stays)
 {
-    Client *each = first;
     while (each && each->stays() != stays)
         each = each->next;
     return each;
+}
+
+/* Whether there is something to hear of it, or to say to it, as soon as it is its turn. */
+bool has_its_turn_to_come(const Client &client)
+{
+    pollfd one = {client.descriptor(), static_cast<short>(client.wanted_events()), 0};
+    return poll(&one, 1, 0) > 0;
+}
+
+/* Who has neither said nor taken anything for longest. */
+Client *most_silent(bool stays)
+{
+    Client *each = next_of_kind(first, stays);
+    while (each && has_its_turn_to_come(*each))
+        each = next_of_kind(each->next, stays);
+    return each;
+}
+
+/* The same, or who waits for its turn when everybody does. */
+Client *who_may_go(bool stays)
+{
+    Client *silent = most_silent(stays);
+    return silent ? silent : next_of_kind(first, stays);
 }
 
 bool send_away(Client *client)
@@ -215,7 +236,7 @@ bool spare_a_descriptor()
         reserve = -1;
         return true;
     }
-    return send_away(most_silent(false)) || send_away(most_silent(true));
+    return send_away(who_may_go(false)) || send_away(who_may_go(true));
 }
 
 Fd accept_client(int listener, const Door &door)
@@ -238,13 +259,46 @@ Fd accept_client(int listener, const Door &door)
     return client;
 }
 
+bool is_full(const Door &door)
+{
+    return counts[door.stays] >= (door.stays ? most_staying_clients : most_clients);
+}
+
 void make_room_for(int descriptor, const Door &door)
 {
-    const unsigned int most = door.stays ? most_staying_clients : most_clients;
-    if (counts[door.stays] >= most) {
-        send_away(most_silent(door.stays));
+    if (is_full(door)) {
+        send_away(who_may_go(door.stays));
     } else if (first && descriptor + kept_for_work >= sysconf(_SC_OPEN_MAX)) {
-        send_away(most_silent(false)) || send_away(most_silent(true));
+        send_away(who_may_go(false)) || send_away(who_may_go(true));
+    }
+}
+
+/* Null when there is no memory for it: then nobody has taken it. */
+Client *take_in(Fd descriptor, const Door &door)
+{
+    make_room_for(descriptor.get(), door);
+    const int number = descriptor.release();
+    auto *client = new Client(Fd(number), door);
+    if (!client) {
+        const Fd left(number);
+        vorn_debug_fatal("malloc");
+        hang_up(number);
+        return nullptr;
+    }
+    append(*client);
+    counts[door.stays]++;
+    return client;
+}
+
+/* All who wait at a door have their place in the order from now on, if there is room for them. */
+void take_the_others_in(int listener, const Door &door)
+{
+    while (!is_full(door)) {
+        Fd descriptor(accept(listener, nullptr, nullptr));
+        if (!descriptor || fcntl(descriptor.get(), F_SETFD, FD_CLOEXEC) == -1) break;
+        Client *client = take_in(std::move(descriptor), door);
+        if (!client) break;
+        if (!watch(*client)) end(client);
     }
 }
 
@@ -284,26 +338,25 @@ bool open_door(const char *name, eloop_sock_handler handler)
     return true;
 }
 
-/* With others there, whoever was complete before has to be served before. */
+/*
+ * With others there, whoever was complete before has to be served before. When they are as many as
+ * may be and all of them have said something, they go one by one, and who comes waits for that.
+ */
 void take_client(int listener, const Door &door)
 {
-    Fd descriptor = accept_client(listener, door);
-    if (!descriptor) return;
-    make_room_for(descriptor.get(), door);
-    const bool is_alone = !first;
-    const int number = descriptor.release();
-    auto *client = new Client(Fd(number), door);
-    if (!client) { /* then nobody has taken it */
-        const Fd left(number);
-        vorn_debug_fatal("malloc");
-        hang_up(number);
+    if (!door.stays && is_full(door) && !most_silent(false)) {
+        serve_next(events, nullptr, nullptr);
         return;
     }
-    append(*client);
-    counts[door.stays]++;
+    Fd descriptor = accept_client(listener, door);
+    if (!descriptor) return;
+    const bool is_alone = !first;
+    Client *client = take_in(std::move(descriptor), door);
+    if (!client) return;
     if (is_alone) {
         attend(*client);
     } else if (watch(*client)) {
+        take_the_others_in(listener, door);
         serve_next(events, nullptr, nullptr);
     } else {
         end(client);

@@ -154,6 +154,23 @@ TEST_F(Doors, ServeInTheOrderInWhichRequestsBecameComplete)
     EXPECT_THAT(served, testing::ElementsAre("second", "first", "third"));
 }
 
+TEST_F(Doors, LetNobodyWhoWaitsBeOvertakenAgainAndAgain)
+{
+    const Fd staying = stay();
+    run();
+    std::vector<Fd> clients;
+    for (int i = 0; i < 10; i++)
+        clients.push_back(come(framed("comes")));
+    for (std::uint32_t i = 0; i < 10; i++)
+        send_to(staying, numbered(i, "stays"));
+
+    run();
+
+    const auto last = std::find(served.rbegin(), served.rend(), "comes");
+    EXPECT_LE(std::count(last, served.rend(), "stays"), 2);
+    EXPECT_EQ(served.size(), 20u);
+}
+
 TEST_F(Doors, ServeOneRequestInAPassOfEachDoor)
 {
     const Fd silent = come();
@@ -353,6 +370,39 @@ TEST_F(Doors, CloseTheOneThatWasSilentForLongestWhenTheyAreFull)
     EXPECT_EQ(heard(silent[0]), "") << "it has just been heard";
     EXPECT_EQ(heard(silent[1]), "|");
     EXPECT_EQ(heard(silent[2]), "");
+}
+
+TEST_F(Doors, CloseNobodyWhoseRequestIsWholeWhenTheyAreFull)
+{
+    std::vector<Fd> clients = come(vorn::most_clients, "");
+    for (const Fd &each : clients)
+        send_to(each, framed("whole"));
+    for (int i = 0; i < 10; i++)
+        clients.push_back(come(framed("whole")));
+
+    vorn::take_client(listener_.fd.get(), door);
+    run();
+
+    EXPECT_EQ(served.size(), vorn::most_clients + 10);
+}
+
+TEST_F(Doors, CloseSomebodyWhoStaysWhenAllOfThemAskOn)
+{
+    std::vector<Fd> clients;
+    for (unsigned int i = 0; i < vorn::most_staying_clients; i++) {
+        clients.push_back(stay());
+        run();
+    }
+    for (const Fd &each : clients)
+        send_to(each, numbered(1, "x"));
+
+    const Fd another = stay(numbered(1, "another"));
+    vorn::take_client(lasting_listener_.fd.get(), lasting);
+    run();
+
+    EXPECT_EQ(heard(clients[0]), "|");
+    EXPECT_EQ(heard(another), numbered(1, "another"));
+    EXPECT_EQ(served.size(), vorn::most_staying_clients);
 }
 
 TEST_F(Doors, CloseASilentOneRatherThanOneThatTakesItsReplyAndADeafOneRatherThanOneThatCame)
@@ -597,7 +647,7 @@ protected:
 
 TEST_F(Arrivals, AreMarkedCloseOnExec)
 {
-    const Fd client = come();
+    const Fd clients[] = {come(), come(), come()};
     run();
 
     for (int descriptor = 0; descriptor < 1024; descriptor++) {
@@ -605,7 +655,8 @@ TEST_F(Arrivals, AreMarkedCloseOnExec)
         socklen_t size = sizeof peer;
         int type = 0;
         socklen_t type_size = sizeof type;
-        if (descriptor == client.get() ||
+        if (std::any_of(std::begin(clients), std::end(clients),
+                        [&](const Fd &client) { return descriptor == client.get(); }) ||
             getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &type_size) != 0 ||
             getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &size) != 0) {
             continue;
