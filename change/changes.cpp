@@ -4,13 +4,10 @@
  * listened to each of them from the start, but copies an instance only before it changes or when
  * somebody asks, so that watching a store costs the same whatever it holds. An instance is in
  * `changed` exactly when its entry says that it was touched.
- *
- * A store that is filled from nothing, as by a boot, needs no second list of what it holds: as long
- * as each instance came and went in the ordinary way, all of them were inserted, and have an entry
- * only once their values change.
  */
 #include "vorn/changes.h"
 
+#include "change/changes_all_new.h"
 #include "change/changes_before.h"
 #include "core/base/result.h"
 #include "model/instances_walk.h"
@@ -24,7 +21,6 @@ namespace vorn {
 
 namespace {
 
-constexpr unsigned int entry_buckets = 8;
 constexpr unsigned int property_buckets = 4;
 
 constinit vorn_changes *all_alive = nullptr;
@@ -102,6 +98,11 @@ bool hears(const vorn_changes &changes)
     return changes.after->listener == instances_changed && changes.after->listener_data == &changes;
 }
 
+bool tell_apart(vorn_changes &changes, const vorn_instance *comes)
+{
+    return !changes.is_all_new || list_all_new(changes, comes, hears(changes));
+}
+
 bool record_property(vorn_changes_entry &entry, const char *property)
 {
     return entry.properties.create(property_buckets) && entry.properties.add(property);
@@ -113,77 +114,12 @@ vorn_changes_entry *known_entry(const vorn_changes &changes, const vorn_instance
     return entry && entry->state != stranger ? entry : nullptr;
 }
 
-/* What an instance was inserted with is kept before that changes. */
-vorn_changes_entry *remember_new(vorn_changes &changes, const vorn_instance &instance)
-{
-    if (vorn_changes_entry *known = changes.entries.get(&instance)) return known;
-
-    Owned<vorn_changes_entry> entry = make<vorn_changes_entry>();
-    if (!entry || !changes.entries.create(entry_buckets)) return nullptr;
-    if (changes.entries.insert(&instance, entry.get()) != ok) return nullptr;
-    entry->inserted_with = instance.values;
-    return entry.release();
-}
-
-bool is_new(const vorn_changes &changes, const vorn_instance &instance)
-{
-    return changes.is_all_new && is_at_home(*changes.after, instance);
-}
-
 /* The entry that every instance of the store has as far as anybody can tell. */
 vorn_changes_entry *entry_of(vorn_changes &changes, vorn_instance &instance)
 {
     if (is_new(changes, instance)) return remember_new(changes, instance);
     return is_as_before(changes, instance) ? remember(changes, instance)
                                            : known_entry(changes, instance);
-}
-
-/* Of an instance that is taken for new and one that is not yet told from the others. */
-bool list_new(vorn_changes &changes, vorn_instances &changed, vorn_instance &instance)
-{
-    vorn_changes_entry *entry = remember_new(changes, instance);
-    if (!entry) return false;
-    if (entry->state == touched) return true; /* it is in the store twice */
-    if (vorn_instances_add(&changed, &instance) != ok) return false;
-    entry->state = touched;
-    return true;
-}
-
-/* A class keeps its place among the classes, be it empty by now. */
-bool keep_place(vorn_instances &changed, const vorn_class_instances &original)
-{
-    Owned<vorn_class_instances> entry = make_entry(changed, original.klass);
-    return entry && insert_entry(changed, std::move(entry));
-}
-
-/*
- * Ends the time in which everything is new, because something else comes: from here on each
- * instance has its entry, all but the one that is in the way of coming.
- */
-bool tell_apart(vorn_changes &changes, const vorn_instance *comes)
-{
-    if (!changes.is_all_new) return true;
-
-    StoreShell changed(vorn_instances_new());
-    const bool is_heard = hears(changes);
-    bool whole = static_cast<bool>(changed);
-    for (auto [name, entry] : changes.after->classes) {
-        const bool has_place = is_heard || !first_position(*entry);
-        whole = whole && (!has_place || keep_place(*changed, *entry));
-        for_each_own_instance(*entry, [&](vorn_instance &instance) {
-            whole = whole && (&instance == comes || list_new(changes, *changed, instance));
-        });
-    }
-    if (!whole) {
-        for (auto [instance, entry] : changes.entries)
-            entry->state = untouched;
-        return false;
-    }
-    changes.changed = std::move(changed);
-    changes.is_all_new = false;
-    while (vorn_instances_iterator *walk = forget_a_walk(changes.walks))
-        go_on_in(*walk, *changes.changed);
-    return true;
 }
 
 vorn_changes &changes_of_witness(Witness &witness)
@@ -265,11 +201,6 @@ void set_listeners(vorn_instances &store, vorn_instance_listener_fn listener, vo
     store.home.since = ++listener_clock;
     for_each_guest(
         store, [&](vorn_instance &guest) { vorn_instance_set_listener(&guest, listener, data); });
-}
-
-bool holds_nothing(const vorn_instances &store)
-{
-    return store.classes.size() == 0 && !store.tie.original;
 }
 
 /* Comes last and cannot fail, so a creation that fails has no listener to take back. */

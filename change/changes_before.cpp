@@ -15,7 +15,6 @@ namespace vorn {
 
 namespace {
 
-constexpr unsigned int entry_buckets = 8;
 constexpr unsigned int departed_buckets = 8;
 
 BeforeCopy *make_copy(vorn_changes &changes, const vorn_instance &instance)

@@ -17,6 +17,8 @@ enum EntryState : std::int32_t {
     touched = 1,
 };
 
+constexpr unsigned int entry_buckets = 8;
+
 /* What an instance was when the change set began; it lives as long as the change set. */
 struct BeforeCopy : Record {
     Owned<vorn_instance> instance;
