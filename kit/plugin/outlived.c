@@ -47,7 +47,7 @@ static void name_boot(char boot[boot_room])
     fclose(file);
 }
 
-void outlived_note(int pid, int farewell)
+static void write_file(int pid, int farewell)
 {
     char path[path_room];
     char boot[boot_room];
@@ -61,11 +61,33 @@ void outlived_note(int pid, int farewell)
     if (write_file_whole(path, text, 0600) < 0) vorn_debug_eprintf("Can't write %s.\n", path);
 }
 
-void outlived_forget(int pid)
+static void remove_file(int pid)
 {
     char path[path_room];
     name_file(path, pid);
     unlink(path);
+}
+
+void outlived_note(struct noted *noted, const char *service)
+{
+    char text[16];
+    const int pid = vorn_service_get_pid(service);
+    if (pid <= 0 || pid == noted->pid) return;
+    noted->pid = pid;
+    write_file(pid, noted->farewell);
+    if (noted->pid_file == NULL) return;
+    snprintf(text, sizeof text, "%d\n", pid);
+    if (write_file_whole(noted->pid_file, text, 0644) < 0) {
+        vorn_debug_eprintf("%s: can't write %s.\n", service, noted->pid_file);
+    }
+}
+
+void outlived_forget(struct noted *noted)
+{
+    if (noted->pid == 0) return;
+    remove_file(noted->pid);
+    noted->pid = 0;
+    if (noted->pid_file != NULL) unlink(noted->pid_file);
 }
 
 static int is_still_there(const struct outlived *it)
@@ -164,7 +186,7 @@ void outlived_end(void)
     while (all != NULL) {
         struct outlived *it = all;
         all = it->next;
-        if (!is_still_there(it)) outlived_forget(it->pid);
+        if (!is_still_there(it)) remove_file(it->pid);
         free(it);
     }
 }

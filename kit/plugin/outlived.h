@@ -11,11 +11,18 @@
 extern "C" {
 #endif
 
-/** Makes the file of that child, with the signal that it gets before it is ended, or 0. */
-void outlived_note(int pid, int farewell);
+/** What others are told of a program's process. */
+struct noted {
+    int pid;              /* that they were told of; 0 for none */
+    int farewell;         /* the signal that the next daemon sends first; 0 for none */
+    const char *pid_file; /* for others than the next daemon; null for none */
+};
 
-/** Removes it, once the child has ended. */
-void outlived_forget(int pid);
+/** Makes the files of the process that the service of that name has now, if it has one. */
+void outlived_note(struct noted *noted, const char *service);
+
+/** Removes them, once the process has ended. */
+void outlived_forget(struct noted *noted);
 
 /**
  * Ends what daemons that have ended themselves left, and waits until it has: with SIGTERM, and

@@ -15,14 +15,13 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "how_it_ended.h"
 #include "outlived.h"
 #include "process.h"
 #include "run_with.h"
 #include "vorn-plugin/patience.h"
-#include "vorn-plugin/whole_file.h"
 #include "words.h"
 
 enum {
@@ -31,9 +30,8 @@ enum {
     timers = 4,   /* what a program may wait for at a time */
     long_enough_ms = 60000,
     starting_ms = 500,
-    last_words_ms = 3000, /* what was said so long before the end was about something else */
-    ending_ms = 3000,     /* between SIGTERM and SIGKILL */
-    look_ms = 50,         /* how often an ending process is looked for */
+    ending_ms = 3000, /* between SIGTERM and SIGKILL */
+    look_ms = 50,     /* how often an ending process is looked for */
     looks_at_end = 5,
     piece_room = 1024,
     /* What a pipe holds, except for what a process that is left goes on writing. */
@@ -59,14 +57,12 @@ struct supervised {
     uint64_t files_read; /* how they were at its start */
     int output;          /* the pipe's end; -1 for none */
     struct words words;
-    char reason[line_room + 32]; /* why it has failed; empty when that is not known */
-    const char *failure;         /* what can be said without */
-    char state[line_room + 48];
+    char reason[reason_room]; /* why it has failed; empty when that is not known */
+    const char *failure;      /* what can be said without */
+    char state[reason_room + 16];
     void (*failed)(void *data);
     void *failed_data;
-    const char *pid_file; /* null for none */
-    int farewell;         /* the signal that the next daemon sends first; 0 for none */
-    int noted;            /* the process that the next daemon would be told of; 0 for none */
+    struct noted noted;
 };
 
 static supervised *programs;
@@ -75,29 +71,6 @@ static int is_still_ending(const supervised *program)
 {
     return program->phase == ending && program->birth != 0 &&
            supervise_birth(program->pid) == program->birth;
-}
-
-/* For others, who take it for a process that runs. */
-static void note_process(supervised *program)
-{
-    char text[16];
-    const int pid = vorn_service_get_pid(program->name);
-    if (pid <= 0 || pid == program->noted) return;
-    program->noted = pid;
-    outlived_note(pid, program->farewell);
-    if (program->pid_file == NULL) return;
-    snprintf(text, sizeof text, "%d\n", pid);
-    if (write_file_whole(program->pid_file, text, 0644) < 0) {
-        vorn_debug_eprintf("%s: can't write %s.\n", program->name, program->pid_file);
-    }
-}
-
-static void forget_process(supervised *program)
-{
-    if (program->noted == 0) return;
-    outlived_forget(program->noted);
-    program->noted = 0;
-    if (program->pid_file != NULL) unlink(program->pid_file);
 }
 
 /* Before any plugin starts a program: it would be one beside that of an earlier daemon. */
@@ -111,7 +84,7 @@ __attribute__((destructor)) static void end_all(void)
 {
     for (supervised *program = programs; program != NULL; program = program->next) {
         if (is_still_ending(program)) kill(program->pid, SIGKILL);
-        if (program->phase != stopped) forget_process(program);
+        if (program->phase != stopped) outlived_forget(&program->noted);
     }
 }
 
@@ -251,32 +224,11 @@ static void start_again(void *eloop_data, void *data)
     start(data);
 }
 
-/* What was said at last is no reason of a program that somebody else ended. */
-static int ends_a_program_from_outside(int signal_number)
-{
-    return signal_number == SIGKILL || signal_number == SIGTERM || signal_number == SIGINT ||
-           signal_number == SIGHUP || signal_number == SIGQUIT;
-}
-
 /* The status is as waitpid gives it, or -1. */
 static void find_reason(supervised *program, int status)
 {
-    char line[line_room] = "";
-    const int has_signal = status != -1 && WIFSIGNALED(status);
-    if (now_ms() - program->words.heard_ms <= last_words_ms &&
-        !(has_signal && ends_a_program_from_outside(WTERMSIG(status)))) {
-        supervise_words_in_a_line(&program->words, line);
-    }
     program->failure = "has ended";
-    if (has_signal) {
-        snprintf(program->reason, sizeof program->reason, "ended by signal %d%s%s",
-                 WTERMSIG(status), *line != '\0' ? ": " : "", line);
-    } else if (*line == '\0' && status != -1 && WIFEXITED(status)) {
-        snprintf(program->reason, sizeof program->reason, "ended with status %d",
-                 WEXITSTATUS(status));
-    } else {
-        snprintf(program->reason, sizeof program->reason, "%s", line);
-    }
+    supervise_say_why(&program->words, status, now_ms(), program->reason);
 }
 
 static void pause_now(supervised *program)
@@ -300,7 +252,7 @@ static void has_started(void *eloop_data, void *data)
     const int signal_number = program->waiting_signal;
     program->is_starting = 0;
     program->waiting_signal = 0;
-    note_process(program); /* the first fork may have failed */
+    outlived_note(&program->noted, program->name); /* the first fork may have failed */
     if (signal_number != 0) supervise_signal(program, signal_number);
 }
 
@@ -321,7 +273,7 @@ static void ended(void *data)
     leave_up(program);
     read_the_rest(program);
     close_output(program);
-    forget_process(program);
+    outlived_forget(&program->noted);
     if (now_ms() - program->since_ms >= long_enough_ms) program->pause_s = 1;
     find_reason(program, vorn_service_get_exit_status());
     pause_now(program);
@@ -345,7 +297,7 @@ static void start(supervised *program)
         program->failure = "can't be started";
         pause_now(program);
     } else {
-        note_process(program);
+        outlived_note(&program->noted, program->name);
         register_ms(starting_ms, has_started, program);
     }
 }
@@ -364,7 +316,7 @@ static void is_gone(supervised *program)
 {
     program->phase = stopped;
     close_output(program);
-    forget_process(program);
+    outlived_forget(&program->noted);
     if (program->run_with.arguments != NULL) start(program);
 }
 
@@ -395,7 +347,7 @@ static void end(supervised *program)
     if (ends_at_once(program)) {
         program->phase = stopped;
         close_output(program);
-        forget_process(program);
+        outlived_forget(&program->noted);
     } else {
         program->phase = ending;
         program->is_killed = 0;
@@ -475,12 +427,12 @@ void supervise_set_failed_fn(supervised *program, void (*failed)(void *data), vo
 
 void supervise_set_pid_file(supervised *program, const char *path)
 {
-    program->pid_file = path;
+    program->noted.pid_file = path;
 }
 
 void supervise_set_farewell(supervised *program, int signal_number)
 {
-    program->farewell = signal_number;
+    program->noted.farewell = signal_number;
 }
 
 int supervise_is_running(const supervised *program)

@@ -10,6 +10,7 @@
 
 #include "concerns.h"
 #include "ip.h"
+#include "order.h"
 #include "values.h"
 
 outcomes interface_outcomes = {.class_name = "interface"};
@@ -213,8 +214,7 @@ static void release_ports(const vorn_instances *configuration, struct kernel *ke
 struct setup {
     const vorn_instances *configuration;
     struct kernel *kernel;
-    const vorn_instance **order; /* of the interfaces: what others stand on comes first */
-    int count;
+    struct order order;
 };
 
 /* A bridge's MTU follows its members for as long as nobody has set it, and no longer. */
@@ -423,63 +423,11 @@ static void plan_interface(const struct setup *setup, const vorn_instance *now, 
     plan_switch(setup, now, link, made, link->index != 0 && was_up);
 }
 
-static void order_by_name(struct setup *setup, const char *name);
-
-static int order_member(const char *member, void *setup)
-{
-    order_by_name(setup, member);
-    return 0;
-}
-
-/* Each once; those that stand on each other in a circle in any order. */
-static void order(struct setup *setup, const vorn_instance *interface)
-{
-    for (int i = 0; i < setup->count; i++) {
-        if (setup->order[i] == interface) return;
-    }
-    const int place = setup->count++;
-    setup->order[place] = interface;
-    if (is_kind(interface, "vlan")) order_by_name(setup, value_of(interface, "parent"));
-    if (is_kind(interface, "bridge")) {
-        for_each_word(value_of(interface, "members"), order_member, setup);
-    }
-    memmove(setup->order + place, setup->order + place + 1,
-            (size_t)(setup->count - place - 1) * sizeof *setup->order);
-    setup->order[setup->count - 1] = interface;
-}
-
-static void order_by_name(struct setup *setup, const char *name)
-{
-    const vorn_instance *interface = vorn_instances_get(setup->configuration, "interface", name);
-    if (interface != NULL) order(setup, interface);
-}
-
-static int count_interfaces(const vorn_instances *configuration)
-{
-    int count = 0;
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "interface");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
-        vorn_instances_iterator_next(walk);
-        count++;
-    }
-    vorn_instances_delete_iterator(walk);
-    return count;
-}
-
-static void order_all(struct setup *setup)
-{
-    vorn_instances_iterator *walk =
-        vorn_instances_new_class_iterator(setup->configuration, "interface");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk))
-        order(setup, vorn_instances_iterator_next(walk));
-    vorn_instances_delete_iterator(walk);
-}
-
 /* Whether a link was up before anything is planned, by its place in the order. */
 static int was_up(const struct setup *setup, int place)
 {
     const struct kernel_link *link =
-        kernel_find_link(setup->kernel, vorn_instance_get_name(setup->order[place]));
+        kernel_find_link(setup->kernel, vorn_instance_get_name(setup->order.interfaces[place]));
     return link != NULL && link->is_up;
 }
 
@@ -491,16 +439,14 @@ void interfaces_remove(const vorn_instances *configuration, struct kernel *kerne
 
 void interfaces_plan(const vorn_instances *configuration, struct kernel *kernel)
 {
-    const size_t count = (size_t)count_interfaces(configuration);
-    struct setup setup = {configuration, kernel, calloc(count + 1, sizeof *setup.order), 0};
-    char *up = calloc(count + 1, 1);
-    if (setup.order != NULL && up != NULL) {
-        order_all(&setup);
-        for (int i = 0; i < setup.count; i++)
+    struct setup setup = {configuration, kernel, order_of(configuration)};
+    char *up = calloc((size_t)setup.order.count + 1, 1);
+    if (up != NULL) {
+        for (int i = 0; i < setup.order.count; i++)
             up[i] = (char)was_up(&setup, i);
-        for (int i = 0; i < setup.count; i++)
-            plan_interface(&setup, setup.order[i], up[i]);
+        for (int i = 0; i < setup.order.count; i++)
+            plan_interface(&setup, setup.order.interfaces[i], up[i]);
     }
     free(up);
-    free(setup.order);
+    free(setup.order.interfaces);
 }
