@@ -15,12 +15,12 @@
 #include "air.h"
 #include "bridges.h"
 #include "brief.h"
-#include "control.h"
 #include "country.h"
 #include "hostapd.h"
 #include "kernel.h"
 #include "leftovers.h"
 #include "links.h"
+#include "power.h"
 #include "values.h"
 #include "vorn-plugin/patience.h"
 #include "vorn-plugin/supervise.h"
@@ -42,8 +42,7 @@ struct radio {
     leftovers left;
     air air;
     int64_t outside_since_us; /* of a bridge; 0 while none of its interfaces is */
-    char power[8];
-    brief setting; /* of the power */
+    struct power power;
     brief leaving; /* takes the link down and out of its bridge */
     int is_stuck;  /* that has failed */
 };
@@ -81,7 +80,7 @@ static char *name_service(const char *name)
     return service;
 }
 
-static void power_was_set(int has_failed, void *data);
+static void power_has_failed(const char *reason, void *data);
 static void link_was_left(int has_failed, void *data);
 
 /* It has ended by itself, and makes its links anew when it is started again. */
@@ -105,7 +104,7 @@ static struct radio *make(const char *name)
         return NULL;
     }
     supervise_set_failed_fn(radio->program, hostapd_has_ended, radio);
-    radio->setting = (brief)BRIEF(power_was_set, radio);
+    power_begin(&radio->power, power_has_failed, radio);
     radio->leaving = (brief)BRIEF(link_was_left, radio);
     radio->next = radios;
     radios = radio;
@@ -116,6 +115,13 @@ static void fail(const struct radio *radio, const char *reason)
 {
     vorn_debug_eprintf("wireless: radio %s: %s.\n", radio->name, reason);
     outcomes_fail(&radio_outcomes, radio->name, reason);
+}
+
+static void power_has_failed(const char *reason, void *data)
+{
+    const struct radio *radio = data;
+    if (vorn_instances_get(vorn_config_get_running(), "radio", radio->name) == NULL) return;
+    fail(radio, reason);
 }
 
 static void sweep(struct radio *radio)
@@ -154,23 +160,6 @@ static void leave_link(struct radio *radio)
 }
 
 /* The next commit tries it again. */
-static void power_has_failed(struct radio *radio)
-{
-    char reason[brief_room + 32];
-    snprintf(reason, sizeof reason, "can't set the power%s%s",
-             *radio->setting.words != '\0' ? ": " : "", radio->setting.words);
-    fail(radio, reason);
-    strcpy(radio->power, "?");
-}
-
-static void power_was_set(int has_failed, void *data)
-{
-    struct radio *radio = data;
-    if (vorn_instances_get(vorn_config_get_running(), "radio", radio->name) == NULL) return;
-    if (has_failed) power_has_failed(radio);
-}
-
-/* So does this. */
 static void link_was_left(int has_failed, void *data)
 {
     struct radio *radio = data;
@@ -254,25 +243,6 @@ static void tell(struct radio *radio, hostapd_text *text, const vorn_instances *
     leftovers_expect(&radio->left, text->networks);
 }
 
-/* In dBm; the driver's own choice when it isn't set. */
-static void set_power(struct radio *radio, const char *power)
-{
-    char hundredths[12];
-    const int is_fixed = *power != '\0';
-    if (strcmp(power, radio->power) == 0) return;
-    snprintf(hundredths, sizeof hundredths, "%s00", power);
-    const char *const arguments[] = {"iw",
-                                     "dev",
-                                     radio->name,
-                                     "set",
-                                     "txpower",
-                                     is_fixed ? "fixed" : "auto",
-                                     is_fixed ? hundredths : NULL,
-                                     NULL};
-    snprintf(radio->power, sizeof radio->power, "%s", power);
-    if (brief_run(&radio->setting, arguments) != 0) power_has_failed(radio);
-}
-
 /* hostapd adds "_7" at most for its further networks, and a blank would end its words. */
 int radios_judge(const vorn_instances *configuration, const vorn_instance *radio, fault *found)
 {
@@ -325,15 +295,14 @@ static void apply(const vorn_instance *now, const vorn_instances *configuration)
         hostapd_free(&text);
     }
     radio->bridges = bridges;
-    set_power(radio, value_of(now, "power"));
+    power_set(&radio->power, name, value_of(now, "power"));
 }
 
 static void forget_radio(struct radio *radio)
 {
     stop(radio);
     hostapd_forget_addresses(radio->name, 0);
-    set_power(radio, "");
-    radio->power[0] = '\0';
+    power_forget(&radio->power, radio->name);
     outcomes_succeed(&radio_outcomes, radio->name);
 }
 
@@ -350,7 +319,7 @@ static void recall(const char *name, int networks)
     if (radio == NULL) return;
     leftovers_expect(&radio->left, networks);
     radio->is_stuck = 1;
-    if (if_nametoindex(name) != 0) strcpy(radio->power, "?");
+    if (if_nametoindex(name) != 0) power_is_unknown(&radio->power);
 }
 
 /* Once, before anything is applied; what is not configured any more goes. */
@@ -461,30 +430,6 @@ int radios_watch(void)
     return links_watch(links_changed);
 }
 
-struct kick {
-    const char *station;
-    int64_t deadline_ms;
-    int times;
-};
-
-static void kick_from(const vorn_instance *network, const char *interface, void *data)
-{
-    (void)network;
-    struct kick *kick = data;
-    kick->times += control_kick(interface, kick->station, kick->deadline_ms);
-}
-
-int radios_kick(const char *station)
-{
-    struct kick kick = {station, control_now_ms() + control_limit_ms, 0};
-    const vorn_instances *configuration = vorn_config_get_running();
-    for (const struct radio *radio = radios; radio != NULL; radio = radio->next) {
-        if (!supervise_is_running(radio->program)) continue;
-        hostapd_for_each_network(configuration, radio->name, kick_from, &kick);
-    }
-    return kick.times > 0;
-}
-
 /* Of a program that fails, the reason; a radio without networks is looked for all the same. */
 static int is_without_link(const struct radio *radio)
 {
@@ -510,7 +455,7 @@ const char *radios_state(const char *name)
     if (failure != NULL) return failure;
     if (radio == NULL) return "stopped";
     if (radio->is_to_leave) return "applying: it has not ended yet";
-    if (brief_goes_on(&radio->setting)) return "applying";
+    if (power_goes_on(&radio->power)) return "applying";
     if (brief_goes_on(&radio->leaving)) return "applying: its link is taken down";
     if (strcmp(supervise_status(radio->program), "failed") != 0 &&
         leftovers_are_there(&radio->left, name, radio->told.networks)) {

@@ -13,9 +13,6 @@ int radios_judge(const vorn_instances *configuration, const vorn_instance *radio
 /** Has the radios follow what becomes of the kernel's links. 0, or 1. */
 int radios_watch(void);
 
-/** Sends a station away, from whichever network it has joined. Whether there was such a one. */
-int radios_kick(const char *station);
-
 /** How a radio is doing: why not, or the state of its hostapd. The text is good until a commit. */
 const char *radios_state(const char *name);
 

@@ -11,6 +11,7 @@
 #include "declare.h"
 #include "hostapd.h"
 #include "keys.h"
+#include "kick.h"
 #include "networks.h"
 #include "radios.h"
 #include "stations.h"
@@ -109,7 +110,7 @@ static int kick(void)
                            station != NULL ? station : "");
         return 1;
     }
-    if (radios_kick(station)) return 0;
+    if (kick_station(station)) return 0;
     vorn_debug_eprintf("wireless: no network has let a station %s go.\n", station);
     return 1;
 }
