@@ -8,6 +8,7 @@
 #include "api/sockets/client.h"
 
 #include "core/base/limits.h"
+#include "core/peer.h"
 #include "vorn/debug.h"
 
 #include <algorithm>
@@ -265,7 +266,10 @@ void Client::evaluate()
     text[length] = '\0';
     reply_ = nullptr;
     reply_length_ = sent_ = 0;
-    door_.answer(*this, text);
+    {
+        const PeerOfRequest asked_for_by(descriptor());
+        door_.answer(*this, text);
+    }
     evaluation_ms += clients_clock_ms() - began;
 
     if (reply_) reply_length_ = std::strlen(reply_);

@@ -21,6 +21,7 @@
 #include "vorn/instance.h"
 #include "vorn/instances.h"
 #include "vorn/notify.h"
+#include "vorn/peer.h"
 #include "vorn/plugin.h"
 #include "vorn/process.h"
 #include "vorn/property.h"

@@ -3,6 +3,7 @@
 #include "support/allocation.h"
 #include "support/log.h"
 #include "support/reason.h"
+#include "vorn/peer.h"
 #include "vorn/socket.h"
 
 #include <gmock/gmock.h>
@@ -94,6 +95,16 @@ TEST_F(LsqlDoors, HandOverTheRequestAndGiveBackTheReply)
     EXPECT_EQ(answer_to(word(7) + "<lsql/>"), "<lsql_result/>\n");
 
     EXPECT_EQ(calls.request, "<lsql/>");
+}
+
+TEST_F(LsqlDoors, KnowWhoAsksUntilTheReplyIsMade)
+{
+    calls.reply = "<lsql_result/>\n";
+
+    answer_to(word(7) + "<lsql/>");
+
+    EXPECT_EQ(calls.asker, getpid());
+    EXPECT_EQ(vorn_query_get_peer(), nullptr);
 }
 
 TEST_F(LsqlDoors, HandOverNoMoreThanWasAnnounced)

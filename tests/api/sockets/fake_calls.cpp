@@ -4,6 +4,7 @@
 
 #include "support/allocation.h"
 #include "support/large_files.h"
+#include "vorn/peer.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -125,6 +126,7 @@ int __wrap_malloc_trim(size_t)
 char *__wrap_vorn_query_eval(const char *request)
 {
     calls->request = request;
+    calls->asker = vorn_peer_get_pid(vorn_query_get_peer());
     return calls->reply ? strdup(calls->reply) : nullptr;
 }
 }

@@ -41,6 +41,7 @@ public:
 
     /* What was evaluated; the answer is null without a reply. */
     std::string request;
+    int asker = 0; /* its process */
     const char *reply = nullptr;
 };
 

@@ -5,6 +5,7 @@
 #include "support/log.h"
 #include "support/reason.h"
 #include "vorn/inform.h"
+#include "vorn/peer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -335,6 +336,24 @@ TEST_F(InformDoors, AnswerWithOneLine)
     EXPECT_EQ(answer_to(framed("action=rescan")), "ERR no object parameter\n");
     EXPECT_EQ(answer_to(framed("object=antenna")), "ERR no handler\n");
     EXPECT_EQ(vorn::vorn_inform_socket_request_values, nullptr);
+}
+
+int asker = 0;
+
+int note_asker()
+{
+    asker = vorn_peer_get_pid(vorn_query_get_peer());
+    return 0;
+}
+
+TEST_F(InformDoors, KnowWhoInformsUntilTheReplyIsMade)
+{
+    vorn_inform_fn_add("radio", note_asker);
+
+    answer_to(framed("object=radio"));
+
+    EXPECT_EQ(asker, getpid());
+    EXPECT_EQ(vorn_query_get_peer(), nullptr);
 }
 
 TEST_F(InformDoors, AnswerAlsoBeforeThereIsAnyHandler)
