@@ -142,12 +142,12 @@ def be_silent_together(until, door, number):
             client.close()
 
 
-def crowd(until, door, number, beginning, rest=b""):
+def crowd(until, door, number, beginning, rest=(), every_s=1):
     """
-    So many come, say so much, then a byte of the rest each second, and take nothing; for whoever is
-    sent away another one comes at once.
+    So many come, say so much, then the next piece of the rest every now and then, and take nothing;
+    for whoever is sent away another one comes at once.
     """
-    resource.setrlimit(resource.RLIMIT_NOFILE, (2 * number, 2 * number))
+    allow_descriptors(number)
     poll = select.poll()
     clients = {}
 
@@ -159,20 +159,36 @@ def crowd(until, door, number, beginning, rest=b""):
         say(client, beginning)
 
     said = 0
-    next_byte = time.monotonic() + 1
+    next_piece = time.monotonic() + every_s
     while goes_on(until):
         if len(clients) < number:
             come()
         for descriptor, _ in poll.poll(0 if len(clients) < number else 50):
             poll.unregister(descriptor)
             clients.pop(descriptor).close()
-        if said < len(rest) and time.monotonic() > next_byte:
+        if said < len(rest) and time.monotonic() > next_piece:
             for client in clients.values():
-                say(client, rest[said:said + 1])
+                say(client, rest[said])
             said += 1
-            next_byte += 1
+            next_piece += every_s
     for client in clients.values():
         client.close()
+
+
+def crowd_that_goes(until, door, number, said):
+    """So many come, say so much and go together, again and again."""
+    allow_descriptors(number)
+    while goes_on(until):
+        clients = [connect(door) for _ in range(number)]
+        for client in clients:
+            client.setblocking(False)
+            say(client, said)
+        for client in clients:
+            client.close()
+
+
+def allow_descriptors(number):
+    resource.setrlimit(resource.RLIMIT_NOFILE, (2 * number, 2 * number))
 
 
 def say(client, data):

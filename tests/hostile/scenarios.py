@@ -7,6 +7,7 @@ served is no waiting: it takes what its work takes, and all there is to hold aga
 watchdog, at 240 seconds, does not strike, on a board that is ten times slower than this machine.
 """
 import dataclasses
+import random
 import typing
 
 import clients
@@ -32,10 +33,9 @@ def slow(name, attack, *arguments, limit=REQUEST, short=True):
     return Scenario(name, attack, arguments, lasts_s=limit + 1, in_short_form=short)
 
 
-def thousand(name, door, beginning, rest=b"", wait_s=0, short=False):
+def thousand(name, attack, *arguments, wait_s=0, short=False):
     """Of one habit at once, and always as many."""
-    return Scenario(f"1,000: {name}", clients.crowd, (door, 1000, beginning, rest), wait_s,
-                    lasts_s=2, in_short_form=short)
+    return Scenario(f"1,000: {name}", attack, arguments, wait_s, lasts_s=2, in_short_form=short)
 
 
 def quick(name, attack, *arguments):
@@ -143,22 +143,28 @@ def crowd_at(door, prefix):
     half = whole[:-8]
     huge = framed(door, b" " * clients.LARGEST)[:-clients.LARGEST]
     large = clients.INFORMATION if door == INFORM else clients.QUITE_LARGE_REPLY
+    noise = random.Random(1).randbytes(3000)
     habits = {
-        "silent": b"",
-        "half a length": huge[:-2],
-        "half a request": half,
-        "one byte a second": (half[:8], half[8:]),
-        "announce 16 MiB and send 100,000 bytes": huge + b" " * 100_000,
-        "take no reply": framed(door, large),
-        "write on after their request": whole + b"x" * 10_000,
+        "silent": [b""],
+        "half a length": [huge[:-2]],
+        "half a request": [half],
+        "one byte a second": [half[:8], [half[at:at + 1] for at in range(8, len(half))]],
+        "announce 4 GiB": [huge[:-4] + b"\xff" * 4 + b" " * 10_000],
+        "announce 16 MiB and send 100,000 bytes": [huge + b" " * 100_000],
+        "noise": [framed(door, noise) + noise],
+        "take no reply": [framed(door, large)],
+        "write on after their request": [whole + b"x" * 10_000],
+        "pour after their request": [whole, [b"x" * 10_000] * 1000, 0.02],
     }
     if door == STREAM:
-        habits["ask 100 times and take no replies"] = whole * 100
+        habits["ask 100 times and take no replies"] = [whole * 100]
     for habit, said in habits.items():
         name = prefix + habit
-        beginning, rest = said if isinstance(said, tuple) else (said, b"")
-        yield thousand(name, door, beginning, rest, wait_s=WORK if "take no" in habit else 0,
-                       short=name in OFTEN)
+        yield thousand(name, clients.crowd, door, 1000, *said,
+                       wait_s=WORK if "take no" in habit else 0, short=name in OFTEN)
+    for habit, said in {"go in the middle of their request": half,
+                        "go before their reply": whole}.items():
+        yield thousand(prefix + habit, clients.crowd_that_goes, door, 1000, said)
 
 
 def crowds():
