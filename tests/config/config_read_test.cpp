@@ -7,6 +7,8 @@
 #include <random>
 #include <string>
 
+#include <malloc.h>
+
 namespace vorn::tests {
 
 class ConfigDocuments : public ConfigTest {
@@ -94,6 +96,41 @@ TEST_F(ConfigDocuments, BecomeInstancesWhoseTextsLieSideBySide)
     const vorn_instance *radio = vorn_instances_get(store, "Radio", "r1");
     EXPECT_EQ(vorn_instance_get_value(radio, "mode"),
               vorn_instance_get_value(radio, "channel") + sizeof "6");
+}
+
+/* In bytes, each piece as the C library rounds it up; docs/performance.md says what they are. */
+TEST_F(ConfigDocuments, BecomeInstancesThatTakeNoMoreThanIsTold)
+{
+#if !defined(__GLIBC__) || defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "nobody counts what this allocator has given";
+#else
+    constexpr unsigned int count = 1000;
+    constexpr std::size_t most = sizeof(void *) == 8 ? 450 : 420;
+    ClassBuilder wide("Wide");
+    wide.persistent();
+    for (int i = 0; i < 10; i++)
+        wide.with(("p" + std::to_string(i)).c_str());
+    wide.add_resolved();
+    std::string body;
+    for (unsigned int i = 0; i < count; i++) {
+        body += "<Wide name=\"item" + std::to_string(10000 + i) + "\">";
+        for (int p = 0; p < 10; p++) {
+            const std::string name = "p" + std::to_string(p);
+            body += "<" + name + ">thirteen" + std::to_string(10000 + i) + "</" + name + ">";
+        }
+        body += "</Wide>";
+    }
+    load("<Wide name=\"first\"/>"); /* what there is of once, and of the parser's, is there then */
+    write(file, "<config>" + body + "</config>");
+    body = std::string();
+    const std::size_t before = mallinfo2().uordblks + mallinfo2().hblkhd;
+
+    EXPECT_TRUE(load_file());
+
+    const std::size_t taken = mallinfo2().uordblks + mallinfo2().hblkhd - before;
+    EXPECT_LE(taken / count, most);
+    EXPECT_GE(taken / count, most / 2) << "not all of it was counted";
+#endif
 }
 
 TEST_F(ConfigDocuments, AreUsedUp)

@@ -48,34 +48,34 @@ class Memory:
     """
     Looked at in the second half of each part: by then the heap has the size that the load needs.
     Without write transactions nothing may grow, however long it takes. A write transaction keeps
-    the instances of the class as they were, and of their values what has changed since the one
-    before it; what is the same is shared.
+    the instances that it changed or took out, up to three of them, as they were: a changed one
+    without the values that it shares with its successor. How many there are in their class makes no
+    difference.
     """
 
     FLUCTUATION_KIB = 128
-    KEPT_PER_INSTANCE, KEPT_PER_WRITE = 80, 2500
+    KEPT_PER_WRITE = 1200
 
     def __init__(self):
         self.without, self.with_writes = [], []
 
-    def note(self, before, after, requests, writes, instances):
+    def note(self, before, after, requests, writes):
         """Resident KiB before and after a round."""
         part = self.with_writes if writes else self.without
-        part.append((before, after, requests, writes, instances))
+        part.append((before, after, requests, writes))
 
     @staticmethod
     def second_half(part):
-        """KiB more, requests, writes, and how many instances there were."""
+        """KiB more, requests, and writes."""
         half = part[len(part) // 2:]
         return (half[-1][1] - half[0][0], sum(each[2] for each in half),
-                sum(each[3] for each in half), sum(each[4] for each in half) / len(half))
+                sum(each[3] for each in half))
 
     def balance(self):
-        flat, self.requests, _, _ = self.second_half(self.without)
-        grown, _, self.writes, self.instances = self.second_half(self.with_writes)
-        kept = self.KEPT_PER_WRITE + self.KEPT_PER_INSTANCE * self.instances
+        flat, self.requests, _ = self.second_half(self.without)
+        grown, _, self.writes = self.second_half(self.with_writes)
         self.flat, self.grown = flat, grown
-        self.allowed = self.FLUCTUATION_KIB + self.writes * kept / 1024
+        self.allowed = self.FLUCTUATION_KIB + self.writes * self.KEPT_PER_WRITE / 1024
         return flat <= self.FLUCTUATION_KIB and grown <= self.allowed
 
     def __str__(self):
@@ -85,9 +85,7 @@ class Memory:
                 f"  flat      {self.flat} KiB more after {self.requests} requests without write "
                 f"transactions, {self.FLUCTUATION_KIB} allowed\n"
                 f"  kept      {self.grown} KiB for {self.writes} write transactions, "
-                f"{self.allowed:.0f} allowed: {per_write:.0f} bytes for each, "
-                f"{per_write / self.instances:.1f} for each and each of {self.instances:.0f} "
-                f"instances")
+                f"{self.allowed:.0f} allowed: {per_write:.0f} bytes for each")
 
 
 def configuration(root):

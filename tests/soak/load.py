@@ -96,7 +96,7 @@ class Load:
         if with_writes:
             self.play_transactions()
         self.memory.note(before, self.daemon.memory_kib(), self.requests - requests,
-                         self.writes - writes, len(self.model.items))
+                         self.writes - writes)
         if self.rounds % 10 == 1:
             self.play_a_save()
             self.send_signals()

@@ -36,6 +36,10 @@ static void add_classes(void)
     vorn_property_set_writable(refreshed, 0);
     vorn_property_set_persistence(refreshed, 0);
     vorn_class_add_property(board, refreshed);
+    vorn_property *left_behind = vorn_property_new("left_behind");
+    vorn_property_set_writable(left_behind, 0);
+    vorn_property_set_persistence(left_behind, 0);
+    vorn_class_add_property(board, left_behind);
     vorn_classes_add(board);
 
     vorn_class *item = vorn_class_new("Item");
@@ -80,6 +84,20 @@ static const char *count_refreshes(vorn_instance *instance, const char *property
     return text;
 }
 
+/* Instances, and their bytes. */
+static const char *count_left_behind(vorn_instance *instance, const char *property,
+                                     vorn_refresh_info *info)
+{
+    static char text[48];
+
+    (void)instance;
+    (void)property;
+    (void)info;
+    snprintf(text, sizeof text, "%lu %lu", vorn_instances_get_left_behind(),
+             vorn_instances_get_left_behind_bytes());
+    return text;
+}
+
 static void start_worker(void *data)
 {
     if (data != NULL) vorn_debug_printf("soak: the worker has crashed\n");
@@ -110,6 +128,7 @@ void vorn_plugin_init(void)
     vorn_committer_set_property_change_fn(committer, "Board", "run", run);
     vorn_refresher *refresher = vorn_refresher_new("Board");
     vorn_refresher_set_property_fn(refresher, "refreshed", count_refreshes);
+    vorn_refresher_set_property_fn(refresher, "left_behind", count_left_behind);
     vorn_provider *provider = vorn_provider_new("soak");
     vorn_provider_set_commit_fn(provider, vorn_committer_fn, committer);
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
