@@ -39,6 +39,13 @@ std::size_t plain_length(const char *text)
     return *at == '\0' ? static_cast<std::size_t>(at - text) : 0;
 }
 
+bool are_plain(std::initializer_list<XmlAttribute> attributes)
+{
+    for (const XmlAttribute &each : attributes)
+        if (each.value && plain_length(each.value) == 0) return false;
+    return true;
+}
+
 /* A document whose only use is to be written by libxml2. */
 class Scratch {
 public:
@@ -91,26 +98,31 @@ void XmlWriter::begin_child()
     if (depth_ > 0) begin_line();
 }
 
-void XmlWriter::open(const char *name, const char *instance_name)
+void XmlWriter::begin_tag(const char *name, std::initializer_list<XmlAttribute> attributes)
 {
+    text_.append("<", 1);
+    text_.append(name);
+    for (const XmlAttribute &each : attributes) {
+        if (!each.value) continue;
+        text_.append(" ", 1);
+        text_.append(each.name);
+        text_.append("=\"", 2);
+        text_.append(each.value);
+        text_.append("\"", 1);
+    }
+}
+
+void XmlWriter::open_with(const char *name, std::initializer_list<XmlAttribute> attributes)
+{
+    constexpr std::size_t end_of_empty_tag = 2;
     begin_child();
-    const std::size_t length = instance_name ? plain_length(instance_name) : 0;
-    if (instance_name && length == 0) {
-        open_by_libxml2(name, instance_name);
+    if (are_plain(attributes)) {
+        begin_tag(name, attributes);
     } else {
-        text_.append("<", 1);
-        text_.append(name);
-        if (instance_name) append_attribute(instance_name, length);
+        add_by_libxml2(name, nullptr, attributes, end_of_empty_tag);
     }
     depth_++;
     just_opened_ = true;
-}
-
-void XmlWriter::append_attribute(const char *instance_name, std::size_t length)
-{
-    text_.append(" name=\"", 7);
-    text_.append(instance_name, length);
-    text_.append("\"", 1);
 }
 
 void XmlWriter::close(const char *name)
@@ -127,16 +139,16 @@ void XmlWriter::close(const char *name)
     just_opened_ = false;
 }
 
-void XmlWriter::add_text(const char *name, const char *text)
+void XmlWriter::add_text(const char *name, const char *text,
+                         std::initializer_list<XmlAttribute> attributes)
 {
     begin_child();
     const std::size_t length = text ? plain_length(text) : 0;
-    if (text && length == 0) {
-        add_by_libxml2(name, text);
+    if ((text && length == 0) || !are_plain(attributes)) {
+        add_by_libxml2(name, text, attributes, 0);
         return;
     }
-    text_.append("<", 1);
-    text_.append(name);
+    begin_tag(name, attributes);
     if (!text) {
         text_.append("/>", 2);
         return;
@@ -148,23 +160,17 @@ void XmlWriter::add_text(const char *name, const char *text)
     text_.append(">", 1);
 }
 
-void XmlWriter::add_by_libxml2(const char *name, const char *text)
+void XmlWriter::add_by_libxml2(const char *name, const char *text,
+                               std::initializer_list<XmlAttribute> attributes, std::size_t left_out)
 {
     Scratch scratch;
-    if (scratch.add(name, text)) {
-        scratch.append_to(text_, 0);
-    } else {
-        text_.fail();
+    xmlNode *element = scratch.add(name, text);
+    for (const XmlAttribute &each : attributes) {
+        if (element && each.value && !add_attribute(element, each.name, each.value))
+            element = nullptr;
     }
-}
-
-void XmlWriter::open_by_libxml2(const char *name, const char *instance_name)
-{
-    constexpr std::size_t end_of_empty_tag = 2;
-    Scratch scratch;
-    xmlNode *element = scratch.add(name, nullptr);
-    if (element && add_attribute(element, "name", instance_name)) {
-        scratch.append_to(text_, end_of_empty_tag);
+    if (element) {
+        scratch.append_to(text_, left_out);
     } else {
         text_.fail();
     }

@@ -3,7 +3,15 @@
 
 #include "core/base/text_buffer.h"
 
+#include <initializer_list>
+
 namespace vorn {
+
+/* An attribute of an element, which has none of that name where the value is null. */
+struct XmlAttribute {
+    const char *name;
+    const char *value;
+};
 
 /*
  * Writes a document as text, byte for byte as libxml2 would save a tree of it, but without making
@@ -19,10 +27,15 @@ public:
                        std::size_t longest = TextBuffer::unbounded);
 
     /* An element that holds others, with the attribute "name" unless that is null. */
-    void open(const char *name, const char *instance_name = nullptr);
+    void open(const char *name, const char *instance_name = nullptr)
+    {
+        open_with(name, {{"name", instance_name}});
+    }
+    void open_with(const char *name, std::initializer_list<XmlAttribute> attributes);
     void close(const char *name);
     /* An element that holds a text; null and the empty text as libxml2 has them. */
-    void add_text(const char *name, const char *text);
+    void add_text(const char *name, const char *text,
+                  std::initializer_list<XmlAttribute> attributes = {});
 
     void fail() { text_.fail(); }
     bool failed() const { return text_.failed(); }
@@ -33,9 +46,9 @@ public:
 private:
     void begin_line();
     void begin_child();
-    void add_by_libxml2(const char *name, const char *text);
-    void open_by_libxml2(const char *name, const char *instance_name);
-    void append_attribute(const char *instance_name, std::size_t length);
+    void begin_tag(const char *name, std::initializer_list<XmlAttribute> attributes);
+    void add_by_libxml2(const char *name, const char *text,
+                        std::initializer_list<XmlAttribute> attributes, std::size_t left_out);
 
     TextBuffer text_;
     Layout layout_;

@@ -52,6 +52,22 @@ TEST(XmlWriters, WriteADocumentInOneLine)
                              "<a><b name=\"x\"><c>one</c><d/></b></a>\n");
 }
 
+TEST(XmlWriters, WriteAttributesAsTheyAreGiven)
+{
+    XmlWriter writer;
+
+    writer.open_with("a", {{"b", "1"}, {"c", nullptr}, {"d", "2"}});
+    writer.add_text("e", "one", {{"f", "3"}});
+    writer.add_text("e", nullptr, {{"f", "<"}, {"g", nullptr}, {"h", "\""}});
+    writer.open_with("i", {{"b", "1"}, {"d", "&"}});
+    writer.close("i");
+    writer.close("a");
+
+    EXPECT_EQ(taken(writer), "<?xml version=\"1.0\"?>\n"
+                             "<a b=\"1\" d=\"2\"><e f=\"3\">one</e><e f=\"&lt;\" h=\"&quot;\"/>"
+                             "<i b=\"1\" d=\"&amp;\"/></a>\n");
+}
+
 TEST(XmlWriters, WriteAnIndentedDocument)
 {
     XmlWriter writer(Layout::indented);
