@@ -2,11 +2,13 @@
 /*
  * The LSQL engine: from a request's text to its answer. A write transaction works on a copy of
  * the running configuration that replaces it only if every operation succeeded; any other request
- * works on the running configuration itself, without a way back. Evaluation nests: a provider
- * that refreshes may evaluate a passive request before the outer one goes on.
+ * works on the running configuration itself, without a way back. A request to explain is a write
+ * transaction whose copy is thrown away. Evaluation nests: a provider that refreshes may evaluate a
+ * passive request before the outer one goes on.
  */
 #include "vorn/query.h"
 
+#include "api/explain.h"
 #include "api/query_effort.h"
 #include "api/query_limits.h"
 #include "api/query_operations.h"
@@ -44,6 +46,7 @@ constinit std::size_t reply_bound = longest_reply;
 namespace {
 
 constexpr char root_name[] = "lsql";
+constexpr char explain_name[] = "explain";
 constexpr char startup_request_name[] = "get_conf";
 constexpr char transaction_name[] = "write-transaction";
 constexpr std::size_t message_room = 160;
@@ -140,10 +143,15 @@ bool plan(QueryRequest &request, xmlNode *first, Answer &answer)
     request.refresh_info = info.get();
     const std::int32_t errors = run_pass(request, first, answer, every_operation);
     const bool goes_on = errors == 0 && !request.out_of_memory && !is_too_much(request);
-    if (goes_on) vorn_providers_refresh(info.get());
+    if (goes_on && !request.is_rehearsal) vorn_providers_refresh(info.get());
     request.refresh_info = nullptr;
     request.watch->is_done(VORN_COMMIT_REFRESH);
     return goes_on;
+}
+
+Answer::Form form_of(const QueryRequest &request)
+{
+    return request.is_rehearsal ? Answer::Form::explanation : Answer::Form::result;
 }
 
 bool has_to_be_committed(const QueryRequest &request)
@@ -187,10 +195,12 @@ Text refused_by_checks(QueryRequest &request)
 Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
 {
     constexpr bool until_an_error = false;
-    Answer answer(request.passive ? TextBuffer::unbounded : reply_bound);
+    Answer answer(request.passive ? TextBuffer::unbounded : reply_bound, form_of(request));
     const std::int32_t errors = run_pass(request, first, answer, until_an_error);
     const bool is_done = errors == 0 && !answer.failed() && !request.out_of_memory;
-    if (is_done && request.transaction && !request.passive) {
+    if (request.is_rehearsal) {
+        explain(request, errors, answer);
+    } else if (is_done && request.transaction && !request.passive) {
         if (Text refused = refused_by_checks(request)) return refused;
     }
     if (request.told_commit) answer.add_commit(request.told_commit->text().get());
@@ -198,7 +208,7 @@ Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
     if (answer.is_too_long()) return refuse_too_long();
     if (!text) request.out_of_memory = true;
     request.watch->is_done(VORN_COMMIT_VALIDATE);
-    if (errors == 0) put_into_effect(request, copy);
+    if (errors == 0 && !request.is_rehearsal) put_into_effect(request, copy);
     return request.out_of_memory ? Text() : std::move(text);
 }
 
@@ -209,10 +219,12 @@ Text evaluate_operations(QueryRequest &request, xmlNode *first, StoreWithInstanc
     if (!changes) return {};
     request.changes = changes.get();
 
-    Answer planned;
+    Answer planned(TextBuffer::unbounded, form_of(request));
     if (!plan(request, first, planned)) {
         if (request.out_of_memory) return {};
-        return is_too_much(request) ? refuse_too_much() : planned.take();
+        if (is_too_much(request)) return refuse_too_much();
+        if (request.is_rehearsal) planned.add_rc(1);
+        return planned.take();
     }
     return execute(request, first, copy);
 }
@@ -220,7 +232,10 @@ Text evaluate_operations(QueryRequest &request, xmlNode *first, StoreWithInstanc
 Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch)
 {
     xmlNode *root = xmlDocGetRootElement(document);
-    if (!is_named(root, root_name)) return refusal("Top level name is not lsql.");
+    const bool is_rehearsal = !passive && is_named(root, explain_name);
+    if (!is_rehearsal && !is_named(root, root_name)) {
+        return refusal("Top level name is not lsql.");
+    }
 
     vorn_query_origin = vorn_util_xmlGetProp(root, "origin");
     if (external_updates_disabled && vorn_query_origin) {
@@ -245,8 +260,9 @@ Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch)
     StoreWithInstances copy;
     request.watch = &watch;
     request.passive = passive;
+    request.is_rehearsal = is_rehearsal;
     request.instances = vorn_config_get_running();
-    if (is_transaction) {
+    if (is_transaction || is_rehearsal) {
         if (!passive && is_watched(request.instances)) {
             return refusal("Write transactions can't be nested.");
         }
@@ -254,7 +270,7 @@ Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch)
         if (!copy) return {};
         request.transaction = true;
         request.instances = copy.get();
-        first = first->children;
+        if (is_transaction) first = first->children;
     }
     return evaluate_operations(request, first, std::move(copy));
 }

@@ -15,6 +15,7 @@ namespace vorn {
 struct QueryRequest {
     bool passive = false;
     bool transaction = false;
+    bool is_rehearsal = false;           /* a transaction of which only is told what it would do */
     vorn_instances *instances = nullptr; /* running, or the transaction's copy */
     vorn_changes *changes = nullptr;
     RequestWatch *watch = nullptr;

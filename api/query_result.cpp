@@ -9,6 +9,7 @@ namespace vorn {
 namespace {
 
 constexpr char root_name[] = "lsql_result";
+constexpr char explanation_name[] = "explanation";
 constexpr char dataset_name[] = "dataset";
 constexpr char replacement = '?';
 
@@ -47,23 +48,25 @@ private:
 
 } // namespace
 
-Answer::Answer(std::size_t longest) : writer_(XmlWriter::Layout::compact, longest)
+Answer::Answer(std::size_t longest, Form form)
+    : writer_(XmlWriter::Layout::compact, longest), form_(form)
 {
-    writer_.open(root_name);
+    writer_.open(explains() ? explanation_name : root_name);
 }
 
 void Answer::begin_dataset()
 {
-    writer_.open(dataset_name);
+    if (!explains()) writer_.open(dataset_name);
 }
 
 void Answer::end_dataset()
 {
-    writer_.close(dataset_name);
+    if (!explains()) writer_.close(dataset_name);
 }
 
 void Answer::begin_instance(const char *class_name, const vorn_instance &instance)
 {
+    if (explains()) return;
     const Readable name(vorn_instance_get_name(&instance));
     if (name.failed()) writer_.fail();
     writer_.open(class_name, name.get());
@@ -71,12 +74,35 @@ void Answer::begin_instance(const char *class_name, const vorn_instance &instanc
 
 void Answer::end_instance(const char *class_name)
 {
-    writer_.close(class_name);
+    if (!explains()) writer_.close(class_name);
+}
+
+void Answer::begin(const char *name, const char *attribute, const char *value)
+{
+    const Readable readable(value);
+    if (readable.failed()) writer_.fail();
+    writer_.open_with(name, {{attribute, readable.get()}});
+}
+
+void Answer::begin_action(const char *name, const char *action, const vorn_instance &instance)
+{
+    const Readable class_name(vorn_instance_get_class_name(&instance));
+    const Readable instance_name(vorn_instance_get_name(&instance));
+    if (class_name.failed() || instance_name.failed()) writer_.fail();
+    writer_.open_with(
+        name, {{"action", action}, {"class", class_name.get()}, {"name", instance_name.get()}});
+}
+
+void Answer::add_effect(const char *weight, const char *sentence)
+{
+    const Readable readable(sentence);
+    if (readable.failed()) writer_.fail();
+    writer_.add_text("effect", readable.get(), {{"weight", weight}});
 }
 
 void Answer::add_property(const char *property, const char *value)
 {
-    add_text(property, value);
+    if (!explains()) add_text(property, value);
 }
 
 void Answer::add_text(const char *name, const char *text)
@@ -106,6 +132,7 @@ void Answer::add_number(const char *name, std::int32_t number)
 
 void Answer::add_rc_counter(std::int32_t rc, std::int32_t counter)
 {
+    if (explains()) return;
     add_number("rc", rc);
     add_number("counter", counter);
 }
@@ -117,7 +144,7 @@ void Answer::add_commit(const char *id)
 
 Text Answer::take()
 {
-    writer_.close(root_name);
+    writer_.close(explains() ? explanation_name : root_name);
     return writer_.take();
 }
 

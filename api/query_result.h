@@ -16,7 +16,11 @@ namespace vorn {
  */
 class Answer {
 public:
-    explicit Answer(std::size_t longest = TextBuffer::unbounded);
+    /* An explanation tells the errors of its operations, but neither what they found nor counters.
+     */
+    enum class Form { result, explanation };
+
+    explicit Answer(std::size_t longest = TextBuffer::unbounded, Form form = Form::result);
 
     /* What a select found is written between these two. */
     void begin_dataset();
@@ -30,6 +34,15 @@ public:
     void add_error(const char *message, std::int32_t &count);
     /* Adds "rc" and "counter", which end what one operation answers. */
     void add_rc_counter(std::int32_t rc, std::int32_t counter);
+
+    /* For an explanation: elements of any kind, whose values may hold anything. */
+    void begin(const char *name, const char *attribute, const char *value);
+    void begin_action(const char *name, const char *action, const vorn_instance &instance);
+    void add_effect(const char *weight, const char *sentence);
+    void end(const char *name) { writer_.close(name); }
+    void add(const char *name, const char *text) { add_text(name, text); }
+    /* Ends an explanation: whether what it is about could be done. */
+    void add_rc(std::int32_t rc) { add_number("rc", rc); }
 
     /* Whose configuration the answer is about; stands last. */
     void add_commit(const char *id);
@@ -45,7 +58,10 @@ private:
     void add_text(const char *name, const char *text);
     void add_number(const char *name, std::int32_t number);
 
+    bool explains() const { return form_ == Form::explanation; }
+
     XmlWriter writer_;
+    Form form_;
 };
 
 } // namespace vorn

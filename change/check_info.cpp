@@ -67,6 +67,11 @@ vorn_changes *vorn_check_info_get_changes(const vorn_check_info *info)
     return info ? info->changes : nullptr;
 }
 
+int vorn_check_info_is_rehearsal(const vorn_check_info *info)
+{
+    return info && info->is_rehearsal;
+}
+
 int vorn_check_info_refuse(vorn_check_info *info, const vorn_instance *instance,
                            const char *property, const char *pattern, ...)
 {

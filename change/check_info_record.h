@@ -25,5 +25,6 @@ struct vorn_check_info : vorn::Record {
     vorn_changes *changes;
     vorn::Refusal *first = nullptr; /* in the order in which they were found */
     vorn::Refusal *last = nullptr;
+    bool is_rehearsal = false;
     bool out_of_memory = false; /* what was found, or looked at, is not all there is */
 };

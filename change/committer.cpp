@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * A commit function that walks the change set and calls back per class, group, instance and
- * property. What it protects is the order of the calls, which is what plugins rely on.
+ * property. What it protects is the order of the calls, which is what plugins rely on. The same
+ * walk is taken to say beforehand for which instances there would be a call.
  */
 #include "change/commit_given.h"
 #include "change/commit_info_record.h"
@@ -73,14 +74,44 @@ bool is_group_named(const char *class_name)
     return false;
 }
 
+/* Who is told instead of the callbacks. */
+struct CommitterRehearsal {
+    const vorn_provider &provider;
+    const RehearsalListener &listener;
+};
+
 /* One class within one commit. */
 struct ClassCommit {
     vorn_commit_info *info;
     vorn_changes *changes;
     const char *class_name;
     const vorn_committer_class &callbacks;
-    NameSet reported_groups; /* created when group_change is set */
+    const CommitterRehearsal *rehearsal; /* null when it is meant */
+    NameSet reported_groups;             /* created when group_change is set */
+    bool has_called = false;             /* or would have, for the instance at hand */
 };
+
+/* To be asked before each call: whether it is made. */
+bool calls(ClassCommit &commit)
+{
+    commit.has_called = true;
+    return !commit.rehearsal;
+}
+
+/* The walk has come to an instance. */
+void begin_instance(ClassCommit &commit)
+{
+    commit.has_called = false;
+    if (!commit.rehearsal) given_instances++;
+}
+
+void end_instance(const ClassCommit &commit, InstanceAction action, const vorn_instance &instance)
+{
+    const CommitterRehearsal *rehearsal = commit.rehearsal;
+    if (!rehearsal || !commit.has_called) return;
+    const RehearsalListener &listener = rehearsal->listener;
+    listener.hear_instance(rehearsal->provider, action, instance, listener.data);
+}
 
 /* False for a class that nobody registered, which the store has said, or because memory ran out. */
 bool can_walk(const Walk &walk, const char *class_name)
@@ -98,23 +129,26 @@ void commit_group(ClassCommit &commit, const vorn_instance &instance)
     const char *group = instance.name.get();
     if (commit.reported_groups.contains(group)) return;
 
-    vorn_debug_lprintf(5, " Committing class %s, group %s change.\n", commit.class_name, group);
-    commit.callbacks.group_change(vorn_commit_info_get_after(commit.info), commit.class_name, group,
-                                  commit.info);
+    if (calls(commit)) {
+        vorn_debug_lprintf(5, " Committing class %s, group %s change.\n", commit.class_name, group);
+        commit.callbacks.group_change(vorn_commit_info_get_after(commit.info), commit.class_name,
+                                      group, commit.info);
+    }
     if (commit.reported_groups) commit.reported_groups.add(group);
 }
 
-void commit_change(const ClassCommit &commit, vorn_instance *instance, vorn_instance *before)
+void commit_change(ClassCommit &commit, vorn_instance *instance, vorn_instance *before)
 {
+    if (!calls(commit)) return;
     vorn_debug_lprintf(5, " Committing class %s, instance_change.\n", commit.class_name);
     commit.callbacks.instance_change(instance, before, commit.info);
 }
 
-void commit_properties(const ClassCommit &commit, vorn_instance *instance,
-                       const vorn_instance *before)
+void commit_properties(ClassCommit &commit, vorn_instance *instance, const vorn_instance *before)
 {
     for (auto [property, function] : commit.callbacks.property_functions) {
         if (!vorn_changes_contains_property(commit.changes, instance, property)) continue;
+        if (!calls(commit)) continue;
 
         vorn_debug_lprintf(5, " Committing class %s, property %s.\n", instance->klass->name.get(),
                            property.name);
@@ -135,13 +169,14 @@ void commit_deleted(ClassCommit &commit)
         vorn_changes_new_deleted_class_instances_iterator(commit.changes, commit.class_name));
     if (!can_walk(walk, commit.class_name)) return;
     for (vorn_instance *instance : walk) {
-        given_instances++;
+        begin_instance(commit);
         commit_group(commit, *instance);
-        if (callbacks.instance_delete) {
+        if (callbacks.instance_delete && calls(commit)) {
             vorn_debug_lprintf(5, " Committing class %s, instance_delete.\n", commit.class_name);
             callbacks.instance_delete(instance, commit.info);
         }
         if (tell_change) commit_change(commit, nullptr, instance);
+        end_instance(commit, InstanceAction::deleted, *instance);
     }
 }
 
@@ -160,19 +195,41 @@ void commit_changed(ClassCommit &commit)
     const Walk walk(vorn_changes_new_class_instances_iterator(commit.changes, commit.class_name));
     if (!can_walk(walk, commit.class_name)) return;
     for (vorn_instance *instance : walk) {
-        given_instances++;
+        begin_instance(commit);
         vorn_instance *before = find_before(commit, instance);
         commit_group(commit, *instance);
-        if (callbacks.instance_create && !before) {
+        if (callbacks.instance_create && !before && calls(commit)) {
             vorn_debug_lprintf(5, " Committing class %s, instance_create.\n", commit.class_name);
             callbacks.instance_create(instance);
         }
         if (callbacks.instance_change) commit_change(commit, instance, before);
         commit_properties(commit, instance, before);
+        end_instance(commit, before ? InstanceAction::updated : InstanceAction::inserted,
+                     *instance);
+    }
+}
+
+void commit_classes(vorn_commit_info *info, const vorn_committer &committer,
+                    const CommitterRehearsal *rehearsal)
+{
+    vorn_changes *changes = vorn_commit_info_get_changes(info);
+    if (!changes) return;
+    for (auto [class_name, callbacks] : committer.classes) {
+        ClassCommit commit = {info, changes, class_name, *callbacks, rehearsal, {}};
+        if (callbacks->group_change) commit.reported_groups.create(group_buckets);
+        commit_deleted(commit);
+        commit_changed(commit);
     }
 }
 
 } // namespace
+
+void vorn::rehearse_committer(vorn_commit_info &info, const vorn_committer &committer,
+                              const vorn_provider &provider, const RehearsalListener &listener)
+{
+    const CommitterRehearsal rehearsal = {provider, listener};
+    commit_classes(&info, committer, &rehearsal);
+}
 
 vorn_committer *vorn_committer_new(void)
 {
@@ -277,13 +334,5 @@ void vorn_committer_fn(vorn_commit_info *info)
         vorn_debug_lprintf(5, " Calling pre_commit.\n");
         committer->pre_commit(info);
     }
-
-    vorn_changes *changes = vorn_commit_info_get_changes(info);
-    if (!changes) return;
-    for (auto [class_name, callbacks] : committer->classes) {
-        ClassCommit commit = {info, changes, class_name, *callbacks, {}};
-        if (callbacks->group_change) commit.reported_groups.create(group_buckets);
-        commit_deleted(commit);
-        commit_changed(commit);
-    }
+    commit_classes(info, *committer, nullptr);
 }

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "change/rehearsed.h"
 #include "core/base/memory.h"
 #include "core/hash_table/table.h"
 #include "vorn/committer.h"
@@ -29,6 +30,10 @@ struct vorn_committer : vorn::Record {
 };
 
 namespace vorn {
+
+/* Says for which instances the provider's committer would call somebody; nobody is called. */
+void rehearse_committer(vorn_commit_info &info, const vorn_committer &committer,
+                        const vorn_provider &provider, const RehearsalListener &listener);
 
 /* Told of each one that is made: for vorn-plugin-check. Null in the daemon. */
 extern void (*committer_made)(vorn_committer *committer);

@@ -46,10 +46,20 @@ int vorn_provider_set_check_fn(vorn_provider *provider, vorn_check_fn check, voi
     return ok;
 }
 
+int vorn_provider_set_explain_fn(vorn_provider *provider, vorn_explain_fn explain, void *data)
+{
+    if (absent(provider, "provider")) return failed;
+
+    provider->explain_fn = explain;
+    provider->explain_data = data;
+    return ok;
+}
+
 int vorn_provider_is_valid(const vorn_provider *provider)
 {
     if (absent(provider, "provider")) return 0;
     if (provider->commit_fn || provider->refresh_fn || provider->check_fn) return 1;
+    if (provider->explain_fn) return 1;
 
     vorn_debug_1printf("Provider \"%s\" has no commit or refresh function.\n",
                        provider->name.get());

@@ -13,4 +13,6 @@ struct vorn_provider : vorn::Record {
     void *refresh_data = nullptr;
     vorn_check_fn check_fn = nullptr;
     void *check_data = nullptr;
+    vorn_explain_fn explain_fn = nullptr;
+    void *explain_data = nullptr;
 };

@@ -3,10 +3,13 @@
  * All providers of the process: collected while plugins are loaded, then put into one order for
  * good, in which every check, every commit and every refresh calls them. Nobody can be left out.
  */
+#include "change/commit_info_record.h"
 #include "change/commit_report_record.h"
 #include "change/provider_record.h"
 #include "change/providers_check.h"
+#include "change/providers_rehearse.h"
 #include "change/providers_state.h"
+#include "change/rehearsal.h"
 #include "core/base/result.h"
 #include "core/guard.h"
 #include "core/put_off.h"
@@ -62,6 +65,24 @@ void check_by_providers(vorn_check_info &info)
         provider.check_fn(&info, provider.check_data);
     });
     if (memory.ran_out()) info.out_of_memory = true;
+}
+
+/* As at a commit, all providers share one set of actions. */
+bool rehearse_by_providers(vorn_instances *after, vorn_changes *changes,
+                           const RehearsalListener &listener)
+{
+    const MemoryWatch memory;
+    const OnlyLookedAt configuration(after);
+    vorn_actions *actions = vorn_actions_new();
+    const Owned<vorn_commit_info> info(
+        vorn_commit_info_new(nullptr, after, changes, actions, nullptr));
+    if (actions && info) {
+        info->before_of_changes = true;
+        for_each_registered(
+            [&](vorn_provider &provider) { rehearse_provider(provider, *info, listener); });
+    }
+    if (actions) vorn_actions_delete(actions);
+    return !memory.ran_out();
 }
 
 } // namespace vorn

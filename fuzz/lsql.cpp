@@ -40,6 +40,7 @@ Request read_request(std::string_view piece)
 struct Shape {
     bool is_document = false;
     bool is_transaction = false;
+    bool is_explained = false;
 };
 
 bool is_called(const xmlNode *node, const char *name)
@@ -52,7 +53,8 @@ Shape shape_of(const std::string &text)
     const vorn::XmlDocument document = vorn::parse_xml_text(text.c_str(), text.size());
     const xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
     return {document != nullptr,
-            is_called(root, "lsql") && is_called(root->children, "write-transaction")};
+            is_called(root, "lsql") && is_called(root->children, "write-transaction"),
+            is_called(root, "explain")};
 }
 
 bool reports_error(const std::string &answer)
@@ -87,7 +89,8 @@ void check_request(const Request &request)
     require(answer.has_value() == shape.is_document, "a document is answered");
     require(!shape.is_transaction || !(failed || request.passive) || after == before,
             "a transaction that fails changes nothing");
-    check_commits(before, after, !failed && !request.passive);
+    require(!shape.is_explained || after == before, "what is explained changes nothing");
+    check_commits(before, after, !failed && !request.passive && !shape.is_explained);
 }
 
 } // namespace

@@ -33,7 +33,7 @@
  * from the startup file is checked in the same way, but only the log is told: a device has to come
  * up. A request without a transaction has been carried out before it could be checked, and is not.
  *
- * A null record has no message: getters answer null.
+ * A null record has no message: getters answer null, or 0.
  */
 
 VORN_BEGIN
@@ -58,6 +58,12 @@ VORN_API vorn_instances *vorn_check_info_get_instances(const vorn_check_info *in
 
 /** What the transaction changed in it. In what is loaded from a file, everything is inserted. */
 VORN_API vorn_changes *vorn_check_info_get_changes(const vorn_check_info *info);
+
+/**
+ * 1 when somebody only wants to know what the transaction would do, and it is not carried out
+ * whatever the checks say. For a check that does more than to look.
+ */
+VORN_API int vorn_check_info_is_rehearsal(const vorn_check_info *info);
 
 /**
  * Refuses the configuration for a reason, which is formatted as by printf and reads on from

@@ -7,6 +7,7 @@
 #include "vorn/changes.h"
 #include "vorn/check_info.h"
 #include "vorn/commit_info.h"
+#include "vorn/explanation.h"
 #include "vorn/instances.h"
 #include "vorn/refresh_info.h"
 
@@ -52,6 +53,18 @@ typedef void (*vorn_commit_fn)(vorn_commit_info *info);
  */
 typedef void (*vorn_refresh_fn)(vorn_refresh_info *info, void *data);
 
+/**
+ * Says what the commit function would do if it were called with that record, whose data is that of
+ * vorn_provider_set_explain_fn. Called for each request that asks what a write transaction would
+ * do, in the order of providers, when every operation has succeeded and no check has refused it.
+ *
+ * It only looks: it runs no program, writes no file, sends nothing to anybody, waits for nothing,
+ * and leaves the configuration as it is. While it runs, the configuration of the record is not the
+ * running one; what vorn_config_get_running gives is still the one before. The actions are a set of
+ * their own, which all explain functions share. The record is gone after the call.
+ */
+typedef void (*vorn_explain_fn)(vorn_commit_info *info, vorn_explanation *explanation);
+
 /** Makes a provider without functions. The name is copied. Returns null for a null name. */
 VORN_API vorn_provider *vorn_provider_new(const char *name);
 
@@ -71,7 +84,14 @@ VORN_API int vorn_provider_set_refresh_fn(vorn_provider *provider, vorn_refresh_
 VORN_API int vorn_provider_set_check_fn(vorn_provider *provider, vorn_check_fn check, void *data);
 
 /**
- * Returns 1 when the provider has a commit, a refresh or a check function, and otherwise 0
+ * Sets or, with null, takes away the explain function; see explanation.h. The data comes with each
+ * record.
+ */
+VORN_API int vorn_provider_set_explain_fn(vorn_provider *provider, vorn_explain_fn explain,
+                                          void *data);
+
+/**
+ * Returns 1 when the provider has a commit, refresh, check or explain function, and otherwise 0
  * ("Provider \"%s\" has no commit or refresh function.\n"); 0 for null.
  */
 VORN_API int vorn_provider_is_valid(const vorn_provider *provider);

@@ -15,6 +15,7 @@
 #include "vorn/config.h"
 #include "vorn/debug.h"
 #include "vorn/eloop.h"
+#include "vorn/explanation.h"
 #include "vorn/hash_table.h"
 #include "vorn/inform.h"
 #include "vorn/input.h"

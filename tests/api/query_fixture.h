@@ -34,7 +34,8 @@ inline constexpr char change_channel_in_transaction[] =
  */
 class QueryTest : public ModelTest {
 protected:
-    QueryTest()
+    /* Who has providers of his own adds them then, after the one that records. */
+    explicit QueryTest(void (*add_providers)() = nullptr)
     {
         log.set_level(0);
         ClassBuilder("Board", VORN_CLASS_SINGLETON).with("label").add_resolved();
@@ -56,7 +57,9 @@ protected:
             .with("state", read_only)
             .add_resolved();
         ClassBuilder("Loop").below("Address").add_resolved();
-        add_provider();
+        add_recorder();
+        if (add_providers) add_providers();
+        vorn_providers_done_adding();
 
         populate();
         vorn_query_transaction_number = 0;
@@ -194,14 +197,13 @@ private:
         std::set<vorn_instance *> before;
     };
 
-    void add_provider()
+    void add_recorder()
     {
         vorn_provider *provider = vorn_provider_new("recorder");
         vorn_provider_set_commit_fn(provider, record_commit, this);
         vorn_provider_set_refresh_fn(provider, record_refresh, this);
         vorn_provider_set_check_fn(provider, check, this);
         vorn_providers_add(provider);
-        vorn_providers_done_adding();
     }
 
     static std::string names(vorn_instances_iterator *instances)

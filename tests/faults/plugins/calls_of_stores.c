@@ -249,6 +249,7 @@ static void check(vorn_check_info *info, void *data)
 {
     (void)data;
     vorn_instances *all = vorn_check_info_get_instances(info);
+    if (vorn_check_info_is_rehearsal(info) && refuses) return;
     if (!refuses || all == NULL || vorn_check_info_get_changes(info) == NULL) return;
     const vorn_instance *radio = vorn_instances_get(all, "Radio", "r0");
     if (radio != NULL) vorn_check_info_refuse(info, radio, "channel", "not this %s", "one");
@@ -266,6 +267,23 @@ static enum outcome check_info_refuse(void)
     free(answer);
     if (!failed) return BROKEN;
     return told ? DONE : REFUSED;
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    if (vorn_commit_info_get_after(info) == vorn_config_get_running()) return;
+    vorn_explanation_add(explanation, VORN_EXPLAIN_LIVE, "so it %s", "is");
+}
+
+static enum outcome explanation_add(void)
+{
+    char *answer = vorn_query_eval("<explain><update><Radio name=\"r0\"><channel>13</channel>"
+                                   "</Radio></update></explain>");
+    if (answer == NULL) return REFUSED;
+    const int told = strstr(answer, "<effect weight=\"live\">so it is</effect>") != NULL;
+    const int failed = strstr(answer, "<error>") != NULL;
+    free(answer);
+    return told ? DONE : failed ? REFUSED : BROKEN;
 }
 
 static enum outcome declare(int (*note)(vorn_property *, const char *),
@@ -340,6 +358,7 @@ const struct call store_calls[] = {
     {"vorn_config_get_save_result", ask_of_the_last_save, FREES},
     {"vorn_commit_report_get", ask_of_the_last_commit, TAKES_NONE},
     {"vorn_check_info_refuse", check_info_refuse, KEEPS},
+    {"vorn_explanation_add", explanation_add, FREES},
     {"vorn_property_set_reference", property_set_reference, FREES},
     {"vorn_property_set_syntax", property_set_syntax, FREES},
     {"vorn_property_refuse_value", property_refuse_value, TAKES_NONE},
@@ -370,5 +389,6 @@ void prepare_store_calls(void)
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_provider_set_check_fn(provider, check, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_providers_add(provider);
 }

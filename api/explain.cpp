@@ -1,0 +1,174 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * What a write transaction would do, without doing it. It has been carried out on a copy that is
+ * thrown away; what its commit would do is what the providers' rehearsal says.
+ */
+#include "api/explain.h"
+
+#include "change/changes_record.h"
+#include "change/check_info_record.h"
+#include "change/provider_record.h"
+#include "change/providers_check.h"
+#include "change/providers_rehearse.h"
+#include "model/class_record.h"
+#include "model/instance_record.h"
+#include "model/instances_walk.h"
+#include "model/lazy/working_copy.h"
+
+#include <cstring>
+
+namespace vorn {
+
+namespace {
+
+constexpr char hidden[] = "********";
+
+bool is_same(const char *before, const char *after)
+{
+    return before && after ? std::strcmp(before, after) == 0 : before == after;
+}
+
+void add_value(Answer &answer, const char *name, const vorn_property &property, const char *value)
+{
+    if (!value) return;
+    answer.add(name, property.secret && *value ? hidden : value);
+}
+
+/* What an instance was and is; one of the two may be missing. */
+struct Change {
+    const vorn_instance *before;
+    const vorn_instance *after;
+
+    const vorn_instance &either() const { return after ? *after : *before; }
+    const char *action() const { return !after ? "deleted" : before ? "updated" : "inserted"; }
+};
+
+const char *value_in(const vorn_instance *instance, const char *property)
+{
+    return instance ? vorn_instance_get_value(instance, property) : nullptr;
+}
+
+/* In the order in which a select shows them. False from the first that the visitor declines. */
+template <typename Visitor>
+bool for_each_difference(const Change &change, const vorn_class &klass, Visitor visit)
+{
+    if (klass.superclass && !for_each_difference(change, *klass.superclass, visit)) return false;
+    for (auto [name, property] : klass.properties) {
+        const char *before = value_in(change.before, name);
+        const char *after = value_in(change.after, name);
+        if (!is_same(before, after) && !visit(*property, before, after)) return false;
+    }
+    return true;
+}
+
+void add_change(Answer &answer, const Change &change)
+{
+    const vorn_class &klass = *change.either().klass;
+    const auto ends_search = [](const vorn_property &, const char *, const char *) {
+        return false;
+    };
+    const bool is_written_as_it_was =
+        change.before && change.after && for_each_difference(change, klass, ends_search);
+    if (is_written_as_it_was) return;
+
+    answer.begin_action("change", change.action(), change.either());
+    for_each_difference(change, klass,
+                        [&](const vorn_property &property, const char *before, const char *after) {
+                            answer.begin("value", "property", property.name.get());
+                            add_value(answer, "before", property, before);
+                            add_value(answer, "after", property, after);
+                            answer.end("value");
+                            return true;
+                        });
+    answer.end("change");
+}
+
+/* In the order in which a commit function is told of them. */
+void add_changes(Answer &answer, const vorn_changes &changes)
+{
+    for (const vorn_instance *each :
+         Walk(vorn_changes_new_deleted_class_instances_iterator(&changes, nullptr)))
+        add_change(answer, {each, nullptr});
+    for (const vorn_instance *each :
+         Walk(vorn_changes_new_class_instances_iterator(&changes, nullptr)))
+        add_change(answer, {vorn_changes_get_instance_before(&changes, each), each});
+}
+
+/* Whether the checks accept the change; else what they have against it is in the answer. */
+bool add_refusals(Answer &answer, QueryRequest &request)
+{
+    vorn_check_info info(request.instances, request.changes);
+    info.is_rehearsal = true;
+    check_by_providers(info);
+    if (info.out_of_memory) request.out_of_memory = true;
+    for (const Refusal *each = info.first; each; each = each->next)
+        answer.add("refused", each->sentence.get());
+    return !info.first;
+}
+
+/* The providers' elements, each begun with the first thing that there is to say. */
+class ProvidersPart {
+public:
+    explicit ProvidersPart(Answer &answer) : answer_(answer) {}
+    ProvidersPart(const ProvidersPart &) = delete;
+    ~ProvidersPart() { end(); }
+
+    static void hear_instance(const vorn_provider &provider, InstanceAction action,
+                              const vorn_instance &instance, void *data)
+    {
+        constexpr const char *words[] = {"insert", "update", "delete"};
+        Answer &answer = static_cast<ProvidersPart *>(data)->part_of(provider);
+        answer.begin_action("instance", words[static_cast<unsigned int>(action)], instance);
+        answer.end("instance");
+    }
+    static void hear_effect(const vorn_provider &provider, const Effect &effect, void *data)
+    {
+        Answer &answer = static_cast<ProvidersPart *>(data)->part_of(provider);
+        answer.add_effect(weight_word(effect.weight), effect.sentence.get());
+    }
+
+private:
+    Answer &part_of(const vorn_provider &provider)
+    {
+        if (current_ == &provider) return answer_;
+        end();
+        answer_.begin("provider", "name", provider.name.get());
+        current_ = &provider;
+        return answer_;
+    }
+    void end()
+    {
+        if (current_) answer_.end("provider");
+    }
+
+    Answer &answer_;
+    const vorn_provider *current_ = nullptr;
+};
+
+void add_providers(Answer &answer, QueryRequest &request)
+{
+    ProvidersPart part(answer);
+    const RehearsalListener listener = {&part, ProvidersPart::hear_instance,
+                                        ProvidersPart::hear_effect};
+    if (!rehearse_by_providers(request.instances, request.changes, listener))
+        request.out_of_memory = true;
+}
+
+} // namespace
+
+void explain(QueryRequest &request, std::int32_t errors, Answer &answer)
+{
+    if (request.out_of_memory) return;
+    bool is_possible = errors == 0;
+    if (is_possible) {
+        const MemoryWatch memory;
+        const OnlyLookedAt configuration(request.instances);
+        add_changes(answer, *request.changes);
+        is_possible = add_refusals(answer, request);
+        if (memory.ran_out()) request.out_of_memory = true;
+    }
+    if (is_possible && !request.out_of_memory) add_providers(answer, request);
+    answer.add_rc(is_possible ? 0 : 1);
+}
+
+} // namespace vorn
