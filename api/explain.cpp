@@ -94,16 +94,37 @@ void add_changes(Answer &answer, const vorn_changes &changes)
         add_change(answer, {vorn_changes_get_instance_before(&changes, each), each});
 }
 
-/* Whether the checks accept the change; else what they have against it is in the answer. */
-bool add_refusals(Answer &answer, QueryRequest &request)
+/* Whether nothing is refused; else what there is against the change is in the answer. */
+bool add_refusals(Answer &answer, QueryRequest &request, const vorn_check_info &info)
 {
-    vorn_check_info info(request.instances, request.changes);
-    info.is_rehearsal = true;
-    check_by_providers(info);
     if (info.out_of_memory) request.out_of_memory = true;
     for (const Refusal *each = info.first; each; each = each->next)
         answer.add("refused", each->sentence.get());
     return !info.first;
+}
+
+bool add_what_checks_say(Answer &answer, QueryRequest &request)
+{
+    vorn_check_info info(request.instances, request.changes);
+    info.is_rehearsal = true;
+    check_by_providers(info);
+    return add_refusals(answer, request, info);
+}
+
+/* What a transaction would become before it is checked, and whether it would get that far. */
+bool add_amended_changes(Answer &answer, QueryRequest &request)
+{
+    vorn_amend_info info(request.instances, request.changes);
+    info.is_rehearsal = true;
+    amend_by_providers(info);
+    if (request.changes->is_incomplete) request.out_of_memory = true;
+    const MemoryWatch memory;
+    const OnlyLookedAt configuration(request.instances);
+    add_changes(answer, *request.changes);
+    bool is_possible = add_refusals(answer, request, info);
+    if (is_possible && !info.is_accepted) is_possible = add_what_checks_say(answer, request);
+    if (memory.ran_out()) request.out_of_memory = true;
+    return is_possible;
 }
 
 /* The providers' elements, each begun with the first thing that there is to say. */
@@ -159,14 +180,7 @@ void add_providers(Answer &answer, QueryRequest &request)
 void explain(QueryRequest &request, std::int32_t errors, Answer &answer)
 {
     if (request.out_of_memory) return;
-    bool is_possible = errors == 0;
-    if (is_possible) {
-        const MemoryWatch memory;
-        const OnlyLookedAt configuration(request.instances);
-        add_changes(answer, *request.changes);
-        is_possible = add_refusals(answer, request);
-        if (memory.ran_out()) request.out_of_memory = true;
-    }
+    const bool is_possible = errors == 0 && add_amended_changes(answer, request);
     if (is_possible && !request.out_of_memory) add_providers(answer, request);
     answer.add_rc(is_possible ? 0 : 1);
 }

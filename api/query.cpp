@@ -172,13 +172,11 @@ void put_into_effect(const QueryRequest &request, StoreWithInstances &copy)
     }
 }
 
-/* What the checks say against the transaction instead of its answer; empty when they accept it. */
-Text refused_by_checks(QueryRequest &request)
+/* Every refusal, as an answer; empty when there is none, and when memory is gone. */
+Text answer_of(const vorn_check_info &info, QueryRequest &request)
 {
-    vorn_check_info info(request.instances, request.changes);
-    check_by_providers(info);
-    if (info.out_of_memory) request.out_of_memory = true;
-    if (info.out_of_memory || !info.first) return {};
+    if (info.out_of_memory || request.changes->is_incomplete) request.out_of_memory = true;
+    if (request.out_of_memory || !info.first) return {};
 
     constexpr std::int32_t one_transaction = 1;
     Answer answer;
@@ -191,6 +189,21 @@ Text refused_by_checks(QueryRequest &request)
     return text;
 }
 
+/* What providers say against the transaction instead of its answer; empty when they accept it. */
+Text refused_by_providers(QueryRequest &request)
+{
+    vorn_amend_info amended(request.instances, request.changes);
+    amend_by_providers(amended);
+    Text refused = answer_of(amended, request);
+    if (refused || request.out_of_memory) return refused;
+
+    vorn_check_info checked(request.instances, request.changes);
+    check_by_providers(checked);
+    if (!amended.is_accepted || checked.out_of_memory) return answer_of(checked, request);
+    log_refusals(checked);
+    return {};
+}
+
 /* The second pass. Its answer is whole before anything is applied, or a transaction is given up. */
 Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
 {
@@ -201,7 +214,7 @@ Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
     if (request.is_rehearsal) {
         explain(request, errors, answer);
     } else if (is_done && request.transaction && !request.passive) {
-        if (Text refused = refused_by_checks(request)) return refused;
+        if (Text refused = refused_by_providers(request)) return refused;
     }
     if (request.told_commit) answer.add_commit(request.told_commit->text().get());
     Text text = answer.take();

@@ -45,6 +45,21 @@ bool append(vorn_check_info &info, Text sentence)
 
 } // namespace
 
+bool refuse(vorn_check_info &info, const vorn_instance *instance, const char *property,
+            const char *pattern, std::va_list arguments)
+{
+    const Text reason = format_list(pattern, arguments);
+    const bool appended = append(info, sentence_of(blame(instance, property), reason));
+    if (!appended) info.out_of_memory = true;
+    return appended;
+}
+
+void log_refusals(const vorn_check_info &info)
+{
+    for (const Refusal *each = info.first; each; each = each->next)
+        vorn_debug_eprintf("Loaded in spite of this: %s\n", each->sentence.get());
+}
+
 } // namespace vorn
 
 using namespace vorn;
@@ -79,10 +94,7 @@ int vorn_check_info_refuse(vorn_check_info *info, const vorn_instance *instance,
 
     std::va_list arguments;
     va_start(arguments, pattern);
-    const Text reason = format_list(pattern, arguments);
+    const bool refused = refuse(*info, instance, property, pattern, arguments);
     va_end(arguments);
-    if (append(*info, sentence_of(blame(instance, property), reason))) return ok;
-
-    info->out_of_memory = true;
-    return failed;
+    return refused ? ok : failed;
 }

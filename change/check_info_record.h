@@ -5,6 +5,8 @@
 #include "core/base/text.h"
 #include "vorn/check_info.h"
 
+#include <cstdarg>
+
 namespace vorn {
 
 /* One thing that is wrong, as a sentence for people. */
@@ -28,3 +30,14 @@ struct vorn_check_info : vorn::Record {
     bool is_rehearsal = false;
     bool out_of_memory = false; /* what was found, or looked at, is not all there is */
 };
+
+namespace vorn {
+
+/* As vorn_check_info_refuse; false when memory is gone. */
+bool refuse(vorn_check_info &info, const vorn_instance *instance, const char *property,
+            const char *pattern, std::va_list arguments);
+
+/* For a configuration that is served all the same. */
+void log_refusals(const vorn_check_info &info);
+
+} // namespace vorn

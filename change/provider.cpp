@@ -55,11 +55,20 @@ int vorn_provider_set_explain_fn(vorn_provider *provider, vorn_explain_fn explai
     return ok;
 }
 
+int vorn_provider_set_amend_fn(vorn_provider *provider, vorn_amend_fn amend, void *data)
+{
+    if (absent(provider, "provider")) return failed;
+
+    provider->amend_fn = amend;
+    provider->amend_data = data;
+    return ok;
+}
+
 int vorn_provider_is_valid(const vorn_provider *provider)
 {
     if (absent(provider, "provider")) return 0;
     if (provider->commit_fn || provider->refresh_fn || provider->check_fn) return 1;
-    if (provider->explain_fn) return 1;
+    if (provider->amend_fn || provider->explain_fn) return 1;
 
     vorn_debug_1printf("Provider \"%s\" has no commit or refresh function.\n",
                        provider->name.get());

@@ -15,4 +15,6 @@ struct vorn_provider : vorn::Record {
     void *check_data = nullptr;
     vorn_explain_fn explain_fn = nullptr;
     void *explain_data = nullptr;
+    vorn_amend_fn amend_fn = nullptr;
+    void *amend_data = nullptr;
 };

@@ -85,6 +85,18 @@ bool rehearse_by_providers(vorn_instances *after, vorn_changes *changes,
     return !memory.ran_out();
 }
 
+/* A change that went unrecorded would be served, and applied by nobody. */
+void amend_by_providers(vorn_amend_info &info)
+{
+    const MemoryWatch memory;
+    for_each_registered([&](vorn_provider &provider) {
+        if (!provider.amend_fn) return;
+        vorn_debug_lprintf(3, "Amending by provider %s...\n", provider.name.get());
+        provider.amend_fn(&info, provider.amend_data);
+    });
+    if (memory.ran_out()) info.out_of_memory = true;
+}
+
 } // namespace vorn
 
 using namespace vorn;

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include "change/check_info_record.h"
+#include "change/amend_info_record.h"
 
 namespace vorn {
 
@@ -10,5 +10,8 @@ namespace vorn {
  * says so, and what it holds is not to be believed.
  */
 void check_by_providers(vorn_check_info &info);
+
+/* Lets every provider's amend function do its work in the same order, with the same proviso. */
+void amend_by_providers(vorn_amend_info &info);
 
 } // namespace vorn

@@ -305,6 +305,14 @@ ConfigDocument parse_config(const char *path)
     return judged(std::move(document), is_document, reader.root());
 }
 
+ConfigDocument parse_config_text(const char *text, std::size_t length)
+{
+    ConfigDocument document;
+    DocumentReader reader(document);
+    const bool is_document = tell_of_xml_text(text, length, listener, &reader);
+    return judged(std::move(document), is_document, reader.root());
+}
+
 ConfigDocument parse_default(const char *path)
 {
     long length = 0;

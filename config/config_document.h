@@ -3,6 +3,7 @@
 
 #include "core/base/memory.h"
 
+#include <cstddef>
 #include <cstdint>
 
 struct _xmlDict;
@@ -57,6 +58,8 @@ private:
 
 /* Parses a configuration file; empty, with the reason in the log, when it holds none. */
 ConfigDocument parse_config(const char *path);
+/* The same with a text. */
+ConfigDocument parse_config_text(const char *text, std::size_t length);
 /* The same with what the default file holds, where it lies. */
 ConfigDocument parse_default(const char *path);
 

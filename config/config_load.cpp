@@ -133,8 +133,7 @@ void report_what_checks_find(vorn_changes *changes)
 {
     vorn_check_info info(running_config, changes);
     check_by_providers(info);
-    for (const Refusal *each = info.first; each; each = each->next)
-        vorn_debug_eprintf("Loaded in spite of this: %s\n", each->sentence.get());
+    log_refusals(info);
 }
 
 /* From the document, or from none, with every singleton that it leaves out. */

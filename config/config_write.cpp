@@ -19,15 +19,21 @@
 
 namespace vorn {
 
-namespace {
-
-constexpr char root_name[] = "config";
+bool is_saved(const vorn_class &klass)
+{
+    const vorn_class *superclass = klass.superclass;
+    return klass.persistence != 0 && (!superclass || superclass->persistence != 0);
+}
 
 bool is_saved(const vorn_class &klass, const char *property)
 {
     const vorn_property *declared = vorn_class_get_property(&klass, property);
     return declared && declared->persistence != 0;
 }
+
+namespace {
+
+constexpr char root_name[] = "config";
 
 /* What no document can hold is left out, so that the rest can still be read back. */
 void report_left_out(const char *what, const vorn_instance &instance, SaveReason &left_out)

@@ -7,6 +7,11 @@
 
 namespace vorn {
 
+/* Whether a document has the instances of a class, not an abstract one, or the values of one of its
+ * properties. */
+bool is_saved(const vorn_class &klass);
+bool is_saved(const vorn_class &klass, const char *property);
+
 /*
  * The persistent part of a store as a document; empty when memory is gone. The reason tells what no
  * document can hold and had to be left out.

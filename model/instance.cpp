@@ -78,6 +78,12 @@ bool store_value(vorn_instance &instance, const vorn_property &property, const c
     return instance.values.set(property, value, instance.klass->properties.size());
 }
 
+bool may_be_written(vorn_instance &instance)
+{
+    const InstanceHome *home = instance.shelf.home();
+    return !home || home->ask(StoreEvent::write, instance);
+}
+
 const vorn_property *first_missing(const vorn_instance &instance, const vorn_class &klass)
 {
     for (auto [name, property] : klass.properties) {
@@ -202,13 +208,24 @@ Outcome set_value(vorn_instance &instance, const char *property, const char *val
     }
     const Outcome judgement = judge(*declared, value, klass);
     if (judgement != Outcome::done) return judgement;
-    const InstanceHome *home = instance.shelf.home();
-    if (home && !home->ask(StoreEvent::write, instance)) return Outcome::out_of_memory;
+    if (!may_be_written(instance)) return Outcome::out_of_memory;
     if (!store_value(instance, *declared, value)) return Outcome::out_of_memory;
 
+    tell_of_value(instance, property);
+    return Outcome::done;
+}
+
+bool exchange_values(vorn_instance &instance, const Values &values)
+{
+    if (!may_be_written(instance)) return false;
+    instance.values = values;
+    return true;
+}
+
+void tell_of_value(vorn_instance &instance, const char *property)
+{
     const InstanceListener listener = listener_of(instance);
     if (listener.call) listener.call(&instance, property, listener.data);
-    return Outcome::done;
 }
 
 } // namespace vorn

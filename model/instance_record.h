@@ -37,6 +37,13 @@ Outcome make_instance(vorn_class &klass, const char *name, const ExpectedValues 
                       Owned<vorn_instance> &made);
 Outcome set_value(vorn_instance &instance, const char *property, const char *value);
 
+/*
+ * Gives an instance other values, of its class's properties and judged before, without telling its
+ * listener; tell_of_value does that. False, with nothing changed, when a witness finds no memory.
+ */
+bool exchange_values(vorn_instance &instance, const Values &values);
+void tell_of_value(vorn_instance &instance, const char *property);
+
 /* Whether the instance's own listener is older than what was set for its store. */
 bool is_listener_outdated(const vorn_instance &instance);
 

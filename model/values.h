@@ -71,7 +71,7 @@ private:
 public:
     class Cursor {
     public:
-        Cursor(const Block *block, std::uint32_t index) : block_(block), index_(index) {}
+        constexpr Cursor(const Block *block, std::uint32_t index) : block_(block), index_(index) {}
         NamedText operator*() const;
         Cursor &operator++()
         {

@@ -3,6 +3,7 @@
 #define VORN_PROVIDER_H
 
 #include "vorn/actions.h"
+#include "vorn/amend_info.h"
 #include "vorn/api.h"
 #include "vorn/changes.h"
 #include "vorn/check_info.h"
@@ -91,8 +92,14 @@ VORN_API int vorn_provider_set_explain_fn(vorn_provider *provider, vorn_explain_
                                           void *data);
 
 /**
- * Returns 1 when the provider has a commit, refresh, check or explain function, and otherwise 0
- * ("Provider \"%s\" has no commit or refresh function.\n"); 0 for null.
+ * Sets or, with null, takes away the amend function, which may change the configuration that a
+ * write transaction would make before it is checked; see amend_info.h. The data is handed to it.
+ */
+VORN_API int vorn_provider_set_amend_fn(vorn_provider *provider, vorn_amend_fn amend, void *data);
+
+/**
+ * Returns 1 when the provider has a commit, refresh, check, amend or explain function, and
+ * otherwise 0 ("Provider \"%s\" has no commit or refresh function.\n"); 0 for null.
  */
 VORN_API int vorn_provider_is_valid(const vorn_provider *provider);
 

@@ -5,6 +5,7 @@
 /** Everything a plugin may call. */
 
 #include "vorn/actions.h"
+#include "vorn/amend_info.h"
 #include "vorn/api.h"
 #include "vorn/changes.h"
 #include "vorn/check_info.h"

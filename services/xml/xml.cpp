@@ -170,8 +170,12 @@ XmlDocument read_document(xmlParserCtxt *parser, XmlBounds &bounds, xmlInputRead
     return document;
 }
 
-/* There is a tree with nothing in it, which says whether the document was one. */
-bool tell_of_file(int file, std::size_t length, const XmlListener &listener, void *data)
+/*
+ * Of what the unread source still has. There is a tree with nothing in it, which says whether the
+ * document was one.
+ */
+template <typename Source>
+bool tell_of(Source unread, xmlInputReadCallback read, const XmlListener &listener, void *data)
 {
     const Context context = new_context();
     short_of_memory = !context;
@@ -184,9 +188,10 @@ bool tell_of_file(int file, std::size_t length, const XmlListener &listener, voi
     told.comment = listener.comment;
     told.processingInstruction = listener.instruction;
     XmlBounds bounds(XmlBounds::any_number, listener.begin, listener.end);
-    UnreadFile unread = {file, length, context.get(), &bounds};
+    unread.reader = context.get();
+    unread.bounds = &bounds;
     return static_cast<bool>(
-        read_document(context.get(), bounds, read_file_piece, &unread, whatever_its_length));
+        read_document(context.get(), bounds, read, &unread, whatever_its_length));
 }
 
 /* One UTF-8 character, which must be written in as few bytes as it takes. */
@@ -254,7 +259,8 @@ bool tell_of_xml_file(const char *path, const XmlListener &listener, void *data)
         vorn_debug_lprintf(parser_trace_level, "%s: %s\n", path, std::strerror(error));
         return false;
     }
-    return tell_of_file(file.get(), SIZE_MAX, listener, data);
+    return tell_of(UnreadFile{file.get(), SIZE_MAX, nullptr, nullptr}, read_file_piece, listener,
+                   data);
 }
 
 /* The stream may have read ahead. */
@@ -263,7 +269,13 @@ bool tell_of_xml_piece(std::FILE *file, std::size_t length, const XmlListener &l
     short_of_memory = false;
     const long begin = std::ftell(file);
     if (begin < 0 || lseek(fileno(file), begin, SEEK_SET) != begin) return false;
-    return tell_of_file(fileno(file), length, listener, data);
+    return tell_of(UnreadFile{fileno(file), length, nullptr, nullptr}, read_file_piece, listener,
+                   data);
+}
+
+bool tell_of_xml_text(const char *text, std::size_t length, const XmlListener &listener, void *data)
+{
+    return tell_of(Unread{text, length, nullptr, nullptr}, read_piece, listener, data);
 }
 
 void *listener_of(void *parser)

@@ -30,6 +30,9 @@ bool tell_of_xml_file(const char *path, const XmlListener &listener, void *data)
 /* The same with so many bytes of a file that is open, from where it stands. */
 bool tell_of_xml_piece(std::FILE *file, std::size_t length, const XmlListener &listener,
                        void *data);
+/* The same with a text. */
+bool tell_of_xml_text(const char *text, std::size_t length, const XmlListener &listener,
+                      void *data);
 
 /* Within a listener's calls, whose first argument is the parser: the data, and the way out. */
 void *listener_of(void *parser);

@@ -149,6 +149,7 @@ protected:
     void (*on_refresh)(QueryTest &test) = nullptr;
     void (*on_commit)(QueryTest &test) = nullptr;
     void (*on_check)(QueryTest &test, vorn_check_info *info) = nullptr;
+    void (*on_amend)(QueryTest &test, vorn_amend_info *info) = nullptr;
 
 private:
     using Evaluate = char *(*)(const char *request);
@@ -203,6 +204,7 @@ private:
         vorn_provider_set_commit_fn(provider, record_commit, this);
         vorn_provider_set_refresh_fn(provider, record_refresh, this);
         vorn_provider_set_check_fn(provider, check, this);
+        vorn_provider_set_amend_fn(provider, amend, this);
         vorn_providers_add(provider);
     }
 
@@ -246,6 +248,12 @@ private:
             "changed" + names(vorn_changes_new_class_instances_iterator(changes, nullptr)) +
             "; deleted" +
             names(vorn_changes_new_deleted_class_instances_iterator(changes, nullptr)));
+    }
+
+    static void amend(vorn_amend_info *info, void *data)
+    {
+        auto *test = static_cast<QueryTest *>(data);
+        if (test->on_amend) test->on_amend(*test, info);
     }
 
     static void check(vorn_check_info *info, void *data)

@@ -255,18 +255,43 @@ static void check(vorn_check_info *info, void *data)
     if (radio != NULL) vorn_check_info_refuse(info, radio, "channel", "not this %s", "one");
 }
 
-static enum outcome check_info_refuse(void)
+static int amends;
+
+/* Back to nothing, which nobody may. */
+static void amend(vorn_amend_info *info, void *data)
 {
-    refuses = 1;
+    static const char document[] = "<config><Radio name=\"r1\"/></config>";
+    (void)data;
+    vorn_instances *all = vorn_amend_info_get_instances(info);
+    if (!amends || all == NULL || vorn_amend_info_get_changes(info) == NULL) return;
+    vorn_amend_info_accept(info);
+    if (vorn_amend_info_become(info, document, strlen(document)) != 0) return;
+    const vorn_instance *radio = vorn_instances_get(all, "Radio", "r0");
+    if (radio == NULL) vorn_amend_info_refuse(info, NULL, NULL, "not this %s", "one");
+}
+
+static enum outcome refuse_by(int *who)
+{
+    *who = 1;
     char *answer = vorn_query_eval("<lsql><write-transaction><update><Radio name=\"r0\"><channel>"
                                    "13</channel></Radio></update></write-transaction></lsql>");
-    refuses = 0;
+    *who = 0;
     if (answer == NULL) return REFUSED;
     const int told = strstr(answer, "not this one") != NULL;
     const int failed = strstr(answer, "<error>") != NULL;
     free(answer);
     if (!failed) return BROKEN;
     return told ? DONE : REFUSED;
+}
+
+static enum outcome check_info_refuse(void)
+{
+    return refuse_by(&refuses);
+}
+
+static enum outcome amend_info_refuse(void)
+{
+    return refuse_by(&amends);
 }
 
 static void explain(vorn_commit_info *info, vorn_explanation *explanation)
@@ -359,6 +384,7 @@ const struct call store_calls[] = {
     {"vorn_commit_report_get", ask_of_the_last_commit, TAKES_NONE},
     {"vorn_check_info_refuse", check_info_refuse, KEEPS},
     {"vorn_explanation_add", explanation_add, FREES},
+    {"vorn_amend_info_refuse", amend_info_refuse, KEEPS},
     {"vorn_property_set_reference", property_set_reference, FREES},
     {"vorn_property_set_syntax", property_set_syntax, FREES},
     {"vorn_property_refuse_value", property_refuse_value, TAKES_NONE},
@@ -390,5 +416,6 @@ void prepare_store_calls(void)
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_explain_fn(provider, explain, NULL);
+    vorn_provider_set_amend_fn(provider, amend, NULL);
     vorn_providers_add(provider);
 }
