@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
@@ -230,6 +231,43 @@ TEST_F(FailingCopies, OfTheDefaultLeaveAWholeStartupFile)
                   EXPECT_THAT(after, AnyOf(Eq(factory), Eq(rescue), Eq(before)));
                   return failed;
               });
+}
+
+/* A list of plugins from when /etc could not be written; now it can. */
+class FailingLists : public FaultyDevice {
+protected:
+    static constexpr char list_[] = "/etc/vorn-plugins";
+    static constexpr char list_beside_startup_[] = "/etc/config/vorn-plugins";
+
+    void SetUp() override
+    {
+        FaultyDevice::SetUp();
+        install_plugin("save.vorn");
+        install_plugin("copies.vorn");
+    }
+};
+
+TEST_F(FailingLists, AreReplacedWhereTheyCannotBeRemoved)
+{
+    bool failed = true;
+    unsigned long tried = 0;
+    for (unsigned long nth = 1; failed && nth < sane_limit && !HasFailure(); nth++) {
+        std::filesystem::remove(list_);
+        write_file(list_beside_startup_, "save.vorn\n");
+        FailingKernel kernel;
+        kernel.fail(Call::unlink, nth, EIO);
+        boot({"-f"}, FailingKernel::stand_between);
+        ask("<lsql><write-transaction><update><Board><label>x</label></Board></update>"
+            "</write-transaction></lsql>");
+        failed = kernel.stop();
+        tried += failed;
+        shut_down();
+
+        const bool is_beside = exists(list_beside_startup_);
+        EXPECT_THAT(read_file(is_beside ? list_beside_startup_ : list_), HasSubstr("board.vorn\n"));
+    }
+    EXPECT_GE(tried, 1u);
+    report("list of plugins that moves, unlink", tried, "1 way to fail");
 }
 
 } // namespace
