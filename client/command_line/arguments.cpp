@@ -131,7 +131,7 @@ public:
                 asks_for_version |= *name == "--version";
                 if (asks_for_help || asks_for_version) continue;
                 if (!take_own(*name) && !take_common(*name)) take_unknown(*name);
-            } else if (!invocation_.verb) {
+            } else if (!invocation_.verb || invocation_.verb->precedes) {
                 take_verb();
             } else {
                 invocation_.words.push_back(words_[at_++]);
@@ -162,7 +162,9 @@ private:
     void take_verb()
     {
         const std::string &name = words_[at_++];
+        const Verb *preceding = invocation_.verb;
         invocation_.verb = find_verb(name);
+        if (preceding && invocation_.verb) explain(*preceding);
         if (!invocation_.verb && !unexpected_.empty()) complain_of_unexpected();
         if (!invocation_.verb) {
             std::vector<std::string> names;
@@ -172,6 +174,16 @@ private:
             throw Failure(misused, "unknown command \"" + name + "\"" +
                                        (meant.empty() ? "; vornctl --help lists them" : meant));
         }
+    }
+
+    /* Of a command that changes something. */
+    void explain(const Verb &preceding)
+    {
+        if (!find_option(invocation_.verb->options, "--explain")) {
+            fail(std::string(preceding.name) + ": " + invocation_.verb->name +
+                 " is no change of the configuration");
+        }
+        invocation_.options.explains = true;
     }
 
     /* The name of the option that stands here; a value after "=" is kept for it. */
@@ -204,6 +216,7 @@ private:
         if (!invocation_.verb) return false;
         const OptionWord *option = find_option(invocation_.verb->options, name);
         if (option) invocation_.given[name] = option->value ? take_value(*option) : "";
+        if (name == "--explain") invocation_.options.explains = true;
         return option != nullptr;
     }
 

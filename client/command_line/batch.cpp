@@ -22,8 +22,11 @@ Change parse_line(const std::vector<std::string> &words, const std::string &plac
                                    did_you_mean(words[0], verbs));
     }
     try {
-        return change_of(parse_words(*find_verb(words[0]), {words.begin() + 1, words.end()}),
-                         place);
+        const Invocation line = parse_words(*find_verb(words[0]), {words.begin() + 1, words.end()});
+        if (line.options.explains) {
+            throw Failure(misused, place + "--explain is for all changes of a file together");
+        }
+        return change_of(line, place);
     } catch (const Misuse &misuse) {
         throw Failure(misused, place + misuse.what());
     }

@@ -22,6 +22,7 @@ constexpr int patience_ms = 2000; /* somebody waits at the keyboard */
 struct Line {
     std::vector<std::string> words;
     std::string beginning;
+    bool explains = false; /* "explain" stood before them */
 };
 
 Line parse_line(const std::string &text)
@@ -35,6 +36,8 @@ Line parse_line(const std::string &text)
     }
     std::erase_if(line.words, [](const std::string &word) { return word.rfind("--", 0) == 0; });
     if (!line.words.empty()) line.words.erase(line.words.begin()); /* vornctl itself */
+    line.explains = !line.words.empty() && line.words[0] == "explain";
+    if (line.explains) line.words.erase(line.words.begin());
     return line;
 }
 
@@ -43,10 +46,17 @@ void offer(const Line &line, const std::string &candidate)
     if (candidate.rfind(line.beginning, 0) == 0) std::cout << candidate << '\n';
 }
 
+bool can_be_explained(const Verb &verb)
+{
+    return std::any_of(verb.options.begin(), verb.options.end(), [](const OptionWord &each) {
+        return std::string_view(each.name) == "--explain";
+    });
+}
+
 void offer_commands(const Line &line)
 {
     for (const Verb &verb : verbs()) {
-        if (verb.for_people) offer(line, verb.name);
+        if (verb.for_people && (!line.explains || can_be_explained(verb))) offer(line, verb.name);
     }
 }
 

@@ -173,8 +173,11 @@ int attempt(const Invocation &invocation, Device &device, const std::string &tex
         print(invocation.options.output, differences);
         return differences.empty() ? done : differs;
     }
-    if (differences.empty()) return state_of(after, device, schema, invocation.options);
-    expect_not_moved_on(invocation, commit_of_file(text), running.commit);
+    if (differences.empty() && !invocation.options.explains)
+        return state_of(after, device, schema, invocation.options);
+    if (!invocation.options.explains) {
+        expect_not_moved_on(invocation, commit_of_file(text), running.commit);
+    }
     Transaction transaction(schema, invocation.options);
     transaction.only_if(running.commit);
     add_steps(transaction, differences, schema);

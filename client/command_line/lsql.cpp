@@ -128,6 +128,12 @@ void Request::only_if(const std::string &commit)
     document_.child("lsql").append_attribute("if-commit").set_value(escaped(commit).c_str());
 }
 
+/* A daemon that can't explain does not know the word, and refuses it. */
+void Request::only_explain()
+{
+    document_.child("lsql").set_name("explain");
+}
+
 pugi::xml_node Request::add(const char *operation, const Target &target, Missing missing)
 {
     expect_name("class", target.class_name);

@@ -61,6 +61,8 @@ public:
     void ask_for_commit();
     /* Nothing is to happen unless the configuration still is that one. */
     void only_if(const std::string &commit);
+    /* What a transaction would do is to be told, and nothing to be done. To be called last. */
+    void only_explain();
 
     bool empty() const { return operations_ == 0; }
     std::string text() const;

@@ -12,7 +12,8 @@ struct Options {
     Output output;
     double timeout_seconds = 30;
     std::string origin = "vornctl";
-    bool waits = true; /* for what a change has begun */
+    bool waits = true;     /* for what a change has begun */
+    bool explains = false; /* what a change would do, instead of doing it */
 
     int timeout_ms() const { return static_cast<int>(timeout_seconds * 1000); }
 };

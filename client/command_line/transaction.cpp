@@ -7,6 +7,7 @@
 
 #include "advice.h"
 #include "effects.h"
+#include "explanation.h"
 #include "failure.h"
 #include "view.h"
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr char nothing_there[] = "No instance ";
 constexpr char moved_on[] = "The configuration has changed";
+constexpr char unknown_root[] = "Top level name is not lsql.";
 
 bool begins(const std::string &text, const char *head)
 {
@@ -33,6 +35,14 @@ bool is_about_all(const std::string &error)
     return !is_about_property &&
            std::none_of(std::begin(heads), std::end(heads),
                         [&](const char *head) { return begins(error, head); });
+}
+
+std::string joined(const std::vector<std::string> &lines)
+{
+    std::string text;
+    for (const std::string &each : lines)
+        text += (text.empty() ? "" : "\n") + each;
+    return text;
 }
 
 Missing missing(const Target &target)
@@ -89,6 +99,17 @@ std::string Transaction::with_advice(Device &device, const std::string &line) co
     return is_there || meant.empty() ? line : go_on(line, did_you_mean(meant, names));
 }
 
+void Transaction::fail_as_a_whole(Device &device, std::string error, ExitStatus status) const
+{
+    for (const Operation &each : operations_)
+        error = without_secrets(error, schema_, each.target.class_name, each.values);
+    std::istringstream lines(error);
+    std::string text;
+    for (std::string line; std::getline(lines, line);)
+        text += (text.empty() ? "" : "\nvornctl: ") + with_advice(device, line);
+    throw Failure(status, text);
+}
+
 /* What is said against the whole, and not against an operation, names whom it means itself. */
 void Transaction::fail(Device &device, const Outcome &outcome, std::size_t index) const
 {
@@ -101,24 +122,45 @@ void Transaction::fail(Device &device, const Outcome &outcome, std::size_t index
                                                     names_of(device, operation.target.class_name));
         throw Failure(differs, operation.title + ": there is no such instance" + more);
     }
-    if (is_about_all(outcome.error)) {
-        std::string error = outcome.error;
-        for (const Operation &each : operations_)
-            error = without_secrets(error, schema_, each.target.class_name, each.values);
-        std::istringstream lines(error);
-        std::string text;
-        for (std::string line; std::getline(lines, line);)
-            text += (text.empty() ? "" : "\nvornctl: ") + with_advice(device, line);
-        throw Failure(refused, text);
-    }
+    if (is_about_all(outcome.error)) fail_as_a_whole(device, outcome.error, refused);
     throw Failure(status_after(outcome.error, schema_, operation.target, operation.values),
                   operation.title + ": " +
                       explained(outcome.error, schema_, operation.target, operation.values));
 }
 
+/* An explanation does not say which of the operations it was that failed. */
+int Transaction::explain(Device &device)
+{
+    if (request_.empty()) {
+        print(options_.output, Explanation(), "<?xml version=\"1.0\"?>\n<explanation/>\n");
+        return done;
+    }
+    request_.only_explain();
+    const std::string answer = device.ask(request_.text());
+    if (!Explanation::is_one(answer)) {
+        const std::vector<Outcome> outcomes = parse_answer(answer);
+        const std::string error =
+            outcomes.empty() ? "the answer makes no sense" : outcomes[0].error;
+        if (begins(error, moved_on)) throw MovedOn(error);
+        throw Failure(refused, begins(error, unknown_root)
+                                   ? "the daemon of this device can't explain a change"
+                                   : error);
+    }
+    const Explanation explanation = Explanation::of(answer);
+    const std::vector<std::string> &errors = explanation.errors;
+    if (!errors.empty()) {
+        fail_as_a_whole(device, joined(errors),
+                        begins(errors[0], nothing_there) ? differs : refused);
+    }
+    print(options_.output, explanation, answer);
+    if (!explanation.refused.empty()) fail_as_a_whole(device, joined(explanation.refused), refused);
+    return done;
+}
+
 int Transaction::execute(Device &device)
 {
     outcomes_.clear();
+    if (options_.explains) return explain(device);
     const Effects effects(device, schema_);
     if (request_.empty()) return effects.report(touched_, options_.waits);
     outcomes_ = parse_answer(device.ask(request_.text()));

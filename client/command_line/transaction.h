@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "device.h"
+#include "failure.h"
 #include "lsql.h"
 #include "options.h"
 #include "schema.h"
@@ -45,7 +46,9 @@ private:
 
     template <typename Add>
     void add(const std::string &title, const Target &target, const Values &values, Add add_to);
+    int explain(Device &device);
     [[noreturn]] void fail(Device &device, const Outcome &outcome, std::size_t index) const;
+    [[noreturn]] void fail_as_a_whole(Device &device, std::string error, ExitStatus status) const;
     std::string with_advice(Device &device, const std::string &line) const;
 
     const Schema &schema_;

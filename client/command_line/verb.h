@@ -51,7 +51,8 @@ struct Verb {
     int (*run)(const Invocation &invocation); /* gives the exit status, or throws a Failure */
     bool is_long = false;                     /* what it prints may need a pager */
     bool for_people = true;
-    bool warns = true; /* of a configuration that could not be read */
+    bool warns = true;     /* of a configuration that could not be read */
+    bool precedes = false; /* another verb, which it says more of; its function is not called */
 };
 
 /* A number from 1 on; throws a Misuse that names the word. */

@@ -64,20 +64,28 @@ constexpr Argument losing[] = {
     {"NAME PROPERTY", "the instance's name (- for any), then what loses its value", false, true}};
 constexpr Argument naming[] = {
     {"CLASS", "what to rename"}, {"NAME", "as it is called now"}, {"NEW-NAME", "as it will be"}};
+constexpr Argument explained[] = {
+    {"COMMAND", "set, unset, add, delete, rename, batch or import, as it would be given", true,
+     true}};
 constexpr Argument lines[] = {{"LINES", "how many; 20 if it isn't given", false}};
 constexpr Argument commit_count[] = {{"COUNT", "how many; 20 if it isn't given", false}};
 constexpr Argument station[] = {{"STATION", "its MAC address"}};
 
-constexpr OptionWord picking[] = {where};
+constexpr OptionWord explaining = {"--explain", nullptr, "only say what it would do"};
+constexpr OptionWord changing[] = {explaining};
+constexpr OptionWord picking[] = {where, explaining};
 constexpr OptionWord showing[] = {where, {"-q", nullptr, "the bare value of one property"}};
-constexpr OptionWord adding[] = {{"--or-set", nullptr, "change the instance if it exists"}};
+constexpr OptionWord adding[] = {{"--or-set", nullptr, "change the instance if it exists"},
+                                 explaining};
 constexpr OptionWord detailing[] = {{"-v", nullptr, "every provider, the slowest first"}};
 constexpr OptionWord resetting[] = {{"--yes", nullptr, "don't ask"}};
-constexpr OptionWord removing[] = {where, {"--all", nullptr, "all instances of the class"}};
+constexpr OptionWord removing[] = {
+    where, {"--all", nullptr, "all instances of the class"}, explaining};
 constexpr OptionWord importing[] = {
     {"--merge", nullptr, "change nothing that the file lacks"},
     {"--force", nullptr, "even if the device has changed since the file was exported"},
     {"--dry-run", nullptr, "only show what would change"},
+    explaining,
 };
 constexpr OptionWord watching[] = {
     {"--once", nullptr, "end when the daemon ends, don't wait for the next"}};
@@ -89,8 +97,18 @@ constexpr Verb table[] = {
     {"add", new_instance, adding, "make a new instance", add},
     {"delete", instance, removing, "remove instances", delete_},
     {"unset", losing, picking, "take values away", unset},
-    {"rename", naming, {}, "give an instance another name, also where others refer to it", rename},
-    {"batch", changes, {}, "the changes in a file, all or none", batch},
+    {"rename", naming, changing, "give an instance another name, also where others refer to it",
+     rename},
+    {"batch", changes, changing, "the changes in a file, all or none", batch},
+    {"explain",
+     explained,
+     {},
+     "say what a change would do, and what it would interrupt",
+     nullptr,
+     true,
+     true,
+     true,
+     true},
     {"diff", other, {}, "what the running configuration has that is not saved", diff, true},
     {"export", target, {}, "write the running configuration", export_, true},
     {"import", source, importing, "make the running configuration what a file says", import},
