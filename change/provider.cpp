@@ -16,6 +16,7 @@ vorn_provider *vorn_provider_new(const char *name)
     if (!provider) return nullptr;
 
     provider->name = copy_of(name);
+    provider->owner = current_plugin();
     return provider->name ? provider.release() : nullptr;
 }
 
@@ -90,7 +91,10 @@ void vorn_provider_commit(vorn_provider *provider, vorn_instances *after, vorn_c
     }
     info->before_of_changes = true;
     VORN_TRACEPOINT(provider__begin, provider->name.get());
-    provider->commit_fn(info.get());
+    {
+        const InPlugin watched(provider->owner, Callback::commit);
+        provider->commit_fn(info.get());
+    }
     VORN_TRACEPOINT(provider__end, provider->name.get());
 }
 
@@ -99,5 +103,6 @@ void vorn_provider_refresh(vorn_provider *provider, vorn_refresh_info *info)
     if (absent(provider, "provider") || !provider->refresh_fn) return;
 
     vorn_refresh_info_set_data(info, provider->refresh_data);
+    const InPlugin watched(provider->owner, Callback::refresh);
     provider->refresh_fn(info, provider->refresh_data);
 }

@@ -3,10 +3,12 @@
 
 #include "core/base/memory.h"
 #include "core/base/text.h"
+#include "core/plugin_page.h"
 #include "vorn/provider.h"
 
 struct vorn_provider : vorn::Record {
     vorn::Text name;
+    vorn::PluginOwner owner = vorn::no_plugin;
     vorn_commit_fn commit_fn = nullptr;
     void *commit_data = nullptr;
     vorn_refresh_fn refresh_fn = nullptr;

@@ -62,6 +62,7 @@ void check_by_providers(vorn_check_info &info)
     for_each_registered([&](vorn_provider &provider) {
         if (!provider.check_fn) return;
         vorn_debug_lprintf(3, "Checking by provider %s...\n", provider.name.get());
+        const InPlugin watched(provider.owner, Callback::check);
         provider.check_fn(&info, provider.check_data);
     });
     if (memory.ran_out()) info.out_of_memory = true;

@@ -35,6 +35,7 @@ void hear_effects(const vorn_provider &provider, vorn_commit_info &info,
     if (!provider.explain_fn) return;
     vorn_explanation explanation;
     info.data = provider.explain_data;
+    const InPlugin watched(provider.owner, Callback::explain);
     provider.explain_fn(&info, &explanation);
     for (const Effect *each = explanation.first; each; each = each->next)
         listener.hear_effect(provider, *each, listener.data);

@@ -59,7 +59,7 @@ bool is_gone(const char *path)
 bool remember_plugins()
 {
     if (are_remembered) return true;
-    const Text list = plugins_that_take_part();
+    const Text list = plugins_of_a_save();
     if (!list) return false;
     are_remembered =
         is_written_down(list) ||

@@ -154,6 +154,7 @@ void dispatch_signals()
         if (eloop_data.signals[i].signaled == 0) continue;
         eloop_data.signals[i].signaled = 0;
         const EloopSignal &entry = eloop_data.signals[i];
+        const InPlugin watched(entry.owner, Callback::signal);
         entry.handler(entry.sig, eloop_data.user_data, entry.user_data);
     }
 }
@@ -171,7 +172,10 @@ void dispatch_timeout()
     const EloopTimeout due = *first;
     eloop_data.timeout = due.next;
     EloopTimeout *const of_outer_loop = std::exchange(eloop_data.spare, first);
-    due.handler(due.eloop_data, due.user_data);
+    {
+        const InPlugin watched(due.owner, Callback::timer);
+        due.handler(due.eloop_data, due.user_data);
+    }
     delete std::exchange(eloop_data.spare, of_outer_loop);
 }
 
@@ -182,6 +186,7 @@ void dispatch_sockets(const fd_set &ready)
     for (int i = 0; i < eloop_data.reader_count && !eloop_data.reader_table_changed; i++) {
         const EloopSock entry = eloop_data.readers[i];
         if (FD_ISSET(entry.sock, &ready)) {
+            const InPlugin watched(entry.owner, Callback::socket);
             entry.handler(entry.sock, entry.eloop_data, entry.user_data);
         }
     }
@@ -194,6 +199,12 @@ Owned<EloopTimeout> record_for(eloop_timeout_handler handler)
         return Owned<EloopTimeout>(std::exchange(eloop_data.spare, nullptr));
     }
     return make<EloopTimeout>();
+}
+
+template <typename Handler>
+PluginOwner owner_of(Handler handler)
+{
+    return owner_of_handler(reinterpret_cast<const void *>(handler));
 }
 
 bool has_something_to_wait_for()
@@ -234,7 +245,8 @@ int eloop_register_read_sock(int sock, eloop_sock_handler handler, void *data, v
     if (sock < 0 || sock >= FD_SETSIZE) return failure;
     if (!grow(eloop_data.readers, eloop_data.reader_count)) return failure;
 
-    eloop_data.readers[eloop_data.reader_count] = {sock, data, user_data, handler, false, 0};
+    eloop_data.readers[eloop_data.reader_count] = {
+        sock, data, user_data, handler, owner_of(handler), false, 0};
     eloop_data.reader_count++;
     eloop_data.max_sock = std::max(eloop_data.max_sock, sock);
     return done;
@@ -267,6 +279,7 @@ int eloop_register_timeout(int secs, unsigned int usecs, eloop_timeout_handler h
     timeout->eloop_data = data;
     timeout->user_data = user_data;
     timeout->handler = handler;
+    timeout->owner = owner_of(handler);
     insert_by_time(timeout.release());
     return done;
 }
@@ -294,7 +307,7 @@ int eloop_register_signal(int sig, eloop_signal_handler handler, void *user_data
     const SignalsHeld held;
 
     if (!grow(eloop_data.signals, eloop_data.signal_count)) return failure;
-    eloop_data.signals[eloop_data.signal_count] = {sig, user_data, handler, 0};
+    eloop_data.signals[eloop_data.signal_count] = {sig, user_data, handler, owner_of(handler), 0};
     eloop_data.signal_count++;
     std::signal(sig, eloop_handle_signal);
     return done;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/base/memory.h"
+#include "core/plugin_page.h"
 #include "vorn/eloop.h"
 
 #include <csignal>
@@ -14,12 +15,14 @@ struct EloopSock {
     void *eloop_data;
     void *user_data;
     eloop_sock_handler handler;
+    PluginOwner owner;
     bool rests;                /* not asked for, until */
     std::uint32_t rests_until; /* in clock ticks */
 };
 
 struct EloopTimeout : Record {
     std::uint32_t time = 0; /* due, in clock ticks */
+    PluginOwner owner = no_plugin;
     void *eloop_data = nullptr;
     void *user_data = nullptr;
     eloop_timeout_handler handler = nullptr;
@@ -30,6 +33,7 @@ struct EloopSignal {
     int sig;
     void *user_data;
     eloop_signal_handler handler;
+    PluginOwner owner;
     volatile std::sig_atomic_t signaled; /* arrivals since the last dispatch */
 };
 

@@ -12,6 +12,8 @@
 #include "core/base/text.h"
 #include "core/base/text_buffer.h"
 #include "core/guard.h"
+#include "core/plugin_page.h"
+#include "core/plugin_page_record.h"
 #include "vorn/debug.h"
 #include "vorn/plugin.h"
 
@@ -36,13 +38,17 @@ constexpr char version_accepted[] = "1.0";
 constexpr const char *endings[] = {".vorn", ".so"};
 using Entry = void (*)();
 
-/* The names of all plugins whose entry was called, for the life of the process. */
-struct LoadedName : Record {
+/* All plugins that were found, the last one first, for the life of the process. */
+struct FoundPlugin : Record {
     Text name;
-    bool takes_part = true;
-    LoadedName *earlier = nullptr;
+    Text version; /* that it was built for, once it has said so */
+    int state = VORN_PLUGIN_BROKEN;
+    FoundPlugin *next = nullptr;
 };
-constinit LoadedName *loaded_names = nullptr;
+constinit FoundPlugin *found_plugins = nullptr;
+
+/* Whose entry is called, or was called last. */
+constinit FoundPlugin *current = nullptr;
 
 bool is_plugin(const char *name)
 {
@@ -100,18 +106,58 @@ Entry find_entry(void *library)
     return nullptr;
 }
 
-/* The name outlives the entry call: plugins may keep the pointer. */
-bool announce(const char *name)
+/* The name outlives the entry call: plugins may keep the pointer. Null when memory is gone. */
+FoundPlugin *note(const char *name)
 {
-    Owned<LoadedName> loaded = make<LoadedName>();
-    if (!loaded) return false;
-    loaded->name = copy_of(name);
-    if (!loaded->name) return false;
+    Owned<FoundPlugin> plugin = make<FoundPlugin>();
+    if (!plugin) return nullptr;
+    plugin->name = copy_of(name);
+    if (!plugin->name) return nullptr;
 
-    loaded->earlier = loaded_names;
-    loaded_names = loaded.release();
-    vorn_plugins_current = loaded_names->name.get();
-    return true;
+    plugin->next = found_plugins;
+    return found_plugins = plugin.release();
+}
+
+FoundPlugin *plugin_at(unsigned int rank)
+{
+    FoundPlugin *plugin = found_plugins;
+    while (plugin && rank-- > 0)
+        plugin = plugin->next;
+    return plugin;
+}
+
+PluginSlot *slot_at(unsigned int rank)
+{
+    const FoundPlugin *plugin = plugin_at(rank);
+    return plugin ? find_slot(plugin->name.get()) : nullptr;
+}
+
+void report_left_out(const PluginSlot &slot)
+{
+    const Line<32> by_signal(" of signal %d", static_cast<int>(slot.signal));
+    vorn_debug_eprintf("Plugin \"%s\" is left out: the daemon died in its code %u times in a row, "
+                       "the last time in its %s function%s.\n",
+                       slot.name, static_cast<unsigned int>(slot.deaths), word_for(slot.callback),
+                       slot.signal > 0 ? by_signal.get() : "");
+}
+
+/* The library's constructors are its code, too. */
+void *open_library(const char *path, PluginOwner owner)
+{
+    const InPlugin watched(owner, Callback::init);
+    dlerror();
+    return dlopen(path, RTLD_NOW);
+}
+
+void enter(Entry entry, FoundPlugin &plugin, PluginOwner owner)
+{
+    const InPlugin watched(owner, Callback::init);
+    note_code(owner, reinterpret_cast<const void *>(entry));
+    if (PluginSlot *slot = slot_of(owner)) slot->is_loaded = true;
+    plugin.state = VORN_PLUGIN_RUNNING;
+    current = &plugin;
+    vorn_plugins_current = plugin.name.get();
+    entry();
 }
 
 void report_missing(const char *directory, int error)
@@ -128,7 +174,8 @@ int load_plugin(const char *directory, const char *name)
     vorn_debug_1printf("Loading %s.\n", name);
 
     const Text path = format("%s%s", directory, name);
-    if (!path) return failed;
+    FoundPlugin *plugin = path ? note(name) : nullptr;
+    if (!plugin) return failed;
     if (!is_file(path.get())) {
         vorn_debug_1printf("Unable to load plugin \"%s\": it is no file\n", path.get());
         return failed;
@@ -137,16 +184,22 @@ int load_plugin(const char *directory, const char *name)
         vorn_debug_1printf("Unable to load plugin \"%s\": the file is cut off\n", path.get());
         return failed;
     }
-    dlerror();
-    void *library = dlopen(path.get(), RTLD_NOW);
+    const PluginOwner owner = place_on_page(path.get(), name);
+    const PluginSlot *slot = slot_of(owner);
+    if (slot && is_left_out(*slot)) {
+        plugin->state = VORN_PLUGIN_LEFT_OUT;
+        report_left_out(*slot);
+        return ok;
+    }
+    void *library = open_library(path.get(), owner);
     if (!library) {
         vorn_debug_1printf("Unable to load plugin \"%s\": %s\n", path.get(), dlerror());
         return failed;
     }
 
     const Entry entry = find_entry(library);
-    if (!entry || !announce(name)) return failed;
-    entry();
+    if (!entry) return failed;
+    enter(entry, *plugin, owner);
     return ok;
 }
 
@@ -166,23 +219,25 @@ int load_plugins_of(const char *directory)
             result = failed;
         }
     }
+    write_plugin_record(false, 0);
     return result;
 }
 
 bool plugin_takes_part(const char *name)
 {
-    for (const LoadedName *each = loaded_names; each; each = each->earlier) {
-        if (each->takes_part && std::strcmp(each->name.get(), name) == 0) return true;
+    for (const FoundPlugin *each = found_plugins; each; each = each->next) {
+        if (each->state == VORN_PLUGIN_RUNNING && std::strcmp(each->name.get(), name) == 0)
+            return true;
     }
     return false;
 }
 
-Text plugins_that_take_part()
+Text plugins_of_a_save()
 {
     TextBuffer list;
     list.append("", 0);
-    for (const LoadedName *each = loaded_names; each; each = each->earlier) {
-        if (!each->takes_part) continue;
+    for (const FoundPlugin *each = found_plugins; each; each = each->next) {
+        if (each->state != VORN_PLUGIN_RUNNING && each->state != VORN_PLUGIN_LEFT_OUT) continue;
         list.append(each->name.get());
         list.append("\n", 1);
     }
@@ -204,7 +259,7 @@ vorn_plugin *vorn_plugin_new(const char *version)
     if (std::strcmp(version, version_accepted) != 0) {
         vorn_debug_eprintf("Plugin \"%s\" version \"%s\" is unsupported.\n",
                            shown(vorn_plugins_current), version);
-        if (loaded_names) loaded_names->takes_part = false;
+        if (current) current->state = VORN_PLUGIN_UNSUPPORTED;
         return nullptr;
     }
     Allocated<vorn_plugin> plugin(
@@ -213,5 +268,52 @@ vorn_plugin *vorn_plugin_new(const char *version)
     if (!plugin || !name) return nullptr;
 
     plugin->name = name.release();
+    if (current) current->version = copy_of(version);
     return plugin.release();
+}
+
+const char *vorn_plugins_get_name(unsigned int rank)
+{
+    const FoundPlugin *plugin = plugin_at(rank);
+    return plugin ? plugin->name.get() : nullptr;
+}
+
+int vorn_plugins_get_state(unsigned int rank)
+{
+    const FoundPlugin *plugin = plugin_at(rank);
+    return plugin ? plugin->state : VORN_PLUGIN_BROKEN;
+}
+
+const char *vorn_plugins_get_version(unsigned int rank)
+{
+    const FoundPlugin *plugin = plugin_at(rank);
+    return plugin && plugin->version ? plugin->version.get() : "";
+}
+
+unsigned int vorn_plugins_get_deaths(unsigned int rank)
+{
+    const PluginSlot *slot = slot_at(rank);
+    return slot ? slot->deaths : 0;
+}
+
+const char *vorn_plugins_get_callback(unsigned int rank)
+{
+    const PluginSlot *slot = slot_at(rank);
+    return slot ? word_for(slot->callback) : "";
+}
+
+int vorn_plugins_get_signal(unsigned int rank)
+{
+    const PluginSlot *slot = slot_at(rank);
+    return slot ? slot->signal : 0;
+}
+
+int vorn_plugins_retry(const char *name)
+{
+    if (absent(name, "name")) return failed;
+    PluginSlot *slot = find_slot(name);
+    if (!slot || slot->deaths == 0) return failed;
+    forget_deaths_of(*slot);
+    write_plugin_record(false, 0);
+    return ok;
 }

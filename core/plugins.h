@@ -14,7 +14,10 @@ int load_plugin(const char *directory, const char *name);
 /* Whether a plugin of that file name was loaded and found its interface version supported. */
 bool plugin_takes_part(const char *name);
 
-/* All that do, a line for each; empty when memory is gone. */
-Text plugins_that_take_part();
+/*
+ * The plugins whose configuration a save has, a line for each: those that take part and those that
+ * are left out, whose own is kept. Empty when memory is gone.
+ */
+Text plugins_of_a_save();
 
 } // namespace vorn

@@ -44,6 +44,12 @@ unsigned int most_values(const vorn_class &klass)
     return klass.properties.size() + (klass.superclass ? most_values(*klass.superclass) : 0);
 }
 
+bool is_good(const vorn_property &property, const char *value)
+{
+    const InPlugin watched(property.owner, Callback::validator);
+    return property.is_valid(value) != 0;
+}
+
 Outcome judge(const vorn_property &property, const char *value, const vorn_class &klass)
 {
     if (!property.is_valid) {
@@ -53,7 +59,7 @@ Outcome judge(const vorn_property &property, const char *value, const vorn_class
         return Outcome::done;
     }
     const MemoryWatch memory;
-    if (property.is_valid(value)) return Outcome::done;
+    if (is_good(property, value)) return Outcome::done;
 
     const Outcome outcome = memory.ran_out() ? Outcome::out_of_memory : Outcome::refused;
     vorn_debug_1printf("Value \"%s\" is not valid for property \"%s\" of class \"%s\".%s%s\n",
@@ -225,7 +231,10 @@ bool exchange_values(vorn_instance &instance, const Values &values)
 void tell_of_value(vorn_instance &instance, const char *property)
 {
     const InstanceListener listener = listener_of(instance);
-    if (listener.call) listener.call(&instance, property, listener.data);
+    if (!listener.call) return;
+    const InPlugin watched =
+        InPlugin::by_code(reinterpret_cast<const void *>(listener.call), Callback::listener);
+    listener.call(&instance, property, listener.data);
 }
 
 } // namespace vorn

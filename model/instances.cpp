@@ -121,7 +121,10 @@ void drop_store(vorn_instances *instances, Instances fate)
 
 void tell_listener(const vorn_instances &instances, vorn_instance *instance, int action)
 {
-    if (instances.listener) instances.listener(instance, action, instances.listener_data);
+    if (!instances.listener) return;
+    const InPlugin watched =
+        InPlugin::by_code(reinterpret_cast<const void *>(instances.listener), Callback::listener);
+    instances.listener(instance, action, instances.listener_data);
 }
 
 vorn_instance *find_by_name(const vorn_instances &instances, const char *class_name,

@@ -85,6 +85,7 @@ vorn_property *vorn_property_clone(const vorn_property *property)
     clone->required_on_insert = property->required_on_insert;
     clone->subclass_identifier = property->subclass_identifier;
     clone->is_valid = property->is_valid;
+    clone->owner = property->owner;
     clone->persistence = property->persistence;
     clone->reference = copy_of(property->reference.get());
     if (property->reference && !clone->reference) return nullptr;
@@ -155,6 +156,7 @@ int vorn_property_set_is_valid_fn(vorn_property *property, vorn_is_valid_fn is_v
     }
 
     property->is_valid = is_valid;
+    property->owner = current_plugin();
     return ok;
 }
 

@@ -3,6 +3,7 @@
 
 #include "core/base/memory.h"
 #include "core/base/text.h"
+#include "core/plugin_page.h"
 #include "vorn/property.h"
 
 #include <cstdint>
@@ -29,6 +30,7 @@ struct vorn_property : vorn::Record {
     vorn_is_valid_fn is_valid = nullptr;
     std::int32_t persistence = vorn::persistence_unset;
     std::int32_t secret = 0;
+    vorn::PluginOwner owner = vorn::no_plugin; /* of the function above */
     vorn::Text syntax;
     vorn::Text reference; /* the class whose instances the values name; null for none */
 };

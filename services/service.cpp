@@ -290,7 +290,10 @@ void drop_service(const char *name, vorn_service *gone)
         dropped.reset(service_table->services.remove(name));
     }
     status_told = dropped->status;
-    if (dropped->exited_fn) dropped->exited_fn(dropped->exited_data);
+    if (dropped->exited_fn) {
+        const InPlugin watched(dropped->owner, Callback::service);
+        dropped->exited_fn(dropped->exited_data);
+    }
     status_told = unknown_status;
 }
 
@@ -365,6 +368,7 @@ int vorn_service_set_exited_fn(const char *name, vorn_service_exited_fn exited, 
     vorn_service *service = require_service(name);
     if (!service) return failed;
     service->exited_fn = exited;
+    service->owner = current_plugin();
     service->exited_data = data;
     return ok;
 }

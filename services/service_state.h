@@ -5,6 +5,7 @@
 #include "core/base/memory.h"
 #include "core/base/text.h"
 #include "core/hash_table/table.h"
+#include "core/plugin_page.h"
 #include "vorn/service.h"
 
 #include <sys/types.h>
@@ -31,6 +32,7 @@ struct vorn_service : Record {
     Owned<PlannedStart> planned;
     vorn_service_exited_fn exited_fn = nullptr;
     void *exited_data = nullptr;
+    PluginOwner owner = no_plugin; /* of the function above */
 };
 
 struct ServiceTable : Record {

@@ -9,6 +9,7 @@
 #include "vorn/watchdog.h"
 
 #include "core/base/paths.h"
+#include "core/plugin_watch.h"
 #include "services/watchdog_state.h"
 #include "vorn/debug.h"
 
@@ -74,6 +75,7 @@ void vorn_watchdog_ack()
     int ignored = 0;
     report_if_failed(ioctl(watchdog_fd, WDIOC_KEEPALIVE, &ignored),
                      "vorn_watchdog_ack ioctl[WDIOC_KEEPALIVE]");
+    if (watchdog_fd >= 0) watch_for_hanging(timeout_seconds);
 }
 
 void vorn_watchdog_stop()
@@ -90,4 +92,5 @@ void vorn_watchdog_stop()
         vorn_debug_printf("Watchdog stopped.\n");
     }
     watchdog_fd = watchdog_stopped;
+    watch_for_hanging_no_more();
 }

@@ -81,6 +81,7 @@ const char *dispatch_inform_request()
     }
     const InformHandler *handler = inform_handlers ? inform_handlers->by_name.get(object) : nullptr;
     if (!handler) return "ERR no handler";
+    const InPlugin watched(handler->owner, Callback::inform);
     return handler->fn() == failure ? "ERR returned by handler" : "OK";
 }
 
@@ -140,6 +141,7 @@ int vorn_inform_fn_add(const char *name, vorn_inform_fn handler)
     Owned<InformHandler> record = make<InformHandler>();
     if (!record) return failed;
     record->fn = handler;
+    record->owner = current_plugin();
     if (inform_handlers->by_name.insert(name, record.get()) != 0) return failed;
     record.release();
     return ok;

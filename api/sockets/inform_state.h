@@ -3,12 +3,14 @@
 
 #include "core/base/memory.h"
 #include "core/hash_table/table.h"
+#include "core/plugin_page.h"
 
 namespace vorn {
 
 /* A handler's name to a record that holds the function: a table's data are object pointers. */
 struct InformHandler : Record {
     int (*fn)() = nullptr;
+    PluginOwner owner = no_plugin;
 };
 struct InformHandlers : Record {
     Table<InformHandler> by_name;

@@ -13,6 +13,11 @@ constexpr char kernel_panic[] = "/proc/sys/kernel/panic";
 constexpr char post_init[] = "/etc/post-init";
 constexpr char migrate[] = "/usr/bin/ng_migrate";
 constexpr char plugins[] = "/usr/lib/vorn/plugins/";
+constexpr char plugin_page[] = "/var/run/vorn-plugins";
+constexpr char suspects[] = "/etc/vorn-suspects";
+constexpr char suspects_so_far[] = "/etc/vorn-suspects.new";
+constexpr char suspects_beside_startup[] = "/etc/config/vorn-suspects";
+constexpr char suspects_beside_startup_so_far[] = "/etc/config/vorn-suspects.new";
 
 constexpr char startup_config[] = "/etc/config/config.xml";
 constexpr char broken_config[] = "/etc/config/config.xml.broken";

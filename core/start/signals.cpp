@@ -8,6 +8,7 @@
 
 #include "api/sockets/clients.h"
 #include "core/log_sink.h"
+#include "core/plugin_page.h"
 #include "core/put_off.h"
 #include "vorn/class.h"
 #include "vorn/config.h"
@@ -51,6 +52,7 @@ void dump_when_it_is_safe(int)
 /* The pid file stays: only a loop that ended by itself removes it. */
 void end_on_signal(int signal_number)
 {
+    end_in_order();
     vorn_service_shutdown();
     kill(0, SIGTERM);
     vorn_debug_printf("Exit due to signal %d.\n", signal_number);

@@ -11,6 +11,8 @@
 #include "core/base/paths.h"
 #include "core/base/signals_held.h"
 #include "core/debug_state.h"
+#include "core/plugin_page.h"
+#include "core/plugin_watch.h"
 #include "core/process.h"
 #include "core/put_off.h"
 #include "core/start/options.h"
@@ -100,6 +102,7 @@ void become_daemon()
     if (open(paths::null_device, O_RDWR) != STDIN_FILENO) {
         vorn_debug_eprintf("Couldn't assign /dev/null to STDIN.\n");
     }
+    watch_on_in_background();
     vorn_debug_printf("Daemonized.\n");
 }
 
@@ -108,6 +111,14 @@ void set_kernel_panic_timeout()
 {
     const File setting = write_regular(paths::kernel_panic);
     if (setting) std::fputs("5\n", setting.get());
+}
+
+/* A daemon that has served for as long is none that comes up in vain. */
+constexpr int seconds_of_running_well = 300;
+
+void note_running_well(void *, void *)
+{
+    forget_deaths();
 }
 
 void periodic_tick(void *, void *)
@@ -154,6 +165,8 @@ void start_up(int argc, char **argv)
     vorn_providers_init();
     eloop_init(nullptr);
     vorn_service_init();
+    open_plugin_page(paths::plugin_page);
+    watch_for_deaths();
     fatal_if(vorn_plugins_init() != 0, "Plugins were invalid.");
     fatal_if(vorn_classes_done_adding() != 0, "Classes were invalid.");
     fatal_if(vorn_providers_done_adding() != 0, "Providers were invalid.");
@@ -170,6 +183,7 @@ void start_up(int argc, char **argv)
     vorn_watchdog_ack();
     fatal_if(eloop_register_timeout(tick_seconds, 0, periodic_tick, nullptr, nullptr) != 0,
              "Unable to start the periodic tick.");
+    eloop_register_timeout(seconds_of_running_well, 0, note_running_well, nullptr, nullptr);
     hand_signals_to_eloop();
     fatal_if(!write_pid_file(), "Unable to create pid file");
     vorn_debug_printf("Initialization complete.\n");
@@ -180,6 +194,7 @@ void start_up(int argc, char **argv)
 void wind_down()
 {
     unlink(paths::pid_file);
+    end_in_order();
     if (reboot_requested) kill(1, SIGTERM);
 }
 

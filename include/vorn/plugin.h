@@ -60,6 +60,50 @@ VORN_API int vorn_plugins_init(void);
  */
 VORN_API vorn_plugin *vorn_plugin_new(const char *version);
 
+/**
+ * A plugin in whose code the daemon has died three times in a row, of a signal or because it hung
+ * until the watchdog or somebody else ended it, is left out at the next start: "Plugin \"%s\" is
+ * left out: the daemon died in its code %u times in a row, the last time in its %s function%s.\n".
+ * That is no failure of vorn_plugins_init. A daemon that has served for five minutes, or was asked
+ * to end, ends the row; a new file of the plugin, and vorn_plugins_retry, give it another chance.
+ *
+ * The functions below tell of all plugins that were found, by their rank from 0 on.
+ */
+enum {
+    VORN_PLUGIN_RUNNING = 0,     /**< its vorn_plugin_init was called */
+    VORN_PLUGIN_LEFT_OUT = 1,    /**< see above */
+    VORN_PLUGIN_UNSUPPORTED = 2, /**< it was built for another version of the interface */
+    VORN_PLUGIN_BROKEN = 3,      /**< it could not be loaded */
+};
+
+/** The file name, which belongs to the daemon; null behind the last. */
+VORN_API const char *vorn_plugins_get_name(unsigned int rank);
+
+/** One of the states above; VORN_PLUGIN_BROKEN behind the last. */
+VORN_API int vorn_plugins_get_state(unsigned int rank);
+
+/** The version that it handed to vorn_plugin_new; "" before. */
+VORN_API const char *vorn_plugins_get_version(unsigned int rank);
+
+/** How often in a row the daemon has died in its code, up to this daemon's start. */
+VORN_API unsigned int vorn_plugins_get_deaths(unsigned int rank);
+
+/**
+ * In which of its functions the last time: "init", "commit", "refresh", "check", "amend",
+ * "explain", "validator", "timer", "socket", "signal", "inform", "service", "listener", "file" or
+ * "saved"; "" when it has not.
+ */
+VORN_API const char *vorn_plugins_get_callback(unsigned int rank);
+
+/** Of which signal the last time; 0 when it was ended without a word, or has not died. */
+VORN_API int vorn_plugins_get_signal(unsigned int rank);
+
+/**
+ * Forgets the deaths in a plugin's code: one that is left out takes part again when the daemon
+ * starts the next time. Returns 0, or 1 for a name of which there is nothing to forget.
+ */
+VORN_API int vorn_plugins_retry(const char *name);
+
 /** Every plugin defines this entry point; it is called once, while the daemon starts. */
 VORN_PLUGIN_ENTRY void vorn_plugin_init(void);
 

@@ -50,6 +50,7 @@ TEST_F(Files, OfTheDaemonAreWrittenByNobodyElse)
         "600 root /tmp/defaultconfig.xml\n"
         "600 root /tmp/defaultconfig.xml.md5\n"
         "600 root /tmp/md5.gen\n"
+        "600 root /var/run/vorn-plugins\n"
         "600 root /var/run/vorn.lock\n"
         "644 root /var/run/vorn.pid\n");
 }
@@ -88,6 +89,7 @@ TEST_F(Files, OfThePluginsAreWrittenByNobodyElseAndKeysReadByNobodyElse)
               "600 root /var/run/vorn-hostapd-wlan0.conf\n"
               "644 root /var/run/vorn-hostapd-wlan0.macs\n"
               "644 root /var/run/vorn-network\n"
+              "600 root /var/run/vorn-plugins\n"
               "600 root /var/run/vorn-program-PID\n"
               "600 root /var/run/vorn-program-PID\n"
               "600 root /var/run/vorn.lock\n"
@@ -100,7 +102,8 @@ TEST_F(Files, OfADeviceThatHidesMoreStayHidden)
 
     boot({"-f"}, [] { umask(077); });
 
-    EXPECT_EQ(listing("/var/run/"), "600 root /var/run/vorn.lock\n600 root /var/run/vorn.pid\n");
+    EXPECT_EQ(listing("/var/run/"), "600 root /var/run/vorn-plugins\n"
+                                    "600 root /var/run/vorn.lock\n600 root /var/run/vorn.pid\n");
 }
 
 } // namespace

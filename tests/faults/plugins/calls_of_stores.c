@@ -358,6 +358,16 @@ static enum outcome ask_of_the_last_commit(void)
         vorn_instances_get_left_behind_bytes() < 1000000000);
 }
 
+/* Of itself, which runs and has done no harm. */
+static enum outcome ask_of_plugins(void)
+{
+    const char *name = vorn_plugins_get_name(0);
+    return done_if(name != NULL && vorn_plugins_get_state(0) == VORN_PLUGIN_RUNNING &&
+                   *vorn_plugins_get_version(0) != '\0' && vorn_plugins_get_deaths(0) == 0 &&
+                   *vorn_plugins_get_callback(0) == '\0' && vorn_plugins_get_signal(0) == 0 &&
+                   vorn_plugins_retry(name) == 1);
+}
+
 static enum outcome property_set_reference(void)
 {
     return declare(vorn_property_set_reference, vorn_property_get_reference);
@@ -382,6 +392,7 @@ static enum outcome property_refuse_value(void)
 const struct call store_calls[] = {
     {"vorn_config_get_save_result", ask_of_the_last_save, FREES},
     {"vorn_commit_report_get", ask_of_the_last_commit, TAKES_NONE},
+    {"vorn_plugins_get", ask_of_plugins, TAKES_NONE},
     {"vorn_check_info_refuse", check_info_refuse, KEEPS},
     {"vorn_explanation_add", explanation_add, FREES},
     {"vorn_amend_info_refuse", amend_info_refuse, KEEPS},
