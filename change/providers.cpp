@@ -93,6 +93,7 @@ void amend_by_providers(vorn_amend_info &info)
     for_each_registered([&](vorn_provider &provider) {
         if (!provider.amend_fn) return;
         vorn_debug_lprintf(3, "Amending by provider %s...\n", provider.name.get());
+        const InPlugin watched(provider.owner, Callback::amend);
         provider.amend_fn(&info, provider.amend_data);
     });
     if (memory.ran_out()) info.out_of_memory = true;
