@@ -21,8 +21,6 @@ namespace vorn {
 
 namespace {
 
-constexpr char hidden[] = "********";
-
 bool is_same(const char *before, const char *after)
 {
     return before && after ? std::strcmp(before, after) == 0 : before == after;
@@ -31,7 +29,7 @@ bool is_same(const char *before, const char *after)
 void add_value(Answer &answer, const char *name, const vorn_property &property, const char *value)
 {
     if (!value) return;
-    answer.add(name, property.secret && *value ? hidden : value);
+    answer.add(name, shown_value(property, value));
 }
 
 /* What an instance was and is; one of the two may be missing. */

@@ -13,6 +13,7 @@
 #include "api/query_limits.h"
 #include "api/query_operations.h"
 #include "api/query_result.h"
+#include "api/query_secrets.h"
 #include "api/query_state.h"
 #include "change/changes_record.h"
 #include "change/commit_report_record.h"
@@ -302,6 +303,7 @@ Text evaluate_logged(xmlDoc *request, bool passive, RequestWatch &watch)
 {
     const bool shown_in_log = shows_queries(passive);
     if (shown_in_log) {
+        const SecretsHidden from_the_log(request);
         show("query", passive);
         xmlDocDump(vorn_debug_get_stream(), request);
         std::fflush(vorn_debug_get_stream());

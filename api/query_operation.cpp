@@ -11,6 +11,7 @@
 #include "model/property_reason.h"
 #include "services/xml/xml.h"
 #include "vorn/class.h"
+#include "vorn/config.h"
 
 #include <cstring>
 
@@ -33,16 +34,43 @@ bool may_be_set(const QueryRequest &request, const vorn_property &property, bool
 }
 
 /* The reason goes with a refusal that is whole: clients know one that is cut by its beginning. */
-void report_bad_value(QueryOperation &operation, const Written &written, const char *name,
-                      const char *value)
+void report_bad_value(QueryOperation &operation, const Written &written,
+                      const vorn_property &property, const char *value)
 {
     const Line<message_room> refusal(
-        "Value \"%s\" is not valid for property \"%s\" of class \"%s\".", value, name,
-        written.shown_class);
+        "Value \"%s\" is not valid for property \"%s\" of class \"%s\".",
+        shown_value(property, value), property.name.get(), written.shown_class);
     const bool is_whole = std::strlen(refusal.get()) + 1 < message_room;
     const Line<message_room + reason_room> message(
         "%s%s%s", refusal.get(), is_whole ? before_reason() : "", is_whole ? reason_given() : "");
     operation.answer.add_error(message.get(), operation.errors);
+}
+
+/* Whether the value is what an answer has in the place of a secret, written back. */
+bool stands_for_secret(const QueryOperation &operation, const vorn_property &property,
+                       const char *value)
+{
+    return property.secret && !operation.request.passive &&
+           std::strcmp(value, VORN_SECRET_SHOWN) == 0;
+}
+
+/*
+ * The secret that is meant: the instance's own, or of one that is made anew in a transaction that
+ * of the instance that it replaces. Null when there is none.
+ */
+const char *secret_meant(const Written &written, const char *property)
+{
+    const vorn_instance *has_it = written.instance;
+    const vorn_class &klass = *has_it->klass;
+    if (written.is_new) {
+        const Walk walk(
+            new_reading_iterator(vorn_config_get_running(), klass.name.get(), has_it->name.get()));
+        const bool is_one =
+            klass.type == VORN_CLASS_SINGLETON || klass.type == VORN_CLASS_UNIQUE_NAMED;
+        has_it = is_one && walk ? *walk.begin() : nullptr;
+    }
+    const char *secret = has_it ? vorn_instance_get_value(has_it, property) : nullptr;
+    return secret && *secret ? secret : nullptr;
 }
 
 } // namespace
@@ -88,7 +116,7 @@ vorn_instance *instance_to_change(QueryOperation &operation, const Walk &walk)
 
 bool is_meant(const QueryOperation &operation, const vorn_instance *instance)
 {
-    return operation.condition.is_true_of(instance);
+    return operation.condition.is_true_of(instance, operation.request.passive);
 }
 
 /* What could not be selected would be read as it was at some earlier time. */
@@ -135,8 +163,18 @@ bool set_property(QueryOperation &operation, const Written &written, const xmlNo
         report(operation, "Property \"%s\" of class \"%s\" is not writable.", name, class_name);
         return false;
     }
+    if (stands_for_secret(operation, *property, value)) {
+        const char *secret = secret_meant(written, name);
+        if (secret && !written.is_new) return true;
+        if (!secret) {
+            report(operation, "There is no secret to keep for property \"%s\" of class \"%s\".",
+                   name, class_name);
+            return false;
+        }
+        value = secret;
+    }
     if (vorn_instance_set_value(written.instance, name, value) != 0) {
-        report_bad_value(operation, written, name, value);
+        report_bad_value(operation, written, *property, value);
         return false;
     }
     return true;

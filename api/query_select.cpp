@@ -32,21 +32,30 @@ void collect_properties(QueryOperation &operation)
     }
 }
 
-/* A class's properties come after those of its superclass. */
-void add_all_properties(Answer &answer, const vorn_instance &instance, const vorn_class &klass)
+/* The daemon and its plugins may see what they keep for others. */
+const char *told_value(const QueryOperation &operation, const vorn_instance &instance,
+                       const char *property)
 {
-    if (klass.superclass) add_all_properties(answer, instance, *klass.superclass);
-    for (auto [name, property] : klass.properties)
-        answer.add_property(name, vorn_instance_get_value(&instance, name));
+    const char *value = vorn_instance_get_value(&instance, property);
+    return operation.request.passive ? value : shown_value(*instance.klass, property, value);
 }
 
-void add_requested_properties(const QueryOperation &operation, const vorn_instance *instance)
+/* A class's properties come after those of its superclass. */
+void add_all_properties(const QueryOperation &operation, const vorn_instance &instance,
+                        const vorn_class &klass)
+{
+    if (klass.superclass) add_all_properties(operation, instance, *klass.superclass);
+    for (auto [name, property] : klass.properties)
+        operation.answer.add_property(name, told_value(operation, instance, name));
+}
+
+void add_requested_properties(const QueryOperation &operation, const vorn_instance &instance)
 {
     for (const xmlNode *child = operation.property_elements; child; child = child->next) {
         if (operation.answer.failed()) break;
         if (!child->name) continue;
         const char *property = plain(child->name);
-        operation.answer.add_property(property, vorn_instance_get_value(instance, property));
+        operation.answer.add_property(property, told_value(operation, instance, property));
     }
 }
 
@@ -60,9 +69,9 @@ void select_instance(QueryOperation &operation, const vorn_instance *instance)
     operation.counter++;
     operation.answer.begin_instance(operation.class_name, *instance);
     if (!operation.properties) {
-        add_requested_properties(operation, instance);
+        add_requested_properties(operation, *instance);
     } else if (wants_all(operation)) {
-        add_all_properties(operation.answer, *instance, *instance->klass);
+        add_all_properties(operation, *instance, *instance->klass);
     }
     operation.answer.end_instance(operation.class_name);
 }

@@ -6,6 +6,7 @@
 #include "api/query_where.h"
 
 #include "core/base/text.h"
+#include "model/instance_record.h"
 #include "services/xml/xml.h"
 #include "vorn/debug.h"
 
@@ -46,6 +47,9 @@ struct Condition::Step {
 
 namespace {
 
+/* A client that could compare a secret would soon know it; a plugin knows its own. */
+constinit bool sees_secrets = false;
+
 const char *evaluate(const vorn_instance *instance, const Step *step);
 
 const char *true_if(bool holds)
@@ -60,7 +64,9 @@ const char *eval_value(const vorn_instance *, const Step *step)
 
 const char *eval_property(const vorn_instance *instance, const Step *step)
 {
-    return step->text ? vorn_instance_get_value(instance, step->text) : nullptr;
+    if (!step->text) return nullptr;
+    const char *value = vorn_instance_get_value(instance, step->text);
+    return sees_secrets ? value : shown_value(*instance->klass, step->text, value);
 }
 
 const char *eval_metadata(const vorn_instance *instance, const Step *step)
@@ -199,9 +205,11 @@ std::uint64_t Condition::effort() const
     return effort;
 }
 
-bool Condition::is_true_of(const vorn_instance *instance) const
+bool Condition::is_true_of(const vorn_instance *instance, bool passive) const
 {
-    return !steps_ || evaluate(instance, steps_.get());
+    if (!steps_) return true;
+    sees_secrets = passive;
+    return evaluate(instance, steps_.get()) != nullptr;
 }
 
 bool Condition::collect_properties(vorn_refresh_info *info, const char *class_name,

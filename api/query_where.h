@@ -27,7 +27,7 @@ public:
     /* What is done for one instance at most, in comparisons of short texts. */
     std::uint64_t effort() const;
 
-    bool is_true_of(const vorn_instance *instance) const;
+    bool is_true_of(const vorn_instance *instance, bool passive) const;
 
     /* Selects every property that it looks at for the refresh; false when memory is gone. */
     bool collect_properties(vorn_refresh_info *info, const char *class_name,

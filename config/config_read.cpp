@@ -55,8 +55,9 @@ bool read_value(vorn_instance &instance, const char *property, const char *value
     const Outcome outcome = set_value(instance, property, value);
     if (outcome == Outcome::done) return true;
     vorn_debug_eprintf(
-        "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.%s%s\n", value,
-        property, class_name, before_reason(), reason_given());
+        "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.%s%s\n",
+        shown_value(*instance.klass, property, value), property, class_name, before_reason(),
+        reason_given());
     return is_final(outcome);
 }
 

@@ -12,5 +12,6 @@ const char *vorn_query_origin = nullptr;
 namespace vorn {
 
 int reboot_requested = 0;
+const char *(*value_for_others)(const char *, const char *, const char *) = nullptr;
 
 } // namespace vorn

@@ -77,6 +77,18 @@ const char *identifier_name(const vorn_class &klass)
 
 } // namespace
 
+const char *shown_value(const vorn_class &klass, const char *property, const char *value)
+{
+    if (!has_secrets || !value) return value;
+    const vorn_property *declared = vorn_class_get_property(&klass, property);
+    if (declared) return shown_value(*declared, value);
+    for (auto [name, subclass] : klass.subclasses) {
+        declared = subclass->properties.get(property);
+        if (declared && declared->secret) return shown_value(*declared, value);
+    }
+    return value;
+}
+
 } // namespace vorn
 
 using namespace vorn;

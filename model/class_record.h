@@ -33,6 +33,12 @@ struct vorn_class : vorn::Record {
 
 namespace vorn {
 
+/*
+ * A value as others may see it. Of an abstract class the instances are meant, whose subclass has
+ * the property perhaps; a value of no property at all is no secret.
+ */
+const char *shown_value(const vorn_class &klass, const char *property, const char *value);
+
 inline bool has_named_instances(const vorn_class &klass)
 {
     return klass.type == VORN_CLASS_UNIQUE_NAMED || klass.type == VORN_CLASS_GROUP_NAMED;

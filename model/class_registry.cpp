@@ -6,6 +6,7 @@
  */
 #include "core/base/result.h"
 #include "core/guard.h"
+#include "core/process.h"
 #include "model/class_registry_state.h"
 
 namespace vorn {
@@ -30,6 +31,12 @@ ClassRegistry *opened_registry()
 
     class_registry = registry.release();
     return class_registry;
+}
+
+const char *shown_value_of(const char *class_name, const char *property, const char *value)
+{
+    const vorn_class *klass = class_registry ? class_registry->classes.get(class_name) : nullptr;
+    return klass ? shown_value(*klass, property, value) : value;
 }
 
 /* A concrete superclass has nowhere to record subclasses; validation reports the class. */
@@ -145,6 +152,7 @@ int vorn_classes_add(vorn_class *klass)
     ClassRegistry *registry = opened_registry();
     if (!registry) return failed;
 
+    value_for_others = shown_value_of;
     const int inserted = registry->classes.insert(klass->name.get(), klass);
     if (inserted == -1) {
         vorn_debug_1printf("Class with name \"%s\" already in classes.\n", klass->name.get());

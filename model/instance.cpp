@@ -63,8 +63,8 @@ Outcome judge(const vorn_property &property, const char *value, const vorn_class
 
     const Outcome outcome = memory.ran_out() ? Outcome::out_of_memory : Outcome::refused;
     vorn_debug_1printf("Value \"%s\" is not valid for property \"%s\" of class \"%s\".%s%s\n",
-                       value, property.name.get(), klass.name.get(), before_reason(),
-                       reason_given());
+                       shown_value(property, value), property.name.get(), klass.name.get(),
+                       before_reason(), reason_given());
     return outcome;
 }
 
@@ -342,7 +342,8 @@ int vorn_instance_print(const vorn_instance *instance, FILE *stream)
     std::fprintf(stream, "Instance name: %s\tclass: %s\n",
                  instance->name ? instance->name.get() : "n/a", instance->klass->name.get());
     for (auto [property, value] : instance->values)
-        std::fprintf(stream, "   %s =\t%s\n", property.name, value);
+        std::fprintf(stream, "   %s =\t%s\n", property.name,
+                     shown_value(*instance->klass, property.name, value));
     return ok;
 }
 

@@ -9,13 +9,25 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 namespace vorn {
 
 constinit const vorn_property **numbered_properties = nullptr;
+constinit bool has_secrets = false;
 
 namespace {
+
+/* What the plugin keeps elsewhere is no less hidden by a word that says which it is. */
+bool is_reference(const char *value)
+{
+    constexpr char begin[] = VORN_SECRET_SHOWN " ";
+    constexpr std::size_t digits = 8;
+    if (std::strncmp(value, begin, sizeof begin - 1) != 0) return false;
+    value += sizeof begin - 1;
+    return std::strlen(value) == digits && std::strspn(value, "0123456789abcdef") == digits;
+}
 
 constinit std::uint32_t numbers_given = 0;
 constinit std::uint32_t numbers_there = 0;
@@ -47,6 +59,13 @@ int replace(Text &text, const char *by)
 }
 
 } // namespace
+
+const char *shown_value(const vorn_property &property, const char *value)
+{
+    if (!property.secret || !value || !*value) return value;
+    const bool may_refer = property.secret == VORN_SECRET_BY_REFERENCE;
+    return may_refer && is_reference(value) ? value : VORN_SECRET_SHOWN;
+}
 
 } // namespace vorn
 
@@ -190,12 +209,18 @@ int vorn_property_set_secret(vorn_property *property, int flag)
     if (absent(property, "property")) return failed;
 
     property->secret = flag;
+    if (flag) has_secrets = true;
     return ok;
 }
 
 int vorn_property_is_secret(const vorn_property *property)
 {
     return !absent(property, "property") && property->secret != 0;
+}
+
+const char *vorn_property_get_shown_value(const vorn_property *property, const char *value)
+{
+    return absent(property, "property") ? value : shown_value(*property, value);
 }
 
 int vorn_property_set_syntax(vorn_property *property, const char *syntax)

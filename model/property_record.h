@@ -37,6 +37,12 @@ struct vorn_property : vorn::Record {
 
 namespace vorn {
 
+/* Whether any property was ever declared secret: most daemons have nothing to hide. */
+extern constinit bool has_secrets;
+
+/* As vorn_property_get_shown_value. */
+const char *shown_value(const vorn_property &property, const char *value);
+
 /* Every property of the process at the place of its number; the others are null. */
 extern constinit const vorn_property **numbered_properties;
 

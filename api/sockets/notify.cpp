@@ -17,6 +17,7 @@
 #include "core/base/result.h"
 #include "core/base/text.h"
 #include "core/guard.h"
+#include "core/process.h"
 #include "vorn/debug.h"
 #include "vorn/eloop.h"
 #include "vorn/socket.h"
@@ -215,6 +216,7 @@ void vorn_notify_object_change(const char *origin, const char *class_name,
     if (absent(class_name, "class") || absent(property, "property")) return;
     if (absent(value, "value")) return;
 
+    if (value_for_others) value = value_for_others(class_name, property, value);
     const Text message = object_change(origin, class_name, instance_name, property, value);
     if (!message) return;
     for (const NotifyConnection &slot : notify_connection) {

@@ -15,11 +15,12 @@ int diff(const Invocation &invocation)
     const std::string file = invocation.word(0);
     Device device(invocation.options.timeout_ms());
     const Schema schema = Schema::required_of(device);
-    const Configuration other =
+    Configuration other =
         file.empty() ? parse_configuration(saved_document(device), "the saved configuration")
                      : parse_configuration(read_input(file), file.c_str());
-    std::vector<Difference> differences =
-        compare(other, running_configuration(device, schema), schema);
+    const Configuration running = running_configuration(device, schema);
+    hide_as_the_device_does(other, running, schema);
+    std::vector<Difference> differences = compare(other, running, schema);
     hide_secrets(differences, schema);
     print(invocation.options.output, differences);
     return differences.empty() ? done : differs;

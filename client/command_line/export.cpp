@@ -19,7 +19,8 @@ int export_(const Invocation &invocation)
     const std::string file = invocation.words.empty() ? "-" : invocation.word(0);
     Snapshot running = snapshot(device, schema);
     if (file == "-" && is_on_terminal() && drop_secrets(running.configuration, schema)) {
-        std::cerr << "vornctl: secrets are left out on a terminal; a file or a pipe holds them\n";
+        std::cerr << "vornctl: secrets are left out on a terminal; a file or a pipe says "
+                     "that they are set\n";
     }
     if (options.output.format == Format::json) {
         options.output.print(running.configuration);

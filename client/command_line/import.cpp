@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* vornctl import: the running configuration becomes what a file says. */
 #include <algorithm>
+#include <iostream>
 
 #include "advice.h"
 #include "configuration.h"
@@ -165,7 +166,11 @@ int attempt(const Invocation &invocation, Device &device, const std::string &tex
     const Schema schema = Schema::required_of(device);
     const Snapshot running = snapshot(device, schema);
     const Configuration before = only_settable(running.configuration, schema);
-    const Configuration after = only_settable(file, schema);
+    Configuration after = only_settable(file, schema);
+    if (drop_hidden(after, before, schema) > 0 && !invocation.has("--dry-run")) {
+        std::cerr << "vornctl: the file only says of some secrets that they were set; they are not "
+                     "set now\n";
+    }
     std::vector<Difference> differences =
         invocation.has("--merge") ? merged(before, after, schema) : compare(before, after, schema);
     if (invocation.has("--dry-run")) {

@@ -2,12 +2,15 @@
 /* Keys and passwords: saved and sent, but not shown. */
 #include "secrets.h"
 
+#include <algorithm>
+
 #include <unistd.h>
 
 namespace vorn::client {
 
 namespace {
 
+constexpr char hidden[] = "********"; /* by the device */
 constexpr char secret[] = "(secret)";
 constexpr char other_secret[] = "(another secret)";
 
@@ -43,6 +46,50 @@ void hide_secrets(std::vector<Difference> &differences, const Schema &schema)
             }
         }
     }
+}
+
+namespace {
+
+/* Whether the device told of such an instance's secret that it is there, and nothing else. */
+bool is_hidden(const Configuration &running, const Instance &instance, const std::string &property)
+{
+    return std::any_of(running.begin(), running.end(), [&](const Instance &each) {
+        return each.class_name == instance.class_name && each.name == instance.name &&
+               each.value(property) == hidden;
+    });
+}
+
+bool is_set(const Configuration &running, const Instance &instance, const std::string &property)
+{
+    return std::any_of(running.begin(), running.end(), [&](const Instance &each) {
+        return each.class_name == instance.class_name && each.name == instance.name &&
+               !each.value(property).empty();
+    });
+}
+
+} // namespace
+
+void hide_as_the_device_does(Configuration &saved, const Configuration &running,
+                             const Schema &schema)
+{
+    for (Instance &instance : saved) {
+        for (auto &[property, value] : instance.values) {
+            if (value.empty() || !schema.is_secret(instance.class_name, property)) continue;
+            if (is_hidden(running, instance, property)) value = hidden;
+        }
+    }
+}
+
+std::size_t drop_hidden(Configuration &file, const Configuration &running, const Schema &schema)
+{
+    std::size_t dropped = 0;
+    for (Instance &instance : file) {
+        dropped += std::erase_if(instance.values, [&](const auto &each) {
+            return each.second == hidden && schema.is_secret(instance.class_name, each.first) &&
+                   !is_set(running, instance, each.first);
+        });
+    }
+    return dropped;
 }
 
 bool drop_secrets(Configuration &configuration, const Schema &schema)

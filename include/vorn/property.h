@@ -134,11 +134,33 @@ VORN_API int vorn_property_set_reference(vorn_property *property, const char *cl
  */
 VORN_API const char *vorn_property_get_reference(const vorn_property *property);
 
+/** What vorn_property_set_secret takes beside 0 and 1. */
+enum {
+    /**
+     * The plugin keeps the secrets elsewhere, and the values say which: eight asterisks, a blank
+     * and eight hexadecimal digits in lower case. Such a value is shown, any other is a secret.
+     */
+    VORN_SECRET_BY_REFERENCE = 2,
+};
+
 /**
- * Declares whether values are secrets (non-zero) or not (0), as keys and passwords are. Clients are
- * told, so that they show none; the daemon itself answers, saves and logs them as any other value.
+ * Declares whether values are secrets (non-zero) or not (0), as keys and passwords are. A secret is
+ * saved as any other value, but shown to nobody: answers, where-expressions, notices and the log
+ * have VORN_SECRET_SHOWN in its place. A client that writes VORN_SECRET_SHOWN back leaves the
+ * secret as it is; where there is none, that is refused. Plugins read it with
+ * vorn_instance_get_value and in passive requests.
  */
 VORN_API int vorn_property_set_secret(vorn_property *property, int flag);
+
+/** What is shown in the place of a secret. */
+#define VORN_SECRET_SHOWN "********"
+
+/**
+ * A value of the property as others may see it: VORN_SECRET_SHOWN for a secret, the value itself
+ * for any other one, for the empty text, and for null. For messages and files that a plugin makes.
+ */
+VORN_API const char *vorn_property_get_shown_value(const vorn_property *property,
+                                                   const char *value);
 
 /** 1 if values are secrets, else 0, as for a null property ("Null property.\n"). */
 VORN_API int vorn_property_is_secret(const vorn_property *property);

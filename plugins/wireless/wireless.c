@@ -213,7 +213,7 @@ static int declare_network(void)
     declare_required(network, "security", is_security, "none|wpa2-psk|wpa3-sae");
     declare_setting(network, "key", is_key_or_none, "<8 to 63 characters of ASCII>|<nothing>");
     vorn_property_set_readable(vorn_class_get_property(network, "key"), 0);
-    vorn_property_set_secret(vorn_class_get_property(network, "key"), 1);
+    vorn_property_set_secret(vorn_class_get_property(network, "key"), VORN_SECRET_BY_REFERENCE);
     declare_setting(network, "status", is_status, "up|down");
     declare_setting(network, "hidden", is_on_off, "on|off");
     declare_setting(network, "isolation", is_on_off, "on|off");

@@ -221,11 +221,13 @@ protected:
 
 TEST_F(Secrets, AreNotShownByADifference)
 {
+    write_file("/tmp/none.xml",
+               "<config><Program name=\"p\"><respawn>on</respawn></Program></config>");
     write_file("/tmp/old.xml", "<config><Program name=\"p\"><key>other</key></Program></config>");
     for (const char *form : {"", "--json ", "--xml "}) {
+        EXPECT_THAT(vornctl(std::string(form) + "diff /tmp/none.xml"), HasSubstr("(secret)"));
         const std::string shown = vornctl(std::string(form) + "diff /tmp/old.xml");
-        EXPECT_THAT(shown, HasSubstr("(secret)"));
-        EXPECT_THAT(shown, HasSubstr("(another secret)"));
+        EXPECT_THAT(shown, Not(HasSubstr("key"))) << "which secret it is, nobody is told";
         EXPECT_THAT(shown, Not(HasSubstr("open123")));
         EXPECT_THAT(shown, Not(HasSubstr(">other")));
     }
@@ -233,15 +235,29 @@ TEST_F(Secrets, AreNotShownByADifference)
                 StartsWith("  Program \"p\"\n-   key = (secret)\n+   key = (another secret)\n[5]"));
 }
 
-TEST_F(Secrets, AreInAFileButNotOnATerminal)
+TEST_F(Secrets, StayWhatTheyAreWhenAnExportIsImported)
 {
-    EXPECT_THAT(vornctl("export"), HasSubstr("<key>open123</key>"));
-    EXPECT_THAT(vornctl("show Program p key"), HasSubstr("open123"));
+    EXPECT_THAT(vornctl("export"), HasSubstr("<key>********</key>"));
+    vornctl("export /tmp/export.xml");
+    vornctl("set Program p respawn=off");
+
+    EXPECT_EQ(vornctl("import --force /tmp/export.xml"), "[0]\n");
+    EXPECT_THAT(vornctl("show Program p"), HasSubstr("********"));
+
+    vornctl("unset Program p key");
+    EXPECT_EQ(vornctl("import --force /tmp/export.xml"),
+              "[0]\nvornctl: the file only says of some secrets that they were set; they are not "
+              "set now\n");
+}
+
+TEST_F(Secrets, AreToldByTheDeviceToBeThereAndNoMore)
+{
+    EXPECT_THAT(vornctl("show Program p key"), HasSubstr("********"));
 
     EXPECT_THAT(on_terminal("export"), Not(HasSubstr("open123")));
     EXPECT_THAT(on_terminal("export"), HasSubstr("secrets are left out on a terminal"));
     EXPECT_THAT(on_terminal("show Program p"), HasSubstr("key        (secret)"));
-    EXPECT_THAT(on_terminal("show Program p key -q"), HasSubstr("open123"));
+    EXPECT_THAT(on_terminal("show Program p key -q"), HasSubstr("********"));
     EXPECT_THAT(on_terminal("startup --xml"), Not(HasSubstr("open123")));
 }
 
@@ -262,7 +278,7 @@ TEST_F(Secrets, AreInNoRefusalOfAWholeTransaction)
 TEST_F(Secrets, AreInNoError)
 {
     EXPECT_EQ(vornctl("set Program p key=far-too-long"),
-              "[1]\nvornctl: set Program \"p\": Value \"(secret)\" is not valid for property "
+              "[1]\nvornctl: set Program \"p\": Value \"********\" is not valid for property "
               "\"key\" of class \"Program\".\n");
     EXPECT_THAT(vornctl("set Program p key=" + std::string(200, 'k')), Not(HasSubstr("kkk")));
     constexpr char unquoted[] =

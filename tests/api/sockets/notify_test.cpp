@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "core/eloop_state.h"
+#include "core/process.h"
 #include "support/allocation.h"
 #include "support/reason.h"
 #include "vorn/socket.h"
@@ -41,6 +42,26 @@ TEST_F(Notices, CarryTheNumberOfChangesPlusOne)
 
     EXPECT_EQ(subscriber.heard(), message("<conf_changed>2</conf_changed>") +
                                       message("<conf_changed origin=\"cli\">3</conf_changed>"));
+}
+
+TEST_F(Notices, OfAnObjectHideItsSecrets)
+{
+    Subscriber subscriber;
+    subscriber.say("x");
+    vorn::value_for_others = [](const char *class_name, const char *property, const char *value) {
+        const std::string name = std::string(class_name) + "." + property;
+        return name == "radio.key" ? "********" : value;
+    };
+
+    vorn_notify_object_change(nullptr, "radio", "r0", "key", "4711");
+    vorn_notify_object_change(nullptr, "radio", "r0", "mode", "4711");
+    vorn::value_for_others = nullptr;
+
+    EXPECT_EQ(
+        subscriber.heard(),
+        message("<object_changed><radio name=\"r0\"><key>********</key></radio></object_changed>") +
+            message(
+                "<object_changed><radio name=\"r0\"><mode>4711</mode></radio></object_changed>"));
 }
 
 TEST_F(Notices, CountAlsoWhenNobodyListens)
