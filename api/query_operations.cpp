@@ -6,7 +6,9 @@
 #include "api/query_operations.h"
 
 #include "api/query_effort.h"
+#include "config/config_hold.h"
 #include "core/base/text.h"
+#include "model/class_record.h"
 #include "services/xml/xml.h"
 #include "vorn/query.h"
 #include "vorn/xml.h"
@@ -25,6 +27,7 @@ bool query_insert(QueryOperation &operation);
 namespace {
 
 constexpr std::size_t message_room = 80;
+constexpr std::size_t hold_room = 176;
 
 struct OperationKind {
     const char *name;
@@ -54,6 +57,30 @@ xmlNode *end_request(Answer &answer, const char *message, std::int32_t &count)
     answer.add_error(message, count);
     answer.add_rc_counter(count, 0);
     return nullptr;
+}
+
+bool is_persistent(const vorn_class *klass)
+{
+    if (!klass || klass->persistence == 0) return false;
+    if (!klass->subclasses) return true;
+    for (auto [name, subclass] : klass->subclasses)
+        if (subclass->persistence != 0) return true;
+    return false;
+}
+
+bool names_persistent_class(const xmlNode *element, bool with_those_after_it)
+{
+    for (; element; element = with_those_after_it ? element->next : nullptr) {
+        if (is_persistent(vorn_classes_get(plain(element->name)))) return true;
+    }
+    return false;
+}
+
+/* What can't be told from what is on trial, because it can't be taken back, has to wait. */
+bool is_held_off(const QueryRequest &request, const OperationKind &kind, const xmlNode *first_class)
+{
+    if (!reason_to_hold() || request.transaction || request.passive || !kind.writes) return false;
+    return names_persistent_class(first_class, kind.run == query_insert);
 }
 
 /*
@@ -101,6 +128,10 @@ xmlNode *evaluate_operation(QueryRequest &request, xmlNode *element, Answer &ans
     if (!operation.condition.read(where)) {
         request.out_of_memory = true; /* without its condition it would mean every instance */
         return nullptr;
+    }
+    if (is_held_off(request, *kind, first_class)) {
+        const Line<hold_room> message("%s.", reason_to_hold());
+        return end_request(answer, message.get(), count);
     }
     request.last_one_writes = kind->writes;
     if (!request.passive) vorn_query_transaction_number++;

@@ -9,6 +9,8 @@
 #include "change/commit_report_record.h"
 #include "config/broken_file.h"
 #include "config/class_of_element.h"
+#include "config/config_files.h"
+#include "config/config_hold.h"
 #include "config/config_load.h"
 #include "config/config_state.h"
 #include "config/config_write.h"
@@ -23,6 +25,8 @@
 #include "model/class_record.h"
 #include "services/xml/xml.h"
 #include "vorn/debug.h"
+#include "vorn/notify.h"
+#include "vorn/process.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -63,6 +67,26 @@ void tell_that_plugins_are_not_remembered()
                        paths::plugins_of_last_save, paths::plugins_beside_startup);
 }
 
+bool write_startup(SaveReason &reason, Text &document)
+{
+    if (!may_be_saved(reason) || !keep_broken_file_first(reason)) return false;
+    const bool remembered = remember_plugins();
+    const bool written = write_config(vorn_config_get_running(), paths::startup_config,
+                                      FileKind::kept, reason, document);
+    if (written && !remembered) tell_that_plugins_are_not_remembered();
+    return written;
+}
+
+/* Whether there is a new startup file, be it one from which something had to be left out. */
+bool save_running(SaveReason &reason)
+{
+    Text document;
+    const bool written = write_startup(reason, document);
+    note_save(reason);
+    if (written) tell_of_save(document);
+    return written;
+}
+
 } // namespace
 
 } // namespace vorn
@@ -87,25 +111,47 @@ int vorn_config_copy_running_to_startup()
 {
     SaveReason reason;
     Stopwatch watch;
-    if (may_be_saved(reason) && keep_broken_file_first(reason)) {
-        const bool remembered = remember_plugins();
-        const bool written =
-            write_config(vorn_config_get_running(), paths::startup_config, FileKind::kept, reason);
-        if (written && !remembered) tell_that_plugins_are_not_remembered();
+    if (is_saving_held(reason)) {
+        note_no_save(reason);
+        vorn_notify_conf_change(vorn_query_origin);
+        return ok;
     }
-    note_save(reason);
+    save_running(reason);
     announce_change();
     note_save_took(watch.lap());
     return ok;
 }
 
+/* The files first: they serve the configuration of before as well. */
+int vorn_config_confirm_held()
+{
+    SaveReason reason;
+    if (!reason_to_hold()) return failed;
+    if (!write_kept_files(reason)) {
+        note_save(reason);
+        return failed;
+    }
+    if (!save_running(reason)) return failed;
+    vorn_config_release();
+    announce_change();
+    return ok;
+}
+
+char *vorn_config_write_document(const vorn_instances *instances)
+{
+    if (absent(instances, "instances")) return nullptr;
+
+    return config_document(instances).release();
+}
+
 int vorn_config_copy_running_to_default()
 {
     SaveReason reason;
-    if (!may_be_saved(reason)) return failed;
+    Text document;
+    if (is_saving_held() || !may_be_saved(reason)) return failed;
     /* What an earlier copy left there must not become the default. */
-    if (!write_config(vorn_config_get_running(), paths::scratch_default, FileKind::scratch,
-                      reason)) {
+    if (!write_config(vorn_config_get_running(), paths::scratch_default, FileKind::scratch, reason,
+                      document)) {
         unlink(paths::scratch_default);
     }
     return write_default_file(default_path);
@@ -120,6 +166,7 @@ int vorn_config_copy_startup_to_running()
 
 int vorn_config_copy_default_to_startup()
 {
+    if (is_saving_held()) return failed;
     if (copy_default_or_report() == 0) {
         announce_change();
         return ok;
@@ -130,6 +177,7 @@ int vorn_config_copy_default_to_startup()
 
 int vorn_config_copy_rescue_to_startup()
 {
+    if (is_saving_held()) return ok;
     copy_rescue();
     announce_change();
     return ok;
@@ -137,6 +185,7 @@ int vorn_config_copy_rescue_to_startup()
 
 int vorn_config_copy_rescue_to_default()
 {
+    if (is_saving_held()) return failed;
     if (unlink(default_path) == 0) return ok;
     vorn_debug_perror("unlink");
     return failed;

@@ -11,6 +11,7 @@
 #include "change/commit_report_record.h"
 #include "change/providers_check.h"
 #include "config/broken_file.h"
+#include "config/config_hold.h"
 #include "config/config_read.h"
 #include "config/config_state.h"
 #include "config/default_file.h"
@@ -194,6 +195,7 @@ int load_startup()
         vorn_debug_eprintf("Can't load a configuration while another one is being changed.\n");
         return failed;
     }
+    if (is_saving_held()) return failed;
     Loadable taken = startup_or_fallback();
     const bool found = static_cast<bool>(taken.document);
     const bool short_of_memory = !found && libxml2_was_short_of_memory();

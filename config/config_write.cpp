@@ -99,13 +99,13 @@ Text config_document(const vorn_instances *instances, SaveReason &left_out)
 }
 
 bool write_config(const vorn_instances *instances, const char *path, FileKind kind,
-                  SaveReason &reason)
+                  SaveReason &reason, Text &document)
 {
     if (absent(instances, "instances")) {
         reason.set("there is no configuration");
         return false;
     }
-    const Text document = config_document(instances, reason);
+    document = config_document(instances, reason);
     if (!document) {
         reason.set("memory ran out");
         vorn_debug_eprintf("No memory to write %s.\n", path);

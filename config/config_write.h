@@ -27,16 +27,17 @@ inline Text config_document(const vorn_instances *instances)
 /*
  * Writes the persistent part of a store as a document, replacing the file whole. False, with the
  * reason in the log too and the old file untouched, when that can't be done. A reason without that
- * tells what was left out.
+ * tells what was left out. The document is what was to be written.
  */
 bool write_config(const vorn_instances *instances, const char *path, FileKind kind,
-                  SaveReason &reason);
+                  SaveReason &reason, Text &document);
 
 inline bool write_config(const vorn_instances *instances, const char *path,
                          FileKind kind = FileKind::kept)
 {
     SaveReason reason;
-    return write_config(instances, path, kind, reason);
+    Text document;
+    return write_config(instances, path, kind, reason, document);
 }
 
 } // namespace vorn

@@ -5,13 +5,36 @@
  */
 #include "config/save_state.h"
 
+#include "core/base/memory.h"
+#include "core/base/result.h"
+#include "core/guard.h"
 #include "vorn/config.h"
 
 #include <cstdarg>
+#include <cstring>
 
 namespace vorn {
 
 constinit SaveState last_save = {VORN_SAVE_NONE, 0, {}};
+
+namespace {
+
+struct SaveListener : Record {
+    vorn_config_saved_fn call = nullptr;
+    void *data = nullptr;
+    SaveListener *next = nullptr;
+};
+
+constinit SaveListener *first_listener = nullptr;
+
+void note(int result, const SaveReason &reason)
+{
+    last_save.time = std::time(nullptr);
+    last_save.result = result;
+    last_save.reason = reason;
+}
+
+} // namespace
 
 void SaveReason::set(const char *pattern, ...)
 {
@@ -23,14 +46,39 @@ void SaveReason::set(const char *pattern, ...)
 
 void note_save(const SaveReason &reason)
 {
-    last_save.time = std::time(nullptr);
-    last_save.result = reason.is_empty() ? VORN_SAVE_DONE : VORN_SAVE_FAILED;
-    last_save.reason = reason;
+    note(reason.is_empty() ? VORN_SAVE_DONE : VORN_SAVE_FAILED, reason);
+}
+
+void note_no_save(const SaveReason &reason)
+{
+    note(VORN_SAVE_HELD, reason);
+}
+
+void tell_of_save(const Text &document)
+{
+    const std::size_t size = std::strlen(document.get());
+    for (const SaveListener *each = first_listener; each; each = each->next)
+        each->call(document.get(), size, each->data);
 }
 
 } // namespace vorn
 
 using namespace vorn;
+
+int vorn_config_add_saved_fn(vorn_config_saved_fn fn, void *data)
+{
+    if (absent(reinterpret_cast<void *>(fn), "fn")) return failed;
+
+    Owned<SaveListener> listener = make<SaveListener>();
+    if (!listener) return failed;
+    listener->call = fn;
+    listener->data = data;
+    SaveListener **end = &first_listener;
+    while (*end)
+        end = &(*end)->next;
+    *end = listener.release();
+    return ok;
+}
 
 int vorn_config_get_save_result()
 {

@@ -29,5 +29,9 @@ extern SaveState last_save;
 
 /* Notes the end of a try: it has succeeded when there is no reason why not. */
 void note_save(const SaveReason &reason);
+/* Notes that there was none, because saving is held. */
+void note_no_save(const SaveReason &reason);
+/* Lets those hear of a save who want to. */
+void tell_of_save(const Text &document);
 
 } // namespace vorn

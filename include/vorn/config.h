@@ -5,6 +5,7 @@
 #include "vorn/api.h"
 #include "vorn/instances.h"
 
+#include <stddef.h>
 #include <stdint.h>
 
 /**
@@ -94,6 +95,7 @@ enum {
     VORN_SAVE_NONE = 0,   /**< nothing has been saved since the daemon started */
     VORN_SAVE_DONE = 1,   /**< the startup file holds the running configuration */
     VORN_SAVE_FAILED = 2, /**< it does not, for a reason */
+    VORN_SAVE_HELD = 3,   /**< it does not, because saving is held */
 };
 
 /** What the last vorn_config_copy_running_to_startup came to. */
@@ -104,6 +106,51 @@ VORN_API int vorn_config_get_save_result(void);
  * when it has not. The text holds until the next save.
  */
 VORN_API const char *vorn_config_get_save_reason(void);
+
+/**
+ * Holds saving, for a configuration that has yet to prove itself: whatever resets the device takes
+ * it back. Until it is released
+ *
+ * - none of the copies below writes a file: each logs "Not saving: %s.\n" with the sentence, fails
+ *   where it can, and vorn_config_get_save_result is VORN_SAVE_HELD after a save. The change is
+ *   still announced;
+ * - no load of the startup file takes place, with the same message;
+ * - vorn_config_write_file keeps in memory what it is given;
+ * - a request that is no write transaction, and would change an instance of a persistent class, is
+ *   refused with the sentence: it could not be told from what is on trial.
+ *
+ * The sentence, which is cut at 159 bytes, begins with a small letter and has no full stop. A
+ * second hold replaces it. Returns 0, or 1 for null ("Null sentence.\n" at debug level 1).
+ */
+VORN_API int vorn_config_hold(const char *sentence);
+
+/** Lets saves be made again; what vorn_config_write_file has kept is dropped. */
+VORN_API void vorn_config_release(void);
+
+/** 1 while saving is held. */
+VORN_API int vorn_config_is_held(void);
+
+/**
+ * Saves although saving is held, and releases it: the files that belong to the configuration first,
+ * then the startup file, which is announced. Returns 0, or 1 when either can't be written, with the
+ * reason as after a save; saving stays held then. 1 also when it is not held.
+ */
+VORN_API int vorn_config_confirm_held(void);
+
+/** What hears of a save. The document ends with a NUL that is not counted. */
+typedef void (*vorn_config_saved_fn)(const char *document, size_t size, void *data);
+
+/**
+ * Has a function called after each save that wrote the startup file, with what it wrote. Returns 0,
+ * or 1 without memory and for null ("Null fn.\n" at debug level 1).
+ */
+VORN_API int vorn_config_add_saved_fn(vorn_config_saved_fn fn, void *data);
+
+/**
+ * The document that a save of a store would write. The caller frees it. Null for a null store
+ * ("Null instances.\n" at debug level 1) and without memory.
+ */
+VORN_API char *vorn_config_write_document(const vorn_instances *instances);
 
 /** When the last save was tried, in seconds since 1970; 0 when none was. */
 VORN_API int64_t vorn_config_get_save_time(void);

@@ -14,6 +14,7 @@
 #include "vorn/commit_report.h"
 #include "vorn/committer.h"
 #include "vorn/config.h"
+#include "vorn/config_files.h"
 #include "vorn/debug.h"
 #include "vorn/eloop.h"
 #include "vorn/explanation.h"

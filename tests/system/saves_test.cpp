@@ -350,6 +350,33 @@ TEST_F(Copies, WriteADefaultThatCanBeReadBack)
                         "\nMD5sum: " + md5_of(body) + "\n\n" + body);
 }
 
+TEST_F(Copies, ToTheDiskAreAllHeldAtOnePlace)
+{
+    const std::string body = "<config><Radio name=\"r0\"/></config>";
+    write_file(startup, body);
+    write_file("/etc/defaultconfig.xml", "the factory's");
+    write_file("/etc/rescueconfig.xml", "the rescue");
+    boot();
+    copy("hold");
+    ASSERT_TRUE(console_shows("copies: hold 0\n"));
+
+    for (const char *road :
+         {"running-to-default 1", "default-to-startup 1", "rescue-to-startup 0",
+          "rescue-to-default 1", "startup-to-running 1", "running-to-startup 0"}) {
+        const std::string name = road;
+        copy(name.substr(0, name.size() - 2));
+        EXPECT_TRUE(
+            console_shows("vorn: Not saving: it is on trial.\nvorn: copies: " + name + "\n"))
+            << name;
+    }
+
+    EXPECT_EQ(read_file(startup), body);
+    EXPECT_EQ(read_file("/etc/defaultconfig.xml"), "the factory's");
+    copy("confirm");
+    ASSERT_TRUE(console_shows("copies: confirm 0\n"));
+    EXPECT_THAT(read_file(startup), HasSubstr("<Radio name=\"r0\"/>\n"));
+}
+
 TEST_F(Copies, OfTheDefaultFollowNoPlantedLink)
 {
     write_file("/tmp/precious", "precious");

@@ -5,10 +5,24 @@
 #include <stddef.h>
 #include <string.h>
 
+static int hold(void)
+{
+    return vorn_config_hold("it is on trial");
+}
+
+static int release(void)
+{
+    vorn_config_release();
+    return vorn_config_is_held();
+}
+
 static const struct {
     const char *name;
     int (*copy)(void);
 } copies[] = {
+    {"hold", hold},
+    {"release", release},
+    {"confirm", vorn_config_confirm_held},
     {"running-to-default", vorn_config_copy_running_to_default},
     {"default-to-startup", vorn_config_copy_default_to_startup},
     {"rescue-to-startup", vorn_config_copy_rescue_to_startup},
