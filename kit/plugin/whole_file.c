@@ -76,9 +76,14 @@ static int has_text(const char *path, const char *text)
     return is_same;
 }
 
+int whole_file_differs(const char *path, const char *text)
+{
+    return !has_text(path, text);
+}
+
 int write_file_whole(const char *path, const char *text, mode_t mode)
 {
-    if (has_text(path, text)) return 0;
+    if (!whole_file_differs(path, text)) return 0;
     FILE *file = whole_file_open(path, mode);
     if (file == NULL) return -1;
     fputs(text, file);

@@ -65,11 +65,13 @@ int declare_shown(const char *name, int type, const char *const properties[])
     return vorn_classes_add(klass);
 }
 
-int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher)
+int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher,
+                     vorn_explain_fn explain)
 {
     vorn_provider *provider = vorn_provider_new(name);
     if (provider == NULL) return 1;
     if (committer != NULL) vorn_provider_set_commit_fn(provider, vorn_committer_fn, committer);
     if (refresher != NULL) vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     return vorn_providers_add(provider) || vorn_providers_order(name, "save");
 }

@@ -38,8 +38,12 @@ int declare_state(vorn_class *klass, const char *name);
  */
 int declare_shown(const char *name, int type, const char *const properties[]);
 
-/** Registers a provider whose commits go to the committer, before the configuration is saved. */
-int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher);
+/**
+ * Registers a provider whose commits go to the committer, before the configuration is saved. The
+ * function explains them.
+ */
+int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher,
+                     vorn_explain_fn explain);
 
 /** The validators take text and length; a property's validity function has the text alone. */
 #define DECLARE_VALIDITY(name, call)                                                               \

@@ -40,12 +40,26 @@ static void write_host(FILE *file, const vorn_instance *host, int number)
     fprintf(file, "%s,%s\n", value_of(host, "mac"), value_of(host, "address"));
 }
 
+/* While texts are only foreseen nothing is noted, and what changes is tried again. */
+static int is_foreseen;
+static const vorn_changes *taken_in;
+
 /* One class of the file's: what is wrong with an instance, and its lines. */
 struct section {
     outcomes *left_out;
     int (*judge)(const vorn_instances *configuration, const vorn_instance *instance, fault *found);
     void (*write)(FILE *file, const vorn_instance *instance, int number);
 };
+
+static void note_fault(outcomes *left_out, const char *name, const char *reason)
+{
+    if (is_foreseen) return;
+    if (reason != NULL) {
+        outcomes_fail(left_out, name, reason);
+    } else {
+        outcomes_succeed(left_out, name);
+    }
+}
 
 /* Answers how many instances have been written; they keep their numbers when others are left out.
  */
@@ -61,9 +75,9 @@ static int write_each(FILE *file, const vorn_instances *configuration,
         const vorn_instance *each = vorn_instances_iterator_next(walk);
         const char *name = vorn_instance_get_name(each);
         if (section->judge(configuration, each, &found)) {
-            outcomes_fail(section->left_out, name, found.reason);
+            note_fault(section->left_out, name, found.reason);
         } else {
-            outcomes_succeed(section->left_out, name);
+            note_fault(section->left_out, name, NULL);
             section->write(file, each, number);
             written++;
         }
@@ -78,7 +92,8 @@ static outcomes refused = {.class_name = "dhcp-pool"}; /* by dnsmasq, with its w
 static int judge_pool(const vorn_instances *configuration, const vorn_instance *pool, fault *found)
 {
     const char *words = outcomes_reason(&refused, vorn_instance_get_name(pool));
-    if (words != NULL) return fault_is(found, "first", "%s", words);
+    if (words != NULL && !vorn_changes_contains_instance(taken_in, pool))
+        return fault_is(found, "first", "%s", words);
     return pools_judge(configuration, pool, found);
 }
 
@@ -87,20 +102,20 @@ outcomes host_outcomes = {.class_name = "dhcp-host"};
 
 static int pools_written;
 
-static void write_config(FILE *file, const vorn_instances *configuration)
+static int write_config(FILE *file, const vorn_instances *configuration)
 {
     static const struct section pools = {&pool_outcomes, judge_pool, write_pool};
     fputs("port=0\nbind-dynamic\nno-ping\nuser=root\n"
           "pid-file=" DHCP_PID_FILE "\ndhcp-leasefile=" DHCP_LEASE_FILE "\n"
           "dhcp-hostsfile=" DHCP_HOSTS_FILE "\n",
           file);
-    pools_written = write_each(file, configuration, &pools);
+    return write_each(file, configuration, &pools);
 }
 
-static void write_hosts(FILE *file, const vorn_instances *configuration)
+static int write_hosts(FILE *file, const vorn_instances *configuration)
 {
     static const struct section hosts = {&host_outcomes, pools_judge_host, write_host};
-    write_each(file, configuration, &hosts);
+    return write_each(file, configuration, &hosts);
 }
 
 int dhcp_count_pools(void)
@@ -164,14 +179,14 @@ void dhcp_take_in(const vorn_instances *configuration, const vorn_changes *chang
 }
 
 /* The caller's; null without memory. */
-static char *text_of(void (*write)(FILE *, const vorn_instances *),
-                     const vorn_instances *configuration)
+static char *text_of(int (*write)(FILE *, const vorn_instances *),
+                     const vorn_instances *configuration, int *written)
 {
     char *text = NULL;
     size_t size;
     FILE *stream = open_memstream(&text, &size);
     if (stream == NULL) return NULL;
-    write(stream, configuration);
+    *written = write(stream, configuration);
     const int failed = ferror(stream) != 0;
     if (fclose(stream) == 0 && !failed) return text;
     free(text);
@@ -188,10 +203,23 @@ static int replace(const char *path, char *text)
 
 int dhcp_write_config(const vorn_instances *configuration)
 {
-    return replace(DHCP_CONFIG_FILE, text_of(write_config, configuration));
+    return replace(DHCP_CONFIG_FILE, text_of(write_config, configuration, &pools_written));
 }
 
 int dhcp_write_hosts(const vorn_instances *configuration)
 {
-    return replace(DHCP_HOSTS_FILE, text_of(write_hosts, configuration));
+    int written;
+    return replace(DHCP_HOSTS_FILE, text_of(write_hosts, configuration, &written));
+}
+
+void dhcp_foresee(dhcp_texts *texts, const vorn_instances *configuration,
+                  const vorn_changes *changes)
+{
+    int hosts;
+    is_foreseen = 1;
+    taken_in = changes;
+    texts->config = text_of(write_config, configuration, &texts->pools);
+    texts->hosts = text_of(write_hosts, configuration, &hosts);
+    is_foreseen = 0;
+    taken_in = NULL;
 }

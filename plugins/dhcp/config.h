@@ -9,10 +9,6 @@
 #define DHCP_LEASE_FILE "/var/run/vorn-dnsmasq.leases"
 #define DHCP_PID_FILE "/var/run/vorn-dnsmasq.pid"
 
-/** The pools and fixed leases that are left out, and why; known by the two that follow. */
-extern outcomes pool_outcomes;
-extern outcomes host_outcomes;
-
 /** The pools and fixed leases that the files leave out, and why. */
 extern outcomes pool_outcomes;
 extern outcomes host_outcomes;
@@ -23,6 +19,19 @@ extern outcomes host_outcomes;
  */
 int dhcp_write_config(const vorn_instances *configuration);
 int dhcp_write_hosts(const vorn_instances *configuration);
+
+/**
+ * What they would write, and how many pools that has: the caller's texts, null without memory.
+ * Nothing is written or noted. Of the pools that dnsmasq has refused, those that the changes reach
+ * count as they will when dhcp_take_in has been called.
+ */
+typedef struct dhcp_texts {
+    char *config;
+    char *hosts;
+    int pools;
+} dhcp_texts;
+void dhcp_foresee(dhcp_texts *texts, const vorn_instances *configuration,
+                  const vorn_changes *changes);
 
 /** How many pools there are in the configuration that was written last. */
 int dhcp_count_pools(void);

@@ -7,15 +7,18 @@
 #include <net/if.h>
 #include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
 #include "config.h"
 #include "declare.h"
+#include "effects.h"
 #include "leases.h"
 #include "pools.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
+#include "vorn-plugin/whole_file.h"
 
 DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
 DECLARE_VALIDITY(is_mac, vorn_input_is_mac(value, length))
@@ -49,12 +52,13 @@ static int has_pools(const vorn_instances *configuration)
  * Restarted when it has read another configuration than there is now. In this way it tells the
  * system's log and whoever started it what is wrong, but writes no file with its process id.
  */
+static const char *const arguments[] = {"dnsmasq", "--no-daemon", "--conf-file=" DHCP_CONFIG_FILE,
+                                        NULL};
+static const char *const files[] = {DHCP_CONFIG_FILE, NULL};
+static const supervise_plan plan = {arguments, files, 0};
+
 static void run(void)
 {
-    static const char *const arguments[] = {"dnsmasq", "--no-daemon",
-                                            "--conf-file=" DHCP_CONFIG_FILE, NULL};
-    static const char *const files[] = {DHCP_CONFIG_FILE, NULL};
-    static const supervise_plan plan = {arguments, files, 0};
     if (supervise_run_plan(dnsmasq, &plan) != 0) {
         vorn_debug_eprintf("dhcp: no memory to start dnsmasq.\n");
     }
@@ -68,6 +72,20 @@ static int is_wanted(const vorn_instances *configuration)
            has_pools(configuration);
 }
 
+enum step { try_again, stop, have_it_run };
+
+/* What is to be done when the files are as they are to be: 1 for one that is another one now. */
+static enum step next_step(int is_changed, int hosts, int config, int pools)
+{
+    if (!is_changed && hosts == 0 && config == 0) return try_again;
+    return pools == 0 ? stop : have_it_run;
+}
+
+static int reads_hosts_again(int hosts, int config)
+{
+    return hosts > 0 && config == 0;
+}
+
 /* Also without a change: somebody else may have written the files. */
 static void serve(const vorn_instances *configuration, int is_changed)
 {
@@ -76,14 +94,39 @@ static void serve(const vorn_instances *configuration, int is_changed)
     has_failed = hosts < 0 || config < 0;
     if (has_failed) {
         vorn_debug_eprintf("dhcp: can't write dnsmasq's files.\n");
-    } else if (!is_changed && hosts == 0 && config == 0) {
-        supervise_try_again(dnsmasq);
-    } else if (dhcp_count_pools() == 0) {
-        supervise_stop(dnsmasq);
     } else {
-        run();
+        const enum step step = next_step(is_changed, hosts, config, dhcp_count_pools());
+        if (step == try_again) supervise_try_again(dnsmasq);
+        if (step == stop) supervise_stop(dnsmasq);
+        if (step == have_it_run) run();
     }
-    if (hosts > 0 && config == 0) supervise_signal(dnsmasq, SIGHUP);
+    if (reads_hosts_again(hosts, config)) supervise_signal(dnsmasq, SIGHUP);
+}
+
+static const char loss[] = "nobody gets an address meanwhile";
+
+static void explain_serving(vorn_explanation *explanation, const vorn_instances *configuration,
+                            const vorn_changes *changes, int is_changed)
+{
+    dhcp_texts texts;
+    dhcp_foresee(&texts, configuration, changes);
+    if (texts.config != NULL && texts.hosts != NULL) {
+        const int hosts = whole_file_differs(DHCP_HOSTS_FILE, texts.hosts);
+        const int config = whole_file_differs(DHCP_CONFIG_FILE, texts.config);
+        const enum step step = next_step(is_changed, hosts, config, texts.pools);
+        const enum supervise_deed deed =
+            step == try_again ? supervise_foresee_try(dnsmasq)
+                              : supervise_foresee(dnsmasq, step == stop ? NULL : &plan, config);
+        explain_file(explanation, DHCP_HOSTS_FILE, hosts);
+        explain_file(explanation, DHCP_CONFIG_FILE, config);
+        explain_program(explanation, "dnsmasq", deed, loss);
+        if (reads_hosts_again(hosts, config) && deed == SUPERVISE_LEAVES && step == have_it_run) {
+            vorn_explanation_add(explanation, VORN_EXPLAIN_LIVE,
+                                 "dnsmasq reads the fixed leases again");
+        }
+    }
+    free(texts.config);
+    free(texts.hosts);
 }
 
 static void apply(const vorn_instances *configuration)
@@ -116,6 +159,19 @@ static void commit(vorn_commit_info *info)
         apply(configuration);
     } else if (is_wanted(configuration)) {
         serve(configuration, 0);
+    }
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    const vorn_changes *changes = vorn_commit_info_get_changes(info);
+    const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    const int is_changed = has_failed || concerns(changes);
+    if (is_wanted(configuration)) {
+        explain_serving(explanation, configuration, changes, is_changed);
+    } else if (is_changed) {
+        explain_program(explanation, "dnsmasq", supervise_foresee(dnsmasq, NULL, 0),
+                        "nobody gets an address any more");
     }
 }
 
@@ -238,6 +294,7 @@ void vorn_plugin_init(void)
     vorn_refresher_set_property_fn(refreshers[2], "state", host_state);
     vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_providers_add(provider);
     vorn_providers_order("network", "dhcp");

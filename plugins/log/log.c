@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "declare.h"
+#include "effects.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
 
@@ -36,34 +37,48 @@ static int is_file_or_none(const char *value)
 
 static supervised *syslogd;
 
-static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_info *info)
-{
+/* How syslogd is to run, or that it is not. */
+struct plan {
+    int is_on;
+    const char *arguments[10];
     char remote[264];
-    const char *arguments[10] = {"syslogd", "-n"};
-    int count = 2;
-    (void)before;
-    (void)info;
+};
 
-    if (!is_on(log, "enabled")) {
-        supervise_stop(syslogd);
-        return;
-    }
+static void make_plan(struct plan *plan, const vorn_instances *configuration)
+{
+    const vorn_instance *log = vorn_instances_get_singleton(configuration, "log");
+    const char **next = plan->arguments;
+    *plan = (struct plan){.is_on = is_on(log, "enabled")};
+    *next++ = "syslogd";
+    *next++ = "-n";
     if (*value_of(log, "level") != '\0') {
-        arguments[count++] = "-l";
-        arguments[count++] = value_of(log, "level");
+        *next++ = "-l";
+        *next++ = value_of(log, "level");
     }
     if (*value_of(log, "file") != '\0') {
-        arguments[count++] = "-O";
-        arguments[count++] = value_of(log, "file");
+        *next++ = "-O";
+        *next++ = value_of(log, "file");
     }
     if (*value_of(log, "remote") != '\0') {
         const char *port = value_of(log, "remote-port");
-        snprintf(remote, sizeof remote, "%s:%s", value_of(log, "remote"), *port ? port : "514");
-        arguments[count++] = "-L"; /* here too */
-        arguments[count++] = "-R";
-        arguments[count++] = remote;
+        snprintf(plan->remote, sizeof plan->remote, "%s:%s", value_of(log, "remote"),
+                 *port ? port : "514");
+        *next++ = "-L"; /* here too */
+        *next++ = "-R";
+        *next = plan->remote;
     }
-    if (supervise_run(syslogd, arguments) != 0) {
+}
+
+static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_info *info)
+{
+    struct plan plan;
+    (void)log;
+    (void)before;
+
+    make_plan(&plan, vorn_commit_info_get_after(info));
+    if (!plan.is_on) {
+        supervise_stop(syslogd);
+    } else if (supervise_run(syslogd, plan.arguments) != 0) {
         vorn_debug_eprintf("log: no memory to start syslogd.\n");
     }
 }
@@ -72,6 +87,18 @@ static void pre_commit(vorn_commit_info *info)
 {
     (void)info;
     supervise_try_again(syslogd);
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    struct plan plan;
+    enum supervise_deed deed = supervise_foresee_try(syslogd);
+    if (vorn_changes_contains_class(vorn_commit_info_get_changes(info), "log")) {
+        make_plan(&plan, vorn_commit_info_get_after(info));
+        const supervise_plan whole = {plan.arguments, NULL, 0};
+        deed = supervise_foresee(syslogd, plan.is_on ? &whole : NULL, 0);
+    }
+    explain_program(explanation, "syslogd", deed, "nobody writes down what is said meanwhile");
 }
 
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
@@ -126,6 +153,6 @@ void vorn_plugin_init(void)
     vorn_refresher_set_property_fn(refresher, "written-to", written_to);
     vorn_refresher_set_property_fn(refresher, "status", status);
     vorn_refresher_set_property_fn(refresher, "state", state);
-    declare_provider("log", committer, refresher);
+    declare_provider("log", committer, refresher, explain);
     vorn_providers_order("network", "log");
 }

@@ -70,6 +70,23 @@ static void save_configuration(vorn_commit_info *info)
     has_more = 0;
 }
 
+static int has_next(vorn_instances_iterator *instances)
+{
+    const int has = instances != NULL && vorn_instances_iterator_has_next(instances);
+    vorn_instances_delete_iterator(instances);
+    return has;
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    const vorn_changes *changes = vorn_commit_info_get_changes(info);
+    if (!booted || (!has_next(vorn_changes_new_class_instances_iterator(changes, NULL)) &&
+                    !has_next(vorn_changes_new_deleted_class_instances_iterator(changes, NULL)))) {
+        return;
+    }
+    vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING, "the configuration is saved");
+}
+
 static const char *last_time(void)
 {
     static char text[TIME_TEXT];
@@ -134,6 +151,7 @@ void vorn_plugin_init(void)
     vorn_provider *provider = vorn_provider_new("save");
     if (provider == NULL) return;
     vorn_provider_set_commit_fn(provider, save_configuration, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_refresher *refresher = declare();
     if (refresher != NULL) vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_inform_fn_add("save", forget_broken);

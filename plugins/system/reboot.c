@@ -126,6 +126,15 @@ static void commit(vorn_commit_info *info)
     if (is_resetting) reset();
 }
 
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    (void)info;
+    if (!is_resetting) return;
+    vorn_explanation_add(explanation, VORN_EXPLAIN_RESTARTS_DEVICE,
+                         "the device is about to go back to its first configuration, with "
+                         "nothing left of this change");
+}
+
 int reboot_declare(vorn_class *klass, vorn_refresher *refresher)
 {
     static const char property[] = "factory-reset";
@@ -138,6 +147,7 @@ int reboot_serve(void)
     vorn_provider *after_save = vorn_provider_new("factory-reset");
     if (after_save == NULL) return 1;
     vorn_provider_set_commit_fn(after_save, commit, NULL);
+    vorn_provider_set_explain_fn(after_save, explain, NULL);
     return vorn_providers_add(after_save) || vorn_providers_order("save", "factory-reset") ||
            vorn_inform_fn_add("reboot", reboot) ||
            vorn_inform_fn_add("factory-reset", factory_reset);

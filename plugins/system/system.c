@@ -30,19 +30,30 @@ static struct setting {
 
 enum { setting_count = sizeof settings / sizeof *settings };
 
-static void apply(struct setting *setting, const vorn_instance *now, const vorn_instance *before)
+static int is_due(const struct setting *setting, const vorn_instance *now,
+                  const vorn_instance *before)
 {
     const char *value = vorn_instance_get_value(now, setting->property);
     const char *old = before != NULL ? vorn_instance_get_value(before, setting->property) : NULL;
     const int is_same = value == NULL || (old != NULL && strcmp(value, old) == 0);
-    if (is_same && !setting->has_failed && (value == NULL || setting->is_left(value))) return;
+    return !is_same || setting->has_failed || (value != NULL && !setting->is_left(value));
+}
+
+static void apply(struct setting *setting, const vorn_instance *now, vorn_explanation *explanation)
+{
+    (void)explanation;
+    const char *value = vorn_instance_get_value(now, setting->property);
     setting->has_failed = value != NULL && setting->apply(value) != 0;
     if (setting->has_failed) {
         vorn_debug_eprintf("system: can't set the %s to \"%s\".\n", setting->description, value);
     }
 }
 
-static void commit(vorn_commit_info *info)
+/* Calls back for each setting that is to be applied. */
+static void for_each_due(vorn_commit_info *info,
+                         void (*call)(struct setting *setting, const vorn_instance *now,
+                                      vorn_explanation *explanation),
+                         vorn_explanation *explanation)
 {
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
     const vorn_instance *now =
@@ -54,7 +65,25 @@ static void commit(vorn_commit_info *info)
                                       ? vorn_changes_get_instance_before(changes, now)
                                       : now;
     for (int i = 0; i < setting_count; i++)
-        apply(&settings[i], now, before);
+        if (is_due(&settings[i], now, before)) call(&settings[i], now, explanation);
+}
+
+static void commit(vorn_commit_info *info)
+{
+    for_each_due(info, apply, NULL);
+}
+
+static void tell(struct setting *setting, const vorn_instance *now, vorn_explanation *explanation)
+{
+    const char *value = vorn_instance_get_value(now, setting->property);
+    if (value == NULL) return;
+    vorn_explanation_add(explanation, VORN_EXPLAIN_LIVE, "the %s is set to \"%s\"",
+                         setting->description, value);
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    for_each_due(info, tell, explanation);
 }
 
 static void check(vorn_check_info *info, void *data)
@@ -115,6 +144,7 @@ void vorn_plugin_init(void)
 
     vorn_refresher_set_property_fn(refresher, "state", state);
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);

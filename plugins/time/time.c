@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "declare.h"
+#include "effects.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
 
@@ -27,23 +28,51 @@ static int add_servers(const vorn_instances *configuration, const char *argument
     return count;
 }
 
+/* How ntpd is to run, or that it is not. */
+struct plan {
+    int is_on;
+    const char *arguments[3 + 2 * most_servers];
+};
+
+static void make_plan(struct plan *plan, const vorn_instances *configuration)
+{
+    *plan = (struct plan){.arguments = {"ntpd", "-n"}};
+    const int count = add_servers(configuration, plan->arguments, 2);
+    plan->is_on =
+        count > 2 && is_on(vorn_instances_get_singleton(configuration, "time"), "enabled");
+}
+
+static int concerns(const vorn_changes *changes)
+{
+    return vorn_changes_contains_class(changes, "time") ||
+           vorn_changes_contains_class(changes, "ntp-server");
+}
+
 static void commit(vorn_commit_info *info)
 {
-    const vorn_changes *changes = vorn_commit_info_get_changes(info);
-    const vorn_instances *configuration = vorn_commit_info_get_after(info);
-    if (!vorn_changes_contains_class(changes, "time") &&
-        !vorn_changes_contains_class(changes, "ntp-server")) {
+    struct plan plan;
+    if (!concerns(vorn_commit_info_get_changes(info))) {
         supervise_try_again(ntpd);
         return;
     }
-    const char *arguments[3 + 2 * most_servers] = {"ntpd", "-n"};
-    const int count = add_servers(configuration, arguments, 2);
-    arguments[count] = NULL;
-    if (!is_on(vorn_instances_get_singleton(configuration, "time"), "enabled") || count == 2) {
+    make_plan(&plan, vorn_commit_info_get_after(info));
+    if (!plan.is_on) {
         supervise_stop(ntpd);
-    } else if (supervise_run(ntpd, arguments) != 0) {
+    } else if (supervise_run(ntpd, plan.arguments) != 0) {
         vorn_debug_eprintf("time: no memory to start ntpd.\n");
     }
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    struct plan plan;
+    enum supervise_deed deed = supervise_foresee_try(ntpd);
+    if (concerns(vorn_commit_info_get_changes(info))) {
+        make_plan(&plan, vorn_commit_info_get_after(info));
+        const supervise_plan whole = {plan.arguments, NULL, 0};
+        deed = supervise_foresee(ntpd, plan.is_on ? &whole : NULL, 0);
+    }
+    explain_program(explanation, "ntpd", deed, "nobody keeps the clock right meanwhile");
 }
 
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
@@ -89,6 +118,7 @@ void vorn_plugin_init(void)
     vorn_refresher_set_property_fn(refresher, "status", status);
     vorn_refresher_set_property_fn(refresher, "state", state);
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);
     vorn_providers_order("network", "time");

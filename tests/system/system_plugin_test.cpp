@@ -59,6 +59,24 @@ protected:
     }
 };
 
+TEST_F(SystemSettings, AreSaidToBeSetWhenTheyWillBe)
+{
+    const std::string both = "<update><system><hostname>attic</hostname><time-zone>UTC-2"
+                             "</time-zone></system></update>";
+    forget_runs();
+
+    const std::string said = lsql("<explain>" + both + "</explain>");
+    EXPECT_THAT(said, HasSubstr("<effect weight=\"live\">the host name is set to \"attic\"</effect>"
+                                "<effect weight=\"live\">the time zone is set to \"UTC-2\""));
+    EXPECT_THAT(commands_run(), testing::IsEmpty());
+    EXPECT_EQ(read_file("/etc/TZ"), "CET-1\n");
+
+    lsql("<lsql><write-transaction>" + both + "</write-transaction></lsql>");
+    EXPECT_TRUE(comes_true([] { return runs_of("hostname").size() == 1; }));
+    EXPECT_EQ(read_file("/etc/TZ"), "UTC-2\n");
+    EXPECT_THAT(lsql("<explain>" + both + "</explain>"), Not(HasSubstr("is set to")));
+}
+
 TEST_F(SystemSettings, ApplyTheTimeZoneAtBootAndWhenItChanges)
 {
     EXPECT_EQ(read_file("/etc/TZ"), "CET-1\n");

@@ -46,6 +46,7 @@ TEST_F(ExplainedChanges, ShowWhatChangesWhatItDoesAndWhoIsTold)
               "What it does:\n"
               "  interrupts  explains: two stations are cut off\n"
               "  nothing     explains: a file is written\n"
+              "  nothing     save: the configuration is saved\n"
               "Who is told, in this order:\n"
               "  board     update Radio \"r0\"\n"
               "  explains  update Radio \"r0\"\n"
@@ -107,7 +108,8 @@ TEST_F(ExplainedChanges, AreToldToPrograms)
               "\"effects\":[{\"weight\":\"nothing\",\"effect\":\"afileiswritten\"},"
               "{\"weight\":\"interrupts\",\"effect\":\"twostationsarecutoff\"}]},"
               "{\"name\":\"save\",\"instances\":[{\"action\":\"update\",\"class\":\"Radio\","
-              "\"name\":\"r0\"}],\"effects\":[]}]}[0]\n");
+              "\"name\":\"r0\"}],\"effects\":[{\"weight\":\"nothing\","
+              "\"effect\":\"theconfigurationissaved\"}]}]}[0]\n");
     EXPECT_THAT(vornctl("--xml explain set Radio r0 channel=7"),
                 StartsWith("<?xml version=\"1.0\"?>\n<explanation><change action=\"updated\""));
 }

@@ -66,8 +66,27 @@ int supervise_run_plan(supervised *program, const supervise_plan *plan);
 /** The same for a program that depends on nothing but its arguments. */
 int supervise_run(supervised *program, const char *const arguments[]);
 
+/** What a call would come to. */
+enum supervise_deed {
+    SUPERVISE_LEAVES,   /* it stays as it is */
+    SUPERVISE_STARTS,   /* it does not run, and is started */
+    SUPERVISE_RESTARTS, /* it runs, and is ended and started anew */
+    SUPERVISE_ENDS      /* it runs, and is ended */
+};
+
+/**
+ * What supervise_run_plan would come to with that plan, or supervise_stop where that is null; for
+ * the explain function of a provider. Nothing is done. The flag is not 0 when a file of the plan is
+ * going to be replaced before the call.
+ */
+enum supervise_deed supervise_foresee(const supervised *program, const supervise_plan *plan,
+                                      int has_new_files);
+
 /** Starts the program at once if it waits for its next start: every commit tries again. */
 void supervise_try_again(supervised *program);
+
+/** The same for supervise_try_again: SUPERVISE_STARTS, or SUPERVISE_LEAVES. */
+enum supervise_deed supervise_foresee_try(const supervised *program);
 
 /** Ends the program, if it runs, and leaves it so. */
 void supervise_stop(supervised *program);

@@ -23,6 +23,12 @@ extern "C" {
 int write_file_whole(const char *path, const char *text, mode_t mode);
 
 /**
+ * Whether write_file_whole would replace the file: it has not that text, or can't be read. Nothing
+ * is written.
+ */
+int whole_file_differs(const char *path, const char *text);
+
+/**
  * Opens the scratch file, the path with ".new" appended, new and with that mode. Null, with errno,
  * when it can't be made.
  */
