@@ -274,7 +274,7 @@ bool holds_any(const vorn_class_instances *entry)
     return entry && first_position(*entry);
 }
 
-/* Without an iterator as well: a change denied for want of memory would never be applied. */
+/* Without an iterator as well: a change denied because memory ran out would never be applied. */
 bool holds(const vorn_instances &instances, const char *class_name)
 {
     if (holds_any(instances.classes.get(class_name))) return true;

@@ -41,7 +41,7 @@ void add_to(Departed &departed, BeforeCopy *copy)
     append(departed, copy, copy);
 }
 
-/* Those behind something; made when there are none yet. */
+/* Those after something; made when there are none yet. */
 Departed *require_departed(vorn_changes &changes, const void *place)
 {
     if (Departed *known = changes.departed.get(place)) return known;
@@ -51,7 +51,7 @@ Departed *require_departed(vorn_changes &changes, const void *place)
     return changes.departed.insert(place, made.get()) == ok ? made.release() : nullptr;
 }
 
-/* The place of an instance: behind another one, or at the beginning of its class. */
+/* The place of an instance: after another one, or at the beginning of its class. */
 const void *place_before(const vorn_class_instances &entry, Position position)
 {
     const Position previous = previous_position(entry, position);
@@ -158,9 +158,9 @@ bool remember_place(vorn_changes &changes, vorn_instance &instance)
 
     Departed *departed = require_departed(changes, place_before(*home, position));
     if (!departed) return false;
-    const Owned<Departed> behind(changes.departed.remove(&instance));
+    const Owned<Departed> following(changes.departed.remove(&instance));
     add_to(*departed, entry->before);
-    if (behind && behind->first) append(*departed, behind->first, behind->last);
+    if (following && following->first) append(*departed, following->first, following->last);
     return true;
 }
 
@@ -168,12 +168,12 @@ bool detach_copy(vorn_changes &changes, const vorn_instance &instance,
                  const vorn_changes_entry &entry)
 {
     if (changes.before || !entry.before || entry.before->has_departed) return true;
-    Departed *behind = require_departed(changes, &instance);
-    if (!behind) return false;
+    Departed *following = require_departed(changes, &instance);
+    if (!following) return false;
 
     entry.before->has_departed = true;
-    entry.before->next_departed = std::exchange(behind->first, entry.before);
-    if (!behind->last) behind->last = entry.before;
+    entry.before->next_departed = std::exchange(following->first, entry.before);
+    if (!following->last) following->last = entry.before;
     return true;
 }
 

@@ -37,7 +37,7 @@ struct vorn_changes_entry : Record {
 };
 
 /*
- * Instances of before that are gone, in their order, kept where they stood: behind an instance
+ * Instances of before that are gone, in their order, kept where they stood: after an instance
  * that is still there, or at the beginning of their class.
  */
 struct Departed : Record {
@@ -56,7 +56,7 @@ struct vorn_changes : vorn::Record, vorn::Witness {
     vorn::BeforeCopy *copies = nullptr;
     vorn::IdentityTable<vorn_instance, vorn::vorn_changes_entry> entries;
     vorn::IdentityTable<vorn_instance, vorn::BeforeCopy> ahead; /* of what has no entry yet */
-    vorn::IdentityTable<void, vorn::Departed> departed;         /* by what they stood behind */
+    vorn::IdentityTable<void, vorn::Departed> departed;         /* by what they stood after */
     vorn_instances *after = nullptr; /* the store listened to; outlives the record */
     /* Nothing was in the store, and all that is has been inserted: `changed` is the store itself.
      */

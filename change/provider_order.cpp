@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The depth-first sort of providers. A name is placed behind everything that must come before it;
+ * The depth-first sort of providers. A name is placed after everything that must come before it;
  * one that is met again while it is still being visited closes a loop, and the names on the way
  * back out are the report.
  */

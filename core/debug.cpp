@@ -32,7 +32,7 @@ namespace {
 constexpr std::size_t clock_room = 32;
 constexpr std::size_t perror_extra = 71;
 
-/* "Sat Nov 21 09:30:00 2026", without the newline that ctime_r puts behind it. */
+/* "Sat Nov 21 09:30:00 2026", without the newline that ctime_r puts after it. */
 void tell_time(char (&text)[clock_room])
 {
     const std::time_t now = std::time(nullptr);

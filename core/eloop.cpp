@@ -50,7 +50,7 @@ std::uint32_t ticks_now()
     return static_cast<std::uint32_t>(ticks);
 }
 
-/* How far one tick count lies behind another; right across the wrap of the counter. */
+/* By how much one tick count is later than another; right across the wrap of the counter. */
 std::int32_t ticks_after(std::uint32_t time, std::uint32_t other)
 {
     return static_cast<std::int32_t>(time - other);

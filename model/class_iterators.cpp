@@ -13,7 +13,7 @@
 struct vorn_class_property_iterator : vorn::Record {
     vorn::TableCursor<vorn::NameKey, vorn_property> cursor;
     vorn_property *next = nullptr;
-    const vorn_class *following = nullptr; /* its own properties come behind the cursor's table */
+    const vorn_class *following = nullptr; /* its own properties come after the cursor's table */
 };
 
 struct vorn_classes_iterator : vorn::Record {

@@ -62,7 +62,7 @@ bool link_superclass(vorn_class &klass)
     return true;
 }
 
-/* The properties behind an offending one keep what they had. */
+/* The properties after an offending one keep what they had. */
 bool settle_persistence(vorn_class &klass)
 {
     for (auto [name, property] : klass.properties) {

@@ -8,7 +8,7 @@ namespace vorn {
 /* An empty entry on a shelf of the store; null when memory is gone. */
 Owned<vorn_class_instances> make_entry(vorn_instances &store, vorn_class *klass);
 
-/* Files an entry behind the others of the store; false, and it is gone, when memory is. */
+/* Files an entry after the others of the store; false, and it is gone, when memory is. */
 bool insert_entry(vorn_instances &store, Owned<vorn_class_instances> entry);
 
 /* A copy of every instance, in the same order; null when memory is gone. */

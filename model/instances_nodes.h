@@ -27,7 +27,7 @@ struct NodeList {
     void unlink(vorn_instance_node *node) const;
     /* Another instance stands where one stood. */
     void replace(vorn_instance_node *node, vorn_instance *instance) const;
-    /* Takes the nodes of another list over, behind its own. */
+    /* Takes the nodes of another list over, after its own. */
     void append_all(const NodeList &other) const;
     void free_nodes() const;
     void delete_instances() const;

@@ -2,7 +2,7 @@
 /*
  * The order of the instances of one class, seen alike for every type of class: the one slot of a
  * singleton, the list of an anonymous class, the table of a unique-named one, and the groups of a
- * group-named one, each behind the other.
+ * group-named one, each after the other.
  */
 #include "model/instances_order.h"
 

@@ -33,7 +33,7 @@ void remove_at(vorn_class_instances &entry, Place place);
 bool append_instance(vorn_class_instances &entry, vorn_instance &instance);
 
 /*
- * Moves everything that an entry holds behind what another one of the same class holds, into its
+ * Moves everything that an entry holds after what another one of the same class holds, into its
  * groups where it has them. They have no name of a unique-named instance in common. Can't fail.
  */
 void append_all(vorn_class_instances &entry, vorn_class_instances &other);

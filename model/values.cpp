@@ -75,7 +75,7 @@ struct Values::Block {
     std::uint32_t count;
     std::uint32_t alone;         /* texts */
     std::uint32_t has_piece : 1; /* at the very end; the texts that are alone are before it */
-    std::uint32_t room : 31;     /* bytes behind the head */
+    std::uint32_t room : 31;     /* bytes after the head */
 
     Slot *slots() { return reinterpret_cast<Slot *>(this + 1); }
     Slot *end() { return slots() + count; }

@@ -63,7 +63,7 @@ int listen_on(Fd descriptor)
     return no_descriptor;
 }
 
-/* A byte of 0, the name, and the padding behind it, which is part of an abstract name. */
+/* A byte of 0, the name, and the padding after it, which is part of an abstract name. */
 void put_abstract_name(sockaddr_un &address, const char *name)
 {
     std::snprintf(address.sun_path + 1, sizeof address.sun_path - 1, "%s", name);

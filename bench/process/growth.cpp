@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * growth NAME COUNT: does something with so many instances, from behind where it can, or with one
+ * growth NAME COUNT: does something with so many instances, from the end where it can, or with one
  * request of so many operations. Under callgrind only that is counted. bench/growth compares what
  * it takes for some and for ten times as many.
  */

@@ -19,7 +19,7 @@ ght_entry *ght_find(const ght_table *table, unsigned int key_length, const void 
 void ght_rename(ght_table *table, unsigned int key_length, const void *key, const void *other);
 
 /*
- * Moves all entries of the source behind those of the target, in their order and without an
+ * Moves all entries of the source after those of the target, in their order and without an
  * allocation that has to succeed: more buckets are asked for, but not needed. The two have no key
  * in common and the same allocation and hash functions. The source is left empty.
  */

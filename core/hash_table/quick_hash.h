@@ -39,7 +39,7 @@ inline std::uint64_t read_short(const unsigned char *bytes, std::uint32_t length
 
 /*
  * Both halves are multiplied by a secret and laid across each other: whatever two words differ in,
- * nobody knows what the hashes differ in, and no word behind can make up for it.
+ * nobody knows what the hashes differ in, and no later word can make up for it.
  */
 inline std::uint64_t mix(std::uint64_t hash, std::uint64_t word)
 {

@@ -100,16 +100,16 @@ Place last_below(const Overlay &overlay, const char *name)
     return gone ? node_at(gone->other_end_in_group->place)->previous : group->last;
 }
 
-/* Joins the runs before and behind one that was taken out. */
-void join(Fork *Fork::*other_end, Fork &fork, const Fork *before, const Fork *behind)
+/* Joins the runs before and after one that was taken out. */
+void join(Fork *Fork::*other_end, Fork &fork, const Fork *before, const Fork *after)
 {
     Fork *first = before ? before->*other_end : &fork;
-    Fork *last = behind ? behind->*other_end : &fork;
+    Fork *last = after ? after->*other_end : &fork;
     first->*other_end = last;
     last->*other_end = first;
 }
 
-/* What was added to groups of which nothing is below stands behind everything else. */
+/* What was added to groups of which nothing is below stands after everything else. */
 bool is_loose(const vorn_class_instances &entry, const vorn_instance_group &group)
 {
     return !entry.overlay || !first_below(*entry.overlay, group.first->instance->name.get());
@@ -144,7 +144,7 @@ Position first_added(const vorn_class_instances &entry)
     return is_of_groups(entry) ? first_loose(entry) : own(first_place(entry));
 }
 
-/* The place below, or what comes behind everything that is below. */
+/* The place below, or what comes after everything that is below. */
 Position below_or_added(const vorn_class_instances &entry, Place place)
 {
     return place ? below(place) : first_added(entry);

@@ -18,7 +18,7 @@ struct Fork : Record {
 /*
  * What lets an entry of a working copy show everything that the original's entry holds without
  * holding it: the forks say where the two differ, and what was added stands in the entry itself,
- * behind what lies below (in a group, behind the group's members below). While it lives, the
+ * after what lies below (in a group, after the group's members below). While it lives, the
  * original's entry gains and loses nothing.
  */
 struct Overlay : Record {

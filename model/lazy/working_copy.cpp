@@ -74,7 +74,7 @@ void part(vorn_instances &copy)
     copy.tie.original = nullptr;
 }
 
-/* Brings the classes into the original's order, those that only the copy has behind them. */
+/* Brings the classes into the original's order, those that only the copy has after them. */
 void order_like_original(vorn_instances &copy)
 {
     const vorn_instances &original = *copy.tie.original;

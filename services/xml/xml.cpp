@@ -108,7 +108,7 @@ struct Unread {
 
 /*
  * libxml2 asks for more at nearly every step while it has fewer bytes than this before it, which
- * takes a fifth of a short request's time. Blanks behind a document change nothing of it.
+ * takes a fifth of a short request's time. Blanks after a document change nothing of it.
  */
 constexpr std::size_t bytes_ahead = 250;
 

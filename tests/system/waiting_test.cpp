@@ -94,7 +94,7 @@ TEST_F(StoppedConsoles, KeepNobodyWaitingAndGetTheirLinesWhenTheyGoOn)
     const auto start = std::chrono::steady_clock::now();
 
     send_what_is_no_xml(100);
-    RawClient last(door); /* behind all of them, at the same door */
+    RawClient last(door); /* after all of them, at the same door */
     last.send(framed("<lsql/>"));
     EXPECT_THAT(last.receive_all(), HasSubstr("<rc>1</rc>"));
     EXPECT_LT(seconds_since(start), 5);
