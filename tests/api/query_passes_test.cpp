@@ -1,8 +1,11 @@
 /* SPDX-License-Identifier: MIT */
 /* What a request refreshes, counts and is known by, and what a passive one may do. */
 #include "api/query_fixture.h"
+#include "vorn/commit_report.h"
 
 #include <gmock/gmock.h>
+
+#include <ctime>
 
 namespace {
 
@@ -30,6 +33,33 @@ TEST_F(Selections, AreRefreshedBeforeTheyAreAnswered)
 
     EXPECT_THAT(ask("<lsql><select><Radio name=\"r0\"><uptime/></Radio></select></lsql>"),
                 HasSubstr("<uptime>99</uptime>"));
+}
+
+void take_two_milliseconds()
+{
+    const struct timespec some = {0, 2'000'000};
+    nanosleep(&some, nullptr);
+}
+
+using PhasesOfCommits = QueryTest;
+
+TEST_F(PhasesOfCommits, AreMeasuredOneByOne)
+{
+    on_refresh = [](QueryTest &) { take_two_milliseconds(); };
+    on_check = [](QueryTest &, vorn_check_info *) { take_two_milliseconds(); };
+    const std::string long_text(900000, 'x');
+
+    ask("<lsql><write-transaction><update><Radio name=\"r0\"><mode>" + long_text +
+        "</mode></Radio></update><where><property>mode</property></where></write-transaction>"
+        "</lsql>");
+
+    const vorn_commit_report *report = vorn_commit_report_get(0);
+    const auto took = [report](int phase) {
+        return vorn_commit_report_get_microseconds(report, phase);
+    };
+    EXPECT_GT(took(VORN_COMMIT_PARSE), 0u);
+    EXPECT_GE(took(VORN_COMMIT_REFRESH), 2000u);
+    EXPECT_GE(took(VORN_COMMIT_VALIDATE), 2000u);
 }
 
 struct Refreshing {

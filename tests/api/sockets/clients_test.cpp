@@ -608,6 +608,27 @@ TEST_F(Doors, LeaveDescriptorsToTheWorkAlsoWhenEverybodyStays)
     EXPECT_EQ(heard(third), "");
 }
 
+TEST_F(Doors, TakeTheirReserveAgainWhenItHasServed)
+{
+    run();
+    const int before = vorn::tests::open_descriptors();
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    {
+        const Fd client = come(framed("hello"));
+        const int next = dup(client.get());
+        close(next);
+        const rlimit none_left = {static_cast<rlim_t>(next), limit.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none_left);
+
+        run();
+
+        setrlimit(RLIMIT_NOFILE, &limit);
+        EXPECT_EQ(heard(client), "hello|");
+    }
+    EXPECT_EQ(vorn::tests::open_descriptors(), before);
+}
+
 TEST_F(Doors, KeepNoDescriptor)
 {
     run();

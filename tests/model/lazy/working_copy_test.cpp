@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -111,6 +112,22 @@ TEST_F(WorkingCopies, LeaveBehindTheInstanceThatWasChangedAndNoOther)
     EXPECT_LE(vorn_instances_get_left_behind_bytes() - bytes_before, 256U);
 }
 
+TEST_F(WorkingCopies, CountTheBytesThatOnlyWhatTheyLeaveBehindHoldsUntilItGoes)
+{
+    const std::string shared(500, 'x');
+    vorn_instance *const original = originals[1500];
+    ASSERT_EQ(vorn_instance_set_value(original, "rate", shared.c_str()), 0);
+    begin();
+    ASSERT_EQ(vorn_instance_set_value(in_copy("n500"), "channel", "7"), 0);
+    accept();
+    const std::size_t left = vorn_instances_get_left_behind_bytes() - bytes_before;
+    EXPECT_GE(left, sizeof(vorn_instance));
+    EXPECT_LE(left, sizeof(vorn_instance) + 100U) << "what is shared was counted, or twice";
+
+    vorn_instance_delete(original);
+    EXPECT_EQ(vorn_instances_get_left_behind_bytes(), bytes_before);
+}
+
 TEST_F(WorkingCopies, CopyTheMembersOfTheGroupThatIsWalked)
 {
     std::vector<vorn_instance *> expected = of_class("route");
@@ -202,7 +219,42 @@ TEST_F(WorkingCopies, LeaveNothingBehindWhenTheyAreGivenUp)
     EXPECT_STREQ(vorn_instance_get_value(originals[3], "channel"), "6");
 }
 
-using FewInWorkingCopies = ModelTest;
+class FewInWorkingCopies : public ModelTest {
+protected:
+    static void put(vorn_instances *store, vorn_class *klass,
+                    std::initializer_list<const char *> names)
+    {
+        for (const char *name : names) {
+            vorn_instance *made = new_instance(klass, name).release();
+            ASSERT_EQ(vorn_instances_add(store, made), 0);
+        }
+    }
+    static void take_out_all(vorn_instances *store, const char *class_name, const char *name)
+    {
+        for (vorn_instance *each :
+             Walk(vorn_instances_new_group_iterator(store, class_name, name))) {
+            ASSERT_EQ(vorn_instances_remove(store, each), 0);
+            vorn_instance_delete(each);
+        }
+    }
+    /* The names in their order, which is the same in both directions. */
+    static std::string walked(const vorn_class_instances &entry)
+    {
+        std::vector<vorn_instance *> forward;
+        std::vector<vorn_instance *> backward;
+        std::string names;
+        Position last;
+        for (Position at = first_position(entry); at; at = next_position(entry, at)) {
+            forward.push_back(instance_at(entry, at));
+            names += std::string(vorn_instance_get_name(forward.back())) + " ";
+            last = at;
+        }
+        for (Position at = last; at; at = previous_position(entry, at))
+            backward.insert(backward.begin(), instance_at(entry, at));
+        EXPECT_EQ(backward, forward);
+        return names;
+    }
+};
 
 TEST_F(FewInWorkingCopies, AreCopiedAllOrNone)
 {
@@ -239,29 +291,37 @@ TEST_F(FewInWorkingCopies, AreWalkedBackwardAsForward)
 {
     const StoreWithInstances running(vorn_instances_new());
     vorn_class *route = ClassBuilder("route", VORN_CLASS_GROUP_NAMED).add_resolved();
-    const auto put = [&](vorn_instances *store, const char *name) {
-        vorn_instance *made = new_instance(route, name).release();
-        ASSERT_EQ(vorn_instances_add(store, made), 0);
-    };
-    for (const char *name : {"n0", "n0", "n1", "n2", "n2"})
-        put(running.get(), name);
+    put(running.get(), route, {"n0", "n0", "n1", "n2", "n2"});
     const StoreWithInstances working(new_working_copy(running.get()));
-    for (const char *name : {"x", "n0", "n2", "n2", "x", "y", "n0", "z", "x"})
-        put(working.get(), name);
+    put(working.get(), route, {"x", "n0", "n2", "n2", "x", "y", "n0", "z", "x"});
 
-    const vorn_class_instances &entry = *working->classes.get("route");
-    std::vector<vorn_instance *> forward;
-    std::vector<vorn_instance *> backward;
-    Position last;
-    for (Position at = first_position(entry); at; at = next_position(entry, at)) {
-        forward.push_back(instance_at(entry, at));
-        last = at;
-    }
-    for (Position at = last; at; at = previous_position(entry, at))
-        backward.insert(backward.begin(), instance_at(entry, at));
+    EXPECT_EQ(walked(*working->classes.get("route")), "n0 n0 n0 n0 n1 n2 n2 n2 n2 x x x y z ");
+}
 
-    EXPECT_EQ(forward.size(), 14U);
-    EXPECT_EQ(backward, forward);
+TEST_F(FewInWorkingCopies, HaveNoPlaceInTheirOrderOnceTheirGroupWasEmpty)
+{
+    const StoreWithInstances running(vorn_instances_new());
+    vorn_class *route = ClassBuilder("route", VORN_CLASS_GROUP_NAMED).add_resolved();
+    put(running.get(), route, {"n0", "n0", "n1", "n2", "n2", "n3", "n3"});
+    const StoreWithInstances working(new_working_copy(running.get()));
+    for (const char *emptied : {"n1", "n2"})
+        take_out_all(working.get(), "route", emptied);
+    put(working.get(), route, {"x", "n0", "n2", "x", "z"});
+
+    EXPECT_EQ(walked(*working->classes.get("route")), "n0 n0 n0 n3 n3 x x n2 z ");
+}
+
+TEST_F(FewInWorkingCopies, AreSteppedOverInBothDirectionsWhenManySideBySideAreGone)
+{
+    const StoreWithInstances running(vorn_instances_new());
+    vorn_class *radio = ClassBuilder("radio").add_resolved();
+    put(running.get(), radio, {"a", "b", "c", "d", "e", "f"});
+    const StoreWithInstances working(new_working_copy(running.get()));
+    for (const char *gone : {"c", "e", "d"})
+        take_out_all(working.get(), "radio", gone);
+    put(working.get(), radio, {"d"});
+
+    EXPECT_EQ(walked(*working->classes.get("radio")), "a b f d ");
 }
 
 } // namespace vorn::tests
