@@ -43,12 +43,20 @@ static void list_instance(const vorn_instance *instance)
     memcpy(listed[listed_count++], text, sizeof text);
 }
 
-/* Returns how many there are. */
+/* What is on trial is saved when it is confirmed, by that alone. */
+static int is_of_trial(const vorn_instance *instance)
+{
+    return strcmp(vorn_instance_get_class_name(instance), "trial") == 0;
+}
+
+/* Returns how many there are that make a save worth while. */
 static int list_instances(vorn_instances_iterator *instances)
 {
     int count = 0;
     while (vorn_instances_iterator_has_next(instances)) {
-        list_instance(vorn_instances_iterator_next(instances));
+        const vorn_instance *instance = vorn_instances_iterator_next(instances);
+        if (is_of_trial(instance)) continue;
+        list_instance(instance);
         count++;
     }
     vorn_instances_delete_iterator(instances);
@@ -107,7 +115,7 @@ static const char *unsaved(void)
 
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
-    static const char *const results[] = {"none", "saved", "failed"};
+    static const char *const results[] = {"none", "saved", "failed", "held"};
     (void)instance;
     (void)info;
     if (strcmp(property, "time") == 0) return last_time();

@@ -59,8 +59,11 @@ static int startup_is_rescue(void)
 static int take_default(void)
 {
     failure[0] = '\0';
-    if (vorn_config_copy_default_to_startup() == 0 || startup_is_rescue()) return 1;
-    if (access(rescue_file, R_OK) != 0) {
+    if (vorn_config_is_held()) {
+        snprintf(failure, sizeof failure, "failed: a change is on trial");
+    } else if (vorn_config_copy_default_to_startup() == 0 || startup_is_rescue()) {
+        return 1;
+    } else if (access(rescue_file, R_OK) != 0) {
         snprintf(failure, sizeof failure, "failed: %s can't be used or copied, and there is no %s",
                  default_file, rescue_file);
     } else if (unlink(startup_file) != 0 && errno != ENOENT) {

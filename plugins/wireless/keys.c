@@ -3,11 +3,11 @@
 
 #include <errno.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/random.h>
 
 #include "values.h"
-#include "vorn-plugin/whole_file.h"
 
 static const char mask[] = "******** ";
 
@@ -22,7 +22,6 @@ struct key {
 /* In the order in which they were kept. */
 static struct key keys[most_keys];
 static int count;
-static int is_written = 1;
 static int why_not; /* as errno tells, when the last try to write them failed, else 0 */
 
 static int is_in_use(const struct key *key, const vorn_instances *configuration)
@@ -65,22 +64,69 @@ const char *keys_get(const char *reference)
     return NULL;
 }
 
-/* "NUMBER KEY", the key up to the end of the line: it may hold blanks. */
+/* Of the reference, whose stars nobody stores. */
+static const char *number_of(const struct key *key)
+{
+    return key->reference + sizeof mask - 1;
+}
+
+static struct key *key_of_line(const char *line)
+{
+    for (int i = 0; i < count; i++) {
+        if (strncmp(number_of(&keys[i]), line, number_length) == 0) return &keys[i];
+    }
+    return NULL;
+}
+
+/* "NUMBER KEY", the key up to the end of the line: it may hold blanks. Null for anything else. */
+static struct key *take_line(const char *line, size_t length)
+{
+    if (length <= number_length + 1 || length > number_length + 1 + keys_longest ||
+        line[number_length] != ' ')
+        return NULL;
+    struct key *key = key_of_line(line);
+    if (key != NULL || count == most_keys) return key;
+    key = &keys[count++];
+    snprintf(key->reference, sizeof key->reference, "%s%.*s", mask, number_length, line);
+    snprintf(key->text, sizeof key->text, "%.*s", (int)(length - number_length - 1),
+             line + number_length + 1);
+    key->is_written = 0;
+    return key;
+}
+
+/* Adds what is missing, and notes of all of it whether it is written. */
+static void take_lines(const char *text, int is_written)
+{
+    while (*text != '\0') {
+        const size_t length = strcspn(text, "\n");
+        struct key *key = take_line(text, length);
+        if (key != NULL && is_written) key->is_written = 1;
+        text += length + (text[length] == '\n');
+    }
+}
+
+static void note_what_is_written(void)
+{
+    size_t size = 0;
+    char *text = vorn_config_read_file(KEYS_FILE, &size);
+    for (int i = 0; i < count; i++)
+        keys[i].is_written = 0;
+    if (text != NULL) take_lines(text, 1);
+    free(text);
+}
+
+static void take_file(const char *bytes, size_t size, void *data)
+{
+    (void)size;
+    (void)data;
+    take_lines(bytes, 0);
+    note_what_is_written();
+}
+
 void keys_read(void)
 {
-    char line[number_length + 1 + keys_longest + 2];
-    FILE *file = whole_file_read(KEYS_FILE);
-    if (file == NULL) return;
-    while (fgets(line, sizeof line, file) != NULL) {
-        line[strcspn(line, "\n")] = '\0';
-        if (strlen(line) <= number_length + 1 || line[number_length] != ' ') continue;
-        if (count == most_keys) break;
-        struct key *key = &keys[count++];
-        snprintf(key->reference, sizeof key->reference, "%s%.*s", mask, number_length, line);
-        snprintf(key->text, sizeof key->text, "%s", line + number_length + 1);
-        key->is_written = 1;
-    }
-    fclose(file);
+    vorn_config_add_file(KEYS_FILE, take_file, NULL);
+    note_what_is_written();
 }
 
 static int make_reference(char *reference, size_t size)
@@ -107,21 +153,38 @@ const char *keys_keep(const char *key, const vorn_instances *configuration,
     strcpy(kept->reference, reference);
     strcpy(kept->text, key);
     kept->is_written = 0;
-    is_written = 0;
     return kept->reference;
 }
 
-/* On the disk before the configuration that refers to it is saved. */
-int keys_write(void)
+static int is_anything_to_write(const vorn_instances *configuration)
 {
-    if (is_written) return 0;
-    FILE *file = whole_file_open(KEYS_FILE, 0600);
-    for (int i = 0; file != NULL && i < count; i++) {
-        fprintf(file, "%s %s\n", keys[i].reference + sizeof mask - 1, keys[i].text);
+    for (int i = 0; i < count; i++) {
+        if (!keys[i].is_written && is_in_use(&keys[i], configuration)) return 1;
     }
-    is_written = file != NULL && whole_file_close(file, KEYS_FILE, 1) == 0;
-    why_not = is_written ? 0 : errno;
-    if (!is_written) {
+    return 0;
+}
+
+/* 0, or an error as errno has it. */
+static int write_all(void)
+{
+    enum { longest_line = number_length + 1 + keys_longest + 1 };
+    size_t used = 0;
+    char *text = malloc((size_t)count * longest_line + 1);
+    if (text == NULL) return ENOMEM;
+    text[0] = '\0';
+    for (int i = 0; i < count; i++)
+        used += (size_t)sprintf(text + used, "%s %s\n", number_of(&keys[i]), keys[i].text);
+    const int error = vorn_config_write_file(KEYS_FILE, text, used);
+    free(text);
+    return error;
+}
+
+/* Where the configuration that refers to them is to go, and before it. */
+int keys_write(const vorn_instances *configuration)
+{
+    if (!is_anything_to_write(configuration)) return 0;
+    why_not = write_all();
+    if (why_not != 0) {
         vorn_debug_eprintf("wireless: can't write " KEYS_FILE ": %s.\n", strerror(why_not));
         return 1;
     }

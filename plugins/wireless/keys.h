@@ -17,7 +17,10 @@
 
 enum { keys_longest = 63 };
 
-/** Reads the file; keys that can't be read are missing. */
+/**
+ * Reads the file, and names it to the daemon as one of the configuration; keys that can't be read
+ * are missing.
+ */
 void keys_read(void);
 
 /** Whether the text is a reference. */
@@ -34,9 +37,11 @@ const char *keys_keep(const char *key, const vorn_instances *configuration,
 /** The key of a reference, or null when it is not on this device. */
 const char *keys_get(const char *reference);
 
-/** Writes what was kept since the last time to the disk. 0, or 1 when that fails, which is logged.
+/**
+ * Writes the keys when one that the configuration refers to is not written yet. 0, or 1 when that
+ * fails, which is logged.
  */
-int keys_write(void);
+int keys_write(const vorn_instances *configuration);
 
 /** Why the key of a reference is not on the disk, or null. The text is good until the next call. */
 const char *keys_why_unsaved(const char *reference);

@@ -77,7 +77,7 @@ static void hide_keys(const vorn_instances *configuration, const vorn_instances 
         if (reference != NULL) vorn_instance_set_value(network, "key", reference);
     }
     vorn_instances_delete_iterator(walk);
-    keys_write();
+    keys_write(configuration);
 }
 
 static void commit(vorn_commit_info *info)
