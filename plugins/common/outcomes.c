@@ -68,6 +68,20 @@ void outcomes_explain(outcomes *of, const char *name, const char *pattern, ...)
     outcomes_fail(of, name, reason);
 }
 
+void outcomes_set_aside(outcomes *of, outcomes *kept)
+{
+    *kept = *of;
+    of->first = NULL;
+    for (const struct outcome *each = kept->first; each != NULL; each = each->next)
+        outcomes_fail(of, each->name, each->reason);
+}
+
+void outcomes_take_back(outcomes *of, outcomes *kept)
+{
+    outcomes_forget(of);
+    *of = *kept;
+}
+
 const char *outcomes_reason(const outcomes *of, const char *name)
 {
     for (const struct outcome *each = of->first; each != NULL; each = each->next) {

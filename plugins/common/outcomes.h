@@ -25,6 +25,13 @@ void outcomes_explain(outcomes *of, const char *name, const char *pattern, ...)
 /** Forgets the failure of that name. */
 void outcomes_succeed(outcomes *of, const char *name);
 
+/**
+ * For who only wants to know what would come of something: from here on the outcomes are a copy, as
+ * far as there is memory for it, until what was kept is taken back.
+ */
+void outcomes_set_aside(outcomes *of, outcomes *kept);
+void outcomes_take_back(outcomes *of, outcomes *kept);
+
 /** Forgets all failures. */
 void outcomes_forget(outcomes *of);
 

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "bridges.h"
 
+#include <limits.h>
 #include <net/if.h>
 #include <stdio.h>
 #include <string.h>
@@ -12,16 +13,31 @@
 #include "links.h"
 #include "values.h"
 
+static const vorn_actions *foreseen;
+
+void bridges_foresee(const vorn_actions *actions)
+{
+    foreseen = actions;
+}
+
+static int is_foreseen(const char *action, const char *bridge)
+{
+    return foreseen != NULL && vorn_actions_exists(foreseen, "network", action, "link", bridge);
+}
+
 const char *bridges_missing(const vorn_instance *network)
 {
     const char *bridge = value_of(network, "bridge");
     if (*bridge == '\0' || vorn_process_no_actions) return NULL;
-    return if_nametoindex(bridge) == 0 ? bridge : NULL;
+    if (is_foreseen("makes", bridge)) return NULL;
+    return if_nametoindex(bridge) == 0 || is_foreseen("removes", bridge) ? bridge : NULL;
 }
 
 unsigned int bridges_number(const char *name)
 {
-    return *name != '\0' ? if_nametoindex(name) : 0;
+    if (*name == '\0') return 0;
+    if (is_foreseen("makes", name)) return UINT_MAX;
+    return is_foreseen("removes", name) ? 0 : if_nametoindex(name);
 }
 
 unsigned int bridges_sum(const vorn_instances *configuration, const char *radio)

@@ -9,6 +9,12 @@
  * restarted for a bridge that was made again, and when somebody has taken an interface out.
  */
 
+/**
+ * While actions are given, which the plugin network has filled for an explanation, bridges are
+ * there or not as it would leave them. Null ends that.
+ */
+void bridges_foresee(const vorn_actions *actions);
+
 /** The bridge that the network is to be in and that is not there; null when there is none. */
 const char *bridges_missing(const vorn_instance *network);
 

@@ -28,8 +28,8 @@ struct writer {
     FILE *frame;
     const vorn_instances *configuration;
     const char *radio;
+    hostapd_text *text;
     int networks;
-    int has_new_files;
     int failed;
 };
 
@@ -131,12 +131,12 @@ static int close_text(FILE *file)
 }
 
 /* The addresses stand in the text too, as comments: a changed list is a changed text. */
-static int write_addresses(const struct writer *writer, const char *path, const char *list)
+static int write_addresses(const struct writer *writer, const char *list)
 {
-    char *text = NULL;
+    char **text = &writer->text->addresses[writer->networks];
     size_t size;
-    FILE *file = open_memstream(&text, &size);
-    if (file == NULL) return -1;
+    FILE *file = open_memstream(text, &size);
+    if (file == NULL) return 1;
     vorn_instances_iterator *walk =
         vorn_instances_new_group_iterator(writer->configuration, "access-list", list);
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
@@ -145,9 +145,7 @@ static int write_addresses(const struct writer *writer, const char *path, const 
         fprintf(writer->whole, "# %s\n", mac);
     }
     vorn_instances_delete_iterator(walk);
-    const int result = close_text(file) == 0 ? write_file_whole(path, text, 0644) : -1;
-    free(text);
-    return result;
+    return close_text(file);
 }
 
 static void name_addresses(char path[addresses_path_room], const char *interface)
@@ -155,15 +153,46 @@ static void name_addresses(char path[addresses_path_room], const char *interface
     snprintf(path, addresses_path_room, "/var/run/vorn-hostapd-%s.macs", interface);
 }
 
-void hostapd_forget_addresses(const char *radio, int place)
+static void name_addresses_of(char path[addresses_path_room], const char *radio, int place)
 {
-    for (; place < hostapd_most_networks; place++) {
-        char interface[hostapd_name_room];
-        char path[addresses_path_room];
-        hostapd_name_interface(interface, radio, place);
-        name_addresses(path, interface);
-        unlink(path);
+    char interface[hostapd_name_room];
+    hostapd_name_interface(interface, radio, place);
+    name_addresses(path, interface);
+}
+
+int hostapd_has_new_addresses(const hostapd_text *text, const char *radio)
+{
+    char path[addresses_path_room];
+    int has_new = 0;
+    for (int place = 0; place < hostapd_most_networks; place++) {
+        name_addresses_of(path, radio, place);
+        has_new |=
+            text->addresses[place] != NULL && whole_file_differs(path, text->addresses[place]);
     }
+    return has_new;
+}
+
+int hostapd_write_addresses(const hostapd_text *text, const char *radio)
+{
+    char path[addresses_path_room];
+    int has_new = 0;
+    for (int place = 0; place < hostapd_most_networks; place++) {
+        name_addresses_of(path, radio, place);
+        if (text->addresses[place] == NULL) {
+            unlink(path);
+            continue;
+        }
+        const int result = write_file_whole(path, text->addresses[place], 0644);
+        if (result < 0) return -1;
+        has_new |= result;
+    }
+    return has_new;
+}
+
+void hostapd_forget_addresses(const char *radio)
+{
+    const hostapd_text none = {.whole = NULL};
+    hostapd_write_addresses(&none, radio);
 }
 
 /* A list that is missing takes nobody, whatever it was to be: nobody is let in by mistake. */
@@ -174,15 +203,10 @@ static void write_access(struct writer *writer, const vorn_instance *network, co
     const int accepts = strcmp(value_of(network, "access-policy"), "accept") == 0 ||
                         !networks_has_list(writer->configuration, list);
     name_addresses(path, interface);
-    if (*list == '\0') {
-        unlink(path);
-        return;
-    }
+    if (*list == '\0') return;
     fprintf(writer->whole, "macaddr_acl=%d\n%s_mac_file=%s\n", accepts, accepts ? "accept" : "deny",
             path);
-    const int result = write_addresses(writer, path, list);
-    writer->failed |= result < 0;
-    writer->has_new_files |= result > 0;
+    writer->failed |= write_addresses(writer, list);
 }
 
 static int is_open(const vorn_instance *network)
@@ -284,18 +308,16 @@ int hostapd_write(hostapd_text *text, const vorn_instance *radio,
                             open_memstream(&text->frame, &size),
                             configuration,
                             vorn_instance_get_name(radio),
-                            0,
+                            text,
                             0,
                             0};
     if (writer.whole != NULL && writer.frame != NULL) {
         write_radio(&writer, radio);
         write_networks(&writer);
-        hostapd_forget_addresses(writer.radio, writer.networks);
     }
     const int whole_failed = close_text(writer.whole);
     const int frame_failed = close_text(writer.frame);
     text->networks = writer.networks;
-    text->has_new_files = writer.has_new_files;
     if (!whole_failed && !frame_failed && !writer.failed) return 0;
     hostapd_free(text);
     return 1;
@@ -305,5 +327,7 @@ void hostapd_free(hostapd_text *text)
 {
     free(text->whole);
     free(text->frame);
+    for (int place = 0; place < hostapd_most_networks; place++)
+        free(text->addresses[place]);
     *text = (hostapd_text){.whole = NULL};
 }

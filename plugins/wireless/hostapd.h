@@ -9,29 +9,37 @@
  * to be restarted; the rest it can read again while it runs.
  */
 
+/** The most networks that one radio carries, and the room for the name of an interface. */
+enum { hostapd_most_networks = 8, hostapd_name_room = 16 };
+
 typedef struct hostapd_text {
     char *whole;
     char *frame;
-    int networks;      /* how many there are in it */
-    int has_new_files; /* whether a file of station addresses was replaced */
+    int networks;                           /* how many there are in it */
+    char *addresses[hostapd_most_networks]; /* of each network's file; null for none */
 } hostapd_text;
-
-/** The most networks that one radio carries, and the room for the name of an interface. */
-enum { hostapd_most_networks = 8, hostapd_name_room = 16 };
 
 /** Why each network is not on the air; known by hostapd_write. */
 extern outcomes network_outcomes;
 
 /**
- * Writes both texts, and the files of station addresses that they name. Networks that can't be
- * carried are left out and noted. Returns 0, or 1 without memory or when a file can't be written;
- * the texts are null then.
+ * Writes the texts. Networks that can't be carried are left out and noted. Returns 0, or 1 without
+ * memory; the texts are null then.
  */
 int hostapd_write(hostapd_text *text, const vorn_instance *radio,
                   const vorn_instances *configuration);
 
-/** Removes the files of station addresses of the radio's networks from that place on. */
-void hostapd_forget_addresses(const char *radio, int place);
+/**
+ * Replaces the files of station addresses that the texts name, and removes the others. Returns 1
+ * when one was replaced, 0 when all were so already, -1 when that fails.
+ */
+int hostapd_write_addresses(const hostapd_text *text, const char *radio);
+
+/** Whether it would replace any. */
+int hostapd_has_new_addresses(const hostapd_text *text, const char *radio);
+
+/** Removes the files of station addresses of the radio's networks. */
+void hostapd_forget_addresses(const char *radio);
 
 /** The file of a radio's configuration, which is only root's. */
 enum { hostapd_path_room = 64 };

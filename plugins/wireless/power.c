@@ -27,11 +27,16 @@ void power_begin(struct power *power, void (*failed)(const char *reason, void *d
     power->data = data;
 }
 
+int power_differs(const struct power *power, const char *dbm)
+{
+    return strcmp(dbm, power->told) != 0;
+}
+
 void power_set(struct power *power, const char *radio, const char *dbm)
 {
     char hundredths[12];
     const int is_fixed = *dbm != '\0';
-    if (strcmp(dbm, power->told) == 0) return;
+    if (!power_differs(power, dbm)) return;
     snprintf(hundredths, sizeof hundredths, "%s00", dbm);
     const char *const arguments[] = {"iw",
                                      "dev",

@@ -18,6 +18,9 @@ void power_begin(struct power *power, void (*failed)(const char *reason, void *d
 /** Has the driver set what it was not told yet; what has failed is tried again by the next call. */
 void power_set(struct power *power, const char *radio, const char *dbm);
 
+/** Whether it would have the driver set anything. */
+int power_differs(const struct power *power, const char *dbm);
+
 /** Leaves the driver its own choice, and begins anew. */
 void power_forget(struct power *power, const char *radio);
 

@@ -7,6 +7,10 @@
 /** Applies the radios and what is on the air with them, as far as it changed or failed. */
 void radios_commit(const vorn_instances *configuration, const vorn_changes *changes);
 
+/** Says what that would do. */
+void radios_explain(const vorn_instances *configuration, const vorn_changes *changes,
+                    vorn_explanation *explanation);
+
 /** Judges a radio's name, which is its interface's, and whether its mode has its channel. */
 int radios_judge(const vorn_instances *configuration, const vorn_instance *radio, fault *found);
 

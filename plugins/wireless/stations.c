@@ -20,7 +20,8 @@
 enum {
     limit_ms = 1000,
     answer_room = 256 * 1024,
-    calm_us = 10000000 /* in which one that gave no answer in time is not asked again */
+    calm_us = 10000000, /* in which one that gave no answer in time is not asked again */
+    fresh_us = 60000000 /* as long the stations are known that were there */
 };
 
 static const char class_name[] = "station";
@@ -88,6 +89,7 @@ struct question {
 static struct question *questions; /* of the refresh at hand */
 
 static int64_t deadline_us;
+static int64_t known_at_us; /* 0 while nobody has asked */
 static int64_t no_answer_before_us;
 
 static void say_unknown(vorn_instances *stations, const char *network, const char *reason)
@@ -157,4 +159,22 @@ void stations_refresh(vorn_refresh_info *info)
     questions = NULL;
     replace_instances(store, class_name, stations, properties);
     vorn_instances_delete_all(stations);
+    known_at_us = patience_now_us();
+}
+
+int stations_count(const char *radio)
+{
+    const vorn_instances *running = vorn_config_get_running();
+    int count = 0;
+    if (known_at_us == 0 || patience_now_us() - known_at_us > fresh_us) return -1;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(running, class_name);
+    while (walk != NULL && count >= 0 && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *station = vorn_instances_iterator_next(walk);
+        const vorn_instance *network =
+            vorn_instances_get(running, "wireless-network", value_of(station, "network"));
+        if (strcmp(value_of(network, "radio"), radio) != 0) continue;
+        count = *value_of(station, "unknown") == '\0' ? count + 1 : -1;
+    }
+    vorn_instances_delete_iterator(walk);
+    return count;
 }

@@ -10,4 +10,10 @@ int stations_declare(void);
 /** Brings the instances up to date if somebody is about to read them. */
 void stations_refresh(vorn_refresh_info *info);
 
+/**
+ * How many stations have joined the radio's networks, as far as somebody has asked within the last
+ * minute; -1 when nobody has, or not all are known.
+ */
+int stations_count(const char *radio);
+
 #endif

@@ -9,6 +9,7 @@
 #include "bridges.h"
 #include "country.h"
 #include "declare.h"
+#include "effects.h"
 #include "hostapd.h"
 #include "keys.h"
 #include "kick.h"
@@ -58,13 +59,18 @@ static int is_any_name(const char *value)
     return 1;
 }
 
+static int is_to_hide(const vorn_instance *network)
+{
+    const char *key = value_of(network, "key");
+    return *key != '\0' && !keys_is_reference(key);
+}
+
 /* The reference that takes the key's place, or null when it can stay as it is. */
 static const char *hide(const vorn_instance *network, const vorn_instances *configuration,
                         const vorn_instances *before)
 {
-    const char *key = value_of(network, "key");
-    if (*key == '\0' || keys_is_reference(key)) return NULL;
-    return keys_keep(key, configuration, before);
+    if (!is_to_hide(network)) return NULL;
+    return keys_keep(value_of(network, "key"), configuration, before);
 }
 
 static void hide_keys(const vorn_instances *configuration, const vorn_instances *before)
@@ -86,6 +92,26 @@ static void commit(vorn_commit_info *info)
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
     hide_keys(configuration, vorn_changes_get_before(changes));
     radios_commit(configuration, changes);
+}
+
+static int has_keys_to_hide(const vorn_instances *configuration)
+{
+    int has_one = 0;
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, "wireless-network");
+    while (walk != NULL && !has_one && vorn_instances_iterator_has_next(walk))
+        has_one = is_to_hide(vorn_instances_iterator_next(walk));
+    vorn_instances_delete_iterator(walk);
+    return has_one;
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    explain_file(explanation, KEYS_FILE, has_keys_to_hide(configuration));
+    bridges_foresee(vorn_commit_info_get_actions(info));
+    radios_explain(configuration, vorn_commit_info_get_changes(info), explanation);
+    bridges_foresee(NULL);
 }
 
 static void check(vorn_check_info *info, void *data)
@@ -252,6 +278,7 @@ void vorn_plugin_init(void)
     if (radios_watch() != 0) vorn_debug_eprintf("wireless: links can't be watched.\n");
     vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_providers_add(provider);
     vorn_providers_order("network", "wireless");
