@@ -37,7 +37,9 @@ std::uint64_t add_text(std::uint64_t digest, const char *text)
 
 constexpr std::uint64_t start = 0xCBF29CE484222325;
 
-std::uint64_t digest_of(const vorn_instance &instance)
+} // namespace
+
+std::uint64_t digest_of_instance(const vorn_instance &instance)
 {
     const vorn_class &klass = *instance.klass;
     std::uint64_t values = 0;
@@ -52,6 +54,8 @@ std::uint64_t digest_of(const vorn_instance &instance)
     return scattered(add_text(add_text(start, klass.name.get()), name) + values);
 }
 
+namespace {
+
 bool add_class(std::uint64_t &digest, const vorn_class &klass, const vorn_instances *instances)
 {
     if (klass.persistence == 0 || klass.superclass_name) return true;
@@ -59,7 +63,7 @@ bool add_class(std::uint64_t &digest, const vorn_class &klass, const vorn_instan
     const Walk walk(vorn_instances_new_class_iterator(instances, klass.name.get()));
     if (!walk) return false;
     for (const vorn_instance *instance : walk) {
-        if (instance->klass->persistence != 0) digest += digest_of(*instance);
+        if (instance->klass->persistence != 0) digest += digest_of_instance(*instance);
     }
     return true;
 }

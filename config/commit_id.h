@@ -30,4 +30,7 @@ private:
     bool failed_ = false;
 };
 
+/* Of what a save would write of one instance, whatever the order of its values. */
+std::uint64_t digest_of_instance(const vorn_instance &instance);
+
 } // namespace vorn

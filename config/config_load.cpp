@@ -16,6 +16,7 @@
 #include "config/config_state.h"
 #include "config/default_file.h"
 #include "config/file_replace.h"
+#include "config/kept_pieces.h"
 #include "config/plugins_of_last_save.h"
 #include "core/base/memory.h"
 #include "core/base/paths.h"
@@ -138,25 +139,37 @@ void report_what_checks_find(vorn_changes *changes)
 }
 
 /* From the document, or from none, with every singleton that it leaves out. */
-bool fill(ConfigDocument &document, vorn_changes *changes, unsigned int &unknown)
+bool fill(ConfigDocument &document, vorn_changes *changes, unsigned int &unknown, KeptPieces &kept)
 {
     bool whole = true;
-    if (document) whole &= read_instances(document, running_config, changes, unknown);
+    if (document) whole &= read_instances(document, running_config, changes, unknown, &kept);
     whole &= add_missing_singletons(running_config, changes);
     return whole;
 }
 
-/* What nobody could read is no loss when no plugin has gone: it has been so at the last save. */
-void note_missing_plugin(unsigned int unknown)
+/*
+ * What nobody could read is kept, and no loss. What can't be kept is no loss either when no plugin
+ * has gone: it has been so at the last save.
+ */
+void note_missing_plugin(unsigned int unknown, unsigned int lost)
 {
+    if (lost > 0) {
+        vorn_debug_eprintf("More than can be kept is unknown: %u pieces are not.\n", lost);
+    }
     if (unknown == 0 || !find_missing_plugin(lacking_plugin, sizeof lacking_plugin)) {
         lacking_plugin[0] = '\0';
         return;
     }
-    vorn_debug_eprintf(
-        "The plugin \"%s\" is missing: what is its own is not loaded, and nothing is "
-        "saved until it is back.\n",
-        lacking_plugin);
+    if (lost > 0) {
+        vorn_debug_eprintf(
+            "The plugin \"%s\" is missing: what is its own is not loaded, and nothing is "
+            "saved until it is back.\n",
+            lacking_plugin);
+        return;
+    }
+    vorn_debug_eprintf("The plugin \"%s\" is missing: what is its own is not loaded, but kept.\n",
+                       lacking_plugin);
+    lacking_plugin[0] = '\0';
 }
 
 /* What has been read of another configuration goes; nobody was told of it. */
@@ -203,10 +216,11 @@ int load_startup()
 
     StoreShell store(vorn_instances_new());
     Owned<vorn_changes> changes(store ? vorn_changes_new(store.get()) : nullptr);
-    if (!changes) return serve_empty_store();
+    Owned<KeptPieces> kept = make<KeptPieces>();
+    if (!changes || !kept) return serve_empty_store();
     StoreShell before(std::exchange(running_config, store.release()));
     unsigned int unknown = 0;
-    const bool whole = fill(taken.document, changes.get(), unknown) && !short_of_memory;
+    const bool whole = fill(taken.document, changes.get(), unknown, *kept) && !short_of_memory;
     if (!whole && before) return serve_again(before.release(), std::move(changes));
 
     const bool is_first = !before;
@@ -214,7 +228,9 @@ int load_startup()
     const bool lacks_classes = is_first && unknown > 0 && refused_allocations > 0;
     lacks_instances = !whole || lacks_classes;
     running_from = found ? taken.source : Source::nothing;
-    note_missing_plugin(unknown);
+    const unsigned int lost = kept->lost();
+    delete std::exchange(kept_pieces, kept.release());
+    note_missing_plugin(unknown, lost);
     if (!lacks_instances && !*lacking_plugin) remember_plugins();
     before.reset();
     report_what_checks_find(changes.get());

@@ -39,13 +39,37 @@ bool is_too_long(const vorn_instance &instance, const char *what, const char *te
     return true;
 }
 
-bool read_value(vorn_instance &instance, const char *property, const char *value,
-                unsigned int &unknown)
+/* What a load has no use for, and where it goes. */
+struct Unread {
+    unsigned int &unknown;
+    KeptPieces *kept;
+    PieceTexts values; /* of the instance that is being read */
+
+    void add(const char *property, const char *text)
+    {
+        if (!kept) return;
+        values.add(property);
+        values.add(text);
+    }
+    /* Whether memory sufficed for keeping it. */
+    bool keep_whole(const WrittenInstance &written) const
+    {
+        return !kept || is_final(kept->add_element(written));
+    }
+    bool keep_values_of(const vorn_instance &instance)
+    {
+        return values.is_empty() || is_final(kept->add_values(instance, values));
+    }
+};
+
+bool read_value(vorn_instance &instance, const char *property, const char *value, Unread &unread)
 {
     const char *class_name = instance.klass->name.get();
 
-    if (!vorn_class_get_property(instance.klass, property)) {
-        unknown++;
+    const vorn_property *declared = vorn_class_get_property(instance.klass, property);
+    if (!declared) {
+        unread.unknown++;
+        unread.add(property, value);
         vorn_debug_eprintf("Property \"%s\" is not valid for class \"%s\" - skipping.\n", property,
                            class_name);
         return true;
@@ -54,6 +78,7 @@ bool read_value(vorn_instance &instance, const char *property, const char *value
 
     const Outcome outcome = set_value(instance, property, value);
     if (outcome == Outcome::done) return true;
+    if (declared->persistence != 0) unread.add(property, value);
     vorn_debug_eprintf(
         "Value \"%s\" is not valid for property \"%s\" of class \"%s\" - skipping.%s%s\n",
         shown_value(*instance.klass, property, value), property, class_name, before_reason(),
@@ -93,15 +118,23 @@ Outcome take_over(Owned<vorn_instance> &instance, vorn_instances *instances, vor
     return Outcome::done;
 }
 
+/* A second one of the same name is none that anybody would want back. */
 bool take_over_or_tell(Owned<vorn_instance> instance, vorn_instances *instances,
-                       vorn_changes *changes)
+                       vorn_changes *changes, Unread &unread)
 {
+    const vorn_instance &read = *instance;
     const Outcome outcome = take_over(instance, instances, changes);
-    if (outcome == Outcome::done) return true;
-    const char *name = instance->name.get();
+    if (outcome == Outcome::done) return unread.keep_values_of(read);
+    const char *name = read.name.get();
     vorn_debug_eprintf("Couldn't add instance \"%s\" of class \"%s\". Skipping instance.\n",
-                       shown(name), instance->klass->name.get());
+                       shown(name), read.klass->name.get());
     return is_final(outcome);
+}
+
+/* What is never saved is not kept either. */
+bool keep_refused(const WrittenInstance &written, const vorn_class &klass, const Unread &unread)
+{
+    return klass.persistence == 0 || unread.keep_whole(written);
 }
 
 Identifier find_identifier(const void *record, const char *property)
@@ -116,39 +149,38 @@ Identifier find_identifier(const void *record, const char *property)
 } // namespace
 
 bool read_instance(const WrittenInstance &written, vorn_instances *instances, vorn_changes *changes,
-                   unsigned int &unknown)
+                   unsigned int &unknown, KeptPieces *kept)
 {
+    Unread unread = {unknown, kept, {}};
     const char *class_name = class_of_element(written.element, &written, find_identifier);
     if (!class_name) {
         unknown++;
-        return true;
+        return unread.keep_whole(written);
     }
 
+    vorn_class &klass = *vorn_classes_get(class_name);
     const char *name = written.text_at(written.instance_name);
     Owned<vorn_instance> instance;
-    const Outcome outcome =
-        make_instance(*vorn_classes_get(class_name), name, values_in(written), instance);
+    const Outcome outcome = make_instance(klass, name, values_in(written), instance);
     if (outcome != Outcome::done) {
         vorn_debug_eprintf("Bad instance name \"%s\" of class \"%s\"- skipping.\n", shown(name),
                            class_name);
-        return is_final(outcome);
+        return is_final(outcome) && keep_refused(written, klass, unread);
     }
     if (name && is_too_long(*instance, "the name", name)) return true;
     bool whole = true;
-    for (const WrittenValue &each : written) {
-        whole &=
-            read_value(*instance, each.property, or_empty(written.text_at(each.text)), unknown);
-    }
-    if (!is_valid(*instance)) return whole;
-    return take_over_or_tell(std::move(instance), instances, changes) && whole;
+    for (const WrittenValue &each : written)
+        whole &= read_value(*instance, each.property, or_empty(written.text_at(each.text)), unread);
+    if (!is_valid(*instance)) return keep_refused(written, klass, unread) && whole;
+    return take_over_or_tell(std::move(instance), instances, changes, unread) && whole;
 }
 
 bool read_instances(ConfigDocument &document, vorn_instances *instances, vorn_changes *changes,
-                    unsigned int &unknown)
+                    unsigned int &unknown, KeptPieces *kept)
 {
     bool whole = true;
     while (const Allocated<WrittenInstance> written = document.take_next())
-        whole &= read_instance(*written, instances, changes, unknown);
+        whole &= read_instance(*written, instances, changes, unknown, kept);
     return whole;
 }
 

@@ -6,6 +6,7 @@
 #include "config/config_write.h"
 
 #include "config/file_limits.h"
+#include "config/kept_pieces.h"
 #include "core/guard.h"
 #include "model/class_record.h"
 #include "model/classes_walk.h"
@@ -67,6 +68,7 @@ void add_instance(XmlWriter &document, const vorn_class &klass, const vorn_insta
     }
     document.open(klass.name.get(), name);
     add_values(document, instance, left_out);
+    if (kept_pieces) kept_pieces->write_values_of(instance, document);
     document.close(klass.name.get());
 }
 
@@ -89,11 +91,13 @@ Text config_document(const vorn_instances *instances, SaveReason &left_out)
 {
     XmlWriter document(XmlWriter::Layout::indented);
     document.open(root_name);
+    if (kept_pieces) kept_pieces->begin_document();
     const ClassesWalk classes;
     if (!classes) return {};
     for (const vorn_class *klass : classes) {
         if (!add_class(document, *klass, instances, left_out)) return {};
     }
+    if (kept_pieces) kept_pieces->write_elements(document);
     document.close(root_name);
     return document.take();
 }
@@ -118,7 +122,10 @@ bool write_config(const vorn_instances *instances, const char *path, FileKind ki
         return false;
     }
     std::fputs(document.get(), file.stream());
-    if (file.commit()) return true;
+    if (file.commit()) {
+        if (kept_pieces && kind == FileKind::kept) kept_pieces->forget_unwritten();
+        return true;
+    }
     reason.set("%s", std::strerror(file.error()));
     return false;
 }

@@ -80,8 +80,9 @@ VORN_API vorn_instances *vorn_config_replace_running(vorn_instances *instances);
  * that is not UTF-8 or longer than ten million bytes, a property whose name is no XML name) is left
  * out: "Can't save %s of instance \"%s\" of class \"%s\": XML can't hold it.\n" with the property,
  * or "the name" for a whole instance. Without the memory for the whole document nothing is written:
- * "No memory to write %s.\n". Nor is anything written while a plugin is missing that took part in
- * the last save, if the load had to skip what nobody knows: "Not saving: the plugin \"%s\" is
+ * "No memory to write %s.\n". What the load skipped and keeps is written after what is known, see
+ * vorn_config_get_kept. Nor is anything written while a plugin is missing that took part in the
+ * last save, if the load could not keep all that it had to skip: "Not saving: the plugin \"%s\" is
  * missing, and what is its own would be lost.\n". Nor is anything written while the running
  * configuration lacks what its load had no memory for, until the next load that is whole: "Not
  * saving: the configuration was not loaded whole for want of memory.\n".
@@ -169,6 +170,16 @@ VORN_API const char *vorn_config_get_source(void);
 VORN_API const char *vorn_config_get_broken(void);
 
 /**
+ * What the last load could not read and keeps, by its rank from 0 on, in a few words: "Radio
+ * \"wlan0\"" for an instance, "Radio \"wlan0\": power" for values of one, by the first of them. The
+ * text holds until the next call. Null behind the last.
+ */
+VORN_API const char *vorn_config_get_kept(unsigned int rank);
+
+/** Keeps none of it any longer: the next save is without. */
+VORN_API void vorn_config_forget_kept(void);
+
+/**
  * Removes the kept file; a startup file that is still to be kept is left to the next save. Returns
  * 0, also when there is none, or 1 ("Can't remove %s: %s.\n").
  */
@@ -200,6 +211,10 @@ VORN_API int vorn_config_copy_running_to_default(void);
  * - what vorn_instance_is_valid finds invalid: "Instance is invalid: %s Skipping instance.";
  * - a name that is taken, or a second singleton: "Couldn't add instance \"%s\" of class \"%s\".
  *   Skipping instance.\n".
+ *
+ * What is skipped is kept as it was read, up to a mebibyte, for the next save ("More than can be
+ * kept is unknown: %u pieces are not.\n"), but for what is never saved and for names that are
+ * taken.
  *
  * What the providers' check functions refuse is loaded all the same; before the commit: "Loaded in
  * spite of this: %s\n".

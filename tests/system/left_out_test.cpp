@@ -69,7 +69,12 @@ protected:
         boot();
         EXPECT_THAT(console(), HasSubstr("is left out"));
         EXPECT_THAT(lsql(select_radios), HasSubstr("<Radio name=\"mine\">"));
-        EXPECT_THAT(read_file(startup), HasSubstr("mine"));
+        EXPECT_THAT(lsql("<lsql><delete><Radio name=\"new\"/></delete><insert><Radio name=\"new\"/>"
+                         "</insert></lsql>"),
+                    HasSubstr("<rc>0</rc>"));
+        EXPECT_THAT(read_file(startup), HasSubstr("<Radio name=\"new\"/>"));
+        EXPECT_THAT(read_file(startup), HasSubstr("  <Deadly name=\"mine\">\n    <value>"));
+        EXPECT_THAT(read_file(startup), HasSubstr("</value>\n  </Deadly>\n</config>"));
     }
 
     void expect_taking_part()

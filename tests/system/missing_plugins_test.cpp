@@ -33,7 +33,12 @@ protected:
         ConfiguredDevice::SetUp();
         install_plugin("copies.vorn");
         install_plugin("save.vorn");
-        write_file(startup, "<config><Radio name=\"mine\"/></config>");
+        set_up_with("<Radio name=\"mine\"><channel>6</channel></Radio>");
+    }
+
+    void set_up_with(const std::string &instances)
+    {
+        write_file(startup, "<config>" + instances + "</config>");
         boot();
         save_something();
         shut_down();
@@ -73,6 +78,56 @@ TEST_F(MissingPlugins, LoseNothingToASave)
 {
     boot_without_board();
     EXPECT_TRUE(console_shows("vorn: The plugin \"board.vorn\" is missing: what is its own is not "
+                              "loaded, but kept.\n"));
+
+    save_something();
+
+    EXPECT_EQ(read_file(startup), saved_);
+    EXPECT_THAT(
+        read_file(startup),
+        HasSubstr("  <Radio name=\"mine\">\n    <channel>6</channel>\n  </Radio>\n</config>"));
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>saved</result>"));
+}
+
+TEST_F(MissingPlugins, LoseNothingWhenTheyCannotBeLoaded)
+{
+    write_file(board_plugin, read_file(board_plugin).substr(0, 1000));
+    boot();
+
+    save_something();
+
+    EXPECT_THAT(read_file(startup), HasSubstr("<Radio name=\"mine\">"));
+}
+
+TEST_F(MissingPlugins, AreInADefaultThatIsMadeWithoutThem)
+{
+    boot_without_board();
+
+    lsql("<lsql><update><Copies><running-to-default>now</running-to-default></Copies></update>"
+         "</lsql>");
+
+    EXPECT_TRUE(console_shows("copies: running-to-default 0\n"));
+    EXPECT_THAT(read_file(default_file), HasSubstr("<Radio name=\"mine\">"));
+}
+
+/* One whose configuration is too large to be kept for it. */
+class MissingLargePlugins : public MissingPlugins {
+protected:
+    void SetUp() override
+    {
+        ConfiguredDevice::SetUp();
+        install_plugin("copies.vorn");
+        install_plugin("save.vorn");
+        set_up_with("<Radio name=\"mine\"/><Acl name=\"a\"><mac>" +
+                    std::string(std::size_t{1} << 20, 'x') + "</mac></Acl>");
+    }
+};
+
+TEST_F(MissingLargePlugins, LoseNothingToASave)
+{
+    boot_without_board();
+    EXPECT_TRUE(console_shows("vorn: More than can be kept is unknown: 1 pieces are not.\n"));
+    EXPECT_TRUE(console_shows("vorn: The plugin \"board.vorn\" is missing: what is its own is not "
                               "loaded, and nothing is saved until it is back.\n"));
 
     save_something();
@@ -83,18 +138,7 @@ TEST_F(MissingPlugins, LoseNothingToASave)
                                              "\"board.vorn\" is missing"));
 }
 
-TEST_F(MissingPlugins, LoseNothingWhenTheyCannotBeLoaded)
-{
-    write_file(board_plugin, read_file(board_plugin).substr(0, 1000));
-    boot();
-
-    save_something();
-
-    EXPECT_TRUE(console_shows(refusal));
-    EXPECT_EQ(read_file(startup), saved_);
-}
-
-TEST_F(MissingPlugins, MakeNoDefaultEither)
+TEST_F(MissingLargePlugins, MakeNoDefaultEither)
 {
     boot_without_board();
 
@@ -118,6 +162,7 @@ TEST_F(MissingPlugins, AreNoHindranceOnceTheyAreBack)
     EXPECT_THAT(read_file(startup), HasSubstr("new"));
     EXPECT_EQ(lsql("<lsql><select><Radio/></select></lsql>"),
               answer("<Radio name=\"mine\"/><Radio name=\"new\"/>", 2));
+    EXPECT_THAT(read_file(startup), HasSubstr("<channel>6</channel>"));
 }
 
 TEST_F(MissingPlugins, WithoutAnythingInTheFileAreForgotten)
@@ -133,7 +178,7 @@ TEST_F(MissingPlugins, WithoutAnythingInTheFileAreForgotten)
 }
 
 /* A device that has never saved anything since its first boot. */
-TEST_F(MissingPlugins, AreRememberedFromABootThatHadThemAll)
+TEST_F(MissingLargePlugins, AreRememberedFromABootThatHadThemAll)
 {
     std::filesystem::remove(list_of_plugins);
     boot();
@@ -146,22 +191,22 @@ TEST_F(MissingPlugins, AreRememberedFromABootThatHadThemAll)
     EXPECT_THAT(console(), HasSubstr(refusal));
 }
 
-TEST_F(MissingPlugins, AreForgottenWithTheirList)
+TEST_F(MissingLargePlugins, AreForgottenWithTheirList)
 {
     std::filesystem::remove(list_of_plugins);
     boot_without_board();
 
     save_something();
 
-    EXPECT_THAT(read_file(startup), Not(HasSubstr("mine")));
+    EXPECT_THAT(read_file(startup), Not(HasSubstr("xxx")));
 }
 
 /* A device on whose disk the list has no place. */
-class UnwritableLists : public MissingPlugins {
+class UnwritableLists : public MissingLargePlugins {
 protected:
     void SetUp() override
     {
-        MissingPlugins::SetUp();
+        MissingLargePlugins::SetUp();
         std::filesystem::remove(list_of_plugins);
         block(list_of_plugins);
     }
@@ -223,7 +268,7 @@ TEST_F(UnwritableLists, AreToldOfByEverySaveAndTriedAgainByIt)
     EXPECT_THAT(read_file(list_of_plugins), HasSubstr("board.vorn\n"));
 }
 
-TEST_F(MissingPlugins, AreNotMeantByWhatNoPluginEverKnew)
+TEST_F(MissingPlugins, AreNotMeantByWhatNoPluginEverKnewWhichIsKeptAllTheSame)
 {
     write_file(startup, "<config><Toaster/><Radio name=\"mine\"/></config>");
     boot();
@@ -231,7 +276,8 @@ TEST_F(MissingPlugins, AreNotMeantByWhatNoPluginEverKnew)
     lsql("<lsql><insert><Radio name=\"new\"/></insert></lsql>");
 
     EXPECT_THAT(read_file(startup), HasSubstr("new"));
-    EXPECT_THAT(read_file(startup), Not(HasSubstr("Toaster")));
+    EXPECT_THAT(read_file(startup), HasSubstr("  <Toaster/>\n</config>"));
+    EXPECT_THAT(console(), Not(HasSubstr("is missing")));
 }
 
 } // namespace

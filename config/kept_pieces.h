@@ -1,0 +1,84 @@
+/* SPDX-License-Identifier: MIT */
+#pragma once
+
+#include "config/config_document.h"
+#include "core/base/result.h"
+#include "core/base/text.h"
+#include "core/base/text_buffer.h"
+#include "core/hash_table/table.h"
+#include "model/instance_record.h"
+#include "services/xml/xml_writer.h"
+
+namespace vorn {
+
+/* What is kept takes no more than this, whatever a file holds. */
+constexpr std::size_t most_kept_bytes = std::size_t{1} << 20;
+
+/* Texts one after the other, each there or absent. */
+class PieceTexts {
+public:
+    void add(const char *text);
+    /* Ends what belongs together. */
+    void end();
+    bool is_empty() const { return texts_.size() == 0 && !texts_.failed(); }
+    TextBuffer &buffer() { return texts_; }
+
+private:
+    TextBuffer texts_;
+};
+
+/* What an instance's element has beside the values that the instance took. */
+struct KeptValues : Record {
+    Allocated<char> texts;
+    std::size_t size = 0; /* 0 once it is forgotten */
+    Text owner;
+    KeptValues *next = nullptr;    /* in the order of the file */
+    KeptValues *another = nullptr; /* of an owner that looks the same */
+    unsigned int written = 0;      /* in which document last */
+};
+
+/*
+ * What a load could not read, as it was read, so that a save can write it again: elements of which
+ * no plugin knows the class, instances that are refused, and of others the values that are. A
+ * plugin that is back finds its own. It is bounded, and then some of it is lost, which is counted.
+ */
+class KeptPieces : public Record {
+public:
+    KeptPieces() = default;
+    KeptPieces(const KeptPieces &) = delete;
+    ~KeptPieces();
+
+    /* Refused when it can't be kept, which counts as lost. */
+    Outcome add_element(const WrittenInstance &written);
+    /* Property and text of each, of an instance that is served. */
+    Outcome add_values(const vorn_instance &instance, PieceTexts &values);
+    unsigned int lost() const { return lost_; }
+
+    /* For the writing of a document: at its beginning, behind each instance's values, at its end.
+     */
+    void begin_document() { writing_++; }
+    void write_values_of(const vorn_instance &instance, XmlWriter &document);
+    void write_elements(XmlWriter &document);
+    /* The last document is the startup file now: what belonged to none of its instances goes. */
+    void forget_unwritten();
+
+    /* What the piece is, in a few words; null behind the last. */
+    const char *describe(unsigned int rank);
+
+private:
+    bool take_room(std::size_t size);
+
+    PieceTexts elements_; /* in one piece of memory: there may be very many */
+    KeptValues *first_ = nullptr;
+    KeptValues *last_ = nullptr;
+    Table<KeptValues> by_owner_;
+    std::size_t bytes_ = 0;
+    unsigned int lost_ = 0;
+    unsigned int writing_ = 0;
+    Line<120> description_{"%s", ""};
+};
+
+/* Of the running configuration; null for nothing. */
+extern constinit KeptPieces *kept_pieces;
+
+} // namespace vorn
