@@ -217,6 +217,7 @@ private:
         const OptionWord *option = find_option(invocation_.verb->options, name);
         if (option) invocation_.given[name] = option->value ? take_value(*option) : "";
         if (name == "--explain") invocation_.options.explains = true;
+        if (name == "--comment") invocation_.options.comment = invocation_.given[name];
         return option != nullptr;
     }
 

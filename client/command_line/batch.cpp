@@ -23,8 +23,9 @@ Change parse_line(const std::vector<std::string> &words, const std::string &plac
     }
     try {
         const Invocation line = parse_words(*find_verb(words[0]), {words.begin() + 1, words.end()});
-        if (line.options.explains) {
-            throw Failure(misused, place + "--explain is for all changes of a file together");
+        for (const char *option : {"--explain", "--comment"}) {
+            if (!line.has(option)) continue;
+            throw Failure(misused, place + option + " is for all changes of a file together");
         }
         return change_of(line, place);
     } catch (const Misuse &misuse) {

@@ -5,16 +5,34 @@
 #include "configuration.h"
 #include "device.h"
 #include "failure.h"
+#include "generations.h"
 #include "input.h"
 #include "secrets.h"
 #include "verb.h"
 
 namespace vorn::client {
 
+namespace {
+
+int export_generation(const Invocation &invocation, Device &device)
+{
+    const std::string number = generation_in(invocation.value("--generation"));
+    const std::string document = document_of_generation(device, number);
+    if (invocation.options.output.format == Format::json) {
+        invocation.options.output.print(parse_configuration(document, number.c_str()));
+    } else {
+        write_output(invocation.words.empty() ? "-" : invocation.word(0), document);
+    }
+    return done;
+}
+
+} // namespace
+
 int export_(const Invocation &invocation)
 {
     const Options &options = invocation.options;
     Device device(options.timeout_ms());
+    if (invocation.has("--generation")) return export_generation(invocation, device);
     const Schema schema = Schema::required_of(device);
     const std::string file = invocation.words.empty() ? "-" : invocation.word(0);
     Snapshot running = snapshot(device, schema);

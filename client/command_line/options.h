@@ -14,6 +14,7 @@ struct Options {
     std::string origin = "vornctl";
     bool waits = true;     /* for what a change has begun */
     bool explains = false; /* what a change would do, instead of doing it */
+    std::string comment;   /* on what is changed, for the history */
 
     int timeout_ms() const { return static_cast<int>(timeout_seconds * 1000); }
 };

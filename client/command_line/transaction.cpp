@@ -161,6 +161,8 @@ int Transaction::execute(Device &device)
 {
     outcomes_.clear();
     if (options_.explains) return explain(device);
+    if (!options_.comment.empty() && !request_.empty())
+        update("comment", {"history", {}, {}}, {{"comment", options_.comment}});
     const Effects effects(device, schema_);
     if (request_.empty()) return effects.report(touched_, options_.waits);
     outcomes_ = parse_answer(device.ask(request_.text()));

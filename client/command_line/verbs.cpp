@@ -16,6 +16,7 @@ int diff(const Invocation &invocation);
 int export_(const Invocation &invocation);
 int factory_reset(const Invocation &invocation);
 int forget_broken(const Invocation &invocation);
+int history(const Invocation &invocation);
 int import(const Invocation &invocation);
 int inform(const Invocation &invocation);
 int kick(const Invocation &invocation);
@@ -25,6 +26,7 @@ int ping(const Invocation &invocation);
 int query(const Invocation &invocation);
 int reboot(const Invocation &invocation);
 int rename(const Invocation &invocation);
+int rollback(const Invocation &invocation);
 int set(const Invocation &invocation);
 int show(const Invocation &invocation);
 int startup(const Invocation &invocation);
@@ -50,7 +52,11 @@ constexpr Argument instance[] = {{"CLASS", "what to remove"},
                                  {"NAME", "the instance's name", false, true}};
 constexpr Argument changes[] = {
     {"FILE", "one set, unset, add, delete or rename a line; - for standard input"}};
-constexpr Argument other[] = {{"FILE", "compare with this file instead of the saved one", false}};
+constexpr Argument other[] = {
+    {"FILE", "compare with this file, or this generation, instead of the saved one", false},
+    {"GENERATION", "compare the two generations", false}};
+constexpr Argument a_generation[] = {{"GENERATION", "what it changed", false}};
+constexpr Argument back[] = {{"GENERATION", "its number; vornctl history lists them"}};
 constexpr Argument target[] = {{"FILE", "standard output if there is none", false}};
 constexpr Argument source[] = {{"FILE", "as export writes it; - for standard input"}};
 constexpr Argument count[] = {{"COUNT", "how many; without it for ever", false}};
@@ -72,20 +78,23 @@ constexpr Argument commit_count[] = {{"COUNT", "how many; 20 if it isn't given",
 constexpr Argument station[] = {{"STATION", "its MAC address"}};
 
 constexpr OptionWord explaining = {"--explain", nullptr, "only say what it would do"};
-constexpr OptionWord changing[] = {explaining};
-constexpr OptionWord picking[] = {where, explaining};
+constexpr OptionWord commenting = {"--comment", "TEXT", "what the history says of it"};
+constexpr OptionWord changing[] = {explaining, commenting};
+constexpr OptionWord picking[] = {where, explaining, commenting};
+constexpr OptionWord exporting[] = {{"--generation", "NUMBER", "one that was saved before"}};
 constexpr OptionWord showing[] = {where, {"-q", nullptr, "the bare value of one property"}};
-constexpr OptionWord adding[] = {{"--or-set", nullptr, "change the instance if it exists"},
-                                 explaining};
+constexpr OptionWord adding[] = {
+    {"--or-set", nullptr, "change the instance if it exists"}, explaining, commenting};
 constexpr OptionWord detailing[] = {{"-v", nullptr, "every provider, the slowest first"}};
 constexpr OptionWord resetting[] = {{"--yes", nullptr, "don't ask"}};
 constexpr OptionWord removing[] = {
-    where, {"--all", nullptr, "all instances of the class"}, explaining};
+    where, {"--all", nullptr, "all instances of the class"}, explaining, commenting};
 constexpr OptionWord importing[] = {
     {"--merge", nullptr, "change nothing that the file lacks"},
     {"--force", nullptr, "even if the device has changed since the file was exported"},
     {"--dry-run", nullptr, "only show what would change"},
     explaining,
+    commenting,
 };
 constexpr OptionWord watching[] = {
     {"--once", nullptr, "end when the daemon ends, don't wait for the next"}};
@@ -110,8 +119,10 @@ constexpr Verb table[] = {
      true,
      true},
     {"diff", other, {}, "what the running configuration has that is not saved", diff, true},
-    {"export", target, {}, "write the running configuration", export_, true},
+    {"export", target, exporting, "write the running configuration", export_, true},
     {"import", source, importing, "make the running configuration what a file says", import},
+    {"history", a_generation, {}, "what was saved before, or what one save changed", history, true},
+    {"rollback", back, changing, "go back to what was saved before", rollback},
     {"watch", count, watching, "change notices as they come", watch},
     {"query", request, {}, "send one LSQL request as it is", query},
     {"startup", {}, {}, "the saved configuration", startup, true},

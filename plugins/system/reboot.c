@@ -8,12 +8,15 @@
 
 #include "vorn/vorn.h"
 
+#include <dirent.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
 #include "declare.h"
+#include "history_folder.h"
 #include "keys_file.h"
 #include "vorn-plugin/whole_file.h"
 
@@ -84,11 +87,25 @@ static void forget_keys(void)
     }
 }
 
+/* Each has the keys of its time. */
+static void forget_history(void)
+{
+    DIR *folder = opendir(HISTORY_FOLDER);
+    if (folder == NULL) return;
+    for (struct dirent *entry; (entry = readdir(folder)) != NULL;) {
+        if (entry->d_name[0] == '.' || unlinkat(dirfd(folder), entry->d_name, 0) == 0) continue;
+        vorn_debug_eprintf("system: can't remove " HISTORY_FOLDER "/%s: %s.\n", entry->d_name,
+                           strerror(errno));
+    }
+    closedir(folder);
+}
+
 /* Only once the old configuration, which refers to its keys, is gone. */
 static int reset(void)
 {
     if (!take_default()) return 0;
     forget_keys();
+    forget_history();
     return 1;
 }
 

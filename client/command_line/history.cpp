@@ -1,0 +1,63 @@
+/* SPDX-License-Identifier: MIT */
+/* vornctl history: what was saved before, and what one save changed. */
+#include <algorithm>
+
+#include "device.h"
+#include "differences.h"
+#include "failure.h"
+#include "generations.h"
+#include "secrets.h"
+#include "verb.h"
+
+namespace vorn::client {
+
+namespace {
+
+void print_list(const Output &output, const std::vector<Instance> &all)
+{
+    std::vector<std::vector<std::string>> rows;
+    for (const Instance &each : all) {
+        const bool is_good = each.value("state") == "good";
+        rows.push_back({each.name.value_or(""), each.value("time"), each.value("user"),
+                        each.value("program"), each.value("origin"), each.value("bytes"),
+                        is_good ? each.value("comment") : each.value("state")});
+    }
+    output.print_table({"GENERATION", "TIME", "USER", "PROGRAM", "ORIGIN", "BYTES", "COMMENT"},
+                       rows);
+}
+
+/* The first one that is kept has nothing to be compared with. */
+int print_changes(const Output &output, Device &device, const std::vector<Instance> &all,
+                  const std::string &number)
+{
+    const Schema schema = Schema::required_of(device);
+    const Configuration after = configuration_of_generation(device, number);
+    const auto found = std::find_if(all.begin(), all.end(),
+                                    [&](const Instance &each) { return each.name == number; });
+    Configuration before;
+    if (found != all.begin() && found != all.end())
+        before = configuration_of_generation(device, std::prev(found)->name.value_or(""));
+    std::vector<Difference> differences = compare(before, after, schema);
+    hide_secrets(differences, schema);
+    print(output, differences);
+    return done;
+}
+
+} // namespace
+
+int history(const Invocation &invocation)
+{
+    const Output &output = invocation.options.output;
+    Device device(invocation.options.timeout_ms());
+    const std::vector<Instance> all = generations(device);
+    if (!invocation.words.empty())
+        return print_changes(output, device, all, generation_in(invocation.word(0)));
+    if (output.format != Format::table) {
+        output.print(all);
+    } else {
+        print_list(output, all);
+    }
+    return done;
+}
+
+} // namespace vorn::client

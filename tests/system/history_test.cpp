@@ -1,0 +1,173 @@
+/* SPDX-License-Identifier: MIT */
+/* What was saved before: kept, shown, compared, gone back to. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "vornctl_device.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr char folder[] = "/etc/config/history";
+
+class History : public vorn::tests::VornctlDevice {
+protected:
+    void SetUp() override
+    {
+        VornctlDevice::SetUp();
+        install_plugin("history.vorn");
+        boot();
+    }
+
+    static std::string files() { return shell(std::string("ls ") + folder + " 2>&1"); }
+    static std::string channel() { return vornctl("show Radio r0 channel -q"); }
+};
+
+TEST_F(History, BeginsWithWhatTheFirstChangeReplaced)
+{
+    EXPECT_EQ(vornctl("history"), "[5]\nvornctl: this device keeps no history\n");
+
+    vornctl("set Radio r0 channel=11");
+
+    EXPECT_EQ(files(), "00000001.gz\n00000002.gz\n");
+    EXPECT_EQ(vornctl("diff 1 2"), "  Radio \"r0\"\n-   channel = 6\n+   channel = 11\n[5]\n");
+    EXPECT_EQ(shell(std::string("zcat ") + folder + "/00000002.gz | tail -n +14"),
+              "\n" + shell("cat /etc/config/config.xml") + "\n");
+}
+
+TEST_F(History, TellsWhoSavedWhatAndWhy)
+{
+    vornctl("set Radio r0 channel=11 --comment 'less <noise>'");
+    vornctl("--origin console set Radio r0 channel=1");
+
+    EXPECT_THAT(
+        vornctl("history"),
+        AllOf(StartsWith("GENERATION  TIME"),
+              ContainsRegex("\n2 +20[^ ]+Z +root +vornctl +vornctl +[0-9]+ +less <noise>\n"),
+              ContainsRegex("\n3 +20[^ ]+Z +root +vornctl +console +[0-9]+ *\n")));
+    EXPECT_EQ(vornctl("history 3"), "  Radio \"r0\"\n-   channel = 11\n+   channel = 1\n[0]\n");
+    EXPECT_THAT(vornctl("show generation 2 commit schema state process"),
+                AllOf(ContainsRegex("commit +1\n"), ContainsRegex("schema +[0-9a-f]{8}\n"),
+                      ContainsRegex("state +good\n"), ContainsRegex("process +[0-9]+\n")));
+    EXPECT_EQ(vornctl("show history comment -q"), "\n[0]\n");
+}
+
+TEST_F(History, TakesNoNoteOfASaveThatChangesNothing)
+{
+    vornctl("set Radio r0 channel=11");
+    vornctl("set Radio r0 channel=11");
+    vornctl("set history comment=nothing");
+
+    EXPECT_EQ(files(), "00000001.gz\n00000002.gz\n");
+}
+
+TEST_F(History, IsGoneBackToInOneTransaction)
+{
+    vornctl("set Radio r0 channel=11");
+    vornctl("add Radio r7 channel=3");
+    const std::string before = shell("cat /etc/config/config.xml");
+    vornctl("delete Radio r7");
+    vornctl("delete Radio r0");
+
+    EXPECT_THAT(vornctl("explain rollback 3"), HasSubstr("r7"));
+    EXPECT_EQ(vornctl("show Radio r7"), "[5]\nvornctl: there is no Radio \"r7\"\n");
+    EXPECT_EQ(vornctl("rollback 3"), "[0]\n");
+
+    EXPECT_EQ(channel(), "11\n[0]\n");
+    EXPECT_EQ(vornctl("diff 3"), "[0]\n");
+    EXPECT_EQ(vornctl("show history rollback -q"), "\n[0]\n");
+    EXPECT_EQ(files().substr(files().size() - 12), "00000006.gz\n")
+        << "which is saved like any other";
+}
+
+TEST_F(History, RefusesWhatIsGoneOrDamaged)
+{
+    vornctl("set Radio r0 channel=11");
+    vornctl("set Radio r0 channel=1");
+    shell(std::string("printf x | dd conv=notrunc bs=1 seek=40 of=") + folder +
+          "/00000002.gz 2>/dev/null");
+
+    EXPECT_THAT(vornctl("rollback 2"), AllOf(StartsWith("[1]\n"), HasSubstr("generation 2: ")));
+    EXPECT_THAT(vornctl("rollback 9"),
+                AllOf(StartsWith("[1]\n"), HasSubstr("generation 9: it is not there.")));
+    EXPECT_THAT(vornctl("rollback none"), StartsWith("[2]\n"));
+    EXPECT_THAT(vornctl("history"), ContainsRegex("\n2 +[0-9]* +damaged: "));
+    EXPECT_THAT(vornctl("diff 2 3"), AllOf(StartsWith("[1]\n"), HasSubstr("damaged")));
+    EXPECT_EQ(channel(), "1\n[0]\n");
+    EXPECT_EQ(vornctl("rollback 1"), "[0]\n") << "the others stay usable";
+    EXPECT_EQ(channel(), "6\n[0]\n");
+}
+
+TEST_F(History, KeepsAsManyAsItIsTold)
+{
+    vornctl("set history keep=2");
+    for (int i = 1; i <= 5; i++)
+        vornctl("set Radio r0 channel=" + std::to_string(i));
+
+    EXPECT_EQ(files(), "00000006.gz\n00000007.gz\n");
+    vornctl("set history keep=");
+    vornctl("set history bytes=4096");
+    for (int i = 1; i <= 3; i++)
+        vornctl("set Radio r0 channel=" + std::to_string(i));
+    EXPECT_EQ(files(), "00000006.gz\n00000007.gz\n00000008.gz\n00000009.gz\n00000010.gz\n"
+                       "00000011.gz\n00000012.gz\n");
+    EXPECT_THAT(vornctl("set history keep=1001"), StartsWith("[1]\n"));
+}
+
+TEST_F(History, IsExportedWithoutTheDevice)
+{
+    vornctl("set Radio r0 channel=11");
+    vornctl("set Radio r0 channel=1");
+
+    EXPECT_THAT(vornctl("export --generation 2"), HasSubstr("<channel>11</channel>"));
+    vornctl("export --generation 2 /tmp/two.xml");
+    EXPECT_EQ(vornctl("import /tmp/two.xml"), "[0]\n");
+    EXPECT_EQ(channel(), "11\n[0]\n");
+    EXPECT_THAT(vornctl("export --generation 99"),
+                AllOf(StartsWith("[5]\n"), HasSubstr("there is no generation 99")));
+}
+
+/* Asked for as a whole, a class shows what somebody looks at. */
+TEST_F(History, TellsTheDocumentOnlyToWhoNamesIt)
+{
+    vornctl("set Radio r0 channel=11");
+    EXPECT_THAT(lsql("<lsql><select><generation properties=\"all\"/></select></lsql>"),
+                HasSubstr("<document/>"));
+    EXPECT_THAT(
+        lsql("<lsql><select><generation name=\"2\"><document/></generation></select></lsql>"),
+        HasSubstr("&lt;channel&gt;11&lt;/channel&gt;"));
+    EXPECT_THAT(lsql("<lsql><select><generation properties=\"all\"/></select></lsql>"),
+                Not(HasSubstr("&lt;channel")));
+}
+
+TEST_F(History, SurvivesARestart)
+{
+    vornctl("set Radio r0 channel=11");
+    shut_down();
+    boot();
+    vornctl("set Radio r0 channel=11");
+    vornctl("set Radio r0 channel=2");
+
+    EXPECT_EQ(files(), "00000001.gz\n00000002.gz\n00000003.gz\n");
+    EXPECT_EQ(vornctl("rollback 1"), "[0]\n");
+    EXPECT_EQ(channel(), "6\n[0]\n");
+}
+
+TEST_F(History, SaysWhyItCannotBeKept)
+{
+    shell(std::string("echo in the way >") + folder);
+
+    EXPECT_EQ(vornctl("set Radio r0 channel=11"), "[0]\n");
+
+    EXPECT_EQ(vornctl("show history result -q"), "failed: Not a directory\n[0]\n");
+    EXPECT_THAT(shell("cat /etc/config/config.xml"), HasSubstr("<channel>11</channel>"));
+}
+
+} // namespace
