@@ -12,6 +12,7 @@
 #include <string.h>
 
 #include "concerns.h"
+#include "copies.h"
 #include "declare.h"
 #include "faults.h"
 #include "ip.h"
@@ -68,6 +69,27 @@ static void remember(const char *link, uint32_t address, int prefix)
     made->address = address;
     made->prefix = prefix;
     *end = made;
+}
+
+/* While something is only explained. */
+static struct made_address *made_addresses_kept;
+
+int addresses_set_aside(void)
+{
+    void *made_addresses_copy = NULL;
+    if (copy_list(made_addresses, sizeof *made_addresses, &made_addresses_copy) != 0) {
+        free_list(made_addresses_copy);
+        return 1;
+    }
+    made_addresses_kept = made_addresses;
+    made_addresses = made_addresses_copy;
+    return 0;
+}
+
+void addresses_take_back(void)
+{
+    free_list(made_addresses);
+    made_addresses = made_addresses_kept;
 }
 
 void addresses_note(FILE *file)

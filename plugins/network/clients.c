@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "concerns.h"
+#include "effects.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
 
@@ -66,22 +67,32 @@ static void stop_client(struct client *client)
     supervise_stop(client->program);
 }
 
+/* How a client is to run. */
+struct plan {
+    const char *arguments[8];
+    char host[80];
+};
+
+static void make_plan(struct plan *plan, const vorn_instance *now)
+{
+    *plan = (struct plan){.arguments = {"udhcpc", "-f", "-i", value_of(now, "interface")}};
+    if (*value_of(now, "hostname") == '\0') return;
+    snprintf(plan->host, sizeof plan->host, "hostname:%s", value_of(now, "hostname"));
+    plan->arguments[4] = "-x";
+    plan->arguments[5] = plan->host;
+}
+
 static void run_client(const vorn_instance *now, unsigned int link)
 {
-    char host[80];
-    const char *arguments[8] = {"udhcpc", "-f", "-i", value_of(now, "interface")};
+    struct plan plan;
     const char *name = vorn_instance_get_name(now);
     struct client *client = find_client(name);
     if (client == NULL) client = make_client(name);
 
     /* On an interface that is new, what runs serves the old one. */
     if (client != NULL && client->served != link) supervise_stop(client->program);
-    if (*value_of(now, "hostname") != '\0') {
-        snprintf(host, sizeof host, "hostname:%s", value_of(now, "hostname"));
-        arguments[4] = "-x";
-        arguments[5] = host;
-    }
-    if (client == NULL || supervise_run(client->program, arguments) != 0) {
+    make_plan(&plan, now);
+    if (client == NULL || supervise_run(client->program, plan.arguments) != 0) {
         vorn_debug_eprintf("network: no memory to start udhcpc.\n");
         outcomes_fail(&address_outcomes, name, "failed: no memory to start udhcpc");
         return;
@@ -123,6 +134,53 @@ void clients_serve(const vorn_instances *configuration)
         const vorn_instance *each = vorn_instances_iterator_next(walk);
         const unsigned int link = if_nametoindex(value_of(each, "interface"));
         if (link != 0 || vorn_process_no_actions) run_client(each, link);
+    }
+    vorn_instances_delete_iterator(walk);
+}
+
+static void say(vorn_explanation *explanation, const char *name, enum supervise_deed deed)
+{
+    char program[64];
+    snprintf(program, sizeof program, "udhcpc of %.48s", name);
+    explain_program(explanation, program, deed,
+                    deed == SUPERVISE_ENDS ? "its address goes"
+                                           : "its address goes until a server gives one again");
+}
+
+/* Null where it has to wait. */
+static const struct kernel_link *link_of(const vorn_instance *address, const struct kernel *kernel)
+{
+    return kernel_find_link(kernel, value_of(address, "interface"));
+}
+
+static enum supervise_deed foresee(const vorn_instance *now, const struct kernel_link *link)
+{
+    struct plan plan;
+    const struct client *client = find_client(vorn_instance_get_name(now));
+    if (client == NULL) return SUPERVISE_STARTS;
+    make_plan(&plan, now);
+    const supervise_plan whole = {plan.arguments, NULL, 0};
+    const enum supervise_deed deed = supervise_foresee(client->program, &whole, 0);
+    if (client->served == (unsigned int)link->index) return deed;
+    return supervise_foresee(client->program, NULL, 0) == SUPERVISE_ENDS ? SUPERVISE_RESTARTS
+                                                                         : SUPERVISE_STARTS;
+}
+
+void clients_explain(const vorn_instances *configuration, const struct kernel *kernel,
+                     vorn_explanation *explanation)
+{
+    for (const struct client *client = clients; client != NULL; client = client->next) {
+        const char *name = name_in(client);
+        const vorn_instance *address = vorn_instances_get(configuration, "dhcp-address", name);
+        if (address != NULL && link_of(address, kernel) != NULL) continue;
+        say(explanation, name, supervise_foresee(client->program, NULL, 0));
+    }
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, "dhcp-address");
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        const struct kernel_link *link = link_of(each, kernel);
+        if (link != NULL) say(explanation, vorn_instance_get_name(each), foresee(each, link));
     }
     vorn_instances_delete_iterator(walk);
 }

@@ -50,16 +50,34 @@ void interfaces_recall(const char *line);
 void addresses_recall(const char *line);
 void routes_recall(const char *line);
 
+/**
+ * For a plan that nobody carries out: what was made is a copy from here on, until it is taken back.
+ * 0, or 1 without memory, when nothing is to be taken back.
+ */
+int interfaces_set_aside(void);
+int addresses_set_aside(void);
+int routes_set_aside(void);
+void interfaces_take_back(void);
+void addresses_take_back(void);
+void routes_take_back(void);
+
 /** Notes which addresses from a DHCP server have to wait for their link. */
 void clients_plan(const vorn_instances *configuration, const struct kernel *kernel);
 
 /** Runs the clients of DHCP servers, each for the link that is there now. */
 void clients_serve(const vorn_instances *configuration);
 
+/** Says what that would do with the links that the kernel will have. */
+void clients_explain(const vorn_instances *configuration, const struct kernel *kernel,
+                     vorn_explanation *explanation);
+
 /** What the client of that address does. */
 const char *clients_state(const char *name);
 
 /** Writes the resolver's file unless it has that text. */
 void resolver_commit(const vorn_instances *configuration);
+
+/** Says whether it would. */
+void resolver_explain(const vorn_instances *configuration, vorn_explanation *explanation);
 
 #endif

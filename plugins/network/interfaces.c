@@ -9,6 +9,7 @@
 #include <string.h>
 
 #include "concerns.h"
+#include "copies.h"
 #include "ip.h"
 #include "order.h"
 #include "values.h"
@@ -84,6 +85,35 @@ static void remember_port(const char *link, const char *bridge)
         made_ports = port;
     }
     snprintf(port->bridge, sizeof port->bridge, "%s", bridge);
+}
+
+/* While something is only explained. */
+static struct made_link *made_links_kept;
+static struct made_port *made_ports_kept;
+
+int interfaces_set_aside(void)
+{
+    void *made_links_copy = NULL;
+    void *made_ports_copy = NULL;
+    if (copy_list(made_links, sizeof *made_links, &made_links_copy) != 0 ||
+        copy_list(made_ports, sizeof *made_ports, &made_ports_copy) != 0) {
+        free_list(made_links_copy);
+        free_list(made_ports_copy);
+        return 1;
+    }
+    made_links_kept = made_links;
+    made_links = made_links_copy;
+    made_ports_kept = made_ports;
+    made_ports = made_ports_copy;
+    return 0;
+}
+
+void interfaces_take_back(void)
+{
+    free_list(made_links);
+    made_links = made_links_kept;
+    free_list(made_ports);
+    made_ports = made_ports_kept;
 }
 
 void interfaces_note(FILE *file)

@@ -81,6 +81,36 @@ void ip_begin(void)
     is_busy = 1;
 }
 
+static struct {
+    struct command *planned;
+    struct command *ran;
+    int is_busy;
+} aside; /* during a rehearsal */
+
+void ip_begin_rehearsal(void)
+{
+    aside.planned = planned;
+    aside.ran = ran;
+    aside.is_busy = is_busy;
+    planned = NULL;
+    ran = NULL;
+    is_busy = 1;
+}
+
+void ip_end_rehearsal(void)
+{
+    free_commands(&planned);
+    planned = aside.planned;
+    ran = aside.ran;
+    is_busy = aside.is_busy;
+}
+
+void ip_for_each_planned(void (*call)(const char *words, void *data), void *data)
+{
+    for (const struct command *each = planned; each != NULL; each = each->next)
+        call(each->words, data);
+}
+
 void ip_forget_plan(void)
 {
     free_commands(&planned);

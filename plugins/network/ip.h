@@ -39,6 +39,16 @@ int ip_is_busy(void);
  */
 int ip_run(int64_t deadline_us, void (*go_on)(void));
 
+/**
+ * For a plan that nobody carries out: begins one as if for a new attempt, beside what is planned
+ * and was run, which comes back at its end.
+ */
+void ip_begin_rehearsal(void);
+void ip_end_rehearsal(void);
+
+/** Calls back for each command that is planned, in their order, without its "ip". */
+void ip_for_each_planned(void (*call)(const char *words, void *data), void *data);
+
 /** No more is to be run: what is planned now waits for the next attempt. */
 void ip_end(void);
 

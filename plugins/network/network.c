@@ -4,6 +4,7 @@
  * runs what makes the kernel have what is configured, and nothing where it has that already; so
  * does the inform interface, when it tells that hardware was away.
  */
+#include "commands.h"
 #include "concerns.h"
 #include "faults.h"
 #include "ip.h"
@@ -20,23 +21,68 @@ static int plans_left;
 static int is_fresh; /* whether the outcomes are those of this request */
 static int is_due;   /* whether a link has come since that something waited for */
 
+/* What the kernel will have then is in the record. */
+static void plan_all(const vorn_instances *configuration, struct kernel *kernel)
+{
+    routes_remove(configuration, kernel);
+    addresses_remove(configuration, kernel);
+    interfaces_remove(configuration, kernel);
+    interfaces_plan(configuration, kernel);
+    addresses_plan(configuration, kernel);
+    routes_plan(configuration, kernel);
+}
+
+static void forget_outcomes(void)
+{
+    outcomes_forget(&interface_outcomes);
+    outcomes_forget(&address_outcomes);
+    outcomes_forget(&route_outcomes);
+}
+
+/* What a plan changes is kept apart, and comes back. */
+static outcomes outcomes_kept[3];
+
+static int begin_rehearsal(void)
+{
+    if (interfaces_set_aside() != 0) return 1;
+    if (addresses_set_aside() != 0) {
+        interfaces_take_back();
+        return 1;
+    }
+    if (routes_set_aside() != 0) {
+        addresses_take_back();
+        interfaces_take_back();
+        return 1;
+    }
+    outcomes_set_aside(&interface_outcomes, &outcomes_kept[0]);
+    outcomes_set_aside(&address_outcomes, &outcomes_kept[1]);
+    outcomes_set_aside(&route_outcomes, &outcomes_kept[2]);
+    forget_outcomes();
+    ip_begin_rehearsal();
+    return 0;
+}
+
+static void end_rehearsal(void)
+{
+    ip_end_rehearsal();
+    outcomes_take_back(&route_outcomes, &outcomes_kept[2]);
+    outcomes_take_back(&address_outcomes, &outcomes_kept[1]);
+    outcomes_take_back(&interface_outcomes, &outcomes_kept[0]);
+    routes_take_back();
+    addresses_take_back();
+    interfaces_take_back();
+}
+
 static void plan(const vorn_instances *configuration)
 {
     struct kernel kernel;
     ip_forget_plan();
-    outcomes_forget(&interface_outcomes);
-    outcomes_forget(&address_outcomes);
-    outcomes_forget(&route_outcomes);
+    forget_outcomes();
     if (kernel_read(&kernel) != 0) {
         vorn_debug_eprintf("network: can't read what the kernel has.\n");
         return;
     }
-    routes_remove(configuration, &kernel);
-    addresses_remove(configuration, &kernel);
-    interfaces_remove(configuration, &kernel);
-    interfaces_plan(configuration, &kernel);
-    addresses_plan(configuration, &kernel);
-    routes_plan(configuration, &kernel);
+    plan_all(configuration, &kernel);
     kernel_free(&kernel);
     if (!vorn_process_no_actions) made_note();
 }
@@ -81,6 +127,21 @@ static void commit(vorn_commit_info *info)
     resolver_commit(configuration);
     apply(configuration, has_booted ? a_moment_us() : boot_limit_us);
     has_booted = 1;
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    struct kernel kernel;
+    resolver_explain(configuration, explanation);
+    if (begin_rehearsal() != 0) return;
+    if (kernel_read(&kernel) == 0) {
+        plan_all(configuration, &kernel);
+        commands_explain(vorn_commit_info_get_actions(info), explanation);
+        clients_explain(configuration, &kernel, explanation);
+        kernel_free(&kernel);
+    }
+    end_rehearsal();
 }
 
 /* Plans outside an attempt. Notes that what something waited for is there. */
@@ -163,6 +224,7 @@ void vorn_plugin_init(void)
     refreshers[3] = resolver_declare();
     if (provider == NULL) return;
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_provider_set_check_fn(provider, network_check, NULL);
     vorn_providers_add(provider);

@@ -9,6 +9,7 @@
 
 #include "concerns.h"
 #include "declare.h"
+#include "effects.h"
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
 
@@ -73,11 +74,26 @@ static int write_file(const vorn_instance *resolver)
 
 static int has_failed;
 
+/* As long as no server is configured, the file is others'. */
+static int is_ours(const vorn_instance *resolver)
+{
+    return *value_of(resolver, "servers") != '\0';
+}
+
+void resolver_explain(const vorn_instances *configuration, vorn_explanation *explanation)
+{
+    const vorn_instance *resolver = vorn_instances_get_singleton(configuration, "resolver");
+    char *text = is_ours(resolver) ? text_of(resolver) : NULL;
+    if (text != NULL)
+        explain_file(explanation, RESOLVER_FILE, whole_file_differs(RESOLVER_FILE, text));
+    free(text);
+}
+
 void resolver_commit(const vorn_instances *configuration)
 {
     const vorn_instance *resolver = vorn_instances_get_singleton(configuration, "resolver");
     has_failed = 0;
-    if (*value_of(resolver, "servers") == '\0' || write_file(resolver) == 0) return;
+    if (!is_ours(resolver) || write_file(resolver) == 0) return;
     has_failed = 1;
     vorn_debug_eprintf("network: can't write " RESOLVER_FILE ": %s.\n", strerror(errno));
 }

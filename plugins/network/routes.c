@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "concerns.h"
+#include "copies.h"
 #include "declare.h"
 #include "faults.h"
 #include "ip.h"
@@ -117,6 +118,27 @@ static void remember(const char *words, const struct kernel_route *route)
     snprintf(made->words, sizeof made->words, "%s", words);
     made->route = *route;
     *end = made;
+}
+
+/* While something is only explained. */
+static struct made_route *made_routes_kept;
+
+int routes_set_aside(void)
+{
+    void *made_routes_copy = NULL;
+    if (copy_list(made_routes, sizeof *made_routes, &made_routes_copy) != 0) {
+        free_list(made_routes_copy);
+        return 1;
+    }
+    made_routes_kept = made_routes;
+    made_routes = made_routes_copy;
+    return 0;
+}
+
+void routes_take_back(void)
+{
+    free_list(made_routes);
+    made_routes = made_routes_kept;
 }
 
 void routes_note(FILE *file)

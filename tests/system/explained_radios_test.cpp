@@ -124,6 +124,28 @@ TEST_F(ExplainedRadios, TellHowManyStationsAreDisconnectedWhenThatIsKnown)
     EXPECT_THAT(explain(changes[0]), HasSubstr("its 4 stations are disconnected for about"));
 }
 
+/* One that the same change makes is there by the time that the plugin wireless comes to it. */
+TEST_F(ExplainedRadios, KnowWhatBecomesOfBridges)
+{
+    install_plugin("network.vorn");
+    write_file(vorn::test::startup_file,
+               "<config><interface name=\"br0\"><kind>bridge</kind></interface>" +
+                   std::string(vorn::tests::access_point).substr(sizeof "<config>" - 1));
+    boot_and_forget();
+    ASSERT_TRUE(comes_true([] { return state() == "running"; }));
+    const std::string moves = "<insert><interface name=\"br7\"><kind>bridge</kind></interface>"
+                              "</insert>" HOME("<bridge>br7</bridge>");
+
+    const std::string said = explain(moves);
+    EXPECT_THAT(said, HasSubstr("a link is made: ip link add name br7 type bridge"));
+    EXPECT_THAT(said, HasSubstr("hostapd of wlan0 starts anew: "));
+    EXPECT_EQ(shell("ip link show br7 2>/dev/null"), "");
+    change(moves);
+
+    EXPECT_TRUE(comes_true([] { return runs_of("hostapd").size() == 1; }));
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("bridge=br7"));
+}
+
 TEST_F(ExplainedRadios, SayThatAKeyIsKept)
 {
     boot_and_forget();
