@@ -35,8 +35,8 @@ constexpr std::size_t most_at_once = 262144;
 constexpr std::size_t first_capacity = 16384;
 /* An exchange of so many bytes may have taken thirty times as much memory. */
 constexpr std::size_t large_exchange = 65536;
-/* Clients with that much of a request that never became whole have gone. */
-constinit bool halves_took_much = false;
+/* What requests took that were given up, or were too short to be given back at once. */
+constinit std::size_t taken_by_halves = 0;
 
 constinit std::int64_t evaluation_ms = 0; /* of all requests so far */
 
@@ -77,7 +77,9 @@ std::int64_t clients_clock_ms()
 
 void give_back_what_halves_took()
 {
-    if (std::exchange(halves_took_much, false)) give_memory_back();
+    if (taken_by_halves < large_exchange) return;
+    taken_by_halves = 0;
+    give_memory_back();
 }
 
 Client::Client(Fd descriptor, const Door &door)
@@ -88,7 +90,7 @@ Client::Client(Fd descriptor, const Door &door)
 
 Client::~Client()
 {
-    if (capacity_ >= large_exchange) halves_took_much = true;
+    taken_by_halves += capacity_;
     body_.reset();
     owned_reply_ = Text();
     if (took_much_) give_memory_back();
@@ -274,6 +276,7 @@ void Client::evaluate()
 
     if (reply_) reply_length_ = std::strlen(reply_);
     if (length + reply_length_ >= large_exchange) took_much_ = true;
+    if (!took_much_) taken_by_halves += capacity_;
     if (!body_ && door_.stays) {
         text[length] = after;
         room_begin_ += door_.head_size + length;

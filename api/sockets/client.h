@@ -52,6 +52,7 @@ public:
 
     int descriptor() const { return descriptor_.get(); }
     bool stays() const { return door_.stays; }
+    bool is_hearing() const { return doing_ == Doing::hearing; }
     bool is_speaking() const { return doing_ == Doing::speaking; }
     /* What epoll is to report of it; 0 while its request is evaluated. */
     std::uint32_t wanted_events() const;

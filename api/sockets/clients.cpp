@@ -104,11 +104,11 @@ Client *next_of_kind(Client *each, bool stays)
     return each;
 }
 
-/* Whether there is something to hear of it, or to say to it, as soon as it is its turn. */
+/* Whether its next request, or a part of that, is there. Whoever has been answered had its turn. */
 bool has_its_turn_to_come(const Client &client)
 {
     pollfd one = {client.descriptor(), static_cast<short>(client.wanted_events()), 0};
-    return poll(&one, 1, 0) > 0;
+    return client.is_hearing() && poll(&one, 1, 0) > 0;
 }
 
 /* Who has neither said nor taken anything for longest. */

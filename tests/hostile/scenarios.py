@@ -151,6 +151,7 @@ def crowd_at(door, prefix):
         "one byte a second": [half[:8], [half[at:at + 1] for at in range(8, len(half))]],
         "announce 4 GiB": [huge[:-4] + b"\xff" * 4 + b" " * 10_000],
         "announce 16 MiB and send 100,000 bytes": [huge + b" " * 100_000],
+        "announce 16 MiB and pour": [huge, [b" " * 10_000] * 1000, 0.02],
         "noise": [framed(door, noise) + noise],
         "take no reply": [framed(door, large)],
         "write on after their request": [whole + b"x" * 10_000],

@@ -254,6 +254,29 @@ TEST_F(Doors, GiveBackTheMemoryOfHalfRequestsOnceForAll)
     EXPECT_EQ(calls.memory_given_back, 1);
 }
 
+/* Many small halves leave as much as a large one. */
+TEST_F(Doors, GiveBackTheMemoryOfSmallHalfRequests)
+{
+    const auto leave_halves = [](const std::function<Fd()> &arrive) {
+        std::vector<Fd> halves;
+        for (int i = 0; i < 10; i++) {
+            halves.push_back(arrive());
+            run();
+        }
+    };
+    leave_halves([] { return stay(numbered(1, std::string(30000, 'x')).substr(0, 10000)); });
+    run();
+    wait(100);
+    EXPECT_EQ(calls.memory_given_back, 1);
+
+    const Fd silent = come();
+    leave_halves([] { return come(framed(std::string(30000, 'x')).substr(0, 10000)); });
+    run();
+    wait(100);
+    EXPECT_EQ(served.size(), 10u) << "with what came";
+    EXPECT_EQ(calls.memory_given_back, 2);
+}
+
 TEST_F(Doors, GiveBackTheMemoryOfARequestWhileItsReplyIsNotTaken)
 {
     const Fd deaf = come(framed("3000000"));
@@ -384,6 +407,21 @@ TEST_F(Doors, CloseNobodyWhoseRequestIsWholeWhenTheyAreFull)
     run();
 
     EXPECT_EQ(served.size(), vorn::most_clients + 10);
+}
+
+TEST_F(Doors, CloseWhoPoursOnAfterItsReplyForTheNextOne)
+{
+    const std::vector<Fd> clients =
+        come(vorn::most_clients, framed("hello") + std::string(10000, 'y'));
+    for (const Fd &each : clients)
+        send_to(each, "and more");
+    const Fd another = come(framed("another"));
+
+    vorn::take_client(listener_.fd.get(), door);
+
+    EXPECT_EQ(send_to(clients[0], "x"), 0u) << "it is still there";
+    run();
+    EXPECT_EQ(heard(another), "another|");
 }
 
 TEST_F(Doors, CloseSomebodyWhoStaysWhenAllOfThemAskOn)
