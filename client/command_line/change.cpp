@@ -424,7 +424,8 @@ private:
 int report_unmatched(const Planner &planner, const Transaction &transaction)
 {
     int status = done;
-    for (std::size_t i = 0; i < planner.titles().size(); i++) {
+    const std::size_t known = std::min(planner.titles().size(), transaction.outcomes().size());
+    for (std::size_t i = 0; i < known; i++) {
         const Planner::Title &title = planner.titles()[i];
         if (!title.must_match || transaction.outcomes()[i].counter > 0) continue;
         std::cerr << "vornctl: " << title.text << ": there is no such instance\n";
