@@ -140,6 +140,8 @@ public:
         if (asks_for_help || asks_for_version) return answer(asks_for_help);
         if (!invocation_.verb) fail("A subcommand is required");
         expect_all_words();
+        const Options &options = invocation_.options;
+        if (options.asks && options.trial_seconds == 0) fail("--ask needs --trial");
         return invocation_;
     }
 
@@ -216,9 +218,18 @@ private:
         if (!invocation_.verb) return false;
         const OptionWord *option = find_option(invocation_.verb->options, name);
         if (option) invocation_.given[name] = option->value ? take_value(*option) : "";
-        if (name == "--explain") invocation_.options.explains = true;
-        if (name == "--comment") invocation_.options.comment = invocation_.given[name];
-        return option != nullptr;
+        if (!option) return false;
+        Options &options = invocation_.options;
+        if (name == "--explain") options.explains = true;
+        if (name == "--comment") options.comment = invocation_.given[name];
+        if (name == "--ask") options.asks = true;
+        if (name == "--join") options.joins = invocation_.given[name];
+        if (name == "--trial") {
+            constexpr long longest = 86400;
+            options.trial_seconds =
+                static_cast<int>(number_in("--trial", invocation_.given[name], longest));
+        }
+        return true;
     }
 
     bool take_common(const std::string &name)

@@ -27,6 +27,9 @@ Change parse_line(const std::vector<std::string> &words, const std::string &plac
             if (!line.has(option)) continue;
             throw Failure(misused, place + option + " is for all changes of a file together");
         }
+        if (line.options.trial_seconds > 0 || !line.options.joins.empty()) {
+            throw Failure(misused, place + "a trial is for all changes of a file together");
+        }
         return change_of(line, place);
     } catch (const Misuse &misuse) {
         throw Failure(misused, place + misuse.what());

@@ -9,6 +9,7 @@
 #include "effects.h"
 #include "explanation.h"
 #include "failure.h"
+#include "trial.h"
 #include "view.h"
 
 namespace vorn::client {
@@ -157,14 +158,29 @@ int Transaction::explain(Device &device)
     return done;
 }
 
+/* In the same transaction, which tells the id as well. */
+void Transaction::begin_trial()
+{
+    Values words;
+    if (!options_.joins.empty()) words.emplace_back("join", options_.joins);
+    if (options_.trial_seconds > 0)
+        words.emplace_back("seconds", std::to_string(options_.trial_seconds));
+    request_.update(trial_target, words);
+    request_.select(trial_target, {"id"});
+    operations_.resize(operations_.size() + 2, {"--trial", trial_target, words});
+}
+
 int Transaction::execute(Device &device)
 {
     outcomes_.clear();
     if (options_.explains) return explain(device);
+    if (options_.asks) prepare_to_ask();
     if (!options_.comment.empty() && !request_.empty())
         update("comment", {"history", {}, {}}, {{"comment", options_.comment}});
     const Effects effects(device, schema_);
     if (request_.empty()) return effects.report(touched_, options_.waits);
+    const std::size_t own = operations_.size();
+    if (is_on_trial()) begin_trial();
     outcomes_ = parse_answer(device.ask(request_.text()));
     for (std::size_t i = 0; i < outcomes_.size() && i < operations_.size(); i++) {
         if (outcomes_[i].rc != 0) fail(device, outcomes_[i], i);
@@ -172,7 +188,13 @@ int Transaction::execute(Device &device)
     if (outcomes_.size() != operations_.size()) {
         throw Failure(no_answer, "the answer makes no sense");
     }
-    return effects.report(touched_, options_.waits);
+    const std::vector<Instance> trials = outcomes_.back().instances;
+    outcomes_.resize(own);
+    const int status = effects.report(touched_, options_.waits);
+    if (!is_on_trial()) return status;
+    if (trials.empty()) throw Failure(no_answer, "the answer makes no sense");
+    const int kept = tell_of_trial(device, schema_, options_, trials[0].value("id"));
+    return kept != done ? kept : status;
 }
 
 } // namespace vorn::client

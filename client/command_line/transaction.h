@@ -47,6 +47,8 @@ private:
     template <typename Add>
     void add(const std::string &title, const Target &target, const Values &values, Add add_to);
     int explain(Device &device);
+    bool is_on_trial() const { return options_.trial_seconds > 0 || !options_.joins.empty(); }
+    void begin_trial();
     [[noreturn]] void fail(Device &device, const Outcome &outcome, std::size_t index) const;
     [[noreturn]] void fail_as_a_whole(Device &device, std::string error, ExitStatus status) const;
     std::string with_advice(Device &device, const std::string &line) const;

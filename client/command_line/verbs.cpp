@@ -11,6 +11,7 @@ int add(const Invocation &invocation);
 int batch(const Invocation &invocation);
 int commits(const Invocation &invocation);
 int complete(const Invocation &invocation);
+int confirm(const Invocation &invocation);
 int delete_(const Invocation &invocation);
 int diff(const Invocation &invocation);
 int export_(const Invocation &invocation);
@@ -26,6 +27,7 @@ int ping(const Invocation &invocation);
 int query(const Invocation &invocation);
 int reboot(const Invocation &invocation);
 int rename(const Invocation &invocation);
+int revert(const Invocation &invocation);
 int rollback(const Invocation &invocation);
 int set(const Invocation &invocation);
 int show(const Invocation &invocation);
@@ -75,26 +77,40 @@ constexpr Argument explained[] = {
      true}};
 constexpr Argument lines[] = {{"LINES", "how many; 20 if it isn't given", false}};
 constexpr Argument commit_count[] = {{"COUNT", "how many; 20 if it isn't given", false}};
+constexpr Argument trial_id[] = {
+    {"ID", "of the trial; the one that is pending if not given", false}};
 constexpr Argument station[] = {{"STATION", "its MAC address"}};
 
 constexpr OptionWord explaining = {"--explain", nullptr, "only say what it would do"};
 constexpr OptionWord commenting = {"--comment", "TEXT", "what the history says of it"};
-constexpr OptionWord changing[] = {explaining, commenting};
-constexpr OptionWord picking[] = {where, explaining, commenting};
+constexpr OptionWord trying = {"--trial", "SECONDS", "take it back then unless it is confirmed"};
+constexpr OptionWord joining = {"--join", "ID", "make it part of the trial that is pending"};
+constexpr OptionWord asking = {"--ask", nullptr, "wait on the terminal for whether to keep it"};
+constexpr OptionWord changing[] = {explaining, commenting, trying, joining, asking};
+constexpr OptionWord picking[] = {where, explaining, commenting, trying, joining, asking};
 constexpr OptionWord exporting[] = {{"--generation", "NUMBER", "one that was saved before"}};
 constexpr OptionWord showing[] = {where, {"-q", nullptr, "the bare value of one property"}};
-constexpr OptionWord adding[] = {
-    {"--or-set", nullptr, "change the instance if it exists"}, explaining, commenting};
+constexpr OptionWord adding[] = {{"--or-set", nullptr, "change the instance if it exists"},
+                                 explaining,
+                                 commenting,
+                                 trying,
+                                 joining,
+                                 asking};
 constexpr OptionWord detailing[] = {{"-v", nullptr, "every provider, the slowest first"}};
 constexpr OptionWord resetting[] = {{"--yes", nullptr, "don't ask"}};
-constexpr OptionWord removing[] = {
-    where, {"--all", nullptr, "all instances of the class"}, explaining, commenting};
+constexpr OptionWord removing[] = {where,      {"--all", nullptr, "all instances of the class"},
+                                   explaining, commenting,
+                                   trying,     joining,
+                                   asking};
 constexpr OptionWord importing[] = {
     {"--merge", nullptr, "change nothing that the file lacks"},
     {"--force", nullptr, "even if the device has changed since the file was exported"},
     {"--dry-run", nullptr, "only show what would change"},
     explaining,
     commenting,
+    trying,
+    joining,
+    asking,
 };
 constexpr OptionWord watching[] = {
     {"--once", nullptr, "end when the daemon ends, don't wait for the next"}};
@@ -118,6 +134,8 @@ constexpr Verb table[] = {
      true,
      true,
      true},
+    {"confirm", trial_id, {}, "keep the change that is on trial, and save it", confirm},
+    {"revert", trial_id, {}, "take the change back that is on trial", revert},
     {"diff", other, {}, "what the running configuration has that is not saved", diff, true},
     {"export", target, exporting, "write the running configuration", export_, true},
     {"import", source, importing, "make the running configuration what a file says", import},

@@ -348,6 +348,7 @@ void vorn_plugin_init(void)
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);
+    vorn_providers_order("history", class_name); /* what it goes back to is a change, too */
     for (int i = 0; later[i] != NULL; i++)
         vorn_providers_order(class_name, later[i]);
 }
