@@ -9,6 +9,11 @@ int vorn_process_no_actions = 0;
 int vorn_debug_override = 0;
 const char *vorn_query_origin = nullptr;
 
+const char *vorn_get_version()
+{
+    return VORN_VERSION;
+}
+
 namespace vorn {
 
 int reboot_requested = 0;

@@ -277,6 +277,34 @@ const char *word_for(ServiceState state)
     return "";
 }
 
+/* When a service ended by itself, the last three times: one that keeps ending can be told so. */
+struct Endings {
+    char name[64];
+    std::int64_t times_us[3]; /* the oldest first; 0 for none */
+};
+constinit Endings endings[16] = {};
+
+/* Its own place, or that of the one which has not ended for longest. */
+Endings &endings_of(const char *name)
+{
+    Endings *oldest = endings;
+    for (Endings &each : endings) {
+        if (std::strncmp(each.name, name, sizeof each.name - 1) == 0) return each;
+        if (each.times_us[2] < oldest->times_us[2]) oldest = &each;
+    }
+    *oldest = {};
+    std::snprintf(oldest->name, sizeof oldest->name, "%s", name);
+    return *oldest;
+}
+
+void note_ending(const char *name)
+{
+    Endings &ended = endings_of(name);
+    std::rotate(std::begin(ended.times_us), std::begin(ended.times_us) + 1,
+                std::end(ended.times_us));
+    ended.times_us[2] = now_us();
+}
+
 /* The remark on the callback is the wrong way round; people's log filters know it that way. */
 void drop_service(const char *name, vorn_service *gone)
 {
@@ -284,6 +312,7 @@ void drop_service(const char *name, vorn_service *gone)
                        static_cast<int>(gone->pid),
                        gone->exited_fn ? "Service has no callback" : "Running callback");
 
+    if (gone->state == ServiceState::running) note_ending(name);
     Owned<vorn_service> dropped;
     {
         const SignalsHeld held;
@@ -498,4 +527,16 @@ void vorn_service_print(FILE *stream)
         std::fprintf(stream, "%-20s %-10s %5d\n", static_cast<const char *>(name),
                      word_for(service->state), static_cast<int>(service->pid));
     }
+}
+
+const char *vorn_service_get_failing(unsigned int rank)
+{
+    constexpr std::int64_t ten_minutes_us = 600 * microseconds_per_second;
+    const std::int64_t now = now_us();
+    for (const Endings &each : endings) {
+        const std::int64_t third_last = each.times_us[0];
+        if (third_last == 0 || now - third_last > ten_minutes_us) continue;
+        if (rank-- == 0) return each.name;
+    }
+    return nullptr;
 }

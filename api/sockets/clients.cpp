@@ -389,3 +389,10 @@ void end_clients()
 }
 
 } // namespace vorn
+
+using namespace vorn;
+
+unsigned int vorn_socket_get_clients()
+{
+    return counts[0] + counts[1];
+}

@@ -197,6 +197,11 @@ int vorn_notify_init()
     return ok;
 }
 
+unsigned int vorn_notify_get_subscribers()
+{
+    return static_cast<unsigned int>(open_notify_connections);
+}
+
 void vorn_notify_conf_change(const char *origin)
 {
     /* Counts on past the largest number rather than stopping at it. */

@@ -29,11 +29,6 @@ bool is_in_progress(const std::string &state)
     return begins_with_any(state, {"applying", "starting"});
 }
 
-bool is_not_applied(const std::string &state)
-{
-    return begins_with_any(state, {"waiting for", "failed"});
-}
-
 /* What a state says of itself that is good otherwise, or nothing. */
 std::string why_unsaved(const std::string &state)
 {
@@ -41,11 +36,6 @@ std::string why_unsaved(const std::string &state)
     const std::size_t at =
         is_in_progress(state) || is_not_applied(state) ? std::string::npos : state.find(words);
     return at == std::string::npos ? "" : state.substr(at + std::strlen(words));
-}
-
-std::string title_of(const std::pair<std::string, std::string> &key)
-{
-    return key.first + (key.second.empty() ? "" : " \"" + shown(key.second) + "\"");
 }
 
 /* What only a plugin tells. */
@@ -56,6 +46,30 @@ bool is_state(const Property &property)
 
 } // namespace
 
+bool is_not_applied(const std::string &state)
+{
+    return begins_with_any(state, {"waiting for", "failed"});
+}
+
+std::string title_of(const std::string &class_name, const std::string &name)
+{
+    return class_name + (name.empty() ? "" : " \"" + shown(name) + "\"");
+}
+
+std::vector<std::pair<std::string, std::string>> states_in(const Schema &schema)
+{
+    std::vector<std::pair<std::string, std::string>> states;
+    for (const Class &klass : schema.classes()) {
+        for (const Property &property : klass.properties) {
+            const std::pair state(schema.family_of(klass.name), property.name);
+            if (!is_state(property)) continue;
+            if (std::find(states.begin(), states.end(), state) == states.end())
+                states.push_back(state);
+        }
+    }
+    return states;
+}
+
 std::optional<Instance> saves_of(Device &device)
 {
     Request request(Request::Kind::plain);
@@ -65,20 +79,9 @@ std::optional<Instance> saves_of(Device &device)
     return outcomes[0].instances[0];
 }
 
-Effects::Effects(Device &device, const Schema &schema) : device_(device), schema_(schema)
-{
-    for (const Class &klass : schema.classes()) {
-        for (const Property &property : klass.properties) {
-            const std::string family = schema.family_of(klass.name);
-            if (!is_state(property)) continue;
-            if (std::find(watched_.begin(), watched_.end(), std::pair(family, property.name)) ==
-                watched_.end()) {
-                watched_.emplace_back(family, property.name);
-            }
-        }
-    }
-    before_ = ask();
-}
+Effects::Effects(Device &device, const Schema &schema)
+    : device_(device), schema_(schema), watched_(states_in(schema)), before_(ask())
+{}
 
 Effects::States Effects::ask() const
 {
@@ -137,7 +140,8 @@ int Effects::report(const std::vector<Target> &touched, bool waits) const
                   << (!unsaved.empty()        ? so_far + ", but not saved: "
                       : is_in_progress(state) ? "recorded, but still in progress: "
                                               : "recorded, but not applied: ")
-                  << title_of(key) << ": " << shown(unsaved.empty() ? state : unsaved) << '\n';
+                  << title_of(key.first, key.second) << ": "
+                  << shown(unsaved.empty() ? state : unsaved) << '\n';
     }
     const std::optional<Instance> saves = saves_of(device_);
     if (saves && saves->value("result") == "failed") {

@@ -41,6 +41,15 @@ private:
     States before_;
 };
 
+/* Class, or family, and property of everything that tells how it is doing. */
+std::vector<std::pair<std::string, std::string>> states_in(const Schema &schema);
+
+/* Whether such a state says that what was asked for is not so. */
+bool is_not_applied(const std::string &state);
+
+/* "radio", or with a name, as it is shown to people. */
+std::string title_of(const std::string &class_name, const std::string &name);
+
 /* The class "save" of the device; nothing where there is none. */
 std::optional<Instance> saves_of(Device &device);
 

@@ -10,6 +10,8 @@ namespace vorn::client {
 int add(const Invocation &invocation);
 int batch(const Invocation &invocation);
 int commits(const Invocation &invocation);
+int plugin(const Invocation &invocation);
+int status(const Invocation &invocation);
 int complete(const Invocation &invocation);
 int confirm(const Invocation &invocation);
 int delete_(const Invocation &invocation);
@@ -79,6 +81,7 @@ constexpr Argument lines[] = {{"LINES", "how many; 20 if it isn't given", false}
 constexpr Argument commit_count[] = {{"COUNT", "how many; 20 if it isn't given", false}};
 constexpr Argument trial_id[] = {
     {"ID", "of the trial; the one that is pending if not given", false}};
+constexpr Argument chance[] = {{"ACTION", "retry"}, {"NAME", "the plugin's file"}};
 constexpr Argument station[] = {{"STATION", "its MAC address"}};
 
 constexpr OptionWord explaining = {"--explain", nullptr, "only say what it would do"};
@@ -97,6 +100,8 @@ constexpr OptionWord adding[] = {{"--or-set", nullptr, "change the instance if i
                                  joining,
                                  asking};
 constexpr OptionWord detailing[] = {{"-v", nullptr, "every provider, the slowest first"}};
+constexpr OptionWord telling_all[] = {
+    {"-v", nullptr, "with every plugin, and what is kept of the configuration unread"}};
 constexpr OptionWord resetting[] = {{"--yes", nullptr, "don't ask"}};
 constexpr OptionWord removing[] = {where,      {"--all", nullptr, "all instances of the class"},
                                    explaining, commenting,
@@ -147,6 +152,8 @@ constexpr Verb table[] = {
     {"inform", event, {}, "tell a plugin of an event", inform},
     {"log", lines, {}, "the last lines of the device's log", log, true},
     {"commits", commit_count, detailing, "what the last commits changed and took", commits, true},
+    {"status", {}, telling_all, "how the device is doing; 5 when something is wrong", status},
+    {"plugin", chance, {}, "let a plugin that was left out take part again", plugin},
     {"kick", station, {}, "send a wireless station away", kick},
     {"ping", {}, {}, "ask whether the daemon answers", ping},
     {"reboot", {}, {}, "restart the device", reboot},

@@ -17,6 +17,9 @@ VORN_BEGIN
 /** Opens the listener. Returns 0, or 1 when it can't be opened. Called once by start-up. */
 VORN_API int vorn_notify_init(void);
 
+/** How many subscribers are told just now. */
+VORN_API unsigned int vorn_notify_get_subscribers(void);
+
 /**
  * Tells every subscriber that the configuration changed, with the number of such calls since
  * start-up plus one, and the origin of the change when it is not null.

@@ -26,6 +26,9 @@ extern VORN_API int vorn_debug_override;
  */
 extern VORN_API const char *vorn_query_origin;
 
+/** The daemon's version: "0.1.0". */
+VORN_API const char *vorn_get_version(void);
+
 VORN_END
 
 #endif

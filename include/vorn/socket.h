@@ -74,6 +74,9 @@ VORN_API int vorn_socket_get_tcp(int port, int local_only);
  */
 VORN_API int vorn_socket_api_init(void);
 
+/** How many clients are connected to the LSQL sockets and the inform socket just now. */
+VORN_API unsigned int vorn_socket_get_clients(void);
+
 VORN_END
 
 #endif

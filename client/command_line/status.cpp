@@ -1,0 +1,235 @@
+/* SPDX-License-Identifier: MIT */
+/* vornctl status: how the device is doing, in one look, and what is not as it should be. */
+#include <algorithm>
+#include <iostream>
+
+#include "device.h"
+#include "effects.h"
+#include "failure.h"
+#include "schema.h"
+#include "text.h"
+#include "verb.h"
+
+namespace vorn::client {
+
+namespace {
+
+using Lines = std::vector<std::vector<std::string>>;
+
+/* What the device tells of one class, as far as it has it. */
+struct Source {
+    const char *class_name;
+    std::vector<std::string> properties; /* all, where none is named */
+};
+
+class Status {
+public:
+    Status(Device &device, const Schema &schema) : schema_(schema)
+    {
+        const std::vector<Source> sources = {
+            {"daemon", {}},
+            {"save", {}},
+            {"trial", {"state", "holder", "until", "remaining"}},
+            {"generation", {"time", "proven", "state"}},
+            {"plugin", {}},
+        };
+        Request request(Request::Kind::plain);
+        request.ask_for_commit();
+        for (const Source &each : sources) {
+            if (schema.find(each.class_name)) select(request, each.class_name, each.properties);
+        }
+        for (const auto &[class_name, property] : states_in(schema)) {
+            if (class_name != "plugin") select(request, class_name, {property});
+        }
+        if (request.empty()) throw Failure(differs, "this device does not tell how it is doing");
+        const std::string answer = device.ask(request.text());
+        commit_ = commit_of(answer);
+        outcomes_ = parse_answer(answer);
+        find_problems();
+    }
+
+    bool is_healthy() const { return problems_.empty(); }
+    const std::vector<std::string> &problems() const { return problems_; }
+
+    Lines lines(bool all) const
+    {
+        Lines lines;
+        const Instance *daemon = first_of("daemon");
+        if (daemon) {
+            lines.push_back({"version", daemon->value("version")});
+            lines.push_back({"since", daemon->value("since")});
+            lines.push_back({"uptime", daemon->value("uptime")});
+        }
+        if (!commit_.empty()) lines.push_back({"commit", commit_});
+        add_generation(lines);
+        add_trial(lines);
+        add_save(lines);
+        if (daemon) {
+            lines.push_back({"clients", daemon->value("clients")});
+            lines.push_back({"subscribers", daemon->value("subscribers")});
+            lines.push_back({"left-behind", daemon->value("left-behind") + " bytes"});
+        }
+        if (all) add_details(lines);
+        return lines;
+    }
+
+private:
+    void select(Request &request, const std::string &class_name,
+                const std::vector<std::string> &properties)
+    {
+        std::vector<std::string> there;
+        for (const std::string &each : properties) {
+            if (schema_.find_property(class_name, each)) there.push_back(each);
+        }
+        if (there.empty() && !properties.empty()) return;
+        request.select({class_name, {}, {}}, there);
+        asked_.push_back({class_name, there.size() == 1 ? there[0] : ""});
+    }
+
+    const std::vector<Instance> *all_of(const std::string &class_name) const
+    {
+        for (std::size_t i = 0; i < asked_.size() && i < outcomes_.size(); i++) {
+            if (asked_[i].first == class_name) return &outcomes_[i].instances;
+        }
+        return nullptr;
+    }
+
+    const Instance *first_of(const std::string &class_name) const
+    {
+        const std::vector<Instance> *all = all_of(class_name);
+        return all && !all->empty() ? &all->front() : nullptr;
+    }
+
+    void find_problems()
+    {
+        find_unsaved();
+        if (const std::vector<Instance> *plugins = all_of("plugin")) {
+            for (const Instance &each : *plugins) {
+                const std::string &state = each.value("state");
+                if (state != "running")
+                    problems_.push_back(title_of("plugin", each.name.value_or("")) + ": " + state);
+            }
+        }
+        if (const Instance *daemon = first_of("daemon")) {
+            const std::string &failing = daemon->value("failing-services");
+            if (!failing.empty()) problems_.push_back("services that keep ending: " + failing);
+        }
+        for (std::size_t i = 0; i < asked_.size() && i < outcomes_.size(); i++)
+            find_not_applied(asked_[i].first, asked_[i].second, outcomes_[i].instances);
+    }
+
+    void find_unsaved()
+    {
+        const Instance *save = first_of("save");
+        if (!save) return;
+        if (save->value("result") == "failed")
+            problems_.push_back("the configuration is not saved: " + save->value("reason"));
+        if (!save->value("broken").empty())
+            problems_.push_back("the configuration could not be read and is kept as " +
+                                save->value("broken"));
+    }
+
+    void find_not_applied(const std::string &class_name, const std::string &property,
+                          const std::vector<Instance> &instances)
+    {
+        if (property != "state" && property != "status") return;
+        for (const Instance &each : instances) {
+            const std::string &state = each.value(property);
+            if (is_not_applied(state))
+                problems_.push_back(title_of(class_name, each.name.value_or("")) + ": " + state);
+        }
+    }
+
+    void add_generation(Lines &lines) const
+    {
+        const std::vector<Instance> *generations = all_of("generation");
+        if (!generations || generations->empty()) return;
+        const auto newest = std::max_element(generations->begin(), generations->end(),
+                                             [](const Instance &left, const Instance &right) {
+                                                 return number(left) < number(right);
+                                             });
+        const std::string &proven = newest->value("proven");
+        lines.push_back({"generation", newest->name.value_or("") +
+                                           (proven.empty() ? "" : ", proven: " + proven)});
+    }
+
+    static long number(const Instance &generation)
+    {
+        return std::strtol(generation.name.value_or("0").c_str(), nullptr, 10);
+    }
+
+    void add_trial(Lines &lines) const
+    {
+        const Instance *trial = first_of("trial");
+        if (!trial) return;
+        const bool is_pending = trial->value("state") == "pending";
+        lines.push_back({"trial", is_pending ? "pending, of " + trial->value("holder") + ", " +
+                                                   trial->value("remaining") + " s left"
+                                             : trial->value("state")});
+    }
+
+    void add_save(Lines &lines) const
+    {
+        const Instance *save = first_of("save");
+        if (!save) return;
+        const std::string &time = save->value("time");
+        lines.push_back({"save", save->value("result") + (time.empty() ? "" : ", " + time)});
+    }
+
+    void add_details(Lines &lines) const
+    {
+        if (const Instance *daemon = first_of("daemon"))
+            lines.push_back({"kept", daemon->value("kept")});
+        const std::vector<Instance> *plugins = all_of("plugin");
+        if (!plugins) return;
+        for (const Instance &each : *plugins)
+            lines.push_back({title_of("plugin", each.name.value_or("")), each.value("state")});
+    }
+
+    const Schema &schema_;
+    std::vector<std::pair<std::string, std::string>> asked_; /* class, and the one property */
+    std::vector<Outcome> outcomes_;
+    std::string commit_;
+    std::vector<std::string> problems_;
+};
+
+void print_json(const Status &status, bool all)
+{
+    JsonWriter json(json_indentation);
+    json.open_object();
+    json.member("health", status.is_healthy() ? "good" : "bad");
+    json.name("problems");
+    json.open_list();
+    for (const std::string &each : status.problems())
+        json.text(each);
+    json.close_list();
+    for (const std::vector<std::string> &line : status.lines(all))
+        json.member(line[0], line[1]);
+    json.close_object();
+    std::cout << json.document() << '\n';
+}
+
+void print_for_people(const Status &status, const Output &output, bool all)
+{
+    output.print_lines(status.is_healthy() ? "healthy" : "not healthy", status.lines(all), true);
+    for (const std::string &each : status.problems())
+        std::cout << "! " << shown(each) << '\n';
+}
+
+} // namespace
+
+int status(const Invocation &invocation)
+{
+    const Options &options = invocation.options;
+    Device device(options.timeout_ms());
+    const Schema schema = Schema::required_of(device);
+    const Status status(device, schema);
+    if (options.output.format == Format::json) {
+        print_json(status, invocation.has("-v"));
+    } else {
+        print_for_people(status, options.output, invocation.has("-v"));
+    }
+    return status.is_healthy() ? done : differs;
+}
+
+} // namespace vorn::client
