@@ -214,6 +214,14 @@ static void commit(vorn_commit_info *info)
     if (vorn_changes_contains_class(changes, history_class)) prune();
 }
 
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    if (!booted || settings_in(vorn_commit_info_get_after(info)) == NULL) return;
+    if (vorn_config_is_held() || newest() != 0) return;
+    vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING,
+                         "the configuration as it is now is kept, as the first generation");
+}
+
 static void go_back(vorn_amend_info *info, vorn_instance *settings, const char *wanted)
 {
     struct generation generation;
@@ -368,6 +376,7 @@ void vorn_plugin_init(void)
     vorn_provider *provider = vorn_provider_new("history");
     if (provider == NULL) return;
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_provider_set_amend_fn(provider, amend, NULL);
     if (vorn_providers_add(provider) != 0) return;

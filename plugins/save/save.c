@@ -92,7 +92,12 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
                     !has_next(vorn_changes_new_deleted_class_instances_iterator(changes, NULL)))) {
         return;
     }
-    vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING, "the configuration is saved");
+    const vorn_actions *actions = vorn_commit_info_get_actions(info);
+    const int is_held =
+        vorn_config_is_held() || vorn_actions_exists(actions, "save", "hold", NULL, NULL);
+    vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING,
+                         is_held ? "the configuration is not saved: it is held"
+                                 : "the configuration is saved");
 }
 
 static const char *last_time(void)

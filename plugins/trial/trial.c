@@ -282,6 +282,30 @@ static void commit(vorn_commit_info *info)
     vorn_instance_set_value(trial, noted, "");
 }
 
+/*
+ * A confirmation is said of as it stands: whether it can be saved shows when it is. What follows
+ * for a save the plugin save is told by an action.
+ */
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    const char *what =
+        value_of(vorn_instances_get_singleton(vorn_commit_info_get_after(info), class_name), noted);
+    const int seconds = atoi(what);
+    vorn_actions *actions = vorn_commit_info_get_actions(info);
+    if (seconds > 0) vorn_actions_add(actions, "save", "hold", NULL, NULL);
+    if (strcmp(what, "confirm") == 0) {
+        vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING,
+                             "what is on trial is saved, and stays");
+    } else if (strcmp(what, "revert") == 0) {
+        vorn_explanation_add(explanation, VORN_EXPLAIN_LIVE, "the trial ends");
+    } else if (seconds > 0) {
+        vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING,
+                             "nothing is saved until it is confirmed, and it is taken back by "
+                             "itself after %d seconds",
+                             seconds);
+    }
+}
+
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     static char text[16];
@@ -346,6 +370,7 @@ void vorn_plugin_init(void)
     vorn_provider_set_amend_fn(provider, amend, NULL);
     vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);
     vorn_providers_order("history", class_name); /* what it goes back to is a change, too */
