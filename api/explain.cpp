@@ -46,6 +46,12 @@ const char *value_in(const vorn_instance *instance, const char *property)
     return instance ? vorn_instance_get_value(instance, property) : nullptr;
 }
 
+/* What only the plugin knows of, it knows for itself. */
+bool is_private(const vorn_property &property)
+{
+    return !property.readable && !property.writable;
+}
+
 /* In the order in which a select shows them. False from the first that the visitor declines. */
 template <typename Visitor>
 bool for_each_difference(const Change &change, const vorn_class &klass, Visitor visit)
@@ -54,7 +60,8 @@ bool for_each_difference(const Change &change, const vorn_class &klass, Visitor 
     for (auto [name, property] : klass.properties) {
         const char *before = value_in(change.before, name);
         const char *after = value_in(change.after, name);
-        if (!is_same(before, after) && !visit(*property, before, after)) return false;
+        if (is_same(before, after) || is_private(*property)) continue;
+        if (!visit(*property, before, after)) return false;
     }
     return true;
 }

@@ -137,8 +137,7 @@ static void judge_revert(const struct request *request)
 
 static void judge_begin(const struct request *request)
 {
-    if (vorn_amend_info_is_rehearsal(request->info)) return;
-    if (pending_prepare() != 0) {
+    if (!vorn_amend_info_is_rehearsal(request->info) && pending_prepare() != 0) {
         REFUSE(request, "seconds", "there is no memory to keep what is there now");
         return;
     }

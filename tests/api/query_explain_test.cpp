@@ -123,6 +123,22 @@ TEST_F(Explanations, TellNoChangeOfWhatIsWrittenAsItWas)
               said(std::string(part_of_r0) + "<rc>0</rc>"));
 }
 
+TEST_F(Explanations, TellNothingOfWhatAPluginKeepsToItself)
+{
+    vorn_property *label = vorn_class_get_property(vorn_classes_get("Board"), "label");
+    vorn_property_set_readable(label, 0);
+    EXPECT_THAT(ask(explained("<update><Board><label>x</label></Board></update>")),
+                HasSubstr("<after>x</after>"));
+    on_amend = [](QueryTest &, vorn_amend_info *info) {
+        vorn_instance_set_value(
+            vorn_instances_get_singleton(vorn_amend_info_get_instances(info), "Board"), "label",
+            "y");
+    };
+    vorn_property_set_writable(label, 0);
+
+    EXPECT_THAT(ask(explained(to_seven)), Not(HasSubstr("<after>y</after>")));
+}
+
 TEST_F(Explanations, HideSecrets)
 {
     vorn_property_set_secret(vorn_class_get_property(vorn_classes_get("Board"), "label"), 1);
