@@ -71,8 +71,15 @@ static void save_configuration(vorn_commit_info *info)
     const int changed = list_instances(vorn_changes_new_class_instances_iterator(changes, NULL));
     const int deleted =
         list_instances(vorn_changes_new_deleted_class_instances_iterator(changes, NULL));
-    if (changed + deleted == 0) return;
-    vorn_config_copy_running_to_startup();
+    if (changed + deleted > 0) vorn_config_copy_running_to_startup();
+}
+
+/* Whoever asked for it. */
+static void forget_list(const char *document, size_t size, void *data)
+{
+    (void)document;
+    (void)size;
+    (void)data;
     if (vorn_config_get_save_result() != VORN_SAVE_DONE) return;
     listed_count = 0;
     has_more = 0;
@@ -168,6 +175,7 @@ void vorn_plugin_init(void)
     vorn_refresher *refresher = declare();
     if (refresher != NULL) vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_inform_fn_add("save", forget_broken);
+    vorn_config_add_saved_fn(forget_list, NULL);
     vorn_providers_add(provider);
     eloop_register_timeout(0, 0, boot_is_over, NULL, NULL);
 }

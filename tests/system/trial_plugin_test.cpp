@@ -132,7 +132,7 @@ TEST_F(Trials, AreSavedOnceWhenTheyAreConfirmed)
     EXPECT_EQ(told("state"), "none");
     EXPECT_NE(told("id"), id);
     EXPECT_THAT(read_file(startup), HasSubstr("<channel>7</channel>"));
-    EXPECT_THAT(lsql(select_save), HasSubstr("<result>saved</result>"));
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>saved</result><reason/><unsaved/>"));
     const std::string after = files();
     EXPECT_THAT(lsql(transaction(channel("b", "11"))), HasSubstr("<rc>0</rc>"));
     EXPECT_NE(files(), after);
@@ -318,7 +318,8 @@ TEST_F(Trials, AreNotBegunByWhatIsOnlyExplained)
 
     EXPECT_THAT(
         lsql("<explain>" + channel("a", "7") + trial("<seconds>600</seconds>") + "</explain>"),
-        HasSubstr("<rc>0</rc>"));
+        AllOf(HasSubstr("after 600 seconds"), Not(HasSubstr("configuration is saved")),
+              HasSubstr("<rc>0</rc>")));
 
     EXPECT_EQ(told("state"), "none");
     begin();
@@ -357,6 +358,37 @@ TEST_F(Trials, GoBackToWhatChecksRefuse)
 
     EXPECT_EQ(channels(), "6 6 ");
     EXPECT_THAT(console(), HasSubstr("Loaded in spite of this: "));
+}
+
+TEST_F(Trials, RefuseAFactoryReset)
+{
+    install_plugin("system.vorn");
+    boot();
+    begin();
+    const std::string before = files();
+
+    EXPECT_NE(inform("factory-reset"), "OK\n");
+
+    EXPECT_EQ(files(), before);
+    EXPECT_THAT(lsql("<lsql><select><system><factory-reset/></system></select></lsql>"),
+                HasSubstr("failed: a change is on trial"));
+}
+
+/* The radio, and the words of the trial. */
+TEST_F(Trials, AreTakenBackByAChangeOfWhatDiffersAlone)
+{
+    install_plugin("commits.vorn");
+    boot();
+    begin();
+    lsql(transaction("<insert><Radio name=\"new\"/></insert>" +
+                     trial("<join>" + told("id") + "</join>")));
+
+    word("revert", told("id"));
+
+    const std::string commits =
+        lsql("<lsql><select><commit><changed/><deleted/></commit></select></lsql>");
+    EXPECT_THAT(commits.substr(commits.rfind("<changed>")),
+                HasSubstr("<changed>2</changed><deleted>1</deleted>"));
 }
 
 struct End {
