@@ -31,6 +31,7 @@ public:
             {"save", {}},
             {"trial", {"state", "holder", "until", "remaining"}},
             {"generation", {"time", "proven", "state"}},
+            {"history", {"result", "unproven"}},
             {"plugin", {}},
         };
         Request request(Request::Kind::plain);
@@ -103,6 +104,14 @@ private:
     void find_problems()
     {
         find_unsaved();
+        const Instance *history = first_of("history");
+        if (history && !history->value("unproven").empty()) {
+            problems_.push_back(
+                "a configuration that did not stay up has been replaced by the newest one that "
+                "did, and is kept as " +
+                history->value("unproven") +
+                "; \"vornctl inform history action=forget-unproven\" removes it");
+        }
         if (const std::vector<Instance> *plugins = all_of("plugin")) {
             for (const Instance &each : *plugins) {
                 const std::string &state = each.value("state");

@@ -14,6 +14,7 @@
 #include "declare.h"
 #include "generation.h"
 #include "history_folder.h"
+#include "proving.h"
 #include "replace.h"
 #include "schema_id.h"
 #include "shelf.h"
@@ -25,14 +26,17 @@ enum {
     usual_bytes = 1 << 20,
     most_bytes = 1 << 30,
     fewest_bytes = 4096,
+    usual_seconds = 300,
+    most_seconds = 86400,
     longest_comment = 200, /* characters */
     comment_room = 4 * longest_comment + 1
 };
 
 static const char history_class[] = "history";
 static const char generation_class[] = "generation";
-static const char *const heads[] = {"time",   "user",   "process", "program", "origin", "comment",
-                                    "schema", "commit", "changes", "bytes",   "state",  NULL};
+static const char *const heads[] = {"time",    "user",   "process", "program", "origin",
+                                    "comment", "schema", "commit",  "changes", "bytes",
+                                    "proven",  "state",  NULL};
 
 static int booted;
 static char comment[comment_room]; /* of the next generation */
@@ -48,6 +52,11 @@ static int is_count_or_none(const char *value)
 static int is_size_or_none(const char *value)
 {
     return *value == '\0' || is_plain_number(value, fewest_bytes, most_bytes);
+}
+
+static int is_time_or_none(const char *value)
+{
+    return *value == '\0' || is_plain_number(value, 0, most_seconds);
 }
 
 static int is_comment(const char *value)
@@ -73,7 +82,7 @@ static void prune(void)
     const struct shelf_limits limits = {
         *most != '\0' ? atoi(most) : usual_most,
         *bytes != '\0' ? (size_t)strtoull(bytes, NULL, 10) : usual_bytes,
-        0,
+        proving_newest(),
     };
     shelf_prune(HISTORY_FOLDER, &limits);
 }
@@ -126,6 +135,13 @@ static void report_failure(const char *reason)
     vorn_debug_eprintf("history: can't keep what was saved: %s.\n", reason);
 }
 
+static void stay_up(void *eloop_data, void *user_data)
+{
+    (void)eloop_data;
+    (void)user_data;
+    if (strcmp(vorn_config_get_source(), "startup") == 0) proving_succeeds();
+}
+
 static void keep(struct generation *generation)
 {
     char digest[generation_digest_room];
@@ -142,6 +158,8 @@ static void keep(struct generation *generation)
         } else {
             snprintf(result, sizeof result, "kept");
             newest_number = generation->number;
+            /* It has yet to show at a boot that it stays up; the one before did not for as long. */
+            eloop_cancel_timeout(stay_up, NULL, NULL);
             memcpy(newest_digest, digest, sizeof digest);
             prune();
         }
@@ -264,6 +282,7 @@ static void set_head(vorn_instance *instance, const struct generation *generatio
     vorn_instance_set_value(instance, "schema", generation->schema);
     vorn_instance_set_value(instance, "commit", generation->commit);
     vorn_instance_set_value(instance, "changes", generation->changes);
+    vorn_instance_set_value(instance, "proven", proving_knows(generation) ? "yes" : "no");
     vorn_instance_set_value(instance, "state", "good");
 }
 
@@ -326,20 +345,54 @@ static void show_generations(vorn_refresh_info *info)
     vorn_instances_delete_iterator(walk);
 }
 
+static void show_settings(vorn_instance *settings)
+{
+    vorn_instance_set_value(settings, "result", result);
+    vorn_instance_set_value(settings, "unproven", proving_kept());
+}
+
 static void refresh(vorn_refresh_info *info, void *data)
 {
     (void)data;
     vorn_instance *settings = settings_in(vorn_refresh_info_get_instances(info));
     if (vorn_refresh_info_contains_class(info, generation_class)) show_generations(info);
     if (settings != NULL && vorn_refresh_info_contains_class(info, history_class))
-        vorn_instance_set_value(settings, "result", result);
+        show_settings(settings);
 }
 
 static void boot_is_over(void *eloop_data, void *user_data)
 {
-    (void)eloop_data;
-    (void)user_data;
+    const char *seconds = value_of(settings_in(vorn_config_get_running()), "proven-after");
     booted = 1;
+    proving_boot_is_over();
+    if (strcmp(seconds, "0") == 0) {
+        stay_up(eloop_data, user_data);
+    } else {
+        eloop_register_timeout(*seconds != '\0' ? atoi(seconds) : usual_seconds, 0, stay_up, NULL,
+                               NULL);
+    }
+}
+
+/* Of the boot load: what fell back to a generation goes on with the files of its time, too. */
+static void check(vorn_check_info *info, void *data)
+{
+    const struct generation *generation = proving_taken();
+    (void)info;
+    (void)data;
+    if (generation == NULL) return;
+    for (int i = 0; i < generation->file_count; i++) {
+        const struct generation_file *file = &generation->files[i];
+        vorn_config_take_file(file->path, file->bytes, file->size);
+    }
+    proving_forget_taken();
+}
+
+/* object=history&action=forget-unproven */
+static int be_told(void)
+{
+    const char *action = vorn_inform_get_value("action");
+    if (action == NULL || strcmp(action, "forget-unproven") != 0) return 1;
+    return proving_forget_kept();
 }
 
 static int declare_word(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid,
@@ -362,16 +415,19 @@ static int declare(void)
            declare_setting(history, "keep", is_count_or_none, "<1 to 1000>|<nothing>") != 0 ||
            declare_setting(history, "bytes", is_size_or_none, "<4096 to 1073741824>|<nothing>") !=
                0 ||
+           declare_setting(history, "proven-after", is_time_or_none, "<0 to 86400>|<nothing>") !=
+               0 ||
            declare_word(history, "comment", is_comment, "<up to 200 characters>") != 0 ||
            declare_word(history, "rollback", is_generation_or_none,
                         "<the number of a generation>|<nothing>") != 0 ||
-           declare_state(history, "result") != 0 || vorn_classes_add(history) != 0 ||
-           vorn_classes_add(generation) != 0;
+           declare_state(history, "result") != 0 || declare_state(history, "unproven") != 0 ||
+           vorn_classes_add(history) != 0 || vorn_classes_add(generation) != 0;
 }
 
 void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL || declare() != 0) return;
+    proving_begin();
 
     vorn_provider *provider = vorn_provider_new("history");
     if (provider == NULL) return;
@@ -379,8 +435,11 @@ void vorn_plugin_init(void)
     vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_provider_set_amend_fn(provider, amend, NULL);
+    vorn_provider_set_check_fn(provider, check, NULL);
     if (vorn_providers_add(provider) != 0) return;
     vorn_providers_order("history", "save");
+    vorn_providers_order("history", "wireless"); /* whose keys a boot may have to find first */
+    vorn_inform_fn_add("history", be_told);
     vorn_config_add_saved_fn(keep_saved, NULL);
     eloop_register_timeout(0, 0, boot_is_over, NULL, NULL);
 }

@@ -80,7 +80,7 @@ static int take_default(void)
 /* Also what a write that a power cut ended may have left. */
 static void forget_keys(void)
 {
-    static const char *const files[] = {KEYS_FILE, KEYS_FILE ".new"};
+    static const char *const files[] = {KEYS_FILE, KEYS_FILE ".new", UNPROVEN_FILE};
     for (size_t i = 0; i < sizeof files / sizeof *files; i++) {
         if (unlink(files[i]) == 0 || errno == ENOENT) continue;
         vorn_debug_eprintf("system: can't remove %s: %s.\n", files[i], strerror(errno));

@@ -26,7 +26,7 @@ protected:
         boot();
     }
 
-    static std::string files() { return shell(std::string("ls ") + folder + " 2>&1"); }
+    static std::string files() { return shell(std::string("cd ") + folder + " && ls *.gz 2>&1"); }
     static std::string channel() { return vornctl("show Radio r0 channel -q"); }
 };
 
@@ -162,7 +162,7 @@ TEST_F(History, SurvivesARestart)
 
 TEST_F(History, SaysWhyItCannotBeKept)
 {
-    shell(std::string("echo in the way >") + folder);
+    shell(std::string("rm -r ") + folder + "; echo in the way >" + folder);
 
     EXPECT_EQ(vornctl("set Radio r0 channel=11"), "[0]\n");
 

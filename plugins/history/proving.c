@@ -1,0 +1,284 @@
+/* SPDX-License-Identifier: MIT */
+#include "proving.h"
+
+#include "vorn/vorn.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "history_folder.h"
+#include "shelf.h"
+#include "vorn-plugin/whole_file.h"
+
+enum { most_tries = 3, most_proven = 64, line_room = 80 };
+
+static const char state_file[] = HISTORY_FOLDER "/boots";
+static const char startup_file[] = "/etc/config/config.xml";
+static const char kept_file[] = UNPROVEN_FILE;
+static const char default_file[] = "/etc/defaultconfig.xml";
+static const char rescue_file[] = "/etc/rescueconfig.xml";
+
+struct proven {
+    unsigned long number; /* 0 for a startup file that is no generation */
+    char digest[generation_digest_room];
+};
+
+/* What the disk has. */
+static struct {
+    char digest[generation_digest_room]; /* of the startup file whose boots are counted */
+    int boots;
+    char fallback[16]; /* "default" when that was served last, there being no proven one */
+    struct proven proven[most_proven];
+    int count;
+} state;
+
+static char digest[generation_digest_room]; /* of the startup file of this boot */
+static int is_counted;                      /* this boot is */
+static int is_over;
+static int has_taken;
+static struct generation taken;
+
+/* Of the document alone, which is what the startup file has. */
+static void digest_document(const char *document, size_t size, char text[generation_digest_room])
+{
+    const struct generation alone = {.document = document, .size = size};
+    generation_digest(&alone, text);
+}
+
+static int digest_startup(void)
+{
+    struct stat status;
+    digest[0] = '\0';
+    if (stat(startup_file, &status) != 0 || status.st_size == 0) return 1;
+    char *text = vorn_config_get_startup_as_xml();
+    if (text == NULL) return 1;
+    digest_document(text, strlen(text), digest);
+    free(text);
+    return 0;
+}
+
+static void read_state(void)
+{
+    char line[line_room];
+    memset(&state, 0, sizeof state);
+    FILE *file = whole_file_read(state_file);
+    while (file != NULL && fgets(line, sizeof line, file) != NULL) {
+        struct proven proven = {0, ""};
+        if (sscanf(line, "proven %lu %39s", &proven.number, proven.digest) == 2 &&
+            state.count < most_proven)
+            state.proven[state.count++] = proven;
+        sscanf(line, "boots %39s %d", state.digest, &state.boots);
+        sscanf(line, "fallback %15s", state.fallback);
+    }
+    if (file != NULL) fclose(file);
+}
+
+static void write_state(void)
+{
+    FILE *file = whole_file_open(state_file, 0600);
+    if (file == NULL && errno == ENOENT && mkdir(HISTORY_FOLDER, 0700) == 0)
+        file = whole_file_open(state_file, 0600);
+    if (file == NULL) {
+        vorn_debug_eprintf("history: can't write %s: %s.\n", state_file, strerror(errno));
+        return;
+    }
+    for (int i = 0; i < state.count; i++)
+        fprintf(file, "proven %lu %s\n", state.proven[i].number, state.proven[i].digest);
+    if (state.boots > 0) fprintf(file, "boots %s %d\n", state.digest, state.boots);
+    if (state.fallback[0] != '\0') fprintf(file, "fallback %s\n", state.fallback);
+    if (whole_file_close(file, state_file, 1) != 0)
+        vorn_debug_eprintf("history: can't write %s: %s.\n", state_file, strerror(errno));
+}
+
+/* -1 for one that is not proven. */
+static int place_of(const char *wanted)
+{
+    int place = state.count;
+    while (--place >= 0 && strcmp(state.proven[place].digest, wanted) != 0)
+        continue;
+    return place;
+}
+
+static int is_proven(const char *wanted)
+{
+    return place_of(wanted) >= 0;
+}
+
+static int is_there(const char *path)
+{
+    struct stat status;
+    return stat(path, &status) == 0;
+}
+
+/* The newest generation with that document. */
+static unsigned long number_of(const char *wanted)
+{
+    static struct shelf_content list;
+    shelf_list(HISTORY_FOLDER, &list);
+    for (int i = list.count - 1; i >= 0; i--) {
+        struct generation generation;
+        char each[generation_digest_room];
+        if (shelf_read(HISTORY_FOLDER, list.numbers[i], &generation) != NULL) continue;
+        digest_document(generation.document, generation.size, each);
+        generation_free(&generation);
+        if (strcmp(each, wanted) == 0) return list.numbers[i];
+    }
+    return 0;
+}
+
+/* What it was when it was proven, wherever it is by now. */
+static int take_generation(const struct proven *proven)
+{
+    const unsigned long number = number_of(proven->digest);
+    return number == 0 || shelf_read(HISTORY_FOLDER, number, &taken) != NULL;
+}
+
+/* For inspection; the disk may have room for one of the two only. */
+static int keep_startup(void)
+{
+    unlink(kept_file);
+    if (link(startup_file, kept_file) == 0) return 0;
+    vorn_debug_eprintf("history: can't keep %s: %s.\n", startup_file, strerror(errno));
+    return 1;
+}
+
+static int replace_startup(const char *document, size_t size)
+{
+    struct stat status;
+    const mode_t mode = stat(startup_file, &status) == 0 ? status.st_mode & 0777 : 0644;
+    FILE *file = whole_file_open(startup_file, mode);
+    if (file == NULL) return 1;
+    fwrite(document, 1, size, file);
+    return whole_file_close(file, startup_file, 1);
+}
+
+static int fall_back_to_generation(void)
+{
+    for (int i = state.count - 1; i >= 0; i--) {
+        if (take_generation(&state.proven[i]) != 0) continue;
+        if (keep_startup() != 0 || replace_startup(taken.document, taken.size) != 0) {
+            generation_free(&taken);
+            return 1;
+        }
+        has_taken = 1;
+        vorn_debug_eprintf("history: the configuration did not stay up in %d boots: generation %lu "
+                           "takes its place, and it is kept as %s.\n",
+                           most_tries, taken.number, kept_file);
+        return 0;
+    }
+    return 1;
+}
+
+/* What the daemon does by itself without a startup file; after the default the rescue is left. */
+static int fall_back_to_default(void)
+{
+    const int had_default = strcmp(state.fallback, "default") == 0;
+    const char *next = had_default || !is_there(default_file) ? rescue_file : default_file;
+    if (!is_there(next) || strcmp(state.fallback, "rescue") == 0) return 1;
+    if (next == default_file) {
+        if (keep_startup() != 0 || unlink(startup_file) != 0) return 1;
+    } else {
+        if (!had_default && keep_startup() != 0) return 1;
+        vorn_config_copy_rescue_to_startup();
+    }
+    snprintf(state.fallback, sizeof state.fallback, "%s",
+             next == default_file ? "default" : "rescue");
+    vorn_debug_eprintf("history: the configuration did not stay up in %d boots, nor is there one "
+                       "that did: the %s takes its place, and it is kept as %s.\n",
+                       most_tries, state.fallback, kept_file);
+    return 0;
+}
+
+void proving_begin(void)
+{
+    read_state();
+    if (digest_startup() != 0 || is_proven(digest)) return;
+    if (strcmp(state.digest, digest) != 0) {
+        state.boots = 0;
+        snprintf(state.digest, sizeof state.digest, "%s", digest);
+    }
+    if (state.boots >= most_tries) {
+        state.boots = 0;
+        if (fall_back_to_generation() != 0 && fall_back_to_default() != 0) return;
+        write_state();
+        if (digest_startup() != 0 || is_proven(digest)) return;
+        snprintf(state.digest, sizeof state.digest, "%s", digest);
+    }
+    state.boots++;
+    is_counted = 1;
+    write_state();
+}
+
+const struct generation *proving_taken(void)
+{
+    return has_taken ? &taken : NULL;
+}
+
+void proving_forget_taken(void)
+{
+    if (has_taken) generation_free(&taken);
+    has_taken = 0;
+}
+
+/* Somebody has told the daemon to end, which says nothing about its configuration. */
+static void end_in_order(void)
+{
+    if (!is_over || !is_counted || !is_there(state_file)) return;
+    state.boots--;
+    write_state();
+}
+
+void proving_boot_is_over(void)
+{
+    is_over = 1;
+    atexit(end_in_order);
+}
+
+static void drop(int place)
+{
+    state.count--;
+    memmove(&state.proven[place], &state.proven[place + 1],
+            (size_t)(state.count - place) * sizeof *state.proven);
+}
+
+/* The list is in the order in which they stayed up last. */
+void proving_succeeds(void)
+{
+    const int place = place_of(digest);
+    if (digest[0] == '\0' || (place >= 0 && place == state.count - 1)) return;
+    if (place >= 0) drop(place);
+    if (state.count == most_proven) drop(0);
+    is_counted = 0;
+    state.boots = 0;
+    state.fallback[0] = '\0';
+    struct proven *proven = &state.proven[state.count++];
+    proven->number = number_of(digest);
+    snprintf(proven->digest, sizeof proven->digest, "%s", digest);
+    write_state();
+}
+
+int proving_knows(const struct generation *generation)
+{
+    char text[generation_digest_room];
+    digest_document(generation->document, generation->size, text);
+    return is_proven(text);
+}
+
+unsigned long proving_newest(void)
+{
+    return state.count > 0 ? state.proven[state.count - 1].number : 0;
+}
+
+const char *proving_kept(void)
+{
+    return is_there(kept_file) ? kept_file : "";
+}
+
+int proving_forget_kept(void)
+{
+    return unlink(kept_file) != 0;
+}
