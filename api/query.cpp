@@ -15,6 +15,7 @@
 #include "api/query_result.h"
 #include "api/query_secrets.h"
 #include "api/query_state.h"
+#include "api/query_writes.h"
 #include "change/changes_record.h"
 #include "change/commit_report_record.h"
 #include "change/providers_check.h"
@@ -317,6 +318,15 @@ Text evaluate_logged(xmlDoc *request, bool passive, RequestWatch &watch)
     return answer;
 }
 
+/* Who was refused what: an answer with an error has changed nothing, if it was to. */
+void record_refusal(const xmlNode *root, const RequestWatch &watch)
+{
+    char operations[sizeof(vorn_commit_report::changes)];
+    ShortText text(operations);
+    describe_writes(root, text);
+    if (!text.is_empty()) watch.record_refusal(operations);
+}
+
 /* The origin points into the request; whoever asks for it later must not find a freed text. */
 class OriginEndsWithRequest {
 public:
@@ -346,6 +356,8 @@ char *evaluate_untraced(const char *text, bool passive)
     const OriginEndsWithRequest origin_ends(root);
     Text answer = evaluate_logged(request.get(), passive, watch);
     if (!answer) vorn_debug_eprintf("No memory to answer an LSQL request.\n");
+    const bool is_refused = (watch.has_error() || !answer) && !watch.went_into_commit();
+    if (is_refused && !passive && is_named(root, root_name)) record_refusal(root, watch);
     return answer.release();
 }
 

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "api/query_result.h"
 
+#include "change/commit_report_record.h"
 #include "core/base/text.h"
 #include "services/xml/xml.h"
 
@@ -115,6 +116,7 @@ void Answer::add_text(const char *name, const char *text)
 void Answer::add_error(const char *message, std::int32_t &count)
 {
     count++;
+    RequestWatch::note_error(message);
     add_text("error", message);
 }
 

@@ -6,13 +6,19 @@
 #include "change/changes_record.h"
 #include "change/commit_report_record.h"
 #include "change/provider_record.h"
+#include "change/short_text.h"
+#include "change/summary.h"
+#include "core/base/memory.h"
+#include "core/base/result.h"
 #include "core/base/text.h"
+#include "core/guard.h"
 #include "model/lazy/overlay.h"
 #include "vorn/committer.h"
 #include "vorn/debug.h"
 #include "vorn/process.h"
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstring>
 #include <utility>
 
@@ -26,9 +32,55 @@ namespace {
 constexpr unsigned int most_reports = 64;
 constexpr std::uint32_t worth_a_line = 100; /* microseconds */
 
-constinit vorn_commit_report reports[most_reports] = {};
-constinit unsigned int newest = most_reports - 1;
-constinit unsigned int report_count = 0;
+/* The last records of one kind. */
+struct Ring {
+    vorn_commit_report records[most_reports];
+    unsigned int newest;
+    unsigned int count;
+
+    void add(const vorn_commit_report &record)
+    {
+        newest = (newest + 1) % most_reports;
+        records[newest] = record;
+        if (count < most_reports) count++;
+    }
+    const vorn_commit_report *get(unsigned int ago) const
+    {
+        return ago < count ? &records[(newest + most_reports - ago) % most_reports] : nullptr;
+    }
+};
+
+/* Whoever wants to hear of each record; they stay until the process ends. */
+struct Listener : Record {
+    vorn_commit_report_fn fn;
+    void *data;
+    Listener *next;
+};
+
+constinit Ring reports = {};
+constinit Ring refusals = {};
+constinit Listener *listeners = nullptr;
+constinit RequestWatch *innermost_request = nullptr;
+constinit char result_before_commit[32] = "";
+
+void tell(const vorn_commit_report &record)
+{
+    for (const Listener *each = listeners; each; each = each->next)
+        each->fn(&record, each->data);
+}
+
+/* The program's name is gone with the process, which waits for its answer now. */
+void note_who(vorn_commit_report &record)
+{
+    const char *origin = or_empty(vorn_query_origin);
+    std::memcpy(record.origin, origin, std::min(std::strlen(origin), sizeof record.origin - 1));
+    const vorn_peer *peer = vorn_query_get_peer();
+    record.has_peer = peer;
+    record.uid = vorn_peer_get_uid(peer);
+    record.pid = vorn_peer_get_pid(peer);
+    std::strcpy(record.program, vorn_peer_get_program(peer));
+    record.time = std::time(nullptr);
+}
 
 constinit CommitWatch *innermost = nullptr;
 constinit PhaseTimes phases_before_commit = {};
@@ -77,9 +129,51 @@ void number_next_commit_zero()
     commit_number = UINT32_MAX;
 }
 
-void RequestWatch::goes_into_commit() const
+RequestWatch::RequestWatch() : outer_(std::exchange(innermost_request, this))
+{}
+
+RequestWatch::~RequestWatch()
+{
+    innermost_request = outer_;
+}
+
+void RequestWatch::goes_into_commit()
 {
     std::copy_n(times_, vorn_commit_report::phases, phases_before_commit);
+    std::strcpy(result_before_commit, result_);
+    went_into_commit_ = true;
+}
+
+void RequestWatch::note_error(const char *message)
+{
+    if (innermost_request && !innermost_request->has_error())
+        ShortText(innermost_request->error_).add(message);
+}
+
+bool RequestWatch::set_result(const char *word)
+{
+    if (!innermost_request) return false;
+    ShortText(innermost_request->result_).add(word);
+    return true;
+}
+
+void RequestWatch::record_refusal(const char *operations) const
+{
+    vorn_commit_report record = {};
+    record.number = commit_number;
+    note_who(record);
+    ShortText(record.changes).add(operations);
+    ShortText result(record.result);
+    result.add("refused: ");
+    result.add(has_error() ? error_ : "memory ran out");
+    std::copy_n(times_, vorn_commit_report::phases, record.microseconds);
+    refusals.add(record);
+    tell(record);
+}
+
+vorn_commit_report *report_under_way()
+{
+    return innermost ? &innermost->report_ : nullptr;
 }
 
 void note_save_took(std::uint32_t microseconds)
@@ -92,7 +186,7 @@ void note_save_took(std::uint32_t microseconds)
 /* Whoever only has the log shall see which provider keeps the device busy. */
 void log_last_commit()
 {
-    const vorn_commit_report &report = reports[newest];
+    const vorn_commit_report &report = *reports.get(0);
     const char *slowest = report.provider_count > 0 ? report.providers[0].name : nullptr;
     vorn_debug_1printf("Commit %u: %u changed, %u deleted, %u us%s%s%s\n", report.number,
                        report.changed, report.deleted, report.microseconds[VORN_COMMIT_PROVIDERS],
@@ -104,10 +198,12 @@ CommitWatch::CommitWatch(const vorn_changes *changes)
     : outer_(std::exchange(innermost, this)), given_by_outer_(std::exchange(given_instances, 0))
 {
     report_.number = ++commit_number;
-    report_.time = std::time(nullptr);
-    const char *origin = or_empty(vorn_query_origin);
-    std::memcpy(report_.origin, origin, std::min(std::strlen(origin), sizeof report_.origin - 1));
+    note_who(report_);
+    std::strcpy(report_.result, *result_before_commit ? result_before_commit : "done");
+    *result_before_commit = '\0';
     if (changes) {
+        ShortText text(report_.changes);
+        summarize(*changes, text);
         report_.changed = count_of(changed_in(*changes));
         report_.deleted = count_of(*changes->deleted);
     }
@@ -120,9 +216,8 @@ CommitWatch::~CommitWatch()
 {
     innermost = outer_;
     given_instances = given_by_outer_;
-    newest = (newest + 1) % most_reports;
-    reports[newest] = report_;
-    if (report_count < most_reports) report_count++;
+    reports.add(report_);
+    tell(report_);
 }
 
 /* A commit function of its own sees the whole change set. */
@@ -154,8 +249,93 @@ const vorn_commit_report::Provider *provider_at(const vorn_commit_report *report
 
 const vorn_commit_report *vorn_commit_report_get(unsigned int ago)
 {
-    if (ago >= report_count) return nullptr;
-    return &reports[(newest + most_reports - ago) % most_reports];
+    return reports.get(ago);
+}
+
+const vorn_commit_report *vorn_commit_report_get_refused(unsigned int ago)
+{
+    return refusals.get(ago);
+}
+
+const vorn_commit_report *vorn_commit_report_get_current()
+{
+    return report_under_way();
+}
+
+int vorn_commit_report_add_fn(vorn_commit_report_fn fn, void *data)
+{
+    if (absent(reinterpret_cast<const void *>(fn), "fn")) return failed;
+    Owned<Listener> listener = make<Listener>();
+    if (!listener) return failed;
+    listener->fn = fn;
+    listener->data = data;
+    listener->next = listeners;
+    listeners = listener.release();
+    return ok;
+}
+
+int vorn_commit_report_set_result(const char *word)
+{
+    if (absent(word, "word")) return failed;
+    return RequestWatch::set_result(word) ? ok : failed;
+}
+
+int vorn_commit_report_add_failure(const char *pattern, ...)
+{
+    vorn_commit_report *report = report_under_way();
+    if (absent(pattern, "format") || !report) return failed;
+    char sentence[sizeof report->failures];
+    std::va_list arguments;
+    va_start(arguments, pattern);
+    format_cut(sentence, sizeof sentence, pattern, arguments);
+    va_end(arguments);
+    char before[sizeof report->failures];
+    std::strcpy(before, report->failures);
+    ShortText failures(report->failures);
+    failures.add(before);
+    if (!failures.is_empty()) failures.add(", ");
+    failures.add(sentence);
+    return ok;
+}
+
+int vorn_commit_report_has_peer(const vorn_commit_report *report)
+{
+    return report && report->has_peer;
+}
+
+uint32_t vorn_commit_report_get_uid(const vorn_commit_report *report)
+{
+    return report ? report->uid : 0;
+}
+
+const char *vorn_commit_report_get_user(const vorn_commit_report *report)
+{
+    return report && report->has_peer ? user_name(report->uid) : "";
+}
+
+int32_t vorn_commit_report_get_process(const vorn_commit_report *report)
+{
+    return report ? report->pid : 0;
+}
+
+const char *vorn_commit_report_get_program(const vorn_commit_report *report)
+{
+    return report ? report->program : "";
+}
+
+const char *vorn_commit_report_get_changes(const vorn_commit_report *report)
+{
+    return report ? report->changes : "";
+}
+
+const char *vorn_commit_report_get_result(const vorn_commit_report *report)
+{
+    return report ? report->result : "";
+}
+
+const char *vorn_commit_report_get_failures(const vorn_commit_report *report)
+{
+    return report ? report->failures : "";
 }
 
 uint32_t vorn_commit_report_get_number(const vorn_commit_report *report)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "change/commit_given.h"
+#include "core/peer.h"
 #include "vorn/changes.h"
 #include "vorn/commit_report.h"
 #include "vorn/provider.h"
@@ -26,6 +27,13 @@ struct vorn_commit_report {
     unsigned int provider_count;
     std::int64_t time;
     char origin[64];
+    std::uint32_t uid; /* whose number; of nobody when there is no process and no user */
+    std::int32_t pid;
+    bool has_peer;
+    char program[vorn_peer::longest_program + 1];
+    char changes[192];
+    char result[128];
+    char failures[128];
     std::uint32_t microseconds[phases];
     Provider providers[most_providers]; /* slowest first */
 };
@@ -52,17 +60,35 @@ extern std::uint32_t commit_number;
 /* What follows is the boot's commit, from which the others are counted. */
 void number_next_commit_zero();
 
-/* What a request takes on the way to its commit. */
+/* What a request takes on the way to its commit, and what becomes of it. They nest. */
 class RequestWatch {
 public:
+    RequestWatch();
+    RequestWatch(const RequestWatch &) = delete;
+    ~RequestWatch();
+
     /* Ends a phase, which began with the last one's end. */
     void is_done(vorn_commit_phase phase) { times_[phase] = watch_.lap(); }
     /* The commit that begins next is this request's. */
-    void goes_into_commit() const;
+    void goes_into_commit();
+    bool went_into_commit() const { return went_into_commit_; }
+
+    /* An answer has such an error; the first is kept. */
+    static void note_error(const char *message);
+    /* As vorn_commit_report_set_result; false when no request is under way. */
+    static bool set_result(const char *word);
+
+    bool has_error() const { return *error_; }
+    /* Makes a record of a request that was to change something. */
+    void record_refusal(const char *operations) const;
 
 private:
+    RequestWatch *outer_;
     Stopwatch watch_;
     PhaseTimes times_ = {};
+    bool went_into_commit_ = false;
+    char error_[112] = "";
+    char result_[32] = "";
 };
 
 /* Says at level 1 what the last commit took. */
@@ -86,6 +112,7 @@ public:
 
 private:
     friend void note_save_took(std::uint32_t microseconds);
+    friend vorn_commit_report *report_under_way();
 
     vorn_commit_report report_ = {};
     CommitWatch *outer_;

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 #include <fcntl.h>
@@ -57,9 +58,10 @@ bool has_number(const char *line, const char *number)
  * By hand: the C library would load whatever the device names in nsswitch.conf, which may ask over
  * the network and be waited for.
  */
-void look_up_user(const vorn_peer &peer)
+void look_up_user(std::uint32_t uid, char *user)
 {
-    std::snprintf(peer.user, sizeof peer.user, "%lu", static_cast<unsigned long>(peer.uid));
+    constexpr std::size_t room = vorn_peer::longest_user + 1;
+    std::snprintf(user, room, "%lu", static_cast<unsigned long>(uid));
     const Fd users = open_regular("/etc/passwd", O_RDONLY);
     char block[1024];
     char line[256];
@@ -71,8 +73,8 @@ void look_up_user(const vorn_peer &peer)
                 continue;
             }
             line[std::exchange(length, 0)] = '\0';
-            if (has_number(line, peer.user)) {
-                return copy_printable(peer.user, vorn_peer::longest_user, line, ":");
+            if (has_number(line, user)) {
+                return copy_printable(user, vorn_peer::longest_user, line, ":");
             }
         }
     }
@@ -91,11 +93,27 @@ void read_program(const vorn_peer &peer)
 
 } // namespace
 
+/* As a rule one user changes one thing after the other. */
+const char *user_name(std::uint32_t uid)
+{
+    constexpr std::time_t trusted_s = 10;
+    static constinit char name[vorn_peer::longest_user + 1] = "";
+    static constinit std::uint32_t whose = 0;
+    static constinit std::time_t since = 0;
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    if (*name && uid == whose && now.tv_sec - since < trusted_s) return name;
+    look_up_user(uid, name);
+    whose = uid;
+    since = now.tv_sec;
+    return name;
+}
+
 PeerOfRequest::PeerOfRequest(int descriptor) : outer_(std::exchange(innermost, &peer_))
 {
     peer_.descriptor = descriptor;
     peer_.is_known = false;
-    peer_.user[0] = peer_.program[0] = '\0';
+    peer_.program[0] = '\0';
 }
 
 PeerOfRequest::~PeerOfRequest()
@@ -129,9 +147,7 @@ int32_t vorn_peer_get_pid(const vorn_peer *peer)
 
 const char *vorn_peer_get_user(const vorn_peer *peer)
 {
-    if (!peer) return "";
-    if (peer->user[0] == '\0') look_up_user(known(*peer));
-    return peer->user;
+    return peer ? user_name(known(*peer).uid) : "";
 }
 
 const char *vorn_peer_get_program(const vorn_peer *peer)

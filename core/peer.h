@@ -14,11 +14,13 @@ struct vorn_peer {
     mutable std::uint32_t uid;
     mutable std::uint32_t gid;
     mutable std::int32_t pid;
-    mutable char user[longest_user + 1];       /* empty until it is looked up */
-    mutable char program[longest_program + 1]; /* the same */
+    mutable char program[longest_program + 1]; /* empty until it is looked up */
 };
 
 namespace vorn {
+
+/* The name that the system has for a user, or the number; good until the next call. */
+const char *user_name(std::uint32_t uid);
 
 /* While it lives, what is done is done for who is at the other end of the descriptor. */
 class PeerOfRequest {

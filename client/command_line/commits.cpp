@@ -57,6 +57,24 @@ unsigned long total_of(const Instance &commit)
     return sum;
 }
 
+/* What was done in spite of a failure still was done. */
+std::string result_of(const Instance &commit)
+{
+    const std::string &failures = commit.value("failures");
+    return commit.value("result") + (failures.empty() ? "" : "; " + failures);
+}
+
+void print_refusals(const Output &output, const std::vector<Instance> &refusals)
+{
+    Rows rows;
+    for (const Instance &each : refusals) {
+        rows.push_back({each.value("commit"), each.value("time"), each.value("origin"),
+                        each.value("user"), each.value("program"), each.value("changes"),
+                        each.value("result")});
+    }
+    output.print_table({"AFTER", "TIME", "ORIGIN", "USER", "PROGRAM", "WANTED", "RESULT"}, rows);
+}
+
 void print_summary(const Output &output, const std::vector<Instance> &commits)
 {
     Rows rows;
@@ -64,9 +82,13 @@ void print_summary(const Output &output, const std::vector<Instance> &commits)
         const Rows providers = providers_of(each);
         rows.push_back({each.name.value_or(""), each.value("time"), each.value("changed"),
                         each.value("deleted"), milliseconds(total_of(each)),
-                        providers.empty() ? "" : providers[0][0], each.value("origin")});
+                        providers.empty() ? "" : providers[0][0], each.value("origin"),
+                        each.value("user"), each.value("program"), result_of(each),
+                        each.value("changes")});
     }
-    output.print_table({"COMMIT", "TIME", "CHANGED", "DELETED", "MS", "SLOWEST", "ORIGIN"}, rows);
+    output.print_table({"COMMIT", "TIME", "CHANGED", "DELETED", "MS", "SLOWEST", "ORIGIN", "USER",
+                        "PROGRAM", "RESULT", "CHANGES"},
+                       rows);
 }
 
 void print_details(const Output &output, const std::vector<Instance> &commits)
@@ -83,12 +105,13 @@ void print_details(const Output &output, const std::vector<Instance> &commits)
     output.print_table({"COMMIT", "PHASE, PROVIDER", "INSTANCES", "MS"}, rows);
 }
 
-std::vector<Instance> last_commits(Device &device, std::size_t most)
+std::vector<Instance> last_of(const char *class_name, Device &device, std::size_t most)
 {
     Request request(Request::Kind::plain);
-    request.select({"commit", {}, {}}, {});
+    request.select({class_name, {}, {}}, {});
     std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    if (outcomes.empty() || outcomes[0].instances.empty())
+    const bool may_be_none = std::string(class_name) != "commit";
+    if (outcomes.empty() || (outcomes[0].instances.empty() && !may_be_none))
         throw Failure(differs, "this device does not tell of its commits");
     std::vector<Instance> &commits = outcomes[0].instances;
     if (commits.size() > most)
@@ -107,10 +130,14 @@ int commits(const Invocation &invocation)
             ? usual
             : static_cast<std::size_t>(number_in("COUNT", invocation.words[0], most_kept));
     Device device(invocation.options.timeout_ms());
-    const std::vector<Instance> found = last_commits(device, most);
+    const bool wants_refusals = invocation.has("--refused");
+    const std::vector<Instance> found =
+        last_of(wants_refusals ? "refusal" : "commit", device, most);
     const Output &output = invocation.options.output;
     if (output.format != Format::table) {
         output.print(found);
+    } else if (wants_refusals) {
+        print_refusals(output, found);
     } else if (invocation.has("-v")) {
         print_details(output, found);
     } else {

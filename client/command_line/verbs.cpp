@@ -99,7 +99,8 @@ constexpr OptionWord adding[] = {{"--or-set", nullptr, "change the instance if i
                                  trying,
                                  joining,
                                  asking};
-constexpr OptionWord detailing[] = {{"-v", nullptr, "every provider, the slowest first"}};
+constexpr OptionWord detailing[] = {{"-v", nullptr, "every provider, the slowest first"},
+                                    {"--refused", nullptr, "what was refused instead"}};
 constexpr OptionWord telling_all[] = {
     {"-v", nullptr, "with every plugin, and what is kept of the configuration unread"}};
 constexpr OptionWord resetting[] = {{"--yes", nullptr, "don't ask"}};

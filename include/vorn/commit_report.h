@@ -43,6 +43,69 @@ VORN_API const vorn_commit_report *vorn_commit_report_get(unsigned int ago);
  */
 VORN_API uint32_t vorn_commit_report_get_number(const vorn_commit_report *report);
 
+/**
+ * A request that was to change something and was refused, so many ago, 0 for the last; null when
+ * none is kept. It has no providers, and the number is that of the last commit before it. The last
+ * 64 are kept, beside those of commits.
+ */
+VORN_API const vorn_commit_report *vorn_commit_report_get_refused(unsigned int ago);
+
+/**
+ * The report of the commit that is going on, as far as it is known: who asked for it and what
+ * changed. Null outside of a commit.
+ */
+VORN_API const vorn_commit_report *vorn_commit_report_get_current(void);
+
+/** What hears of a record. It changes nothing, and keeps no pointer. */
+typedef void (*vorn_commit_report_fn)(const vorn_commit_report *report, void *data);
+
+/**
+ * Has a function called at the end of each commit, when its report is whole, and after each
+ * request that was refused. Returns 0, or 1 without memory and for null ("Null fn.\n" at level 1).
+ */
+VORN_API int vorn_commit_report_add_fn(vorn_commit_report_fn fn, void *data);
+
+/**
+ * Says in a word what the request under way comes to if it is done: the result of its report, which
+ * is "done" otherwise. For amend and check functions: "confirmed", "reverted". Cut at 31 bytes.
+ * Returns 0, or 1 outside of a request and for null ("Null word.\n" at level 1).
+ */
+VORN_API int vorn_commit_report_set_result(const char *word);
+
+/**
+ * Says for the report what the commit that is going on could not do: "save: No space left on
+ * device". Returns 0, or 1 outside of a commit and for null ("Null format.\n" at level 1).
+ */
+VORN_API int vorn_commit_report_add_failure(const char *format, ...) VORN_PRINTF(1, 2);
+
+/** 1 when a process asked for it by a request, 0 when the daemon did something by itself. */
+VORN_API int vorn_commit_report_has_peer(const vorn_commit_report *report);
+
+/** The number of the user who asked for it; see vorn_peer_get_uid. */
+VORN_API uint32_t vorn_commit_report_get_uid(const vorn_commit_report *report);
+
+/** The user's name, or the number as a text; "" when nobody asked. Good until the next call. */
+VORN_API const char *vorn_commit_report_get_user(const vorn_commit_report *report);
+
+/** The number of the process that asked for it; 0 for none. */
+VORN_API int32_t vorn_commit_report_get_process(const vorn_commit_report *report);
+
+/** The name of its program; "" when it could not be read. */
+VORN_API const char *vorn_commit_report_get_program(const vorn_commit_report *report);
+
+/**
+ * What changed, in a line of 191 bytes at most that ends with "..." when there was more: "set Radio
+ * r0 channel=11, delete Radio r1". Secrets are hidden, and control characters are "?". Of a refused
+ * request the operations, without values: "update Radio r0 channel".
+ */
+VORN_API const char *vorn_commit_report_get_changes(const vorn_commit_report *report);
+
+/** "done", the word that was set, or "refused: " and the first error of the answer. */
+VORN_API const char *vorn_commit_report_get_result(const vorn_commit_report *report);
+
+/** What could not be done, with commas between; "" when all of it was. */
+VORN_API const char *vorn_commit_report_get_failures(const vorn_commit_report *report);
+
 /** When the commit began, in seconds since 1970 by the device's clock. */
 VORN_API int64_t vorn_commit_report_get_time(const vorn_commit_report *report);
 

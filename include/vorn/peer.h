@@ -44,7 +44,7 @@ VORN_API int32_t vorn_peer_get_pid(const vorn_peer *peer);
 
 /**
  * The name that /etc/passwd has for the user, cut at 32 bytes, or the number when it has none. A
- * byte that is no printable ASCII is shown as "?".
+ * byte that is no printable ASCII is shown as "?". Good until the next call, for whichever peer.
  */
 VORN_API const char *vorn_peer_get_user(const vorn_peer *peer);
 

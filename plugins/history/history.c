@@ -40,7 +40,8 @@ static const char *const heads[] = {"time",    "user",   "process", "program", "
 
 static int booted;
 static char comment[comment_room]; /* of the next generation */
-static char result[160] = "none";  /* of the last try */
+static char changes_on_trial[192];
+static char result[160] = "none"; /* of the last try */
 static char newest_digest[generation_digest_room];
 static unsigned long newest_number; /* with that digest; 0 until it has been looked at */
 
@@ -133,6 +134,7 @@ static void report_failure(const char *reason)
 {
     snprintf(result, sizeof result, "failed: %s", reason);
     vorn_debug_eprintf("history: can't keep what was saved: %s.\n", reason);
+    vorn_commit_report_add_failure("history: %s", reason);
 }
 
 static void stay_up(void *eloop_data, void *user_data)
@@ -172,6 +174,7 @@ static void keep_saved(const char *document, size_t size, void *data)
 {
     (void)data;
     const vorn_peer *peer = vorn_query_get_peer();
+    const vorn_commit_report *under_way = vorn_commit_report_get_current();
     const vorn_commit_report *last = vorn_commit_report_get(0);
     char process[16] = "";
     char commit[16];
@@ -183,6 +186,8 @@ static void keep_saved(const char *document, size_t size, void *data)
         .origin = vorn_query_origin,
         .comment = comment,
         .commit = commit,
+        .changes = *changes_on_trial != '\0' ? changes_on_trial
+                                             : vorn_commit_report_get_changes(under_way),
         .document = document,
         .size = size,
     };
@@ -190,7 +195,7 @@ static void keep_saved(const char *document, size_t size, void *data)
     snprintf(commit, sizeof commit, "%" PRIu32,
              last != NULL ? vorn_commit_report_get_number(last) + 1 : 0);
     keep(&generation);
-    comment[0] = '\0';
+    comment[0] = changes_on_trial[0] = '\0';
 }
 
 /* There would be no way back behind the first change of a new device. */
@@ -209,9 +214,15 @@ static void keep_what_was_there(const vorn_instances *before)
     free(document);
 }
 
-/* A comment on what is on trial is one on what is saved in the end. */
+/* What is said and done of what is on trial goes with what is saved in the end. */
 static void take_comment(vorn_instance *settings)
 {
+    if (vorn_config_is_held()) {
+        snprintf(changes_on_trial, sizeof changes_on_trial, "%s",
+                 vorn_commit_report_get_changes(vorn_commit_report_get_current()));
+    } else {
+        changes_on_trial[0] = '\0';
+    }
     const char *given = value_of(settings, "comment");
     if (*given != '\0') {
         snprintf(comment, sizeof comment, "%s", given);
@@ -258,6 +269,7 @@ static void go_back(vorn_amend_info *info, vorn_instance *settings, const char *
         vorn_amend_info_refuse(info, settings, "rollback", "generation %lu can't be read", number);
     } else {
         vorn_amend_info_accept(info);
+        vorn_commit_report_set_result("rolled back");
     }
     generation_free(&generation);
 }

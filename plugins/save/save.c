@@ -71,7 +71,10 @@ static void save_configuration(vorn_commit_info *info)
     const int changed = list_instances(vorn_changes_new_class_instances_iterator(changes, NULL));
     const int deleted =
         list_instances(vorn_changes_new_deleted_class_instances_iterator(changes, NULL));
-    if (changed + deleted > 0) vorn_config_copy_running_to_startup();
+    if (changed + deleted == 0) return;
+    vorn_config_copy_running_to_startup();
+    if (vorn_config_get_save_result() == VORN_SAVE_FAILED)
+        vorn_commit_report_add_failure("save: %s", vorn_config_get_save_reason());
 }
 
 /* Whoever asked for it. */

@@ -132,6 +132,7 @@ static void judge_revert(const struct request *request)
         return;
     }
     vorn_amend_info_accept(request->info);
+    vorn_commit_report_set_result("reverted");
     note(request, "revert");
 }
 
@@ -192,6 +193,7 @@ static void check(vorn_check_info *info, void *data)
         return;
     }
     pending_end();
+    vorn_commit_report_set_result("confirmed");
     vorn_debug_eprintf("trial: confirmed.\n");
 }
 

@@ -1,9 +1,15 @@
 /* SPDX-License-Identifier: MIT */
 /* What the device tells of its last commits, by LSQL, by the client and in the log. */
+#include "core/base/file.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "vornctl_device.h"
 
@@ -49,7 +55,8 @@ TEST_F(ToldCommits, AreATableWithTheSlowestProvider)
     vornctl("set Radio r0 channel=11");
 
     EXPECT_THAT(vornctl("commits"),
-                AllOf(ContainsRegex("^COMMIT  TIME +CHANGED  DELETED  MS +SLOWEST +ORIGIN\n0 "),
+                AllOf(ContainsRegex("^COMMIT  TIME +CHANGED  DELETED  MS +SLOWEST +ORIGIN +USER "
+                                    "+PROGRAM +RESULT +CHANGES\n0 "),
                       ContainsRegex("\n1 +20[^ ]+ +1 +0 +[0-9]+\\.[0-9][0-9][0-9] +save +")));
     EXPECT_THAT(vornctl("commits 1"), AllOf(Not(HasSubstr("\n0 ")), HasSubstr("\n1 ")));
     EXPECT_THAT(vornctl("commits -v 1"),
@@ -75,6 +82,48 @@ TEST_F(UntoldCommits, AreSaidToBeUntold)
     boot();
 
     EXPECT_EQ(vornctl("commits"), "[5]\nvornctl: this device does not tell of its commits\n");
+}
+
+TEST_F(ToldCommits, SayWhoAskedForWhat)
+{
+    vornctl("set Radio r0 channel=11");
+
+    EXPECT_THAT(vornctl("show commit 1 user process program changes result failures"),
+                AllOf(ContainsRegex("user +root\n"), ContainsRegex("process +[1-9][0-9]*\n"),
+                      ContainsRegex("program +vornctl\n"),
+                      ContainsRegex("changes +set Radio r0 channel=11\n"),
+                      ContainsRegex("result +done\n"), ContainsRegex("failures *\n")));
+    EXPECT_THAT(vornctl("commits"), HasSubstr("set Radio r0 channel=11"));
+}
+
+TEST_F(ToldCommits, ComeWithWhatWasRefused)
+{
+    EXPECT_THAT(vornctl("commits --refused"), testing::StartsWith("AFTER"));
+    vornctl("add Radio r0 channel=3");
+
+    EXPECT_THAT(vornctl("commits --refused"),
+                ContainsRegex("\n0 +20[^ ]+ +vornctl +root +vornctl +insert Radio r0 channel +"
+                              "refused: Couldn.t add"));
+    EXPECT_THAT(vornctl("--json commits --refused"), HasSubstr("\"commit\": \"0\""));
+    EXPECT_THAT(vornctl("show refusal 1 result"), HasSubstr("refused: Couldn't add"));
+}
+
+TEST_F(ToldCommits, AreLinesOfTheLog)
+{
+    unlink("/dev/log");
+    const vorn::Fd log(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    const sockaddr_un name = {.sun_family = AF_UNIX, .sun_path = "/dev/log"};
+    ASSERT_EQ(bind(log.get(), reinterpret_cast<const sockaddr *>(&name), sizeof name), 0);
+
+    vornctl("--origin 'a\"b' set Radio r0 channel=11");
+
+    char line[2000];
+    const ssize_t length = recv(log.get(), line, sizeof line, 0);
+    ASSERT_GT(length, 0);
+    EXPECT_THAT(std::string(line, static_cast<std::size_t>(length)),
+                ContainsRegex("^<29>vorn.[0-9]+.: .change@32473 commit=\"1\" user=\"root\" "
+                              "pid=\"[0-9]+\" program=\"vornctl\" origin=\"a.\"b\" result=\"done\" "
+                              "changes=\"set Radio r0 channel=11\" failures=\"\".$"));
 }
 
 } // namespace
