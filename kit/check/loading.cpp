@@ -3,6 +3,7 @@
 #include "loading.h"
 
 #include "api/sockets/inform_state.h"
+#include "change/provider_record.h"
 #include "change/providers_state.h"
 #include "core/debug_state.h"
 #include "core/plugins.h"
@@ -77,6 +78,10 @@ Plugin load_one(const std::string &path)
 
     plugin.classes = newer(class_names(), classes);
     plugin.providers = newer(names_of(provider_registry->registered), providers);
+    for (const std::string &name : plugin.providers) {
+        const vorn_provider *provider = provider_registry->registered.get(name.c_str());
+        if (provider->commit_fn && !provider->explain_fn) plugin.silent.push_back(name);
+    }
     plugin.handlers = newer(handler_names(), handlers);
     plugin.messages = take_messages();
     std::erase(plugin.messages, "Loading " + plugin.name + ".");

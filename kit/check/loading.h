@@ -15,6 +15,7 @@ struct Plugin {
     bool loaded = false;
     std::vector<std::string> classes;
     std::vector<std::string> providers;
+    std::vector<std::string> silent; /* providers that commit and explain nothing */
     std::vector<std::string> handlers;
     std::vector<std::string> messages;
     Callbacks callbacks;

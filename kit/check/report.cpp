@@ -33,6 +33,9 @@ int print_plugin(const Plugin &plugin)
     if (!plugin.classes.empty() && plugin.providers.empty()) {
         std::printf("  notice: no provider comes with its classes: nothing is applied\n");
     }
+    for (const std::string &name : plugin.silent) {
+        std::printf("  notice: provider %s can't explain what its commit would do\n", name.c_str());
+    }
     int problems = print_problems(plugin.messages);
     if (!plugin.loaded && problems == 0) problems++;
     return problems;

@@ -26,20 +26,59 @@ static const char *value_of(const vorn_instance *instance, const char *property)
     return value != NULL ? value : "";
 }
 
+/* What an instance comes to: both what a commit does and what is said of it beforehand. */
+struct plan {
+    const char *name;
+    const char *level;
+};
+
+/* `now` is null for one that is gone. */
+static struct plan make_plan(const vorn_instance *now, const vorn_instance *before)
+{
+    const int on = now != NULL && strcmp(value_of(now, "enabled"), "on") == 0;
+    const char *level = on ? value_of(now, "level") : "0";
+    const struct plan plan = {vorn_instance_get_name(now != NULL ? now : before),
+                              *level != '\0' ? level : "100"};
+    return plan;
+}
+
 /*
  * Called for every instance that a request or the boot has changed, once per commit: `now` is null
  * for one that is gone, `before` for one that is new.
  */
 static void changed(vorn_instance *now, vorn_instance *before, vorn_commit_info *info)
 {
+    const struct plan plan = make_plan(now, before);
     (void)info;
-    const char *name = vorn_instance_get_name(now != NULL ? now : before);
-    const int on = now != NULL && strcmp(value_of(now, "enabled"), "on") == 0;
-    const char *level = on ? value_of(now, "level") : "0";
 
-    if (vorn_command_execl(PROGRAM, "set", name, *level != '\0' ? level : "100", (char *)NULL)) {
-        vorn_debug_eprintf("@NAME@: can't set %s.\n", name);
+    if (vorn_command_execl(PROGRAM, "set", plan.name, plan.level, (char *)NULL)) {
+        vorn_debug_eprintf("@NAME@: can't set %s.\n", plan.name);
     }
+}
+
+static void say(vorn_explanation *explanation, const struct plan *plan)
+{
+    vorn_explanation_add(explanation, VORN_EXPLAIN_LIVE, "%s is set to %s", plan->name,
+                         plan->level);
+}
+
+/* Called when somebody asks what a change would do, before it is made: nothing is done here. */
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    const vorn_changes *changes = vorn_commit_info_get_changes(info);
+    vorn_instances_iterator *gone =
+        vorn_changes_new_deleted_class_instances_iterator(changes, "@NAME@");
+    while (gone != NULL && vorn_instances_iterator_has_next(gone)) {
+        const struct plan plan = make_plan(NULL, vorn_instances_iterator_next(gone));
+        say(explanation, &plan);
+    }
+    vorn_instances_delete_iterator(gone);
+    vorn_instances_iterator *others = vorn_changes_new_class_instances_iterator(changes, "@NAME@");
+    while (others != NULL && vorn_instances_iterator_has_next(others)) {
+        const struct plan plan = make_plan(vorn_instances_iterator_next(others), NULL);
+        say(explanation, &plan);
+    }
+    vorn_instances_delete_iterator(others);
 }
 
 /*
@@ -103,6 +142,7 @@ void vorn_plugin_init(void)
 
     vorn_provider *provider = vorn_provider_new("@NAME@");
     vorn_provider_set_commit_fn(provider, vorn_committer_fn, committer);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);
     vorn_providers_order("@NAME@", "save"); /* what is saved has been applied */

@@ -108,6 +108,12 @@ expect 0 ./idle.vorn
 says 'notice: no provider comes with its classes'
 expect 0 "$plugins/system.vorn"
 says_not 'notice:'
+plugin mute 'vorn_plugin_new("1.0");
+    vorn_provider *provider = vorn_provider_new("mute");
+    vorn_provider_set_commit_fn(provider, vorn_committer_fn, vorn_committer_new());
+    vorn_providers_add(provider);'
+expect 0 ./mute.vorn
+says "notice: provider mute can't explain what its commit would do"
 
 # What takes the process down.
 plugin crash 'abort();'

@@ -47,15 +47,28 @@ static int write_hosts(vorn_instances *configuration)
 }
 
 /* A commit concerns all plugins: this one looks first whether anything of its own has changed. */
+static int is_concerned(const vorn_commit_info *info)
+{
+    return vorn_changes_contains_class(vorn_commit_info_get_changes(info), "host");
+}
+
 static void commit(vorn_commit_info *info)
 {
-    if (!vorn_changes_contains_class(vorn_commit_info_get_changes(info), "host")) return;
+    if (!is_concerned(info)) return;
 
     if (write_hosts(vorn_commit_info_get_after(info)) != 0) {
         vorn_debug_eprintf("hosts: can't write %s.\n", hosts_file);
     } else if (vorn_command_execl("killall", "-HUP", "dnsmasq", (char *)NULL) != 0) {
         vorn_debug_printf("hosts: no name server is running.\n");
     }
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    if (!is_concerned(info)) return;
+
+    vorn_explanation_add(explanation, VORN_EXPLAIN_LIVE, "names are found as %s has them then",
+                         hosts_file);
 }
 
 static vorn_property *setting(const char *name, vorn_is_valid_fn is_valid, const char *syntax)
@@ -82,6 +95,7 @@ void vorn_plugin_init(void)
 
     vorn_provider *provider = vorn_provider_new("hosts");
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_providers_add(provider);
     vorn_providers_order("hosts", "save");
 }

@@ -15,37 +15,68 @@ static supervised *beacond;
 static int has_failed; /* to write the file */
 
 /* What becomes a line of a file must not become two. */
+enum { line_room = 128 };
+
 static int is_text(const char *value)
 {
     return strlen(value) <= 80 && strpbrk(value, "\r\n") == NULL;
 }
 
-static void run(const char *text)
-{
-    static const char *const arguments[] = {"beacond", "-f", config_file, NULL};
-    static const char *const files[] = {config_file, NULL};
-    static const supervise_plan plan = {arguments, files, 0};
-    char line[128];
+static const char *const arguments[] = {"beacond", "-f", config_file, NULL};
+static const char *const files[] = {config_file, NULL};
+static const supervise_plan plan = {arguments, files, 0};
 
-    snprintf(line, sizeof line, "text=%s\n", text);
+/* What its file is to hold. Whether it is to run at all. */
+static int make_line(char line[line_room], const vorn_instances *configuration)
+{
+    const vorn_instance *beacon = vorn_instances_get_singleton(configuration, "beacon");
+    const char *text = beacon != NULL ? vorn_instance_get_value(beacon, "text") : NULL;
+    if (text == NULL || *text == '\0') return 0;
+    snprintf(line, line_room, "text=%s\n", text);
+    return 1;
+}
+
+static void run(const char *line)
+{
     has_failed = write_file_whole(config_file, line, 0644) < 0;
     if (!has_failed) has_failed = supervise_run_plan(beacond, &plan) != 0;
+}
+
+static int is_concerned(const vorn_commit_info *info)
+{
+    return vorn_changes_contains_class(vorn_commit_info_get_changes(info), "beacon");
 }
 
 /* Any commit is a chance for a program that waits for its next start. */
 static void commit(vorn_commit_info *info)
 {
-    if (!vorn_changes_contains_class(vorn_commit_info_get_changes(info), "beacon")) {
+    char line[line_room];
+    if (!is_concerned(info)) {
         supervise_try_again(beacond);
-        return;
-    }
-    vorn_instance *beacon =
-        vorn_instances_get_singleton(vorn_commit_info_get_after(info), "beacon");
-    const char *text = beacon != NULL ? vorn_instance_get_value(beacon, "text") : NULL;
-    if (text != NULL && *text != '\0') {
-        run(text);
+    } else if (make_line(line, vorn_commit_info_get_after(info))) {
+        run(line);
     } else {
         supervise_stop(beacond);
+    }
+}
+
+/* What that would come to. */
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    char line[line_room];
+    enum supervise_deed deed = supervise_foresee_try(beacond);
+    if (is_concerned(info)) {
+        const int runs = make_line(line, vorn_commit_info_get_after(info));
+        const int has_new_file = runs && whole_file_differs(config_file, line);
+        deed = supervise_foresee(beacond, runs ? &plan : NULL, has_new_file);
+    }
+    if (deed == SUPERVISE_STARTS) {
+        vorn_explanation_add(explanation, VORN_EXPLAIN_LIVE, "beacond starts");
+    } else if (deed == SUPERVISE_RESTARTS) {
+        vorn_explanation_add(explanation, VORN_EXPLAIN_INTERRUPTS,
+                             "beacond starts anew: for a moment nobody hears it");
+    } else if (deed == SUPERVISE_ENDS) {
+        vorn_explanation_add(explanation, VORN_EXPLAIN_INTERRUPTS, "beacond ends");
     }
 }
 
@@ -82,6 +113,7 @@ void vorn_plugin_init(void)
 
     vorn_provider *provider = vorn_provider_new("beacon");
     vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);
     vorn_providers_order("beacon", "save");

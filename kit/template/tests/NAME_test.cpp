@@ -43,6 +43,17 @@ TEST_F(Plugin, SwitchesOffWhatIsDeleted)
     EXPECT_THAT(commands_run(), ElementsAre("/usr/sbin/@NAME@ctl set first 0"));
 }
 
+TEST_F(Plugin, SaysWhatAChangeWouldDo)
+{
+    forget_runs();
+
+    EXPECT_THAT(lsql("<explain><update><@NAME@ name=\"first\"><level>70</level></@NAME@></update>"
+                     "</explain>"),
+                HasSubstr("<effect weight=\"live\">first is set to 70</effect>"));
+
+    EXPECT_THAT(commands_run(), IsEmpty());
+}
+
 TEST_F(Plugin, RefusesALevelThatMakesNoSense)
 {
     forget_runs();

@@ -41,6 +41,14 @@ TEST_F(Hosts, LetNoNameBecomeALine)
     EXPECT_EQ(read_file("/etc/hosts"), "127.0.0.1 localhost\n192.168.1.20 printer lpd\n");
 }
 
+TEST_F(Hosts, SayWhatAChangeWouldDo)
+{
+    EXPECT_THAT(lsql("<explain><delete><host/></delete></explain>"),
+                HasSubstr("<effect weight=\"live\">names are found as /etc/hosts has them then"));
+
+    EXPECT_THAT(read_file("/etc/hosts"), HasSubstr("printer"));
+}
+
 TEST_F(Hosts, AreLeftAloneByAReadAndByWhatIsRefused)
 {
     forget_runs();

@@ -39,6 +39,24 @@ TEST_F(Beacons, RunWithTheirText)
     EXPECT_EQ(commands_run().size(), 2u);
 }
 
+TEST_F(Beacons, SayWhatAChangeWouldDo)
+{
+    const auto said = [](const std::string &text) {
+        return lsql("<explain><update><beacon><text>" + text +
+                    "</text></beacon></update></explain>");
+    };
+    stand_in("beacond", "exec sleep 1000");
+    boot();
+    EXPECT_THAT(said("hello"), HasSubstr("<effect weight=\"live\">beacond starts</effect>"));
+    set("hello");
+    EXPECT_TRUE(state_becomes("running"));
+
+    EXPECT_THAT(said("hello"), testing::Not(HasSubstr("beacond")));
+    EXPECT_THAT(said("goodbye"), HasSubstr("<effect weight=\"interrupts\">beacond starts anew"));
+    EXPECT_THAT(said(""), HasSubstr("<effect weight=\"interrupts\">beacond ends</effect>"));
+    EXPECT_EQ(commands_run().size(), 1u);
+}
+
 TEST_F(Beacons, TellWhyTheyDoNotRun)
 {
     stand_in("beacond", "echo no antenna >&2; exit 1");
