@@ -54,11 +54,9 @@ endif()
 add_compile_definitions(_GNU_SOURCE)
 
 # Without this a 32-bit program cannot read a folder, nor look at a file, whose numbers in the file
-# system need 64 bits; it would find no plugins there. The C library then renames the calls.
-set(VORN_LARGE_FILES "")
+# system need 64 bits; it would find no plugins there.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
     add_compile_definitions(_FILE_OFFSET_BITS=64)
-    set(VORN_LARGE_FILES 64)
 endif()
 
 if(VORN_SANITIZE)

@@ -6,4 +6,4 @@ set(VORN_TRIPLET arm-linux-gnueabi)
 set(VORN_EMULATOR qemu-arm-static)
 # GCC's notes on how it passed arguments before its version 7.
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
-include(${CMAKE_CURRENT_LIST_DIR}/common/debian.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/common/machine.cmake)

@@ -16,6 +16,7 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -129,7 +130,8 @@ void Device::become_daemon(const std::vector<std::string> &options, void (*prepa
     const int errors = open(error_file, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     dup2(errors, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
-    close_range(STDERR_FILENO + 1, ~0u, 0);
+    syscall(SYS_close_range, STDERR_FILENO + 1, ~0u,
+            0U); /* not every C library has a name for it */
     for (const auto &[name, value] : environment_)
         setenv(name.c_str(), value.c_str(), 1);
     if (prepare) prepare();

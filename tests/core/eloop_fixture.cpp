@@ -3,6 +3,7 @@
 #include "core/eloop_fixture.h"
 
 #include "support/allocation.h"
+#include "support/c_names.h"
 
 #include <cerrno>
 #include <csignal>

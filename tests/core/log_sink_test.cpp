@@ -3,7 +3,7 @@
 #include "core/base/file.h"
 #include "core/debug_state.h"
 #include "core/log_sink.h"
-#include "support/large_files.h"
+#include "support/c_names.h"
 #include "support/log.h"
 #include "vorn/debug.h"
 

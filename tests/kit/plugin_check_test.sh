@@ -65,7 +65,8 @@ says 'problem: Plugin does not contain vorn_plugin_init:'
 expect 1 "$modules/null_entry.so"
 says 'problem: vorn_plugin_init is set to null.'
 expect 1 "$modules/unresolved.so"
-says 'undefined symbol'
+says 'problem: Unable to load plugin '
+says 'vorn_no_such_function'
 expect 1 /no/such/plugin.vorn
 says 'problem: Unable to load plugin "/no/such/plugin.vorn":'
 expect 1 "$boards/old_version.vorn"

@@ -18,6 +18,7 @@
 
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 using vorn::tests::AllocationFailed;
@@ -140,8 +141,8 @@ TEST_F(Plugins, ThatAreNoSharedObjectsAreReportedAtLevel1)
     log.set_level(1);
     vorn::load_plugins_of(folder.c_str());
 
-    EXPECT_THAT(log.text(), HasSubstr("vorn: Unable to load plugin \"" + folder +
-                                      "c.vorn\": " + folder + "c.vorn: "));
+    EXPECT_THAT(log.text(), ContainsRegex("vorn: Unable to load plugin \"" + folder +
+                                          "c.vorn\": .*" + folder + "c.vorn: "));
 }
 
 TEST_F(Plugins, WithoutAnEntryAreReported)
@@ -156,6 +157,9 @@ TEST_F(Plugins, WithoutAnEntryAreReported)
 
 TEST_F(Plugins, WithANullEntryAreReported)
 {
+#ifndef __GLIBC__
+    GTEST_SKIP() << "to other C libraries a symbol that is null is none";
+#endif
     put("null_entry", "n.vorn");
     log.set_level(1);
 
@@ -171,7 +175,7 @@ TEST_F(Plugins, AreResolvedWhenTheyAreLoaded)
 
     EXPECT_EQ(vorn::load_plugins_of(folder.c_str()), 1);
 
-    EXPECT_THAT(log.text(), HasSubstr("undefined symbol: vorn_no_such_function"));
+    EXPECT_THAT(log.text(), ContainsRegex("Unable to load plugin .*vorn_no_such_function"));
 }
 
 TEST_F(Plugins, DoNotSeeTheSymbolsOfOneAnother)
@@ -184,7 +188,7 @@ TEST_F(Plugins, DoNotSeeTheSymbolsOfOneAnother)
 
     EXPECT_EQ(vorn::load_plugins_of(folder.c_str()), 1);
 
-    EXPECT_THAT(log.text(), HasSubstr("undefined symbol: nothing_in_particular"));
+    EXPECT_THAT(log.text(), ContainsRegex("Unable to load plugin .*nothing_in_particular"));
 }
 
 TEST_F(Plugins, StayLoadedEvenWithoutAnEntry)

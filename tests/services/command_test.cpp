@@ -10,8 +10,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include <sys/wait.h>
@@ -133,8 +135,8 @@ TEST_F(Commands, CutTheReportOfADirectoryAt160Characters)
     vorn_command_execlod("true", nullptr, 0, directory.c_str());
 
     EXPECT_EQ(errors.text(),
-              "vorn: " + ("Unable to change directories to \"" + directory).substr(0, 160) +
-                  ": File name too long\n");
+              "vorn: " + ("Unable to change directories to \"" + directory).substr(0, 160) + ": " +
+                  std::strerror(ENAMETOOLONG) + "\n");
 }
 
 TEST_F(Commands, ReadFromTheNullDevice)

@@ -2,7 +2,7 @@
 /* Wrappers that pass every call on unless a test has an answer of its own. */
 #include "fake_calls.h"
 
-#include "support/large_files.h"
+#include "support/c_names.h"
 
 #include <cerrno>
 #include <csignal>

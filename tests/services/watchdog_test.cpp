@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "services/watchdog_state.h"
-#include "support/large_files.h"
+#include "support/c_names.h"
 #include "support/log.h"
 #include "support/reason.h"
 #include "vorn/watchdog.h"

@@ -219,6 +219,13 @@ TEST_F(Doors, ServeOneRequestOfEachDoorAndOneMoreInAPass)
     EXPECT_EQ(served.size(), 12u);
 }
 
+/* Other C libraries than GNU's give it back by themselves. */
+#ifdef __GLIBC__
+constexpr int once = 1;
+#else
+constexpr int once = 0;
+#endif
+
 TEST_F(Doors, GiveBackTheMemoryOfALargeExchangeAtItsEnd)
 {
     const Fd small = come(framed("small"));
@@ -231,7 +238,7 @@ TEST_F(Doors, GiveBackTheMemoryOfALargeExchangeAtItsEnd)
     EXPECT_EQ(heard(large).size(), 70001u);
     run();
 
-    EXPECT_EQ(calls.memory_given_back, 1);
+    EXPECT_EQ(calls.memory_given_back, once);
 }
 
 TEST_F(Doors, GiveBackTheMemoryOfHalfRequestsOnceForAll)
@@ -249,9 +256,9 @@ TEST_F(Doors, GiveBackTheMemoryOfHalfRequestsOnceForAll)
 
     wait(100);
 
-    EXPECT_EQ(calls.memory_given_back, 1);
+    EXPECT_EQ(calls.memory_given_back, once);
     wait(100);
-    EXPECT_EQ(calls.memory_given_back, 1);
+    EXPECT_EQ(calls.memory_given_back, once);
 }
 
 /* Many small halves leave as much as a large one. */
@@ -282,7 +289,7 @@ TEST_F(Doors, GiveBackTheMemoryOfARequestWhileItsReplyIsNotTaken)
     const Fd deaf = come(framed("3000000"));
     run();
 
-    EXPECT_EQ(calls.memory_given_back, 1);
+    EXPECT_EQ(calls.memory_given_back, once);
 }
 
 TEST_F(Doors, GiveBackTheMemoryOfThoseWhoStayWhenTheyAreSilent)
@@ -297,7 +304,7 @@ TEST_F(Doors, GiveBackTheMemoryOfThoseWhoStayWhenTheyAreSilent)
 
     wait(200);
 
-    EXPECT_EQ(calls.memory_given_back, 1);
+    EXPECT_EQ(calls.memory_given_back, once);
     EXPECT_EQ(heard(large), "");
 }
 

@@ -3,7 +3,7 @@
 #include "fake_calls.h"
 
 #include "support/allocation.h"
-#include "support/large_files.h"
+#include "support/c_names.h"
 #include "vorn/peer.h"
 
 #include <algorithm>

@@ -3,6 +3,7 @@
 #include "services/xml/xml.h"
 #include "services/xml/xml_bounds.h"
 #include "services/xml/xml_listener.h"
+#include "support/c_names.h"
 #include "support/log.h"
 #include "vorn/xml.h"
 
