@@ -37,7 +37,7 @@ const char *pending_id(void)
     if (id[0] != '\0') return id;
     if (getrandom(bytes, sizeof bytes, 0) != sizeof bytes) return NULL;
     for (size_t i = 0; i < sizeof bytes; i++)
-        sprintf(id + 2 * i, "%02x", bytes[i]);
+        snprintf(id + 2 * i, 3, "%02x", bytes[i]);
     return id;
 }
 

@@ -173,7 +173,8 @@ static int write_all(void)
     if (text == NULL) return ENOMEM;
     text[0] = '\0';
     for (int i = 0; i < count; i++)
-        used += (size_t)sprintf(text + used, "%s %s\n", number_of(&keys[i]), keys[i].text);
+        used += (size_t)snprintf(text + used, longest_line + 1, "%s %s\n", number_of(&keys[i]),
+                                 keys[i].text);
     const int error = vorn_config_write_file(KEYS_FILE, text, used);
     free(text);
     return error;
