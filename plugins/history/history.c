@@ -175,7 +175,7 @@ static void keep_saved(const char *document, size_t size, void *data)
     (void)data;
     const vorn_peer *peer = vorn_query_get_peer();
     const vorn_commit_report *under_way = vorn_commit_report_get_current();
-    const vorn_commit_report *last = vorn_commit_report_get(0);
+    const vorn_commit_report *last = under_way != NULL ? under_way : vorn_commit_report_get(0);
     char process[16] = "";
     char commit[16];
     struct generation generation = {
@@ -193,7 +193,7 @@ static void keep_saved(const char *document, size_t size, void *data)
     };
     if (peer != NULL) snprintf(process, sizeof process, "%" PRId32, vorn_peer_get_pid(peer));
     snprintf(commit, sizeof commit, "%" PRIu32,
-             last != NULL ? vorn_commit_report_get_number(last) + 1 : 0);
+             vorn_commit_report_get_number(last) + (under_way == NULL));
     keep(&generation);
     comment[0] = changes_on_trial[0] = '\0';
 }

@@ -301,6 +301,18 @@ TEST_F(RequestedReboots, AfterAFactoryResetAreFromTheDefault)
                 HasSubstr("<contact>factory</contact>"));
 }
 
+TEST_F(RequestedReboots, AfterAFactoryResetKnowNothingOfBefore)
+{
+    write_file("/etc/rescueconfig.xml", fresh);
+    shell("mkdir -p /etc/config/history && echo old >/etc/config/history/00000001.gz && "
+          "echo half >/etc/config/history/00000002.gz.new");
+
+    EXPECT_EQ(inform("factory-reset"), "OK\n");
+
+    EXPECT_EQ(exit_status(), 1);
+    EXPECT_EQ(shell("ls /etc/config/history"), "");
+}
+
 TEST_F(RequestedReboots, AfterAFactoryResetAreFromTheRescueWhenTheDefaultIsBroken)
 {
     write_file("/etc/defaultconfig.xml", "broken");

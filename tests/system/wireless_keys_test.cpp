@@ -64,6 +64,39 @@ TEST_F(Keys, AreNotInTheLog)
                 AllOf(Not(HasSubstr(key)), Not(HasSubstr("another secret"))));
 }
 
+TEST_F(Keys, AreInNoRequestThatIsLogged)
+{
+    boot({"-f", "-dddd"});
+    change_network("<key>another secret</key>");
+    lsql("<lsql><write-transaction><update><wireless-network><key>short</key></wireless-network>"
+         "</update></write-transaction></lsql>");
+
+    EXPECT_THAT(console() + standard_error(),
+                AllOf(Not(HasSubstr("another secret")), Not(HasSubstr(">short<")),
+                      Not(HasSubstr("\"short\"")), HasSubstr("<key>********</key>")));
+}
+
+TEST_F(Keys, ComeBackWithTheConfigurationOfBefore)
+{
+    install_plugin("save.vorn");
+    install_plugin("history.vorn");
+    boot();
+    change_network("<key>another secret</key>");
+    shell("cp /etc/config/wireless-keys /tmp/kept");
+    shut_down();
+    write_file("/etc/config/wireless-keys", ""); /* somebody has tidied up */
+    boot();
+
+    lsql("<lsql><write-transaction><update><history><rollback>1</rollback></history></update>"
+         "</write-transaction></lsql>");
+
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("\nwpa_passphrase=correct horse battery\n"));
+    EXPECT_THAT(read_file(keys_file), HasSubstr(" correct horse battery\n"));
+    EXPECT_THAT(
+        lsql("<lsql><select><generation name=\"2\"><document/></generation></select></lsql>"),
+        AllOf(HasSubstr("wireless-network"), Not(HasSubstr("another secret"))));
+}
+
 TEST_F(Keys, SurviveARestart)
 {
     boot();
