@@ -14,6 +14,7 @@
 #include "core/base/text.h"
 #include "core/base/text_buffer.h"
 #include "core/guard.h"
+#include "core/plugin_page.h"
 #include "vorn/config.h"
 
 #include <cerrno>
@@ -28,6 +29,7 @@ struct ConfigFile : Record {
     Text path;
     vorn_config_file_fn take = nullptr;
     void *data = nullptr;
+    PluginOwner owner = no_plugin;
     Text kept; /* with an end that is not counted; empty when the disk has all there is */
     std::size_t kept_size = 0;
     ConfigFile *next = nullptr;
@@ -42,6 +44,12 @@ ConfigFile *file_at(const char *path)
         each = each->next;
     if (!each) vorn_debug_1printf("File \"%s\" is not one of the configuration.\n", path);
     return each;
+}
+
+void hand_over(const ConfigFile &file, const char *bytes, std::size_t size)
+{
+    const InPlugin watched(file.owner, Callback::file);
+    file.take(bytes, size, file.data);
 }
 
 Text copy_of_bytes(const char *bytes, std::size_t size)
@@ -99,7 +107,7 @@ void drop_kept_files()
         each->kept = Text();
         std::size_t size = 0;
         const Text bytes = read_whole(each->path.get(), size);
-        each->take(or_empty(bytes.get()), size, each->data);
+        hand_over(*each, or_empty(bytes.get()), size);
     }
 }
 
@@ -124,6 +132,7 @@ int vorn_config_add_file(const char *path, vorn_config_file_fn take, void *data)
     if (!file->path) return failed;
     file->take = take;
     file->data = data;
+    file->owner = current_plugin();
     ConfigFile **end = &first_file;
     while (*end)
         end = &(*end)->next;
@@ -170,6 +179,6 @@ int vorn_config_take_file(const char *path, const char *bytes, size_t size)
     const ConfigFile *file = file_at(path);
     if (!file) return failed;
 
-    file->take(bytes, size, file->data);
+    hand_over(*file, bytes, size);
     return ok;
 }

@@ -8,6 +8,7 @@
 #include "core/base/memory.h"
 #include "core/base/result.h"
 #include "core/guard.h"
+#include "core/plugin_page.h"
 #include "vorn/config.h"
 
 #include <cstdarg>
@@ -22,6 +23,7 @@ namespace {
 struct SaveListener : Record {
     vorn_config_saved_fn call = nullptr;
     void *data = nullptr;
+    PluginOwner owner = no_plugin;
     SaveListener *next = nullptr;
 };
 
@@ -57,8 +59,10 @@ void note_no_save(const SaveReason &reason)
 void tell_of_save(const Text &document)
 {
     const std::size_t size = std::strlen(document.get());
-    for (const SaveListener *each = first_listener; each; each = each->next)
+    for (const SaveListener *each = first_listener; each; each = each->next) {
+        const InPlugin watched(each->owner, Callback::saved);
         each->call(document.get(), size, each->data);
+    }
 }
 
 } // namespace vorn
@@ -73,6 +77,7 @@ int vorn_config_add_saved_fn(vorn_config_saved_fn fn, void *data)
     if (!listener) return failed;
     listener->call = fn;
     listener->data = data;
+    listener->owner = current_plugin();
     SaveListener **end = &first_listener;
     while (*end)
         end = &(*end)->next;
