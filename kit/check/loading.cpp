@@ -115,6 +115,7 @@ Loading load(const std::vector<std::string> &paths, char *current, std::size_t r
     vorn_providers_init();
     eloop_init(nullptr);
     vorn_service_init();
+    vorn_process_no_actions = 1; /* what is checked acts on no machine, least of all on this one */
     take_messages();
     for (const std::string &path : paths) {
         std::snprintf(current, room, "%s", path.c_str());
