@@ -105,7 +105,9 @@ TEST_F(KeptPiecesTest, GiveWayToAValueThatIsSetSinceThen)
 TEST_F(KeptPiecesTest, GoWithTheirInstance)
 {
     reload("<Radio name=\"r\"><power>3</power></Radio>");
-    vorn_instances_remove(store, radio("r"));
+    vorn_instance *gone = radio("r");
+    vorn_instances_remove(store, gone);
+    vorn_instance_delete(gone);
     saved();
     put("Radio", "r");
 

@@ -10,8 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 static const char class_name[] = "Deadly";
@@ -30,8 +29,10 @@ static int is_told(const char *function, const char *how)
 
 static void act(const char *function)
 {
-    static int *volatile nowhere;
-    if (is_told(function, "crash")) *nowhere = 1;
+    if (is_told(function, "crash")) {
+        char *nobodys = mmap(NULL, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        *nobodys = 1;
+    }
     if (is_told(function, "abort")) abort();
     if (is_told(function, "hang")) vorn_debug_printf("Hanging in %s.\n", function);
     while (is_told(function, "hang"))
