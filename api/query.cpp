@@ -211,7 +211,9 @@ Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
 {
     constexpr bool until_an_error = false;
     Answer answer(request.passive ? TextBuffer::unbounded : reply_bound, form_of(request));
+    const MemoryWatch memory;
     const std::int32_t errors = run_pass(request, first, answer, until_an_error);
+    if (request.is_rehearsal && memory.ran_out()) request.out_of_memory = true;
     const bool is_done = errors == 0 && !answer.failed() && !request.out_of_memory;
     if (request.is_rehearsal) {
         explain(request, errors, answer);

@@ -62,6 +62,8 @@ const Scenario scenarios[] = {
      transaction(insert + update + delete_last),
      transaction(delete_inserted + restore + insert_last), false},
     {"PlainSave", "update that is saved", request(update), request(restore), true},
+    {"Explanation", "explanation of three operations",
+     "<explain>" + insert + update + delete_last + "</explain>", "", true},
     {"SavedTransaction", "write transaction that is saved", transaction(insert + update),
      transaction(delete_inserted + restore), true},
 };
