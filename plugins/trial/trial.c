@@ -23,6 +23,11 @@ static const char class_name[] = "trial";
 static const char noted[] = "noted"; /* what is to be done if the transaction is accepted */
 static const char *const words[] = {"seconds", "join", "confirm", "revert", NULL};
 
+/* Whether the last transaction may have noted something that is not done yet. */
+static int is_noted;
+/* Whether a trial has begun with a transaction that may yet be refused. */
+static int is_tentative;
+
 static int is_seconds(const char *value)
 {
     if (*value == '\0' || is_plain_number(value, shortest, longest)) return 1;
@@ -163,40 +168,6 @@ static void judge_change(const struct request *request)
     }
 }
 
-static void amend(vorn_amend_info *info, void *data)
-{
-    (void)data;
-    struct request request = {
-        info, vorn_instances_get_singleton(vorn_amend_info_get_instances(info), class_name)};
-    if (request.words == NULL) return;
-    if (is_asked(&request, "confirm")) {
-        if (is_meant(&request, "confirm", 0)) note(&request, "confirm");
-    } else if (is_asked(&request, "revert")) {
-        judge_revert(&request);
-    } else {
-        judge_change(&request);
-    }
-    forget_words(request.words);
-}
-
-/* A confirmation is one once it is saved. */
-static void check(vorn_check_info *info, void *data)
-{
-    (void)data;
-    const vorn_instance *trial =
-        vorn_instances_get_singleton(vorn_check_info_get_instances(info), class_name);
-    if (strcmp(value_of(trial, noted), "confirm") != 0) return;
-    if (vorn_check_info_is_rehearsal(info)) return;
-    if (vorn_config_confirm_held() != 0) {
-        vorn_check_info_refuse(info, trial, "confirm", "it can't be saved: %s",
-                               vorn_config_get_save_reason());
-        return;
-    }
-    pending_end();
-    vorn_commit_report_set_result("confirmed");
-    vorn_debug_eprintf("trial: confirmed.\n");
-}
-
 static void ask_to_revert(const char *origin)
 {
     char request[256];
@@ -220,33 +191,12 @@ static void revert_by_itself(void)
     is_told = pending_is_there();
 }
 
-/* A timer that can't be set again must not make the trial endless. */
-static void tick(void *eloop_data, void *user_data)
-{
-    (void)eloop_data;
-    (void)user_data;
-    if (!pending_is_there()) return;
-    const int is_last = eloop_register_timeout(1, 0, tick, NULL, NULL) != 0;
-    if (is_last || pending_remaining() == 0) revert_by_itself();
-}
-
 static void hold(void)
 {
     char sentence[256];
     snprintf(sentence, sizeof sentence, "%s", pending_sentence());
     sentence[0] = 'a'; /* it goes on */
     vorn_config_hold(sentence);
-}
-
-static void begin(int seconds)
-{
-    pending_begin(seconds);
-    hold();
-    vorn_debug_eprintf("trial: held by %s until %s.\n", pending_holder(), pending_until());
-    eloop_cancel_timeout(tick, ELOOP_ANY, ELOOP_ANY);
-    if (eloop_register_timeout(1, 0, tick, NULL, NULL) != 0) {
-        vorn_debug_eprintf("trial: there is no memory for its timer.\n");
-    }
 }
 
 static void prolong(int seconds)
@@ -263,24 +213,109 @@ static void take_back(void)
     vorn_debug_eprintf("trial: taken back.\n");
 }
 
-/* Before the providers that write files, so that these are held as well. */
+/* What is noted in the running configuration was accepted, and is done once. */
+static void do_what_is_noted(vorn_instance *trial)
+{
+    const char *what = value_of(trial, noted);
+    const int seconds = is_noted ? atoi(what) : 0;
+    const int reverts = is_noted && strcmp(what, "revert") == 0;
+    is_noted = 0;
+    if (reverts) take_back();
+    if (seconds > 0 && !is_tentative) prolong(seconds);
+    if (seconds > 0) is_tentative = 0;
+    if (*what != '\0') vorn_instance_set_value(trial, noted, "");
+}
+
+/*
+ * When the next thing happens after a transaction. A commit that found no memory to reach this
+ * provider is made up for, and a trial whose beginning was refused after all is none.
+ */
+static void settle(vorn_instance *trial)
+{
+    if (trial != NULL) do_what_is_noted(trial);
+    if (!is_tentative) return;
+    is_tentative = 0;
+    pending_end();
+    vorn_config_release();
+}
+
+static vorn_instance *running_trial(void)
+{
+    return vorn_instances_get_singleton(vorn_config_get_running(), class_name);
+}
+
+/* A timer that can't be set again must not make the trial endless. */
+static void tick(void *eloop_data, void *user_data)
+{
+    (void)eloop_data;
+    (void)user_data;
+    settle(running_trial());
+    if (!pending_is_there()) return;
+    const int is_last = eloop_register_timeout(1, 0, tick, NULL, NULL) != 0;
+    if (is_last || pending_remaining() == 0) revert_by_itself();
+}
+
+/* In force before the transaction is: nothing of it may be saved, not even if memory runs out. */
+static void begin(int seconds)
+{
+    eloop_cancel_timeout(tick, ELOOP_ANY, ELOOP_ANY);
+    if (eloop_register_timeout(0, 0, tick, NULL, NULL) != 0) return;
+    pending_begin(seconds);
+    hold();
+    is_tentative = 1;
+}
+
+static void amend(vorn_amend_info *info, void *data)
+{
+    (void)data;
+    settle(running_trial());
+    struct request request = {
+        info, vorn_instances_get_singleton(vorn_amend_info_get_instances(info), class_name)};
+    if (request.words == NULL) return;
+    if (*value_of(request.words, noted) != '\0') note(&request, "");
+    if (is_asked(&request, "confirm")) {
+        if (is_meant(&request, "confirm", 0)) note(&request, "confirm");
+    } else if (is_asked(&request, "revert")) {
+        judge_revert(&request);
+    } else {
+        judge_change(&request);
+    }
+    forget_words(request.words);
+    is_noted = 1;
+}
+
+/* A confirmation is one once it is saved, and what is to be on trial is so from here on. */
+static void check(vorn_check_info *info, void *data)
+{
+    (void)data;
+    const vorn_instance *trial =
+        vorn_instances_get_singleton(vorn_check_info_get_instances(info), class_name);
+    const char *what = value_of(trial, noted);
+    if (vorn_check_info_is_rehearsal(info)) return;
+    if (atoi(what) > 0 && !pending_is_there()) begin(atoi(what));
+    if (strcmp(what, "confirm") != 0) return;
+    if (vorn_config_confirm_held() != 0) {
+        vorn_check_info_refuse(info, trial, "confirm", "it can't be saved: %s",
+                               vorn_config_get_save_reason());
+        return;
+    }
+    pending_end();
+    vorn_commit_report_set_result("confirmed");
+    vorn_debug_eprintf("trial: confirmed.\n");
+}
+
+/* Before the providers that write files, so that these are taken back before they look. */
 static void commit(vorn_commit_info *info)
 {
     vorn_instance *trial =
         vorn_instances_get_singleton(vorn_commit_info_get_after(info), class_name);
-    const char *what = value_of(trial, noted);
-    const int seconds = atoi(what);
     if (trial != NULL && forget_words(trial) > 0) {
         vorn_debug_eprintf("trial: heard in write transactions alone.\n");
     }
-    if (*what == '\0') return;
-    if (strcmp(what, "revert") == 0) take_back();
-    if (seconds > 0 && pending_is_there()) {
-        prolong(seconds);
-    } else if (seconds > 0) {
-        begin(seconds);
+    if (is_tentative && is_noted && atoi(value_of(trial, noted)) > 0) {
+        vorn_debug_eprintf("trial: held by %s until %s.\n", pending_holder(), pending_until());
     }
-    vorn_instance_set_value(trial, noted, "");
+    settle(trial);
 }
 
 /*

@@ -52,6 +52,9 @@ const std::string insert_last = "<insert><Radio name=\"r1\"><channel>36</channel
 const std::string update = "<update><Board><label>cellar</label></Board></update>";
 const std::string restore = "<update><Board><label>roof</label></Board></update>";
 
+const std::string begin_trial = "<update><trial><seconds>600</seconds></trial></update>";
+const std::string revert = "<update><trial><revert>now</revert></trial></update>";
+
 const Scenario scenarios[] = {
     {"Select", "select", request(select_radios), "", false},
     {"WhereScan", "select with a where expression", request(scan), "", false},
@@ -66,6 +69,10 @@ const Scenario scenarios[] = {
      "<explain>" + insert + update + delete_last + "</explain>", "", true},
     {"SavedTransaction", "write transaction that is saved", transaction(insert + update),
      transaction(delete_inserted + restore), true},
+    {"Trial", "write transaction on trial", transaction(insert + update + begin_trial),
+     transaction(revert), true},
+    {"TakingBack", "trial that is taken back", transaction(revert),
+     transaction(insert + update + begin_trial), true},
 };
 
 void PrintTo(const Scenario &scenario, std::ostream *stream)
@@ -80,6 +87,7 @@ protected:
         ScarceDevice::SetUp();
         if (IsSkipped()) return;
         if (GetParam().saves) install_plugin("save.vorn");
+        if (GetParam().request.find("trial") != std::string::npos) install_plugin("trial.vorn");
         boot();
         learn();
     }
