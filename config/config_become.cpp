@@ -15,7 +15,9 @@
 #include "model/class_record.h"
 #include "model/classes_walk.h"
 #include "model/instance_record.h"
+#include "model/instances_order.h"
 #include "model/instances_walk.h"
+#include "model/lazy/working_copy.h"
 #include "services/xml/xml.h"
 #include "vorn/class.h"
 
@@ -130,10 +132,15 @@ private:
     bool give_values(vorn_instance *instance, const vorn_instance *goal);
     bool forget(const vorn_instance *goal);
     bool insert_rest();
+    bool note_order();
+    bool is_in_order(std::size_t first, std::size_t end);
+    bool put_in_order(std::size_t first, std::size_t end);
+    bool put_all_in_order();
 
     vorn_instances &store_;
     vorn_changes &changes_;
     vorn_instances &wanted_; /* less and less: what is left in the end is new */
+    Sequence order_;         /* of what was wanted, as far as names are unique */
 };
 
 /* What members of a class, or of one of its groups, become: each what stands in its place. */
@@ -267,15 +274,59 @@ bool Becoming::insert_rest()
     return true;
 }
 
+bool Becoming::note_order()
+{
+    const Walk walk(vorn_instances_new_iterator(&wanted_));
+    for (const vorn_instance *each : walk) {
+        if (each->klass->type == VORN_CLASS_UNIQUE_NAMED && is_saved(*each->klass))
+            order_.add(each);
+    }
+    return walk && !order_.failed();
+}
+
+/* Without memory for the walk nothing is. */
+bool Becoming::is_in_order(std::size_t first, std::size_t end)
+{
+    const Walk walk(new_reading_iterator(&store_, order_[first]->klass->name.get(), nullptr));
+    for (const vorn_instance *each : walk) {
+        if (first == end || !has_name_of(*each, *order_[first])) return false;
+        first++;
+    }
+    return walk && first == end;
+}
+
+/* The change set is asked first: it tells the order of before by that of now. */
+bool Becoming::put_in_order(std::size_t first, std::size_t end)
+{
+    vorn_class_instances *entry = store_.classes.get(order_[first]->klass->name.get());
+    if (!entry || !vorn_changes_get_before(&changes_) || !fetch_whole(store_, *entry)) return false;
+    for (std::size_t i = first; i < end; i++)
+        make_last(*entry, order_[i]->name.get());
+    return true;
+}
+
+bool Becoming::put_all_in_order()
+{
+    for (std::size_t first = 0; first < order_.size();) {
+        std::size_t end = first + 1;
+        while (end < order_.size() && order_[end]->klass == order_[first]->klass)
+            end++;
+        if (!is_in_order(first, end) && !put_in_order(first, end)) return false;
+        first = end;
+    }
+    return true;
+}
+
 /* Names are free again before they are taken. */
 bool Becoming::run()
 {
+    const DeletionsWait until_the_order_is_right;
     const ClassesWalk classes;
-    if (!classes) return false;
+    if (!classes || !note_order()) return false;
     for (const vorn_class *klass : classes) {
         if (klass->abstract == 0 && is_saved(*klass) && !change_class(*klass)) return false;
     }
-    return insert_rest();
+    return insert_rest() && put_all_in_order();
 }
 
 Outcome become(vorn_instances &store, vorn_changes &changes, const char *text, std::size_t size)

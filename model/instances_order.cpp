@@ -244,6 +244,11 @@ bool append_instance(vorn_class_instances &entry, vorn_instance &instance)
     }
 }
 
+void make_last(vorn_class_instances &entry, const char *name)
+{
+    ght_make_newest(entry.unique_named.raw(), name_length(name), name);
+}
+
 void append_all(vorn_class_instances &entry, vorn_class_instances &other)
 {
     if (other.singleton) entry.singleton = std::exchange(other.singleton, nullptr);

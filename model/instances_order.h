@@ -32,8 +32,10 @@ void remove_at(vorn_class_instances &entry, Place place);
 /* Files an instance as the last one, unchecked. False when memory is gone. */
 bool append_instance(vorn_class_instances &entry, vorn_instance &instance);
 
-/*
- * Moves everything that an entry holds after what another one of the same class holds, into its
+/* Makes the instance of a unique name, which the entry itself holds, the last one. Can't fail. */
+void make_last(vorn_class_instances &entry, const char *name);
+
+/* Files an instance as the last one holds after what another one of the same class holds, into its
  * groups where it has them. They have no name of a unique-named instance in common. Can't fail.
  */
 void append_all(vorn_class_instances &entry, vorn_class_instances &other);

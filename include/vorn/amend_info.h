@@ -71,9 +71,8 @@ VORN_API int vorn_amend_info_refuse(vorn_amend_info *info, const vorn_instance *
  * without saved values. What is not saved stays as it is.
  *
  * The document is read as vorn_config_copy_startup_to_running reads one, with its messages. The
- * members of anonymous classes and of groups end in the order of the document; where it can't be
- * had otherwise, values move from member to member. An instance with a unique name that was not
- * there comes after the others of its class.
+ * members of a class, or of a group of one name, end in the order of the document; where names are
+ * not unique, values may move from member to member for it.
  *
  * Returns 0, or 1 with nothing changed when there is no document, and also for null arguments
  * ("Null info.\n", "Null document.\n" at debug level 1); and 1 without memory, when the transaction

@@ -57,14 +57,18 @@ protected:
     {
         return config_document(instances).get();
     }
-    /* Each instance as a save writes it. Where names are unique the order says nothing. */
+    /* Each instance as a save writes it, and in that order; of groups only that within each. */
     static std::vector<std::string> pieces(const std::string &document)
     {
         std::vector<std::pair<std::string, std::string>> found;
         std::istringstream lines(document);
         for (std::string line; std::getline(lines, line);) {
             const bool is_first = line.compare(0, 3, "  <") == 0 && line[3] != '/';
-            if (is_first) found.push_back({line.substr(0, line.find_last_not_of("/>")), ""});
+            const bool is_of_group = line.compare(0, 6, "  <Acl") == 0;
+            if (is_first) {
+                found.push_back(
+                    {is_of_group ? line.substr(0, line.find_last_not_of("/>")) : "", ""});
+            }
             if (!found.empty() && line[0] == ' ') found.back().second += line + "\n";
         }
         std::stable_sort(found.begin(), found.end(),
@@ -195,6 +199,19 @@ TEST_F(Becoming, PutsMembersWhereTheyWere)
     EXPECT_EQ(told(), "changed Route to=2, deleted");
 }
 
+TEST_F(Becoming, PutsNamesInTheirOrder)
+{
+    fill("<Radio name='a'/><Radio name='b'/><Radio name='d'/>");
+
+    ASSERT_EQ(become_in_transaction("<Radio name='d'/><Radio name='c'/><Radio name='b'/>"), 0);
+
+    EXPECT_EQ(text_of(copy.get()), "<?xml version=\"1.0\"?>\n<config>\n  <Radio name=\"d\"/>\n"
+                                   "  <Radio name=\"c\"/>\n  <Radio name=\"b\"/>\n</config>\n");
+    EXPECT_EQ(told(), "changed c, deleted a");
+    const vorn_instances *before = vorn_changes_get_before(made.get());
+    EXPECT_EQ(text_of(before), text_of(store));
+}
+
 TEST_F(Becoming, MovesANameFromOneSubclassToAnother)
 {
     ClassBuilder("Dhcp").persistent().below("Address").add_resolved();
@@ -240,7 +257,7 @@ TEST_F(Becoming, LeavesNothingBehindWithoutMemory)
          "<Acl name='g'><mac>2</mac></Acl><Address name='lan'><kind>Static</kind></Address>");
     const std::string before = text_of(store);
     const std::string body =
-        "<Board><label>y</label></Board><Radio name='a'><mode>n</mode></Radio><Radio name='c'/>"
+        "<Board><label>y</label></Board><Radio name='c'/><Radio name='a'><mode>n</mode></Radio>"
         "<Route><to>2</to></Route><Route><to>3</to></Route><Acl name='g'><mac>2</mac></Acl>"
         "<Acl name='h'><mac>1</mac></Acl>";
     const std::vector<std::string> wanted = pieces_of_load(body);
@@ -285,7 +302,9 @@ protected:
     {
         std::string text;
         if (below(3) > 0) text += "<Board>" + maybe("label", 3) + "</Board>";
-        for (const char *name : {"a", "b", "c", "d"}) {
+        std::string names = "abcd";
+        std::shuffle(names.begin(), names.end(), random);
+        for (const char name : names) {
             if (below(2) == 0) continue;
             const std::string values[] = {maybe("channel", 2), maybe("mode", 2)};
             const unsigned int first = below(2);

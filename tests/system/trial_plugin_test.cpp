@@ -165,6 +165,20 @@ TEST_F(Trials, AreRevertedByWhoKnowsTheId)
     EXPECT_EQ(read_file(startup), old_configuration);
 }
 
+TEST_F(Trials, PutBackWhatTheyDeletedWhereItWas)
+{
+    boot();
+    lsql(transaction("<delete><Radio name=\"a\"/></delete>" + trial("<seconds>600</seconds>")));
+    EXPECT_EQ(channels(), "6 ");
+
+    word("revert", told("id"));
+
+    EXPECT_EQ(channels(), "1 6 ");
+    EXPECT_EQ(read_file(startup), old_configuration);
+    EXPECT_THAT(lsql(transaction(channel("a", "5"))), HasSubstr("<rc>0</rc>"));
+    EXPECT_EQ(channels(), "5 6 ");
+}
+
 TEST_F(Trials, AreRevertedByALocalRootWhoDoesNot)
 {
     boot();
