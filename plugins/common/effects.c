@@ -21,3 +21,9 @@ void explain_file(vorn_explanation *explanation, const char *path, int is_replac
 {
     if (is_replaced) vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING, "%s is written", path);
 }
+
+int explains_held_save(const vorn_commit_info *info)
+{
+    const vorn_actions *actions = vorn_commit_info_get_actions(info);
+    return vorn_config_is_held() || vorn_actions_exists(actions, "save", "hold", NULL, NULL);
+}

@@ -16,4 +16,10 @@ void explain_program(vorn_explanation *explanation, const char *program, enum su
 /** Says that a file is replaced, if that is so. */
 void explain_file(vorn_explanation *explanation, const char *path, int is_replaced);
 
+/**
+ * Whether saving is held when that change is made: already, or because of a trial that it begins,
+ * which the plugin trial tells by the action "hold" of "save".
+ */
+int explains_held_save(const vorn_commit_info *info);
+
 #endif

@@ -8,6 +8,7 @@
 #include <string.h>
 
 #include "declare.h"
+#include "effects.h"
 #include "values.h"
 
 enum { most_listed = 8, longest_listed = 80 };
@@ -102,12 +103,9 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
                     !has_next(vorn_changes_new_deleted_class_instances_iterator(changes, NULL)))) {
         return;
     }
-    const vorn_actions *actions = vorn_commit_info_get_actions(info);
-    const int is_held =
-        vorn_config_is_held() || vorn_actions_exists(actions, "save", "hold", NULL, NULL);
     vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING,
-                         is_held ? "the configuration is not saved: it is held"
-                                 : "the configuration is saved");
+                         explains_held_save(info) ? "the configuration is not saved: it is held"
+                                                  : "the configuration is saved");
 }
 
 static const char *last_time(void)

@@ -16,13 +16,12 @@
 #include "bridges.h"
 #include "brief.h"
 #include "country.h"
-#include "effects.h"
 #include "hostapd.h"
 #include "kernel.h"
 #include "leftovers.h"
 #include "links.h"
 #include "power.h"
-#include "stations.h"
+#include "radio.h"
 #include "values.h"
 #include "vorn-plugin/patience.h"
 #include "vorn-plugin/supervise.h"
@@ -30,35 +29,21 @@
 
 static outcomes radio_outcomes = {.class_name = "radio"};
 
-/* What the system was told of a radio; kept for the next one of that name. */
-struct radio {
-    struct radio *next;
-    char *name;
-    char *service; /* "hostapd" and the name */
-    supervised *program;
-    hostapd_text told;
-    unsigned int bridges; /* which ones there were when it was told, and which link of its own */
-    unsigned long frames; /* how many of them hostapd was started with */
-    int is_spoilt;        /* somebody has changed its files: what hostapd has read is not known */
-    int is_to_leave;      /* hostapd is to end, or has, and may not have let go of the link */
-    leftovers left;
-    air air;
-    int64_t outside_since_us; /* of a bridge; 0 while none of its interfaces is */
-    struct power power;
-    brief leaving; /* takes the link down and out of its bridge */
-    int is_stuck;  /* that has failed */
-};
-
 static struct radio *radios;
 
-enum { longest_name = 12, joining_us = 5000000 };
+struct radio *radio_first(void)
+{
+    return radios;
+}
+
+enum { joining_us = 5000000 };
 
 static void name_file(char path[hostapd_path_room], const struct radio *radio)
 {
     hostapd_name_file(path, radio->name);
 }
 
-static struct radio *find(const char *name)
+struct radio *radio_find(const char *name)
 {
     struct radio *radio = radios;
     while (radio != NULL && strcmp(radio->name, name) != 0)
@@ -187,24 +172,18 @@ static void stop(struct radio *radio)
     if (radio->is_to_leave) leave_link(radio);
 }
 
-/* How hostapd is to run, with so many frames. */
-struct running {
-    char path[hostapd_path_room];
-    const char *arguments[3];
-    supervise_plan plan;
-};
-
-static void plan_running(struct running *running, const struct radio *radio, unsigned long frames)
+void radio_plan_running(struct radio_running *running, const struct radio *radio,
+                        unsigned long frames)
 {
-    *running = (struct running){.arguments = {"hostapd", running->path, NULL}};
+    *running = (struct radio_running){.arguments = {"hostapd", running->path, NULL}};
     name_file(running->path, radio);
     running->plan = (supervise_plan){running->arguments, NULL, frames};
 }
 
 static void run(struct radio *radio)
 {
-    struct running running;
-    plan_running(&running, radio, radio->frames);
+    struct radio_running running;
+    radio_plan_running(&running, radio, radio->frames);
     radio->is_to_leave = 0;
     radio->is_stuck = 0;
     if (supervise_run_plan(radio->program, &running.plan) != 0)
@@ -234,15 +213,8 @@ static int is_cut_off(struct radio *radio, const vorn_instances *configuration)
            bridges_lack(configuration, radio->name);
 }
 
-/* What there is to do for a text that hostapd is to have. */
-struct telling {
-    int is_written; /* the file, or one of station addresses */
-    int starts_anew;
-    int reads_again;
-};
-
-static struct telling plan_telling(struct radio *radio, const hostapd_text *text,
-                                   const vorn_instances *configuration)
+struct radio_telling radio_plan_telling(struct radio *radio, const hostapd_text *text,
+                                        const vorn_instances *configuration)
 {
     char path[hostapd_path_room];
     name_file(path, radio);
@@ -251,9 +223,9 @@ static struct telling plan_telling(struct radio *radio, const hostapd_text *text
     const int is_written =
         whole_file_differs(path, text->whole) || hostapd_has_new_addresses(text, radio->name);
     const int is_spoilt = radio->is_spoilt || (whole_is_same && is_written);
-    return (struct telling){is_written,
-                            !frame_is_same || is_spoilt || is_cut_off(radio, configuration),
-                            frame_is_same && !whole_is_same};
+    return (struct radio_telling){is_written,
+                                  !frame_is_same || is_spoilt || is_cut_off(radio, configuration),
+                                  frame_is_same && !whole_is_same};
 }
 
 /* Takes the text over. The file is only root's: the keys are in it. */
@@ -261,7 +233,7 @@ static void tell(struct radio *radio, hostapd_text *text, const vorn_instances *
 {
     char path[hostapd_path_room];
     name_file(path, radio);
-    const struct telling plan = plan_telling(radio, text, configuration);
+    const struct radio_telling plan = radio_plan_telling(radio, text, configuration);
     if (hostapd_write_addresses(text, radio->name) < 0 ||
         write_file_whole(path, text->whole, 0600) < 0) {
         fail(radio, "can't write the configuration of hostapd");
@@ -283,7 +255,7 @@ int radios_judge(const vorn_instances *configuration, const vorn_instance *radio
     char channels[country_list_room];
     const char *name = vorn_instance_get_name(radio);
     (void)configuration;
-    if (!is_link_name(name) || strlen(name) > longest_name) {
+    if (!is_link_name(name) || strlen(name) > radio_longest_name) {
         return fault_is(found, NULL,
                         "the name can't be an interface's: it has 1 to 12 letters, digits, "
                         "\"_\", \".\" and \"-\"");
@@ -308,7 +280,7 @@ static int is_possible(const struct radio *radio, const vorn_instance *now)
 static void apply(const vorn_instance *now, const vorn_instances *configuration)
 {
     const char *name = vorn_instance_get_name(now);
-    struct radio *radio = find(name);
+    struct radio *radio = radio_find(name);
     hostapd_text text;
     if (radio == NULL) radio = make(name);
     if (radio == NULL) return;
@@ -342,14 +314,14 @@ static void forget_radio(struct radio *radio)
 
 static void forget(const vorn_instance *before)
 {
-    struct radio *radio = find(vorn_instance_get_name(before));
+    struct radio *radio = radio_find(vorn_instance_get_name(before));
     if (radio != NULL) forget_radio(radio);
 }
 
 /* A daemon that was killed had it: what it set, and whether its hostapd let go, is not known. */
 static void recall(const char *name, int networks)
 {
-    struct radio *radio = find(name) != NULL ? find(name) : make(name);
+    struct radio *radio = radio_find(name) != NULL ? radio_find(name) : make(name);
     if (radio == NULL) return;
     leftovers_expect(&radio->left, networks);
     radio->is_stuck = 1;
@@ -376,8 +348,7 @@ static void apply_all(const vorn_instances *configuration)
     vorn_instances_delete_iterator(walk);
 }
 
-/* Whether somebody has changed the files that hostapd reads. */
-static int is_file_spoilt(const struct radio *radio, const vorn_instances *configuration)
+int radio_is_spoilt(const struct radio *radio, const vorn_instances *configuration)
 {
     char path[hostapd_path_room];
     hostapd_text text;
@@ -391,11 +362,11 @@ static int is_file_spoilt(const struct radio *radio, const vorn_instances *confi
     return is_spoilt;
 }
 
-static struct radio *find_lost(const vorn_instances *configuration)
+struct radio *radio_find_lost(const vorn_instances *configuration)
 {
     struct radio *radio = radios;
     while (radio != NULL && !is_cut_off(radio, configuration) &&
-           !is_file_spoilt(radio, configuration) &&
+           !radio_is_spoilt(radio, configuration) &&
            bridges_sum(configuration, radio->name) == radio->bridges) {
         radio = radio->next;
     }
@@ -405,7 +376,7 @@ static struct radio *find_lost(const vorn_instances *configuration)
 static void put_right(struct radio *radio, const vorn_instances *configuration)
 {
     char path[hostapd_path_room];
-    if (!is_file_spoilt(radio, configuration)) return;
+    if (!radio_is_spoilt(radio, configuration)) return;
     name_file(path, radio);
     write_file_whole(path, radio->told.whole, 0600);
     radio->is_spoilt = 1;
@@ -417,7 +388,7 @@ static void try_again(void)
         supervise_try_again(radio->program);
 }
 
-static int concerns(const vorn_changes *changes)
+int radios_are_concerned(const vorn_changes *changes)
 {
     return outcomes_concerns(&radio_outcomes, changes) ||
            outcomes_concerns(&network_outcomes, changes) ||
@@ -427,8 +398,8 @@ static int concerns(const vorn_changes *changes)
 void radios_commit(const vorn_instances *configuration, const vorn_changes *changes)
 {
     recall_all(configuration);
-    if (!concerns(changes)) {
-        struct radio *lost = find_lost(configuration);
+    if (!radios_are_concerned(changes)) {
+        struct radio *lost = radio_find_lost(configuration);
         if (lost == NULL) {
             try_again();
             return;
@@ -438,157 +409,6 @@ void radios_commit(const vorn_instances *configuration, const vorn_changes *chan
     outcomes_for_each_deleted(&radio_outcomes, changes, forget);
     outcomes_for_each_deleted(&network_outcomes, changes, NULL);
     apply_all(configuration);
-}
-
-/* As it would be for apply(): none, or one of which nothing is left. */
-static struct radio as_forgotten(const char *name)
-{
-    struct radio radio = {.name = (char *)name};
-    return radio;
-}
-
-/* What is said of one radio. */
-struct telling_of {
-    vorn_explanation *explanation;
-    const vorn_instances *configuration;
-    const vorn_changes *changes;
-    const struct radio *spoilt; /* by somebody, and found to be; or null */
-};
-
-static void say_program(const struct telling_of *to, const char *name, enum supervise_deed deed)
-{
-    char program[longest_name + sizeof "hostapd of "];
-    char loss[96];
-    const int stations = stations_count(name);
-    const char *ending = deed == SUPERVISE_RESTARTS ? " for about a second" : "";
-    snprintf(program, sizeof program, "hostapd of %.*s", longest_name, name);
-    if (stations >= 0) {
-        snprintf(loss, sizeof loss, "its %d station%s disconnected%s", stations,
-                 stations == 1 ? " is" : "s are", ending);
-    } else {
-        snprintf(loss, sizeof loss, "its stations are disconnected%s", ending);
-    }
-    explain_program(to->explanation, program, deed, loss);
-}
-
-static void say_power(const struct telling_of *to, const struct radio *radio, const char *dbm)
-{
-    if (!power_differs(&radio->power, dbm)) return;
-    vorn_explanation_add(to->explanation, VORN_EXPLAIN_LIVE,
-                         *dbm != '\0' ? "the power of %s is set to %s dBm"
-                                      : "the power of %s is left to its driver%s",
-                         radio->name, dbm);
-}
-
-static void say_end(const struct telling_of *to, const struct radio *radio)
-{
-    if (radio->program == NULL) return;
-    say_program(to, radio->name, supervise_foresee(radio->program, NULL, 0));
-}
-
-static void say_telling(const struct telling_of *to, struct radio *radio, const hostapd_text *text)
-{
-    struct running running;
-    const int was_spoilt = radio->is_spoilt;
-    radio->is_spoilt |= radio == to->spoilt;
-    const struct telling plan = plan_telling(radio, text, to->configuration);
-    radio->is_spoilt = was_spoilt;
-    plan_running(&running, radio, radio->frames + (plan.starts_anew != 0));
-    const enum supervise_deed deed = radio->program != NULL
-                                         ? supervise_foresee(radio->program, &running.plan, 0)
-                                         : SUPERVISE_STARTS;
-    explain_file(to->explanation, running.path, plan.is_written);
-    say_program(to, radio->name, deed);
-    if (plan.reads_again && deed == SUPERVISE_LEAVES) {
-        vorn_explanation_add(
-            to->explanation, VORN_EXPLAIN_INTERRUPTS,
-            "hostapd of %s reads its settings again: its stations may have to join "
-            "anew",
-            radio->name);
-    }
-}
-
-/* The steps of apply(). */
-static void say_radio(const struct telling_of *to, struct radio *radio, const vorn_instance *now)
-{
-    fault found;
-    hostapd_text text;
-    const int is_up = vorn_instance_get_status(now);
-    if (!is_up) say_end(to, radio);
-    if (radios_judge(NULL, now, &found) || hostapd_write(&text, now, to->configuration) != 0)
-        return;
-    if (is_up && text.networks > 0) {
-        say_telling(to, radio, &text);
-    } else if (is_up) {
-        say_end(to, radio);
-    }
-    hostapd_free(&text);
-    say_power(to, radio, value_of(now, "power"));
-}
-
-static int is_deleted(const vorn_changes *changes, const char *name)
-{
-    int is_found = 0;
-    vorn_instances_iterator *walk =
-        vorn_changes_new_deleted_class_instances_iterator(changes, "radio");
-    while (walk != NULL && !is_found && vorn_instances_iterator_has_next(walk))
-        is_found = strcmp(vorn_instance_get_name(vorn_instances_iterator_next(walk)), name) == 0;
-    vorn_instances_delete_iterator(walk);
-    return is_found;
-}
-
-/* Of one that is deleted and made again, everything but its process is forgotten in between. */
-static void say_one(const struct telling_of *to, const vorn_instance *now)
-{
-    const char *name = vorn_instance_get_name(now);
-    struct radio *known = find(name);
-    struct radio new_one = as_forgotten(name);
-    if (known != NULL && is_deleted(to->changes, name)) {
-        say_power(to, known, "");
-        new_one.program = known->program;
-        new_one.frames = known->frames;
-    }
-    struct radio *radio = known == NULL || is_deleted(to->changes, name) ? &new_one : known;
-    const air before = radio->air;
-    say_radio(to, radio, now);
-    radio->air = before;
-}
-
-static void say_all(const struct telling_of *to)
-{
-    for (const struct radio *radio = radios; radio != NULL; radio = radio->next) {
-        if (vorn_instances_get(to->configuration, "radio", radio->name) != NULL) continue;
-        if (!is_deleted(to->changes, radio->name)) continue;
-        say_end(to, radio);
-        say_power(to, radio, "");
-    }
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(to->configuration, "radio");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk))
-        say_one(to, vorn_instances_iterator_next(walk));
-    vorn_instances_delete_iterator(walk);
-}
-
-static void say_tries(const struct telling_of *to)
-{
-    for (const struct radio *radio = radios; radio != NULL; radio = radio->next)
-        say_program(to, radio->name, supervise_foresee_try(radio->program));
-}
-
-void radios_explain(const vorn_instances *configuration, const vorn_changes *changes,
-                    vorn_explanation *explanation)
-{
-    outcomes before;
-    struct telling_of to = {explanation, configuration, changes, NULL};
-    const int is_concerned = concerns(changes);
-    outcomes_set_aside(&network_outcomes, &before);
-    struct radio *lost = is_concerned ? NULL : find_lost(configuration);
-    if (lost != NULL && is_file_spoilt(lost, configuration)) to.spoilt = lost;
-    if (is_concerned || lost != NULL) {
-        say_all(&to);
-    } else {
-        say_tries(&to);
-    }
-    outcomes_take_back(&network_outcomes, &before);
 }
 
 /* hostapd puts its interfaces into their bridges itself when it starts, and is left the time to. */
@@ -654,7 +474,7 @@ const char *radios_state(const char *name)
 {
     static char waiting[32];
     const char *failure = outcomes_state(&radio_outcomes, name);
-    struct radio *radio = find(name);
+    struct radio *radio = radio_find(name);
     if (failure != NULL) return failure;
     if (radio == NULL) return "stopped";
     if (radio->is_to_leave) return "applying: it has not ended yet";
@@ -674,25 +494,25 @@ const char *radios_state(const char *name)
 
 const char *radios_off_air(const char *name, const vorn_instance *network)
 {
-    struct radio *radio = find(name);
+    struct radio *radio = radio_find(name);
     return radio != NULL ? reason_of_air(radio, network) : NULL;
 }
 
 const char *radios_left_behind(const char *name)
 {
-    const struct radio *radio = find(name);
+    const struct radio *radio = radio_find(name);
     return radio != NULL ? leftovers_reason(&radio->left, name, radio->told.networks) : NULL;
 }
 
 int radios_may_be_joining(const char *name)
 {
-    const struct radio *radio = find(name);
+    const struct radio *radio = radio_find(name);
     return radio != NULL && (radio->outside_since_us == 0 ||
                              patience_now_us() - radio->outside_since_us < joining_us);
 }
 
 int radios_is_running(const char *name)
 {
-    const struct radio *radio = find(name);
+    const struct radio *radio = radio_find(name);
     return radio != NULL && supervise_is_running(radio->program);
 }

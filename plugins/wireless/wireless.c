@@ -108,7 +108,8 @@ static int has_keys_to_hide(const vorn_instances *configuration)
 static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
-    explain_file(explanation, KEYS_FILE, has_keys_to_hide(configuration));
+    explain_file(explanation, KEYS_FILE,
+                 has_keys_to_hide(configuration) && !explains_held_save(info));
     bridges_foresee(vorn_commit_info_get_actions(info));
     radios_explain(configuration, vorn_commit_info_get_changes(info), explanation);
     bridges_foresee(NULL);

@@ -84,11 +84,13 @@ TEST_F(TracedExplanations, NeitherWriteNorExecute)
 
 TEST_F(TracedExplanations, KnowWhatATrialDoesToASave)
 {
-    const std::string said = lsql("<explain>" + std::string(changes[9]) + "</explain>");
+    const std::string said =
+        lsql("<explain>" + std::string(changes[9]) + changes[1] + "</explain>");
 
     EXPECT_THAT(said, HasSubstr("nothing is saved until it is confirmed, and it is taken back by "
                                 "itself after 60 seconds"));
     EXPECT_THAT(said, HasSubstr("the configuration is not saved"));
+    EXPECT_THAT(said, testing::Not(HasSubstr("wireless-keys is written")));
     EXPECT_THAT(lsql("<lsql><select><trial><state/></trial></select></lsql>"),
                 HasSubstr("<state>none</state>"));
 }
