@@ -11,7 +11,7 @@ import subprocess
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 # System tests that go through the whole daemon, the most likely to notice something first. Those of
-# the file's own subject come before them.
+# the file's own subject come before them, and all others come after them if somebody has the time.
 WIDE = ["LsqlSockets", "NotifyPorts", "ConfigurationFiles", "Saves", "Commands", "Signals",
         "Starts", "InformSockets", "BootLoads", "Copies", "BrokenStarts", "Services", "Obstacles",
         "Watchdogs", "SecondDaemons", "RequestedReboots", "SignalsDuringTheBoot", "CommandLines",
@@ -33,8 +33,8 @@ class Unusable(Exception):
 class Build:
     """The daemon's part of it, and the test programs of the daemon's folders."""
 
-    def __init__(self, folder, scratch):
-        self.folder, self.scratch = folder.resolve(), scratch
+    def __init__(self, folder, scratch, thorough=False):
+        self.folder, self.scratch, self.thorough = folder.resolve(), scratch, thorough
         if not (self.folder / "build.ninja").exists():
             raise Unusable("there is no build yet: ./dev build makes one")
         commands = json.loads((self.folder / "compile_commands.json").read_text())
@@ -98,16 +98,18 @@ class Build:
                       key=lambda name: (name not in own, name))
 
     def system_tests_of(self, path):
-        """Names of tests: those whose subject the file is, and all of the wide ones."""
+        """Names of tests: those whose subject the file is, and the others."""
         own = [suite for name, suites in
                self.subjects.tests_of(pathlib.Path(path), self.test_sources) if name == "system"
                for suite in suites]
-        names = self.system_names
-        near = [name for name in names
+        near = [name for name in self.system_names
                 if any(re.match(rf"(\w+/)?{suite}[./]", name) for suite in own)]
-        wide = [name for suite in WIDE for name in names
-                if re.match(rf"(\w+/)?{suite}\.", name)]
-        return near, [name for name in wide if name not in near]
+        return near, [name for name in self.system_names
+                      if name not in near and (self.thorough or self.is_wide(name))]
+
+    @staticmethod
+    def is_wide(name):
+        return any(re.match(rf"(\w+/)?{suite}\.", name) for suite in WIDE)
 
     def costs_of_system_tests(self):
         """Seconds, as far as ctest has run them."""

@@ -15,8 +15,8 @@ from mutation.record import Test, read_record, recording_in
 # Each survivor costs all of them: a test that takes longer than this is left out, unless the file
 # is its subject.
 QUICK_SECONDS, OWN_SECONDS = 0.4, 2
-# Without any change: some don't like the company of the C library's checks.
-MOST_FAILING = 3
+# So many may fail without any change: some don't like the company of the C library's checks.
+MOST_FAILING = 10
 TOO_SLOW = Test("", 1e9, frozenset())
 
 
@@ -80,12 +80,12 @@ class SystemTests:
 
     def tests_for(self, mutant):
         """Two lists: those that share a device, and the others."""
-        near, wide = self.build.system_tests_of(mutant.path)
+        near, others = self.build.system_tests_of(mutant.path)
         with self.lock:
             self.learn(near, OWN_SECONDS)
-            self.learn(wide, QUICK_SECONDS)
+            self.learn(others, QUICK_SECONDS)
         return [self.schemata.reaching(mutant, [
-            test for longest, names in ((OWN_SECONDS, near), (QUICK_SECONDS, wide))
+            test for longest, names in ((OWN_SECONDS, near), (QUICK_SECONDS, others))
             for test in map(tests.get, names) if test and test.seconds <= longest])
             for tests in (self.shared, self.alone)]
 
