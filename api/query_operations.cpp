@@ -85,13 +85,13 @@ bool is_held_off(const QueryRequest &request, const OperationKind &kind, const x
 
 /*
  * The where-expression follows its operation. A node without children between two operations,
- * white space for one, is passed over. Answers the next operation.
+ * white space for one, is passed over. Without an expression its place stays as it was. Answers
+ * the next operation.
  */
 xmlNode *take_where(const xmlNode *element, const xmlNode *&where)
 {
     xmlNode *sibling = element->next;
 
-    where = nullptr;
     if (!sibling) return nullptr;
     if (!sibling->children) return sibling->next;
     if (!xmlStrEqual(sibling->name, xml("where"))) return sibling;
@@ -113,7 +113,7 @@ xmlNode *evaluate_operation(QueryRequest &request, xmlNode *element, Answer &ans
     if (!first_class) return end_request(answer, "Incomplete lsql request.", count);
     if (!first_class->name) return end_request(answer, "No class name.", count);
 
-    const xmlNode *where;
+    const xmlNode *where = nullptr;
     xmlNode *next = take_where(element, where);
     QueryOperation operation = {
         .request = request,

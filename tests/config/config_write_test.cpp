@@ -129,9 +129,12 @@ TEST_F(SavedConfigurations, LeaveTheOldFileWhenThereIsNowhereToWrite)
 TEST_F(SavedConfigurations, AreNotMadeOfNothing)
 {
     log.set_level(1);
+    vorn::SaveReason reason;
+    vorn::Text document;
 
-    EXPECT_FALSE(write_config(nullptr, file.c_str()));
+    EXPECT_FALSE(write_config(nullptr, file.c_str(), vorn::FileKind::kept, reason, document));
 
+    EXPECT_STREQ(reason.get(), "there is no configuration");
     EXPECT_EQ(log.text(), "vorn: Null instances.\n");
     EXPECT_EQ(folder.file_count(), 0U);
 }

@@ -15,6 +15,15 @@ namespace {
 
 vorn::tests::World *world = nullptr;
 
+std::set<int> members(const fd_set *set)
+{
+    std::set<int> found;
+    for (int sock = 0; set && sock < FD_SETSIZE; sock++) {
+        if (FD_ISSET(sock, set)) found.insert(sock);
+    }
+    return found;
+}
+
 int take_next_wait(std::set<int> &ready)
 {
     if (world->waits.empty()) {
@@ -45,14 +54,12 @@ int __wrap_select(int count, fd_set *read, fd_set *write, fd_set *other, timeval
 {
     if (!world) return __real_select(count, read, write, other, wait);
     const vorn::tests::AllocationsAllowed allowed;
-    EXPECT_EQ(write, nullptr);
+    EXPECT_EQ(write != nullptr, world->has_logs_to_write);
     EXPECT_EQ(other, nullptr);
     world->highest = count;
     world->waited_us.push_back(wait ? wait->tv_sec * 1000000LL + wait->tv_usec : -1);
-    world->asked.clear();
-    for (int sock = 0; sock < FD_SETSIZE; sock++) {
-        if (FD_ISSET(sock, read)) world->asked.insert(sock);
-    }
+    world->asked = members(read);
+    world->takers = members(write);
 
     std::set<int> ready;
     const int result = take_next_wait(ready);

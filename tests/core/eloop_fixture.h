@@ -23,7 +23,9 @@ struct World {
     std::deque<std::function<int(std::set<int> &ready)>> waits;
     std::vector<long long> waited_us; /* -1 for an unbounded wait */
     std::set<int> asked;              /* the sockets of the last wait */
+    std::set<int> takers;             /* those it waits for to write the log to; most often none */
     int highest = 0;                  /* what it was told, one above the highest descriptor */
+    bool has_logs_to_write = false;
 };
 
 /*

@@ -1,5 +1,7 @@
 /* SPDX-License-Identifier: MIT */
+#include "core/base/file.h"
 #include "core/eloop_fixture.h"
+#include "core/log_sink.h"
 #include "support/allocation.h"
 #include "support/log.h"
 
@@ -8,7 +10,9 @@
 
 #include <cerrno>
 #include <csignal>
+#include <string>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -31,6 +35,35 @@ TEST_F(Loops, KeepTheDataTheyAreGiven)
 {
     EXPECT_STREQ(static_cast<const char *>(eloop_get_user_data()), "loop");
     EXPECT_EQ(eloop_terminated(), 0);
+}
+
+TEST_F(Loops, WriteWhatIsLeftOfTheLogAsSoonAsSomebodyTakesIt)
+{
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    const vorn::Fd reader(ends[0]);
+    const vorn::Fd writer(ends[1]);
+    char block[4096] = {};
+    while (write(writer.get(), block, sizeof block) > 0)
+        continue;
+    vorn::console_sink.point_to(writer.get(), vorn::Manner::plainly);
+    vorn::console_sink.put("late\n", 5);
+    timeout("later", 1);
+    mine.has_logs_to_write = true;
+    mine.waits.push_back([&](std::set<int> &) {
+        EXPECT_THAT(mine.takers, ElementsAre(writer.get()));
+        EXPECT_EQ(mine.highest, writer.get() + 1);
+        while (read(reader.get(), block, sizeof block) > 0)
+            continue;
+        mine.has_logs_to_write = false;
+        return 1;
+    });
+
+    eloop_run();
+    vorn::console_sink.point_to(-1, vorn::Manner::plainly);
+
+    ASSERT_EQ(read(reader.get(), block, sizeof block), 5);
+    EXPECT_EQ(std::string(block, 5), "late\n");
 }
 
 TEST_F(Loops, ReadTheTicksOfTheMachine)

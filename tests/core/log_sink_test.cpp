@@ -181,6 +181,20 @@ TEST_F(SlowLogs, AreKeptUntilTheyAreTaken)
     EXPECT_FALSE(sink->is_waiting());
 }
 
+TEST_F(SlowLogs, AreKeptAcrossTheEndOfTheirRoom)
+{
+    fill_the_pipe();
+    put(lines(0, kept_lines - 2));
+    taken_from(reader.get());
+    sink->drain();
+    EXPECT_FALSE(sink->is_waiting());
+
+    put(lines(0, 8));
+    EXPECT_TRUE(sink->is_waiting());
+
+    EXPECT_TRUE(take() == lines(0, kept_lines - 2) + lines(0, 8));
+}
+
 TEST_F(SlowLogs, SayHowManyLinesWereLostWhereTheyAreMissing)
 {
     fill_the_pipe();

@@ -45,6 +45,14 @@ bool in_ranges(const std::string &value, const char *ranges, int pairs)
     });
 }
 
+TEST(Sets, OfNoCharactersAreEmptyAndThere)
+{
+    const Set set(vorn_input_new_string_set("abc", 0));
+
+    ASSERT_NE(set, nullptr);
+    EXPECT_FALSE(matches(set, "a"));
+}
+
 TEST(Sets, HoldTheCharactersTheyAreMadeOf)
 {
     const Set set(vorn_input_new_string_set("abc", 2));

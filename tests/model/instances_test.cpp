@@ -395,7 +395,12 @@ TEST_F(TypeFunctions, MakeNoCheckOfTheFamilyWithoutAStore)
 
 TEST_F(TypeFunctions, SurviveNullArguments)
 {
+    put("Route");
     EXPECT_EQ(vorn_instances_singleton_add(store, nullptr, nullptr), 1);
+    EXPECT_EQ(vorn_instances_singleton_remove(nullptr, make("Board")), 1);
+    EXPECT_EQ(vorn_instances_singleton_remove(store->classes.get("Route"), nullptr), 1);
+    EXPECT_EQ(vorn_instances_anonymous_add(store, nullptr, make("Route")), 1);
+    EXPECT_EQ(vorn_instances_anonymous_add(store, store->classes.get("Route"), nullptr), 1);
     EXPECT_EQ(vorn_instances_anonymous_remove(nullptr, nullptr), 1);
     vorn_instances_group_named_remove_all(nullptr);
     vorn_instances_unique_named_delete_all(nullptr);

@@ -68,6 +68,7 @@ TEST_F(Starts, BecomeADaemonWithoutInputWhoseLogStaysOnTheConsole)
                          "vorn: Daemonizing...\n"
                          "vorn: Daemonized.\n"
                          "vorn: Initialization complete.\n");
+    EXPECT_EQ(standard_error(), "vorn: /dev/vorn_watchdog_ack stat: No such file or directory\n");
     kill(daemon_pid(), SIGWINCH);
     EXPECT_TRUE(console_shows("vorn: Debug level is now 1.\n"));
 }

@@ -23,6 +23,11 @@ TEST(Texts, AreAbsentForNull)
     EXPECT_FALSE(vorn::copy_of(nullptr));
 }
 
+TEST(FormattedTexts, MayBeEmpty)
+{
+    EXPECT_STREQ(vorn::format("%s", "").get(), "");
+}
+
 TEST(Texts, AreFormattedToWhateverLengthTheyNeed)
 {
     const Text text = vorn::format("%s-%d", "a long enough text to need an allocation", 42);

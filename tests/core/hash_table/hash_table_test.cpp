@@ -63,6 +63,19 @@ TEST_F(HashTables, TellKeysOfDifferentLengthsApart)
     EXPECT_EQ(get(""), data(3));
 }
 
+TEST_F(HashTables, TellKeysOfTheSameHashApart)
+{
+    make(4);
+    ght_set_hash(table, [](const ght_key *) -> std::uint32_t { return 7; });
+
+    EXPECT_EQ(insert("ab", 1), 0);
+    EXPECT_EQ(insert("cd", 2), 0);
+
+    EXPECT_EQ(get("ab"), data(1));
+    EXPECT_EQ(get("cd"), data(2));
+    EXPECT_EQ(get("ef"), nullptr);
+}
+
 TEST_F(HashTables, DoNotLookAtTheBytesOfAnEmptyKey)
 {
     make(1);
