@@ -118,6 +118,14 @@ FoundPlugin *note(const char *name)
     return found_plugins = plugin.release();
 }
 
+FoundPlugin *find_or_note(const char *name)
+{
+    FoundPlugin *plugin = found_plugins;
+    while (plugin && std::strcmp(plugin->name.get(), name) != 0)
+        plugin = plugin->next;
+    return plugin ? plugin : note(name);
+}
+
 FoundPlugin *plugin_at(unsigned int rank)
 {
     FoundPlugin *plugin = found_plugins;
@@ -174,7 +182,7 @@ int load_plugin(const char *directory, const char *name)
     vorn_debug_1printf("Loading %s.\n", name);
 
     const Text path = format("%s%s", directory, name);
-    FoundPlugin *plugin = path ? note(name) : nullptr;
+    FoundPlugin *plugin = path ? find_or_note(name) : nullptr;
     if (!plugin) return failed;
     if (!is_file(path.get())) {
         vorn_debug_1printf("Unable to load plugin \"%s\": it is no file\n", path.get());
@@ -203,6 +211,23 @@ int load_plugin(const char *directory, const char *name)
     return ok;
 }
 
+namespace {
+
+/* One that is loaded may have seen to it that nothing speaks against the others any more. */
+bool load_those_with_another_chance(const char *directory)
+{
+    bool all = true;
+    for (FoundPlugin *each = found_plugins; each; each = each->next) {
+        const PluginSlot *slot = find_slot(each->name.get());
+        if (each->state != VORN_PLUGIN_LEFT_OUT || !slot || is_left_out(*slot)) continue;
+        each->state = VORN_PLUGIN_BROKEN;
+        all = load_plugin(directory, each->name.get()) == ok && all;
+    }
+    return all;
+}
+
+} // namespace
+
 int load_plugins_of(const char *directory)
 {
     vorn_debug_1printf("Reading plugins.\n");
@@ -219,6 +244,7 @@ int load_plugins_of(const char *directory)
             result = failed;
         }
     }
+    if (!load_those_with_another_chance(directory)) result = failed;
     write_plugin_record(false, 0);
     return result;
 }
@@ -316,4 +342,12 @@ int vorn_plugins_retry(const char *name)
     forget_deaths_of(*slot);
     write_plugin_record(false, 0);
     return ok;
+}
+
+void vorn_plugins_retry_all()
+{
+    if (!plugin_page) return;
+    for (PluginSlot &slot : plugin_page->slots)
+        forget_deaths_of(slot);
+    write_plugin_record(false, 0);
 }

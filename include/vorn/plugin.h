@@ -104,6 +104,12 @@ VORN_API int vorn_plugins_get_signal(unsigned int rank);
  */
 VORN_API int vorn_plugins_retry(const char *name);
 
+/**
+ * The same for all plugins. From a vorn_plugin_init it helps at once: who has seen to it that the
+ * device starts with another configuration than the one with which the daemon died.
+ */
+VORN_API void vorn_plugins_retry_all(void);
+
 /** Every plugin defines this entry point; it is called once, while the daemon starts. */
 VORN_PLUGIN_ENTRY void vorn_plugin_init(void);
 

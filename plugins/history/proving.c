@@ -206,6 +206,7 @@ void proving_begin(void)
     if (state.boots >= most_tries) {
         state.boots = 0;
         if (fall_back_to_generation() != 0 && fall_back_to_default() != 0) return;
+        vorn_plugins_retry_all(); /* what they did was with the other configuration */
         write_state();
         if (digest_startup() != 0 || is_proven(digest)) return;
         snprintf(state.digest, sizeof state.digest, "%s", digest);

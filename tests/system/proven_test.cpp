@@ -80,6 +80,30 @@ TEST_F(Proven, ConfigurationsTakeThePlaceOfOneThatDoesNotStayUp)
     EXPECT_EQ(channel(), "11\n");
 }
 
+/* The plugin is not to blame: it did so with a configuration that is gone by then. */
+TEST_F(Proven, ConfigurationsComeWithThePluginThatDiedOfTheOther)
+{
+    set_environment("ASAN_OPTIONS", "handle_segv=0:detect_leaks=0");
+    install_plugin("deadly.vorn");
+    boot();
+    vornctl(
+        "batch /dev/stdin <<'EOF'\nadd Deadly mine value=good\nset history proven-after=0\nEOF\n");
+    restart();
+    vornctl(
+        "batch /dev/stdin <<'EOF'\nset Deadly mine value=fatal\nset history proven-after=\nEOF\n");
+    shut_down();
+    for (int i = 0; i < 3; i++) {
+        start({"-f"});
+        ASSERT_EQ(exit_status(), -SIGSEGV);
+    }
+
+    boot();
+
+    EXPECT_EQ(vornctl("show Deadly mine value -q"), "good\n[0]\n");
+    EXPECT_THAT(read_file(unproven), HasSubstr("fatal"));
+    EXPECT_FALSE(exists("/etc/vorn-suspects"));
+}
+
 TEST_F(Proven, ConfigurationsAreNotNeededWhenADaemonWasToldToEnd)
 {
     make_generations();
