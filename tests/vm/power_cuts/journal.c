@@ -1,11 +1,84 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * A configuration that shows whether a file of it is whole: a number at its beginning, the same at
- * its end, and much between. object=default makes the running configuration the default.
+ * its end, and much between. Each number has a key, a line of a file beside the configuration. At
+ * boot the console is told of a number whose key is not there. object=default makes the running
+ * configuration the default.
  */
 #include "vorn/vorn.h"
 
-#include <stddef.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+enum { most_keys = 64 };
+
+static const char keys_file[] = "/etc/config/journal-keys";
+
+/* The newest come last. */
+static int keys[most_keys];
+static int count;
+static int has_booted;
+
+static int has_key(int number)
+{
+    for (int i = 0; i < count; i++) {
+        if (keys[i] == number) return 1;
+    }
+    return 0;
+}
+
+static void add_key(int number)
+{
+    if (has_key(number)) return;
+    if (count == most_keys) memmove(keys, keys + 1, --count * sizeof *keys);
+    keys[count++] = number;
+}
+
+static void take(const char *bytes, size_t size, void *data)
+{
+    (void)data;
+    for (const char *line = bytes; line < bytes + size; line = strchr(line, '\n') + 1)
+        add_key(atoi(line));
+}
+
+static void write_keys(void)
+{
+    char text[most_keys * 12];
+    size_t used = 0;
+    for (int i = 0; i < count; i++)
+        used += (size_t)sprintf(text + used, "%d\n", keys[i]);
+    vorn_config_write_file(keys_file, text, used);
+}
+
+static void complain(int number)
+{
+    FILE *console = fopen("/dev/console", "w");
+    if (console == NULL) return;
+    fprintf(console, "no key for %d\n", number);
+    fclose(console);
+}
+
+static void commit(vorn_commit_info *info)
+{
+    const vorn_instance *first =
+        vorn_instances_get_singleton(vorn_commit_info_get_after(info), "first");
+    const char *value = first != NULL ? vorn_instance_get_value(first, "number") : NULL;
+    const int number = value != NULL ? atoi(value) : 0;
+    if (!has_booted && number != 0 && !has_key(number)) complain(number);
+    has_booted = 1;
+    if (has_key(number)) return;
+    add_key(number);
+    write_keys();
+}
+
+static void read_keys(void)
+{
+    size_t size;
+    char *text = vorn_config_read_file(keys_file, &size);
+    if (text != NULL) take(text, size, NULL);
+    free(text);
+}
 
 static int is_anything(const char *value)
 {
@@ -36,4 +109,10 @@ void vorn_plugin_init(void)
     add_class("entry", VORN_CLASS_UNIQUE_NAMED);
     add_class("last", VORN_CLASS_SINGLETON);
     vorn_inform_fn_add("default", make_default);
+    vorn_config_add_file(keys_file, take, NULL);
+    read_keys();
+    vorn_provider *provider = vorn_provider_new("journal");
+    vorn_provider_set_commit_fn(provider, commit, NULL);
+    vorn_providers_add(provider);
+    vorn_providers_order("journal", "save");
 }
