@@ -20,6 +20,8 @@ if(VORN_EMULATOR)
     set(CMAKE_CROSSCOMPILING_EMULATOR ${VORN_EMULATOR_PROGRAM} -L ${VORN_CROSS_ROOT})
 else()
     # Without an emulator that leads them there, programs know where their libraries are.
-    set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,--dynamic-linker=${VORN_CROSS_ROOT}/usr/lib/libc.so)
-    set(CMAKE_BUILD_RPATH ${VORN_CROSS_ROOT}/lib ${VORN_CROSS_ROOT}/usr/lib)
+    set(libraries ${VORN_CROSS_ROOT}/lib:${VORN_CROSS_ROOT}/usr/lib)
+    string(APPEND libraries :${VORN_CROSS_ROOT}/usr/lib/${VORN_TRIPLET})
+    set(CMAKE_EXE_LINKER_FLAGS_INIT
+        -Wl,--dynamic-linker=${VORN_CROSS_ROOT}/usr/lib/libc.so,-rpath,${libraries})
 endif()
