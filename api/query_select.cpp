@@ -45,8 +45,11 @@ void add_all_properties(const QueryOperation &operation, const vorn_instance &in
                         const vorn_class &klass)
 {
     if (klass.superclass) add_all_properties(operation, instance, *klass.superclass);
-    for (auto [name, property] : klass.properties)
-        operation.answer.add_property(name, told_value(operation, instance, name));
+    const bool hides = has_secrets && !operation.request.passive;
+    for (auto [name, property] : klass.properties) {
+        const char *value = vorn_instance_get_value(&instance, name);
+        operation.answer.add_property(name, hides ? shown_value(*property, value) : value);
+    }
 }
 
 void add_requested_properties(const QueryOperation &operation, const vorn_instance &instance)

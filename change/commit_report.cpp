@@ -70,16 +70,20 @@ void tell(const vorn_commit_report &record)
 }
 
 /* The program's name is gone with the process, which waits for its answer now. */
-void note_who(vorn_commit_report &record)
+void note_origin(vorn_commit_report &record)
 {
     const char *origin = or_empty(vorn_query_origin);
     std::memcpy(record.origin, origin, std::min(std::strlen(origin), sizeof record.origin - 1));
+    record.time = std::time(nullptr);
+}
+
+void note_who(vorn_commit_report &record)
+{
     const vorn_peer *peer = vorn_query_get_peer();
     record.has_peer = peer;
     record.uid = vorn_peer_get_uid(peer);
     record.pid = vorn_peer_get_pid(peer);
     std::strcpy(record.program, vorn_peer_get_program(peer));
-    record.time = std::time(nullptr);
 }
 
 constinit CommitWatch *innermost = nullptr;
@@ -161,6 +165,7 @@ void RequestWatch::record_refusal(const char *operations) const
 {
     vorn_commit_report record = {};
     record.number = commit_number;
+    note_origin(record);
     note_who(record);
     ShortText(record.changes).add(operations);
     ShortText result(record.result);
@@ -169,6 +174,13 @@ void RequestWatch::record_refusal(const char *operations) const
     std::copy_n(times_, vorn_commit_report::phases, record.microseconds);
     refusals.add(record);
     tell(record);
+}
+
+const vorn_commit_report *report_asked_for()
+{
+    if (!innermost) return nullptr;
+    innermost->note_all();
+    return &innermost->report_;
 }
 
 vorn_commit_report *report_under_way()
@@ -195,21 +207,31 @@ void log_last_commit()
 }
 
 CommitWatch::CommitWatch(const vorn_changes *changes)
-    : outer_(std::exchange(innermost, this)), given_by_outer_(std::exchange(given_instances, 0))
+    : changes_(changes),
+      outer_(std::exchange(innermost, this)),
+      given_by_outer_(std::exchange(given_instances, 0))
 {
     report_.number = ++commit_number;
-    note_who(report_);
+    note_origin(report_);
     std::strcpy(report_.result, *result_before_commit ? result_before_commit : "done");
     *result_before_commit = '\0';
     if (changes) {
-        ShortText text(report_.changes);
-        summarize(*changes, text);
         report_.changed = count_of(changed_in(*changes));
         report_.deleted = count_of(*changes->deleted);
     }
     for (unsigned int phase = 0; phase < vorn_commit_report::phases; phase++)
         report_.microseconds[phase] = std::exchange(phases_before_commit[phase], 0);
+    if (listeners) note_all();
     watch_ = Stopwatch();
+}
+
+void CommitWatch::note_all()
+{
+    if (std::exchange(is_noted_, true)) return;
+    note_who(report_);
+    if (!changes_) return;
+    ShortText text(report_.changes);
+    summarize(*changes_, text);
 }
 
 CommitWatch::~CommitWatch()
@@ -259,7 +281,7 @@ const vorn_commit_report *vorn_commit_report_get_refused(unsigned int ago)
 
 const vorn_commit_report *vorn_commit_report_get_current()
 {
-    return report_under_way();
+    return report_asked_for();
 }
 
 int vorn_commit_report_add_fn(vorn_commit_report_fn fn, void *data)

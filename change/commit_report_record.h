@@ -113,8 +113,14 @@ public:
 private:
     friend void note_save_took(std::uint32_t microseconds);
     friend vorn_commit_report *report_under_way();
+    friend const vorn_commit_report *report_asked_for();
+
+    /* What costs more than all the rest, and hardly anybody wants to know. */
+    void note_all();
 
     vorn_commit_report report_ = {};
+    const vorn_changes *changes_;
+    bool is_noted_ = false;
     CommitWatch *outer_;
     std::uint32_t given_by_outer_;
     Stopwatch watch_;

@@ -20,19 +20,28 @@ void begin(ShortText &text, const char *verb, const vorn_instance &instance)
     text.add(instance.name.get());
 }
 
+void add_value(const vorn_instance &instance, const char *property, const char *value,
+               ShortText &text)
+{
+    if (!value) return;
+    text.add(" ");
+    text.add(property);
+    text.add("=");
+    text.add(shown_value(*instance.klass, property, value));
+}
+
 void add_changed(const vorn_changes &changes, const vorn_instance &instance, ShortText &text)
 {
     const vorn_changes_entry *entry = changes.entries.get(&instance);
     const bool is_new = !entry || !entry->before;
     begin(text, is_new ? "add " : "set ", instance);
-    for (auto [property, value] : instance.values) {
-        if (!is_new && !vorn_changes_contains_property(&changes, &instance, property.name))
-            continue;
-        text.add(" ");
-        text.add(property.name);
-        text.add("=");
-        text.add(shown_value(*instance.klass, property.name, value));
+    if (!is_new && !entry->every_property) {
+        for (const char *property : entry->properties)
+            add_value(instance, property, instance.values.get(property), text);
+        return;
     }
+    for (auto [property, value] : instance.values)
+        add_value(instance, property.name, value, text);
 }
 
 template <typename Visitor>

@@ -77,9 +77,9 @@ const char *identifier_name(const vorn_class &klass)
 
 } // namespace
 
-const char *shown_value(const vorn_class &klass, const char *property, const char *value)
+const char *value_without_secret(const vorn_class &klass, const char *property, const char *value)
 {
-    if (!has_secrets || !value) return value;
+    if (!value) return value;
     const vorn_property *declared = vorn_class_get_property(&klass, property);
     if (declared) return shown_value(*declared, value);
     for (auto [name, subclass] : klass.subclasses) {

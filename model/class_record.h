@@ -37,7 +37,12 @@ namespace vorn {
  * A value as others may see it. Of an abstract class the instances are meant, whose subclass has
  * the property perhaps; a value of no property at all is no secret.
  */
-const char *shown_value(const vorn_class &klass, const char *property, const char *value);
+const char *value_without_secret(const vorn_class &klass, const char *property, const char *value);
+
+inline const char *shown_value(const vorn_class &klass, const char *property, const char *value)
+{
+    return has_secrets ? value_without_secret(klass, property, value) : value;
+}
 
 inline bool has_named_instances(const vorn_class &klass)
 {

@@ -60,6 +60,9 @@ VORN_API const vorn_commit_report *vorn_commit_report_get_current(void);
 typedef void (*vorn_commit_report_fn)(const vorn_commit_report *report, void *data);
 
 /**
+ * Reports have who asked and what changed only once there is such a function, or when somebody
+ * asked for vorn_commit_report_get_current while the commit went on.
+ *
  * Has a function called at the end of each commit, when its report is whole, and after each
  * request that was refused. Returns 0, or 1 without memory and for null ("Null fn.\n" at level 1).
  */

@@ -24,6 +24,12 @@ using vorn::tests::QueryTest;
 
 class Records : public QueryTest {
 protected:
+    Records()
+    {
+        static const int listens =
+            vorn_commit_report_add_fn([](const vorn_commit_report *, void *) {}, nullptr);
+        EXPECT_EQ(listens, 0);
+    }
     static std::string last() { return vorn_commit_report_get_changes(vorn_commit_report_get(0)); }
     static const vorn_commit_report *refused() { return vorn_commit_report_get_refused(0); }
     static std::string in_transaction(const std::string &operations)
