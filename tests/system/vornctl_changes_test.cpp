@@ -359,7 +359,7 @@ protected:
 
 TEST_F(Completion, OffersCommandsAndOptions)
 {
-    EXPECT_EQ(candidates("vornctl s"), "show|set|startup|");
+    EXPECT_EQ(candidates("vornctl s"), "show|set|startup|status|");
     EXPECT_EQ(candidates("vornctl --js"), "--json|");
     EXPECT_EQ(candidates("vornctl set --w"), "--where|");
 }
