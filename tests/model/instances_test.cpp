@@ -405,6 +405,8 @@ TEST_F(TypeFunctions, SurviveNullArguments)
     vorn_instances_group_named_remove_all(nullptr);
     vorn_instances_unique_named_delete_all(nullptr);
     EXPECT_EQ(vorn_instances_anonymous_copy(nullptr, nullptr), 1);
+    EXPECT_EQ(vorn_instances_unique_named_copy(store->classes.get("Route"), nullptr), 1);
+    EXPECT_EQ(vorn_instances_unique_named_copy(nullptr, store->classes.get("Route")), 1);
     vorn_instances_singleton_init_iterator(nullptr);
     vorn_instances_unique_named_init_group_iterator(nullptr, "x");
     EXPECT_EQ(vorn_instances_group_named_iterator_next(nullptr), nullptr);

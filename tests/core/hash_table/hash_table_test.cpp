@@ -76,6 +76,19 @@ TEST_F(HashTables, TellKeysOfTheSameHashApart)
     EXPECT_EQ(get("ef"), nullptr);
 }
 
+TEST_F(HashTables, HaveNothingLeftOnceAnotherHasTakenAllOver)
+{
+    make(4);
+    insert("a", 1);
+    ght_table *target = ght_create(4);
+
+    ght_append_all(target, table);
+
+    EXPECT_EQ(ght_size(table), 0u);
+    EXPECT_EQ(ght_size(target), 1u);
+    ght_finalize(target);
+}
+
 TEST_F(HashTables, DoNotLookAtTheBytesOfAnEmptyKey)
 {
     make(1);
