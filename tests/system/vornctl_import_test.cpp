@@ -130,7 +130,7 @@ TEST_F(Imports, ThatMergeChangeOnlyThePropertiesInTheFile)
     EXPECT_EQ(vornctl("import --merge /tmp/one.xml"), "[0]\n");
 
     EXPECT_EQ(vornctl("show Program p arguments key respawn"),
-              "Program p\n  arguments  x\n  key        open123\n  respawn    on\n[0]\n");
+              "Program p\n  arguments  x\n  key        ********\n  respawn    on\n[0]\n");
     EXPECT_EQ(vornctl("show Route"), "to\na\nb\n[0]\n");
     EXPECT_EQ(vornctl("show Address lan ip -q"), "1.2\n[0]\n");
     EXPECT_EQ(vornctl("import --merge --dry-run /tmp/one.xml"), "[0]\n");
