@@ -136,6 +136,7 @@ TEST_P(LeftOutLater, AfterThreeDeathsInARow)
     for (int i = 0; i < 3; i++) {
         make_deadly("nothing");
         boot();
+        ASSERT_TRUE(console_shows("deadly: everything is registered\n"));
         cause(GetParam());
         ASSERT_EQ(exit_status(), -SIGSEGV);
     }

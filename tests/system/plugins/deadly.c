@@ -145,6 +145,7 @@ static void loop_runs(void *eloop_data, void *user_data)
     if (pipe >= 0) eloop_register_read_sock(pipe, receive, NULL, NULL);
     eloop_register_signal(SIGUSR2, strike, NULL);
     start();
+    vorn_debug_printf("deadly: everything is registered\n");
 }
 
 void vorn_plugin_init(void)
