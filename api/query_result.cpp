@@ -98,7 +98,7 @@ void Answer::add_effect(const char *weight, const char *sentence)
 {
     const Readable readable(sentence);
     if (readable.failed()) writer_.fail();
-    writer_.add_text("effect", readable.get(), {{"weight", weight}});
+    writer_.add_text_with("effect", readable.get(), {{"weight", weight}});
 }
 
 void Answer::add_property(const char *property, const char *value)

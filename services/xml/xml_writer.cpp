@@ -98,10 +98,14 @@ void XmlWriter::begin_child()
     if (depth_ > 0) begin_line();
 }
 
-void XmlWriter::begin_tag(const char *name, std::initializer_list<XmlAttribute> attributes)
+void XmlWriter::begin_tag(const char *name)
 {
     text_.append("<", 1);
     text_.append(name);
+}
+
+void XmlWriter::add_attributes(std::initializer_list<XmlAttribute> attributes)
+{
     for (const XmlAttribute &each : attributes) {
         if (!each.value) continue;
         text_.append(" ", 1);
@@ -112,17 +116,41 @@ void XmlWriter::begin_tag(const char *name, std::initializer_list<XmlAttribute> 
     }
 }
 
+void XmlWriter::has_opened()
+{
+    depth_++;
+    just_opened_ = true;
+}
+
+/* Of large answers nearly every element is one of these: no list of attributes is made for it. */
+void XmlWriter::open(const char *name, const char *instance_name)
+{
+    const std::size_t length = instance_name ? plain_length(instance_name) : 0;
+    if (instance_name && length == 0) {
+        open_with(name, {{"name", instance_name}});
+        return;
+    }
+    begin_child();
+    begin_tag(name);
+    if (instance_name) {
+        text_.append(" name=\"", 7);
+        text_.append(instance_name, length);
+        text_.append("\"", 1);
+    }
+    has_opened();
+}
+
 void XmlWriter::open_with(const char *name, std::initializer_list<XmlAttribute> attributes)
 {
     constexpr std::size_t end_of_empty_tag = 2;
     begin_child();
     if (are_plain(attributes)) {
-        begin_tag(name, attributes);
+        begin_tag(name);
+        add_attributes(attributes);
     } else {
         add_by_libxml2(name, nullptr, attributes, end_of_empty_tag);
     }
-    depth_++;
-    just_opened_ = true;
+    has_opened();
 }
 
 void XmlWriter::close(const char *name)
@@ -139,16 +167,9 @@ void XmlWriter::close(const char *name)
     just_opened_ = false;
 }
 
-void XmlWriter::add_text(const char *name, const char *text,
-                         std::initializer_list<XmlAttribute> attributes)
+/* The rest of an element that has begun. */
+void XmlWriter::add_plain_text(const char *name, const char *text, std::size_t length)
 {
-    begin_child();
-    const std::size_t length = text ? plain_length(text) : 0;
-    if ((text && length == 0) || !are_plain(attributes)) {
-        add_by_libxml2(name, text, attributes, 0);
-        return;
-    }
-    begin_tag(name, attributes);
     if (!text) {
         text_.append("/>", 2);
         return;
@@ -158,6 +179,32 @@ void XmlWriter::add_text(const char *name, const char *text,
     text_.append("</", 2);
     text_.append(name);
     text_.append(">", 1);
+}
+
+void XmlWriter::add_text(const char *name, const char *text)
+{
+    const std::size_t length = text ? plain_length(text) : 0;
+    begin_child();
+    if (text && length == 0) {
+        add_by_libxml2(name, text, {}, 0);
+        return;
+    }
+    begin_tag(name);
+    add_plain_text(name, text, length);
+}
+
+void XmlWriter::add_text_with(const char *name, const char *text,
+                              std::initializer_list<XmlAttribute> attributes)
+{
+    const std::size_t length = text ? plain_length(text) : 0;
+    begin_child();
+    if ((text && length == 0) || !are_plain(attributes)) {
+        add_by_libxml2(name, text, attributes, 0);
+        return;
+    }
+    begin_tag(name);
+    add_attributes(attributes);
+    add_plain_text(name, text, length);
 }
 
 void XmlWriter::add_by_libxml2(const char *name, const char *text,

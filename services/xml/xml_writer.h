@@ -27,15 +27,13 @@ public:
                        std::size_t longest = TextBuffer::unbounded);
 
     /* An element that holds others, with the attribute "name" unless that is null. */
-    void open(const char *name, const char *instance_name = nullptr)
-    {
-        open_with(name, {{"name", instance_name}});
-    }
+    void open(const char *name, const char *instance_name = nullptr);
     void open_with(const char *name, std::initializer_list<XmlAttribute> attributes);
     void close(const char *name);
     /* An element that holds a text; null and the empty text as libxml2 has them. */
-    void add_text(const char *name, const char *text,
-                  std::initializer_list<XmlAttribute> attributes = {});
+    void add_text(const char *name, const char *text);
+    void add_text_with(const char *name, const char *text,
+                       std::initializer_list<XmlAttribute> attributes);
 
     void fail() { text_.fail(); }
     bool failed() const { return text_.failed(); }
@@ -46,7 +44,10 @@ public:
 private:
     void begin_line();
     void begin_child();
-    void begin_tag(const char *name, std::initializer_list<XmlAttribute> attributes);
+    void begin_tag(const char *name);
+    void add_attributes(std::initializer_list<XmlAttribute> attributes);
+    void add_plain_text(const char *name, const char *text, std::size_t length);
+    void has_opened();
     void add_by_libxml2(const char *name, const char *text,
                         std::initializer_list<XmlAttribute> attributes, std::size_t left_out);
 

@@ -57,8 +57,8 @@ TEST(XmlWriters, WriteAttributesAsTheyAreGiven)
     XmlWriter writer;
 
     writer.open_with("a", {{"b", "1"}, {"c", nullptr}, {"d", "2"}});
-    writer.add_text("e", "one", {{"f", "3"}});
-    writer.add_text("e", nullptr, {{"f", "<"}, {"g", nullptr}, {"h", "\""}});
+    writer.add_text_with("e", "one", {{"f", "3"}});
+    writer.add_text_with("e", nullptr, {{"f", "<"}, {"g", nullptr}, {"h", "\""}});
     writer.open_with("i", {{"b", "1"}, {"d", "&"}});
     writer.close("i");
     writer.close("a");
