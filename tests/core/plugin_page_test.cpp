@@ -23,6 +23,7 @@ using namespace vorn;
 
 namespace fs = std::filesystem;
 
+/* Attack. */
 class PluginPages : public testing::Test {
 protected:
     PluginPages()
@@ -199,7 +200,6 @@ TEST_F(PluginPages, BlameNobodyForAnOrderlyEnd)
     EXPECT_EQ(deaths(), 0u);
 }
 
-/* Attack. */
 TEST_F(PluginPages, BelieveNothingOfAForeignFile)
 {
     for (const std::string &text :
@@ -213,7 +213,6 @@ TEST_F(PluginPages, BelieveNothingOfAForeignFile)
     }
 }
 
-/* Attack. */
 TEST_F(PluginPages, BelieveNoPlaceThatIsTorn)
 {
     die_in(Callback::init);
@@ -228,7 +227,6 @@ TEST_F(PluginPages, BelieveNoPlaceThatIsTorn)
     }
 }
 
-/* Attack. */
 TEST_F(PluginPages, LeaveWhatALinkLeadsToAlone)
 {
     put("other", "somebody's");
@@ -247,7 +245,6 @@ TEST_F(PluginPages, LeaveWhatALinkLeadsToAlone)
     }
 }
 
-/* Attack. */
 TEST_F(PluginPages, TakeNoFileThatOthersMayWrite)
 {
     die_in(Callback::init);

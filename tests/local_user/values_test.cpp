@@ -137,7 +137,7 @@ TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
 
     EXPECT_THAT(lsql("<lsql><select><radio/></select></lsql>"), HasSubstr("../owned"));
     EXPECT_EQ(traces(), "");
-    EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
+    EXPECT_EQ(shell("ls /etc/config"), "config.xml\nhistory\n");
 }
 
 } // namespace
