@@ -68,6 +68,14 @@ static void note_holder(void)
              vorn_query_origin);
 }
 
+/* It goes into one line of the log, in which it must not look like another. */
+static void make_it_one_line(char *text)
+{
+    for (; *text != '\0'; text++) {
+        if ((unsigned char)*text < ' ' || *text == 0x7f) *text = '?';
+    }
+}
+
 void pending_begin(int seconds)
 {
     free(document);
@@ -75,6 +83,7 @@ void pending_begin(int seconds)
     prepared = NULL;
     is_pending = 1;
     note_holder();
+    make_it_one_line(holder);
     began = now();
     pending_prolong(seconds);
 }

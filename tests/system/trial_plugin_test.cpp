@@ -243,6 +243,17 @@ TEST_F(Trials, HaveNothingToEndWhenThereIsNone)
         EXPECT_THAT(word(what, "x"), HasSubstr("nothing is on trial."));
 }
 
+TEST_F(Trials, AreHeldByNobodyWhoWritesLinesIntoTheLog)
+{
+    boot();
+
+    lsql(transaction(channel("a", "11") + trial("<seconds>60</seconds>"),
+                     " origin=\"x&#10;vorn: forged\""));
+
+    EXPECT_THAT(told("holder"), HasSubstr(" for \"x?vorn: forged"));
+    EXPECT_THAT(console(), Not(HasSubstr("\nvorn: forged")));
+}
+
 TEST_F(Trials, LastFromFiveSecondsToADay)
 {
     boot();
