@@ -12,11 +12,11 @@ musl=/usr/include/${machine%-gnu}-musl
 version=$(g++ -dumpversion)
 [ -e "$musl/stdio.h" ] || { echo "musl-dev is missing"; exit 1; }
 
-# The kernel's and libxml2's headers, without those of the GNU C library beside them.
+# The kernel's, libxml2's and zlib's headers, without those of the GNU C library beside them.
 rm -rf "$work"
 mkdir -p "$work"
 ln -s /usr/include/{linux,asm-generic,unicode} "/usr/include/$machine/asm" \
-    /usr/include/libxml2/libxml "$work"
+    /usr/include/libxml2/libxml /usr/include/{zlib,zconf}.h "$work"
 
 common=(-fsyntax-only -D_GNU_SOURCE -DVORN_VERSION='"0"' -Wall -Wextra -Werror -nostdinc
     -isystem "$musl" -isystem "$(gcc -print-file-name=include)" -isystem "$work"
