@@ -146,7 +146,7 @@ static void stay_up(void *eloop_data, void *user_data)
 
 static void keep(struct generation *generation)
 {
-    char digest[generation_digest_room];
+    static char digest[generation_digest_room]; /* the generation refers to it */
     const unsigned long last = newest();
     read_files(generation);
     generation_digest(generation, digest);
