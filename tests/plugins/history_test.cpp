@@ -85,6 +85,7 @@ protected:
     Generations() { fs::create_directory(folder); }
     ~Generations() override { fs::remove_all(folder); }
 
+    /* It refers to the document. */
     static generation make(unsigned long number, const std::string &document)
     {
         generation made = {};
@@ -137,7 +138,8 @@ protected:
 
 TEST_F(Generations, SayWhatWasSaidOfThem)
 {
-    generation made = make(12, "<config/>");
+    const std::string document = "<config/>";
+    generation made = make(12, document);
     made.comment = "two\nlines \\ \"quoted\" \x1b[1m und \xc3\xb6";
     made.file_count = 2;
     made.files[0] = {"/etc/config/keys", "a\0b\n", 4};
