@@ -18,8 +18,8 @@
 #include <sys/stat.h>
 
 /* Set by the linker: where the program's own code begins and ends. */
-extern "C" const char __executable_start;
-extern "C" const char etext;
+extern "C" __attribute__((visibility("hidden"))) const char __executable_start;
+extern "C" __attribute__((visibility("hidden"))) const char etext;
 
 namespace vorn {
 
