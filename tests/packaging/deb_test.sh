@@ -129,5 +129,5 @@ inside dpkg --purge vorn-client libvorn-client0 vorn-plugins vorn >"$scratch/log
     { cat "$scratch/log"; fail 'dpkg --purge'; }
 find "$root" -xdev \( -type f -o -type l -o -type d \) | sort >"$scratch/after"
 left=$(comm -13 "$scratch/before" "$scratch/after" | sed "s|^$root||" |
-    grep -vE '^/(var/(lib/dpkg|log|cache)/|etc/\.pwd)' || true)
+    grep -vE '^/(var/(lib/dpkg|log|cache)/|etc/\.pwd|etc/config/history(/|$))' || true)
 [ "$left" = "$(printf '/etc/config\n/etc/config/config.xml\n/etc/vorn-plugins')" ] || fail "left behind: $left"
