@@ -15,6 +15,9 @@
 #include "core/put_off.h"
 #include "services/argument_vector.h"
 #include "services/command.h"
+#include "services/monotonic_clock.h"
+#include "services/process_number.h"
+#include "services/service_endings.h"
 #include "services/service_state.h"
 #include "vorn/debug.h"
 
@@ -45,7 +48,6 @@ constexpr int stopped_or_signalled = 1;
 constexpr int time_limit_passed = -1;
 constexpr int termination_limit_us = 5000000;
 constexpr int kill_limit_us = 1000000;
-constexpr std::int64_t microseconds_per_second = 1000000;
 constexpr pid_t no_process = -1;
 constexpr int unknown_status = -1;
 
@@ -68,71 +70,6 @@ vorn_service *require_service(const char *name)
     return service.release();
 }
 
-/* Also of a zombie: its number is kept for it until it is reaped. */
-bool is_our_child(pid_t pid)
-{
-    siginfo_t unused;
-    return waitid(P_PID, static_cast<id_t>(pid), &unused, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
-
-/* The kernel's status line of a process, cut to the room. Takes no memory: a service must not seem
-   to have ended because there is none. */
-template <std::size_t room>
-bool read_status(pid_t pid, char (&line)[room])
-{
-    const Line<32> path("/proc/%d/stat", static_cast<int>(pid));
-    const Fd status = open_regular(path.get(), O_RDONLY);
-    const ssize_t length = status ? read(status.get(), line, room - 1) : -1;
-    line[std::max<ssize_t>(length, 0)] = '\0';
-    return length >= 0;
-}
-
-/* The letter after the second blank; NUL when there is no line. */
-char process_state(pid_t pid)
-{
-    char line[512];
-    if (!read_status(pid, line)) return '\0';
-    const char *blank = std::strchr(line, ' ');
-    if (blank) blank = std::strchr(blank + 1, ' ');
-    return blank ? blank[1] : '\0';
-}
-
-/* Of a status line: the name of the program before it may have blanks and brackets of its own. */
-const char *after_the_name(const char *line)
-{
-    const char *end = std::strrchr(line, ')');
-    return end && end[1] == ' ' ? end + 2 : "";
-}
-
-/* When a process began, by the kernel's count, as its status line has it; 0 when it has not. */
-unsigned long long birth_in(const char *line)
-{
-    constexpr int fields_before = 19; /* from its state on */
-    const char *at = after_the_name(line);
-    for (int i = 0; at && i < fields_before; i++)
-        at = std::strchr(at + 1, ' ');
-    return at ? std::strtoull(at, nullptr, 10) : 0;
-}
-
-unsigned long long birth_of(pid_t pid)
-{
-    char line[512];
-    return read_status(pid, line) ? birth_in(line) : 0;
-}
-
-/*
- * A process that is no child may have ended, and its number have gone to another, which was born
- * later. Where there is no status line to read, the number is all that is known.
- */
-bool is_the_one_born(pid_t pid, unsigned long long birth)
-{
-    char line[512];
-    if (kill(pid, 0) != 0) return false;
-    if (!read_status(pid, line)) return true;
-    const unsigned long long found = birth_in(line);
-    return *after_the_name(line) != 'Z' && (birth == 0 || found == 0 || found == birth);
-}
-
 /*
  * A number is good for as long as its process is not reaped, by whomever; then it may be anybody's.
  * A failed fork leaves -1, which kill would take for every process there is; it names none. 0,
@@ -151,13 +88,6 @@ void note_end(vorn_service &service, int status)
 {
     service.status = status;
     service.reaped = true;
-}
-
-std::int64_t now_us()
-{
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * microseconds_per_second + now.tv_nsec / 1000;
 }
 
 /*
@@ -275,34 +205,6 @@ const char *word_for(ServiceState state)
         return "stopping";
     }
     return "";
-}
-
-/* When a service ended by itself, the last three times: one that keeps ending can be told so. */
-struct Endings {
-    char name[64];
-    std::int64_t times_us[3]; /* the oldest first; 0 for none */
-};
-constinit Endings endings[16] = {};
-
-/* Its own place, or that of the one which has not ended for longest. */
-Endings &endings_of(const char *name)
-{
-    Endings *oldest = endings;
-    for (Endings &each : endings) {
-        if (std::strncmp(each.name, name, sizeof each.name - 1) == 0) return each;
-        if (each.times_us[2] < oldest->times_us[2]) oldest = &each;
-    }
-    *oldest = {};
-    std::snprintf(oldest->name, sizeof oldest->name, "%s", name);
-    return *oldest;
-}
-
-void note_ending(const char *name)
-{
-    Endings &ended = endings_of(name);
-    std::rotate(std::begin(ended.times_us), std::begin(ended.times_us) + 1,
-                std::end(ended.times_us));
-    ended.times_us[2] = now_us();
 }
 
 /* The remark on the callback is the wrong way round; people's log filters know it that way. */
@@ -527,16 +429,4 @@ void vorn_service_print(FILE *stream)
         std::fprintf(stream, "%-20s %-10s %5d\n", static_cast<const char *>(name),
                      word_for(service->state), static_cast<int>(service->pid));
     }
-}
-
-const char *vorn_service_get_failing(unsigned int rank)
-{
-    constexpr std::int64_t ten_minutes_us = 600 * microseconds_per_second;
-    const std::int64_t now = now_us();
-    for (const Endings &each : endings) {
-        const std::int64_t third_last = each.times_us[0];
-        if (third_last == 0 || now - third_last > ten_minutes_us) continue;
-        if (rank-- == 0) return each.name;
-    }
-    return nullptr;
 }
