@@ -36,6 +36,12 @@ static int are_same(char *const left[], const char *const right[])
     return *left == NULL && *right == NULL;
 }
 
+static const char *const *files_of(const supervise_plan *plan)
+{
+    static const char *const none[] = {NULL};
+    return plan->files != NULL ? plan->files : none;
+}
+
 static void mix(uint64_t *sum, uint64_t value)
 {
     *sum = (*sum ^ value) * 0x100000001b3U;
@@ -59,7 +65,7 @@ uint64_t supervise_look_at_files(const struct run_with *it)
 int supervise_is_run_with(const struct run_with *it, const supervise_plan *plan)
 {
     return it->arguments != NULL && are_same(it->arguments, plan->arguments) &&
-           are_same(it->files, plan->files) && it->version == plan->version;
+           are_same(it->files, files_of(plan)) && it->version == plan->version;
 }
 
 void supervise_forget_plan(struct run_with *it)
@@ -73,7 +79,7 @@ void supervise_forget_plan(struct run_with *it)
 int supervise_take_plan(struct run_with *it, const supervise_plan *plan)
 {
     char **arguments = copy_list(plan->arguments);
-    char **files = copy_list(plan->files);
+    char **files = copy_list(files_of(plan));
     if (arguments == NULL || files == NULL) {
         free_list(arguments);
         free_list(files);

@@ -13,7 +13,7 @@ struct run_with {
     unsigned long version;
 };
 
-/** Whether the plan, which names files, is the one that was taken last. */
+/** Whether the plan is the one that was taken last. */
 int supervise_is_run_with(const struct run_with *it, const supervise_plan *plan);
 
 /** Answers 0, or 1 without memory, after which all is as before. */

@@ -374,22 +374,13 @@ static int has_read_its_files(const supervised *program)
            program->files_read == supervise_look_at_files(&program->run_with);
 }
 
-static supervise_plan with_files(const supervise_plan *plan)
-{
-    static const char *const no_files[] = {NULL};
-    supervise_plan whole = *plan;
-    if (whole.files == NULL) whole.files = no_files;
-    return whole;
-}
-
 enum supervise_deed supervise_foresee(const supervised *program, const supervise_plan *plan,
                                       int has_new_files)
 {
     if (plan == NULL) return program->phase == up ? SUPERVISE_ENDS : SUPERVISE_LEAVES;
-    const supervise_plan whole = with_files(plan);
     const int has_read_them =
         has_read_its_files(program) && !(has_new_files && program->phase == up);
-    const int is_as_planned = supervise_is_run_with(&program->run_with, &whole) && has_read_them;
+    const int is_as_planned = supervise_is_run_with(&program->run_with, plan) && has_read_them;
     if (is_as_planned && program->phase != pausing) return SUPERVISE_LEAVES;
     return program->phase == up ? SUPERVISE_RESTARTS : SUPERVISE_STARTS;
 }
@@ -401,9 +392,8 @@ enum supervise_deed supervise_foresee_try(const supervised *program)
 
 int supervise_run_plan(supervised *program, const supervise_plan *plan)
 {
-    const supervise_plan whole = with_files(plan);
     if (supervise_foresee(program, plan, 0) == SUPERVISE_LEAVES) return 0;
-    if (supervise_take_plan(&program->run_with, &whole) != 0) return 1;
+    if (supervise_take_plan(&program->run_with, plan) != 0) return 1;
     take_down(program);
     if (program->phase == stopped) start(program);
     return 0;
