@@ -38,6 +38,10 @@ struct radio {
 struct radio *radio_first(void);
 struct radio *radio_find(const char *name);
 
+/** Makes one of which nobody has heard, and keeps it until the process ends. Null without memory.
+ */
+struct radio *radio_new(const char *name);
+
 /* How hostapd is to run, with so many frames. */
 struct radio_running {
     char path[hostapd_path_room];

@@ -29,42 +29,11 @@
 
 static outcomes radio_outcomes = {.class_name = "radio"};
 
-static struct radio *radios;
-
-struct radio *radio_first(void)
-{
-    return radios;
-}
-
 enum { joining_us = 5000000 };
 
 static void name_file(char path[hostapd_path_room], const struct radio *radio)
 {
     hostapd_name_file(path, radio->name);
-}
-
-struct radio *radio_find(const char *name)
-{
-    struct radio *radio = radios;
-    while (radio != NULL && strcmp(radio->name, name) != 0)
-        radio = radio->next;
-    return radio;
-}
-
-static void free_radio(struct radio *radio)
-{
-    free(radio->name);
-    free(radio->service);
-    free(radio);
-}
-
-static char *name_service(const char *name)
-{
-    static const char program[] = "hostapd ";
-    const size_t size = sizeof program + strlen(name);
-    char *service = malloc(size);
-    if (service != NULL) snprintf(service, size, "%s%s", program, name);
-    return service;
 }
 
 static void power_has_failed(const char *reason, void *data);
@@ -79,22 +48,11 @@ static void hostapd_has_ended(void *data)
 
 static struct radio *make(const char *name)
 {
-    struct radio *radio = calloc(1, sizeof *radio);
+    struct radio *radio = radio_new(name);
     if (radio == NULL) return NULL;
-    radio->name = strdup(name);
-    radio->service = name_service(name);
-    if (radio->name != NULL && radio->service != NULL) {
-        radio->program = supervise_new(radio->service);
-    }
-    if (radio->program == NULL) {
-        free_radio(radio);
-        return NULL;
-    }
     supervise_set_failed_fn(radio->program, hostapd_has_ended, radio);
     power_begin(&radio->power, power_has_failed, radio);
     radio->leaving = (brief)BRIEF(link_was_left, radio);
-    radio->next = radios;
-    radios = radio;
     return radio;
 }
 
@@ -335,7 +293,7 @@ static void recall_all(const vorn_instances *configuration)
     if (is_done || vorn_process_no_actions) return;
     is_done = 1;
     hostapd_recall(recall);
-    for (struct radio *radio = radios; radio != NULL; radio = radio->next) {
+    for (struct radio *radio = radio_first(); radio != NULL; radio = radio->next) {
         if (vorn_instances_get(configuration, "radio", radio->name) == NULL) forget_radio(radio);
     }
 }
@@ -364,7 +322,7 @@ int radio_is_spoilt(const struct radio *radio, const vorn_instances *configurati
 
 struct radio *radio_find_lost(const vorn_instances *configuration)
 {
-    struct radio *radio = radios;
+    struct radio *radio = radio_first();
     while (radio != NULL && !is_cut_off(radio, configuration) &&
            !radio_is_spoilt(radio, configuration) &&
            bridges_sum(configuration, radio->name) == radio->bridges) {
@@ -384,7 +342,7 @@ static void put_right(struct radio *radio, const vorn_instances *configuration)
 
 static void try_again(void)
 {
-    for (struct radio *radio = radios; radio != NULL; radio = radio->next)
+    for (struct radio *radio = radio_first(); radio != NULL; radio = radio->next)
         supervise_try_again(radio->program);
 }
 
@@ -430,7 +388,7 @@ static void join_bridges(const vorn_instances *configuration, struct radio *radi
 static void links_changed(void)
 {
     const vorn_instances *configuration = vorn_config_get_running();
-    for (struct radio *radio = radios; radio != NULL; radio = radio->next) {
+    for (struct radio *radio = radio_first(); radio != NULL; radio = radio->next) {
         const vorn_instance *now = vorn_instances_get(configuration, "radio", radio->name);
         if (radio->is_to_leave) leave_link(radio);
         sweep(radio);
@@ -443,7 +401,7 @@ static void links_changed(void)
 /* At once: who takes something away the next moment takes away what was there. */
 static void links_heard(void)
 {
-    for (struct radio *radio = radios; radio != NULL; radio = radio->next)
+    for (struct radio *radio = radio_first(); radio != NULL; radio = radio->next)
         look_at_air(radio, vorn_config_get_running());
 }
 
