@@ -8,6 +8,21 @@
 
 using namespace vorn;
 
+namespace {
+
+template <typename Fn>
+int set_callback(vorn_provider *provider, Fn vorn_provider::*fn_place, Fn fn,
+                 void *vorn_provider::*data_place, void *data)
+{
+    if (absent(provider, "provider")) return failed;
+
+    provider->*fn_place = fn;
+    provider->*data_place = data;
+    return ok;
+}
+
+} // namespace
+
 vorn_provider *vorn_provider_new(const char *name)
 {
     if (absent(name, "name")) return nullptr;
@@ -22,47 +37,32 @@ vorn_provider *vorn_provider_new(const char *name)
 
 int vorn_provider_set_commit_fn(vorn_provider *provider, vorn_commit_fn commit, void *data)
 {
-    if (absent(provider, "provider")) return failed;
-
-    provider->commit_fn = commit;
-    provider->commit_data = data;
-    return ok;
+    return set_callback(provider, &vorn_provider::commit_fn, commit, &vorn_provider::commit_data,
+                        data);
 }
 
 int vorn_provider_set_refresh_fn(vorn_provider *provider, vorn_refresh_fn refresh, void *data)
 {
-    if (absent(provider, "provider")) return failed;
-
-    provider->refresh_fn = refresh;
-    provider->refresh_data = data;
-    return ok;
+    return set_callback(provider, &vorn_provider::refresh_fn, refresh, &vorn_provider::refresh_data,
+                        data);
 }
 
 int vorn_provider_set_check_fn(vorn_provider *provider, vorn_check_fn check, void *data)
 {
-    if (absent(provider, "provider")) return failed;
-
-    provider->check_fn = check;
-    provider->check_data = data;
-    return ok;
+    return set_callback(provider, &vorn_provider::check_fn, check, &vorn_provider::check_data,
+                        data);
 }
 
 int vorn_provider_set_explain_fn(vorn_provider *provider, vorn_explain_fn explain, void *data)
 {
-    if (absent(provider, "provider")) return failed;
-
-    provider->explain_fn = explain;
-    provider->explain_data = data;
-    return ok;
+    return set_callback(provider, &vorn_provider::explain_fn, explain, &vorn_provider::explain_data,
+                        data);
 }
 
 int vorn_provider_set_amend_fn(vorn_provider *provider, vorn_amend_fn amend, void *data)
 {
-    if (absent(provider, "provider")) return failed;
-
-    provider->amend_fn = amend;
-    provider->amend_data = data;
-    return ok;
+    return set_callback(provider, &vorn_provider::amend_fn, amend, &vorn_provider::amend_data,
+                        data);
 }
 
 int vorn_provider_is_valid(const vorn_provider *provider)
