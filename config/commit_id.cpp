@@ -5,6 +5,7 @@
  */
 #include "config/commit_id.h"
 
+#include "config/scattered_digest.h"
 #include "model/class_record.h"
 #include "model/classes_walk.h"
 #include "model/instance_record.h"
@@ -16,29 +17,6 @@
 
 namespace vorn {
 
-namespace {
-
-/* Sums of scattered digests: in whichever order the parts come, the sum is the same. */
-std::uint64_t scattered(std::uint64_t digest)
-{
-    digest = (digest ^ (digest >> 30)) * 0xBF58476D1CE4E5B9;
-    digest = (digest ^ (digest >> 27)) * 0x94D049BB133111EB;
-    return digest ^ (digest >> 31);
-}
-
-/* The final NUL is part of it, so that where one text ends and the next begins counts. */
-std::uint64_t add_text(std::uint64_t digest, const char *text)
-{
-    do {
-        digest = (digest ^ static_cast<unsigned char>(*text)) * 0x100000001B3;
-    } while (*text++);
-    return digest;
-}
-
-constexpr std::uint64_t start = 0xCBF29CE484222325;
-
-} // namespace
-
 std::uint64_t digest_of_instance(const vorn_instance &instance)
 {
     const vorn_class &klass = *instance.klass;
@@ -46,12 +24,12 @@ std::uint64_t digest_of_instance(const vorn_instance &instance)
     for (auto [property, value] : instance.values) {
         const vorn_property *declared = vorn_class_get_property(&klass, property);
         if (!declared || declared->persistence == 0 || *value == '\0') continue;
-        values += scattered(add_text(add_text(start, property), value));
+        values += scattered(add_text(add_text(digest_start, property), value));
     }
     /* A boot makes the singletons that no file holds. */
     if (klass.type == VORN_CLASS_SINGLETON && values == 0) return 0;
     const char *name = instance.name ? instance.name.get() : "";
-    return scattered(add_text(add_text(start, klass.name.get()), name) + values);
+    return scattered(add_text(add_text(digest_start, klass.name.get()), name) + values);
 }
 
 namespace {

@@ -18,6 +18,18 @@ int main(void)
     RECORD(ght_iterator);
     FIELD(ght_iterator, current);
     FIELD(ght_iterator, next);
+    RECORD(struct vorn_migration);
+    FIELD(struct vorn_migration, version);
+    FIELD(struct vorn_migration, kind);
+    FIELD(struct vorn_migration, class_name);
+    FIELD(struct vorn_migration, property);
+    FIELD(struct vorn_migration, to_class);
+    FIELD(struct vorn_migration, to_property);
+    FIELD(struct vorn_migration, names);
+    FIELD(struct vorn_migration, from);
+    FIELD(struct vorn_migration, to);
+    FIELD(struct vorn_migration, split);
+    FIELD(struct vorn_migration, join);
     RECORD(vorn_plugin);
     FIELD(vorn_plugin, name);
     RECORD(vorn_util_txt_table);

@@ -1,0 +1,154 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * What a document says of its versions. It stands in the document itself, so that no second file
+ * can be missing or disagree after a power cut, and where a daemon that knows nothing of it passes
+ * over it.
+ */
+#include "config/schema_declaration.h"
+
+#include "config/schema.h"
+#include "core/base/text_buffer.h"
+#include "vorn/schema.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+namespace vorn {
+
+namespace {
+
+constexpr char blanks[] = " \t\r\n";
+
+void pass_blanks(const char *&at)
+{
+    at += std::strspn(at, blanks);
+}
+
+/* One that no number can tell is greater than all that there are. */
+bool read_number(const char *&at, unsigned int &number)
+{
+    constexpr unsigned int ten = 10;
+    if (*at < '0' || *at > '9') return false;
+    for (number = 0; *at >= '0' && *at <= '9'; at++) {
+        const auto digit = static_cast<unsigned int>(*at - '0');
+        number = number > (UINT_MAX - digit) / ten ? UINT_MAX : number * ten + digit;
+    }
+    return true;
+}
+
+bool take(const char *&at, char expected)
+{
+    if (*at != expected) return false;
+    at++;
+    return true;
+}
+
+} // namespace
+
+bool DeclaredVersion::is_named(const char *other) const
+{
+    return std::strlen(other) == length && std::memcmp(name, other, length) == 0;
+}
+
+bool read_version(const char *&at, DeclaredVersion &found)
+{
+    pass_blanks(at);
+    const char *next = at;
+    found.name = next;
+    found.length = std::strcspn(next, "=\"' \t\r\n");
+    next += found.length;
+    if (found.length == 0 || !take(next, '=')) return false;
+    const char quote = *next;
+    if ((quote != '"' && quote != '\'') || !take(next, quote)) return false;
+    if (!read_number(next, found.version) || !take(next, quote)) return false;
+    at = next;
+    return true;
+}
+
+bool is_read_to_its_end(const char *at)
+{
+    return at[std::strspn(at, blanks)] == '\0';
+}
+
+unsigned int version_in(const char *versions, const char *name)
+{
+    DeclaredVersion found = {};
+    for (const char *at = versions; at && read_version(at, found);) {
+        if (found.is_named(name)) return found.version;
+    }
+    return 0;
+}
+
+namespace {
+
+/* What is left of a document that is read from its beginning. */
+struct Rest {
+    const char *at;
+    const char *end;
+
+    bool begins_with(const char *text) const
+    {
+        const std::size_t length = std::strlen(text);
+        return static_cast<std::size_t>(end - at) >= length && std::memcmp(at, text, length) == 0;
+    }
+    bool pass_behind(const char *text)
+    {
+        at = std::search(at, end, text, text + std::strlen(text));
+        if (at == end) return false;
+        at += std::strlen(text);
+        return true;
+    }
+    void pass_blanks()
+    {
+        while (at < end && *at && std::strchr(blanks, *at))
+            at++;
+    }
+};
+
+/* Where the instruction's data lies before the root; false when there is none. */
+bool find_instruction(Rest &rest, Rest &data)
+{
+    constexpr char mark[] = "\xEF\xBB\xBF";
+    if (rest.begins_with(mark)) rest.at += sizeof mark - 1;
+    for (rest.pass_blanks(); rest.begins_with("<?") || rest.begins_with("<!--");
+         rest.pass_blanks()) {
+        const bool is_comment = rest.begins_with("<!--");
+        data = {rest.at + 2, rest.end};
+        if (!rest.pass_behind(is_comment ? "-->" : "?>")) return false;
+        data.end = rest.at - 2;
+        if (is_comment || !data.begins_with(schema_instruction)) continue;
+        data.at += sizeof schema_instruction - 1;
+        if (data.at == data.end || std::strchr(blanks, *data.at)) return true;
+    }
+    return false;
+}
+
+int compare_versions(const char *versions)
+{
+    int result = VORN_SCHEMA_SAME;
+    for (const PluginSchema *each = first_schema; each; each = each->next) {
+        const unsigned int version = version_in(versions, each->name.get());
+        if (version > each->version) return VORN_SCHEMA_NEWER;
+        if (version < each->version) result = VORN_SCHEMA_OLDER;
+    }
+    return result;
+}
+
+} // namespace
+
+} // namespace vorn
+
+using namespace vorn;
+
+int vorn_schema_compare(const char *document, size_t size)
+{
+    if (!document) return VORN_SCHEMA_SAME;
+    Rest rest = {document, document + size};
+    Rest data = {};
+    if (!find_instruction(rest, data)) return compare_versions(nullptr);
+    TextBuffer copy;
+    copy.append(data.at, static_cast<std::size_t>(data.end - data.at));
+    const Text versions = copy.take();
+    return versions ? compare_versions(versions.get()) : VORN_SCHEMA_SAME;
+}
