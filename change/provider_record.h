@@ -19,4 +19,5 @@ struct vorn_provider : vorn::Record {
     void *explain_data = nullptr;
     vorn_amend_fn amend_fn = nullptr;
     void *amend_data = nullptr;
+    vorn_provider *next = nullptr; /* in the order, once there is one */
 };

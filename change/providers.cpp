@@ -34,14 +34,24 @@ bool closed()
 }
 
 /* The order names strangers too, which were only mentioned in a constraint. */
+void link_in_order(ProviderRegistry &registry)
+{
+    vorn_provider **next = &registry.first;
+    for (const char *name : registry.ordered) {
+        vorn_provider *provider = registry.registered.get(name);
+        if (!provider) continue;
+        *next = provider;
+        next = &provider->next;
+    }
+    *next = nullptr;
+}
+
 template <typename Visitor>
 void for_each_registered(Visitor visit_provider)
 {
     if (!provider_registry) return;
-    for (const char *name : provider_registry->ordered) {
-        vorn_provider *provider = provider_registry->registered.get(name);
-        if (provider) visit_provider(*provider);
-    }
+    for (vorn_provider *each = provider_registry->first; each; each = each->next)
+        visit_provider(*each);
 }
 
 void log_commit(const vorn_instances *after, const vorn_changes *changes)
@@ -155,7 +165,9 @@ int vorn_providers_done_adding(void)
 {
     if (!provider_registry) return failed;
     if (provider_registry->ordered) return ok;
-    if (!order_nodes(provider_registry->nodes, provider_registry->ordered)) return failed;
+    const bool is_ordered = order_nodes(provider_registry->nodes, provider_registry->ordered);
+    link_in_order(*provider_registry);
+    if (!is_ordered) return failed;
 
     discard_nodes(provider_registry->nodes);
     return ok;

@@ -16,6 +16,7 @@ struct ProviderRegistry : Record {
     Table<vorn_provider> registered; /* owned until the process ends */
     ProviderNodes nodes;
     NameSet ordered; /* every name that was registered or mentioned, first to run first */
+    vorn_provider *first = nullptr; /* of those that are registered, linked in that order */
 };
 
 /* Null until vorn_providers_init. */
