@@ -90,6 +90,13 @@ bool may_be_written(vorn_instance &instance)
     return !home || home->ask(StoreEvent::write, instance);
 }
 
+void call(const InstanceListener &listener, vorn_instance &instance, const char *property)
+{
+    const InPlugin watched =
+        InPlugin::by_code(reinterpret_cast<const void *>(listener.call), Callback::listener);
+    listener.call(&instance, property, listener.data);
+}
+
 const vorn_property *first_missing(const vorn_instance &instance, const vorn_class &klass)
 {
     for (auto [name, property] : klass.properties) {
@@ -217,7 +224,8 @@ Outcome set_value(vorn_instance &instance, const char *property, const char *val
     if (!may_be_written(instance)) return Outcome::out_of_memory;
     if (!store_value(instance, *declared, value)) return Outcome::out_of_memory;
 
-    tell_of_value(instance, property);
+    const InstanceListener listener = listener_of(instance);
+    if (listener.call) call(listener, instance, property);
     return Outcome::done;
 }
 
@@ -231,10 +239,7 @@ bool exchange_values(vorn_instance &instance, const Values &values)
 void tell_of_value(vorn_instance &instance, const char *property)
 {
     const InstanceListener listener = listener_of(instance);
-    if (!listener.call) return;
-    const InPlugin watched =
-        InPlugin::by_code(reinterpret_cast<const void *>(listener.call), Callback::listener);
-    listener.call(&instance, property, listener.data);
+    if (listener.call) call(listener, instance, property);
 }
 
 } // namespace vorn

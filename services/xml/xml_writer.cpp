@@ -91,7 +91,7 @@ void XmlWriter::begin_line()
         text_.append(step, sizeof step - 1);
 }
 
-void XmlWriter::begin_child()
+inline void XmlWriter::begin_child()
 {
     if (just_opened_) text_.append(">", 1);
     just_opened_ = false;
@@ -168,7 +168,7 @@ void XmlWriter::close(const char *name)
 }
 
 /* The rest of an element that has begun. */
-void XmlWriter::add_plain_text(const char *name, const char *text, std::size_t length)
+inline void XmlWriter::add_plain_text(const char *name, const char *text, std::size_t length)
 {
     if (!text) {
         text_.append("/>", 2);
@@ -183,8 +183,8 @@ void XmlWriter::add_plain_text(const char *name, const char *text, std::size_t l
 
 void XmlWriter::add_text(const char *name, const char *text)
 {
-    const std::size_t length = text ? plain_length(text) : 0;
     begin_child();
+    const std::size_t length = text ? plain_length(text) : 0;
     if (text && length == 0) {
         add_by_libxml2(name, text, {}, 0);
         return;
@@ -196,8 +196,8 @@ void XmlWriter::add_text(const char *name, const char *text)
 void XmlWriter::add_text_with(const char *name, const char *text,
                               std::initializer_list<XmlAttribute> attributes)
 {
-    const std::size_t length = text ? plain_length(text) : 0;
     begin_child();
+    const std::size_t length = text ? plain_length(text) : 0;
     if ((text && length == 0) || !are_plain(attributes)) {
         add_by_libxml2(name, text, attributes, 0);
         return;

@@ -43,10 +43,10 @@ public:
 
 private:
     void begin_line();
-    void begin_child();
+    inline void begin_child();
     void begin_tag(const char *name);
     void add_attributes(std::initializer_list<XmlAttribute> attributes);
-    void add_plain_text(const char *name, const char *text, std::size_t length);
+    inline void add_plain_text(const char *name, const char *text, std::size_t length);
     void has_opened();
     void add_by_libxml2(const char *name, const char *text,
                         std::initializer_list<XmlAttribute> attributes, std::size_t left_out);
