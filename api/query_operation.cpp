@@ -116,7 +116,7 @@ vorn_instance *instance_to_change(QueryOperation &operation, const Walk &walk)
 
 bool is_meant(const QueryOperation &operation, const vorn_instance *instance)
 {
-    return operation.condition.is_true_of(instance, operation.request.passive);
+    return operation.condition.is_true_of(instance);
 }
 
 /* What could not be selected would be read as it was at some earlier time. */

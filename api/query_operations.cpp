@@ -125,7 +125,7 @@ xmlNode *evaluate_operation(QueryRequest &request, xmlNode *element, Answer &ans
         .property_elements = is_element(first_class) ? first_class->children : nullptr,
         .must_match = vorn_util_xmlGetProp(element, "must-match"),
     };
-    if (!operation.condition.read(where)) {
+    if (!operation.condition.read(where, !request.passive)) {
         request.out_of_memory = true; /* without its condition it would mean every instance */
         return nullptr;
     }

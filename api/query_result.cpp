@@ -67,7 +67,6 @@ void Answer::end_dataset()
 
 void Answer::begin_instance(const char *class_name, const vorn_instance &instance)
 {
-    if (explains()) return;
     const Readable name(vorn_instance_get_name(&instance));
     if (name.failed()) writer_.fail();
     writer_.open(class_name, name.get());
@@ -75,7 +74,7 @@ void Answer::begin_instance(const char *class_name, const vorn_instance &instanc
 
 void Answer::end_instance(const char *class_name)
 {
-    if (!explains()) writer_.close(class_name);
+    writer_.close(class_name);
 }
 
 void Answer::begin(const char *name, const char *attribute, const char *value)
@@ -103,7 +102,7 @@ void Answer::add_effect(const char *weight, const char *sentence)
 
 void Answer::add_property(const char *property, const char *value)
 {
-    if (!explains()) add_text(property, value);
+    add_text(property, value);
 }
 
 void Answer::add_text(const char *name, const char *text)

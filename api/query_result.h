@@ -22,7 +22,7 @@ public:
 
     explicit Answer(std::size_t longest = TextBuffer::unbounded, Form form = Form::result);
 
-    /* What a select found is written between these two. */
+    /* What a select found is written between these two, and not at all in an explanation. */
     void begin_dataset();
     void end_dataset();
     void begin_instance(const char *class_name, const vorn_instance &instance);

@@ -46,9 +46,10 @@ void add_all_properties(const QueryOperation &operation, const vorn_instance &in
 {
     if (klass.superclass) add_all_properties(operation, instance, *klass.superclass);
     const bool hides = has_secrets && !operation.request.passive;
+    Answer &answer = operation.answer;
     for (auto [name, property] : klass.properties) {
         const char *value = vorn_instance_get_value(&instance, name);
-        operation.answer.add_property(name, hides ? shown_value(*property, value) : value);
+        answer.add_property(name, hides ? shown_value(*property, value) : value);
     }
 }
 
@@ -70,6 +71,7 @@ bool has_valid_properties(const QueryOperation &operation)
 void select_instance(QueryOperation &operation, const vorn_instance *instance)
 {
     operation.counter++;
+    if (operation.request.is_rehearsal) return;
     operation.answer.begin_instance(operation.class_name, *instance);
     if (!operation.properties) {
         add_requested_properties(operation, *instance);

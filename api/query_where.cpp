@@ -40,15 +40,13 @@ struct Condition::Step {
     const char *name;
     const char *text;
     std::uint32_t length; /* in steps, with all operands */
+    bool hides_secrets;
 
     const Step *first() const { return this + 1; }
     const Step *after() const { return this + length; }
 };
 
 namespace {
-
-/* A client that could compare a secret would soon know it; a plugin knows its own. */
-constinit bool sees_secrets = false;
 
 const char *evaluate(const vorn_instance *instance, const Step *step);
 
@@ -62,11 +60,16 @@ const char *eval_value(const vorn_instance *, const Step *step)
     return step->text;
 }
 
+const char *shown_property(const vorn_instance &instance, const char *property)
+{
+    return shown_value(*instance.klass, property, vorn_instance_get_value(&instance, property));
+}
+
 const char *eval_property(const vorn_instance *instance, const Step *step)
 {
     if (!step->text) return nullptr;
-    const char *value = vorn_instance_get_value(instance, step->text);
-    return sees_secrets ? value : shown_value(*instance->klass, step->text, value);
+    if (step->hides_secrets) return shown_property(*instance, step->text);
+    return vorn_instance_get_value(instance, step->text);
 }
 
 const char *eval_metadata(const vorn_instance *instance, const Step *step)
@@ -161,17 +164,18 @@ std::uint32_t count_steps(const xmlNode *node)
     return count;
 }
 
-Step *write_steps(const xmlNode *node, Step *step)
+Step *write_steps(const xmlNode *node, Step *step, bool hides_secrets)
 {
     const Expression *kind = find_expression(node);
     Step *next = step + 1;
     for (const xmlNode *each = first_operand(node, kind); each; each = next_operand(each, kind))
-        next = write_steps(each, next);
+        next = write_steps(each, next, hides_secrets);
     *step = {
         .kind = kind,
         .name = shown(plain(node->name)),
         .text = kind && kind->operands == Operands::none ? text_in(node) : nullptr,
         .length = static_cast<std::uint32_t>(next - step),
+        .hides_secrets = hides_secrets,
     };
     return next;
 }
@@ -187,13 +191,13 @@ std::uint64_t effort_of(const Step &step)
 
 } // namespace
 
-bool Condition::read(const xmlNode *expression)
+bool Condition::read(const xmlNode *expression, bool hides_secrets)
 {
     if (!expression) return true;
     size_ = count_steps(expression);
     steps_.reset(static_cast<Step *>(noted(std::malloc(size_ * sizeof(Step)))));
     if (!steps_) return false;
-    write_steps(expression, steps_.get());
+    write_steps(expression, steps_.get(), hides_secrets && has_secrets);
     return true;
 }
 
@@ -205,11 +209,9 @@ std::uint64_t Condition::effort() const
     return effort;
 }
 
-bool Condition::is_true_of(const vorn_instance *instance, bool passive) const
+bool Condition::is_true_of(const vorn_instance *instance) const
 {
-    if (!steps_) return true;
-    sees_secrets = passive;
-    return evaluate(instance, steps_.get()) != nullptr;
+    return !steps_ || evaluate(instance, steps_.get());
 }
 
 bool Condition::collect_properties(vorn_refresh_info *info, const char *class_name,

@@ -20,14 +20,17 @@ class Condition {
 public:
     struct Step;
 
-    /* False when memory is gone. */
-    bool read(const xmlNode *expression);
+    /*
+     * False when memory is gone. From a client secrets are hidden: who could compare one would soon
+     * know it.
+     */
+    bool read(const xmlNode *expression, bool hides_secrets);
 
     explicit operator bool() const { return steps_ != nullptr; }
     /* What is done for one instance at most, in comparisons of short texts. */
     std::uint64_t effort() const;
 
-    bool is_true_of(const vorn_instance *instance, bool passive) const;
+    bool is_true_of(const vorn_instance *instance) const;
 
     /* Selects every property that it looks at for the refresh; false when memory is gone. */
     bool collect_properties(vorn_refresh_info *info, const char *class_name,
