@@ -15,6 +15,7 @@
 #include "config/config_state.h"
 #include "config/config_write.h"
 #include "config/default_file.h"
+#include "config/listeners.h"
 #include "config/plugins_of_last_save.h"
 #include "core/base/file.h"
 #include "core/base/memory.h"
@@ -38,6 +39,8 @@
 namespace vorn {
 
 namespace {
+
+constinit Listeners<vorn_config_load_fn> before_load;
 
 bool exists(const char *path)
 {
@@ -93,9 +96,17 @@ bool save_running(SaveReason &reason)
 
 using namespace vorn;
 
+int vorn_config_add_load_fn(vorn_config_load_fn fn, void *data)
+{
+    if (absent(reinterpret_cast<void *>(fn), "fn")) return failed;
+
+    return before_load.add(fn, data);
+}
+
 int vorn_config_init()
 {
     std::snprintf(default_path, sizeof default_path, "%s", paths::default_config);
+    before_load.tell(Callback::load);
     if (exists(paths::startup_config)) return ok;
 
     const int code = copy_default_or_report();

@@ -5,10 +5,8 @@
  */
 #include "config/save_state.h"
 
-#include "core/base/memory.h"
-#include "core/base/result.h"
+#include "config/listeners.h"
 #include "core/guard.h"
-#include "core/plugin_page.h"
 #include "vorn/config.h"
 
 #include <cstdarg>
@@ -20,14 +18,7 @@ constinit SaveState last_save = {VORN_SAVE_NONE, 0, {}};
 
 namespace {
 
-struct SaveListener : Record {
-    vorn_config_saved_fn call = nullptr;
-    void *data = nullptr;
-    PluginOwner owner = no_plugin;
-    SaveListener *next = nullptr;
-};
-
-constinit SaveListener *first_listener = nullptr;
+constinit Listeners<vorn_config_saved_fn> listeners;
 
 void note(int result, const SaveReason &reason)
 {
@@ -59,10 +50,7 @@ void note_no_save(const SaveReason &reason)
 void tell_of_save(const Text &document)
 {
     const std::size_t size = std::strlen(document.get());
-    for (const SaveListener *each = first_listener; each; each = each->next) {
-        const InPlugin watched(each->owner, Callback::saved);
-        each->call(document.get(), size, each->data);
-    }
+    listeners.tell(Callback::saved, document.get(), size);
 }
 
 } // namespace vorn
@@ -73,16 +61,7 @@ int vorn_config_add_saved_fn(vorn_config_saved_fn fn, void *data)
 {
     if (absent(reinterpret_cast<void *>(fn), "fn")) return failed;
 
-    Owned<SaveListener> listener = make<SaveListener>();
-    if (!listener) return failed;
-    listener->call = fn;
-    listener->data = data;
-    listener->owner = current_plugin();
-    SaveListener **end = &first_listener;
-    while (*end)
-        end = &(*end)->next;
-    *end = listener.release();
-    return ok;
+    return listeners.add(fn, data);
 }
 
 int vorn_config_get_save_result()

@@ -28,6 +28,7 @@ enum class Callback : std::uint8_t {
     listener,
     file,
     saved,
+    load,
 };
 const char *word_for(Callback callback);
 /* none for a word that is none of them. */

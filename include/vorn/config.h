@@ -147,6 +147,17 @@ typedef void (*vorn_config_saved_fn)(const char *document, size_t size, void *da
  */
 VORN_API int vorn_config_add_saved_fn(vorn_config_saved_fn fn, void *data);
 
+/** What is called before the first load. */
+typedef void (*vorn_config_load_fn)(void *data);
+
+/**
+ * Has a function called once: after all plugins are loaded and the registries closed, and before
+ * the startup file is looked at for the first time. It may put another file in its place, or remove
+ * it, and the boot load then takes what is there. Returns 0, or 1 without memory and for null
+ * ("Null fn.\n" at debug level 1).
+ */
+VORN_API int vorn_config_add_load_fn(vorn_config_load_fn fn, void *data);
+
 /**
  * The document that a save of a store would write. The caller frees it. Null for a null store
  * ("Null instances.\n" at debug level 1) and without memory.

@@ -25,6 +25,16 @@ TEST_F(ConfigurationFiles, StartFromTheStartupFile)
     expect_boot_from("mine");
 }
 
+TEST_F(ConfigurationFiles, AreReplacedByAPluginThatIsAskedBeforeTheLoad)
+{
+    install_plugin("early.vorn");
+    write_file(startup, "<config><Radio name=\"mine\"/></config>");
+    write_file("/etc/config/next.xml", "<config><Radio name=\"next\"/></config>");
+
+    expect_boot_from("next");
+    EXPECT_THAT(console(), HasSubstr("early: 1 classes of others are there, and its data\n"));
+}
+
 TEST_F(ConfigurationFiles, FallBackToTheDefaultWithoutAStartupFile)
 {
     write_default(good_header());

@@ -325,6 +325,20 @@ static enum outcome config_add_saved_fn(void)
     return done_if(vorn_config_add_saved_fn(hear_of_save, NULL) == 0 && saves_heard_of == 0);
 }
 
+static int loads_heard_of;
+
+static void hear_of_load(void *data)
+{
+    (void)data;
+    loads_heard_of++;
+}
+
+/* The only load it could hear of was before. */
+static enum outcome config_add_load_fn(void)
+{
+    return done_if(vorn_config_add_load_fn(hear_of_load, NULL) == 0 && loads_heard_of == 0);
+}
+
 static enum outcome config_write_document(void)
 {
     char *document = vorn_config_write_document(vorn_config_get_running());
@@ -444,6 +458,7 @@ const struct call store_calls[] = {
     {"vorn_explanation_add", explanation_add, FREES},
     {"vorn_amend_info_refuse", amend_info_refuse, KEEPS},
     {"vorn_config_add_saved_fn", config_add_saved_fn, KEEPS},
+    {"vorn_config_add_load_fn", config_add_load_fn, KEEPS},
     {"vorn_config_write_document", config_write_document, FREES},
     {"vorn_config_release", config_release, KEEPS},
     {"vorn_property_set_reference", property_set_reference, FREES},
