@@ -21,6 +21,7 @@
 #include "change/providers_check.h"
 #include "change/refresh_info_record.h"
 #include "config/commit_id.h"
+#include "config/kept_pieces.h"
 #include "core/base/limits.h"
 #include "core/base/quoted.h"
 #include "core/base/text.h"
@@ -168,6 +169,7 @@ void put_into_effect(const QueryRequest &request, StoreWithInstances &copy)
 
     if (request.transaction) vorn_config_replace_running(copy.release());
     if (has_to_be_committed(request)) {
+        if (kept_pieces) kept_pieces->follow(*request.changes);
         request.watch->goes_into_commit();
         vorn_providers_commit(request.instances, request.changes, nullptr);
         log_last_commit();

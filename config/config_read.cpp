@@ -6,6 +6,7 @@
 #include "config/config_read.h"
 
 #include "config/class_of_element.h"
+#include "config/commit_id.h"
 #include "config/file_limits.h"
 #include "core/base/memory.h"
 #include "core/base/text.h"
@@ -118,9 +119,28 @@ Outcome take_over(Owned<vorn_instance> &instance, vorn_instances *instances, vor
     return Outcome::done;
 }
 
-/* A second one of the same name is none that anybody would want back. */
+/* What has taken the place that an instance would have had. */
+const vorn_instance *rival_of(const vorn_instance &instance, const vorn_instances *instances)
+{
+    const char *class_name = instance.klass->name.get();
+    return instance.klass->type == VORN_CLASS_SINGLETON
+               ? vorn_instances_get_singleton(instances, class_name)
+               : vorn_instances_get(instances, class_name, instance.name.get());
+}
+
+/* A second one of the same name, with other values: it may be what is kept of another firmware. */
+bool keep_rival(const vorn_instance &read, const vorn_instances *instances,
+                const WrittenInstance &written, const Unread &unread)
+{
+    const vorn_instance *rival = rival_of(read, instances);
+    if (!unread.kept || !rival || read.klass->persistence == 0) return true;
+    if (unread.values.is_empty() && digest_of_instance(read) == digest_of_instance(*rival))
+        return true;
+    return is_final(unread.kept->add_rival(*rival, written));
+}
+
 bool take_over_or_tell(Owned<vorn_instance> instance, vorn_instances *instances,
-                       vorn_changes *changes, Unread &unread)
+                       vorn_changes *changes, const WrittenInstance &written, Unread &unread)
 {
     const vorn_instance &read = *instance;
     const Outcome outcome = take_over(instance, instances, changes);
@@ -128,7 +148,7 @@ bool take_over_or_tell(Owned<vorn_instance> instance, vorn_instances *instances,
     const char *name = read.name.get();
     vorn_debug_eprintf("Couldn't add instance \"%s\" of class \"%s\". Skipping instance.\n",
                        shown(name), read.klass->name.get());
-    return is_final(outcome);
+    return is_final(outcome) && keep_rival(read, instances, written, unread);
 }
 
 /* What is never saved is not kept either. */
@@ -172,7 +192,7 @@ bool read_instance(const WrittenInstance &written, vorn_instances *instances, vo
     for (const WrittenValue &each : written)
         whole &= read_value(*instance, each.property, or_empty(written.text_at(each.text)), unread);
     if (!is_valid(*instance)) return keep_refused(written, klass, unread) && whole;
-    return take_over_or_tell(std::move(instance), instances, changes, unread) && whole;
+    return take_over_or_tell(std::move(instance), instances, changes, written, unread) && whole;
 }
 
 bool read_instances(ConfigDocument &document, vorn_instances *instances, vorn_changes *changes,

@@ -8,6 +8,7 @@
 #include "config/commit_id.h"
 #include "config/file_limits.h"
 #include "model/class_record.h"
+#include "model/instances_walk.h"
 #include "vorn/config.h"
 #include "vorn/instance.h"
 
@@ -31,6 +32,7 @@ class TextsOf {
 public:
     TextsOf(const char *texts, std::size_t size) : at_(texts), end_(texts + size) {}
     bool has_more() const { return at_ < end_; }
+    const char *at() const { return at_; }
     /* Goes past the end of what belongs together. */
     bool has_ended()
     {
@@ -61,6 +63,11 @@ bool file_may_have(const WrittenInstance &written)
     return true;
 }
 
+bool has_own_name(const vorn_class &klass)
+{
+    return klass.type == VORN_CLASS_UNIQUE_NAMED || klass.type == VORN_CLASS_SINGLETON;
+}
+
 /*
  * By its name, where no other can have it; else also by its values, since there is nothing else
  * that will still tell it from others of its class when they are saved.
@@ -68,10 +75,8 @@ bool file_may_have(const WrittenInstance &written)
 Text owner_of(const vorn_instance &instance)
 {
     const vorn_class &klass = *instance.klass;
-    const bool is_unique =
-        klass.type == VORN_CLASS_UNIQUE_NAMED || klass.type == VORN_CLASS_SINGLETON;
     return format("%s\n%s\n%016" PRIx64, klass.name.get(), instance.name ? instance.name.get() : "",
-                  is_unique ? std::uint64_t{0} : digest_of_instance(instance));
+                  has_own_name(klass) ? std::uint64_t{0} : digest_of_instance(instance));
 }
 
 std::size_t size_of(const char *text)
@@ -87,6 +92,73 @@ std::size_t size_of(const WrittenInstance &written)
         size += size_of(each.property) + size_of(written.text_at(each.text));
     return size;
 }
+
+void add_texts(PieceTexts &texts, const WrittenInstance &written)
+{
+    texts.add(written.element);
+    texts.add(written.text_at(written.instance_name));
+    for (const WrittenValue &each : written) {
+        texts.add(each.property);
+        texts.add(written.text_at(each.text));
+    }
+    texts.end();
+}
+
+void write_element(TextsOf &texts, XmlWriter &document)
+{
+    const char *element = texts.next();
+    document.open(element, texts.next());
+    while (!texts.has_ended()) {
+        const char *property = texts.next();
+        document.add_text(property, or_empty(texts.next()));
+    }
+    document.close(element);
+}
+
+void pass_element(TextsOf &texts)
+{
+    do
+        texts.next();
+    while (!texts.has_ended());
+}
+
+void write_values(const KeptBeside &piece, const vorn_instance &instance, XmlWriter &document)
+{
+    TextsOf texts(piece.texts.get(), piece.size);
+    while (texts.has_more()) {
+        const char *property = texts.next();
+        const char *text = texts.next();
+        const bool is_known = vorn_class_get_property(instance.klass, property) != nullptr;
+        if (is_known && vorn_instance_get_value(&instance, property)) continue;
+        document.add_text(property, or_empty(text));
+    }
+}
+
+bool is_meant(const char *wanted, const char *text, std::size_t length)
+{
+    return !wanted || (std::strncmp(wanted, text, length) == 0 && wanted[length] == '\0');
+}
+
+bool is_meant(const char *wanted, const char *text)
+{
+    return is_meant(wanted, text, std::strlen(text));
+}
+
+/* An owner's class and name, which are parts of one text. */
+struct OwnerNames {
+    explicit OwnerNames(const KeptBeside &piece)
+        : klass(piece.owner.get()),
+          klass_length(std::strcspn(klass, "\n")),
+          name(klass + klass_length + 1),
+          name_length(std::strlen(name) - digest_length)
+    {}
+
+    static constexpr std::size_t digest_length = sizeof "\n0123456789abcdef" - 1;
+    const char *klass;
+    std::size_t klass_length;
+    const char *name;
+    std::size_t name_length;
+};
 
 } // namespace
 
@@ -125,28 +197,35 @@ Outcome KeptPieces::add_element(const WrittenInstance &written)
         return Outcome::refused;
     }
     if (!take_room(size_of(written))) return Outcome::refused;
-    elements_.add(written.element);
-    elements_.add(written.text_at(written.instance_name));
-    for (const WrittenValue &each : written) {
-        elements_.add(each.property);
-        elements_.add(written.text_at(each.text));
-    }
-    elements_.end();
+    add_texts(elements_, written);
     return elements_.buffer().failed() ? Outcome::out_of_memory : Outcome::done;
 }
 
 Outcome KeptPieces::add_values(const vorn_instance &instance, PieceTexts &values)
 {
-    const std::size_t size = values.buffer().size();
-    if (!take_room(size + sizeof(KeptValues))) return Outcome::refused;
-    Owned<KeptValues> added = make<KeptValues>();
+    return add_beside(instance, values, false);
+}
+
+Outcome KeptPieces::add_rival(const vorn_instance &served, const WrittenInstance &written)
+{
+    PieceTexts texts;
+    add_texts(texts, written);
+    return add_beside(served, texts, true);
+}
+
+Outcome KeptPieces::add_beside(const vorn_instance &owner, PieceTexts &texts, bool is_element)
+{
+    const std::size_t size = texts.buffer().size();
+    if (!take_room(size + sizeof(KeptBeside))) return Outcome::refused;
+    Owned<KeptBeside> added = make<KeptBeside>();
     if (!added || !by_owner_.create(owner_buckets)) return Outcome::out_of_memory;
-    added->owner = owner_of(instance);
-    added->texts.reset(values.buffer().take().release());
+    added->is_element = is_element;
+    added->owner = owner_of(owner);
+    added->texts.reset(texts.buffer().take().release());
     if (!added->owner || !added->texts) return Outcome::out_of_memory;
     added->size = size;
 
-    KeptValues *same = by_owner_.get(added->owner.get());
+    KeptBeside *same = by_owner_.get(added->owner.get());
     while (same && same->another)
         same = same->another;
     if (!same && by_owner_.insert(added->owner.get(), added.get()) != 0)
@@ -156,74 +235,149 @@ Outcome KeptPieces::add_values(const vorn_instance &instance, PieceTexts &values
     return Outcome::done;
 }
 
+/* Without memory a piece stays with what its owner was. */
+void KeptPieces::give_to(Text owner_before, Text owner)
+{
+    if (!owner_before || !owner || std::strcmp(owner_before.get(), owner.get()) == 0) return;
+    KeptBeside *const first = by_owner_.get(owner_before.get());
+    KeptBeside *before = nullptr;
+    KeptBeside *piece = first;
+    while (piece && piece->size == 0) {
+        before = piece;
+        piece = piece->another;
+    }
+    if (!piece) return;
+    KeptBeside *same = by_owner_.get(owner.get());
+    while (same && same->another)
+        same = same->another;
+    if (!same && by_owner_.insert(owner.get(), piece) != 0) return;
+
+    if (before) {
+        before->another = piece->another;
+    } else if (piece->another) {
+        by_owner_.replace(owner_before.get(), piece->another);
+    } else {
+        by_owner_.remove(owner_before.get());
+    }
+    if (same) same->another = piece;
+    piece->another = nullptr;
+    piece->owner = std::move(owner);
+}
+
+void KeptPieces::follow(const vorn_changes &changes)
+{
+    if (by_owner_.size() == 0) return;
+    const Walk walk(vorn_changes_new_class_instances_iterator(&changes, nullptr));
+    for (const vorn_instance *each : walk) {
+        const vorn_instance *before =
+            has_own_name(*each->klass) ? nullptr : vorn_changes_get_instance_before(&changes, each);
+        if (before) give_to(owner_of(*before), owner_of(*each));
+    }
+}
+
 /* A value that was set since then has taken the place of the one that was refused. */
 void KeptPieces::write_values_of(const vorn_instance &instance, XmlWriter &document)
 {
     if (by_owner_.size() == 0) return;
     const Text owner = owner_of(instance);
     if (!owner) document.fail();
-    KeptValues *piece = owner ? by_owner_.get(owner.get()) : nullptr;
-    while (piece && (piece->size == 0 || piece->written == writing_))
-        piece = piece->another;
-    if (!piece) return;
-    piece->written = writing_;
-    TextsOf texts(piece->texts.get(), piece->size);
-    while (texts.has_more()) {
-        const char *property = texts.next();
-        const char *text = texts.next();
-        const bool is_known = vorn_class_get_property(instance.klass, property) != nullptr;
-        if (is_known && vorn_instance_get_value(&instance, property)) continue;
-        document.add_text(property, or_empty(text));
+    KeptBeside *piece = owner ? by_owner_.get(owner.get()) : nullptr;
+    for (; piece; piece = piece->another) {
+        if (piece->size == 0 || piece->written == writing_) continue;
+        piece->written = writing_;
+        if (piece->is_element) continue;
+        write_values(*piece, instance, document);
+        if (!has_own_name(*instance.klass)) return;
     }
 }
 
 void KeptPieces::write_elements(XmlWriter &document)
 {
     TextsOf texts(elements_.buffer().get(), elements_.buffer().size());
-    while (texts.has_more()) {
-        const char *element = texts.next();
-        document.open(element, texts.next());
-        while (!texts.has_ended()) {
-            const char *property = texts.next();
-            document.add_text(property, or_empty(texts.next()));
-        }
-        document.close(element);
+    while (texts.has_more())
+        write_element(texts, document);
+    for (const KeptBeside *piece = first_; piece; piece = piece->next) {
+        if (!piece->is_element || piece->size == 0 || piece->written != writing_) continue;
+        TextsOf rival(piece->texts.get(), piece->size);
+        write_element(rival, document);
     }
 }
 
-/* Their place in the chain stays. */
+/* Its place in the chain stays. */
+void KeptPieces::drop(KeptBeside &piece)
+{
+    bytes_ -= piece.size;
+    piece.texts.reset();
+    piece.size = 0;
+}
+
 void KeptPieces::forget_unwritten()
 {
-    for (KeptValues *piece = first_; piece; piece = piece->next) {
-        if (piece->written == writing_) continue;
-        bytes_ -= piece->size;
-        piece->texts.reset();
-        piece->size = 0;
+    for (KeptBeside *piece = first_; piece; piece = piece->next) {
+        if (piece->written != writing_) drop(*piece);
     }
+}
+
+/* In place: nothing may be lost because memory ran out. */
+unsigned int KeptPieces::forget_elements(const char *class_name, const char *name)
+{
+    TextBuffer &buffer = elements_.buffer();
+    TextsOf texts(buffer.get(), buffer.size());
+    unsigned int count = 0;
+    char *end = buffer.data();
+    while (texts.has_more()) {
+        const char *begin = texts.at();
+        TextsOf names = texts;
+        const bool has_class = is_meant(class_name, names.next());
+        const bool goes = has_class && is_meant(name, or_empty(names.next()));
+        pass_element(texts);
+        const auto size = static_cast<std::size_t>(texts.at() - begin);
+        if (goes) {
+            count++;
+            bytes_ -= size;
+        } else {
+            std::memmove(end, begin, size);
+            end += size;
+        }
+    }
+    buffer.cut(static_cast<std::size_t>(end - buffer.data()));
+    return count;
+}
+
+unsigned int KeptPieces::forget(const char *class_name, const char *name)
+{
+    unsigned int count = forget_elements(class_name, name);
+    for (KeptBeside *piece = first_; piece; piece = piece->next) {
+        const OwnerNames owner(*piece);
+        if (piece->size == 0 || !is_meant(class_name, owner.klass, owner.klass_length) ||
+            !is_meant(name, owner.name, owner.name_length))
+            continue;
+        drop(*piece);
+        count++;
+    }
+    return count;
 }
 
 const char *KeptPieces::describe(unsigned int rank)
 {
     TextsOf texts(elements_.buffer().get(), elements_.buffer().size());
     while (texts.has_more()) {
-        const char *element = texts.next();
-        const char *name = texts.next();
-        while (!texts.has_ended())
-            texts.next();
+        TextsOf names = texts;
+        pass_element(texts);
         if (rank-- > 0) continue;
-        description_ = Line<120>("%s \"%s\"", element, or_empty(name));
+        const char *element = names.next();
+        description_ = Line<120>("%s \"%s\"", element, or_empty(names.next()));
         return description_.get();
     }
-    const KeptValues *piece = first_;
+    const KeptBeside *piece = first_;
     while (piece && (piece->size == 0 || rank-- > 0))
         piece = piece->next;
     if (!piece) return nullptr;
-    const char *klass = piece->owner.get();
-    const std::size_t length = std::strcspn(klass, "\n");
-    const char *name = klass + length + 1;
-    description_ = Line<120>("%.*s \"%.*s\": %s", static_cast<int>(length), klass,
-                             static_cast<int>(std::strcspn(name, "\n")), name,
-                             TextsOf(piece->texts.get(), piece->size).next());
+    const OwnerNames owner(*piece);
+    description_ = Line<120>(
+        "%.*s \"%.*s\"%s%s", static_cast<int>(owner.klass_length), owner.klass,
+        static_cast<int>(owner.name_length), owner.name, piece->is_element ? ", another one" : ": ",
+        piece->is_element ? "" : TextsOf(piece->texts.get(), piece->size).next());
     return description_.get();
 }
 
@@ -239,4 +393,9 @@ const char *vorn_config_get_kept(unsigned int rank)
 void vorn_config_forget_kept()
 {
     delete std::exchange(kept_pieces, nullptr);
+}
+
+unsigned int vorn_config_forget_kept_of(const char *class_name, const char *name)
+{
+    return kept_pieces ? kept_pieces->forget(class_name, name) : 0;
 }

@@ -8,6 +8,7 @@
 #include "core/hash_table/table.h"
 #include "model/instance_record.h"
 #include "services/xml/xml_writer.h"
+#include "vorn/changes.h"
 
 namespace vorn {
 
@@ -27,13 +28,17 @@ private:
     TextBuffer texts_;
 };
 
-/* What an instance's element has beside the values that the instance took. */
-struct KeptValues : Record {
+/*
+ * What stands beside an instance: values that it did not take, or a whole element that would be
+ * the same instance with other values, and goes with it.
+ */
+struct KeptBeside : Record {
+    bool is_element = false;
     Allocated<char> texts;
     std::size_t size = 0; /* 0 once it is forgotten */
     Text owner;
-    KeptValues *next = nullptr;    /* in the order of the file */
-    KeptValues *another = nullptr; /* of an owner that looks the same */
+    KeptBeside *next = nullptr;    /* in the order of the file */
+    KeptBeside *another = nullptr; /* of an owner that looks the same */
     unsigned int written = 0;      /* in which document last */
 };
 
@@ -41,6 +46,7 @@ struct KeptValues : Record {
  * What a load could not read, as it was read, so that a save can write it again: elements of which
  * no plugin knows the class, instances that are refused, and of others the values that are. A
  * plugin that is back finds its own. It is bounded, and then some of it is lost, which is counted.
+ * An instance that somebody has made under the name of a piece wins: the piece stays beside it.
  */
 class KeptPieces : public Record {
 public:
@@ -52,7 +58,12 @@ public:
     Outcome add_element(const WrittenInstance &written);
     /* Property and text of each, of an instance that is served. */
     Outcome add_values(const vorn_instance &instance, PieceTexts &values);
+    /* Of an instance whose name one that is served has. */
+    Outcome add_rival(const vorn_instance &served, const WrittenInstance &written);
     unsigned int lost() const { return lost_; }
+
+    /* Instances without a name of their own are known again by their values, which have changed. */
+    void follow(const vorn_changes &changes);
 
     /* For the writing of a document: at its beginning, behind each instance's values, at its end.
      */
@@ -64,14 +75,20 @@ public:
 
     /* What the piece is, in a few words; null behind the last. */
     const char *describe(unsigned int rank);
+    /* Of a class, under a name; null for all. Returns how many. */
+    unsigned int forget(const char *class_name, const char *name);
 
 private:
     bool take_room(std::size_t size);
+    Outcome add_beside(const vorn_instance &owner, PieceTexts &texts, bool is_element);
+    void give_to(Text owner_before, Text owner);
+    void drop(KeptBeside &piece);
+    unsigned int forget_elements(const char *class_name, const char *name);
 
     PieceTexts elements_; /* in one piece of memory: there may be very many */
-    KeptValues *first_ = nullptr;
-    KeptValues *last_ = nullptr;
-    Table<KeptValues> by_owner_;
+    KeptBeside *first_ = nullptr;
+    KeptBeside *last_ = nullptr;
+    Table<KeptBeside> by_owner_;
     std::size_t bytes_ = 0;
     unsigned int lost_ = 0;
     unsigned int writing_ = 0;

@@ -18,6 +18,7 @@ int delete_(const Invocation &invocation);
 int diff(const Invocation &invocation);
 int export_(const Invocation &invocation);
 int factory_reset(const Invocation &invocation);
+int forget(const Invocation &invocation);
 int forget_broken(const Invocation &invocation);
 int history(const Invocation &invocation);
 int import(const Invocation &invocation);
@@ -82,6 +83,8 @@ constexpr Argument commit_count[] = {{"COUNT", "how many; 20 if it isn't given",
 constexpr Argument trial_id[] = {
     {"ID", "of the trial; the one that is pending if not given", false}};
 constexpr Argument chance[] = {{"ACTION", "retry"}, {"NAME", "the plugin's file"}};
+constexpr Argument piece[] = {{"CLASS", "as \"status -v\" lists it; all of it if not given", false},
+                              {"NAME", "of the one that is meant", false}};
 constexpr Argument station[] = {{"STATION", "its MAC address"}};
 
 constexpr OptionWord explaining = {"--explain", nullptr, "only say what it would do"};
@@ -163,6 +166,7 @@ constexpr Verb table[] = {
      resetting,
      "forget the configuration and restart; asks first",
      factory_reset},
+    {"forget", piece, {}, "end keeping what no plugin could read", forget},
     {"forget-broken",
      {},
      {},

@@ -28,6 +28,10 @@ public:
     std::size_t size() const { return size_; }
     /* What it holds so far, not terminated. */
     const char *get() const { return text_.get(); }
+    /* The same, to be changed in place. */
+    char *data() { return text_.get(); }
+    /* Without what is behind the size. */
+    void cut(std::size_t size) { size_ = size; }
     /* Empty again, with its room kept for what comes next. */
     void clear() { size_ = 0; }
     /* The text so far, terminated; the buffer is empty again. Empty when it has failed. */

@@ -182,13 +182,20 @@ VORN_API const char *vorn_config_get_broken(void);
 
 /**
  * What the last load could not read and keeps, by its rank from 0 on, in a few words: "Radio
- * \"wlan0\"" for an instance, "Radio \"wlan0\": power" for values of one, by the first of them. The
- * text holds until the next call. Null behind the last.
+ * \"wlan0\"" for an instance, "Radio \"wlan0\": power" for values of one, by the first of them, and
+ * "Radio \"wlan0\", another one" for an instance whose name the file has before it, or the running
+ * configuration. The text holds until the next call. Null behind the last.
  */
 VORN_API const char *vorn_config_get_kept(unsigned int rank);
 
 /** Keeps none of it any longer: the next save is without. */
 VORN_API void vorn_config_forget_kept(void);
+
+/**
+ * Keeps none any longer of a class, or of those only that are listed under a name; null stands for
+ * all classes and for all names. The next save is without. Returns how many there were.
+ */
+VORN_API unsigned int vorn_config_forget_kept_of(const char *class_name, const char *name);
 
 /**
  * Removes the kept file; a startup file that is still to be kept is left to the next save. Returns

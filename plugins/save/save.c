@@ -140,12 +140,22 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     return broken != NULL ? broken : "";
 }
 
-/* object=save&action=forget-broken */
-static int forget_broken(void)
+/* While saving is held the startup file would have it still. */
+static int forget_kept(void)
+{
+    if (vorn_config_is_held()) return 1;
+    const char *class_name = vorn_inform_get_value("class");
+    if (vorn_config_forget_kept_of(class_name, vorn_inform_get_value("name")) == 0) return 1;
+    vorn_config_copy_running_to_startup();
+    return vorn_config_get_save_result() != VORN_SAVE_DONE;
+}
+
+/* object=save&action=forget-broken, and action=forget-kept&class=Radio&name=wlan0 */
+static int be_told(void)
 {
     const char *action = vorn_inform_get_value("action");
-    if (action == NULL || strcmp(action, "forget-broken") != 0) return 1;
-    return vorn_config_forget_broken();
+    if (action != NULL && strcmp(action, "forget-broken") == 0) return vorn_config_forget_broken();
+    return action != NULL && strcmp(action, "forget-kept") == 0 ? forget_kept() : 1;
 }
 
 static vorn_refresher *declare(void)
@@ -175,7 +185,7 @@ void vorn_plugin_init(void)
     vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_refresher *refresher = declare();
     if (refresher != NULL) vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
-    vorn_inform_fn_add("save", forget_broken);
+    vorn_inform_fn_add("save", be_told);
     vorn_config_add_saved_fn(forget_list, NULL);
     vorn_providers_add(provider);
     eloop_register_timeout(0, 0, boot_is_over, NULL, NULL);

@@ -144,13 +144,116 @@ TEST_F(KeptPiecesTest, FindTheirInstanceAmongThoseWithoutANameOfTheirOwn)
 
 TEST_F(KeptPiecesTest, AreNoneOfWhatIsNeverSaved)
 {
-    reload("<Station name=\"s\"><signal>1</signal><x/></Station><Board><uptime>1</uptime></Board>"
-           "<Radio name=\"r\"/><Radio name=\"r\"><channel>1</channel></Radio>");
+    reload(
+        "<Station name=\"s\"><signal>1</signal><x/></Station><Station name=\"s\"/><Board><uptime>1"
+        "</uptime></Board>");
 
-    const std::string text = saved();
+    EXPECT_THAT(saved(), Not(HasSubstr("Station")));
+    EXPECT_EQ(listed(), "");
+}
 
-    EXPECT_THAT(text, Not(HasSubstr("Station")));
-    EXPECT_THAT(text, Not(HasSubstr("channel"))) << "a second one of the name";
+TEST_F(KeptPiecesTest, StayBehindAnInstanceThatHasTakenTheirName)
+{
+    reload("<Key name=\"k\"><old>1</old></Key>");
+    put("Key", "k", {{"serial", "2"}});
+
+    EXPECT_EQ(listed(), "Key \"k\"\n");
+    EXPECT_THAT(saved(), HasSubstr("  <Key name=\"k\">\n    <serial>2</serial>\n  </Key>\n"
+                                   "  <Key name=\"k\">\n    <old>1</old>\n  </Key>\n"));
+}
+
+/* What was refused by the one firmware and is accepted by the next. */
+TEST_F(KeptPiecesTest, StayBesideAnInstanceOfTheirName)
+{
+    reload(
+        "<Radio name=\"r\"/><Radio name=\"r\"><channel>1</channel><power>9</power></Radio><Board>"
+        "<label>a</label></Board><Board><label>b</label></Board><Static name=\"x\"/><Address "
+        "name=\"s\"><kind>Static</kind><ip>1</ip></Address>"
+        "<Address name=\"s\"><kind>Static</kind><ip>2</ip></Address>");
+
+    const std::string first = saved();
+    EXPECT_EQ(listed(), "Static \"x\"\nRadio \"r\", another one\nBoard \"\", another one\n"
+                        "Static \"s\", another one\n");
+    EXPECT_THAT(first, HasSubstr("  <Radio name=\"r\">\n    <channel>1</channel>\n"
+                                 "    <power>9</power>\n  </Radio>\n"));
+    EXPECT_EQ(vorn_instance_get_value(radio("r"), "channel"), nullptr) << "the first one wins";
+    reload();
+    EXPECT_EQ(saved(), first);
+}
+
+TEST_F(KeptPiecesTest, AreNoSecondInstanceThatIsLikeTheFirst)
+{
+    reload("<Radio name=\"r\"><channel>1</channel><mode>g</mode></Radio>"
+           "<Radio name=\"r\"><mode>g</mode><channel>1</channel></Radio>");
+
+    EXPECT_EQ(listed(), "");
+}
+
+/* Else the other would come back with the next boot. */
+TEST_F(KeptPiecesTest, OfAnInstancesNameGoWithIt)
+{
+    reload("<Radio name=\"r\"/><Radio name=\"r\"><channel>1</channel></Radio>");
+    vorn_instance *gone = radio("r");
+    vorn_instances_remove(store, gone);
+    vorn_instance_delete(gone);
+
+    EXPECT_THAT(saved(), Not(HasSubstr("Radio")));
+    EXPECT_EQ(listed(), "");
+}
+
+TEST_F(KeptPiecesTest, GoOnWithAnInstanceWithoutANameWhoseValuesChange)
+{
+    reload("<Route><to>a</to><by>1</by></Route><Route><to>b</to><by>2</by></Route>"
+           "<Route><to>a</to><by>3</by></Route>");
+    changes.reset();
+    changes.reset(vorn_changes_new(store));
+    const char *other = "b";
+    for (vorn_instance *each : Walk(vorn_instances_new_class_iterator(store, "Route"))) {
+        vorn_instance_set_value(each, "to", other);
+        other = "a";
+    }
+    kept_pieces->follow(*changes);
+
+    EXPECT_THAT(saved(), HasSubstr("<to>b</to>\n    <by>1</by>\n  </Route>\n  <Route>\n"
+                                   "    <to>a</to>\n    <by>3</by>\n  </Route>\n  <Route>\n"
+                                   "    <to>a</to>\n    <by>2</by>"));
+}
+
+TEST_F(KeptPiecesTest, AreForgottenByTheirClassAndName)
+{
+    const std::string text =
+        "<Toaster name=\"a\"/><Toaster name=\"b\"/><Kettle/><Toaster name=\"c\"/>"
+        "<Radio name=\"a\"><power>3</power></Radio>";
+    reload(text);
+    EXPECT_EQ(vorn_config_forget_kept_of("Toaster", "b"), 1u);
+    EXPECT_EQ(vorn_config_forget_kept_of("Toaste", nullptr), 0u);
+    EXPECT_EQ(vorn_config_forget_kept_of("Radio", "b"), 0u);
+    EXPECT_EQ(listed(), "Toaster \"a\"\nKettle \"\"\nToaster \"c\"\nRadio \"a\": power\n");
+    EXPECT_EQ(vorn_config_forget_kept_of("Radio", nullptr), 1u);
+    EXPECT_EQ(vorn_config_forget_kept_of("Toaster", nullptr), 2u);
+    EXPECT_EQ(listed(), "Kettle \"\"\n");
+    EXPECT_EQ(saved(), "  <Radio name=\"a\"/>\n  <Kettle/>\n");
+
+    reload(text);
+    EXPECT_EQ(vorn_config_forget_kept_of(nullptr, "a"), 2u);
+    EXPECT_EQ(vorn_config_forget_kept_of(nullptr, nullptr), 3u);
+    EXPECT_EQ(saved(), "  <Radio name=\"a\"/>\n");
+    EXPECT_EQ(vorn_config_forget_kept_of("x", "y"), 0u);
+}
+
+TEST_F(KeptPiecesTest, LeaveTheirRoomWhenTheyAreForgotten)
+{
+    const std::string large(most_kept_bytes / 2, 'x');
+    reload("<Toaster name=\"a\"><text>" + large + "</text></Toaster><Radio name=\"r\"><power>" +
+           large.substr(2000) + "</power></Radio>");
+    vorn_config_forget_kept_of("Toaster", nullptr);
+    vorn_config_forget_kept_of("Radio", nullptr);
+
+    ConfigDocument again = parse_config(file.c_str());
+    read_instances(again, store, changes.get(), unknown, kept_pieces);
+
+    EXPECT_EQ(kept_pieces->lost(), 0u);
+    EXPECT_EQ(listed(), "Toaster \"a\"\nRadio \"r\", another one\n");
 }
 
 TEST_F(KeptPiecesTest, AreForgottenWhenAClientSaysSo)

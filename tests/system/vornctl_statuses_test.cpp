@@ -59,6 +59,7 @@ constexpr Verb verbs[] = {
     {"Ping", "", "", "", "", "ping"},
     {"Reboot", "", "", "", "", "reboot"},
     {"FactoryReset", "", "", "", "", "factory-reset --yes"},
+    {"Forget", "", "", "", "", "forget Toaster"},
     {"ForgetBroken", "", "", "", "", "forget-broken"},
     {"Watch", "", "", "", "", "watch --once"},
 };

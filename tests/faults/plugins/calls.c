@@ -9,7 +9,8 @@
 
 #include <string.h>
 
-static const struct call *const lists[] = {store_calls, system_calls, validator_calls};
+static const struct call *const lists[] = {store_calls, configuration_calls, system_calls,
+                                           validator_calls};
 
 enum { list_count = sizeof lists / sizeof *lists };
 

@@ -22,6 +22,7 @@ struct call {
 
 /* Each list ends in a null name. */
 extern const struct call store_calls[];
+extern const struct call configuration_calls[];
 extern const struct call system_calls[];
 extern const struct call validator_calls[];
 

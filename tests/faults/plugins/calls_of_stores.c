@@ -311,67 +311,6 @@ static enum outcome explanation_add(void)
     return told ? DONE : failed ? REFUSED : BROKEN;
 }
 
-static int saves_heard_of;
-
-static void hear_of_save(const char *document, size_t size, void *data)
-{
-    (void)data;
-    if (document[size] == '\0') saves_heard_of++;
-}
-
-/* Nothing is saved in this scenario. */
-static enum outcome config_add_saved_fn(void)
-{
-    return done_if(vorn_config_add_saved_fn(hear_of_save, NULL) == 0 && saves_heard_of == 0);
-}
-
-static int loads_heard_of;
-
-static void hear_of_load(void *data)
-{
-    (void)data;
-    loads_heard_of++;
-}
-
-/* The only load it could hear of was before. */
-static enum outcome config_add_load_fn(void)
-{
-    return done_if(vorn_config_add_load_fn(hear_of_load, NULL) == 0 && loads_heard_of == 0);
-}
-
-static enum outcome config_write_document(void)
-{
-    char *document = vorn_config_write_document(vorn_config_get_running());
-    if (document == NULL) return REFUSED;
-    const int whole = strstr(document, "</config>") != NULL;
-    free(document);
-    return whole ? DONE : BROKEN;
-}
-
-static void take_nothing(const char *bytes, size_t size, void *data)
-{
-    (void)bytes;
-    (void)size;
-    (void)data;
-}
-
-/* What was kept is dropped whether or not the disk can be read. */
-static enum outcome config_release(void)
-{
-    static const char path[] = "/tmp/of-calls";
-    static int is_added;
-    if (!is_added && vorn_config_add_file(path, take_nothing, NULL) != 0) return REFUSED;
-    is_added = 1;
-    vorn_config_hold("it is on trial");
-    const int kept = vorn_config_write_file(path, "x", 1) == 0;
-    vorn_config_release();
-    size_t size = 0;
-    char *left = vorn_config_read_file(path, &size);
-    free(left);
-    if (left != NULL || vorn_config_is_held()) return BROKEN;
-    return done_if(kept);
-}
-
 static enum outcome declare(int (*note)(vorn_property *, const char *),
                             const char *(*get)(const vorn_property *))
 {
@@ -457,10 +396,6 @@ const struct call store_calls[] = {
     {"vorn_check_info_refuse", check_info_refuse, KEEPS},
     {"vorn_explanation_add", explanation_add, FREES},
     {"vorn_amend_info_refuse", amend_info_refuse, KEEPS},
-    {"vorn_config_add_saved_fn", config_add_saved_fn, KEEPS},
-    {"vorn_config_add_load_fn", config_add_load_fn, KEEPS},
-    {"vorn_config_write_document", config_write_document, FREES},
-    {"vorn_config_release", config_release, KEEPS},
     {"vorn_property_set_reference", property_set_reference, FREES},
     {"vorn_property_set_syntax", property_set_syntax, FREES},
     {"vorn_property_refuse_value", property_refuse_value, TAKES_NONE},
