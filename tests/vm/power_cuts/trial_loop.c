@@ -2,13 +2,16 @@
 /*
  * Changes the configuration for ever, now for good, now on trial, and says on standard output what
  * it is about to keep and what is kept: "keeping 7", "kept 7". What it never says so of, because it
- * was taken back or still is on trial, must not be there after a reset.
+ * was taken back or still is on trial, must not be there after a reset. It begins with what the
+ * daemon has come up with, "booted 7", and says of each step which it is, "step confirm".
  */
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <termios.h>
 #include <time.h>
+#include <unistd.h>
 #include <vorn-client.h>
 
 enum { patience = 1500, room = 1024 };
@@ -43,6 +46,14 @@ static char *done(const char *pattern, ...)
     return NULL;
 }
 
+/* Out of the machine before the step begins: nobody would know of it after a cut. */
+static void announce(const char *step, int number)
+{
+    printf("step %s\n", step);
+    if (number != 0) printf("keeping %d\n", number);
+    tcdrain(STDOUT_FILENO);
+}
+
 static int is_done(char *reply)
 {
     const int is = reply != NULL;
@@ -75,7 +86,7 @@ static int keep(int number, char *reply)
 
 static int change(int number)
 {
-    printf("keeping %d\n", number);
+    announce("change", number);
     return keep(number, done(NUMBER, number, number));
 }
 
@@ -97,45 +108,48 @@ static int roll_back(void)
 {
     const int number = kept_before;
     const int generation = last_generation_but_one();
-    printf("keeping %d\n", number);
+    announce("rollback", number);
     return keep(number,
                 done("<update><history><rollback>%d</rollback></history></update>", generation));
 }
 
 static int begin_trial(int number, char id[64])
 {
+    announce("trial", 0);
     char *reply = done(NUMBER "<update><trial><seconds>600</seconds></trial></update>"
                               "<select><trial><id/></trial></select>",
                        number, number);
     if (reply == NULL) return 1;
     text_of(reply, "id", id, 64);
     free(reply);
-    printf("on trial %d\n", number);
     return 0;
+}
+
+static int join_trial(int number, const char *id)
+{
+    announce("join", 0);
+    return !is_done(
+        done(NUMBER "<update><trial><join>%s</join></trial></update>", number, number, id));
 }
 
 static int confirm(int number, const char *id)
 {
-    printf("keeping %d\n", number);
+    announce("confirm", number);
     return keep(number, done("<update><trial><confirm>%s</confirm></trial></update>", id));
+}
+
+static int revert(const char *id)
+{
+    announce("revert", 0);
+    return !is_done(done("<update><trial><revert>%s</revert></trial></update>", id));
 }
 
 static int try_out(int number)
 {
     char id[64];
     if (begin_trial(number, id) != 0) return 1;
-    if (rand() % 2 == 0) {
-        number++;
-        if (!is_done(done(NUMBER "<update><trial><join>%s</join></trial></update>", number, number,
-                          id))) {
-            return 1;
-        }
-        printf("on trial %d\n", number);
-    }
-    if (rand() % 2 == 0) return confirm(number, id);
-    if (!is_done(done("<update><trial><revert>%s</revert></trial></update>", id))) return 1;
-    printf("taken back\n");
-    return 0;
+    if (rand() % 2 == 0 && join_trial(++number, id) != 0) return 1;
+    return rand() % 2 == 0 ? confirm(number, id) : revert(id);
 }
 
 /* The daemon listens a little later than it has gone to the background. */
@@ -154,6 +168,17 @@ static int await_daemon(void)
     return 1;
 }
 
+static int tell_what_booted(void)
+{
+    char number[16];
+    char *reply = done("<select><first><number/></first></select>");
+    if (reply == NULL) return 1;
+    text_of(reply, "number", number, sizeof number);
+    free(reply);
+    printf("booted %s\n", number);
+    return 0;
+}
+
 int main(int count, char **arguments)
 {
     int number = count > 1 ? atoi(arguments[1]) : 1;
@@ -161,7 +186,7 @@ int main(int count, char **arguments)
     client = vorn_client_new();
     setvbuf(stdout, NULL, _IOLBF, 0);
     srand((unsigned int)time(NULL) ^ (unsigned int)number);
-    for (failed = client == NULL || await_daemon(); !failed; number += 2) {
+    for (failed = client == NULL || await_daemon() || tell_what_booted(); !failed; number += 2) {
         const int choice = rand() % 6;
         failed = choice > 1                        ? try_out(number)
                  : choice == 0 && kept_before != 0 ? roll_back()
