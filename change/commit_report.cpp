@@ -12,6 +12,7 @@
 #include "core/base/result.h"
 #include "core/base/text.h"
 #include "core/guard.h"
+#include "core/plugin_page.h"
 #include "model/lazy/overlay.h"
 #include "vorn/committer.h"
 #include "vorn/debug.h"
@@ -53,6 +54,7 @@ struct Ring {
 /* Whoever wants to hear of each record; they stay until the process ends. */
 struct Listener : Record {
     vorn_commit_report_fn fn;
+    PluginOwner owner;
     void *data;
     Listener *next;
 };
@@ -65,8 +67,10 @@ constinit char result_before_commit[32] = "";
 
 void tell(const vorn_commit_report &record)
 {
-    for (const Listener *each = listeners; each; each = each->next)
+    for (const Listener *each = listeners; each; each = each->next) {
+        const InPlugin watched(each->owner, Callback::report);
         each->fn(&record, each->data);
+    }
 }
 
 /* The program's name is gone with the process, which waits for its answer now. */
@@ -290,6 +294,7 @@ int vorn_commit_report_add_fn(vorn_commit_report_fn fn, void *data)
     Owned<Listener> listener = make<Listener>();
     if (!listener) return failed;
     listener->fn = fn;
+    listener->owner = current_plugin();
     listener->data = data;
     listener->next = listeners;
     listeners = listener.release();

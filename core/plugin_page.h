@@ -29,6 +29,7 @@ enum class Callback : std::uint8_t {
     file,
     saved,
     load,
+    report,
 };
 const char *word_for(Callback callback);
 /* none for a word that is none of them. */

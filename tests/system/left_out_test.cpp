@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <set>
 #include <string>
 
 #include <sys/stat.h>
@@ -27,6 +28,10 @@ constexpr char deadly_text[] = "<Deadly name=\"mine\"><value>7</value></Deadly>"
 constexpr char change_deadly[] = "<lsql><write-transaction><update><Deadly name=\"mine\">"
                                  "<value>8</value></Deadly></update></write-transaction></lsql>";
 const int almost_too_late = SIGRTMAX - 2; /* the daemon's own timer tells it so */
+constexpr char explain_deadly[] =
+    "<explain><update><Deadly name=\"mine\"><value>8</value></Deadly></update></explain>";
+const std::set<std::string> parts_of_a_change = {"validator", "amend",    "check", "commit",
+                                                 "saved",     "listener", "report"};
 constexpr char look_at_deadly[] = "<lsql><select><Deadly/></select></lsql>";
 
 /* A device with a plugin that is deadly when it is told so. */
@@ -99,8 +104,8 @@ TEST_P(LeftOutAtBoot, AfterThreeDeathsInARow)
 }
 
 INSTANTIATE_TEST_SUITE_P(InEachFunction, LeftOutAtBoot,
-                         testing::Values("init", "validator", "check", "commit", "listener",
-                                         "timer"));
+                         testing::Values("init", "load", "validator", "check", "commit", "listener",
+                                         "report", "timer", "service"));
 
 /* Once the device serves, by what clients, programs and others do. */
 class LeftOutLater : public LeftOutAtBoot {
@@ -117,9 +122,10 @@ protected:
     {
         make_deadly(function + " crash");
         if (function == "refresh") send("vorn_sock_lsql", framed(look_at_deadly));
-        if (function == "validator" || function == "check" || function == "commit")
-            send("vorn_sock_lsql", framed(change_deadly));
-        if (function == "inform") send("vorn_sock_inform", native(0) + framed("object=deadly"));
+        if (parts_of_a_change.count(function) > 0) send("vorn_sock_lsql", framed(change_deadly));
+        if (function == "explain") send("vorn_sock_lsql", framed(explain_deadly));
+        if (function == "inform" || function == "file")
+            send("vorn_sock_inform", native(0) + framed("object=deadly"));
         if (function == "socket") shell("echo x >/tmp/deadly-pipe");
         if (function == "signal") kill(daemon_pid(), SIGUSR2);
     }
@@ -147,7 +153,8 @@ TEST_P(LeftOutLater, AfterThreeDeathsInARow)
 }
 
 INSTANTIATE_TEST_SUITE_P(InEachFunction, LeftOutLater,
-                         testing::Values("refresh", "validator", "check", "commit", "inform",
+                         testing::Values("refresh", "validator", "amend", "check", "commit",
+                                         "saved", "listener", "report", "explain", "inform", "file",
                                          "socket", "signal", "service", "timer"));
 
 TEST_F(LeftOutPlugins, AreNoneAfterTwoDeaths)

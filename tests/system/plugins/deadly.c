@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 static const char class_name[] = "Deadly";
+static const char own_file[] = "/etc/config/deadly-file";
 
 static int is_booted;
 
@@ -64,7 +65,10 @@ static void die_of_values(const vorn_instances *store)
 {
     const vorn_instance *own = vorn_instances_get(store, class_name, "mine");
     const char *value = own != NULL ? vorn_instance_get_value(own, "value") : NULL;
-    if (!is_booted && value != NULL && strcmp(value, "fatal") == 0) crash();
+    if (is_booted || value == NULL) return;
+    if (strcmp(value, "fatal") == 0) crash();
+    while (strcmp(value, "endless") == 0)
+        usleep(10000);
 }
 
 static void commit(vorn_commit_info *info)
@@ -84,6 +88,49 @@ static void check(vorn_check_info *info, void *data)
     act("check");
 }
 
+static void amend(vorn_amend_info *info, void *data)
+{
+    (void)info;
+    (void)data;
+    act("amend");
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    (void)info;
+    (void)explanation;
+    act("explain");
+}
+
+static void saved(const char *document, size_t size, void *data)
+{
+    (void)document;
+    (void)size;
+    (void)data;
+    act("saved");
+}
+
+static void prepare_load(void *data)
+{
+    (void)data;
+    act("load");
+}
+
+static void hear_report(const vorn_commit_report *report, void *data)
+{
+    (void)report;
+    (void)data;
+    act("report");
+}
+
+static void take(const char *bytes, size_t size, void *data)
+{
+    (void)bytes;
+    (void)size;
+    (void)data;
+    act("file");
+}
+
 static void refresh(vorn_refresh_info *info, void *data)
 {
     (void)info;
@@ -91,9 +138,13 @@ static void refresh(vorn_refresh_info *info, void *data)
     act("refresh");
 }
 
+/* What is held is not written, and its plugin is told what the disk has. */
 static int be_informed(void)
 {
     act("inform");
+    vorn_config_hold("nobody wants it");
+    vorn_config_write_file(own_file, "x", 1);
+    vorn_config_release();
     return 0;
 }
 
@@ -165,7 +216,13 @@ void vorn_plugin_init(void)
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
+    vorn_provider_set_amend_fn(provider, amend, NULL);
+    vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_providers_add(provider);
     vorn_inform_fn_add("deadly", be_informed);
+    vorn_config_add_saved_fn(saved, NULL);
+    vorn_config_add_load_fn(prepare_load, NULL);
+    vorn_config_add_file(own_file, take, NULL);
+    vorn_commit_report_add_fn(hear_report, NULL);
     eloop_register_timeout(0, 0, loop_runs, NULL, NULL);
 }
