@@ -44,6 +44,7 @@ static char changes_on_trial[192];
 static char result[160] = "none"; /* of the last try */
 static char newest_digest[generation_digest_room];
 static unsigned long newest_number; /* with that digest; 0 until it has been looked at */
+static char *first_document;        /* of a device without a generation, until it may be kept */
 
 static int is_count_or_none(const char *value)
 {
@@ -137,10 +138,13 @@ static void report_failure(const char *reason)
     vorn_commit_report_add_failure("history: %s", reason);
 }
 
+/* It is noted on the disk, which has to wait while something is on trial. */
 static void stay_up(void *eloop_data, void *user_data)
 {
-    (void)eloop_data;
-    (void)user_data;
+    if (vorn_config_is_held()) {
+        eloop_register_timeout(1, 0, stay_up, eloop_data, user_data);
+        return;
+    }
     if (strcmp(vorn_config_get_source(), "startup") == 0) proving_succeeds();
 }
 
@@ -169,10 +173,27 @@ static void keep(struct generation *generation)
     free_files(generation);
 }
 
+/* There would be no way back behind the first change of a new device. */
+static void keep_what_was_there(void)
+{
+    if (first_document == NULL) return;
+    struct generation generation = {
+        .time = vorn_config_get_save_time(),
+        .origin = vorn_config_get_source(),
+        .commit = "0",
+        .document = first_document,
+        .size = strlen(first_document),
+    };
+    keep(&generation);
+    free(first_document);
+    first_document = NULL;
+}
+
 /* The commit goes on, and its report is made at its end. */
 static void keep_saved(const char *document, size_t size, void *data)
 {
     (void)data;
+    keep_what_was_there();
     const vorn_peer *peer = vorn_query_get_peer();
     const vorn_commit_report *under_way = vorn_commit_report_get_current();
     const vorn_commit_report *last = under_way != NULL ? under_way : vorn_commit_report_get(0);
@@ -196,22 +217,6 @@ static void keep_saved(const char *document, size_t size, void *data)
              vorn_commit_report_get_number(last) + (under_way == NULL));
     keep(&generation);
     comment[0] = changes_on_trial[0] = '\0';
-}
-
-/* There would be no way back behind the first change of a new device. */
-static void keep_what_was_there(const vorn_instances *before)
-{
-    char *document = vorn_config_write_document(before);
-    if (document == NULL) return;
-    struct generation generation = {
-        .time = vorn_config_get_save_time(),
-        .origin = vorn_config_get_source(),
-        .commit = "0",
-        .document = document,
-        .size = strlen(document),
-    };
-    keep(&generation);
-    free(document);
 }
 
 /* What is said and done of what is on trial goes with what is saved in the end. */
@@ -238,8 +243,10 @@ static void commit(vorn_commit_info *info)
     vorn_instance *settings = settings_in(vorn_commit_info_get_after(info));
     if (!booted || settings == NULL) return;
     take_comment(settings);
-    if (!vorn_config_is_held() && newest() == 0)
-        keep_what_was_there(vorn_changes_get_before(changes));
+    if (first_document == NULL && newest() == 0)
+        first_document = vorn_config_write_document(vorn_changes_get_before(changes));
+    if (vorn_config_is_held()) return;
+    keep_what_was_there();
     if (vorn_changes_contains_class(changes, history_class)) prune();
 }
 

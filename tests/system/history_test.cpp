@@ -147,6 +147,47 @@ TEST_F(History, TellsTheDocumentOnlyToWhoNamesIt)
                 Not(HasSubstr("&lt;channel")));
 }
 
+/* Neither what is proven meanwhile nor what is not to be kept any longer. */
+TEST_F(History, LeavesTheDiskAloneWhileSomethingIsOnTrial)
+{
+    install_plugin("trial.vorn");
+    vornctl("set history proven-after=1");
+    vornctl("set Radio r0 channel=11");
+    shut_down();
+    boot();
+    const auto disk = [] { return shell("find /etc -type f -printf '%p %T@ %i\\n' | sort"); };
+    const auto is_proven = [] {
+        return shell(std::string("grep -c ^proven ") + folder + "/boots");
+    };
+
+    vornctl("set history keep=1 --trial 600");
+    const std::string before = disk();
+    ASSERT_TRUE(comes_true([] { return vornctl("show trial remaining -q") < "598"; }));
+    EXPECT_EQ(disk(), before);
+    EXPECT_EQ(is_proven(), "0\n");
+
+    vornctl("revert");
+    EXPECT_EQ(files(), "00000001.gz\n00000002.gz\n00000003.gz\n");
+    EXPECT_TRUE(comes_true([&] { return is_proven() == "1\n"; }));
+}
+
+TEST_F(History, BeginsWithWhatTheFirstTrialReplaced)
+{
+    install_plugin("trial.vorn");
+    shut_down();
+    boot();
+    vornctl("set Radio r0 channel=11 --trial 600");
+    vornctl("add Radio r7 channel=3 --join \"$(vornctl show trial id -q)\"");
+    EXPECT_EQ(vornctl("history"), "[5]\nvornctl: this device keeps no history\n");
+
+    vornctl("confirm");
+
+    EXPECT_EQ(files(), "00000001.gz\n00000002.gz\n");
+    EXPECT_EQ(vornctl("rollback 1"), "[0]\n");
+    EXPECT_EQ(channel(), "6\n[0]\n");
+    EXPECT_EQ(vornctl("show Radio r7"), "[5]\nvornctl: there is no Radio \"r7\"\n");
+}
+
 TEST_F(History, SurvivesARestart)
 {
     vornctl("set Radio r0 channel=11");
