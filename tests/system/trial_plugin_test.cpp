@@ -323,6 +323,29 @@ TEST_F(Trials, StayPendingWhenTheyCantBeSaved)
     EXPECT_THAT(read_file(startup), HasSubstr("<channel>7</channel>"));
 }
 
+TEST_F(Trials, StayPendingWhileTheDiskIsFull)
+{
+    ASSERT_EQ(mount("disk", "/etc/config", "tmpfs", 0, "size=64k"), 0);
+    write_file(startup, old_configuration);
+    boot();
+    begin();
+    const std::string id = told("id");
+    shell("cat /dev/zero >/etc/config/filler 2>/dev/null");
+
+    EXPECT_THAT(word("confirm", id),
+                HasSubstr("it can't be saved: No space left on device.</error>"));
+
+    EXPECT_EQ(told("state"), "pending");
+    EXPECT_EQ(channels(), "7 6 ");
+    EXPECT_EQ(shell("ls /etc/config"), "config.xml\nfiller\n");
+    EXPECT_EQ(read_file(startup), old_configuration);
+    std::filesystem::remove("/etc/config/filler");
+    EXPECT_THAT(word("confirm", id), HasSubstr("<rc>0</rc>"));
+    EXPECT_THAT(read_file(startup), HasSubstr("<channel>7</channel>"));
+    shut_down();
+    ASSERT_EQ(umount("/etc/config"), 0);
+}
+
 TEST_F(Trials, AreHeardInTransactionsAlone)
 {
     boot();
