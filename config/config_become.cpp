@@ -10,6 +10,7 @@
 #include "config/config_read.h"
 #include "config/config_write.h"
 #include "core/base/memory.h"
+#include "core/base/plain_array.h"
 #include "core/base/result.h"
 #include "core/guard.h"
 #include "model/class_record.h"
@@ -29,35 +30,7 @@ namespace vorn {
 namespace {
 
 /* The instances of one class in their order, for who has to look at them twice. */
-class Sequence {
-public:
-    void add(const vorn_instance *instance)
-    {
-        if (count_ == room_ && !grow()) return;
-        all_.get()[count_++] = instance;
-    }
-    bool failed() const { return failed_; }
-    std::size_t size() const { return count_; }
-    const vorn_instance *&operator[](std::size_t index) { return all_.get()[index]; }
-
-private:
-    bool grow()
-    {
-        const std::size_t room = std::max<std::size_t>(2 * room_, 16);
-        void *more = noted(std::realloc(all_.get(), room * sizeof(const vorn_instance *)));
-        failed_ = failed_ || !more;
-        if (!more) return false;
-        all_.release();
-        all_.reset(static_cast<const vorn_instance **>(more));
-        room_ = room;
-        return true;
-    }
-
-    Allocated<const vorn_instance *> all_;
-    std::size_t count_ = 0;
-    std::size_t room_ = 0;
-    bool failed_ = false;
-};
+using Sequence = PlainArray<const vorn_instance *>;
 
 /* Walks the saved values of an instance, or of none, one by one. */
 class SavedValues {

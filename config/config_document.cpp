@@ -6,6 +6,7 @@
 #include "config/config_document.h"
 
 #include "config/default_file.h"
+#include "config/schema_declaration.h"
 #include "core/base/text_buffer.h"
 #include "services/xml/xml_listener.h"
 #include "vorn/debug.h"
@@ -62,6 +63,7 @@ public:
     enum class Pieces { none, characters, cdata, over };
     void add_text(Pieces kind, const xmlChar *text, int length);
     void add_something_else();
+    void take_instruction(const xmlChar *target, const xmlChar *data);
 
 private:
     const char *keep_name(const xmlChar *name, const xmlChar *prefix, const xmlChar *uri);
@@ -148,6 +150,16 @@ void DocumentReader::add_something_else()
     if (depth_ == value_depth) pieces_ = Pieces::over;
 }
 
+/* The first counts. */
+void DocumentReader::take_instruction(const xmlChar *target, const xmlChar *data)
+{
+    add_something_else();
+    if (root_ != Root::missing || document_.versions_) return;
+    if (!xmlStrEqual(target, xml(schema_instruction))) return;
+    document_.versions_ = copy_of(or_empty(plain(data)));
+    if (!document_.versions_) failed_ = true;
+}
+
 void DocumentReader::end()
 {
     if (depth_ == value_depth) end_value();
@@ -230,9 +242,10 @@ void take_comment(void *parser, const xmlChar *)
     reader_at(parser).add_something_else();
 }
 
-void take_instruction(void *parser, const xmlChar *, const xmlChar *)
+void take_instruction(void *parser, const xmlChar *target, const xmlChar *data)
 {
-    reader_at(parser).add_something_else();
+    reader_at(parser).take_instruction(target, data);
+    end_if_failed(parser);
 }
 
 constexpr XmlListener listener = {
@@ -247,13 +260,16 @@ constexpr XmlListener listener = {
 } // namespace
 
 ConfigDocument::ConfigDocument(ConfigDocument &&other) noexcept
-    : names_(std::exchange(other.names_, nullptr)), first_(std::exchange(other.first_, nullptr))
+    : names_(std::exchange(other.names_, nullptr)),
+      first_(std::exchange(other.first_, nullptr)),
+      versions_(std::move(other.versions_))
 {}
 
 ConfigDocument &ConfigDocument::operator=(ConfigDocument &&other) noexcept
 {
     std::swap(names_, other.names_);
     std::swap(first_, other.first_);
+    std::swap(versions_, other.versions_);
     return *this;
 }
 
@@ -262,6 +278,11 @@ ConfigDocument::~ConfigDocument()
     while (take_next()) {
     }
     xmlDictFree(names_);
+}
+
+const char *ConfigDocument::keep(const char *text)
+{
+    return plain(noted(xmlDictLookup(names_, xml(text), -1)));
 }
 
 Allocated<WrittenInstance> ConfigDocument::take_next()

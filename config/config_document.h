@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/base/memory.h"
+#include "core/base/text.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -49,11 +50,20 @@ public:
     /* The first of those that were not taken yet; empty at the end. */
     Allocated<WrittenInstance> take_next();
 
+    /* What it says of the versions that plugins had when it was written; null for nothing. */
+    const char *versions() const { return versions_.get(); }
+
+    /* For who changes what it says. Its instances, linked, are all there are. */
+    WrittenInstance *&first() { return first_; }
+    /* Names and texts that belong to the document, each at one place; null without memory. */
+    const char *keep(const char *text);
+
 private:
     friend class DocumentReader;
 
     _xmlDict *names_ = nullptr;
     WrittenInstance *first_ = nullptr;
+    Text versions_;
 };
 
 /* Parses a configuration file; empty, with the reason in the log, when it holds none. */

@@ -8,6 +8,8 @@
 #include "config/class_of_element.h"
 #include "config/commit_id.h"
 #include "config/file_limits.h"
+#include "config/migration.h"
+#include "config/schema_declaration.h"
 #include "core/base/memory.h"
 #include "core/base/text.h"
 #include "model/class_record.h"
@@ -20,6 +22,7 @@
 #include "vorn/debug.h"
 
 #include <cstring>
+#include <utility>
 
 namespace vorn {
 
@@ -195,10 +198,23 @@ bool read_instance(const WrittenInstance &written, vorn_instances *instances, vo
     return take_over_or_tell(std::move(instance), instances, changes, written, unread) && whole;
 }
 
+namespace {
+
+bool keep_versions(const ConfigDocument &document, KeptPieces *kept)
+{
+    if (!kept || !document.versions()) return true;
+    Text versions = copy_of(document.versions());
+    const bool kept_all = static_cast<bool>(versions);
+    kept->keep_versions(std::move(versions));
+    return kept_all;
+}
+
+} // namespace
+
 bool read_instances(ConfigDocument &document, vorn_instances *instances, vorn_changes *changes,
                     unsigned int &unknown, KeptPieces *kept)
 {
-    bool whole = true;
+    bool whole = migrate(document) && keep_versions(document, kept);
     while (const Allocated<WrittenInstance> written = document.take_next())
         whole &= read_instance(*written, instances, changes, unknown, kept);
     return whole;

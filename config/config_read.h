@@ -9,7 +9,8 @@
 namespace vorn {
 
 /*
- * Fills a store with the instances of a document, recording each as inserted. What is bad is
+ * Fills a store with the instances of a document, recording each as inserted. A document of an
+ * earlier version is first brought to those of this device's plugins. What is bad is
  * skipped with a message. The document is used up. False when something may be missing only
  * because memory ran out. Counts the instances and values of which no plugin knows the class or the
  * property. What nobody knows and what is refused is kept, if there is a place for it.

@@ -7,6 +7,8 @@
 
 #include "config/file_limits.h"
 #include "config/kept_pieces.h"
+#include "config/schema.h"
+#include "config/schema_declaration.h"
 #include "core/guard.h"
 #include "model/class_record.h"
 #include "model/classes_walk.h"
@@ -85,11 +87,22 @@ bool add_class(XmlWriter &document, const vorn_class &klass, const vorn_instance
     return true;
 }
 
+/* Of which versions it is; nothing where nobody declares any. */
+void add_versions(XmlWriter &document)
+{
+    const char *others = kept_pieces ? kept_pieces->versions() : nullptr;
+    if (!first_schema && !others) return;
+    const Text versions = said_versions(others);
+    if (!versions) document.fail();
+    if (versions && *versions.get()) document.add_instruction(schema_instruction, versions.get());
+}
+
 } // namespace
 
 Text config_document(const vorn_instances *instances, SaveReason &left_out)
 {
     XmlWriter document(XmlWriter::Layout::indented);
+    add_versions(document);
     document.open(root_name);
     if (kept_pieces) kept_pieces->begin_document();
     const ClassesWalk classes;

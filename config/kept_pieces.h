@@ -10,6 +10,8 @@
 #include "services/xml/xml_writer.h"
 #include "vorn/changes.h"
 
+#include <utility>
+
 namespace vorn {
 
 /* What is kept takes no more than this, whatever a file holds. */
@@ -61,6 +63,10 @@ public:
     /* Of an instance whose name one that is served has. */
     Outcome add_rival(const vorn_instance &served, const WrittenInstance &written);
     unsigned int lost() const { return lost_; }
+    /* What the document says of versions, those of plugins that are not here too. Null when nothing
+     * is kept. */
+    void keep_versions(Text versions) { versions_ = std::move(versions); }
+    const char *versions() const { return bytes_ > 0 ? versions_.get() : nullptr; }
 
     /* Instances without a name of their own are known again by their values, which have changed. */
     void follow(const vorn_changes &changes);
@@ -89,6 +95,7 @@ private:
     KeptBeside *first_ = nullptr;
     KeptBeside *last_ = nullptr;
     Table<KeptBeside> by_owner_;
+    Text versions_;
     std::size_t bytes_ = 0;
     unsigned int lost_ = 0;
     unsigned int writing_ = 0;

@@ -25,7 +25,15 @@ void pass_blanks(const char *&at)
     at += std::strspn(at, blanks);
 }
 
-/* One that no number can tell is greater than all that there are. */
+bool take(const char *&at, char expected)
+{
+    if (*at != expected) return false;
+    at++;
+    return true;
+}
+
+} // namespace
+
 bool read_number(const char *&at, unsigned int &number)
 {
     constexpr unsigned int ten = 10;
@@ -36,15 +44,6 @@ bool read_number(const char *&at, unsigned int &number)
     }
     return true;
 }
-
-bool take(const char *&at, char expected)
-{
-    if (*at != expected) return false;
-    at++;
-    return true;
-}
-
-} // namespace
 
 bool DeclaredVersion::is_named(const char *other) const
 {
@@ -78,6 +77,59 @@ unsigned int version_in(const char *versions, const char *name)
         if (found.is_named(name)) return found.version;
     }
     return 0;
+}
+
+void SaidVersions::add(const char *name, std::size_t length, unsigned int version)
+{
+    if (version == 0) return;
+    if (text_.size() > 0) text_.append(" ");
+    text_.append(name, length);
+    text_.append(Line<24>("=\"%u\"", version).get());
+}
+
+namespace {
+
+bool is_declared(const DeclaredVersion &version)
+{
+    for (const PluginSchema *each = first_schema; each; each = each->next) {
+        if (version.is_named(each->name.get())) return true;
+    }
+    return false;
+}
+
+bool is_before(const DeclaredVersion &one, const char *other)
+{
+    const int order = std::strncmp(one.name, other, one.length);
+    return order < 0 || (order == 0 && other[one.length] != '\0');
+}
+
+} // namespace
+
+/* A plugin of this device speaks for itself. */
+void SaidVersions::add_before(const char *name)
+{
+    DeclaredVersion other = {};
+    for (const char *at = others_; at && read_version(at, other); others_ = at) {
+        if (name && !is_before(other, name)) return;
+        if (!is_declared(other)) add(other.name, other.length, other.version);
+    }
+}
+
+Text SaidVersions::take()
+{
+    add_before(nullptr);
+    text_.append("");
+    return text_.take();
+}
+
+Text said_versions(const char *others)
+{
+    SaidVersions said(others);
+    for (const PluginSchema *each = first_schema; each; each = each->next) {
+        said.add_before(each->name.get());
+        said.add(each->name.get(), std::strlen(each->name.get()), each->version);
+    }
+    return said.take();
 }
 
 namespace {

@@ -28,10 +28,11 @@ namespace {
 constexpr char mark[sizeof PluginPage::mark] = "vorn plugins 1\n";
 constexpr char no_place = '\0';
 constexpr const char *words[] = {
-    "",       "init",   "commit", "refresh", "check",    "amend", "explain", "validator", "timer",
-    "socket", "signal", "inform", "service", "listener", "file",  "saved",   "load",      "report",
+    "",          "init",  "commit", "refresh", "check",     "amend",   "explain",
+    "validator", "timer", "socket", "signal",  "inform",    "service", "listener",
+    "file",      "saved", "load",   "report",  "migration",
 };
-constexpr auto last_callback = Callback::report;
+constexpr auto last_callback = Callback::migration;
 static_assert(std::size(words) == static_cast<std::size_t>(last_callback) + 1);
 
 /* Where the code goes that nobody watches. */

@@ -30,6 +30,7 @@ enum class Callback : std::uint8_t {
     saved,
     load,
     report,
+    migration,
 };
 const char *word_for(Callback callback);
 /* none for a word that is none of them. */

@@ -164,6 +164,26 @@ VORN_API int vorn_config_add_load_fn(vorn_config_load_fn fn, void *data);
  */
 VORN_API char *vorn_config_write_document(const vorn_instances *instances);
 
+/**
+ * Makes of a document what it would be in other versions of the plugins, which they declare with
+ * vorn_plugin_set_schema: in those that are named, "radio=2 time=1", and of the others in the ones
+ * that are declared; null for all of these. Ways back are taken where versions are earlier than the
+ * document's. Nothing that runs changes for it.
+ *
+ * losses, unless it is null, gets what is lost, a line for each with the instance, the property and
+ * the reason, "" for nothing: "Radio \"r0\": turbo: it is dropped in version 3\n". The class is
+ * called as in the document that is given.
+ *
+ * What can't go back stays in the document, where its version knows nothing of it. Where another
+ * value had become the same in an earlier version, the first one in the table comes back.
+ *
+ * The caller frees both texts. Null, and no losses, for a null document ("Null document.\n" at
+ * debug level 1), for one that is none, for a version that is not declared or greater than the
+ * declared one ("There is no schema \"%s\".\n", "The schema \"%s\" has no version later than
+ * %u.\n", "These are no versions: \"%s\".\n"), and without memory.
+ */
+VORN_API char *vorn_config_migrate(const char *document, const char *versions, char **losses);
+
 /** When the last save was tried, in seconds since 1970; 0 when none was. */
 VORN_API int64_t vorn_config_get_save_time(void);
 

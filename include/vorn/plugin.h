@@ -90,8 +90,8 @@ VORN_API unsigned int vorn_plugins_get_deaths(unsigned int rank);
 
 /**
  * In which of its functions the last time: "init", "commit", "refresh", "check", "amend",
- * "explain", "validator", "timer", "socket", "signal", "inform", "service", "listener", "file" or
- * "saved"; "" when it has not.
+ * "explain", "validator", "timer", "socket", "signal", "inform", "service", "listener", "file",
+ * "saved", "load", "report" or "migration"; "" when it has not.
  */
 VORN_API const char *vorn_plugins_get_callback(unsigned int rank);
 

@@ -82,6 +82,12 @@ XmlWriter::XmlWriter(Layout layout, std::size_t longest) : text_(longest), layou
     text_.append(declaration, sizeof declaration - 1);
 }
 
+void XmlWriter::add_instruction(const char *target, const char *data)
+{
+    for (const char *piece : {"<?", target, " ", data, "?>\n"})
+        text_.append(piece);
+}
+
 void XmlWriter::begin_line()
 {
     constexpr char step[] = "  ";

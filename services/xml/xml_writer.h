@@ -26,6 +26,8 @@ public:
     explicit XmlWriter(Layout layout = Layout::compact,
                        std::size_t longest = TextBuffer::unbounded);
 
+    /* A processing instruction, before the root. */
+    void add_instruction(const char *target, const char *data);
     /* An element that holds others, with the attribute "name" unless that is null. */
     void open(const char *name, const char *instance_name = nullptr);
     void open_with(const char *name, std::initializer_list<XmlAttribute> attributes);
