@@ -1,12 +1,50 @@
 /* SPDX-License-Identifier: MIT */
-/* vornctl confirm: the change that is on trial stays. */
+/* vornctl confirm: what is on trial stays, be it a change or a firmware. */
+#include "device.h"
+#include "failure.h"
+#include "schema.h"
+#include "transaction.h"
 #include "trial.h"
 
 namespace vorn::client {
 
+namespace {
+
+constexpr char history_class[] = "history";
+constexpr char upgrade_property[] = "upgrade";
+const Target history_target = {history_class, {}, {}};
+
+std::string upgrade_of(Device &device)
+{
+    Request request(Request::Kind::plain);
+    request.select(history_target, {upgrade_property});
+    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
+    if (outcomes.empty() || outcomes[0].instances.empty()) return "";
+    return outcomes[0].instances[0].value(upgrade_property);
+}
+
+int confirm_upgrade(const Options &options)
+{
+    Device device(options.timeout_ms());
+    const Schema schema = Schema::of(device);
+    if (!schema.find_property(history_class, upgrade_property))
+        throw Failure(differs, "this device knows nothing of upgrades");
+    if (upgrade_of(device) != "pending") throw Failure(differs, "this firmware is confirmed");
+    Transaction transaction(schema, options);
+    transaction.update("confirm the upgrade", history_target, {{upgrade_property, "confirm"}});
+    const int status = transaction.execute(device);
+    if (upgrade_of(device) == "pending")
+        throw Failure(refused, "that this firmware is confirmed can't be kept; the log says why");
+    return status;
+}
+
+} // namespace
+
 int confirm(const Invocation &invocation)
 {
-    return end_trial(invocation, "confirm");
+    if (!invocation.has("--upgrade")) return end_trial(invocation, "confirm");
+    if (!invocation.words.empty()) throw Misuse("an upgrade has no ID");
+    return confirm_upgrade(invocation.options);
 }
 
 } // namespace vorn::client

@@ -21,8 +21,9 @@ constexpr char class_name[] = "generation";
 std::vector<Instance> generations(Device &device)
 {
     Request request(Request::Kind::plain);
-    request.select({class_name, {}, {}}, {"time", "user", "process", "program", "origin", "comment",
-                                          "schema", "commit", "changes", "bytes", "state"});
+    request.select({class_name, {}, {}},
+                   {"time", "user", "process", "program", "origin", "comment", "schema", "commit",
+                    "changes", "bytes", "pinned", "state"});
     std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
     if (outcomes.empty() || outcomes[0].instances.empty()) fail_without_history("");
     return outcomes[0].instances;

@@ -13,14 +13,21 @@ namespace vorn::client {
 
 namespace {
 
+std::string remark_on(const Instance &generation)
+{
+    if (generation.value("state") != "good") return generation.value("state");
+    const std::string &comment = generation.value("comment");
+    if (generation.value("pinned") != "yes") return comment;
+    return comment.empty() ? "[pinned]" : comment + " [pinned]";
+}
+
 void print_list(const Output &output, const std::vector<Instance> &all)
 {
     std::vector<std::vector<std::string>> rows;
     for (const Instance &each : all) {
-        const bool is_good = each.value("state") == "good";
         rows.push_back({each.name.value_or(""), each.value("time"), each.value("user"),
                         each.value("program"), each.value("origin"), each.value("bytes"),
-                        is_good ? each.value("comment") : each.value("state")});
+                        remark_on(each)});
     }
     output.print_table({"GENERATION", "TIME", "USER", "PROGRAM", "ORIGIN", "BYTES", "COMMENT"},
                        rows);

@@ -31,7 +31,7 @@ public:
             {"save", {}},
             {"trial", {"state", "holder", "until", "remaining"}},
             {"generation", {"time", "proven", "state"}},
-            {"history", {"result", "unproven"}},
+            {"history", {"result", "unproven", "upgrade", "taken"}},
             {"plugin", {}},
         };
         Request request(Request::Kind::plain);
@@ -62,7 +62,9 @@ public:
             lines.push_back({"uptime", daemon->value("uptime")});
         }
         if (!commit_.empty()) lines.push_back({"commit", commit_});
+        if (daemon && daemon->has("schema")) lines.push_back({"schema", daemon->value("schema")});
         add_generation(lines);
+        add_upgrade(lines);
         add_trial(lines);
         add_save(lines);
         if (daemon) {
@@ -162,6 +164,16 @@ private:
                                            (proven.empty() ? "" : ", proven: " + proven)});
     }
 
+    /* Nothing while there is nothing to be said. */
+    void add_upgrade(Lines &lines) const
+    {
+        const Instance *history = first_of("history");
+        if (!history) return;
+        const std::string &upgrade = history->value("upgrade");
+        if (!upgrade.empty() && upgrade != "none") lines.push_back({"upgrade", upgrade});
+        if (!history->value("taken").empty()) lines.push_back({"taken", history->value("taken")});
+    }
+
     static long number(const Instance &generation)
     {
         return std::strtol(generation.name.value_or("0").c_str(), nullptr, 10);
@@ -192,7 +204,10 @@ private:
         const std::vector<Instance> *plugins = all_of("plugin");
         if (!plugins) return;
         for (const Instance &each : *plugins)
-            lines.push_back({title_of("plugin", each.name.value_or("")), each.value("state")});
+            lines.push_back(
+                {title_of("plugin", each.name.value_or("")),
+                 each.value("state") +
+                     (each.value("schema").empty() ? "" : ", schema " + each.value("schema"))});
     }
 
     const Schema &schema_;

@@ -106,6 +106,8 @@ constexpr OptionWord detailing[] = {{"-v", nullptr, "every provider, the slowest
                                     {"--refused", nullptr, "what was refused instead"}};
 constexpr OptionWord telling_all[] = {
     {"-v", nullptr, "with every plugin, and what is kept of the configuration unread"}};
+constexpr OptionWord upgrading[] = {
+    {"--upgrade", nullptr, "keep the firmware, and no longer what others wrote"}};
 constexpr OptionWord resetting[] = {{"--yes", nullptr, "don't ask"}};
 constexpr OptionWord removing[] = {where,      {"--all", nullptr, "all instances of the class"},
                                    explaining, commenting,
@@ -143,7 +145,7 @@ constexpr Verb table[] = {
      true,
      true,
      true},
-    {"confirm", trial_id, {}, "keep the change that is on trial, and save it", confirm},
+    {"confirm", trial_id, upgrading, "keep the change that is on trial, and save it", confirm},
     {"revert", trial_id, {}, "take the change back that is on trial", revert},
     {"diff", other, {}, "what the running configuration has that is not saved", diff, true},
     {"export", target, exporting, "write the running configuration", export_, true},

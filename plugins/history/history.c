@@ -12,13 +12,14 @@
 #include <string.h>
 
 #include "declare.h"
+#include "files.h"
 #include "generation.h"
+#include "generations.h"
 #include "history_folder.h"
 #include "proving.h"
-#include "replace.h"
-#include "schema_id.h"
 #include "shelf.h"
-#include "shown.h"
+#include "slots.h"
+#include "upgrade.h"
 #include "values.h"
 
 enum {
@@ -33,10 +34,6 @@ enum {
 };
 
 static const char history_class[] = "history";
-static const char generation_class[] = "generation";
-static const char *const heads[] = {"time",    "user",   "process", "program", "origin",
-                                    "comment", "schema", "commit",  "changes", "bytes",
-                                    "proven",  "state",  NULL};
 
 static int booted;
 static char comment[comment_room]; /* of the next generation */
@@ -81,10 +78,12 @@ static void prune(void)
     const vorn_instance *settings = settings_in(vorn_config_get_running());
     const char *most = value_of(settings, "keep");
     const char *bytes = value_of(settings, "bytes");
+    unsigned long spared[1 + slots_most_pinned] = {proving_newest()};
     const struct shelf_limits limits = {
         *most != '\0' ? atoi(most) : usual_most,
         *bytes != '\0' ? (size_t)strtoull(bytes, NULL, 10) : usual_bytes,
-        proving_newest(),
+        spared,
+        1 + slots_pinned(spared + 1),
     };
     shelf_prune(HISTORY_FOLDER, &limits);
 }
@@ -109,28 +108,6 @@ static const char *digest_of_newest(unsigned long number)
     return newest_digest;
 }
 
-static void read_files(struct generation *generation)
-{
-    const char *path;
-    for (unsigned int i = 0; (path = vorn_config_get_file(i)) != NULL; i++) {
-        size_t size;
-        char *bytes = vorn_config_read_file(path, &size);
-        if (bytes == NULL) continue;
-        if (generation->file_count == generation_most_files) {
-            free(bytes);
-            break;
-        }
-        const struct generation_file file = {path, bytes, size};
-        generation->files[generation->file_count++] = file;
-    }
-}
-
-static void free_files(struct generation *generation)
-{
-    for (int i = 0; i < generation->file_count; i++)
-        free((char *)(size_t)generation->files[i].bytes);
-}
-
 static void report_failure(const char *reason)
 {
     snprintf(result, sizeof result, "failed: %s", reason);
@@ -152,11 +129,11 @@ static void keep(struct generation *generation)
 {
     static char digest[generation_digest_room]; /* the generation refers to it */
     const unsigned long last = newest();
-    read_files(generation);
+    files_read(generation);
     generation_digest(generation, digest);
     if (strcmp(digest, digest_of_newest(last)) != 0) {
         generation->number = last + 1;
-        generation->schema = schema_id();
+        generation->schema = vorn_schema_get_id();
         generation->digest = digest;
         const char *reason = shelf_add(HISTORY_FOLDER, generation);
         if (reason != NULL) {
@@ -170,7 +147,7 @@ static void keep(struct generation *generation)
             prune();
         }
     }
-    free_files(generation);
+    files_free(generation);
 }
 
 /* There would be no way back behind the first change of a new device. */
@@ -247,7 +224,9 @@ static void commit(vorn_commit_info *info)
         first_document = vorn_config_write_document(vorn_changes_get_before(changes));
     if (vorn_config_is_held()) return;
     keep_what_was_there();
-    if (vorn_changes_contains_class(changes, history_class)) prune();
+    if (!vorn_changes_contains_class(changes, history_class)) return;
+    upgrade_commit(settings);
+    prune();
 }
 
 static void explain(vorn_commit_info *info, vorn_explanation *explanation)
@@ -267,10 +246,7 @@ static void go_back(vorn_amend_info *info, vorn_instance *settings, const char *
         vorn_amend_info_refuse(info, settings, "rollback", "generation %lu: %s", number, reason);
         return;
     }
-    for (int i = 0; i < generation.file_count && !vorn_amend_info_is_rehearsal(info); i++) {
-        const struct generation_file *file = &generation.files[i];
-        vorn_config_take_file(file->path, file->bytes, file->size);
-    }
+    if (!vorn_amend_info_is_rehearsal(info)) files_hand_over(&generation);
     vorn_instance_set_value(settings, "rollback", "");
     if (vorn_amend_info_become(info, generation.document, generation.size) != 0) {
         vorn_amend_info_refuse(info, settings, "rollback", "generation %lu can't be read", number);
@@ -289,92 +265,18 @@ static void amend(vorn_amend_info *info, void *data)
     if (*wanted != '\0') go_back(info, settings, wanted);
 }
 
-static void set_head(vorn_instance *instance, const struct generation *generation)
-{
-    char when[TIME_TEXT];
-    vorn_instance_set_value(instance, "time", time_text(generation->time, when));
-    vorn_instance_set_value(instance, "user", generation->user);
-    vorn_instance_set_value(instance, "process", generation->process);
-    vorn_instance_set_value(instance, "program", generation->program);
-    vorn_instance_set_value(instance, "origin", generation->origin);
-    vorn_instance_set_value(instance, "comment", generation->comment);
-    vorn_instance_set_value(instance, "schema", generation->schema);
-    vorn_instance_set_value(instance, "commit", generation->commit);
-    vorn_instance_set_value(instance, "changes", generation->changes);
-    vorn_instance_set_value(instance, "proven", proving_knows(generation) ? "yes" : "no");
-    vorn_instance_set_value(instance, "state", "good");
-}
-
-static void add_generation(vorn_instances *shown, unsigned long number, size_t size)
-{
-    char text[64];
-    struct generation generation;
-    snprintf(text, sizeof text, "%lu", number);
-    vorn_instance *instance = vorn_instance_new(vorn_classes_get(generation_class), text);
-    if (instance == NULL) return;
-    const char *reason = shelf_read(HISTORY_FOLDER, number, &generation);
-    snprintf(text, sizeof text, "%zu", size);
-    vorn_instance_set_value(instance, "bytes", text);
-    if (reason == NULL) {
-        set_head(instance, &generation);
-        generation_free(&generation);
-    } else {
-        snprintf(text, sizeof text, "damaged: %s", reason);
-        vorn_instance_set_value(instance, "state", text);
-    }
-    if (vorn_instances_add(shown, instance) != 0) vorn_instance_delete(instance);
-}
-
-/* Large, and meant only by who names it: all properties are what somebody looks at. */
-static int wants_document(const vorn_refresh_info *info, const vorn_instance *instance)
-{
-    return vorn_refresh_info_contains_property(info, instance, "document") &&
-           !vorn_refresh_info_contains_property(info, instance, "any of all");
-}
-
-static void show_document(vorn_instance *instance, const vorn_refresh_info *info)
-{
-    struct generation generation;
-    const unsigned long number =
-        (unsigned long)strtoull(vorn_instance_get_name(instance), NULL, 10);
-    char *document = NULL;
-    if (wants_document(info, instance) && shelf_read(HISTORY_FOLDER, number, &generation) == NULL) {
-        document = shown_document(generation.document, generation.size);
-        generation_free(&generation);
-    }
-    if (document != NULL || *value_of(instance, "document") != '\0')
-        vorn_instance_set_value(instance, "document", document != NULL ? document : "");
-    free(document);
-}
-
-static void show_generations(vorn_refresh_info *info)
-{
-    static struct shelf_content list;
-    vorn_instances *shown = vorn_instances_new();
-    vorn_instances *store = vorn_refresh_info_get_instances(info);
-    if (shown == NULL) return;
-    shelf_list(HISTORY_FOLDER, &list);
-    for (int i = 0; i < list.count; i++)
-        add_generation(shown, list.numbers[i], list.sizes[i]);
-    replace_instances(store, generation_class, shown, heads);
-    vorn_instances_delete_all(shown);
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(store, generation_class);
-    while (walk != NULL && vorn_instances_iterator_has_next(walk))
-        show_document(vorn_instances_iterator_next(walk), info);
-    vorn_instances_delete_iterator(walk);
-}
-
 static void show_settings(vorn_instance *settings)
 {
     vorn_instance_set_value(settings, "result", result);
     vorn_instance_set_value(settings, "unproven", proving_kept());
+    upgrade_show(settings);
 }
 
 static void refresh(vorn_refresh_info *info, void *data)
 {
     (void)data;
     vorn_instance *settings = settings_in(vorn_refresh_info_get_instances(info));
-    if (vorn_refresh_info_contains_class(info, generation_class)) show_generations(info);
+    generations_show(info);
     if (settings != NULL && vorn_refresh_info_contains_class(info, history_class))
         show_settings(settings);
 }
@@ -383,6 +285,7 @@ static void boot_is_over(void *eloop_data, void *user_data)
 {
     const char *seconds = value_of(settings_in(vorn_config_get_running()), "proven-after");
     booted = 1;
+    upgrade_begin(settings_in(vorn_config_get_running()));
     proving_boot_is_over();
     if (strcmp(seconds, "0") == 0) {
         stay_up(eloop_data, user_data);
@@ -399,10 +302,7 @@ static void check(vorn_check_info *info, void *data)
     (void)info;
     (void)data;
     if (generation == NULL) return;
-    for (int i = 0; i < generation->file_count; i++) {
-        const struct generation_file *file = &generation->files[i];
-        vorn_config_take_file(file->path, file->bytes, file->size);
-    }
+    files_hand_over(generation);
     proving_forget_taken();
 }
 
@@ -424,14 +324,8 @@ static int declare_word(vorn_class *klass, const char *name, vorn_is_valid_fn is
 static int declare(void)
 {
     vorn_class *history = declare_class(history_class, VORN_CLASS_SINGLETON);
-    vorn_class *generation = vorn_class_new(generation_class);
-    if (history == NULL || generation == NULL) return 1;
-    vorn_class_set_type(generation, VORN_CLASS_UNIQUE_NAMED);
-    for (const char *const *each = heads; *each != NULL; each++) {
-        if (declare_state(generation, *each) != 0) return 1;
-    }
-    return declare_state(generation, "document") != 0 ||
-           declare_setting(history, "keep", is_count_or_none, "<1 to 1000>|<nothing>") != 0 ||
+    if (history == NULL) return 1;
+    return declare_setting(history, "keep", is_count_or_none, "<1 to 1000>|<nothing>") != 0 ||
            declare_setting(history, "bytes", is_size_or_none, "<4096 to 1073741824>|<nothing>") !=
                0 ||
            declare_setting(history, "proven-after", is_time_or_none, "<0 to 86400>|<nothing>") !=
@@ -439,8 +333,15 @@ static int declare(void)
            declare_word(history, "comment", is_comment, "<up to 200 characters>") != 0 ||
            declare_word(history, "rollback", is_generation_or_none,
                         "<the number of a generation>|<nothing>") != 0 ||
-           declare_state(history, "result") != 0 || declare_state(history, "unproven") != 0 ||
-           vorn_classes_add(history) != 0 || vorn_classes_add(generation) != 0;
+           upgrade_declare(history) != 0 || declare_state(history, "result") != 0 ||
+           declare_state(history, "unproven") != 0 || vorn_classes_add(history) != 0 ||
+           generations_declare() != 0;
+}
+
+static void before_load(void *data)
+{
+    (void)data;
+    slots_choose();
 }
 
 void vorn_plugin_init(void)
@@ -459,6 +360,7 @@ void vorn_plugin_init(void)
     vorn_providers_order("history", "save");
     vorn_providers_order("history", "wireless"); /* whose keys a boot may have to find first */
     vorn_inform_fn_add("history", be_told);
+    vorn_config_add_load_fn(before_load, NULL);
     vorn_config_add_saved_fn(keep_saved, NULL);
     eloop_register_timeout(0, 0, boot_is_over, NULL, NULL);
 }

@@ -12,6 +12,7 @@
 
 #include "history_folder.h"
 #include "shelf.h"
+#include "upgrade_state.h"
 #include "vorn-plugin/whole_file.h"
 
 enum { most_tries = 3, most_proven = 64, line_room = 80 };
@@ -41,13 +42,6 @@ static int is_counted;                      /* this boot is */
 static int is_over;
 static int has_taken;
 static struct generation taken;
-
-/* Of the document alone, which is what the startup file has. */
-static void digest_document(const char *document, size_t size, char text[generation_digest_room])
-{
-    const struct generation alone = {.document = document, .size = size};
-    generation_digest(&alone, text);
-}
 
 static int digest_startup(void)
 {
@@ -146,7 +140,7 @@ static int keep_startup(void)
     return 1;
 }
 
-static int replace_startup(const char *document, size_t size)
+int proving_replace_startup(const char *document, size_t size)
 {
     struct stat status;
     const mode_t mode = stat(startup_file, &status) == 0 ? status.st_mode & 0777 : 0644;
@@ -160,7 +154,7 @@ static int fall_back_to_generation(void)
 {
     for (int i = state.count - 1; i >= 0; i--) {
         if (take_generation(&state.proven[i]) != 0) continue;
-        if (keep_startup() != 0 || replace_startup(taken.document, taken.size) != 0) {
+        if (keep_startup() != 0 || proving_replace_startup(taken.document, taken.size) != 0) {
             generation_free(&taken);
             return 1;
         }
@@ -193,18 +187,23 @@ static int fall_back_to_default(void)
     return 0;
 }
 
+static void count_boots_of_startup(void)
+{
+    if (strcmp(state.digest, digest) == 0) return;
+    state.boots = 0;
+    snprintf(state.digest, sizeof state.digest, "%s", digest);
+}
+
 /* Without actions nothing is applied, so that staying up would say nothing. */
 void proving_begin(void)
 {
     if (vorn_process_no_actions) return;
     read_state();
     if (digest_startup() != 0 || is_proven(digest)) return;
-    if (strcmp(state.digest, digest) != 0) {
-        state.boots = 0;
-        snprintf(state.digest, sizeof state.digest, "%s", digest);
-    }
+    count_boots_of_startup();
     if (state.boots >= most_tries) {
         state.boots = 0;
+        upgrade_state_note_failed(digest);
         if (fall_back_to_generation() != 0 && fall_back_to_default() != 0) return;
         vorn_plugins_retry_all(); /* what they did was with the other configuration */
         write_state();
@@ -213,6 +212,19 @@ void proving_begin(void)
     }
     state.boots++;
     is_counted = 1;
+    write_state();
+}
+
+void proving_take_instead(struct generation *generation)
+{
+    proving_forget_taken();
+    taken = *generation;
+    has_taken = 1;
+    if (digest_startup() != 0) return;
+    is_counted = !is_proven(digest);
+    if (!is_counted) return;
+    count_boots_of_startup();
+    state.boots++;
     write_state();
 }
 
@@ -262,6 +274,7 @@ void proving_succeeds(void)
     proven->number = number_of(digest);
     snprintf(proven->digest, sizeof proven->digest, "%s", digest);
     write_state();
+    upgrade_state_note_proven(digest);
 }
 
 int proving_knows(const struct generation *generation)

@@ -14,6 +14,12 @@
 /** To be called before the startup file is loaded: counts this boot, or falls back. */
 void proving_begin(void);
 
+/** Puts a document in the place of the startup file. Returns 0, or 1 with errno. */
+int proving_replace_startup(const char *document, size_t size);
+
+/** That of a generation, which is this module's then, is the startup file from now on. */
+void proving_take_instead(struct generation *generation);
+
 /** The generation whose document this boot fell back to, to be freed by nobody; null for none. */
 const struct generation *proving_taken(void);
 /** The files of that generation have been handed to their plugins. */

@@ -166,6 +166,14 @@ static void remove_scratch_files(const char *folder)
     closedir(directory);
 }
 
+static int is_spared(const struct shelf_limits *limits, unsigned long number)
+{
+    for (int i = 0; i < limits->spared_count; i++) {
+        if (limits->spared[i] == number) return 1;
+    }
+    return 0;
+}
+
 void shelf_prune(const char *folder, const struct shelf_limits *limits)
 {
     static struct shelf_content list;
@@ -177,7 +185,7 @@ void shelf_prune(const char *folder, const struct shelf_limits *limits)
         bytes += list.sizes[i];
     for (int i = 0; i < list.count - 1; i++) {
         if (left <= limits->most && bytes <= limits->bytes) break;
-        if (list.numbers[i] == limits->spared) continue;
+        if (is_spared(limits, list.numbers[i])) continue;
         remove_number(folder, list.numbers[i]);
         bytes -= list.sizes[i];
         left--;

@@ -22,7 +22,8 @@ struct shelf_content {
 struct shelf_limits {
     int most;
     size_t bytes;
-    unsigned long spared; /* this one as well; 0 for none */
+    const unsigned long *spared; /* these as well */
+    int spared_count;
 };
 
 /** Lists the folder. One that is not there holds nothing. Of too many the newest are listed. */

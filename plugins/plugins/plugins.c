@@ -15,12 +15,12 @@
 enum { most_listed = 20, longest_list = 2048 };
 
 static const char plugin_class[] = "plugin";
-static const char *const plugin_properties[] = {"version",  "state",  "deaths",
-                                                "callback", "signal", NULL};
+static const char *const plugin_properties[] = {"version", "state",  "deaths", "callback",
+                                                "signal",  "schema", NULL};
 static const char daemon_class[] = "daemon";
 static const char *const daemon_properties[] = {
     "version",     "since", "uptime",           "clients", "subscribers",
-    "left-behind", "kept",  "failing-services", NULL};
+    "left-behind", "kept",  "failing-services", "schema",  NULL};
 
 static int64_t started; /* by the clock that setting the time does not move */
 
@@ -57,6 +57,18 @@ static void set_state(vorn_instance *plugin, unsigned int rank)
     vorn_instance_set_value(plugin, "state", text);
 }
 
+/* What it declared of the configurations of its classes: "radio 3". */
+static void set_schema(vorn_instance *plugin, unsigned int rank)
+{
+    char text[120];
+    const char *name;
+    for (unsigned int i = 0; (name = vorn_schema_get_name(i)) != NULL; i++) {
+        if (strcmp(vorn_schema_get_plugin(name), vorn_plugins_get_name(rank)) != 0) continue;
+        snprintf(text, sizeof text, "%s %u", name, vorn_schema_get_version(name));
+        vorn_instance_set_value(plugin, "schema", text);
+    }
+}
+
 static void add_plugin(vorn_instances *plugins, unsigned int rank)
 {
     vorn_instance *plugin =
@@ -66,6 +78,7 @@ static void add_plugin(vorn_instances *plugins, unsigned int rank)
     set_state(plugin, rank);
     set_number(plugin, "deaths", vorn_plugins_get_deaths(rank));
     vorn_instance_set_value(plugin, "callback", vorn_plugins_get_callback(rank));
+    set_schema(plugin, rank);
     if (vorn_plugins_get_signal(rank) > 0)
         set_number(plugin, "signal", (uint64_t)vorn_plugins_get_signal(rank));
     if (vorn_instances_add(plugins, plugin) != 0) vorn_instance_delete(plugin);
@@ -110,6 +123,7 @@ static void show_daemon(vorn_instance *daemon)
     set_number(daemon, "clients", vorn_socket_get_clients());
     set_number(daemon, "subscribers", vorn_notify_get_subscribers());
     set_number(daemon, "left-behind", vorn_instances_get_left_behind_bytes());
+    vorn_instance_set_value(daemon, "schema", vorn_schema_get_id());
     set_list(daemon, "kept", vorn_config_get_kept);
     set_list(daemon, "failing-services", vorn_service_get_failing);
 }

@@ -129,7 +129,7 @@ protected:
     }
     void prune(int most, std::size_t bytes, unsigned long spared = 0) const
     {
-        const shelf_limits limits = {most, bytes, spared};
+        const shelf_limits limits = {most, bytes, &spared, 1};
         shelf_prune(folder.c_str(), &limits);
     }
 
@@ -309,7 +309,7 @@ TEST_F(Generations, LoseTheNewestAtMostWhenThePowerIsCut)
             calls_left = cuts;
             const generation made = make(4, document);
             shelf_add(folder.c_str(), &made);
-            const shelf_limits limits = {3, 1 << 20, 0};
+            const shelf_limits limits = {3, 1 << 20, nullptr, 0};
             shelf_prune(folder.c_str(), &limits);
             _exit(0);
         }

@@ -54,7 +54,7 @@ TEST_F(History, TellsWhoSavedWhatAndWhy)
               ContainsRegex("\n3 +20[^ ]+Z +root +vornctl +console +[0-9]+ *\n")));
     EXPECT_EQ(vornctl("history 3"), "  Radio \"r0\"\n-   channel = 11\n+   channel = 1\n[0]\n");
     EXPECT_THAT(vornctl("show generation 2 commit schema state process"),
-                AllOf(ContainsRegex("commit +1\n"), ContainsRegex("schema +[0-9a-f]{8}\n"),
+                AllOf(ContainsRegex("commit +1\n"), ContainsRegex("schema +[0-9a-f]{16}\n"),
                       ContainsRegex("state +good\n"), ContainsRegex("process +[0-9]+\n")));
     EXPECT_EQ(vornctl("show history comment -q"), "\n[0]\n");
 }

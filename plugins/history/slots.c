@@ -1,0 +1,310 @@
+/* SPDX-License-Identifier: MIT */
+#include "slots.h"
+
+#include "vorn/vorn.h"
+
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include "files.h"
+#include "history_folder.h"
+#include "proving.h"
+#include "shelf.h"
+#include "upgrade_state.h"
+
+enum { own_room = 24 };
+
+static const char startup_file[] = "/etc/config/config.xml";
+
+/* The newest generation of another firmware. */
+struct pin {
+    unsigned long number;
+    char schema[schema_room];
+};
+
+/* What the folder has, as far as it matters here. */
+struct findings {
+    unsigned long newest;
+    unsigned long startup; /* with the startup file's document */
+    int startup_is_own;
+    unsigned long own; /* the newest that this firmware wrote and that has not failed */
+};
+
+static struct upgrade_state state;
+static struct pin pins[slots_most_pinned];
+static int pin_count;
+static int is_pending;
+static char taken[240];
+static char own[own_room];
+static char startup_digest[generation_digest_room];
+
+static void say(const char *sentence)
+{
+    snprintf(taken, sizeof taken, "%s", sentence);
+    vorn_debug_eprintf("history: %s.\n", taken);
+}
+
+/* The confirmed one's has its place whatever else there is. */
+static void pin(unsigned long number, const char *schema)
+{
+    int place = 0;
+    while (place < pin_count && strcmp(pins[place].schema, schema) != 0)
+        place++;
+    if (place < pin_count) return;
+    if (place == slots_most_pinned) {
+        if (strcmp(schema, state.confirmed) != 0) return;
+        place--;
+    } else {
+        pin_count++;
+    }
+    pins[place].number = number;
+    snprintf(pins[place].schema, schema_room, "%s", schema);
+}
+
+static void look_at(const struct generation *generation, struct findings *found)
+{
+    char digest[generation_digest_room];
+    const int is_own = strcmp(generation->schema, own) == 0;
+    digest_document(generation->document, generation->size, digest);
+    if (found->newest == 0) found->newest = generation->number;
+    if (strcmp(digest, startup_digest) == 0 && (found->startup == 0 || is_own)) {
+        found->startup = generation->number;
+        found->startup_is_own = is_own;
+    }
+    if (!is_own) pin(generation->number, generation->schema);
+    if (is_own && found->own == 0 && !upgrade_state_has_failed(&state, digest))
+        found->own = generation->number;
+}
+
+/* The newest first, so that the first of each kind is the newest of its kind. */
+static void look_around(struct findings *found)
+{
+    static struct shelf_content list;
+    struct generation generation;
+    memset(found, 0, sizeof *found);
+    pin_count = 0;
+    shelf_list(HISTORY_FOLDER, &list);
+    for (int i = list.count - 1; i >= 0; i--) {
+        if (shelf_read(HISTORY_FOLDER, list.numbers[i], &generation) != NULL) continue;
+        look_at(&generation, found);
+        generation_free(&generation);
+    }
+    if (found->newest < (list.count > 0 ? list.numbers[list.count - 1] : 0))
+        found->newest = list.numbers[list.count - 1];
+}
+
+/* Who wrote the startup file, as far as anybody can tell. */
+static const char *writer_of_startup(void)
+{
+    return strcmp(state.document, startup_digest) == 0 ? state.ran : state.confirmed;
+}
+
+static xmlDoc *parse(const char *document)
+{
+    return xmlReadMemory(document, (int)strlen(document), NULL, NULL,
+                         XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
+}
+
+static int is_readable(const char *document)
+{
+    xmlDoc *parsed = parse(document);
+    xmlFreeDoc(parsed);
+    return parsed != NULL;
+}
+
+/* What another firmware wrote and no save has kept. */
+static int keep_startup(const char *document, struct findings *found)
+{
+    if (!is_readable(document)) return 1;
+    struct stat status;
+    char digest[generation_digest_room];
+    struct generation generation = {
+        .number = found->newest + 1,
+        .origin = "startup",
+        .commit = "0",
+        .schema = writer_of_startup(),
+        .digest = digest,
+        .document = document,
+        .size = strlen(document),
+    };
+    if (stat(startup_file, &status) == 0) generation.time = (int64_t)status.st_mtime;
+    files_read(&generation);
+    generation_digest(&generation, digest);
+    const char *reason = shelf_add(HISTORY_FOLDER, &generation);
+    files_free(&generation);
+    if (reason != NULL) {
+        vorn_debug_eprintf("history: can't keep the configuration of another firmware: %s.\n",
+                           reason);
+        return 1;
+    }
+    found->newest = found->startup = generation.number;
+    pin(generation.number, generation.schema);
+    return 0;
+}
+
+static xmlNode *child_called(xmlNode *parent, const char *name)
+{
+    xmlNode *each = parent != NULL ? parent->children : NULL;
+    while (each != NULL &&
+           (each->type != XML_ELEMENT_NODE || strcmp((const char *)each->name, name) != 0))
+        each = each->next;
+    return each;
+}
+
+/* The setting of the file in question: there is no configuration yet. */
+static int wants_newest(const char *document)
+{
+    xmlDoc *parsed = parse(document);
+    xmlNode *root = parsed != NULL ? xmlDocGetRootElement(parsed) : NULL;
+    xmlNode *setting = child_called(child_called(root, "history"), "other-slot");
+    xmlChar *text = setting != NULL ? xmlNodeGetContent(setting) : NULL;
+    const int wants = text != NULL && strcmp((const char *)text, "newest") == 0;
+    xmlFree(text);
+    xmlFreeDoc(parsed);
+    return wants;
+}
+
+static void take_own(const struct findings *found, const char *kind)
+{
+    char sentence[sizeof taken];
+    struct generation generation;
+    if (shelf_read(HISTORY_FOLDER, found->own, &generation) != NULL) return;
+    state.is_unsettled = is_pending = 1;
+    upgrade_state_write(&state);
+    if (proving_replace_startup(generation.document, generation.size) != 0) {
+        generation_free(&generation);
+        say("the configuration that this firmware wrote can't take the place of another one's");
+        return;
+    }
+    proving_take_instead(&generation);
+    snprintf(sentence, sizeof sentence,
+             "the saved configuration was of %s firmware: generation %lu, which this one wrote, "
+             "has taken its place, and it is generation %lu",
+             kind, found->own, found->startup);
+    say(sentence);
+}
+
+static void settle(const char *document, struct findings *found, int comparison)
+{
+    const int is_newer = comparison == VORN_SCHEMA_NEWER;
+    if (found->startup_is_own) return;
+    if (is_newer && found->own == 0) {
+        say("the saved configuration is of a newer firmware and is read as it is: there is none "
+            "that this one wrote");
+        return;
+    }
+    if (found->own == 0 || (!is_newer && wants_newest(document))) return;
+    if (found->startup != 0) take_own(found, is_newer ? "a newer" : "an older");
+}
+
+/* A device whose plugins are not all there is no other firmware. */
+static int has_all_plugins(void)
+{
+    for (unsigned int rank = 0; vorn_plugins_get_name(rank) != NULL; rank++) {
+        if (vorn_plugins_get_state(rank) != VORN_PLUGIN_RUNNING) return 0;
+    }
+    return 1;
+}
+
+/* Without a word of which firmware was confirmed, it is the one that wrote last. */
+static void find_confirmed(void)
+{
+    static struct shelf_content list;
+    struct generation generation;
+    if (state.confirmed[0] != '\0') return;
+    snprintf(state.confirmed, schema_room, "%s", state.ran[0] != '\0' ? state.ran : own);
+    shelf_list(HISTORY_FOLDER, &list);
+    if (list.count == 0) return;
+    if (state.ran[0] == '\0' &&
+        shelf_read(HISTORY_FOLDER, list.numbers[list.count - 1], &generation) == NULL) {
+        snprintf(state.confirmed, schema_room, "%s", generation.schema);
+        generation_free(&generation);
+    }
+    upgrade_state_write(&state);
+}
+
+/* Only a configuration that no save has kept yet can be anybody's. */
+static void note_who_runs(void)
+{
+    static struct shelf_content list;
+    shelf_list(HISTORY_FOLDER, &list);
+    if (list.count > 0 ||
+        (strcmp(state.ran, own) == 0 && strcmp(state.document, startup_digest) == 0))
+        return;
+    snprintf(state.ran, schema_room, "%s", own);
+    snprintf(state.document, sizeof state.document, "%s", startup_digest);
+    upgrade_state_write(&state);
+}
+
+static void choose(const char *document)
+{
+    struct findings found;
+    const int comparison = vorn_schema_compare(document, strlen(document));
+    digest_document(document, strlen(document), startup_digest);
+    find_confirmed();
+    is_pending = state.is_unsettled || strcmp(state.confirmed, own) != 0;
+    if (!is_pending && comparison == VORN_SCHEMA_SAME) {
+        note_who_runs();
+        return;
+    }
+    look_around(&found);
+    if (comparison == VORN_SCHEMA_SAME) return;
+    if (found.startup == 0) keep_startup(document, &found);
+    settle(document, &found, comparison);
+}
+
+void slots_choose(void)
+{
+    struct stat status;
+    if (vorn_process_no_actions || !has_all_plugins()) return;
+    upgrade_state_read(&state);
+    snprintf(own, sizeof own, "%s", vorn_schema_get_id());
+    if (stat(startup_file, &status) != 0 || status.st_size == 0) return;
+    char *document = vorn_config_get_startup_as_xml();
+    /* Else it tells of an error. */
+    if (document != NULL && strlen(document) == (size_t)status.st_size) choose(document);
+    free(document);
+}
+
+const char *slots_taken(void)
+{
+    return taken;
+}
+
+int slots_pinned(unsigned long numbers[slots_most_pinned])
+{
+    for (int i = 0; i < pin_count; i++)
+        numbers[i] = pins[i].number;
+    return pin_count;
+}
+
+int slots_has_pinned(unsigned long number)
+{
+    for (int i = 0; i < pin_count; i++) {
+        if (pins[i].number == number) return 1;
+    }
+    return 0;
+}
+
+int slots_is_pending(void)
+{
+    return is_pending;
+}
+
+int slots_confirm(void)
+{
+    struct upgrade_state confirmed;
+    upgrade_state_read(&confirmed);
+    snprintf(confirmed.confirmed, schema_room, "%s", own);
+    confirmed.is_unsettled = 0;
+    if (upgrade_state_write(&confirmed) != 0) return 1;
+    state = confirmed;
+    is_pending = 0;
+    pin_count = 0;
+    return 0;
+}
