@@ -3,7 +3,6 @@
 #include "advice.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include "failure.h"
 #include "text.h"
@@ -14,6 +13,7 @@ namespace vorn::client {
 namespace {
 
 constexpr char no_secret[] = "(secret)";
+constexpr char no_property[] = " is not valid for class ";
 
 char lower(char character)
 {
@@ -46,25 +46,18 @@ std::size_t distance(const std::string &left, const std::string &right)
     return cells.back();
 }
 
-bool begins(const std::string &text, const char *head)
-{
-    return text.rfind(head, 0) == 0;
-}
-
 /* The property whose value was refused: the message names it, unless it was cut before. */
 const Property *refused_property(const std::string &error, const Schema &schema,
                                  const Target &target, const Values &values)
 {
     for (const auto &[name, value] : values) {
         const std::string exact =
-            "Value \"" + value + "\" is not valid for property \"" + name + "\"";
-        const bool is_cut = ("Value \"" + value).compare(0, error.size(), error) == 0;
-        if (!begins(error, exact.c_str()) && !is_cut) continue;
+            concat({"Value \"", value, "\" is not valid for property \"", name, "\""});
+        const bool is_cut = concat({"Value \"", value}).starts_with(error);
+        if (!error.starts_with(exact) && !is_cut) continue;
         const Class *klass = schema.find(target.class_name);
-        const auto kind = std::find_if(values.begin(), values.end(), [&](const auto &each) {
-            return klass && each.first == klass->subclass_identifier;
-        });
-        const Class *subclass = kind == values.end() ? nullptr : schema.find(kind->second);
+        const std::string *kind = klass ? value_of(values, klass->subclass_identifier) : nullptr;
+        const Class *subclass = kind ? schema.find(*kind) : nullptr;
         const Property *own = subclass ? subclass->find(name) : nullptr;
         return own ? own : schema.find_property(target.class_name, name);
     }
@@ -77,34 +70,32 @@ std::string advice_on_kind(const Schema &schema, const Target &target, const Val
     const Class *klass = schema.find(target.class_name);
     if (!klass || !klass->abstract) return "";
     const std::vector<std::string> kinds = schema.subclasses_of(klass->name);
-    const std::string list = std::accumulate(
-        kinds.begin(), kinds.end(), std::string(),
-        [](const auto &all, const auto &each) { return all.empty() ? each : all + ", " + each; });
+    const std::string list = joined(kinds, ", ");
     for (const auto &[name, value] : values) {
         if (name != klass->subclass_identifier) continue;
-        if (std::find(kinds.begin(), kinds.end(), value) != kinds.end()) return "";
+        if (contains(kinds, value)) return "";
         const std::string meant = did_you_mean(value, kinds);
-        return "there is no " + name + " \"" + value + "\"" +
-               (meant.empty() ? "; there are " + list : meant);
+        return concat({"there is no ", name, " \"", value, "\"",
+                       meant.empty() ? "; there are " : meant, meant.empty() ? list : ""});
     }
-    return klass->subclass_identifier + " is missing: one of " + list;
+    return concat({klass->subclass_identifier, " is missing: one of ", list});
 }
 
 } // namespace
 
-std::string quoted_after(const std::string &text, const std::string &head)
+std::string quoted_after(std::string_view text, std::string_view head)
 {
-    const std::size_t found = text.find(head + "\"");
+    const std::size_t found = text.find(concat({head, "\""}));
     if (found == std::string::npos) return "";
     const std::size_t start = found + head.size() + 1;
     const std::size_t end = text.find('"', start);
-    return end == std::string::npos ? "" : text.substr(start, end - start);
+    return std::string(end == std::string::npos ? "" : text.substr(start, end - start));
 }
 
-std::string go_on(std::string sentence, const std::string &rest)
+std::string go_on(std::string sentence, std::string_view rest)
 {
     if (!rest.empty() && sentence.ends_with('.')) sentence.pop_back();
-    return sentence + rest;
+    return sentence.append(rest);
 }
 
 std::string nearest(const std::string &word, const std::vector<std::string> &candidates)
@@ -125,7 +116,7 @@ std::string nearest(const std::string &word, const std::vector<std::string> &can
 std::string did_you_mean(const std::string &word, const std::vector<std::string> &candidates)
 {
     const std::string best = nearest(word, candidates);
-    return best.empty() ? "" : "; did you mean \"" + shown(best) + "\"?";
+    return best.empty() ? "" : concat({"; did you mean \"", shown(best), "\"?"});
 }
 
 std::vector<std::string> literal_values(const std::string &syntax)
@@ -148,22 +139,20 @@ ExitStatus status_after(const std::string &error, const Schema &schema, const Ta
                         const Values &values)
 {
     const Class *klass = schema.find(target.class_name);
-    const bool lacks_kind = klass && klass->abstract &&
-                            std::none_of(values.begin(), values.end(), [&](const auto &each) {
-                                return each.first == klass->subclass_identifier;
-                            });
-
+    const bool lacks_kind =
+        klass && klass->abstract && !value_of(values, klass->subclass_identifier);
     const bool names_no_property =
-        begins(error, "Property ") && error.find(" is not valid for class ") != std::string::npos;
-    const bool names_no_class = begins(error, "Unknown class ") && !lacks_kind;
-    return begins(error, "No instance ") || names_no_class || names_no_property ? differs : refused;
+        error.starts_with("Property ") && error.find(no_property) != std::string::npos;
+    const bool names_no_class = error.starts_with("Unknown class ") && !lacks_kind;
+    return error.starts_with("No instance ") || names_no_class || names_no_property ? differs
+                                                                                    : refused;
 }
 
 std::string valid_values(const Property &property)
 {
     if (property.valid.empty()) return "";
     constexpr std::ptrdiff_t many = 4;
-    auto left = std::count(property.valid.begin(), property.valid.end(), '|');
+    auto left = std::ranges::count(property.valid, '|');
     const bool is_long = left >= many;
     std::string text;
     for (const char character : property.valid) {
@@ -184,10 +173,9 @@ std::string without_secrets(std::string text, const Schema &schema, const std::s
              at = text.find(value, at + sizeof no_secret - 1)) {
             text.replace(at, value.size(), no_secret);
         }
-        const std::string head = "Value \"" + value;
-        if (text.size() > 7 && head.compare(0, text.size(), text) == 0) {
-            text = std::string("Value \"") + no_secret + "\" is not valid for property \"" + name +
-                   "\"";
+        const std::string head = concat({"Value \"", value});
+        if (text.size() > 7 && head.starts_with(text)) {
+            text = concat({"Value \"", no_secret, "\" is not valid for property \"", name, "\""});
         }
     }
     return text;
@@ -198,18 +186,18 @@ std::string explained(const std::string &error, const Schema &schema, const Targ
 {
     const std::string told = without_secrets(error, schema, target.class_name, values);
     const std::string unknown =
-        begins(error, "Unknown class ") ? quoted_after(error, "class ") : "";
-    const std::string property = begins(error, "Property ") ? quoted_after(error, "Property ") : "";
-    if (begins(error, "Couldn't add instance ")) {
+        error.starts_with("Unknown class ") ? quoted_after(error, "class ") : "";
+    const std::string property =
+        error.starts_with("Property ") ? quoted_after(error, "Property ") : "";
+    if (error.starts_with("Couldn't add instance ")) {
         return target.name ? "it exists already" : "there is one already";
     }
     if (!unknown.empty()) {
         const std::string kind = advice_on_kind(schema, target, values);
         return kind.empty() ? go_on(told, did_you_mean(unknown, schema.class_names())) : kind;
     }
-    if (!property.empty() && error.find(" is not valid for class ") != std::string::npos) {
-        const std::string owner = quoted_after(error.substr(error.find(" is not valid for class ")),
-                                               " is not valid for class ");
+    if (!property.empty() && error.find(no_property) != std::string::npos) {
+        const std::string owner = quoted_after(error, no_property);
         return go_on(told, did_you_mean(property, schema.properties_of(owner)));
     }
     const std::size_t lacking = error.find("is required on insert but not set");
@@ -217,15 +205,13 @@ std::string explained(const std::string &error, const Schema &schema, const Targ
         const Property *required = schema.find_property(quoted_after(error, " of class "),
                                                         quoted_after(error, "Property "));
         const std::string valid = required ? valid_values(*required) : "";
-        return told + (valid.empty() ? "" : " Valid is: " + valid);
+        return concat({told, valid.empty() ? "" : " Valid is: ", valid});
     }
     if (const Property *refused = refused_property(error, schema, target, values)) {
         const std::string valid = valid_values(*refused);
-        const std::string value = std::find_if(values.begin(), values.end(), [&](const auto &each) {
-                                      return each.first == refused->name;
-                                  })->second;
-        return told + (valid.empty() ? "" : " Valid is: " + valid) +
-               did_you_mean(value, literal_values(refused->valid));
+        return concat(
+            {told, valid.empty() ? "" : " Valid is: ", valid,
+             did_you_mean(*value_of(values, refused->name), literal_values(refused->valid))});
     }
     return told;
 }
@@ -234,8 +220,8 @@ const Class *expect_class(const Schema &schema, const std::string &name)
 {
     const Class *klass = schema.find(name);
     if (schema.known() && !klass) {
-        throw Failure(differs, "there is no class \"" + name + "\"" +
-                                   did_you_mean(name, schema.class_names()));
+        fail(differs,
+             {"there is no class \"", name, "\"", did_you_mean(name, schema.class_names())});
     }
     return klass;
 }
@@ -246,8 +232,8 @@ void expect_properties(const Schema &schema, const std::string &class_name,
     if (!expect_class(schema, class_name)) return;
     for (const std::string &property : properties) {
         if (schema.find_property(class_name, property)) continue;
-        throw Failure(differs, "class \"" + class_name + "\" has no property \"" + property + "\"" +
-                                   did_you_mean(property, schema.properties_of(class_name)));
+        fail(differs, {"class \"", class_name, "\" has no property \"", property, "\"",
+                       did_you_mean(property, schema.properties_of(class_name))});
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "failure.h"
@@ -17,10 +18,10 @@ std::string nearest(const std::string &word, const std::vector<std::string> &can
 std::string did_you_mean(const std::string &word, const std::vector<std::string> &candidates);
 
 /* The text in the quotes that follow the first such head; empty where there are none. */
-std::string quoted_after(const std::string &text, const std::string &head);
+std::string quoted_after(std::string_view text, std::string_view head);
 
 /* The daemon's sentence, without its stop where it goes on. */
-std::string go_on(std::string sentence, const std::string &rest);
+std::string go_on(std::string sentence, std::string_view rest);
 
 /* What the daemon said against an operation, with what would have been right where it is known. */
 std::string explained(const std::string &error, const Schema &schema, const Target &target,

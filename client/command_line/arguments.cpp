@@ -9,6 +9,7 @@
 
 #include "advice.h"
 #include "failure.h"
+#include "text.h"
 
 namespace vorn::client {
 
@@ -31,15 +32,15 @@ constexpr OptionWord common[] = {
     {"--version", nullptr, "print the version and end"},
 };
 
-[[noreturn]] void fail(const std::string &text)
+[[noreturn]] void misuse(std::initializer_list<std::string_view> parts)
 {
-    throw Misuse(text);
+    throw Misuse(concat(parts));
 }
 
-void print_row(std::string left, const std::string &help)
+void print_row(std::string_view name, std::string_view help)
 {
     constexpr std::size_t column = 30;
-    left = "  " + left;
+    std::string left = concat({"  ", name});
     left.resize(std::max(column, left.size() + 1), ' ');
     std::cout << left << help << '\n';
 }
@@ -48,14 +49,15 @@ void print_options(const char *title, std::span<const OptionWord> options)
 {
     std::cout << '\n' << title << ":\n";
     for (const OptionWord &each : options) {
-        print_row(each.value ? std::string(each.name) + " " + each.value : each.name, each.help);
+        print_row(concat({each.name, each.value ? " " : "", each.value ? each.value : ""}),
+                  each.help);
     }
 }
 
 std::string usage_of(const Argument &argument)
 {
-    const std::string text = std::string(argument.name) + (argument.many ? "..." : "");
-    return argument.required ? text : "[" + text + "]";
+    return concat({argument.required ? "" : "[", argument.name, argument.many ? "..." : "",
+                   argument.required ? "" : "]"});
 }
 
 void print_help(const Verb &verb)
@@ -85,8 +87,8 @@ void print_help()
 
 const OptionWord *find_option(std::span<const OptionWord> options, const std::string &name)
 {
-    const auto found = std::find_if(options.begin(), options.end(),
-                                    [&](const OptionWord &each) { return name == each.name; });
+    const auto found =
+        std::ranges::find_if(options, [&](const OptionWord &each) { return name == each.name; });
     return found == options.end() ? nullptr : &*found;
 }
 
@@ -95,7 +97,7 @@ double seconds_of(const std::string &text)
     char *end = nullptr;
     const double seconds = std::strtod(text.c_str(), &end);
     if (text.empty() || *end != '\0' || !(seconds >= 0.001 && seconds <= 86400)) {
-        fail("--timeout: Value " + text + " not in range 0.001 to 86400");
+        misuse({"--timeout: Value ", text, " not in range 0.001 to 86400"});
     }
     return seconds;
 }
@@ -105,13 +107,13 @@ Colour colour_of(const std::string &text)
     if (text == "auto") return Colour::automatic;
     if (text == "always") return Colour::always;
     if (text == "never") return Colour::never;
-    fail("--color: \"" + text + "\" is none of auto, always and never");
+    misuse({"--color: \"", text, "\" is none of auto, always and never"});
 }
 
 void set_format(Options &options, Format format)
 {
     if (options.output.format != Format::table && options.output.format != format) {
-        fail("--json excludes --xml");
+        misuse({"--json excludes --xml"});
     }
     options.output.format = format;
 }
@@ -138,11 +140,11 @@ public:
             }
         }
         if (asks_for_help || asks_for_version) return answer(asks_for_help);
-        if (!invocation_.verb) fail("A subcommand is required");
+        if (!invocation_.verb) misuse({"A subcommand is required"});
         expect_all_words();
         const Options &options = invocation_.options;
-        if (options.asks && options.trial_seconds == 0) fail("--ask needs --trial");
-        return invocation_;
+        if (options.asks && options.trial_seconds == 0) misuse({"--ask needs --trial"});
+        return std::move(invocation_);
     }
 
     Invocation parse_words_of(const Verb &verb)
@@ -157,7 +159,7 @@ public:
             }
         }
         expect_all_words();
-        return invocation_;
+        return std::move(invocation_);
     }
 
 private:
@@ -173,8 +175,8 @@ private:
             for (const Verb &each : verbs())
                 names.emplace_back(each.name);
             const std::string meant = did_you_mean(name, names);
-            throw Failure(misused, "unknown command \"" + name + "\"" +
-                                       (meant.empty() ? "; vornctl --help lists them" : meant));
+            fail(misused, {"unknown command \"", name, "\"",
+                           meant.empty() ? "; vornctl --help lists them" : meant});
         }
     }
 
@@ -182,8 +184,8 @@ private:
     void explain(const Verb &preceding)
     {
         if (!find_option(invocation_.verb->options, "--explain")) {
-            fail(std::string(preceding.name) + ": " + invocation_.verb->name +
-                 " is no change of the configuration");
+            misuse({preceding.name, ": ", invocation_.verb->name,
+                    " is no change of the configuration"});
         }
         invocation_.options.explains = true;
     }
@@ -208,7 +210,7 @@ private:
     {
         if (attached_) return *attached_;
         if (at_ >= words_.size()) {
-            fail(std::string(option.name) + ": 1 required " + option.value + " missing");
+            misuse({option.name, ": 1 required ", option.value, " missing"});
         }
         return words_[at_++];
     }
@@ -217,17 +219,17 @@ private:
     {
         if (!invocation_.verb) return false;
         const OptionWord *option = find_option(invocation_.verb->options, name);
-        if (option) invocation_.given[name] = option->value ? take_value(*option) : "";
         if (!option) return false;
+        const std::string value = option->value ? take_value(*option) : "";
+        invocation_.given.insert(invocation_.given.begin(), {name, value});
         Options &options = invocation_.options;
         if (name == "--explain") options.explains = true;
-        if (name == "--comment") options.comment = invocation_.given[name];
+        if (name == "--comment") options.comment = value;
         if (name == "--ask") options.asks = true;
-        if (name == "--join") options.joins = invocation_.given[name];
+        if (name == "--join") options.joins = value;
         if (name == "--trial") {
             constexpr long longest = 86400;
-            options.trial_seconds =
-                static_cast<int>(number_in("--trial", invocation_.given[name], longest));
+            options.trial_seconds = static_cast<int>(number_in("--trial", value, longest));
         }
         return true;
     }
@@ -278,7 +280,7 @@ private:
         std::size_t most = 0;
         for (const Argument &each : invocation_.verb->arguments) {
             if (each.required && invocation_.words.size() <= most) {
-                fail(std::string(each.name) + " is required");
+                misuse({each.name, " is required"});
             }
             most = each.many ? invocation_.words.size() : most + 1;
         }
@@ -289,11 +291,9 @@ private:
 
     [[noreturn]] void complain_of_unexpected() const
     {
-        std::string text = unexpected_.size() == 1 ? "The following argument was not expected:"
+        const char *text = unexpected_.size() == 1 ? "The following argument was not expected:"
                                                    : "The following arguments were not expected:";
-        for (const std::string &each : unexpected_)
-            text += " " + each;
-        fail(text + meant_);
+        misuse({text, " ", joined(unexpected_, " "), meant_});
     }
 
     const std::vector<std::string> &words_;
@@ -307,10 +307,15 @@ private:
 
 } // namespace
 
-std::string Invocation::value(const char *option) const
+bool Invocation::has(std::string_view option) const
 {
-    const auto found = given.find(option);
-    return found == given.end() ? "" : found->second;
+    return value_of(given, option) != nullptr;
+}
+
+std::string Invocation::value(std::string_view option) const
+{
+    const std::string *found = value_of(given, option);
+    return found ? *found : "";
 }
 
 std::string Invocation::word(std::size_t index) const
@@ -329,7 +334,7 @@ long number_in(const char *name, const std::string &word, long most)
     char *end = nullptr;
     const long number = std::strtol(word.c_str(), &end, 10);
     if (word.empty() || *end != '\0' || number < 1 || number > most) {
-        fail(std::string(name) + ": Value " + word + " not in range 1 to " + std::to_string(most));
+        misuse({name, ": Value ", word, " not in range 1 to ", std::to_string(most)});
     }
     return number;
 }

@@ -16,23 +16,22 @@ namespace {
 Change parse_line(const std::vector<std::string> &words, const std::string &place)
 {
     const std::vector<std::string> &verbs = change_verbs();
-    if (std::find(verbs.begin(), verbs.end(), words[0]) == verbs.end()) {
-        throw Failure(misused, place + "\"" + words[0] +
-                                   "\" is none of set, unset, add, delete and rename" +
-                                   did_you_mean(words[0], verbs));
+    if (!contains(verbs, words[0])) {
+        fail(misused, {place, "\"", words[0], "\" is none of set, unset, add, delete and rename",
+                       did_you_mean(words[0], verbs)});
     }
     try {
         const Invocation line = parse_words(*find_verb(words[0]), {words.begin() + 1, words.end()});
         for (const char *option : {"--explain", "--comment"}) {
-            if (!line.has(option)) continue;
-            throw Failure(misused, place + option + " is for all changes of a file together");
+            if (line.has(option))
+                fail(misused, {place, option, " is for all changes of a file together"});
         }
         if (line.options.trial_seconds > 0 || !line.options.joins.empty()) {
-            throw Failure(misused, place + "a trial is for all changes of a file together");
+            fail(misused, {place, "a trial is for all changes of a file together"});
         }
         return change_of(line, place);
     } catch (const Misuse &misuse) {
-        throw Failure(misused, place + misuse.what());
+        fail(misused, {place, misuse.what()});
     }
 }
 
@@ -42,7 +41,7 @@ std::vector<Change> parse_batch(const std::string &text, const std::string &name
     std::size_t number = 0;
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t end = std::min(text.find('\n', at), text.size());
-        const std::string place = name + ":" + std::to_string(++number) + ": ";
+        const std::string place = concat({name, ":", std::to_string(++number), ": "});
         const std::vector<std::string> words = split_words(text.substr(at, end - at), place);
         if (!words.empty()) changes.push_back(parse_line(words, place));
         at = end + 1;

@@ -8,6 +8,7 @@
 
 #include "advice.h"
 #include "failure.h"
+#include "text.h"
 #include "transaction.h"
 #include "view.h"
 
@@ -17,15 +18,16 @@ namespace {
 
 constexpr int most_attempts = 3; /* somebody else may change the same thing at the same time */
 
-[[noreturn]] void fail(const Change &change, ExitStatus status, const std::string &text)
+[[noreturn]] void fail(const Change &change, ExitStatus status,
+                       std::initializer_list<std::string_view> parts)
 {
-    throw Failure(status, change.place + text);
+    fail(status, {change.place, concat(parts)});
 }
 
 std::string title_of(const Change &change, const Target &target)
 {
-    std::string title = change.place + change.operation + " " + target.class_name;
-    if (target.name) title += " \"" + *target.name + "\"";
+    std::string title = concat({change.place, change.operation, " ", target.class_name});
+    if (target.name) title += concat({" \"", *target.name, "\""});
     return title;
 }
 
@@ -40,11 +42,11 @@ Assignment assignment_of(const Change &change, const std::string &word, bool may
 {
     const std::size_t separator = word.find('=');
     if (separator == std::string::npos || separator == 0) {
-        fail(change, misused,
-             may_be_secret
-                 ? "what follows a secret is not PROPERTY=VALUE; a value with blanks needs "
-                   "quotes"
-                 : "\"" + word + "\" is not PROPERTY=VALUE");
+        if (may_be_secret) {
+            fail(change, misused,
+                 {"what follows a secret is not PROPERTY=VALUE; a value with blanks needs quotes"});
+        }
+        fail(change, misused, {"\"", word, "\" is not PROPERTY=VALUE"});
     }
     const char before = word[separator - 1];
     const bool is_list =
@@ -62,24 +64,11 @@ std::vector<std::string> list_of(const std::string &value)
     return words;
 }
 
-std::string joined(const std::vector<std::string> &words)
-{
-    std::string text;
-    for (const std::string &word : words)
-        text += (text.empty() ? "" : " ") + word;
-    return text;
-}
-
-bool contains(const std::vector<std::string> &words, const std::string &word)
-{
-    return std::find(words.begin(), words.end(), word) != words.end();
-}
-
 /* A condition, in the quotes that the value has not. */
 std::string equals(const std::string &property, const std::string &value)
 {
     const char *quote = value.find('"') == std::string::npos ? "\"" : "'";
-    return property + " = " + quote + value + quote;
+    return concat({property, " = ", quote, value, quote});
 }
 
 /* What clients may give a new instance. */
@@ -136,9 +125,8 @@ private:
     void expect_name(const Change &change, const Target &target) const
     {
         if (change.operation == "add" && (!target.name || target.name->empty())) {
-            fail(change, misused,
-                 target.name ? "a name can't be empty"
-                             : "the name of the new " + target.class_name + " is missing");
+            if (target.name) fail(change, misused, {"a name can't be empty"});
+            fail(change, misused, {"the name of the new ", target.class_name, " is missing"});
         }
         if (!target.name || (change.operation != "add" && change.operation != "set")) return;
         const std::string &name = *target.name;
@@ -147,8 +135,7 @@ private:
         if (name.find('=') == std::string::npos || name.find('=') == 0) return;
         if (!schema_.find_property(target.class_name, property)) return;
         fail(change, misused,
-             "the name of the " + target.class_name + " is missing before \"" + property +
-                 "=...\"");
+             {"the name of the ", target.class_name, " is missing before \"", property, "=...\""});
     }
 
     Target target_of(const Change &change)
@@ -171,26 +158,29 @@ private:
         try {
             expect_properties(schema_, change.class_name, properties);
         } catch (const Failure &failure) {
-            fail(change, failure.status(), failure.what());
+            fail(change, failure.status(), {failure.what()});
         }
     }
 
+    /* The title of one more operation. */
+    const std::string &titled(const Change &change, const Target &target, bool must_match)
+    {
+        titles_.push_back({title_of(change, target), must_match});
+        return titles_.back().text;
+    }
     void update(const Change &change, const Target &target, const Values &values)
     {
-        transaction_.update(title_of(change, target), target, values);
-        titles_.push_back({title_of(change, target), true});
+        transaction_.update(titled(change, target, true), target, values);
         if (reads_) view_.update(target, values);
     }
     void insert(const Change &change, const Target &target, const Values &values)
     {
-        transaction_.insert(title_of(change, target), target, values);
-        titles_.push_back({title_of(change, target), false});
+        transaction_.insert(titled(change, target, false), target, values);
         if (reads_) view_.insert(target, values);
     }
     void remove(const Change &change, const Target &target)
     {
-        transaction_.remove(title_of(change, target), target);
-        titles_.push_back({title_of(change, target), true});
+        transaction_.remove(titled(change, target, true), target);
         if (reads_) view_.remove(target);
     }
 
@@ -198,16 +188,12 @@ private:
     {
         reads_ = true;
         std::vector<Instance> found = view_.find(target);
-        if (found.empty())
-            fail(change, differs,
-                 without_place(change, target) + ": there is no such instance" +
-                     did_you_mean(target.name.value_or(""), names_of(device_, target.class_name)));
+        if (found.empty()) {
+            fail(differs,
+                 {title_of(change, target), ": there is no such instance",
+                  did_you_mean(target.name.value_or(""), names_of(device_, target.class_name))});
+        }
         return found;
-    }
-
-    static std::string without_place(const Change &change, const Target &target)
-    {
-        return title_of(change, target).substr(change.place.size());
     }
 
     /* A word without "=" may be the end of a secret that was not quoted. */
@@ -234,7 +220,7 @@ private:
                 lists.push_back(assignment);
             }
         }
-        if (words_.empty()) fail(change, misused, "nothing to set: PROPERTY=VALUE is missing");
+        if (words_.empty()) fail(change, misused, {"nothing to set: PROPERTY=VALUE is missing"});
         if (lists.empty()) return update(change, target, values);
         for (const Assignment &list : lists)
             expect_there(change, {list.property});
@@ -252,46 +238,42 @@ private:
     {
         const Class *klass = schema_.find(target.class_name);
         if (klass && (klass->type == "anonymous" || klass->type == "group-named")) {
-            fail(change, misused, "+= and -= need an instance with a name of its own");
+            fail(change, misused, {"+= and -= need an instance with a name of its own"});
         }
         std::vector<std::string> words = list_of(instance.value(assignment.property));
         for (const std::string &word : list_of(assignment.value)) {
             const bool is_there = contains(words, word);
             if (assignment.sign == '+' && !is_there) words.push_back(word);
             if (assignment.sign == '-' && !is_there) {
-                fail(change, differs,
-                     without_place(change, target) + ": " + assignment.property + " has no \"" +
-                         word + "\"");
+                fail(differs, {title_of(change, target), ": ", assignment.property, " has no \"",
+                               word, "\""});
             }
             if (assignment.sign == '-') std::erase(words, word);
         }
-        return joined(words);
+        return joined(words, " ");
     }
 
     /* A member of a family is added to its abstract class, which has to be told the kind. */
     void plan_add(const Change &change, Target target)
     {
-        if (!change.where.empty()) fail(change, misused, "a new instance has no condition");
+        if (!change.where.empty()) fail(change, misused, {"a new instance has no condition"});
         Values values;
         for (const Assignment &assignment : assignments(change, target))
             values.emplace_back(assignment.property, assignment.value);
         const Class *klass = schema_.find(target.class_name);
         if (klass && klass->type != "singleton" && !schema_.is_for_clients(*klass)) {
-            fail(change, refused,
-                 without_place(change, target) + ": only the device itself makes one");
+            fail(refused, {title_of(change, target), ": only the device itself makes one"});
         }
         const Class *family = klass ? schema_.find(klass->superclass) : nullptr;
         if (family && !family->subclass_identifier.empty()) {
             const std::string &identifier = family->subclass_identifier;
-            const auto given = std::find_if(values.begin(), values.end(), [&](const auto &each) {
-                return each.first == identifier;
-            });
-            if (given == values.end()) {
+            const std::string *given = value_of(values, identifier);
+            if (!given) {
                 values.insert(values.begin(), {identifier, klass->name});
-            } else if (given->second != klass->name) {
+            } else if (*given != klass->name) {
                 fail(change, misused,
-                     "a " + klass->name + " has the " + identifier + " \"" + klass->name +
-                         "\", not \"" + given->second + "\"");
+                     {"a ", klass->name, " has the ", identifier, " \"", klass->name, "\", not \"",
+                      *given, "\""});
             }
             target.class_name = family->name;
         }
@@ -303,7 +285,7 @@ private:
     {
         const Class *klass = schema_.find(target.class_name);
         if (klass && (klass->type == "anonymous" || klass->type == "group-named")) {
-            fail(change, misused, "--or-set needs an instance with a name of its own");
+            fail(change, misused, {"--or-set needs an instance with a name of its own"});
         }
         reads_ = true;
         return !view_.find(target).empty();
@@ -328,12 +310,13 @@ private:
         const bool picks = target.name || !change.where.empty();
         if (!words_.empty()) {
             assignment_of(change, words_[0]);
-            fail(change, misused, "delete takes no values; --where picks instances by value");
+            fail(change, misused, {"delete takes no values; --where picks instances by value"});
         }
-        if (picks == change.all) {
+        if (picks && change.all)
+            fail(change, misused, {"--all and a name or a condition contradict each other"});
+        if (!picks && !change.all) {
             fail(change, misused,
-                 change.all ? "--all and a name or a condition contradict each other"
-                            : "which " + change.class_name + "? A name, --where or --all says so");
+                 {"which ", change.class_name, "? A name, --where or --all says so"});
         }
         remove(change, target);
     }
@@ -344,10 +327,11 @@ private:
      */
     void plan_unset(const Change &change, const Target &target)
     {
-        if (words_.empty()) fail(change, misused, "nothing to unset: PROPERTY is missing");
+        if (words_.empty()) fail(change, misused, {"nothing to unset: PROPERTY is missing"});
         Values values;
         for (const std::string &word : words_) {
-            if (word.find('=') != std::string::npos) fail(change, misused, "unset takes no values");
+            if (word.find('=') != std::string::npos)
+                fail(change, misused, {"unset takes no values"});
             values.emplace_back(word, "");
         }
         const Class *klass = schema_.find(target.class_name);
@@ -365,14 +349,14 @@ private:
     void plan_rename(const Change &change, const Target &target)
     {
         if (!target.name || words_.size() != 1) {
-            fail(change, misused, "rename takes a class, a name and the new name");
+            fail(change, misused, {"rename takes a class, a name and the new name"});
         }
-        if (words_[0].empty()) fail(change, misused, "a name can't be empty");
+        if (words_[0].empty()) fail(change, misused, {"a name can't be empty"});
         expect_there(change, {});
         const Class *klass = schema_.find(target.class_name);
         if (!klass) {
-            throw Failure(differs, change.place + "this device has no class \"" +
-                                       target.class_name + "\" that it tells of");
+            fail(change, differs,
+                 {"this device has no class \"", target.class_name, "\" that it tells of"});
         }
         const std::string new_name = words_[0];
         const std::vector<Instance> instances = look_up(change, target);
@@ -401,11 +385,10 @@ private:
                 std::vector<std::string> words = list_of(value);
                 if (!contains(words, old_name) || contains(seen, value)) continue;
                 seen.push_back(value);
-                std::replace(words.begin(), words.end(), old_name, new_name);
+                std::ranges::replace(words, old_name, new_name);
                 const Target referrers = {klass.name, {}, equals(property.name, value)};
-                transaction_.update(title_of(change, referrers), referrers,
-                                    {{property.name, joined(words)}});
-                titles_.push_back({title_of(change, referrers), false});
+                transaction_.update(titled(change, referrers, false), referrers,
+                                    {{property.name, joined(words, " ")}});
             }
         }
     }
@@ -450,7 +433,7 @@ int attempt(Device &device, const Schema &schema, const Options &options,
 bool refuses_the_empty_text(const Failure &failure)
 {
     return failure.status() == refused &&
-           std::string(failure.what()).find("Value \"\" is not valid") != std::string::npos;
+           std::string_view(failure.what()).find("Value \"\" is not valid") != std::string::npos;
 }
 
 } // namespace
@@ -472,12 +455,17 @@ Change change_of(const Invocation &invocation, const std::string &place)
             place};
 }
 
+int make_change(const Invocation &invocation)
+{
+    return make_changes(invocation.options, {change_of(invocation, "")});
+}
+
 int make_changes(const Options &options, const std::vector<Change> &changes)
 {
     Device device(options.timeout_ms());
     const Schema schema = Schema::of(device);
-    const bool unsets = std::any_of(changes.begin(), changes.end(),
-                                    [](const Change &each) { return each.operation == "unset"; });
+    const bool unsets =
+        std::ranges::any_of(changes, [](const Change &each) { return each.operation == "unset"; });
     bool replaces = false;
     for (int attempts = 1;; attempts++) {
         try {

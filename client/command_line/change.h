@@ -23,12 +23,15 @@ struct Change {
 const std::vector<std::string> &change_verbs();
 
 /* The change that an invocation of one of them asks for. */
-Change change_of(const Invocation &invocation, const std::string &place = {});
+Change change_of(const Invocation &invocation, const std::string &place);
 
 /*
  * Makes all changes in one transaction: all of them happen or none. A change of many that matches
  * no instance is reported, and makes the status `differs`; what the daemon refuses is thrown.
  */
 int make_changes(const Options &options, const std::vector<Change> &changes);
+
+/* The one that the invocation asks for. */
+int make_change(const Invocation &invocation);
 
 } // namespace vorn::client

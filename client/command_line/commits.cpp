@@ -13,8 +13,6 @@ namespace vorn::client {
 
 namespace {
 
-using Rows = std::vector<std::vector<std::string>>;
-
 constexpr const char *phases[] = {"parse", "refresh", "validate", "apply"};
 
 unsigned long microseconds(const std::string &text)
@@ -30,11 +28,12 @@ std::string milliseconds(unsigned long microseconds)
 }
 
 /* A provider's name, instances and time, as "NAME INSTANCES MICROSECONDS" has them. */
-std::vector<std::string> provider_in(const std::string &text)
+Row provider_in(const std::string &text)
 {
-    std::vector<std::string> words = split_words(text, "");
-    if (words.size() < 3) throw Failure(no_answer, "the answer makes no sense");
-    return {words[0], words[words.size() - 2], milliseconds(microseconds(words[words.size() - 1]))};
+    const std::vector<std::string> words = split_words(text, "");
+    if (words.size() < 3) fail(no_answer, {"the answer makes no sense"});
+    return row(
+        {words[0], words[words.size() - 2], milliseconds(microseconds(words[words.size() - 1]))});
 }
 
 Rows providers_of(const Instance &commit)
@@ -61,16 +60,16 @@ unsigned long total_of(const Instance &commit)
 std::string result_of(const Instance &commit)
 {
     const std::string &failures = commit.value("failures");
-    return commit.value("result") + (failures.empty() ? "" : "; " + failures);
+    return concat({commit.value("result"), failures.empty() ? "" : "; ", failures});
 }
 
 void print_refusals(const Output &output, const std::vector<Instance> &refusals)
 {
     Rows rows;
     for (const Instance &each : refusals) {
-        rows.push_back({each.value("commit"), each.value("time"), each.value("origin"),
-                        each.value("user"), each.value("program"), each.value("changes"),
-                        each.value("result")});
+        rows.push_back(
+            row({each.value("commit"), each.value("time"), each.value("origin"), each.value("user"),
+                 each.value("program"), each.value("changes"), each.value("result")}));
     }
     output.print_table({"AFTER", "TIME", "ORIGIN", "USER", "PROGRAM", "WANTED", "RESULT"}, rows);
 }
@@ -80,11 +79,11 @@ void print_summary(const Output &output, const std::vector<Instance> &commits)
     Rows rows;
     for (const Instance &each : commits) {
         const Rows providers = providers_of(each);
-        rows.push_back({each.name.value_or(""), each.value("time"), each.value("changed"),
-                        each.value("deleted"), milliseconds(total_of(each)),
-                        providers.empty() ? "" : providers[0][0], each.value("origin"),
-                        each.value("user"), each.value("program"), result_of(each),
-                        each.value("changes")});
+        rows.push_back(row({each.called(), each.value("time"), each.value("changed"),
+                            each.value("deleted"), milliseconds(total_of(each)),
+                            providers.empty() ? std::string_view() : providers[0][0],
+                            each.value("origin"), each.value("user"), each.value("program"),
+                            result_of(each), each.value("changes")}));
     }
     output.print_table({"COMMIT", "TIME", "CHANGED", "DELETED", "MS", "SLOWEST", "ORIGIN", "USER",
                         "PROGRAM", "RESULT", "CHANGES"},
@@ -97,23 +96,17 @@ void print_details(const Output &output, const std::vector<Instance> &commits)
     for (const Instance &each : commits) {
         for (const char *phase : {"parse", "refresh", "validate", "apply", "save"}) {
             rows.push_back(
-                {each.name.value_or(""), phase, "", milliseconds(microseconds(each.value(phase)))});
+                row({each.called(), phase, "", milliseconds(microseconds(each.value(phase)))}));
         }
-        for (const std::vector<std::string> &provider : providers_of(each))
-            rows.push_back({each.name.value_or(""), provider[0], provider[1], provider[2]});
+        for (const Row &provider : providers_of(each))
+            rows.push_back(row({each.called(), provider[0], provider[1], provider[2]}));
     }
     output.print_table({"COMMIT", "PHASE, PROVIDER", "INSTANCES", "MS"}, rows);
 }
 
 std::vector<Instance> last_of(const char *class_name, Device &device, std::size_t most)
 {
-    Request request(Request::Kind::plain);
-    request.select({class_name, {}, {}}, {});
-    std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    const bool may_be_none = std::string(class_name) != "commit";
-    if (outcomes.empty() || (outcomes[0].instances.empty() && !may_be_none))
-        throw Failure(differs, "this device does not tell of its commits");
-    std::vector<Instance> &commits = outcomes[0].instances;
+    std::vector<Instance> commits = device.select({class_name, {}, {}});
     if (commits.size() > most)
         commits.erase(commits.begin(), commits.end() - static_cast<std::ptrdiff_t>(most));
     return commits;
@@ -133,6 +126,8 @@ int commits(const Invocation &invocation)
     const bool wants_refusals = invocation.has("--refused");
     const std::vector<Instance> found =
         last_of(wants_refusals ? "refusal" : "commit", device, most);
+    if (found.empty() && !wants_refusals)
+        fail(differs, {"this device does not tell of its commits"});
     const Output &output = invocation.options.output;
     if (output.format != Format::table) {
         output.print(found);

@@ -2,7 +2,6 @@
 /* What the shells ask while somebody types: vornctl complete LINE. */
 #include <algorithm>
 #include <iostream>
-#include <set>
 
 #include "advice.h"
 #include "device.h"
@@ -34,21 +33,21 @@ Line parse_line(const std::string &text)
         line.beginning = line.words.back();
         line.words.pop_back();
     }
-    std::erase_if(line.words, [](const std::string &word) { return word.rfind("--", 0) == 0; });
+    std::erase_if(line.words, [](const std::string &word) { return word.starts_with("--"); });
     if (!line.words.empty()) line.words.erase(line.words.begin()); /* vornctl itself */
     line.explains = !line.words.empty() && line.words[0] == "explain";
     if (line.explains) line.words.erase(line.words.begin());
     return line;
 }
 
-void offer(const Line &line, const std::string &candidate)
+void offer(const Line &line, std::string_view candidate)
 {
-    if (candidate.rfind(line.beginning, 0) == 0) std::cout << candidate << '\n';
+    if (candidate.starts_with(line.beginning)) std::cout << candidate << '\n';
 }
 
 bool can_be_explained(const Verb &verb)
 {
-    return std::any_of(verb.options.begin(), verb.options.end(), [](const OptionWord &each) {
+    return std::ranges::any_of(verb.options, [](const OptionWord &each) {
         return std::string_view(each.name) == "--explain";
     });
 }
@@ -73,10 +72,7 @@ void offer_options(const Line &line)
 /* They have no name; one without an address stands for those that are not known. */
 void offer_stations(Device &device, const Line &line)
 {
-    Request request(Request::Kind::plain);
-    request.select({"station", {}, {}}, {"mac"});
-    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    for (const Instance &each : outcomes.at(0).instances)
+    for (const Instance &each : device.select({"station", {}, {}}, {"mac"}))
         if (!each.value("mac").empty()) offer(line, each.value("mac"));
 }
 
@@ -127,11 +123,11 @@ void offer_classes(const Schema &schema, const Line &line)
 
 void offer_words(Device &device, const Line &line)
 {
-    static const std::set<std::string> with_class = {"list",   "show",  "set",   "add",
-                                                     "delete", "unset", "rename"};
+    constexpr std::string_view with_class[] = {"list",   "show",  "set",   "add",
+                                               "delete", "unset", "rename"};
     const std::string &command = line.words[0];
     if (command == "kick" && line.words.size() == 1) return offer_stations(device, line);
-    if (!with_class.count(command)) return;
+    if (std::ranges::find(with_class, command) == std::end(with_class)) return;
 
     const Schema schema = Schema::of(device);
     if (line.words.size() == 1) return offer_classes(schema, line);
@@ -151,7 +147,7 @@ void offer_words(Device &device, const Line &line)
 int complete(const Invocation &invocation)
 try {
     const Line line = parse_line(invocation.word(0));
-    if (line.beginning.rfind('-', 0) == 0) {
+    if (line.beginning.starts_with('-')) {
         offer_options(line);
     } else if (line.words.empty()) {
         offer_commands(line);

@@ -27,7 +27,7 @@ struct Pair {
 
 Key key_of(const Instance &instance)
 {
-    return {instance.class_name, instance.name.value_or("")};
+    return {instance.class_name, instance.called()};
 }
 
 /* An unset value and an empty one look alike in an answer. */
@@ -35,9 +35,8 @@ Values values_set(const Instance &instance)
 {
     Values values;
     for (const auto &each : instance.values) {
-        if (!each.second.empty()) values.push_back(each);
+        if (!each.second.empty()) values.insert(std::ranges::upper_bound(values, each), each);
     }
-    std::sort(values.begin(), values.end());
     return values;
 }
 
@@ -64,7 +63,7 @@ std::string saved_document(Device &device)
     pugi::xml_document document;
     parse_document(document, reply, "the saved configuration");
     if (const pugi::xml_node error = document.child("error")) {
-        throw Failure(refused, error.text().get());
+        fail(refused, {error.text().get()});
     }
     return reply;
 }
@@ -74,7 +73,7 @@ Configuration parse_configuration(const std::string &text, const char *source)
     pugi::xml_document document;
     parse_document(document, text, source);
     const pugi::xml_node root = document.child("config");
-    if (!root) throw Failure(misused, std::string(source) + ": the root is not \"config\"");
+    if (!root) fail(misused, {source, ": the root is not \"config\""});
     return parse_instances(root);
 }
 
@@ -89,8 +88,8 @@ Configuration running_configuration(Device &device, const Schema &schema)
         request.select({klass.name, {}, {}}, {});
         const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
         if (outcomes.empty() || outcomes[0].rc != 0) {
-            throw Failure(outcomes.empty() ? no_answer : refused,
-                          klass.name + ": " + (outcomes.empty() ? "no answer" : outcomes[0].error));
+            fail(outcomes.empty() ? no_answer : refused,
+                 {klass.name, ": ", outcomes.empty() ? "no answer" : outcomes[0].error});
         }
         for (const Instance &instance : outcomes[0].instances) {
             Instance kept = {klass.name, instance.name, {}};

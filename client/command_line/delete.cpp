@@ -6,7 +6,7 @@ namespace vorn::client {
 
 int delete_(const Invocation &invocation)
 {
-    return make_changes(invocation.options, {change_of(invocation)});
+    return make_change(invocation);
 }
 
 } // namespace vorn::client

@@ -2,13 +2,16 @@
 #include "device.h"
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <thread>
 
+#include <dirent.h>
+
 #include "failure.h"
+#include "text.h"
 
 namespace vorn::client {
 
@@ -16,6 +19,10 @@ namespace {
 
 struct Free {
     void operator()(char *text) const { std::free(text); }
+};
+
+struct Close {
+    void operator()(DIR *folder) const { closedir(folder); }
 };
 
 ExitStatus exit_status(int status)
@@ -32,9 +39,9 @@ ExitStatus exit_status(int status)
 }
 
 /* The daemon by its name, and alive: "PID (vorn) S ...". */
-bool is_daemon(const std::filesystem::path &process)
+bool is_daemon(const std::string &process)
 {
-    std::ifstream stream(process / "stat");
+    std::ifstream stream(concat({"/proc/", process, "/stat"}));
     std::string line;
     std::getline(stream, line);
     const std::size_t name = line.find(" (vorn) ");
@@ -43,12 +50,10 @@ bool is_daemon(const std::filesystem::path &process)
 
 bool is_starting()
 {
-    std::error_code error;
-    for (const auto &each : std::filesystem::directory_iterator("/proc", error)) {
-        const std::string name = each.path().filename();
-        if (name.find_first_not_of("0123456789") == std::string::npos && is_daemon(each.path())) {
+    const std::unique_ptr<DIR, Close> processes(opendir("/proc"));
+    while (const dirent *each = processes ? readdir(processes.get()) : nullptr) {
+        if (std::isdigit(static_cast<unsigned char>(each->d_name[0])) && is_daemon(each->d_name))
             return true;
-        }
     }
     return false;
 }
@@ -79,9 +84,7 @@ Device::Device(int timeout_ms) : client_(vorn_client_new()), timeout_ms_(timeout
 
 void Device::expect_ok(int status) const
 {
-    if (status != VORN_CLIENT_OK) {
-        throw Failure(exit_status(status), vorn_client_error(client_.get()));
-    }
+    if (status != VORN_CLIENT_OK) fail(exit_status(status), {vorn_client_error(client_.get())});
 }
 
 std::string Device::ask(const std::string &request)
@@ -92,11 +95,19 @@ std::string Device::ask(const std::string &request)
         return vorn_client_request(client_.get(), request.data(), request.size(), &reply, &length);
     });
     const std::unique_ptr<char, Free> owned(reply);
-    if (status == VORN_CLIENT_NO_ANSWER) {
-        throw Failure(no_answer, "no answer: the request is not well-formed XML");
-    }
+    if (status == VORN_CLIENT_NO_ANSWER)
+        fail(no_answer, {"no answer: the request is not well-formed XML"});
     expect_ok(status);
     return std::string(reply, length);
+}
+
+std::vector<Instance> Device::select(const Target &target,
+                                     std::initializer_list<const char *> properties)
+{
+    Request request(Request::Kind::plain);
+    request.select(target, {properties.begin(), properties.end()});
+    const std::vector<Outcome> outcomes = parse_answer(ask(request.text()));
+    return outcomes.empty() ? std::vector<Instance>() : outcomes[0].instances;
 }
 
 std::string Device::inform(const std::string &object, const std::vector<std::string> &parameters)

@@ -1,13 +1,15 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include <chrono>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <vorn-client.h>
+
+#include "lsql.h"
 
 namespace vorn::client {
 
@@ -18,6 +20,9 @@ public:
 
     /* One request, one reply, both as they are. */
     std::string ask(const std::string &request);
+    /* Without properties: all of them. Nothing where there is no such class. */
+    std::vector<Instance> select(const Target &target,
+                                 std::initializer_list<const char *> properties = {});
     /* The line that the plugin answers, with its newline. */
     std::string inform(const std::string &object, const std::vector<std::string> &parameters);
 

@@ -17,9 +17,7 @@ std::vector<std::string> properties_of(const Instance &before, const Instance &a
     std::vector<std::string> properties;
     for (const Instance *instance : {&before, &after}) {
         for (const auto &[property, value] : instance->values) {
-            if (std::find(properties.begin(), properties.end(), property) == properties.end()) {
-                properties.push_back(property);
-            }
+            if (!contains(properties, property)) properties.push_back(property);
         }
     }
     return properties;
@@ -105,7 +103,7 @@ void print_as_xml(const std::vector<Difference> &differences)
 
 std::string title_of(const Instance &instance)
 {
-    return instance.name ? instance.class_name + " \"" + shown(*instance.name) + "\""
+    return instance.name ? concat({instance.class_name, " \"", shown(*instance.name), "\""})
                          : instance.class_name;
 }
 

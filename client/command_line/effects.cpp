@@ -18,13 +18,12 @@ namespace {
 
 using std::chrono::steady_clock;
 
-bool begins_with_any(const std::string &state, std::initializer_list<const char *> heads)
+bool begins_with_any(std::string_view state, std::initializer_list<const char *> heads)
 {
-    return std::any_of(heads.begin(), heads.end(),
-                       [&](const char *head) { return state.rfind(head, 0) == 0; });
+    return std::ranges::any_of(heads, [&](const char *head) { return state.starts_with(head); });
 }
 
-bool is_in_progress(const std::string &state)
+bool is_in_progress(std::string_view state)
 {
     return begins_with_any(state, {"applying", "starting"});
 }
@@ -46,14 +45,14 @@ bool is_state(const Property &property)
 
 } // namespace
 
-bool is_not_applied(const std::string &state)
+bool is_not_applied(std::string_view state)
 {
     return begins_with_any(state, {"waiting for", "failed"});
 }
 
-std::string title_of(const std::string &class_name, const std::string &name)
+std::string title_of(std::string_view class_name, std::string_view name)
 {
-    return class_name + (name.empty() ? "" : " \"" + shown(name) + "\"");
+    return name.empty() ? std::string(class_name) : concat({class_name, " \"", shown(name), "\""});
 }
 
 std::vector<std::pair<std::string, std::string>> states_in(const Schema &schema)
@@ -63,8 +62,7 @@ std::vector<std::pair<std::string, std::string>> states_in(const Schema &schema)
         for (const Property &property : klass.properties) {
             const std::pair state(schema.family_of(klass.name), property.name);
             if (!is_state(property)) continue;
-            if (std::find(states.begin(), states.end(), state) == states.end())
-                states.push_back(state);
+            if (std::ranges::find(states, state) == states.end()) states.push_back(state);
         }
     }
     return states;
@@ -72,11 +70,9 @@ std::vector<std::pair<std::string, std::string>> states_in(const Schema &schema)
 
 std::optional<Instance> saves_of(Device &device)
 {
-    Request request(Request::Kind::plain);
-    request.select({"save", {}, {}}, {});
-    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    if (outcomes.empty() || outcomes[0].instances.empty()) return std::nullopt;
-    return outcomes[0].instances[0];
+    const std::vector<Instance> saves = device.select({"save", {}, {}});
+    if (saves.empty()) return std::nullopt;
+    return saves[0];
 }
 
 Effects::Effects(Device &device, const Schema &schema)
@@ -93,7 +89,7 @@ Effects::States Effects::ask() const
     const std::vector<Outcome> outcomes = parse_answer(device_.ask(request.text()));
     for (std::size_t i = 0; i < outcomes.size() && i < watched_.size(); i++) {
         for (const Instance &each : outcomes[i].instances) {
-            std::string &state = states[{watched_[i].first, each.name.value_or("")}];
+            std::string &state = states[{watched_[i].first, each.called()}];
             const std::string &value = each.value(watched_[i].second);
             if (state.empty() || is_not_applied(value) || is_in_progress(value)) state = value;
         }
@@ -105,11 +101,10 @@ Effects::States Effects::of_interest(const std::vector<Target> &touched) const
 {
     States states = ask();
     std::erase_if(states, [&](const auto &each) {
-        const bool is_touched =
-            std::any_of(touched.begin(), touched.end(), [&](const Target &target) {
-                return schema_.family_of(target.class_name) == each.first.first &&
-                       (!target.name || *target.name == each.first.second);
-            });
+        const bool is_touched = std::ranges::any_of(touched, [&](const Target &target) {
+            return schema_.family_of(target.class_name) == each.first.first &&
+                   (!target.name || *target.name == each.first.second);
+        });
         const auto before = before_.find(each.first);
         const bool is_as_before = before != before_.end() && before->second == each.second;
         return (!is_touched && is_as_before) ||
@@ -126,12 +121,11 @@ int Effects::report(const std::vector<Target> &touched, bool waits) const
     States states = of_interest(touched);
     const auto goes_on = [](const auto &each) { return is_in_progress(each.second); };
     const auto is_bad = [](const auto &each) { return why_unsaved(each.second).empty(); };
-    while (std::any_of(states.begin(), states.end(), goes_on) && steady_clock::now() < deadline) {
+    while (std::ranges::any_of(states, goes_on) && steady_clock::now() < deadline) {
         std::this_thread::sleep_for(100ms);
         states = of_interest(touched);
     }
-    const std::string so_far =
-        std::any_of(states.begin(), states.end(), is_bad) ? "recorded" : "applied";
+    const std::string so_far = std::ranges::any_of(states, is_bad) ? "recorded" : "applied";
     bool is_saved = true;
     for (const auto &[key, state] : states) {
         const std::string unsaved = why_unsaved(state);

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -45,10 +46,10 @@ private:
 std::vector<std::pair<std::string, std::string>> states_in(const Schema &schema);
 
 /* Whether such a state says that what was asked for is not so. */
-bool is_not_applied(const std::string &state);
+bool is_not_applied(std::string_view state);
 
 /* "radio", or with a name, as it is shown to people. */
-std::string title_of(const std::string &class_name, const std::string &name);
+std::string title_of(std::string_view class_name, std::string_view name);
 
 /* The class "save" of the device; nothing where there is none. */
 std::optional<Instance> saves_of(Device &device);

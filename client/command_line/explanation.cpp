@@ -48,26 +48,30 @@ Explanation::Provider provider_in(const pugi::xml_node &element)
     return provider;
 }
 
+constexpr std::string_view weights[] = {"restarts the device", "interrupts", "live", "nothing"};
+
 /* A weight that is not known may be worse than all others. */
-std::ptrdiff_t rank_of(const std::string &weight)
+std::size_t rank_of(const std::string &weight)
 {
-    constexpr const char *known[] = {"restarts the device", "interrupts", "live", "nothing"};
-    const auto *const found = std::find(std::begin(known), std::end(known), weight);
-    return found == std::end(known) ? -1 : found - std::begin(known);
+    std::size_t rank = std::size(weights);
+    while (rank > 0 && weights[rank - 1] != weight)
+        rank--;
+    return rank;
 }
 
 std::vector<Explanation::Effect> heaviest_first(const Explanation &explanation)
 {
     std::vector<Explanation::Effect> effects;
-    for (const Explanation::Provider &each : explanation.providers)
-        effects.insert(effects.end(), each.effects.begin(), each.effects.end());
-    std::stable_sort(effects.begin(), effects.end(), [](const auto &left, const auto &right) {
-        return rank_of(left.weight) < rank_of(right.weight);
-    });
+    for (std::size_t rank = 0; rank <= std::size(weights); rank++) {
+        for (const Explanation::Provider &provider : explanation.providers) {
+            for (const Explanation::Effect &each : provider.effects)
+                if (rank_of(each.weight) == rank) effects.push_back(each);
+        }
+    }
     return effects;
 }
 
-void print_row(const std::string &first, std::size_t width, const std::string &rest)
+void print_row(std::string_view first, std::size_t width, std::string_view rest)
 {
     std::cout << "  " << first << std::string(width - std::min(width, first.size()) + 2, ' ')
               << rest << '\n';
@@ -80,17 +84,16 @@ void print_effects(const std::vector<Explanation::Effect> &effects)
         width = std::max(width, each.weight.size());
     std::cout << "What it does:\n";
     for (const Explanation::Effect &each : effects)
-        print_row(each.weight, width, shown(each.provider) + ": " + shown(each.sentence));
+        print_row(each.weight, width, concat({shown(each.provider), ": ", shown(each.sentence)}));
 }
 
 std::string list_of(const std::vector<Explanation::Told> &told)
 {
     std::string list;
     for (std::size_t i = 0; i < told.size() && i < most_listed; i++)
-        list += (i > 0 ? ", " : "") + told[i].action + " " + title_of(told[i].instance);
-    if (told.size() > most_listed) {
-        list += " and " + std::to_string(told.size() - most_listed) + " more";
-    }
+        list += concat({i > 0 ? ", " : "", told[i].action, " ", title_of(told[i].instance)});
+    if (told.size() > most_listed)
+        list += concat({" and ", std::to_string(told.size() - most_listed), " more"});
     return list;
 }
 
@@ -109,8 +112,8 @@ void print_for_people(const Output &output, const Explanation &explanation)
 {
     const std::vector<Explanation::Effect> effects = heaviest_first(explanation);
     const bool is_anybody_told =
-        std::any_of(explanation.providers.begin(), explanation.providers.end(),
-                    [](const Explanation::Provider &each) { return !each.told.empty(); });
+        std::ranges::any_of(explanation.providers,
+                            [](const Explanation::Provider &each) { return !each.told.empty(); });
     if (explanation.changes.empty()) std::cout << "Nothing changes.\n";
     print(output, explanation.changes);
     if (!effects.empty()) print_effects(effects);

@@ -7,8 +7,6 @@
 #include "device.h"
 #include "failure.h"
 #include "inform.h"
-#include "lsql.h"
-#include "verb.h"
 
 namespace vorn::client {
 
@@ -23,14 +21,12 @@ bool agrees()
 }
 
 /* What the device tells of it after the colon; nothing when it tells nothing. */
-std::string obstacle(const Options &options)
+std::string obstacle(const Invocation &invocation)
 {
-    Device device(options.timeout_ms());
-    Request request(Request::Kind::plain);
-    request.select({"system", {}, {}}, {});
-    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    if (outcomes.empty() || outcomes[0].instances.empty()) return "";
-    const std::string state = outcomes[0].instances[0].value("factory-reset");
+    Device device(invocation.options.timeout_ms());
+    const std::vector<Instance> systems = device.select({"system", {}, {}});
+    if (systems.empty()) return "";
+    const std::string &state = systems[0].value("factory-reset");
     const std::size_t colon = state.find(": ");
     return colon == std::string::npos ? "" : state.substr(colon + 2);
 }
@@ -40,12 +36,10 @@ std::string obstacle(const Options &options)
 int factory_reset(const Invocation &invocation)
 {
     if (!invocation.has("--yes")) {
-        if (!isatty(STDIN_FILENO))
-            throw Failure(misused, "nobody to ask: --yes says that you mean it");
-        if (!agrees()) throw Failure(misused, "nothing was done");
+        if (!isatty(STDIN_FILENO)) fail(misused, {"nobody to ask: --yes says that you mean it"});
+        if (!agrees()) fail(misused, {"nothing was done"});
     }
-    return command(invocation.options, "forget its configuration", "factory-reset", {},
-                   [&] { return obstacle(invocation.options); });
+    return command(invocation, "forget its configuration", "factory-reset", {}, obstacle);
 }
 
 } // namespace vorn::client

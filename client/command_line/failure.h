@@ -1,8 +1,10 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace vorn::client {
 
@@ -34,6 +36,9 @@ class MovedOn : public Failure {
 public:
     explicit MovedOn(const std::string &text) : Failure(refused, text) {}
 };
+
+/* Throws a Failure of these parts. */
+[[noreturn]] void fail(ExitStatus status, std::initializer_list<std::string_view> parts);
 
 /* A command line that the table of verbs does not allow; the help is what helps. */
 class Misuse : public Failure {

@@ -4,7 +4,6 @@
 #include "effects.h"
 #include "failure.h"
 #include "inform.h"
-#include "verb.h"
 
 namespace vorn::client {
 
@@ -13,9 +12,9 @@ int forget_broken(const Invocation &invocation)
     Device device(invocation.options.timeout_ms());
     const std::optional<Instance> saves = saves_of(device);
     if (saves && saves->value("broken").empty()) {
-        throw Failure(differs, "nothing is kept: the configuration could be read");
+        fail(differs, {"nothing is kept: the configuration could be read"});
     }
-    return command(invocation.options, "forget it", "save", {"action=forget-broken"});
+    return command(invocation, "forget it", "save", {"action=forget-broken"});
 }
 
 } // namespace vorn::client

@@ -11,35 +11,25 @@ namespace {
 
 constexpr char class_name[] = "generation";
 
-[[noreturn]] void fail_without_history(const std::string &reason)
-{
-    throw Failure(differs, reason.empty() ? "this device keeps no history" : reason);
-}
-
 } // namespace
 
 std::vector<Instance> generations(Device &device)
 {
-    Request request(Request::Kind::plain);
-    request.select({class_name, {}, {}},
-                   {"time", "user", "process", "program", "origin", "comment", "schema", "commit",
-                    "changes", "bytes", "pinned", "state"});
-    std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    if (outcomes.empty() || outcomes[0].instances.empty()) fail_without_history("");
-    return outcomes[0].instances;
+    std::vector<Instance> all = device.select(
+        {class_name, {}, {}}, {"time", "user", "process", "program", "origin", "comment", "schema",
+                               "commit", "changes", "bytes", "pinned", "state"});
+    if (all.empty()) fail(differs, {"this device keeps no history"});
+    return all;
 }
 
 std::string document_of_generation(Device &device, const std::string &number)
 {
-    Request request(Request::Kind::plain);
-    request.select({class_name, number, {}}, {"state", "document"});
-    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    if (outcomes.empty() || outcomes[0].instances.empty())
-        fail_without_history("there is no generation " + number);
-    const Instance &found = outcomes[0].instances[0];
-    if (found.value("document").empty())
-        throw Failure(refused, "generation " + number + " is " + found.value("state"));
-    return found.value("document");
+    const std::vector<Instance> found =
+        device.select({class_name, number, {}}, {"state", "document"});
+    if (found.empty()) fail(differs, {"there is no generation ", number});
+    const std::string &document = found[0].value("document");
+    if (document.empty()) fail(refused, {"generation ", number, " is ", found[0].value("state")});
+    return document;
 }
 
 Configuration configuration_of_generation(Device &device, const std::string &number)

@@ -7,6 +7,7 @@
 #include "failure.h"
 #include "generations.h"
 #include "secrets.h"
+#include "text.h"
 #include "verb.h"
 
 namespace vorn::client {
@@ -18,16 +19,16 @@ std::string remark_on(const Instance &generation)
     if (generation.value("state") != "good") return generation.value("state");
     const std::string &comment = generation.value("comment");
     if (generation.value("pinned") != "yes") return comment;
-    return comment.empty() ? "[pinned]" : comment + " [pinned]";
+    return concat({comment, comment.empty() ? "" : " ", "[pinned]"});
 }
 
 void print_list(const Output &output, const std::vector<Instance> &all)
 {
-    std::vector<std::vector<std::string>> rows;
+    Rows rows;
     for (const Instance &each : all) {
-        rows.push_back({each.name.value_or(""), each.value("time"), each.value("user"),
-                        each.value("program"), each.value("origin"), each.value("bytes"),
-                        remark_on(each)});
+        rows.push_back(
+            row({each.called(), each.value("time"), each.value("user"), each.value("program"),
+                 each.value("origin"), each.value("bytes"), remark_on(each)}));
     }
     output.print_table({"GENERATION", "TIME", "USER", "PROGRAM", "ORIGIN", "BYTES", "COMMENT"},
                        rows);
@@ -39,11 +40,11 @@ int print_changes(const Output &output, Device &device, const std::vector<Instan
 {
     const Schema schema = Schema::required_of(device);
     const Configuration after = configuration_of_generation(device, number);
-    const auto found = std::find_if(all.begin(), all.end(),
-                                    [&](const Instance &each) { return each.name == number; });
+    const auto found =
+        std::ranges::find_if(all, [&](const Instance &each) { return each.name == number; });
     Configuration before;
     if (found != all.begin() && found != all.end())
-        before = configuration_of_generation(device, std::prev(found)->name.value_or(""));
+        before = configuration_of_generation(device, std::prev(found)->called());
     std::vector<Difference> differences = compare(before, after, schema);
     hide_secrets(differences, schema);
     print(output, differences);

@@ -11,6 +11,7 @@
 #include "failure.h"
 #include "input.h"
 #include "secrets.h"
+#include "text.h"
 #include "transaction.h"
 #include "verb.h"
 
@@ -33,9 +34,8 @@ bool is_settable(const Schema &schema, const Instance &instance, const std::stri
         is_known = is_known || found;
     }
     if (is_known) return false;
-    throw Failure(differs, title_of(instance) + ": this device has no such property: \"" +
-                               property + "\"" +
-                               did_you_mean(property, schema.properties_of(instance.class_name)));
+    fail(differs, {title_of(instance), ": this device has no such property: \"", property, "\"",
+                   did_you_mean(property, schema.properties_of(instance.class_name))});
 }
 
 Configuration only_settable(const Configuration &configuration, const Schema &schema)
@@ -44,11 +44,11 @@ Configuration only_settable(const Configuration &configuration, const Schema &sc
     for (const Instance &instance : configuration) {
         const Class *klass = schema.find(instance.class_name);
         if (!klass) {
-            throw Failure(differs, title_of(instance) + ": this device has no such class" +
-                                       did_you_mean(instance.class_name, schema.class_names()));
+            fail(differs, {title_of(instance), ": this device has no such class",
+                           did_you_mean(instance.class_name, schema.class_names())});
         }
         if (klass->is_named() && !instance.name) {
-            throw Failure(misused, "the name of a " + instance.class_name + " is missing");
+            fail(misused, {"the name of a ", instance.class_name, " is missing"});
         }
         Instance kept = {instance.class_name, instance.name, {}};
         for (const auto &value : instance.values) {
@@ -78,19 +78,20 @@ void add_steps(Transaction &transaction, const std::vector<Difference> &differen
 {
     for (const Difference &each : differences) {
         if (each.before.empty() || can_be_updated(schema, each)) continue;
-        transaction.remove("delete " + title_of(each.before[0]),
+        transaction.remove(concat({"delete ", title_of(each.before[0])}),
                            {each.before[0].class_name, each.before[0].name, {}});
     }
     for (const Difference &each : differences) {
         if (can_be_updated(schema, each)) {
             const Instance &after = each.after[0];
-            transaction.update("set " + title_of(after), {after.class_name, after.name, {}},
+            transaction.update(concat({"set ", title_of(after)}),
+                               {after.class_name, after.name, {}},
                                changed_values(each.before[0], after));
             continue;
         }
         for (const Instance &after : each.after) {
-            transaction.insert("add " + title_of(after), {after.class_name, after.name, {}},
-                               after.values);
+            transaction.insert(concat({"add ", title_of(after)}),
+                               {after.class_name, after.name, {}}, after.values);
         }
     }
 }
@@ -103,7 +104,7 @@ std::vector<Difference> merged(const Configuration &running, const Configuration
     for (const Instance &wanted : file) {
         const Class *klass = schema.find(wanted.class_name);
         const bool is_one = klass->type == "singleton" || klass->type == "unique-named";
-        const auto found = std::find_if(running.begin(), running.end(), [&](const Instance &each) {
+        const auto found = std::ranges::find_if(running, [&](const Instance &each) {
             return each.class_name == wanted.class_name && each.name == wanted.name &&
                    (is_one || changed_values(each, wanted).empty());
         });
@@ -116,9 +117,9 @@ std::vector<Difference> merged(const Configuration &running, const Configuration
             result.set(property, value);
         if (klass->abstract &&
             result.value(klass->subclass_identifier) != found->value(klass->subclass_identifier)) {
-            throw Failure(refused, title_of(wanted) + ": a merge can't make a " +
-                                       found->value(klass->subclass_identifier) + " a " +
-                                       result.value(klass->subclass_identifier));
+            fail(refused, {title_of(wanted), ": a merge can't make a ",
+                           found->value(klass->subclass_identifier), " a ",
+                           result.value(klass->subclass_identifier)});
         }
         if (!changed_values(*found, result).empty()) {
             differences.push_back({Difference::Kind::changed, {*found}, {result}});
@@ -139,13 +140,12 @@ void expect_not_moved_on(const Invocation &invocation, const std::string &export
     if (exported.empty() || present.empty() || is_same_commit(exported, present)) return;
     if (invocation.has("--force") || invocation.has("--merge")) return;
     const bool is_other_start = number_of(exported) == number_of(present);
-    throw Failure(refused,
-                  invocation.word(0) + ": the device has changed since this was exported (" +
-                      (is_other_start
-                           ? "during an earlier run, or from another device"
-                           : "commit " + number_of(exported) + ", now " + number_of(present)) +
-                      "); --dry-run shows what would be lost, --force imports it all the "
-                      "same, --merge keeps what the file lacks");
+    fail(refused,
+         {invocation.word(0), ": the device has changed since this was exported (",
+          is_other_start ? "during an earlier run, or from another device"
+                         : concat({"commit ", number_of(exported), ", now ", number_of(present)}),
+          "); --dry-run shows what would be lost, --force imports it all the same, --merge keeps "
+          "what the file lacks"});
 }
 
 /* Nothing is left to change; what the file asks for may be applied or saved all the same, or not.

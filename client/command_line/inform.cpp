@@ -6,7 +6,6 @@
 
 #include "device.h"
 #include "failure.h"
-#include "verb.h"
 
 namespace vorn::client {
 
@@ -18,16 +17,16 @@ int inform(const Invocation &invocation)
     return answer == "OK\n" ? done : refused;
 }
 
-int command(const Options &options, const std::string &what, const std::string &object,
-            const std::vector<std::string> &parameters, const std::function<std::string()> &reason)
+int command(const Invocation &invocation, const char *what, const char *object,
+            const std::vector<std::string> &parameters,
+            std::string (*reason)(const Invocation &invocation))
 {
-    Device device(options.timeout_ms());
+    Device device(invocation.options.timeout_ms());
     const std::string answer = device.inform(object, parameters);
     if (answer == "OK\n") return done;
-    if (answer == "ERR no handler\n") throw Failure(differs, "this device can't " + what);
-    const std::string why = reason ? reason() : "";
-    throw Failure(refused, "the device refused to " + what +
-                               (why.empty() ? "; its log says why" : ": " + why));
+    if (answer == "ERR no handler\n") fail(differs, {"this device can't ", what});
+    const std::string why = reason ? reason(invocation) : "";
+    fail(refused, {"the device refused to ", what, why.empty() ? "; its log says why" : ": ", why});
 }
 
 } // namespace vorn::client

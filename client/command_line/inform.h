@@ -1,11 +1,10 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
-#include "options.h"
+#include "verb.h"
 
 namespace vorn::client {
 
@@ -14,8 +13,8 @@ namespace vorn::client {
  * the plugin refuses is thrown, as is that no plugin of the device does `what`. The plugin's answer
  * has no reason, but `reason` may find out; it gives an empty text when it does not.
  */
-int command(const Options &options, const std::string &what, const std::string &object,
+int command(const Invocation &invocation, const char *what, const char *object,
             const std::vector<std::string> &parameters = {},
-            const std::function<std::string()> &reason = nullptr);
+            std::string (*reason)(const Invocation &invocation) = nullptr);
 
 } // namespace vorn::client

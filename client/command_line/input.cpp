@@ -16,9 +16,9 @@ namespace vorn::client {
 
 namespace {
 
-[[noreturn]] void fail(const std::string &name)
+[[noreturn]] void fail_with(const std::string &name)
 {
-    throw Failure(misused, name + ": " + std::strerror(errno));
+    fail(misused, {name, ": ", std::strerror(errno)});
 }
 
 bool write_and_flush(int file, const std::string &text)
@@ -37,7 +37,7 @@ bool write_and_flush(int file, const std::string &text)
 std::string read_input(const std::string &name)
 {
     std::FILE *file = name == "-" ? stdin : std::fopen(name.c_str(), "rbe");
-    if (!file) fail(name);
+    if (!file) fail_with(name);
     std::string text;
     char block[65536];
     while (const std::size_t count = std::fread(block, 1, sizeof block, file))
@@ -46,7 +46,7 @@ std::string read_input(const std::string &name)
     const int reason = errno;
     if (file != stdin) std::fclose(file);
     errno = reason;
-    if (failed) fail(name);
+    if (failed) fail_with(name);
     return text;
 }
 
@@ -60,11 +60,11 @@ void write_output(const std::string &name, const std::string &text)
      */
     struct stat present = {};
     if (stat(name.c_str(), &present) == 0 && !S_ISREG(present.st_mode)) {
-        throw Failure(misused, name + ": not a regular file; - is standard output");
+        fail(misused, {name, ": not a regular file; - is standard output"});
     }
     std::string scratch = name + ".XXXXXX";
     const int file = mkostemp(scratch.data(), O_CLOEXEC);
-    if (file < 0) fail(name);
+    if (file < 0) fail_with(name);
     const bool written = write_and_flush(file, text);
     const int reason = errno;
     close(file);
@@ -73,7 +73,7 @@ void write_output(const std::string &name, const std::string &text)
     const int final_reason = errno;
     unlink(scratch.c_str());
     errno = final_reason;
-    fail(name);
+    fail_with(name);
 }
 
 } // namespace vorn::client

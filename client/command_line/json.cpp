@@ -79,7 +79,7 @@ void JsonWriter::close(char bracket)
     is_first_ = false;
 }
 
-void JsonWriter::quote(const std::string &text)
+void JsonWriter::quote(std::string_view text)
 {
     document_ += '"';
     for (std::size_t at = 0; at < text.size();) {
@@ -97,7 +97,7 @@ void JsonWriter::quote(const std::string &text)
     document_ += '"';
 }
 
-void JsonWriter::name(const std::string &text)
+void JsonWriter::name(std::string_view text)
 {
     begin_value();
     quote(text);
@@ -105,7 +105,7 @@ void JsonWriter::name(const std::string &text)
     has_name_ = true;
 }
 
-void JsonWriter::text(const std::string &text)
+void JsonWriter::text(std::string_view text)
 {
     begin_value();
     quote(text);
@@ -117,7 +117,7 @@ void JsonWriter::number(long value)
     document_ += std::to_string(value);
 }
 
-void JsonWriter::member(const std::string &key, const std::string &value)
+void JsonWriter::member(std::string_view key, std::string_view value)
 {
     name(key);
     text(value);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace vorn::client {
 
@@ -18,10 +19,10 @@ public:
     void open_list() { open('['); }
     void close_list() { close(']'); }
     /* The name of the member whose value comes next. */
-    void name(const std::string &text);
-    void text(const std::string &text);
+    void name(std::string_view text);
+    void text(std::string_view text);
     void number(long value);
-    void member(const std::string &key, const std::string &value);
+    void member(std::string_view key, std::string_view value);
 
     const std::string &document() const { return document_; }
 
@@ -30,7 +31,7 @@ private:
     void close(char bracket);
     void begin_value();
     void begin_line();
-    void quote(const std::string &text);
+    void quote(std::string_view text);
 
     std::string document_;
     int indentation_;

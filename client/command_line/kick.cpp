@@ -7,9 +7,8 @@
 #include "device.h"
 #include "failure.h"
 #include "inform.h"
-#include "lsql.h"
 #include "schema.h"
-#include "verb.h"
+#include "text.h"
 
 namespace vorn::client {
 
@@ -29,33 +28,41 @@ bool is_mac(const std::string &text)
 /* Who has joined, as far as the device knows. */
 class Stations {
 public:
-    explicit Stations(Device &device)
+    explicit Stations(Device &device) : stations_(device.select({"station", {}, {}}))
     {
-        Request request(Request::Kind::plain);
-        request.select({"station", {}, {}}, {});
-        const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-        if (!outcomes.empty()) stations_ = outcomes[0].instances;
         is_told_ = Schema::of(device).find("station") != nullptr;
     }
 
     bool contain(const std::string &mac) const
     {
-        return std::any_of(stations_.begin(), stations_.end(), [&](const Instance &each) {
+        return std::ranges::any_of(stations_, [&](const Instance &each) {
             return strcasecmp(each.value("mac").c_str(), mac.c_str()) == 0;
         });
     }
-    /* Never where the device does not tell of stations, or not of all. */
-    bool lack(const std::string &mac) const
+    /* It may be there where the device does not tell of stations, or not of all. */
+    void expect(const std::string &mac) const
     {
-        return is_told_ && !contain(mac) &&
-               std::none_of(stations_.begin(), stations_.end(),
-                            [](const Instance &each) { return !each.value("unknown").empty(); });
+        if (is_told_ && !contain(mac) && std::ranges::none_of(stations_, [](const Instance &each) {
+                return !each.value("unknown").empty();
+            })) {
+            fail(differs, {"no station ", mac, " has joined"});
+        }
     }
 
 private:
     std::vector<Instance> stations_;
     bool is_told_ = false;
 };
+
+std::string why_it_stays(const Invocation &invocation)
+{
+    const std::string mac = invocation.word(0);
+    Device device(invocation.options.timeout_ms());
+    const Stations now(device);
+    now.expect(mac);
+    return now.contain(mac) ? "hostapd did not do it; the station is still there"
+                            : "hostapd did not do it, or the station is not there";
+}
 
 } // namespace
 
@@ -64,17 +71,12 @@ int kick(const Invocation &invocation)
 {
     const std::string mac = invocation.word(0);
     if (!is_mac(mac)) {
-        throw Failure(misused, "\"" + mac + "\" is no MAC address such as 02:00:00:00:00:01");
+        fail(misused, {"\"", mac, "\" is no MAC address such as 02:00:00:00:00:01"});
     }
     Device device(invocation.options.timeout_ms());
-    const Failure not_there(differs, "no station " + mac + " has joined");
-    if (Stations(device).lack(mac)) throw not_there;
-    return command(invocation.options, "send that station away", "kick", {"station=" + mac}, [&] {
-        const Stations now(device);
-        if (now.lack(mac)) throw not_there;
-        return std::string(now.contain(mac) ? "hostapd did not do it; the station is still there"
-                                            : "hostapd did not do it, or the station is not there");
-    });
+    Stations(device).expect(mac);
+    return command(invocation, "send that station away", "kick", {concat({"station=", mac})},
+                   why_it_stays);
 }
 
 } // namespace vorn::client

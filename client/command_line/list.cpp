@@ -4,6 +4,7 @@
 #include "device.h"
 #include "failure.h"
 #include "schema.h"
+#include "text.h"
 #include "verb.h"
 
 namespace vorn::client {
@@ -12,36 +13,31 @@ namespace {
 
 std::string flags_of(const Property &property)
 {
-    return std::string(property.readable ? "r" : "-") + (property.writable ? "w" : "-") +
-           (property.required ? "i" : "-") + (property.persistent ? "p" : "-");
+    return {property.readable ? 'r' : '-', property.writable ? 'w' : '-',
+            property.required ? 'i' : '-', property.persistent ? 'p' : '-'};
 }
 
 void list_as_data(const Output &output, Device &device, const std::string &class_name)
 {
-    Request request(Request::Kind::plain);
-    if (class_name.empty()) {
-        request.select({"schema-class", {}, {}}, {});
-    } else {
-        request.select({"schema-property", class_name, {}}, {});
-    }
-    output.print(parse_answer(device.ask(request.text())).at(0).instances);
+    output.print(class_name.empty() ? device.select({"schema-class", {}, {}})
+                                    : device.select({"schema-property", class_name, {}}));
 }
 
 void list_classes(const Output &output, const Schema &schema)
 {
-    std::vector<std::vector<std::string>> rows;
+    Rows rows;
     for (const Class &each : schema.classes()) {
-        rows.push_back({each.name, each.abstract ? each.type + ", abstract" : each.type,
-                        each.persistent ? "yes" : "no", each.superclass});
+        rows.push_back(row({each.name, concat({each.type, each.abstract ? ", abstract" : ""}),
+                            each.persistent ? "yes" : "no", each.superclass}));
     }
     output.print_table({"CLASS", "TYPE", "SAVED", "SUPERCLASS"}, rows);
 }
 
 void list_properties(const Output &output, const Class &klass)
 {
-    std::vector<std::vector<std::string>> rows;
+    Rows rows;
     for (const Property &each : klass.properties)
-        rows.push_back({each.name, flags_of(each), each.inherited ? klass.superclass : ""});
+        rows.push_back(row({each.name, flags_of(each), each.inherited ? klass.superclass : ""}));
     output.print_table({"PROPERTY", "FLAGS", "FROM"}, rows);
 }
 

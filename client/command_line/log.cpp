@@ -3,13 +3,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <fstream>
 #include <iostream>
 
 #include "device.h"
 #include "failure.h"
-#include "lsql.h"
 #include "text.h"
 #include "verb.h"
 
@@ -20,32 +18,27 @@ namespace {
 /* The class "log" tells where its program writes, be it that it was set or is its own. */
 Instance log_of(Device &device)
 {
-    Request request(Request::Kind::plain);
-    request.select({"log", {}, {}}, {});
-    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    if (outcomes.empty() || outcomes[0].instances.empty()) {
-        throw Failure(differs, "this device does not tell where its log is");
-    }
-    return outcomes[0].instances[0];
+    const std::vector<Instance> logs = device.select({"log", {}, {}});
+    if (logs.empty()) fail(differs, {"this device does not tell where its log is"});
+    return logs[0];
 }
 
 std::string file_of(const Instance &log)
 {
-    const std::string written_to = log.value("written-to");
-    const std::string file = written_to.empty() ? log.value("file") : written_to;
-    if (file.empty()) throw Failure(differs, "the log has no file: see \"vornctl show log\"");
+    const std::string &written_to = log.value("written-to");
+    const std::string &file = written_to.empty() ? log.value("file") : written_to;
+    if (file.empty()) fail(differs, {"the log has no file: see \"vornctl show log\""});
     return file;
 }
 
 [[noreturn]] void refuse_unreadable(const Instance &log, const std::string &name, int error)
 {
-    const std::string status = log.value("status");
-    if (error == ENOENT && !status.empty() && status != "running") {
-        throw Failure(differs, "there is no log yet: " +
-                                   (status == "stopped" ? "\"vornctl set log enabled=on\" starts it"
-                                                        : log.value("state")));
-    }
-    throw Failure(misused, name + ": " + std::strerror(error));
+    const std::string &status = log.value("status");
+    if (error == ENOENT && status == "stopped")
+        fail(differs, {"there is no log yet: \"vornctl set log enabled=on\" starts it"});
+    if (error == ENOENT && !status.empty() && status != "running")
+        fail(differs, {"there is no log yet: ", log.value("state")});
+    fail(misused, {name, ": ", std::strerror(error)});
 }
 
 std::size_t line_count(const Invocation &invocation)
@@ -66,13 +59,14 @@ int log(const Invocation &invocation)
     const std::string name = file_of(log);
     std::ifstream file(name);
     if (!file) refuse_unreadable(log, name, errno);
-    std::deque<std::string> last;
-    for (std::string line; std::getline(file, line);) {
-        last.push_back(line);
-        if (last.size() > most) last.pop_front();
+    std::vector<std::string> last; /* a ring: the oldest line makes room for the newest */
+    std::size_t count = 0;
+    for (std::string line; std::getline(file, line); count++) {
+        if (count < most) last.emplace_back();
+        last[count % most].swap(line);
     }
-    for (const std::string &line : last)
-        std::cout << shown(line) << '\n';
+    for (std::size_t i = 0; i < last.size(); i++)
+        std::cout << shown(last[(count + i) % last.size()]) << '\n';
     return done;
 }
 

@@ -22,7 +22,7 @@ namespace {
 
 const std::string nothing;
 
-bool can_be_sent(const std::string &text)
+bool can_be_sent(std::string_view text)
 {
     for (std::size_t at = 0; at < text.size();) {
         const auto byte = static_cast<unsigned char>(text[at]);
@@ -37,8 +37,7 @@ bool can_be_sent(const std::string &text)
 void expect_text(const char *what, const std::string &text)
 {
     if (!can_be_sent(text)) {
-        throw Failure(misused, std::string("the ") + what + " \"" + text +
-                                   "\" holds a control character or is not UTF-8");
+        fail(misused, {"the ", what, " \"", text, "\" holds a control character or is not UTF-8"});
     }
 }
 
@@ -49,9 +48,9 @@ void expect_name(const char *what, const std::string &name)
         return each < 0x80 && std::isalnum(each) == 0 && !std::strchr("-._:", each);
     };
     expect_text(what, name);
-    if (name.empty() || std::any_of(name.begin(), name.end(), is_no_letter) ||
+    if (name.empty() || std::ranges::any_of(name, is_no_letter) ||
         std::strchr("-.0123456789", name[0])) {
-        throw Failure(misused, "\"" + name + "\" is no name of a " + what);
+        fail(misused, {"\"", name, "\" is no name of a ", what});
     }
 }
 
@@ -72,28 +71,38 @@ void add_values(pugi::xml_node element, const Values &values)
 
 } // namespace
 
-const std::string &Instance::value(const std::string &property) const
+const std::string *value_of(const Values &values, std::string_view name)
 {
-    const auto found = std::find_if(values.begin(), values.end(),
-                                    [&](const auto &each) { return each.first == property; });
-    return found == values.end() ? nothing : found->second;
-}
-
-bool Instance::has(const std::string &property) const
-{
-    return std::any_of(values.begin(), values.end(),
-                       [&](const auto &each) { return each.first == property; });
-}
-
-void Instance::set(const std::string &property, const std::string &value)
-{
-    const auto found = std::find_if(values.begin(), values.end(),
-                                    [&](const auto &each) { return each.first == property; });
-    if (found == values.end()) {
-        values.emplace_back(property, value);
-    } else {
-        found->second = value;
+    for (const auto &each : values) {
+        if (each.first == name) return &each.second;
     }
+    return nullptr;
+}
+
+const std::string &Instance::called() const
+{
+    return name ? *name : nothing;
+}
+
+const std::string &Instance::value(std::string_view property) const
+{
+    const std::string *found = value_of(values, property);
+    return found ? *found : nothing;
+}
+
+bool Instance::has(std::string_view property) const
+{
+    return value_of(values, property) != nullptr;
+}
+
+void Instance::set(std::string_view property, std::string_view value)
+{
+    for (auto &each : values) {
+        if (each.first != property) continue;
+        each.second = value;
+        return;
+    }
+    values.emplace_back(property, value);
 }
 
 void set_text(pugi::xml_node element, const std::string &text)
@@ -191,8 +200,8 @@ void parse_document(pugi::xml_document &document, const std::string &text, const
     const pugi::xml_parse_result result = document.load_buffer(
         text.data(), text.size(), pugi::parse_default | pugi::parse_ws_pcdata_single);
     if (!result) {
-        throw Failure(misused, std::string(source) + ": " + result.description() + " at byte " +
-                                   std::to_string(result.offset));
+        fail(misused,
+             {source, ": ", result.description(), " at byte ", std::to_string(result.offset)});
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -12,16 +13,21 @@ namespace vorn::client {
 
 using Values = std::vector<std::pair<std::string, std::string>>;
 
+/* The first of that name, or null. */
+const std::string *value_of(const Values &values, std::string_view name);
+
 /* One instance as an answer or a configuration file shows it. */
 struct Instance {
     std::string class_name;
     std::optional<std::string> name;
     Values values;
 
+    /* Empty where it has none. */
+    const std::string &called() const;
     /* Empty for a property that isn't there: the daemon makes no difference either. */
-    const std::string &value(const std::string &property) const;
-    bool has(const std::string &property) const;
-    void set(const std::string &property, const std::string &value);
+    const std::string &value(std::string_view property) const;
+    bool has(std::string_view property) const;
+    void set(std::string_view property, std::string_view value);
 
     bool operator==(const Instance &) const = default;
 };

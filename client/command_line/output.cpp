@@ -40,9 +40,7 @@ std::size_t terminal_width()
     return size.ws_col == 0 ? std::string::npos : size.ws_col;
 }
 
-using Rows = std::vector<std::vector<std::string>>;
-
-std::vector<std::size_t> column_widths(const std::vector<std::string> &head, const Rows &rows)
+std::vector<std::size_t> column_widths(const Row &head, const Rows &rows)
 {
     std::vector<std::size_t> widths;
     for (std::size_t i = 0; i < head.size(); i++) {
@@ -58,7 +56,7 @@ bool is_on_screen(const std::vector<std::size_t> &widths)
     return std::accumulate(widths.begin(), widths.end(), 2 * widths.size()) <= terminal_width();
 }
 
-std::string line_of(const std::vector<std::string> &cells, const std::vector<std::size_t> &widths)
+std::string line_of(const Row &cells, const std::vector<std::size_t> &widths)
 {
     std::string line;
     for (std::size_t i = 0; i < cells.size(); i++) {
@@ -74,9 +72,7 @@ std::vector<std::string> properties_of(const std::vector<Instance> &instances)
     std::vector<std::string> properties;
     for (const Instance &instance : instances) {
         for (const auto &[property, value] : instance.values) {
-            if (std::find(properties.begin(), properties.end(), property) == properties.end()) {
-                properties.push_back(property);
-            }
+            if (!contains(properties, property)) properties.push_back(property);
         }
     }
     return properties;
@@ -114,10 +110,16 @@ void print_xml(const std::vector<Instance> &instances)
 
 std::string title_of(const Instance &instance)
 {
-    return instance.name ? instance.class_name + " " + shown(*instance.name) : instance.class_name;
+    return instance.name ? concat({instance.class_name, " ", shown(*instance.name)})
+                         : instance.class_name;
 }
 
 } // namespace
+
+Row row(std::initializer_list<std::string_view> cells)
+{
+    return {cells.begin(), cells.end()};
+}
 
 void write_values(JsonWriter &json, const Values &values)
 {
@@ -136,17 +138,17 @@ bool Output::is_coloured() const
 
 std::string Output::emphasised(const std::string &text) const
 {
-    return is_coloured() ? bold + text + plain : text;
+    return is_coloured() ? concat({bold, text, plain}) : text;
 }
 
-void Output::print_table(const std::vector<std::string> &head, const Rows &rows) const
+void Output::print_table(const Row &head, const Rows &rows) const
 {
     const std::vector<std::size_t> widths = column_widths(head, rows);
     if (!is_on_screen(widths)) {
         for (const auto &row : rows) {
             Rows lines;
             for (std::size_t i = 1; i < head.size(); i++)
-                lines.push_back({"  " + head[i], row[i]});
+                lines.push_back({concat({"  ", head[i]}), row[i]});
             print_lines(row[0], lines, &row == &rows.front());
         }
         return;
@@ -160,7 +162,7 @@ void Output::print_lines(const std::string &title, const Rows &lines, bool is_fi
 {
     if (!is_first) std::cout << '\n';
     std::cout << emphasised(title) << '\n';
-    const std::vector<std::size_t> widths = column_widths({"", ""}, lines);
+    const std::vector<std::size_t> widths = column_widths(Row(2), lines);
     for (const auto &line : lines)
         std::cout << line_of(line, widths) << '\n';
 }
@@ -171,15 +173,15 @@ void Output::print(const std::vector<Instance> &instances) const
     if (format == Format::xml) return print_xml(instances);
     if (instances.empty()) return;
 
-    const bool named = std::any_of(instances.begin(), instances.end(),
-                                   [](const Instance &each) { return each.name.has_value(); });
+    const bool named =
+        std::ranges::any_of(instances, [](const Instance &each) { return each.name.has_value(); });
     const std::vector<std::string> properties = properties_of(instances);
-    std::vector<std::string> head = properties;
+    Row head = properties;
     Rows rows;
     if (named) head.insert(head.begin(), instances[0].class_name);
     for (const Instance &instance : instances) {
-        std::vector<std::string> &row = rows.emplace_back();
-        if (named) row.push_back(shown(instance.name.value_or("")));
+        Row &row = rows.emplace_back();
+        if (named) row.push_back(shown(instance.called()));
         for (const std::string &property : properties)
             row.push_back(shown(instance.value(property)));
     }
@@ -189,7 +191,7 @@ void Output::print(const std::vector<Instance> &instances) const
     for (const Instance &instance : instances) {
         Rows lines;
         for (const auto &[property, value] : instance.values)
-            lines.push_back({"  " + property, shown(value)});
+            lines.push_back(row({concat({"  ", property}), shown(value)}));
         print_lines(title_of(instance), lines, &instance == &instances.front());
     }
 }

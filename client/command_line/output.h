@@ -1,7 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "json.h"
@@ -16,6 +18,11 @@ constexpr int json_indentation = 2;
 
 void write_values(JsonWriter &json, const Values &values);
 
+using Row = std::vector<std::string>;
+using Rows = std::vector<Row>;
+
+Row row(std::initializer_list<std::string_view> cells);
+
 /* How results are shown; the same for every command. */
 struct Output {
     Format format = Format::table;
@@ -29,10 +36,12 @@ struct Output {
      */
     void print(const std::vector<Instance> &instances) const;
     /* Rows below a head, columns aligned, or each row as lines when the terminal is too narrow. */
-    void print_table(const std::vector<std::string> &head,
-                     const std::vector<std::vector<std::string>> &rows) const;
-    void print_lines(const std::string &title, const std::vector<std::vector<std::string>> &lines,
-                     bool is_first) const;
+    void print_table(const Row &head, const Rows &rows) const;
+    void print_table(std::initializer_list<std::string_view> head, const Rows &rows) const
+    {
+        print_table(row(head), rows);
+    }
+    void print_lines(const std::string &title, const Rows &lines, bool is_first) const;
     std::string emphasised(const std::string &text) const;
 };
 

@@ -25,7 +25,7 @@ bool fits_the_screen(const std::string &text)
 {
     winsize size = {};
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0) return true;
-    return std::count(text.begin(), text.end(), '\n') < size.ws_row;
+    return std::ranges::count(text, '\n') < size.ws_row;
 }
 
 std::string pager_command()

@@ -31,7 +31,7 @@ int query(const Invocation &invocation)
 {
     const std::string file = invocation.word(0);
     const std::string request = read_input(file);
-    if (request.empty()) throw Failure(misused, file + ": the request is empty");
+    if (request.empty()) fail(misused, {file, ": the request is empty"});
     Device device(invocation.options.timeout_ms());
     const std::string reply = device.ask(request);
     std::cout << reply;

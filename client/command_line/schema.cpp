@@ -5,6 +5,7 @@
 
 #include "failure.h"
 #include "lsql.h"
+#include "text.h"
 
 namespace vorn::client {
 
@@ -17,7 +18,7 @@ bool says_yes(const Instance &instance, const char *property)
 
 Class class_of(const Instance &instance)
 {
-    return {instance.name.value_or(""),
+    return {instance.called(),
             instance.value("type"),
             says_yes(instance, "persistent"),
             says_yes(instance, "abstract"),
@@ -36,16 +37,15 @@ Property property_of(const Instance &instance)
 }
 
 template <typename Range>
-auto *find_named(Range &range, const std::string &name)
+auto *find_named(Range &range, std::string_view name)
 {
-    const auto found =
-        std::find_if(range.begin(), range.end(), [&](auto &each) { return each.name == name; });
+    const auto found = std::ranges::find_if(range, [&](auto &each) { return each.name == name; });
     return found == range.end() ? nullptr : &*found;
 }
 
 } // namespace
 
-const Property *Class::find(const std::string &property) const
+const Property *Class::find(std::string_view property) const
 {
     return find_named(properties, property);
 }
@@ -62,7 +62,7 @@ Schema Schema::of(Device &device)
     for (const Instance &each : outcomes[0].instances)
         schema.classes_.push_back(class_of(each));
     for (const Instance &each : outcomes[1].instances) {
-        Class *owner = find_named(schema.classes_, each.name.value_or(""));
+        Class *owner = find_named(schema.classes_, each.called());
         if (owner) owner->properties.push_back(property_of(each));
     }
     return schema;
@@ -72,19 +72,18 @@ Schema Schema::required_of(Device &device)
 {
     Schema schema = of(device);
     if (!schema.known()) {
-        throw Failure(differs, "this device does not tell what it has: the plugin \"schema\" "
-                               "is not installed");
+        fail(differs, {"this device does not tell what it has: the plugin \"schema\" is not "
+                       "installed"});
     }
     return schema;
 }
 
-const Class *Schema::find(const std::string &name) const
+const Class *Schema::find(std::string_view name) const
 {
     return find_named(classes_, name);
 }
 
-const Property *Schema::find_property(const std::string &class_name,
-                                      const std::string &property) const
+const Property *Schema::find_property(std::string_view class_name, std::string_view property) const
 {
     for (const Class &each : classes_) {
         if (each.name != class_name && each.superclass != class_name) continue;
@@ -93,7 +92,7 @@ const Property *Schema::find_property(const std::string &class_name,
     return nullptr;
 }
 
-bool Schema::is_secret(const std::string &class_name, const std::string &property) const
+bool Schema::is_secret(std::string_view class_name, std::string_view property) const
 {
     const Property *found = find_property(class_name, property);
     return found && found->secret;
@@ -128,9 +127,7 @@ std::vector<std::string> Schema::properties_of(const std::string &class_name) co
     for (const Class &each : classes_) {
         if (each.name != class_name && each.superclass != class_name) continue;
         for (const Property &property : each.properties) {
-            if (std::find(names.begin(), names.end(), property.name) == names.end()) {
-                names.push_back(property.name);
-            }
+            if (!contains(names, property.name)) names.push_back(property.name);
         }
     }
     return names;
@@ -146,9 +143,9 @@ bool Schema::is_for_clients(const Class &klass) const
 {
     const auto can_be_given = [](const Property &each) { return each.writable || each.required; };
     return klass.persistent || klass.properties.empty() ||
-           std::any_of(classes_.begin(), classes_.end(), [&](const Class &each) {
+           std::ranges::any_of(classes_, [&](const Class &each) {
                return (each.name == klass.name || each.superclass == klass.name) &&
-                      std::any_of(each.properties.begin(), each.properties.end(), can_be_given);
+                      std::ranges::any_of(each.properties, can_be_given);
            });
 }
 

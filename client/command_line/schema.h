@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "device.h"
@@ -31,7 +31,7 @@ struct Class {
     std::vector<Property> properties; /* the superclass's first */
 
     bool is_named() const { return type == "unique-named" || type == "group-named"; }
-    const Property *find(const std::string &property) const;
+    const Property *find(std::string_view property) const;
 };
 
 /*
@@ -46,10 +46,10 @@ public:
 
     bool known() const { return !classes_.empty(); }
     const std::vector<Class> &classes() const { return classes_; }
-    const Class *find(const std::string &name) const;
+    const Class *find(std::string_view name) const;
     /* The class's property, or one of its family's if it is abstract. */
-    const Property *find_property(const std::string &class_name, const std::string &property) const;
-    bool is_secret(const std::string &class_name, const std::string &property) const;
+    const Property *find_property(std::string_view class_name, std::string_view property) const;
+    bool is_secret(std::string_view class_name, std::string_view property) const;
     /* The abstract class of a family, or the class itself. */
     std::string family_of(const std::string &class_name) const;
     std::vector<std::string> class_names() const;

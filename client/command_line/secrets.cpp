@@ -53,7 +53,7 @@ namespace {
 /* Whether the device told of such an instance's secret that it is there, and nothing else. */
 bool is_hidden(const Configuration &running, const Instance &instance, const std::string &property)
 {
-    return std::any_of(running.begin(), running.end(), [&](const Instance &each) {
+    return std::ranges::any_of(running, [&](const Instance &each) {
         return each.class_name == instance.class_name && each.name == instance.name &&
                each.value(property) == hidden;
     });
@@ -61,7 +61,7 @@ bool is_hidden(const Configuration &running, const Instance &instance, const std
 
 bool is_set(const Configuration &running, const Instance &instance, const std::string &property)
 {
-    return std::any_of(running.begin(), running.end(), [&](const Instance &each) {
+    return std::ranges::any_of(running, [&](const Instance &each) {
         return each.class_name == instance.class_name && each.name == instance.name &&
                !each.value(property).empty();
     });

@@ -48,18 +48,16 @@ int show(const Invocation &invocation)
     const Schema schema = Schema::of(device);
     const Target target = take_target(schema, selection);
     const bool is_bare = invocation.has("-q");
-    if (is_bare && selection.words.size() != 1) {
-        throw Failure(misused, "-q shows one property: name it");
-    }
+    if (is_bare && selection.words.size() != 1) fail(misused, {"-q shows one property: name it"});
     expect_properties(schema, target.class_name, selection.words);
     expect_properties(schema, target.class_name, properties_in(target.where));
 
     Request request(Request::Kind::plain);
     request.select(target, selection.words);
     const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    if (outcomes.empty()) throw Failure(no_answer, "the answer makes no sense");
+    if (outcomes.empty()) fail(no_answer, {"the answer makes no sense"});
     if (outcomes[0].rc != 0)
-        throw Failure(status_after(outcomes[0].error, schema, target, {}), outcomes[0].error);
+        fail(status_after(outcomes[0].error, schema, target, {}), {outcomes[0].error});
     std::vector<Instance> instances = outcomes[0].instances;
     if (is_bare) {
         print_bare(instances, selection.words[0]);
@@ -68,11 +66,10 @@ int show(const Invocation &invocation)
         options.output.print(instances);
     }
     if (instances.empty() && target.name) {
-        throw Failure(differs,
-                      "there is no " + target.class_name + " \"" + *target.name + "\"" +
-                          (target.where.empty()
-                               ? did_you_mean(*target.name, names_of(device, target.class_name))
-                               : " that fulfils the condition"));
+        fail(differs,
+             {"there is no ", target.class_name, " \"", *target.name, "\"",
+              target.where.empty() ? did_you_mean(*target.name, names_of(device, target.class_name))
+                                   : " that fulfils the condition"});
     }
     return done;
 }

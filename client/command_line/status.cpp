@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* vornctl status: how the device is doing, in one look, and what is not as it should be. */
 #include <algorithm>
+#include <array>
 #include <iostream>
 
 #include "device.h"
@@ -14,35 +15,34 @@ namespace vorn::client {
 
 namespace {
 
-using Lines = std::vector<std::vector<std::string>>;
-
 /* What the device tells of one class, as far as it has it. */
 struct Source {
     const char *class_name;
-    std::vector<std::string> properties; /* all, where none is named */
+    std::array<const char *, 4> properties; /* all, where none is named */
+};
+
+constexpr Source sources[] = {
+    {"daemon", {}},
+    {"save", {}},
+    {"trial", {"state", "holder", "until", "remaining"}},
+    {"generation", {"time", "proven", "state"}},
+    {"history", {"result", "unproven", "upgrade", "taken"}},
+    {"plugin", {}},
 };
 
 class Status {
 public:
     Status(Device &device, const Schema &schema) : schema_(schema)
     {
-        const std::vector<Source> sources = {
-            {"daemon", {}},
-            {"save", {}},
-            {"trial", {"state", "holder", "until", "remaining"}},
-            {"generation", {"time", "proven", "state"}},
-            {"history", {"result", "unproven", "upgrade", "taken"}},
-            {"plugin", {}},
-        };
         Request request(Request::Kind::plain);
         request.ask_for_commit();
         for (const Source &each : sources) {
             if (schema.find(each.class_name)) select(request, each.class_name, each.properties);
         }
         for (const auto &[class_name, property] : states_in(schema)) {
-            if (class_name != "plugin") select(request, class_name, {property});
+            if (class_name != "plugin") select(request, class_name, {property.c_str()});
         }
-        if (request.empty()) throw Failure(differs, "this device does not tell how it is doing");
+        if (request.empty()) fail(differs, {"this device does not tell how it is doing"});
         const std::string answer = device.ask(request.text());
         commit_ = commit_of(answer);
         outcomes_ = parse_answer(answer);
@@ -52,25 +52,25 @@ public:
     bool is_healthy() const { return problems_.empty(); }
     const std::vector<std::string> &problems() const { return problems_; }
 
-    Lines lines(bool all) const
+    Rows lines(bool all) const
     {
-        Lines lines;
+        Rows lines;
         const Instance *daemon = first_of("daemon");
         if (daemon) {
-            lines.push_back({"version", daemon->value("version")});
-            lines.push_back({"since", daemon->value("since")});
-            lines.push_back({"uptime", daemon->value("uptime")});
+            for (const char *each : {"version", "since", "uptime"})
+                lines.push_back(row({each, daemon->value(each)}));
         }
-        if (!commit_.empty()) lines.push_back({"commit", commit_});
-        if (daemon && daemon->has("schema")) lines.push_back({"schema", daemon->value("schema")});
+        if (!commit_.empty()) lines.push_back(row({"commit", commit_}));
+        if (daemon && daemon->has("schema"))
+            lines.push_back(row({"schema", daemon->value("schema")}));
         add_generation(lines);
         add_upgrade(lines);
         add_trial(lines);
         add_save(lines);
         if (daemon) {
-            lines.push_back({"clients", daemon->value("clients")});
-            lines.push_back({"subscribers", daemon->value("subscribers")});
-            lines.push_back({"left-behind", daemon->value("left-behind") + " bytes"});
+            for (const char *each : {"clients", "subscribers"})
+                lines.push_back(row({each, daemon->value(each)}));
+            lines.push_back(row({"left-behind", concat({daemon->value("left-behind"), " bytes"})}));
         }
         if (all) add_details(lines);
         return lines;
@@ -78,18 +78,18 @@ public:
 
 private:
     void select(Request &request, const std::string &class_name,
-                const std::vector<std::string> &properties)
+                const decltype(Source::properties) &properties)
     {
         std::vector<std::string> there;
-        for (const std::string &each : properties) {
-            if (schema_.find_property(class_name, each)) there.push_back(each);
+        for (const char *each : properties) {
+            if (each && schema_.find_property(class_name, each)) there.emplace_back(each);
         }
-        if (there.empty() && !properties.empty()) return;
+        if (there.empty() && properties[0]) return;
         request.select({class_name, {}, {}}, there);
         asked_.push_back({class_name, there.size() == 1 ? there[0] : ""});
     }
 
-    const std::vector<Instance> *all_of(const std::string &class_name) const
+    const std::vector<Instance> *all_of(std::string_view class_name) const
     {
         for (std::size_t i = 0; i < asked_.size() && i < outcomes_.size(); i++) {
             if (asked_[i].first == class_name) return &outcomes_[i].instances;
@@ -97,10 +97,15 @@ private:
         return nullptr;
     }
 
-    const Instance *first_of(const std::string &class_name) const
+    const Instance *first_of(std::string_view class_name) const
     {
         const std::vector<Instance> *all = all_of(class_name);
         return all && !all->empty() ? &all->front() : nullptr;
+    }
+
+    void add_problem(std::initializer_list<std::string_view> parts)
+    {
+        problems_.push_back(concat(parts));
     }
 
     void find_problems()
@@ -108,22 +113,21 @@ private:
         find_unsaved();
         const Instance *history = first_of("history");
         if (history && !history->value("unproven").empty()) {
-            problems_.push_back(
-                "a configuration that did not stay up has been replaced by the newest one that "
-                "did, and is kept as " +
-                history->value("unproven") +
-                "; \"vornctl inform history action=forget-unproven\" removes it");
+            add_problem({"a configuration that did not stay up has been replaced by the newest "
+                         "one that did, and is kept as ",
+                         history->value("unproven"),
+                         "; \"vornctl inform history action=forget-unproven\" removes it"});
         }
         if (const std::vector<Instance> *plugins = all_of("plugin")) {
             for (const Instance &each : *plugins) {
                 const std::string &state = each.value("state");
                 if (state != "running")
-                    problems_.push_back(title_of("plugin", each.name.value_or("")) + ": " + state);
+                    add_problem({title_of("plugin", each.called()), ": ", state});
             }
         }
         if (const Instance *daemon = first_of("daemon")) {
             const std::string &failing = daemon->value("failing-services");
-            if (!failing.empty()) problems_.push_back("services that keep ending: " + failing);
+            if (!failing.empty()) add_problem({"services that keep ending: ", failing});
         }
         for (std::size_t i = 0; i < asked_.size() && i < outcomes_.size(); i++)
             find_not_applied(asked_[i].first, asked_[i].second, outcomes_[i].instances);
@@ -134,10 +138,11 @@ private:
         const Instance *save = first_of("save");
         if (!save) return;
         if (save->value("result") == "failed")
-            problems_.push_back("the configuration is not saved: " + save->value("reason"));
-        if (!save->value("broken").empty())
-            problems_.push_back("the configuration could not be read and is kept as " +
-                                save->value("broken"));
+            add_problem({"the configuration is not saved: ", save->value("reason")});
+        if (!save->value("broken").empty()) {
+            add_problem(
+                {"the configuration could not be read and is kept as ", save->value("broken")});
+        }
     }
 
     void find_not_applied(const std::string &class_name, const std::string &property,
@@ -147,11 +152,11 @@ private:
         for (const Instance &each : instances) {
             const std::string &state = each.value(property);
             if (is_not_applied(state))
-                problems_.push_back(title_of(class_name, each.name.value_or("")) + ": " + state);
+                add_problem({title_of(class_name, each.called()), ": ", state});
         }
     }
 
-    void add_generation(Lines &lines) const
+    void add_generation(Rows &lines) const
     {
         const std::vector<Instance> *generations = all_of("generation");
         if (!generations || generations->empty()) return;
@@ -160,54 +165,58 @@ private:
                                                  return number(left) < number(right);
                                              });
         const std::string &proven = newest->value("proven");
-        lines.push_back({"generation", newest->name.value_or("") +
-                                           (proven.empty() ? "" : ", proven: " + proven)});
+        lines.push_back(row({"generation", concat({newest->called(),
+                                                   proven.empty() ? "" : ", proven: ", proven})}));
     }
 
     /* Nothing while there is nothing to be said. */
-    void add_upgrade(Lines &lines) const
+    void add_upgrade(Rows &lines) const
     {
         const Instance *history = first_of("history");
         if (!history) return;
         const std::string &upgrade = history->value("upgrade");
-        if (!upgrade.empty() && upgrade != "none") lines.push_back({"upgrade", upgrade});
-        if (!history->value("taken").empty()) lines.push_back({"taken", history->value("taken")});
+        if (!upgrade.empty() && upgrade != "none") lines.push_back(row({"upgrade", upgrade}));
+        const std::string &taken = history->value("taken");
+        if (!taken.empty()) lines.push_back(row({"taken", taken}));
     }
 
     static long number(const Instance &generation)
     {
-        return std::strtol(generation.name.value_or("0").c_str(), nullptr, 10);
+        return std::strtol(generation.called().c_str(), nullptr, 10);
     }
 
-    void add_trial(Lines &lines) const
+    void add_trial(Rows &lines) const
     {
         const Instance *trial = first_of("trial");
         if (!trial) return;
-        const bool is_pending = trial->value("state") == "pending";
-        lines.push_back({"trial", is_pending ? "pending, of " + trial->value("holder") + ", " +
-                                                   trial->value("remaining") + " s left"
-                                             : trial->value("state")});
+        const std::string &state = trial->value("state");
+        lines.push_back(
+            row({"trial", state == "pending" ? concat({"pending, of ", trial->value("holder"), ", ",
+                                                       trial->value("remaining"), " s left"})
+                                             : state}));
     }
 
-    void add_save(Lines &lines) const
+    void add_save(Rows &lines) const
     {
         const Instance *save = first_of("save");
         if (!save) return;
         const std::string &time = save->value("time");
-        lines.push_back({"save", save->value("result") + (time.empty() ? "" : ", " + time)});
+        lines.push_back(
+            row({"save", concat({save->value("result"), time.empty() ? "" : ", ", time})}));
     }
 
-    void add_details(Lines &lines) const
+    void add_details(Rows &lines) const
     {
         if (const Instance *daemon = first_of("daemon"))
-            lines.push_back({"kept", daemon->value("kept")});
+            lines.push_back(row({"kept", daemon->value("kept")}));
         const std::vector<Instance> *plugins = all_of("plugin");
         if (!plugins) return;
-        for (const Instance &each : *plugins)
+        for (const Instance &each : *plugins) {
+            const std::string &schema = each.value("schema");
             lines.push_back(
-                {title_of("plugin", each.name.value_or("")),
-                 each.value("state") +
-                     (each.value("schema").empty() ? "" : ", schema " + each.value("schema"))});
+                row({title_of("plugin", each.called()),
+                     concat({each.value("state"), schema.empty() ? "" : ", schema ", schema})}));
+        }
     }
 
     const Schema &schema_;
@@ -227,7 +236,7 @@ void print_json(const Status &status, bool all)
     for (const std::string &each : status.problems())
         json.text(each);
     json.close_list();
-    for (const std::vector<std::string> &line : status.lines(all))
+    for (const Row &line : status.lines(all))
         json.member(line[0], line[1]);
     json.close_object();
     std::cout << json.document() << '\n';

@@ -2,6 +2,7 @@
 /* Texts as people write and read them. */
 #include "text.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "failure.h"
@@ -17,7 +18,7 @@ bool is_continuation(unsigned char byte)
 
 } // namespace
 
-std::size_t character_length(const std::string &text, std::size_t at)
+std::size_t character_length(std::string_view text, std::size_t at)
 {
     const auto first = static_cast<unsigned char>(text[at]);
     const std::size_t length = first < 0x80                     ? 1
@@ -36,7 +37,7 @@ namespace {
 
 /* The control characters beyond ASCII, which terminals take for the beginning of a sequence, too.
  */
-bool is_c1(const std::string &text, std::size_t at)
+bool is_c1(std::string_view text, std::size_t at)
 {
     if (text[at] != '\xC2' || at + 1 == text.size()) return false;
     const auto next = static_cast<unsigned char>(text[at + 1]);
@@ -45,7 +46,30 @@ bool is_c1(const std::string &text, std::size_t at)
 
 } // namespace
 
-std::string shown(const std::string &text)
+std::string concat(std::initializer_list<std::string_view> parts)
+{
+    std::string text;
+    for (const std::string_view part : parts)
+        text += part;
+    return text;
+}
+
+std::string joined(const std::vector<std::string> &parts, std::string_view separator)
+{
+    std::string text;
+    for (const std::string &part : parts) {
+        if (&part != &parts.front()) text += separator;
+        text += part;
+    }
+    return text;
+}
+
+bool contains(const std::vector<std::string> &words, std::string_view word)
+{
+    return std::ranges::find(words, word) != words.end();
+}
+
+std::string shown(std::string_view text)
 {
     std::string result;
     for (std::size_t i = 0; i < text.size(); i++) {
@@ -95,7 +119,7 @@ std::vector<std::string> split_words(const std::string &line, const std::string 
             in_word = true;
         }
     }
-    if (quote != '\0') throw Failure(misused, place + "the closing " + quote + " is missing");
+    if (quote != '\0') fail(misused, {place, "the closing ", {&quote, 1}, " is missing"});
     if (in_word) words.push_back(word);
     return words;
 }

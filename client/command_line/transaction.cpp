@@ -9,6 +9,7 @@
 #include "effects.h"
 #include "explanation.h"
 #include "failure.h"
+#include "text.h"
 #include "trial.h"
 #include "view.h"
 
@@ -20,30 +21,16 @@ constexpr char nothing_there[] = "No instance ";
 constexpr char moved_on[] = "The configuration has changed";
 constexpr char unknown_root[] = "Top level name is not lsql.";
 
-bool begins(const std::string &text, const char *head)
-{
-    return text.rfind(head, 0) == 0;
-}
-
 /* What is said against one operation begins in one of these ways. */
-bool is_about_all(const std::string &error)
+bool is_about_all(std::string_view error)
 {
     constexpr const char *heads[] = {"Unknown class", "Value ",   "Bad instance", "Instance is ",
                                      "Couldn't add",  "Invalid ", "Incomplete ",  "No class"};
-    const bool is_about_property = begins(error, "Property ") &&
+    const bool is_about_property = error.starts_with("Property ") &&
                                    (error.find(" is not valid for class ") != std::string::npos ||
                                     error.find(" is not writable.") != std::string::npos);
     return !is_about_property &&
-           std::none_of(std::begin(heads), std::end(heads),
-                        [&](const char *head) { return begins(error, head); });
-}
-
-std::string joined(const std::vector<std::string> &lines)
-{
-    std::string text;
-    for (const std::string &each : lines)
-        text += (text.empty() ? "" : "\n") + each;
-    return text;
+           std::ranges::none_of(heads, [&](const char *head) { return error.starts_with(head); });
 }
 
 Missing missing(const Target &target)
@@ -96,8 +83,7 @@ std::string Transaction::with_advice(Device &device, const std::string &line) co
     if (!property || property->references.empty() || reason == std::string::npos) return line;
     const std::string meant = quoted_after(line.substr(reason + 3), " ");
     const std::vector<std::string> names = names_of(device, property->references);
-    const bool is_there = std::find(names.begin(), names.end(), meant) != names.end();
-    return is_there || meant.empty() ? line : go_on(line, did_you_mean(meant, names));
+    return meant.empty() || contains(names, meant) ? line : go_on(line, did_you_mean(meant, names));
 }
 
 void Transaction::fail_as_a_whole(Device &device, std::string error, ExitStatus status) const
@@ -114,19 +100,19 @@ void Transaction::fail_as_a_whole(Device &device, std::string error, ExitStatus 
 /* What is said against the whole, and not against an operation, names whom it means itself. */
 void Transaction::fail(Device &device, const Outcome &outcome, std::size_t index) const
 {
-    if (begins(outcome.error, moved_on)) throw MovedOn(outcome.error);
+    if (outcome.error.starts_with(moved_on)) throw MovedOn(outcome.error);
     const Operation &operation = operations_[index];
-    if (begins(outcome.error, nothing_there)) {
+    if (outcome.error.starts_with(nothing_there)) {
         const std::string more = !operation.target.where.empty()
                                      ? " that fulfils the condition"
                                      : did_you_mean(operation.target.name.value_or(""),
                                                     names_of(device, operation.target.class_name));
-        throw Failure(differs, operation.title + ": there is no such instance" + more);
+        client::fail(differs, {operation.title, ": there is no such instance", more});
     }
     if (is_about_all(outcome.error)) fail_as_a_whole(device, outcome.error, refused);
-    throw Failure(status_after(outcome.error, schema_, operation.target, operation.values),
-                  operation.title + ": " +
-                      explained(outcome.error, schema_, operation.target, operation.values));
+    client::fail(status_after(outcome.error, schema_, operation.target, operation.values),
+                 {operation.title, ": ",
+                  explained(outcome.error, schema_, operation.target, operation.values)});
 }
 
 /* An explanation does not say which of the operations it was that failed. */
@@ -142,19 +128,20 @@ int Transaction::explain(Device &device)
         const std::vector<Outcome> outcomes = parse_answer(answer);
         const std::string error =
             outcomes.empty() ? "the answer makes no sense" : outcomes[0].error;
-        if (begins(error, moved_on)) throw MovedOn(error);
-        throw Failure(refused, begins(error, unknown_root)
+        if (error.starts_with(moved_on)) throw MovedOn(error);
+        client::fail(refused, {error.starts_with(unknown_root)
                                    ? "the daemon of this device can't explain a change"
-                                   : error);
+                                   : error});
     }
     const Explanation explanation = Explanation::of(answer);
     const std::vector<std::string> &errors = explanation.errors;
     if (!errors.empty()) {
-        fail_as_a_whole(device, joined(errors),
-                        begins(errors[0], nothing_there) ? differs : refused);
+        fail_as_a_whole(device, joined(errors, "\n"),
+                        errors[0].starts_with(nothing_there) ? differs : refused);
     }
     print(options_.output, explanation, answer);
-    if (!explanation.refused.empty()) fail_as_a_whole(device, joined(explanation.refused), refused);
+    if (!explanation.refused.empty())
+        fail_as_a_whole(device, joined(explanation.refused, "\n"), refused);
     return done;
 }
 
@@ -167,7 +154,9 @@ void Transaction::begin_trial()
         words.emplace_back("seconds", std::to_string(options_.trial_seconds));
     request_.update(trial_target, words);
     request_.select(trial_target, {"id"});
-    operations_.resize(operations_.size() + 2, {"--trial", trial_target, words});
+    const Operation both = {"--trial", trial_target, words};
+    operations_.push_back(both);
+    operations_.push_back(both);
 }
 
 int Transaction::execute(Device &device)
@@ -186,13 +175,13 @@ int Transaction::execute(Device &device)
         if (outcomes_[i].rc != 0) fail(device, outcomes_[i], i);
     }
     if (outcomes_.size() != operations_.size()) {
-        throw Failure(no_answer, "the answer makes no sense");
+        client::fail(no_answer, {"the answer makes no sense"});
     }
     const std::vector<Instance> trials = outcomes_.back().instances;
-    outcomes_.resize(own);
+    outcomes_.erase(outcomes_.begin() + static_cast<std::ptrdiff_t>(own), outcomes_.end());
     const int status = effects.report(touched_, options_.waits);
     if (!is_on_trial()) return status;
-    if (trials.empty()) throw Failure(no_answer, "the answer makes no sense");
+    if (trials.empty()) client::fail(no_answer, {"the answer makes no sense"});
     const int kept = tell_of_trial(device, schema_, options_, trials[0].value("id"));
     return kept != done ? kept : status;
 }

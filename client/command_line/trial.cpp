@@ -90,19 +90,17 @@ try {
     transaction.update(how, trial_target, {{how, id}});
     return transaction.execute(device);
 } catch (const Failure &failure) {
-    const bool is_disk = std::string(failure.what()).find("it can't be saved") != std::string::npos;
-    throw Failure(is_disk ? not_saved : failure.status(), failure.what());
+    const std::string_view what = failure.what();
+    const bool is_disk = what.find("it can't be saved") != std::string::npos;
+    fail(is_disk ? not_saved : failure.status(), {what});
 }
 
 std::string pending_id(Device &device)
 {
-    Request request(Request::Kind::plain);
-    request.select(trial_target, {"id", "state"});
-    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    if (outcomes.empty() || outcomes[0].instances.empty() ||
-        outcomes[0].instances[0].value("state") != "pending")
-        throw Failure(differs, "nothing is on trial");
-    return outcomes[0].instances[0].value("id");
+    const std::vector<Instance> trials = device.select(trial_target, {"id", "state"});
+    if (trials.empty() || trials[0].value("state") != "pending")
+        fail(differs, {"nothing is on trial"});
+    return trials[0].value("id");
 }
 
 } // namespace
@@ -136,7 +134,7 @@ int tell_of_trial(Device &device, const Schema &schema, const Options &options,
     const std::optional<bool> keeps = wants_to_keep(options.trial_seconds);
     if (keeps && *keeps) return end(device, schema, options, "confirm", id);
     if (keeps) end(device, schema, options, "revert", id);
-    throw Failure(refused, "it was taken back");
+    fail(refused, {"it was taken back"});
 }
 
 int end_trial(const Invocation &invocation, const char *how)

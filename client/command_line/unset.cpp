@@ -6,7 +6,7 @@ namespace vorn::client {
 
 int unset(const Invocation &invocation)
 {
-    return make_changes(invocation.options, {change_of(invocation)});
+    return make_change(invocation);
 }
 
 } // namespace vorn::client

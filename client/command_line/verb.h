@@ -1,11 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include <map>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "lsql.h"
 #include "options.h"
 
 namespace vorn::client {
@@ -32,11 +33,11 @@ struct Invocation {
     const Verb *verb = nullptr;
     Options options;
     std::vector<std::string> words;
-    std::map<std::string, std::string> given; /* the verb's own options and their values */
+    Values given; /* the verb's own options and their values, the last first */
 
-    bool has(const char *option) const { return given.contains(option); }
+    bool has(std::string_view option) const;
     /* Empty without the option. */
-    std::string value(const char *option) const;
+    std::string value(std::string_view option) const;
     /* Empty for a word that is not there. */
     std::string word(std::size_t index) const;
     std::vector<std::string> words_from(std::size_t index) const;

@@ -189,8 +189,8 @@ std::span<const Verb> verbs()
 
 const Verb *find_verb(const std::string &name)
 {
-    const auto found = std::find_if(std::begin(table), std::end(table),
-                                    [&](const Verb &each) { return name == each.name; });
+    const auto found =
+        std::ranges::find_if(table, [&](const Verb &each) { return name == each.name; });
     return found == std::end(table) ? nullptr : found;
 }
 

@@ -11,14 +11,9 @@ namespace vorn::client {
 
 std::vector<std::string> names_of(Device &device, const std::string &class_name)
 {
-    Request request(Request::Kind::plain);
-    request.select({class_name, {}, {}}, {"none"});
-    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
     std::set<std::string> names;
-    if (!outcomes.empty()) {
-        for (const Instance &each : outcomes[0].instances) {
-            if (each.name) names.insert(*each.name);
-        }
+    for (const Instance &each : device.select({class_name, {}, {}}, {"none"})) {
+        if (each.name) names.insert(*each.name);
     }
     return {names.begin(), names.end()};
 }
@@ -36,10 +31,7 @@ std::vector<Instance> &View::family(const std::string &class_name)
     const auto known = families_.find(name);
     if (known != families_.end()) return known->second;
     commit();
-    Request request(Request::Kind::plain);
-    request.select({name, {}, {}}, {});
-    const std::vector<Outcome> outcomes = parse_answer(device_.ask(request.text()));
-    return families_[name] = outcomes.empty() ? std::vector<Instance>() : outcomes[0].instances;
+    return families_[name] = device_.select({name, {}, {}});
 }
 
 /* A condition is the daemon's to judge, on what is there now. */
@@ -48,10 +40,7 @@ std::vector<Instance> View::find(const Target &target)
     std::vector<Instance> found;
     if (!target.where.empty()) {
         commit();
-        Request request(Request::Kind::plain);
-        request.select(target, {});
-        const std::vector<Outcome> outcomes = parse_answer(device_.ask(request.text()));
-        return outcomes.empty() ? found : outcomes[0].instances;
+        return device_.select(target);
     }
     const Class *klass = schema_.find(target.class_name);
     const Class *abstract = klass ? schema_.find(klass->superclass) : nullptr;

@@ -87,13 +87,13 @@ std::string sentence_of(const Event &event)
 {
     std::string text = time_of_day() + "  ";
     if (event.class_name.empty()) {
-        text += "configuration changed (" + std::to_string(event.number) + ")";
+        text += concat({"configuration changed (", std::to_string(event.number), ")"});
     } else {
-        text += event.class_name + " ";
-        if (event.has_name) text += "\"" + event.name + "\" ";
-        text += event.property + " = " + event.value;
+        text += concat({event.class_name, " "});
+        if (event.has_name) text += concat({"\"", event.name, "\" "});
+        text += concat({event.property, " = ", event.value});
     }
-    if (event.has_origin) text += " by " + event.origin;
+    if (event.has_origin) text += concat({" by ", event.origin});
     return text;
 }
 
@@ -212,7 +212,7 @@ int watch(const Invocation &invocation)
             if (!std::cout) return misused;
             seen++;
         } else if (invocation.has("--once")) {
-            throw Failure(no_answer, "the daemon dropped the connection");
+            fail(no_answer, {"the daemon dropped the connection"});
         } else {
             subscribe_again(device);
         }

@@ -7,6 +7,7 @@
 
 #include "failure.h"
 #include "lsql.h"
+#include "text.h"
 
 namespace vorn::client {
 
@@ -22,14 +23,14 @@ public:
     {
         disjunction(where);
         skip_blanks();
-        if (at_ != text_.size()) fail("\"and\", \"or\" or the end");
+        if (at_ != text_.size()) expect("\"and\", \"or\" or the end");
     }
 
 private:
-    [[noreturn]] void fail(const std::string &expected) const
+    [[noreturn]] void expect(std::string_view expected) const
     {
-        throw Failure(misused, "the condition can't be understood: " + text_.substr(0, at_) +
-                                   " >>> " + text_.substr(at_) + "\nexpected " + expected);
+        fail(misused, {"the condition can't be understood: ", text_.substr(0, at_), " >>> ",
+                       text_.substr(at_), "\nexpected ", expected});
     }
 
     void skip_blanks()
@@ -67,7 +68,7 @@ private:
     {
         skip_blanks();
         std::string found = bare_word();
-        if (found.empty()) fail(what);
+        if (found.empty()) expect(what);
         at_ += found.size();
         return found;
     }
@@ -75,7 +76,7 @@ private:
     std::string quoted(char quote)
     {
         const std::size_t end = text_.find(quote, at_);
-        if (end == std::string::npos) fail(std::string("the closing ") + quote);
+        if (end == std::string::npos) expect(concat({"the closing ", {&quote, 1}}));
         std::string value = text_.substr(at_, end - at_);
         at_ = end + 1;
         return value;
@@ -112,7 +113,7 @@ private:
             negation(parent.append_child("not"));
         } else if (take('(')) {
             disjunction(parent);
-            if (!take(')')) fail("\")\"");
+            if (!take(')')) expect("\")\"");
         } else {
             comparison(parent);
         }
@@ -124,7 +125,7 @@ private:
         if (take('=')) {
             equality(parent, left);
         } else if (take('!')) {
-            if (!take('=')) fail("\"=\" after \"!\"");
+            if (!take('=')) expect("\"=\" after \"!\"");
             equality(parent.append_child("not"), left);
         } else {
             append_operand(parent, left);
@@ -136,7 +137,7 @@ private:
         pugi::xml_node node = parent.append_child("eq");
         append_operand(node, left);
         const std::string right = value();
-        if (right.empty()) fail("a value with something in it: nothing equals an empty one");
+        if (right.empty()) expect("a value with something in it: nothing equals an empty one");
         set_text(node.append_child("value"), right);
     }
 

@@ -54,7 +54,7 @@ for file in reference/index.html reference/supervise_8h.html plugins/network/net
     grep -qx "./usr/share/doc/vorn-dev/$file\(.gz\)\?" <<<"$contents" || fail "vorn-dev lacks $file"
 done
 size=$(dpkg-deb --fsys-tarfile vorn-client_*.deb | tar x -O ./usr/bin/vornctl | wc -c)
-[ "$size" -le $((300 * 1024)) ] || fail "vornctl takes $size bytes"
+[ "$size" -le $((250 * 1024)) ] || fail "vornctl takes $size bytes"
 ! grep -rqaF "$scratch" "$scratch/usr" || fail 'a static library or a description names the build folder'
 
 echo '== a clean root is made'
