@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -19,6 +20,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include <fcntl.h>
 #include <pty.h>
@@ -252,6 +254,24 @@ TEST_F(SlowLogs, HoldTheirWriterUpForAMomentOnceAndNotAgain)
     EXPECT_LT(since(start).count(), 5000); /* a moment for each of them would be ten seconds */
 }
 
+/* As many short waits as he likes would be one without an end. */
+TEST_F(SlowLogs, HoldTheirWriterUpNoLongerForAReaderWhoTakesALittleNowAndThen)
+{
+    std::atomic<bool> is_over = false;
+    std::thread slow_reader([&] {
+        char block[4096];
+        while (!is_over && read(reader.get(), block, sizeof block) > 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    });
+    const auto start = std::chrono::steady_clock::now();
+
+    put(lines(0, 40 * kept_lines));
+
+    EXPECT_LT(since(start).count(), 1500); /* he needs three seconds for it */
+    is_over = true;
+    slow_reader.join();
+}
+
 TEST_F(SlowLogs, AreWholeForAReaderWhoIsOnlyBusy)
 {
     const std::string dump = lines(0, 20 * kept_lines);
@@ -391,6 +411,45 @@ TEST_F(ErrorOutput, KeepsItsModeForThoseWhoShareIt)
     report("x\n");
 
     EXPECT_EQ(fcntl(STDERR_FILENO, F_GETFL) & O_NONBLOCK, 0);
+}
+
+TEST_F(ErrorOutput, KeepsWhatWaitsFromOneReportToTheNext)
+{
+    report(lines(0, pipe_room / line_length));
+    report("one\n");
+    report("two\n");
+
+    std::string text;
+    for (std::string more; !(more = taken_from(reader.get())).empty(); vorn::write_waiting_logs())
+        text += more;
+
+    EXPECT_TRUE(text == lines(0, pipe_room / line_length) + "one\ntwo\n") << text.size();
+}
+
+/* In a child, since the daemon never closes what it opened. */
+TEST_F(ErrorOutput, IsOpenedOnceMoreWhereItCouldMakeSomebodyWait)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        vorn::open_standard_error();
+        report("x\n");
+        const int own = vorn::standard_error_sink.descriptor();
+        _exit(own != STDERR_FILENO && (fcntl(own, F_GETFL) & O_NONBLOCK) != 0 ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(taken_from(reader.get()), "x\n");
+}
+
+TEST_F(ErrorOutput, CostsNoTimeAtTheEndWhenNothingWasReported)
+{
+    const auto start = std::chrono::steady_clock::now();
+
+    vorn::finish_logs();
+
+    EXPECT_LT(since(start).count(), 500);
 }
 
 TEST_F(ErrorOutput, GoesWhereItLeadsNow)

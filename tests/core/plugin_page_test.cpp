@@ -13,6 +13,7 @@
 #include <iterator>
 #include <string>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -113,6 +114,21 @@ TEST_F(PluginPages, TellWhoseTurnItIsAgainAfterAnothers)
     }
 
     EXPECT_EQ(current_plugin(), outer);
+}
+
+TEST_F(PluginPages, KnowAPluginByItsCode)
+{
+    const void *code = dlsym(RTLD_DEFAULT, "getpid"); /* in a file of its own, as a plugin's is */
+    open();
+    const PluginOwner owner = place();
+    note_code(owner, code);
+    {
+        const InPlugin watched = InPlugin::by_code(code, Callback::validator);
+        EXPECT_EQ(current_plugin(), owner);
+    }
+    const InPlugin unknown =
+        InPlugin::by_code(reinterpret_cast<const void *>(&place_on_page), Callback::validator);
+    EXPECT_EQ(current_plugin(), no_plugin);
 }
 
 TEST_F(PluginPages, LeaveAPluginOutAfterThreeDeaths)
@@ -230,6 +246,7 @@ TEST_F(PluginPages, BelieveNoPlaceThatIsTorn)
 TEST_F(PluginPages, LeaveWhatALinkLeadsToAlone)
 {
     put("other", "somebody's");
+    chmod((folder + "/other").c_str(), 0600);
     for (const bool is_symbolic : {true, false}) {
         fs::remove(path);
         if (is_symbolic) {
