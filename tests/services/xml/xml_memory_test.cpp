@@ -3,6 +3,7 @@
 #include "services/xml/xml.h"
 #include "services/xml/xml_listener.h"
 #include "support/log.h"
+#include "vorn/xml.h"
 
 #include <gtest/gtest.h>
 
@@ -86,6 +87,27 @@ TEST(Parsing, MakesAWholeDocumentOrNoneWhenMemoryIsShort)
     }
 }
 
+TEST(Parsing, TellsOfNoDocumentWhenMemoryIsShort)
+{
+    const CapturedLog log;
+    vorn::XmlListener nobody = {};
+    nobody.begin = [](auto...) {};
+    nobody.end = [](auto...) {};
+    const ScarceXmlMemory memory;
+    bool refused = true;
+    unsigned long nth = 0;
+
+    while (refused) {
+        until_refusal = ++nth;
+        const bool told = vorn::tell_of_xml_text("<a>text</a>", 11, nobody, nullptr);
+        refused = until_refusal == 0;
+        until_refusal = 0;
+
+        EXPECT_EQ(vorn::libxml2_was_short_of_memory(), !told) << nth;
+    }
+    EXPECT_GT(nth, 5u);
+}
+
 TEST(Parsing, ForgetsThatMemoryWasShortForTheLastDocument)
 {
     const CapturedLog log;
@@ -100,6 +122,32 @@ TEST(Parsing, ForgetsThatMemoryWasShortForTheLastDocument)
     EXPECT_FALSE(vorn::tell_of_xml_file("/no/such/file", {}, nullptr));
 
     EXPECT_FALSE(vorn::libxml2_was_short_of_memory());
+}
+
+/* A text that memory ran out for would be a shorter one, or none. */
+TEST(XmlWriting, AddsWholeTextsOrSaysThatItCannot)
+{
+    constexpr char text[] = "a text & more of it";
+    const CapturedLog log;
+    const ScarceXmlMemory memory;
+    bool refused = true;
+    unsigned long nth = 0;
+
+    while (refused) {
+        const vorn::XmlDocument document = vorn::new_xml_document("a");
+        xmlNode *root = xmlDocGetRootElement(document.get());
+        until_refusal = ++nth;
+        const xmlNode *element = vorn::add_text_element(root, "b", text);
+        const bool is_added = vorn::add_attribute(root, "c", text);
+        refused = until_refusal == 0;
+        until_refusal = 0;
+
+        if (!element || !is_added || vorn::libxml2_was_short_of_memory()) continue;
+        EXPECT_FALSE(refused) << nth;
+        EXPECT_STREQ(vorn::text_in(element), text);
+        EXPECT_STREQ(vorn_util_xmlGetProp(root, "c"), text);
+    }
+    EXPECT_GT(nth, 5u);
 }
 
 } // namespace

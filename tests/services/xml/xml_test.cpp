@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: MIT */
+#include "core/base/file.h"
 #include "core/base/text.h"
 #include "services/xml/xml.h"
 #include "services/xml/xml_bounds.h"
@@ -654,10 +655,21 @@ TEST(Parsing, ReadsFilesTheSameWay)
     unlink(path);
 }
 
+TEST(Parsing, ReadsNoPieceOfWhatHasNoPlaces)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const vorn::Fd writer(ends[1]);
+    const vorn::File reader(fdopen(ends[0], "r"));
+    ASSERT_EQ(write(writer.get(), "<a/>", 4), 4);
+
+    EXPECT_FALSE(vorn::tell_of_xml_piece(reader.get(), 4, {}, nullptr));
+}
+
 TEST(XmlWriting, KnowsWhatADocumentCanHold)
 {
-    for (const char *text :
-         {"", "plain", "\t\n\r", "caf\xC3\xA9", "\xF0\x9F\x98\x80", "\xEF\xBF\xBD"}) {
+    for (const char *text : {"", "plain", "\t\n\r", "caf\xC3\xA9", "\xE0\xA0\x80",
+                             "\xF0\x9F\x98\x80", "\xEF\xBF\xBD"}) {
         EXPECT_TRUE(vorn::is_xml_text(text)) << text;
     }
     for (const char *text : {"\x01", "\x1F", "\x0B", "\xC3", "\x80", "\xED\xA0\x80", "\xEF\xBF\xBE",
