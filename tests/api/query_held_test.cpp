@@ -19,6 +19,8 @@ protected:
     {
         for (const char *name : {"Radio", "Address", "Static"})
             vorn_class_set_persistence(vorn_classes_get(name), 1);
+        vorn::tests::add_family("Memory", "kind", {"Cache"});
+        vorn_class_set_persistence(vorn_classes_get("Memory"), 1);
         vorn_config_hold("it is on trial");
     }
     ~HeldRequests() override { vorn_config_release(); }
@@ -52,6 +54,7 @@ TEST_F(HeldRequests, AreNoOthers)
 {
     EXPECT_THAT(ask("<lsql><select><Radio/></select></lsql>"), HasSubstr("<rc>0</rc>"));
     EXPECT_THAT(ask("<lsql><insert><Acl name=\"new\"/></insert></lsql>"), HasSubstr("<rc>0</rc>"));
+    EXPECT_THAT(ask("<lsql><delete><Memory/></delete></lsql>"), HasSubstr("<rc>0</rc>"));
     EXPECT_THAT(ask_passively(change_channel), HasSubstr("<rc>0</rc>"));
     EXPECT_THAT(ask(change_channel_in_transaction), HasSubstr("<rc>0</rc>"));
     vorn_config_release();

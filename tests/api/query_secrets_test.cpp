@@ -95,6 +95,13 @@ TEST_F(QuerySecrets, CannotBeKeptWhereThereAreNone)
     EXPECT_THAT(
         ask("<lsql><insert><Door name=\"new\"><code>********</code></Door></insert></lsql>"),
         HasSubstr("There is no secret to keep"));
+    EXPECT_EQ(vorn_instances_get(vorn::running_config, "Door", "new"), nullptr);
+}
+
+TEST_F(QuerySecrets, AreNotMeantByTheSameTextInOtherProperties)
+{
+    EXPECT_THAT(ask_about("vault", "<colour>********</colour>"), HasSubstr("<rc>0</rc>"));
+    EXPECT_EQ(value("Door", "vault", "colour"), "********");
 }
 
 TEST_F(QuerySecrets, StayWithAnInstanceThatIsMadeAnewInOneTransaction)

@@ -48,6 +48,16 @@ TEST_F(Traces, ShowPassiveRequestsFromLevel2)
               "Incomplete lsql request.</error><rc>1</rc><counter>0</counter></lsql_result>\n");
 }
 
+TEST_F(Traces, TellOfEveryCommit)
+{
+    log.set_level(1);
+    ask(vorn::tests::change_channel);
+    EXPECT_THAT(log.take(), HasSubstr(": 1 changed, 0 deleted, "));
+
+    ask_passively(vorn::tests::change_channel);
+    EXPECT_THAT(log.take(), Not(HasSubstr("changed")));
+}
+
 /* Whoever looks at the console sees what is going on, not what went on before. */
 TEST_F(Traces, AreWholeAsSoonAsTheyAreWritten)
 {

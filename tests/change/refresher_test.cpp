@@ -53,7 +53,7 @@ protected:
         trace.clear();
         answer = "7";
         vorn_refresher_set_pre_refresh_fn(refresher.get(), trace_pre_refresh);
-        vorn_refresher_set_instance_fn(refresher.get(), trace_instance);
+        EXPECT_EQ(vorn_refresher_set_instance_fn(refresher.get(), trace_instance), ok);
     }
 
     int on_property(const char *property, vorn_refresher_property_fn function = trace_property)

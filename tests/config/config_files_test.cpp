@@ -3,6 +3,7 @@
 #include "config/config_files.h"
 #include "config/config_fixture.h"
 #include "config/config_hold.h"
+#include "core/plugin_page.h"
 #include "support/allocation.h"
 #include "vorn/config.h"
 #include "vorn/config_files.h"
@@ -21,17 +22,25 @@ namespace {
 
 /* A path that was added stays for the life of the process. */
 struct OneFile {
-    OneFile() { vorn_config_add_file(path.c_str(), take, this); }
+    OneFile()
+    {
+        const InPlugin watched(its_plugin, Callback::init);
+        vorn_config_add_file(path.c_str(), take, this);
+    }
 
     static void take(const char *bytes, std::size_t size, void *data)
     {
         const AllocationsAllowed allowed;
         static_cast<OneFile *>(data)->taken = std::string(bytes, size);
+        static_cast<OneFile *>(data)->taken_by = current_plugin();
     }
+
+    static constexpr PluginOwner its_plugin = 5;
 
     ScratchFolder folder;
     std::string path = folder / "keys";
     std::string taken = "(nothing)";
+    PluginOwner taken_by = no_plugin;
 };
 
 class ConfigFiles : public testing::Test {
@@ -153,6 +162,7 @@ TEST_F(ConfigFiles, AreKnownByTheirPaths)
     EXPECT_EQ(vorn_config_take_file("/x", "", 0), 1);
     EXPECT_EQ(vorn_config_take_file(file().path.c_str(), "other", 5), 0);
     EXPECT_EQ(file().taken, "other");
+    EXPECT_EQ(file().taken_by, OneFile::its_plugin);
 }
 
 TEST_F(ConfigFiles, KeepWhatTheyHadWithoutMemory)

@@ -216,6 +216,21 @@ TEST_F(PluginPages, BlameNobodyForAnOrderlyEnd)
     EXPECT_EQ(deaths(), 0u);
 }
 
+TEST_F(PluginPages, EndTheRowAtAnOrderlyEndUnlessItComesInAPluginsCode)
+{
+    die_in(Callback::init);
+    for (const bool in_own_code : {false, true}) {
+        open();
+        const PluginOwner owner = place();
+        slot_of(owner)->is_loaded = true;
+        if (!in_own_code) *code_under_way = InWord{owner, Callback::commit}.word();
+        end_in_order();
+        close_plugin_page();
+
+        EXPECT_EQ(deaths(), in_own_code ? 0u : 1u);
+    }
+}
+
 TEST_F(PluginPages, BelieveNothingOfAForeignFile)
 {
     for (const std::string &text :

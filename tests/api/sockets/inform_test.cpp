@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "api/sockets/inform_state.h"
 #include "core/eloop_state.h"
+#include "core/plugin_page.h"
 #include "support/allocation.h"
 #include "support/log.h"
 #include "support/reason.h"
@@ -77,6 +78,23 @@ TEST_F(Informs, CallTheHandlerOfTheirObject)
 
     EXPECT_EQ(seen, "rescan");
     EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(Informs, AreTheConcernOfThePluginThatAddedTheHandler)
+{
+    static vorn::PluginOwner owner;
+    constexpr vorn::PluginOwner adder = 3;
+    {
+        const vorn::InPlugin watched(adder, vorn::Callback::init);
+        vorn_inform_fn_add("radio", [] {
+            owner = vorn::current_plugin();
+            return 0;
+        });
+    }
+
+    EXPECT_EQ(ask("object=radio"), "OK");
+
+    EXPECT_EQ(owner, adder);
 }
 
 TEST_F(Informs, AnswerWithTheHandlersVerdict)
