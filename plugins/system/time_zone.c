@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Small C libraries take the zone from the text in /etc/TZ, others from the file that
- * /etc/localtime leads to. Both are replaced whole. Programs that run already keep the old zone.
+ * Small C libraries take the zone from the text in /etc/TZ, others from /etc/localtime, which leads
+ * to the file of a zone or says the rule itself. Both are replaced whole, and neither depends on
+ * what was set before. Programs that run already keep the old zone.
  */
 #include "time_zone.h"
 
@@ -19,7 +20,8 @@ static const char text_file[] = "/etc/TZ";
 static const char link_file[] = "/etc/localtime";
 static const char link_scratch[] = "/etc/localtime.new";
 
-enum { longest_zone = 63 };
+enum { longest_zone = 63, block_size = 54, second_size = 63 };
+enum { rule_room = block_size + second_size + longest_zone + 3 };
 
 /* Never a way out of the folder of zones. */
 int time_zone_is_valid(const char *zone)
@@ -74,10 +76,44 @@ static int write_text(const char *zone)
     return whole_file_close(file, text_file, 1);
 }
 
-/* A rule has no file, and neither has anything on a device without zones: nothing to lead to. */
+/* On a device without zones nobody reads such a file. */
+static int has_data_of_rule(const char *zone)
+{
+    return !is_in_folder(zone) && is_rule(zone) && access(zone_folder, F_OK) == 0;
+}
+
+/*
+ * What a file of a zone is when the rule holds for all times (RFC 8536): a block for programs that
+ * know short times only, one for others, and the rule. In the second block the time of the rule
+ * begins long before anything else, since the GNU library looks at it only then. Returns the size.
+ */
+static size_t make_data_of_rule(const char *zone, char data[rule_room])
+{
+    /* One kind of time each, with a name of four bytes. */
+    static const char block[block_size] = {
+        'T', 'Z', 'i', 'f', '2', [39] = 1, [43] = 4, [50] = 'U', 'T', 'C'};
+    static const char second[second_size] = {
+        'T', 'Z', 'i', 'f', '2', [35] = 1, [39] = 1, [43] = 4, [44] = '\xf8', [59] = 'U', 'T', 'C'};
+    char *rule = data + block_size + second_size;
+    memcpy(data, block, sizeof block);
+    memcpy(data + block_size, second, sizeof second);
+    return (size_t)(rule - data + snprintf(rule, longest_zone + 3, "\n%s\n", zone));
+}
+
+static int write_data_of_rule(const char *zone)
+{
+    char data[rule_room];
+    const size_t size = make_data_of_rule(zone, data);
+    FILE *file = whole_file_open(link_file, 0644);
+    if (file == NULL) return 1;
+    fwrite(data, 1, size, file);
+    return whole_file_close(file, link_file, 1);
+}
+
 static int write_link(const char *zone)
 {
     char target[sizeof zone_folder + longest_zone + 1];
+    if (has_data_of_rule(zone)) return write_data_of_rule(zone);
     if (!is_in_folder(zone)) return 0;
     snprintf(target, sizeof target, "%s/%s", zone_folder, zone);
     unlink(link_scratch);
@@ -98,10 +134,23 @@ static int has_text(const char *zone)
     return strcmp(text, wanted) == 0;
 }
 
+static int is_data_of_rule(const char *zone)
+{
+    char data[rule_room];
+    char found[rule_room];
+    const size_t size = make_data_of_rule(zone, data);
+    FILE *file = whole_file_read(link_file);
+    if (file == NULL) return 0;
+    const size_t there = fread(found, 1, sizeof found, file);
+    fclose(file);
+    return there == size && memcmp(found, data, size) == 0;
+}
+
 static int has_link(const char *zone)
 {
     char target[sizeof zone_folder + longest_zone + 1];
     char wanted[sizeof target];
+    if (has_data_of_rule(zone)) return is_data_of_rule(zone);
     if (!is_in_folder(zone)) return 1;
     const ssize_t size = readlink(link_file, target, sizeof target - 1);
     target[size > 0 ? size : 0] = '\0';

@@ -103,6 +103,24 @@ TEST_F(SystemSettings, LeadToTheFileOfAZoneThatTheDeviceHas)
     EXPECT_EQ(read_file("/etc/TZ"), "Test/NoZone\n");
 }
 
+/* For programs that do not read /etc/TZ; what was set before must not shine through. */
+TEST_F(SystemSettings, MakeTheFileOfAZoneThatIsARule)
+{
+    const auto hour = [] { return shell("TZ=:/etc/localtime date -d @0 +%H:%Z"); };
+    set_zone("UTC");
+    EXPECT_EQ(shell("readlink /etc/localtime"), "/usr/share/zoneinfo/UTC\n");
+
+    EXPECT_THAT(set_zone("ATT-3"), HasSubstr("<rc>0</rc>"));
+
+    EXPECT_EQ(shell("readlink /etc/localtime"), "");
+    EXPECT_EQ(hour(), "03:ATT\n");
+    set_zone("ATT5EDT,M3.2.0,M11.1.0");
+    EXPECT_EQ(hour(), "19:ATT\n");
+    EXPECT_EQ(shell("TZ=:/etc/localtime date -d @1783000000 +%Z"), "EDT\n");
+    set_zone("UTC");
+    EXPECT_EQ(shell("readlink /etc/localtime"), "/usr/share/zoneinfo/UTC\n");
+}
+
 TEST_F(SystemSettings, RefuseWhatIsNoZone)
 {
     for (const std::string zone : {"../../etc/passwd", "/etc/passwd", "a b", "a;b", "$(x)"}) {
