@@ -1,21 +1,43 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""How long a device takes from the start of the daemon until it answers."""
+"""How long a device takes from the start of the daemon until it answers, and what its clock is to it."""
 import unittest
 
 from device import STARTUP, Device, document
 
+CLOCKS = ("2036-01-02 03:04:05", "2001-02-03 04:05:06")
+
 
 class ADevice(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.device = cls.enterClassContext(Device())
+        cls.device.write(STARTUP, document("attic"))
+        cls.seconds = cls.device.start_daemon()
+
     def test_answers_within_seconds_of_the_start_of_its_daemon(self):
-        with Device() as device:
-            device.write(STARTUP, document("attic"))
+        print(f"boot to served: {self.seconds:.2f} s")
+        self.assertEqual(self.device.hostname(), "attic")
+        self.assertLess(self.seconds, 10)
 
-            seconds = device.start_daemon()
+    def uptime(self):
+        return float(self.device.check("cat /proc/uptime").split()[0])
 
-            print(f"boot to served: {seconds:.2f} s")
-            self.assertEqual(device.hostname(), "attic")
-            self.assertLess(seconds, 10)
+    def test_takes_a_trial_back_in_time_whatever_its_clock_is_set_to(self):
+        began = self.uptime()
+        self.device.vornctl("set", "system", "hostname=cellar", "--trial", "5")
+
+        for clock in CLOCKS:
+            self.device.check(f"date -s '{clock}'")
+            trial = self.device.values("trial")
+            self.assertEqual(trial["state"], "pending", clock)
+            self.assertLessEqual(int(trial["remaining"]), 5, clock)
+            self.assertEqual(trial["since"][:4], clock[:4])
+
+        self.device.wait_for("test $(vornctl show trial state -q) = none")
+        took = self.uptime() - began
+        self.assertTrue(4 < took < 15, took)
+        self.assertEqual(self.device.hostname(), "attic")
 
 
 if __name__ == "__main__":
