@@ -71,6 +71,70 @@ protected:
     static constexpr char versions[] = "/tmp/versions.vorn";
 };
 
+TEST_F(Slots, StartWithWhatTheyWroteByteByByte)
+{
+    boot_slot(1);
+    vornctl("add Wlan w0 chan=6");
+    const std::string first = saved();
+    EXPECT_EQ(upgrade(), "none\n");
+
+    boot_slot(2);
+    EXPECT_EQ(saved(), first);
+    EXPECT_EQ(vornctl("show Wlan w0 channel -q"), "6\n[0]\n") << "it is migrated";
+    EXPECT_EQ(upgrade(), "pending\n");
+    vornctl("set Wlan w0 channel=11");
+    const std::string second = saved();
+
+    for (int i = 0; i < 2; i++) {
+        boot_slot(1);
+        EXPECT_EQ(saved(), first);
+        EXPECT_EQ(vornctl("show Wlan w0 chan -q"), "6\n[0]\n");
+        boot_slot(2);
+        EXPECT_EQ(saved(), second);
+        EXPECT_EQ(vornctl("show Wlan w0 channel -q"), "11\n[0]\n");
+    }
+}
+
+TEST_F(Slots, SayWhatHasTakenItsPlace)
+{
+    use_both();
+    boot_slot(1);
+
+    const std::string sentence =
+        "the saved configuration was of a newer firmware: generation 2, "
+        "which this one wrote, has taken its place, and it is generation 3";
+    EXPECT_EQ(taken(), sentence + "\n");
+    EXPECT_TRUE(console_shows("history: " + sentence + ".\n"));
+    EXPECT_THAT(vornctl("status -v"),
+                AllOf(ContainsRegex("schema +[0-9a-f]{16}\n"), ContainsRegex("upgrade +pending\n"),
+                      ContainsRegex("taken +the saved configuration was of a newer"),
+                      ContainsRegex("plugin \"wlan-1.vorn\" +running, schema wlan 1\n")));
+    EXPECT_THAT(vornctl("diff 2 3"), HasSubstr("+   channel = "));
+}
+
+TEST_F(Slots, KeepWhatTheOtherWroteUntilTheyAreConfirmed)
+{
+    use_both();
+    vornctl("set history keep=1");
+    for (int i = 1; i <= 3; i++)
+        vornctl("set Wlan w0 channel=" + std::to_string(i));
+    EXPECT_THAT(vornctl("history"), ContainsRegex("\n2 .*\\[pinned\\]\n"));
+    EXPECT_EQ(vornctl("show generation 2 pinned -q"), "yes\n[0]\n");
+
+    EXPECT_EQ(vornctl("confirm --upgrade"), "[0]\n");
+    EXPECT_EQ(upgrade(), "confirmed\n");
+    vornctl("set Wlan w0 channel=9");
+    EXPECT_EQ(vornctl("show generation 2"), "[5]\nvornctl: there is no generation \"2\"\n");
+    EXPECT_EQ(vornctl("confirm --upgrade"), "[5]\nvornctl: this firmware is confirmed\n");
+
+    boot_slot(2);
+    EXPECT_EQ(upgrade(), "none\n");
+    boot_slot(1);
+    EXPECT_EQ(upgrade(), "pending\n");
+    EXPECT_THAT(taken(), StartsWith("the saved configuration is of a newer firmware and is read as "
+                                    "it is: there is none that this one wrote"));
+}
+
 TEST_F(Slots, KeepTheOthersConfigurationAfterTheirOwnHasTakenItsPlace)
 {
     use_both();
@@ -106,6 +170,19 @@ TEST_F(Slots, AreNotConfirmedByThemselvesWhenThatIsNotWanted)
     EXPECT_EQ(upgrade(), "pending\n");
 }
 
+TEST_F(Slots, TakeTheNewestOfAnOlderOneWhenTheyAreToldTo)
+{
+    use_both();
+    boot_slot(1);
+    vornctl("batch /dev/stdin <<'EOF'\nset Wlan w0 chan=3\nset history other-slot=newest\nEOF\n");
+    const std::string newest = saved();
+
+    boot_slot(2);
+
+    EXPECT_EQ(saved(), newest);
+    EXPECT_EQ(vornctl("show Wlan w0 channel -q"), "3\n[0]\n");
+}
+
 /* A device that has never saved: what it was delivered with. */
 TEST_F(Slots, StartWithWhatNoSaveHasKept)
 {
@@ -119,6 +196,26 @@ TEST_F(Slots, StartWithWhatNoSaveHasKept)
     boot_slot(1);
 
     EXPECT_EQ(saved(), delivered);
+}
+
+/* Else the device would go to and fro for ever. */
+TEST_F(Slots, DoNotTakeAgainWhatDidNotStayUp)
+{
+    boot_slot(1);
+    vornctl("batch /dev/stdin <<'EOF'\nadd Wlan w0 chan=6\nset history proven-after=0\nEOF\n");
+    boot_slot(1);
+    const std::string proven = saved();
+    boot_slot(2);
+    vornctl("batch /dev/stdin <<'EOF'\nset Wlan w0 channel=11\nset history proven-after=\nEOF\n");
+    boot_slot(2);
+    for (int i = 0; i < 4; i++) {
+        kill(daemon_pid(), SIGKILL);
+        ASSERT_EQ(exit_status(), -SIGKILL);
+        boot();
+    }
+
+    EXPECT_EQ(saved(), proven);
+    EXPECT_EQ(vornctl("show Wlan w0 channel -q"), "6\n[0]\n");
 }
 
 /* Attack. */
