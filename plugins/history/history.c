@@ -36,6 +36,7 @@ enum {
 static const char history_class[] = "history";
 
 static int booted;
+static int has_stayed_up;          /* this boot, with the startup file */
 static char comment[comment_room]; /* of the next generation */
 static char changes_on_trial[192];
 static char result[160] = "none"; /* of the last try */
@@ -269,6 +270,7 @@ static void show_settings(vorn_instance *settings)
 {
     vorn_instance_set_value(settings, "result", result);
     vorn_instance_set_value(settings, "unproven", proving_kept());
+    vorn_instance_set_value(settings, "proven", has_stayed_up ? "yes" : "no");
     upgrade_show(settings);
 }
 
@@ -281,18 +283,29 @@ static void refresh(vorn_refresh_info *info, void *data)
         show_settings(settings);
 }
 
+/* The firmware has, whatever has been saved meanwhile. */
+static void note_staying_up(void *eloop_data, void *user_data)
+{
+    (void)eloop_data;
+    (void)user_data;
+    has_stayed_up = strcmp(vorn_config_get_source(), "startup") == 0;
+}
+
 static void boot_is_over(void *eloop_data, void *user_data)
 {
-    const char *seconds = value_of(settings_in(vorn_config_get_running()), "proven-after");
+    const vorn_instance *settings = settings_in(vorn_config_get_running());
+    const char *text = value_of(settings, "proven-after");
+    const int seconds = *text != '\0' ? atoi(text) : usual_seconds;
     booted = 1;
-    upgrade_begin(settings_in(vorn_config_get_running()));
+    upgrade_begin(settings);
     proving_boot_is_over();
-    if (strcmp(seconds, "0") == 0) {
+    if (seconds == 0) {
+        note_staying_up(eloop_data, user_data);
         stay_up(eloop_data, user_data);
-    } else {
-        eloop_register_timeout(*seconds != '\0' ? atoi(seconds) : usual_seconds, 0, stay_up, NULL,
-                               NULL);
+        return;
     }
+    eloop_register_timeout(seconds, 0, note_staying_up, NULL, NULL);
+    eloop_register_timeout(seconds, 0, stay_up, NULL, NULL);
 }
 
 /* Of the boot load: what fell back to a generation goes on with the files of its time, too. */
@@ -334,8 +347,8 @@ static int declare(void)
            declare_word(history, "rollback", is_generation_or_none,
                         "<the number of a generation>|<nothing>") != 0 ||
            upgrade_declare(history) != 0 || declare_state(history, "result") != 0 ||
-           declare_state(history, "unproven") != 0 || vorn_classes_add(history) != 0 ||
-           generations_declare() != 0;
+           declare_state(history, "unproven") != 0 || declare_state(history, "proven") != 0 ||
+           vorn_classes_add(history) != 0 || generations_declare() != 0;
 }
 
 static void before_load(void *data)

@@ -1,0 +1,161 @@
+/* SPDX-License-Identifier: MIT */
+/* The boot loader is told that a firmware is good once it is proven and confirmed, never before. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "vornctl_device.h"
+
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr char startup[] = "/etc/config/config.xml";
+
+class Firmware : public vorn::tests::VornctlDevice {
+protected:
+    void SetUp() override
+    {
+        VornctlDevice::SetUp();
+        for (const char *name : {"firmware.vorn", "history.vorn"})
+            install_plugin(name);
+        stand_in("rauc",
+                 "test \"$2\" = mark-good && exec cat /tmp/refusal\n"
+                 "cat <<'EOF'\n"
+                 "RAUC_SYSTEM_COMPATIBLE='board'\nRAUC_SYSTEM_BOOTED_BOOTNAME='B'\n"
+                 "RAUC_SLOT_STATE_1='inactive'\nRAUC_SLOT_STATUS_BUNDLE_VERSION_1='7.0'\n"
+                 "RAUC_SLOT_STATE_2='booted'\nRAUC_SLOT_STATUS_BUNDLE_VERSION_2='7.1'\nEOF");
+        stand_in("fw_printenv", "cat /tmp/env 2>/dev/null");
+        stand_in("fw_setenv", "cat >/tmp/set && echo >/tmp/env");
+        stand_in("swupdate", "echo /dev/mmcblk0p3");
+        write_file("/tmp/refusal", "");
+    }
+
+    void boot_with(const std::string &method, const std::string &settings = "")
+    {
+        write_file(startup, "<config><history>" + settings + "</history><firmware><method>" +
+                                method + "</method></firmware></config>");
+        boot();
+    }
+
+    static std::string told(const std::string &property)
+    {
+        return shell("vornctl show firmware " + property + " -q");
+    }
+
+    static std::string wait_for_state(const std::string &begin)
+    {
+        return shell("for i in $(seq 100); do vornctl show firmware state -q | grep '^" + begin +
+                     "' && break; sleep 0.05; done");
+    }
+};
+
+constexpr char at_once[] = "<proven-after>0</proven-after>";
+
+TEST_F(Firmware, IsMarkedGoodByRauc)
+{
+    boot_with("rauc", at_once);
+
+    EXPECT_EQ(wait_for_state("good"), "good\n");
+    EXPECT_EQ(told("slot"), "B\n");
+    EXPECT_EQ(told("version"), "7.1\n");
+    EXPECT_EQ(told("good"), "yes\n");
+    EXPECT_THAT(commands_run(), Contains(HasSubstr("rauc status mark-good booted")));
+}
+
+TEST_F(Firmware, IsNotMarkedBeforeItIsProven)
+{
+    boot_with("rauc", "<proven-after>3</proven-after>");
+
+    shell("while ! vornctl show firmware slot -q | grep B; do :; done");
+    for (int look = 0; look < 10; look++)
+        ASSERT_EQ(told("state"), "waiting to be proven\n");
+    EXPECT_EQ(told("good"), "no\n");
+    EXPECT_THAT(commands_run(), Not(Contains(HasSubstr("mark-good"))));
+    vornctl("set Radio r0 channel=3");
+    EXPECT_EQ(wait_for_state("good"), "good\n") << "a change does not make it another firmware";
+}
+
+TEST_F(Firmware, IsNotMarkedBeforeItIsConfirmed)
+{
+    boot_with("rauc", at_once);
+    vornctl("add Radio r0");
+    shut_down();
+    install_plugin("plugins.vorn");
+    forget_runs();
+    boot();
+
+    EXPECT_EQ(wait_for_state("waiting to be conf"), "waiting to be confirmed\n");
+    EXPECT_THAT(commands_run(), Not(Contains(HasSubstr("mark-good"))));
+
+    EXPECT_EQ(vornctl("confirm --upgrade"), "[0]\n");
+    EXPECT_EQ(wait_for_state("good"), "good\n");
+}
+
+TEST_F(Firmware, IsMarkedGoodInTheBootLoadersEnvironment)
+{
+    write_file("/tmp/env", "upgrade_available=1\n");
+    boot_with("u-boot", at_once);
+
+    EXPECT_EQ(wait_for_state("good"), "good\n");
+    EXPECT_EQ(read_file("/tmp/set"), "upgrade_available=0\nbootcount=0\n");
+    EXPECT_THAT(commands_run(), Contains(HasSubstr("fw_setenv -s -")));
+}
+
+/* The environment lies in flash. */
+TEST_F(Firmware, ThatIsGoodAlreadyIsNotWrittenAgain)
+{
+    write_file("/tmp/env", "upgrade_available=0\n");
+    boot_with("u-boot", at_once);
+
+    EXPECT_EQ(wait_for_state("good"), "good\n");
+    EXPECT_EQ(told("good"), "yes\n");
+    EXPECT_FALSE(exists("/tmp/set"));
+}
+
+TEST_F(Firmware, IsMarkedGoodForSwupdate)
+{
+    write_file("/tmp/env", "ustate=1\n");
+    boot_with("swupdate", at_once);
+
+    EXPECT_EQ(wait_for_state("good"), "good\n");
+    EXPECT_EQ(told("slot"), "/dev/mmcblk0p3\n");
+    EXPECT_EQ(read_file("/tmp/set"), "ustate=0\nbootcount=0\n");
+}
+
+TEST_F(Firmware, SaysWhyItCannotBeMarked)
+{
+    stand_in("rauc", "echo 'No such slot' >&2; exit 1");
+    boot_with("rauc", at_once);
+
+    EXPECT_EQ(wait_for_state("failed"), "failed: No such slot\n");
+    EXPECT_EQ(told("good"), "no\n");
+    EXPECT_THAT(vornctl("status"), HasSubstr("! firmware: failed: No such slot"));
+}
+
+TEST_F(Firmware, KeepsNobodyWaitingForAProgramThatHangs)
+{
+    stand_in("rauc", "sleep 100");
+    boot_with("rauc", at_once);
+
+    EXPECT_EQ(shell("timeout 2 vornctl ping >/dev/null; echo $?"), "0\n");
+    EXPECT_EQ(told("good"), "no\n");
+}
+
+TEST_F(Firmware, IsNobodysBusinessWithoutAMethod)
+{
+    boot_with("", at_once);
+    EXPECT_EQ(told("state"), "off\n");
+    EXPECT_THAT(vornctl("set firmware method=grub"), HasSubstr("[1]"));
+    EXPECT_THAT(commands_run(), Not(Contains(HasSubstr("rauc"))));
+
+    vornctl("set firmware method=rauc");
+    EXPECT_EQ(wait_for_state("good"), "good\n");
+    vornctl("set firmware method=none");
+    EXPECT_EQ(told("state"), "off\n");
+}
+
+} // namespace
