@@ -32,7 +32,8 @@ struct findings {
     unsigned long newest;
     unsigned long startup; /* with the startup file's document */
     int startup_is_own;
-    unsigned long own; /* the newest that this firmware wrote and that has not failed */
+    unsigned long own;        /* the newest that this firmware wrote and that has not failed */
+    char writer[schema_room]; /* the schema of the newest of the startup file's versions */
 };
 
 static struct upgrade_state state;
@@ -66,7 +67,18 @@ static void pin(unsigned long number, const char *schema)
     snprintf(pins[place].schema, schema_room, "%s", schema);
 }
 
-static void look_at(const struct generation *generation, struct findings *found)
+/* Whether two documents tell the same versions, before their root. */
+static int tell_the_same(const char *left, const char *right)
+{
+    static const char root[] = "<config";
+    const char *left_end = strstr(left, root);
+    const char *right_end = strstr(right, root);
+    return left_end != NULL && right_end != NULL && left_end - left == right_end - right &&
+           memcmp(left, right, (size_t)(left_end - left)) == 0;
+}
+
+static void look_at(const struct generation *generation, const char *document,
+                    struct findings *found)
 {
     char digest[generation_digest_room];
     const int is_own = strcmp(generation->schema, own) == 0;
@@ -77,12 +89,14 @@ static void look_at(const struct generation *generation, struct findings *found)
         found->startup_is_own = is_own;
     }
     if (!is_own) pin(generation->number, generation->schema);
+    if (!is_own && found->writer[0] == '\0' && tell_the_same(generation->document, document))
+        snprintf(found->writer, schema_room, "%s", generation->schema);
     if (is_own && found->own == 0 && !upgrade_state_has_failed(&state, digest))
         found->own = generation->number;
 }
 
 /* The newest first, so that the first of each kind is the newest of its kind. */
-static void look_around(struct findings *found)
+static void look_around(const char *document, struct findings *found)
 {
     static struct shelf_content list;
     struct generation generation;
@@ -91,7 +105,7 @@ static void look_around(struct findings *found)
     shelf_list(HISTORY_FOLDER, &list);
     for (int i = list.count - 1; i >= 0; i--) {
         if (shelf_read(HISTORY_FOLDER, list.numbers[i], &generation) != NULL) continue;
-        look_at(&generation, found);
+        look_at(&generation, document, found);
         generation_free(&generation);
     }
     if (found->newest < (list.count > 0 ? list.numbers[list.count - 1] : 0))
@@ -99,9 +113,11 @@ static void look_around(struct findings *found)
 }
 
 /* Who wrote the startup file, as far as anybody can tell. */
-static const char *writer_of_startup(void)
+static const char *writer_of_startup(const struct findings *found)
 {
-    return strcmp(state.document, startup_digest) == 0 ? state.ran : state.confirmed;
+    if (strcmp(state.document, startup_digest) == 0) return state.ran;
+    if (found->writer[0] != '\0') return found->writer;
+    return strcmp(state.confirmed, own) != 0 ? state.confirmed : "unknown";
 }
 
 static xmlDoc *parse(const char *document)
@@ -127,7 +143,7 @@ static int keep_startup(const char *document, struct findings *found)
         .number = found->newest + 1,
         .origin = "startup",
         .commit = "0",
-        .schema = writer_of_startup(),
+        .schema = writer_of_startup(found),
         .digest = digest,
         .document = document,
         .size = strlen(document),
@@ -252,7 +268,7 @@ static void choose(const char *document)
         note_who_runs();
         return;
     }
-    look_around(&found);
+    look_around(document, &found);
     if (comparison == VORN_SCHEMA_SAME) return;
     if (found.startup == 0) keep_startup(document, &found);
     settle(document, &found, comparison);

@@ -198,6 +198,20 @@ TEST_F(Slots, StartWithWhatNoSaveHasKept)
     EXPECT_EQ(saved(), delivered);
 }
 
+/* The power was cut after the startup file was written and before the generation was. */
+TEST_F(Slots, StartWithWhatAPowerCutKeptFromTheHistory)
+{
+    use_both();
+    vornctl("set Wlan w0 channel=13");
+    const std::string cut_off = saved();
+    std::filesystem::remove("/etc/config/history/00000004.gz");
+
+    boot_slot(1);
+    EXPECT_EQ(saved(), of_first_);
+    boot_slot(2);
+    EXPECT_EQ(saved(), cut_off);
+}
+
 /* Else the device would go to and fro for ever. */
 TEST_F(Slots, DoNotTakeAgainWhatDidNotStayUp)
 {
