@@ -276,19 +276,25 @@ TEST_F(Handshakes, GiveARecordWithACopyOfTheName)
     std::free(plugin);
 }
 
+/* The version, which is only noted, may be lacking. */
 TEST_F(Handshakes, GiveNothingWithoutMemory)
 {
+    constexpr int needed = 2;
     vorn_plugins_current = "mine.vorn";
 
-    FailEachAllocation([] {
-        vorn_plugin *plugin = vorn_plugin_new("1.0");
+    int refused = 0;
+    FailEachAllocation(
+        [&] {
+            refused++;
+            vorn_plugin *plugin = vorn_plugin_new("1.0");
 
-        const AllocationsAllowed allowed;
-        EXPECT_EQ(plugin == nullptr, AllocationFailed());
-        if (!plugin) return;
-        std::free(plugin->name);
-        std::free(plugin);
-    });
+            const AllocationsAllowed allowed;
+            EXPECT_EQ(plugin == nullptr, refused <= needed);
+            if (!plugin) return;
+            std::free(plugin->name);
+            std::free(plugin);
+        },
+        needed);
     EXPECT_EQ(log.text(), "");
 }
 
