@@ -36,6 +36,10 @@ constinit std::uint32_t numbers_there = 0;
 bool give_number(vorn_property &property)
 {
     constexpr std::uint32_t first_room = 64;
+    if (numbers_given == most_numbered) {
+        vorn_debug_eprintf("There are %u properties already.\n", most_numbered);
+        return false;
+    }
     if (numbers_given == numbers_there) {
         const std::uint32_t room = std::max(first_room, 2 * numbers_there);
         auto **grown = static_cast<const vorn_property **>(

@@ -13,6 +13,9 @@ namespace vorn {
 /* Until its class is resolved a property may leave the answer to the class. */
 constexpr std::int32_t persistence_unset = -1;
 
+/* So many properties are there at a time: each value of each instance has the number of one. */
+constexpr std::uint32_t most_numbered = 32768;
+
 /* No property has it. */
 constexpr std::uint32_t no_number = 0xFFFFFFFF;
 
@@ -22,7 +25,7 @@ struct vorn_property : vorn::Record {
     ~vorn_property(); /* gives the number back */
 
     vorn::Text name;
-    std::uint32_t number = vorn::no_number; /* half the room of a pointer, or the same */
+    std::uint32_t number = vorn::no_number;
     std::int32_t readable = 1;
     std::int32_t writable = 1;
     std::int32_t required_on_insert = 0;

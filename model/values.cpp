@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <new>
 #include <utility>
@@ -38,14 +39,23 @@ struct Piece {
 
 /* A value: the number of its property, and where its text is. */
 struct Slot {
-    static constexpr std::uint32_t alone = 0x80000000;
+    std::uint16_t property : 15;
+    std::uint16_t is_alone : 1;
+    std::uint16_t text; /* its place in the piece; or which of the texts that are alone it is */
 
-    std::uint32_t property;
-    std::uint32_t text; /* its place in the piece; or "alone", and which of the texts that are so */
-
-    bool is_alone() const { return (text & alone) != 0; }
-    std::uint32_t index() const { return text & ~alone; }
+    static Slot of(const vorn_property &property, bool is_alone, std::uint32_t text)
+    {
+        Slot slot;
+        slot.property = property.number & (most_numbered - 1);
+        slot.is_alone = is_alone;
+        slot.text = static_cast<std::uint16_t>(text);
+        return slot;
+    }
 };
+static_assert(most_numbered == 1U << 15);
+
+/* What a slot can say. */
+constexpr std::uint32_t longest_piece = std::numeric_limits<std::uint16_t>::max();
 
 void let_go(Piece *piece)
 {
@@ -88,7 +98,7 @@ struct Values::Block {
     }
     const char *text_of(const Slot &slot)
     {
-        return slot.is_alone() ? text_alone(slot.index()).get() : piece()->texts() + slot.text;
+        return slot.is_alone ? text_alone(slot.text).get() : piece()->texts() + slot.text;
     }
     Slot *find(const vorn_property &property);
     std::size_t needs() const
@@ -105,7 +115,7 @@ struct Values::Block {
     /* The same, with one more holder for each text; a piece that nothing is in any more stays out.
      */
     Block *copy(std::size_t copied_room);
-    bool append(std::uint32_t number, const char *text, std::size_t size, Slot *replaced);
+    bool append(const vorn_property &property, const char *text, std::size_t size, Slot *replaced);
     void put_last(Slot *replaced, Slot slot);
 };
 
@@ -145,15 +155,16 @@ void Values::Block::put_last(Slot *replaced, Slot slot)
 }
 
 /* Puts a text into the piece, if nobody else holds that and there is room for it. */
-bool Values::Block::append(std::uint32_t number, const char *text, std::size_t size, Slot *replaced)
+bool Values::Block::append(const vorn_property &property, const char *text, std::size_t size,
+                           Slot *replaced)
 {
     Piece *own = piece();
     if (!own || holders > 1 || own->holders > 1) return false;
     if (size > most_in_piece || size > own->room - own->used) return false;
-    if (replaced != end() ? replaced->is_alone() : needs() + sizeof(Slot) > room) return false;
+    if (replaced != end() ? replaced->is_alone : needs() + sizeof(Slot) > room) return false;
 
     std::memmove(own->texts() + own->used, text, size);
-    put_last(replaced, {number, own->used});
+    put_last(replaced, Slot::of(property, false, own->used));
     own->used += static_cast<std::uint32_t>(size);
     return true;
 }
@@ -214,10 +225,10 @@ bool Values::expect(const ExpectedValues &expected)
 {
     if (expected.count_ - expected.alone_ < 2) return true;
 
-    Block *made =
-        Block::make(expected.count_ * sizeof(Slot) + (1 + expected.alone_) * sizeof(void *));
+    Block *made = Block::make(
+        whole_places(expected.count_ * sizeof(Slot) + (1 + expected.alone_) * sizeof(void *)));
     if (!made) return false;
-    Piece *piece = make_piece(expected.piece_);
+    Piece *piece = make_piece(std::min(expected.piece_, longest_piece));
     if (!piece) {
         std::free(made);
         return false;
@@ -245,13 +256,13 @@ bool Values::set(const vorn_property &property, const char *text, unsigned int e
 {
     constexpr std::size_t usual = sizeof(Slot) + sizeof(SharedText);
     const std::size_t size = std::strlen(text) + 1;
-    if (block_ && block_->append(property.number, text, size, block_->find(property))) return true;
+    if (block_ && block_->append(property, text, size, block_->find(property))) return true;
 
     SharedText made = SharedText::of(text);
     if (!made) return false;
     Slot *found = block_ ? block_->find(property) : nullptr;
     const bool is_new = !block_ || found == block_->end();
-    const bool takes_place = !is_new && found->is_alone();
+    const bool takes_place = !is_new && found->is_alone;
     const std::size_t needed = (block_ ? block_->needs() : 0) + (is_new ? sizeof(Slot) : 0) +
                                (takes_place ? 0 : sizeof(SharedText));
     const std::size_t wanted = !block_  ? std::clamp(expected, 1U, most_expected) * usual
@@ -260,14 +271,14 @@ bool Values::set(const vorn_property &property, const char *text, unsigned int e
     if (!own(needed, wanted)) return false;
 
     found = block_->find(property);
-    const std::uint32_t index = takes_place ? found->index() : block_->alone;
+    const std::uint32_t index = takes_place ? found->text : block_->alone;
     if (takes_place) {
         block_->text_alone(index) = std::move(made);
     } else {
         new (&block_->text_alone(index)) SharedText(std::move(made));
         block_->alone++;
     }
-    block_->put_last(found, {property.number, Slot::alone | index});
+    block_->put_last(found, Slot::of(property, true, index));
     return true;
 }
 
@@ -297,8 +308,8 @@ std::size_t Values::bytes_beside(const Values *others) const
     Piece *piece = block_->piece();
     if (piece && !(other && other->piece() == piece)) bytes += piece->bytes();
     for (const Slot *slot = block_->slots(); slot != block_->end(); slot++) {
-        if (!slot->is_alone()) continue;
-        const SharedText &text = block_->text_alone(slot->index());
+        if (!slot->is_alone) continue;
+        const SharedText &text = block_->text_alone(slot->text);
         const char *same = others ? others->get(*numbered_properties[slot->property]) : nullptr;
         if (same != text.get()) bytes += text.bytes();
     }

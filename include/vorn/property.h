@@ -58,7 +58,8 @@ VORN_API int vorn_property_refuse_value(const char *format, ...) VORN_PRINTF(1, 
  * validity function, or make it read-only.
  *
  * Returns the property, owned by the caller until a class takes it; null for a null name
- * ("Null name.\n") or, without a message, when memory is gone.
+ * ("Null name.\n"), when a process has 32,768 of them ("There are 32768 properties already.\n") or,
+ * without a message, when memory is gone.
  */
 VORN_API vorn_property *vorn_property_new(const char *name);
 

@@ -105,7 +105,7 @@ TEST_F(ConfigDocuments, BecomeInstancesThatTakeNoMoreThanIsTold)
     GTEST_SKIP() << "nobody counts what this allocator has given";
 #else
     constexpr unsigned int count = 1000;
-    constexpr std::size_t most = sizeof(void *) == 8 ? 450 : 420;
+    constexpr std::size_t most = sizeof(void *) == 8 ? 440 : 420;
     ClassBuilder wide("Wide");
     wide.persistent();
     for (int i = 0; i < 10; i++)

@@ -7,9 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+#include <vector>
+
 namespace {
 
 using namespace vorn::tests;
+using vorn::most_numbered;
 using vorn::Owned;
 
 class Properties : public testing::Test {
@@ -38,6 +42,21 @@ TEST_F(Properties, BeginReadableAndWritableAndNothingElse)
     EXPECT_EQ(property->subclass_identifier, 0);
     EXPECT_EQ(property->is_valid, nullptr);
     EXPECT_EQ(property->persistence, -1);
+}
+
+TEST_F(Properties, AreNoMoreThanThereAreNumbers)
+{
+    std::vector<Owned<vorn_property>> all;
+    while (Owned<vorn_property> another{vorn_property_new("p")})
+        all.push_back(std::move(another));
+
+    EXPECT_LE(all.size(), most_numbered);
+    EXPECT_GT(all.size(), most_numbered - 100);
+    EXPECT_EQ(log.take(), "vorn: There are 32768 properties already.\n");
+    EXPECT_EQ(all.back()->number, most_numbered - 1);
+
+    all.pop_back();
+    EXPECT_NE(Owned<vorn_property>(vorn_property_new("p")), nullptr);
 }
 
 TEST_F(Properties, SayWhatTheyAre)
