@@ -16,11 +16,8 @@ const Target history_target = {history_class, {}, {}};
 
 std::string upgrade_of(Device &device)
 {
-    Request request(Request::Kind::plain);
-    request.select(history_target, {upgrade_property});
-    const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
-    if (outcomes.empty() || outcomes[0].instances.empty()) return "";
-    return outcomes[0].instances[0].value(upgrade_property);
+    const std::vector<Instance> histories = device.select(history_target, {upgrade_property});
+    return histories.empty() ? "" : histories[0].value(upgrade_property);
 }
 
 int confirm_upgrade(const Options &options)
@@ -28,13 +25,13 @@ int confirm_upgrade(const Options &options)
     Device device(options.timeout_ms());
     const Schema schema = Schema::of(device);
     if (!schema.find_property(history_class, upgrade_property))
-        throw Failure(differs, "this device knows nothing of upgrades");
-    if (upgrade_of(device) != "pending") throw Failure(differs, "this firmware is confirmed");
+        fail(differs, {"this device knows nothing of upgrades"});
+    if (upgrade_of(device) != "pending") fail(differs, {"this firmware is confirmed"});
     Transaction transaction(schema, options);
     transaction.update("confirm the upgrade", history_target, {{upgrade_property, "confirm"}});
     const int status = transaction.execute(device);
     if (upgrade_of(device) == "pending")
-        throw Failure(refused, "that this firmware is confirmed can't be kept; the log says why");
+        fail(refused, {"that this firmware is confirmed can't be kept; the log says why"});
     return status;
 }
 
