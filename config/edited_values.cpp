@@ -21,7 +21,7 @@ std::size_t size_of(const char *text)
     return text ? std::strlen(text) + 1 : 0;
 }
 
-/* Copies texts behind the values of a record, and tells their places. */
+/* Copies texts to after the values of a record, and tells their places. */
 class Behind {
 public:
     Behind(WrittenInstance &record, std::size_t at) : record_(record), at_(at) {}

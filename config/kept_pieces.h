@@ -71,7 +71,7 @@ public:
     /* Instances without a name of their own are known again by their values, which have changed. */
     void follow(const vorn_changes &changes);
 
-    /* For the writing of a document: at its beginning, behind each instance's values, at its end.
+    /* For the writing of a document: at its beginning, after each instance's values, at its end.
      */
     void begin_document() { writing_++; }
     void write_values_of(const vorn_instance &instance, XmlWriter &document);
@@ -79,7 +79,7 @@ public:
     /* The last document is the startup file now: what belonged to none of its instances goes. */
     void forget_unwritten();
 
-    /* What the piece is, in a few words; null behind the last. */
+    /* What the piece is, in a few words; null after the last. */
     const char *describe(unsigned int rank);
     /* Of a class, under a name; null for all. Returns how many. */
     unsigned int forget(const char *class_name, const char *name);

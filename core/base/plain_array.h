@@ -29,7 +29,7 @@ public:
     std::size_t size() const { return size_; }
     /* Empty again, with its room kept for what comes next. */
     void clear() { size_ = 0; }
-    /* Takes one out; those behind it move up. */
+    /* Takes one out; those after it move up. */
     void remove(std::size_t index)
     {
         std::copy(begin() + index + 1, end(), begin() + index);

@@ -30,7 +30,7 @@ public:
     const char *get() const { return text_.get(); }
     /* The same, to be changed in place. */
     char *data() { return text_.get(); }
-    /* Without what is behind the size. */
+    /* Without what stands after the size. */
     void cut(std::size_t size) { size_ = size; }
     /* Empty again, with its room kept for what comes next. */
     void clear() { size_ = 0; }

@@ -48,17 +48,17 @@ ght_entry **zeroed_chains(std::uint32_t buckets)
 }
 
 /*
- * Few chains stand behind their table: most tables live for one request, and a piece from calloc
- * is cut from the heap each time, however many of its size were just given back.
+ * Few chains follow their table in memory: most tables live for one request, and a piece from
+ * calloc is cut from the heap each time, however many of its size were just given back.
  */
-ght_entry **chains_behind(ght_table *table)
+ght_entry **chains_after(ght_table *table)
 {
     return reinterpret_cast<ght_entry **>(table + 1);
 }
 
 void free_chains(ght_table &table)
 {
-    if (table.chains != chains_behind(&table)) std::free(table.chains);
+    if (table.chains != chains_after(&table)) std::free(table.chains);
 }
 
 std::uint32_t hash_of(const ght_table &table, const ght_key &key)
@@ -254,7 +254,7 @@ ght_table *ght_create(unsigned int buckets)
     const bool are_few = rounded <= few_buckets;
     auto *table = static_cast<ght_table *>(
         noted(std::malloc(sizeof(ght_table) + (are_few ? rounded * bucket_size : 0))));
-    ght_entry **chains = !table ? nullptr : are_few ? chains_behind(table) : zeroed_chains(rounded);
+    ght_entry **chains = !table ? nullptr : are_few ? chains_after(table) : zeroed_chains(rounded);
     if (table && are_few) std::memset(chains, 0, rounded * bucket_size);
 
     if (!chains) {

@@ -151,7 +151,7 @@ static void keep(struct generation *generation)
     files_free(generation);
 }
 
-/* There would be no way back behind the first change of a new device. */
+/* There would be no way back to before the first change of a new device. */
 static void keep_what_was_there(void)
 {
     if (first_document == NULL) return;
