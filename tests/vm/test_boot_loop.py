@@ -70,6 +70,8 @@ class ADevice(unittest.TestCase):
         self.hang_at_boot(2)
         self.restart_with_a_watchdog()
         self.hang_until_the_watchdog_strikes()
+        self.assertRegex(self.device.check("cat /etc/config/vorn-suspects"),
+                         r"(?m)^1 commit .* deadly\.vorn$")
         self.device.start_daemon()
 
         self.assertEqual(self.value(), "better")
