@@ -8,8 +8,10 @@ bool InstancesByName::add(const char *name, std::size_t place)
     constexpr unsigned int buckets = 64;
     constexpr int no_memory = -2;
     if (name) {
-        if (!places_.create(buckets) || places_.insert(name, member(place)) == no_memory)
-            return false;
+        if (!places_.create(buckets)) return false;
+        const int inserted = places_.insert(name, member(place, false));
+        if (inserted == no_memory) return false;
+        if (inserted != 0) places_.replace(name, member(named(name), true));
     } else if (unnamed_ == none) {
         unnamed_ = place;
     }
@@ -19,8 +21,13 @@ bool InstancesByName::add(const char *name, std::size_t place)
 
 std::size_t InstancesByName::named(const char *name) const
 {
-    const char *found = places_.get(name);
-    return found ? reinterpret_cast<std::size_t>(found) - 1 : none;
+    const std::size_t found = member_named(name);
+    return found > 0 ? found / 2 - 1 : none;
+}
+
+bool InstancesByName::are_several(const char *name) const
+{
+    return member_named(name) % 2 == 1;
 }
 
 } // namespace vorn

@@ -26,9 +26,7 @@ struct Slot {
     const char *source;      /* the name of its class at first */
     WrittenInstance *run;    /* those that no step tells of */
     WrittenInstance *run_end;
-    std::size_t made; /* the first that was made after it, before that run */
-    std::size_t last_made;
-    std::size_t next_made; /* of the one after which it was made */
+    std::size_t made; /* the place of one that a step has made after it, before that run */
 };
 
 /* The records of a document while steps are taken; all are in it again at the end. */
@@ -47,7 +45,8 @@ public:
 private:
     bool rename(const PlannedStep &planned);
     bool move(const PlannedStep &planned);
-    bool move_value(const PlannedStep &planned, std::size_t source, InstancesByName &goals);
+    bool move_value(const PlannedStep &planned, std::size_t source, InstancesByName &goals,
+                    const InstancesByName &sources);
     void drop(PlannedStep &planned);
 
     bool is_of(std::size_t place, const char *class_name) const
@@ -71,14 +70,14 @@ private:
                    std::size_t &made);
     bool write_back(std::size_t place, const EditedValues &values);
     void remove(std::size_t place);
-    void append(WrittenInstance **&end, std::size_t place);
+    bool settle();
 
     ConfigDocument &document_;
     Losses *losses_;
     PlainArray<Slot> slots_;
     WrittenInstance *run_ = nullptr; /* before the first of them */
     WrittenInstance *run_end_ = nullptr;
-    std::size_t read_count_ = 0; /* the others were made */
+    std::size_t settled_ = 0; /* the others were made since */
     bool is_open_ = false;
     EditedValues values_;
     EditedValues goal_;
@@ -91,7 +90,7 @@ bool MovingInstances::open(const MigrationPlan &plan)
     for (WrittenInstance *each = document_.first(); each; each = each->next) {
         if (each->element != last) is_concerned = plan.concerns(each->element);
         last = each->element;
-        if (is_concerned && !slots_.add({each, each->element, nullptr, nullptr, none, none, none}))
+        if (is_concerned && !slots_.add({each, each->element, nullptr, nullptr, none}))
             return false;
     }
     WrittenInstance **run = &run_;
@@ -107,36 +106,49 @@ bool MovingInstances::open(const MigrationPlan &plan)
         if (!*run) *run = each;
         *run_end = each;
     }
-    read_count_ = slots_.size();
+    settled_ = slots_.size();
     is_open_ = true;
     return true;
-}
-
-void MovingInstances::append(WrittenInstance **&end, std::size_t place)
-{
-    Slot &slot = slots_[place];
-    if (slot.record) {
-        *end = slot.record;
-        end = &slot.record->next;
-    }
-    for (std::size_t each = slot.made; each != none; each = slots_[each].next_made)
-        append(end, each);
-    if (!slot.run) return;
-    *end = slot.run;
-    end = &slot.run_end->next;
 }
 
 MovingInstances::~MovingInstances()
 {
     if (!is_open_) return;
     WrittenInstance **end = &document_.first();
-    if (run_) {
-        *end = run_;
-        end = &run_end_->next;
+    const auto append = [&](WrittenInstance *first, WrittenInstance *last) {
+        if (!first) return;
+        *end = first;
+        end = &last->next;
+    };
+    append(run_, run_end_);
+    for (std::size_t place = 0; place < settled_; place++) {
+        const Slot &slot = slots_[place];
+        append(slot.record, slot.record);
+        if (slot.made != none) append(slots_[slot.made].record, slots_[slot.made].record);
+        append(slot.run, slot.run_end);
     }
-    for (std::size_t place = 0; place < read_count_; place++)
-        append(end, place);
     *end = nullptr;
+}
+
+/* What was made gets its place in the order of the document. */
+bool MovingInstances::settle()
+{
+    if (settled_ == slots_.size()) return true;
+    PlainArray<Slot> all;
+    for (std::size_t place = 0; place < settled_; place++) {
+        Slot slot = slots_[place];
+        Slot made = {};
+        if (slot.made != none) {
+            made = slots_[slot.made];
+            std::swap(slot.run, made.run);
+            std::swap(slot.run_end, made.run_end);
+        }
+        slot.made = none;
+        if (!all.add(slot) || (made.record && !all.add(made))) return false;
+    }
+    slots_ = std::move(all);
+    settled_ = slots_.size();
+    return true;
 }
 
 bool MovingInstances::write_back(std::size_t place, const EditedValues &values)
@@ -229,22 +241,16 @@ bool MovingInstances::make_goal(const PlannedStep &planned, std::size_t source, 
     Allocated<WrittenInstance> record = new_written_instance(to, name);
     made = slots_.size();
     if (!record || !goals.add(name, made) ||
-        !slots_.add({record.get(), to, nullptr, nullptr, none, none, none}))
+        !slots_.add({record.get(), to, nullptr, nullptr, none}))
         return false;
     record.release();
-    Slot &slot = slots_[source];
-    if (slot.last_made == none) {
-        slot.made = made;
-    } else {
-        slots_[slot.last_made].next_made = made;
-    }
-    slot.last_made = made;
+    slots_[source].made = made;
     if (planned.is_back) lose(source, planned.property, LossReason("\"%s\" is made for it", to));
     return true;
 }
 
 bool MovingInstances::move_value(const PlannedStep &planned, std::size_t source,
-                                 InstancesByName &goals)
+                                 InstancesByName &goals, const InstancesByName &sources)
 {
     values_.read(*slots_[source].record);
     const char *text = values_.get(planned.property);
@@ -269,6 +275,8 @@ bool MovingInstances::move_value(const PlannedStep &planned, std::size_t source,
     }
     if (!is_new && !planned.is_back && goal_.size() == 0 && name_at(goal))
         lose(goal, nullptr, LossReason("nothing tells it from one that was made"));
+    if (name_at(source) && sources.are_several(name_at(source)))
+        lose(source, planned.property, LossReason("it is one of several of that name"));
     goal_.add(planned.to_property, text);
     if (!write_back(goal, goal_)) return false;
     values_.remove(planned.property);
@@ -280,11 +288,14 @@ bool MovingInstances::move_value(const PlannedStep &planned, std::size_t source,
 bool MovingInstances::move(const PlannedStep &planned)
 {
     InstancesByName goals;
+    InstancesByName sources; /* for what is told of losses */
     if (!find_all(planned.to_class, goals)) return false;
+    if (losses_ && !find_all(planned.class_name, sources)) return false;
     for (std::size_t place = 0; place < slots_.size(); place++) {
-        if (is_of(place, planned.class_name) && !move_value(planned, place, goals)) return false;
+        if (is_of(place, planned.class_name) && !move_value(planned, place, goals, sources))
+            return false;
     }
-    return true;
+    return settle();
 }
 
 void MovingInstances::drop(PlannedStep &planned)

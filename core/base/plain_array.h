@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <type_traits>
+#include <utility>
 
 namespace vorn {
 
@@ -18,6 +19,17 @@ template <typename T>
 class PlainArray {
 public:
     static_assert(std::is_trivially_copyable_v<T>);
+
+    PlainArray() = default;
+    PlainArray(PlainArray &&) = delete;
+    PlainArray &operator=(PlainArray &&other) noexcept
+    {
+        std::swap(all_, other.all_);
+        std::swap(size_, other.size_);
+        std::swap(room_, other.room_);
+        std::swap(failed_, other.failed_);
+        return *this;
+    }
 
     bool add(const T &value)
     {
