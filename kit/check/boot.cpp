@@ -7,6 +7,7 @@
 
 #include "config/config_read.h"
 #include "config/default_file.h"
+#include "config/migration.h"
 #include "services/xml/xml.h"
 #include "vorn/vorn.h"
 
@@ -116,6 +117,17 @@ int count(const vorn_instances *store)
     return instances;
 }
 
+/* A document that is migrated has no lines any more. */
+bool is_migrated(CheckedFile &file, ConfigDocument &document)
+{
+    constexpr char mark[] = ": migrated from version ";
+    migrate(document);
+    file.notes = take_messages();
+    return std::any_of(file.notes.begin(), file.notes.end(), [&](const std::string &note) {
+        return note.find(mark) != std::string::npos;
+    });
+}
+
 /* The tree has the lines, instance by instance what the document has. */
 void read_all(CheckedFile &file, ConfigDocument &document, xmlDoc *tree)
 {
@@ -124,9 +136,14 @@ void read_all(CheckedFile &file, ConfigDocument &document, xmlDoc *tree)
     vorn_config_replace_running(store); /* validators may look at it */
 
     unsigned int unknown = 0;
-    const xmlNode *element = xmlFirstElementChild(xmlDocGetRootElement(tree));
+    const xmlNode *element =
+        is_migrated(file, document) ? nullptr : xmlFirstElementChild(xmlDocGetRootElement(tree));
     while (const Allocated<WrittenInstance> written = document.take_next()) {
         read_instance(*written, store, changes, unknown);
+        if (!element) {
+            add_findings(file, 0);
+            continue;
+        }
         const Messages said = take_messages();
         if (!said.empty()) add_findings(file, said, *written, element);
         element = xmlNextElementSibling(const_cast<xmlNode *>(element));
@@ -191,7 +208,7 @@ std::string unwrapped_default(CheckedFile &file, long &header_lines)
 
 CheckedFile check_file(const std::string &role, const std::string &path)
 {
-    CheckedFile file = {role, path, CheckedFile::State::refused, 0, {}};
+    CheckedFile file = {role, path, CheckedFile::State::refused, 0, {}, {}};
     std::string document_path = path;
     long header_lines = 0;
     if (role == "default") {

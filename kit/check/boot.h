@@ -22,6 +22,7 @@ struct CheckedFile {
     std::string path;
     State state = State::refused;
     int instances = 0;
+    std::vector<std::string> notes; /* of its versions */
     std::vector<Finding> findings;
 };
 

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 
 #include "boot.h"
 #include "loading.h"
+#include "migrated.h"
 #include "report.h"
 
 namespace {
@@ -27,6 +29,7 @@ constexpr std::size_t name_room = 4096;
 
 constexpr char help[] =
     "Usage: vorn-plugin-check [--startup FILE] [--default FILE] [--rescue FILE] PLUGIN...\n"
+    "       vorn-plugin-check --migrate FILE [--to \"NAME=VERSION ...\"] PLUGIN...\n"
     "\n"
     "Loads the plugins in a throwaway process, as the daemon would, and reports what they\n"
     "register and everything that is wrong. A plugin that is well says nothing while it is\n"
@@ -36,17 +39,25 @@ constexpr char help[] =
     "Given configuration files it says what a boot with these plugins would skip, refuse or\n"
     "fall back to.\n"
     "\n"
-    "Exit status: 0 all is well; 1 something is wrong; 2 misused; 3 a plugin crashed or hung.\n";
+    "--migrate prints what the plugins make of a configuration of other versions: of theirs, or\n"
+    "of those after --to. What is lost on the way is said on the error output.\n"
+    "\n"
+    "Exit status: 0 all is well; 1 something is wrong, or lost; 2 misused; 3 a plugin crashed or\n"
+    "hung.\n";
 
 struct Arguments {
     std::vector<std::string> plugins;
     std::vector<std::pair<std::string, std::string>> files; /* startup, default, rescue */
+    std::string migrated;                                   /* a file */
+    std::string versions;                                   /* to which it is */
 };
 
 bool parse(int argc, char **argv, Arguments &arguments)
 {
-    std::string given[3];
     constexpr const char *roles[] = {"startup", "default", "rescue"};
+    constexpr const char *words[] = {"startup", "default", "rescue", "migrate", "to"};
+    constexpr int all = std::size(words);
+    std::string given[all];
     for (int i = 1; i < argc; i++) {
         const std::string word = argv[i];
         if (word.rfind("--", 0) != 0) {
@@ -54,20 +65,29 @@ bool parse(int argc, char **argv, Arguments &arguments)
             continue;
         }
         int role = 0;
-        while (role < 3 && word.substr(2) != roles[role])
+        while (role < all && word.substr(2) != words[role])
             role++;
-        if (role == 3 || ++i == argc) return false;
+        if (role == all || ++i == argc) return false;
         given[role] = argv[i];
     }
     for (int role = 0; role < 3; role++) {
         if (!given[role].empty()) arguments.files.emplace_back(roles[role], given[role]);
     }
+    arguments.migrated = given[3];
+    arguments.versions = given[4];
+    const bool is_migration = !arguments.migrated.empty();
+    if (is_migration ? !arguments.files.empty() : !arguments.versions.empty()) return false;
     return !arguments.plugins.empty();
 }
 
 int check(const Arguments &arguments, char *current)
 {
-    int problems = report(load(arguments.plugins, current, name_room));
+    const Loading loading = load(arguments.plugins, current, name_room);
+    if (!arguments.migrated.empty()) {
+        const bool is_well = report_problems(loading) == 0;
+        return migrate_file(arguments.migrated, arguments.versions) && is_well ? well : wrong;
+    }
+    int problems = report(loading);
     std::vector<CheckedFile> files;
     for (const auto &[role, path] : arguments.files) {
         files.push_back(check_file(role, path));

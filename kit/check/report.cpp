@@ -72,9 +72,29 @@ int report(const Loading &loading)
     return problems;
 }
 
+int report_problems(const Loading &loading)
+{
+    int problems = 0;
+    const auto tell = [&](const std::string &name, const std::vector<std::string> &messages) {
+        for (const std::string &message : messages)
+            std::fprintf(stderr, "%s: %s\n", name.c_str(), message.c_str());
+        problems += static_cast<int>(messages.size());
+    };
+    for (const Plugin &plugin : loading.plugins) {
+        tell(plugin.name, plugin.messages);
+        if (plugin.loaded || !plugin.messages.empty()) continue;
+        tell(plugin.name, {"not loaded"});
+    }
+    tell("classes", loading.class_messages);
+    tell("providers", loading.provider_messages);
+    return problems;
+}
+
 int report(const CheckedFile &file)
 {
     std::printf("\n%s: %s\n", file.role.c_str(), file.path.c_str());
+    for (const std::string &note : file.notes)
+        std::printf("  %s\n", note.c_str());
     for (const Finding &finding : file.findings) {
         if (finding.line > 0) {
             std::printf("  line %ld: %s\n", finding.line, finding.text.c_str());

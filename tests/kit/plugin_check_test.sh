@@ -135,6 +135,43 @@ expect 2 --startup config.xml
 expect 0 --help
 says 'Usage: vorn-plugin-check'
 
+# Migrations.
+plugin moved 'vorn_plugin *plugin = vorn_plugin_new("1.0");
+    static const struct vorn_migration steps[] = {
+        VORN_RENAME_PROPERTY(1, "board", "label", "text"), VORN_DROP_PROPERTY(2, "board", "old") };
+    vorn_plugin_set_schema(plugin, "moved", 2, steps, 2);
+    vorn_class *klass = vorn_class_new("board"); vorn_class_set_type(klass, 1);
+    vorn_class_set_persistence(klass, 1);
+    vorn_property *text = vorn_property_new("text"); vorn_property_set_writable(text, 0);
+    vorn_class_add_property(klass, text);
+    vorn_classes_add(klass);'
+printf '<config><board><label>x</label><old>1</old></board></config>' >old.xml
+expect 1 --migrate old.xml ./moved.vorn
+says '<?vorn-schema moved="2"?>'
+says '<text>x</text>'
+says_not '<old>'
+grep -qxF 'board: old: it is dropped in version 2' err || complain 'the loss is not told'
+expect 0 --migrate old.xml --to moved=1 ./moved.vorn
+says '<old>1</old>'
+[ ! -s err ] || complain 'something is lost'
+expect 1 --migrate old.xml --to moved=3 ./moved.vorn
+says 'The schema "moved" has no version later than 2.'
+expect 1 --migrate none.xml ./moved.vorn
+says "none.xml can't be read"
+expect 1 --migrate old.xml ./none.vorn
+expect 2 --to moved=1 ./moved.vorn
+expect 2 --migrate old.xml --startup old.xml ./moved.vorn
+expect 0 --startup old.xml ./moved.vorn
+says 'Schema "moved": migrated from version 0 to 2.'
+says 'Schema "moved", version 2: dropped 1 of "board": old.'
+says '0 thing(s) in it would be skipped'
+plugin circle 'vorn_plugin *plugin = vorn_plugin_new("1.0");
+    static const struct vorn_migration steps[] = {
+        VORN_RENAME_CLASS(1, "a", "b"), VORN_RENAME_CLASS(1, "b", "a") };
+    vorn_plugin_set_schema(plugin, "circle", 1, steps, 2);'
+expect 1 ./circle.vorn
+says 'problem: Schema "circle" of plugin "circle.vorn": renames of "a" lead in version 1 to where they began.'
+
 # Files: every kind of thing that a boot skips, with its line.
 cat >good.xml <<'END'
 <?xml version="1.0"?>
