@@ -169,7 +169,7 @@ void put_into_effect(const QueryRequest &request, StoreWithInstances &copy)
 
     if (request.transaction) vorn_config_replace_running(copy.release());
     if (has_to_be_committed(request)) {
-        if (kept_pieces) kept_pieces->follow(*request.changes);
+        KeptOfGoal::take_or_follow(*request.changes);
         request.watch->goes_into_commit();
         vorn_providers_commit(request.instances, request.changes, nullptr);
         log_last_commit();
@@ -212,6 +212,7 @@ Text refused_by_providers(QueryRequest &request)
 Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
 {
     constexpr bool until_an_error = false;
+    const KeptOfGoal until_it_has_taken_effect;
     Answer answer(request.passive ? TextBuffer::unbounded : reply_bound, form_of(request));
     const MemoryWatch memory;
     const std::int32_t errors = run_pass(request, first, answer, until_an_error);

@@ -310,9 +310,14 @@ Outcome become(vorn_instances &store, vorn_changes &changes, const char *text, s
     }
     const StoreWithInstances wanted(vorn_instances_new());
     Owned<vorn_changes> read(wanted ? vorn_changes_new(wanted.get()) : nullptr);
-    if (!read || !read_instances(document, wanted.get(), read.get())) return Outcome::out_of_memory;
+    Owned<KeptPieces> kept = make<KeptPieces>();
+    unsigned int unknown = 0;
+    if (!read || !kept || !read_instances(document, wanted.get(), read.get(), unknown, kept.get()))
+        return Outcome::out_of_memory;
     read.reset();
-    return Becoming(store, changes, *wanted).run() ? Outcome::done : Outcome::out_of_memory;
+    if (!Becoming(store, changes, *wanted).run()) return Outcome::out_of_memory;
+    KeptOfGoal::set(std::move(kept));
+    return Outcome::done;
 }
 
 } // namespace

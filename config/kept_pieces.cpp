@@ -22,6 +22,8 @@ constinit KeptPieces *kept_pieces = nullptr;
 
 namespace {
 
+constinit KeptPieces *kept_of_goal = nullptr;
+
 constexpr char is_there = '+';
 constexpr char is_absent = '-';
 constexpr char is_end = '.';
@@ -379,6 +381,20 @@ const char *KeptPieces::describe(unsigned int rank)
         static_cast<int>(owner.name_length), owner.name, piece->is_element ? ", another one" : ": ",
         piece->is_element ? "" : TextsOf(piece->texts.get(), piece->size).next());
     return description_.get();
+}
+
+void KeptOfGoal::set(Owned<KeptPieces> pieces)
+{
+    delete std::exchange(kept_of_goal, pieces.release());
+}
+
+void KeptOfGoal::take_or_follow(const vorn_changes &changes)
+{
+    if (kept_of_goal) {
+        delete std::exchange(kept_pieces, std::exchange(kept_of_goal, nullptr));
+    } else if (kept_pieces) {
+        kept_pieces->follow(changes);
+    }
 }
 
 } // namespace vorn

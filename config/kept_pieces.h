@@ -105,4 +105,19 @@ private:
 /* Of the running configuration; null for nothing. */
 extern constinit KeptPieces *kept_pieces;
 
+/*
+ * Of the document that a transaction makes its configuration of. While this lives there may be one,
+ * which is no longer there at its end unless it has been taken.
+ */
+class KeptOfGoal {
+public:
+    KeptOfGoal() = default;
+    KeptOfGoal(const KeptOfGoal &) = delete;
+    ~KeptOfGoal() { set({}); }
+
+    static void set(Owned<KeptPieces> pieces);
+    /* Makes it what is kept of the running configuration, which has the changes now. */
+    static void take_or_follow(const vorn_changes &changes);
+};
+
 } // namespace vorn

@@ -219,6 +219,31 @@ TEST_F(KeptPiecesTest, GoOnWithAnInstanceWithoutANameWhoseValuesChange)
                                    "    <to>a</to>\n    <by>2</by>"));
 }
 
+/* Then they stay where they were. */
+TEST_F(KeptPiecesTest, AreThereThoughNoMemoryIsThereToFollow)
+{
+    FailEachAllocation(
+        [&] {
+            {
+                const AllocationsAllowed allowed;
+                reload("<Route><to>a</to><by>1</by></Route><Route><to>a</to><by>2</by></Route>");
+                changes.reset();
+                changes.reset(vorn_changes_new(store));
+                for (vorn_instance *each : Walk(vorn_instances_new_class_iterator(store, "Route")))
+                    vorn_instance_set_value(each, "to", "b");
+            }
+            kept_pieces->follow(*changes);
+
+            const AllocationsAllowed allowed;
+            EXPECT_EQ(listed(), "Route \"\": by\nRoute \"\": by\n");
+            const std::string text = saved();
+            EXPECT_TRUE(AllocationFailed() || (text.find("<by>1</by>") != std::string::npos &&
+                                               text.find("<by>2</by>") != std::string::npos))
+                << text;
+        },
+        2);
+}
+
 TEST_F(KeptPiecesTest, AreForgottenByTheirClassAndName)
 {
     const std::string text =
@@ -284,13 +309,15 @@ TEST_F(KeptPiecesTest, AreBoundedAndTheRestIsCounted)
 TEST_F(KeptPiecesTest, AreKeptOrTheLoadIsNotWhole)
 {
     write(file, "<config><Toaster name=\"t\"><a>1</a></Toaster><Radio name=\"r\"><power>3</power>"
-                "</Radio></config>");
+                "</Radio><Radio name=\"r\"><mode>g</mode></Radio></config>");
     FailEachAllocation(
         [&] {
             const bool whole = reload();
 
             const AllocationsAllowed allowed;
-            EXPECT_TRUE(!whole || listed() == "Toaster \"t\"\nRadio \"r\": power\n") << listed();
+            EXPECT_TRUE(!whole || listed() == "Toaster \"t\"\nRadio \"r\": power\n"
+                                              "Radio \"r\", another one\n")
+                << listed();
             EXPECT_TRUE(whole || AllocationFailed());
         },
         10);

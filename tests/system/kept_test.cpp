@@ -92,6 +92,23 @@ TEST_F(Kept, StaysWithAnInstanceWithoutANameThatChanges)
     EXPECT_THAT(saved(), AllOf(HasSubstr("<to>c</to>"), HasSubstr("<by>1</by>")));
 }
 
+TEST_F(Kept, IsThatOfTheGenerationThatSomebodyGoesBackTo)
+{
+    install_plugin("history.vorn");
+    boot();
+    vornctl("set Radio r0 channel=11");
+    const std::string with_all = saved();
+    vornctl("forget");
+    vornctl("explain rollback 2");
+    vornctl("set Radio r0 channel=1");
+    EXPECT_THAT(saved(), AllOf(Not(HasSubstr("Toaster")), Not(HasSubstr("power"))));
+
+    EXPECT_EQ(vornctl("rollback 2"), "[0]\n");
+    EXPECT_EQ(saved(), with_all);
+    EXPECT_EQ(vornctl("rollback 3"), "[0]\n");
+    EXPECT_THAT(saved(), AllOf(Not(HasSubstr("Toaster")), Not(HasSubstr("power"))));
+}
+
 /* Attack. Plugins that are there or not, as it happens, from boot to boot. */
 class Plugins : public Kept, public vorn::tests::RandomTexts {
 protected:
