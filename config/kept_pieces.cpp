@@ -308,7 +308,7 @@ void KeptPieces::write_elements(XmlWriter &document)
 /* Its place in the chain stays. */
 void KeptPieces::drop(KeptBeside &piece)
 {
-    bytes_ -= piece.size;
+    if (piece.size > 0) bytes_ -= piece.size + sizeof piece;
     piece.texts.reset();
     piece.size = 0;
 }

@@ -266,6 +266,20 @@ TEST_F(KeptPiecesTest, AreForgottenByTheirClassAndName)
     EXPECT_EQ(vorn_config_forget_kept_of("x", "y"), 0u);
 }
 
+TEST_F(KeptPiecesTest, ThatAreForgottenLeaveNoVersionOfTheirs)
+{
+    write(file, "<?xml version=\"1.0\"?><?vorn-schema gone=\"2\"?><config><Toaster/>"
+                "<Radio name=\"r\"><power>3</power></Radio></config>");
+    reload();
+    EXPECT_TRUE(save());
+    EXPECT_THAT(content(file), HasSubstr("<?vorn-schema gone=\"2\"?>"));
+
+    vorn_config_forget_kept_of(nullptr, nullptr);
+
+    EXPECT_EQ(saved(), "  <Radio name=\"r\"/>\n");
+    EXPECT_THAT(content(file), Not(HasSubstr("gone")));
+}
+
 TEST_F(KeptPiecesTest, LeaveTheirRoomWhenTheyAreForgotten)
 {
     const std::string large(most_kept_bytes / 2, 'x');
