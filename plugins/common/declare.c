@@ -65,6 +65,17 @@ int declare_shown(const char *name, int type, const char *const properties[])
     return vorn_classes_add(klass);
 }
 
+int declare_told(vorn_class *klass, const char *const properties[], vorn_refresher *refresher,
+                 vorn_refresher_property_fn tell)
+{
+    for (; *properties != NULL; properties++) {
+        if (declare_state(klass, *properties) != 0 ||
+            vorn_refresher_set_property_fn(refresher, *properties, tell) != 0)
+            return 1;
+    }
+    return 0;
+}
+
 int declare_provider(const char *name, vorn_committer *committer, vorn_refresher *refresher,
                      vorn_explain_fn explain)
 {

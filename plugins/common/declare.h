@@ -32,6 +32,10 @@ int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_va
 /** A property that only plugins write, and that is not saved. */
 int declare_state(vorn_class *klass, const char *name);
 
+/** Such properties, a null after the last: the refresher has the function tell each of them. */
+int declare_told(vorn_class *klass, const char *const properties[], vorn_refresher *refresher,
+                 vorn_refresher_property_fn tell);
+
 /**
  * A class of instances that only plugins make, with those properties, a null after the last. It is
  * put into the registry. Answers 0 or 1.

@@ -18,7 +18,7 @@
 enum { limit_ms = 10000, words_room = 16384, seconds_between_looks = 2, seconds_to_retry = 60 };
 
 static const char firmware_class[] = "firmware";
-static const char *const properties[] = {"slot", "version", "state", "good"};
+static const char *const properties[] = {"slot", "version", "state", "good", NULL};
 
 static const struct method *method; /* null for none */
 static struct firmware known;
@@ -214,13 +214,9 @@ static vorn_refresher *declare(void)
     vorn_class *klass = declare_class(firmware_class, VORN_CLASS_SINGLETON);
     vorn_refresher *refresher = vorn_refresher_new(firmware_class);
     if (klass == NULL || refresher == NULL ||
-        declare_setting(klass, "method", is_method, "none|rauc|swupdate|u-boot|<nothing>") != 0)
+        declare_setting(klass, "method", is_method, "none|rauc|swupdate|u-boot|<nothing>") != 0 ||
+        declare_told(klass, properties, refresher, tell) != 0)
         return NULL;
-    for (size_t i = 0; i < sizeof properties / sizeof *properties; i++) {
-        if (declare_state(klass, properties[i]) != 0 ||
-            vorn_refresher_set_property_fn(refresher, properties[i], tell) != 0)
-            return NULL;
-    }
     return vorn_classes_add(klass) == 0 ? refresher : NULL;
 }
 

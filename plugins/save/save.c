@@ -160,18 +160,13 @@ static int be_told(void)
 
 static vorn_refresher *declare(void)
 {
-    static const char *const properties[] = {"time",    "result", "reason",
-                                             "unsaved", "boot",   "broken"};
+    static const char *const properties[] = {"time", "result", "reason", "unsaved",
+                                             "boot", "broken", NULL};
     vorn_class *klass = vorn_class_new("save");
     vorn_refresher *refresher = vorn_refresher_new("save");
     if (klass == NULL || refresher == NULL) return NULL;
     vorn_class_set_type(klass, VORN_CLASS_SINGLETON);
-    for (size_t i = 0; i < sizeof properties / sizeof *properties; i++) {
-        if (declare_state(klass, properties[i]) != 0 ||
-            vorn_refresher_set_property_fn(refresher, properties[i], state) != 0) {
-            return NULL;
-        }
-    }
+    if (declare_told(klass, properties, refresher, state) != 0) return NULL;
     return vorn_classes_add(klass) == 0 ? refresher : NULL;
 }
 
