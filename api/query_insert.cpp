@@ -45,7 +45,8 @@ bool insert_instance(QueryOperation &operation, xmlNode *element)
         report(operation, "Bad instance name \"%s\" of class \"%s\".", shown(name), shown_class);
         return false;
     }
-    const Written written = {instance.get(), true, shown_class};
+    const Written written = {instance.get(), true, shown_class,
+                             vorn_util_xmlGetProp(element, "secrets-of")};
     for (const xmlNode *child = element->children; child; child = child->next) {
         if (!set_property(operation, written, child)) return false;
     }

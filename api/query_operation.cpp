@@ -55,20 +55,26 @@ bool stands_for_secret(const QueryOperation &operation, const vorn_property &pro
 }
 
 /*
- * The secret that is meant: the instance's own, or of one that is made anew in a transaction that
- * of the instance that it replaces. Null when there is none.
+ * Whose secrets a new instance takes over: those of the one that it names, or of the one that a
+ * transaction makes anew with it. Null when there is none.
  */
-const char *secret_meant(const Written &written, const char *property)
+const vorn_instance *predecessor_of(const QueryOperation &operation, const Written &written)
 {
-    const vorn_instance *has_it = written.instance;
-    const vorn_class &klass = *has_it->klass;
-    if (written.is_new) {
-        const Walk walk(
-            new_reading_iterator(vorn_config_get_running(), klass.name.get(), has_it->name.get()));
-        const bool is_one =
-            klass.type == VORN_CLASS_SINGLETON || klass.type == VORN_CLASS_UNIQUE_NAMED;
-        has_it = is_one && walk ? *walk.begin() : nullptr;
-    }
+    const vorn_class &klass = *written.instance->klass;
+    const bool is_one = klass.type == VORN_CLASS_SINGLETON || klass.type == VORN_CLASS_UNIQUE_NAMED;
+    vorn_instances *store =
+        written.secrets_of ? operation.request.instances : vorn_config_get_running();
+    const char *name = written.secrets_of ? written.secrets_of : written.instance->name.get();
+    const Walk walk(new_reading_iterator(store, klass.name.get(), name));
+    return is_one && walk ? *walk.begin() : nullptr;
+}
+
+/* Null when there is none. */
+const char *secret_meant(const QueryOperation &operation, const Written &written,
+                         const char *property)
+{
+    const vorn_instance *has_it =
+        written.is_new ? predecessor_of(operation, written) : written.instance;
     const char *secret = has_it ? vorn_instance_get_value(has_it, property) : nullptr;
     return secret && *secret ? secret : nullptr;
 }
@@ -164,7 +170,7 @@ bool set_property(QueryOperation &operation, const Written &written, const xmlNo
         return false;
     }
     if (stands_for_secret(operation, *property, value)) {
-        const char *secret = secret_meant(written, name);
+        const char *secret = secret_meant(operation, written, name);
         if (secret && !written.is_new) return true;
         if (!secret) {
             report(operation, "There is no secret to keep for property \"%s\" of class \"%s\".",

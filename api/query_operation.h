@@ -59,6 +59,7 @@ struct Written {
     vorn_instance *instance;
     bool is_new;
     const char *shown_class;
+    const char *secrets_of; /* of a new one: whose secrets it takes over; null for its namesake */
 };
 
 /* Sets the value that an element holds; false after an error. */

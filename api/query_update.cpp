@@ -44,7 +44,7 @@ constinit WalkUnderWay *WalkUnderWay::innermost = nullptr;
 bool update_instance(QueryOperation &operation, vorn_instance *instance)
 {
     note_memory(operation, vorn_changes_instance_updated(operation.request.changes, instance) == 0);
-    const Written written = {instance, false, instance->klass->name.get()};
+    const Written written = {instance, false, instance->klass->name.get(), nullptr};
     for (const xmlNode *element = operation.property_elements; element; element = element->next) {
         if (!set_property(operation, written, element)) return false;
     }

@@ -173,9 +173,10 @@ private:
         transaction_.update(titled(change, target, true), target, values);
         if (reads_) view_.update(target, values);
     }
-    void insert(const Change &change, const Target &target, const Values &values)
+    void insert(const Change &change, const Target &target, const Values &values,
+                const std::string &secrets_of = {})
     {
-        transaction_.insert(titled(change, target, false), target, values);
+        transaction_.insert(titled(change, target, false), target, values, secrets_of);
         if (reads_) view_.insert(target, values);
     }
     void remove(const Change &change, const Target &target)
@@ -346,6 +347,16 @@ private:
         insert(change, whole, settable_values(schema_, instance, *klass));
     }
 
+    /* The name of an instance with secrets, which is not told them but may hand them on. */
+    std::string secrets_of(const Instance &instance) const
+    {
+        const bool has_secret =
+            std::any_of(instance.values.begin(), instance.values.end(), [&](const auto &each) {
+                return !each.second.empty() && schema_.is_secret(instance.class_name, each.first);
+            });
+        return has_secret ? instance.name.value_or("") : "";
+    }
+
     void plan_rename(const Change &change, const Target &target)
     {
         if (!target.name || words_.size() != 1) {
@@ -363,7 +374,7 @@ private:
         const std::string family = schema_.family_of(klass->name);
         for (const Instance &each : instances)
             insert(change, {family, new_name, {}},
-                   settable_values(schema_, each, *schema_.find(family)));
+                   settable_values(schema_, each, *schema_.find(family)), secrets_of(each));
         for (const Class &each : schema_.classes())
             follow(change, each, *target.name, new_name);
         remove(change, {family, target.name, {}});

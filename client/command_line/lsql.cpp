@@ -182,9 +182,12 @@ void Request::remove(const Target &target, Missing missing)
     add_where(target);
 }
 
-void Request::insert(const Target &target, const Values &values)
+void Request::insert(const Target &target, const Values &values, const std::string &secrets_of)
 {
-    add_values(add("insert", target), values);
+    pugi::xml_node element = add("insert", target);
+    if (!secrets_of.empty())
+        element.append_attribute("secrets-of").set_value(escaped(secrets_of).c_str());
+    add_values(element, values);
 }
 
 std::string Request::text() const

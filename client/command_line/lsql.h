@@ -61,7 +61,8 @@ public:
     void select(const Target &target, const std::vector<std::string> &properties);
     void update(const Target &target, const Values &values, Missing missing = Missing::passes);
     void remove(const Target &target, Missing missing = Missing::passes);
-    void insert(const Target &target, const Values &values);
+    /* With the secrets of the instance of that name, where a value only says that there is one. */
+    void insert(const Target &target, const Values &values, const std::string &secrets_of = {});
 
     /* The answer is to tell which configuration it is about. */
     void ask_for_commit();

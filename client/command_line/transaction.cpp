@@ -59,9 +59,11 @@ void Transaction::update(const std::string &title, const Target &target, const V
         [&](Request &request) { request.update(target, values, missing(target)); });
 }
 
-void Transaction::insert(const std::string &title, const Target &target, const Values &values)
+void Transaction::insert(const std::string &title, const Target &target, const Values &values,
+                         const std::string &secrets_of)
 {
-    add(title, target, values, [&](Request &request) { request.insert(target, values); });
+    add(title, target, values,
+        [&](Request &request) { request.insert(target, values, secrets_of); });
 }
 
 void Transaction::remove(const std::string &title, const Target &target)

@@ -21,7 +21,8 @@ public:
 
     /* An instance that a target names must exist. */
     void update(const std::string &title, const Target &target, const Values &values);
-    void insert(const std::string &title, const Target &target, const Values &values);
+    void insert(const std::string &title, const Target &target, const Values &values,
+                const std::string &secrets_of = {});
     void remove(const std::string &title, const Target &target);
     /* It is as it should be already, but may not be applied. */
     void look_at(const Target &target) { touched_.push_back(target); }

@@ -115,6 +115,36 @@ TEST_F(QuerySecrets, StayWithAnInstanceThatIsMadeAnewInOneTransaction)
     EXPECT_EQ(value("Door", "vault", "colour"), "(none)");
 }
 
+std::string renamed(const std::string &old_name, const std::string &new_name)
+{
+    return "<insert><Door name=\"" + new_name + "\" secrets-of=\"" + old_name +
+           "\"><code>********</code><colour>blue</colour></Door></insert>"
+           "<delete><Door name=\"" +
+           old_name + "\"/></delete>";
+}
+
+TEST_F(QuerySecrets, GoOverToAnInstanceWithAnotherName)
+{
+    EXPECT_THAT(ask("<lsql><write-transaction>" + renamed("vault", "safe") +
+                    renamed("safe", "chest") + "</write-transaction></lsql>"),
+                Not(HasSubstr("<error>")));
+
+    EXPECT_EQ(value("Door", "chest", "code"), "4711");
+    EXPECT_EQ(value("Door", "chest", "colour"), "blue");
+}
+
+TEST_F(QuerySecrets, OfNobodyGoOverToNoInstance)
+{
+    for (const char *nobody : {"shed", "attic", ""}) {
+        EXPECT_THAT(ask("<lsql><write-transaction>" + renamed(nobody, "safe") +
+                        "</write-transaction></lsql>"),
+                    HasSubstr("There is no secret to keep for property \"code\""));
+    }
+    EXPECT_THAT(ask("<lsql><write-transaction><delete><Door name=\"vault\"/></delete>" +
+                    renamed("vault", "vault") + "</write-transaction></lsql>"),
+                HasSubstr("There is no secret to keep"));
+}
+
 TEST_F(QuerySecrets, AreInNoRefusal)
 {
     log.set_level(1);

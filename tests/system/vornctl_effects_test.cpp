@@ -235,6 +235,14 @@ TEST_F(Secrets, AreNotShownByADifference)
                 StartsWith("  Program \"p\"\n-   key = (secret)\n+   key = (another secret)\n[5]"));
 }
 
+TEST_F(Secrets, GoWithAnInstanceThatGetsAnotherName)
+{
+    EXPECT_EQ(vornctl("rename Program p q"), "[0]\n");
+    EXPECT_THAT(vornctl("commits"), Not(HasSubstr("open123")));
+
+    EXPECT_EQ(vornctl("show Program - key -q"), "********\n[0]\n");
+}
+
 TEST_F(Secrets, StayWhatTheyAreWhenAnExportIsImported)
 {
     EXPECT_THAT(vornctl("export"), HasSubstr("<key>********</key>"));
