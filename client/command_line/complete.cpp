@@ -76,6 +76,18 @@ void offer_stations(Device &device, const Line &line)
         if (!each.value("mac").empty()) offer(line, each.value("mac"));
 }
 
+void offer_generations(Device &device, const Line &line)
+{
+    for (const std::string &number : names_of(device, "generation"))
+        offer(line, number);
+}
+
+void offer_left_out(Device &device, const Line &line)
+{
+    for (const Instance &each : device.select({"plugin", {}, {}}, {"state"}))
+        if (each.value("state").rfind("left out", 0) == 0) offer(line, each.name.value_or(""));
+}
+
 /* What may follow the sign of an assignment that has been begun. */
 void offer_values(Device &device, const Schema &schema, const Line &line, std::size_t separator)
 {
@@ -121,12 +133,21 @@ void offer_classes(const Schema &schema, const Line &line)
     }
 }
 
+std::size_t most_generations(const std::string &command)
+{
+    return command == "diff" ? 2 : command == "history" || command == "rollback" ? 1 : 0;
+}
+
 void offer_words(Device &device, const Line &line)
 {
     constexpr std::string_view with_class[] = {"list",   "show",  "set",   "add",
                                                "delete", "unset", "rename"};
     const std::string &command = line.words[0];
-    if (command == "kick" && line.words.size() == 1) return offer_stations(device, line);
+    const std::size_t before = line.words.size() - 1;
+    if (command == "kick" && before == 0) return offer_stations(device, line);
+    if (command == "plugin" && before == 0) return offer(line, "retry");
+    if (command == "plugin" && before == 1) return offer_left_out(device, line);
+    if (before < most_generations(command)) return offer_generations(device, line);
     if (std::ranges::find(with_class, command) == std::end(with_class)) return;
 
     const Schema schema = Schema::of(device);

@@ -59,6 +59,17 @@ TEST_F(History, TellsWhoSavedWhatAndWhy)
     EXPECT_EQ(vornctl("show history comment -q"), "\n[0]\n");
 }
 
+TEST_F(History, IsCompleted)
+{
+    vornctl("set Radio r0 channel=11");
+
+    for (const char *command : {"history", "rollback", "explain rollback", "diff", "diff 2"}) {
+        EXPECT_EQ(shell("vornctl complete 'vornctl " + std::string(command) + " '"), "1\n2\n")
+            << command;
+    }
+    EXPECT_EQ(shell("vornctl complete 'vornctl rollback 1 '"), "");
+}
+
 TEST_F(History, TakesNoNoteOfASaveThatChangesNothing)
 {
     vornctl("set Radio r0 channel=11");

@@ -74,6 +74,8 @@ TEST_F(VornctlStatus, NamesAPluginThatIsLeftOutAndWhatIsKeptOfIt)
                                          HasSubstr("! " + problem + "\n"), HasSubstr("[5]\n")));
     EXPECT_THAT(vornctl("--json status"), HasSubstr("\"health\": \"bad\""));
     EXPECT_THAT(vornctl("status -v"), HasSubstr("Deadly \"d\"\n"));
+    EXPECT_EQ(shell("vornctl complete 'vornctl plugin '"), "retry\n");
+    EXPECT_EQ(shell("vornctl complete 'vornctl plugin retry '"), "deadly.vorn\n");
 }
 
 TEST_F(VornctlStatus, IsGoodAgainAfterAnotherChance)
