@@ -162,11 +162,15 @@ bool has_to_be_committed(const QueryRequest &request)
     return request.last_one_writes || request.transaction;
 }
 
+bool goes_into_effect(const QueryRequest &request)
+{
+    const bool is_lost = request.out_of_memory && request.transaction;
+    return !request.passive && !request.is_rehearsal && !is_lost;
+}
+
 /* What becomes of the changes. An abandoned copy outlives its change set. */
 void put_into_effect(const QueryRequest &request, StoreWithInstances &copy)
 {
-    if (request.passive || (request.out_of_memory && request.transaction)) return;
-
     if (request.transaction) vorn_config_replace_running(copy.release());
     if (has_to_be_committed(request)) {
         KeptOfGoal::take_or_follow(*request.changes);
@@ -208,6 +212,21 @@ Text refused_by_providers(QueryRequest &request)
     return {};
 }
 
+/* Saving that somebody holds for a transaction is held no longer when that is refused. */
+class HoldOfTransaction {
+public:
+    HoldOfTransaction() = default;
+    HoldOfTransaction(const HoldOfTransaction &) = delete;
+    ~HoldOfTransaction()
+    {
+        if (!stays_) vorn_config_release();
+    }
+    void stays() { stays_ = true; }
+
+private:
+    bool stays_ = vorn_config_is_held() != 0;
+};
+
 /* The second pass. Its answer is whole before anything is applied, or a transaction is given up. */
 Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
 {
@@ -218,6 +237,7 @@ Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
     const std::int32_t errors = run_pass(request, first, answer, until_an_error);
     if (request.is_rehearsal && memory.ran_out()) request.out_of_memory = true;
     const bool is_done = errors == 0 && !answer.failed() && !request.out_of_memory;
+    HoldOfTransaction hold;
     if (request.is_rehearsal) {
         explain(request, errors, answer);
     } else if (is_done && request.transaction && !request.passive) {
@@ -228,7 +248,10 @@ Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
     if (answer.is_too_long()) return refuse_too_long();
     if (!text) request.out_of_memory = true;
     request.watch->is_done(VORN_COMMIT_VALIDATE);
-    if (errors == 0 && !request.is_rehearsal) put_into_effect(request, copy);
+    if (errors == 0 && goes_into_effect(request)) {
+        hold.stays();
+        put_into_effect(request, copy);
+    }
     return request.out_of_memory ? Text() : std::move(text);
 }
 

@@ -121,11 +121,16 @@ VORN_API const char *vorn_config_get_save_reason(void);
  *   refused with the sentence: it could not be told from what is on trial.
  *
  * The sentence, which is cut at 159 bytes, begins with a small letter and has no full stop. A
- * second hold replaces it. Returns 0, or 1 for null ("Null sentence.\n" at debug level 1).
+ * second hold replaces it. One that begins in an amend or check function is released at once when
+ * its transaction is refused after all. Returns 0, or 1 for null ("Null sentence.\n" at debug level
+ * 1).
  */
 VORN_API int vorn_config_hold(const char *sentence);
 
-/** Lets saves be made again; what vorn_config_write_file has kept is dropped. */
+/**
+ * Lets saves be made again; what vorn_config_write_file has kept is dropped, and
+ * vorn_config_get_save_result and its siblings tell of the last save before the hold.
+ */
 VORN_API void vorn_config_release(void);
 
 /** 1 while saving is held. */

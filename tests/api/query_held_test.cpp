@@ -61,4 +61,37 @@ TEST_F(HeldRequests, AreNoOthers)
     EXPECT_THAT(ask(change_channel), HasSubstr("<rc>0</rc>"));
 }
 
+/* Saving is held for a transaction, as a trial does it. */
+class HoldsOfTransactions : public QueryTest {
+protected:
+    HoldsOfTransactions()
+    {
+        on_check = [](QueryTest &, vorn_check_info *info) {
+            vorn_config_hold("it is on trial");
+            if (refuses) vorn_check_info_refuse(info, nullptr, nullptr, "no");
+        };
+    }
+    ~HoldsOfTransactions() override { vorn_config_release(); }
+
+    static bool refuses;
+};
+bool HoldsOfTransactions::refuses;
+
+TEST_F(HoldsOfTransactions, BeginWithOneThatIsAccepted)
+{
+    refuses = false;
+    ask(change_channel_in_transaction);
+    EXPECT_TRUE(vorn_config_is_held());
+    refuses = true;
+    ask(change_channel_in_transaction);
+    EXPECT_TRUE(vorn_config_is_held());
+}
+
+TEST_F(HoldsOfTransactions, EndWithOneThatIsRefused)
+{
+    refuses = true;
+    EXPECT_THAT(ask(change_channel_in_transaction), HasSubstr("<error>"));
+    EXPECT_FALSE(vorn_config_is_held());
+}
+
 } // namespace
