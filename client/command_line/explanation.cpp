@@ -37,6 +37,19 @@ Difference change_in(const pugi::xml_node &change)
     return {Difference::Kind::changed, {before}, {after}};
 }
 
+bool has_text(const Instance &instance)
+{
+    return std::any_of(instance.values.begin(), instance.values.end(),
+                       [](const auto &each) { return !each.second.empty(); });
+}
+
+/* A word that a plugin has heard and forgotten, say, is no change that anybody would see. */
+bool is_visible(const Difference &change)
+{
+    return change.kind != Difference::Kind::changed || has_text(change.before[0]) ||
+           has_text(change.after[0]);
+}
+
 Explanation::Provider provider_in(const pugi::xml_node &element)
 {
     Explanation::Provider provider = {element.attribute("name").value(), {}, {}};
@@ -204,7 +217,10 @@ Explanation Explanation::of(const std::string &answer)
     Explanation explanation;
     for (const pugi::xml_node &node : document.child("explanation").children()) {
         const std::string_view name = node.name();
-        if (name == "change") explanation.changes.push_back(change_in(node));
+        if (name == "change") {
+            const Difference change = change_in(node);
+            if (is_visible(change)) explanation.changes.push_back(change);
+        }
         if (name == "error") explanation.errors.emplace_back(node.text().get());
         if (name == "refused") explanation.refused.emplace_back(node.text().get());
         if (name == "provider") explanation.providers.push_back(provider_in(node));

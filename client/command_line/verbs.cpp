@@ -76,8 +76,8 @@ constexpr Argument losing[] = {
 constexpr Argument naming[] = {
     {"CLASS", "what to rename"}, {"NAME", "as it is called now"}, {"NEW-NAME", "as it will be"}};
 constexpr Argument explained[] = {
-    {"COMMAND", "set, unset, add, delete, rename, batch or import, as it would be given", true,
-     true}};
+    {"COMMAND", "a command that changes something, such as set or import, as it would be given",
+     true, true}};
 constexpr Argument lines[] = {{"LINES", "how many; 20 if it isn't given", false}};
 constexpr Argument commit_count[] = {{"COUNT", "how many; 20 if it isn't given", false}};
 constexpr Argument trial_id[] = {
@@ -93,6 +93,7 @@ constexpr OptionWord trying = {"--trial", "SECONDS", "take it back then unless i
 constexpr OptionWord joining = {"--join", "ID", "make it part of the trial that is pending"};
 constexpr OptionWord asking = {"--ask", nullptr, "wait on the terminal for whether to keep it"};
 constexpr OptionWord changing[] = {explaining, commenting, trying, joining, asking};
+constexpr OptionWord ending[] = {explaining};
 constexpr OptionWord picking[] = {where, explaining, commenting, trying, joining, asking};
 constexpr OptionWord exporting[] = {{"--generation", "NUMBER", "one that was saved before"}};
 constexpr OptionWord showing[] = {where, {"-q", nullptr, "the bare value of one property"}};
@@ -106,8 +107,8 @@ constexpr OptionWord detailing[] = {{"-v", nullptr, "every provider, the slowest
                                     {"--refused", nullptr, "what was refused instead"}};
 constexpr OptionWord telling_all[] = {
     {"-v", nullptr, "with every plugin, and what is kept of the configuration unread"}};
-constexpr OptionWord upgrading[] = {
-    {"--upgrade", nullptr, "keep the firmware, and no longer what others wrote"}};
+constexpr OptionWord confirming[] = {
+    {"--upgrade", nullptr, "keep the firmware, and no longer what others wrote"}, explaining};
 constexpr OptionWord resetting[] = {{"--yes", nullptr, "don't ask"}};
 constexpr OptionWord removing[] = {where,      {"--all", nullptr, "all instances of the class"},
                                    explaining, commenting,
@@ -145,8 +146,8 @@ constexpr Verb table[] = {
      true,
      true,
      true},
-    {"confirm", trial_id, upgrading, "keep the change that is on trial, and save it", confirm},
-    {"revert", trial_id, {}, "take the change back that is on trial", revert},
+    {"confirm", trial_id, confirming, "keep the change that is on trial, and save it", confirm},
+    {"revert", trial_id, ending, "take the change back that is on trial", revert},
     {"diff", other, {}, "what the running configuration has that is not saved", diff, true},
     {"export", target, exporting, "write the running configuration", export_, true},
     {"import", source, importing, "make the running configuration what a file says", import},

@@ -82,6 +82,28 @@ TEST_F(TracedExplanations, NeitherWriteNorExecute)
     }
 }
 
+TEST_F(TracedExplanations, LeaveAPendingTrialAsItIs)
+{
+    change(std::string(changes[9]) + changes[1] + changes[3]);
+    const auto trial = [] {
+        return lsql("<lsql><select><trial><state/><id/></trial></select></lsql>");
+    };
+    const std::string pending = trial();
+    ASSERT_THAT(pending, HasSubstr("<state>pending</state><id>"));
+    const std::string id = pending.substr(pending.find("<id>") + 4, 16);
+    for (const char *word : {"confirm", "revert"}) {
+        SCOPED_TRACE(word);
+        CallsOfAProcess calls(daemon_pid());
+        const std::string said = lsql("<explain><update><trial><" + std::string(word) + ">" + id +
+                                      "</" + word + "></trial></update></explain>");
+        calls.end(ask);
+
+        EXPECT_THAT(said, HasSubstr("<rc>0</rc></explanation>"));
+        EXPECT_THAT(calls.acts, IsEmpty());
+    }
+    EXPECT_EQ(trial(), pending);
+}
+
 TEST_F(TracedExplanations, KnowWhatATrialDoesToASave)
 {
     const std::string said =

@@ -129,7 +129,7 @@ TEST_F(ExplainedChanges, AreNothingElse)
 TEST_F(ExplainedChanges, AreCompleted)
 {
     EXPECT_EQ(shell("vornctl complete 'vornctl explain '"),
-              "set\nadd\ndelete\nunset\nrename\nbatch\nimport\nrollback\n");
+              "set\nadd\ndelete\nunset\nrename\nbatch\nconfirm\nrevert\nimport\nrollback\n");
     EXPECT_EQ(shell("vornctl complete 'vornctl explain set Rad'"), "Radio\n");
     EXPECT_EQ(shell("vornctl complete 'vornctl explain set Radio r0 ch'"), "channel=\n");
 }

@@ -130,6 +130,29 @@ TEST_F(TrialsByVornctl, AreConfirmedOrRevertedWithoutAnIdByAPerson)
     EXPECT_EQ(vornctl("revert"), "[5]\nvornctl: nothing is on trial\n");
 }
 
+TEST_F(TrialsByVornctl, AreExplainedBeforeTheyEnd)
+{
+    EXPECT_EQ(vornctl("explain confirm"), "[5]\nvornctl: nothing is on trial\n");
+    vornctl("set Radio r0 channel=7 --trial 600");
+
+    EXPECT_EQ(vornctl("explain confirm"), "Nothing changes.\nWhat it does:\n"
+                                          "  nothing  trial: what is on trial is saved, and stays\n"
+                                          "Who is told, in this order:\n"
+                                          "  trial  update trial\n"
+                                          "  save   update trial\n"
+                                          "  board  update trial\n"
+                                          "[0]\n");
+    EXPECT_THAT(vornctl("revert --explain"),
+                AllOf(HasSubstr("  Radio \"r0\"\n-   channel = 7\n+   channel = 6\n"),
+                      HasSubstr("the trial ends; nothing has to be saved\n"),
+                      Not(HasSubstr("the configuration is"))));
+    EXPECT_THAT(vornctl("explain revert 0123456789abcdef"), HasSubstr("[0]\n")) << "for a root";
+    EXPECT_THAT(vornctl("explain confirm 0123456789abcdef"), HasSubstr("has another id"));
+
+    EXPECT_EQ(state(), "pending\n");
+    EXPECT_EQ(channel(), "7\n");
+}
+
 TEST_F(TrialsByVornctl, AreJoinedByTheirId)
 {
     const std::string id = shell("vornctl set Radio r0 channel=7 --trial 60 | tr -d '\\n'");
