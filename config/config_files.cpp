@@ -119,7 +119,9 @@ using namespace vorn;
 
 void vorn_config_release()
 {
-    if (end_hold()) drop_kept_files();
+    if (!end_hold()) return;
+    forget_no_save();
+    drop_kept_files();
 }
 
 int vorn_config_add_file(const char *path, vorn_config_file_fn take, void *data)

@@ -19,6 +19,7 @@ constinit SaveState last_save = {VORN_SAVE_NONE, 0, {}};
 namespace {
 
 constinit Listeners<vorn_config_saved_fn> listeners;
+constinit SaveState save_before_hold = {};
 
 void note(int result, const SaveReason &reason)
 {
@@ -44,7 +45,13 @@ void note_save(const SaveReason &reason)
 
 void note_no_save(const SaveReason &reason)
 {
+    if (last_save.result != VORN_SAVE_HELD) save_before_hold = last_save;
     note(VORN_SAVE_HELD, reason);
+}
+
+void forget_no_save()
+{
+    if (last_save.result == VORN_SAVE_HELD) last_save = save_before_hold;
 }
 
 void tell_of_save(const Text &document)

@@ -31,6 +31,8 @@ extern SaveState last_save;
 void note_save(const SaveReason &reason);
 /* Notes that there was none, because saving is held. */
 void note_no_save(const SaveReason &reason);
+/* What was held is gone: the last save is the one before that again. */
+void forget_no_save();
 /* Lets those hear of a save who want to. */
 void tell_of_save(const Text &document);
 

@@ -16,9 +16,15 @@ enum { most_listed = 8, longest_listed = 80 };
 static int booted;
 
 /* What was changed since the last save that succeeded, each once. */
-static char listed[most_listed][longest_listed];
-static int listed_count;
-static int has_more;
+static struct list {
+    char instances[most_listed][longest_listed];
+    int count;
+    int has_more;
+} listed;
+
+/* The list as it was when saving was held, while what came after that is not saved. */
+static struct list listed_before_hold;
+static int was_held;
 
 static void boot_is_over(void *eloop_data, void *user_data)
 {
@@ -34,14 +40,14 @@ static void list_instance(const vorn_instance *instance)
     const char *name = vorn_instance_get_name(instance);
     const int length = snprintf(text, sizeof text, name != NULL ? "%s \"%s\"" : "%s", class_name,
                                 name != NULL ? name : "");
-    for (int i = 0; i < listed_count; i++) {
-        if (strcmp(listed[i], text) == 0) return;
+    for (int i = 0; i < listed.count; i++) {
+        if (strcmp(listed.instances[i], text) == 0) return;
     }
-    if (listed_count == most_listed || length < 0 || length >= longest_listed) {
-        has_more = 1;
+    if (listed.count == most_listed || length < 0 || length >= longest_listed) {
+        listed.has_more = 1;
         return;
     }
-    memcpy(listed[listed_count++], text, sizeof text);
+    memcpy(listed.instances[listed.count++], text, sizeof text);
 }
 
 /* What is on trial is saved when it is confirmed, by that alone. */
@@ -51,17 +57,43 @@ static int is_of_trial(const vorn_instance *instance)
 }
 
 /* Returns how many there are that make a save worth while. */
-static int list_instances(vorn_instances_iterator *instances)
+static int for_each_instance(vorn_instances_iterator *instances,
+                             void (*call)(const vorn_instance *instance))
 {
     int count = 0;
-    while (vorn_instances_iterator_has_next(instances)) {
+    while (instances != NULL && vorn_instances_iterator_has_next(instances)) {
         const vorn_instance *instance = vorn_instances_iterator_next(instances);
         if (is_of_trial(instance)) continue;
-        list_instance(instance);
+        if (call != NULL) call(instance);
         count++;
     }
     vorn_instances_delete_iterator(instances);
     return count;
+}
+
+static int for_each_change(const vorn_changes *changes, void (*call)(const vorn_instance *instance))
+{
+    return for_each_instance(vorn_changes_new_class_instances_iterator(changes, NULL), call) +
+           for_each_instance(vorn_changes_new_deleted_class_instances_iterator(changes, NULL),
+                             call);
+}
+
+static void begin_hold(void)
+{
+    if (was_held) return;
+    was_held = 1;
+    listed_before_hold = listed;
+}
+
+/* The trial has ended with this very commit, and not by a save: the disk has what it had. */
+static int takes_back(const vorn_changes *changes)
+{
+    return was_held && !vorn_config_is_held() && vorn_changes_contains_class(changes, "trial");
+}
+
+static int is_anything_unsaved(void)
+{
+    return listed.count > 0 || listed.has_more;
 }
 
 static void save_configuration(vorn_commit_info *info)
@@ -69,10 +101,12 @@ static void save_configuration(vorn_commit_info *info)
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
 
     if (!booted) return;
-    const int changed = list_instances(vorn_changes_new_class_instances_iterator(changes, NULL));
-    const int deleted =
-        list_instances(vorn_changes_new_deleted_class_instances_iterator(changes, NULL));
-    if (changed + deleted == 0) return;
+    const int is_taken_back = takes_back(changes);
+    if (is_taken_back) listed = listed_before_hold;
+    if (vorn_config_is_held()) begin_hold();
+    if (!vorn_config_is_held()) was_held = 0;
+    if (is_taken_back ? !is_anything_unsaved() : for_each_change(changes, list_instance) == 0)
+        return;
     vorn_config_copy_running_to_startup();
     if (vorn_config_get_save_result() == VORN_SAVE_FAILED)
         vorn_commit_report_add_failure("save: %s", vorn_config_get_save_reason());
@@ -85,22 +119,16 @@ static void forget_list(const char *document, size_t size, void *data)
     (void)size;
     (void)data;
     if (vorn_config_get_save_result() != VORN_SAVE_DONE) return;
-    listed_count = 0;
-    has_more = 0;
-}
-
-static int has_next(vorn_instances_iterator *instances)
-{
-    const int has = instances != NULL && vorn_instances_iterator_has_next(instances);
-    vorn_instances_delete_iterator(instances);
-    return has;
+    listed.count = 0;
+    listed.has_more = 0;
+    was_held = 0;
 }
 
 static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
-    const vorn_changes *changes = vorn_commit_info_get_changes(info);
-    if (!booted || (!has_next(vorn_changes_new_class_instances_iterator(changes, NULL)) &&
-                    !has_next(vorn_changes_new_deleted_class_instances_iterator(changes, NULL)))) {
+    const vorn_actions *actions = vorn_commit_info_get_actions(info);
+    if (!booted || for_each_change(vorn_commit_info_get_changes(info), NULL) == 0 ||
+        vorn_actions_exists(actions, "save", "take-back", NULL, NULL)) {
         return;
     }
     vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING,
@@ -119,10 +147,11 @@ static const char *unsaved(void)
     static char text[most_listed * (longest_listed + 2) + 32];
     size_t used = 0;
     text[0] = '\0';
-    for (int i = 0; i < listed_count; i++)
-        used +=
-            (size_t)snprintf(text + used, sizeof text - used, "%s%s", i > 0 ? ", " : "", listed[i]);
-    if (has_more) snprintf(text + used, sizeof text - used, "%sand more", used > 0 ? ", " : "");
+    for (int i = 0; i < listed.count; i++)
+        used += (size_t)snprintf(text + used, sizeof text - used, "%s%s", i > 0 ? ", " : "",
+                                 listed.instances[i]);
+    if (listed.has_more)
+        snprintf(text + used, sizeof text - used, "%sand more", used > 0 ? ", " : "");
     return text;
 }
 

@@ -333,7 +333,9 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
         vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING,
                              "what is on trial is saved, and stays");
     } else if (strcmp(what, "revert") == 0) {
-        vorn_explanation_add(explanation, VORN_EXPLAIN_LIVE, "the trial ends");
+        vorn_actions_add(actions, "save", "take-back", NULL, NULL);
+        vorn_explanation_add(explanation, VORN_EXPLAIN_LIVE,
+                             "the trial ends; nothing has to be saved");
     } else if (seconds > 0) {
         vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING,
                              "nothing is saved until it is confirmed, and it is taken back by "
@@ -347,6 +349,7 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     static char text[16];
     (void)instance;
     (void)info;
+    if (is_tentative && !vorn_config_is_held()) settle(running_trial());
     if (strcmp(property, "id") == 0) return pending_id();
     if (strcmp(property, "state") == 0) return pending_is_there() ? "pending" : "none";
     if (strcmp(property, "holder") == 0) return pending_holder();

@@ -156,13 +156,34 @@ TEST_F(Trials, ThatAreConfirmedWriteTheFileOnce)
 TEST_F(Trials, AreRevertedByWhoKnowsTheId)
 {
     boot();
+    const std::string before = files();
     begin();
 
     EXPECT_THAT(word("revert", told("id")), HasSubstr("<rc>0</rc>"));
 
     EXPECT_EQ(channels(), "1 6 ");
     EXPECT_EQ(told("state"), "none");
-    EXPECT_EQ(read_file(startup), old_configuration);
+    EXPECT_EQ(files(), before) << "nothing was to be written";
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>none</result><reason/><unsaved/>"));
+    EXPECT_THAT(lsql(transaction(channel("b", "3"))), HasSubstr("<rc>0</rc>"));
+    EXPECT_THAT(read_file(startup), HasSubstr("<channel>3</channel>"));
+}
+
+TEST_F(Trials, LeaveWhatCouldNotBeSavedBeforeToBeSaved)
+{
+    boot();
+    ASSERT_EQ(mount("/etc/config", "/etc/config", nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, "/etc/config", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+    lsql(transaction(channel("b", "3")));
+    begin();
+    ASSERT_EQ(umount("/etc/config"), 0);
+    EXPECT_THAT(lsql(select_save), HasSubstr("<unsaved>Radio \"b\", Radio \"a\"</unsaved>"));
+
+    word("revert", told("id"));
+
+    EXPECT_EQ(channels(), "1 3 ");
+    EXPECT_THAT(read_file(startup), HasSubstr("<channel>3</channel>"));
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>saved</result><reason/><unsaved/>"));
 }
 
 TEST_F(Trials, PutBackWhatTheyDeletedWhereItWas)
@@ -192,6 +213,7 @@ TEST_F(Trials, AreRevertedByALocalRootWhoDoesNot)
 TEST_F(Trials, AreTakenBackByThemselves)
 {
     boot();
+    const std::string before = files();
     begin("5");
     const int told_before = count(console(), "board: changed");
     EXPECT_EQ(channels(), "7 6 ");
@@ -200,7 +222,7 @@ TEST_F(Trials, AreTakenBackByThemselves)
 
     EXPECT_EQ(channels(), "1 6 ");
     EXPECT_EQ(told("state"), "none");
-    EXPECT_EQ(read_file(startup), old_configuration);
+    EXPECT_EQ(files(), before);
     EXPECT_EQ(count(console(), "board: changed"), told_before + 1);
 }
 
