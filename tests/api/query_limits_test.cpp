@@ -200,6 +200,13 @@ protected:
     }
 };
 
+TEST_F(ComparisonLimits, CountWhatTheRequestItselfAddsToAGroup)
+{
+    EXPECT_TRUE(is_answered(
+        ask("<lsql><write-transaction><insert><Acl name=\"new\"/></insert><update>"
+            "<Acl name=\"new\"><mac>02</mac></Acl></update></write-transaction></lsql>")));
+}
+
 TEST_F(ComparisonLimits, CountEveryElementForEveryInstance)
 {
     const auto with_elements = [&](std::size_t count) {

@@ -60,6 +60,7 @@ TEST_F(ChangeSets, RecordNothingByThemselves)
     EXPECT_EQ(contains(radio0), 0);
     EXPECT_EQ(contains(radio0, "channel"), 0);
     EXPECT_EQ(vorn_changes_contains_class(changes, "radio"), 0);
+    EXPECT_EQ(vorn_changes_contains_class(changes, "nobody knows"), 0);
     EXPECT_EQ(changed("radio"), "");
     EXPECT_EQ(deleted("radio"), "");
     EXPECT_STREQ(vorn_instance_get_value(copy_of_before(radio0), "channel"), "6");

@@ -88,6 +88,20 @@ TEST_F(CommitReports, TellHowManyInstancesCameChangedAndWent)
     EXPECT_GT(vorn_commit_report_get_time(last()), 1'600'000'000);
 }
 
+TEST_F(CommitReports, TellThatAProviderWithoutACommitterSawAllThatChangedAndWent)
+{
+    add("all");
+    vorn_instance *radio0 = put(radio, "radio0", {{"channel", "1"}});
+    vorn_instance *radio1 = put(radio, "radio1", {{"channel", "2"}});
+    watch();
+    set(radio0, "channel", "11");
+    take(radio1);
+
+    commit();
+
+    EXPECT_EQ(provider(0), "all:2");
+}
+
 TEST_F(CommitReports, CountUpFromTheCommitOfTheBoot)
 {
     watch();
@@ -281,8 +295,11 @@ TEST_F(CommitReports, AreNotThereForNull)
     EXPECT_EQ(vorn_commit_report_get_provider(nullptr, 0), nullptr);
     EXPECT_EQ(vorn_commit_report_get_provider_instances(nullptr, 0), 0u);
     EXPECT_EQ(vorn_commit_report_get_provider_microseconds(nullptr, 0), 0u);
+    EXPECT_EQ(vorn_commit_report_get_uid(nullptr), 0u);
+    add("slow", take_a_while);
     watch();
     commit();
+    EXPECT_EQ(provider(0), "slow:0");
     EXPECT_EQ(vorn_commit_report_get_microseconds(last(), -1), 0u);
     EXPECT_EQ(vorn_commit_report_get_microseconds(last(), VORN_COMMIT_SAVE + 1), 0u);
 }

@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "config/config_fixture.h"
+#include "vorn/config.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +15,18 @@ class SavedConfigurations : public ConfigTest {};
 TEST_F(SavedConfigurations, AreEmptyForAnEmptyStore)
 {
     EXPECT_EQ(saved(), "");
+}
+
+TEST_F(SavedConfigurations, MayBeWrittenWithoutAFile)
+{
+    put("Radio", "r0", {{"channel", "6"}});
+    const std::string in_a_file = (save(), content(file));
+
+    const Allocated<char> document(vorn_config_write_document(store));
+
+    ASSERT_TRUE(document);
+    EXPECT_EQ(document.get(), in_a_file);
+    EXPECT_EQ(vorn_config_write_document(nullptr), nullptr);
 }
 
 TEST_F(SavedConfigurations, FollowTheOrderOfTheRegistryAndThatOfTheStore)

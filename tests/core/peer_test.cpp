@@ -121,6 +121,14 @@ TEST_F(Peers, AreNumbersWhenNobodyNamesThem)
     EXPECT_STREQ(vorn_peer_get_user(vorn_query_get_peer()), "3000000001");
 }
 
+TEST_F(Peers, HaveNamesAsLongAsTheKernelKeepsThem)
+{
+    call_this_program("fifteen-letters");
+    const PeerOfRequest asked_for_by(connection.one.get());
+
+    EXPECT_STREQ(vorn_peer_get_program(vorn_query_get_peer()), "fifteen-letters");
+}
+
 /* What a program calls itself ends up in the log, where it must not begin a line of its own. */
 TEST_F(Peers, HaveOnlyPrintableNames)
 {

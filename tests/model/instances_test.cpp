@@ -401,6 +401,10 @@ TEST_F(TypeFunctions, SurviveNullArguments)
     EXPECT_EQ(vorn_instances_singleton_remove(store->classes.get("Route"), nullptr), 1);
     EXPECT_EQ(vorn_instances_anonymous_add(store, nullptr, make("Route")), 1);
     EXPECT_EQ(vorn_instances_anonymous_add(store, store->classes.get("Route"), nullptr), 1);
+    EXPECT_EQ(vorn_instances_unique_named_add(store, nullptr, make("Radio", "x")), 1);
+    EXPECT_EQ(vorn_instances_unique_named_add(store, store->classes.get("Route"), nullptr), 1);
+    EXPECT_EQ(vorn_instances_group_named_add(store, nullptr, make("Acl", "x")), 1);
+    EXPECT_EQ(vorn_instances_group_named_add(store, store->classes.get("Route"), nullptr), 1);
     EXPECT_EQ(vorn_instances_anonymous_remove(nullptr, nullptr), 1);
     vorn_instances_group_named_remove_all(nullptr);
     vorn_instances_unique_named_delete_all(nullptr);

@@ -145,6 +145,7 @@ TEST_F(Properties, AreClonedInEveryField)
     property->subclass_identifier = 1;
     property->is_valid = accepts_digits;
     property->persistence = 0;
+    property->owner = 3;
 
     const Owned<vorn_property> clone(vorn_property_clone(property.get()));
 
@@ -156,6 +157,7 @@ TEST_F(Properties, AreClonedInEveryField)
     EXPECT_EQ(clone->subclass_identifier, 1);
     EXPECT_EQ(clone->is_valid, accepts_digits);
     EXPECT_EQ(clone->persistence, 0);
+    EXPECT_EQ(clone->owner, 3);
     EXPECT_EQ(vorn_property_get_reference(clone.get()), nullptr);
 }
 

@@ -233,6 +233,7 @@ TEST_F(StoredValues, CountWhatOnlyTheyHold)
     EXPECT_EQ(original.bytes_beside(&copy), block) << "the texts are shared";
     EXPECT_EQ(original.bytes_beside(nullptr), block + 12 + sizeof "a" + sizeof "b");
     EXPECT_EQ(copy.own_bytes(), block + sizeof(void *) + sizeof(std::uint32_t) + sizeof "new");
+    EXPECT_EQ(copy.bytes_beside(&original), copy.own_bytes());
 }
 
 TEST_F(StoredValues, AreAsTheyWereWhenMemoryIsGone)

@@ -174,6 +174,16 @@ TEST_F(EndedServices, DoNotKnowWhatAnotherWasTold)
     EXPECT_EQ(status_told_of("web"), -1);
 }
 
+TEST_F(EndedServices, DoNotTellTheStatusOfTheirLastRun)
+{
+    start_sleeper("web");
+    ASSERT_EQ(vorn_service_stop("web", SIGKILL, 5000000), 1);
+    start_and_end("web");
+    waitpid(record("web")->pid, nullptr, 0);
+
+    EXPECT_EQ(status_told_of("web"), -1);
+}
+
 TEST_F(Services, AreListedWithStateAndProcess)
 {
     const std::pair<ServiceState, pid_t> states[] = {

@@ -276,6 +276,39 @@ TEST_F(LeftOutPlugins, AreNoneWhenTheyGoOnAtTheLastMoment)
     std::filesystem::remove("/dev/watchdog");
 }
 
+/* Whoever ends the daemon meanwhile has no complaint about the plugin. */
+TEST_F(LeftOutPlugins, AreNotTakenForOnesWhenTheDaemonIsToldToEndMeanwhile)
+{
+    for (const int signal_number : {SIGTERM, SIGINT, SIGTERM}) {
+        make_deadly("init hang");
+        start({"-f"});
+        ASSERT_TRUE(console_shows("Hanging"));
+        kill(daemon_pid(), signal_number);
+        ASSERT_EQ(exit_status(), -signal_number);
+    }
+    make_deadly("nothing");
+
+    expect_taking_part();
+}
+
+/* Each write wears the disk. */
+TEST_F(LeftOutPlugins, AreWrittenDownOnceAndNotAgain)
+{
+    make_deadly("commit crash");
+    die_at_start(3);
+    const auto number_of_file = [] {
+        struct stat status = {};
+        EXPECT_EQ(stat(record, &status), 0);
+        return status.st_ino;
+    };
+    const ino_t before = number_of_file();
+
+    boot();
+    shut_down();
+
+    EXPECT_EQ(number_of_file(), before);
+}
+
 TEST_F(LeftOutPlugins, AreKnownWhereThePageFindsNoPlace)
 {
     std::filesystem::create_directories(std::string(page) + "/x");

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <string>
 
+#include <sys/stat.h>
+
 #include "configured_device.h"
 
 namespace {
@@ -72,6 +74,43 @@ TEST_F(MissingPlugins, AreRememberedByTheirFilesOfTheLastSave)
     EXPECT_THAT(list, HasSubstr("copies.vorn\n"));
     EXPECT_THAT(list, HasSubstr("save.vorn\n"));
     EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
+}
+
+TEST_F(MissingPlugins, AreWrittenDownAgainOnlyWhenThereAreOthers)
+{
+    const auto number_of_list = [] {
+        struct stat status = {};
+        EXPECT_EQ(stat(list_of_plugins, &status), 0);
+        return status.st_ino;
+    };
+    const ino_t before = number_of_list();
+    boot();
+    shut_down();
+    EXPECT_EQ(number_of_list(), before);
+
+    std::filesystem::remove("/usr/lib/vorn/plugins/save.vorn");
+    boot();
+
+    EXPECT_THAT(read_file(list_of_plugins), Not(HasSubstr("save.vorn")));
+}
+
+TEST_F(MissingPlugins, AreToldOfWhenASinglePieceIsTheirs)
+{
+    write_file(startup, "<config><Radio name=\"mine\"/></config>");
+
+    boot_without_board();
+
+    EXPECT_TRUE(console_shows("vorn: The plugin \"board.vorn\" is missing: what is its own is not "
+                              "loaded, but kept.\n"));
+}
+
+TEST_F(MissingPlugins, AreNoOtherFilesOfTheFolder)
+{
+    write_file("/usr/lib/vorn/plugins/a-file-with-notes.txt", "notes");
+
+    boot();
+
+    EXPECT_THAT(console(), Not(HasSubstr("notes")));
 }
 
 TEST_F(MissingPlugins, LoseNothingToASave)

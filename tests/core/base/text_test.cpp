@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "core/base/text.h"
+#include "core/base/text_buffer.h"
 #include "support/allocation.h"
 
 #include <gtest/gtest.h>
@@ -62,6 +63,15 @@ TEST(Lines, AreNeverCutInsideACharacter)
     EXPECT_STREQ(Line<8>("12345%s", "\xC3\xA9z").get(), "12345\xC3\xA9");
     EXPECT_STREQ(Line<8>("1234%s", "\xE2\x82\xACz").get(), "1234\xE2\x82\xAC");
     EXPECT_STREQ(Line<8>("123%s", "\xF0\x9F\x98\x80z").get(), "123\xF0\x9F\x98\x80");
+}
+
+TEST(TextBuffers, MayBeTakenAgainWithNothingInThem)
+{
+    vorn::TextBuffer buffer;
+    buffer.append("text");
+    EXPECT_STREQ(buffer.take().get(), "text");
+
+    EXPECT_STREQ(buffer.take().get(), "");
 }
 
 } // namespace
