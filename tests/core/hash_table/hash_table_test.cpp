@@ -70,7 +70,9 @@ TEST_F(HashTables, TellKeysOfTheSameHashApart)
 
     EXPECT_EQ(insert("ab", 1), 0);
     EXPECT_EQ(insert("cd", 2), 0);
+    EXPECT_EQ(insert("a", 3), 0);
 
+    EXPECT_EQ(get("c"), nullptr);
     EXPECT_EQ(get("ab"), data(1));
     EXPECT_EQ(get("cd"), data(2));
     EXPECT_EQ(get("ef"), nullptr);
