@@ -36,7 +36,7 @@ vorn_instance *pending_of(const vorn_instances_iterator &iterator);
 /*
  * An iterator for who only reads: in a working copy it yields originals that nobody fetched yet,
  * which must neither be changed nor handed out. What is to be, fetch_last answers for the instance
- * that was returned last; null when memory is gone.
+ * that was returned last, as long as nothing else was done; null when memory is gone.
  */
 vorn_instances_iterator *new_reading_iterator(const vorn_instances *instances,
                                               const char *class_name, const char *group_name);

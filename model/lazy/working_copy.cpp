@@ -126,7 +126,6 @@ void move_walks(const vorn_instances &store, vorn_class_instances &entry,
                 vorn_class_instances &collected)
 {
     for (vorn_instances_iterator *walk = store.tie.walks; walk; walk = walk->next_walk) {
-        if (walk->entry_of_last == &entry) walk->entry_of_last = nullptr;
         if (walk->entry != &entry || !walk->pending) continue;
         walk->pending = {place_of(collected, *instance_at(entry, walk->pending)), false};
     }
