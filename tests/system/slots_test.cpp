@@ -183,6 +183,20 @@ TEST_F(Slots, TakeTheNewestOfAnOlderOneWhenTheyAreToldTo)
     EXPECT_EQ(vornctl("show Wlan w0 channel -q"), "3\n[0]\n");
 }
 
+TEST_F(Slots, AreHandedTheFilesThatBelongToWhatTheyStartWith)
+{
+    boot_slot(1);
+    write_file("/etc/config/wlan-keys", "of the first");
+    vornctl("add Wlan w0 chan=6");
+    boot_slot(2);
+    write_file("/etc/config/wlan-keys", "of the second");
+    vornctl("set Wlan w0 channel=11");
+
+    boot_slot(1);
+    EXPECT_TRUE(console_shows("versions: handed of the first\n"));
+    EXPECT_THAT(console(), Not(HasSubstr("of the second")));
+}
+
 /* A device that has never saved: what it was delivered with. */
 TEST_F(Slots, StartWithWhatNoSaveHasKept)
 {

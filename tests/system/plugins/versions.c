@@ -2,6 +2,7 @@
 /*
  * A plugin of which every firmware has another version: "wlan-2.vorn" declares version 2. The first
  * one has the class Wlan with the property chan; the second calls it channel, the third has a mode.
+ * All of them share a file, and say what they are handed of it.
  */
 #include "vorn/migration.h"
 #include "vorn/vorn.h"
@@ -18,6 +19,12 @@ static const struct vorn_migration steps[] = {
 static int is_anything(const char *value)
 {
     return value != NULL;
+}
+
+static void take(const char *bytes, size_t size, void *data)
+{
+    (void)data;
+    vorn_debug_printf("versions: handed %.*s\n", (int)size, bytes);
 }
 
 static void add(vorn_class *klass, const char *name)
@@ -39,6 +46,7 @@ void vorn_plugin_init(void)
     add(klass, version == 1 ? "chan" : "channel");
     if (version >= 3) add(klass, "mode");
     vorn_classes_add(klass);
+    vorn_config_add_file("/etc/config/wlan-keys", take, NULL);
     if (vorn_plugin_set_schema(plugin, "wlan", version, steps, version - 1) != 0)
         vorn_debug_eprintf("versions: no schema\n");
 }
