@@ -29,4 +29,12 @@ TEST(Plugins, AreOnesWithMemoryAlone)
         least);
 }
 
+TEST(Plugins, TellNothingOfThoseThatAreNotThere)
+{
+    constexpr unsigned int beyond_all = 1000;
+    EXPECT_EQ(vorn_plugins_get_name(beyond_all), nullptr);
+    EXPECT_EQ(vorn_plugins_get_signal(beyond_all), 0);
+    EXPECT_STREQ(vorn_plugins_get_callback(beyond_all), "");
+}
+
 } // namespace

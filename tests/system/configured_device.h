@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include <sys/stat.h>
+
 namespace vorn::tests {
 
 inline constexpr char startup[] = "/etc/config/config.xml";
@@ -35,6 +37,14 @@ protected:
         Device::SetUp();
         install_plugin("board.vorn");
         write_file(rescue, rescue_text);
+    }
+
+    /* Another one once the file was written again. */
+    static ino_t number_of(const char *file)
+    {
+        struct stat status = {};
+        EXPECT_EQ(stat(file, &status), 0) << file;
+        return status.st_ino;
     }
 
     /* A default file as the factory makes it, with the header lines given. */

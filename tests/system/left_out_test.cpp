@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -78,6 +79,7 @@ protected:
                          "</insert></lsql>"),
                     HasSubstr("<rc>0</rc>"));
         EXPECT_THAT(read_file(startup), HasSubstr("<Radio name=\"new\"/>"));
+        EXPECT_THAT(read_file("/etc/vorn-plugins"), HasSubstr("deadly.vorn\n"));
         EXPECT_THAT(read_file(startup), HasSubstr("  <Deadly name=\"mine\">\n    <value>"));
         EXPECT_THAT(read_file(startup), HasSubstr("</value>\n  </Deadly>\n</config>"));
     }
@@ -296,17 +298,12 @@ TEST_F(LeftOutPlugins, AreWrittenDownOnceAndNotAgain)
 {
     make_deadly("commit crash");
     die_at_start(3);
-    const auto number_of_file = [] {
-        struct stat status = {};
-        EXPECT_EQ(stat(record, &status), 0);
-        return status.st_ino;
-    };
-    const ino_t before = number_of_file();
+    const ino_t before = number_of(record);
 
     boot();
     shut_down();
 
-    EXPECT_EQ(number_of_file(), before);
+    EXPECT_EQ(number_of(record), before);
 }
 
 TEST_F(LeftOutPlugins, AreKnownWhereThePageFindsNoPlace)
@@ -329,6 +326,34 @@ TEST_F(LeftOutPlugins, AreRememberedElsewhereWhereEtcCannotBeWritten)
 
     expect_left_out();
     EXPECT_TRUE(exists("/etc/config/vorn-suspects"));
+}
+
+TEST_F(LeftOutPlugins, AreRememberedInOnePlaceOnceEtcCanBeWrittenAgain)
+{
+    std::filesystem::create_directories(std::string(record) + ".new/x");
+    make_deadly("init crash");
+    die_at_start(1);
+    ASSERT_TRUE(exists("/etc/config/vorn-suspects"));
+    std::filesystem::remove_all(std::string(record) + ".new");
+
+    die_at_start(1);
+
+    EXPECT_TRUE(exists(record));
+    EXPECT_FALSE(exists("/etc/config/vorn-suspects"));
+}
+
+/* As a clock that starts in 1970 stamps them, where the zone is west of Greenwich. */
+TEST_F(LeftOutPlugins, AreKnownByFilesFromBeforeTheClockBegan)
+{
+    const struct timespec times[] = {{-18000, 0}, {-18000, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, deadly_plugin, times, 0), 0);
+    make_deadly("init crash");
+    for (int i = 0; i < 3; i++) {
+        die_at_start(1);
+        reset();
+    }
+
+    expect_left_out();
 }
 
 /* Attack. */

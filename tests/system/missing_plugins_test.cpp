@@ -6,8 +6,6 @@
 #include <filesystem>
 #include <string>
 
-#include <sys/stat.h>
-
 #include "configured_device.h"
 
 namespace {
@@ -78,15 +76,10 @@ TEST_F(MissingPlugins, AreRememberedByTheirFilesOfTheLastSave)
 
 TEST_F(MissingPlugins, AreWrittenDownAgainOnlyWhenThereAreOthers)
 {
-    const auto number_of_list = [] {
-        struct stat status = {};
-        EXPECT_EQ(stat(list_of_plugins, &status), 0);
-        return status.st_ino;
-    };
-    const ino_t before = number_of_list();
+    const ino_t before = number_of(list_of_plugins);
     boot();
     shut_down();
-    EXPECT_EQ(number_of_list(), before);
+    EXPECT_EQ(number_of(list_of_plugins), before);
 
     std::filesystem::remove("/usr/lib/vorn/plugins/save.vorn");
     boot();

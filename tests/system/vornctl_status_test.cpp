@@ -82,7 +82,9 @@ TEST_F(VornctlStatus, IsGoodAgainAfterAnotherChance)
 {
     boot_without_a_deadly_plugin();
 
+    ASSERT_TRUE(exists("/etc/vorn-suspects"));
     EXPECT_EQ(vornctl("plugin retry deadly"), "[0]\n");
+    EXPECT_FALSE(exists("/etc/vorn-suspects")) << "which outlives a reset";
     shut_down();
     boot();
 
