@@ -383,6 +383,14 @@ const char *KeptPieces::describe(unsigned int rank)
     return description_.get();
 }
 
+KeptOfGoal::KeptOfGoal() : is_of_an_outer_one_(kept_of_goal != nullptr)
+{}
+
+KeptOfGoal::~KeptOfGoal()
+{
+    if (!is_of_an_outer_one_) set({});
+}
+
 void KeptOfGoal::set(Owned<KeptPieces> pieces)
 {
     delete std::exchange(kept_of_goal, pieces.release());

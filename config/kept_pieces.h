@@ -111,13 +111,16 @@ extern constinit KeptPieces *kept_pieces;
  */
 class KeptOfGoal {
 public:
-    KeptOfGoal() = default;
+    KeptOfGoal();
     KeptOfGoal(const KeptOfGoal &) = delete;
-    ~KeptOfGoal() { set({}); }
+    ~KeptOfGoal();
 
     static void set(Owned<KeptPieces> pieces);
     /* Makes it what is kept of the running configuration, which has the changes now. */
     static void take_or_follow(const vorn_changes &changes);
+
+private:
+    bool is_of_an_outer_one_; /* a request within the transaction's check leaves it alone */
 };
 
 } // namespace vorn

@@ -196,4 +196,20 @@ TEST_F(AmendedTransactions, ChangeNothingWithoutTheMemoryToAmendThem)
         least);
 }
 
+TEST_F(AmendedTransactions, BringWhatNobodyKnowsThroughARequestOfACheck)
+{
+    on_amend = [](QueryTest &, vorn_amend_info *info) {
+        constexpr char goal[] = "<config><Toaster name=\"t\"/></config>";
+        vorn_amend_info_become(info, goal, sizeof goal - 1);
+    };
+    on_check = [](QueryTest &, vorn_check_info *) {
+        std::free(vorn_query_eval_passive("<lsql><select><Radio/></select></lsql>"));
+    };
+
+    ask(change_channel_in_transaction);
+
+    EXPECT_STREQ(vorn_config_get_kept(0), "Toaster \"t\"");
+    vorn_config_forget_kept();
+}
+
 } // namespace
