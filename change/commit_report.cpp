@@ -45,6 +45,7 @@ struct Ring {
         records[newest] = record;
         if (count < most_reports) count++;
     }
+    vorn_commit_report *last() { return count > 0 ? &records[newest] : nullptr; }
     const vorn_commit_report *get(unsigned int ago) const
     {
         return ago < count ? &records[(newest + most_reports - ago) % most_reports] : nullptr;
@@ -310,6 +311,7 @@ int vorn_commit_report_set_result(const char *word)
 int vorn_commit_report_add_failure(const char *pattern, ...)
 {
     vorn_commit_report *report = report_under_way();
+    if (!report) report = reports.last();
     if (absent(pattern, "format") || !report) return failed;
     char sentence[sizeof report->failures];
     std::va_list arguments;
@@ -318,6 +320,7 @@ int vorn_commit_report_add_failure(const char *pattern, ...)
     va_end(arguments);
     char before[sizeof report->failures];
     std::strcpy(before, report->failures);
+    if (std::strstr(before, sentence)) return ok;
     ShortText failures(report->failures);
     failures.add(before);
     if (!failures.is_empty()) failures.add(", ");

@@ -77,7 +77,9 @@ VORN_API int vorn_commit_report_set_result(const char *word);
 
 /**
  * Says for the report what the commit that is going on could not do: "save: No space left on
- * device". Returns 0, or 1 outside of a commit and for null ("Null format.\n" at level 1).
+ * device". Outside of a commit it is said of the last one, for what fails later, such as a program
+ * that it has run; whoever listens to reports has heard of that one before. What is said twice is
+ * there once. Returns 0, or 1 before the first commit and for null ("Null format.\n" at level 1).
  */
 VORN_API int vorn_commit_report_add_failure(const char *format, ...) VORN_PRINTF(1, 2);
 

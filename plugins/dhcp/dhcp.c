@@ -94,6 +94,7 @@ static void serve(const vorn_instances *configuration, int is_changed)
     has_failed = hosts < 0 || config < 0;
     if (has_failed) {
         vorn_debug_eprintf("dhcp: can't write dnsmasq's files.\n");
+        vorn_commit_report_add_failure("dhcp: can't write dnsmasq's files");
     } else {
         const enum step step = next_step(is_changed, hosts, config, dhcp_count_pools());
         if (step == try_again) supervise_try_again(dnsmasq);

@@ -195,6 +195,9 @@ static void note(const struct command *command, const char *failure)
         vorn_debug_eprintf("network: \"ip %s\" failed: %s\n", command->words, failure);
     }
     if (job.is_old) return;
+    if (failure != NULL) {
+        vorn_commit_report_add_failure("network: \"ip %s\": %s", command->words, failure);
+    }
     struct command *noted = find(ran, command->words);
     if (noted == NULL) noted = append(&ran, command->words);
     if (noted == NULL) {

@@ -95,7 +95,9 @@ void resolver_commit(const vorn_instances *configuration)
     has_failed = 0;
     if (!is_ours(resolver) || write_file(resolver) == 0) return;
     has_failed = 1;
-    vorn_debug_eprintf("network: can't write " RESOLVER_FILE ": %s.\n", strerror(errno));
+    const char *reason = strerror(errno);
+    vorn_debug_eprintf("network: can't write " RESOLVER_FILE ": %s.\n", reason);
+    vorn_commit_report_add_failure("network: can't write " RESOLVER_FILE ": %s", reason);
 }
 
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)

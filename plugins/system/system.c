@@ -46,6 +46,7 @@ static void apply(struct setting *setting, const vorn_instance *now, vorn_explan
     setting->has_failed = value != NULL && setting->apply(value) != 0;
     if (setting->has_failed) {
         vorn_debug_eprintf("system: can't set the %s to \"%s\".\n", setting->description, value);
+        vorn_commit_report_add_failure("system: can't set the %s", setting->description);
     }
 }
 

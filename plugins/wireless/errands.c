@@ -34,6 +34,7 @@ static void has_ended(int has_failed, void *data)
     if (!has_failed) return;
     vorn_debug_eprintf("wireless: what was run for %s failed: %s.\n", errand->link,
                        errand->run.words);
+    vorn_commit_report_add_failure("wireless: %s: %s", errand->link, errand->run.words);
 }
 
 static struct errand *make(const char *link)

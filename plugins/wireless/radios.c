@@ -59,6 +59,7 @@ static struct radio *make(const char *name)
 static void fail(const struct radio *radio, const char *reason)
 {
     vorn_debug_eprintf("wireless: radio %s: %s.\n", radio->name, reason);
+    vorn_commit_report_add_failure("wireless: radio %s: %s", radio->name, reason);
     outcomes_fail(&radio_outcomes, radio->name, reason);
 }
 

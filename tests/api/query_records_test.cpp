@@ -171,7 +171,20 @@ TEST_F(Records, SayWhatFailed)
     EXPECT_THAT(failures, HasSubstr("save: disk full, history: xxx"));
     EXPECT_THAT(failures, EndsWith("x..."));
     EXPECT_EQ(vorn_commit_report_get_current(), nullptr);
-    EXPECT_EQ(vorn_commit_report_add_failure("none"), 1);
+}
+
+TEST_F(Records, SayOfTheLastCommitWhatFailsLater)
+{
+    ask(change_channel);
+
+    EXPECT_EQ(vorn_commit_report_add_failure("network: %s", "gone"), 0);
+    EXPECT_EQ(vorn_commit_report_add_failure("network: gone"), 0);
+    EXPECT_EQ(vorn_commit_report_add_failure("wireless: down"), 0);
+
+    EXPECT_STREQ(vorn_commit_report_get_failures(vorn_commit_report_get(0)),
+                 "network: gone, wireless: down");
+    ask(change_channel);
+    EXPECT_STREQ(vorn_commit_report_get_failures(vorn_commit_report_get(0)), "");
 }
 
 TEST_F(Records, AreToldToWhoListens)

@@ -189,10 +189,14 @@ TEST_F(Networks, SayWhatIpSaidAndTryAgainWithTheNextCommit)
                "</interface><interface name=\"x.2\"><kind>vlan</kind><parent>eth0</parent>"
                "<id>2</id></interface></config>");
     shell("touch /tmp/no-vlans");
+    install_plugin("commits.vorn");
     boot();
     EXPECT_EQ(state_of("interface", "x.2"), "failed: \"ip link add link eth0 name x.2 type vlan id "
                                             "2\": no VLANs today, sorry");
     EXPECT_EQ(state_of("interface", "br0"), "waiting for x.2");
+    EXPECT_THAT(
+        lsql("<lsql><select><commit><failures/></commit></select></lsql>"),
+        HasSubstr("<failures>network: \"ip link add link eth0 name x.2 type vlan id 2\": "));
     EXPECT_TRUE(console_shows("vorn: network: \"ip link add link eth0 name x.2 type vlan id 2\" "
                               "failed: no VLANs today, sorry\n"));
 
@@ -326,6 +330,7 @@ TEST_F(Networks, LeaveTheResolverAloneWithoutServers)
 
 TEST_F(Networks, SayThatTheResolverCannotBeWritten)
 {
+    install_plugin("commits.vorn");
     boot();
     shell("mkdir /etc/resolv.conf.new");
 
@@ -334,6 +339,9 @@ TEST_F(Networks, SayThatTheResolverCannotBeWritten)
     EXPECT_TRUE(console_shows("vorn: network: can't write /etc/resolv.conf: File exists.\n"));
     EXPECT_THAT(lsql("<lsql><select><resolver><state/></resolver></select></lsql>"),
                 HasSubstr("<state>failed: can't write /etc/resolv.conf</state>"));
+    EXPECT_THAT(
+        lsql("<lsql><select><commit><failures/></commit></select></lsql>"),
+        HasSubstr("<failures>network: can't write /etc/resolv.conf: File exists</failures>"));
     shell("rmdir /etc/resolv.conf.new");
     change("<update><interface name=\"eth0\"><mtu>1400</mtu></interface></update>");
     EXPECT_EQ(read_file("/etc/resolv.conf"), "search example.net\nnameserver 10.0.0.1\n");
