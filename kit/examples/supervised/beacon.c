@@ -88,9 +88,16 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     return has_failed ? "failed: can't write its file" : supervise_state(beacond);
 }
 
+/* What the first version saved, and what has become of it. */
+static const struct vorn_migration steps[] = {
+    VORN_RENAME_PROPERTY(1, "beacon", "message", "text"),
+};
+
 void vorn_plugin_init(void)
 {
-    if (vorn_plugin_new("1.0") == NULL) return;
+    vorn_plugin *plugin = vorn_plugin_new("1.0");
+    if (plugin == NULL) return;
+    vorn_plugin_set_schema(plugin, "beacon", 1, steps, sizeof steps / sizeof *steps);
     beacond = supervise_new("beacond");
     if (beacond == NULL) return;
 

@@ -57,6 +57,18 @@ TEST_F(Beacons, SayWhatAChangeWouldDo)
     EXPECT_EQ(commands_run().size(), 1u);
 }
 
+TEST_F(Beacons, ReadWhatTheFirstVersionSaved)
+{
+    stand_in("beacond", "cat \"$2\" >>/tmp/sent; exec sleep 1000");
+    write_file(vorn::test::startup_file,
+               "<config><beacon><message>hello</message></beacon></config>");
+    boot();
+
+    EXPECT_TRUE(state_becomes("running"));
+    EXPECT_TRUE(comes_true([] { return read_file("/tmp/sent") == "text=hello\n"; }));
+    EXPECT_TRUE(console_shows("Schema \"beacon\": migrated from version 0 to 1."));
+}
+
 TEST_F(Beacons, TellWhyTheyDoNotRun)
 {
     stand_in("beacond", "echo no antenna >&2; exit 1");
