@@ -1,10 +1,19 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Any file as the one a board boots from. What is read is consistent, and known to the provider;
- * what is saved of it is read back as it was saved.
+ * Any file as the one a board boots from, of whatever version of the board's schema. What is read
+ * is consistent, and known to the provider; what is saved of it is read back as it was saved. The
+ * file can be brought to each version, and from there to each other.
  */
 #include "config/config_state.h"
 #include "config/config_write.h"
+#include "vorn/config.h"
+#include "vorn/migration.h"
+#include "vorn/schema.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <string>
 
 #include "fuzz/board.h"
 #include "fuzz/consistency.h"
@@ -14,6 +23,60 @@
 namespace {
 
 using namespace vorn::fuzz;
+
+char *split_at_dash(const char *text, unsigned int part)
+{
+    const char *dash = std::strchr(text, '-');
+    if (!dash) return nullptr;
+    return part == 0 ? strndup(text, static_cast<std::size_t>(dash - text)) : strdup(dash + 1);
+}
+
+char *join_with_dash(const char *const *texts, unsigned int)
+{
+    if (!texts[0] || !texts[1]) return nullptr;
+    return strdup((std::string(texts[0]) + "-" + texts[1]).c_str());
+}
+
+constexpr const char *parts[] = {"channel", "mode", nullptr};
+
+/* Every kind of step. */
+void declare_versions()
+{
+    static const vorn_migration steps[] = {
+        VORN_RENAME_CLASS(1, "Wlan", "Radio"),
+        VORN_RENAME_PROPERTY(1, "Radio", "chan", "channel"),
+        VORN_MOVE_PROPERTY(1, "Radio", "label", "Board", nullptr),
+        VORN_MOVE_PROPERTY(1, "Radio", "serial", "Key", nullptr),
+        VORN_SPLIT_PROPERTY(2, "Radio", "both", split_at_dash, join_with_dash, parts),
+        VORN_MAP_VALUE(2, "Radio", "mode", "g", "b"),
+        VORN_MAP_VALUE(2, "Radio", "mode", "b", "g"),
+        VORN_JOIN_PROPERTIES(2, "Acl", parts, join_with_dash, nullptr, "mac"),
+        VORN_DEFAULT_VALUE(3, "Route", "to", "lan"),
+        VORN_DROP_PROPERTY(3, "Radio", "uptime"),
+        VORN_DROP_CLASS(3, "Old"),
+    };
+    static char name[] = "board.vorn";
+    static vorn_plugin plugin = {name};
+    if (vorn_schema_get_version("board") != 0) return;
+    require(vorn_plugin_set_schema(&plugin, "board", 3, steps, std::size(steps)) == 0,
+            "the table makes sense");
+}
+
+void migrate(const char *document)
+{
+    for (const char *first : {"board=0", "board=2", "board=3"}) {
+        char *migrated = vorn_config_migrate(document, first, nullptr);
+        if (!migrated) continue;
+        for (const char *second : {"board=0", "board=1", "board=3"}) {
+            char *losses = nullptr;
+            char *again = vorn_config_migrate(migrated, second, &losses);
+            require(again && losses, "what was migrated is a document of its version");
+            std::free(again);
+            std::free(losses);
+        }
+        std::free(migrated);
+    }
+}
 
 bool boot(const std::string &path)
 {
@@ -43,7 +106,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const std::string path = folder / "config.xml";
 
     set_up_board();
+    declare_versions();
     const Board board;
+    migrate(std::string(as_text(data, size)).c_str());
     write_file(path, as_text(data, size));
     if (!boot(path) || !has_honest_subclasses(vorn::running_config)) return 0;
 
