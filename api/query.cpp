@@ -9,6 +9,7 @@
 #include "vorn/query.h"
 
 #include "api/explain.h"
+#include "api/explain_downgrade.h"
 #include "api/query_effort.h"
 #include "api/query_limits.h"
 #include "api/query_operations.h"
@@ -284,6 +285,8 @@ Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch)
     if (external_updates_disabled && vorn_query_origin) {
         return refusal("External updates are prohibited.");
     }
+    const char *downgrade = is_rehearsal ? vorn_util_xmlGetProp(root, "downgrade") : nullptr;
+    if (downgrade) return explain_downgrade(downgrade);
     xmlNode *first = root->children;
     if (!first) return refusal("Incomplete lsql request.");
     const bool is_transaction = is_named(first, transaction_name);

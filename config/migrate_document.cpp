@@ -3,10 +3,13 @@
  * What becomes of a document in other versions, for whoever wants to see it: nothing that runs is
  * touched, and nothing is saved.
  */
+#include "config/migrate_document.h"
+
 #include "config/file_limits.h"
 #include "config/migration.h"
 #include "config/schema_declaration.h"
 #include "core/guard.h"
+#include "services/xml/xml.h"
 #include "services/xml/xml_writer.h"
 #include "vorn/config.h"
 #include "vorn/debug.h"
@@ -170,6 +173,36 @@ Text write_records(ConfigDocument &document, const WantedVersions &wanted, Losse
 
 } // namespace
 
+Outcome migrate_document(const char *document, const char *versions, Text &migrated, Text &losses)
+{
+    const WantedVersions wanted(versions);
+    if (!wanted.are_possible()) return Outcome::refused;
+    ConfigDocument records = parse_config_text(document, std::strlen(document));
+    if (!records && libxml2_was_short_of_memory()) return Outcome::out_of_memory;
+    if (!records) return Outcome::refused;
+
+    MigrationPlan plan;
+    Losses lost;
+    if (!plan_all(plan, records, wanted)) return Outcome::out_of_memory;
+    tell_of_later_versions(records, wanted, lost);
+    if (!carry_out(plan, records, &lost)) return Outcome::out_of_memory;
+    migrated = write_records(records, wanted, lost);
+    losses = lost.take();
+    return migrated && losses ? Outcome::done : Outcome::out_of_memory;
+}
+
+Text versions_before()
+{
+    TextBuffer versions;
+    versions.append("");
+    for (const PluginSchema *each = first_schema; each; each = each->next) {
+        if (versions.size() > 0) versions.append(" ");
+        versions.append(each->name.get());
+        versions.append(Line<16>("=%u", each->version - 1).get());
+    }
+    return versions.take();
+}
+
 } // namespace vorn
 
 using namespace vorn;
@@ -178,19 +211,9 @@ char *vorn_config_migrate(const char *document, const char *versions, char **los
 {
     if (losses) *losses = nullptr;
     if (absent(document, "document")) return nullptr;
-    const WantedVersions wanted(versions);
-    if (!wanted.are_possible()) return nullptr;
-    ConfigDocument records = parse_config_text(document, std::strlen(document));
-    if (!records) return nullptr;
-
-    MigrationPlan plan;
-    Losses lost;
-    if (!plan_all(plan, records, wanted)) return nullptr;
-    tell_of_later_versions(records, wanted, lost);
-    if (!carry_out(plan, records, &lost)) return nullptr;
-    Text migrated = write_records(records, wanted, lost);
-    Text lines = lost.take();
-    if (!migrated || !lines) return nullptr;
-    if (losses) *losses = lines.release();
+    Text migrated;
+    Text lost;
+    if (migrate_document(document, versions, migrated, lost) != Outcome::done) return nullptr;
+    if (losses) *losses = lost.release();
     return migrated.release();
 }

@@ -133,7 +133,7 @@ public:
                 asks_for_version |= *name == "--version";
                 if (asks_for_help || asks_for_version) continue;
                 if (!take_own(*name) && !take_common(*name)) take_unknown(*name);
-            } else if (!invocation_.verb || invocation_.verb->precedes) {
+            } else if (expects_verb()) {
                 take_verb();
             } else {
                 invocation_.words.push_back(words_[at_++]);
@@ -163,6 +163,13 @@ public:
     }
 
 private:
+    /* An option of the one that precedes another takes the other's place. */
+    bool expects_verb() const
+    {
+        const Verb *verb = invocation_.verb;
+        return !verb || (verb->precedes && invocation_.given.empty());
+    }
+
     void take_verb()
     {
         const std::string &name = words_[at_++];

@@ -53,7 +53,7 @@ struct Verb {
     bool is_long = false;                     /* what it prints may need a pager */
     bool for_people = true;
     bool warns = true;     /* of a configuration that could not be read */
-    bool precedes = false; /* another verb, which it says more of; its function is not called */
+    bool precedes = false; /* another verb, which it says more of, unless it has an option */
 };
 
 /* A number from 1 on; throws a Misuse that names the word. */

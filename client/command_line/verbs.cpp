@@ -16,6 +16,7 @@ int complete(const Invocation &invocation);
 int confirm(const Invocation &invocation);
 int delete_(const Invocation &invocation);
 int diff(const Invocation &invocation);
+int explain_downgrade(const Invocation &invocation);
 int export_(const Invocation &invocation);
 int factory_reset(const Invocation &invocation);
 int forget(const Invocation &invocation);
@@ -77,7 +78,9 @@ constexpr Argument naming[] = {
     {"CLASS", "what to rename"}, {"NAME", "as it is called now"}, {"NEW-NAME", "as it will be"}};
 constexpr Argument explained[] = {
     {"COMMAND", "a command that changes something, such as set or import, as it would be given",
-     true, true}};
+     false, true}};
+constexpr OptionWord downgrading[] = {
+    {"--downgrade", nullptr, "what earlier versions would lose, such as \"radio=1\""}};
 constexpr Argument lines[] = {{"LINES", "how many; 20 if it isn't given", false}};
 constexpr Argument commit_count[] = {{"COUNT", "how many; 20 if it isn't given", false}};
 constexpr Argument trial_id[] = {
@@ -137,15 +140,8 @@ constexpr Verb table[] = {
     {"rename", naming, changing, "give an instance another name, also where others refer to it",
      rename},
     {"batch", changes, changing, "the changes in a file, all or none", batch},
-    {"explain",
-     explained,
-     {},
-     "say what a change would do, and what it would interrupt",
-     nullptr,
-     true,
-     true,
-     true,
-     true},
+    {"explain", explained, downgrading, "say what a change would do, and what it would interrupt",
+     explain_downgrade, true, true, true, true},
     {"confirm", trial_id, confirming, "keep the change that is on trial, and save it", confirm},
     {"revert", trial_id, ending, "take the change back that is on trial", revert},
     {"diff", other, {}, "what the running configuration has that is not saved", diff, true},
