@@ -188,6 +188,30 @@ TEST_F(WorkingCopies, KeepAGroupAtItsPlaceWhileItHasMembers)
     EXPECT_EQ(of_class("route").size(), many - 9U);
 }
 
+TEST_F(WorkingCopies, CopyNoMoreOfAClassForOneOfAGroupThatOthersStayIn)
+{
+    begin();
+    ASSERT_EQ(vorn_instances_add(copy, new_instance(route, "n1").release()), 0);
+    old = listed(vorn_instances_new_group_iterator(running, "route", "n1"));
+    const auto members = listed(vorn_instances_new_group_iterator(copy, "route", "n1"));
+    ASSERT_EQ(vorn_instances_remove(copy, members.front()), 0);
+    vorn_instance_delete(members.front());
+    accept();
+
+    EXPECT_EQ(vorn_instances_get_left_behind() - instances_before, 10U);
+}
+
+TEST_F(WorkingCopies, LeaveTheWholeClassBehindWhoseOrderChangesInTheOriginal)
+{
+    begin();
+    put(radio, "late");
+    old = of_class("radio");
+    accept();
+
+    EXPECT_EQ(of_class("radio").size(), static_cast<std::size_t>(many));
+    EXPECT_EQ(vorn_instances_get_left_behind() - instances_before, many + 1U);
+}
+
 TEST_F(WorkingCopies, AreTakenOverWithoutAnyMemory)
 {
     begin();
