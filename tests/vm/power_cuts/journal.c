@@ -11,14 +11,16 @@
 #include <stdlib.h>
 #include <string.h>
 
-enum { most_keys = 64 };
+enum { most_keys = 64, room = 4096 }; /* what comes from other times has room above */
 
 static const char keys_file[] = "/etc/config/journal-keys";
 
 /* The newest come last. */
-static int keys[most_keys];
+static int keys[room];
 static int count;
+static int has_more_than_the_disk;
 static int has_booted;
+static int saved; /* the number that the startup file has */
 
 static int has_key(int number)
 {
@@ -30,9 +32,21 @@ static int has_key(int number)
 
 static void add_key(int number)
 {
-    if (has_key(number)) return;
-    if (count == most_keys) memmove(keys, keys + 1, --count * sizeof *keys);
+    if (has_key(number) || count == room) return;
     keys[count++] = number;
+    has_more_than_the_disk = 1;
+}
+
+/* But for the one that the startup file refers to until it is saved anew. */
+static void forget_oldest(void)
+{
+    for (int i = 0; i < count && count >= most_keys;) {
+        if (keys[i] == saved) {
+            i++;
+        } else {
+            memmove(keys + i, keys + i + 1, (size_t)(--count - i) * sizeof *keys);
+        }
+    }
 }
 
 static void take(const char *bytes, size_t size, void *data)
@@ -44,11 +58,11 @@ static void take(const char *bytes, size_t size, void *data)
 
 static void write_keys(void)
 {
-    char text[most_keys * 12];
+    static char text[room * 12];
     size_t used = 0;
     for (int i = 0; i < count; i++)
         used += (size_t)sprintf(text + used, "%d\n", keys[i]);
-    vorn_config_write_file(keys_file, text, used);
+    if (vorn_config_write_file(keys_file, text, used) == 0) has_more_than_the_disk = 0;
 }
 
 static void complain(int number)
@@ -59,17 +73,24 @@ static void complain(int number)
     fclose(console);
 }
 
+static int number_in(const vorn_instances *configuration)
+{
+    const vorn_instance *first = vorn_instances_get_singleton(configuration, "first");
+    const char *value = first != NULL ? vorn_instance_get_value(first, "number") : NULL;
+    return value != NULL ? atoi(value) : 0;
+}
+
 static void commit(vorn_commit_info *info)
 {
-    const vorn_instance *first =
-        vorn_instances_get_singleton(vorn_commit_info_get_after(info), "first");
-    const char *value = first != NULL ? vorn_instance_get_value(first, "number") : NULL;
-    const int number = value != NULL ? atoi(value) : 0;
+    const int number = number_in(vorn_commit_info_get_after(info));
     if (!has_booted && number != 0 && !has_key(number)) complain(number);
     has_booted = 1;
-    if (has_key(number)) return;
-    add_key(number);
-    write_keys();
+    if (!has_key(number)) {
+        forget_oldest();
+        add_key(number);
+    }
+    if (has_more_than_the_disk) write_keys();
+    if (!vorn_config_is_held()) saved = number;
 }
 
 static void read_keys(void)
@@ -77,6 +98,7 @@ static void read_keys(void)
     size_t size;
     char *text = vorn_config_read_file(keys_file, &size);
     if (text != NULL) take(text, size, NULL);
+    has_more_than_the_disk = 0;
     free(text);
 }
 
