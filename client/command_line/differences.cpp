@@ -2,7 +2,6 @@
 /* Differences between configurations for people and for programs. */
 #include "differences.h"
 
-#include <algorithm>
 #include <iostream>
 
 #include "text.h"
