@@ -13,8 +13,8 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-#include "access_points.h"
 #include "configured_device.h"
+#include "words_of_trials.h"
 
 namespace {
 
@@ -28,45 +28,6 @@ constexpr char old_configuration[] = "<?xml version=\"1.0\"?>\n<config>\n  <Boar
                                      "  <Radio name=\"a\">\n    <channel>1</channel>\n  </Radio>\n"
                                      "  <Radio name=\"b\">\n    <channel>6</channel>\n  </Radio>\n"
                                      "</config>\n";
-
-std::string transaction(const std::string &operations, const std::string &attributes = "")
-{
-    return "<lsql" + attributes + "><write-transaction>" + operations +
-           "</write-transaction></lsql>";
-}
-
-std::string trial(const std::string &values)
-{
-    return "<update><trial>" + values + "</trial></update>";
-}
-
-std::string channel(const std::string &radio, const std::string &value)
-{
-    return "<update><Radio name=\"" + radio + "\"><channel>" + value +
-           "</channel></Radio></update>";
-}
-
-/* For functions that are no part of a test. */
-struct Open : Device {
-    using Device::lsql;
-    using Device::shell;
-};
-
-std::string told(const std::string &property)
-{
-    const std::string answer =
-        Open::lsql("<lsql><select><trial><" + property + "/></trial></select></lsql>");
-    const auto begin = answer.find("<" + property + ">");
-    if (begin == std::string::npos) return "";
-    const auto text = begin + property.size() + 2;
-    return answer.substr(text, answer.find("</" + property + ">") - text);
-}
-
-/* Every file under /etc with all that a write would change. */
-std::string files()
-{
-    return Open::shell("find /etc -type f -printf '%p %T@ %C@ %i %s\\n' | sort");
-}
 
 class Trials : public ConfiguredDevice {
 protected:
@@ -319,6 +280,9 @@ TEST_F(Trials, TakeInFurtherChangesAndMoreTimeFromTheirHolder)
                 HasSubstr("<rc>0</rc>"));
     EXPECT_EQ(channels(), "7 3 ");
     EXPECT_GT(std::stoi(told("remaining")), 5900);
+    constexpr std::size_t to_the_hour = sizeof "2026-01-31T12" - 1;
+    EXPECT_THAT(lsql("<lsql>" + channel("b", "5") + "</lsql>"),
+                HasSubstr(" until " + told("until").substr(0, to_the_hour)));
     EXPECT_THAT(lsql(transaction(channel("b", "4") + trial("<join>other</join>"))),
                 HasSubstr("A change is on trial: held by "));
 
@@ -487,40 +451,5 @@ TEST_P(EndedTrials, AreGoneAfterARestart)
 INSTANTIATE_TEST_SUITE_P(By, EndedTrials,
                          testing::Values(End{"kill", SIGKILL}, End{"end", SIGTERM}),
                          [](const auto &tested) { return tested.param.name; });
-
-class TrialsOfKeys : public AccessPoints {
-protected:
-    void SetUp() override
-    {
-        AccessPoints::SetUp();
-        install_plugin("trial.vorn");
-    }
-    static std::string keys() { return read_file("/etc/config/wireless-keys"); }
-};
-
-TEST_F(TrialsOfKeys, KeepANewKeyOffTheDiskUntilItIsConfirmed)
-{
-    boot();
-    change_network("<status>up</status>");
-    const std::string old_keys = keys();
-    const std::string saved = files();
-
-    lsql(transaction("<update><wireless-network name=\"home\"><key>another secret</key>"
-                     "</wireless-network></update>" +
-                     trial("<seconds>600</seconds>")));
-    EXPECT_THAT(read_file(hostapd_file), HasSubstr("\nwpa_passphrase=another secret\n"));
-    EXPECT_EQ(files(), saved);
-
-    lsql(transaction(trial("<revert>" + told("id") + "</revert>")));
-    EXPECT_THAT(read_file(hostapd_file), HasSubstr("\nwpa_passphrase=correct horse battery\n"));
-    EXPECT_EQ(keys(), old_keys);
-
-    lsql(transaction("<update><wireless-network name=\"home\"><key>third secret</key>"
-                     "</wireless-network></update>" +
-                     trial("<seconds>600</seconds>")));
-    EXPECT_EQ(keys(), old_keys);
-    lsql(transaction(trial("<confirm>" + told("id") + "</confirm>")));
-    EXPECT_THAT(keys(), HasSubstr(" third secret\n"));
-}
 
 } // namespace

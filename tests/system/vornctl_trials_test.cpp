@@ -214,6 +214,16 @@ TEST_F(RollbacksOnTrial, GoBackTwice)
     EXPECT_EQ(channel(), "8\n");
 }
 
+TEST_F(RollbacksOnTrial, KeepTheCommentOfTheirBeginning)
+{
+    const std::string id = vornctl("rollback 1 --trial 600 --comment why").substr(0, 16);
+    vornctl("add Radio r5 --join " + id);
+
+    EXPECT_EQ(vornctl("confirm"), "[0]\n");
+
+    EXPECT_THAT(vornctl("history"), ContainsRegex("\n4 .* why\n"));
+}
+
 TEST_F(RollbacksOnTrial, AreRefusedWhileSomethingElseIsOnTrial)
 {
     vornctl("set Radio r0 channel=9 --trial 600");
