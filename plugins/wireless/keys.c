@@ -11,7 +11,14 @@
 
 static const char mask[] = "******** ";
 
-enum { most_keys = 256, number_length = 8, reference_length = sizeof mask - 1 + number_length };
+/* What another time's configuration refers to comes beyond the usual ones, until the next is kept.
+ */
+enum {
+    usual_keys = 256,
+    most_keys = usual_keys + 64,
+    number_length = 8,
+    reference_length = sizeof mask - 1 + number_length
+};
 
 struct key {
     char reference[reference_length + 1];
@@ -37,17 +44,22 @@ static int is_in_use(const struct key *key, const vorn_instances *configuration)
     return found;
 }
 
+static void drop(int place)
+{
+    count--;
+    memmove(keys + place, keys + place + 1, (size_t)(count - place) * sizeof *keys);
+}
+
 static void make_room(const vorn_instances *configuration, const vorn_instances *before)
 {
-    int oldest = 0;
-    if (count < most_keys) return;
-    while (oldest < count && (is_in_use(&keys[oldest], configuration) ||
-                              (before != NULL && is_in_use(&keys[oldest], before)))) {
-        oldest++;
+    for (int oldest = 0; oldest < count && count >= usual_keys;) {
+        if (is_in_use(&keys[oldest], configuration) ||
+            (before != NULL && is_in_use(&keys[oldest], before))) {
+            oldest++;
+        } else {
+            drop(oldest);
+        }
     }
-    if (oldest == count) return;
-    count--;
-    memmove(keys + oldest, keys + oldest + 1, (size_t)(count - oldest) * sizeof *keys);
 }
 
 int keys_is_reference(const char *text)
@@ -70,63 +82,89 @@ static const char *number_of(const struct key *key)
     return key->reference + sizeof mask - 1;
 }
 
-static struct key *key_of_line(const char *line)
+static int is_kept(const char *line)
 {
-    for (int i = 0; i < count; i++) {
-        if (strncmp(number_of(&keys[i]), line, number_length) == 0) return &keys[i];
-    }
-    return NULL;
+    int place = count;
+    while (--place >= 0 && strncmp(number_of(&keys[place]), line, number_length) != 0)
+        continue;
+    return place >= 0;
 }
 
-/* "NUMBER KEY", the key up to the end of the line: it may hold blanks. Null for anything else. */
-static struct key *take_line(const char *line, size_t length)
+static int has_line_of(const char *lines, const struct key *key)
+{
+    while (*lines != '\0' && strncmp(number_of(key), lines, number_length) != 0) {
+        lines += strcspn(lines, "\n");
+        lines += *lines == '\n';
+    }
+    return *lines != '\0';
+}
+
+/* Of the oldest that is neither served nor among those that come back. */
+static void make_room_for(const char *lines)
+{
+    const vorn_instances *served = vorn_config_get_running();
+    int oldest = 0;
+    while (oldest < count && (has_line_of(lines, &keys[oldest]) ||
+                              (served != NULL && is_in_use(&keys[oldest], served))))
+        oldest++;
+    if (oldest < count) drop(oldest);
+}
+
+/* "NUMBER KEY", the key up to the end of the line: it may hold blanks. */
+static void take_line(const char *line, size_t length, const char *lines)
 {
     if (length <= number_length + 1 || length > number_length + 1 + keys_longest ||
-        line[number_length] != ' ')
-        return NULL;
-    struct key *key = key_of_line(line);
-    if (key != NULL || count == most_keys) return key;
-    key = &keys[count++];
+        line[number_length] != ' ' || is_kept(line))
+        return;
+    if (count == most_keys) make_room_for(lines);
+    if (count == most_keys) return;
+    struct key *key = &keys[count++];
     snprintf(key->reference, sizeof key->reference, "%s%.*s", mask, number_length, line);
     snprintf(key->text, sizeof key->text, "%.*s", (int)(length - number_length - 1),
              line + number_length + 1);
     key->is_written = 0;
-    return key;
 }
 
-/* Adds what is missing, and notes of all of it whether it is written. */
-static void take_lines(const char *text, int is_written)
+/* Adds what is missing. */
+static void take_lines(const char *lines)
 {
-    while (*text != '\0') {
-        const size_t length = strcspn(text, "\n");
-        struct key *key = take_line(text, length);
-        if (key != NULL && is_written) key->is_written = 1;
-        text += length + (text[length] == '\n');
+    for (const char *line = lines; *line != '\0';) {
+        const size_t length = strcspn(line, "\n");
+        take_line(line, length, lines);
+        line += length + (line[length] == '\n');
     }
 }
 
-static void note_what_is_written(void)
+/* Null when there is no file, or no memory for it. */
+static char *read_lines(void)
 {
     size_t size = 0;
-    char *text = vorn_config_read_file(KEYS_FILE, &size);
+    return vorn_config_read_file(KEYS_FILE, &size);
+}
+
+static void note_what_is_written(const char *lines)
+{
     for (int i = 0; i < count; i++)
-        keys[i].is_written = 0;
-    if (text != NULL) take_lines(text, 1);
-    free(text);
+        keys[i].is_written = lines != NULL && has_line_of(lines, &keys[i]);
 }
 
 static void take_file(const char *bytes, size_t size, void *data)
 {
+    char *lines = read_lines();
     (void)size;
     (void)data;
-    take_lines(bytes, 0);
-    note_what_is_written();
+    take_lines(bytes);
+    note_what_is_written(lines);
+    free(lines);
 }
 
 void keys_read(void)
 {
     vorn_config_add_file(KEYS_FILE, take_file, NULL);
-    note_what_is_written();
+    char *lines = read_lines();
+    if (lines != NULL) take_lines(lines);
+    note_what_is_written(lines);
+    free(lines);
 }
 
 static int make_reference(char *reference, size_t size)

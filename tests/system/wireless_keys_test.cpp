@@ -97,6 +97,29 @@ TEST_F(Keys, ComeBackWithTheConfigurationOfBefore)
         AllOf(HasSubstr("wireless-network"), Not(HasSubstr("another secret"))));
 }
 
+TEST_F(Keys, ComeBackAlsoWhereThereIsNoRoomForMore)
+{
+    install_plugin("save.vorn");
+    install_plugin("history.vorn");
+    boot();
+    change_network("<key>another secret</key>");
+    shut_down();
+    std::string others;
+    for (int i = 0; i < 400; i++)
+        others += std::to_string(10000000 + i) + " of another time\n";
+    write_file("/etc/config/wireless-keys", others);
+    boot();
+
+    lsql("<lsql><write-transaction><update><history><rollback>1</rollback></history></update>"
+         "</write-transaction></lsql>");
+
+    EXPECT_THAT(read_file(hostapd_file), HasSubstr("\nwpa_passphrase=correct horse battery\n"));
+    EXPECT_THAT(read_file(keys_file), HasSubstr(" correct horse battery\n"));
+    change_network("<key>third secret</key>");
+    EXPECT_THAT(read_file(keys_file), HasSubstr(" third secret\n"));
+    EXPECT_EQ(count(read_file(keys_file), "\n"), 256);
+}
+
 TEST_F(Keys, SurviveARestart)
 {
     boot();
