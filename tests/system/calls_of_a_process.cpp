@@ -72,7 +72,12 @@ constexpr struct {
     {SYS_mount, "mount"},
     {SYS_umount2, "umount2"},
     {SYS_sethostname, "sethostname"},
+#ifdef SYS_clock_settime
     {SYS_clock_settime, "clock_settime"},
+#endif
+#ifdef SYS_clock_settime64
+    {SYS_clock_settime64, "clock_settime"},
+#endif
     {SYS_kill, "kill"},
     {SYS_tgkill, "tgkill"},
     {SYS_pwrite64, "pwrite"},
