@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
@@ -34,6 +35,8 @@ using vorn::tests::send_to;
 using vorn::tests::word;
 
 constexpr std::size_t large = 3000000;
+/* What is read of one client, or sent to it, before others have their turn. */
+constexpr std::size_t in_a_turn = 262144;
 
 std::string request;
 std::string answer;
@@ -271,6 +274,52 @@ TEST_F(Clients, TakeAReplyLargerThanTheBufferWhenTheyLike)
     reader.join();
 
     EXPECT_EQ(received, answer);
+}
+
+/* They fill the socket again before each read, as a fast one on another processor does. */
+TEST_F(Clients, ThatPourInARequestLetOthersHaveTheirTurnInBetween)
+{
+    const std::string piece(16384, 'x');
+    send(word(vorn::longest_request));
+    calls.at_read = [&] {
+        while (send_to(peer, piece) > 0)
+            continue;
+    };
+
+    EXPECT_TRUE(client->go_on());
+
+    EXPECT_EQ(client->half_request(), in_a_turn);
+    EXPECT_TRUE(client->go_on());
+    EXPECT_GT(client->half_request(), in_a_turn);
+}
+
+/* They empty the socket after each send. */
+TEST_F(Clients, ThatTakeALargeReplyAtOnceLetOthersHaveTheirTurnInBetween)
+{
+    std::size_t taken = 0;
+    answer = std::string(large, 'x');
+    const std::function<void()> take_all = [&] {
+        ssize_t count;
+        std::string piece(16384, '\0');
+        while ((count = recv(peer.get(), piece.data(), piece.size(), MSG_DONTWAIT)) > 0)
+            taken += static_cast<std::size_t>(count);
+        calls.after_send = take_all;
+    };
+    calls.after_send = take_all;
+    send(word(5) + "hello");
+
+    EXPECT_TRUE(client->go_on());
+    client->evaluate();
+
+    EXPECT_TRUE(client->is_speaking());
+    EXPECT_GE(taken, in_a_turn);
+    EXPECT_LT(taken, 2 * in_a_turn);
+    EXPECT_TRUE(client->go_on());
+    EXPECT_LT(taken, 4 * in_a_turn);
+    serve();
+    EXPECT_TRUE(client->is_over());
+    EXPECT_EQ(taken, large);
+    EXPECT_LE(calls.longest_send, in_a_turn);
 }
 
 TEST_F(Clients, ThatHaveEndedTheirInputTakeALargeReply)

@@ -87,7 +87,10 @@ ssize_t __wrap_send(int descriptor, const void *bytes, size_t size, int flags)
 {
     const ssize_t count = __real_send(descriptor, bytes, size, flags);
     const int error = errno;
-    if (calls) std::exchange(calls->after_send, [] {})();
+    if (calls) {
+        calls->longest_send = std::max(calls->longest_send, size);
+        std::exchange(calls->after_send, [] {})();
+    }
     errno = error;
     return count;
 }

@@ -25,6 +25,8 @@ public:
 
     /* What happens once, after the next send. */
     std::function<void()> after_send = [] {};
+    /* The most bytes that one send was asked for. */
+    std::size_t longest_send = 0;
     /* So many reads are cut short by a signal first. */
     int interrupted_reads = 0;
     /* How much a read gets at most, and what happens before it. */
