@@ -21,6 +21,7 @@ constexpr int patience_ms = 2000; /* somebody waits at the keyboard */
 struct Line {
     std::vector<std::string> words;
     std::string beginning;
+    std::string option;    /* whose value may come next: the last whole word, if it is an option */
     bool explains = false; /* "explain" stood before them */
 };
 
@@ -33,6 +34,7 @@ Line parse_line(const std::string &text)
         line.beginning = line.words.back();
         line.words.pop_back();
     }
+    if (!line.words.empty() && line.words.back().starts_with("--")) line.option = line.words.back();
     std::erase_if(line.words, [](const std::string &word) { return word.starts_with("--"); });
     if (!line.words.empty()) line.words.erase(line.words.begin()); /* vornctl itself */
     line.explains = !line.words.empty() && line.words[0] == "explain";
@@ -144,6 +146,7 @@ void offer_words(Device &device, const Line &line)
                                                "delete", "unset", "rename"};
     const std::string &command = line.words[0];
     const std::size_t before = line.words.size() - 1;
+    if (line.option == "--generation") return offer_generations(device, line);
     if (command == "kick" && before == 0) return offer_stations(device, line);
     if (command == "plugin" && before == 0) return offer(line, "retry");
     if (command == "plugin" && before == 1) return offer_left_out(device, line);

@@ -63,7 +63,8 @@ TEST_F(History, IsCompleted)
 {
     vornctl("set Radio r0 channel=11");
 
-    for (const char *command : {"history", "rollback", "explain rollback", "diff", "diff 2"}) {
+    for (const char *command :
+         {"history", "rollback", "explain rollback", "diff", "diff 2", "export --generation"}) {
         EXPECT_EQ(shell("vornctl complete 'vornctl " + std::string(command) + " '"), "1\n2\n")
             << command;
     }
