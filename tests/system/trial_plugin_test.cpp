@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* A change that is on trial stays when it is confirmed, and goes in every other case. */
 #include "core/base/file.h"
+#include "support/raw_client.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -377,6 +378,24 @@ TEST_F(Trials, ThatAreRefusedForAnotherReasonDoNotBegin)
     lsql(transaction(channel("a", "11")));
     EXPECT_EQ(told("state"), "none");
     EXPECT_THAT(read_file(startup), HasSubstr("<channel>11</channel>"));
+}
+
+/* Whoever asks before the trial's own timer has had its turn. */
+TEST_F(Trials, ThatAreRefusedAreToldToBeNoneAtOnce)
+{
+    install_plugin("busy.vorn");
+    install_plugin("checks.vorn");
+    boot();
+    RawClient refused("vorn_sock_lsql");
+    RawClient next("vorn_sock_lsql");
+
+    kill(daemon_pid(), SIGSTOP);
+    refused.send(framed(transaction(channel("a", "6") + trial("<seconds>600</seconds>"))));
+    next.send(framed("<lsql><select><trial><state/></trial></select></lsql>"));
+    kill(daemon_pid(), SIGCONT);
+
+    EXPECT_THAT(refused.receive_all(), HasSubstr("is taken by"));
+    EXPECT_THAT(next.receive_all(), HasSubstr("<state>none</state>"));
 }
 
 TEST_F(Trials, GoBackToWhatChecksRefuse)
