@@ -36,9 +36,9 @@ static void set_number(vorn_instance *commit, const char *property, uint32_t num
 }
 
 /* "NAME INSTANCES MICROSECONDS" of each, commas between them. */
-static void set_providers(vorn_instance *commit, const vorn_commit_report *report)
+static const char *providers_of(const vorn_commit_report *report)
 {
-    char text[most_listed * (longest_name + 32)] = "";
+    static char text[most_listed * (longest_name + 32)];
     size_t used = 0;
     const char *name;
     for (unsigned int rank = 0; (name = vorn_commit_report_get_provider(report, rank)) != NULL;
@@ -51,7 +51,7 @@ static void set_providers(vorn_instance *commit, const vorn_commit_report *repor
         used += (size_t)length;
     }
     text[used] = '\0';
-    vorn_instance_set_value(commit, "providers", text);
+    return text;
 }
 
 static const char *process_of(const vorn_commit_report *report)
@@ -98,7 +98,7 @@ static void add_commit(vorn_instances *commits, const vorn_commit_report *report
     static const char *const phases[] = {"parse", "refresh", "validate", "apply", "save"};
     for (int phase = VORN_COMMIT_PARSE; phase <= VORN_COMMIT_SAVE; phase++)
         set_number(commit, phases[phase], vorn_commit_report_get_microseconds(report, phase));
-    set_providers(commit, report);
+    vorn_instance_set_value(commit, "providers", providers_of(report));
     if (vorn_instances_add(commits, commit) != 0) vorn_instance_delete(commit);
 }
 
@@ -165,6 +165,7 @@ static void tell_log(const vorn_commit_report *report, void *data)
     line_add(&line, "result", vorn_commit_report_get_result(report));
     line_add(&line, "changes", vorn_commit_report_get_changes(report));
     line_add(&line, "failures", vorn_commit_report_get_failures(report));
+    line_add(&line, "providers", providers_of(report));
     line_end(&line);
     send_line(&line);
 }

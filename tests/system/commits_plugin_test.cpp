@@ -123,7 +123,8 @@ TEST_F(ToldCommits, AreLinesOfTheLog)
     EXPECT_THAT(std::string(line, static_cast<std::size_t>(length)),
                 ContainsRegex("^<29>vorn.[0-9]+.: .change@32473 commit=\"1\" user=\"root\" "
                               "pid=\"[0-9]+\" program=\"vornctl\" origin=\"a.\"b\" result=\"done\" "
-                              "changes=\"set Radio r0 channel=11\" failures=\"\".$"));
+                              "changes=\"set Radio r0 channel=11\" failures=\"\" "
+                              "providers=\"([a-z]+ 1 [0-9]+, )*board 1 [0-9]+(, [^\"]*)?\".$"));
 }
 
 } // namespace
