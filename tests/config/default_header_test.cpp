@@ -5,8 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <fstream>
 #include <random>
 #include <string>
+
+#include <unistd.h>
 
 namespace vorn::tests {
 
@@ -14,6 +17,15 @@ namespace {
 
 const std::string digest(32, 'a');
 const std::string whole = "Version: 1\nLength: 9\nMD5sum: " + digest + "\n\n";
+
+std::string digest_of(const std::string &text)
+{
+    Md5 sum;
+    sum.add(text.data(), text.size());
+    char found[md5_length + 1];
+    sum.finish(found);
+    return found;
+}
 
 } // namespace
 
@@ -117,6 +129,28 @@ const BadHeader bad_headers[] = {
 
 INSTANTIATE_TEST_SUITE_P(Some, BadHeaders, testing::ValuesIn(bad_headers),
                          [](const auto &each) { return each.param.name; });
+
+/* The document is read in blocks: the last one may be of one byte, or missing. */
+TEST_F(DefaultHeaders, GoBeforeADocumentOfAnyLengthThatTheirDigestIsOf)
+{
+    const std::string path = testing::TempDir() + "vorn-default-" + std::to_string(getpid());
+    for (const std::size_t length : {0u, 1u, 2u, 1023u, 1024u, 1025u, 2049u}) {
+        SCOPED_TRACE(length);
+        const std::string document(length, 'x');
+        for (const std::size_t announced : {length, length + 1}) {
+            std::ofstream(path) << "Version: 1\nLength: " << announced
+                                << "\nMD5sum: " << digest_of(document) << "\n\n"
+                                << document;
+            long found = -1;
+
+            const File file = open_checked_default(path.c_str(), found);
+
+            EXPECT_TRUE(file);
+            EXPECT_EQ(found, static_cast<long>(announced));
+        }
+    }
+    unlink(path.c_str());
+}
 
 TEST_F(DefaultHeaders, ThatAreGarbageEndInACode)
 {

@@ -160,6 +160,19 @@ TEST_F(FileReplacements, ByACopyOfWhatCannotBeReadKeepTheOldFile)
     EXPECT_EQ(log.text(), "vorn: Can't read " + (folder / "source") + ".\n");
 }
 
+TEST_F(FileReplacements, ByACopyWithItsModeMayBeReadByWhoMayReadTheSource)
+{
+    write(folder / "source", "theirs");
+    for (const mode_t mode : {0640u, 0600u}) {
+        ASSERT_EQ(chmod((folder / "source").c_str(), mode), 0);
+
+        EXPECT_EQ(copy_file_with_mode((folder / "source").c_str(), path.c_str()), 0);
+
+        EXPECT_EQ(mode_of(path), mode);
+        EXPECT_EQ(content(path), "theirs");
+    }
+}
+
 TEST_F(FileReplacements, ByACopyToNowhereSaySo)
 {
     write(path, "old");

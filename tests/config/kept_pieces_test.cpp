@@ -219,6 +219,28 @@ TEST_F(KeptPiecesTest, GoOnWithAnInstanceWithoutANameWhoseValuesChange)
                                    "    <to>a</to>\n    <by>2</by>"));
 }
 
+/* In the place where the first one was, which is nobody's any more. */
+TEST_F(KeptPiecesTest, GoOnWithOneThatBecomesLikeAnotherWhoseOwnAreForgotten)
+{
+    reload("<Route><to>a</to><by>1</by></Route><Route><to>b</to><by>2</by></Route>");
+    const auto go = [this](const char *to) {
+        for (vorn_instance *each : Walk(vorn_instances_new_class_iterator(store, "Route"))) {
+            if (std::string(vorn_instance_get_value(each, "to")) != to) continue;
+            vorn_instances_remove(store, each);
+            vorn_instance_delete(each);
+        }
+    };
+    go("a");
+    EXPECT_THAT(saved(), Not(HasSubstr("<by>1</by>")));
+    changes.reset();
+    changes.reset(vorn_changes_new(store));
+    for (vorn_instance *each : Walk(vorn_instances_new_class_iterator(store, "Route")))
+        vorn_instance_set_value(each, "to", "a");
+    kept_pieces->follow(*changes);
+
+    EXPECT_EQ(saved(), "  <Route>\n    <to>a</to>\n    <by>2</by>\n  </Route>\n");
+}
+
 /* Then they stay where they were. */
 TEST_F(KeptPiecesTest, AreThereThoughNoMemoryIsThereToFollow)
 {

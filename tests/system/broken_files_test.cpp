@@ -62,6 +62,17 @@ TEST_F(BrokenFiles, AreKeptBesideWhenNothingElseCanBeRead)
     EXPECT_EQ(shell("ls /etc/config"), "config.xml\nconfig.xml.broken\n");
 }
 
+/* A copy would need room on a disk that may have none. */
+TEST_F(BrokenFiles, AreKeptAsTheFilesThatTheyAre)
+{
+    std::filesystem::remove(rescue);
+    write_file(startup, broken_text);
+    const ino_t before = number_of(startup);
+    boot();
+
+    EXPECT_EQ(number_of(broken_file), before);
+}
+
 /* A file of another mount has no second name here; secrets in it stay what they are. */
 TEST_F(BrokenFiles, AreCopiedWithTheirModeWhereThereAreNoSecondNames)
 {
@@ -189,6 +200,12 @@ TEST_F(BrokenFiles, TellThatTheStartupFileWasMadeOfTheDefault)
 
     expect_boot_from("factory");
     expect_boot_was("default");
+}
+
+TEST_F(BrokenFiles, TellThatTheStartupFileWasMadeOfTheRescue)
+{
+    expect_boot_from("rescued");
+    expect_boot_was("rescue");
 }
 
 /* The disk with the startup file takes nothing any more. */

@@ -86,6 +86,7 @@ TEST_F(ConfigurationFiles, FallBackToTheRescueWithoutADefault)
     expect_boot_from("rescued");
 
     EXPECT_THAT(console(), Not(HasSubstr("default config")));
+    EXPECT_THAT(console(), Not(HasSubstr("where it lies")));
     EXPECT_EQ(read_file(startup), rescue_text);
 }
 
@@ -115,7 +116,9 @@ TEST_F(ConfigurationFiles, ServeTheDefaultFromWhereItLiesWithoutAScratchCopy)
 
     expect_boot_from("factory");
     EXPECT_THAT(console(), HasSubstr("vorn: Can't open /tmp/defaultconfig.xml.\n"
-                                     "vorn: Error 2 copying default config.\n"));
+                                     "vorn: Error 2 copying default config.\n"
+                                     "vorn: It can't be copied: /etc/defaultconfig.xml is read "
+                                     "where it lies.\n"));
 }
 
 TEST_F(ConfigurationFiles, ServeTheDefaultFromWhereItLiesWithoutAChecksumList)

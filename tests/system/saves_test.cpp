@@ -429,6 +429,18 @@ TEST_F(Copies, ToTheDefaultNeedTheirScratchFile)
     EXPECT_FALSE(exists(default_file));
 }
 
+TEST_F(Copies, ToTheDefaultNeedAFileForTheirDigest)
+{
+    std::filesystem::create_directories("/tmp/md5.gen/in-the-way");
+    boot();
+
+    copy("running-to-default");
+
+    EXPECT_TRUE(console_shows("vorn: Can't open /tmp/md5.gen.\n"
+                              "vorn: copies: running-to-default 1\n"));
+    EXPECT_FALSE(exists(default_file));
+}
+
 TEST_F(Copies, ToTheDefaultLeaveItAsItWasWhenItCannotBeWritten)
 {
     write_default(good_header());
