@@ -453,6 +453,24 @@ TEST_F(ErrorOutput, CostsNoTimeAtTheEndWhenNothingWasReported)
     EXPECT_LT(since(start).count(), 500);
 }
 
+/* Attack. In a child, which a bound ends that would not be kept. */
+TEST_F(ErrorOutput, IsWaitedForAtTheEndForASecondAtMost)
+{
+    const auto start = std::chrono::steady_clock::now();
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(10);
+        report(lines(0, kept_lines + pipe_room / line_length));
+        vorn::finish_logs();
+        _exit(vorn::standard_error_sink.is_waiting() ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+
+    EXPECT_EQ(status, 0);
+    EXPECT_LT(since(start).count(), 5000);
+}
+
 TEST_F(ErrorOutput, GoesWhereItLeadsNow)
 {
     report("before\n");

@@ -170,6 +170,29 @@ TEST_F(Commands, InheritNothingAboveStandardError)
     EXPECT_EQ(written_by("ls /proc/$$/fd | grep -E '900|1023' >$out; true"), "");
 }
 
+TEST_F(Commands, InheritNotEvenTheFirstDescriptorAboveStandardError)
+{
+    constexpr int first = STDERR_FILENO + 1;
+    const vorn::Fd before(dup(first));
+    ASSERT_EQ(dup2(STDOUT_FILENO, first), first);
+
+    EXPECT_EQ(vorn_command_execlod("sh", "-c", "[ ! -e /proc/$$/fd/3 ]", nullptr, 0, nullptr), 0);
+
+    close(first);
+    if (before) dup2(before.get(), first);
+}
+
+/* The null device, opened where standard input was, is that already. */
+TEST_F(Commands, ReadFromTheNullDeviceThoughTheDaemonReadsFromNothing)
+{
+    const vorn::Fd before(dup(STDIN_FILENO));
+    close(STDIN_FILENO);
+
+    EXPECT_EQ(vorn_command_execlod("sh", "-c", "[ -e /proc/$$/fd/0 ]", nullptr, 0, nullptr), 0);
+
+    if (before) dup2(before.get(), STDIN_FILENO);
+}
+
 TEST_F(Commands, StartWithTheUsualSignals)
 {
     for (const int sig : {SIGTERM, SIGINT, SIGHUP})

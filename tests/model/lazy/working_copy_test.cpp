@@ -210,6 +210,8 @@ TEST_F(WorkingCopies, LeaveTheWholeClassBehindWhoseOrderChangesInTheOriginal)
 
     EXPECT_EQ(of_class("radio").size(), static_cast<std::size_t>(many));
     EXPECT_EQ(vorn_instances_get_left_behind() - instances_before, many + 1U);
+    EXPECT_GE(vorn_instances_get_left_behind_bytes() - bytes_before,
+              (many + 1U) * sizeof(vorn_instance));
 }
 
 TEST_F(WorkingCopies, AreTakenOverWithoutAnyMemory)
@@ -309,6 +311,44 @@ TEST_F(FewInWorkingCopies, AreCopiedAllOrNone)
             EXPECT_EQ(whole == nullptr, AllocationFailed());
         },
         20);
+}
+
+/* A guest can change without the copy's hearing of it. */
+TEST_F(FewInWorkingCopies, AreNoneWithAGuestForWhomThereIsNoMemory)
+{
+    vorn_class *radio = ClassBuilder("radio").with("channel").add_resolved();
+    const StoreWithInstances home(vorn_instances_new());
+    const StoreShell running(vorn_instances_new());
+    put(home.get(), radio, {"guest"});
+    vorn_instances_add(running.get(), vorn_instances_get(home.get(), "radio", "guest"));
+
+    FailEachAllocation(
+        [&] {
+            const StoreWithInstances working(new_working_copy(running.get()));
+            EXPECT_EQ(working == nullptr, AllocationFailed());
+        },
+        3);
+}
+
+TEST_F(FewInWorkingCopies, AreNotListenedToInAThirdStoreByWhoListenedInTheFirst)
+{
+    static int heard = 0;
+    heard = 0;
+    vorn_class *radio = ClassBuilder("radio").with("channel").add_resolved();
+    vorn_instances *running = vorn_instances_new();
+    put(running, radio, {"n0"});
+    vorn_instance *instance = vorn_instances_get(running, "radio", "n0");
+    vorn_instance_set_listener(
+        instance, [](vorn_instance *, const char *, void *) { heard++; }, nullptr);
+    vorn_instances *working = new_working_copy(running);
+    vorn_instances_delete(running);
+    vorn_instances_delete(working);
+    const StoreWithInstances third(vorn_instances_new());
+
+    ASSERT_EQ(vorn_instances_add(third.get(), instance), 0);
+    ASSERT_EQ(vorn_instance_set_value(instance, "channel", "7"), 0);
+
+    EXPECT_EQ(heard, 0);
 }
 
 TEST_F(FewInWorkingCopies, AreWalkedBackwardAsForward)
