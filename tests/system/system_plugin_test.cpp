@@ -268,7 +268,8 @@ protected:
         install_plugin("system.vorn");
         install_plugin("save.vorn");
         stand_in("hostname");
-        std::signal(SIGTERM, [](int) {});
+        asked = 0;
+        std::signal(SIGTERM, [](int) { asked = asked + 1; });
         write_file(vorn::test::startup_file, used);
         boot();
     }
@@ -288,6 +289,7 @@ protected:
         EXPECT_EQ(exit_status(), 1);
     }
 
+    static inline volatile std::sig_atomic_t asked = 0;
     static constexpr char used[] = "<config><system><contact>me</contact></system></config>";
     static constexpr char fresh[] =
         "<config><system><contact>factory</contact></system></config>\n";
@@ -298,6 +300,7 @@ TEST_F(RequestedReboots, AreDoneWhenTheyAreInformedOf)
     EXPECT_EQ(inform("reboot"), "OK\n");
 
     EXPECT_EQ(exit_status(), 1);
+    EXPECT_EQ(asked, 1);
     EXPECT_TRUE(console_shows("Rebooting the system."));
     EXPECT_EQ(read_file(vorn::test::startup_file), used);
 }

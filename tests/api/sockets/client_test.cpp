@@ -429,6 +429,17 @@ TEST_F(Surpluses, KeepTheConnectionUntilNothingMoreComes)
     EXPECT_EQ(log.text(), "");
 }
 
+TEST_F(Surpluses, DoNotPutOffTheEndOfTheReply)
+{
+    send(word(5) + "hello" + std::string(1000, 'i'));
+
+    serve();
+
+    char taken[16];
+    EXPECT_EQ(recv(peer.get(), taken, sizeof taken, MSG_DONTWAIT), 5);
+    EXPECT_EQ(recv(peer.get(), taken, sizeof taken, MSG_DONTWAIT), 0);
+}
+
 TEST_F(Surpluses, LargerThanTheBufferDoNotCostASmallReply)
 {
     EXPECT_EQ(reply_to_surplus_of(large, "world"), "world");
@@ -617,6 +628,18 @@ TEST_F(LastingClients, HaveTimeUntilTheyBeginARequest)
     send(frame(7, "hello") + "x");
     serve();
     EXPECT_EQ(client->deadline_ms(), clients_clock_ms() + 5000);
+}
+
+/* What they send first may be just as much as there is room for. */
+TEST_F(LastingClients, HaveFiveSecondsForTheRestHoweverMuchTheySendFirst)
+{
+    const std::string whole = frame(7, std::string(100000, 'x'));
+    for (std::size_t size = 480; size < 540; size++) {
+        meet(lasting);
+        send(whole.substr(0, size));
+        serve();
+        EXPECT_EQ(client->deadline_ms(), clients_clock_ms() + 5000) << size;
+    }
 }
 
 TEST_F(LastingClients, AreLeftWhenTheirFrameCannotBeOne)

@@ -674,6 +674,63 @@ TEST_F(Doors, TakeTheirReserveAgainWhenItHasServed)
     EXPECT_EQ(vorn::tests::open_descriptors(), before);
 }
 
+/* As many descriptors as there are now, and no more. */
+class NoMoreDescriptors {
+public:
+    NoMoreDescriptors()
+    {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const int next = dup(STDERR_FILENO);
+        close(next);
+        const rlimit none_left = {static_cast<rlim_t>(next), before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none_left);
+    }
+    NoMoreDescriptors(const NoMoreDescriptors &) = delete;
+    ~NoMoreDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+private:
+    rlimit before_ = {};
+};
+
+TEST_F(Doors, TakeAClientWithTheReserveWhileAnotherIsThere)
+{
+    const Fd silent = come();
+    run();
+    const Fd client = come(framed("hello"));
+    {
+        const NoMoreDescriptors until_it_is_served;
+        run();
+    }
+    EXPECT_EQ(heard(client), "hello|");
+}
+
+TEST_F(Doors, TakeAClientInThePlaceOfTheOneWhoHasTheReserve)
+{
+    const Fd silent = come();
+    const Fd client = come(framed("hello"));
+    {
+        const NoMoreDescriptors until_it_is_served;
+        run();
+    }
+    EXPECT_EQ(heard(silent), "|");
+    EXPECT_EQ(heard(client), "hello|");
+}
+
+/* As a child holds it that is being forked meanwhile. */
+TEST_F(Doors, AreNotWokenByOneWhoHasLeftThoughItsDescriptorIsHeldElsewhere)
+{
+    Fd client = come();
+    const int next = dup(client.get());
+    close(next);
+    run();
+    const Fd held(dup(next));
+
+    client = Fd();
+    run();
+
+    EXPECT_FALSE(pass());
+}
+
 TEST_F(Doors, KeepNoDescriptor)
 {
     run();
@@ -738,6 +795,17 @@ TEST_F(Arrivals, ThatFailAreReported)
     vorn::take_client(no_listener.get(), door);
 
     EXPECT_EQ(errors.text(), "vorn: test accept: Invalid argument\n");
+}
+
+TEST_F(Arrivals, CannotBeWaitedForWithoutADescriptorForThat)
+{
+    vorn::end_clients();
+    {
+        const NoMoreDescriptors left;
+        EXPECT_FALSE(vorn::look_after_clients());
+    }
+    EXPECT_EQ(errors.text(), "vorn: epoll_create1: " + reason(EMFILE) + "\n");
+    EXPECT_TRUE(vorn::look_after_clients());
 }
 
 /* What would fail the same way at once, for ever, would keep the daemon from everything else. */
