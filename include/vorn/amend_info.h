@@ -45,7 +45,11 @@ typedef struct vorn_amend_info vorn_amend_info;
  */
 typedef void (*vorn_amend_fn)(vorn_amend_info *info, void *data);
 
-/** The whole configuration as it would become. It may be changed. */
+/**
+ * The whole configuration as it would become. It may be changed. An instance that is looked up in
+ * it, or comes in a walk, stays in memory for good as it was, like one that is changed: ask what
+ * the transaction has changed first.
+ */
 VORN_API vorn_instances *vorn_amend_info_get_instances(const vorn_amend_info *info);
 
 /** What the transaction has changed in it so far. */

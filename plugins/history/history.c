@@ -261,6 +261,10 @@ static void go_back(vorn_amend_info *info, vorn_instance *settings, const char *
 static void amend(vorn_amend_info *info, void *data)
 {
     (void)data;
+    /* What is looked up in a transaction's configuration stays in memory for good. */
+    if (!vorn_changes_contains_class(vorn_amend_info_get_changes(info), history_class) &&
+        *value_of(settings_in(vorn_config_get_running()), "rollback") == '\0')
+        return;
     vorn_instance *settings = settings_in(vorn_amend_info_get_instances(info));
     const char *wanted = value_of(settings, "rollback");
     if (*wanted != '\0') go_back(info, settings, wanted);
@@ -277,10 +281,10 @@ static void show_settings(vorn_instance *settings)
 static void refresh(vorn_refresh_info *info, void *data)
 {
     (void)data;
-    vorn_instance *settings = settings_in(vorn_refresh_info_get_instances(info));
     generations_show(info);
-    if (settings != NULL && vorn_refresh_info_contains_class(info, history_class))
-        show_settings(settings);
+    if (!vorn_refresh_info_contains_class(info, history_class)) return;
+    vorn_instance *settings = settings_in(vorn_refresh_info_get_instances(info));
+    if (settings != NULL) show_settings(settings);
 }
 
 /* The firmware has, whatever has been saved meanwhile. */

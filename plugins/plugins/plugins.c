@@ -133,8 +133,9 @@ static void refresh(vorn_refresh_info *info, void *data)
     (void)data;
     vorn_instances *store = vorn_refresh_info_get_instances(info);
     if (vorn_refresh_info_contains_class(info, plugin_class)) show_plugins(store);
+    if (!vorn_refresh_info_contains_class(info, daemon_class)) return;
     vorn_instance *daemon = vorn_instances_get_singleton(store, daemon_class);
-    if (daemon != NULL && vorn_refresh_info_contains_class(info, daemon_class)) show_daemon(daemon);
+    if (daemon != NULL) show_daemon(daemon);
 }
 
 /* object=plugin&action=retry&name=wireless.vorn; the ending may be left out */

@@ -71,6 +71,14 @@ static int is_peer_root(void)
     return peer != NULL && vorn_peer_get_uid(peer) == 0;
 }
 
+static int has_words(const vorn_instance *trial)
+{
+    for (int i = 0; words[i] != NULL; i++) {
+        if (*value_of(trial, words[i]) != '\0') return 1;
+    }
+    return *value_of(trial, noted) != '\0';
+}
+
 /* Returns how many there were. */
 static int forget_words(vorn_instance *trial)
 {
@@ -265,12 +273,24 @@ static void begin(int seconds)
     is_tentative = 1;
 }
 
+/*
+ * What is looked up in a transaction's configuration stays in memory for good, and most
+ * transactions have no word for this class: of these it is the running one, which says as little.
+ */
+static vorn_instance *words_of(const vorn_amend_info *info)
+{
+    vorn_instance *running = running_trial();
+    if (!vorn_changes_contains_class(vorn_amend_info_get_changes(info), class_name) &&
+        !has_words(running))
+        return running;
+    return vorn_instances_get_singleton(vorn_amend_info_get_instances(info), class_name);
+}
+
 static void amend(vorn_amend_info *info, void *data)
 {
     (void)data;
     settle(running_trial());
-    struct request request = {
-        info, vorn_instances_get_singleton(vorn_amend_info_get_instances(info), class_name)};
+    struct request request = {info, words_of(info)};
     if (request.words == NULL) return;
     if (*value_of(request.words, noted) != '\0') note(&request, "");
     if (is_asked(&request, "confirm")) {

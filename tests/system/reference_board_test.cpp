@@ -101,6 +101,30 @@ TEST_F(ReferenceBoards, ApplyTheNetworkBeforeWhatNeedsItAndSaveLastWithAllPlugin
     EXPECT_LT(place_of("wireless"), place_of("dhcp"));
 }
 
+/* What a plugin looks up in a transaction's configuration is one more. */
+TEST_F(ReferenceBoards, LeaveOneInstanceBehindWithEachWriteWithAllPlugins)
+{
+    install_all_plugins();
+    boot();
+    const std::string asks = "<lsql><select><system><retained-instances/></system></select></lsql>";
+    const auto retained = [&] {
+        const std::string answer = lsql(asks);
+        const std::string before = "<retained-instances>";
+        const auto place = answer.find(before);
+        return place == std::string::npos ? -1 : std::stol(answer.substr(place + before.size()));
+    };
+    const long at_first = retained();
+    ASSERT_GE(at_first, 0);
+
+    for (const char *contact : {"a", "b", "c"}) {
+        EXPECT_THAT(lsql(std::string("<lsql><write-transaction><update><system><contact>") +
+                         contact + "</contact></system></update></write-transaction></lsql>"),
+                    HasSubstr("<rc>0</rc><counter>1</counter>"));
+    }
+
+    EXPECT_EQ(retained(), at_first + 3);
+}
+
 /* A new property comes in by itself. */
 TEST_F(ReferenceBoards, TellWhatIsValidForWhateverCanBeWritten)
 {
