@@ -123,6 +123,29 @@ TEST_F(ChangeSetsShortOfMemory, LoseNoAssignmentThatWasMade)
     });
 }
 
+TEST_F(ChangeSetsShortOfMemory, TellAllThatWasBeforeOrNothing)
+{
+    put(radio, "radio0");
+    vorn_instance *const going[] = {put(radio, "radio1"), put(radio, "radio2")};
+
+    FailEachAllocation(
+        [&] {
+            {
+                const AllocationsAllowed allowed;
+                watch_anew();
+                for (vorn_instance *each : going)
+                    take(each);
+            }
+            const bool is_told = before() != nullptr;
+
+            const AllocationsAllowed allowed;
+            EXPECT_EQ(is_told, !AllocationFailed());
+            for (vorn_instance *each : going)
+                put_back(each);
+        },
+        5);
+}
+
 TEST_F(ChangeSetsShortOfMemory, NeedNoneToClearEveryListenerWhenDeleted)
 {
     vorn_instance *radio0 = put(radio, "radio0");

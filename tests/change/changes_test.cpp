@@ -278,6 +278,22 @@ TEST_F(ChangeSets, TakeARemovedInstanceOutOfTheUpdatedOnes)
     EXPECT_EQ(vorn_changes_contains_class(changes, "radio"), 1);
 }
 
+/* Said to be deleted is not yet gone. */
+TEST_F(ChangeSets, KnowWhatWasBeforeThoughWhatStoodAfterItWentToo)
+{
+    vorn_instance *lan = put(route, "lan");
+    vorn_instance *wlan = put(route, "wlan");
+    watch();
+    ASSERT_EQ(vorn_changes_instance_deleted(changes, lan), ok);
+
+    take(wlan);
+
+    std::string names;
+    for (const vorn_instance *each : Walk(vorn_instances_new_iterator(before())))
+        names += std::string(vorn_instance_get_name(each)) + " ";
+    EXPECT_EQ(names, "lan wlan ");
+}
+
 TEST_F(ChangeSets, LeaveNoTraceOfWhatCameAndWent)
 {
     watch();

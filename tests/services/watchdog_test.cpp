@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,7 @@ struct FakeDevice {
     bool takes_timeout = true;
     bool takes_keepalive = true;
     bool takes_bytes = true;
+    bool is_timed = false; /* by the daemon, for its own hanging */
     int descriptor = -1;
     std::vector<std::string> calls;
 };
@@ -53,7 +55,16 @@ extern "C" {
 int __real_stat(const char *path, struct stat *status);
 int __real_open(const char *path, int flags, ...);
 int __real_ioctl(int descriptor, unsigned long request, ...);
+int __real_timer_settime(timer_t timer, int flags, const struct itimerspec *when,
+                         struct itimerspec *before);
 ssize_t __real_write(int descriptor, const void *bytes, size_t count);
+
+int __wrap_timer_settime(timer_t timer, int flags, const struct itimerspec *when,
+                         struct itimerspec *before)
+{
+    if (device) device->is_timed = when->it_value.tv_sec > 0;
+    return __real_timer_settime(timer, flags, when, before);
+}
 
 int __wrap_stat(const char *path, struct stat *status)
 {
@@ -148,9 +159,11 @@ TEST_F(Watchdogs, AreDisarmedWithTheMagicByteAndClosed)
 {
     vorn_watchdog_ack();
     fake.calls.clear();
+    EXPECT_TRUE(fake.is_timed);
 
     vorn_watchdog_stop();
 
+    EXPECT_FALSE(fake.is_timed);
     EXPECT_THAT(fake.calls, ElementsAre("write V"));
     EXPECT_EQ(fcntl(fake.descriptor, F_GETFD), -1);
     EXPECT_EQ(log.text(), "vorn: Watchdog stopped.\n");

@@ -172,9 +172,11 @@ TEST_F(LeftOutPlugins, AreNoneWhenTheDaemonEndedInOrderBetweenDeaths)
 {
     make_deadly("commit crash");
     die_at_start(2);
+    EXPECT_TRUE(exists(record));
     make_deadly("nothing");
     boot();
     shut_down();
+    EXPECT_FALSE(exists(record)) << "a power cut would leave nothing else";
     make_deadly("commit crash");
     die_at_start(2);
     make_deadly("nothing");
@@ -207,6 +209,14 @@ TEST_F(LeftOutPlugins, AreKnownWhenEachDeathResetsTheMachine)
     shut_down();
     reset();
     expect_left_out();
+}
+
+TEST_F(LeftOutPlugins, AreKnownWhenTheDaemonDiesInTheBackground)
+{
+    make_deadly("commit crash");
+    start({});
+
+    EXPECT_TRUE(comes_true([] { return read_file(record).rfind("1 commit 11 ", 0) == 0; }));
 }
 
 /* A power cut strikes anywhere, most often where a plugin waits for the disk. */

@@ -73,6 +73,19 @@ TEST_F(Starts, BecomeADaemonWithoutInputWhoseLogStaysOnTheConsole)
     EXPECT_TRUE(console_shows("vorn: Debug level is now 1.\n"));
 }
 
+/* A file that is opened must not become standard error by its number. */
+TEST_F(Starts, HaveAllThreeStandardDescriptorsThoughTheyInheritNone)
+{
+    boot({"-f"}, [] {
+        for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            close(standard);
+    });
+
+    const std::string descriptors = "/proc/" + std::to_string(daemon_pid()) + "/fd/";
+    for (const char *standard : {"0", "1", "2"})
+        EXPECT_EQ(fs::read_symlink(descriptors + standard), "/dev/null") << standard;
+}
+
 TEST_F(Starts, LeaveTheSessionThatStartedThem)
 {
     start({});

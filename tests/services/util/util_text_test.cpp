@@ -213,11 +213,20 @@ TEST_F(KeyValueLines, KeepToTheirRoomWhateverItIs)
             EXPECT_EQ(text, whole);
         }
     }
+    EXPECT_EQ(line(abc, 3), "");
     EXPECT_EQ(line(abc, 4, "p "), "");
     EXPECT_EQ(line(abc, 5, "p "), "p "); /* which takes all the room, the line's end too */
     EXPECT_EQ(line(abc, 10, "p "), "p\n");
     EXPECT_EQ(line(abc, 11, "p "), "p 12345 ");
     EXPECT_EQ(line(abc, 12, "p "), "p 12345\n");
+}
+
+TEST_F(KeyValueLines, HaveRoomForAnEmptyColumnWhereThereIsOneByte)
+{
+    write("b=1\n");
+
+    EXPECT_EQ(line(abc, 2), "");
+    EXPECT_EQ(line(abc, 3), " ");
 }
 
 TEST_F(KeyValueLines, NeedAFileThatCanBeOpened)
