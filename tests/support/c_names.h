@@ -21,4 +21,6 @@
 #    define __wrap_select __wrap___select_time64
 #    define __real_stat __real___stat_time64
 #    define __wrap_stat __wrap___stat_time64
+#    define __real_timer_settime __real___timer_settime64
+#    define __wrap_timer_settime __wrap___timer_settime64
 #endif
