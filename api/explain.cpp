@@ -5,6 +5,8 @@
  */
 #include "api/explain.h"
 
+#include "api/query_access.h"
+#include "api/query_unread.h"
 #include "change/changes_record.h"
 #include "change/check_info_record.h"
 #include "change/provider_record.h"
@@ -54,10 +56,13 @@ bool is_private(const vorn_property &property)
 
 /* In the order in which a select shows them. False from the first that the visitor declines. */
 template <typename Visitor>
-bool for_each_difference(const Change &change, const vorn_class &klass, Visitor visit)
+bool for_each_difference(const Change &change, const vorn_class &klass, const ClassRights *rights,
+                         Visitor visit)
 {
-    if (klass.superclass && !for_each_difference(change, *klass.superclass, visit)) return false;
+    if (klass.superclass && !for_each_difference(change, *klass.superclass, rights, visit))
+        return false;
     for (auto [name, property] : klass.properties) {
+        if (!may_read(rights, name)) continue;
         const char *before = value_in(change.before, name);
         const char *after = value_in(change.after, name);
         if (is_same(before, after) || is_private(*property)) continue;
@@ -66,18 +71,20 @@ bool for_each_difference(const Change &change, const vorn_class &klass, Visitor 
     return true;
 }
 
-void add_change(Answer &answer, const Change &change)
+void add_change(Answer &answer, const QueryRequest &request, const Change &change)
 {
     const vorn_class &klass = *change.either().klass;
+    const ClassRights *rights = rights_to(request, klass);
+    if (!is_there(request, change.either())) return;
     const auto ends_search = [](const vorn_property &, const char *, const char *) {
         return false;
     };
     const bool is_written_as_it_was =
-        change.before && change.after && for_each_difference(change, klass, ends_search);
+        change.before && change.after && for_each_difference(change, klass, rights, ends_search);
     if (is_written_as_it_was) return;
 
     answer.begin_action("change", change.action(), change.either());
-    for_each_difference(change, klass,
+    for_each_difference(change, klass, rights,
                         [&](const vorn_property &property, const char *before, const char *after) {
                             answer.begin("value", "property", property.name.get());
                             add_value(answer, "before", property, before);
@@ -89,14 +96,15 @@ void add_change(Answer &answer, const Change &change)
 }
 
 /* In the order in which a commit function is told of them. */
-void add_changes(Answer &answer, const vorn_changes &changes)
+void add_changes(Answer &answer, const QueryRequest &request)
 {
+    const vorn_changes &changes = *request.changes;
     for (const vorn_instance *each :
          Walk(vorn_changes_new_deleted_class_instances_iterator(&changes, nullptr)))
-        add_change(answer, {each, nullptr});
+        add_change(answer, request, {each, nullptr});
     for (const vorn_instance *each :
          Walk(vorn_changes_new_class_instances_iterator(&changes, nullptr)))
-        add_change(answer, {vorn_changes_get_instance_before(&changes, each), each});
+        add_change(answer, request, {vorn_changes_get_instance_before(&changes, each), each});
 }
 
 /* Whether nothing is refused; else what there is against the change is in the answer. */
@@ -104,7 +112,7 @@ bool add_refusals(Answer &answer, QueryRequest &request, const vorn_check_info &
 {
     if (info.out_of_memory) request.out_of_memory = true;
     for (const Refusal *each = info.first; each; each = each->next)
-        answer.add("refused", each->sentence.get());
+        answer.add("refused", told_refusal(request, *each));
     return !info.first;
 }
 
@@ -123,9 +131,10 @@ bool add_amended_changes(Answer &answer, QueryRequest &request)
     info.is_rehearsal = true;
     amend_by_providers(info);
     if (request.changes->is_incomplete) request.out_of_memory = true;
+    if (denies_amendment(request, info)) return false;
     const MemoryWatch memory;
     const OnlyLookedAt configuration(request.instances);
-    add_changes(answer, *request.changes);
+    add_changes(answer, request);
     bool is_possible = add_refusals(answer, request, info);
     if (is_possible && !info.is_accepted) is_possible = add_what_checks_say(answer, request);
     if (memory.ran_out()) request.out_of_memory = true;
@@ -135,7 +144,8 @@ bool add_amended_changes(Answer &answer, QueryRequest &request)
 /* The providers' elements, each begun with the first thing that there is to say. */
 class ProvidersPart {
 public:
-    explicit ProvidersPart(Answer &answer) : answer_(answer) {}
+    ProvidersPart(Answer &answer, const QueryRequest &request) : answer_(answer), request_(request)
+    {}
     ProvidersPart(const ProvidersPart &) = delete;
     ~ProvidersPart() { end(); }
 
@@ -143,13 +153,17 @@ public:
                               const vorn_instance &instance, void *data)
     {
         constexpr const char *words[] = {"insert", "update", "delete"};
-        Answer &answer = static_cast<ProvidersPart *>(data)->part_of(provider);
+        auto &part = *static_cast<ProvidersPart *>(data);
+        if (!is_there(part.request_, instance)) return;
+        Answer &answer = part.part_of(provider);
         answer.begin_action("instance", words[static_cast<unsigned int>(action)], instance);
         answer.end("instance");
     }
     static void hear_effect(const vorn_provider &provider, const Effect &effect, void *data)
     {
-        Answer &answer = static_cast<ProvidersPart *>(data)->part_of(provider);
+        auto &part = *static_cast<ProvidersPart *>(data);
+        if (names_unread(part.request_, effect.sentence.get())) return;
+        Answer &answer = part.part_of(provider);
         answer.add_effect(weight_word(effect.weight), effect.sentence.get());
     }
 
@@ -168,12 +182,16 @@ private:
     }
 
     Answer &answer_;
+    const QueryRequest &request_;
     const vorn_provider *current_ = nullptr;
 };
 
+/* Who does something would tell whether what was written over, and may not be read, was different.
+ */
 void add_providers(Answer &answer, QueryRequest &request)
 {
-    ProvidersPart part(answer);
+    if (request.writes_unread) return;
+    ProvidersPart part(answer, request);
     const RehearsalListener listener = {&part, ProvidersPart::hear_instance,
                                         ProvidersPart::hear_effect};
     if (!rehearse_by_providers(request.instances, request.changes, listener))

@@ -10,23 +10,27 @@
 
 #include "api/explain.h"
 #include "api/explain_downgrade.h"
+#include "api/query_access.h"
 #include "api/query_effort.h"
 #include "api/query_limits.h"
 #include "api/query_operations.h"
 #include "api/query_result.h"
 #include "api/query_secrets.h"
 #include "api/query_state.h"
+#include "api/query_unread.h"
 #include "api/query_writes.h"
 #include "change/changes_record.h"
 #include "change/commit_report_record.h"
 #include "change/providers_check.h"
 #include "change/refresh_info_record.h"
 #include "config/commit_id.h"
+#include "config/config_load.h"
 #include "config/kept_pieces.h"
 #include "core/base/limits.h"
 #include "core/base/quoted.h"
 #include "core/base/text.h"
 #include "core/base/tracepoint.h"
+#include "core/peer.h"
 #include "model/instance_record.h"
 #include "model/instances_record.h"
 #include "model/instances_walk.h"
@@ -84,6 +88,11 @@ Text refuse_moved_on(xmlNode *root, const CommitId &commit)
     return refusal(message.get());
 }
 
+Text answer_of_denial(const QueryRequest &request)
+{
+    return request.denial ? refusal(request.denial.get()) : Text();
+}
+
 Text refuse_too_much()
 {
     const Line<message_room> message("More than %u comparisons.", most_comparisons);
@@ -120,19 +129,23 @@ bool is_watched(const vorn_instances *running)
 }
 
 /*
- * Runs one pass; with `all`, an operation's error does not keep the next one from being looked at.
+ * Runs one pass; with `all`, an operation's error does not keep the next one from being looked at:
+ * who has a change explained is told everything that would be refused.
  * Nobody can be told of what comes after memory is gone or the answer has become too long.
  */
 std::int32_t run_pass(QueryRequest &request, xmlNode *first, Answer &answer, bool all)
 {
     std::int32_t count = 0;
-    for (xmlNode *operation = first; operation && (all || count == 0);) {
+    std::int32_t sum = 0;
+    for (xmlNode *operation = first; operation && (all || count == 0); sum += count) {
+        answer.begin_operation();
         operation = evaluate_operation(request, operation, answer, count);
         if (answer.failed() && !answer.is_too_long()) request.out_of_memory = true;
         if (request.changes->is_incomplete) request.out_of_memory = true;
-        if (answer.failed() || request.out_of_memory) break;
+        if (request.view && request.view->out_of_memory()) request.out_of_memory = true;
+        if (answer.failed() || request.out_of_memory || request.is_denied) break;
     }
-    return count;
+    return request.is_rehearsal ? sum : count;
 }
 
 /* The first pass; false means that the request ends here, with the answer so far. */
@@ -146,7 +159,9 @@ bool plan(QueryRequest &request, xmlNode *first, Answer &answer)
     }
     request.refresh_info = info.get();
     const std::int32_t errors = run_pass(request, first, answer, every_operation);
-    const bool goes_on = errors == 0 && !request.out_of_memory && !is_too_much(request);
+    const bool is_possible = errors == 0 || request.is_rehearsal;
+    const bool goes_on =
+        is_possible && !request.out_of_memory && !request.is_denied && !is_too_much(request);
     if (goes_on && !request.is_rehearsal) vorn_providers_refresh(info.get());
     request.refresh_info = nullptr;
     request.watch->is_done(VORN_COMMIT_REFRESH);
@@ -170,11 +185,13 @@ bool goes_into_effect(const QueryRequest &request)
 }
 
 /* What becomes of the changes. An abandoned copy outlives its change set. */
-void put_into_effect(const QueryRequest &request, StoreWithInstances &copy)
+void put_into_effect(const QueryRequest &request, StoreWithInstances &copy, RulesToCome &rules)
 {
     if (request.transaction) vorn_config_replace_running(copy.release());
+    if (rules.are_read()) rules.come_into_force();
     if (has_to_be_committed(request)) {
         KeptOfGoal::take_or_follow(*request.changes);
+        look_for_missing_rules(request.instances);
         request.watch->goes_into_commit();
         vorn_providers_commit(request.instances, request.changes, nullptr);
         log_last_commit();
@@ -191,7 +208,7 @@ Text answer_of(const vorn_check_info &info, QueryRequest &request)
     Answer answer;
     std::int32_t count = 0;
     for (const Refusal *each = info.first; each; each = each->next)
-        answer.add_error(each->sentence.get(), count);
+        answer.add_error(told_refusal(request, *each), count);
     answer.add_rc_counter(one_transaction, 0);
     Text text = answer.take();
     if (!text) request.out_of_memory = true;
@@ -205,6 +222,7 @@ Text refused_by_providers(QueryRequest &request)
     amend_by_providers(amended);
     Text refused = answer_of(amended, request);
     if (refused || request.out_of_memory) return refused;
+    if (denies_amendment(request, amended)) return answer_of_denial(request);
 
     vorn_check_info checked(request.instances, request.changes);
     check_by_providers(checked);
@@ -231,27 +249,33 @@ private:
 /* The second pass. Its answer is whole before anything is applied, or a transaction is given up. */
 Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
 {
-    constexpr bool until_an_error = false;
+    const bool in_spite_of_errors = request.is_rehearsal;
     const KeptOfGoal until_it_has_taken_effect;
     Answer answer(request.passive ? TextBuffer::unbounded : reply_bound, form_of(request));
     const MemoryWatch memory;
-    const std::int32_t errors = run_pass(request, first, answer, until_an_error);
+    const std::int32_t errors = run_pass(request, first, answer, in_spite_of_errors);
     if (request.is_rehearsal && memory.ran_out()) request.out_of_memory = true;
     const bool is_done = errors == 0 && !answer.failed() && !request.out_of_memory;
     HoldOfTransaction hold;
+    RulesToCome rules;
     if (request.is_rehearsal) {
         explain(request, errors, answer);
+        if (request.is_denied) return answer_of_denial(request);
     } else if (is_done && request.transaction && !request.passive) {
         if (Text refused = refused_by_providers(request)) return refused;
+        if (refuses_rules(request, rules)) return answer_of_denial(request);
+    } else if (!request.transaction && changes_rules(request)) {
+        put_rules_in_force(request.instances); /* what has been done stays */
     }
     if (request.told_commit) answer.add_commit(request.told_commit->text().get());
     Text text = answer.take();
     if (answer.is_too_long()) return refuse_too_long();
     if (!text) request.out_of_memory = true;
-    request.watch->is_done(VORN_COMMIT_VALIDATE);
     if (errors == 0 && goes_into_effect(request)) {
         hold.stays();
-        put_into_effect(request, copy);
+        put_into_effect(request, copy, rules);
+    } else {
+        request.watch->is_done(VORN_COMMIT_VALIDATE);
     }
     return request.out_of_memory ? Text() : std::move(text);
 }
@@ -266,14 +290,14 @@ Text evaluate_operations(QueryRequest &request, xmlNode *first, StoreWithInstanc
     Answer planned(TextBuffer::unbounded, form_of(request));
     if (!plan(request, first, planned)) {
         if (request.out_of_memory) return {};
+        if (request.is_denied) return answer_of_denial(request);
         if (is_too_much(request)) return refuse_too_much();
-        if (request.is_rehearsal) planned.add_rc(1);
         return planned.take();
     }
     return execute(request, first, copy);
 }
 
-Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch)
+Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch, const AccessView *view)
 {
     xmlNode *root = xmlDocGetRootElement(document);
     const bool is_rehearsal = !passive && is_named(root, explain_name);
@@ -286,7 +310,10 @@ Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch)
         return refusal("External updates are prohibited.");
     }
     const char *downgrade = is_rehearsal ? vorn_util_xmlGetProp(root, "downgrade") : nullptr;
-    if (downgrade) return explain_downgrade(downgrade);
+    if (downgrade) {
+        const bool may_be_told = !view || view->reads_everything();
+        return may_be_told ? explain_downgrade(downgrade) : refusal("Access denied.");
+    }
     xmlNode *first = root->children;
     if (!first) return refusal("Incomplete lsql request.");
     const bool is_transaction = is_named(first, transaction_name);
@@ -299,12 +326,14 @@ Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch)
     CommitId commit;
     if (asks_for_commit(root) || vorn_util_xmlGetProp(root, "if-commit")) {
         commit = CommitId::of(vorn_config_get_running(), commit_number);
+        if (view && !view->reads_everything()) commit.veil();
         if (commit.failed()) return {};
         if (has_moved_on(root, commit)) return refuse_moved_on(root, commit);
         if (asks_for_commit(root)) request.told_commit = &commit;
     }
     StoreWithInstances copy;
     request.watch = &watch;
+    request.view = view;
     request.passive = passive;
     request.is_rehearsal = is_rehearsal;
     request.instances = vorn_config_get_running();
@@ -331,7 +360,7 @@ void show(const char *what, bool passive)
     vorn_debug_printf("LSQL %s%s:\n", what, passive ? " (passive)" : "");
 }
 
-Text evaluate_logged(xmlDoc *request, bool passive, RequestWatch &watch)
+Text evaluate_logged(xmlDoc *request, bool passive, RequestWatch &watch, const AccessView *view)
 {
     const bool shown_in_log = shows_queries(passive);
     if (shown_in_log) {
@@ -340,7 +369,7 @@ Text evaluate_logged(xmlDoc *request, bool passive, RequestWatch &watch)
         xmlDocDump(vorn_debug_get_stream(), request);
         std::fflush(vorn_debug_get_stream());
     }
-    Text answer = evaluate_request(request, passive, watch);
+    Text answer = evaluate_request(request, passive, watch, view);
     if (shown_in_log) {
         show("result", passive);
         if (answer) std::fputs(answer.get(), vorn_debug_get_stream());
@@ -372,8 +401,25 @@ private:
     const char *origin_;
 };
 
+/* In the form in which the saved file is answered when it can't be. */
+char *refuse_file()
+{
+    return copy_of("<?xml version=\"1.0\"?><error>Access denied.</error>").release();
+}
+
+/* Notes for whom a client speaks; false when he may not. */
+bool may_speak(xmlNode *root, const vorn_peer *client)
+{
+    const char *name = client ? vorn_util_xmlGetProp(root, "for-user") : nullptr;
+    if (!name) return true;
+    if (!may_speak_for(client, name)) return false;
+    PeerOfRequest::speaks_for(name);
+    return true;
+}
+
 char *evaluate_untraced(const char *text, bool passive)
 {
+    const vorn_peer *client = passive ? nullptr : PeerOfRequest::take_asking();
     RequestWatch watch;
     const XmlDocument request = text ? parse_xml_text(text, std::strlen(text)) : XmlDocument();
     if (!request) {
@@ -381,11 +427,23 @@ char *evaluate_untraced(const char *text, bool passive)
         return nullptr;
     }
     xmlNode *root = xmlDocGetRootElement(request.get());
-    if (is_named(root, startup_request_name)) return vorn_config_get_startup_as_xml();
+    const bool speaks_truly = may_speak(root, client);
+    const Access access(client);
+    const bool is_let_in = speaks_truly && !access.is_locked_out();
+    if (is_named(root, startup_request_name)) {
+        const bool reads_all = !access.view() || access.view()->reads_everything();
+        if (!is_let_in || access.failed() || !reads_all) return refuse_file();
+        return vorn_config_get_startup_as_xml();
+    }
 
     watch.is_done(VORN_COMMIT_PARSE);
     const OriginEndsWithRequest origin_ends(root);
-    Text answer = evaluate_logged(request.get(), passive, watch);
+    Text answer;
+    if (!is_let_in) {
+        answer = refusal("Access denied.");
+    } else if (!access.failed()) {
+        answer = evaluate_logged(request.get(), passive, watch, access.view());
+    }
     if (!answer) vorn_debug_eprintf("No memory to answer an LSQL request.\n");
     const bool is_refused = (watch.has_error() || !answer) && !watch.went_into_commit();
     if (is_refused && !passive && is_named(root, root_name)) record_refusal(root, watch);

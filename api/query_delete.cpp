@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: MIT */
+#include "api/query_access.h"
 #include "api/query_operation.h"
 #include "vorn/class.h"
 #include "vorn/debug.h"
@@ -36,11 +37,12 @@ bool delete_instance(QueryOperation &operation, vorn_instance *instance)
 bool query_delete(QueryOperation &operation)
 {
     if (!has_valid_guard(operation)) return true;
-    if (!vorn_classes_get(operation.class_name)) {
+    if (!known_class(operation.request, operation.class_name)) {
         expect_match(operation);
         return true;
     }
     if (is_first_pass(operation.request)) {
+        if (operation.request.view && !may_delete(operation)) return true;
         collect_where(operation);
         return false;
     }

@@ -5,6 +5,7 @@
  */
 #include "api/query_effort.h"
 
+#include "api/query_rights.h"
 #include "core/base/limits.h"
 #include "model/class_record.h"
 #include "model/instances_record.h"
@@ -33,12 +34,23 @@ std::uint64_t count_group(QueryOperation &operation)
     return count;
 }
 
+/* How many there are of what the client may not know of must not show. */
+std::uint64_t most_there(const QueryRequest &request, const vorn_class &klass)
+{
+    if (!request.view || !klass.subclasses) return most_instances(*request.instances, klass);
+    std::uint64_t count = 0;
+    for (auto [name, subclass] : klass.subclasses) {
+        if (request.view->is_there(*subclass)) count += most_there(request, *subclass);
+    }
+    return count;
+}
+
 /* What the request itself adds may come to any class. */
 std::uint64_t count_instances(QueryOperation &operation, const vorn_class &klass)
 {
     const std::uint64_t inserted = operation.request.insertions;
     if (!operation.instance_name) {
-        return most_instances(*operation.request.instances, klass) + inserted;
+        return most_there(operation.request, klass) + inserted;
     }
     if (klass.type == VORN_CLASS_GROUP_NAMED) return count_group(operation) + inserted;
     return 1;
@@ -49,7 +61,7 @@ std::uint64_t count_instances(QueryOperation &operation, const vorn_class &klass
 void note_comparisons(QueryOperation &operation)
 {
     QueryRequest &request = operation.request;
-    const vorn_class *klass = vorn_classes_get(operation.class_name);
+    const vorn_class *klass = known_class(operation.request, operation.class_name);
     if (!klass || request.passive || is_too_much(request)) return;
     const std::uint64_t in_each =
         1 + operation.condition.effort() + count_elements(operation.property_elements);

@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: MIT */
+#include "api/query_access.h"
 #include "api/query_operation.h"
 #include "core/base/memory.h"
 #include "core/base/text.h"
@@ -29,12 +30,13 @@ ExpectedValues values_in(const xmlNode &element)
     return expected;
 }
 
+/* What only is explained goes on with what is not valid: later operations may be about it. */
 bool insert_instance(QueryOperation &operation, xmlNode *element)
 {
     QueryRequest &request = operation.request;
     const char *shown_class = shown(plain(element->name));
     const char *class_name = vorn_config_get_class_name(element->doc, element);
-    if (!class_name) {
+    if (!class_name || !known_class(request, class_name)) {
         report(operation, "Unknown class \"%s\".", shown_class);
         return false;
     }
@@ -47,10 +49,9 @@ bool insert_instance(QueryOperation &operation, xmlNode *element)
     }
     const Written written = {instance.get(), true, shown_class,
                              vorn_util_xmlGetProp(element, "secrets-of")};
-    for (const xmlNode *child = element->children; child; child = child->next) {
-        if (!set_property(operation, written, child)) return false;
-    }
-    if (!is_complete(operation, instance.get())) return false;
+    const bool is_valid = set_properties(operation, written, element->children) &&
+                          is_complete(operation, instance.get());
+    if (!is_valid && !request.is_rehearsal) return false;
     if (vorn_instances_add(request.instances, instance.get()) != 0) {
         report(operation, "Couldn't add instance \"%s\" of class \"%s\".", shown(name),
                shown_class);
@@ -66,10 +67,10 @@ bool insert_instance(QueryOperation &operation, xmlNode *element)
 
 bool query_insert(QueryOperation &operation)
 {
-    if (is_first_pass(operation.request)) return false;
+    if (is_first_pass(operation.request)) return operation.request.view && !may_insert(operation);
 
     for (xmlNode *element = operation.first_class; element; element = element->next) {
-        if (!insert_instance(operation, element)) break;
+        if (!insert_instance(operation, element) && !operation.request.is_rehearsal) break;
     }
     return true;
 }

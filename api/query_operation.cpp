@@ -5,6 +5,7 @@
  */
 #include "api/query_operation.h"
 
+#include "api/query_rights.h"
 #include "core/base/text.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
@@ -79,6 +80,40 @@ const char *secret_meant(const QueryOperation &operation, const Written &written
     return secret && *secret ? secret : nullptr;
 }
 
+bool set_property(QueryOperation &operation, const Written &written, const xmlNode *element)
+{
+    const char *name = plain(element->name);
+    const char *class_name = written.instance->klass->name.get();
+    const char *value = or_empty(text_in(element));
+
+    const vorn_property *property = vorn_class_get_property(written.instance->klass, name);
+    if (!property || is_unheard_of(operation.request, *written.instance->klass, name)) {
+        report(operation, "Property \"%s\" is not valid for class \"%s\".", shown(name),
+               class_name);
+        return false;
+    }
+    if (!may_be_set(operation.request, *property, written.is_new)) {
+        report(operation, "Property \"%s\" of class \"%s\" is not writable.", name, class_name);
+        return false;
+    }
+    if (stands_for_secret(operation, *property, value)) {
+        const bool is_told = may_read(rights_to(operation.request, *written.instance->klass), name);
+        const char *secret = is_told ? secret_meant(operation, written, name) : nullptr;
+        if (secret && !written.is_new) return true;
+        if (!secret) {
+            report(operation, "There is no secret to keep for property \"%s\" of class \"%s\".",
+                   name, class_name);
+            return false;
+        }
+        value = secret;
+    }
+    if (vorn_instance_set_value(written.instance, name, value) != 0) {
+        report_bad_value(operation, written, *property, value);
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
 void report(QueryOperation &operation, const char *pattern, ...)
@@ -122,7 +157,7 @@ vorn_instance *instance_to_change(QueryOperation &operation, const Walk &walk)
 
 bool is_meant(const QueryOperation &operation, const vorn_instance *instance)
 {
-    return operation.condition.is_true_of(instance);
+    return is_there(operation.request, *instance) && operation.condition.is_true_of(instance);
 }
 
 /* What could not be selected would be read as it was at some earlier time. */
@@ -153,37 +188,15 @@ void expect_match(QueryOperation &operation)
     }
 }
 
-bool set_property(QueryOperation &operation, const Written &written, const xmlNode *element)
+bool set_properties(QueryOperation &operation, const Written &written, const xmlNode *first)
 {
-    const char *name = plain(element->name);
-    const char *class_name = written.instance->klass->name.get();
-    const char *value = or_empty(text_in(element));
-
-    const vorn_property *property = vorn_class_get_property(written.instance->klass, name);
-    if (!property) {
-        report(operation, "Property \"%s\" is not valid for class \"%s\".", shown(name),
-               class_name);
-        return false;
+    bool are_set = true;
+    for (const xmlNode *each = first; each; each = each->next) {
+        if (set_property(operation, written, each)) continue;
+        are_set = false;
+        if (!operation.request.is_rehearsal) break;
     }
-    if (!may_be_set(operation.request, *property, written.is_new)) {
-        report(operation, "Property \"%s\" of class \"%s\" is not writable.", name, class_name);
-        return false;
-    }
-    if (stands_for_secret(operation, *property, value)) {
-        const char *secret = secret_meant(operation, written, name);
-        if (secret && !written.is_new) return true;
-        if (!secret) {
-            report(operation, "There is no secret to keep for property \"%s\" of class \"%s\".",
-                   name, class_name);
-            return false;
-        }
-        value = secret;
-    }
-    if (vorn_instance_set_value(written.instance, name, value) != 0) {
-        report_bad_value(operation, written, *property, value);
-        return false;
-    }
-    return true;
+    return are_set;
 }
 
 } // namespace vorn

@@ -62,8 +62,11 @@ struct Written {
     const char *secrets_of; /* of a new one: whose secrets it takes over; null for its namesake */
 };
 
-/* Sets the value that an element holds; false after an error. */
-bool set_property(QueryOperation &operation, const Written &written, const xmlNode *element);
+/*
+ * Sets the values that an element and those after it hold. The first error ends it, except where
+ * everything that would be refused is to be told; false after one.
+ */
+bool set_properties(QueryOperation &operation, const Written &written, const xmlNode *first);
 
 /* An instance that is about to go is left out by the updates that would come to it next. */
 void leave_out_of_updates(const vorn_instance *instance);

@@ -6,6 +6,7 @@
 #include "api/query_operations.h"
 
 #include "api/query_effort.h"
+#include "api/query_unread.h"
 #include "config/config_hold.h"
 #include "core/base/text.h"
 #include "model/class_record.h"
@@ -125,12 +126,12 @@ xmlNode *evaluate_operation(QueryRequest &request, xmlNode *element, Answer &ans
         .property_elements = is_element(first_class) ? first_class->children : nullptr,
         .must_match = vorn_util_xmlGetProp(element, "must-match"),
     };
-    if (!operation.condition.read(where, !request.passive)) {
+    if (!operation.condition.read(where, !request.passive, request.view)) {
         request.out_of_memory = true; /* without its condition it would mean every instance */
         return nullptr;
     }
     if (is_held_off(request, *kind, first_class)) {
-        const Line<hold_room> message("%s.", reason_to_hold());
+        const Line<hold_room> message("%s.", told_hold(request));
         return end_request(answer, message.get(), count);
     }
     request.last_one_writes = kind->writes;

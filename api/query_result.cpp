@@ -116,7 +116,16 @@ void Answer::add_error(const char *message, std::int32_t &count)
 {
     count++;
     RequestWatch::note_error(message);
+    if (explains() && operation_ > 0) return add_error_of_operation(message);
     add_text("error", message);
+}
+
+void Answer::add_error_of_operation(const char *message)
+{
+    const Readable readable(message);
+    if (readable.failed()) writer_.fail();
+    const Line<16> number("%d", static_cast<int>(operation_));
+    writer_.add_text_with("error", readable.get(), {{"operation", number.get()}});
 }
 
 void Answer::add_number(const char *name, std::int32_t number)

@@ -30,7 +30,9 @@ public:
     /* The value, or nothing when the instance has none. */
     void add_property(const char *property, const char *value);
 
-    /* Adds the "error" element and counts it. */
+    /* What is added is about the next of the operations. */
+    void begin_operation() { operation_++; }
+    /* Adds the "error" element and counts it; that of an explanation names its operation. */
     void add_error(const char *message, std::int32_t &count);
     /* Adds "rc" and "counter", which end what one operation answers. */
     void add_rc_counter(std::int32_t rc, std::int32_t counter);
@@ -57,11 +59,13 @@ public:
 private:
     void add_text(const char *name, const char *text);
     void add_number(const char *name, std::int32_t number);
+    void add_error_of_operation(const char *message);
 
     bool explains() const { return form_ == Form::explanation; }
 
     XmlWriter writer_;
     Form form_;
+    std::int32_t operation_ = 0; /* from 1 on */
 };
 
 } // namespace vorn

@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "api/query_operation.h"
+#include "api/query_rights.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
 #include "services/xml/xml.h"
@@ -47,7 +48,9 @@ void add_all_properties(const QueryOperation &operation, const vorn_instance &in
     if (klass.superclass) add_all_properties(operation, instance, *klass.superclass);
     const bool hides = has_secrets && !operation.request.passive;
     Answer &answer = operation.answer;
+    const ClassRights *rights = rights_to(operation.request, *instance.klass);
     for (auto [name, property] : klass.properties) {
+        if (!may_read(rights, name)) continue;
         const char *value = vorn_instance_get_value(&instance, name);
         answer.add_property(name, hides ? shown_value(*property, value) : value);
     }
@@ -55,11 +58,14 @@ void add_all_properties(const QueryOperation &operation, const vorn_instance &in
 
 void add_requested_properties(const QueryOperation &operation, const vorn_instance &instance)
 {
+    const ClassRights *rights = rights_to(operation.request, *instance.klass);
     for (const xmlNode *child = operation.property_elements; child; child = child->next) {
         if (operation.answer.failed()) break;
         if (!child->name) continue;
         const char *property = plain(child->name);
-        operation.answer.add_property(property, told_value(operation, instance, property));
+        const char *value =
+            may_read(rights, property) ? told_value(operation, instance, property) : nullptr;
+        operation.answer.add_property(property, value);
     }
 }
 
@@ -97,7 +103,7 @@ bool select_instances(QueryOperation &operation)
 
 bool query_select(QueryOperation &operation)
 {
-    const bool is_known = vorn_classes_get(operation.class_name) != nullptr;
+    const bool is_known = known_class(operation.request, operation.class_name) != nullptr;
     const bool is_planned = is_known && is_first_pass(operation.request);
 
     operation.answer.begin_dataset();

@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: MIT */
+#include "api/query_access.h"
 #include "api/query_operation.h"
 #include "model/class_record.h"
 #include "model/instance_record.h"
@@ -45,9 +46,7 @@ bool update_instance(QueryOperation &operation, vorn_instance *instance)
 {
     note_memory(operation, vorn_changes_instance_updated(operation.request.changes, instance) == 0);
     const Written written = {instance, false, instance->klass->name.get(), nullptr};
-    for (const xmlNode *element = operation.property_elements; element; element = element->next) {
-        if (!set_property(operation, written, element)) return false;
-    }
+    if (!set_properties(operation, written, operation.property_elements)) return false;
     operation.counter++;
     return true;
 }
@@ -62,11 +61,12 @@ void leave_out_of_updates(const vorn_instance *instance)
 bool query_update(QueryOperation &operation)
 {
     if (!has_valid_guard(operation)) return true;
-    if (!vorn_classes_get(operation.class_name)) {
+    if (!known_class(operation.request, operation.class_name)) {
         report(operation, "Unknown class \"%s\".", operation.class_name);
         return true;
     }
     if (is_first_pass(operation.request)) {
+        if (operation.request.view && !may_update(operation)) return true;
         collect_where(operation);
         return false;
     }

@@ -39,8 +39,8 @@ struct Condition::Step {
     const Expression *kind; /* null for a name that is unknown */
     const char *name;
     const char *text;
-    std::uint32_t length; /* in steps, with all operands */
-    bool hides_secrets;
+    std::uint32_t length;   /* in steps, with all operands */
+    const AccessView *view; /* null for everything */
 
     const Step *first() const { return this + 1; }
     const Step *after() const { return this + length; }
@@ -67,9 +67,15 @@ const char *shown_property(const vorn_instance &instance, const char *property)
 
 const char *eval_property(const vorn_instance *instance, const Step *step)
 {
+    return step->text ? vorn_instance_get_value(instance, step->text) : nullptr;
+}
+
+/* For those to whom secrets are not told, nor all classes. */
+const char *eval_shown_property(const vorn_instance *instance, const Step *step)
+{
     if (!step->text) return nullptr;
-    if (step->hides_secrets) return shown_property(*instance, step->text);
-    return vorn_instance_get_value(instance, step->text);
+    if (step->view && !step->view->of(*instance->klass).may_read(step->text)) return nullptr;
+    return shown_property(*instance, step->text);
 }
 
 const char *eval_metadata(const vorn_instance *instance, const Step *step)
@@ -120,6 +126,13 @@ constexpr Expression expressions[] = {
     {"or", eval_or, Operands::all},
 };
 
+constexpr Expression shown_expression = {"property", eval_shown_property, Operands::none};
+
+bool is_property(const Expression *kind)
+{
+    return kind && (kind->evaluate == eval_property || kind == &shown_expression);
+}
+
 const Expression *find_expression(const xmlNode *node)
 {
     for (const Expression &each : expressions) {
@@ -135,8 +148,9 @@ const char *evaluate(const vorn_instance *instance, const Step *step)
         return nullptr;
     }
     const char *result = step->kind->evaluate(instance, step);
-    vorn_debug_lprintf(trace_level, "%s: %s evaluates to %s\n", "eval_expr", step->name,
-                       shown(result));
+    if (vorn_debug_get() >= trace_level) {
+        vorn_debug_printf("%s: %s evaluates to %s\n", "eval_expr", step->name, shown(result));
+    }
     return result;
 }
 
@@ -164,18 +178,19 @@ std::uint32_t count_steps(const xmlNode *node)
     return count;
 }
 
-Step *write_steps(const xmlNode *node, Step *step, bool hides_secrets)
+Step *write_steps(const xmlNode *node, Step *step, bool hides_secrets, const AccessView *view)
 {
     const Expression *kind = find_expression(node);
     Step *next = step + 1;
     for (const xmlNode *each = first_operand(node, kind); each; each = next_operand(each, kind))
-        next = write_steps(each, next, hides_secrets);
+        next = write_steps(each, next, hides_secrets, view);
+    const bool is_shown = (hides_secrets || view) && is_property(kind);
     *step = {
-        .kind = kind,
+        .kind = is_shown ? &shown_expression : kind,
         .name = shown(plain(node->name)),
         .text = kind && kind->operands == Operands::none ? text_in(node) : nullptr,
         .length = static_cast<std::uint32_t>(next - step),
-        .hides_secrets = hides_secrets,
+        .view = view,
     };
     return next;
 }
@@ -191,13 +206,13 @@ std::uint64_t effort_of(const Step &step)
 
 } // namespace
 
-bool Condition::read(const xmlNode *expression, bool hides_secrets)
+bool Condition::read(const xmlNode *expression, bool hides_secrets, const AccessView *view)
 {
     if (!expression) return true;
     size_ = count_steps(expression);
     steps_.reset(static_cast<Step *>(noted(std::malloc(size_ * sizeof(Step)))));
     if (!steps_) return false;
-    write_steps(expression, steps_.get(), hides_secrets && has_secrets);
+    write_steps(expression, steps_.get(), hides_secrets && has_secrets, view);
     return true;
 }
 
@@ -219,7 +234,7 @@ bool Condition::collect_properties(vorn_refresh_info *info, const char *class_na
 {
     const Step *end = steps_.get() + size_;
     for (const Step *step = steps_.get(); step != end; step++) {
-        if (!step->kind || step->kind->evaluate != eval_property || !step->text) continue;
+        if (!is_property(step->kind) || !step->text) continue;
         if (vorn_refresh_info_add_property(info, class_name, instance_name, step->text) != 0)
             return false;
     }

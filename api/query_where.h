@@ -9,6 +9,8 @@
 
 #include <cstdint>
 
+#include "access/view.h"
+
 namespace vorn {
 
 /*
@@ -22,9 +24,9 @@ public:
 
     /*
      * False when memory is gone. From a client secrets are hidden: who could compare one would soon
-     * know it.
+     * know it. What the view keeps from him yields nothing.
      */
-    bool read(const xmlNode *expression, bool hides_secrets);
+    bool read(const xmlNode *expression, bool hides_secrets, const AccessView *view);
 
     explicit operator bool() const { return steps_ != nullptr; }
     /* What is done for one instance at most, in comparisons of short texts. */

@@ -3,9 +3,12 @@
  * The doors for local programs. At one of them a length and one LSQL request go in, the reply out,
  * the end; at the other clients stay, and requests and replies have a head with a number.
  */
+#include "api/door_access.h"
+#include "api/inform_record.h"
 #include "api/sockets/client.h"
 #include "api/sockets/clients.h"
 #include "core/base/result.h"
+#include "core/peer.h"
 #include "vorn/query.h"
 #include "vorn/socket.h"
 
@@ -15,6 +18,7 @@ namespace {
 
 void answer(Client &client, char *request)
 {
+    PeerOfRequest::asks();
     client.reply(Text(vorn_query_eval(request)));
 }
 
@@ -41,6 +45,8 @@ using namespace vorn;
 /* Clients do without the second door, so that it is no failure. */
 int vorn_socket_api_init()
 {
+    watch_doors();
+    keep_records_of_informs();
     if (!open_door("vorn_sock_lsql", handle_lsql_connection)) return failed;
     open_door("vorn_sock_lsql_stream", handle_stream_connection);
     return ok;

@@ -8,5 +8,6 @@
 struct vorn_amend_info : vorn_check_info {
     using vorn_check_info::vorn_check_info;
 
+    bool has_become = false;  /* another configuration than what was asked for */
     bool is_accepted = false; /* whatever the checks find */
 };

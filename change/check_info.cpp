@@ -33,11 +33,15 @@ Text sentence_of(const Text &blamed, const Text &reason)
     return blamed && reason ? format("%s%s.", blamed.get(), reason.get()) : Text();
 }
 
-bool append(vorn_check_info &info, Text sentence)
+bool append(vorn_check_info &info, Text sentence, const vorn_instance *instance,
+            const char *property)
 {
     Owned<Refusal> refusal = make<Refusal>();
     if (!sentence || !refusal) return false;
     refusal->sentence = std::move(sentence);
+    refusal->klass = instance ? instance->klass : nullptr;
+    if (instance && property)
+        refusal->property = vorn_class_get_property(instance->klass, property);
     Refusal *&place = info.last ? info.last->next : info.first;
     info.last = place = refusal.release();
     return true;
@@ -49,7 +53,8 @@ bool refuse(vorn_check_info &info, const vorn_instance *instance, const char *pr
             const char *pattern, std::va_list arguments)
 {
     const Text reason = format_list(pattern, arguments);
-    const bool appended = append(info, sentence_of(blame(instance, property), reason));
+    const bool appended =
+        append(info, sentence_of(blame(instance, property), reason), instance, property);
     if (!appended) info.out_of_memory = true;
     return appended;
 }

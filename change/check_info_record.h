@@ -3,6 +3,7 @@
 
 #include "core/base/memory.h"
 #include "core/base/text.h"
+#include "model/property_record.h"
 #include "vorn/check_info.h"
 
 #include <cstdarg>
@@ -12,6 +13,8 @@ namespace vorn {
 /* One thing that is wrong, as a sentence for people. */
 struct Refusal : Record {
     Text sentence;
+    const vorn_class *klass = nullptr;       /* of the instance; null for nobody's fault */
+    const vorn_property *property = nullptr; /* of it */
     Refusal *next = nullptr;
 };
 

@@ -39,11 +39,11 @@ struct Ring {
     unsigned int newest;
     unsigned int count;
 
-    void add(const vorn_commit_report &record)
+    vorn_commit_report &add(const vorn_commit_report &record)
     {
         newest = (newest + 1) % most_reports;
-        records[newest] = record;
         if (count < most_reports) count++;
+        return records[newest] = record;
     }
     vorn_commit_report *last() { return count > 0 ? &records[newest] : nullptr; }
     const vorn_commit_report *get(unsigned int ago) const
@@ -61,10 +61,13 @@ struct Listener : Record {
 };
 
 constinit Ring reports = {};
+constinit vorn_commit_report::Provider
+    providers_of_reports[most_reports][vorn_commit_report::most_providers] = {};
 constinit Ring refusals = {};
 constinit Listener *listeners = nullptr;
 constinit RequestWatch *innermost_request = nullptr;
-constinit char result_before_commit[32] = "";
+constinit const RequestWatch *about_to_commit = nullptr;
+constinit DeedWatch *innermost_deed = nullptr;
 
 void tell(const vorn_commit_report &record)
 {
@@ -78,7 +81,9 @@ void tell(const vorn_commit_report &record)
 void note_origin(vorn_commit_report &record)
 {
     const char *origin = or_empty(vorn_query_origin);
-    std::memcpy(record.origin, origin, std::min(std::strlen(origin), sizeof record.origin - 1));
+    const std::size_t length = std::min(std::strlen(origin), sizeof record.origin - 1);
+    std::memcpy(record.origin, origin, length);
+    record.origin[length] = '\0';
     record.time = std::time(nullptr);
 }
 
@@ -89,36 +94,31 @@ void note_who(vorn_commit_report &record)
     record.uid = vorn_peer_get_uid(peer);
     record.pid = vorn_peer_get_pid(peer);
     std::strcpy(record.program, vorn_peer_get_program(peer));
+    std::strcpy(record.for_user, vorn_peer_get_for_user(peer));
 }
 
 constinit CommitWatch *innermost = nullptr;
-constinit PhaseTimes phases_before_commit = {};
 
 std::uint32_t add_limited(std::uint32_t sum, std::uint32_t more)
 {
     return more > UINT32_MAX - sum ? UINT32_MAX : sum + more;
 }
 
+std::uint32_t count_of(const vorn_class_instances &entry)
+{
+    if (entry.klass->type == VORN_CLASS_UNIQUE_NAMED && !entry.overlay)
+        return entry.unique_named ? entry.unique_named.size() : 0;
+    std::uint32_t count = 0;
+    for_each_instance(entry, [&](const vorn_instance &) { count++; });
+    return count;
+}
+
 std::uint32_t count_of(const vorn_instances &store)
 {
     std::uint32_t count = 0;
     for (auto [name, entry] : store.classes)
-        for_each_instance(*entry, [&](const vorn_instance &) { count++; });
+        count += count_of(*entry);
     return count;
-}
-
-/* The slowest first; what took as long as another stays behind it, in the order of providers. */
-void insert_by_time(vorn_commit_report &report, const vorn_commit_report::Provider &provider)
-{
-    auto *const begin = report.providers;
-    auto *const end = begin + report.provider_count;
-    auto *const place = std::find_if(begin, end, [&](const vorn_commit_report::Provider &each) {
-        return each.microseconds < provider.microseconds;
-    });
-    if (place == begin + vorn_commit_report::most_providers) return;
-    if (report.provider_count < vorn_commit_report::most_providers) report.provider_count++;
-    std::move_backward(place, begin + report.provider_count - 1, begin + report.provider_count);
-    *place = provider;
 }
 
 } // namespace
@@ -144,13 +144,14 @@ RequestWatch::RequestWatch() : outer_(std::exchange(innermost_request, this))
 RequestWatch::~RequestWatch()
 {
     innermost_request = outer_;
+    if (about_to_commit == this) about_to_commit = nullptr;
 }
 
 void RequestWatch::goes_into_commit()
 {
-    std::copy_n(times_, vorn_commit_report::phases, phases_before_commit);
-    std::strcpy(result_before_commit, result_);
+    is_done(VORN_COMMIT_VALIDATE);
     went_into_commit_ = true;
+    about_to_commit = this;
 }
 
 void RequestWatch::note_error(const char *message)
@@ -161,8 +162,16 @@ void RequestWatch::note_error(const char *message)
 
 bool RequestWatch::set_result(const char *word)
 {
-    if (!innermost_request) return false;
-    ShortText(innermost_request->result_).add(word);
+    char(*result)[longest_result + 1] = innermost_request ? &innermost_request->result_
+                                        : innermost_deed  ? &innermost_deed->result_
+                                                          : nullptr;
+    if (!result) return false;
+    char before[sizeof *result];
+    std::strcpy(before, *result);
+    ShortText text(*result);
+    text.add(before);
+    if (!text.is_empty()) text.add(", ");
+    text.add(word);
     return true;
 }
 
@@ -179,6 +188,27 @@ void RequestWatch::record_refusal(const char *operations) const
     std::copy_n(times_, vorn_commit_report::phases, record.microseconds);
     refusals.add(record);
     tell(record);
+}
+
+DeedWatch::DeedWatch() : outer_(std::exchange(innermost_deed, this))
+{}
+
+DeedWatch::~DeedWatch()
+{
+    innermost_deed = outer_;
+}
+
+void DeedWatch::record(const char *words, const char *refusal) const
+{
+    vorn_commit_report record = {};
+    record.number = refusal ? commit_number : ++commit_number;
+    note_origin(record);
+    note_who(record);
+    ShortText(record.changes).add(words);
+    ShortText result(record.result);
+    if (refusal) result.add("refused: ");
+    result.add(refusal ? refusal : result_);
+    tell((refusal ? refusals : reports).add(record));
 }
 
 const vorn_commit_report *report_asked_for()
@@ -203,6 +233,7 @@ void note_save_took(std::uint32_t microseconds)
 /* Whoever only has the log shall see which provider keeps the device busy. */
 void log_last_commit()
 {
+    if (vorn_debug_get() < 1) return;
     const vorn_commit_report &report = *reports.get(0);
     const char *slowest = report.provider_count > 0 ? report.providers[0].name : nullptr;
     vorn_debug_1printf("Commit %u: %u changed, %u deleted, %u us%s%s%s\n", report.number,
@@ -214,20 +245,32 @@ void log_last_commit()
 CommitWatch::CommitWatch(const vorn_changes *changes)
     : changes_(changes),
       outer_(std::exchange(innermost, this)),
-      given_by_outer_(std::exchange(given_instances, 0))
+      given_by_outer_(std::exchange(given_instances, 0)),
+      watch_(about_to_commit ? about_to_commit->watch_ : Stopwatch())
 {
     report_.number = ++commit_number;
+    report_.changed = changes ? count_of(changed_in(*changes)) : 0;
+    report_.deleted = changes ? count_of(*changes->deleted) : 0;
+    report_.provider_count = 0;
+    report_.left_out_count = 0;
+    report_.providers = providers_;
     note_origin(report_);
-    std::strcpy(report_.result, *result_before_commit ? result_before_commit : "done");
-    *result_before_commit = '\0';
-    if (changes) {
-        report_.changed = count_of(changed_in(*changes));
-        report_.deleted = count_of(*changes->deleted);
-    }
-    for (unsigned int phase = 0; phase < vorn_commit_report::phases; phase++)
-        report_.microseconds[phase] = std::exchange(phases_before_commit[phase], 0);
-    if (listeners) note_all();
+    report_.uid = 0;
+    report_.pid = 0;
+    report_.has_peer = false;
+    *report_.program = *report_.changes = *report_.failures = '\0';
+    note_request(std::exchange(about_to_commit, nullptr));
+    if (!listeners) return;
+    note_all();
     watch_ = Stopwatch();
+}
+
+void CommitWatch::note_request(const RequestWatch *request)
+{
+    std::strcpy(report_.result, "done");
+    for (unsigned int phase = 0; phase < vorn_commit_report::phases; phase++)
+        report_.microseconds[phase] = request ? request->times_[phase] : 0;
+    if (request && *request->result_) std::strcpy(report_.result, request->result_);
 }
 
 void CommitWatch::note_all()
@@ -243,8 +286,30 @@ CommitWatch::~CommitWatch()
 {
     innermost = outer_;
     given_instances = given_by_outer_;
-    reports.add(report_);
-    tell(report_);
+    vorn_commit_report &kept = reports.add(report_);
+    vorn_commit_report::Provider *providers = providers_of_reports[reports.newest];
+    std::copy_n(providers_, kept.provider_count, providers);
+    kept.providers = providers;
+    tell(kept);
+}
+
+/* The slowest first; what took as long as another stays behind it, in the order of providers. */
+void CommitWatch::insert_by_time(const vorn_commit_report::Provider &turn)
+{
+    unsigned int &count = report_.provider_count;
+    auto *const place =
+        std::find_if(providers_, providers_ + count, [&](const vorn_commit_report::Provider &each) {
+            return each.microseconds < turn.microseconds;
+        });
+    if (count < vorn_commit_report::most_providers) {
+        count++;
+    } else {
+        report_.left_out_count++;
+    }
+    auto *const end = providers_ + count;
+    if (place == end) return;
+    std::move_backward(place, end - 1, end);
+    *place = turn;
 }
 
 /* A commit function of its own sees the whole change set. */
@@ -258,7 +323,7 @@ void CommitWatch::provider_is_done(const vorn_provider &provider)
         watch_.lap()};
     std::uint32_t &sum = report_.microseconds[VORN_COMMIT_PROVIDERS];
     sum = add_limited(sum, turn.microseconds);
-    if (turn.instances > 0 || turn.microseconds > worth_a_line) insert_by_time(report_, turn);
+    if (turn.instances > 0 || turn.microseconds > worth_a_line) insert_by_time(turn);
 }
 
 } // namespace vorn
@@ -340,7 +405,7 @@ uint32_t vorn_commit_report_get_uid(const vorn_commit_report *report)
 
 const char *vorn_commit_report_get_user(const vorn_commit_report *report)
 {
-    return report && report->has_peer ? user_name(report->uid) : "";
+    return report && report->has_peer ? user_name(report->uid, report->for_user) : "";
 }
 
 int32_t vorn_commit_report_get_process(const vorn_commit_report *report)
@@ -403,6 +468,11 @@ const char *vorn_commit_report_get_provider(const vorn_commit_report *report, un
 {
     const vorn_commit_report::Provider *provider = provider_at(report, rank);
     return provider ? provider->name : nullptr;
+}
+
+uint32_t vorn_commit_report_get_providers_left_out(const vorn_commit_report *report)
+{
+    return report ? report->left_out_count : 0;
 }
 
 uint32_t vorn_commit_report_get_provider_instances(const vorn_commit_report *report,

@@ -12,7 +12,7 @@
 
 /* Fixed in size, so that the ring of reports needs no memory when there is none. */
 struct vorn_commit_report {
-    static constexpr unsigned int most_providers = 12;
+    static constexpr unsigned int most_providers = 32;
     static constexpr unsigned int phases = VORN_COMMIT_SAVE + 1;
 
     struct Provider {
@@ -25,20 +25,25 @@ struct vorn_commit_report {
     std::uint32_t changed;
     std::uint32_t deleted;
     unsigned int provider_count;
+    unsigned int left_out_count; /* of those that are not among the providers */
+    const Provider *providers;   /* slowest first, beside the report */
     std::int64_t time;
     char origin[64];
     std::uint32_t uid; /* whose number; of nobody when there is no process and no user */
     std::int32_t pid;
     bool has_peer;
     char program[vorn_peer::longest_program + 1];
+    char for_user[vorn_peer::longest_for_user + 1]; /* whom the gate spoke for */
     char changes[192];
     char result[128];
     char failures[128];
     std::uint32_t microseconds[phases];
-    Provider providers[most_providers]; /* slowest first */
 };
 
 namespace vorn {
+
+/* Of a request that was done; that of a refusal is longer. */
+constexpr unsigned int longest_result = 79;
 
 using PhaseTimes = std::uint32_t[vorn_commit_report::phases];
 
@@ -69,13 +74,13 @@ public:
 
     /* Ends a phase, which began with the last one's end. */
     void is_done(vorn_commit_phase phase) { times_[phase] = watch_.lap(); }
-    /* The commit that begins next is this request's. */
+    /* The changes are made, and the commit that begins now is this request's. */
     void goes_into_commit();
     bool went_into_commit() const { return went_into_commit_; }
 
     /* An answer has such an error; the first is kept. */
     static void note_error(const char *message);
-    /* As vorn_commit_report_set_result; false when no request is under way. */
+    /* As vorn_commit_report_set_result, of a deed, too; false when neither is under way. */
     static bool set_result(const char *word);
 
     bool has_error() const { return *error_; }
@@ -83,12 +88,35 @@ public:
     void record_refusal(const char *operations) const;
 
 private:
+    friend class CommitWatch;
+
     RequestWatch *outer_;
     Stopwatch watch_;
     PhaseTimes times_ = {};
     bool went_into_commit_ = false;
     char error_[112] = "";
-    char result_[32] = "";
+    char result_[longest_result + 1] = "";
+};
+
+/*
+ * Something that is asked for by name and not by changing instances. Only what says in a few words
+ * what it comes to, and what the client may not ask for, has a record: events are no changes.
+ */
+class DeedWatch {
+public:
+    DeedWatch();
+    DeedWatch(const DeedWatch &) = delete;
+    ~DeedWatch();
+
+    bool has_result() const { return *result_; }
+    /* The refusal is null when it was done. */
+    void record(const char *words, const char *refusal) const;
+
+private:
+    friend class RequestWatch;
+
+    DeedWatch *outer_;
+    char result_[longest_result + 1] = "";
 };
 
 /* Says at level 1 what the last commit took. */
@@ -117,8 +145,11 @@ private:
 
     /* What costs more than all the rest, and hardly anybody wants to know. */
     void note_all();
+    void note_request(const RequestWatch *request);
+    void insert_by_time(const vorn_commit_report::Provider &turn);
 
-    vorn_commit_report report_ = {};
+    vorn_commit_report report_; /* of its texts only the ends are set: each commit pays for it */
+    vorn_commit_report::Provider providers_[vorn_commit_report::most_providers];
     const vorn_changes *changes_;
     bool is_noted_ = false;
     CommitWatch *outer_;

@@ -28,20 +28,6 @@ bool absent_function(Function *function, const char *what)
     return absent(reinterpret_cast<const void *>(function), what);
 }
 
-/* Without an answer the property keeps the value it has. */
-void refresh_properties(const vorn_refresher &refresher, vorn_instance *instance,
-                        vorn_refresh_info *info)
-{
-    for (auto [property, function] : refresher.property_functions) {
-        if (!vorn_refresh_info_contains_property(info, instance, property)) continue;
-
-        vorn_debug_lprintf(4, "  Refreshing property %s.\n", property.name);
-        const char *value =
-            reinterpret_cast<vorn_refresher_property_fn>(function)(instance, property, info);
-        if (value) vorn_instance_set_value(instance, property, value);
-    }
-}
-
 /* The only instance that can be selected, by name; null when there may be others. */
 const char *only_name(const vorn_refresh_info &info, const char *class_name)
 {
@@ -56,8 +42,35 @@ const char *only_name(const vorn_refresh_info &info, const char *class_name)
 /* One instance among many is found by its name, not by looking at all of them. */
 vorn_instances_iterator *walk_selected(const vorn_refresh_info *info, const char *class_name)
 {
-    return vorn_instances_new_group_iterator(vorn_refresh_info_get_instances(info), class_name,
-                                             info ? only_name(*info, class_name) : nullptr);
+    return new_reading_iterator(vorn_refresh_info_get_instances(info), class_name,
+                                info ? only_name(*info, class_name) : nullptr);
+}
+
+/*
+ * The walk has come to an instance that is selected. In a transaction's copy it is copied only when
+ * there is a function that gets to see it.
+ */
+void refresh_instance(const vorn_refresher &refresher, const vorn_instance &selected,
+                      const vorn_instances_iterator &walk, vorn_refresh_info *info)
+{
+    const vorn_instances &store = *vorn_refresh_info_get_instances(info);
+    vorn_instance *instance = nullptr;
+    if (refresher.instance_fn) {
+        instance = fetch_last(store, walk);
+        if (!instance) return;
+        refresher.instance_fn(instance, info);
+    }
+    /* Without an answer the property keeps the value it has. */
+    for (auto [property, function] : refresher.property_functions) {
+        if (!vorn_refresh_info_contains_property(info, &selected, property)) continue;
+        if (!instance) instance = fetch_last(store, walk);
+        if (!instance) return;
+
+        vorn_debug_lprintf(4, "  Refreshing property %s.\n", property.name);
+        const char *value =
+            reinterpret_cast<vorn_refresher_property_fn>(function)(instance, property, info);
+        if (value) vorn_instance_set_value(instance, property, value);
+    }
 }
 
 } // namespace
@@ -117,10 +130,8 @@ void vorn_refresher_fn(vorn_refresh_info *info, void *)
     if (refresher->pre_refresh) refresher->pre_refresh(info);
 
     const Walk walk(walk_selected(info, refresher->class_name));
-    for (vorn_instance *instance : walk) {
-        if (!vorn_refresh_info_contains_instance(info, instance)) continue;
-
-        if (refresher->instance_fn) refresher->instance_fn(instance, info);
-        refresh_properties(*refresher, instance, info);
+    for (const vorn_instance *selected : walk) {
+        if (vorn_refresh_info_contains_instance(info, selected))
+            refresh_instance(*refresher, *selected, *walk.iterator(), info);
     }
 }

@@ -6,6 +6,8 @@
 #include "model/instance_record.h"
 #include "model/lazy/overlay.h"
 
+#include <utility>
+
 namespace vorn {
 
 namespace {
@@ -20,28 +22,53 @@ void begin(ShortText &text, const char *verb, const vorn_instance &instance)
     text.add(instance.name.get());
 }
 
+bool is_empty(const char *value)
+{
+    return !value || !*value;
+}
+
+/* The words that a plugin keeps for itself, what only it sets, and what it has heard and emptied.
+ */
+bool is_told(const vorn_instance &instance, const vorn_instance *before, const char *name)
+{
+    const vorn_property *property = vorn_class_get_property(instance.klass, name);
+    if (property && !property->writable && (before || !property->required_on_insert)) return false;
+    return !is_empty(instance.values.get(name)) || (before && !is_empty(before->values.get(name)));
+}
+
 void add_value(const vorn_instance &instance, const char *property, const char *value,
                ShortText &text)
 {
-    if (!value) return;
     text.add(" ");
     text.add(property);
     text.add("=");
     text.add(shown_value(*instance.klass, property, value));
 }
 
+/* Only those of one that was there before; what has none of these to tell has not changed. */
+void add_updated(const vorn_instance &instance, const vorn_instance *before, const NameSet &names,
+                 ShortText &text)
+{
+    bool has_begun = false;
+    for (const char *property : names) {
+        const char *value = instance.values.get(property);
+        if (!value || !is_told(instance, before, property)) continue;
+        if (!std::exchange(has_begun, true)) begin(text, "set ", instance);
+        add_value(instance, property, value, text);
+    }
+}
+
 void add_changed(const vorn_changes &changes, const vorn_instance &instance, ShortText &text)
 {
     const vorn_changes_entry *entry = changes.entries.get(&instance);
-    const bool is_new = !entry || !entry->before;
-    begin(text, is_new ? "add " : "set ", instance);
-    if (!is_new && !entry->every_property) {
-        for (const char *property : entry->properties)
-            add_value(instance, property, instance.values.get(property), text);
-        return;
+    const vorn_instance *before = entry && entry->before ? entry->before->instance.get() : nullptr;
+    if (before && !entry->every_property)
+        return add_updated(instance, before, entry->properties, text);
+    begin(text, before ? "set " : "add ", instance);
+    for (auto [property, value] : instance.values) {
+        if (is_told(instance, before, property.name))
+            add_value(instance, property.name, value, text);
     }
-    for (auto [property, value] : instance.values)
-        add_value(instance, property.name, value, text);
 }
 
 template <typename Visitor>

@@ -44,7 +44,7 @@ if(VORN_DEVELOPER)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     # What GCC allows without a word.
-    add_compile_options(-Wno-format-nonliteral $<$<COMPILE_LANGUAGE:CXX>:-Wno-invalid-offsetof>)
+    add_compile_options(-Wno-format-nonliteral)
 endif()
 # Fixed rooms that cut what does not fit are part of the interface, hence no word on truncation.
 vorn_known_flags(truncation C -Wformat-truncation)

@@ -15,9 +15,11 @@
 #include <cinttypes>
 #include <cstring>
 
+#include <sys/random.h>
+
 namespace vorn {
 
-std::uint64_t digest_of_instance(const vorn_instance &instance)
+std::uint64_t digest_of_values(const vorn_instance &instance)
 {
     const vorn_class &klass = *instance.klass;
     std::uint64_t values = 0;
@@ -26,6 +28,13 @@ std::uint64_t digest_of_instance(const vorn_instance &instance)
         if (!declared || declared->persistence == 0 || *value == '\0') continue;
         values += scattered(add_text(add_text(digest_start, property), value));
     }
+    return values;
+}
+
+std::uint64_t digest_of_instance(const vorn_instance &instance)
+{
+    const vorn_class &klass = *instance.klass;
+    const std::uint64_t values = digest_of_values(instance);
     /* A boot makes the singletons that no file holds. */
     if (klass.type == VORN_CLASS_SINGLETON && values == 0) return 0;
     const char *name = instance.name ? instance.name.get() : "";
@@ -58,6 +67,22 @@ CommitId CommitId::of(const vorn_instances *instances, std::uint32_t number)
         if (!add_class(id.digest_, *klass, instances)) id.failed_ = true;
     }
     return id;
+}
+
+/* Of one configuration at a time: a client only wants to know whether it is still the same. */
+void CommitId::veil()
+{
+    static constinit std::uint64_t veiled = 0;
+    static constinit std::uint64_t shown_instead = 0;
+    if (failed_ || (shown_instead != 0 && veiled == digest_)) {
+        digest_ = shown_instead;
+        return;
+    }
+    std::uint64_t by_chance = 0;
+    failed_ = getrandom(&by_chance, sizeof by_chance, GRND_NONBLOCK) != sizeof by_chance;
+    if (failed_) return;
+    veiled = digest_;
+    digest_ = shown_instead = by_chance | 1;
 }
 
 Line<40> CommitId::text() const

@@ -19,6 +19,12 @@ public:
     CommitId() = default;
     static CommitId of(const vorn_instances *instances, std::uint32_t number);
 
+    /*
+     * From here on another id, made by chance, that is the same as long as the configuration is:
+     * for who must not be able to try out which values the digest is of.
+     */
+    void veil();
+
     Line<40> text() const;
     /* Whether an id that a client was told names the same configuration. */
     bool is_named_by(const char *text) const;
@@ -32,5 +38,7 @@ private:
 
 /* Of what a save would write of one instance, whatever the order of its values. */
 std::uint64_t digest_of_instance(const vorn_instance &instance);
+/* The same whatever its name. */
+std::uint64_t digest_of_values(const vorn_instance &instance);
 
 } // namespace vorn

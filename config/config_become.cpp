@@ -330,6 +330,7 @@ int vorn_amend_info_become(vorn_amend_info *info, const char *document, size_t s
 {
     if (absent(info, "info") || absent(document, "document")) return failed;
 
+    info->has_become = true;
     const Outcome outcome = become(*info->instances, *info->changes, document, size);
     if (outcome == Outcome::out_of_memory) info->out_of_memory = true;
     return flattened(outcome);

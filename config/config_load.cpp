@@ -37,6 +37,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "access/access.h"
+
 namespace vorn {
 
 constinit char default_path[default_path_room] = "";
@@ -181,12 +183,20 @@ int serve_again(vorn_instances *before, Owned<vorn_changes> changes)
     return failed;
 }
 
+/* Rules that could not be read would be missed by those only whom they are to keep out. */
+void watch_for_rules()
+{
+    look_for_missing_rules(running_config);
+    put_rules_in_force(running_config);
+}
+
 int serve_empty_store()
 {
     vorn_debug_eprintf("No memory for the configuration.\n");
     if (running_config) return failed;
     running_config = vorn_instances_new();
     lacks_instances = true;
+    watch_for_rules();
     return failed;
 }
 
@@ -202,6 +212,12 @@ void note_startup_made_from(Source source)
  * there always is when there is no document. A load from within a commit or a refresh would free
  * what providers are being handed.
  */
+void look_for_missing_rules(const vorn_instances *instances)
+{
+    const bool may_be_lost = lacks_instances && vorn_classes_get(access_rule_class);
+    note_missing_rules(may_be_lost || (kept_pieces && kept_pieces->hold_rules()), instances);
+}
+
 int load_startup()
 {
     if (running_config && running_config->home.witnesses) {
@@ -233,6 +249,7 @@ int load_startup()
     note_missing_plugin(unknown, lost);
     if (!lacks_instances && !*lacking_plugin) remember_plugins();
     before.reset();
+    watch_for_rules();
     report_what_checks_find(changes.get());
     if (is_first) number_next_commit_zero();
     vorn_providers_commit(running_config, changes.get(), nullptr);
@@ -290,4 +307,17 @@ const char *vorn_config_get_source()
 {
     constexpr const char *words[] = {"startup", "default", "rescue", "nothing"};
     return words[static_cast<int>(running_from)];
+}
+
+void vorn_config_forget_kept()
+{
+    delete std::exchange(kept_pieces, nullptr);
+    look_for_missing_rules(running_config);
+}
+
+unsigned int vorn_config_forget_kept_of(const char *class_name, const char *name)
+{
+    const unsigned int count = kept_pieces ? kept_pieces->forget(class_name, name) : 0;
+    if (count > 0) look_for_missing_rules(running_config);
+    return count;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "config/save_state.h"
+#include "vorn/instances.h"
 
 namespace vorn {
 
@@ -18,6 +19,12 @@ int load_startup();
 
 /* False, with the reason in the log too, while a save would lose what is in the startup file. */
 bool may_be_saved(SaveReason &reason);
+
+/*
+ * Whether rules about access may be missing from what runs, because they are kept unread or memory
+ * did not suffice for them, is told to who holds clients to them.
+ */
+void look_for_missing_rules(const vorn_instances *instances);
 
 /* The copies that the fallback makes: the code of copy_checked_default; whether there is one. */
 int copy_default_or_report();

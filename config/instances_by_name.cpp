@@ -6,11 +6,10 @@ namespace vorn {
 bool InstancesByName::add(const char *name, std::size_t place)
 {
     constexpr unsigned int buckets = 64;
-    constexpr int no_memory = -2;
     if (name) {
         if (!places_.create(buckets)) return false;
         const int inserted = places_.insert(name, member(place, false));
-        if (inserted == no_memory) return false;
+        if (inserted == TableOwner::no_memory) return false;
         if (inserted != 0) places_.replace(name, member(named(name), true));
     } else if (unnamed_ == none) {
         unnamed_ = place;

@@ -16,6 +16,8 @@
 #include <cstring>
 #include <utility>
 
+#include "access/rules.h"
+
 namespace vorn {
 
 constinit KeptPieces *kept_pieces = nullptr;
@@ -106,10 +108,11 @@ void add_texts(PieceTexts &texts, const WrittenInstance &written)
     texts.end();
 }
 
-void write_element(TextsOf &texts, XmlWriter &document)
+void write_element(TextsOf &texts, XmlWriter &document, const char *new_name = nullptr)
 {
     const char *element = texts.next();
-    document.open(element, texts.next());
+    const char *name = texts.next();
+    document.open(element, new_name ? new_name : name);
     while (!texts.has_ended()) {
         const char *property = texts.next();
         document.add_text(property, or_empty(texts.next()));
@@ -144,6 +147,23 @@ bool is_meant(const char *wanted, const char *text, std::size_t length)
 bool is_meant(const char *wanted, const char *text)
 {
     return is_meant(wanted, text, std::strlen(text));
+}
+
+/* What one that is gone is called now; null when it is not the only one that it can be. */
+const vorn_instance *renamed_from(const vorn_instance &gone, const vorn_changes &changes)
+{
+    const std::uint64_t values = digest_of_values(gone);
+    const vorn_instance *renamed = nullptr;
+    const Walk walk(vorn_changes_new_class_instances_iterator(&changes, gone.klass->name.get()));
+    for (const vorn_instance *each : walk) {
+        if (std::strcmp(each->name.get(), gone.name.get()) == 0) return nullptr;
+        if (each->klass != gone.klass || digest_of_values(*each) != values ||
+            vorn_changes_get_instance_before(&changes, each))
+            continue;
+        if (renamed) return nullptr;
+        renamed = each;
+    }
+    return renamed;
 }
 
 /* An owner's class and name, which are parts of one text. */
@@ -194,6 +214,7 @@ bool KeptPieces::take_room(std::size_t size)
 
 Outcome KeptPieces::add_element(const WrittenInstance &written)
 {
+    hold_rules_ |= is_about_access(written.element);
     if (!file_may_have(written)) {
         lost_++;
         return Outcome::refused;
@@ -217,6 +238,7 @@ Outcome KeptPieces::add_rival(const vorn_instance &served, const WrittenInstance
 
 Outcome KeptPieces::add_beside(const vorn_instance &owner, PieceTexts &texts, bool is_element)
 {
+    hold_rules_ |= is_about_access(owner.klass->name.get());
     const std::size_t size = texts.buffer().size();
     if (!take_room(size + sizeof(KeptBeside))) return Outcome::refused;
     Owned<KeptBeside> added = make<KeptBeside>();
@@ -237,10 +259,11 @@ Outcome KeptPieces::add_beside(const vorn_instance &owner, PieceTexts &texts, bo
     return Outcome::done;
 }
 
-/* Without memory a piece stays with what its owner was. */
-void KeptPieces::give_to(Text owner_before, Text owner)
+/* The first of what an owner has. Without memory a piece stays with what its owner was. */
+KeptBeside *KeptPieces::give_to(const Text &owner_before, Text owner)
 {
-    if (!owner_before || !owner || std::strcmp(owner_before.get(), owner.get()) == 0) return;
+    if (!owner_before || !owner || std::strcmp(owner_before.get(), owner.get()) == 0)
+        return nullptr;
     KeptBeside *const first = by_owner_.get(owner_before.get());
     KeptBeside *before = nullptr;
     KeptBeside *piece = first;
@@ -248,11 +271,11 @@ void KeptPieces::give_to(Text owner_before, Text owner)
         before = piece;
         piece = piece->another;
     }
-    if (!piece) return;
+    if (!piece) return nullptr;
     KeptBeside *same = by_owner_.get(owner.get());
     while (same && same->another)
         same = same->another;
-    if (!same && by_owner_.insert(owner.get(), piece) != 0) return;
+    if (!same && by_owner_.insert(owner.get(), piece) != 0) return nullptr;
 
     if (before) {
         before->another = piece->another;
@@ -264,6 +287,23 @@ void KeptPieces::give_to(Text owner_before, Text owner)
     if (same) same->another = piece;
     piece->another = nullptr;
     piece->owner = std::move(owner);
+    return piece;
+}
+
+void KeptPieces::follow_names(const vorn_changes &changes)
+{
+    const Walk walk(vorn_changes_new_deleted_class_instances_iterator(&changes, nullptr));
+    for (const vorn_instance *gone : walk) {
+        if (gone->klass->type != VORN_CLASS_UNIQUE_NAMED) continue;
+        const Text owner = owner_of(*gone);
+        const bool has_any = owner && by_owner_.get(owner.get());
+        const vorn_instance *renamed = has_any ? renamed_from(*gone, changes) : nullptr;
+        while (Text name = renamed ? copy_of(renamed->name.get()) : Text()) {
+            KeptBeside *piece = give_to(owner, owner_of(*renamed));
+            if (!piece) break;
+            piece->new_name = std::move(name);
+        }
+    }
 }
 
 void KeptPieces::follow(const vorn_changes &changes)
@@ -275,6 +315,7 @@ void KeptPieces::follow(const vorn_changes &changes)
             has_own_name(*each->klass) ? nullptr : vorn_changes_get_instance_before(&changes, each);
         if (before) give_to(owner_of(*before), owner_of(*each));
     }
+    follow_names(changes);
 }
 
 /* A value that was set since then has taken the place of the one that was refused. */
@@ -301,7 +342,7 @@ void KeptPieces::write_elements(XmlWriter &document)
     for (const KeptBeside *piece = first_; piece; piece = piece->next) {
         if (!piece->is_element || piece->size == 0 || piece->written != writing_) continue;
         TextsOf rival(piece->texts.get(), piece->size);
-        write_element(rival, document);
+        write_element(rival, document, piece->new_name.get());
     }
 }
 
@@ -357,7 +398,26 @@ unsigned int KeptPieces::forget(const char *class_name, const char *name)
         drop(*piece);
         count++;
     }
+    hold_rules_ = hold_rules_ && still_hold_rules();
     return count;
+}
+
+/* What was lost could be looked at no more. */
+bool KeptPieces::still_hold_rules()
+{
+    if (lost_ > 0) return true;
+    TextsOf texts(elements_.buffer().get(), elements_.buffer().size());
+    while (texts.has_more()) {
+        if (is_about_access(TextsOf(texts).next())) return true;
+        pass_element(texts);
+    }
+    for (const KeptBeside *piece = first_; piece; piece = piece->next) {
+        const OwnerNames owner(*piece);
+        const bool is_of_rule = is_meant(access_rule_class, owner.klass, owner.klass_length) ||
+                                is_meant(access_default_class, owner.klass, owner.klass_length);
+        if (piece->size > 0 && is_of_rule) return true;
+    }
+    return false;
 }
 
 const char *KeptPieces::describe(unsigned int rank)
@@ -412,14 +472,4 @@ using namespace vorn;
 const char *vorn_config_get_kept(unsigned int rank)
 {
     return kept_pieces ? kept_pieces->describe(rank) : nullptr;
-}
-
-void vorn_config_forget_kept()
-{
-    delete std::exchange(kept_pieces, nullptr);
-}
-
-unsigned int vorn_config_forget_kept_of(const char *class_name, const char *name)
-{
-    return kept_pieces ? kept_pieces->forget(class_name, name) : 0;
 }

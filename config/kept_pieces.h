@@ -39,6 +39,7 @@ struct KeptBeside : Record {
     Allocated<char> texts;
     std::size_t size = 0; /* 0 once it is forgotten */
     Text owner;
+    Text new_name;                 /* of an element, where its instance has another one by now */
     KeptBeside *next = nullptr;    /* in the order of the file */
     KeptBeside *another = nullptr; /* of an owner that looks the same */
     unsigned int written = 0;      /* in which document last */
@@ -63,12 +64,15 @@ public:
     /* Of an instance whose name one that is served has. */
     Outcome add_rival(const vorn_instance &served, const WrittenInstance &written);
     unsigned int lost() const { return lost_; }
+    /* Whether access rules are among them, or were to be: without them nobody is to be let in. */
+    bool hold_rules() const { return hold_rules_; }
     /* What the document says of versions, those of plugins that are not here too. Null when nothing
      * is kept. */
     void keep_versions(Text versions) { versions_ = std::move(versions); }
     const char *versions() const { return bytes_ > 0 ? versions_.get() : nullptr; }
 
-    /* Instances without a name of their own are known again by their values, which have changed. */
+    /* Instances without a name of their own are known again by their values, which have changed;
+     * one with a name is in one with the same values, when that is new and it is gone. */
     void follow(const vorn_changes &changes);
 
     /* For the writing of a document: at its beginning, after each instance's values, at its end.
@@ -87,9 +91,11 @@ public:
 private:
     bool take_room(std::size_t size);
     Outcome add_beside(const vorn_instance &owner, PieceTexts &texts, bool is_element);
-    void give_to(Text owner_before, Text owner);
+    KeptBeside *give_to(const Text &owner_before, Text owner);
+    void follow_names(const vorn_changes &changes);
     void drop(KeptBeside &piece);
     unsigned int forget_elements(const char *class_name, const char *name);
+    bool still_hold_rules();
 
     PieceTexts elements_; /* in one piece of memory: there may be very many */
     KeptBeside *first_ = nullptr;
@@ -98,6 +104,7 @@ private:
     Text versions_;
     std::size_t bytes_ = 0;
     unsigned int lost_ = 0;
+    bool hold_rules_ = false;
     unsigned int writing_ = 0;
     Line<120> description_{"%s", ""};
 };

@@ -31,7 +31,6 @@ void Losses::add_line(const char *text)
 
 Text Losses::take()
 {
-    lines_.append("");
     return lines_.take();
 }
 

@@ -6,6 +6,7 @@
 #include "core/peer.h"
 
 #include "core/base/file.h"
+#include "core/base/text.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -22,7 +23,7 @@ namespace {
 
 constexpr std::uint32_t unknown = UINT32_MAX;
 
-constinit const vorn_peer *innermost = nullptr;
+constinit vorn_peer *innermost = nullptr;
 
 const vorn_peer &known(const vorn_peer &peer)
 {
@@ -109,11 +110,46 @@ const char *user_name(std::uint32_t uid)
     return name;
 }
 
+const char *user_name(std::uint32_t uid, const char *for_user)
+{
+    static constinit char spoken_for[sizeof "gate:" + vorn_peer::longest_for_user] = "";
+    if (*for_user == '\0') return user_name(uid);
+    std::snprintf(spoken_for, sizeof spoken_for, "gate:%s", for_user);
+    return spoken_for;
+}
+
+int known_groups(const vorn_peer *peer, std::uint32_t *groups, unsigned int most)
+{
+    static_assert(sizeof(gid_t) == sizeof(std::uint32_t));
+    const bool fits = most <= 65536; /* as many as the kernel has at most */
+    auto size = static_cast<socklen_t>((fits ? most : 65536) * sizeof *groups);
+    const int result = getsockopt(peer->descriptor, SOL_SOCKET, SO_PEERGROUPS, groups, &size);
+    if (result != 0 && errno != ERANGE) return -1;
+    return static_cast<int>(size / sizeof *groups);
+}
+
 PeerOfRequest::PeerOfRequest(int descriptor) : outer_(std::exchange(innermost, &peer_))
 {
     peer_.descriptor = descriptor;
     peer_.is_known = false;
     peer_.program[0] = '\0';
+    peer_.for_user = nullptr;
+    peer_.asks = false;
+}
+
+void PeerOfRequest::speaks_for(const char *user)
+{
+    if (innermost) innermost->for_user = user;
+}
+
+void PeerOfRequest::asks()
+{
+    if (innermost) innermost->asks = true;
+}
+
+const vorn_peer *PeerOfRequest::take_asking()
+{
+    return innermost && std::exchange(innermost->asks, false) ? innermost : nullptr;
 }
 
 PeerOfRequest::~PeerOfRequest()
@@ -147,7 +183,12 @@ int32_t vorn_peer_get_pid(const vorn_peer *peer)
 
 const char *vorn_peer_get_user(const vorn_peer *peer)
 {
-    return peer ? user_name(known(*peer).uid) : "";
+    return peer ? user_name(known(*peer).uid, vorn_peer_get_for_user(peer)) : "";
+}
+
+const char *vorn_peer_get_for_user(const vorn_peer *peer)
+{
+    return peer ? or_empty(peer->for_user) : "";
 }
 
 const char *vorn_peer_get_program(const vorn_peer *peer)
@@ -159,11 +200,7 @@ const char *vorn_peer_get_program(const vorn_peer *peer)
 
 unsigned int vorn_peer_get_groups(const vorn_peer *peer, uint32_t *groups, unsigned int most)
 {
-    static_assert(sizeof(gid_t) == sizeof(uint32_t));
     if (!peer || (!groups && most > 0)) return 0;
-    const bool fits = most <= 65536; /* as many as the kernel has at most */
-    auto size = static_cast<socklen_t>((fits ? most : 65536) * sizeof *groups);
-    const int result = getsockopt(peer->descriptor, SOL_SOCKET, SO_PEERGROUPS, groups, &size);
-    if (result != 0 && errno != ERANGE) return 0;
-    return static_cast<unsigned int>(size / sizeof *groups);
+    const int count = known_groups(peer, groups, most);
+    return count < 0 ? 0 : static_cast<unsigned int>(count);
 }

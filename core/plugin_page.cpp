@@ -130,14 +130,11 @@ void start_afresh(PluginPage &page)
 
 FileIdentity identity_of(const char *path)
 {
-    constexpr std::int64_t nanoseconds = 1000000000;
     struct stat status;
     if (stat(path, &status) != 0) return {};
-    return {status.st_ino, static_cast<std::uint64_t>(status.st_size),
-            std::int64_t{status.st_mtim.tv_sec} * nanoseconds + status.st_mtim.tv_nsec, 0};
+    return {static_cast<std::uint64_t>(status.st_size), 0};
 }
 
-/* An image may give its files the same times and numbers whatever is in them. */
 std::uint64_t digest_of(const char *path)
 {
     constexpr std::uint64_t prime = 0x100000001b3;
@@ -153,9 +150,8 @@ void look_at_file(PluginSlot &slot, const char *path)
     FileIdentity now = identity_of(path);
     if (slot.deaths > 0) {
         now.digest = digest_of(path);
-        const bool is_the_same = now.inode == slot.file.inode && now.size == slot.file.size &&
-                                 now.changed == slot.file.changed &&
-                                 (slot.file.digest == 0 || slot.file.digest == now.digest);
+        const bool is_the_same =
+            now.size == slot.file.size && (slot.file.digest == 0 || slot.file.digest == now.digest);
         if (!is_the_same) forget_deaths_of(slot);
     }
     slot.file = now;

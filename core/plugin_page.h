@@ -69,13 +69,13 @@ inline PluginOwner current_plugin()
 
 /* The same for a function that is handed over, which may be the daemon's own. */
 PluginOwner owner_of_handler(const void *function);
-/* How a file is known again: as the disk has it, and by what is in it once it is under suspicion.
+/*
+ * How a file is known again: by what is in it. Its number and its times are new at each boot of a
+ * device whose files are unpacked into memory then.
  */
 struct FileIdentity {
-    std::uint64_t inode;
     std::uint64_t size;
-    std::int64_t changed; /* in nanoseconds */
-    std::uint64_t digest; /* 0 while it is not known */
+    std::uint64_t digest; /* 0 while it is not known, which it is once it is under suspicion */
 };
 
 /* One plugin on the page. */

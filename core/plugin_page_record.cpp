@@ -114,9 +114,7 @@ void put_line(const PluginSlot &slot, std::uint32_t deaths, Callback callback, i
     lines.put(word_for(callback));
     lines.put(" ");
     lines.put_signed(signal_number);
-    lines.put(slot.file.inode);
     lines.put(slot.file.size);
-    lines.put_signed(slot.file.changed);
     lines.put(slot.file.digest, 16);
     lines.put(slot.name);
     lines.put("\n");
@@ -141,10 +139,8 @@ bool parse_line(const char *line, PluginSlot &slot)
     char callback[16];
     int name = 0;
     slot = {};
-    if (std::sscanf(
-            line, "%" SCNu32 " %15s %" SCNd32 " %" SCNu64 " %" SCNu64 " %" SCNd64 " %" SCNx64 " %n",
-            &slot.deaths, callback, &slot.signal, &slot.file.inode, &slot.file.size,
-            &slot.file.changed, &slot.file.digest, &name) != 7 ||
+    if (std::sscanf(line, "%" SCNu32 " %15s %" SCNd32 " %" SCNu64 " %" SCNx64 " %n", &slot.deaths,
+                    callback, &slot.signal, &slot.file.size, &slot.file.digest, &name) != 5 ||
         name == 0)
         return false;
     slot.callback = callback_of(callback);

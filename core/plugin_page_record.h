@@ -8,7 +8,7 @@ namespace vorn {
 /*
  * The record of plugins under suspicion, on the disk: a reset of the machine takes the page with
  * it, and what comes up next has to know all the same. It is there only while there is something to
- * say. One line for each plugin: deaths, callback, signal, inode, size, time of change, digest,
+ * say. One line for each plugin: deaths, callback, signal, size and digest of the file,
  * name.
  *
  * Writes what the page says. Of the plugin whose code runs it says what is true once the daemon has

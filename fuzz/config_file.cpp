@@ -19,23 +19,13 @@
 #include "fuzz/consistency.h"
 #include "fuzz/scratch.h"
 #include "fuzz/target.h"
+#include "tests/support/dashed_texts.h"
 
 namespace {
 
 using namespace vorn::fuzz;
-
-char *split_at_dash(const char *text, unsigned int part)
-{
-    const char *dash = std::strchr(text, '-');
-    if (!dash) return nullptr;
-    return part == 0 ? strndup(text, static_cast<std::size_t>(dash - text)) : strdup(dash + 1);
-}
-
-char *join_with_dash(const char *const *texts, unsigned int)
-{
-    if (!texts[0] || !texts[1]) return nullptr;
-    return strdup((std::string(texts[0]) + "-" + texts[1]).c_str());
-}
+using vorn::tests::join_with_dash;
+using vorn::tests::split_at_dash;
 
 constexpr const char *parts[] = {"channel", "mode", nullptr};
 

@@ -102,6 +102,16 @@ constexpr Validator validators[] = {
     is_wep_key<104, 1>,
     is_wep_key<64, 1>,
     vorn_input_is_wpa_psk_key,
+    [](const char *v, int n) { return vorn_input_is_plain_int_in_range(v, n, -9, 99); },
+    [](const char *v, int n) { return vorn_input_is_plain_int_in_steps(v, n, -9, 99, 7); },
+    vorn_input_is_plain_ip,
+    vorn_input_is_plain_ip_or_domain_name,
+    vorn_input_is_host_ip,
+    vorn_input_is_netmask,
+    vorn_input_is_network,
+    vorn_input_is_link_name,
+    [](const char *v, int n) { return vorn_input_is_text(v, n, 2, 9); },
+    [](const char *v, int n) { return vorn_input_is_any_of(v, n, VORN_INPUT_ALL); },
 };
 
 /* The same verdicts whether nothing, digits or zeros follow the value. */

@@ -82,6 +82,21 @@ int vorn_input_is_int_in_range(const char *value, int length, int low, int high)
     return number && low <= *number && *number <= high;
 }
 
+int vorn_input_is_plain_int_in_range(const char *value, int length, int low, int high)
+{
+    if (!value || length < 1) return 0;
+    const int sign = low < 0 && value[0] == '-' ? 1 : 0;
+    return vorn_input_is_string_in_range(value + sign, length - sign, '0', '9') &&
+           vorn_input_is_int_in_range(value, length, low, high);
+}
+
+int vorn_input_is_plain_int_in_steps(const char *value, int length, int low, int high, int step)
+{
+    if (step < 1 || !vorn_input_is_plain_int_in_range(value, length, low, high)) return 0;
+    const auto number = integer_of(value, length);
+    return number && (std::int64_t{*number} - low) % step == 0;
+}
+
 int vorn_input_is_positive_int(const char *value, int length)
 {
     return vorn_input_is_int_in_range(value, length, 1, INT32_MAX);

@@ -29,6 +29,7 @@ struct vorn_class : vorn::Record {
     std::int32_t persistence = 0;
     std::int32_t type = VORN_CLASS_INVALID;
     vorn::Table<vorn_property> properties;
+    vorn::Description description;
 };
 
 namespace vorn {

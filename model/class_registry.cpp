@@ -43,7 +43,7 @@ const char *shown_value_of(const char *class_name, const char *property, const c
 bool record_subclass(vorn_class &superclass, vorn_class &klass)
 {
     if (!superclass.subclasses) return true;
-    return superclass.subclasses.insert(klass.name.get(), &klass) != -2;
+    return superclass.subclasses.insert(klass.name.get(), &klass) != TableOwner::no_memory;
 }
 
 bool link_superclass(vorn_class &klass)

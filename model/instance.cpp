@@ -46,20 +46,21 @@ unsigned int most_values(const vorn_class &klass)
 
 bool is_good(const vorn_property &property, const char *value)
 {
+    if (!property.is_valid) return true;
     const InPlugin watched(property.owner, Callback::validator);
     return property.is_valid(value) != 0;
 }
 
 Outcome judge(const vorn_property &property, const char *value, const vorn_class &klass)
 {
-    if (!property.is_valid) {
+    if (!property.is_valid && !has_alternatives(property.description)) {
         vorn_debug_lprintf(missing_validity_level,
                            "Property \"%s\" of class \"%s\" does not have an is_valid function.\n",
                            property.name.get(), klass.name.get());
         return Outcome::done;
     }
     const MemoryWatch memory;
-    if (is_good(property, value)) return Outcome::done;
+    if (is_good(property, value) && is_accepted(property.description, value)) return Outcome::done;
 
     const Outcome outcome = memory.ran_out() ? Outcome::out_of_memory : Outcome::refused;
     vorn_debug_1printf("Value \"%s\" is not valid for property \"%s\" of class \"%s\".%s%s\n",

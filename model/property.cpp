@@ -113,8 +113,10 @@ vorn_property *vorn_property_clone(const vorn_property *property)
     clone->reference = copy_of(property->reference.get());
     if (property->reference && !clone->reference) return nullptr;
     clone->secret = property->secret;
+    clone->about_others = property->about_others;
     clone->syntax = copy_of(property->syntax.get());
     if (property->syntax && !clone->syntax) return nullptr;
+    if (!clone->description.copy(property->description)) return nullptr;
     return clone.release();
 }
 
@@ -242,7 +244,7 @@ const char *vorn_property_get_syntax(const vorn_property *property)
 int vorn_property_is_valid(const vorn_property *property)
 {
     if (absent(property, "property")) return 0;
-    if (property->is_valid) return 1;
+    if (property->is_valid || has_alternatives(property->description)) return 1;
 
     if (property->writable) {
         vorn_debug_1printf("Property %s is writable but has no is_valid fn.\n",
@@ -273,4 +275,17 @@ int vorn_property_delete(vorn_property *property)
 
     delete property;
     return ok;
+}
+
+int vorn_property_set_about_others(vorn_property *property, int flag)
+{
+    if (absent(property, "property")) return failed;
+
+    property->about_others = flag;
+    return ok;
+}
+
+int vorn_property_is_about_others(const vorn_property *property)
+{
+    return !absent(property, "property") && property->about_others != 0;
 }

@@ -4,6 +4,7 @@
 #include "core/base/memory.h"
 #include "core/base/text.h"
 #include "core/plugin_page.h"
+#include "model/description.h"
 #include "vorn/property.h"
 
 #include <cstdint>
@@ -33,9 +34,11 @@ struct vorn_property : vorn::Record {
     vorn_is_valid_fn is_valid = nullptr;
     std::int32_t persistence = vorn::persistence_unset;
     std::int32_t secret = 0;
+    std::int32_t about_others = 0;             /* the values tell of other instances, whichever */
     vorn::PluginOwner owner = vorn::no_plugin; /* of the function above */
     vorn::Text syntax;
     vorn::Text reference; /* the class whose instances the values name; null for none */
+    vorn::Description description;
 };
 
 namespace vorn {

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <new>
 #include <utility>
@@ -39,23 +38,25 @@ struct Piece {
 
 /* A value: the number of its property, and where its text is. */
 struct Slot {
-    std::uint16_t property : 15;
+    std::uint16_t property;  /* compared the most often, so that nothing else is in it */
+    std::uint16_t text : 15; /* its place in the piece; or which of those that are alone it is */
     std::uint16_t is_alone : 1;
-    std::uint16_t text; /* its place in the piece; or which of the texts that are alone it is */
+
+    static constexpr std::uint32_t most_texts = 1U << 15;
 
     static Slot of(const vorn_property &property, bool is_alone, std::uint32_t text)
     {
         Slot slot;
-        slot.property = property.number & (most_numbered - 1);
+        slot.property = static_cast<std::uint16_t>(property.number);
+        slot.text = text & (most_texts - 1);
         slot.is_alone = is_alone;
-        slot.text = static_cast<std::uint16_t>(text);
         return slot;
     }
 };
-static_assert(most_numbered == 1U << 15);
+static_assert(most_numbered == Slot::most_texts, "a text that is alone has a number, too");
 
 /* What a slot can say. */
-constexpr std::uint32_t longest_piece = std::numeric_limits<std::uint16_t>::max();
+constexpr std::uint32_t longest_piece = Slot::most_texts - 1;
 
 void let_go(Piece *piece)
 {
@@ -206,8 +207,10 @@ Values::~Values()
 const char *Values::get(const vorn_property &property) const
 {
     if (!block_) return nullptr;
-    const Slot *found = block_->find(property);
-    return found == block_->end() ? nullptr : block_->text_of(*found);
+    for (const Slot *slot = block_->slots(); slot != block_->end(); slot++) {
+        if (slot->property == property.number) return block_->text_of(*slot);
+    }
+    return nullptr;
 }
 
 const char *Values::get(const char *name) const

@@ -228,15 +228,12 @@ bool has_no_descriptor_left(int error)
     return error == EMFILE || error == ENFILE;
 }
 
-/* So that somebody can be taken; false when nothing can be spared. */
+/* So that somebody can be taken; false when nothing can be spared. Who goes leaves a reserve. */
 bool spare_a_descriptor()
 {
-    if (reserve >= 0) {
-        close(reserve);
-        reserve = -1;
-        return true;
-    }
-    return send_away(who_may_go(false)) || send_away(who_may_go(true));
+    if (reserve < 0 && !send_away(who_may_go(false)) && !send_away(who_may_go(true))) return false;
+    if (reserve >= 0) close(std::exchange(reserve, -1));
+    return true;
 }
 
 Fd accept_client(int listener, const Door &door)

@@ -19,6 +19,8 @@
 
 namespace vorn {
 
+bool (*may_be_informed)(const char *object, const char *for_user) = nullptr;
+const char *(*keep_record_of)(const char *object, const char *(*serve)(const char *)) = nullptr;
 constinit InformHandlers *inform_handlers = nullptr;
 constinit InformValues *vorn_inform_socket_request_values = nullptr;
 
@@ -57,6 +59,16 @@ Parsed parse_pairs(Table<char> &values, char *rest)
     return Parsed::whole;
 }
 
+const char *serve(const char *object)
+{
+    const char *for_user = vorn_inform_get_value("for-user");
+    if (may_be_informed && !may_be_informed(object, for_user)) return "ERR Access denied";
+    const InformHandler *handler = inform_handlers ? inform_handlers->by_name.get(object) : nullptr;
+    if (!handler) return "ERR no handler";
+    const InPlugin watched(handler->owner, Callback::inform);
+    return handler->fn() == failure ? "ERR returned by handler" : "OK";
+}
+
 } // namespace
 
 void start_inform_socket_request(char *body)
@@ -79,10 +91,7 @@ const char *dispatch_inform_request()
         vorn_debug_eprintf("Inform object of more than %zu bytes.\n", longest_object);
         return "ERR no handler";
     }
-    const InformHandler *handler = inform_handlers ? inform_handlers->by_name.get(object) : nullptr;
-    if (!handler) return "ERR no handler";
-    const InPlugin watched(handler->owner, Callback::inform);
-    return handler->fn() == failure ? "ERR returned by handler" : "OK";
+    return keep_record_of ? keep_record_of(object, serve) : serve(object);
 }
 
 void end_inform_socket_request()

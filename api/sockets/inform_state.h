@@ -21,6 +21,18 @@ struct InformValues : Record {
     Table<char> by_name;
 };
 
+/*
+ * Whether the client may have the object told, and speaks for whom the request says; null while
+ * everybody may.
+ */
+extern bool (*may_be_informed)(const char *object, const char *for_user);
+
+/*
+ * Has a request served by the function, which answers the reply, and keeps a record of it where it
+ * deserves one; null while nobody does.
+ */
+extern const char *(*keep_record_of)(const char *object, const char *(*serve)(const char *object));
+
 /* Null until the first handler is added. */
 extern InformHandlers *inform_handlers;
 

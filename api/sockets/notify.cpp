@@ -30,6 +30,7 @@
 
 namespace vorn {
 
+bool (*may_be_noticed)(int fd, const char *class_name, const char *property) = nullptr;
 constinit NotifyConnection notify_connection[notify_slots] = {};
 constinit std::int32_t conf_change_counter = 1;
 constinit int open_notify_connections = 0;
@@ -102,6 +103,11 @@ Text conf_change(const char *origin)
     }
     return format("<?xml version=\"1.0\"?><conf_changed origin=\"%s\">%d</conf_changed>\n", origin,
                   conf_change_counter);
+}
+
+bool is_meant(const NotifyConnection &slot, const char *class_name, const char *property)
+{
+    return !may_be_noticed || may_be_noticed(slot.fd, class_name, property);
 }
 
 } // namespace
@@ -211,7 +217,7 @@ void vorn_notify_conf_change(const char *origin)
     const Text message = conf_change(origin);
     if (!message) return;
     for (const NotifyConnection &slot : notify_connection) {
-        if (slot.in_use) send_message(slot.fd, message.get());
+        if (slot.in_use && is_meant(slot, nullptr, nullptr)) send_message(slot.fd, message.get());
     }
 }
 
@@ -225,7 +231,8 @@ void vorn_notify_object_change(const char *origin, const char *class_name,
     const Text message = object_change(origin, class_name, instance_name, property, value);
     if (!message) return;
     for (const NotifyConnection &slot : notify_connection) {
-        if (!slot.in_use || send_message(slot.fd, message.get())) continue;
+        if (!slot.in_use || !is_meant(slot, class_name, property)) continue;
+        if (send_message(slot.fd, message.get())) continue;
         notify_remove_connection(slot.fd);
     }
 }

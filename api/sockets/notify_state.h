@@ -16,6 +16,12 @@ struct NotifyConnection {
     std::FILE *stream;
 };
 
+/*
+ * Whether whoever is at the other end of a connection may hear of a class and property, or with
+ * nulls that something has changed; null while everybody may.
+ */
+extern bool (*may_be_noticed)(int fd, const char *class_name, const char *property);
+
 extern NotifyConnection notify_connection[notify_slots];
 extern std::int32_t conf_change_counter;
 extern int open_notify_connections; /* subscribers or not */

@@ -60,6 +60,8 @@ std::string usage_of(const Argument &argument)
                    argument.required ? "" : "]"});
 }
 
+} // namespace
+
 void print_help(const Verb &verb)
 {
     std::cout << verb.help << "\nUsage: vornctl " << verb.name;
@@ -84,6 +86,8 @@ void print_help()
     print_options("Options, before or after the command", common);
     std::cout << footer;
 }
+
+namespace {
 
 const OptionWord *find_option(std::span<const OptionWord> options, const std::string &name)
 {

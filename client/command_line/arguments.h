@@ -14,4 +14,8 @@ Invocation parse_command_line(const std::vector<std::string> &words);
 /* A verb and its words as they stand on a line of a file, without the options for everybody. */
 Invocation parse_words(const Verb &verb, const std::vector<std::string> &words);
 
+/* What --help prints, of all verbs or of one. */
+void print_help();
+void print_help(const Verb &verb);
+
 } // namespace vorn::client

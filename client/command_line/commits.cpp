@@ -100,6 +100,9 @@ void print_details(const Output &output, const std::vector<Instance> &commits)
         }
         for (const Row &provider : providers_of(each))
             rows.push_back(row({each.called(), provider[0], provider[1], provider[2]}));
+        const std::string &left_out = each.value("left-out");
+        if (microseconds(left_out) > 0)
+            rows.push_back(row({each.called(), concat({left_out, " faster providers"}), "", ""}));
     }
     output.print_table({"COMMIT", "PHASE, PROVIDER", "INSTANCES", "MS"}, rows);
 }

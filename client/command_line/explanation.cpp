@@ -221,7 +221,10 @@ Explanation Explanation::of(const std::string &answer)
             const Difference change = change_in(node);
             if (is_visible(change)) explanation.changes.push_back(change);
         }
-        if (name == "error") explanation.errors.emplace_back(node.text().get());
+        if (name == "error") {
+            explanation.errors.push_back(
+                {node.attribute("operation").as_uint(), node.text().get()});
+        }
         if (name == "refused") explanation.refused.emplace_back(node.text().get());
         if (name == "provider") explanation.providers.push_back(provider_in(node));
     }

@@ -15,6 +15,10 @@ struct Explanation {
         std::string action; /* "insert", "update" or "delete" */
         Instance instance;  /* without values */
     };
+    struct Error {
+        std::size_t operation; /* from 1 on; 0 for a daemon that does not say which */
+        std::string sentence;
+    };
     struct Effect {
         std::string weight;
         std::string provider;
@@ -27,7 +31,7 @@ struct Explanation {
     };
 
     std::vector<Difference> changes;
-    std::vector<std::string> errors;  /* of operations */
+    std::vector<Error> errors;        /* of operations */
     std::vector<std::string> refused; /* by checks */
     std::vector<Provider> providers;  /* in the order in which a commit calls them */
 

@@ -15,10 +15,14 @@ constexpr char class_name[] = "generation";
 
 std::vector<Instance> generations(Device &device)
 {
-    std::vector<Instance> all = device.select(
-        {class_name, {}, {}}, {"time", "user", "process", "program", "origin", "comment", "schema",
-                               "commit", "changes", "bytes", "pinned", "state"});
-    if (all.empty()) fail(differs, {"this device keeps no history"});
+    std::vector<Instance> all =
+        device.select({class_name, {}, {}}, {"time", "user", "process", "program", "origin",
+                                             "comment", "schema", "commit", "changes", "result",
+                                             "providers", "failures", "bytes", "pinned", "state"});
+    if (all.empty()) {
+        const bool keeps_some = !device.select({"history", {}, {}}, {"result"}).empty();
+        fail(differs, {keeps_some ? "there is no generation yet" : "this device keeps no history"});
+    }
     return all;
 }
 

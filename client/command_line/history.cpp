@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /* vornctl history: what was saved before, and what one save changed. */
 #include <algorithm>
+#include <iostream>
+#include <utility>
 
 #include "device.h"
 #include "differences.h"
@@ -34,17 +36,45 @@ void print_list(const Output &output, const std::vector<Instance> &all)
                        rows);
 }
 
+/* Who made it, and what became of that; nothing of what is not known. */
+void print_record(const Instance &generation)
+{
+    const std::string &user = generation.value("user");
+    const std::string who = user.empty() ? ""
+                                         : concat({user, " (", generation.value("program"),
+                                                   ", process ", generation.value("process"), ")"});
+    const std::pair<const char *, std::string> lines[] = {
+        {"by", who},
+        {"result", generation.value("result")},
+        {"failures", generation.value("failures")},
+        {"providers", generation.value("providers")},
+    };
+    for (const auto &[name, value] : lines) {
+        if (!value.empty()) std::cout << name << ": " << shown(value) << '\n';
+    }
+}
+
+Configuration one_before(Device &device, const Instance &generation)
+{
+    const std::string &state = generation.value("state");
+    if (state != "good") {
+        fail(refused, {"what it changed can't be told: generation ", generation.called(),
+                       ", the one before, is ", state});
+    }
+    return configuration_of_generation(device, generation.called());
+}
+
 /* The first one that is kept has nothing to be compared with. */
 int print_changes(const Output &output, Device &device, const std::vector<Instance> &all,
                   const std::string &number)
 {
     const Schema schema = Schema::required_of(device);
-    const Configuration after = configuration_of_generation(device, number);
     const auto found =
         std::ranges::find_if(all, [&](const Instance &each) { return each.name == number; });
+    if (found != all.end() && output.format == Format::table) print_record(*found);
+    const Configuration after = configuration_of_generation(device, number);
     Configuration before;
-    if (found != all.begin() && found != all.end())
-        before = configuration_of_generation(device, std::prev(found)->called());
+    if (found != all.begin() && found != all.end()) before = one_before(device, *std::prev(found));
     std::vector<Difference> differences = compare(before, after, schema);
     hide_secrets(differences, schema);
     print(output, differences);

@@ -137,6 +137,12 @@ void Request::only_if(const std::string &commit)
     document_.child("lsql").append_attribute("if-commit").set_value(escaped(commit).c_str());
 }
 
+void Request::speak_for(const std::string &user)
+{
+    expect_text("user", user);
+    document_.child("lsql").append_attribute("for-user").set_value(escaped(user).c_str());
+}
+
 /* A daemon that can't explain does not know the word, and refuses it. */
 void Request::only_explain()
 {

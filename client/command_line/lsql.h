@@ -68,6 +68,8 @@ public:
     void ask_for_commit();
     /* Nothing is to happen unless the configuration still is that one. */
     void only_if(const std::string &commit);
+    /* For whom it is: heard from those who may say that. */
+    void speak_for(const std::string &user);
     /* What a transaction would do is to be told, and nothing to be done. To be called last. */
     void only_explain();
 

@@ -24,6 +24,8 @@ Class class_of(const Instance &instance)
             says_yes(instance, "abstract"),
             instance.value("superclass"),
             instance.value("subclass-identifier"),
+            instance.value("label"),
+            instance.value("help"),
             {}};
 }
 
@@ -33,7 +35,9 @@ Property property_of(const Instance &instance)
             says_yes(instance, "writable"),   says_yes(instance, "required"),
             says_yes(instance, "persistent"), says_yes(instance, "inherited"),
             instance.value("references"),     says_yes(instance, "secret"),
-            instance.value("valid")};
+            instance.value("valid"),          instance.value("label"),
+            instance.value("help"),           instance.value("unit"),
+            instance.value("example"),        instance.value("order")};
 }
 
 template <typename Range>
@@ -56,12 +60,16 @@ Schema Schema::of(Device &device)
     request.select({"schema-class", {}, {}}, {});
     request.select({"schema-property", {}, {}}, {});
     const std::vector<Outcome> outcomes = parse_answer(device.ask(request.text()));
+    if (outcomes.size() < 2) return {};
+    return of(outcomes[0].instances, outcomes[1].instances);
+}
 
+Schema Schema::of(const std::vector<Instance> &classes, const std::vector<Instance> &properties)
+{
     Schema schema;
-    if (outcomes.size() < 2) return schema;
-    for (const Instance &each : outcomes[0].instances)
+    for (const Instance &each : classes)
         schema.classes_.push_back(class_of(each));
-    for (const Instance &each : outcomes[1].instances) {
+    for (const Instance &each : properties) {
         Class *owner = find_named(schema.classes_, each.called());
         if (owner) owner->properties.push_back(property_of(each));
     }

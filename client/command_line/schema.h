@@ -19,6 +19,12 @@ struct Property {
     std::string references; /* the class whose instances the value names; empty for none */
     bool secret = false;
     std::string valid; /* alternatives with "|" between them; empty where it is not told */
+    /* For people; empty where it is not told. */
+    std::string label;
+    std::string help;
+    std::string unit;
+    std::string example;
+    std::string order;
 };
 
 struct Class {
@@ -26,8 +32,10 @@ struct Class {
     std::string type;
     bool persistent = true;
     bool abstract = false;
-    std::string superclass;           /* empty for none */
-    std::string subclass_identifier;  /* empty for none */
+    std::string superclass;          /* empty for none */
+    std::string subclass_identifier; /* empty for none */
+    std::string label;               /* for people; empty where it is not told, as the next */
+    std::string help;
     std::vector<Property> properties; /* the superclass's first */
 
     bool is_named() const { return type == "unique-named" || type == "group-named"; }
@@ -41,6 +49,8 @@ struct Class {
 class Schema {
 public:
     static Schema of(Device &device);
+    /* Of the instances of its two classes. */
+    static Schema of(const std::vector<Instance> &classes, const std::vector<Instance> &properties);
     /* The same, or a Failure that says what is missing. */
     static Schema required_of(Device &device);
 

@@ -37,6 +37,17 @@ void print_bare(const std::vector<Instance> &instances, const std::string &prope
         std::cout << each.value(property) << '\n';
 }
 
+/* Words to a plugin, which it has heard and emptied, tell people nothing. */
+void leave_out_words(std::vector<Instance> &instances, const Schema &schema)
+{
+    for (Instance &instance : instances) {
+        std::erase_if(instance.values, [&](const auto &each) {
+            const Property *property = schema.find_property(instance.class_name, each.first);
+            return each.second.empty() && property && !property->readable;
+        });
+    }
+}
+
 } // namespace
 
 int show(const Invocation &invocation)
@@ -63,6 +74,8 @@ int show(const Invocation &invocation)
         print_bare(instances, selection.words[0]);
     } else {
         if (is_on_terminal()) hide_secrets(instances, schema);
+        const bool is_for_people = options.output.format == Format::table;
+        if (is_for_people && selection.words.empty()) leave_out_words(instances, schema);
         options.output.print(instances);
     }
     if (instances.empty() && target.name) {

@@ -52,7 +52,7 @@ public:
     bool is_healthy() const { return problems_.empty(); }
     const std::vector<std::string> &problems() const { return problems_; }
 
-    Rows lines(bool all) const
+    Rows lines(bool all, Format format) const
     {
         Rows lines;
         const Instance *daemon = first_of("daemon");
@@ -70,7 +70,7 @@ public:
         if (daemon) {
             for (const char *each : {"clients", "subscribers"})
                 lines.push_back(row({each, daemon->value(each)}));
-            lines.push_back(row({"left-behind", concat({daemon->value("left-behind"), " bytes"})}));
+            add_left_behind(lines, *daemon, format);
         }
         if (all) add_details(lines);
         return lines;
@@ -180,6 +180,19 @@ private:
         if (!taken.empty()) lines.push_back(row({"taken", taken}));
     }
 
+    /* Programs have relied on the bytes alone since before the instances were told. */
+    static void add_left_behind(Rows &lines, const Instance &daemon, Format format)
+    {
+        const std::string bytes = concat({daemon.value("left-behind"), " bytes"});
+        const std::string &instances = daemon.value("left-behind-instances");
+        if (format != Format::json && !instances.empty()) {
+            lines.push_back(row({"left-behind", concat({bytes, " of ", instances, " instances"})}));
+            return;
+        }
+        lines.push_back(row({"left-behind", bytes}));
+        if (!instances.empty()) lines.push_back(row({"left-behind-instances", instances}));
+    }
+
     static long number(const Instance &generation)
     {
         return std::strtol(generation.called().c_str(), nullptr, 10);
@@ -236,7 +249,7 @@ void print_json(const Status &status, bool all)
     for (const std::string &each : status.problems())
         json.text(each);
     json.close_list();
-    for (const Row &line : status.lines(all))
+    for (const Row &line : status.lines(all, Format::json))
         json.member(line[0], line[1]);
     json.close_object();
     std::cout << json.document() << '\n';
@@ -244,7 +257,8 @@ void print_json(const Status &status, bool all)
 
 void print_for_people(const Status &status, const Output &output, bool all)
 {
-    output.print_lines(status.is_healthy() ? "healthy" : "not healthy", status.lines(all), true);
+    output.print_lines(status.is_healthy() ? "healthy" : "not healthy",
+                       status.lines(all, Format::table), true);
     for (const std::string &each : status.problems())
         std::cout << "! " << shown(each) << '\n';
 }

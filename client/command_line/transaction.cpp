@@ -99,31 +99,54 @@ void Transaction::fail_as_a_whole(Device &device, std::string error, ExitStatus 
     throw Failure(status, text);
 }
 
-/* What is said against the whole, and not against an operation, names whom it means itself. */
-void Transaction::fail(Device &device, const Outcome &outcome, std::size_t index) const
+Failure Transaction::refusal_of(Device &device, const std::string &error, std::size_t index) const
 {
-    if (outcome.error.starts_with(moved_on)) throw MovedOn(outcome.error);
     const Operation &operation = operations_[index];
-    if (outcome.error.starts_with(nothing_there)) {
+    if (error.starts_with(nothing_there)) {
         const std::string more = !operation.target.where.empty()
                                      ? " that fulfils the condition"
                                      : did_you_mean(operation.target.name.value_or(""),
                                                     names_of(device, operation.target.class_name));
-        client::fail(differs, {operation.title, ": there is no such instance", more});
+        return Failure(differs, concat({operation.title, ": there is no such instance", more}));
     }
-    if (is_about_all(outcome.error)) fail_as_a_whole(device, outcome.error, refused);
-    client::fail(status_after(outcome.error, schema_, operation.target, operation.values),
-                 {operation.title, ": ",
-                  explained(outcome.error, schema_, operation.target, operation.values)});
+    return Failure(status_after(error, schema_, operation.target, operation.values),
+                   concat({operation.title, ": ",
+                           explained(error, schema_, operation.target, operation.values)}));
 }
 
-/* An explanation does not say which of the operations it was that failed. */
+/* What is said against the whole, and not against an operation, names whom it means itself. */
+void Transaction::fail(Device &device, const Outcome &outcome, std::size_t index) const
+{
+    if (outcome.error.starts_with(moved_on)) throw MovedOn(outcome.error);
+    if (!outcome.error.starts_with(nothing_there) && is_about_all(outcome.error))
+        fail_as_a_whole(device, outcome.error, refused);
+    throw refusal_of(device, outcome.error, index);
+}
+
+/* Each in a line; the status is that of the first, as the change itself would end. */
+void Transaction::fail_with(Device &device, const std::vector<Explanation::Error> &errors) const
+{
+    std::string text;
+    ExitStatus status = refused;
+    for (const Explanation::Error &each : errors) {
+        const bool is_known = each.operation > 0 && each.operation <= operations_.size();
+        const Failure failure =
+            is_known ? refusal_of(device, each.sentence, each.operation - 1)
+                     : Failure(each.sentence.starts_with(nothing_there) ? differs : refused,
+                               each.sentence);
+        if (text.empty()) status = failure.status();
+        text += concat({text.empty() ? "" : "\nvornctl: ", failure.what()});
+    }
+    throw Failure(status, text);
+}
+
 int Transaction::explain(Device &device)
 {
     if (request_.empty()) {
         print(options_.output, Explanation(), "<?xml version=\"1.0\"?>\n<explanation/>\n");
         return done;
     }
+    if (is_on_trial()) begin_trial();
     request_.only_explain();
     const std::string answer = device.ask(request_.text());
     if (!Explanation::is_one(answer)) {
@@ -136,11 +159,7 @@ int Transaction::explain(Device &device)
                                    : error});
     }
     const Explanation explanation = Explanation::of(answer);
-    const std::vector<std::string> &errors = explanation.errors;
-    if (!errors.empty()) {
-        fail_as_a_whole(device, joined(errors, "\n"),
-                        errors[0].starts_with(nothing_there) ? differs : refused);
-    }
+    if (!explanation.errors.empty()) fail_with(device, explanation.errors);
     print(options_.output, explanation, answer);
     if (!explanation.refused.empty())
         fail_as_a_whole(device, joined(explanation.refused, "\n"), refused);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "device.h"
+#include "explanation.h"
 #include "failure.h"
 #include "lsql.h"
 #include "options.h"
@@ -51,6 +52,9 @@ private:
     bool is_on_trial() const { return options_.trial_seconds > 0 || !options_.joins.empty(); }
     void begin_trial();
     [[noreturn]] void fail(Device &device, const Outcome &outcome, std::size_t index) const;
+    Failure refusal_of(Device &device, const std::string &error, std::size_t index) const;
+    [[noreturn]] void fail_with(Device &device,
+                                const std::vector<Explanation::Error> &errors) const;
     [[noreturn]] void fail_as_a_whole(Device &device, std::string error, ExitStatus status) const;
     std::string with_advice(Device &device, const std::string &line) const;
 

@@ -21,6 +21,7 @@ int export_(const Invocation &invocation);
 int factory_reset(const Invocation &invocation);
 int forget(const Invocation &invocation);
 int forget_broken(const Invocation &invocation);
+int help(const Invocation &invocation);
 int history(const Invocation &invocation);
 int import(const Invocation &invocation);
 int inform(const Invocation &invocation);
@@ -44,6 +45,8 @@ namespace {
 constexpr OptionWord where = {"--where", "CONDITION", "only those that fulfil it"};
 
 constexpr Argument a_class[] = {{"CLASS", "whose properties to list", false}};
+constexpr Argument helped[] = {{"COMMAND", "or CLASS; all commands if it isn't given", false},
+                               {"PROPERTY", "of the class", false}};
 constexpr Argument selection[] = {
     {"CLASS", "what to show"},
     {"NAME PROPERTY", "the instance's name (- for any), then properties (default: all)", false,
@@ -132,6 +135,7 @@ constexpr OptionWord watching[] = {
 
 constexpr Verb table[] = {
     {"list", a_class, {}, "the device's classes, or one class's properties", list, true},
+    {"help", helped, {}, "what a class or a property is for, or a command", help, true},
     {"show", selection, showing, "instances and their values", show, true},
     {"set", assignments, picking, "give instances new values", set},
     {"add", new_instance, adding, "make a new instance", add},

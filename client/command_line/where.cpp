@@ -14,6 +14,8 @@ namespace vorn::client {
 namespace {
 
 constexpr char signs[] = "=!()\"'";
+/* Far less than the daemon takes: others than people write conditions, too. */
+constexpr int deepest = 64;
 
 class Translator {
 public:
@@ -109,6 +111,7 @@ private:
 
     void negation(pugi::xml_node parent)
     {
+        if (++depth_ > deepest) expect("less that is nested");
         if (take_word("not")) {
             negation(parent.append_child("not"));
         } else if (take('(')) {
@@ -117,6 +120,7 @@ private:
         } else {
             comparison(parent);
         }
+        depth_--;
     }
 
     void comparison(pugi::xml_node parent)
@@ -150,6 +154,7 @@ private:
 
     const std::string &text_;
     std::size_t at_ = 0;
+    int depth_ = 0;
 };
 
 } // namespace

@@ -44,7 +44,8 @@ void TextBuffer::append(const char *text)
 
 void TextBuffer::append(const char *text, std::size_t length)
 {
-    if (!make_room(length)) return;
+    const bool has_room = length < room_ - size_ && !failed_; /* as nearly every time */
+    if (!has_room && !make_room(length)) return;
     std::memcpy(text_.get() + size_, text, length);
     size_ += length;
 }

@@ -43,6 +43,8 @@ private:
 
 class TableOwner {
 public:
+    static constexpr int no_memory = -2; /* of the answers of ght_insert */
+
     constexpr TableOwner() = default;
     TableOwner(TableOwner &&other) noexcept : table_(std::exchange(other.table_, nullptr)) {}
     TableOwner &operator=(TableOwner &&other) noexcept
@@ -101,7 +103,7 @@ public:
     {
         return table_ ? static_cast<T *>(ght_get(table_, name_length(name), name)) : nullptr;
     }
-    /* ght_insert's answer: 0, -1 for a name that is taken, -2 when memory is gone. */
+    /* ght_insert's answer: 0, -1 for a name that is taken, no_memory. */
     int insert(const char *name, T *value)
     {
         return ght_insert(table_, value, name_length(name), name);
@@ -147,7 +149,7 @@ public:
     /* True when the name is in the set afterwards, whether or not it was before. */
     bool add(const char *name)
     {
-        return ght_insert(table_, member(), name_length(name), name) != -2;
+        return ght_insert(table_, member(), name_length(name), name) != no_memory;
     }
     NameCursor begin() const { return NameCursor(table_); }
     NameCursor end() const { return {}; }

@@ -69,8 +69,14 @@ typedef void (*vorn_commit_report_fn)(const vorn_commit_report *report, void *da
 VORN_API int vorn_commit_report_add_fn(vorn_commit_report_fn fn, void *data);
 
 /**
- * Says in a word what the request under way comes to if it is done: the result of its report, which
- * is "done" otherwise. For amend and check functions: "confirmed", "reverted". Cut at 31 bytes.
+ * Says in few words what the request under way comes to if it is done: the result of its report,
+ * which is "done" otherwise. For amend and check functions: "confirmed", "reverted: the time was
+ * over". What several say stands there with commas between. Cut at 79 bytes.
+ *
+ * An inform request has no report, since most are mere events, unless its handler calls this, as
+ * one does that restarts the device; its parameters stand in the report, which is among the
+ * refusals when the handler fails.
+ *
  * Returns 0, or 1 outside of a request and for null ("Null word.\n" at level 1).
  */
 VORN_API int vorn_commit_report_set_result(const char *word);
@@ -128,11 +134,14 @@ VORN_API uint32_t vorn_commit_report_get_microseconds(const vorn_commit_report *
 
 /**
  * The name of a provider that the commit concerned, by how long it took, 0 for the slowest; null
- * when there are not so many. At most 12 are kept: those that were given an instance, or took
- * longer than a tenth of a millisecond.
+ * when there are not so many. Concerned are those that were given an instance, or took longer than
+ * a tenth of a millisecond. At most 32 are kept.
  */
 VORN_API const char *vorn_commit_report_get_provider(const vorn_commit_report *report,
                                                      unsigned int rank);
+
+/** How many more providers the commit concerned than are kept: those that took the least time. */
+VORN_API uint32_t vorn_commit_report_get_providers_left_out(const vorn_commit_report *report);
 
 /**
  * How many instances that provider was given: those that its committer called back for, or all

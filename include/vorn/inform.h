@@ -19,7 +19,10 @@
 
 VORN_BEGIN
 
-/** Serves one event. 1 means failure, anything else success. */
+/**
+ * Serves one event. 1 means failure, anything else success. One that changes the device says so
+ * with vorn_commit_report_set_result, and has a report then.
+ */
 typedef int (*vorn_inform_fn)(void);
 
 /** Opens the socket. Returns 0, or 1 when it can't be opened. Called once by start-up. */

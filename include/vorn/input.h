@@ -114,6 +114,33 @@ VORN_API int vorn_input_is_domain_name(const char *value, int length);
 /** What vorn_input_is_ip or vorn_input_is_domain_name takes. */
 VORN_API int vorn_input_is_ip_or_domain_name(const char *value, int length);
 
+/* Plain ones, as they can become part of another program's file or command. */
+
+/**
+ * An integer between low and high in digits alone, with a hyphen before them where low is below 0.
+ */
+VORN_API int vorn_input_is_plain_int_in_range(const char *value, int length, int low, int high);
+/** The same, and low or some steps above it. A step below 1 refuses everything. */
+VORN_API int vorn_input_is_plain_int_in_steps(const char *value, int length, int low, int high,
+                                              int step);
+/** What vorn_input_is_ip takes, if it is digits and dots alone. */
+VORN_API int vorn_input_is_plain_ip(const char *value, int length);
+/** Such an address or a domain name that is not made of digits and dots alone. */
+VORN_API int vorn_input_is_plain_ip_or_domain_name(const char *value, int length);
+/** Such an address that a host can have: 1.0.0.0 to 223.255.255.255, no 0 before other digits. */
+VORN_API int vorn_input_is_host_ip(const char *value, int length);
+/** A netmask written as such an address: at least one 1, and no 1 after a 0. */
+VORN_API int vorn_input_is_netmask(const char *value, int length);
+/** Such an address whose bits behind the prefix are 0, a slash, and the prefix: 0 to 32. */
+VORN_API int vorn_input_is_network(const char *value, int length);
+/**
+ * 1 to 15 letters, digits, dots, hyphens and underscores, the first neither a dot nor a hyphen: the
+ * name of a network interface that can stand in any file or command.
+ */
+VORN_API int vorn_input_is_link_name(const char *value, int length);
+/** UTF-8 of so many characters, both numbers included, none of which is a control character. */
+VORN_API int vorn_input_is_text(const char *value, int length, int fewest, int most);
+
 /* Wireless. Channels depend on the regulatory domain: 0, 1 or 2, no other. */
 
 /** A channel of the mode, which is named as in vorn_input_is_mode. */
@@ -157,6 +184,50 @@ VORN_API int vorn_input_is_wep_key_length(const char *value, int length);
 VORN_API int vorn_input_is_wep_key(const char *value, int length, int bits, int ascii);
 /** 8 to 63 printable ASCII characters. */
 VORN_API int vorn_input_is_wpa_psk_key(const char *value, int length);
+
+/* Several at once. */
+
+/**
+ * The validators that need nothing but the value; several with "|" between them. What describes a
+ * property tells them, too (see description.h).
+ */
+enum {
+    VORN_INPUT_NOTHING = 1 << 0, /**< the empty text */
+    VORN_INPUT_WORD = 1 << 1,
+    VORN_INPUT_PHRASE = 1 << 2,
+    VORN_INPUT_YES_NO = 1 << 3,
+    VORN_INPUT_ON_OFF = 1 << 4,
+    VORN_INPUT_UP_DOWN = 1 << 5,
+    VORN_INPUT_INTERFACE = 1 << 6,
+    VORN_INPUT_SSID = 1 << 7,
+    VORN_INPUT_MODE = 1 << 8,
+    VORN_INPUT_INT = 1 << 9,
+    VORN_INPUT_POSITIVE_INT = 1 << 10,
+    VORN_INPUT_NON_NEGATIVE_INT = 1 << 11,
+    VORN_INPUT_PERCENT = 1 << 12,
+    VORN_INPUT_EVEN = 1 << 13,
+    VORN_INPUT_MAC = 1 << 14,
+    VORN_INPUT_IP = 1 << 15,
+    VORN_INPUT_DOMAIN_LABEL = 1 << 16,
+    VORN_INPUT_DOMAIN_NAME = 1 << 17,
+    VORN_INPUT_IP_OR_DOMAIN_NAME = 1 << 18,
+    VORN_INPUT_PLAIN_IP = 1 << 19,
+    VORN_INPUT_PLAIN_IP_OR_DOMAIN_NAME = 1 << 20,
+    VORN_INPUT_HOST_IP = 1 << 21,
+    VORN_INPUT_NETMASK = 1 << 22,
+    VORN_INPUT_LINK_NAME = 1 << 23,
+    VORN_INPUT_A_RATE = 1 << 24,
+    VORN_INPUT_B_RATE = 1 << 25,
+    VORN_INPUT_G_RATE = 1 << 26,
+    VORN_INPUT_TURBO_A_RATE = 1 << 27,
+    VORN_INPUT_WEP_KEY_LENGTH = 1 << 28,
+    VORN_INPUT_WPA_PSK_KEY = 1 << 29,
+    VORN_INPUT_NETWORK = 1 << 30,
+    VORN_INPUT_ALL = 0x7fffffff /**< every one of them */
+};
+
+/** One of these validators takes the value. What is none of them takes nothing. */
+VORN_API int vorn_input_is_any_of(const char *value, int length, int kinds);
 
 VORN_END
 

@@ -44,9 +44,17 @@ VORN_API int32_t vorn_peer_get_pid(const vorn_peer *peer);
 
 /**
  * The name that /etc/passwd has for the user, cut at 32 bytes, or the number when it has none. A
- * byte that is no printable ASCII is shown as "?". Good until the next call, for whichever peer.
+ * byte that is no printable ASCII is shown as "?". When the peer speaks for somebody, "gate:" and
+ * that name. Good until the next call, for whichever peer.
  */
 VORN_API const char *vorn_peer_get_user(const vorn_peer *peer);
+
+/**
+ * For whom the peer speaks: the name that its request gave with for-user, which only root and the
+ * user of the gate may; at most 64 letters, digits and "._@+-". "" when it speaks for itself. What
+ * is root's alone is not done for such a peer, whoever it is.
+ */
+VORN_API const char *vorn_peer_get_for_user(const vorn_peer *peer);
 
 /**
  * The name of the program, at most 15 bytes, as the process list has it; "" when it can't be read.

@@ -65,7 +65,8 @@ VORN_API vorn_plugin *vorn_plugin_new(const char *version);
  * until the watchdog or somebody else ended it, is left out at the next start: "Plugin \"%s\" is
  * left out: the daemon died in its code %u times in a row, the last time in its %s function%s.\n".
  * That is no failure of vorn_plugins_init. A daemon that has served for five minutes, or was asked
- * to end, ends the row; a new file of the plugin, and vorn_plugins_retry, give it another chance.
+ * to end, ends the row; another content of its file, and vorn_plugins_retry, give it another
+ * chance.
  *
  * The functions below tell of all plugins that were found, by their rank from 0 on.
  */

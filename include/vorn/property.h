@@ -55,7 +55,7 @@ VORN_API int vorn_property_refuse_value(const char *format, ...) VORN_PRINTF(1, 
  * function and without a persistence of its own. The name is copied.
  *
  * As it stands it is not consistent (see vorn_property_is_valid) and no class takes it: give it a
- * validity function, or make it read-only.
+ * validity function, tell what it accepts (see description.h), or make it read-only.
  *
  * Returns the property, owned by the caller until a class takes it; null for a null name
  * ("Null name.\n"), when a process has 32,768 of them ("There are 32768 properties already.\n") or,
@@ -167,6 +167,18 @@ VORN_API const char *vorn_property_get_shown_value(const vorn_property *property
 VORN_API int vorn_property_is_secret(const vorn_property *property);
 
 /**
+ * Declares that values tell of other instances, of whichever class (non-zero), as a summary of what
+ * a commit changed does. Where access rules keep anything from somebody, he is not shown such
+ * values at all: nobody could tell which parts of them are meant for him. Returns 0; 1 for a null
+ * property
+ * ("Null property.\n").
+ */
+VORN_API int vorn_property_set_about_others(vorn_property *property, int flag);
+
+/** 1 if values tell of other instances, else 0, as for a null property ("Null property.\n"). */
+VORN_API int vorn_property_is_about_others(const vorn_property *property);
+
+/**
  * Declares what a valid value looks like, for clients that say so when one is refused or complete
  * one: alternatives with "|" between them, each a value as it is or, in angle brackets, words for
  * people: "auto|<channel>", "on|off", "<68 to 9000>". The validity function still judges. The text
@@ -184,7 +196,8 @@ VORN_API const char *vorn_property_get_syntax(const vorn_property *property);
  * Whether the property is consistent: 1 if it is, 0 if not. Mind the sense, the opposite of the
  * setters'.
  *
- * A writable property needs a validity function, else "Property %s is writable but has no
+ * A writable property needs a validity function or a description of what it accepts, else "Property
+ * %s is writable but has no
  * is_valid fn.\n"; so does one that is required on insert and no subclass identifier, else
  * "Property %s is required on insert but has no is_valid fn.\n". The first of the two that holds
  * is told. A null property gives 0 and "Null property.\n".

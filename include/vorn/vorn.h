@@ -16,6 +16,7 @@
 #include "vorn/config.h"
 #include "vorn/config_files.h"
 #include "vorn/debug.h"
+#include "vorn/description.h"
 #include "vorn/eloop.h"
 #include "vorn/explanation.h"
 #include "vorn/hash_table.h"

@@ -8,10 +8,10 @@
 #include "config/config_read.h"
 #include "config/default_file.h"
 #include "config/migration.h"
-#include "services/xml/xml.h"
 #include "vorn/vorn.h"
 
 #include <libxml/parser.h>
+#include <libxml/xmlreader.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -82,26 +82,48 @@ Messages missing_in(Messages others, const Messages &messages)
     return missing;
 }
 
+/* Where an instance and its values begin in the file. */
+struct Lines {
+    long instance;
+    std::vector<long> values;
+};
+
+/* Of all instances of a document that can be read. */
+std::vector<Lines> lines_in(const std::string &path)
+{
+    std::vector<Lines> lines;
+    xmlTextReader *reader =
+        xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_HUGE);
+    while (reader && xmlTextReaderRead(reader) == 1) {
+        if (xmlTextReaderNodeType(reader) != XML_READER_TYPE_ELEMENT) continue;
+        const long line = xmlGetLineNo(xmlTextReaderCurrentNode(reader));
+        const int depth = xmlTextReaderDepth(reader);
+        if (depth == 1) lines.push_back({line, {}});
+        if (depth == 2) lines.back().values.push_back(line);
+    }
+    xmlFreeTextReader(reader);
+    return lines;
+}
+
 /*
  * The lines of what is said of an instance: of the value without which it would not be said, and of
  * several of those the one that has the least to do with anything else.
  */
 void add_findings(CheckedFile &file, const Messages &said, WrittenInstance &written,
-                  const xmlNode *element)
+                  const Lines &lines_of)
 {
-    std::vector<long> lines(said.size(), xmlGetLineNo(element));
+    std::vector<long> lines(said.size(), lines_of.instance);
     std::vector<std::size_t> least(said.size(), SIZE_MAX);
     const Messages alone = said_of(written);
-    const xmlNode *child = xmlFirstElementChild(const_cast<xmlNode *>(element));
-    for (std::uint32_t place = 0; place < written.count && child; place++) {
+    const auto count = std::min<std::size_t>(written.count, lines_of.values.size());
+    for (std::uint32_t place = 0; place < count; place++) {
         const Messages missing = missing_in(said_without(written, place), alone);
         for (std::size_t i = 0; i < said.size(); i++) {
             if (std::find(missing.begin(), missing.end(), said[i]) == missing.end()) continue;
             if (missing.size() >= least[i]) continue;
             least[i] = missing.size();
-            lines[i] = xmlGetLineNo(child);
+            lines[i] = lines_of.values[place];
         }
-        child = xmlNextElementSibling(const_cast<xmlNode *>(child));
     }
     for (std::size_t i = 0; i < said.size(); i++)
         file.findings.push_back({lines[i], said[i]});
@@ -128,25 +150,24 @@ bool is_migrated(CheckedFile &file, ConfigDocument &document)
     });
 }
 
-/* The tree has the lines, instance by instance what the document has. */
-void read_all(CheckedFile &file, ConfigDocument &document, xmlDoc *tree)
+/* There are lines for each instance that the document has. */
+void read_all(CheckedFile &file, ConfigDocument &document, const std::vector<Lines> &lines)
 {
     vorn_instances *store = vorn_instances_new();
     vorn_changes *changes = vorn_changes_new(store);
     vorn_config_replace_running(store); /* validators may look at it */
 
     unsigned int unknown = 0;
-    const xmlNode *element =
-        is_migrated(file, document) ? nullptr : xmlFirstElementChild(xmlDocGetRootElement(tree));
-    while (const Allocated<WrittenInstance> written = document.take_next()) {
+    const std::size_t known = is_migrated(file, document) ? 0 : lines.size();
+    for (std::size_t place = 0; const Allocated<WrittenInstance> written = document.take_next();
+         place++) {
         read_instance(*written, store, changes, unknown);
-        if (!element) {
+        if (place >= known) {
             add_findings(file, 0);
             continue;
         }
         const Messages said = take_messages();
-        if (!said.empty()) add_findings(file, said, *written, element);
-        element = xmlNextElementSibling(const_cast<xmlNode *>(element));
+        if (!said.empty()) add_findings(file, said, *written, lines[place]);
     }
     add_missing_singletons(store, changes);
     add_findings(file, 0);
@@ -217,9 +238,7 @@ CheckedFile check_file(const std::string &role, const std::string &path)
     }
     set_log_level(parser_level);
     ConfigDocument document = parse_config(document_path.c_str());
-    const XmlDocument tree(
-        document ? xmlReadFile(document_path.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_HUGE)
-                 : nullptr);
+    const std::vector<Lines> lines = document ? lines_in(document_path) : std::vector<Lines>();
     set_log_level(errors_only);
     if (document_path != path) unlink(document_path.c_str());
     file.state = document ? CheckedFile::State::usable : CheckedFile::State::not_parsed;
@@ -228,7 +247,7 @@ CheckedFile check_file(const std::string &role, const std::string &path)
         return file;
     }
     take_messages();
-    read_all(file, document, tree.get());
+    read_all(file, document, lines);
     for (Finding &finding : file.findings) {
         if (finding.line > 0) finding.line += header_lines;
     }

@@ -24,6 +24,24 @@ void print_names(const char *what, const std::vector<std::string> &names)
         std::printf("  %s %s\n", what, name.c_str());
 }
 
+/* One for each class: many plugins were written before there was anything to tell. */
+void print_undescribed(const std::string &name)
+{
+    const vorn_class *klass = vorn_classes_get(name.c_str());
+    std::string missing =
+        klass && vorn_class_get_label(klass) && vorn_class_get_help(klass) ? "" : " itself";
+    vorn_class_property_iterator *walk = vorn_class_new_property_iterator(klass);
+    while (vorn_class_property_iterator_has_next(walk)) {
+        const vorn_property *property = vorn_class_property_iterator_next(walk);
+        if (vorn_property_get_label(property) && vorn_property_get_help(property)) continue;
+        missing.append(missing.empty() ? " " : ", ").append(vorn_property_get_name(property));
+    }
+    vorn_class_delete_property_iterator(walk);
+    if (missing.empty()) return;
+    std::printf("  notice: class %s has no label and help for people:%s\n", name.c_str(),
+                missing.c_str());
+}
+
 int print_plugin(const Plugin &plugin)
 {
     std::printf("%s%s\n", plugin.name.c_str(), plugin.loaded ? "" : ": not loaded");
@@ -33,6 +51,8 @@ int print_plugin(const Plugin &plugin)
     if (!plugin.classes.empty() && plugin.providers.empty()) {
         std::printf("  notice: no provider comes with its classes: nothing is applied\n");
     }
+    for (const std::string &name : plugin.classes)
+        print_undescribed(name);
     for (const std::string &name : plugin.silent) {
         std::printf("  notice: provider %s can't explain what its commit would do\n", name.c_str());
     }

@@ -46,8 +46,9 @@ struct supervised {
     struct run_with run_with;
     enum phase phase;
     int is_starting;
-    int waiting_signal; /* until it has started; 0 for none */
-    int pause_s;        /* before the next start */
+    int is_of_last_change; /* which has to say it in its record if the program fails */
+    int waiting_signal;    /* until it has started; 0 for none */
+    int pause_s;           /* before the next start */
     eloop_timeout_handler untimed[timers];
     int looks; /* left, for the end of a process whose output has ended */
     int pid;   /* of the process that is ending */
@@ -231,8 +232,18 @@ static void find_reason(supervised *program, int status)
     supervise_say_why(&program->words, status, now_ms(), program->reason);
 }
 
+/* The reason comes when the commit that started it is long over. */
+static void record_failure(supervised *program)
+{
+    if (!program->is_of_last_change) return;
+    program->is_of_last_change = 0;
+    vorn_commit_report_add_failure("%s: %s", program->name,
+                                   program->reason[0] != '\0' ? program->reason : program->failure);
+}
+
 static void pause_now(supervised *program)
 {
+    record_failure(program);
     if (program->reason[0] != '\0') {
         vorn_debug_eprintf("%s: %s\n", program->name, program->reason);
     }
@@ -274,7 +285,10 @@ static void ended(void *data)
     read_the_rest(program);
     close_output(program);
     outlived_forget(&program->noted);
-    if (now_ms() - program->since_ms >= long_enough_ms) program->pause_s = 1;
+    if (now_ms() - program->since_ms >= long_enough_ms) {
+        program->pause_s = 1;
+        program->is_of_last_change = 0;
+    }
     find_reason(program, vorn_service_get_exit_status());
     pause_now(program);
 }
@@ -395,6 +409,7 @@ int supervise_run_plan(supervised *program, const supervise_plan *plan)
     if (supervise_foresee(program, plan, 0) == SUPERVISE_LEAVES) return 0;
     if (supervise_take_plan(&program->run_with, plan) != 0) return 1;
     take_down(program);
+    program->is_of_last_change = 1;
     if (program->phase == stopped) start(program);
     return 0;
 }

@@ -9,17 +9,6 @@
 
 #define PROGRAM "/usr/sbin/@NAME@ctl"
 
-/* What clients may set: a validator gets the text that they sent. */
-static int is_level(const char *value)
-{
-    return vorn_input_is_int_in_range(value, (int)strlen(value), 0, 100);
-}
-
-static int is_enabled(const char *value)
-{
-    return vorn_input_is_on_off(value, (int)strlen(value));
-}
-
 static const char *value_of(const vorn_instance *instance, const char *property)
 {
     const char *value = vorn_instance_get_value(instance, property);
@@ -105,14 +94,39 @@ static const char *read_state(vorn_instance *instance, const char *property,
     return state;
 }
 
-/* Clients tell the syntax when they tell of a refusal, and complete values with it. */
-static void add_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid,
-                        const char *syntax)
+/*
+ * What clients may set: the daemon judges by what a property accepts, and they are told the same.
+ * Label, help and example are for people.
+ */
+static void add_level(vorn_class *klass)
 {
-    vorn_property *property = vorn_property_new(name);
-    vorn_property_set_is_valid_fn(property, is_valid);
-    vorn_property_set_syntax(property, syntax);
-    vorn_class_add_property(klass, property);
+    vorn_property *level = vorn_property_new("level");
+    vorn_property_accept_number(level, 0, 100, 1);
+    vorn_property_set_label(level, "Level");
+    vorn_property_set_help(level, "How strong it is; 100 if it isn't set.");
+    vorn_property_set_unit(level, "%");
+    vorn_property_set_example(level, "40");
+    vorn_class_add_property(klass, level);
+}
+
+static void add_switch(vorn_class *klass)
+{
+    vorn_property *enabled = vorn_property_new("enabled");
+    vorn_property_accept(enabled, VORN_INPUT_ON_OFF);
+    vorn_property_set_label(enabled, "Enabled");
+    vorn_property_set_help(enabled, "Whether it is on.");
+    vorn_property_set_example(enabled, "on");
+    vorn_class_add_property(klass, enabled);
+}
+
+static void add_state(vorn_class *klass)
+{
+    vorn_property *state = vorn_property_new("state");
+    vorn_property_set_writable(state, 0);
+    vorn_property_set_persistence(state, 0);
+    vorn_property_set_label(state, "State");
+    vorn_property_set_help(state, "What the device says of itself.");
+    vorn_class_add_property(klass, state);
 }
 
 static void add_class(void)
@@ -120,13 +134,11 @@ static void add_class(void)
     vorn_class *klass = vorn_class_new("@NAME@");
     vorn_class_set_type(klass, VORN_CLASS_UNIQUE_NAMED);
     vorn_class_set_persistence(klass, 1);
-    add_setting(klass, "level", is_level, "<0 to 100>");
-    add_setting(klass, "enabled", is_enabled, "on|off");
-
-    vorn_property *state = vorn_property_new("state");
-    vorn_property_set_writable(state, 0);
-    vorn_property_set_persistence(state, 0);
-    vorn_class_add_property(klass, state);
+    vorn_class_set_label(klass, "@NAME@");
+    vorn_class_set_help(klass, "Something that is set with @NAME@ctl.");
+    add_level(klass);
+    add_switch(klass);
+    add_state(klass);
     vorn_classes_add(klass);
 }
 

@@ -16,11 +16,9 @@ void InstanceHome::remove(const Witness &witness)
 
 bool InstanceHome::ask(StoreEvent event, vorn_instance &instance) const
 {
-    for (Witness *each = witnesses; each;) {
-        Witness *next = each->next; /* one that has copied everything leaves */
+    /* One that has copied everything leaves, and still knows who comes after it. */
+    for (Witness *each = witnesses; each; each = each->next)
         if (!each->before_change(*each, event, instance)) return false;
-        each = next;
-    }
     return true;
 }
 

@@ -12,19 +12,27 @@
 #include <unistd.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "line.h"
+#include "providers_text.h"
 #include "replace.h"
 #include "values.h"
 
-enum { longest_name = 64, most_listed = 12, most_commits = 64 };
+enum { most_commits = 64 };
 
 static const char class_name[] = "commit";
-static const char *const properties[] = {
-    "time",      "origin", "changed", "deleted", "parse",   "refresh", "validate", "apply", "save",
-    "providers", "user",   "process", "program", "changes", "result",  "failures", NULL};
+static const char *const properties[] = {"time",     "origin",   "changed", "deleted", "parse",
+                                         "refresh",  "validate", "apply",   "save",    "providers",
+                                         "left-out", "user",     "process", "program", "changes",
+                                         "result",   "failures", NULL};
 static const char refusal_name[] = "refusal";
 static const char *const refusal_properties[] = {"time",    "commit",  "origin", "user", "process",
                                                  "program", "changes", "result", NULL};
+
+/* What others have done, with what. */
+static const char *const told_to_few[] = {"changed", "deleted",  "providers",
+                                          "changes", "failures", NULL};
+static const char *const refusals_told_to_few[] = {"changes", "result", NULL};
 
 static unsigned long refused; /* requests since the daemon started */
 
@@ -33,25 +41,6 @@ static void set_number(vorn_instance *commit, const char *property, uint32_t num
     char text[16];
     snprintf(text, sizeof text, "%" PRIu32, number);
     vorn_instance_set_value(commit, property, text);
-}
-
-/* "NAME INSTANCES MICROSECONDS" of each, commas between them. */
-static const char *providers_of(const vorn_commit_report *report)
-{
-    static char text[most_listed * (longest_name + 32)];
-    size_t used = 0;
-    const char *name;
-    for (unsigned int rank = 0; (name = vorn_commit_report_get_provider(report, rank)) != NULL;
-         rank++) {
-        const int length = snprintf(text + used, sizeof text - used, "%s%.*s %" PRIu32 " %" PRIu32,
-                                    rank > 0 ? ", " : "", longest_name, name,
-                                    vorn_commit_report_get_provider_instances(report, rank),
-                                    vorn_commit_report_get_provider_microseconds(report, rank));
-        if (length < 0 || (size_t)length >= sizeof text - used) break;
-        used += (size_t)length;
-    }
-    text[used] = '\0';
-    return text;
 }
 
 static const char *process_of(const vorn_commit_report *report)
@@ -98,7 +87,8 @@ static void add_commit(vorn_instances *commits, const vorn_commit_report *report
     static const char *const phases[] = {"parse", "refresh", "validate", "apply", "save"};
     for (int phase = VORN_COMMIT_PARSE; phase <= VORN_COMMIT_SAVE; phase++)
         set_number(commit, phases[phase], vorn_commit_report_get_microseconds(report, phase));
-    vorn_instance_set_value(commit, "providers", providers_of(report));
+    vorn_instance_set_value(commit, "providers", providers_text(report));
+    set_number(commit, "left-out", vorn_commit_report_get_providers_left_out(report));
     if (vorn_instances_add(commits, commit) != 0) vorn_instance_delete(commit);
 }
 
@@ -165,18 +155,63 @@ static void tell_log(const vorn_commit_report *report, void *data)
     line_add(&line, "result", vorn_commit_report_get_result(report));
     line_add(&line, "changes", vorn_commit_report_get_changes(report));
     line_add(&line, "failures", vorn_commit_report_get_failures(report));
-    line_add(&line, "providers", providers_of(report));
+    line_add(&line, "providers", providers_text(report));
     line_end(&line);
     send_line(&line);
+}
+
+static void describe_who(vorn_class *klass)
+{
+    describe(klass, "origin", "Origin", "As the request told it.", NULL);
+    describe(klass, "user", "User", "Who asked for it.", NULL);
+    describe(klass, "process", "Process", "Which process asked for it.", NULL);
+    describe(klass, "program", "Program", "What that process calls itself.", NULL);
+    describe(klass, "changes", "Changes", "What it changes, in short.", NULL);
+}
+
+static void describe_commits(vorn_class *klass)
+{
+    static const char *const times[] = {"parse", "refresh", "validate", "apply", "save", NULL};
+    describe_class(klass, "Commit", "A change that was made lately, and what it took.",
+                   "Configuration", 540);
+    describe(klass, "time", "Time", "When it began.", NULL);
+    describe_who(klass);
+    describe(klass, "changed", "Changed", "How many instances were changed or made.", NULL);
+    describe(klass, "deleted", "Deleted", "How many instances were deleted.", NULL);
+    describe(klass, "parse", "Reading", "How long reading the request took.", NULL);
+    describe(klass, "refresh", "Refreshing", "How long refreshing what it selects took.", NULL);
+    describe(klass, "validate", "Judging", "How long making and checking the changes took.", NULL);
+    describe(klass, "apply", "Applying", "How long applying them took, saving included.", NULL);
+    describe(klass, "save", "Saving", "How long writing the startup file took.", NULL);
+    for (int i = 0; times[i] != NULL; i++)
+        describe_unit(klass, times[i], "microseconds");
+    describe(klass, "providers", "Providers", "Who applied it, how much, and how long it took.",
+             NULL);
+    describe(klass, "left-out", "Left out", "How many more providers were concerned.", NULL);
+    describe(klass, "result", "Result", "What became of it.", NULL);
+    describe(klass, "failures", "Failures", "What could not be done.", NULL);
+}
+
+static void describe_refusals(vorn_class *klass)
+{
+    describe_class(klass, "Refusal", "A change that was refused lately.", "Configuration", 550);
+    describe(klass, "time", "Time", "When it was refused.", NULL);
+    describe(klass, "commit", "Commit", "The number of the last commit before it.", NULL);
+    describe_who(klass);
+    describe(klass, "result", "Result", "Why it was refused.", NULL);
 }
 
 void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL ||
         declare_shown(class_name, VORN_CLASS_UNIQUE_NAMED, properties) != 0 ||
-        declare_shown(refusal_name, VORN_CLASS_UNIQUE_NAMED, refusal_properties) != 0)
+        declare_shown(refusal_name, VORN_CLASS_UNIQUE_NAMED, refusal_properties) != 0 ||
+        declare_about_others(vorn_classes_get(class_name), told_to_few) != 0 ||
+        declare_about_others(vorn_classes_get(refusal_name), refusals_told_to_few) != 0)
         return;
 
+    describe_commits(vorn_classes_get(class_name));
+    describe_refusals(vorn_classes_get(refusal_name));
     vorn_provider *provider = vorn_provider_new("commits");
     if (provider == NULL) return;
     vorn_provider_set_refresh_fn(provider, refresh, NULL);

@@ -20,6 +20,65 @@ vorn_class *declare_abstract_class(const char *name, const char *identifier)
     return vorn_class_set_subclass_identifier(klass, property) == 0 ? klass : NULL;
 }
 
+/* What was told of the property failed, or it goes to the class. */
+static int hand_over(vorn_class *klass, vorn_property *property, int failed)
+{
+    if (!failed && vorn_class_add_property(klass, property) == 0) return 0;
+    if (property != NULL) vorn_property_delete(property);
+    return 1;
+}
+
+int declare_one_of(vorn_class *klass, const char *name, const char *const words[])
+{
+    vorn_property *property = vorn_property_new(name);
+    return hand_over(klass, property,
+                     property == NULL || vorn_property_accept_words(property, words) != 0);
+}
+
+int declare_number(vorn_class *klass, const char *name, int from, int to, int kinds)
+{
+    vorn_property *property = vorn_property_new(name);
+    return hand_over(klass, property,
+                     property == NULL || vorn_property_accept_number(property, from, to, 1) != 0 ||
+                         (kinds != 0 && vorn_property_accept(property, kinds) != 0));
+}
+
+int declare_text(vorn_class *klass, const char *name, int fewest, int most)
+{
+    vorn_property *property = vorn_property_new(name);
+    return hand_over(klass, property,
+                     property == NULL || vorn_property_accept_text(property, fewest, most) != 0);
+}
+
+int declare_input(vorn_class *klass, const char *name, int kinds)
+{
+    vorn_property *property = vorn_property_new(name);
+    return hand_over(klass, property,
+                     property == NULL || vorn_property_accept(property, kinds) != 0);
+}
+
+int declare_list(vorn_class *klass, const char *name, int kinds)
+{
+    return declare_input(klass, name, kinds) ||
+           vorn_property_accept_list(vorn_class_get_property(klass, name), 1);
+}
+
+int declare_name(vorn_class *klass, const char *name, const char *class_name,
+                 vorn_is_valid_fn is_valid, int kinds)
+{
+    vorn_property *property = vorn_property_new(name);
+    return hand_over(
+        klass, property,
+        property == NULL || vorn_property_accept_name_of(property, class_name) != 0 ||
+            (kinds != 0 && vorn_property_accept(property, kinds) != 0) ||
+            (is_valid != NULL && vorn_property_set_is_valid_fn(property, is_valid) != 0));
+}
+
+int declare_needed(vorn_class *klass, const char *name)
+{
+    return vorn_property_set_required_on_insert(vorn_class_get_property(klass, name), 1);
+}
+
 int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid,
                     const char *syntax)
 {
@@ -38,7 +97,7 @@ int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_va
                      const char *syntax)
 {
     if (declare_setting(klass, name, is_valid, syntax) != 0) return 1;
-    return vorn_property_set_required_on_insert(vorn_class_get_property(klass, name), 1);
+    return declare_needed(klass, name);
 }
 
 int declare_state(vorn_class *klass, const char *name)
@@ -63,6 +122,15 @@ int declare_shown(const char *name, int type, const char *const properties[])
         if (declare_state(klass, *properties) != 0) return 1;
     }
     return vorn_classes_add(klass);
+}
+
+int declare_about_others(vorn_class *klass, const char *const properties[])
+{
+    for (; *properties != NULL; properties++) {
+        vorn_property *property = vorn_class_get_property(klass, *properties);
+        if (property == NULL || vorn_property_set_about_others(property, 1) != 0) return 1;
+    }
+    return 0;
 }
 
 int declare_told(vorn_class *klass, const char *const properties[], vorn_refresher *refresher,

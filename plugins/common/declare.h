@@ -29,6 +29,31 @@ int declare_setting(vorn_class *klass, const char *name, vorn_is_valid_fn is_val
 int declare_required(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid,
                      const char *syntax);
 
+/** A property that clients may write, with one of those words; a null after the last. */
+int declare_one_of(vorn_class *klass, const char *name, const char *const words[]);
+
+/** With a number of those, or with what one of the kinds of VORN_INPUT_ takes; 0 for no kinds. */
+int declare_number(vorn_class *klass, const char *name, int from, int to, int kinds);
+
+/** With a text of so many characters. */
+int declare_text(vorn_class *klass, const char *name, int fewest, int most);
+
+/** With what one of the kinds of VORN_INPUT_ takes. */
+int declare_input(vorn_class *klass, const char *name, int kinds);
+
+/** With a list of what one of the kinds takes, blanks between. */
+int declare_list(vorn_class *klass, const char *name, int kinds);
+
+/**
+ * With the name of an instance of the class, or with what one of the kinds takes; 0 for no kinds.
+ * The function says what else a name has to be; null for nothing.
+ */
+int declare_name(vorn_class *klass, const char *name, const char *class_name,
+                 vorn_is_valid_fn is_valid, int kinds);
+
+/** Lets no instance be made without that property. */
+int declare_needed(vorn_class *klass, const char *name);
+
 /** A property that only plugins write, and that is not saved. */
 int declare_state(vorn_class *klass, const char *name);
 
@@ -41,6 +66,12 @@ int declare_told(vorn_class *klass, const char *const properties[], vorn_refresh
  * put into the registry. Answers 0 or 1.
  */
 int declare_shown(const char *name, int type, const char *const properties[]);
+
+/**
+ * Such properties of a class tell of other instances, a null after the last: who may not read all
+ * there is reads none of them.
+ */
+int declare_about_others(vorn_class *klass, const char *const properties[]);
 
 /**
  * Registers a provider whose commits go to the committer, before the configuration is saved. The

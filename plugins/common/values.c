@@ -56,65 +56,20 @@ int has_word(const char *text, const char *word)
 
 int is_plain_number(const char *text, int low, int high)
 {
-    const size_t length = strlen(text);
-    return strspn(text, "0123456789") == length &&
-           vorn_input_is_int_in_range(text, (int)length, low, high);
+    return vorn_input_is_plain_int_in_range(text, (int)strlen(text), low, high);
 }
 
 int is_plain_address(const char *text)
 {
-    const size_t length = strlen(text);
-    return strspn(text, "0123456789.") == length && vorn_input_is_ip(text, (int)length);
-}
-
-int is_plain_address_or_none(const char *text)
-{
-    return *text == '\0' || is_plain_address(text);
-}
-
-int is_plain_host(const char *text)
-{
-    const size_t length = strlen(text);
-    if (strspn(text, "0123456789.") == length) return is_plain_address(text);
-    return vorn_input_is_domain_name(text, (int)length);
-}
-
-/* The bytes of the character that begins there; 0 for a control character and what is none. */
-static int character_length(const unsigned char *text)
-{
-    if (text[0] < 0x80) return text[0] >= ' ' && text[0] != 0x7f;
-    const int length = text[0] >= 0xf0 ? 4 : text[0] >= 0xe0 ? 3 : 2;
-    unsigned code = text[0] & (0xffU >> (length + 1));
-    for (int i = 1; i < length; i++) {
-        if ((text[i] & 0xc0) != 0x80) return 0;
-        code = code << 6 | (text[i] & 0x3fU);
-    }
-    static const unsigned least[] = {0, 0, 0xa0, 0x800, 0x10000}; /* 0x80 to 0x9f are controls */
-    const int is_half = code >= 0xd800 && code <= 0xdfff;
-    const int is_one = text[0] >= 0xc0 && text[0] < 0xf8 && code <= 0x10ffff;
-    return is_one && code >= least[length] && !is_half ? length : 0;
+    return vorn_input_is_plain_ip(text, (int)strlen(text));
 }
 
 int is_text(const char *text)
 {
-    const unsigned char *at = (const unsigned char *)text;
-    int count = 0;
-    for (; *at != '\0' && count <= longest_text; count++) {
-        const int length = character_length(at);
-        if (length == 0) return 0;
-        at += length;
-    }
-    return count <= longest_text;
+    return vorn_input_is_text(text, (int)strlen(text), 0, longest_text);
 }
 
 int is_link_name(const char *text)
 {
-    static const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
-    const size_t length = strlen(text);
-    const size_t first = strspn(text, letters);
-    size_t rest = first;
-    while (rest < length && (strchr(letters, text[rest]) != NULL || strchr(".-", text[rest]))) {
-        rest++;
-    }
-    return length >= 1 && length <= 15 && first >= 1 && rest == length;
+    return vorn_input_is_link_name(text, (int)strlen(text));
 }

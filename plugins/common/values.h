@@ -45,12 +45,6 @@ int is_plain_number(const char *text, int low, int high);
 /** Whether the text is an IP address, written in digits and points. */
 int is_plain_address(const char *text);
 
-/** The same, or empty. */
-int is_plain_address_or_none(const char *text);
-
-/** Whether the text is such an address or a domain name, which does not look like an address. */
-int is_plain_host(const char *text);
-
 /** The most characters of a text for people. */
 enum { longest_text = 1000 };
 

@@ -13,6 +13,7 @@
 
 #include "config.h"
 #include "declare.h"
+#include "describe.h"
 #include "effects.h"
 #include "leases.h"
 #include "pools.h"
@@ -20,22 +21,9 @@
 #include "vorn-plugin/supervise.h"
 #include "vorn-plugin/whole_file.h"
 
-DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
-DECLARE_VALIDITY(is_mac, vorn_input_is_mac(value, length))
-
-static int is_lease_time(const char *value)
-{
-    return is_plain_number(value, 120, 31536000);
-}
-
 static int is_interface(const char *value)
 {
     return *value == '\0' || is_link_name(value);
-}
-
-static int is_netmask_or_none(const char *value)
-{
-    return *value == '\0' || pools_is_netmask(value);
 }
 
 static supervised *dnsmasq;
@@ -247,6 +235,62 @@ static void refresh(vorn_refresh_info *info, void *data)
     }
 }
 
+static void declare_switch(vorn_class *dhcp)
+{
+    describe_class(dhcp, "DHCP server", "Whether this device gives addresses to others.",
+                   "Services", 400);
+    declare_input(dhcp, "enabled", VORN_INPUT_ON_OFF);
+    describe(dhcp, "enabled", "Enabled", "Whether addresses are given, from the pools.", "on");
+    declare_state(dhcp, "status");
+    describe(dhcp, "status", "Status", "Whether dnsmasq runs.", NULL);
+    declare_state(dhcp, "state");
+    describe(dhcp, "state", "State", "Whether dnsmasq runs, or why not.", NULL);
+}
+
+static void declare_pool(vorn_class *pool)
+{
+    describe_class(pool, "DHCP pool", "Addresses that are given to whoever asks.", "Services", 410);
+    declare_name(pool, "interface", "interface", is_interface, VORN_INPUT_NOTHING);
+    describe(pool, "interface", "Interface",
+             "Where they are given; on every one if no pool sets it.", "br-lan");
+    declare_input(pool, "first", VORN_INPUT_PLAIN_IP);
+    declare_needed(pool, "first");
+    describe(pool, "first", "First address", "The least address of the pool.", "192.168.1.100");
+    declare_input(pool, "last", VORN_INPUT_PLAIN_IP);
+    declare_needed(pool, "last");
+    describe(pool, "last", "Last address", "The highest address of the pool.", "192.168.1.199");
+    declare_input(pool, "netmask", VORN_INPUT_NETMASK | VORN_INPUT_NOTHING);
+    describe(pool, "netmask", "Netmask", "That of the interface if it isn't set.", "255.255.255.0");
+    declare_input(pool, "gateway", VORN_INPUT_PLAIN_IP | VORN_INPUT_NOTHING);
+    describe(pool, "gateway", "Gateway", "Who passes packets on; this device if it isn't set.",
+             "192.168.1.1");
+    declare_input(pool, "dns-server", VORN_INPUT_PLAIN_IP | VORN_INPUT_NOTHING);
+    describe(pool, "dns-server", "Name server",
+             "Who is asked for names; this device if it isn't set.", "192.168.1.1");
+    declare_number(pool, "lease-time", 120, 31536000, 0);
+    vorn_property_set_syntax(vorn_class_get_property(pool, "lease-time"),
+                             "<120 to 31536000 seconds>");
+    describe(pool, "lease-time", "Lease time",
+             "How long an address is given; 3600 if it isn't set.", "3600");
+    describe_unit(pool, "lease-time", "seconds");
+    declare_state(pool, "state");
+    describe(pool, "state", "State", "Whether its addresses are given, or why not.", NULL);
+}
+
+static void declare_host(vorn_class *host)
+{
+    describe_class(host, "Fixed lease", "An address that is always given to the same machine.",
+                   "Services", 420);
+    declare_input(host, "mac", VORN_INPUT_MAC);
+    declare_needed(host, "mac");
+    describe(host, "mac", "MAC address", "The machine's.", "00:11:22:33:44:55");
+    declare_input(host, "address", VORN_INPUT_PLAIN_IP);
+    declare_needed(host, "address");
+    describe(host, "address", "Address", "What it is given.", "192.168.1.50");
+    declare_state(host, "state");
+    describe(host, "state", "State", "Whether it is given, or why not.", NULL);
+}
+
 static int add_classes(void)
 {
     vorn_class *dhcp = declare_class("dhcp", VORN_CLASS_SINGLETON);
@@ -254,22 +298,9 @@ static int add_classes(void)
     vorn_class *host = declare_class("dhcp-host", VORN_CLASS_UNIQUE_NAMED);
     if (dhcp == NULL || pool == NULL || host == NULL) return 1;
 
-    declare_setting(dhcp, "enabled", is_on_off, "on|off");
-    declare_state(dhcp, "status");
-    declare_state(dhcp, "state");
-    declare_setting(pool, "interface", is_interface, "<the name of an interface>|<nothing>");
-    declare_required(pool, "first", is_plain_address, "<an IPv4 address>");
-    declare_required(pool, "last", is_plain_address, "<an IPv4 address>");
-    declare_setting(pool, "netmask", is_netmask_or_none,
-                    "<a netmask such as 255.255.255.0>|<nothing>");
-    declare_setting(pool, "gateway", is_plain_address_or_none, "<an IPv4 address>|<nothing>");
-    declare_setting(pool, "dns-server", is_plain_address_or_none, "<an IPv4 address>|<nothing>");
-    declare_setting(pool, "lease-time", is_lease_time, "<120 to 31536000 seconds>");
-    declare_state(pool, "state");
-    vorn_property_set_reference(vorn_class_get_property(pool, "interface"), "interface");
-    declare_required(host, "mac", is_mac, "<a MAC address such as 00:11:22:33:44:55>");
-    declare_required(host, "address", is_plain_address, "<an IPv4 address>");
-    declare_state(host, "state");
+    declare_switch(dhcp);
+    declare_pool(pool);
+    declare_host(host);
     return vorn_classes_add(dhcp) || vorn_classes_add(pool) || vorn_classes_add(host) ||
            leases_declare();
 }

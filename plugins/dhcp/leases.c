@@ -7,6 +7,7 @@
 
 #include "config.h"
 #include "declare.h"
+#include "describe.h"
 #include "replace.h"
 #include "vorn-plugin/whole_file.h"
 
@@ -15,7 +16,18 @@ static const char *const properties[] = {"mac", "address", "host", "expires", NU
 
 int leases_declare(void)
 {
-    return declare_shown(class_name, VORN_CLASS_ANONYMOUS, properties);
+    if (declare_shown(class_name, VORN_CLASS_ANONYMOUS, properties) != 0) return 1;
+    vorn_class *lease = vorn_classes_get(class_name);
+    describe_class(lease, "Lease", "An address that somebody has now.", "Services", 430);
+    describe(lease, "mac", "MAC address", "The machine that has it.", NULL);
+    describe(lease, "address", "Address", "What it was given.", NULL);
+    describe(lease, "host", "Host name", "What the machine calls itself.", NULL);
+    describe(lease, "expires", "Expires",
+             "When it ends unless it is asked for again, in seconds "
+             "since 1970.",
+             NULL);
+    describe_unit(lease, "expires", "seconds");
+    return 0;
 }
 
 static void add_lease(vorn_instances *leases, const char *line)

@@ -22,12 +22,6 @@ static uint32_t number_in(const vorn_instance *instance, const char *property)
     return number_of(value_of(instance, property));
 }
 
-int pools_is_netmask(const char *text)
-{
-    const uint32_t zeros = ~number_of(text);
-    return is_plain_address(text) && zeros != UINT32_MAX && (zeros & (zeros + 1)) == 0;
-}
-
 static uint32_t mask_of_prefix(const vorn_instance *address)
 {
     const int prefix = (int)strtol(value_of(address, "prefix"), NULL, 10);

@@ -23,7 +23,4 @@ int pools_judge_with_link(const vorn_instances *configuration, const vorn_instan
  */
 int pools_has_network(const vorn_instance *pool);
 
-/** Whether the text is an address that can mask a network: ones, then zeros. */
-int pools_is_netmask(const char *text);
-
 #endif

@@ -11,6 +11,7 @@
 #include <string.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "kept.h"
 #include "method.h"
 #include "values.h"
@@ -20,14 +21,16 @@ enum { limit_ms = 10000, words_room = 16384, seconds_between_looks = 2, seconds_
 static const char firmware_class[] = "firmware";
 static const char *const properties[] = {"slot", "version", "state", "good", NULL};
 
+static const char *const method_names[] = {"none", "rauc", "swupdate", "u-boot", "", NULL};
+
 static const struct method *method; /* null for none */
 static struct firmware known;
 static char state[200];
+static char told_reason[160]; /* the last one that the log has */
 static char words[words_room];
 static kept run = KEPT(words, words_room);
 static int step; /* which program runs or is next: those that look, then the one that marks */
 static int booted;
-static int is_marked;
 
 static void run_next(void);
 static void look_at_history(void *eloop_data, void *user_data);
@@ -39,7 +42,6 @@ static void say(const char *sentence)
 
 static void look_later(int seconds)
 {
-    eloop_cancel_timeout(look_at_history, NULL, NULL);
     eloop_register_timeout(seconds, 0, look_at_history, NULL, NULL);
 }
 
@@ -52,7 +54,8 @@ static void take_mark(int has_failed)
 {
     char reason[160];
     if (!has_failed) {
-        is_marked = known.is_good = 1;
+        known.is_good = 1;
+        told_reason[0] = '\0';
         say("good");
         vorn_debug_printf("firmware: %s is good.\n", *known.slot != '\0' ? known.slot : "it");
         return;
@@ -60,7 +63,9 @@ static void take_mark(int has_failed)
     kept_make_plain(words);
     snprintf(reason, sizeof reason, "%.150s", *words != '\0' ? words : "it ended with an error");
     snprintf(state, sizeof state, "failed: %s", reason);
-    vorn_debug_eprintf("firmware: can't be marked good: %s.\n", reason);
+    if (strcmp(reason, told_reason) != 0)
+        vorn_debug_eprintf("firmware: can't be marked good: %s.\n", reason);
+    memcpy(told_reason, reason, sizeof told_reason);
     look_later(seconds_to_retry);
 }
 
@@ -127,7 +132,7 @@ static const char *state_of_history(const char *property)
     snprintf(request, sizeof request, "<lsql><select><history><%s/></history></select></lsql>",
              property);
     snprintf(open, sizeof open, "<%s>", property);
-    char *answer = vorn_query_eval(request);
+    char *answer = vorn_query_eval_passive(request);
     const char *at = answer != NULL ? strstr(answer, open) : NULL;
     if (at != NULL)
         snprintf(value, sizeof value, "%.*s", (int)strcspn(at + strlen(open), "<"),
@@ -140,8 +145,9 @@ static void look_at_history(void *eloop_data, void *user_data)
 {
     (void)eloop_data;
     (void)user_data;
-    if (method == NULL || is_marked || vorn_process_no_actions || run.pipe >= 0) return;
-    if (strcmp(state_of_history("proven"), "yes") != 0) {
+    if (vorn_classes_get("history") == NULL) {
+        say("waiting for the plugin history");
+    } else if (strcmp(state_of_history("proven"), "yes") != 0) {
         say("waiting to be proven");
         look_later(seconds_between_looks);
     } else if (strcmp(state_of_history("upgrade"), "pending") == 0) {
@@ -155,8 +161,8 @@ static void look_at_history(void *eloop_data, void *user_data)
 static void use_method(const char *name)
 {
     give_up();
+    eloop_cancel_timeout(look_at_history, NULL, NULL);
     method = method_called(name);
-    is_marked = 0;
     step = 0;
     method_look_at_system(&known);
     say(method != NULL ? "waiting to be proven" : "off");
@@ -166,11 +172,6 @@ static void use_method(const char *name)
 static const char *method_in(const vorn_instances *configuration)
 {
     return value_of(vorn_instances_get_singleton(configuration, firmware_class), "method");
-}
-
-static int is_method(const char *value)
-{
-    return *value == '\0' || strcmp(value, "none") == 0 || method_called(value) != NULL;
 }
 
 static void commit(vorn_commit_info *info)
@@ -184,7 +185,7 @@ static void commit(vorn_commit_info *info)
 static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
     const char *name = method_in(vorn_commit_info_get_after(info));
-    if (!booted || method_called(name) == method || method_called(name) == NULL) return;
+    if (method_called(name) == method || method_called(name) == NULL) return;
     vorn_explanation_add(explanation, VORN_EXPLAIN_NOTHING,
                          "the boot loader is told that the firmware is good, by \"%s\", once it "
                          "is proven and confirmed",
@@ -213,10 +214,20 @@ static vorn_refresher *declare(void)
 {
     vorn_class *klass = declare_class(firmware_class, VORN_CLASS_SINGLETON);
     vorn_refresher *refresher = vorn_refresher_new(firmware_class);
-    if (klass == NULL || refresher == NULL ||
-        declare_setting(klass, "method", is_method, "none|rauc|swupdate|u-boot|<nothing>") != 0 ||
+    if (klass == NULL || refresher == NULL || declare_one_of(klass, "method", method_names) != 0 ||
         declare_told(klass, properties, refresher, tell) != 0)
         return NULL;
+    describe_class(klass, "Firmware",
+                   "What this device runs, and whether its boot loader is told "
+                   "that it works.",
+                   "System", 140);
+    describe(klass, "method", "Method", "How the boot loader is told; it isn't if it isn't set.",
+             "rauc");
+    describe(klass, "slot", "Slot", "Which one the firmware runs from.", NULL);
+    describe(klass, "version", "Version", "Of the firmware.", NULL);
+    describe(klass, "state", "State", "Whether the boot loader was told, or why not.", NULL);
+    describe(klass, "good", "Good", "Whether the boot loader knows that this firmware works.",
+             NULL);
     return vorn_classes_add(klass) == 0 ? refresher : NULL;
 }
 

@@ -26,8 +26,8 @@ struct text_of {
 #        field, offsetof(struct generation, field)                                                 \
     }
 static const struct text_of texts[] = {
-    TEXT(user),   TEXT(process), TEXT(program), TEXT(origin), TEXT(comment),
-    TEXT(schema), TEXT(commit),  TEXT(changes), TEXT(digest),
+    TEXT(user),   TEXT(process), TEXT(program), TEXT(origin),    TEXT(comment),  TEXT(schema),
+    TEXT(commit), TEXT(changes), TEXT(result),  TEXT(providers), TEXT(failures), TEXT(digest),
 };
 enum { text_count = sizeof texts / sizeof *texts };
 

@@ -32,7 +32,10 @@ struct generation {
     const char *schema;
     const char *commit;
     const char *changes;
-    const char *digest; /* of the document and the files */
+    const char *result;
+    const char *providers; /* and their times, as far as they had been called by the save */
+    const char *failures;  /* of these */
+    const char *digest;    /* of the document and the files */
     const char *document;
     size_t size;
     struct generation_file files[generation_most_files];

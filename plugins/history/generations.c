@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "generation.h"
 #include "history_folder.h"
 #include "proving.h"
@@ -16,9 +17,10 @@
 #include "values.h"
 
 static const char generation_class[] = "generation";
-static const char *const heads[] = {"time",    "user",   "process", "program", "origin",
-                                    "comment", "schema", "commit",  "changes", "bytes",
-                                    "proven",  "pinned", "state",   NULL};
+static const char *const heads[] = {"time",      "user",     "process", "program", "origin",
+                                    "comment",   "schema",   "commit",  "changes", "result",
+                                    "providers", "failures", "bytes",   "proven",  "pinned",
+                                    "state",     NULL};
 
 static void set_head(vorn_instance *instance, const struct generation *generation)
 {
@@ -32,6 +34,9 @@ static void set_head(vorn_instance *instance, const struct generation *generatio
     vorn_instance_set_value(instance, "schema", generation->schema);
     vorn_instance_set_value(instance, "commit", generation->commit);
     vorn_instance_set_value(instance, "changes", generation->changes);
+    vorn_instance_set_value(instance, "result", generation->result);
+    vorn_instance_set_value(instance, "providers", generation->providers);
+    vorn_instance_set_value(instance, "failures", generation->failures);
     vorn_instance_set_value(instance, "proven", proving_knows(generation) ? "yes" : "no");
     vorn_instance_set_value(instance, "state", "good");
 }
@@ -105,5 +110,28 @@ int generations_declare(void)
     for (const char *const *each = heads; *each != NULL; each++) {
         if (declare_state(klass, *each) != 0) return 1;
     }
-    return declare_state(klass, "document") != 0 || vorn_classes_add(klass) != 0;
+    static const char *const about_others[] = {"changes", "bytes", "document", NULL};
+    if (declare_state(klass, "document") != 0 || declare_about_others(klass, about_others) != 0)
+        return 1;
+    describe_class(klass, "Generation", "One save, as it was.", "Configuration", 530);
+    describe(klass, "time", "Time", "When it was saved.", NULL);
+    describe(klass, "user", "User", "Who asked for it.", NULL);
+    describe(klass, "process", "Process", "Which process asked for it.", NULL);
+    describe(klass, "program", "Program", "What that process calls itself.", NULL);
+    describe(klass, "origin", "Origin", "As the request told it.", NULL);
+    describe(klass, "comment", "Comment", "As the request told it.", NULL);
+    describe(klass, "schema", "Schema", "The id of the schema that wrote it.", NULL);
+    describe(klass, "commit", "Commit", "The number of its commit.", NULL);
+    describe(klass, "changes", "Changes", "What it changed, in short.", NULL);
+    describe(klass, "result", "Result", "What became of it by the save.", NULL);
+    describe(klass, "providers", "Providers", "Who applied it, how much, and how long it took.",
+             NULL);
+    describe(klass, "failures", "Failures", "What could not be done by the save.", NULL);
+    describe(klass, "bytes", "Size", "What its file takes.", NULL);
+    describe_unit(klass, "bytes", "bytes");
+    describe(klass, "proven", "Proven", "Whether a start with it has stayed up.", NULL);
+    describe(klass, "pinned", "Pinned", "Whether it is kept whatever the limits say.", NULL);
+    describe(klass, "state", "State", "Whether it can be read.", NULL);
+    describe(klass, "document", "Document", "What was saved.", NULL);
+    return vorn_classes_add(klass);
 }

@@ -12,10 +12,12 @@
 #include <string.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "files.h"
 #include "generation.h"
 #include "generations.h"
 #include "history_folder.h"
+#include "providers_text.h"
 #include "proving.h"
 #include "shelf.h"
 #include "slots.h"
@@ -44,29 +46,9 @@ static char newest_digest[generation_digest_room];
 static unsigned long newest_number; /* with that digest; 0 until it has been looked at */
 static char *first_document;        /* of a device without a generation, until it may be kept */
 
-static int is_count_or_none(const char *value)
-{
-    return *value == '\0' || is_plain_number(value, 1, shelf_most);
-}
-
-static int is_size_or_none(const char *value)
-{
-    return *value == '\0' || is_plain_number(value, fewest_bytes, most_bytes);
-}
-
-static int is_time_or_none(const char *value)
-{
-    return *value == '\0' || is_plain_number(value, 0, most_seconds);
-}
-
 static int is_comment(const char *value)
 {
     return is_text(value) && strlen(value) < comment_room;
-}
-
-static int is_generation_or_none(const char *value)
-{
-    return *value == '\0' || is_plain_number(value, 1, 2000000000);
 }
 
 static vorn_instance *settings_in(const vorn_instances *configuration)
@@ -167,6 +149,16 @@ static void keep_what_was_there(void)
     first_document = NULL;
 }
 
+/* Of what has become of a commit by now; of one on trial, whose report is whole, all of it. */
+static void add_record(struct generation *generation, const vorn_commit_report *report)
+{
+    const int is_confirmed = vorn_config_is_held();
+    if (report == NULL) return;
+    generation->result = is_confirmed ? "confirmed" : vorn_commit_report_get_result(report);
+    generation->providers = providers_text(report);
+    generation->failures = vorn_commit_report_get_failures(report);
+}
+
 /* The commit goes on, and its report is made at its end. */
 static void keep_saved(const char *document, size_t size, void *data)
 {
@@ -190,6 +182,7 @@ static void keep_saved(const char *document, size_t size, void *data)
         .document = document,
         .size = size,
     };
+    add_record(&generation, vorn_config_is_held() ? last : under_way);
     if (peer != NULL) snprintf(process, sizeof process, "%" PRId32, vorn_peer_get_pid(peer));
     snprintf(commit, sizeof commit, "%" PRIu32,
              vorn_commit_report_get_number(last) + (under_way == NULL));
@@ -252,8 +245,10 @@ static void go_back(vorn_amend_info *info, vorn_instance *settings, const char *
     if (vorn_amend_info_become(info, generation.document, generation.size) != 0) {
         vorn_amend_info_refuse(info, settings, "rollback", "generation %lu can't be read", number);
     } else {
+        char told[48];
+        snprintf(told, sizeof told, "rolled back to generation %lu", number);
         vorn_amend_info_accept(info);
-        vorn_commit_report_set_result("rolled back");
+        vorn_commit_report_set_result(told);
     }
     generation_free(&generation);
 }
@@ -316,8 +311,8 @@ static void boot_is_over(void *eloop_data, void *user_data)
 static void check(vorn_check_info *info, void *data)
 {
     const struct generation *generation = proving_taken();
-    (void)info;
     (void)data;
+    upgrade_check(info, settings_in(vorn_check_info_get_instances(info)));
     if (generation == NULL) return;
     files_hand_over(generation);
     proving_forget_taken();
@@ -328,30 +323,72 @@ static int be_told(void)
 {
     const char *action = vorn_inform_get_value("action");
     if (action == NULL || strcmp(action, "forget-unproven") != 0) return 1;
+    vorn_commit_report_set_result("unproven file forgotten");
     return proving_forget_kept();
 }
 
-static int declare_word(vorn_class *klass, const char *name, vorn_is_valid_fn is_valid,
-                        const char *syntax)
+/* A setting that is empty again when the transaction is done. */
+static int declare_fleeting(vorn_class *klass, const char *name)
 {
-    return declare_setting(klass, name, is_valid, syntax) != 0 ||
-           vorn_property_set_persistence(vorn_class_get_property(klass, name), 0) != 0;
+    return vorn_property_set_persistence(vorn_class_get_property(klass, name), 0);
+}
+
+static int declare_settings(vorn_class *history)
+{
+    const int failed =
+        declare_number(history, "keep", 1, shelf_most, VORN_INPUT_NOTHING) != 0 ||
+        declare_number(history, "bytes", fewest_bytes, most_bytes, VORN_INPUT_NOTHING) != 0 ||
+        declare_number(history, "proven-after", 0, most_seconds, VORN_INPUT_NOTHING) != 0;
+    if (failed) return 1;
+    describe_class(history, "History", "What was saved before, kept to go back to.",
+                   "Configuration", 520);
+    describe(history, "keep", "Keep", "How many are kept; 32 if it isn't set.", "32");
+    describe(history, "bytes", "Room", "How much they may take together; 1048576 if it isn't set.",
+             "1048576");
+    describe_unit(history, "bytes", "bytes");
+    describe(history, "proven-after", "Proven after",
+             "How long a start has to stay up before its configuration counts as good; 300 if it "
+             "isn't set.",
+             "300");
+    describe_unit(history, "proven-after", "seconds");
+    return 0;
+}
+
+static int declare_requests(vorn_class *history)
+{
+    enum { highest_generation = 2000000000 };
+    const int failed =
+        declare_setting(history, "comment", is_comment, "<up to 200 characters>") != 0 ||
+        vorn_property_accept_text(vorn_class_get_property(history, "comment"), 0,
+                                  comment_room - 1) != 0 ||
+        declare_number(history, "rollback", 1, highest_generation, VORN_INPUT_NOTHING) != 0 ||
+        vorn_property_set_syntax(vorn_class_get_property(history, "rollback"),
+                                 "<the number of a generation>|<nothing>") != 0 ||
+        declare_fleeting(history, "comment") != 0 || declare_fleeting(history, "rollback") != 0;
+    if (failed) return 1;
+    describe(history, "comment", "Comment", "What the next save says of itself.", "New office");
+    describe(history, "rollback", "Roll back", "The number of the save to go back to.", "7");
+    return 0;
+}
+
+static int declare_results(vorn_class *history)
+{
+    if (declare_state(history, "result") != 0 || declare_state(history, "unproven") != 0 ||
+        declare_state(history, "proven") != 0)
+        return 1;
+    describe(history, "result", "Result", "How the last try to keep one went.", NULL);
+    describe(history, "unproven", "Unproven", "Where a configuration is kept that did not stay up.",
+             NULL);
+    describe(history, "proven", "Proven", "Whether this start has stayed up for so long.", NULL);
+    return 0;
 }
 
 static int declare(void)
 {
     vorn_class *history = declare_class(history_class, VORN_CLASS_SINGLETON);
     if (history == NULL) return 1;
-    return declare_setting(history, "keep", is_count_or_none, "<1 to 1000>|<nothing>") != 0 ||
-           declare_setting(history, "bytes", is_size_or_none, "<4096 to 1073741824>|<nothing>") !=
-               0 ||
-           declare_setting(history, "proven-after", is_time_or_none, "<0 to 86400>|<nothing>") !=
-               0 ||
-           declare_word(history, "comment", is_comment, "<up to 200 characters>") != 0 ||
-           declare_word(history, "rollback", is_generation_or_none,
-                        "<the number of a generation>|<nothing>") != 0 ||
-           upgrade_declare(history) != 0 || declare_state(history, "result") != 0 ||
-           declare_state(history, "unproven") != 0 || declare_state(history, "proven") != 0 ||
+    return declare_settings(history) != 0 || declare_requests(history) != 0 ||
+           upgrade_declare(history) != 0 || declare_results(history) != 0 ||
            vorn_classes_add(history) != 0 || generations_declare() != 0;
 }
 

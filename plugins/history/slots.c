@@ -4,7 +4,7 @@
 #include "vorn/vorn.h"
 
 #include <libxml/parser.h>
-#include <libxml/tree.h>
+#include <libxml/xmlreader.h>
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -19,6 +19,7 @@
 
 enum { own_room = 24 };
 
+static const char nobody[] = "unknown"; /* as a schema */
 static const char startup_file[] = "/etc/config/config.xml";
 
 /* The newest generation of another firmware. */
@@ -30,8 +31,7 @@ struct pin {
 /* What the folder has, as far as it matters here. */
 struct findings {
     unsigned long newest;
-    unsigned long startup; /* with the startup file's document */
-    int startup_is_own;
+    unsigned long startup;    /* with the startup file's document */
     unsigned long own;        /* the newest that this firmware wrote and that has not failed */
     char writer[schema_room]; /* the schema of the newest of the startup file's versions */
 };
@@ -84,12 +84,10 @@ static void look_at(const struct generation *generation, const char *document,
     const int is_own = strcmp(generation->schema, own) == 0;
     digest_document(generation->document, generation->size, digest);
     if (found->newest == 0) found->newest = generation->number;
-    if (strcmp(digest, startup_digest) == 0 && (found->startup == 0 || is_own)) {
+    if (found->startup == 0 && strcmp(digest, startup_digest) == 0)
         found->startup = generation->number;
-        found->startup_is_own = is_own;
-    }
     if (!is_own) pin(generation->number, generation->schema);
-    if (!is_own && found->writer[0] == '\0' && tell_the_same(generation->document, document))
+    if (found->writer[0] == '\0' && tell_the_same(generation->document, document))
         snprintf(found->writer, schema_room, "%s", generation->schema);
     if (is_own && found->own == 0 && !upgrade_state_has_failed(&state, digest))
         found->own = generation->number;
@@ -112,38 +110,64 @@ static void look_around(const char *document, struct findings *found)
         found->newest = list.numbers[list.count - 1];
 }
 
-/* Who wrote the startup file, as far as anybody can tell. */
-static const char *writer_of_startup(const struct findings *found)
+/*
+ * Who wrote the startup file, as far as anybody can tell. What tells the versions of this firmware
+ * may be its own save, of which a power cut took the generation: whoever saved before may lose no
+ * place among the pinned to it.
+ */
+static const char *writer_of_startup(const struct findings *found, int comparison)
 {
     if (strcmp(state.document, startup_digest) == 0) return state.ran;
+    if (comparison == VORN_SCHEMA_SAME) return strcmp(found->writer, own) == 0 ? own : nobody;
     if (found->writer[0] != '\0') return found->writer;
-    return strcmp(state.confirmed, own) != 0 ? state.confirmed : "unknown";
+    return strcmp(state.confirmed, own) != 0 ? state.confirmed : nobody;
 }
 
-static xmlDoc *parse(const char *document)
+/* Whether the reader stands at the beginning of such an element. */
+static int is_at(xmlTextReader *reader, int depth, const char *name)
 {
-    return xmlReadMemory(document, (int)strlen(document), NULL, NULL,
-                         XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
+    return xmlTextReaderNodeType(reader) == XML_READER_TYPE_ELEMENT &&
+           xmlTextReaderDepth(reader) == depth &&
+           strcmp((const char *)xmlTextReaderConstLocalName(reader), name) == 0;
 }
 
-static int is_readable(const char *document)
+/*
+ * Whether a document is one, read to its end without a tree of it. On the way the setting of the
+ * file in question is found: there is no configuration yet.
+ */
+static int is_readable(const char *document, int *wants_newest)
 {
-    xmlDoc *parsed = parse(document);
-    xmlFreeDoc(parsed);
-    return parsed != NULL;
+    xmlTextReader *reader =
+        xmlReaderForMemory(document, (int)strlen(document), NULL, NULL,
+                           XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
+    int is_in_settings = 0, seen = 0;
+    int result = reader != NULL ? 1 : -1;
+    *wants_newest = 0;
+    while (result == 1 && (result = xmlTextReaderRead(reader)) == 1) {
+        const int is_at_first = is_at(reader, 1, "history") && seen++ == 0;
+        if (xmlTextReaderDepth(reader) == 1) is_in_settings = is_at_first;
+        if (!is_in_settings || !is_at(reader, 2, "other-slot")) continue;
+        xmlChar *text = xmlTextReaderReadString(reader);
+        *wants_newest = text != NULL && strcmp((const char *)text, "newest") == 0;
+        xmlFree(text);
+    }
+    xmlFreeTextReader(reader);
+    return result == 0;
 }
 
 /* What another firmware wrote and no save has kept. */
-static int keep_startup(const char *document, struct findings *found)
+static void keep_startup(const char *document, struct findings *found, int comparison)
 {
-    if (!is_readable(document)) return 1;
+    int wants_newest = 0;
+    const char *writer = writer_of_startup(found, comparison);
+    if (strcmp(writer, own) == 0 || !is_readable(document, &wants_newest)) return;
     struct stat status;
     char digest[generation_digest_room];
     struct generation generation = {
         .number = found->newest + 1,
         .origin = "startup",
         .commit = "0",
-        .schema = writer_of_startup(found),
+        .schema = writer,
         .digest = digest,
         .document = document,
         .size = strlen(document),
@@ -156,33 +180,10 @@ static int keep_startup(const char *document, struct findings *found)
     if (reason != NULL) {
         vorn_debug_eprintf("history: can't keep the configuration of another firmware: %s.\n",
                            reason);
-        return 1;
+        return;
     }
     found->newest = found->startup = generation.number;
     pin(generation.number, generation.schema);
-    return 0;
-}
-
-static xmlNode *child_called(xmlNode *parent, const char *name)
-{
-    xmlNode *each = parent != NULL ? parent->children : NULL;
-    while (each != NULL &&
-           (each->type != XML_ELEMENT_NODE || strcmp((const char *)each->name, name) != 0))
-        each = each->next;
-    return each;
-}
-
-/* The setting of the file in question: there is no configuration yet. */
-static int wants_newest(const char *document)
-{
-    xmlDoc *parsed = parse(document);
-    xmlNode *root = parsed != NULL ? xmlDocGetRootElement(parsed) : NULL;
-    xmlNode *setting = child_called(child_called(root, "history"), "other-slot");
-    xmlChar *text = setting != NULL ? xmlNodeGetContent(setting) : NULL;
-    const int wants = text != NULL && strcmp((const char *)text, "newest") == 0;
-    xmlFree(text);
-    xmlFreeDoc(parsed);
-    return wants;
 }
 
 static void take_own(const struct findings *found, const char *kind)
@@ -208,13 +209,14 @@ static void take_own(const struct findings *found, const char *kind)
 static void settle(const char *document, struct findings *found, int comparison)
 {
     const int is_newer = comparison == VORN_SCHEMA_NEWER;
-    if (found->startup_is_own) return;
+    int wants_newest = 0;
     if (is_newer && found->own == 0) {
         say("the saved configuration is of a newer firmware and is read as it is: there is none "
             "that this one wrote");
         return;
     }
-    if (found->own == 0 || (!is_newer && wants_newest(document))) return;
+    if (found->own == 0) return;
+    if (!is_newer && is_readable(document, &wants_newest) && wants_newest) return;
     if (found->startup != 0) take_own(found, is_newer ? "a newer" : "an older");
 }
 
@@ -227,16 +229,27 @@ static int has_all_plugins(void)
     return 1;
 }
 
+/* Of other versions, by its own words: what says nothing may have been delivered with the device.
+ */
+static int is_of_another(const char *document, int comparison)
+{
+    const char *versions = strstr(document, "<?vorn-schema");
+    const char *root = strstr(document, "<config");
+    return comparison != VORN_SCHEMA_SAME && versions != NULL && root != NULL && versions < root;
+}
+
 /* Without a word of which firmware was confirmed, it is the one that wrote last. */
-static void find_confirmed(void)
+static void find_confirmed(const char *document, int comparison)
 {
     static struct shelf_content list;
     struct generation generation;
     if (state.confirmed[0] != '\0') return;
-    snprintf(state.confirmed, schema_room, "%s", state.ran[0] != '\0' ? state.ran : own);
+    const char *last = state.ran[0] != '\0' ? state.ran : own;
+    const int is_known = !is_of_another(document, comparison);
+    snprintf(state.confirmed, schema_room, "%s", is_known ? last : nobody);
     shelf_list(HISTORY_FOLDER, &list);
-    if (list.count == 0) return;
-    if (state.ran[0] == '\0' &&
+    if (list.count == 0 && is_known) return;
+    if (state.ran[0] == '\0' && list.count > 0 &&
         shelf_read(HISTORY_FOLDER, list.numbers[list.count - 1], &generation) == NULL) {
         snprintf(state.confirmed, schema_room, "%s", generation.schema);
         generation_free(&generation);
@@ -262,16 +275,15 @@ static void choose(const char *document)
     struct findings found;
     const int comparison = vorn_schema_compare(document, strlen(document));
     digest_document(document, strlen(document), startup_digest);
-    find_confirmed();
+    find_confirmed(document, comparison);
     is_pending = state.is_unsettled || strcmp(state.confirmed, own) != 0;
     if (!is_pending && comparison == VORN_SCHEMA_SAME) {
         note_who_runs();
         return;
     }
     look_around(document, &found);
-    if (comparison == VORN_SCHEMA_SAME) return;
-    if (found.startup == 0) keep_startup(document, &found);
-    settle(document, &found, comparison);
+    if (found.startup == 0) keep_startup(document, &found, comparison);
+    if (comparison != VORN_SCHEMA_SAME) settle(document, &found, comparison);
 }
 
 void slots_choose(void)

@@ -7,6 +7,7 @@
 #include <time.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "slots.h"
 #include "values.h"
 
@@ -23,36 +24,12 @@ static int64_t now(void)
     return time.tv_sec;
 }
 
-static int is_one_of(const char *value, const char *const words[])
-{
-    while (*words != NULL && strcmp(*words, value) != 0)
-        words++;
-    return *words != NULL;
-}
-
-static int is_upgrade(const char *value)
-{
-    static const char *const words[] = {"", "confirm", "none", "pending", "confirmed", NULL};
-    return is_one_of(value, words);
-}
-
-static int is_choice(const char *value)
-{
-    static const char *const words[] = {"", "own", "newest", NULL};
-    return is_one_of(value, words);
-}
-
-static int is_time_or_never(const char *value)
-{
-    return *value == '\0' || strcmp(value, never) == 0 || is_plain_number(value, 0, most_seconds);
-}
-
-/* A device that runs on what it was given for good and can keep it, with all its plugins. */
+/*
+ * A device that runs on what it was given for good and can keep it. It has all its plugins, or
+ * nothing would be pending.
+ */
 static int is_healthy(void)
 {
-    for (unsigned int rank = 0; vorn_plugins_get_name(rank) != NULL; rank++) {
-        if (vorn_plugins_get_state(rank) != VORN_PLUGIN_RUNNING) return 0;
-    }
     return !vorn_config_is_held() && strcmp(vorn_config_get_source(), "startup") == 0 &&
            vorn_config_get_save_result() != VORN_SAVE_FAILED && vorn_service_get_failing(0) == NULL;
 }
@@ -63,7 +40,7 @@ static void look_again(const vorn_instance *settings)
 {
     const char *after = value_of(settings, "upgrade-after");
     eloop_cancel_timeout(look, NULL, NULL);
-    if (began == 0 || !slots_is_pending() || strcmp(after, never) == 0) return;
+    if (!slots_is_pending() || strcmp(after, never) == 0) return;
     const int64_t seconds = *after != '\0' ? atoi(after) : usual_seconds;
     const int64_t left = began + seconds - now();
     eloop_register_timeout(left > 0 ? (unsigned int)left : 0, 0, look, NULL, NULL);
@@ -93,9 +70,21 @@ void upgrade_begin(const vorn_instance *settings)
     look_again(settings);
 }
 
+static int is_to_be_confirmed(const vorn_instance *settings)
+{
+    return strcmp(value_of(settings, "upgrade"), "confirm") == 0;
+}
+
+/* It is noted on the disk, which knows nothing of what is on trial. */
+void upgrade_check(vorn_check_info *info, const vorn_instance *settings)
+{
+    if (vorn_config_is_held() && is_to_be_confirmed(settings))
+        vorn_check_info_refuse(info, settings, "upgrade", "not while a change is on trial");
+}
+
 void upgrade_commit(vorn_instance *settings)
 {
-    if (strcmp(value_of(settings, "upgrade"), "confirm") == 0) {
+    if (is_to_be_confirmed(settings)) {
         vorn_instance_set_value(settings, "upgrade", "");
         confirm();
         if (slots_is_pending())
@@ -116,10 +105,30 @@ void upgrade_show(vorn_instance *settings)
 
 int upgrade_declare(vorn_class *history)
 {
-    return declare_setting(history, "upgrade", is_upgrade, "confirm") != 0 ||
-           vorn_property_set_persistence(vorn_class_get_property(history, "upgrade"), 0) != 0 ||
-           declare_setting(history, "upgrade-after", is_time_or_never,
-                           "<0 to 31536000>|never|<nothing>") != 0 ||
-           declare_setting(history, "other-slot", is_choice, "own|newest|<nothing>") != 0 ||
-           declare_state(history, "taken") != 0;
+    static const char *const steps[] = {"", "confirm", "none", "pending", "confirmed", NULL};
+    static const char *const or_never[] = {never, "", NULL};
+    static const char *const choices[] = {"own", "newest", "", NULL};
+    const int failed =
+        declare_one_of(history, "upgrade", steps) != 0 ||
+        vorn_property_set_syntax(vorn_class_get_property(history, "upgrade"), "confirm") != 0 ||
+        vorn_property_set_persistence(vorn_class_get_property(history, "upgrade"), 0) != 0 ||
+        declare_number(history, "upgrade-after", 0, most_seconds, 0) != 0 ||
+        vorn_property_accept_words(vorn_class_get_property(history, "upgrade-after"), or_never) !=
+            0 ||
+        declare_one_of(history, "other-slot", choices) != 0 || declare_state(history, "taken") != 0;
+    if (failed) return 1;
+    describe(history, "upgrade", "Upgrade",
+             "Whether this firmware is confirmed; \"confirm\" confirms it.", "confirm");
+    describe(history, "upgrade-after", "Upgrade after",
+             "After how long a firmware that runs well is confirmed by itself; 86400 if it isn't "
+             "set.",
+             "86400");
+    describe_unit(history, "upgrade-after", "seconds");
+    describe(history, "other-slot", "Other slot",
+             "What an older firmware starts with: its own configuration, also if it isn't set, or "
+             "the newest.",
+             "own");
+    describe(history, "taken", "Taken",
+             "Which save was taken at this start because of another firmware, and why.", NULL);
+    return 0;
 }

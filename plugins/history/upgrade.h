@@ -12,6 +12,9 @@ int upgrade_declare(vorn_class *history);
 /** Sets those that only tell. */
 void upgrade_show(vorn_instance *settings);
 
+/** Refuses what can't be done while saving is held. */
+void upgrade_check(vorn_check_info *info, const vorn_instance *settings);
+
 /** Confirms if that is asked for, and takes the new settings, of a commit. */
 void upgrade_commit(vorn_instance *settings);
 

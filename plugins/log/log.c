@@ -4,26 +4,10 @@
 #include <string.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "effects.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
-
-DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
-
-static int is_level(const char *value)
-{
-    return is_plain_number(value, 1, 8);
-}
-
-static int is_port(const char *value)
-{
-    return is_plain_number(value, 1, 65535);
-}
-
-static int is_host_or_none(const char *value)
-{
-    return *value == '\0' || is_plain_host(value);
-}
 
 /* Written after its own option, so that anything but a path can't become one. */
 static int is_file_or_none(const char *value)
@@ -127,6 +111,33 @@ static const char *status(vorn_instance *instance, const char *property, vorn_re
     return supervise_status(syslogd);
 }
 
+static void declare_settings(vorn_class *log)
+{
+    describe_class(log, "Log", "What this device writes down of itself, here and elsewhere.",
+                   "System", 130);
+    declare_input(log, "enabled", VORN_INPUT_ON_OFF);
+    describe(log, "enabled", "Enabled", "Whether anything is written down.", "on");
+    declare_number(log, "level", 1, 8, 0);
+    describe(log, "level", "Level",
+             "How much is written: from 1, emergencies alone, to 8, what helps developers.", "7");
+    declare_setting(log, "file", is_file_or_none,
+                    "<the path of a file, from / on, up to 255 characters of ASCII>|<nothing>");
+    vorn_property_accept_text(vorn_class_get_property(log, "file"), 0, 255);
+    describe(log, "file", "File", "Where it is written; /var/log/messages if it isn't set.",
+             "/var/log/device");
+    declare_input(log, "remote", VORN_INPUT_PLAIN_IP_OR_DOMAIN_NAME | VORN_INPUT_NOTHING);
+    describe(log, "remote", "Log server", "A machine that everything is sent to, too.",
+             "192.168.1.9");
+    declare_number(log, "remote-port", 1, 65535, 0);
+    describe(log, "remote-port", "Port of the log server", "514 if it isn't set.", "514");
+    declare_state(log, "written-to");
+    describe(log, "written-to", "Written to", "The file that has the log now.", NULL);
+    declare_state(log, "status");
+    describe(log, "status", "Status", "Whether syslogd runs.", NULL);
+    declare_state(log, "state");
+    describe(log, "state", "State", "Whether syslogd runs, or why not.", NULL);
+}
+
 void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL) return;
@@ -137,15 +148,7 @@ void vorn_plugin_init(void)
     vorn_refresher *refresher = vorn_refresher_new("log");
     if (syslogd == NULL || log == NULL || committer == NULL || refresher == NULL) return;
 
-    declare_setting(log, "enabled", is_on_off, "on|off");
-    declare_setting(log, "level", is_level, "<1 to 8>");
-    declare_setting(log, "file", is_file_or_none,
-                    "<the path of a file, from / on, up to 255 characters of ASCII>|<nothing>");
-    declare_setting(log, "remote", is_host_or_none, "<an IPv4 address>|<a host name>|<nothing>");
-    declare_setting(log, "remote-port", is_port, "<1 to 65535>");
-    declare_state(log, "written-to");
-    declare_state(log, "status");
-    declare_state(log, "state");
+    declare_settings(log);
     vorn_classes_add(log);
 
     vorn_committer_set_pre_commit_fn(committer, pre_commit);

@@ -14,16 +14,10 @@
 #include "concerns.h"
 #include "copies.h"
 #include "declare.h"
+#include "describe.h"
 #include "faults.h"
 #include "ip.h"
 #include "values.h"
-
-DECLARE_VALIDITY(is_host_name, length == 0 || vorn_input_is_domain_label(value, length))
-
-static int is_prefix(const char *value)
-{
-    return is_plain_number(value, 1, 32);
-}
 
 outcomes address_outcomes = {.class_name = "address"};
 
@@ -413,6 +407,46 @@ static vorn_class *declare_kind(const char *name)
     return klass != NULL && vorn_class_set_superclass(klass, "address") == 0 ? klass : NULL;
 }
 
+static void declare_address(vorn_class *address)
+{
+    describe_class(address, "Address", "An IPv4 address of this device.", "Network", 240);
+    describe(address, "kind", "Kind", "Whether it is fixed or a server's to give.",
+             "static-address");
+    declare_name(address, "interface", "interface", is_link_name, 0);
+    declare_needed(address, "interface");
+    describe(address, "interface", "Interface", "The interface that has it.", "eth0");
+    declare_state(address, "current");
+    describe(address, "current", "Current address",
+             "The first address that the interface has now, with its prefix.", NULL);
+    declare_state(address, "state");
+    describe(address, "state", "State",
+             "Whether the kernel has it, or why not; of one from a server how its client does.",
+             NULL);
+}
+
+static void declare_fixed(vorn_class *fixed)
+{
+    describe_class(fixed, "Fixed address", "An address that is set here.", "Network", 241);
+    declare_input(fixed, "address", VORN_INPUT_HOST_IP);
+    declare_needed(fixed, "address");
+    describe(fixed, "address", "Address", "The device's own address there.", "192.168.1.1");
+    declare_number(fixed, "prefix", 1, 32, 0);
+    declare_needed(fixed, "prefix");
+    describe(fixed, "prefix", "Prefix",
+             "How many bits of the address are the network's; 24 is 255.255.255.0.", "24");
+    describe_unit(fixed, "prefix", "bits");
+}
+
+static void declare_leased(vorn_class *leased)
+{
+    describe_class(leased, "Address by DHCP", "An address that a server gives.", "Network", 242);
+    declare_input(leased, "hostname", VORN_INPUT_DOMAIN_LABEL | VORN_INPUT_NOTHING);
+    vorn_property_set_syntax(vorn_class_get_property(leased, "hostname"),
+                             "<up to 63 letters, digits and inner hyphens>|<nothing>");
+    describe(leased, "hostname", "Host name", "What the server is told; nothing if it isn't set.",
+             "lobby");
+}
+
 vorn_refresher *addresses_declare(void)
 {
     vorn_class *address = declare_abstract_class("address", "kind");
@@ -421,14 +455,9 @@ vorn_refresher *addresses_declare(void)
     vorn_refresher *refresher = vorn_refresher_new("address");
     if (address == NULL || fixed == NULL || leased == NULL || refresher == NULL) return NULL;
 
-    declare_required(address, "interface", is_link_name, "<the name of an interface>");
-    vorn_property_set_reference(vorn_class_get_property(address, "interface"), "interface");
-    declare_state(address, "current");
-    declare_state(address, "state");
-    declare_required(fixed, "address", is_host_address, "<a host's IPv4 address>");
-    declare_required(fixed, "prefix", is_prefix, "<1 to 32>");
-    declare_setting(leased, "hostname", is_host_name,
-                    "<up to 63 letters, digits and inner hyphens>|<nothing>");
+    declare_address(address);
+    declare_fixed(fixed);
+    declare_leased(leased);
     vorn_refresher_set_property_fn(refresher, "current", current);
     vorn_refresher_set_property_fn(refresher, "state", state);
     const int failed =

@@ -10,9 +10,6 @@
 
 #include "values.h"
 
-static const uint32_t first_multicast = 0xe0000000U;
-static const uint32_t first_usable = 0x01000000U;
-
 static uint32_t number_of(const char *text)
 {
     struct in_addr number = {0};
@@ -24,20 +21,6 @@ static uint32_t number_of(const char *text)
 static uint32_t host_mask(int prefix)
 {
     return prefix == 0 ? UINT32_MAX : prefix >= 32 ? 0 : UINT32_MAX >> prefix;
-}
-
-int is_host_address(const char *value)
-{
-    const uint32_t number = number_of(value);
-    return is_plain_address(value) && number >= first_usable && number < first_multicast;
-}
-
-int is_network(const char *value)
-{
-    char address[INET_ADDRSTRLEN];
-    const size_t length = strcspn(value, "/");
-    snprintf(address, sizeof address, "%.*s", (int)length, value);
-    return value[length] == '/' && (number_of(address) & host_mask(atoi(value + length + 1))) == 0;
 }
 
 static int is_kind(const vorn_instance *instance, const char *kind)

@@ -5,20 +5,8 @@
 #include "concerns.h"
 #include "counters.h"
 #include "declare.h"
+#include "describe.h"
 #include "values.h"
-
-DECLARE_VALIDITY(is_status, vorn_input_is_up_down(value, length))
-DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
-
-static int is_mtu(const char *value)
-{
-    return is_plain_number(value, 68, 65535);
-}
-
-static int is_vlan_id(const char *value)
-{
-    return is_plain_number(value, 1, 4094);
-}
 
 static int is_no_link_name(const char *word, void *data)
 {
@@ -65,27 +53,79 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     return reason != NULL ? reason : "applied";
 }
 
-static int declare_kind(const char *name, void (*declare_settings)(vorn_class *klass))
+static int declare_kind(vorn_class *klass)
 {
-    vorn_class *klass = declare_class(name, VORN_CLASS_UNIQUE_NAMED);
-    if (klass == NULL || vorn_class_set_superclass(klass, "interface") != 0) return 1;
-    if (declare_settings != NULL) declare_settings(klass);
-    return vorn_classes_add(klass);
+    return klass == NULL || vorn_class_set_superclass(klass, "interface") != 0;
 }
 
-static void declare_bridge_settings(vorn_class *bridge)
+static int declare_ethernet(void)
 {
-    declare_setting(bridge, "members", is_link_list,
-                    "<names of interfaces with blanks between them>");
-    vorn_property_set_reference(vorn_class_get_property(bridge, "members"), "interface");
-    declare_setting(bridge, "stp", is_on_off, "on|off");
+    vorn_class *ethernet = declare_class("ethernet", VORN_CLASS_UNIQUE_NAMED);
+    if (declare_kind(ethernet) != 0) return 1;
+    describe_class(ethernet, "Ethernet port",
+                   "A wired port. Its name is the kernel's, such as eth0.", "Network", 210);
+    return vorn_classes_add(ethernet);
 }
 
-static void declare_vlan_settings(vorn_class *vlan)
+static int declare_bridge(void)
 {
-    declare_required(vlan, "parent", is_link_name, "<the name of an interface>");
-    vorn_property_set_reference(vorn_class_get_property(vlan, "parent"), "interface");
-    declare_required(vlan, "id", is_vlan_id, "<1 to 4094>");
+    vorn_class *bridge = declare_class("bridge", VORN_CLASS_UNIQUE_NAMED);
+    if (declare_kind(bridge) != 0) return 1;
+    describe_class(bridge, "Bridge", "A switch in software: its members form one network.",
+                   "Network", 220);
+    declare_name(bridge, "members", "interface", is_link_list, 0);
+    vorn_property_accept_list(vorn_class_get_property(bridge, "members"), 1);
+    describe(bridge, "members", "Members", "The interfaces that form one network.", "eth0 eth1");
+    declare_input(bridge, "stp", VORN_INPUT_ON_OFF);
+    describe(bridge, "stp", "Spanning tree",
+             "Whether loops in the cabling are found and cut; ports come up later then.", "off");
+    return vorn_classes_add(bridge);
+}
+
+static int declare_vlan(void)
+{
+    vorn_class *vlan = declare_class("vlan", VORN_CLASS_UNIQUE_NAMED);
+    if (declare_kind(vlan) != 0) return 1;
+    describe_class(vlan, "VLAN", "A network of its own on another interface, told by a number.",
+                   "Network", 230);
+    declare_name(vlan, "parent", "interface", is_link_name, 0);
+    declare_needed(vlan, "parent");
+    describe(vlan, "parent", "Parent", "The interface that carries it.", "eth0");
+    declare_number(vlan, "id", 1, 4094, 0);
+    declare_needed(vlan, "id");
+    describe(vlan, "id", "Number", "The number in the packets, the same at the other end.", "7");
+    return vorn_classes_add(vlan);
+}
+
+static void describe_counters(vorn_class *interface)
+{
+    describe(interface, "rx-bytes", "Bytes received", "Since the interface was made.", NULL);
+    describe(interface, "rx-packets", "Packets received", "Since the interface was made.", NULL);
+    describe(interface, "tx-bytes", "Bytes sent", "Since the interface was made.", NULL);
+    describe(interface, "tx-packets", "Packets sent", "Since the interface was made.", NULL);
+    describe_unit(interface, "rx-bytes", "bytes");
+    describe_unit(interface, "tx-bytes", "bytes");
+}
+
+static void declare_settings(vorn_class *interface)
+{
+    describe_class(interface, "Interface", "A port or link of this device.", "Network", 200);
+    describe(interface, "kind", "Kind", "What it is; given when it is made, never changed.",
+             "bridge");
+    declare_number(interface, "mtu", 68, 65535, 0);
+    describe(interface, "mtu", "Largest packet",
+             "The most bytes of a packet. If it isn't set: as a port was found, for a bridge the "
+             "least of its members, for a VLAN that of its parent.",
+             "1500");
+    describe_unit(interface, "mtu", "bytes");
+    declare_input(interface, "status", VORN_INPUT_UP_DOWN);
+    describe(interface, "status", "Switched",
+             "Whether it is on. If it isn't set, a port is left as it was found, and anything else "
+             "is off.",
+             "up");
+    declare_state(interface, "state");
+    describe(interface, "state", "State", "Whether the kernel has it as it is set, or why not.",
+             NULL);
 }
 
 vorn_refresher *interfaces_declare(void)
@@ -94,14 +134,12 @@ vorn_refresher *interfaces_declare(void)
     vorn_refresher *refresher = vorn_refresher_new("interface");
     if (interface == NULL || refresher == NULL) return NULL;
 
-    declare_setting(interface, "mtu", is_mtu, "<68 to 65535>");
-    declare_setting(interface, "status", is_status, "up|down");
-    declare_state(interface, "state");
+    declare_settings(interface);
     vorn_util_txt_tables_add_properties(tables, interface);
+    describe_counters(interface);
     vorn_util_txt_tables_add_refresh(tables, refresher, counter);
     vorn_refresher_set_property_fn(refresher, "state", state);
-    const int failed = vorn_classes_add(interface) || declare_kind("ethernet", NULL) ||
-                       declare_kind("bridge", declare_bridge_settings) ||
-                       declare_kind("vlan", declare_vlan_settings);
+    const int failed =
+        vorn_classes_add(interface) || declare_ethernet() || declare_bridge() || declare_vlan();
     return failed ? NULL : refresher;
 }

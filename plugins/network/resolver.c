@@ -9,33 +9,12 @@
 
 #include "concerns.h"
 #include "declare.h"
+#include "describe.h"
 #include "effects.h"
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
 
 #define RESOLVER_FILE "/etc/resolv.conf"
-
-static int is_no_address(const char *word, void *data)
-{
-    (void)data;
-    return !is_plain_address(word);
-}
-
-static int is_no_domain(const char *word, void *data)
-{
-    (void)data;
-    return !vorn_input_is_domain_name(word, (int)strlen(word));
-}
-
-static int is_server_list(const char *value)
-{
-    return for_each_word(value, is_no_address, NULL) == 0;
-}
-
-static int is_domain_list(const char *value)
-{
-    return for_each_word(value, is_no_domain, NULL) == 0;
-}
 
 static int write_server(const char *server, void *file)
 {
@@ -114,10 +93,17 @@ vorn_refresher *resolver_declare(void)
     vorn_refresher *refresher = vorn_refresher_new("resolver");
     if (resolver == NULL || refresher == NULL) return NULL;
 
-    declare_setting(resolver, "servers", is_server_list,
-                    "<IPv4 addresses with blanks between them>");
-    declare_setting(resolver, "search", is_domain_list, "<domain names with blanks between them>");
+    describe_class(resolver, "Names", "Who is asked for the addresses of names.", "Network", 260);
+    declare_list(resolver, "servers", VORN_INPUT_PLAIN_IP);
+    describe(resolver, "servers", "Servers",
+             "Their addresses, in the order in which they are asked. Without any, the system's "
+             "list is left alone.",
+             "192.168.1.254 9.9.9.9");
+    declare_list(resolver, "search", VORN_INPUT_DOMAIN_NAME);
+    describe(resolver, "search", "Search domains", "What is tried after a name without a domain.",
+             "example.org");
     declare_state(resolver, "state");
+    describe(resolver, "state", "State", "Whether the list is written, or why not.", NULL);
     vorn_refresher_set_property_fn(refresher, "state", state);
     const int failed = vorn_classes_add(resolver);
     return failed ? NULL : refresher;

@@ -9,6 +9,7 @@
 #include "concerns.h"
 #include "copies.h"
 #include "declare.h"
+#include "describe.h"
 #include "faults.h"
 #include "ip.h"
 #include "values.h"
@@ -16,27 +17,6 @@
 outcomes route_outcomes = {.class_name = "route"};
 
 /* "default", or an address and a prefix: 10.0.0.0/8. */
-static int is_destination(const char *value)
-{
-    const size_t address = strcspn(value, "/");
-    if (strcmp(value, "default") == 0) return 1;
-    char text[16];
-    if (value[address] == '\0' || address >= sizeof text) return 0;
-    const char *prefix = value + address + 1;
-    snprintf(text, sizeof text, "%.*s", (int)address, value);
-    return is_plain_address(text) && is_plain_number(prefix, 0, 32) && is_network(value);
-}
-
-static int is_metric(const char *value)
-{
-    return is_plain_number(value, 0, 65535);
-}
-
-static int is_gateway_or_none(const char *value)
-{
-    return *value == '\0' || is_host_address(value);
-}
-
 static int is_link_name_or_none(const char *value)
 {
     return *value == '\0' || is_link_name(value);
@@ -291,20 +271,36 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     return reason != NULL ? reason : "applied";
 }
 
+static void declare_settings(vorn_class *route)
+{
+    static const char *const by_default[] = {"default", NULL};
+    describe_class(route, "Route", "A way to a network beyond those that are attached.", "Network",
+                   250);
+    declare_one_of(route, "destination", by_default);
+    vorn_property_accept(vorn_class_get_property(route, "destination"), VORN_INPUT_NETWORK);
+    declare_needed(route, "destination");
+    describe(route, "destination", "Destination",
+             "The network that is reached, or \"default\" for everything else.", "10.1.0.0/16");
+    declare_input(route, "gateway", VORN_INPUT_HOST_IP | VORN_INPUT_NOTHING);
+    describe(route, "gateway", "Gateway", "The neighbour that passes the packets on.",
+             "192.168.1.254");
+    declare_name(route, "interface", "interface", is_link_name_or_none, VORN_INPUT_NOTHING);
+    describe(route, "interface", "Interface",
+             "Where packets leave; if it isn't set, where the gateway is reached.", "eth0");
+    declare_number(route, "metric", 0, 65535, 0);
+    describe(route, "metric", "Metric", "Of several routes to one place the least is taken.",
+             "100");
+    declare_state(route, "state");
+    describe(route, "state", "State", "Whether the kernel has it, or why not.", NULL);
+}
+
 vorn_refresher *routes_declare(void)
 {
     vorn_class *route = declare_class("route", VORN_CLASS_UNIQUE_NAMED);
     vorn_refresher *refresher = vorn_refresher_new("route");
     if (route == NULL || refresher == NULL) return NULL;
 
-    declare_required(route, "destination", is_destination,
-                     "default|<a network such as 10.1.0.0/16>");
-    declare_setting(route, "gateway", is_gateway_or_none, "<a host's IPv4 address>|<nothing>");
-    declare_setting(route, "interface", is_link_name_or_none,
-                    "<the name of an interface>|<nothing>");
-    vorn_property_set_reference(vorn_class_get_property(route, "interface"), "interface");
-    declare_setting(route, "metric", is_metric, "<0 to 65535>");
-    declare_state(route, "state");
+    declare_settings(route);
     vorn_refresher_set_property_fn(refresher, "state", state);
     const int failed = vorn_classes_add(route);
     return failed ? NULL : refresher;

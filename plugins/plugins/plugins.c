@@ -9,6 +9,7 @@
 #include <time.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "replace.h"
 #include "values.h"
 
@@ -18,9 +19,19 @@ static const char plugin_class[] = "plugin";
 static const char *const plugin_properties[] = {"version", "state",  "deaths", "callback",
                                                 "signal",  "schema", NULL};
 static const char daemon_class[] = "daemon";
-static const char *const daemon_properties[] = {
-    "version",     "since", "uptime",           "clients", "subscribers",
-    "left-behind", "kept",  "failing-services", "schema",  NULL};
+static const char *const daemon_properties[] = {"version",
+                                                "since",
+                                                "uptime",
+                                                "clients",
+                                                "subscribers",
+                                                "left-behind",
+                                                "left-behind-instances",
+                                                "kept",
+                                                "failing-services",
+                                                "schema",
+                                                NULL};
+
+static const char *const about_others[] = {"left-behind", "left-behind-instances", "kept", NULL};
 
 static int64_t started; /* by the clock that setting the time does not move */
 
@@ -123,6 +134,7 @@ static void show_daemon(vorn_instance *daemon)
     set_number(daemon, "clients", vorn_socket_get_clients());
     set_number(daemon, "subscribers", vorn_notify_get_subscribers());
     set_number(daemon, "left-behind", vorn_instances_get_left_behind_bytes());
+    set_number(daemon, "left-behind-instances", vorn_instances_get_left_behind());
     vorn_instance_set_value(daemon, "schema", vorn_schema_get_id());
     set_list(daemon, "kept", vorn_config_get_kept);
     set_list(daemon, "failing-services", vorn_service_get_failing);
@@ -145,18 +157,54 @@ static int tell_plugin(void)
     const char *action = vorn_inform_get_value("action");
     const char *name = vorn_inform_get_value("name");
     if (action == NULL || name == NULL || strcmp(action, "retry") != 0) return 1;
+    vorn_commit_report_set_result("plugin is tried again");
     if (vorn_plugins_retry(name) == 0) return 0;
     const int length = snprintf(file, sizeof file, "%s.vorn", name);
     return length < 0 || length >= (int)sizeof file ? 1 : vorn_plugins_retry(file);
+}
+
+static void describe_plugins(vorn_class *klass)
+{
+    describe_class(klass, "Plugin", "A part of the daemon.", "Daemon", 900);
+    describe(klass, "version", "Version", "Of the interface that it was built for.", NULL);
+    describe(klass, "state", "State", "Whether it takes part, or why not.", NULL);
+    describe(klass, "deaths", "Deaths", "How often in a row the daemon has died in it.", NULL);
+    describe(klass, "callback", "Function", "In which of its functions the last time.", NULL);
+    describe(klass, "signal", "Signal", "Of which signal.", NULL);
+    describe(klass, "schema", "Schema", "The name and version of its part of configurations.",
+             NULL);
+}
+
+static void describe_daemon(vorn_class *klass)
+{
+    describe_class(klass, "Daemon", "How the daemon itself is doing.", "Daemon", 910);
+    describe(klass, "version", "Version", "Of the daemon.", NULL);
+    describe(klass, "since", "Since", "When it started.", NULL);
+    describe(klass, "uptime", "Uptime", "How long it runs.", NULL);
+    describe_unit(klass, "uptime", "seconds");
+    describe(klass, "clients", "Clients", "Who is connected to it.", NULL);
+    describe(klass, "subscribers", "Subscribers", "Who hears notices.", NULL);
+    describe(klass, "left-behind", "Left behind",
+             "How much is kept of what was replaced, because somebody may still hold it.", NULL);
+    describe_unit(klass, "left-behind", "bytes");
+    describe(klass, "left-behind-instances", "Instances left behind",
+             "How many instances that are.", NULL);
+    describe(klass, "kept", "Kept", "What could not be read and is saved as it was.", NULL);
+    describe(klass, "failing-services", "Failing services", "Those that end again and again.",
+             NULL);
+    describe(klass, "schema", "Schema", "The id of the schema.", NULL);
 }
 
 void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL ||
         declare_shown(plugin_class, VORN_CLASS_UNIQUE_NAMED, plugin_properties) != 0 ||
-        declare_shown(daemon_class, VORN_CLASS_SINGLETON, daemon_properties) != 0)
+        declare_shown(daemon_class, VORN_CLASS_SINGLETON, daemon_properties) != 0 ||
+        declare_about_others(vorn_classes_get(daemon_class), about_others) != 0)
         return;
 
+    describe_plugins(vorn_classes_get(plugin_class));
+    describe_daemon(vorn_classes_get(daemon_class));
     vorn_provider *provider = vorn_provider_new("plugins");
     if (provider == NULL) return;
     started = now();

@@ -8,6 +8,7 @@
 #include <string.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "effects.h"
 #include "values.h"
 
@@ -183,8 +184,11 @@ static int forget_kept(void)
 static int be_told(void)
 {
     const char *action = vorn_inform_get_value("action");
-    if (action != NULL && strcmp(action, "forget-broken") == 0) return vorn_config_forget_broken();
-    return action != NULL && strcmp(action, "forget-kept") == 0 ? forget_kept() : 1;
+    const int forgets_broken = action != NULL && strcmp(action, "forget-broken") == 0;
+    const int forgets_kept = action != NULL && strcmp(action, "forget-kept") == 0;
+    if (!forgets_broken && !forgets_kept) return 1;
+    vorn_commit_report_set_result(forgets_broken ? "broken file forgotten" : "kept forgotten");
+    return forgets_broken ? vorn_config_forget_broken() : forget_kept();
 }
 
 static vorn_refresher *declare(void)
@@ -195,7 +199,19 @@ static vorn_refresher *declare(void)
     vorn_refresher *refresher = vorn_refresher_new("save");
     if (klass == NULL || refresher == NULL) return NULL;
     vorn_class_set_type(klass, VORN_CLASS_SINGLETON);
-    if (declare_told(klass, properties, refresher, state) != 0) return NULL;
+    static const char *const about_others[] = {"reason", "unsaved", NULL};
+    if (declare_told(klass, properties, refresher, state) != 0 ||
+        declare_about_others(klass, about_others) != 0)
+        return NULL;
+    describe_class(klass, "Saving", "Whether a restart finds the configuration as it is.",
+                   "Configuration", 500);
+    describe(klass, "time", "Time", "When a save was tried last.", NULL);
+    describe(klass, "result", "Result", "How it went.", NULL);
+    describe(klass, "reason", "Reason", "Why it failed or is held.", NULL);
+    describe(klass, "unsaved", "Not saved", "What was changed since the last good save.", NULL);
+    describe(klass, "boot", "Loaded from", "Where the configuration came from at the start.", NULL);
+    describe(klass, "broken", "Unreadable file",
+             "Where the startup file is kept that could not be read, until it is forgotten.", NULL);
     return vorn_classes_add(klass) == 0 ? refresher : NULL;
 }
 

@@ -7,13 +7,16 @@
  */
 #include "declare.h"
 #include "describe.h"
+#include "registry.h"
 #include "replace.h"
 
-static const char *const class_properties[] = {"type",       "persistent",          "abstract",
-                                               "superclass", "subclass-identifier", NULL};
+static const char *const class_properties[] = {
+    "type",  "persistent", "abstract", "superclass", "subclass-identifier",
+    "label", "help",       "group",    "order",      NULL};
 static const char *const property_properties[] = {
-    "property",  "readable",   "writable", "required", "persistent",
-    "inherited", "references", "secret",   "valid",    NULL};
+    "property",   "readable", "writable", "required", "persistent", "inherited",
+    "references", "secret",   "valid",    "label",    "help",       "unit",
+    "example",    "group",    "order",    "accepts",  NULL};
 
 /* Nothing but what the registry says can change it, and the registry is closed by now. */
 static vorn_instances *description;
@@ -51,6 +54,43 @@ static int add_class(const char *name, int type, const char *const properties[])
     return vorn_classes_add(klass);
 }
 
+static void describe_classes(vorn_class *klass)
+{
+    describe_class(klass, "Class", "A kind of thing that this device has.", "Daemon", 920);
+    describe(klass, "type", "Type", "How its instances are told apart.", NULL);
+    describe(klass, "persistent", "Saved", "Whether its instances are saved.", NULL);
+    describe(klass, "abstract", "Abstract", "Whether it stands for a family.", NULL);
+    describe(klass, "superclass", "Superclass", "Whose family it belongs to.", NULL);
+    describe(klass, "subclass-identifier", "Subclass identifier",
+             "The property that names the member of the family.", NULL);
+}
+
+/* What both are told. */
+static void describe_words(vorn_class *klass)
+{
+    describe(klass, "label", "Label", "A short name for people.", NULL);
+    describe(klass, "help", "Help", "What it is for.", NULL);
+    describe(klass, "group", "Group", "The heading below which it stands on a page.", NULL);
+    describe(klass, "order", "Order", "Its place on a page, from the least on.", NULL);
+}
+
+static void describe_properties(vorn_class *klass)
+{
+    describe_class(klass, "Property", "What can be told of an instance.", "Daemon", 930);
+    describe(klass, "property", "Property", "Its name.", NULL);
+    describe(klass, "readable", "Readable", "Whether clients may read it.", NULL);
+    describe(klass, "writable", "Writable", "Whether clients may write it.", NULL);
+    describe(klass, "required", "Required", "Whether an insert must bring it.", NULL);
+    describe(klass, "persistent", "Saved", "Whether its values are saved.", NULL);
+    describe(klass, "inherited", "Inherited", "Whether the superclass declares it.", NULL);
+    describe(klass, "references", "References", "The class whose instances its values name.", NULL);
+    describe(klass, "secret", "Secret", "Whether its values are shown to nobody.", NULL);
+    describe(klass, "valid", "Valid", "What values may be, for people.", NULL);
+    describe(klass, "unit", "Unit", "What its number counts.", NULL);
+    describe(klass, "example", "Example", "A valid value.", NULL);
+    describe(klass, "accepts", "Accepts", "What values may be, for programs, as JSON.", NULL);
+}
+
 void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL) return;
@@ -58,6 +98,10 @@ void vorn_plugin_init(void)
         add_class(SCHEMA_PROPERTY, VORN_CLASS_GROUP_NAMED, property_properties) != 0) {
         return;
     }
+    describe_classes(vorn_classes_get(SCHEMA_CLASS));
+    describe_words(vorn_classes_get(SCHEMA_CLASS));
+    describe_properties(vorn_classes_get(SCHEMA_PROPERTY));
+    describe_words(vorn_classes_get(SCHEMA_PROPERTY));
     vorn_provider *provider = vorn_provider_new("schema");
     if (provider == NULL) return;
     vorn_provider_set_refresh_fn(provider, refresh, NULL);

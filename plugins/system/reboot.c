@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "history_folder.h"
 #include "keys_file.h"
 #include "vorn-plugin/whole_file.h"
@@ -30,6 +31,7 @@ static char failure[128]; /* of the last try; empty for none */
 /* object=reboot */
 static int reboot(void)
 {
+    vorn_commit_report_set_result("restarts the device");
     vorn_util_reboot();
     return 0;
 }
@@ -134,6 +136,7 @@ static int factory_reset(void)
         vorn_debug_eprintf("system: neither %s nor %s can be read.\n", default_file, rescue_file);
         return 1;
     }
+    vorn_commit_report_set_result("goes back to the first configuration");
     if (vorn_process_no_actions) return reboot();
     if (!reset()) return 1;
     is_resetting = 1;
@@ -159,6 +162,9 @@ int reboot_declare(vorn_class *klass, vorn_refresher *refresher)
 {
     static const char property[] = "factory-reset";
     return declare_state(klass, property) ||
+           describe(klass, property, "Factory reset",
+                    "Whether the device can go back to its first configuration, or why not.",
+                    NULL) ||
            vorn_refresher_set_property_fn(refresher, property, possibility);
 }
 

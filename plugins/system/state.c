@@ -7,6 +7,7 @@
 #include <sys/utsname.h>
 
 #include "declare.h"
+#include "describe.h"
 
 static const char retained_bytes[] = "retained-bytes";
 
@@ -111,5 +112,18 @@ int state_declare(vorn_class *klass, vorn_refresher *refresher)
         failed = declare_state(klass, states[i].property) ||
                  vorn_refresher_set_property_fn(refresher, states[i].property, states[i].read);
     }
+    describe(klass, "uptime", "Uptime", "How long the device runs.", NULL);
+    describe_unit(klass, "uptime", "seconds");
+    describe(klass, "load", "Load",
+             "How many programs want to run, over one, five and fifteen minutes.", NULL);
+    describe(klass, "memory-total", "Memory", "What the device has.", NULL);
+    describe_unit(klass, "memory-total", "KiB");
+    describe(klass, "memory-available", "Memory available", "What of it can be had.", NULL);
+    describe_unit(klass, "memory-available", "KiB");
+    describe(klass, "kernel", "Kernel", "Its release.", NULL);
+    describe(klass, "retained-instances", "Instances kept",
+             "How many instances changes have left behind in the daemon.", NULL);
+    describe(klass, retained_bytes, "Memory of these", "About how much they take.", NULL);
+    describe_unit(klass, retained_bytes, "bytes");
     return failed;
 }

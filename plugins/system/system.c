@@ -7,13 +7,12 @@
 #include <string.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "host_name.h"
 #include "reboot.h"
 #include "state.h"
 #include "time_zone.h"
 #include "values.h"
-
-DECLARE_VALIDITY(is_host_name, vorn_input_is_domain_label(value, length))
 
 /*
  * What is applied, by which function, which one tells whether the system still has it, and whether
@@ -120,7 +119,25 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     return "applied";
 }
 
-static const char text_syntax[] = "<up to 1000 characters, none of them a control character>";
+static void declare_settings(vorn_class *system)
+{
+    describe_class(system, "Device", "Who and where this device is, and how it is doing.", "System",
+                   100);
+    declare_input(system, "hostname", VORN_INPUT_DOMAIN_LABEL);
+    describe(system, "hostname", "Host name", "What this device is called.", "lobby");
+    declare_text(system, "contact", 0, longest_text);
+    describe(system, "contact", "Contact", "Who takes care of it.", "ops@example.org");
+    declare_text(system, "location", 0, longest_text);
+    describe(system, "location", "Location", "Where it is.", "Upstairs, to the left");
+    declare_setting(
+        system, "time-zone", time_zone_is_valid,
+        "<a zone such as Europe/Berlin>|<a rule such as CET-1CEST,M3.5.0,M10.5.0/3>|<nothing>");
+    vorn_property_accept_text(vorn_class_get_property(system, "time-zone"), 0, longest_zone);
+    describe(system, "time-zone", "Time zone", "Where the clock is read; UTC if it isn't set.",
+             "Europe/Berlin");
+    declare_state(system, "state");
+    describe(system, "state", "State", "Whether it is set as it says, or why not.", NULL);
+}
 
 void vorn_plugin_init(void)
 {
@@ -131,14 +148,7 @@ void vorn_plugin_init(void)
     vorn_refresher *refresher = vorn_refresher_new("system");
     if (system == NULL || provider == NULL || refresher == NULL) return;
 
-    declare_setting(system, "hostname", is_host_name,
-                    "<1 to 63 letters, digits and inner hyphens>");
-    declare_setting(system, "contact", is_text, text_syntax);
-    declare_setting(system, "location", is_text, text_syntax);
-    declare_setting(
-        system, "time-zone", time_zone_is_valid,
-        "<a zone such as Europe/Berlin>|<a rule such as CET-1CEST,M3.5.0,M10.5.0/3>|<nothing>");
-    declare_state(system, "state");
+    declare_settings(system);
     state_declare(system, refresher);
     reboot_declare(system, refresher);
     vorn_classes_add(system);

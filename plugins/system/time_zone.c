@@ -20,7 +20,7 @@ static const char text_file[] = "/etc/TZ";
 static const char link_file[] = "/etc/localtime";
 static const char link_scratch[] = "/etc/localtime.new";
 
-enum { longest_zone = 63, block_size = 54, second_size = 63 };
+enum { block_size = 54, second_size = 63 };
 enum { rule_room = block_size + second_size + longest_zone + 3 };
 
 /* Never a way out of the folder of zones. */

@@ -2,6 +2,9 @@
 #ifndef PLUGINS_SYSTEM_TIME_ZONE_H
 #define PLUGINS_SYSTEM_TIME_ZONE_H
 
+/** The most characters of a zone or a rule. */
+enum { longest_zone = 63 };
+
 /** A zone's name ("Europe/Berlin") or a rule ("CET-1CEST,M3.5.0,M10.5.0/3"); "" for UTC. */
 int time_zone_is_valid(const char *zone);
 

@@ -3,11 +3,10 @@
 #include <string.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "effects.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
-
-DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
 
 enum { most_servers = 16 };
 
@@ -94,9 +93,25 @@ static const char *status(vorn_instance *instance, const char *property, vorn_re
 static int add_server_class(void)
 {
     vorn_class *server = declare_class("ntp-server", VORN_CLASS_UNIQUE_NAMED);
-    return server == NULL ||
-           declare_required(server, "address", is_plain_host, "<an IPv4 address>|<a host name>") ||
-           vorn_classes_add(server);
+    if (server == NULL ||
+        declare_input(server, "address", VORN_INPUT_PLAIN_IP_OR_DOMAIN_NAME) != 0 ||
+        declare_needed(server, "address") != 0)
+        return 1;
+    describe_class(server, "Time server", "A machine that tells the time.", "System", 121);
+    describe(server, "address", "Address", "Its address or name.", "pool.ntp.org");
+    return vorn_classes_add(server);
+}
+
+static void declare_settings(vorn_class *clock)
+{
+    describe_class(clock, "Time", "Whether the clock is set by servers of the network.", "System",
+                   120);
+    declare_input(clock, "enabled", VORN_INPUT_ON_OFF);
+    describe(clock, "enabled", "Enabled", "Whether the time servers are asked.", "on");
+    declare_state(clock, "status");
+    describe(clock, "status", "Status", "Whether ntpd runs.", NULL);
+    declare_state(clock, "state");
+    describe(clock, "state", "State", "Whether ntpd runs, or why not.", NULL);
 }
 
 void vorn_plugin_init(void)
@@ -109,9 +124,7 @@ void vorn_plugin_init(void)
     vorn_provider *provider = vorn_provider_new("time");
     if (ntpd == NULL || clock == NULL || refresher == NULL || provider == NULL) return;
 
-    declare_setting(clock, "enabled", is_on_off, "on|off");
-    declare_state(clock, "status");
-    declare_state(clock, "state");
+    declare_settings(clock);
     vorn_classes_add(clock);
     add_server_class();
 

@@ -14,6 +14,7 @@
 #include <string.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "pending.h"
 #include "values.h"
 
@@ -27,6 +28,8 @@ static const char *const words[] = {"seconds", "join", "confirm", "revert", NULL
 static int is_noted;
 /* Whether a trial has begun with a transaction that may yet be refused. */
 static int is_tentative;
+/* Whether it goes because nobody has confirmed it in time. */
+static int is_over;
 
 static int is_seconds(const char *value)
 {
@@ -68,7 +71,7 @@ static int touches_saved(const vorn_changes *changes)
 static int is_peer_root(void)
 {
     const vorn_peer *peer = vorn_query_get_peer();
-    return peer != NULL && vorn_peer_get_uid(peer) == 0;
+    return peer != NULL && vorn_peer_get_uid(peer) == 0 && *vorn_peer_get_for_user(peer) == '\0';
 }
 
 static int has_words(const vorn_instance *trial)
@@ -145,8 +148,16 @@ static void judge_revert(const struct request *request)
         return;
     }
     vorn_amend_info_accept(request->info);
-    vorn_commit_report_set_result("reverted");
+    vorn_commit_report_set_result(is_over ? "reverted: the time was over" : "reverted");
     note(request, "revert");
+}
+
+/* What the record of the transaction is to say of it. */
+static void tell(const char *what, const char *seconds)
+{
+    char told[48];
+    snprintf(told, sizeof told, *seconds != '\0' ? "%s for %s s" : "%s", what, seconds);
+    vorn_commit_report_set_result(told);
 }
 
 static void judge_begin(const struct request *request)
@@ -156,6 +167,7 @@ static void judge_begin(const struct request *request)
         return;
     }
     note(request, asked(request, "seconds"));
+    tell("on trial", asked(request, "seconds"));
 }
 
 static void judge_change(const struct request *request)
@@ -168,6 +180,7 @@ static void judge_change(const struct request *request)
         vorn_amend_info_refuse(request->info, NULL, NULL, "%s", pending_sentence());
     } else if (joins) {
         if (begins) note(request, asked(request, "seconds"));
+        tell(begins ? "joined the trial, now" : "joined the trial", asked(request, "seconds"));
     } else if (pending_is_there()) {
         if (begins || touches_saved(vorn_amend_info_get_changes(request->info)))
             vorn_amend_info_refuse(request->info, NULL, NULL, "%s", pending_sentence());
@@ -191,8 +204,10 @@ static void ask_to_revert(const char *origin)
 static void revert_by_itself(void)
 {
     static int is_told;
+    is_over = 1;
     ask_to_revert(" origin=\"trial\"");
     ask_to_revert("");
+    is_over = 0;
     if (pending_is_there() && !is_told) {
         vorn_debug_eprintf("trial: the change can't be taken back; it is tried again.\n");
     }
@@ -399,6 +414,41 @@ static int declare_words(vorn_class *klass)
            vorn_property_set_writable(vorn_class_get_property(klass, noted), 0);
 }
 
+/* What the validity functions know beside, programs are told. */
+static int describe_words(vorn_class *klass)
+{
+    for (int i = 1; words[i] != NULL; i++) {
+        if (vorn_property_accept_text(vorn_class_get_property(klass, words[i]), 0, longest_word) !=
+            0)
+            return 1;
+    }
+    vorn_property *seconds = vorn_class_get_property(klass, words[0]);
+    describe(klass, "seconds", "Seconds",
+             "Begins a trial of so long, or prolongs the one that is joined.", "120");
+    describe_unit(klass, "seconds", "seconds");
+    describe(klass, "join", "Join", "The change belongs to the trial of this id.",
+             "0123456789abcdef");
+    describe(klass, "confirm", "Confirm", "The trial of this id is kept and saved.",
+             "0123456789abcdef");
+    describe(klass, "revert", "Revert", "The trial of this id is taken back.", "0123456789abcdef");
+    describe(klass, noted, "Noted", "What is to be done; the daemon's own.", NULL);
+    return vorn_property_accept_number(seconds, shortest, longest, 1) ||
+           vorn_property_accept(seconds, VORN_INPUT_NOTHING);
+}
+
+static void describe_state(vorn_class *klass)
+{
+    describe_class(klass, "Trial", "A change that is taken back unless it is confirmed in time.",
+                   "Configuration", 510);
+    describe(klass, "id", "Id", "Of the trial that is pending, else of the next one.", NULL);
+    describe(klass, "state", "State", "Whether one is pending.", NULL);
+    describe(klass, "holder", "Holder", "Who began it.", NULL);
+    describe(klass, "since", "Since", "When it began.", NULL);
+    describe(klass, "until", "Until", "When it will be taken back.", NULL);
+    describe(klass, "remaining", "Remaining", "How long until then.", NULL);
+    describe_unit(klass, "remaining", "seconds");
+}
+
 static vorn_refresher *declare(void)
 {
     static const char *const properties[] = {"id",    "state",     "holder", "since",
@@ -407,8 +457,10 @@ static vorn_refresher *declare(void)
     vorn_refresher *refresher = vorn_refresher_new(class_name);
     if (klass == NULL || refresher == NULL) return NULL;
     vorn_class_set_type(klass, VORN_CLASS_SINGLETON);
-    if (declare_told(klass, properties, refresher, state) != 0 || declare_words(klass) != 0)
+    if (declare_told(klass, properties, refresher, state) != 0 || declare_words(klass) != 0 ||
+        describe_words(klass) != 0)
         return NULL;
+    describe_state(klass);
     return vorn_classes_add(klass) == 0 ? refresher : NULL;
 }
 

@@ -10,6 +10,7 @@
 #include <string.h>
 
 #include "declare.h"
+#include "describe.h"
 #include "hostapd.h"
 #include "kept.h"
 #include "radios.h"
@@ -36,7 +37,27 @@ static const char *const labels[][2] = {
 
 int stations_declare(void)
 {
-    return declare_shown(class_name, VORN_CLASS_ANONYMOUS, properties);
+    if (declare_shown(class_name, VORN_CLASS_ANONYMOUS, properties) != 0) return 1;
+    vorn_class *station = vorn_classes_get(class_name);
+    describe_class(station, "Station", "A machine that is on one of the networks now.", "Wireless",
+                   330);
+    describe(station, "mac", "MAC address", "The machine's.", NULL);
+    describe(station, "network", "Network", "The wireless network that it is on.", NULL);
+    describe(station, "signal", "Signal", "How loud it is heard: -50 is good, -80 poor.", NULL);
+    describe_unit(station, "signal", "dBm");
+    describe(station, "rx-rate", "Rate from it", "How fast it sends.", NULL);
+    describe_unit(station, "rx-rate", "Mbit/s");
+    describe(station, "tx-rate", "Rate to it", "How fast is sent to it.", NULL);
+    describe_unit(station, "tx-rate", "Mbit/s");
+    describe(station, "rx-bytes", "Bytes from it", "Since it joined.", NULL);
+    describe_unit(station, "rx-bytes", "bytes");
+    describe(station, "tx-bytes", "Bytes to it", "Since it joined.", NULL);
+    describe_unit(station, "tx-bytes", "bytes");
+    describe(station, "connected", "Connected", "How long it is there.", NULL);
+    describe_unit(station, "connected", "seconds");
+    describe(station, "unknown", "Unknown",
+             "Why the stations of this network are not known; empty for a station.", NULL);
+    return 0;
 }
 
 static vorn_instance *begin_station(vorn_instances *stations, const char *network)

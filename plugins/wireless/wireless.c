@@ -9,6 +9,7 @@
 #include "bridges.h"
 #include "country.h"
 #include "declare.h"
+#include "describe.h"
 #include "effects.h"
 #include "hostapd.h"
 #include "keys.h"
@@ -18,19 +19,6 @@
 #include "stations.h"
 #include "values.h"
 
-DECLARE_VALIDITY(is_mode, length == 1 && vorn_input_is_mode(value, length))
-DECLARE_VALIDITY(is_status, vorn_input_is_up_down(value, length))
-DECLARE_VALIDITY(is_ssid, vorn_input_is_ssid(value, length))
-DECLARE_VALIDITY(is_key_or_none, length == 0 || vorn_input_is_wpa_psk_key(value, length))
-DECLARE_VALIDITY(is_on_off, vorn_input_is_on_off(value, length))
-DECLARE_VALIDITY(is_mac, vorn_input_is_mac(value, length))
-
-static const char *const securities[] = {"none", "wpa2-psk", "wpa3-sae", NULL};
-static const char *const policies[] = {"accept", "deny", NULL};
-
-DECLARE_VALIDITY(is_security, vorn_input_is_string_in_array(value, length, securities))
-DECLARE_VALIDITY(is_policy, vorn_input_is_string_in_array(value, length, policies))
-
 static int is_channel(const char *value)
 {
     if (!is_plain_number(value, 1, 255)) return 0;
@@ -38,25 +26,9 @@ static int is_channel(const char *value)
     return vorn_property_refuse_value("The country %s does not allow it.", country_code());
 }
 
-static int is_power_or_none(const char *value)
-{
-    return *value == '\0' || is_plain_number(value, 1, 30);
-}
-
-static int is_station_count(const char *value)
-{
-    return *value == '\0' || is_plain_number(value, 1, 2007);
-}
-
 static int is_link_name_or_none(const char *value)
 {
     return *value == '\0' || is_link_name(value);
-}
-
-static int is_any_name(const char *value)
-{
-    (void)value;
-    return 1;
 }
 
 static int is_to_hide(const vorn_instance *network)
@@ -132,11 +104,12 @@ static void check(vorn_check_info *info, void *data)
 static int kick(void)
 {
     const char *station = vorn_inform_get_value("station");
-    if (station == NULL || !is_mac(station)) {
+    if (station == NULL || !vorn_input_is_mac(station, (int)strlen(station))) {
         vorn_debug_eprintf("wireless: \"%s\" is not the MAC address of a station.\n",
                            station != NULL ? station : "");
         return 1;
     }
+    vorn_commit_report_set_result("station sent away");
     if (kick_station(station)) return 0;
     vorn_debug_eprintf("wireless: no network has let a station %s go.\n", station);
     return 1;
@@ -214,19 +187,87 @@ static void refresh(vorn_refresh_info *info, void *data)
     stations_refresh(info);
 }
 
+static const char *const modes[] = {"a", "b", "g", NULL};
+static const char *const securities[] = {"none", "wpa2-psk", "wpa3-sae", NULL};
+static const char *const policies[] = {"accept", "deny", NULL};
+
 static int declare_radio(void)
 {
     char channels[country_list_room];
     vorn_class *radio = declare_class("radio", VORN_CLASS_UNIQUE_NAMED);
     radio_refresher = vorn_refresher_new("radio");
     if (radio == NULL || radio_refresher == NULL) return 1;
-    declare_required(radio, "mode", is_mode, "a|b|g");
+    describe_class(radio, "Radio", "A wireless device. Its name is the kernel's, such as wlan0.",
+                   "Wireless", 300);
+    declare_one_of(radio, "mode", modes);
+    declare_needed(radio, "mode");
+    describe(radio, "mode", "Mode", "a is sent at 5 GHz, b and g at 2.4; a and g with 802.11n.",
+             "g");
     declare_required(radio, "channel", is_channel, country_list_channels(NULL, "|", channels));
-    declare_setting(radio, "power", is_power_or_none, "<1 to 30 dBm>|<nothing>");
-    declare_setting(radio, "status", is_status, "up|down");
+    vorn_property_accept_number(vorn_class_get_property(radio, "channel"), 1, 255, 1);
+    describe(radio, "channel", "Channel", "One that the country allows in the mode.", "6");
+    declare_number(radio, "power", 1, 30, VORN_INPUT_NOTHING);
+    vorn_property_set_syntax(vorn_class_get_property(radio, "power"), "<1 to 30 dBm>|<nothing>");
+    describe(radio, "power", "Power", "How loud it sends; the driver's choice if it isn't set.",
+             "20");
+    describe_unit(radio, "power", "dBm");
+    declare_input(radio, "status", VORN_INPUT_UP_DOWN);
+    describe(radio, "status", "Switched", "Whether it is on.", "up");
     declare_state(radio, "state");
+    describe(radio, "state", "State", "Whether it is on the air, or why not.", NULL);
     vorn_refresher_set_property_fn(radio_refresher, "state", radio_state);
     return vorn_classes_add(radio);
+}
+
+static void declare_basics(vorn_class *network)
+{
+    declare_name(network, "radio", "radio", is_link_name, 0);
+    declare_needed(network, "radio");
+    describe(network, "radio", "Radio", "The radio that sends it.", "wlan0");
+    declare_input(network, "ssid", VORN_INPUT_SSID);
+    declare_needed(network, "ssid");
+    describe(network, "ssid", "Name (SSID)", "What people see when they look for networks.",
+             "guests");
+    declare_input(network, "status", VORN_INPUT_UP_DOWN);
+    describe(network, "status", "Switched", "Whether it is on the air; it is if it isn't set.",
+             "up");
+    declare_name(network, "bridge", "bridge", is_link_name_or_none, VORN_INPUT_NOTHING);
+    describe(network, "bridge", "Bridge", "What its stations are connected to.", "br-lan");
+}
+
+static void declare_security(vorn_class *network)
+{
+    declare_one_of(network, "security", securities);
+    declare_needed(network, "security");
+    describe(network, "security", "Security",
+             "How stations prove that they know the key: with none anybody joins.", "wpa2-psk");
+    declare_input(network, "key", VORN_INPUT_WPA_PSK_KEY | VORN_INPUT_NOTHING);
+    vorn_property_set_readable(vorn_class_get_property(network, "key"), 0);
+    vorn_property_set_secret(vorn_class_get_property(network, "key"), VORN_SECRET_BY_REFERENCE);
+    describe(network, "key", "Key",
+             "What stations have to know; needed unless there is no "
+             "security.",
+             "correct horse");
+    declare_name(network, "access-list", "access-list", NULL, VORN_INPUT_NOTHING);
+    describe(network, "access-list", "Access list",
+             "A list of stations. One without entries lets nobody in.", "staff");
+    declare_one_of(network, "access-policy", policies);
+    describe(network, "access-policy", "Access policy",
+             "Whether those on the list alone may join, or all others; deny if it isn't set.",
+             "accept");
+}
+
+static void declare_limits(vorn_class *network)
+{
+    declare_input(network, "hidden", VORN_INPUT_ON_OFF);
+    describe(network, "hidden", "Hidden", "Whether its name is told only to who asks for it.",
+             "off");
+    declare_input(network, "isolation", VORN_INPUT_ON_OFF);
+    describe(network, "isolation", "Isolation", "Whether its stations can't reach each other.",
+             "on");
+    declare_number(network, "max-stations", 1, 2007, VORN_INPUT_NOTHING);
+    describe(network, "max-stations", "Most stations", "How many may join; 2007 if it isn't set.",
+             "30");
 }
 
 static int declare_network(void)
@@ -234,24 +275,13 @@ static int declare_network(void)
     vorn_class *network = declare_class("wireless-network", VORN_CLASS_UNIQUE_NAMED);
     network_refresher = vorn_refresher_new("wireless-network");
     if (network == NULL || network_refresher == NULL) return 1;
-    declare_required(network, "radio", is_link_name, "<the name of a radio>");
-    declare_required(network, "ssid", is_ssid,
-                     "<1 to 32 bytes, of which letters beyond ASCII take several>");
-    declare_required(network, "security", is_security, "none|wpa2-psk|wpa3-sae");
-    declare_setting(network, "key", is_key_or_none, "<8 to 63 characters of ASCII>|<nothing>");
-    vorn_property_set_readable(vorn_class_get_property(network, "key"), 0);
-    vorn_property_set_secret(vorn_class_get_property(network, "key"), VORN_SECRET_BY_REFERENCE);
-    declare_setting(network, "status", is_status, "up|down");
-    declare_setting(network, "hidden", is_on_off, "on|off");
-    declare_setting(network, "isolation", is_on_off, "on|off");
-    declare_setting(network, "max-stations", is_station_count, "<1 to 2007>|<nothing>");
-    declare_setting(network, "bridge", is_link_name_or_none, "<the name of a bridge>|<nothing>");
-    declare_setting(network, "access-list", is_any_name, "<the name of an access list>|<nothing>");
-    declare_setting(network, "access-policy", is_policy, "accept|deny");
+    describe_class(network, "Wireless network", "A network that stations can join.", "Wireless",
+                   310);
+    declare_basics(network);
+    declare_security(network);
+    declare_limits(network);
     declare_state(network, "state");
-    vorn_property_set_reference(vorn_class_get_property(network, "radio"), "radio");
-    vorn_property_set_reference(vorn_class_get_property(network, "bridge"), "bridge");
-    vorn_property_set_reference(vorn_class_get_property(network, "access-list"), "access-list");
+    describe(network, "state", "State", "Whether it is on the air, or why not.", NULL);
     vorn_refresher_set_property_fn(network_refresher, "key", key);
     vorn_refresher_set_property_fn(network_refresher, "state", network_state);
     return vorn_classes_add(network);
@@ -260,9 +290,13 @@ static int declare_network(void)
 static int declare_access_list(void)
 {
     vorn_class *list = declare_class("access-list", VORN_CLASS_GROUP_NAMED);
-    return list == NULL ||
-           declare_required(list, "mac", is_mac, "<a MAC address such as 00:11:22:33:44:55>") ||
-           vorn_classes_add(list);
+    if (list == NULL || declare_input(list, "mac", VORN_INPUT_MAC) != 0 ||
+        declare_needed(list, "mac") != 0)
+        return 1;
+    describe_class(list, "Access list", "One station; those of one name are one list.", "Wireless",
+                   320);
+    describe(list, "mac", "MAC address", "The station's.", "00:11:22:33:44:55");
+    return vorn_classes_add(list);
 }
 
 void vorn_plugin_init(void)

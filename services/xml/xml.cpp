@@ -13,6 +13,7 @@
 #include "vorn/debug.h"
 #include "vorn/xml.h"
 
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 
 #include <algorithm>
@@ -75,11 +76,25 @@ bool is_library_ready()
     return true;
 }
 
+/* Whoever writes "]]>" ends a section within it and begins the next. Newer versions of libxml2 make
+   two texts of that, of which a value would be the first. */
+void take_cdata(void *parser, const xmlChar *text, int length)
+{
+    xmlNode *before = xmlGetLastChild(static_cast<xmlParserCtxt *>(parser)->node);
+    if (!before || before->type != XML_CDATA_SECTION_NODE) {
+        xmlSAX2CDataBlock(parser, text, length);
+    } else if (xmlTextConcat(before, text, length) != 0) {
+        short_of_memory = true;
+    }
+}
+
 Context new_context()
 {
     if (!is_library_ready()) return {};
     Context context(xmlNewParserCtxt());
-    if (context) XmlBounds::tell_of(*context);
+    if (!context) return {};
+    XmlBounds::tell_of(*context);
+    context->sax->cdataBlock = take_cdata;
     return context;
 }
 

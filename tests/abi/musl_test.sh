@@ -17,6 +17,14 @@ rm -rf "$work"
 mkdir -p "$work"
 ln -s /usr/include/{linux,asm-generic,unicode} "/usr/include/$machine/asm" \
     /usr/include/libxml2/libxml /usr/include/{zlib,zconf}.h "$work"
+# musl has it; Debian's package leaves crypt(3) to a library of its own.
+cat >"$work/crypt.h" <<'END'
+struct crypt_data {
+    int initialized;
+    char space[256];
+};
+char *crypt_r(const char *, const char *, struct crypt_data *);
+END
 
 common=(-fsyntax-only -D_GNU_SOURCE -DVORN_VERSION='"0"' -Wall -Wextra -Werror -nostdinc
     -isystem "$musl" -isystem "$(gcc -print-file-name=include)" -isystem "$work"
@@ -32,6 +40,6 @@ every() {
     xargs -0 -r -n 1 -P "$(nproc)" "$@"
 }
 
-sources '*.cpp' core model change config api input services platform |
+sources '*.cpp' core model access change config api input services platform |
     every g++ "${cxx[@]}" "${common[@]}"
 sources '*.c' plugins kit/plugin client/library | every gcc -std=c99 "${common[@]}"

@@ -82,6 +82,16 @@ TEST_F(AmendedTransactions, CommitWhatWasChangedLikeWhatWasAskedFor)
     EXPECT_THAT(committed_properties, HasSubstr("label"));
 }
 
+TEST_F(AmendedTransactions, TellWhoAmendsThemAtLevelThree)
+{
+    on_amend = count;
+    log.set_level(3);
+
+    ask(change_channel_in_transaction);
+
+    EXPECT_THAT(log.text(), HasSubstr("vorn: Amending by provider recorder...\n"));
+}
+
 TEST_F(AmendedTransactions, AreJudgedAsTheyWereAmended)
 {
     on_amend = write_label;

@@ -17,11 +17,15 @@ class Downgrades : public QueryTest {
 protected:
     Downgrades()
     {
-        vorn_class *saved = ClassBuilder("Saved").persistent().with("power").add_resolved();
+        vorn_class *saved =
+            ClassBuilder("Saved").persistent().with("power").with("range").add_resolved();
         for (const char *name : {"a", "b"})
-            vorn_instances_add(running_config,
-                               new_instance(saved, name, {{"power", name}}).release());
-        schemas.declare("radio", 2, {VORN_DEFAULT_VALUE(2, "Saved", "power", "a")});
+            vorn_instances_add(
+                running_config,
+                new_instance(saved, name, {{"power", name}, {"range", name}}).release());
+        schemas.declare("radio", 2,
+                        {VORN_DEFAULT_VALUE(2, "Saved", "power", "a"),
+                         VORN_DEFAULT_VALUE(2, "Saved", "range", "a")});
         schemas.declare("time", 1);
     }
 
@@ -39,6 +43,7 @@ TEST_F(Downgrades, NameWhatIsLostOneVersionBack)
 {
     EXPECT_EQ(ask("<explain downgrade=\"\"/>"),
               explanation("<versions>radio=1 time=0</versions>"
+                          "<lost>Saved \"b\": range: there is none before version 2</lost>"
                           "<lost>Saved \"b\": power: there is none before version 2</lost>"
                           "<rc>0</rc>"));
     EXPECT_EQ(ask("<explain downgrade=\"time=0\"/>"),

@@ -174,20 +174,63 @@ TEST_F(Explanations, TellWhyTheChangeIsRefusedAndThenNothingOfProviders)
 
 TEST_F(Explanations, TellAnErrorAndNothingElse)
 {
-    EXPECT_EQ(ask(explained(std::string(to_seven) + to_nothing_valid)),
-              said("<error>Value \"x\" is not valid for property \"channel\" of class "
-                   "\"Radio\".</error><rc>1</rc>"));
+    EXPECT_EQ(
+        ask(explained(std::string(to_seven) + to_nothing_valid)),
+        said("<error operation=\"2\">Value \"x\" is not valid for property \"channel\" of class "
+             "\"Radio\".</error><rc>1</rc>"));
     EXPECT_EQ(ask(explained("<frobnicate/>")),
-              said("<error>Invalid operation \"frobnicate\".</error><rc>1</rc>"));
+              said("<error operation=\"1\">Invalid operation \"frobnicate\".</error><rc>1</rc>"));
     EXPECT_EQ(ask(explained("<update><Nothing/></update>")),
-              said("<error>Unknown class \"Nothing\".</error><rc>1</rc>"));
+              said("<error operation=\"1\">Unknown class \"Nothing\".</error><rc>1</rc>"));
+}
+
+/* Of the operation, with the property that it is about. */
+std::string refused_value(int operation, const std::string &value, const std::string &klass)
+{
+    return "<error operation=\"" + std::to_string(operation) + "\">Value \"" + value +
+           "\" is not valid for property \"channel\" of class \"" + klass + "\".</error>";
+}
+
+TEST_F(Explanations, TellEveryValueThatWouldBeRefused)
+{
+    EXPECT_EQ(ask(explained("<update><Radio name=\"r0\"><channel>x</channel><uptime>7</uptime>"
+                            "<power>9</power></Radio></update>" +
+                            std::string(to_seven) +
+                            "<insert><Radio name=\"r8\"><channel>y</channel></Radio>"
+                            "<Radio name=\"r9\"><channel>z</channel></Radio></insert>"
+                            "<update><Nothing/></update><delete must-match=\"yes\"><Radio "
+                            "name=\"r7\"/></delete><select><Radio properties=\"all\"/></select>")),
+              said(refused_value(1, "x", "Radio") +
+                   "<error operation=\"1\">Property \"uptime\" of class \"Radio\" is not "
+                   "writable.</error>"
+                   "<error operation=\"1\">Property \"power\" is not valid for class "
+                   "\"Radio\".</error>" +
+                   refused_value(3, "y", "Radio") + refused_value(3, "z", "Radio") +
+                   "<error operation=\"4\">Unknown class \"Nothing\".</error>"
+                   "<error operation=\"5\">No instance \"r7\" of class \"Radio\".</error>"
+                   "<rc>1</rc>"));
+}
+
+TEST_F(Explanations, TellAValueOfManyInstancesOnce)
+{
+    EXPECT_EQ(ask(explained("<update><Radio><channel>x</channel></Radio></update>")),
+              said(refused_value(1, "x", "Radio") + "<rc>1</rc>"));
+}
+
+/* What only follows from another error would be told in vain. */
+TEST_F(Explanations, FindWhatOnlyAnOtherErrorWouldKeepFromBeingThere)
+{
+    EXPECT_EQ(ask(explained("<insert><Radio name=\"r8\"><channel>y</channel></Radio></insert>"
+                            "<update must-match=\"yes\"><Radio name=\"r8\"><mode>n</mode></Radio>"
+                            "</update>")),
+              said(refused_value(1, "y", "Radio") + "<rc>1</rc>"));
 }
 
 TEST_F(Explanations, HaveNoPlaceForWhatIsSelected)
 {
     EXPECT_EQ(ask(explained("<select><Radio properties=\"all\"/></select>")), said("<rc>0</rc>"));
     EXPECT_EQ(ask(explained("<select><Radio properties=\"some\"/></select>")),
-              said("<error>Invalid properties=\"some\".</error><rc>1</rc>"));
+              said("<error operation=\"1\">Invalid properties=\"some\".</error><rc>1</rc>"));
 }
 
 TEST_F(Explanations, AreRefusedAsRequestsAre)

@@ -130,6 +130,13 @@ protected:
         return evaluate(vorn_query_eval_passive, request);
     }
 
+    /* For what sends a request of its own. */
+    void let(void (*act)())
+    {
+        const RetiredKeeper keeper(*this);
+        act();
+    }
+
     static std::string value(const char *class_name, const char *name, const char *property)
     {
         const vorn_instance *instance =

@@ -406,4 +406,23 @@ TEST_F(Origins, AreThoseOfTheRequestNowEvaluated)
     EXPECT_EQ(seen(), "nested");
 }
 
+/* Who read it anew for an instance would need room for its steps. */
+TEST_F(Selections, ReadAWhereOnceHoweverManyInstancesItIsAskedAbout)
+{
+    const auto reading = [this] {
+        return vorn::tests::CountAllocations([this] {
+            ask("<lsql><select><Radio><channel/></Radio></select><where><and><eq><property>mode"
+                "</property><value>none</value></eq><metadata>name</metadata></and></where></"
+                "lsql>");
+        });
+    };
+    const unsigned long few = reading();
+
+    for (int i = 0; i < 100; i++)
+        put("Radio", ("many" + std::to_string(i)).c_str(), {{"mode", "g"}});
+
+    EXPECT_GT(few, 0U);
+    EXPECT_EQ(reading(), few);
+}
+
 } // namespace

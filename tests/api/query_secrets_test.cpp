@@ -53,6 +53,13 @@ TEST_F(QuerySecrets, AreToldToBeThere)
                 HasSubstr("<code>********</code>"));
 }
 
+TEST_F(QuerySecrets, AreLookedForInRequestsThatNameNoClass)
+{
+    EXPECT_THAT(ask("<lsql><select/><where><eq><property>code</property><value>1</value></eq>"
+                    "</where></lsql>"),
+                HasSubstr("<error>"));
+}
+
 TEST_F(QuerySecrets, AreToldToThePluginsThemselves)
 {
     EXPECT_THAT(ask_passively(all_of_door), HasSubstr("<code>4711</code>"));

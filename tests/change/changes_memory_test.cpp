@@ -126,7 +126,7 @@ TEST_F(ChangeSetsShortOfMemory, LoseNoAssignmentThatWasMade)
 TEST_F(ChangeSetsShortOfMemory, TellAllThatWasBeforeOrNothing)
 {
     put(radio, "radio0");
-    vorn_instance *const going[] = {put(radio, "radio1"), put(radio, "radio2")};
+    vorn_instance *const going[] = {put(radio, "radio1"), put(radio, "radio2"), put(clock)};
 
     FailEachAllocation(
         [&] {

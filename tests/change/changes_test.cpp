@@ -121,6 +121,32 @@ TEST_F(ChangeSets, AreMadeOnAWorkingCopyThatTakesWhatNobodyLookedAtOnceTheGuests
     vorn_instances_remove(home.get(), guest.get());
 }
 
+/* A check gets originals, and may keep what it was given until a provider changes them. */
+TEST_F(ChangeSets, KeepOneCopyOfAnOriginalThatIsFetchedAfterItWasAskedFor)
+{
+    vorn_instance *original = put(radio, "radio0", {{"channel", "6"}});
+    vorn_instances *copy = new_working_copy(store);
+    const StoreWithInstances running(std::exchange(store, copy));
+    watch();
+    const vorn_instance *before = nullptr;
+    {
+        const OnlyLookedAt looking(store);
+        ASSERT_EQ(vorn_instances_get(store, "radio", "radio0"), original);
+        before = copy_of_before(original);
+        ASSERT_NE(before, nullptr);
+    }
+    EXPECT_EQ(copy_of_before(original), nullptr) << "of which the copy has one of its own";
+
+    vorn_instance *own = vorn_instances_get(store, "radio", "radio0");
+    ASSERT_NE(own, original);
+    set(own, "channel", "7");
+
+    EXPECT_EQ(copy_of_before(own), before);
+    EXPECT_STREQ(vorn_instance_get_value(before, "channel"), "6");
+    unwatch();
+    vorn_instances_delete_all(std::exchange(store, vorn_instances_new()));
+}
+
 TEST_F(ChangeSets, RecordAnAssignment)
 {
     vorn_instance *radio0 = put(radio, "radio0", {{"channel", "6"}});

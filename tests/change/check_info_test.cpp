@@ -133,9 +133,13 @@ TEST_F(Checks, AreMadeByEveryProviderThatHasOneInTheOrderOfProviders)
     vorn_providers_order("first", "second");
     vorn_providers_done_adding();
 
+    log.set_level(3);
+
     check_by_providers(info);
 
     EXPECT_EQ(sentences(info), (Sentences{"first.", "second."}));
+    EXPECT_EQ(log.text(), "vorn: Checking by provider first...\n"
+                          "vorn: Checking by provider second...\n");
     EXPECT_FALSE(info.out_of_memory);
 }
 

@@ -168,23 +168,37 @@ TEST_F(CommitReports, LeaveOutAProviderThatWasGivenNothingUnlessItTookLong)
     EXPECT_EQ(provider(1), "none");
 }
 
-TEST_F(CommitReports, KeepTheTwelveSlowestProviders)
+TEST_F(CommitReports, KeepTheThirtyTwoSlowestProvidersAndTellHowManyThereWereBeside)
 {
-    const char *const names[] = {"a", "b", "c", "d", "e", "f", "g",
-                                 "h", "i", "j", "k", "l", "m", "slow"};
-    for (const char *name : names)
-        add(name, name == std::string("slow") ? take_a_while : do_nothing);
+    for (int i = 0; i < 34; i++)
+        add(("quick" + std::to_string(i)).c_str());
+    add("slow", take_a_while);
     watch();
     put(radio, "radio0");
 
     commit();
 
     EXPECT_EQ(provider(0), "slow:1");
-    EXPECT_NE(provider(11), "none");
-    EXPECT_EQ(provider(12), "none");
-    for (unsigned int rank = 1; rank < 12; rank++)
+    EXPECT_NE(provider(31), "none");
+    EXPECT_EQ(provider(32), "none");
+    for (unsigned int rank = 1; rank < 32; rank++)
         EXPECT_LE(vorn_commit_report_get_provider_microseconds(last(), rank),
                   vorn_commit_report_get_provider_microseconds(last(), rank - 1));
+    EXPECT_EQ(vorn_commit_report_get_providers_left_out(last()), 3u);
+}
+
+TEST_F(CommitReports, KeepTheProvidersOfEachOfThem)
+{
+    vorn_provider *changing = add("first");
+    watch();
+    put(radio, "radio0");
+    commit();
+    changing->name = copy_of("second");
+    commit();
+
+    EXPECT_STREQ(vorn_commit_report_get_provider(vorn_commit_report_get(0), 0), "second");
+    EXPECT_EQ(vorn_commit_report_get_providers_left_out(last()), 0u);
+    EXPECT_EQ(vorn_commit_report_get_provider_instances(vorn_commit_report_get(1), 0), 1u);
 }
 
 TEST_F(CommitReports, AreKeptOfTheLastSixtyFour)
@@ -225,7 +239,6 @@ TEST_F(CommitReports, TakeOverWhatTheRequestTookOnce)
     take_a_while(nullptr);
     request.is_done(VORN_COMMIT_PARSE);
     take_a_while(nullptr);
-    request.is_done(VORN_COMMIT_VALIDATE);
     request.goes_into_commit();
 
     commit();
@@ -295,6 +308,7 @@ TEST_F(CommitReports, AreNotThereForNull)
     EXPECT_EQ(vorn_commit_report_get_provider(nullptr, 0), nullptr);
     EXPECT_EQ(vorn_commit_report_get_provider_instances(nullptr, 0), 0u);
     EXPECT_EQ(vorn_commit_report_get_provider_microseconds(nullptr, 0), 0u);
+    EXPECT_EQ(vorn_commit_report_get_providers_left_out(nullptr), 0u);
     EXPECT_EQ(vorn_commit_report_get_uid(nullptr), 0u);
     add("slow", take_a_while);
     watch();

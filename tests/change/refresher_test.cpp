@@ -159,6 +159,24 @@ TEST_F(Refreshers, LookAtNoOtherInstanceOfAWorkingCopy)
     vorn_instance_delete(radio1);
 }
 
+TEST_F(Refreshers, CopyNothingOfAWorkingCopyThatNoFunctionGetsToSee)
+{
+    const Owned<vorn_refresher> bare(vorn_refresher_new("radio"));
+    vorn_refresher_set_property_fn(bare.get(), "rate", trace_property);
+    vorn_instances *copy = new_working_copy(store);
+    vorn_refresh_info *selection = vorn_refresh_info_new(copy);
+    vorn_refresh_info_add_property(selection, "radio", nullptr, "channel");
+    vorn_refresh_info_set_data(selection, bare.get());
+
+    vorn_refresher_fn(selection, bare.get());
+
+    EXPECT_EQ(trace, "");
+    vorn_refresh_info_delete(selection);
+    vorn_instances_delete(std::exchange(store, copy));
+    EXPECT_EQ(vorn_instances_get(store, "radio", "radio0"), radio0);
+    EXPECT_EQ(vorn_instances_get(store, "radio", "radio1"), radio1);
+}
+
 TEST_F(Refreshers, LeaveOutPropertiesThatAreNotSelected)
 {
     on_property("rate");

@@ -114,4 +114,18 @@ TEST(Conditions, ThatAreBrokenSayWhere)
               "expected a value with something in it: nothing equals an empty one");
 }
 
+TEST(Conditions, NestOnlySoDeep)
+{
+    const auto nested = [](std::size_t depth) {
+        return std::string(depth, '(') + "a" + std::string(depth, ')');
+    };
+
+    EXPECT_EQ(complaint_about(nested(60)), "");
+    EXPECT_NE(complaint_about(nested(1000000)), "");
+    std::string chain = "a";
+    for (int i = 0; i < 1000; i++)
+        chain += " and not a";
+    EXPECT_EQ(complaint_about(chain), "");
+}
+
 } // namespace

@@ -185,6 +185,14 @@ TEST_F(ConfigFiles, KeepWhatTheyHadWithoutMemory)
         least);
 }
 
+TEST_F(ConfigFiles, AreAddedWithAPathAndAFunctionAlone)
+{
+    log.set_level(1);
+    EXPECT_EQ(vorn_config_add_file(nullptr, OneFile::take, nullptr), 1);
+    EXPECT_EQ(vorn_config_add_file("/not/there", nullptr, nullptr), 1);
+    EXPECT_EQ(log.text(), "vorn: Null path.\nvorn: Null take.\n");
+}
+
 TEST_F(ConfigFiles, AreAddedWithMemoryAlone)
 {
     FailEachAllocation([] {

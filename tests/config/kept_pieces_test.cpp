@@ -1,7 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* What a load can't read is in the next save all the same. */
-#include "config/config_fixture.h"
-#include "config/kept_pieces.h"
+#include "config/kept_fixture.h"
 #include "support/random_texts.h"
 #include "vorn/config.h"
 
@@ -18,50 +17,6 @@ namespace vorn::tests {
 
 using testing::HasSubstr;
 using testing::Not;
-
-class KeptPiecesTest : public ConfigTest {
-protected:
-    KeptPiecesTest() { kept_pieces = make<KeptPieces>().release(); }
-    ~KeptPiecesTest() override { vorn_config_forget_kept(); }
-
-    /* Loads what is in the file into an empty store, keeping what can't be read. */
-    bool reload()
-    {
-        Owned<KeptPieces> kept;
-        {
-            const AllocationsAllowed allowed;
-            changes.reset();
-            vorn_instances_delete_all(store);
-            store = vorn_instances_new();
-            changes.reset(vorn_changes_new(store));
-            kept = make<KeptPieces>();
-        }
-        ConfigDocument document = parse_config(file.c_str());
-        unknown = 0;
-        const bool whole =
-            document && read_instances(document, store, changes.get(), unknown, kept.get());
-        delete std::exchange(kept_pieces, kept.release());
-        return whole;
-    }
-
-    bool reload(const std::string &text)
-    {
-        write(file, "<config>" + text + "</config>");
-        return reload();
-    }
-
-    static std::string listed()
-    {
-        std::string list;
-        for (unsigned int i = 0; const char *piece = vorn_config_get_kept(i); i++)
-            list += std::string(piece) + "\n";
-        return list;
-    }
-
-    vorn_instance *radio(const char *name) { return vorn_instances_get(store, "Radio", name); }
-
-    unsigned int unknown = 0;
-};
 
 TEST_F(KeptPiecesTest, StandBehindWhatIsKnownAsTheyWereRead)
 {
@@ -187,6 +142,17 @@ TEST_F(KeptPiecesTest, AreNoSecondInstanceThatIsLikeTheFirst)
            "<Radio name=\"r\"><mode>g</mode><channel>1</channel></Radio>");
 
     EXPECT_EQ(listed(), "");
+}
+
+TEST_F(KeptPiecesTest, OfASingletonGoOnWithAnotherOne)
+{
+    reload("<Board><label>a</label><odd>1</odd></Board>");
+    vorn_instance *gone = vorn_instances_get_singleton(store, "Board");
+    vorn_instances_remove(store, gone);
+    vorn_instance_delete(gone);
+    vorn_instances_add(store, vorn_instance_new(vorn_classes_get("Board"), nullptr));
+
+    EXPECT_THAT(saved(), HasSubstr("<odd>1</odd>"));
 }
 
 /* Else the other would come back with the next boot. */

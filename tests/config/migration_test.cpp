@@ -2,19 +2,26 @@
 /* What becomes of a document of an earlier version, and what of one that goes back. */
 #include "config/config_fixture.h"
 #include "config/declared_schemas.h"
+#include "core/base/limits.h"
+#include "core/plugin_page.h"
 #include "vorn/config.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace vorn::tests {
 
 namespace {
 
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 char *copy(const std::string &text)
@@ -22,10 +29,14 @@ char *copy(const std::string &text)
     return strdup(text.c_str());
 }
 
+/* Whose code ran when the functions of a table were called. */
+std::vector<std::uint32_t> under_way;
+
 /* "10.0.0.1/24" to address and prefix. */
 char *split_cidr(const char *text, unsigned int part)
 {
     const AllocationsAllowed allowed;
+    under_way.emplace_back(*code_under_way);
     const char *slash = std::strchr(text, '/');
     if (!slash) return nullptr;
     return part == 0 ? copy(std::string(text, slash)) : copy(slash + 1);
@@ -35,6 +46,7 @@ char *split_cidr(const char *text, unsigned int part)
 char *join_cidr(const char *const *texts, unsigned int count)
 {
     const AllocationsAllowed allowed;
+    under_way.emplace_back(*code_under_way);
     EXPECT_EQ(count, 2U);
     if (!texts[0] || !texts[1]) return nullptr;
     return copy(std::string(texts[0]) + "/" + std::to_string(std::atoi(texts[1])));
@@ -81,6 +93,14 @@ protected:
         return body_of(migrate(in(body, "radio=\"1\""), "radio=0"));
     }
 
+    void expect_there_and_back(const std::string &old, const std::string &now)
+    {
+        EXPECT_EQ(there(old), now);
+        EXPECT_EQ(losses, "");
+        EXPECT_EQ(back(now), old);
+        EXPECT_EQ(losses, "");
+    }
+
     DeclaredSchemas schemas;
     std::string losses;
 };
@@ -92,10 +112,7 @@ TEST_F(MigrationTest, RenamesAClass)
     schemas.declare("radio", 1, {VORN_RENAME_CLASS(1, "Wlan", "Radio")});
     const std::string old = "<Wlan name=\"a\"><mode>g</mode></Wlan><Board/><Wlan name=\"b\"/>";
     const std::string now = "<Radio name=\"a\"><mode>g</mode></Radio><Board/><Radio name=\"b\"/>";
-    EXPECT_EQ(there(old), now);
-    EXPECT_EQ(losses, "");
-    EXPECT_EQ(back(now), old);
-    EXPECT_EQ(losses, "");
+    expect_there_and_back(old, now);
 }
 
 TEST_F(MigrationTest, LeavesAnInstanceWhoseNewNameIsTaken)
@@ -176,6 +193,24 @@ TEST_F(MigrationTest, MovesAPropertyToTheOnlyInstanceOfASingleton)
     EXPECT_EQ(losses, "Board: country: no instance of \"Radio\" belongs to it\n");
 }
 
+TEST_F(MigrationTest, KnowsASingletonThatHasAnotherNameByNow)
+{
+    schemas.declare("radio", 2,
+                    {VORN_MOVE_PROPERTY(1, "Radio", "country", "Base", nullptr),
+                     VORN_RENAME_CLASS(2, "Base", "Board")});
+    EXPECT_EQ(there("<Radio name=\"a\"><country>DE</country></Radio>"),
+              "<Radio name=\"a\"/><Board><country>DE</country></Board>");
+}
+
+TEST_F(MigrationTest, KnowsAClassByItsNameAtThePlaceOfTheStep)
+{
+    schemas.declare("radio", 2,
+                    {VORN_RENAME_CLASS(1, "Board", "Radio"),
+                     VORN_MOVE_PROPERTY(2, "Radio", "country", "Board", nullptr)});
+    EXPECT_EQ(there("<Board name=\"a\"><country>DE</country></Board>"),
+              "<Radio name=\"a\"/><Board><country>DE</country></Board>");
+}
+
 TEST_F(MigrationTest, SaysWhenTheWayBackMakesAnInstance)
 {
     schemas.declare("radio", 1, {VORN_MOVE_PROPERTY(1, "Radio", "serial", "Key", nullptr)});
@@ -205,10 +240,7 @@ TEST_F(MigrationTest, SplitsAProperty)
     const std::string old = "<Radio name=\"a\"><cidr>10.0.0.1/24</cidr></Radio>";
     const std::string now = "<Radio name=\"a\"><address>10.0.0.1</address><prefix>24</prefix>"
                             "</Radio>";
-    EXPECT_EQ(there(old), now);
-    EXPECT_EQ(losses, "");
-    EXPECT_EQ(back(now), old);
-    EXPECT_EQ(losses, "");
+    expect_there_and_back(old, now);
     EXPECT_EQ(there(now), now);
     EXPECT_EQ(there("<Radio name=\"a\"><cidr>1/024</cidr></Radio>"),
               "<Radio name=\"a\"><address>1</address><prefix>024</prefix></Radio>");
@@ -232,6 +264,41 @@ TEST_F(MigrationTest, LeavesWhatCannotBeSplitOrJoined)
     EXPECT_EQ(losses, "Radio \"a\": prefix: \"cidr\" is there already\n");
 }
 
+/* A daemon that dies there knows whose fault it was. */
+TEST_F(MigrationTest, KnowsWhoseFunctionsItCalls)
+{
+    constexpr PluginOwner owner = 7;
+    constexpr auto what = owner | static_cast<std::uint32_t>(Callback::migration) << 8;
+    {
+        const InPlugin declares(owner, Callback::init);
+        schemas.declare(
+            "radio", 1,
+            {VORN_SPLIT_PROPERTY(1, "Radio", "cidr", split_cidr, join_cidr, cidr_parts)});
+    }
+    under_way.clear();
+    there("<Radio name=\"a\"><cidr>10.0.0.1/24</cidr></Radio>");
+    EXPECT_THAT(under_way, ElementsAre(what, what, what)) << "each part, and the way back";
+    EXPECT_EQ(current_plugin(), no_plugin) << "they have ended";
+}
+
+TEST_F(MigrationTest, SplitsAPropertyThatIsAPartItself)
+{
+    schemas.declare(
+        "radio", 1,
+        {VORN_SPLIT_PROPERTY(1, "Radio", "address", split_cidr, join_cidr, cidr_parts)});
+    expect_there_and_back("<Radio name=\"a\"><address>1/2</address></Radio>",
+                          "<Radio name=\"a\"><address>1</address><prefix>2</prefix></Radio>");
+}
+
+TEST_F(MigrationTest, LeavesWhatBecomesATextThatNoFileCanHold)
+{
+    const vorn_split_fn split = [](const char *, unsigned int) { return copy("\x01"); };
+    schemas.declare("radio", 1, {VORN_SPLIT_PROPERTY(1, "Radio", "cidr", split, 0, cidr_parts)});
+    const std::string old = "<Radio name=\"a\"><cidr>1</cidr></Radio>";
+    EXPECT_EQ(there(old), old);
+    EXPECT_EQ(losses, "Radio \"a\": cidr: it can't be split\n");
+}
+
 TEST_F(MigrationTest, JoinsProperties)
 {
     schemas.declare("radio", 1,
@@ -239,10 +306,7 @@ TEST_F(MigrationTest, JoinsProperties)
     const std::string now = "<Radio name=\"a\"><cidr>10.0.0.1/24</cidr></Radio>";
     const std::string old = "<Radio name=\"a\"><address>10.0.0.1</address><prefix>24</prefix>"
                             "</Radio>";
-    EXPECT_EQ(there(old), now);
-    EXPECT_EQ(losses, "");
-    EXPECT_EQ(back(now), old);
-    EXPECT_EQ(losses, "");
+    expect_there_and_back(old, now);
     EXPECT_EQ(there("<Radio name=\"a\"><address>1</address><prefix>024</prefix></Radio>"),
               "<Radio name=\"a\"><cidr>1/24</cidr></Radio>");
     EXPECT_EQ(losses, "Radio \"a\": prefix: the way back before version 1 leads to another text\n");
@@ -274,10 +338,7 @@ TEST_F(MigrationTest, MapsAValueAtMostOnceInAVersion)
                             "<Radio name=\"b\"><mode>a</mode></Radio>"
                             "<Radio name=\"c\"><mode/></Radio>"
                             "<Radio name=\"d\"><mode>x</mode></Radio>";
-    EXPECT_EQ(there(old), now);
-    EXPECT_EQ(losses, "");
-    EXPECT_EQ(back(now), old);
-    EXPECT_EQ(losses, "");
+    expect_there_and_back(old, now);
 }
 
 TEST_F(MigrationTest, NamesValuesThatCannotBeToldApart)
@@ -350,11 +411,36 @@ TEST_F(MigrationTest, SaysInTheDocumentOfWhichVersionItIs)
     EXPECT_EQ(losses, "radio: nothing is known here of version 9\n");
 }
 
+TEST_F(MigrationTest, UndoesFirstWhatWasDoneLast)
+{
+    schemas.declare("key", 1, {VORN_MOVE_PROPERTY(1, "Radio", "id", "Key", nullptr)});
+    schemas.declare("zone", 1, {VORN_RENAME_PROPERTY(1, "Key", "id", "serial")});
+    const std::string old =
+        "<Radio name=\"a\"><id>1</id></Radio><Key name=\"a\"><use>2</use></Key>";
+    const std::string now =
+        "<Radio name=\"a\"/><Key name=\"a\"><use>2</use><serial>1</serial></Key>";
+    EXPECT_EQ(there(old), now);
+    EXPECT_EQ(body_of(migrate(in(now, "key=\"1\" zone=\"1\""), "key=0 zone=0")), old);
+    EXPECT_EQ(losses, "");
+}
+
+TEST_F(MigrationTest, NamesWhatNoFileCanHold)
+{
+    schemas.declare("radio", 1);
+    const std::string name(longest_name_in_file + 1, 'x');
+    EXPECT_EQ(there("<Radio name=\"a\"><" + name + "/><mode/></Radio><" + name + "/>"),
+              "<Radio name=\"a\"><mode/></Radio>");
+    EXPECT_THAT(losses, AllOf(HasSubstr("Radio \"a\": xx"), HasSubstr("\nxx"),
+                              EndsWith(": no file can hold it\n")));
+}
+
 TEST_F(MigrationTest, IsRefusedVersionsThatThereAreNot)
 {
     schemas.declare("radio", 2);
-    for (const char *versions : {"radio=3", "time=1", "radio", "radio=", "radio=x", "radio=1 x"})
+    for (const char *versions :
+         {"radio=3", "time=1", "radio", "radio=", "radio=x", "radio=1 x", "radio=1radio=1"})
         EXPECT_EQ(migrate(in(""), versions), "") << versions;
+    EXPECT_NE(log.text().find("vorn: These are no versions: \"radio\".\n"), std::string::npos);
     EXPECT_EQ(losses, "(none)");
     EXPECT_EQ(migrate("<other/>"), "");
     EXPECT_EQ(migrate("<config>"), "");

@@ -3,6 +3,7 @@
 #include "config/config_document.h"
 #include "config/declared_schemas.h"
 #include "support/builders.h"
+#include "support/dashed_texts.h"
 #include "support/random_texts.h"
 #include "vorn/config.h"
 
@@ -22,20 +23,6 @@
 namespace vorn::tests {
 
 namespace {
-
-/* "a-b" to "a" and "b"; what has no such mark can't be split. */
-char *split_at_dash(const char *text, unsigned int part)
-{
-    const char *dash = std::strchr(text, '-');
-    if (!dash) return nullptr;
-    return part == 0 ? strndup(text, static_cast<std::size_t>(dash - text)) : strdup(dash + 1);
-}
-
-char *join_with_dash(const char *const *texts, unsigned int)
-{
-    if (!texts[0] || !texts[1]) return nullptr;
-    return strdup((std::string(texts[0]) + "-" + texts[1]).c_str());
-}
 
 struct Property {
     std::string name;

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* What plugins declare of their part of the configuration, and what a document says of it. */
 #include "config/declared_schemas.h"
+#include "config/schema_declaration.h"
 #include "support/builders.h"
 #include "vorn/schema.h"
 
@@ -96,8 +97,7 @@ TEST_F(SchemaTest, TakesAWholeTable)
 
 TEST_F(SchemaTest, RefusesATableThatMakesNoSense)
 {
-    const vorn_migration unknown = {1,     10,  "Radio", "a",     "b",    "c",
-                                    parts, "d", "e",     nullptr, nullptr};
+    vorn_migration unknown = {1, 10, "Radio", "a", "b", "c", parts, "d", "e", nullptr, nullptr};
     EXPECT_EQ(refused({}, 0),
               "vorn: Schema \"radio\" of plugin \"radio.vorn\": it has the version 0.\n");
     EXPECT_EQ(refused({VORN_DROP_CLASS(1, "A"), VORN_DROP_CLASS(0, "B")}),
@@ -105,7 +105,10 @@ TEST_F(SchemaTest, RefusesATableThatMakesNoSense)
     EXPECT_THAT(refused({VORN_DROP_CLASS(4, "A")}), HasSubstr("a version that is not there yet"));
     EXPECT_THAT(refused({VORN_DROP_CLASS(2, "A"), VORN_DROP_CLASS(1, "B")}),
                 HasSubstr("step 2: it is of an earlier version than the one before"));
-    EXPECT_THAT(refused({unknown}), HasSubstr("step 1: it is of an unknown kind"));
+    for (const int kind : {10, 0, -1}) {
+        unknown.kind = kind;
+        EXPECT_THAT(refused({unknown}), HasSubstr("step 1: it is of an unknown kind")) << kind;
+    }
 }
 
 TEST_F(SchemaTest, RefusesAStepThatLacksSomething)
@@ -209,6 +212,7 @@ TEST_F(SchemaTest, HasAnIdThatDoesNotDependOnTheOrder)
     const std::string id = vorn_schema_get_id();
     EXPECT_EQ(id.size(), 16U);
     EXPECT_EQ(id.find_first_not_of("0123456789abcdef"), std::string::npos);
+    EXPECT_EQ(id, "ea0487a69432431d") << "another daemon has to find the same";
 
     forget_classes();
     ClassBuilder("Route", VORN_CLASS_ANONYMOUS).with("to").add_resolved();
@@ -250,7 +254,10 @@ TEST_F(SchemaTest, IsComparedWithWhatADocumentSays)
     EXPECT_EQ(compare(head + "<?vorn-schema radio=\"3\"?>\n<config/>"), VORN_SCHEMA_OLDER);
     EXPECT_EQ(compare(head + "<config/>"), VORN_SCHEMA_OLDER);
     EXPECT_EQ(compare(head + "<?vorn-schema radio=\"2\" time=\"3\"?>"), VORN_SCHEMA_NEWER);
-    EXPECT_EQ(compare(head + "<?vorn-schema radio=\"99999999999\"?>"), VORN_SCHEMA_NEWER);
+    for (const char *far : {"99999999999", "4294967297", "4294967295"}) {
+        EXPECT_EQ(compare(head + "<?vorn-schema radio=\"" + far + "\"?>"), VORN_SCHEMA_NEWER)
+            << far;
+    }
     EXPECT_EQ(vorn_schema_compare(nullptr, 0), VORN_SCHEMA_SAME);
 }
 
@@ -262,6 +269,15 @@ TEST_F(SchemaTest, IsTheSameWithoutTheMemoryToCompare)
         [&] { EXPECT_EQ(compare(document) == VORN_SCHEMA_SAME, AllocationFailed()); });
 }
 
+/* A document that nobody has changed is saved as it was. */
+TEST_F(SchemaTest, IsSaidAmongThoseOfOthersByName)
+{
+    schemas.declare("radio", 3);
+    schemas.declare("time", 2);
+    EXPECT_STREQ(said_versions("rad=\"1\" radio=\"9\" radios=\"4\" z=\"5\"").get(),
+                 "rad=\"1\" radio=\"3\" radios=\"4\" time=\"2\" z=\"5\"");
+}
+
 TEST_F(SchemaTest, IsToldByOneInstructionBeforeTheRoot)
 {
     schemas.declare("radio", 3);
@@ -270,6 +286,7 @@ TEST_F(SchemaTest, IsToldByOneInstructionBeforeTheRoot)
     for (const std::string &document :
          {"<config>" + said + "</config>", "<!--" + said + "--><config/>", "x" + said,
           std::string("<?vorn-schema radio=\"3\""), std::string("<?vorn-schemas radio=\"3\"?>"),
+          std::string("<?vorn-schemaradio=\"3\"?>"), "<!-- ?>" + said + "--><config/>",
           std::string("<?vorn-schema?>"), std::string("<?vorn-schema radio=\"3?>"),
           std::string("<?vorn-schema radio=3?>"), std::string("<?vorn-schema radio=\"x\"?>"),
           std::string("<?vorn-schema radio?>"), std::string("<?"), std::string("<!--"),

@@ -121,6 +121,24 @@ TEST_F(Peers, AreNumbersWhenNobodyNamesThem)
     EXPECT_STREQ(vorn_peer_get_user(vorn_query_get_peer()), "3000000001");
 }
 
+TEST_F(Peers, HaveTheNamesThatTheDeviceGivesThem)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "only root can be somebody else";
+    int named = 0;
+    setpwent();
+    while (const passwd *user = getpwent()) {
+        const std::string name = user->pw_name;
+        if (seteuid(user->pw_uid) != 0) continue;
+        const Connection of_this_one;
+        ASSERT_EQ(seteuid(0), 0);
+        const PeerOfRequest asked_for_by(of_this_one.one.get());
+        EXPECT_EQ(vorn_peer_get_user(vorn_query_get_peer()), name);
+        named++;
+    }
+    endpwent();
+    EXPECT_GT(named, 0);
+}
+
 TEST_F(Peers, HaveNamesAsLongAsTheKernelKeepsThem)
 {
     call_this_program("fifteen-letters");

@@ -182,14 +182,28 @@ TEST_F(PluginPages, GiveAFileWithOtherContentAnotherChance)
     EXPECT_EQ(deaths(), 0u);
 }
 
-TEST_F(PluginPages, GiveAFileThatWasReplacedAnotherChance)
+TEST_F(PluginPages, GiveAFileOfAnotherLengthAnotherChanceAfterTheFirstDeath)
 {
     die_in(Callback::init);
-    put("b.vorn", "the plugin");
 
-    fs::rename(folder + "/b.vorn", folder + "/a.vorn");
+    put("a.vorn", "the plugin, mended");
 
     EXPECT_EQ(deaths(), 0u);
+}
+
+/* As an image does that is unpacked into memory at each boot. */
+TEST_F(PluginPages, KnowAFileAgainThatWasWrittenAnew)
+{
+    for (std::uint32_t boot = 1; boot <= 4; boot++) {
+        die_in(Callback::init);
+        put("b.vorn", "the plugin");
+        const struct timespec times[] = {{boot, 0}, {boot, 0}};
+        utimensat(AT_FDCWD, (folder + "/b.vorn").c_str(), times, 0);
+
+        fs::rename(folder + "/b.vorn", folder + "/a.vorn");
+
+        EXPECT_EQ(deaths(), boot);
+    }
 }
 
 TEST_F(PluginPages, EndTheRowOfThoseThatWereLoaded)

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <initializer_list>
 #include <string>
 
 #include <sys/wait.h>
@@ -44,18 +45,31 @@ TEST(PluginWatches, HaveAStackOfTheirOwnForWhoHasNoneLeft)
     }));
 }
 
-TEST(PluginWatches, StrikeWhenTheLastPatienceEndsWhateverWasSetBefore)
+/* In a process that watches for the first time. */
+bool strikes_after(std::initializer_list<int> patiences)
 {
-    EXPECT_TRUE(holds_in_child([] {
+    return holds_in_child([&] {
         sigset_t hanging;
         sigemptyset(&hanging);
         sigaddset(&hanging, almost_too_late);
         sigprocmask(SIG_BLOCK, &hanging, nullptr);
-        watch_for_hanging(1000);
-        watch_for_hanging(10); /* which is over at once */
+        for (const int seconds : patiences)
+            watch_for_hanging(seconds);
         const struct timespec most = {5, 0};
         return sigtimedwait(&hanging, nullptr, &most) == almost_too_late;
-    }));
+    });
+}
+
+constexpr int over_at_once = 10;
+
+TEST(PluginWatches, StrikeWhenTheFirstPatienceEnds)
+{
+    EXPECT_TRUE(strikes_after({over_at_once}));
+}
+
+TEST(PluginWatches, StrikeWhenTheLastPatienceEndsWhateverWasSetBefore)
+{
+    EXPECT_TRUE(strikes_after({1000, over_at_once}));
 }
 
 TEST(PluginWatches, InterruptNoCallAndNeedNoRoomOnAStack)

@@ -109,6 +109,17 @@ plugin idle 'vorn_plugin_new("1.0");
     vorn_classes_add(klass);'
 expect 0 ./idle.vorn
 says 'notice: no provider comes with its classes'
+says 'notice: class idle has no label and help for people: itself'
+plugin half 'vorn_plugin_new("1.0");
+    vorn_class *klass = vorn_class_new("half"); vorn_class_set_type(klass, 1);
+    vorn_class_set_label(klass, "Half"); vorn_class_set_help(klass, "Half of it.");
+    vorn_property *told = vorn_property_new("told"); vorn_property_set_writable(told, 0);
+    vorn_property_set_label(told, "Told"); vorn_property_set_help(told, "It is told.");
+    vorn_property *left = vorn_property_new("left"); vorn_property_set_writable(left, 0);
+    vorn_class_add_property(klass, told); vorn_class_add_property(klass, left);
+    vorn_classes_add(klass);'
+expect 0 ./half.vorn
+says 'notice: class half has no label and help for people: left'
 expect 0 "$plugins/system.vorn"
 says_not 'notice:'
 plugin mute 'vorn_plugin_new("1.0");

@@ -15,9 +15,9 @@ namespace {
 constexpr unsigned int user = 1000;
 constexpr int no_such_user = 99;
 
-bool give_up_all_rights()
+bool give_up_all_rights(const std::vector<gid_t> &groups)
 {
-    return setgroups(0, nullptr) == 0 && setresgid(user, user, user) == 0 &&
+    return setgroups(groups.size(), groups.data()) == 0 && setresgid(user, user, user) == 0 &&
            setresuid(user, user, user) == 0 && prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0;
 }
 
@@ -32,10 +32,10 @@ void LocalUsers::SetUp()
     ASSERT_EQ(mode_of("/tmp"), 01777U);
 }
 
-int LocalUsers::as_local_user(const std::function<int()> &act)
+int LocalUsers::as_local_user(const std::function<int()> &act, const std::vector<gid_t> &groups)
 {
     const pid_t child = fork();
-    if (child == 0) _exit(give_up_all_rights() ? act() : no_such_user);
+    if (child == 0) _exit(give_up_all_rights(groups) ? act() : no_such_user);
     const int status = wait_for_exit(child);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }

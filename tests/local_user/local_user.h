@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 
@@ -18,8 +19,9 @@ class LocalUsers : public ConfiguredDevice {
 protected:
     void SetUp() override;
 
-    /* What the program answers as somebody without rights: its exit status. */
-    int as_local_user(const std::function<int()> &act);
+    /* What the program answers as somebody without rights, who is in further groups or in none: its
+     * exit status. */
+    int as_local_user(const std::function<int()> &act, const std::vector<gid_t> &groups = {});
     /* The number of the error with which the user's attempt to open a file ends; 0 for none. */
     int opening_ends_with(const std::string &path, int flags);
 

@@ -2,6 +2,7 @@
 /* Copying the instances of one class to where some are already. */
 #include "model/instances_record.h"
 #include "model/instances_walk.h"
+#include "support/allocation.h"
 #include "support/builders.h"
 
 #include <gtest/gtest.h>
@@ -41,6 +42,17 @@ TEST_F(CopiesOfAClass, JoinWhatIsThere)
     EXPECT_NE(vorn_instances_get(there.get(), "Radio", "r1"), nullptr);
     EXPECT_NE(vorn_instances_get(there.get(), "Radio", "r0"),
               vorn_instances_get(here.get(), "Radio", "r0"));
+}
+
+TEST_F(CopiesOfAClass, AreNotMadeInAnEmptyPlaceWithoutMemory)
+{
+    put(here, "r0");
+    put(there, "r1");
+    vorn::tests::FailEachAllocation([&] {
+        vorn_instances_unique_named_delete_all(radios(there));
+        const bool refused = vorn_instances_unique_named_copy(radios(there), radios(here)) == 1;
+        EXPECT_EQ(refused, vorn::tests::AllocationFailed());
+    });
 }
 
 TEST_F(CopiesOfAClass, DoNotTakeANameTwice)

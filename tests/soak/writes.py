@@ -29,7 +29,7 @@ def request(name, changed, number):
 class Writes:
     """As many transactions as are asked for, each of another value, on a connection that stays."""
 
-    def __init__(self, chance):
+    def __init__(self, chance, count):
         self.chance = chance
         self.items = {f"item{number:04}": {f"p{i}": value(i) for i in range(PROPERTIES)}
                       for number in range(INSTANCES)}
@@ -42,7 +42,7 @@ class Writes:
         self.log = Log("/dev/console")
         self.wrong = 0
         self.done = 0
-        self.write(10_000)  # by then the heap has what the work itself needs
+        self.write(min(10_000, count // 2))  # by then the heap has what the work itself needs
         self.before, self.descriptors = self.daemon.memory_kib(), self.daemon.descriptors()
         self.left_before = self.left_behind()
         self.first = self.done

@@ -90,6 +90,17 @@ void NeedsNoAllocation(const std::function<void()> &body)
         0);
 }
 
+unsigned long CountAllocations(const std::function<void()> &body)
+{
+    constexpr unsigned long more_than_any = ~0UL;
+    countdown = more_than_any;
+    refused = false;
+    counting = true;
+    body();
+    counting = false;
+    return more_than_any - countdown;
+}
+
 AllocationVerdict::operator bool() const
 {
     return refused;

@@ -18,6 +18,9 @@ void FailEachAllocation(const std::function<void()> &body, unsigned long least =
 /* The same for what is promised to work without asking for memory. */
 void NeedsNoAllocation(const std::function<void()> &body);
 
+/* How many allocations the body makes, of those that would count. */
+unsigned long CountAllocations(const std::function<void()> &body);
+
 /*
  * Inside the body: whether this run has had its allocation refused yet. The answer is looked up
  * when it is compared, since the arguments of EXPECT_EQ(call(), AllocationFailed()) are evaluated

@@ -312,6 +312,26 @@ TEST_F(WornDisks, KeepNothingOnceAnotherLoadHasReadTheFile)
     EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
 }
 
+TEST_F(WornDisks, KeepNothingOnceTheFileHasGone)
+{
+    std::filesystem::remove(std::string(vorn::test::plugin_folder) + "save.vorn");
+    install_plugin("copies.vorn");
+    std::filesystem::remove(rescue);
+    boot();
+    ASSERT_EQ(mount(nullptr, "/etc/config", nullptr, MS_REMOUNT, nullptr), 0);
+    std::filesystem::remove(startup);
+
+    for (const char *copy :
+         {"startup-to-running 1", "running-to-startup 0", "running-to-startup 0"}) {
+        const std::string name(copy, 18);
+        lsql("<lsql><update><Copies><" + name + ">now</" + name + "></Copies></update></lsql>");
+        EXPECT_TRUE(console_shows("copies: " + std::string(copy) + "\n"));
+        shell("truncate -s 0 /dev/console");
+    }
+
+    EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
+}
+
 /* Nor is there a place for the scratch files. */
 /* Attack. */
 class DisksWithoutScratchFiles : public BrokenFiles {
@@ -415,6 +435,18 @@ TEST_F(DisksWithoutScratchFiles, ServeTheDefaultBeforeARescueThatCanBeCopied)
 
     expect_boot_from("factory");
     expect_boot_was("default");
+    EXPECT_EQ(shell("ls /etc/config"), "ballast\n");
+}
+
+TEST_F(DisksWithoutScratchFiles, TellThatASaveFoundNoRoom)
+{
+    write_default(good_header());
+    make_full("/etc/config", 0);
+    boot();
+
+    lsql(add_radio);
+
+    EXPECT_THAT(lsql(select_save), HasSubstr("<reason>No space left on device</reason>"));
     EXPECT_EQ(shell("ls /etc/config"), "ballast\n");
 }
 

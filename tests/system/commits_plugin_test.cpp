@@ -66,6 +66,37 @@ TEST_F(ToldCommits, AreATableWithTheSlowestProvider)
     EXPECT_THAT(vornctl("commits 0"), HasSubstr("[2]\n"));
 }
 
+TEST_F(ToldCommits, TellWhatWasDoneToTheDeviceByName)
+{
+    install_plugin("plugins.vorn");
+    shut_down();
+    boot();
+    vornctl("inform save action=forget-broken");
+    vornctl("plugin retry board.vorn");
+
+    EXPECT_THAT(vornctl("commits 1"), ContainsRegex("\n1 .*root +vornctl +broken file forgotten +"
+                                                    "inform save action=forget-broken"));
+    EXPECT_THAT(vornctl("commits --refused"),
+                ContainsRegex("root +vornctl +inform plugin .*name=board.vorn +"
+                              "refused: returned by handler"));
+}
+
+TEST_F(ToldCommits, SayHowManyProvidersTheyLeaveOut)
+{
+    vornctl("set Radio r0 channel=11");
+    EXPECT_THAT(vornctl("show commit 1 left-out -q"), HasSubstr("0"));
+    EXPECT_THAT(vornctl("commits -v 1"), Not(HasSubstr("faster providers")));
+    shut_down();
+    install_plugin("crowd.vorn");
+    boot();
+
+    vornctl("set Radio r0 channel=11");
+
+    /* Forty and those of the board, less the 32 for which there is room. */
+    EXPECT_THAT(vornctl("show commit 1 left-out -q"), ContainsRegex("([89]|1[0-9])"));
+    EXPECT_THAT(vornctl("commits -v 1"), ContainsRegex("\n1 +([89]|1[0-9]) faster providers *\n"));
+}
+
 TEST_F(ToldCommits, AreNoConfiguration)
 {
     vornctl("set Radio r0 channel=11");

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include "vornctl_device.h"
 
@@ -13,7 +15,7 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr char startup[] = "/etc/config/config.xml";
+constexpr char at_once[] = "<proven-after>0</proven-after>";
 
 class Firmware : public vorn::tests::VornctlDevice {
 protected:
@@ -34,11 +36,18 @@ protected:
         write_file("/tmp/refusal", "");
     }
 
-    void boot_with(const std::string &method, const std::string &settings = "")
+    void boot_with(const std::string &method, const std::string &settings = "",
+                   const std::vector<std::string> &options = {"-f"})
     {
         write_file(startup, "<config><history>" + settings + "</history><firmware><method>" +
                                 method + "</method></firmware></config>");
-        boot();
+        boot(options);
+    }
+
+    void expect_good_with(const std::string &method)
+    {
+        boot_with(method, at_once);
+        EXPECT_EQ(wait_for_state("good"), "good\n");
     }
 
     static std::string told(const std::string &property)
@@ -53,13 +62,9 @@ protected:
     }
 };
 
-constexpr char at_once[] = "<proven-after>0</proven-after>";
-
 TEST_F(Firmware, IsMarkedGoodByRauc)
 {
-    boot_with("rauc", at_once);
-
-    EXPECT_EQ(wait_for_state("good"), "good\n");
+    expect_good_with("rauc");
     EXPECT_EQ(told("slot"), "B\n");
     EXPECT_EQ(told("version"), "7.1\n");
     EXPECT_EQ(told("good"), "yes\n");
@@ -98,9 +103,7 @@ TEST_F(Firmware, IsNotMarkedBeforeItIsConfirmed)
 TEST_F(Firmware, IsMarkedGoodInTheBootLoadersEnvironment)
 {
     write_file("/tmp/env", "upgrade_available=1\n");
-    boot_with("u-boot", at_once);
-
-    EXPECT_EQ(wait_for_state("good"), "good\n");
+    expect_good_with("u-boot");
     EXPECT_EQ(read_file("/tmp/set"), "upgrade_available=0\nbootcount=0\n");
     EXPECT_THAT(commands_run(), Contains(HasSubstr("fw_setenv -s -")));
 }
@@ -109,9 +112,7 @@ TEST_F(Firmware, IsMarkedGoodInTheBootLoadersEnvironment)
 TEST_F(Firmware, ThatIsGoodAlreadyIsNotWrittenAgain)
 {
     write_file("/tmp/env", "upgrade_available=0\n");
-    boot_with("u-boot", at_once);
-
-    EXPECT_EQ(wait_for_state("good"), "good\n");
+    expect_good_with("u-boot");
     EXPECT_EQ(told("good"), "yes\n");
     EXPECT_FALSE(exists("/tmp/set"));
 }
@@ -119,9 +120,7 @@ TEST_F(Firmware, ThatIsGoodAlreadyIsNotWrittenAgain)
 TEST_F(Firmware, IsMarkedGoodForSwupdate)
 {
     write_file("/tmp/env", "ustate=1\n");
-    boot_with("swupdate", at_once);
-
-    EXPECT_EQ(wait_for_state("good"), "good\n");
+    expect_good_with("swupdate");
     EXPECT_EQ(told("slot"), "/dev/mmcblk0p3\n");
     EXPECT_EQ(read_file("/tmp/set"), "ustate=0\nbootcount=0\n");
 }
@@ -134,6 +133,46 @@ TEST_F(Firmware, SaysWhyItCannotBeMarked)
     EXPECT_EQ(wait_for_state("failed"), "failed: No such slot\n");
     EXPECT_EQ(told("good"), "no\n");
     EXPECT_THAT(vornctl("status"), HasSubstr("! firmware: failed: No such slot"));
+}
+
+TEST_F(Firmware, LogsOnceWhyItCannotBeMarkedHoweverOftenItTries)
+{
+    write_file("/tmp/reason", "No such slot");
+    stand_in("rauc", "cat /tmp/reason >&2; exit 1");
+    boot_with("rauc", at_once);
+    for (int i = 0; i < 2; i++) {
+        EXPECT_EQ(wait_for_state("failed"), "failed: No such slot\n");
+        vornctl("set firmware method=none");
+        vornctl("set firmware method=rauc --no-wait");
+    }
+    EXPECT_EQ(wait_for_state("failed"), "failed: No such slot\n");
+    const std::string once = "firmware: can't be marked good: No such slot.\n";
+    EXPECT_EQ(console().find(once), console().rfind(once));
+    EXPECT_THAT(console(), HasSubstr(once));
+
+    write_file("/tmp/reason", "No bus");
+    vornctl("set firmware method=none");
+    vornctl("set firmware method=rauc --no-wait");
+    EXPECT_EQ(wait_for_state("failed"), "failed: No bus\n");
+    EXPECT_THAT(console(), HasSubstr("firmware: can't be marked good: No bus.\n"));
+}
+
+TEST_F(Firmware, LooksAtTheHistoryWithoutAWordInTheLog)
+{
+    boot_with("rauc", at_once, {"-f", "-d"});
+
+    EXPECT_EQ(wait_for_state("good"), "good\n");
+    EXPECT_THAT(console(), Not(HasSubstr("<proven/>")));
+}
+
+TEST_F(Firmware, SaysThatNothingIsProvenWithoutTheHistory)
+{
+    std::filesystem::remove("/usr/lib/vorn/plugins/history.vorn");
+    boot_with("rauc");
+
+    EXPECT_EQ(wait_for_state("waiting for"), "waiting for the plugin history\n");
+    EXPECT_THAT(vornctl("status"), HasSubstr("! firmware: waiting for the plugin history"));
+    EXPECT_THAT(commands_run(), Not(Contains(HasSubstr("mark-good"))));
 }
 
 TEST_F(Firmware, KeepsNobodyWaitingForAProgramThatHangs)

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "vornctl_device.h"
@@ -11,6 +12,7 @@ namespace {
 
 using testing::AllOf;
 using testing::ContainsRegex;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -32,13 +34,13 @@ protected:
 
 TEST_F(History, BeginsWithWhatTheFirstChangeReplaced)
 {
-    EXPECT_EQ(vornctl("history"), "[5]\nvornctl: this device keeps no history\n");
+    EXPECT_EQ(vornctl("history"), "[5]\nvornctl: there is no generation yet\n");
 
     vornctl("set Radio r0 channel=11");
 
     EXPECT_EQ(files(), "00000001.gz\n00000002.gz\n");
     EXPECT_EQ(vornctl("diff 1 2"), "  Radio \"r0\"\n-   channel = 6\n+   channel = 11\n[5]\n");
-    EXPECT_EQ(shell(std::string("zcat ") + folder + "/00000002.gz | tail -n +14"),
+    EXPECT_EQ(shell(std::string("zcat ") + folder + "/00000002.gz | tail -n +17"),
               "\n" + shell("cat /etc/config/config.xml") + "\n");
 }
 
@@ -52,11 +54,57 @@ TEST_F(History, TellsWhoSavedWhatAndWhy)
         AllOf(StartsWith("GENERATION  TIME"),
               ContainsRegex("\n2 +20[^ ]+Z +root +vornctl +vornctl +[0-9]+ +less <noise>\n"),
               ContainsRegex("\n3 +20[^ ]+Z +root +vornctl +console +[0-9]+ *\n")));
-    EXPECT_EQ(vornctl("history 3"), "  Radio \"r0\"\n-   channel = 11\n+   channel = 1\n[0]\n");
+    EXPECT_THAT(vornctl("history 3"),
+                AllOf(ContainsRegex("^by: root .vornctl, process [0-9]+.\nresult: done\nproviders: "
+                                    "([a-z]+ 1 [0-9]+(, )?)+\n  Radio"),
+                      EndsWith("  Radio \"r0\"\n-   channel = 11\n+   channel = 1\n[0]\n")));
     EXPECT_THAT(vornctl("show generation 2 commit schema state process"),
                 AllOf(ContainsRegex("commit +1\n"), ContainsRegex("schema +[0-9a-f]{16}\n"),
                       ContainsRegex("state +good\n"), ContainsRegex("process +[0-9]+\n")));
     EXPECT_EQ(vornctl("show history comment -q"), "\n[0]\n");
+}
+
+TEST_F(History, KeepsWhatFailedAndHowATrialEnded)
+{
+    shut_down();
+    install_plugin("trial.vorn");
+    install_plugin("log.vorn");
+    stand_in("syslogd", "echo not today >&2; exit 1");
+    boot();
+    vornctl("set log enabled=on --trial 60");
+    ASSERT_TRUE(console_shows("not today"));
+    vornctl("confirm");
+    EXPECT_THAT(vornctl("history 2"),
+                HasSubstr("\nresult: confirmed\nfailures: syslogd: not today\nproviders: "));
+
+    vornctl("rollback 1");
+    EXPECT_THAT(vornctl("history 3"), HasSubstr("\nresult: rolled back to generation 1\n"));
+}
+
+/* As an earlier version wrote it, without the words that there were not. */
+TEST_F(History, ReadsWhatKnowsOfNoRecord)
+{
+    vornctl("set Radio r0 channel=11");
+    shell(std::string("cd ") + folder +
+          " && zcat 00000002.gz | grep -v '^result \\|^providers \\|^failures ' >/tmp/old"
+          " && gzip -c /tmp/old >00000002.gz");
+
+    EXPECT_THAT(vornctl("history 2"),
+                AllOf(Not(HasSubstr("result:")),
+                      EndsWith("  Radio \"r0\"\n-   channel = 6\n+   channel = 11\n[0]\n")));
+    EXPECT_EQ(vornctl("show generation 2 state -q"), "good\n[0]\n");
+}
+
+TEST_F(History, SaysWhatCannotBeToldForADamagedNeighbour)
+{
+    vornctl("set Radio r0 channel=11");
+    write_file(std::string(folder) + "/00000001.gz", "garbage");
+
+    EXPECT_THAT(
+        vornctl("history 2"),
+        AllOf(HasSubstr("result: done\n"),
+              HasSubstr("[1]\nvornctl: what it changed can't be told: generation 1, the one "
+                        "before, is damaged: ")));
 }
 
 TEST_F(History, IsCompleted)
@@ -187,10 +235,11 @@ TEST_F(History, BeginsWithWhatTheFirstTrialReplaced)
 {
     install_plugin("trial.vorn");
     shut_down();
+    std::filesystem::remove_all("/etc/config/history"); /* which firmware ran is told there */
     boot();
     vornctl("set Radio r0 channel=11 --trial 600");
     vornctl("add Radio r7 channel=3 --join \"$(vornctl show trial id -q)\"");
-    EXPECT_EQ(vornctl("history"), "[5]\nvornctl: this device keeps no history\n");
+    EXPECT_EQ(vornctl("history"), "[5]\nvornctl: there is no generation yet\n");
 
     vornctl("confirm");
 

@@ -18,7 +18,6 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr char startup[] = "/etc/config/config.xml";
 constexpr char with_much_unknown[] =
     "<config><Toaster name=\"t\"><slots>2</slots></Toaster><Toaster name=\"u\"/><Kettle/>"
     "<Radio name=\"r0\"><channel>6</channel><power>9</power></Radio></config>";
@@ -78,6 +77,15 @@ TEST_F(Kept, StaysBesideANewInstanceOfItsNameWhichWins)
                 AllOf(HasSubstr("<channel>11</channel>"), HasSubstr("<channel>6</channel>")));
     vornctl("delete Radio r0");
     EXPECT_THAT(saved(), Not(HasSubstr("Radio")));
+}
+
+TEST_F(Kept, StaysWithAnInstanceThatIsRenamed)
+{
+    boot();
+    EXPECT_EQ(vornctl("rename Radio r0 r1"), "[0]\n");
+
+    EXPECT_THAT(vornctl("status -v"), HasSubstr("Radio \"r1\": power\n"));
+    EXPECT_THAT(saved(), AllOf(HasSubstr("<Radio name=\"r1\">"), HasSubstr("<power>9</power>")));
 }
 
 TEST_F(Kept, StaysWithAnInstanceWithoutANameThatChanges)

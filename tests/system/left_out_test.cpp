@@ -10,7 +10,6 @@
 #include <set>
 #include <string>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -352,15 +351,16 @@ TEST_F(LeftOutPlugins, AreRememberedInOnePlaceOnceEtcCanBeWrittenAgain)
     EXPECT_FALSE(exists("/etc/config/vorn-suspects"));
 }
 
-/* As a clock that starts in 1970 stamps them, where the zone is west of Greenwich. */
-TEST_F(LeftOutPlugins, AreKnownByFilesFromBeforeTheClockBegan)
+/* As on a device that unpacks its files into memory at each boot. */
+TEST_F(LeftOutPlugins, AreKnownByFilesThatAreNewAtEachBoot)
 {
-    const struct timespec times[] = {{-18000, 0}, {-18000, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, deadly_plugin, times, 0), 0);
+    const std::string file = read_file(deadly_plugin);
     make_deadly("init crash");
     for (int i = 0; i < 3; i++) {
         die_at_start(1);
         reset();
+        write_file(std::string(deadly_plugin) + ".new", file);
+        std::filesystem::rename(std::string(deadly_plugin) + ".new", deadly_plugin);
     }
 
     expect_left_out();
@@ -369,7 +369,7 @@ TEST_F(LeftOutPlugins, AreKnownByFilesFromBeforeTheClockBegan)
 /* Attack. */
 TEST_F(LeftOutPlugins, AreNotReadFromARecordThatIsNone)
 {
-    write_file(record, "99 commit 11 1 1 1 0 deadly.vorn\n7 seven\n\n3 init 11 0 0 0 0 " +
+    write_file(record, "99 commit 11 1 0 deadly.vorn\n7 seven\n\n3 init 11 0 0 " +
                            std::string(300, 'x') + "\n-1 - - - - - -\n3 init 11 5 5 5 5 a");
 
     expect_taking_part();
@@ -385,7 +385,7 @@ TEST_F(LeftOutPlugins, AreWatchedStillWhenThePageIsCutOff)
     EXPECT_THAT(lsql(change_deadly), HasSubstr("<rc>0</rc>"));
 }
 
-TEST_F(LeftOutPlugins, AreGivenAnotherChanceWithANewFile)
+TEST_F(LeftOutPlugins, AreGivenAnotherChanceWithOtherContentOfTheirFile)
 {
     make_deadly("commit crash");
     die_at_start(3);
@@ -393,6 +393,9 @@ TEST_F(LeftOutPlugins, AreGivenAnotherChanceWithANewFile)
     std::filesystem::remove(deadly_plugin);
     write_file(deadly_plugin, file);
     make_deadly("nothing");
+    expect_left_out();
+    shut_down();
+    write_file(deadly_plugin, file + "mended");
 
     expect_taking_part();
     EXPECT_FALSE(exists(record));

@@ -1,5 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* Files that the daemon writes: whole or not at all, and nowhere else. */
+#include "support/raw_client.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -227,6 +229,7 @@ TEST_F(Saves, LeaveNothingBesideTheFile)
     lsql("<lsql><insert><Radio name=\"r0\"/></insert></lsql>");
 
     EXPECT_EQ(shell("ls /etc/config"), "config.xml\n");
+    EXPECT_THAT(console() + standard_error(), Not(HasSubstr("Can't remember")));
 }
 
 TEST_F(Saves, AreAskedForByThoseWhoWantToKnow)
@@ -544,6 +547,22 @@ TEST_F(Copies, OfTheStartupFileBecomeTheRunningConfiguration)
 
     EXPECT_TRUE(console_shows("copies: startup-to-running 0\n"));
     EXPECT_EQ(lsql(select_radios), radio("other"));
+}
+
+TEST_F(Copies, OfABrokenStartupFileAreToldToSubscribersAsTheDefaultTakesItsPlace)
+{
+    write_default(good_header());
+    boot();
+    RawClient subscriber(8001);
+    subscriber.send("x");
+    lsql("<lsql/>");
+    lsql("<lsql/>"); /* by now it has been taken, and heard */
+    write_file(startup, "<config>");
+
+    copy("startup-to-running");
+
+    ASSERT_TRUE(console_shows("copies: startup-to-running 0\n"));
+    EXPECT_THAT(subscriber.receive_until(std::string(1, '\0')), HasSubstr("<conf_changed>"));
 }
 
 /* What the commit goes on handing out would be freed. */

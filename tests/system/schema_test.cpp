@@ -48,6 +48,7 @@ std::string described(const std::string &owner, const std::string &property,
            (references.empty() ? "<references/>" : "<references>" + references + "</references>") +
            (property == "hidden" ? "<secret>yes</secret><valid>on|off</valid>"
                                  : "<secret>no</secret><valid/>") +
+           "<label/><help/><unit/><example/><group/><order/><accepts>[]</accepts>"
            "</schema-property>";
 }
 
@@ -95,7 +96,7 @@ TEST_F(BoardSchemas, TellHowAClassIsKept)
     EXPECT_EQ(one_class("Clock"),
               answer("<schema-class name=\"Clock\"><type>singleton</type><persistent>no"
                      "</persistent><abstract>no</abstract><superclass/><subclass-identifier/>"
-                     "</schema-class>",
+                     "<label/><help/><group/><order/></schema-class>",
                      1));
     EXPECT_THAT(one_class("Radio"), HasSubstr("<persistent>yes</persistent>"));
 }

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <iterator>
 #include <string>
 
 #include "vornctl_device.h"
@@ -16,8 +17,6 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-
-constexpr char startup[] = "/etc/config/config.xml";
 
 class Slots : public vorn::tests::VornctlDevice {
 protected:
@@ -135,6 +134,25 @@ TEST_F(Slots, KeepWhatTheOtherWroteUntilTheyAreConfirmed)
                                     "it is: there is none that this one wrote"));
 }
 
+/* What is on trial goes with the next reset, and so would have to what was confirmed in it. */
+TEST_F(Slots, AreNotConfirmedWhileAChangeIsOnTrial)
+{
+    install_plugin("trial.vorn");
+    use_both();
+    vornctl("set Wlan w0 channel=3 --trial 60");
+    const std::string before = read_file("/etc/config/history/upgrades");
+
+    EXPECT_THAT(vornctl("confirm --upgrade"), HasSubstr("A change is on trial: held by root"));
+    EXPECT_THAT(vornctl("set history upgrade=confirm --join $(vornctl show trial id -q)"),
+                HasSubstr("Property \"upgrade\" of class \"history\": not while a change is on "
+                          "trial"));
+
+    EXPECT_EQ(upgrade(), "pending\n");
+    EXPECT_EQ(read_file("/etc/config/history/upgrades"), before);
+    vornctl("confirm");
+    EXPECT_EQ(vornctl("confirm --upgrade"), "[0]\n");
+}
+
 TEST_F(Slots, KeepTheOthersConfigurationAfterTheirOwnHasTakenItsPlace)
 {
     use_both();
@@ -157,6 +175,18 @@ TEST_F(Slots, AreConfirmedByThemselvesAfterATime)
                     "break; sleep 0.05; done"),
               "confirmed\n");
     boot_slot(2);
+    EXPECT_EQ(upgrade(), "none\n");
+}
+
+TEST_F(Slots, StayConfirmedOnWhatTookThePlaceOfTheOthers)
+{
+    use_both();
+    boot_slot(1);
+    EXPECT_EQ(upgrade(), "pending\n");
+    EXPECT_EQ(vornctl("confirm --upgrade"), "[0]\n");
+
+    boot_slot(1);
+
     EXPECT_EQ(upgrade(), "none\n");
 }
 
@@ -212,6 +242,126 @@ TEST_F(Slots, StartWithWhatNoSaveHasKept)
     EXPECT_EQ(saved(), delivered);
 }
 
+/* No plugin tells a version: nothing but the schemas tells one firmware from another. */
+class Others : public Slots {
+protected:
+    /* One that has the plugin, one that has not. */
+    void boot_other(bool has_plugin)
+    {
+        if (daemon_pid() > 0) shut_down();
+        std::filesystem::remove(in_plugins("plugins"));
+        if (has_plugin) install_plugin("plugins.vorn");
+        boot();
+    }
+
+    static std::string of_generation(const std::string &number, const std::string &property)
+    {
+        return shell("vornctl show generation " + number + " " + property + " -q 2>&1");
+    }
+};
+
+TEST_F(Others, KeepWhatTheFirstOneRanOnBeforeTheyFirstSave)
+{
+    const std::string delivered = read_file(startup);
+    boot_other(false);
+    boot_other(true);
+    vornctl("set Radio r0 channel=1");
+
+    EXPECT_EQ(shell("zcat /etc/config/history/00000001.gz | tail -n1"), delivered + "\n");
+    EXPECT_EQ(of_generation("1", "pinned"), "yes\n");
+    EXPECT_EQ("ran " + of_generation("1", "schema"),
+              shell("sed -n 's/^\\(ran [^ ]*\\).*/\\1/p' /etc/config/history/upgrades"));
+    EXPECT_THAT(of_generation("3", "schema"), HasSubstr("there is no generation"));
+}
+
+/* There is room for five. */
+TEST_F(Others, KeepWhatTheConfirmedOneSavedHoweverManyThereAre)
+{
+    const std::string names[] = {"plugins", "trial", "commits"};
+    for (unsigned int firmware = 0; firmware < 7; firmware++) {
+        if (daemon_pid() > 0) shut_down();
+        for (unsigned int i = 0; i < std::size(names); i++) {
+            std::filesystem::remove(in_plugins(names[i]));
+            if ((firmware >> i & 1) != 0) install_plugin(names[i] + ".vorn");
+        }
+        boot();
+        if (firmware < 6) vornctl("set Radio r0 channel=" + std::to_string(firmware + 1));
+    }
+
+    EXPECT_EQ(of_generation("2", "pinned"), "yes\n");
+    EXPECT_EQ(of_generation("3", "pinned"), "no\n");
+    EXPECT_EQ(of_generation("4", "pinned"), "yes\n");
+}
+
+/* As a power cut in a save leaves it: a configuration of either, whose generation is missing. */
+TEST_F(Others, AreNotTakenForWhoWroteWhatMayBeTheirOwn)
+{
+    boot_other(true);
+    vornctl("set Radio r0 channel=1");
+    boot_other(false);
+    vornctl("set Radio r0 channel=2");
+    std::filesystem::remove("/etc/config/history/00000003.gz");
+
+    boot_other(false);
+
+    EXPECT_EQ(of_generation("3", "schema"), "unknown\n");
+    EXPECT_EQ(of_generation("3", "pinned"), "yes\n");
+    EXPECT_EQ(of_generation("2", "pinned"), "yes\n");
+}
+
+TEST_F(Others, KeepNothingOfTheirOwnThatSomebodyHasEdited)
+{
+    boot_other(true);
+    vornctl("set Radio r0 channel=1");
+    boot_other(false);
+    vornctl("set Radio r0 channel=2");
+    shell("sed -i 's/>2</>3</' /etc/config/config.xml");
+
+    boot_other(false);
+
+    EXPECT_THAT(of_generation("4", "schema"), HasSubstr("there is no generation"));
+}
+
+/* The flash wears out. */
+TEST_F(Others, NoteNothingThatTheHistoryTellsAnyway)
+{
+    boot_other(true);
+    vornctl("set Radio r0 channel=1");
+    const std::string noted = read_file("/etc/config/history/upgrades");
+
+    boot_other(true);
+
+    EXPECT_EQ(read_file("/etc/config/history/upgrades"), noted);
+}
+
+TEST_F(Slots, TakeNothingForTheBeginningOfAFileThatIsDamagedFurtherOn)
+{
+    use_both();
+    shell("printf '\\0and more' >>/etc/config/config.xml");
+
+    boot_slot(1);
+
+    EXPECT_EQ(taken(), "\n");
+}
+
+/* One without a history was there before. */
+TEST_F(Slots, AreNotConfirmedOnWhatSaysThatAnotherOneWroteIt)
+{
+    const std::string before = "<?xml version=\"1.0\"?><?vorn-schema wlan=\"1\"?><config>"
+                               "<Wlan name=\"w0\"><chan>6</chan></Wlan></config>";
+    write_file(startup, before);
+    boot_slot(2);
+    vornctl("batch /dev/stdin <<'EOF'\nset Wlan w0 channel=1\nset history keep=1\nEOF\n");
+    boot_slot(2);
+    vornctl("set Wlan w0 channel=2");
+
+    EXPECT_EQ(upgrade(), "pending\n");
+    EXPECT_EQ(shell("zcat /etc/config/history/00000001.gz | tail -n1"), before + "\n");
+    EXPECT_EQ(vornctl("confirm --upgrade"), "[0]\n");
+    vornctl("set Wlan w0 channel=3");
+    EXPECT_THAT(vornctl("show generation 1"), StartsWith("[5]"));
+}
+
 /* The power was cut after the startup file was written and before the generation was. */
 TEST_F(Slots, StartWithWhatAPowerCutKeptFromTheHistory)
 {
@@ -224,6 +374,57 @@ TEST_F(Slots, StartWithWhatAPowerCutKeptFromTheHistory)
     EXPECT_EQ(saved(), of_first_);
     boot_slot(2);
     EXPECT_EQ(saved(), cut_off);
+}
+
+/* By the versions that it tells, whoever has saved last. */
+TEST_F(Slots, KnowWhoWroteWhatAPowerCutKeptFromTheHistory)
+{
+    use_both();
+    boot_slot(1);
+    vornctl("set Wlan w0 chan=1");
+    const std::string first = saved();
+    boot_slot(2);
+    vornctl("set Wlan w0 channel=13");
+    const std::string cut_off = saved();
+    std::filesystem::remove("/etc/config/history/00000005.gz");
+
+    boot_slot(1);
+    EXPECT_EQ(saved(), first);
+    boot_slot(2);
+    EXPECT_EQ(saved(), cut_off);
+}
+
+TEST_F(Slots, AreHandedTheFilesOfWhatNoSaveHasKept)
+{
+    write_file(startup, "<?xml version=\"1.0\"?>\n<?vorn-schema wlan=\"1\"?>\n<config/>\n");
+    write_file("/etc/config/wlan-keys", "of the first");
+    boot_slot(1);
+    boot_slot(2);
+    write_file("/etc/config/wlan-keys", "of the second");
+    vornctl("add Wlan w0 channel=11");
+
+    boot_slot(1);
+    EXPECT_TRUE(console_shows("versions: handed of the first\n"));
+}
+
+TEST_F(Slots, AreNoOthersWhenAPluginCannotBeLoaded)
+{
+    use_both();
+    install_plugin("old_version.vorn");
+    boot_slot(1);
+
+    EXPECT_EQ(saved(), of_second_);
+    EXPECT_EQ(taken(), "\n");
+}
+
+TEST_F(Slots, LeaveTheStartupFileWhereNothingIsToBeDone)
+{
+    use_both();
+    shut_down();
+    insert_slot(1);
+    boot({"-f", "-n"});
+
+    EXPECT_EQ(saved(), of_second_);
 }
 
 /* Else the device would go to and fro for ever. */

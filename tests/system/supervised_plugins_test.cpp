@@ -15,6 +15,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 class SupervisedPlugins : public vorn::tests::Device {
 protected:
@@ -218,6 +219,27 @@ TEST_F(SupervisedPlugins, TellWhatAProgramSaidBeforeItEnded)
     EXPECT_TRUE(state_becomes("time", "failed: bad address; a?[1m?&lt;b&gt;; usage"));
     EXPECT_EQ(status_of("time"), "failed");
     EXPECT_THAT(console(), HasSubstr("vorn: ntpd: bad address; a?[1m?<b>; usage\n"));
+}
+
+/* Not in the one of a change that came between, and had nothing to do with it. */
+TEST_F(SupervisedPlugins, TellTheRecordOfTheChangeThatStartedAProgramWhichFailed)
+{
+    install_plugin("commits.vorn");
+    boot();
+    ASSERT_TRUE(state_becomes("time", "running"));
+    stand_in("ntpd", "echo 'bad address' >&2; exit 1");
+
+    change("<update><ntp-server name=\"a\"><address>192.0.2.9</address></ntp-server></update>");
+
+    ASSERT_TRUE(console_shows("ntpd has ended; it is started again in 1 s."));
+    const auto failures_of = [](const std::string &commit) {
+        return lsql("<lsql><select><commit name=\"" + commit +
+                    "\"><failures/></commit></select></lsql>");
+    };
+    EXPECT_THAT(failures_of("1"), HasSubstr("<failures>ntpd: bad address</failures>"));
+    change("<update><log><enabled>off</enabled></log></update>");
+    ASSERT_TRUE(console_shows("ntpd has ended; it is started again in 2 s."));
+    EXPECT_THAT(failures_of("2"), Not(HasSubstr("ntpd")));
 }
 
 TEST_F(SupervisedPlugins, NoticeAtOnceThatAProgramHasEnded)

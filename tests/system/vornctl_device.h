@@ -13,12 +13,14 @@ inline constexpr char vornctl_config[] =
 /* A board that describes itself, with one class of every kind, and the client beside it. */
 class VornctlDevice : public Device {
 protected:
+    static constexpr char startup[] = "/etc/config/config.xml";
+
     void SetUp() override
     {
         Device::SetUp();
         for (const char *name : {"board.vorn", "rescan.vorn", "save.vorn", "schema.vorn"})
             install_plugin(name);
-        write_file("/etc/config/config.xml", vornctl_config);
+        write_file(startup, vornctl_config);
     }
 
     /* Standard output, then the exit status in a line of its own, then standard error. */

@@ -92,9 +92,22 @@ TEST_F(ExplainedChanges, SayWhyTheyWouldBeRefused)
                       HasSubstr("[1]\nvornctl: Property \"channel\" of instance \"r0\" of class "
                                 "\"Radio\": the neighbours have 13.\n")));
     EXPECT_THAT(vornctl("explain set Radio r0 channel=1234567890"),
-                StartsWith("[1]\nvornctl: Value \"1234567890\" is not valid"));
+                StartsWith("[1]\nvornctl: set Radio \"r0\": Value \"1234567890\" is not valid"));
     EXPECT_THAT(vornctl("explain set Radio r9 channel=1"),
-                StartsWith("[5]\nvornctl: No instance \"r9\" of class \"Radio\"."));
+                StartsWith("[5]\nvornctl: set Radio \"r9\": there is no such instance"));
+}
+
+TEST_F(ExplainedChanges, NameEveryLineThatWouldBeRefused)
+{
+    write_file("/tmp/batch", "set Radio r0 channel=1234567890\n\nset Board label=attic\n"
+                             "set Radio r9 channel=1\n");
+
+    EXPECT_THAT(vornctl("explain batch /tmp/batch"),
+                AllOf(StartsWith("[1]\nvornctl: /tmp/batch:1: set Radio \"r0\": Value "
+                                 "\"1234567890\" is not valid"),
+                      HasSubstr("\nvornctl: /tmp/batch:4: set Radio \"r9\": there is no such "
+                                "instance"),
+                      Not(HasSubstr("/tmp/batch:3:"))));
 }
 
 TEST_F(ExplainedChanges, AreToldToPrograms)

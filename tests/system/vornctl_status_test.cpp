@@ -17,8 +17,6 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr char startup[] = "/etc/config/config.xml";
-
 class VornctlStatus : public vorn::tests::VornctlDevice {
 protected:
     void SetUp() override
@@ -52,6 +50,19 @@ TEST_F(VornctlStatus, OfADeviceThatIsWell)
                       HasSubstr("\nsave         none\n"), HasSubstr("\nclients      1\n"),
                       HasSubstr("\nleft-behind  "), Not(HasSubstr("! ")), HasSubstr("[0]\n")));
     EXPECT_THAT(vornctl("status -v"), HasSubstr("plugin \"board.vorn\"    running\n"));
+}
+
+TEST_F(VornctlStatus, TellsWhatTransactionsHaveLeftBehind)
+{
+    boot();
+    EXPECT_THAT(vornctl("status"), ContainsRegex("\nleft-behind  [0-9]+ bytes of 0 instances\n"));
+
+    vornctl("set Radio r0 channel=11");
+
+    EXPECT_THAT(vornctl("status"),
+                ContainsRegex("\nleft-behind  [1-9][0-9]+ bytes of 1 instances\n"));
+    EXPECT_THAT(vornctl("--json status"), ContainsRegex("\"left-behind\": \"[1-9][0-9]+ bytes\",\n"
+                                                        "  \"left-behind-instances\": \"1\"\n"));
 }
 
 TEST_F(VornctlStatus, IsJsonForPrograms)

@@ -98,6 +98,23 @@ TEST_F(TrialsByVornctl, TellScriptsTheirId)
     EXPECT_THAT(saved(), HasSubstr("<channel>7</channel>"));
 }
 
+TEST_F(TrialsByVornctl, AreShownWithoutTheWordsOfThePlugin)
+{
+    vornctl("set Radio r0 channel=7 --trial 60");
+
+    EXPECT_THAT(vornctl("show trial"), AllOf(HasSubstr("state      pending\n"),
+                                             Not(HasSubstr("seconds")), Not(HasSubstr("noted"))));
+    EXPECT_THAT(vornctl("show trial seconds"), HasSubstr("seconds"));
+}
+
+TEST_F(TrialsByVornctl, ExplainWhatIsOnTrialOnlyForATime)
+{
+    EXPECT_THAT(vornctl("explain set Radio r0 channel=7 --trial 60"),
+                AllOf(HasSubstr("nothing is saved until it is confirmed"),
+                      Not(HasSubstr("save: the configuration is saved"))));
+    EXPECT_EQ(state(), "none\n");
+}
+
 TEST_F(TrialsByVornctl, ArePossibleForEveryChange)
 {
     write_file("/tmp/lines", "set Radio r0 channel=3\nadd Radio r2\n");

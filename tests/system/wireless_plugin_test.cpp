@@ -316,11 +316,12 @@ TEST_F(AccessPoints, LetNobodyWaitForAnIpThatHangs)
 {
     std::string ip = shell("command -v ip");
     ip.pop_back();
-    shell("ip link add wlan0 type veth peer name air");
+    shell("ip link add wlan0 up type veth peer name air");
     stand_in("ip", "while test -e /tmp/hangs; do sleep 0.02; done; exec " + ip + " \"$@\"");
     const auto is_in_the_bridge = [&] { return shell(ip + " -o link show master br0") != ""; };
     boot_and_forget();
     ASSERT_TRUE(comes_true(is_in_the_bridge));
+    ASSERT_TRUE(state_becomes("wireless-network", "home", "running"));
     shell("touch /tmp/hangs");
     forget_runs();
 

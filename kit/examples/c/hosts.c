@@ -71,26 +71,38 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
                          hosts_file);
 }
 
-static vorn_property *setting(const char *name, vorn_is_valid_fn is_valid, const char *syntax)
+static vorn_property *new_address(void)
 {
-    vorn_property *property = vorn_property_new(name);
-    vorn_property_set_is_valid_fn(property, is_valid);
-    vorn_property_set_syntax(property, syntax); /* told with a refusal */
-    return property;
+    vorn_property *address = vorn_property_new("address");
+    vorn_property_set_is_valid_fn(address, is_address);
+    vorn_property_set_syntax(address, "<an IPv4 address>"); /* told with a refusal */
+    vorn_property_set_label(address, "Address");
+    vorn_property_set_help(address, "Where the machine of that name is.");
+    vorn_property_set_required_on_insert(address, 1);
+    return address;
+}
+
+static vorn_property *new_alias(void)
+{
+    vorn_property *alias = vorn_property_new("alias");
+    vorn_property_set_is_valid_fn(alias, is_alias);
+    vorn_property_set_syntax(alias, "<a host name>|<nothing>");
+    vorn_property_set_label(alias, "Alias");
+    vorn_property_set_help(alias, "Another name of the same machine.");
+    return alias;
 }
 
 void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL) return;
 
-    vorn_property *address = setting("address", is_address, "<an IPv4 address>");
-    vorn_property_set_required_on_insert(address, 1);
-
     vorn_class *host = vorn_class_new("host");
     vorn_class_set_type(host, VORN_CLASS_UNIQUE_NAMED);
     vorn_class_set_persistence(host, 1);
-    vorn_class_add_property(host, address);
-    vorn_class_add_property(host, setting("alias", is_alias, "<a host name>|<nothing>"));
+    vorn_class_set_label(host, "Host");
+    vorn_class_set_help(host, "A name for an address, as a line of /etc/hosts.");
+    vorn_class_add_property(host, new_address());
+    vorn_class_add_property(host, new_alias());
     vorn_classes_add(host);
 
     vorn_provider *provider = vorn_provider_new("hosts");

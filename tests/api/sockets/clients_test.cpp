@@ -674,15 +674,20 @@ TEST_F(Doors, TakeTheirReserveAgainWhenItHasServed)
     EXPECT_EQ(vorn::tests::open_descriptors(), before);
 }
 
+int lowest_free_descriptor()
+{
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    return next;
+}
+
 /* As many descriptors as there are now, and no more. */
 class NoMoreDescriptors {
 public:
-    NoMoreDescriptors()
+    explicit NoMoreDescriptors(int end = lowest_free_descriptor())
     {
         getrlimit(RLIMIT_NOFILE, &before_);
-        const int next = dup(STDERR_FILENO);
-        close(next);
-        const rlimit none_left = {static_cast<rlim_t>(next), before_.rlim_max};
+        const rlimit none_left = {static_cast<rlim_t>(end), before_.rlim_max};
         setrlimit(RLIMIT_NOFILE, &none_left);
     }
     NoMoreDescriptors(const NoMoreDescriptors &) = delete;
@@ -710,6 +715,25 @@ TEST_F(Doors, TakeAClientInThePlaceOfTheOneWhoHasTheReserve)
     const Fd client = come(framed("hello"));
     {
         const NoMoreDescriptors until_it_is_served;
+        run();
+    }
+    EXPECT_EQ(heard(silent), "|");
+    EXPECT_EQ(heard(client), "hello|");
+}
+
+/* The kernel's last one went to another program, or the limit has sunk below the reserve's number.
+ */
+TEST_F(Doors, TakeAClientWithTheDescriptorOfTheMostSilentWhenTheReserveDoesNotHelp)
+{
+    vorn::end_clients();
+    const int for_the_silent = dup(STDERR_FILENO);
+    ASSERT_TRUE(vorn::look_after_clients());
+    const Fd silent = come();
+    close(for_the_silent);
+    run();
+    const Fd client = come(framed("hello"));
+    {
+        const NoMoreDescriptors than_those_until(for_the_silent + 1);
         run();
     }
     EXPECT_EQ(heard(silent), "|");

@@ -65,6 +65,28 @@ TEST(Lines, AreNeverCutInsideACharacter)
     EXPECT_STREQ(Line<8>("123%s", "\xF0\x9F\x98\x80z").get(), "123\xF0\x9F\x98\x80");
 }
 
+TEST(TextBuffers, TakeNothingMoreOnceSomethingWasTooLong)
+{
+    vorn::TextBuffer buffer(6);
+    buffer.append("four");
+    buffer.append("fives");
+
+    buffer.append("x");
+
+    EXPECT_TRUE(buffer.failed());
+    EXPECT_EQ(buffer.size(), 4U);
+    EXPECT_FALSE(buffer.take());
+}
+
+TEST(TextBuffers, MayBeFullToTheLastByte)
+{
+    vorn::TextBuffer buffer(6);
+    buffer.append("four");
+    buffer.append("xx");
+
+    EXPECT_STREQ(buffer.take().get(), "fourxx");
+}
+
 TEST(TextBuffers, MayBeTakenAgainWithNothingInThem)
 {
     vorn::TextBuffer buffer;

@@ -10,7 +10,7 @@
 #include <string.h>
 
 static const struct call *const lists[] = {store_calls, configuration_calls, system_calls,
-                                           validator_calls};
+                                           validator_calls, description_calls};
 
 enum { list_count = sizeof lists / sizeof *lists };
 

@@ -25,6 +25,7 @@ extern const struct call store_calls[];
 extern const struct call configuration_calls[];
 extern const struct call system_calls[];
 extern const struct call validator_calls[];
+extern const struct call description_calls[];
 
 enum outcome done_if(int condition);
 

@@ -354,6 +354,7 @@ static enum outcome ask_of_the_last_commit(void)
         vorn_commit_report_get_provider(boot, 12) == NULL &&
         vorn_commit_report_get_provider_instances(boot, 12) == 0 &&
         vorn_commit_report_get_provider_microseconds(boot, 12) == 0 &&
+        vorn_commit_report_get_providers_left_out(boot) == 0 &&
         vorn_commit_report_get_changed(boot) < 1000 && vorn_instances_get_left_behind() < 1000000 &&
         vorn_instances_get_left_behind_bytes() < 1000000000);
 }

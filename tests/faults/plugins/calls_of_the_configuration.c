@@ -68,6 +68,12 @@ static enum outcome config_release(void)
     return done_if(kept);
 }
 
+static enum outcome config_forget_kept(void)
+{
+    vorn_config_forget_kept();
+    return done_if(vorn_config_get_kept(0) == NULL);
+}
+
 static enum outcome config_forget_kept_of(void)
 {
     return done_if(vorn_config_forget_kept_of("Toaster", NULL) == 0);
@@ -76,6 +82,7 @@ static enum outcome config_forget_kept_of(void)
 const struct call configuration_calls[] = {
     {"vorn_config_add_saved_fn", config_add_saved_fn, KEEPS},
     {"vorn_config_add_load_fn", config_add_load_fn, KEEPS},
+    {"vorn_config_forget_kept", config_forget_kept, TAKES_NONE},
     {"vorn_config_forget_kept_of", config_forget_kept_of, TAKES_NONE},
     {"vorn_config_write_document", config_write_document, FREES},
     {"vorn_config_release", config_release, KEEPS},

@@ -53,6 +53,28 @@ static enum outcome is_int_in_range(void)
     return done_if(vorn_input_is_int_in_range(seven, length, 1, 9));
 }
 
+static enum outcome is_plain_int_in_range(void)
+{
+    return done_if(vorn_input_is_plain_int_in_range(seven, length, 1, 9));
+}
+
+static enum outcome is_plain_int_in_steps(void)
+{
+    return done_if(vorn_input_is_plain_int_in_steps(seven, length, 1, 9, 2));
+}
+
+/* As long as a prefix may be. */
+static enum outcome is_network(void)
+{
+    static const char value[] = "10.0.0.0/" ZEROS "8";
+    return done_if(vorn_input_is_network(value, (int)sizeof value - 1));
+}
+
+static enum outcome is_any_of(void)
+{
+    return done_if(vorn_input_is_any_of(seven, length, VORN_INPUT_INT));
+}
+
 static enum outcome is_channel(void)
 {
     return done_if(vorn_input_is_channel(seven, length, "g", first_domain));
@@ -79,6 +101,10 @@ const struct call validator_calls[] = {
     CALL(is_even),
     CALL(is_int_in_set),
     CALL(is_int_in_range),
+    CALL(is_plain_int_in_range),
+    CALL(is_plain_int_in_steps),
+    CALL(is_network),
+    CALL(is_any_of),
     CALL(is_channel),
     CALL(is_a_channel),
     CALL(is_b_channel),

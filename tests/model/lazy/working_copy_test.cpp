@@ -245,6 +245,36 @@ TEST_F(WorkingCopies, LeaveNothingBehindWhenTheyAreGivenUp)
     EXPECT_STREQ(vorn_instance_get_value(originals[3], "channel"), "6");
 }
 
+/* Whoever deletes them says that nobody holds one. */
+TEST_F(WorkingCopies, LeaveNothingBehindOfAnOriginalWhoseInstancesGoWithIt)
+{
+    begin();
+    vorn_instance_set_value(in_copy("n1"), "channel", "7");
+    const Owned<vorn_instance> gone(in_copy("n2"));
+    ASSERT_EQ(vorn_instances_remove(copy, gone.get()), 0);
+
+    vorn_instances_delete_all(std::exchange(running, std::exchange(copy, nullptr)));
+
+    EXPECT_EQ(vorn_instances_get_left_behind(), instances_before);
+    EXPECT_EQ(vorn_instances_get_left_behind_bytes(), bytes_before);
+    EXPECT_EQ(of_class("radio").size(), many - 1U);
+}
+
+TEST_F(WorkingCopies, LetGoOfAWalkThatEndsAfterThem)
+{
+    begin();
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(copy, "radio");
+    vorn_instances_iterator *other = vorn_instances_new_class_iterator(copy, "rule");
+    EXPECT_NE(walk->place_among_walks, nullptr);
+
+    vorn_instances_delete_all(std::exchange(copy, nullptr));
+
+    EXPECT_EQ(walk->place_among_walks, nullptr);
+    EXPECT_EQ(other->place_among_walks, nullptr);
+    vorn_instances_delete_iterator(walk);
+    vorn_instances_delete_iterator(other);
+}
+
 class FewInWorkingCopies : public ModelTest {
 protected:
     static void put(vorn_instances *store, vorn_class *klass,

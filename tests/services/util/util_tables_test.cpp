@@ -130,6 +130,16 @@ TEST_F(UpdateWriters, JoinSeveralKeys)
                           "<eq><property>radio</property><value>r0</value></eq></and></where>")));
 }
 
+TEST_F(UpdateWriters, TakeTheLastOfTwoNames)
+{
+    static const char *const twice[] = {"name", "signal", "name", nullptr};
+
+    vorn_util_put2object("n 42 m\n", twice, "station");
+
+    EXPECT_THAT(made,
+                ElementsAre(update("<station name=\"m\"><signal>42</signal></station></update>")));
+}
+
 TEST_F(UpdateWriters, SendNothingForKeysAlone)
 {
     static const char *const keyed[] = {"*mac", "name", nullptr};

@@ -34,6 +34,7 @@ TEST(UrlDecoding, ReplacesEncodedBytes)
     EXPECT_EQ(decoded("%c3%A9"), "\xC3\xA9");
     EXPECT_EQ(decoded("%ff%FF"), "\xFF\xFF");
     EXPECT_EQ(decoded("%2541"), "%41");
+    EXPECT_EQ(decoded("a%0Ab"), "a\nb");
 }
 
 TEST(UrlDecoding, ReadsDigitsAsFarAsTheyGo)

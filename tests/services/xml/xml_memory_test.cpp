@@ -69,13 +69,14 @@ TEST(Parsing, MakesAWholeDocumentOrNoneWhenMemoryIsShort)
 {
     constexpr char text[] = "<?xml version=\"1.0\"?>\n"
                             "<config><Radio name=\"r0\" note=\"a &amp; b\"><channel>a channel "
-                            "with a long name</channel><mode><![CDATA[<g>]]></mode></Radio>"
-                            "</config>\n";
+                            "with a long name</channel><mode><![CDATA[<g]]]]><![CDATA[>]]></mode>"
+                            "</Radio></config>\n";
     const CapturedLog log;
     const ScarceXmlMemory memory;
     bool refused = true;
+    unsigned long nth = 1;
 
-    for (unsigned long nth = 1; refused; nth++) {
+    for (; refused; nth++) {
         SCOPED_TRACE(testing::Message() << "refusing allocation " << nth);
         until_refusal = nth;
         const vorn::XmlDocument document = vorn::parse_xml_text(text, sizeof text - 1);
@@ -85,6 +86,7 @@ TEST(Parsing, MakesAWholeDocumentOrNoneWhenMemoryIsShort)
         EXPECT_EQ(vorn::libxml2_was_short_of_memory(), !document);
         ASSERT_TRUE(!document || written(document) == text) << written(document);
     }
+    EXPECT_GT(nth, 10u);
 }
 
 TEST(Parsing, TellsOfNoDocumentWhenMemoryIsShort)

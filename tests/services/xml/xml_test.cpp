@@ -91,6 +91,14 @@ TEST(XmlTexts, AreThoseOfOneTextOrCdataNode)
     EXPECT_EQ(vorn_util_xmlNodeListGetString(document.get(), text->next->next, 1), nullptr);
 }
 
+/* Nobody can write "]]>" otherwise. */
+TEST(XmlTexts, AreOneOfSectionsThatFollowEachOther)
+{
+    const XmlDocument document = parsed("<a><![CDATA[one]]]]><![CDATA[>two]]></a>");
+
+    EXPECT_STREQ(vorn::text_in(root_of(document)), "one]]>two");
+}
+
 TEST(XmlTexts, AreThoseOfTheDocumentItself)
 {
     const XmlDocument document = parsed("<a>one</a>");
@@ -669,7 +677,7 @@ TEST(Parsing, ReadsNoPieceOfWhatHasNoPlaces)
 TEST(XmlWriting, KnowsWhatADocumentCanHold)
 {
     for (const char *text : {"", "plain", "\t\n\r", "caf\xC3\xA9", "\xE0\xA0\x80",
-                             "\xF0\x9F\x98\x80", "\xEF\xBF\xBD"}) {
+                             "\xF0\x9F\x98\x80", "\xEF\xBF\xBD", "\xEE\x80\x80"}) {
         EXPECT_TRUE(vorn::is_xml_text(text)) << text;
     }
     for (const char *text : {"\x01", "\x1F", "\x0B", "\xC3", "\x80", "\xED\xA0\x80", "\xEF\xBF\xBE",

@@ -59,7 +59,8 @@ supervised *supervise_new(const char *name);
  * Has the program run like that. One that runs with the same arguments, the same version, and files
  * that have not been replaced or written since it started, is left alone; any other one is ended
  * first. One that waits for its next start is started at once. Returns 0, or 1 when memory is gone;
- * what ran then goes on running.
+ * what ran then goes on running. When the program that this starts fails within a minute, the
+ * record of the last commit says so among its failures (vorn_commit_report_add_failure).
  */
 int supervise_run_plan(supervised *program, const supervise_plan *plan);
 

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-#ifndef PLUGINS_SCHEMA_DESCRIBE_H
-#define PLUGINS_SCHEMA_DESCRIBE_H
+#ifndef PLUGINS_SCHEMA_REGISTRY_H
+#define PLUGINS_SCHEMA_REGISTRY_H
 
 #include "vorn/vorn.h"
 

@@ -1,6 +1,11 @@
 /* SPDX-License-Identifier: MIT */
 /* From registered classes to instances that describe them. */
-#include "describe.h"
+#include "registry.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "accepts.h"
 
 static const char *yes_or_no(int flag)
 {
@@ -32,9 +37,18 @@ static int add_instance(vorn_instances *store, const char *class_name, const cha
     return 1;
 }
 
-static int describe_property(vorn_instances *store, const char *class_name,
-                             const vorn_property *property, int inherited)
+/* A number as text, in the room; null for 0, which says nothing. */
+static const char *order_text(int order, char *room, size_t size)
 {
+    snprintf(room, size, "%d", order);
+    return order != 0 ? room : NULL;
+}
+
+static int add_property(vorn_instances *store, const char *class_name,
+                        const vorn_property *property, int inherited, const char *syntax,
+                        const char *accepts)
+{
+    char order[12];
     const char *const values[] = {
         "property",   vorn_property_get_name(property),
         "readable",   yes_or_no(vorn_property_is_readable(property)),
@@ -44,9 +58,30 @@ static int describe_property(vorn_instances *store, const char *class_name,
         "inherited",  yes_or_no(inherited),
         "references", vorn_property_get_reference(property),
         "secret",     yes_or_no(vorn_property_is_secret(property)),
-        "valid",      vorn_property_get_syntax(property),
+        "valid",      syntax,
+        "label",      vorn_property_get_label(property),
+        "help",       vorn_property_get_help(property),
+        "unit",       vorn_property_get_unit(property),
+        "example",    vorn_property_get_example(property),
+        "group",      vorn_property_get_group(property),
+        "order",      order_text(vorn_property_get_order(property), order, sizeof order),
+        "accepts",    accepts,
         NULL};
     return add_instance(store, SCHEMA_PROPERTY, class_name, values);
+}
+
+static int describe_property(vorn_instances *store, const char *class_name,
+                             const vorn_property *property, int inherited)
+{
+    const char *syntax = vorn_property_get_syntax(property);
+    char *made = syntax == NULL ? accepts_as_syntax(property) : NULL;
+    char *accepts = accepts_as_json(property);
+    const int failed = accepts == NULL || (syntax == NULL && made == NULL) ||
+                       add_property(store, class_name, property, inherited,
+                                    syntax != NULL ? syntax : made, accepts);
+    free(made);
+    free(accepts);
+    return failed;
 }
 
 static int describe_properties(vorn_instances *store, const vorn_class *klass)
@@ -78,6 +113,7 @@ static const char *subclass_identifier(const vorn_class *klass)
 
 static int describe_class(vorn_instances *store, const vorn_class *klass)
 {
+    char order[12];
     const int abstract = vorn_class_is_abstract(klass);
     const char *const values[] = {"type",
                                   word_for(vorn_class_get_type(klass)),
@@ -89,6 +125,14 @@ static int describe_class(vorn_instances *store, const vorn_class *klass)
                                   vorn_class_get_superclass(klass),
                                   "subclass-identifier",
                                   abstract ? subclass_identifier(klass) : NULL,
+                                  "label",
+                                  vorn_class_get_label(klass),
+                                  "help",
+                                  vorn_class_get_help(klass),
+                                  "group",
+                                  vorn_class_get_group(klass),
+                                  "order",
+                                  order_text(vorn_class_get_order(klass), order, sizeof order),
                                   NULL};
     return add_instance(store, SCHEMA_CLASS, vorn_class_get_name(klass), values) ||
            describe_properties(store, klass);

@@ -1,0 +1,301 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""The API as docs/api.md has it: api_test.py VORN-GATE, in the sandbox, with a daemon that is
+started here."""
+import socket
+import sys
+import threading
+import unittest
+
+import gate
+
+LAN = "/objects/static-address/lan"
+
+
+def change(address, **more):
+    return {"op": "update", "class": "static-address", "name": "lan",
+            "properties": {"address": address}, **more}
+
+
+class Helper(threading.Thread):
+    """Stands in for the one who judges passwords."""
+
+    def __init__(self):
+        super().__init__(daemon=True)
+        self.listener = socket.socket(socket.AF_UNIX)
+        self.listener.bind(gate.PASSWORDS)
+        self.listener.listen()
+        self.start()
+
+    def run(self):
+        while True:
+            client, _ = self.listener.accept()
+            question = client.recv(2048).split(b"\0")
+            client.sendall({b"right": b"yes\n", b"often": b"wait 7\n"}.get(question[2], b"no\n"))
+            client.close()
+
+
+class TheApi(unittest.TestCase):
+    def setUp(self):
+        self.root = ROOT
+
+    def problem(self, answer, status, kind):
+        self.assertEqual(answer.status, status, answer.body)
+        self.assertEqual(answer.headers["Content-Type"], "application/problem+json")
+        self.assertEqual(answer.json["type"], "urn:vorn:" + kind)
+        self.assertEqual(answer.json["status"], status)
+        return answer.json
+
+    def address(self):
+        return self.root.get(LAN).json["objects"][0]["properties"]["address"]
+
+    def test_tells_the_schema_with_a_tag(self):
+        answer = self.root.get("/schema")
+        classes = {each["name"]: each for each in answer.json["classes"]}
+        self.assertTrue(classes["interface"]["abstract"])
+        self.assertEqual(classes["static-address"]["superclass"], "address")
+        mtu = [p for p in classes["ethernet"]["properties"] if p["name"] == "mtu"][0]
+        self.assertTrue(mtu["writable"])
+        self.assertIsInstance(mtu["accepts"], list)
+        again = self.root.get("/schema", ("HTTP_IF_NONE_MATCH", answer.headers["ETag"]))
+        self.assertEqual((again.status, again.body), (304, b""))
+
+    def test_reads_objects_with_conditions(self):
+        found = self.root.get("/objects/interface?properties=mtu&where=mtu+%3D+1500").json
+        self.assertEqual([(o["class"], o["name"], o["properties"]) for o in found["objects"]],
+                         [("ethernet", "eth0", {"mtu": "1500"})])
+        self.assertEqual(self.root.get("/objects/interface?where=mtu+%3D+1").json["objects"], [])
+        self.problem(self.root.get("/objects/interface?where=mtu+%3D"), 400, "bad-request")
+        self.problem(self.root.get("/objects/interface?where=" + "(" * 3000), 400, "bad-request")
+        self.problem(self.root.get("/objects/interface?properties=none"), 400, "bad-request")
+        self.problem(self.root.get("/objects/interface?x=1"), 400, "bad-request")
+        self.problem(self.root.get("/objects/nothing"), 404, "not-found")
+        self.problem(self.root.get("/objects/ethernet/eth9"), 404, "not-found")
+        self.problem(self.root.get("/objects/system/x"), 404, "not-found")
+
+    def test_changes_all_or_nothing(self):
+        self.problem(self.root.post("/changes", {"changes": [
+            change("192.168.3.1"), change("192.168.3.256")]}), 422, "refused")
+        self.assertNotEqual(self.address(), "192.168.3.1")
+        done = self.root.post("/changes", {"changes": [change("192.168.3.1")], "comment": "c"})
+        self.assertEqual(done.status, 200, done.body)
+        self.assertTrue(done.json["saved"])
+        self.assertEqual(done.json["counts"], [1])
+        self.assertEqual(self.address(), "192.168.3.1")
+        self.assertEqual(self.root.get("/history").json["generations"][0]["comment"], "c")
+
+    def test_inserts_and_deletes_members_of_families(self):
+        insert = {"op": "insert", "class": "bridge", "name": "br7", "properties": {"stp": "off"}}
+        self.assertEqual(self.root.post("/changes", {"changes": [insert]}).status, 200)
+        self.assertEqual(self.root.get("/objects/bridge/br7").json["objects"][0]["class"], "bridge")
+        refused = self.problem(self.root.post("/changes", {"changes": [insert]}), 422, "refused")
+        self.assertEqual(refused["errors"][0]["change"], 0)
+        delete = {"op": "delete", "class": "bridge", "name": "br7"}
+        self.assertEqual(self.root.post("/changes", {"changes": [delete]}).status, 200)
+        self.problem(self.root.post("/changes", {"changes": [delete]}), 422, "refused")
+
+    def test_names_the_property_that_is_wrong(self):
+        wrong = self.problem(self.root.post("/changes", {"changes": [change("192.168.3.999")]}),
+                             422, "refused")["errors"][0]
+        self.assertEqual((wrong["class"], wrong["name"], wrong["property"], wrong["change"]),
+                         ("static-address", "lan", "address", 0))
+
+    def test_lets_nobody_overwrite_what_he_has_not_seen(self):
+        tag = self.root.get(LAN).headers["ETag"]
+        commit = self.root.get(LAN).json["commit"]
+        self.assertEqual(self.root.post(
+            "/changes", {"changes": [change("192.168.4.1", **{"if-match": tag})]}).status, 200)
+        self.problem(self.root.post(
+            "/changes", {"changes": [change("192.168.4.2", **{"if-match": tag})]}), 412, "changed")
+        self.problem(self.root.post("/changes", {"changes": [change("192.168.4.2")]},
+                                    ("HTTP_IF_MATCH", tag)), 412, "changed")
+        self.problem(self.root.post("/changes", {"changes": [change("192.168.4.2")],
+                                                 "if-match": commit}), 412, "changed")
+        self.assertEqual(self.address(), "192.168.4.1")
+        other = {"op": "update", "class": "system", "properties": {"contact": "x"}}
+        tag = self.root.get(LAN).headers["ETag"]
+        self.assertEqual(self.root.post("/changes", {"changes": [other]}).status, 200)
+        self.assertEqual(self.root.get(LAN).headers["ETag"], tag)
+
+    def test_explains_and_changes_nothing(self):
+        before = self.address()
+        told = self.root.post("/changes", {"changes": [change("192.168.5.1")], "explain": True}).json
+        self.assertEqual(told["changes"][0]["values"],
+                         [{"property": "address", "before": before, "after": "192.168.5.1"}])
+        self.assertIn("network", [each["name"] for each in told["providers"]])
+        told = self.root.post("/changes", {"changes": [change("192.168.5.x")], "explain": True}).json
+        self.assertEqual(told["refused"][0]["property"], "address")
+        self.assertEqual(self.address(), before)
+
+    def test_holds_trials(self):
+        before = self.address()
+        begun = self.root.post("/changes", {"changes": [change("192.168.6.1")], "trial": 60}).json
+        self.assertFalse(begun["saved"])
+        trial = self.root.get("/trial").json
+        self.assertEqual((trial["state"], trial["id"]), ("pending", begun["trial"]["id"]))
+        self.problem(self.root.post("/changes", {"changes": [change("192.168.6.2")]}), 409, "trial")
+        self.problem(self.root.post("/trial/confirm", {"id": "0"}), 409, "trial")
+        self.assertEqual(self.root.post("/trial/revert", {"id": trial["id"]}).status, 200)
+        self.assertEqual(self.address(), before)
+        begun = self.root.post("/changes", {"changes": [change("192.168.6.3")], "trial": 60}).json
+        kept = self.root.post("/trial/confirm", {"id": begun["trial"]["id"]})
+        self.assertTrue(kept.json["saved"])
+        self.assertEqual(self.root.get("/trial").json, {"state": "none"})
+        self.problem(self.root.post("/trial/confirm", {"id": begun["trial"]["id"]}), 409, "trial")
+
+    def test_goes_back_in_history(self):
+        self.root.post("/changes", {"changes": [change("192.168.8.1")]})
+        newest = self.root.get("/history").json["generations"][0]["id"]
+        self.root.post("/changes", {"changes": [change("192.168.8.2")]})
+        differences = self.root.get(f"/history/{newest}/diff").json["changes"]
+        self.assertEqual(differences[0]["values"], [
+            {"property": "address", "before": "192.168.8.1", "after": "192.168.8.2"}])
+        self.assertEqual(self.root.get(f"/history/{newest}/diff/{newest}").json["changes"], [])
+        told = self.root.post(f"/history/{newest}/rollback", {"explain": True}).json
+        self.assertEqual(told["changes"][0]["values"][0]["after"], "192.168.8.1")
+        self.assertEqual(self.root.post(f"/history/{newest}/rollback", {}).status, 200)
+        self.assertEqual(self.address(), "192.168.8.1")
+        self.assertTrue(self.root.get(f"/history/{newest}").json["objects"])
+        self.problem(self.root.get("/history/999999"), 404, "not-found")
+        self.problem(self.root.get("/history/x"), 404, "not-found")
+
+    def test_tells_of_changes_as_they_happen_and_of_those_missed(self):
+        stream = self.root.stream()
+        self.assertEqual(stream.head["Content-Type"], "text/event-stream")
+        self.assertEqual(stream.next()[0], "hello")
+        self.root.post("/changes", {"changes": [change("192.168.9.1")]})
+        name, first, data = stream.await_event("change")
+        self.assertIn("192.168.9.1", data["changes"])
+        stream.close()
+        for last in (2, 3):
+            self.root.post("/changes", {"changes": [change(f"192.168.9.{last}")]})
+        again = self.root.stream(("HTTP_LAST_EVENT_ID", first))
+        told = [again.await_event("change") for _ in range(2)]
+        self.assertIn("192.168.9.2", told[0][2]["changes"])
+        self.assertIn("192.168.9.3", told[1][2]["changes"])
+        self.assertEqual(told[1][2]["number"], told[0][2]["number"] + 1)
+        again.close()
+        other = self.root.stream(("HTTP_LAST_EVENT_ID", "00000000-1"))
+        self.assertEqual([other.next()[0] for _ in range(2)], ["hello", "reset"])
+        other.close()
+
+    def test_tells_of_trials_as_they_happen(self):
+        stream = self.root.stream()
+        self.assertEqual(stream.await_event("trial")[2], {"state": "none"})
+        begun = self.root.post("/changes", {"changes": [change("192.168.10.1")], "trial": 60}).json
+        self.assertEqual(stream.await_event("trial")[2]["id"], begun["trial"]["id"])
+        self.root.post("/trial/revert", {"id": begun["trial"]["id"]})
+        self.assertEqual(stream.await_event("trial")[2], {"state": "none"})
+        stream.close()
+
+    def test_has_streams_for_eight_of_one(self):
+        many = gate.with_token("many", name="many")
+        streams = [many.stream() for _ in range(8)]
+        self.problem(many.get("/events"), 503, "busy")
+        streams.pop().close()
+        gate.await_that(lambda: self.has_room(many), "a place is free again")
+        for each in streams:
+            each.close()
+
+    @staticmethod
+    def has_room(caller):
+        stream = caller.stream()
+        stream.close()
+        return stream.head["Status"].startswith("200")
+
+    def test_tells_metrics_and_status(self):
+        text = self.root.get("/metrics").body.decode()
+        self.assertTrue(text.endswith("# EOF\n"))
+        self.assertIn('interface_receive_bytes_total{interface="eth0"}', text)
+        status = self.root.get("/status").json
+        self.assertEqual(status["device"], {"hostname": "attic"})
+        self.assertEqual(status["trial"], {"state": "none"})
+        commits = self.root.get("/commits").json["commits"]
+        self.assertEqual(sorted((c["number"] for c in commits), reverse=True),
+                         [c["number"] for c in commits])
+
+    def test_lets_in_who_knows_a_password(self):
+        self.problem(gate.Caller().post("/session", {"user": "a", "password": "b"}),
+                     401, "login-refused")
+        paused = gate.Caller().post("/session", {"user": "a", "password": "often"})
+        self.problem(paused, 429, "paused")
+        self.assertEqual(paused.headers["Retry-After"], "7")
+        opened = gate.Caller().post("/session", {"user": "anna", "password": "right"})
+        self.assertEqual(opened.status, 200)
+        cookie, _, attributes = opened.headers["Set-Cookie"].partition("; ")
+        self.assertEqual(attributes, "Path=/api/; HttpOnly; Secure; SameSite=Strict")
+        anna = gate.Caller(("HTTP_COOKIE", cookie))
+        self.assertEqual(anna.get("/session").json["user"], "anna")
+        self.assertEqual(anna.get("/status").status, 200)
+        body = {"changes": [change("192.168.11.1")]}
+        self.problem(anna.post("/changes", body), 403, "csrf")
+        self.problem(anna.post("/changes", body, ("HTTP_X_CSRF_TOKEN", "x")), 403, "csrf")
+        csrf = ("HTTP_X_CSRF_TOKEN", opened.json["csrf"])
+        self.assertEqual(anna.post("/changes", body, csrf).status, 200)
+        stream = anna.stream()
+        self.assertEqual(anna.ask("DELETE", "/session", None, csrf).status, 204)
+        self.problem(anna.get("/session"), 401, "not-logged-in")
+        self.assertEqual(stream.await_event("bye")[2], {})
+        stream.close()
+
+    def test_answers_nobody_it_does_not_know(self):
+        for path in ("/schema", "/objects/system", "/events", "/metrics", "/openapi.json",
+                     "/nothing"):
+            self.problem(gate.Caller().get(path), 401, "not-logged-in")
+            self.problem(gate.Caller(("HTTP_COOKIE", "vorn-session=x")).get(path),
+                         401, "not-logged-in")
+            self.problem(gate.Caller(("HTTP_AUTHORIZATION", "Bearer x")).get(path),
+                         401, "not-logged-in")
+
+    def test_refuses_what_is_no_request(self):
+        for body in (b"", b"[]", b"{", b'{"changes":{}}', b'{"changes":[]}', b'{"changes":[1]}',
+                     b'{"changes":[{"op":"drop","class":"system"}]}',
+                     b'{"changes":[{"op":"update"}],"x":1}',
+                     b'{"changes":[{"op":"update","class":"system","properties":{"contact":1}}]}',
+                     b'{"changes":[{"op":"update","class":"address","properties":{}}]}',
+                     b'{"changes":[{"op":"update","class":"system","properties":{}}],"trial":1}'):
+            answer = self.root.post("/changes", body)
+            self.assertIn(answer.status, (400, 422), (body, answer.body))
+        for name in ("a b", "<a/>", "x y='1'", "system><delete", ""):
+            self.problem(self.root.post("/changes", {"changes": [
+                {"op": "update", "class": name, "properties": {}}]}), 422, "refused")
+            self.problem(self.root.post("/changes", {"changes": [
+                {"op": "update", "class": "system", "properties": {name: "x"}}]}), 422, "refused")
+        hostile = "</contact><x/>&amp;\"'"
+        self.assertEqual(self.root.post("/changes", {"changes": [
+            {"op": "update", "class": "system", "properties": {"contact": hostile}}]}).status, 200)
+        self.assertEqual(
+            self.root.get("/objects/system").json["objects"][0]["properties"]["contact"], hostile)
+        self.problem(self.root.ask("POST", "/changes", None), 400, "bad-request")
+        self.problem(gate.Answer(gate.exchange(gate.frame(
+            "POST", "/api/v1/changes", b"{}", self.root.headers))), 415, "media-type")
+        self.problem(self.root.ask("PUT", "/changes", {}), 405, "method")
+        self.problem(self.root.get("/nothing"), 404, "not-found")
+        self.problem(gate.Answer(gate.exchange(b"99999:")), 431, "header-too-large")
+        self.problem(self.root.post("/changes", b"x" * (1024 * 1024 + 1)), 413, "too-large")
+
+    def test_goes_on_when_the_daemon_is_another(self):
+        global DAEMON
+        stream = self.root.stream()
+        stream.await_event("trial")
+        DAEMON.terminate()
+        DAEMON.wait()
+        self.problem(self.root.get("/status"), 503, "no-daemon")
+        DAEMON = gate.start_daemon()
+        self.assertEqual(stream.await_event("reset")[2], {})
+        self.assertEqual(self.root.get("/status").status, 200)
+        stream.close()
+
+
+if __name__ == "__main__":
+    DAEMON = gate.start_daemon()
+    GATE = gate.start_gate(sys.argv.pop(1))
+    ROOT = gate.with_token("secret")
+    HELPER = Helper()
+    result = unittest.main(exit=False, warnings="ignore").result
+    assert GATE.poll() is None, "the gate has ended"
+    GATE.terminate()
+    assert GATE.wait(5) == 0, "the gate does not end as it should"
+    DAEMON.terminate()
+    DAEMON.wait()
+    sys.exit(not result.wasSuccessful())

@@ -1,0 +1,264 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""The whole door on a throwaway device: lighttpd, the gate, the helper that judges passwords and the
+plugin that starts them: web_test.py BUILD-FOLDER, in the sandbox with a second user."""
+import http.client
+import json
+import os
+import pathlib
+import shutil
+import socket
+import ssl
+import subprocess
+import sys
+import threading
+import time
+import unittest
+
+import gate
+
+BUILD = pathlib.Path(sys.argv.pop(1))
+PORT = 8443
+PASSWORD = "not a long one"
+
+
+def lsql(text):
+    run = subprocess.run([BUILD / "client/vornctl", "query", "-"], input=text, text=True,
+                         capture_output=True, check=False)
+    return run.stdout + run.stderr
+
+
+def vornctl(*words):
+    run = subprocess.run([BUILD / "client/vornctl", *words], text=True, capture_output=True,
+                         check=False)
+    assert run.returncode == 0, (words, run.stdout, run.stderr)
+    return run.stdout
+
+
+def trust():
+    context = ssl.create_default_context()
+    context.check_hostname = False
+    context.verify_mode = ssl.CERT_NONE
+    return context
+
+
+class Browser:
+    """Keeps its connection, its cookie and its CSRF token."""
+
+    def __init__(self, port=PORT):
+        self.connection = http.client.HTTPSConnection("127.0.0.1", port, timeout=20,
+                                                      context=trust())
+        self.cookie = None
+        self.csrf = None
+
+    def ask(self, method, path, body=None, headers=None):
+        headers = dict(headers or {})
+        if self.cookie:
+            headers["Cookie"] = self.cookie
+        if self.csrf and method != "GET":
+            headers["X-CSRF-Token"] = self.csrf
+        if body is not None:
+            headers["Content-Type"] = "application/json"
+            body = json.dumps(body)
+        self.connection.request(method, path, body, headers)
+        answer = self.connection.getresponse()
+        text = answer.read()
+        return answer, text
+
+    def log_in(self, user, password):
+        answer, text = self.ask("POST", "/api/v1/session", {"user": user, "password": password})
+        if answer.status == 200:
+            self.cookie = answer.headers["Set-Cookie"].split(";")[0]
+            self.csrf = json.loads(text)["csrf"]
+        return answer.status
+
+
+def log_in_as_anna():
+    browser = Browser()
+    status = browser.log_in("anna", PASSWORD)
+    deadline = time.monotonic() + 90
+    while status == 429 and time.monotonic() < deadline:  # an earlier test has failed to log in
+        time.sleep(0.2)
+        status = browser.log_in("anna", PASSWORD)
+    assert status == 200, status
+    return browser
+
+
+def is_served():
+    try:
+        return Browser().ask("GET", "/")[0].status == 200
+    except (OSError, http.client.HTTPException):
+        return False
+
+
+class TheDoor(unittest.TestCase):
+    def test_serves_the_page_with_its_headers(self):
+        answer, text = Browser().ask("GET", "/")
+        self.assertEqual((answer.status, text), (200, b"<!doctype html>page"))
+        self.assertIn("default-src 'self'", answer.headers["Content-Security-Policy"])
+        self.assertEqual(answer.headers["X-Content-Type-Options"], "nosniff")
+        for path in ("/../etc/passwd", "/%2e%2e/etc/passwd", "/..%2fetc/passwd", "/nothing"):
+            answer, text = Browser().ask("GET", path)
+            self.assertIn(answer.status, (400, 403, 404), path)
+            self.assertNotIn(b"root", text)
+
+    def test_lets_in_whom_the_system_knows(self):
+        browser = log_in_as_anna()
+        answer, text = browser.ask("GET", "/api/v1/objects/account/anna")
+        self.assertEqual(json.loads(text)["objects"][0]["properties"],
+                         {"password": "********", "state": "applied"})
+        self.assertEqual(Browser().log_in("bert", PASSWORD), 401)
+        self.assertIn(Browser().log_in("anna", PASSWORD + "x"), (401, 429))
+
+    def test_changes_in_the_name_of_who_asks(self):
+        browser = log_in_as_anna()
+        body = {"changes": [{"op": "update", "class": "system", "properties": {"contact": "c"}}]}
+        answer, text = browser.ask("POST", "/api/v1/changes", body)
+        self.assertEqual(answer.status, 200, text)
+        browser.csrf = "wrong"
+        self.assertEqual(browser.ask("POST", "/api/v1/changes", body)[0].status, 403)
+
+    def test_shows_nobody_what_he_may_not_see(self):
+        browser = log_in_as_anna()
+        vornctl("add", "access-rule", "anna", "order=1", "subject=gate:anna", "class=resolver",
+                "operations=*", "effect=deny")
+        answer, text = browser.ask("GET", "/api/v1/objects/resolver")
+        self.assertTrue(answer.status == 404 or json.loads(text)["objects"] == [], text)
+        body = {"changes": [{"op": "update", "class": "resolver", "properties": {"search": "a"}}]}
+        self.assertIn(browser.ask("POST", "/api/v1/changes", body)[0].status, (403, 422))
+        vornctl("delete", "access-rule", "anna")
+        self.assertEqual(browser.ask("POST", "/api/v1/changes", body)[0].status, 200)
+
+    def test_keeps_no_password_but_its_hash(self):
+        saved = pathlib.Path("/etc/config/config.xml").read_text(encoding="utf-8")
+        self.assertNotIn(PASSWORD, saved)
+        self.assertIn("$6$", saved)
+        entry = [line for line in pathlib.Path("/etc/shadow").read_text(encoding="utf-8").split()
+                 if line.startswith("anna:")]
+        self.assertEqual(len(entry), 1)
+        self.assertIn(entry[0].split(":")[1], saved)
+        vornctl("set", "account", "anna", "password=" + PASSWORD)
+        self.assertEqual(log_in_as_anna().ask("GET", "/api/v1/session")[0].status, 200)
+
+    def test_makes_and_takes_users_with_their_accounts(self):
+        vornctl("add", "account", "carl", "password=" + PASSWORD)
+        self.assertIn("carl:x:601", pathlib.Path("/etc/passwd").read_text(encoding="utf-8"))
+        vornctl("delete", "account", "carl")
+        for path in ("/etc/passwd", "/etc/shadow"):
+            self.assertNotIn("carl:", pathlib.Path(path).read_text(encoding="utf-8"))
+        refused = lsql("<lsql><write-transaction><insert><account name=\"nobody\"/></insert>"
+                       "</write-transaction></lsql>")
+        self.assertIn("it is a user of the system", refused)
+        refused = lsql("<lsql><write-transaction><insert><account name=\"a:b\"/></insert>"
+                       "</write-transaction></lsql>")
+        self.assertIn("a user's name is", refused)
+
+    def test_takes_tokens_until_they_are_deleted(self):
+        answer, text = log_in_as_anna().ask("POST", "/api/v1/tokens", {"name": "backup"})
+        self.assertEqual(answer.status, 201, text)
+        program = {"Authorization": "Bearer " + json.loads(text)["token"]}
+        self.assertEqual(Browser().ask("GET", "/api/v1/status", None, program)[0].status, 200)
+        self.assertNotIn(json.loads(text)["token"], vornctl("export", "-"))
+        vornctl("delete", "api-token", "backup")
+        self.assertEqual(Browser().ask("GET", "/api/v1/status", None, program)[0].status, 401)
+
+    @unittest.skipUnless(len(pathlib.Path("/proc/self/uid_map").read_text("ascii").splitlines()) > 1,
+                         "there is one user only")
+    def test_runs_without_rights(self):
+        for name in ("vorn-gate", "lighttpd"):
+            pid = subprocess.run(["pgrep", "-x", name], capture_output=True, text=True,
+                                 check=True).stdout.split()[0]
+            status = pathlib.Path(f"/proc/{pid}/status").read_text(encoding="utf-8")
+            fields = dict(line.split(":\t", 1) for line in status.splitlines() if ":\t" in line)
+            self.assertEqual(fields["Uid"].split(), ["1000"] * 4, name)
+            self.assertEqual(int(fields["CapEff"], 16), 0, name)
+        self.assertEqual(os.stat("/run/vorn-web/passwords").st_mode & 0o777, 0o600)
+        self.assertEqual(os.stat("/run/vorn-web/tokens").st_mode & 0o777, 0o640)
+        self.assertEqual(os.stat("/etc/config/web/certificate.pem").st_mode & 0o777, 0o600)
+
+    def test_streams_events_through_the_web_server(self):
+        browser = log_in_as_anna()
+        browser.connection.request("GET", "/api/v1/events", headers={"Cookie": browser.cookie})
+        stream = browser.connection.getresponse()
+        self.assertEqual(stream.readline(), b"event: hello\n")
+        vornctl("set", "system", "location=here")
+        for line in iter(stream.readline, b""):
+            if line == b"event: change\n":
+                return
+        self.fail("the stream has ended")
+
+    def test_splits_no_headers(self):
+        for line in (b"GET /api/v1/session HTTP/1.1\r\nHost: x\r\nCookie: a\rSet-Cookie: b\r\n\r\n",
+                     b"GET /api/v1/%0d%0aSet-Cookie:x HTTP/1.1\r\nHost: x\r\n\r\n",
+                     b"POST /api/v1/session HTTP/1.1\r\nHost: x\r\nContent-Length: 5\r\n"
+                     b"Content-Length: 6\r\n\r\nabcdef",
+                     b"GET /api/v1/session HTTP/1.1\r\nHost: x\r\nX_CSRF_Token: y\r\n\r\n"):
+            with socket.create_connection(("127.0.0.1", PORT), 10) as raw:
+                with trust().wrap_socket(raw) as client:
+                    client.sendall(line)
+                    answer = client.recv(65536)
+            self.assertIn(answer.split()[1], (b"400", b"401", b"404"), line)
+            self.assertNotIn(b"\r\nSet-Cookie", answer)
+
+    def test_z_pauses_whoever_guesses_and_nobody_who_is_in(self):
+        browser = log_in_as_anna()
+        statuses = []
+
+        def guess():
+            for _ in range(10):
+                statuses.append(Browser().log_in("anna", "a guess"))
+
+        guessers = [threading.Thread(target=guess) for _ in range(4)]
+        for each in guessers:
+            each.start()
+        slowest = 0.0
+        while any(each.is_alive() for each in guessers):
+            began = time.monotonic()
+            self.assertEqual(browser.ask("GET", "/api/v1/session")[0].status, 200)
+            slowest = max(slowest, time.monotonic() - began)
+        self.assertLess(slowest, 2)
+        self.assertEqual(set(statuses), {401, 429})
+        self.assertLess(statuses.count(401), 12)
+
+
+def prepare():
+    shutil.rmtree("/run/vorn-web", ignore_errors=True)
+    passwd = pathlib.Path("/etc/passwd")
+    lines = [line for line in passwd.read_text(encoding="utf-8").splitlines()
+             if line.split(":")[0] in ("root", "nobody")]
+    user = "1000" if HAS_SECOND_USER else "0"
+    # The first name of an id is the one that the daemon knows it by.
+    for name in ("vorn-gate", "www-data"):
+        lines.append(f"{name}:x:{user}:{user}::/:/usr/sbin/nologin")
+    for path, text in (("/etc/passwd", "\n".join(lines) + "\n"),
+                       ("/etc/group", f"root:x:0:\nwww-data:x:{user}:\nvorn-gate:x:{user}:\n"),
+                       ("/etc/shadow", "root:*:19000:0:99999:7:::\n")):
+        pathlib.Path(path).unlink()
+        pathlib.Path(path).write_text(text, encoding="utf-8")
+
+
+HAS_SECOND_USER = len(pathlib.Path("/proc/self/uid_map").read_text(encoding="ascii").splitlines()) > 1
+
+if __name__ == "__main__":
+    prepare()
+    page = pathlib.Path("/run/page")
+    page.mkdir()
+    (page / "index.html").write_text("<!doctype html>page", encoding="ascii")
+    os.environ["VORN_WEB_PAGE"] = str(page)
+    os.environ["PATH"] = f"{BUILD}/gate:" + os.environ["PATH"]
+    daemon = gate.start_daemon()
+    vornctl("add", "account", "anna", "password=" + PASSWORD)
+    vornctl("set", "web", "enabled=on", f"port={PORT}")
+    try:
+        gate.await_that(is_served, "the page is served")
+    except AssertionError:
+        print(vornctl("show", "web"), pathlib.Path("/dev/console").read_text(encoding="utf-8"))
+        raise
+    result = unittest.main(exit=False, warnings="ignore").result
+    if not result.wasSuccessful():
+        print(vornctl("show", "web"), pathlib.Path("/dev/console").read_text(encoding="utf-8"))
+    vornctl("set", "web", "enabled=off")
+    gate.await_that(lambda: not is_served(), "the page is gone")
+    daemon.terminate()
+    daemon.wait()
+    sys.exit(not result.wasSuccessful())

@@ -1,0 +1,125 @@
+// What was edited, before it happens: whether it is still what its author saw, and what it will do.
+import { useEffect, useState } from 'preact/hooks';
+import { link } from '../model/routes.js';
+import { t } from '../model/texts.js';
+import { Apply } from './apply.jsx';
+import { Explanation, labelOfProperty, nameOf, Refused, Value } from './explanation.jsx';
+import { Heading } from './page.jsx';
+import { Table } from './table.jsx';
+
+export function Review({ app }) {
+  const [step, setStep] = useState({ name: 'checking' });
+  const look = async () => {
+    setStep({ name: 'checking' });
+    setStep(await nextStep(app));
+  };
+  useEffect(() => {
+    look();
+  }, [app.drafts.revision, app.commit]);
+
+  const refused = async (error) => {
+    if (error.status === 412) await look();
+    else {
+      app.noteErrors(error.errors);
+      setStep({ name: 'refused', errors: error.errors.length > 0 ? error.errors : [{ detail: error.message }] });
+    }
+  };
+  if (app.drafts.size === 0)
+    return (
+      <>
+        <Heading>{t('review.title')}</Heading>
+        <p class="empty">{t('review.empty')}</p>
+        <p><a class="button" href={link('overview')}>{t('nav.overview')}</a></p>
+      </>
+    );
+  const drop = (change) => {
+    const draft = app.drafts.list.find((d) => d.class === change.class && (d.name ?? '') === (change.name ?? ''));
+    if (draft) app.drafts.discard(draft.key);
+    document.querySelector('h1').focus();
+    app.changed();
+  };
+  return (
+    <>
+      <Heading lead={t('review.lead')}>{t('review.title')}</Heading>
+      <div aria-live="polite" aria-busy={step.name === 'checking'}>
+        {step.name === 'checking' && <p class="quiet">{t('app.busy')}</p>}
+        {step.name === 'conflict' && <Conflicts app={app} conflicts={step.conflicts} />}
+        {step.name === 'refused' && <Refused app={app} errors={step.errors} />}
+        {step.name === 'explained' && <Explanation app={app} explanation={step.explanation} onDrop={drop} />}
+      </div>
+      {step.name === 'explained' && step.explanation.refused.length === 0 && (
+        <Apply app={app} path="/changes" body={{ changes: app.drafts.changes() }} explanation={step.explanation} onRefused={refused} back={lastEdited(app)} />
+      )}
+      {step.name === 'refused' && <p class="actions"><button type="button" onClick={look}>{t('app.again')}</button></p>}
+    </>
+  );
+}
+
+function lastEdited(app) {
+  const draft = app.drafts.list.at(-1);
+  return draft.op === 'update' && draft.name && draft.target?.name ? link('objects', draft.class, draft.name) : link('objects', draft.class);
+}
+
+async function nextStep(app) {
+  try {
+    const conflicts = await app.conflicts();
+    if (conflicts.length > 0) return { name: 'conflict', conflicts };
+    if (app.drafts.size === 0) return { name: 'checking' };
+    const explanation = await app.api.post('/changes', { changes: app.drafts.changes(), ...app.joining(), explain: true });
+    app.noteErrors(explanation.refused);
+    return { name: 'explained', explanation };
+  } catch (error) {
+    const errors = error.errors?.length > 0 ? error.errors : [{ detail: error.type === 'trial' ? `${t('review.busy')} ${error.message}` : error.message }];
+    app.noteErrors(error.errors ?? []);
+    return { name: 'refused', errors };
+  }
+}
+
+function Conflicts({ app, conflicts }) {
+  const decide = (decision) => {
+    decision();
+    app.changed();
+  };
+  return (
+    <section aria-labelledby="conflict">
+      <div class="notice bad tall">
+        <h2 id="conflict">{t('conflict.title')}</h2>
+        <p>{t('conflict.lead')}</p>
+      </div>
+      {conflicts.map((conflict) => {
+        const { draft, what } = conflict;
+        const name = nameOf(app, draft);
+        return (
+          <section class="card" key={draft.key}>
+            <h3>{name}</h3>
+            {what !== 'changed' && <p>{t(`conflict.${what}`)}</p>}
+            {what === 'changed' && <Differing app={app} conflict={conflict} name={name} />}
+            <p class="actions">
+              {what === 'changed' && (
+                <button type="button" aria-label={t('conflict.keepof', { name })} onClick={() => decide(() => app.drafts.keepMine(conflict))}>{t('conflict.keep')}</button>
+              )}
+              <button type="button" aria-label={t('conflict.theirsof', { name })} onClick={() => decide(() => app.drafts.takeTheirs(conflict))}>{t('conflict.theirs')}</button>
+            </p>
+          </section>
+        );
+      })}
+    </section>
+  );
+}
+
+const Differing = ({ app, conflict: { draft, differences }, name }) => (
+  <Table
+    caption={name}
+    kind="diff"
+    columns={[{ label: t('review.setting') }, ...['seen', 'now', 'mine'].map((key) => ({ label: t(`conflict.${key}`) }))]}
+    rows={differences.map(({ property, seen, now, mine }) => ({
+      key: property,
+      cells: [
+        labelOfProperty(app, draft.class, property),
+        <Value text={seen} />,
+        <Value text={now} />,
+        mine === undefined ? <span class="quiet">{t('conflict.unchanged')}</span> : <Value text={mine} />,
+      ],
+    }))}
+  />
+);

@@ -1,0 +1,67 @@
+# SPDX-License-Identifier: MIT
+"""The page in front of a whole board: the daemon with the plugin `web`, and what that starts.
+
+Inside tools/sandbox: board.py BUILD-FOLDER COMMAND...: runs COMMAND on a machine of its own, at the
+other end of the device's cable. VORN_ADDRESS, VORN_USER and VORN_PASSWORD tell it where and as whom
+to log in.
+"""
+import os
+import pathlib
+import shutil
+import socket
+import subprocess
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "tests" / "gate"))
+import gate  # pylint: disable=wrong-import-position
+import web_test  # pylint: disable=wrong-import-position
+
+USER, PASSWORD, ADDRESS = "anna", "a long word", "192.168.1.1"
+
+
+def open_the_door():
+    """Who serves the page is a user without rights, whose files lie where he can read them."""
+    shutil.copytree(web_test.BUILD / "web/page", "/run/page")
+    os.environ["VORN_WEB_PAGE"] = "/run/page"
+    os.environ["PATH"] = f"{web_test.BUILD}/gate:" + os.environ["PATH"]
+    gate.start_daemon()
+    web_test.vornctl("add", "account", USER, "password=" + PASSWORD)
+    web_test.vornctl("set", "web", "enabled=on")
+
+
+def another_machine():
+    """A machine at the other end of the cable, in two networks that the device can be in."""
+    machine = subprocess.Popen(["unshare", "-n", "sleep", "infinity"])
+    inside = ["nsenter", "-t", str(machine.pid), "-n"]
+    own = os.readlink("/proc/self/ns/net")
+    gate.await_that(lambda: os.readlink(f"/proc/{machine.pid}/ns/net") != own, "the machine is there")
+    subprocess.run(["ip", "link", "set", "cable", "netns", str(machine.pid)], check=True)
+    for command in (["ip", "link", "set", "lo", "up"], ["ip", "link", "set", "cable", "up"],
+                    ["ip", "addr", "add", "192.168.1.100/24", "dev", "cable"],
+                    ["ip", "addr", "add", "192.168.2.100/24", "dev", "cable"]):
+        subprocess.run(inside + command, check=True)
+    return inside
+
+
+def answers():
+    try:
+        socket.create_connection((ADDRESS, 443), 1).close()
+        return True
+    except OSError:
+        return False
+
+
+def main():
+    web_test.prepare()
+    open_the_door()
+    inside = another_machine()
+    gate.await_that(answers, "the web server answers")
+    told = {"VORN_ADDRESS": f"https://{ADDRESS}", "VORN_USER": USER, "VORN_PASSWORD": PASSWORD}
+    ended = subprocess.run(inside + sys.argv[1:], env={**os.environ, **told}, check=False)
+    if ended.returncode != 0:
+        print(pathlib.Path("/dev/console").read_text(encoding="utf-8", errors="replace")[-4000:])
+    sys.exit(ended.returncode)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,58 @@
+// How soon the page is of use in a browser whose processor is four times slower, and what it asks for.
+import assert from 'node:assert/strict';
+import { after, before, test } from 'node:test';
+import { accessPoint } from '../boards.mjs';
+import { logIn, openBrowser, visit, withGate } from './support.mjs';
+
+const slower = 4;
+const most = { milliseconds: Number(process.env.VORN_USABLE_MS ?? 1000), requests: 6 };
+
+let browser;
+before(async () => {
+  browser = await openBrowser();
+});
+after(() => browser?.close());
+
+async function slowed(page) {
+  const session = await page.context().newCDPSession(page);
+  await session.send('Emulation.setCPUThrottlingRate', { rate: slower });
+}
+
+/** Milliseconds from the beginning of a load until `selector` is there and the page can be typed into. */
+async function usable(page, address, selector) {
+  await page.goto('about:blank');
+  await page.goto(address, { waitUntil: 'commit' });
+  return page.evaluate(
+    (wanted) =>
+      new Promise((done) => {
+        const seen = () => (document.querySelector(wanted) ? setTimeout(() => done(performance.now())) : requestAnimationFrame(seen));
+        seen();
+      }),
+    selector,
+  );
+}
+
+// What else the machine does only adds to it.
+const fastest = (all) => Math.min(...all);
+
+test('the page is of use within a second, and asks for little', (t) =>
+  withGate(accessPoint(), async (gate, address) => {
+    const page = await visit(browser, address);
+    await page.locator('#user').waitFor();
+    const first = gate.requests.map((r) => r.replace('/api/v1', ''));
+    assert.deepEqual([...first].sort(), ['GET /', 'GET /app.js', 'GET /icon.svg', 'GET /page.css', 'GET /session']);
+    assert.ok(first.length <= most.requests);
+    await logIn(page);
+    await slowed(page);
+    const told = {};
+    for (const [name, place, selector] of [['overview', '#/overview', '.radio .network'], ['addresses', '#/addresses', 'form.object input']]) {
+      const times = [];
+      for (let i = 0; i < 5; i += 1) times.push(await usable(page, `${address}/${place}`, selector));
+      told[name] = Math.round(fastest(times));
+    }
+    await page.getByRole('button', { name: 'Log out' }).click();
+    told.login = Math.round(await usable(page, address, '#password'));
+    t.diagnostic(`usable after ms: ${JSON.stringify(told)}`);
+    for (const [name, time] of Object.entries(told)) assert.ok(time <= most.milliseconds, `${name}: ${time} ms`);
+    await page.context().close();
+  }));

@@ -1,0 +1,67 @@
+// A real browser in front of the page.
+import { existsSync, mkdirSync } from 'node:fs';
+import { join } from 'node:path';
+import { fileURLToPath } from 'node:url';
+import { chromium } from 'playwright-core';
+import { FakeGate } from '../fake_gate.mjs';
+
+const root = fileURLToPath(new URL('../../..', import.meta.url));
+export const files = process.env.VORN_WEB ?? join(root, 'build/release/web/page');
+const pictures = process.env.VORN_PICTURES ?? join(root, 'out/web');
+mkdirSync(pictures, { recursive: true });
+
+const paths = ['/usr/bin/chromium', '/usr/bin/chromium-browser', '/usr/bin/google-chrome'];
+
+export async function openBrowser() {
+  const executablePath = process.env.CHROMIUM ?? paths.find(existsSync);
+  if (!executablePath) throw new Error('There is no Chromium: ./dev deps installs it');
+  // As root, in a container, Chromium has no sandbox of its own to make.
+  return chromium.launch({ executablePath, args: ['--no-sandbox', '--disable-dev-shm-usage', '--disable-gpu'] });
+}
+
+export async function withGate(board, task) {
+  const gate = new FakeGate(board, { files });
+  const address = await gate.listen();
+  try {
+    return await task(gate, address);
+  } finally {
+    gate.close();
+  }
+}
+
+/** A page of a visitor; what goes wrong in it fails the test. */
+export async function visit(browser, address, options = {}) {
+  const context = await browser.newContext({ viewport: { width: 1280, height: 900 }, locale: 'en-GB', ignoreHTTPSErrors: true, ...options });
+  context.setDefaultTimeout(8000);
+  const page = await context.newPage();
+  page.faults = [];
+  page.on('pageerror', (error) => page.faults.push(String(error)));
+  page.on('console', (message) => {
+    // What the browser itself says of a refused request is no fault of the page.
+    if (message.type() === 'error' && !/^Failed to load resource/.test(message.text())) page.faults.push(message.text());
+  });
+  await page.goto(address);
+  return page;
+}
+
+/** Waits for what no element of the page tells. */
+export async function until(isSo) {
+  for (const end = Date.now() + 8000; !isSo();) {
+    if (Date.now() > end) throw new Error(`it never came to this: ${isSo}`);
+    await new Promise((resolve) => { setTimeout(resolve, 5); });
+  }
+}
+
+export async function logIn(page, user = 'anna', password = 'secret') {
+  await page.getByLabel('User').fill(user);
+  await page.getByLabel('Password').fill(password);
+  await page.getByRole('button', { name: 'Log in' }).click();
+  await page.getByRole('navigation').waitFor();
+}
+
+export async function go(page, hash) {
+  await page.evaluate((to) => { location.hash = to; }, hash);
+  await page.locator('h1').waitFor();
+}
+
+export const picture = (page, name) => page.screenshot({ path: join(pictures, `${name}.png`), fullPage: true });
