@@ -207,17 +207,17 @@ void note_startup_made_from(Source source)
     made_from = source;
 }
 
-/*
- * Short of memory, a boot serves what it could read; later there is something better to serve, and
- * there always is when there is no document. A load from within a commit or a refresh would free
- * what providers are being handed.
- */
 void look_for_missing_rules(const vorn_instances *instances)
 {
     const bool may_be_lost = lacks_instances && vorn_classes_get(access_rule_class);
     note_missing_rules(may_be_lost || (kept_pieces && kept_pieces->hold_rules()), instances);
 }
 
+/*
+ * Short of memory, a boot serves what it could read; later there is something better to serve, and
+ * there always is when there is no document. A load from within a commit or a refresh would free
+ * what providers are being handed.
+ */
 int load_startup()
 {
     if (running_config && running_config->home.witnesses) {
