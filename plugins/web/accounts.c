@@ -164,29 +164,6 @@ static FILE *open_like(const char *path, mode_t mode)
     return file;
 }
 
-/* Copies a file line by line; the function writes what becomes of each. Answers 0 or 1. */
-typedef void (*line_fn)(FILE *file, const char *line, void *data);
-static int rewrite(const char *path, mode_t mode, line_fn copy, line_fn finish, void *data)
-{
-    char *line = NULL;
-    size_t room = 0;
-    FILE *old = whole_file_read(path);
-    FILE *file = open_like(path, mode);
-    if (file == NULL) {
-        remember_failure(path);
-        if (old != NULL) fclose(old);
-        return 1;
-    }
-    while (old != NULL && getline(&line, &room, old) > 0)
-        copy(file, line, data);
-    finish(file, NULL, data);
-    free(line);
-    if (old != NULL) fclose(old);
-    if (whole_file_close(file, path, 1) == 0) return 0;
-    remember_failure(path);
-    return 1;
-}
-
 /* What is to be done with both files. */
 struct work {
     const vorn_instances *configuration;
@@ -195,30 +172,112 @@ struct work {
     int next_id;
 };
 
-static int is_gone(const struct work *work, const char *line)
+/* Writes what becomes of a line, which has lost its end, or adds lines to a whole text. */
+typedef void (*write_fn)(FILE *file, const char *text, struct work *work);
+
+/* One that can't be read to its end is not taken for an empty one. Answers 0 or 1, with errno. */
+static int copy_lines(FILE *file, const char *path, write_fn copy, struct work *work)
 {
-    for (int i = 0; i < work->gone_count; i++) {
-        const size_t length = strlen(work->gone[i]);
-        if (strncmp(line, work->gone[i], length) == 0 && line[length] == ':') return 1;
+    char *line = NULL;
+    size_t room = 0;
+    FILE *old = whole_file_read(path);
+    if (old == NULL) return errno != ENOENT;
+    while (getline(&line, &room, old) > 0) {
+        line[strcspn(line, "\n")] = '\0';
+        copy(file, line, work);
     }
+    const int failed = !feof(old);
+    const int reason = errno;
+    free(line);
+    fclose(old);
+    errno = reason;
+    return failed;
+}
+
+static int add_lines(FILE *file, char *const *text, write_fn add, struct work *work)
+{
+    char *copied = fflush(file) == 0 ? strdup(*text) : NULL;
+    if (copied == NULL) return 1;
+    add(file, copied, work);
+    free(copied);
     return 0;
 }
 
-static void copy_user(FILE *file, const char *line, void *data)
+static int replace(const char *path, mode_t mode, const char *text)
 {
-    if (!is_gone(data, line)) fputs(line, file);
+    if (!whole_file_differs(path, text)) return 0;
+    FILE *file = open_like(path, mode);
+    if (file == NULL) return 1;
+    fputs(text, file);
+    return whole_file_close(file, path, 1);
 }
 
-static void add_users(FILE *file, const char *line, void *data)
+static int rewrite(const char *path, mode_t mode, write_fn copy, write_fn add, struct work *work)
 {
-    struct work *work = data;
-    (void)line;
+    char *text = NULL;
+    size_t length = 0;
+    FILE *memory = open_memstream(&text, &length);
+    int failed = memory == NULL || copy_lines(memory, path, copy, work) != 0 ||
+                 add_lines(memory, &text, add, work) != 0;
+    const int reason = errno;
+    if (memory != NULL && fclose(memory) != 0) failed = 1;
+    if (failed) {
+        errno = reason;
+    } else {
+        failed = replace(path, mode, text);
+    }
+    if (failed) remember_failure(path);
+    free(text);
+    return failed;
+}
+
+/* Calls for each line of a text, until an answer isn't 0, which is answered then. */
+static int for_each_line(const char *text, int (*look)(const char *line, const void *data),
+                         const void *data)
+{
+    int answer = 0;
+    for (const char *line = text; answer == 0 && *line != '\0';) {
+        answer = look(line, data);
+        line += strcspn(line, "\n");
+        if (*line == '\n') line++;
+    }
+    return answer;
+}
+
+static int is_line_of(const char *line, const void *name)
+{
+    const size_t length = strlen(name);
+    return strncmp(line, name, length) == 0 && line[length] == ':';
+}
+
+static int has_id(const char *line, const void *id)
+{
+    const char *field = line;
+    for (int fields = 0; fields < 2 && field != NULL; fields++)
+        field = memchr(field, ':', strcspn(field, "\n")) != NULL ? strchr(field, ':') + 1 : NULL;
+    return field != NULL && atoi(field) == *(const int *)id;
+}
+
+static int is_gone(const struct work *work, const char *line)
+{
+    for (int i = 0; i < work->gone_count; i++)
+        if (is_line_of(line, work->gone[i])) return 1;
+    return 0;
+}
+
+static void copy_user(FILE *file, const char *line, struct work *work)
+{
+    if (!is_gone(work, line)) fprintf(file, "%s\n", line);
+}
+
+static void add_users(FILE *file, const char *text, struct work *work)
+{
     vorn_instances_iterator *accounts =
         vorn_instances_new_class_iterator(work->configuration, class_name);
     while (accounts != NULL && vorn_instances_iterator_has_next(accounts)) {
         const char *name = vorn_instance_get_name(vorn_instances_iterator_next(accounts));
-        if (!is_user_name(name) || getpwnam(name) != NULL) continue;
-        while (work->next_id < last_own_id && getpwuid((uid_t)work->next_id) != NULL)
+        if (!is_user_name(name) || for_each_line(text, is_line_of, name)) continue;
+        while (work->next_id < last_own_id && for_each_line(text, has_id, &work->next_id))
             work->next_id++;
         fprintf(file, "%s:x:%d:%d:%s:/nonexistent:/usr/sbin/nologin\n", name, work->next_id++,
                 nogroup, our_users);
@@ -233,45 +292,37 @@ static const char *hash_in(const vorn_instance *account)
     return is_hash(password) ? password : "!";
 }
 
-static void copy_password(FILE *file, const char *line, void *data)
+/* Who was there before keeps his own where his account has none. */
+static int has_no_word(const vorn_instance *account)
 {
-    const struct work *work = data;
+    const struct passwd *user = getpwnam(vorn_instance_get_name(account));
+    return *value_of(account, "password") == '\0' && user != NULL &&
+           strcmp(user->pw_gecos, our_users) != 0;
+}
+
+static void copy_password(FILE *file, const char *line, struct work *work)
+{
     const vorn_instance *account = account_of(work->configuration, line);
     if (is_gone(work, line)) return;
-    if (account == NULL || !may_be_account(vorn_instance_get_name(account))) {
-        fputs(line, file);
+    if (account == NULL || !may_be_account(vorn_instance_get_name(account)) ||
+        has_no_word(account)) {
+        fprintf(file, "%s\n", line);
         return;
     }
     const char *rest = strchr(line, ':') + 1;
-    fprintf(file, "%s:%s%s", vorn_instance_get_name(account), hash_in(account),
+    fprintf(file, "%s:%s%s\n", vorn_instance_get_name(account), hash_in(account),
             rest + strcspn(rest, ":"));
 }
 
-static int has_password_line(const char *name)
+static void add_passwords(FILE *file, const char *text, struct work *work)
 {
-    char *line = NULL;
-    size_t room = 0;
-    int found = 0;
-    const size_t length = strlen(name);
-    FILE *file = whole_file_read(passwords_path);
-    while (file != NULL && !found && getline(&line, &room, file) > 0)
-        found = strncmp(line, name, length) == 0 && line[length] == ':';
-    free(line);
-    if (file != NULL) fclose(file);
-    return found;
-}
-
-static void add_passwords(FILE *file, const char *line, void *data)
-{
-    const struct work *work = data;
     const long today = (long)(time(NULL) / seconds_of_a_day);
-    (void)line;
     vorn_instances_iterator *accounts =
         vorn_instances_new_class_iterator(work->configuration, class_name);
     while (accounts != NULL && vorn_instances_iterator_has_next(accounts)) {
         const vorn_instance *account = vorn_instances_iterator_next(accounts);
         const char *name = vorn_instance_get_name(account);
-        if (is_user_name(name) && may_be_account(name) && !has_password_line(name))
+        if (is_user_name(name) && may_be_account(name) && !for_each_line(text, is_line_of, name))
             fprintf(file, "%s:%s:%ld:0:99999:7:::\n", name, hash_in(account), today);
     }
     vorn_instances_delete_iterator(accounts);

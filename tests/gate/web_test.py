@@ -153,6 +153,36 @@ class TheDoor(unittest.TestCase):
                        "</write-transaction></lsql>")
         self.assertIn("a user's name is", refused)
 
+    def test_leaves_who_was_there_his_own_password(self):
+        files = [pathlib.Path(path) for path in ("/etc/passwd", "/etc/shadow")]
+        before = [(file.stat().st_ino, file.read_text(encoding="utf-8")) for file in files]
+        vornctl("add", "account", "root")
+        vornctl("delete", "account", "root")
+        self.assertEqual([(file.stat().st_ino, file.read_text(encoding="utf-8"))
+                          for file in files], before)
+
+    def test_puts_nothing_in_the_place_of_a_file_that_it_cannot_read(self):
+        shadow = pathlib.Path("/etc/shadow")
+        kept = shadow.rename("/etc/shadow.kept")
+        os.mkfifo(shadow)
+        try:
+            run = subprocess.run([BUILD / "client/vornctl", "add", "account", "dora"],
+                                 capture_output=True, text=True, check=False)
+            self.assertIn('account "dora": failed: /etc/shadow: Invalid argument', run.stderr)
+            self.assertTrue(shadow.is_fifo())
+        finally:
+            kept.replace(shadow)
+        vornctl("set", "account", "dora", "password=" + PASSWORD + "!")
+        self.assertIn("applied", vornctl("show", "account", "dora"))
+        vornctl("delete", "account", "dora")
+
+    def test_adds_a_line_where_the_last_one_has_no_end(self):
+        users = pathlib.Path("/etc/passwd")
+        users.write_text(users.read_text(encoding="utf-8").rstrip("\n"), encoding="utf-8")
+        vornctl("add", "account", "emil", "password=" + PASSWORD)
+        self.assertIn("\nemil:x:601", users.read_text(encoding="utf-8"))
+        vornctl("delete", "account", "emil")
+
     def test_takes_tokens_until_they_are_deleted(self):
         answer, text = log_in_as_anna().ask("POST", "/api/v1/tokens", {"name": "backup"})
         self.assertEqual(answer.status, 201, text)
