@@ -51,12 +51,13 @@ void put_in_force(RulesInForce *rules)
     discard(std::exchange(access_rules, rules));
 }
 
-Subject subject_of(const vorn_peer *peer)
+/* The kernel is asked for groups only when there are rules about some: each question costs. */
+Subject subject_of(const vorn_peer *peer, const AccessRules *rules)
 {
     Subject subject;
     subject.uid = vorn_peer_get_uid(peer);
     std::strcpy(subject.gate_name, vorn_peer_get_for_user(peer));
-    if (*subject.gate_name) return subject;
+    if (*subject.gate_name || !rules || !rules->names_groups()) return subject;
     subject.gid = vorn_peer_get_gid(peer);
     const int count = known_groups(peer, subject.groups, Subject::most_groups);
     subject.knows_groups = subject.gid != Subject::unknown && count >= 0 &&
@@ -157,7 +158,7 @@ void note_missing_rules(bool are_missing, const vorn_instances *instances)
 
 void Access::find(const vorn_peer &peer)
 {
-    find(subject_of(&peer));
+    find(subject_of(&peer, access_rules->rules));
 }
 
 void Access::find(const Subject &subject)

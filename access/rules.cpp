@@ -175,6 +175,7 @@ Outcome AccessRules::add(const vorn_instance &instance)
         const Outcome outcome = read_part(*rule, value_in(instance, property));
         if (outcome != Outcome::done) return outcome;
     }
+    names_groups_ |= rule->whom == AccessRule::Whom::group;
     AccessRule **place = &first_;
     while (*place && (*place)->is_before(*rule))
         place = &(*place)->next;

@@ -64,6 +64,8 @@ public:
     /* Whether there is anything that somebody may not do. */
     bool restricts() const { return first_ || !default_read_ || !default_write_; }
     const char *gate_user() const { return gate_user_; }
+    /* Whether it matters to any rule which groups somebody is in. */
+    bool names_groups() const { return names_groups_; }
 
 private:
     Outcome add(const vorn_instance &instance);
@@ -72,6 +74,7 @@ private:
     AccessRule *first_ = nullptr;
     bool default_read_ = true;
     bool default_write_ = true;
+    bool names_groups_ = false;
     char gate_user_[longest_user + 1] = "vorn-gate";
 };
 

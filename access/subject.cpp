@@ -123,15 +123,12 @@ bool SubjectNames::read(const Subject &subject, const AccessRules &rules)
     subject_ = &subject;
     if (*subject.gate_name) return true;
     bool names_users = false;
-    bool names_groups = false;
-    for (const AccessRule *each = rules.first(); each; each = each->next) {
+    for (const AccessRule *each = rules.first(); each; each = each->next)
         names_users |= each->whom == AccessRule::Whom::user;
-        names_groups |= each->whom == AccessRule::Whom::group;
-    }
     if (names_users && subject.uid != Subject::unknown &&
         !read_file("/etc/passwd", AccessRule::Whom::user))
         return false;
-    return !names_groups || !subject.knows_groups ||
+    return !rules.names_groups() || !subject.knows_groups ||
            read_file("/etc/group", AccessRule::Whom::group);
 }
 

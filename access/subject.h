@@ -22,7 +22,7 @@ struct Subject {
     std::uint32_t gid = unknown;
     unsigned int group_count = 0;
     bool knows_groups = false;
-    std::uint32_t groups[most_groups] = {};
+    std::uint32_t groups[most_groups];          /* so many of them are known */
     char gate_name[longest_gate_name + 1] = ""; /* who the gate speaks for; empty for nobody */
 
     bool is_same(const Subject &other) const;

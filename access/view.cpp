@@ -161,7 +161,11 @@ bool AccessView::find_rights(const vorn_class &klass, ClassRights &rights) const
 const ClassRights &AccessView::of(const vorn_class &klass) const
 {
     static const ClassRights none;
-    if (const ClassRights *known = classes_.get(&klass)) return *known;
+    if (last_class_ == &klass) return *last_rights_;
+    if (const ClassRights *known = classes_.get(&klass)) {
+        last_class_ = &klass;
+        return *(last_rights_ = known);
+    }
     Owned<ClassRights> rights = make<ClassRights>();
     if (!rights || !find_rights(klass, *rights) || classes_.insert(&klass, rights.get()) != 0) {
         out_of_memory_ = true;

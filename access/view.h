@@ -69,6 +69,9 @@ private:
     mutable bool out_of_memory_ = false;
     mutable IdentityTable<vorn_class, ClassRights> classes_;
     mutable ClassRights *first_ = nullptr;
+    /* A request asks for the rights to one class again and again. */
+    mutable const vorn_class *last_class_ = nullptr;
+    mutable const ClassRights *last_rights_ = nullptr;
 
 public:
     /* For whoever keeps views: how many use it, and the next one. */

@@ -129,27 +129,24 @@ Line<message_room> denial(const ClassRights &rights, const vorn_class &klass, co
 
 } // namespace
 
-bool may_update(QueryOperation &operation)
+bool may_update(QueryOperation &operation, const vorn_class &klass)
 {
     const AccessView *view = operation.request.view;
     operation.request.writes++;
-    return for_each_class(
-        *view, *vorn_classes_get(operation.class_name), [&](const vorn_class &klass) {
-            if (!view->of(klass).is_updatable &&
-                !has_words_only(klass, operation.property_elements))
-                return deny_class(operation, klass);
-            return may_write_all(operation, klass, operation.property_elements, false);
-        });
+    return for_each_class(*view, klass, [&](const vorn_class &each) {
+        if (!view->of(each).is_updatable && !has_words_only(each, operation.property_elements))
+            return deny_class(operation, each);
+        return may_write_all(operation, each, operation.property_elements, false);
+    });
 }
 
-bool may_delete(QueryOperation &operation)
+bool may_delete(QueryOperation &operation, const vorn_class &klass)
 {
     const AccessView *view = operation.request.view;
     operation.request.writes++;
-    return for_each_class(*view, *vorn_classes_get(operation.class_name),
-                          [&](const vorn_class &klass) {
-                              return view->of(klass).is_deletable || deny_class(operation, klass);
-                          });
+    return for_each_class(*view, klass, [&](const vorn_class &each) {
+        return view->of(each).is_deletable || deny_class(operation, each);
+    });
 }
 
 /* An element of no class that there is ends the second pass. */

@@ -14,8 +14,8 @@ namespace vorn {
  * What may not be changed is refused in the first pass, when nothing has happened yet, and the
  * request with it. False then. Of a request with a view, that is: others are not asked.
  */
-bool may_update(QueryOperation &operation);
-bool may_delete(QueryOperation &operation);
+bool may_update(QueryOperation &operation, const vorn_class &klass);
+bool may_delete(QueryOperation &operation, const vorn_class &klass);
 bool may_insert(QueryOperation &operation);
 
 /*

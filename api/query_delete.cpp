@@ -37,12 +37,13 @@ bool delete_instance(QueryOperation &operation, vorn_instance *instance)
 bool query_delete(QueryOperation &operation)
 {
     if (!has_valid_guard(operation)) return true;
-    if (!known_class(operation.request, operation.class_name)) {
+    const vorn_class *klass = known_class(operation.request, operation.class_name);
+    if (!klass) {
         expect_match(operation);
         return true;
     }
     if (is_first_pass(operation.request)) {
-        if (operation.request.view && !may_delete(operation)) return true;
+        if (operation.request.view && !may_delete(operation, *klass)) return true;
         collect_where(operation);
         return false;
     }

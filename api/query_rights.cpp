@@ -18,6 +18,7 @@ constexpr AccessWord words[] = {
 const AccessWord *find_access_word(const vorn_class &klass, const char *property)
 {
     for (const AccessWord &each : words) {
+        if (*each.property != *property) continue; /* as with most, which nothing is compared of */
         if (std::strcmp(each.klass, klass.name.get()) == 0 &&
             std::strcmp(each.property, property) == 0)
             return &each;

@@ -61,12 +61,13 @@ void leave_out_of_updates(const vorn_instance *instance)
 bool query_update(QueryOperation &operation)
 {
     if (!has_valid_guard(operation)) return true;
-    if (!known_class(operation.request, operation.class_name)) {
+    const vorn_class *klass = known_class(operation.request, operation.class_name);
+    if (!klass) {
         report(operation, "Unknown class \"%s\".", operation.class_name);
         return true;
     }
     if (is_first_pass(operation.request)) {
-        if (operation.request.view && !may_update(operation)) return true;
+        if (operation.request.view && !may_update(operation, *klass)) return true;
         collect_where(operation);
         return false;
     }
