@@ -65,7 +65,10 @@ constexpr struct {
     {"memory is refused to a lookup by name", 400},
     {"memory is refused to a lookup of a singleton", 200},
     {"memory is refused to who picks one", 2000},
-    {"memory is refused to a walk", 500},
+    {"memory is refused to a walk of a plugin", 500},
+    {"memory is refused to a walk of who only reads", 300},
+    {"a plugin's walk is refused halfway", 200},
+    {"a plugin's walk is given up", 20},
     {"memory is refused to a walk over a group", 300},
     {"memory is refused to who changes what he reads", 10},
 };

@@ -169,14 +169,49 @@ protected:
         const char *only = of_one_name ? name.c_str() : nullptr;
         const bool only_reads = below(2);
         const vorn_instances *walked = lazy.store(of_copy);
-        vorn_instances_iterator *one = found_lazily("a walk", [&] {
+        const char *whose = only_reads ? "a walk of who only reads" : "a walk of a plugin";
+        if (!only_reads && memory_is_refused && below(4) == 0)
+            return walk_in_vain(walked, class_name, only);
+        vorn_instances_iterator *one = found_lazily(whose, [&] {
             return only_reads ? new_reading_iterator(walked, class_name, only)
-                              : vorn_instances_new_group_iterator(walked, class_name, only);
+                              : begun_walk(walked, class_name, only);
         });
         ASSERT_NE(one, nullptr);
         walks.push_back({walked, one,
                          vorn_instances_new_group_iterator(eager.store(of_copy), class_name, only),
                          only_reads});
+    }
+    /* What a plugin's walk fetched before memory ran out stays fetched, and shows nowhere. */
+    vorn_instances_iterator *begun_walk(const vorn_instances *walked, const char *class_name,
+                                        const char *only)
+    {
+        const std::size_t before = fetched();
+        vorn_instances_iterator *walk = vorn_instances_new_group_iterator(walked, class_name, only);
+        if (!walk && fetched() > before) happens("a plugin's walk is refused halfway");
+        return walk;
+    }
+    /* A plugin that is refused memory for its walk may never ask again. */
+    void walk_in_vain(const vorn_instances *walked, const char *class_name, const char *only)
+    {
+        int tries = 1 + below(8);
+        FailEachAllocation(
+            [&] {
+                if (tries == 0) return;
+                vorn_instances_iterator *walk = begun_walk(walked, class_name, only);
+                if (--tries == 0 && !walk) happens("a plugin's walk is given up");
+                if (walk) vorn_instances_delete_iterator(walk);
+            },
+            0);
+        compare_stores();
+    }
+    std::size_t fetched() const
+    {
+        std::size_t count = 0;
+        if (!lazy.copy) return count;
+        for (auto [name, entry] : lazy.copy->classes)
+            if (entry->overlay && entry->overlay->by_original)
+                count += entry->overlay->by_original.size();
+        return count;
     }
     void step_walk(bool = true)
     {

@@ -214,6 +214,23 @@ TEST_F(WorkingCopies, LeaveTheWholeClassBehindWhoseOrderChangesInTheOriginal)
               (many + 1U) * sizeof(vorn_instance));
 }
 
+/* It stays at home where it was filed first, and is heard there. */
+TEST_F(WorkingCopies, LeaveNoGuestBehind)
+{
+    vorn_instances *home = vorn_instances_new();
+    vorn_instance *guest = new_instance(radio, "guest").release();
+    ASSERT_EQ(vorn_instances_add(home, guest), 0);
+    old = of_class("radio");
+    ASSERT_EQ(vorn_instances_add(running, guest), 0);
+
+    begin();
+    accept();
+
+    EXPECT_TRUE(is_at_home(*home, *guest));
+    EXPECT_EQ(vorn_instances_get_left_behind() - instances_before, old.size());
+    vorn_instances_delete_all(home);
+}
+
 TEST_F(WorkingCopies, AreTakenOverWithoutAnyMemory)
 {
     begin();
