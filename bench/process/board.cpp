@@ -14,6 +14,7 @@
 
 #include <unistd.h>
 
+#include "access/access.h"
 #include "process/numbered.h"
 
 namespace vorn::bench {
@@ -28,17 +29,39 @@ int accepts_anything(const char *)
 void apply_nothing(vorn_instance *, const char *, const char *, const char *)
 {}
 
-void add_class(const char *name)
+void add_property(vorn_class *klass, const char *name)
+{
+    vorn_property *property = vorn_property_new(name);
+    vorn_property_set_is_valid_fn(property, accepts_anything);
+    vorn_class_add_property(klass, property);
+}
+
+vorn_class *new_class(const char *name, int type)
 {
     vorn_class *klass = vorn_class_new(name);
-    vorn_class_set_type(klass, VORN_CLASS_UNIQUE_NAMED);
+    vorn_class_set_type(klass, type);
     vorn_class_set_persistence(klass, 1);
-    for (int i = 0; i < values_per_instance; i++) {
-        vorn_property *property = vorn_property_new(numbered("p", i).c_str());
-        vorn_property_set_is_valid_fn(property, accepts_anything);
-        vorn_class_add_property(klass, property);
-    }
+    return klass;
+}
+
+void add_class(const char *name)
+{
+    vorn_class *klass = new_class(name, VORN_CLASS_UNIQUE_NAMED);
+    for (int i = 0; i < values_per_instance; i++)
+        add_property(klass, numbered("p", i).c_str());
     vorn_classes_add(klass);
+}
+
+void add_classes_of_rules()
+{
+    vorn_class *rule = new_class(access_rule_class, VORN_CLASS_UNIQUE_NAMED);
+    for (const char *name : {"order", "subject", "class", "properties", "operations", "effect"})
+        add_property(rule, name);
+    vorn_classes_add(rule);
+    vorn_class *defaults = new_class(access_default_class, VORN_CLASS_SINGLETON);
+    for (const char *name : {"read", "write", "gate-user"})
+        add_property(defaults, name);
+    vorn_classes_add(defaults);
 }
 
 void add_committer(const char *provider_name, std::initializer_list<const char *> classes)
@@ -75,6 +98,7 @@ void register_everything()
     add_class("Item");
     for (int i = 0; i < other_classes; i++)
         add_class(numbered("Other", i).c_str());
+    add_classes_of_rules();
     vorn_classes_done_adding();
     vorn_providers_init();
     add_committer("applier", {"Few", "Item"});
