@@ -1,67 +1,24 @@
 /* SPDX-License-Identifier: MIT */
-/* SHA-256 as FIPS 180-4 has it: for a few hundred bytes a time a library would cost more. */
 #include "sha256.h"
 
 #include <array>
-#include <bit>
 #include <cstdint>
 #include <new>
 #include <vector>
 
+#include <nettle/base16.h>
+#include <nettle/memops.h>
+#include <nettle/sha2.h>
 #include <sys/random.h>
 
 namespace vorn::gate {
 
 namespace {
 
-constexpr std::array<std::uint32_t, 64> constants = {
-    0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
-    0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
-    0xe49b69c1, 0xefbe4786, 0x0fc19dc6, 0x240ca1cc, 0x2de92c6f, 0x4a7484aa, 0x5cb0a9dc, 0x76f988da,
-    0x983e5152, 0xa831c66d, 0xb00327c8, 0xbf597fc7, 0xc6e00bf3, 0xd5a79147, 0x06ca6351, 0x14292967,
-    0x27b70a85, 0x2e1b2138, 0x4d2c6dfc, 0x53380d13, 0x650a7354, 0x766a0abb, 0x81c2c92e, 0x92722c85,
-    0xa2bfe8a1, 0xa81a664b, 0xc24b8b70, 0xc76c51a3, 0xd192e819, 0xd6990624, 0xf40e3585, 0x106aa070,
-    0x19a4c116, 0x1e376c08, 0x2748774c, 0x34b0bcb5, 0x391c0cb3, 0x4ed8aa4a, 0x5b9cca4f, 0x682e6ff3,
-    0x748f82ee, 0x78a5636f, 0x84c87814, 0x8cc70208, 0x90befffa, 0xa4506ceb, 0xbef9a3f7, 0xc67178f2,
-};
-
-using State = std::array<std::uint32_t, 8>;
-constexpr std::size_t block_size = 64;
-
-void mix(State &state, const unsigned char *block)
+std::string digits_of(const std::uint8_t *bytes, std::size_t count)
 {
-    std::array<std::uint32_t, 64> words{};
-    for (std::size_t i = 0; i < 16; i++) {
-        words[i] = std::uint32_t{block[4 * i]} << 24 | std::uint32_t{block[4 * i + 1]} << 16 |
-                   std::uint32_t{block[4 * i + 2]} << 8 | block[4 * i + 3];
-    }
-    for (std::size_t i = 16; i < words.size(); i++) {
-        const std::uint32_t one = words[i - 15];
-        const std::uint32_t two = words[i - 2];
-        words[i] = words[i - 16] + (std::rotr(one, 7) ^ std::rotr(one, 18) ^ one >> 3) +
-                   words[i - 7] + (std::rotr(two, 17) ^ std::rotr(two, 19) ^ two >> 10);
-    }
-    State now = state;
-    auto &[a, b, c, d, e, f, g, h] = now;
-    for (std::size_t i = 0; i < words.size(); i++) {
-        const std::uint32_t first = h + (std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25)) +
-                                    ((e & f) ^ (~e & g)) + constants[i] + words[i];
-        const std::uint32_t second =
-            (std::rotr(a, 2) ^ std::rotr(a, 13) ^ std::rotr(a, 22)) + ((a & b) ^ (a & c) ^ (b & c));
-        now = {first + second, a, b, c, d + first, e, f, g};
-    }
-    for (std::size_t i = 0; i < state.size(); i++)
-        state[i] += now[i];
-}
-
-std::string digits_of(const unsigned char *bytes, std::size_t count)
-{
-    constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (std::size_t i = 0; i < count; i++) {
-        text += digits[bytes[i] >> 4];
-        text += digits[bytes[i] & 15];
-    }
+    std::string text(BASE16_ENCODE_LENGTH(count), '0');
+    base16_encode_update(text.data(), count, bytes);
     return text;
 }
 
@@ -69,37 +26,24 @@ std::string digits_of(const unsigned char *bytes, std::size_t count)
 
 std::string sha256(std::string_view bytes)
 {
-    State state = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
-                   0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
-    std::string padded(bytes);
-    padded += '\x80';
-    while (padded.size() % block_size != block_size - 8)
-        padded += '\0';
-    for (int shift = 56; shift >= 0; shift -= 8)
-        padded += static_cast<char>(std::uint64_t{bytes.size()} * 8 >> shift);
-    for (std::size_t at = 0; at < padded.size(); at += block_size)
-        mix(state, reinterpret_cast<const unsigned char *>(padded.data()) + at);
-
-    std::array<unsigned char, 32> digest{};
-    for (std::size_t i = 0; i < digest.size(); i++)
-        digest[i] = static_cast<unsigned char>(state[i / 4] >> (24 - 8 * (i % 4)));
+    sha256_ctx context;
+    std::array<std::uint8_t, SHA256_DIGEST_SIZE> digest{};
+    sha256_init(&context);
+    sha256_update(&context, bytes.size(), reinterpret_cast<const std::uint8_t *>(bytes.data()));
+    sha256_digest(&context, digest.size(), digest.data());
     return digits_of(digest.data(), digest.size());
 }
 
 std::string random_digits(std::size_t bytes)
 {
-    std::vector<unsigned char> chance(bytes);
+    std::vector<std::uint8_t> chance(bytes);
     if (getrandom(chance.data(), bytes, 0) != static_cast<ssize_t>(bytes)) throw std::bad_alloc();
     return digits_of(chance.data(), bytes);
 }
 
 bool is_same_secret(std::string_view one, std::string_view other)
 {
-    if (one.size() != other.size()) return false;
-    unsigned difference = 0;
-    for (std::size_t i = 0; i < one.size(); i++)
-        difference |= static_cast<unsigned char>(one[i]) ^ static_cast<unsigned char>(other[i]);
-    return difference == 0;
+    return one.size() == other.size() && memeql_sec(one.data(), other.data(), one.size()) != 0;
 }
 
 } // namespace vorn::gate
