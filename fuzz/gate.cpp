@@ -133,6 +133,7 @@ struct Gate {
             vorn::gate::Tokens(path),
             {},
             {},
+            {},
             [](const std::string &, const std::string &, const std::string &tried) {
                 return Verdict{tried == password ? Verdict::Kind::right : Verdict::Kind::wrong, 0};
             }});

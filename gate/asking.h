@@ -8,6 +8,7 @@
 #include <device.h>
 
 #include "answer.h"
+#include "known_answers.h"
 #include "schemas.h"
 
 namespace vorn::gate {
@@ -23,6 +24,7 @@ struct Caller {
 struct Desk {
     client::Device &device;
     Schemas &schemas;
+    KnownAnswers &answers;
 };
 
 /* A request in the name of somebody. */

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "connection.h"
 
+#include <array>
 #include <cerrno>
 
 #include <sys/socket.h>
@@ -24,6 +25,17 @@ ssize_t sent(int descriptor, std::string_view bytes)
 }
 
 } // namespace
+
+ssize_t Connection::receive()
+{
+    std::array<char, 16384> piece;
+    for (;;) {
+        const ssize_t count = recv(descriptor, piece.data(), piece.size(), 0);
+        if (count < 0 && errno == EINTR) continue;
+        if (count > 0 && !drains) received.append(piece.data(), static_cast<std::size_t>(count));
+        return count;
+    }
+}
 
 bool Connection::send(std::string_view bytes)
 {

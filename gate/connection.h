@@ -20,6 +20,8 @@ struct Connection {
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
 
+    /* Adds a piece of what has come: how many bytes, 0 at the end, below 0 with errno set. */
+    ssize_t receive();
     /* Sends what the system takes at once and keeps the rest. False when it is broken. */
     bool send(std::string_view bytes);
     bool send_rest();

@@ -1,7 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -13,21 +12,30 @@
 
 namespace vorn::gate {
 
-/* Connections whose request waits for a thread. */
+/* Connections whose request waits for a thread; a bell, which is a descriptor, rings for each. */
 class Queue {
 public:
-    explicit Queue(std::size_t most) : most_(most) {}
+    /* Without a bell nothing can be put. */
+    explicit Queue(std::size_t most);
+    ~Queue();
+    Queue(const Queue &) = delete;
+    Queue &operator=(const Queue &) = delete;
 
     /* False when there are too many; the connection stays with the caller. */
     bool put(Owned &connection);
-    /* Waits for one. */
+    /* Null when there is none, as it may be although the bell rang. */
     Owned take();
+    /* For whoever was woken by the bell, before he takes: it does not ring for that one any more.
+     */
+    void hear() const;
+
+    int bell() const { return bell_; }
 
 private:
     std::mutex mutex_;
-    std::condition_variable filled_;
     std::deque<Owned> connections_;
     std::size_t most_;
+    int bell_;
 };
 
 /* What the watcher has seen for a user. */

@@ -182,6 +182,7 @@ int main(int count, char *arguments[])
         vorn::gate::Tokens(options.tokens),
         {},
         {},
+        {},
         [&](const std::string &address, const std::string &user, const std::string &password) {
             return vorn::gate::ask_for_password(passwords, address, user, password);
         }};

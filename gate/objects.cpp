@@ -145,14 +145,19 @@ Json json_of_object(const client::Instance &instance, const DeviceSchema &schema
     return json;
 }
 
-Answer get_objects(Desk &desk, const Caller &caller, const Request &request)
+namespace {
+
+std::string question_of(const Caller &caller, const Query &query, const client::Schema &schema)
 {
-    const auto schema = desk.schemas.of(desk.device, caller.user);
-    const Query query = query_in(request, *schema);
     client::Request lsql = request_for(caller, client::Request::Kind::plain);
     lsql.ask_for_commit();
-    lsql.select(query.target, selected(query, schema->schema));
-    const std::string reply = desk.device.ask(lsql.text());
+    lsql.select(query.target, selected(query, schema));
+    return lsql.text();
+}
+
+/* What the daemon's reply says, in JSON and with its tag. */
+Answer answer_of_reply(const std::string &reply, const Query &query, const DeviceSchema &schema)
+{
     const std::vector<client::Outcome> outcomes = client::parse_answer(reply);
     if (outcomes.empty()) throw Problem{500, "failed", "The daemon's answer makes no sense."};
     if (outcomes[0].rc != 0) throw problem_of(outcomes[0].error);
@@ -162,10 +167,10 @@ Answer get_objects(Desk &desk, const Caller &caller, const Request &request)
     std::string tag;
     Json objects = list();
     for (const client::Instance &each : outcomes[0].instances) {
-        const client::Instance instance = as_own_class(each, *schema);
-        Json json = json_of_object(instance, *schema, query.shown);
+        const client::Instance instance = as_own_class(each, schema);
+        Json json = json_of_object(instance, schema, query.shown);
         if (has_tag(*query.klass)) {
-            tag = tag_of(instance, *schema);
+            tag = tag_of(instance, schema);
             put_text(json, "etag", '"' + tag + '"');
         }
         append(objects, std::move(json));
@@ -176,8 +181,27 @@ Answer get_objects(Desk &desk, const Caller &caller, const Request &request)
     Answer answer = answer_of(json);
     if (!query.is_one || outcomes[0].instances.size() != 1)
         tag = "l-" + sha256(answer.body).substr(0, digits_of_tag);
-    if (!query.is_one && unquoted(request.if_none_match) == tag) answer = {304, "", ""};
     answer.headers.emplace_back("ETag", '"' + tag + '"');
+    return answer;
+}
+
+} // namespace
+
+Answer get_objects(Desk &desk, const Caller &caller, const Request &request)
+{
+    const auto schema = desk.schemas.of(desk.device, caller.user);
+    const auto known = desk.answers.find(schema, caller.user, request.uri);
+    const Query query = query_in(request, *schema);
+    const std::string question =
+        known ? known->question : question_of(caller, query, schema->schema);
+    std::string reply = desk.device.ask(question);
+    const bool is_known = known && known->reply == reply;
+    Answer answer = is_known ? known->answer : answer_of_reply(reply, query, *schema);
+    if (!is_known)
+        desk.answers.keep({schema, caller.user, request.uri, question, std::move(reply), answer});
+    const std::string &tag = answer.headers.back().second;
+    if (!query.is_one && unquoted(request.if_none_match) == unquoted(tag))
+        return {304, "", "", answer.headers};
     return answer;
 }
 

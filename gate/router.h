@@ -19,6 +19,7 @@ struct House {
     Sessions sessions;
     Tokens tokens;
     Schemas schemas;
+    KnownAnswers answers;
     Tickets tickets;
     /* Whether that is the password: address, user, password. */
     std::function<Verdict(const std::string &, const std::string &, const std::string &)> judge;

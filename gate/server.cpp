@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * One loop reads requests and writes streams, and waits for nobody. A few threads ask the daemon,
- * one lets passwords be judged, one watches the device for events.
+ * One loop reads requests that come in pieces and writes streams, and waits for nobody. A few
+ * threads answer requests (workers.cpp), one lets passwords be judged, one watches the device for
+ * events.
  */
 #include "server.h"
 
@@ -16,43 +17,22 @@
 #include <sys/socket.h>
 
 #include "bounds.h"
-#include "inbox.h"
 #include "scgi.h"
 #include "watcher.h"
+#include "workers.h"
 
 namespace vorn::gate {
 
 namespace {
 
-constexpr std::size_t number_of_workers = 3;
-constexpr std::size_t most_logins = 8;
-constexpr int daemon_patience_ms = 30000;
 constexpr int tick_ms = 1000;
 constexpr std::int64_t seconds_for_a_request = 10; /* and as long for its answer */
 constexpr std::int64_t seconds_between_signs = 15;
 
-/* Answers requests until the queue ends; what is not sent at once goes back to the loop. */
-void work(House &house, Queue &queue, Inbox &inbox)
-{
-    client::Device device(daemon_patience_ms);
-    for (;;) {
-        Owned connection = queue.take();
-        Served served = serve(house, device, connection->request);
-        connection->request = {};
-        connection->is_stream = served.stream.has_value();
-        connection->ends = !connection->is_stream;
-        if (connection->is_stream) connection->stream = std::move(*served.stream);
-        const std::string bytes =
-            connection->is_stream ? head_of_stream(served.answer) : bytes_of(served.answer);
-        if (!connection->send(bytes)) continue;
-        if (connection->is_stream || !connection->unsent.empty()) inbox.give(std::move(connection));
-    }
-}
-
 class Loop {
 public:
     Loop(House &house, int listener, int wake)
-        : house_(house), listener_(listener), inbox_(wake), watcher_(house, inbox_), wake_(wake)
+        : house_(house), office_(house, listener, wake), watcher_(house, office_.inbox), wake_(wake)
     {}
     ~Loop()
     {
@@ -68,29 +48,31 @@ private:
     bool watch(int descriptor, unsigned events, int how) const;
     void accept_all();
     void receive(Connection &connection);
+    bool read(Connection &connection);
     void dispatch(Connection &connection);
     void refuse(Connection &connection, const Problem &problem);
     void keep(Owned connection);
     void forget(Connection &connection);
     void after_sending(Connection &connection, bool is_sound);
     void take_inbox();
+    void begin_request(Owned connection);
     void begin_stream(Owned connection);
     void tell(const News &news);
     void tell_stream(Connection &connection, const News &news);
     void tick();
+    void help_out();
     void count_streams();
 
     House &house_;
-    int listener_;
+    Office office_;
     int poll_ = -1;
-    Queue requests_{most_jobs};
-    Queue logins_{most_logins};
-    Inbox inbox_;
     Watcher watcher_;
     int wake_;
     std::unordered_map<int, Owned> connections_;
     std::map<std::string, News> recent_; /* the last news of each user who listens */
     bool have_streams_gone_ = false;
+    bool helps_out_ = false; /* it accepts, since nobody else does */
+    unsigned answered_ = 0;  /* by the last tick */
     std::int64_t next_sign_ = 0;
 };
 
@@ -105,8 +87,7 @@ bool Loop::watch(int descriptor, unsigned events, int how) const
 bool Loop::begin()
 {
     poll_ = epoll_create1(EPOLL_CLOEXEC);
-    return poll_ >= 0 && watch(listener_, EPOLLIN, EPOLL_CTL_ADD) &&
-           watch(wake_, EPOLLIN, EPOLL_CTL_ADD);
+    return poll_ >= 0 && watch(wake_, EPOLLIN, EPOLL_CTL_ADD);
 }
 
 void Loop::keep(Owned connection)
@@ -124,23 +105,29 @@ void Loop::forget(Connection &connection)
     connections_.erase(connection.descriptor);
 }
 
-/* A whole request mostly comes at once: it needs no watching then. */
 void Loop::accept_all()
 {
     for (;;) {
-        const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        const int descriptor =
+            accept4(office_.listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (descriptor < 0) return;
-        auto connection = std::make_unique<Connection>(descriptor);
-        connection->began = now_s();
-        if (connections_.size() >= most_connections) {
-            connection->send(bytes_of(answer_of(
-                Problem{503, "busy", "Too many connections.", {}, {{"Retry-After", "1"}}})));
-            continue;
-        }
-        Connection &kept = *connection;
-        keep(std::move(connection));
-        if (connections_.contains(descriptor)) receive(kept);
+        begin_request(std::make_unique<Connection>(descriptor));
     }
+}
+
+/* Of which some may have come already. */
+void Loop::begin_request(Owned connection)
+{
+    if (connections_.size() >= most_connections) {
+        connection->send(bytes_of(
+            answer_of(Problem{503, "busy", "Too many connections.", {}, {{"Retry-After", "1"}}})));
+        return;
+    }
+    Connection &kept = *connection;
+    const int descriptor = connection->descriptor;
+    kept.began = now_s();
+    keep(std::move(connection));
+    if (connections_.contains(descriptor) && read(kept)) receive(kept);
 }
 
 void Loop::refuse(Connection &connection, const Problem &problem)
@@ -165,45 +152,44 @@ void Loop::after_sending(Connection &connection, bool is_sound)
 void Loop::dispatch(Connection &connection)
 {
     const int descriptor = connection.descriptor;
-    const bool is_for_login = is_login(connection.request);
-    connection.received = {};
     epoll_ctl(poll_, EPOLL_CTL_DEL, descriptor, nullptr);
     Owned owned = std::move(connections_[descriptor]);
     connections_.erase(descriptor);
-    if ((is_for_login ? logins_ : requests_).put(owned)) return;
-    const Problem problem =
-        is_for_login
-            ? Problem{429, "paused", "Too many log in at once.", {}, {{"Retry-After", "5"}}}
-            : Problem{503, "busy", "Too many requests at once.", {}, {{"Retry-After", "1"}}};
-    owned->send(bytes_of(answer_of(problem)));
+    hand_over(office_, std::move(owned));
+}
+
+/* False when the connection has gone elsewhere. */
+bool Loop::read(Connection &connection)
+{
+    switch (read_scgi(connection.received, connection.request)) {
+    case Arrival::goes_on:
+        return true;
+    case Arrival::complete:
+        dispatch(connection);
+        return false;
+    case Arrival::long_head:
+        refuse(connection, {431, "header-too-large", "The headers are longer than 16 KiB."});
+        return false;
+    case Arrival::long_body:
+        /* Who is still writing reads no answer. */
+        connection.drains = true;
+        connection.received = {};
+        refuse(connection, {413, "too-large", "The body is longer than 1 MiB."});
+        return false;
+    default:
+        forget(connection);
+        return false;
+    }
 }
 
 void Loop::receive(Connection &connection)
 {
-    std::array<char, 16384> piece;
     for (;;) {
-        const ssize_t count = recv(connection.descriptor, piece.data(), piece.size(), 0);
-        if (count < 0 && errno == EINTR) continue;
+        const ssize_t count = connection.receive();
         if (count < 0 && errno == EAGAIN) return;
         if (count > 0 && connection.drains) continue;
         if (count <= 0 || connection.is_stream || connection.ends) return forget(connection);
-        connection.received.append(piece.data(), static_cast<std::size_t>(count));
-        switch (read_scgi(connection.received, connection.request)) {
-        case Arrival::goes_on:
-            continue;
-        case Arrival::complete:
-            return dispatch(connection);
-        case Arrival::long_head:
-            return refuse(connection,
-                          {431, "header-too-large", "The headers are longer than 16 KiB."});
-        case Arrival::long_body:
-            /* Who is still writing reads no answer. */
-            connection.drains = true;
-            connection.received = {};
-            return refuse(connection, {413, "too-large", "The body is longer than 1 MiB."});
-        default:
-            return forget(connection);
-        }
+        if (!read(connection)) return;
     }
 }
 
@@ -263,16 +249,18 @@ void Loop::tell(const News &news)
 void Loop::take_inbox()
 {
     std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t taken = read(wake_, &count, sizeof count);
+    [[maybe_unused]] const ssize_t taken = ::read(wake_, &count, sizeof count);
     std::vector<Owned> connections;
     std::vector<News> news;
-    inbox_.take(connections, news);
+    office_.inbox.take(connections, news);
     for (Owned &each : connections) {
         if (each->is_stream) {
             begin_stream(std::move(each));
-        } else {
+        } else if (each->ends) {
             each->began = now_s();
             keep(std::move(each));
+        } else {
+            begin_request(std::move(each));
         }
     }
     for (const News &each : news)
@@ -302,14 +290,22 @@ void Loop::tick()
     }
     if (have_streams_gone_) count_streams();
     have_streams_gone_ = false;
+    help_out();
+}
+
+/* When all workers wait for the daemon, who comes is told at once that too many wait. */
+void Loop::help_out()
+{
+    const bool are_stuck = office_.idle == 0 && office_.answered == answered_;
+    answered_ = office_.answered;
+    if (are_stuck == helps_out_) return;
+    helps_out_ = are_stuck;
+    watch(office_.listener, EPOLLIN, are_stuck ? EPOLL_CTL_ADD : EPOLL_CTL_DEL);
 }
 
 void Loop::run(const std::atomic<bool> &stop)
 {
-    /* They may wait for the daemon when the process ends, which waits for none of them. */
-    for (std::size_t i = 0; i < number_of_workers; i++)
-        std::thread([this] { work(house_, requests_, inbox_); }).detach();
-    std::thread([this] { work(house_, logins_, inbox_); }).detach();
+    start_workers(office_);
     std::thread([this, &stop] { watcher_.run(stop); }).detach();
 
     std::array<epoll_event, 64> events{};
@@ -319,7 +315,7 @@ void Loop::run(const std::atomic<bool> &stop)
             epoll_wait(poll_, events.data(), static_cast<int>(events.size()), tick_ms);
         for (int i = 0; i < count; i++) {
             const epoll_event &event = events[static_cast<std::size_t>(i)];
-            if (event.data.fd == listener_) {
+            if (event.data.fd == office_.listener) {
                 accept_all();
             } else if (event.data.fd == wake_) {
                 take_inbox();

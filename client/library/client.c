@@ -164,18 +164,24 @@ static int send_frame(struct connection *stream, uint32_t number, const char *re
                                     : status;
 }
 
+/* Most replies come whole with their head. */
 static int receive_frame(struct connection *stream, uint32_t number, struct buffer *reply)
 {
-    uint32_t head[2];
-    int status = connection_receive_all(stream, head, sizeof head);
+    uint32_t piece[1024];
+    const size_t head = 2 * sizeof piece[0];
+    size_t count = 0;
+    int status = connection_receive_at_least(stream, head, piece, sizeof piece, &count);
     if (status != VORN_CLIENT_OK) return status;
-    if (head[0] != htonl(number)) return VORN_CLIENT_LOST;
 
-    const size_t length = ntohl(head[1]);
+    const size_t length = ntohl(piece[1]);
+    count -= head;
+    if (piece[0] != htonl(number) || count > length) return VORN_CLIENT_LOST;
     if (length == 0) return VORN_CLIENT_NO_ANSWER;
     reply->bytes = length < SIZE_MAX ? malloc(length + 1) : NULL;
     if (reply->bytes == NULL) return VORN_CLIENT_NO_MEMORY;
-    status = connection_receive_all(stream, reply->bytes, length);
+    memcpy(reply->bytes, piece + 2, count);
+    const size_t rest = length - count;
+    status = connection_receive_at_least(stream, rest, reply->bytes + count, rest, &count);
     reply->bytes[length] = '\0';
     reply->length = length;
     return status;

@@ -150,21 +150,22 @@ int connection_receive(struct connection *connection, struct buffer *buffer, int
     }
 }
 
-int connection_receive_all(struct connection *connection, void *bytes, size_t length)
+int connection_receive_at_least(struct connection *connection, size_t least, void *bytes,
+                                size_t room, size_t *received)
 {
-    char *at = bytes;
-    while (length > 0) {
-        const ssize_t count = recv(connection->descriptor, at, length, 0);
+    size_t length = 0;
+    while (length < least) {
+        const int status = wait_for(connection, POLLIN);
+        if (status != VORN_CLIENT_OK) return status;
+        const ssize_t count =
+            recv(connection->descriptor, (char *)bytes + length, room - length, 0);
         if (count > 0) {
-            at += count;
-            length -= (size_t)count;
+            length += (size_t)count;
         } else if (count == 0 || !is_for_later(errno)) {
             return VORN_CLIENT_LOST;
-        } else {
-            const int status = wait_for(connection, POLLIN);
-            if (status != VORN_CLIENT_OK) return status;
         }
     }
+    *received = length;
     return VORN_CLIENT_OK;
 }
 

@@ -32,8 +32,10 @@ int connection_send(struct connection *connection, const void *bytes, size_t len
 /* Waits for some more bytes and adds them; *ended tells that there will be no more. */
 int connection_receive(struct connection *connection, struct buffer *buffer, int *ended);
 
-/* Waits for so many bytes; the end of the stream before that loses the connection. */
-int connection_receive_all(struct connection *connection, void *bytes, size_t length);
+/* Waits for so many bytes, and takes what else is there; the end of the stream before that loses
+ * the connection. */
+int connection_receive_at_least(struct connection *connection, size_t least, void *bytes,
+                                size_t room, size_t *received);
 
 /* Whether it is open and nothing waits to be received, its end included. */
 int connection_is_idle(const struct connection *connection);

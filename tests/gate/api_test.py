@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: MIT
 """The API as docs/api.md has it: api_test.py VORN-GATE, in the sandbox, with a daemon that is
 started here."""
+import signal
 import socket
 import sys
 import threading
@@ -72,6 +73,15 @@ class TheApi(unittest.TestCase):
         self.problem(self.root.get("/objects/nothing"), 404, "not-found")
         self.problem(self.root.get("/objects/ethernet/eth9"), 404, "not-found")
         self.problem(self.root.get("/objects/system/x"), 404, "not-found")
+
+    def test_tells_what_is_there_now_to_whoever_asks_again(self):
+        for contact in ("one", "two", "one"):
+            change = {"op": "update", "class": "system", "properties": {"contact": contact}}
+            self.assertEqual(self.root.post("/changes", {"changes": [change]}).status, 200)
+            told = [self.root.get("/objects/system?properties=contact").json for _ in range(3)]
+            self.assertEqual([t["objects"][0]["properties"] for t in told],
+                             [{"contact": contact}] * 3)
+            self.assertEqual(len({t["commit"] for t in told}), 1)
 
     def test_changes_all_or_nothing(self):
         self.problem(self.root.post("/changes", {"changes": [
@@ -273,6 +283,19 @@ class TheApi(unittest.TestCase):
         self.problem(self.root.get("/nothing"), 404, "not-found")
         self.problem(gate.Answer(gate.exchange(b"99999:")), 431, "header-too-large")
         self.problem(self.root.post("/changes", b"x" * (1024 * 1024 + 1)), 413, "too-large")
+
+    def test_tells_at_once_that_too_many_wait_for_a_daemon_that_hangs(self):
+        DAEMON.send_signal(signal.SIGSTOP)
+        waiting = [gate.connect() for _ in range(100)]
+        for client in waiting:
+            client.sendall(gate.frame("GET", "/api/v1/trial", b"", self.root.headers))
+        for client in waiting[67:]:  # three are being answered, and 64 wait
+            self.problem(gate.Answer(client.recv(65536)), 503, "busy")
+        DAEMON.send_signal(signal.SIGCONT)
+        for client in waiting[:67]:
+            self.assertEqual(gate.Answer(client.recv(65536)).status, 200)
+        for client in waiting:
+            client.close()
 
     def test_goes_on_when_the_daemon_is_another(self):
         global DAEMON

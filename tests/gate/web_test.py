@@ -2,75 +2,23 @@
 # SPDX-License-Identifier: MIT
 """The whole door on a throwaway device: lighttpd, the gate, the helper that judges passwords and the
 plugin that starts them: web_test.py BUILD-FOLDER, in the sandbox with a second user."""
-import http.client
 import json
 import os
 import pathlib
-import shutil
 import socket
-import ssl
-import subprocess
 import sys
 import threading
 import time
 import unittest
 
-import gate
+import door
+from door import PORT, Browser, trust
 
 BUILD = pathlib.Path(sys.argv.pop(1))
-PORT = 8443
 PASSWORD = "not a long one"
-
-
-def lsql(text):
-    run = subprocess.run([BUILD / "client/vornctl", "query", "-"], input=text, text=True,
-                         capture_output=True, check=False)
-    return run.stdout + run.stderr
-
-
-def vornctl(*words):
-    run = subprocess.run([BUILD / "client/vornctl", *words], text=True, capture_output=True,
-                         check=False)
-    assert run.returncode == 0, (words, run.stdout, run.stderr)
-    return run.stdout
-
-
-def trust():
-    context = ssl.create_default_context()
-    context.check_hostname = False
-    context.verify_mode = ssl.CERT_NONE
-    return context
-
-
-class Browser:
-    """Keeps its connection, its cookie and its CSRF token."""
-
-    def __init__(self, port=PORT):
-        self.connection = http.client.HTTPSConnection("127.0.0.1", port, timeout=20,
-                                                      context=trust())
-        self.cookie = None
-        self.csrf = None
-
-    def ask(self, method, path, body=None, headers=None):
-        headers = dict(headers or {})
-        if self.cookie:
-            headers["Cookie"] = self.cookie
-        if self.csrf and method != "GET":
-            headers["X-CSRF-Token"] = self.csrf
-        if body is not None:
-            headers["Content-Type"] = "application/json"
-            body = json.dumps(body)
-        self.connection.request(method, path, body, headers)
-        answer = self.connection.getresponse()
-        text = answer.read()
-        return answer, text
-
-    def log_in(self, user, password):
-        answer, text = self.ask("POST", "/api/v1/session", {"user": user, "password": password})
-        if answer.status == 200:
-            self.cookie = answer.headers["Set-Cookie"].split(";")[0]
-            self.csrf = json.loads(text)["csrf"]
-        return answer.status
+CLIENT = door.Client(BUILD)
+vornctl = CLIENT.run
+lsql = CLIENT.lsql
 
 
 def log_in_as_anna():
@@ -82,13 +30,6 @@ def log_in_as_anna():
         status = browser.log_in("anna", PASSWORD)
     assert status == 200, status
     return browser
-
-
-def is_served():
-    try:
-        return Browser().ask("GET", "/")[0].status == 200
-    except (OSError, http.client.HTTPException):
-        return False
 
 
 class TheDoor(unittest.TestCase):
@@ -120,6 +61,9 @@ class TheDoor(unittest.TestCase):
 
     def test_shows_nobody_what_he_may_not_see(self):
         browser = log_in_as_anna()
+        for _ in range(2):  # what was told before is told to nobody who may not see it now
+            answer, text = browser.ask("GET", "/api/v1/objects/resolver")
+            self.assertEqual(len(json.loads(text)["objects"]), 1, text)
         vornctl("add", "access-rule", "anna", "order=1", "subject=gate:anna", "class=resolver",
                 "operations=*", "effect=deny")
         answer, text = browser.ask("GET", "/api/v1/objects/resolver")
@@ -184,21 +128,17 @@ class TheDoor(unittest.TestCase):
         vornctl("delete", "account", "emil")
 
     def test_takes_tokens_until_they_are_deleted(self):
-        answer, text = log_in_as_anna().ask("POST", "/api/v1/tokens", {"name": "backup"})
-        self.assertEqual(answer.status, 201, text)
-        program = {"Authorization": "Bearer " + json.loads(text)["token"]}
+        token = log_in_as_anna().make_token("backup")
+        program = {"Authorization": "Bearer " + token}
         self.assertEqual(Browser().ask("GET", "/api/v1/status", None, program)[0].status, 200)
-        self.assertNotIn(json.loads(text)["token"], vornctl("export", "-"))
+        self.assertNotIn(token, vornctl("export", "-"))
         vornctl("delete", "api-token", "backup")
         self.assertEqual(Browser().ask("GET", "/api/v1/status", None, program)[0].status, 401)
 
-    @unittest.skipUnless(len(pathlib.Path("/proc/self/uid_map").read_text("ascii").splitlines()) > 1,
-                         "there is one user only")
+    @unittest.skipUnless(door.HAS_SECOND_USER, "there is one user only")
     def test_runs_without_rights(self):
         for name in ("vorn-gate", "lighttpd"):
-            pid = subprocess.run(["pgrep", "-x", name], capture_output=True, text=True,
-                                 check=True).stdout.split()[0]
-            status = pathlib.Path(f"/proc/{pid}/status").read_text(encoding="utf-8")
+            status = pathlib.Path(f"/proc/{door.process_of(name)}/status").read_text(encoding="utf-8")
             fields = dict(line.split(":\t", 1) for line in status.splitlines() if ":\t" in line)
             self.assertEqual(fields["Uid"].split(), ["1000"] * 4, name)
             self.assertEqual(int(fields["CapEff"], 16), 0, name)
@@ -251,44 +191,9 @@ class TheDoor(unittest.TestCase):
         self.assertLess(statuses.count(401), 12)
 
 
-def prepare():
-    shutil.rmtree("/run/vorn-web", ignore_errors=True)
-    passwd = pathlib.Path("/etc/passwd")
-    lines = [line for line in passwd.read_text(encoding="utf-8").splitlines()
-             if line.split(":")[0] in ("root", "nobody")]
-    user = "1000" if HAS_SECOND_USER else "0"
-    # The first name of an id is the one that the daemon knows it by.
-    for name in ("vorn-gate", "www-data"):
-        lines.append(f"{name}:x:{user}:{user}::/:/usr/sbin/nologin")
-    for path, text in (("/etc/passwd", "\n".join(lines) + "\n"),
-                       ("/etc/group", f"root:x:0:\nwww-data:x:{user}:\nvorn-gate:x:{user}:\n"),
-                       ("/etc/shadow", "root:*:19000:0:99999:7:::\n")):
-        pathlib.Path(path).unlink()
-        pathlib.Path(path).write_text(text, encoding="utf-8")
-
-
-HAS_SECOND_USER = len(pathlib.Path("/proc/self/uid_map").read_text(encoding="ascii").splitlines()) > 1
-
 if __name__ == "__main__":
-    prepare()
-    page = pathlib.Path("/run/page")
-    page.mkdir()
-    (page / "index.html").write_text("<!doctype html>page", encoding="ascii")
-    os.environ["VORN_WEB_PAGE"] = str(page)
-    os.environ["PATH"] = f"{BUILD}/gate:" + os.environ["PATH"]
-    daemon = gate.start_daemon()
-    vornctl("add", "account", "anna", "password=" + PASSWORD)
-    vornctl("set", "web", "enabled=on", f"port={PORT}")
-    try:
-        gate.await_that(is_served, "the page is served")
-    except AssertionError:
-        print(vornctl("show", "web"), pathlib.Path("/dev/console").read_text(encoding="utf-8"))
-        raise
-    result = unittest.main(exit=False, warnings="ignore").result
-    if not result.wasSuccessful():
-        print(vornctl("show", "web"), pathlib.Path("/dev/console").read_text(encoding="utf-8"))
-    vornctl("set", "web", "enabled=off")
-    gate.await_that(lambda: not is_served(), "the page is gone")
-    daemon.terminate()
-    daemon.wait()
+    with door.opened(BUILD, "anna", PASSWORD):
+        result = unittest.main(exit=False, warnings="ignore").result
+        if not result.wasSuccessful():
+            print(pathlib.Path("/dev/console").read_text(encoding="utf-8"))
     sys.exit(not result.wasSuccessful())
