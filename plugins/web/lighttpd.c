@@ -49,6 +49,14 @@ static const char fixed[] =
     "  \"X-Content-Type-Options\" => \"nosniff\", \"Referrer-Policy\" => \"no-referrer\",\n"
     "  \"X-Frame-Options\" => \"DENY\", \"Cross-Origin-Opener-Policy\" => \"same-origin\",\n"
     "  \"Cross-Origin-Resource-Policy\" => \"same-origin\")\n"
+    /* The page names its files with a digest of what is in them; the page itself is asked for. */
+    "$HTTP[\"url\"] !~ \"^/api/\" {\n"
+    "  setenv.set-response-header = (\"Cache-Control\" => \"no-cache\")\n"
+    "  $HTTP[\"querystring\"] =~ \"^[0-9a-f]{8}$\" {\n"
+    "    setenv.set-response-header =\n"
+    "      (\"Cache-Control\" => \"private, max-age=31536000, immutable\")\n"
+    "  }\n"
+    "}\n"
     "scgi.server = (\"/api/\" => ((\"socket\" => \"" WEB_SOCKET
     "\", \"check-local\" => \"disable\",\n"
     "  \"listen-backlog\" => 512)))\n"

@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import socket
+import subprocess
 import sys
 import threading
 import time
@@ -43,6 +44,15 @@ class TheDoor(unittest.TestCase):
             self.assertIn(answer.status, (400, 403, 404), path)
             self.assertNotIn(b"root", text)
 
+    def test_has_browsers_keep_what_is_named_by_its_digest_alone(self):
+        browser = log_in_as_anna()
+        for path, kept in (("/", "no-cache"), ("/index.html", "no-cache"), ("/?x", "no-cache"),
+                           ("/index.html?01ab23cd", "private, max-age=31536000, immutable"),
+                           ("/api/v1/session?01ab23cd", "no-store"),
+                           ("/api/v1/objects/system", "private, no-cache")):
+            answer, _ = browser.ask("GET", path)
+            self.assertEqual(answer.headers.get_all("Cache-Control"), [kept], path)
+
     def test_lets_in_whom_the_system_knows(self):
         browser = log_in_as_anna()
         answer, text = browser.ask("GET", "/api/v1/objects/account/anna")
@@ -56,6 +66,10 @@ class TheDoor(unittest.TestCase):
         body = {"changes": [{"op": "update", "class": "system", "properties": {"contact": "c"}}]}
         answer, text = browser.ask("POST", "/api/v1/changes", body)
         self.assertEqual(answer.status, 200, text)
+        commit = json.loads(browser.ask("GET", "/api/v1/commits")[1])["commits"][0]
+        self.assertEqual((commit["user"], commit["program"]), ("gate:anna", "vorn-gate"))
+        generation = json.loads(browser.ask("GET", "/api/v1/history")[1])["generations"][0]
+        self.assertEqual((generation["user"], generation["program"]), ("gate:anna", "vorn-gate"))
         browser.csrf = "wrong"
         self.assertEqual(browser.ask("POST", "/api/v1/changes", body)[0].status, 403)
 
