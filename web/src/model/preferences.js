@@ -23,15 +23,25 @@ function keep(name, value) {
 export const remembers = () => kept('in') === 'yes';
 export const remember = (isIn) => keep('in', isIn ? 'yes' : 'no');
 
+const prefersDark = () => matchMedia('(prefers-color-scheme: dark)');
+
 export function prepare() {
   setTheme(kept('theme') ?? 'auto');
+  prefersDark().addEventListener('change', shade);
   setLanguage(kept('language'));
 }
 
 export const theme = () => document.documentElement.dataset.theme ?? 'auto';
 
+/** What the reader chose or, when he left it open, what the browser prefers: light or dark, for the style. */
+function shade() {
+  const chosen = theme();
+  document.documentElement.dataset.shade = chosen === 'auto' ? (prefersDark().matches ? 'dark' : 'light') : chosen;
+}
+
 export function setTheme(name) {
   document.documentElement.dataset.theme = themes.includes(name) ? name : 'auto';
+  shade();
   keep('theme', name);
 }
 

@@ -7,6 +7,7 @@ import { Loaded, useFresh } from './loading.jsx';
 import { NewCard } from './objects.jsx';
 import { Heading } from './page.jsx';
 import { ObjectCard } from './wireless.jsx';
+import { Label, Told } from './told.jsx';
 
 const shown = ['address', 'route', 'resolver', 'dhcp', 'dhcp-pool'];
 
@@ -25,8 +26,8 @@ function Family({ app, klass }) {
   const made = app.drafts.inserted(klass.name);
   return (
     <section class="block">
-      <h2>{labelOf(klass)}</h2>
-      {klass.help && <p class="lead">{klass.help}</p>}
+      <h2><Label of={klass} /></h2>
+      {klass.help && <p class="lead"><Told>{klass.help}</Told></p>}
       <Loaded app={app} name={klass.name}>
         {(objects) => {
           if (isSingleton(klass)) return objects.map((o) => <section key={o.key} class="card"><ObjectForm app={app} klass={klass} object={o} /></section>);

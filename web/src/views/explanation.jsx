@@ -4,6 +4,7 @@ import { isSingleton, labelOf } from '../model/schema.js';
 import { t } from '../model/texts.js';
 import { effectsByWeight } from '../model/trial.js';
 import { Table } from './table.jsx';
+import { Told } from './told.jsx';
 
 export function nameOf(app, { class: c, name }) {
   const klass = app.schema.class(c);
@@ -52,7 +53,7 @@ const Values = ({ app, change, name }) => (
     columns={[{ label: t('review.setting') }, { label: t('review.before'), class: 'before' }, { label: t('review.after'), class: 'after' }]}
     rows={change.values.map(({ property, before, after }) => ({
       key: property,
-      cells: [labelOfProperty(app, change.class, property), <Value text={before} />, <Value text={after} />],
+      cells: [<Told>{labelOfProperty(app, change.class, property)}</Told>, <Value text={before} />, <Value text={after} />],
     }))}
   />
 );

@@ -1,7 +1,9 @@
 // One property, asked for: its label, what it is, in what unit and within what limits, and what is wrong.
+import { Fragment } from 'preact';
 import { canBeEmpty, faultIn, inputFor, limitsOf } from '../model/accepts.js';
 import { labelOf } from '../model/schema.js';
 import { has, t } from '../model/texts.js';
+import { Told } from './told.jsx';
 
 const stars = '********';
 
@@ -11,8 +13,9 @@ export function Field({ app, klass, property, id, value, seen, fault, onEdit, on
   const isEdited = onUndo && value !== seen;
   const wrong = fault ?? told(isEdited || !onUndo ? faultIn(property, value) : null);
   const label = labelOf(property);
-  const about = [property.help, hint(property, input)].filter(Boolean);
-  const described = [about.length > 0 && `${id}-help`, wrong && `${id}-fault`].filter(Boolean).join(' ') || undefined;
+  const limits = hint(property, input);
+  const hasHelp = Boolean(property.help || limits);
+  const described = [hasHelp && `${id}-help`, wrong && `${id}-fault`].filter(Boolean).join(' ') || undefined;
   const shared = {
     id,
     'aria-describedby': described,
@@ -24,18 +27,19 @@ export function Field({ app, klass, property, id, value, seen, fault, onEdit, on
     document.getElementById(id)?.focus();
     onUndo();
   };
+  const Words = property.isOurs ? Fragment : Told;
   const Frame = isGroup ? 'fieldset' : 'div';
   return (
     <Frame class={`field ${isEdited ? 'edited' : ''} ${wrong ? 'wrong' : ''}`} aria-describedby={isGroup ? described : undefined}>
-      {isGroup ? <legend>{label}</legend> : <label for={id}>{label}{property.required && <small> {t('field.required')}</small>}</label>}
+      {isGroup ? <legend><Words>{label}</Words></legend> : <label for={id}><Words>{label}</Words>{property.required && <small> {t('field.required')}</small>}</label>}
       <div class="input">
         <Input kind={input.kind} {...{ app, input, property, shared, value, seen, onEdit, label, klass }} />
-        {property.unit && <span class="unit">{property.unit}</span>}
+        {property.unit && <span class="unit"><Told>{property.unit}</Told></span>}
         {isEdited && (
           <button class="plain" type="button" aria-label={t('field.undoof', { label })} onClick={undo}>{t('field.undo')}</button>
         )}
       </div>
-      {about.length > 0 && <p class="help" id={`${id}-help`}>{about.join(' ')}</p>}
+      {hasHelp && <p class="help" id={`${id}-help`}><Words>{property.help}</Words> {limits}</p>}
       {wrong && <p class="fault" id={`${id}-fault`}>{wrong}</p>}
     </Frame>
   );

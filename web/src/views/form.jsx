@@ -1,8 +1,9 @@
 // The form of one object, made of what its class says. What is edited goes into the drafts as it is typed.
 import { moment } from '../model/format.js';
-import { labelOf, parted } from '../model/schema.js';
+import { parted } from '../model/schema.js';
 import { t } from '../model/texts.js';
 import { Field } from './field.jsx';
+import { Label } from './told.jsx';
 
 export const idOf = (...parts) => parts.map((part) => encodeURIComponent(part).replace(/%/g, '_')).join('.');
 
@@ -78,7 +79,7 @@ export function Facts({ klass, object, only }) {
     <dl class="facts">
       {known.map((p) => (
         <div key={p.name}>
-          <dt>{labelOf(p)}</dt>
+          <dt><Label of={p} /></dt>
           <dd>{p.name === 'state' ? <State text={object.properties.state} /> : <Fact property={p} value={object.properties[p.name]} />}</dd>
         </div>
       ))}

@@ -8,6 +8,7 @@ import { Field } from './field.jsx';
 import { DeleteButton, Facts, Group, idOf, ObjectForm, State } from './form.jsx';
 import { Loaded, useFresh } from './loading.jsx';
 import { Heading } from './page.jsx';
+import { Label, Told } from './told.jsx';
 
 export function Settings({ app }) {
   const [wanted, setWanted] = useState('');
@@ -24,7 +25,7 @@ export function Settings({ app }) {
       {groups.length === 0 && <p class="empty" role="status">{t('settings.nothing', { text: wanted })}</p>}
       {groups.map(([name, classes]) => (
         <section key={name} class="classes">
-          <h2>{name || t('settings.other')}</h2>
+          <h2>{name ? <Told>{name}</Told> : t('settings.other')}</h2>
           <ul class="tiles">{classes.map((c) => <li key={c.name}><ClassTile klass={c} /></li>)}</ul>
         </section>
       ))}
@@ -34,8 +35,8 @@ export function Settings({ app }) {
 
 const ClassTile = ({ klass }) => (
   <a class="tile" href={link('objects', klass.name)}>
-    <strong>{labelOf(klass)}</strong>
-    <span class="help">{klass.help || t('settings.classname', { name: klass.name })}</span>
+    <strong><Label of={klass} /></strong>
+    <span class="help">{klass.help ? <Told>{klass.help}</Told> : t('settings.classname', { name: klass.name })}</span>
   </a>
 );
 
@@ -46,7 +47,7 @@ export function Objects({ app, rest: [className] }) {
   return (
     <>
       <Crumb />
-      <Heading lead={klass.help}>{labelOf(klass)}</Heading>
+      <Heading told={klass.help}><Label of={klass} /></Heading>
       <Loaded app={app} name={className}>
         {(objects) => (isSingleton(klass) ? <Whole app={app} klass={klass} object={objects[0]} /> : <List app={app} klass={klass} objects={objects} />)}
       </Loaded>
@@ -94,7 +95,7 @@ export function NewCard({ app, klass, draft }) {
   return (
     <section class="card new">
       <div class="cardhead">
-        <h2>{draft.name || labelOf(klass)} <span class="tag">{t('objects.new')}</span></h2>
+        <h2>{draft.name || <Label of={klass} />} <span class="tag">{t('objects.new')}</span></h2>
         <DeleteButton app={app} object={object} name={draft.name || labelOf(klass)} />
       </div>
       <ObjectForm app={app} klass={klass} object={object} />
@@ -154,7 +155,7 @@ export function ObjectPage({ app, rest: [className, name] }) {
   return (
     <>
       <Crumb klass={klass} />
-      <Heading lead={klass.help}>{labelOf(klass)} {name}</Heading>
+      <Heading told={klass.help}><Label of={klass} /> {name}</Heading>
       <Loaded app={app} name={className}>
         {(objects) => {
           const object = objects.find((o) => o.name === name);
@@ -198,11 +199,11 @@ export function Add({ app, rest: [className, ...given] }) {
   return (
     <>
       <Crumb klass={klass} />
-      <Heading lead={klass.help}>{t('objects.addof', { label: labelOf(klass) })}</Heading>
+      <Heading told={klass.help}>{t('objects.addof', { label: labelOf(klass) })}</Heading>
       <form class="card object" ref={form} onSubmit={submit} noValidate>
         {needsName && (
           <Field app={app} klass={klass} id="new-name" value={name} seen="" onEdit={setName}
-            property={{ name: 'name', label: t('objects.name'), help: t('objects.namehelp'), required: true }}
+            property={{ name: 'name', label: t('objects.name'), help: t('objects.namehelp'), required: true, isOurs: true }}
             fault={isTried && nameFault ? t(nameFault) : ''} />
         )}
         {settings.map(({ name: group, properties }) => (

@@ -11,6 +11,7 @@ import { Overview } from './overview.jsx';
 import { Review } from './review.jsx';
 import { TrialBar, TrialPage } from './trial.jsx';
 import { Wireless } from './wireless.jsx';
+import { Told } from './told.jsx';
 
 const pages = {
   overview: Overview,
@@ -84,11 +85,12 @@ function skip(event, main) {
 
 const NoSuchPage = () => <Heading>{t('app.nothere')}</Heading>;
 
-export function Heading({ children, lead }) {
+/** Below it the page's own words, or the device's. */
+export function Heading({ children, lead, told }) {
   return (
     <header class="heading">
       <h1 tabIndex={-1}>{children}</h1>
-      {lead && <p class="lead">{lead}</p>}
+      {(lead || told) && <p class="lead">{lead ?? <Told>{told}</Told>}</p>}
     </header>
   );
 }

@@ -6,6 +6,7 @@ import { Apply } from './apply.jsx';
 import { Explanation, labelOfProperty, nameOf, Refused, Value } from './explanation.jsx';
 import { Heading } from './page.jsx';
 import { Table } from './table.jsx';
+import { Told } from './told.jsx';
 
 export function Review({ app }) {
   const [step, setStep] = useState({ name: 'checking' });
@@ -115,7 +116,7 @@ const Differing = ({ app, conflict: { draft, differences }, name }) => (
     rows={differences.map(({ property, seen, now, mine }) => ({
       key: property,
       cells: [
-        labelOfProperty(app, draft.class, property),
+        <Told>{labelOfProperty(app, draft.class, property)}</Told>,
         <Value text={seen} />,
         <Value text={now} />,
         mine === undefined ? <span class="quiet">{t('conflict.unchanged')}</span> : <Value text={mine} />,

@@ -326,6 +326,40 @@ test('everything can be done with the keyboard alone', () =>
     await page.context().close();
   }));
 
+test('it is light or dark as chosen, and else as the browser prefers', () =>
+  withGate(accessPoint(), async (gate, address) => {
+    const page = await visit(browser, address, { colorScheme: 'dark' });
+    await logIn(page);
+    const ground = () => page.evaluate(() => getComputedStyle(document.body).backgroundColor);
+    const dark = await ground();
+    await page.emulateMedia({ colorScheme: 'light' });
+    const light = await ground();
+    assert.notEqual(light, dark);
+    await page.getByLabel('Colours').selectOption('dark');
+    assert.equal(await ground(), dark);
+    await page.reload();
+    await page.getByRole('navigation').waitFor();
+    assert.equal(await ground(), dark);
+    await page.getByLabel('Colours').selectOption('auto');
+    assert.equal(await ground(), light);
+    await page.context().close();
+  }));
+
+test('what the device says of itself is marked as English on a German page', () =>
+  withGate(accessPoint(), async (gate, address) => {
+    const page = await visit(browser, address, { locale: 'de-DE' });
+    await page.locator('#user').fill('anna');
+    await page.locator('#password').fill('secret');
+    await page.keyboard.press('Enter');
+    await page.getByRole('navigation').waitFor();
+    await go(page, '#/objects/radio/radio0');
+    const language = (text) => page.getByText(text).first().evaluate((element) => element.closest('[lang]').lang);
+    assert.equal(await language('Mode'), 'en');
+    assert.equal(await language('Which band, and how.'), 'en');
+    assert.equal(await language(/^Abmelden/), 'de');
+    await page.context().close();
+  }));
+
 const places = { overview: '#/overview', wireless: '#/wireless', addresses: '#/addresses', settings: '#/settings', object: '#/objects/bridge/br-lan' };
 const looks = { light: {}, dark: { colorScheme: 'dark' }, narrow: { viewport: { width: 360, height: 740 } }, german: { locale: 'de-DE' } };
 for (const [look, options] of Object.entries(looks))

@@ -32,8 +32,7 @@ async function usable(page, address, selector) {
   );
 }
 
-// What else the machine does only adds to it.
-const fastest = (all) => Math.min(...all);
+const median = (all) => all.sort((a, b) => a - b)[all.length >> 1];
 
 test('the page is of use within a second, and asks for little', (t) =>
   withGate(accessPoint(), async (gate, address) => {
@@ -48,7 +47,7 @@ test('the page is of use within a second, and asks for little', (t) =>
     for (const [name, place, selector] of [['overview', '#/overview', '.radio .network'], ['addresses', '#/addresses', 'form.object input']]) {
       const times = [];
       for (let i = 0; i < 5; i += 1) times.push(await usable(page, `${address}/${place}`, selector));
-      told[name] = Math.round(fastest(times));
+      told[name] = Math.round(median(times));
     }
     await page.getByRole('button', { name: 'Log out' }).click();
     told.login = Math.round(await usable(page, address, '#password'));
