@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #include "generations.h"
 
+#include <libxml/globals.h>
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -81,7 +83,7 @@ static void show_document(vorn_instance *instance, const vorn_refresh_info *info
     }
     if (document != NULL || *value_of(instance, "document") != '\0')
         vorn_instance_set_value(instance, "document", document != NULL ? document : "");
-    free(document);
+    xmlFree(document);
 }
 
 void generations_show(vorn_refresh_info *info)
