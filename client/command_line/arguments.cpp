@@ -239,8 +239,10 @@ private:
         if (name == "--ask") options.asks = true;
         if (name == "--join") options.joins = value;
         if (name == "--trial") {
+            constexpr long shortest = 5;
             constexpr long longest = 86400;
-            options.trial_seconds = static_cast<int>(number_in("--trial", value, longest));
+            options.trial_seconds =
+                static_cast<int>(number_in("--trial", value, longest, shortest));
         }
         return true;
     }
@@ -340,12 +342,13 @@ std::vector<std::string> Invocation::words_from(std::size_t index) const
             words.end()};
 }
 
-long number_in(const char *name, const std::string &word, long most)
+long number_in(const char *name, const std::string &word, long most, long least)
 {
     char *end = nullptr;
     const long number = std::strtol(word.c_str(), &end, 10);
-    if (word.empty() || *end != '\0' || number < 1 || number > most) {
-        misuse({name, ": Value ", word, " not in range 1 to ", std::to_string(most)});
+    if (word.empty() || *end != '\0' || number < least || number > most) {
+        misuse({name, ": Value ", word, " not in range ", std::to_string(least), " to ",
+                std::to_string(most)});
     }
     return number;
 }

@@ -56,8 +56,8 @@ struct Verb {
     bool precedes = false; /* another verb, which it says more of, unless it has an option */
 };
 
-/* A number from 1 on; throws a Misuse that names the word. */
-long number_in(const char *name, const std::string &word, long most);
+/* A number in that range; throws a Misuse that names the word. */
+long number_in(const char *name, const std::string &word, long most, long least = 1);
 
 /* All of them, in the order of the help. */
 std::span<const Verb> verbs();

@@ -236,12 +236,12 @@ static void go_back(vorn_amend_info *info, vorn_instance *settings, const char *
     struct generation generation;
     const unsigned long number = (unsigned long)strtoull(wanted, NULL, 10);
     const char *reason = shelf_read(HISTORY_FOLDER, number, &generation);
+    vorn_instance_set_value(settings, "rollback", ""); /* a word, not a change */
     if (reason != NULL) {
         vorn_amend_info_refuse(info, settings, "rollback", "generation %lu: %s", number, reason);
         return;
     }
     if (!vorn_amend_info_is_rehearsal(info)) files_hand_over(&generation);
-    vorn_instance_set_value(settings, "rollback", "");
     if (vorn_amend_info_become(info, generation.document, generation.size) != 0) {
         vorn_amend_info_refuse(info, settings, "rollback", "generation %lu can't be read", number);
     } else {

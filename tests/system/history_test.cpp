@@ -157,6 +157,9 @@ TEST_F(History, RefusesWhatIsGoneOrDamaged)
     EXPECT_THAT(vornctl("rollback 2"), AllOf(StartsWith("[1]\n"), HasSubstr("generation 2: ")));
     EXPECT_THAT(vornctl("rollback 9"),
                 AllOf(StartsWith("[1]\n"), HasSubstr("generation 9: it is not there.")));
+    EXPECT_EQ(vornctl("explain rollback 9"),
+              "Nothing changes.\n[1]\nvornctl: Property \"rollback\" of class \"history\": "
+              "generation 9: it is not there.\n");
     EXPECT_THAT(vornctl("rollback none"), StartsWith("[2]\n"));
     EXPECT_THAT(vornctl("history"), ContainsRegex("\n2 +[0-9]* +damaged: "));
     EXPECT_THAT(vornctl("diff 2 3"), AllOf(StartsWith("[1]\n"), HasSubstr("damaged")));

@@ -184,11 +184,9 @@ TEST_F(TrialsByVornctl, AreJoinedByTheirId)
 
 TEST_F(TrialsByVornctl, AreRefusedWithAReason)
 {
-    EXPECT_THAT(vornctl("set Radio r0 channel=7 --trial 4"),
-                AllOf(HasSubstr("[1]\n"), HasSubstr("from 5 seconds to a day")));
-    for (const char *seconds : {"0", "31536000", "x", "-5"})
+    for (const char *seconds : {"0", "4", "86401", "31536000", "x", "-5"})
         EXPECT_THAT(vornctl(std::string("set Radio r0 channel=7 --trial=") + seconds),
-                    AllOf(HasSubstr("[2]\n"), HasSubstr("not in range 1 to 86400")));
+                    AllOf(HasSubstr("[2]\n"), HasSubstr("not in range 5 to 86400")));
     EXPECT_THAT(vornctl("set Radio r0 channel=7 --ask"), HasSubstr("--ask needs --trial"));
     EXPECT_THAT(vornctl("set Radio r0 channel=7 --trial 60 --ask"), HasSubstr("nobody to ask"));
     write_file("/tmp/lines", "set Radio r0 channel=3 --trial 60\n");
