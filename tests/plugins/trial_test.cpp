@@ -5,6 +5,8 @@
 #include "vorn/eloop.h"
 #include "vorn/plugin.h"
 
+#include <gmock/gmock.h>
+
 #include <ctime>
 
 extern "C" void vorn_plugin_init(void);
@@ -134,6 +136,38 @@ TEST_F(Trials, AreTakenBackAtOnceWhenNothingWouldEndThemLater)
 
     EXPECT_EQ(channel(), "6");
     EXPECT_FALSE(is_pending());
+}
+
+TEST_F(Trials, RefuseAnyChangeOfWhatIsSavedByOthers)
+{
+    using testing::HasSubstr;
+    for (const char *change :
+         {"<delete><Radio name=\"r1\"/></delete>", "<insert><Radio name=\"r2\"/></insert>",
+          "<update><trial><seconds>60</seconds></trial></update>"}) {
+        EXPECT_THAT(
+            ask("<lsql><write-transaction>" + std::string(change) + "</write-transaction></lsql>"),
+            HasSubstr("A change is on trial"));
+    }
+    EXPECT_EQ(value("Radio", "r1", "channel"), "11");
+}
+
+TEST_F(Trials, TakeWordsOfSixtyFourLetters)
+{
+    using testing::HasSubstr;
+    EXPECT_THAT(ask_for("<confirm>" + std::string(64, 'x') + "</confirm>"),
+                HasSubstr("has another id"));
+    EXPECT_THAT(ask_for("<confirm>" + std::string(65, 'x') + "</confirm>"),
+                HasSubstr("is not valid for"));
+}
+
+TEST_F(Trials, TellNothingOnceTheyAreOver)
+{
+    EXPECT_EQ(told("remaining"), "60");
+
+    time_passes(60);
+
+    for (const char *property : {"remaining", "holder", "since", "until"})
+        EXPECT_EQ(told(property), "") << property;
 }
 
 TEST_F(Trials, AreRecordedInWordsForPeople)

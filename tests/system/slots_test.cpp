@@ -322,6 +322,25 @@ TEST_F(Others, KeepNothingOfTheirOwnThatSomebodyHasEdited)
     EXPECT_THAT(of_generation("4", "schema"), HasSubstr("there is no generation"));
 }
 
+/* While it is open which firmware stays: each content once, however often the device starts. */
+TEST_F(Others, KeepWhatSomebodyEditsOncePerContent)
+{
+    boot_other(false);
+    boot_other(true);
+    const auto boot_with = [&](const char *channel) {
+        shell("sed -i 's|<channel>[0-9]*<|<channel>" + std::string(channel) + "<|' " + startup);
+        boot_other(true);
+        return shell("ls /etc/config/history | grep -c gz");
+    };
+    EXPECT_EQ(shell("ls /etc/config/history | grep -c gz"), "1\n");
+
+    EXPECT_EQ(boot_with("3"), "2\n");
+    EXPECT_EQ(boot_with("3"), "2\n");
+    EXPECT_EQ(boot_with("4"), "3\n");
+    EXPECT_EQ(boot_with("3"), "3\n");
+    EXPECT_EQ(upgrade(), "pending\n");
+}
+
 /* The flash wears out. */
 TEST_F(Others, NoteNothingThatTheHistoryTellsAnyway)
 {
