@@ -28,7 +28,7 @@ public:
      */
     bool read(const xmlNode *expression, bool hides_secrets, const AccessView *view);
 
-    explicit operator bool() const { return steps_ != nullptr; }
+    explicit operator bool() const { return static_cast<bool>(steps_); }
     /* What is done for one instance at most, in comparisons of short texts. */
     std::uint64_t effort() const;
 

@@ -95,6 +95,10 @@ if(NOT VORN_SANITIZE)
     list(APPEND VORN_DAEMON_ONLY_FLAGS ${stack})
 endif()
 
+# Who asks for little gets what GCC has beyond -Os: a hundredth of the daemon.
+vorn_known_flags(smallest CXX -Oz)
+list(APPEND VORN_DAEMON_ONLY_FLAGS "$<$<CONFIG:MinSizeRel>:${smallest}>")
+
 # Room between functions makes the daemon larger by a fourteenth, and nothing that it does faster.
 vorn_known_flags(packed CXX -falign-functions=1 -falign-jumps=1 -falign-loops=1)
 list(APPEND VORN_DAEMON_ONLY_FLAGS ${packed})

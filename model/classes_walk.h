@@ -3,6 +3,7 @@
 
 #include "vorn/class.h"
 
+#include <iterator>
 #include <memory>
 
 namespace vorn {
@@ -27,7 +28,7 @@ public:
             klass_ = more ? vorn_classes_iterator_next(iterator_) : nullptr;
             return *this;
         }
-        bool operator!=(const Cursor &) const { return klass_ != nullptr; }
+        bool operator!=(std::default_sentinel_t) const { return klass_ != nullptr; }
 
     private:
         vorn_classes_iterator *iterator_;
@@ -35,7 +36,7 @@ public:
     };
 
     Cursor begin() const { return Cursor(iterator_.get()); }
-    Cursor end() const { return Cursor(nullptr); }
+    std::default_sentinel_t end() const { return {}; }
 
 private:
     struct Delete {

@@ -3,6 +3,7 @@
 
 #include "vorn/instances.h"
 
+#include <iterator>
 #include <memory>
 
 namespace vorn {
@@ -68,7 +69,7 @@ public:
             instance_ = more ? vorn_instances_iterator_next(iterator_) : nullptr;
             return *this;
         }
-        bool operator!=(const Cursor &) const { return instance_ != nullptr; }
+        bool operator!=(std::default_sentinel_t) const { return instance_ != nullptr; }
 
     private:
         vorn_instances_iterator *iterator_;
@@ -76,7 +77,7 @@ public:
     };
 
     Cursor begin() const { return Cursor(iterator_.get()); }
-    Cursor end() const { return Cursor(nullptr); }
+    std::default_sentinel_t end() const { return {}; }
     vorn_instances_iterator *iterator() const { return iterator_.get(); }
 
 private:

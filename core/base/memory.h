@@ -55,13 +55,33 @@ Owned<T> make()
     return Owned<T>(new T{});
 }
 
-/* Owner for what malloc gave: tables of pointers, buffers handed over by libxml2 and the like. */
-struct Free {
-    void operator()(void *memory) const noexcept { std::free(memory); }
-};
-
+/*
+ * Owner for what malloc gave: tables of pointers, buffers handed over by libxml2 and the like. free
+ * takes null, too, so that letting go is one call at each of hundreds of places, and nothing else.
+ */
 template <typename T>
-using Allocated = std::unique_ptr<T, Free>;
+class Allocated {
+public:
+    constexpr Allocated() = default;
+    explicit Allocated(T *owned) : owned_(owned) {}
+    Allocated(Allocated &&other) noexcept : owned_(other.release()) {}
+    Allocated &operator=(Allocated &&other) noexcept
+    {
+        reset(other.release());
+        return *this;
+    }
+    ~Allocated() { std::free(owned_); }
+
+    T *get() const { return owned_; }
+    T &operator*() const { return *owned_; }
+    T *operator->() const { return owned_; }
+    T *release() { return std::exchange(owned_, nullptr); }
+    void reset(T *next = nullptr) { std::free(std::exchange(owned_, next)); }
+    explicit operator bool() const { return owned_ != nullptr; }
+
+private:
+    T *owned_ = nullptr;
+};
 
 /*
  * For the end of what took several times the memory of what it leaves behind. What is free by now

@@ -43,9 +43,9 @@ void drop_split_character(char *text, std::size_t length)
 
 } // namespace
 
-Text copy_of(const char *text)
+char *duplicate_of(const char *text)
 {
-    return text ? Text(noted(strdup(text))) : Text();
+    return text ? noted(strdup(text)) : nullptr;
 }
 
 Text format_list(const char *pattern, std::va_list arguments)

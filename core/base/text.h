@@ -18,14 +18,18 @@ public:
     const char *get() const { return owned_.get(); }
     char *data() { return owned_.get(); }
     char *release() { return owned_.release(); }
-    explicit operator bool() const { return owned_ != nullptr; }
+    explicit operator bool() const { return static_cast<bool>(owned_); }
 
 private:
     Allocated<char> owned_;
 };
 
 /* A copy of a string; empty for null and when memory is gone. */
-Text copy_of(const char *text);
+char *duplicate_of(const char *text);
+inline Text copy_of(const char *text)
+{
+    return Text(duplicate_of(text));
+}
 
 /* A null text in a message. */
 inline const char *shown(const char *text)

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 namespace vorn {
@@ -15,31 +16,45 @@ namespace vorn {
  * values have a type. They own the table, never the values.
  */
 
-/* One cursor over a table, oldest entry first; removing the entry at hand is allowed. */
-template <typename Key, typename T>
-class TableCursor {
+/*
+ * A walk over a table, oldest entry first; removing the entry at hand is allowed. What needs no
+ * types is in its base, so that it is there once for all of them.
+ */
+class TableWalk {
 public:
-    TableCursor() = default;
-    explicit TableCursor(ght_table *table)
+    TableWalk() = default;
+    explicit TableWalk(ght_table *table)
     {
         value_ = table ? ght_first(table, &iterator_, &key_) : nullptr;
         table_ = table;
     }
+    void go_on() { value_ = ght_next(table_, &iterator_, &key_); }
+    bool operator!=(std::default_sentinel_t) const { return key_ != nullptr; }
 
-    std::pair<Key, T *> operator*() const { return {Key(key_), static_cast<T *>(value_)}; }
-    TableCursor &operator++()
-    {
-        value_ = ght_next(table_, &iterator_, &key_);
-        return *this;
-    }
-    bool operator!=(const TableCursor &) const { return key_ != nullptr; }
-
-private:
+protected:
     ght_table *table_ = nullptr;
     ght_iterator iterator_ = {};
     const void *key_ = nullptr;
     void *value_ = nullptr;
 };
+
+template <typename Key, typename T>
+class TableCursor : public TableWalk {
+public:
+    using TableWalk::TableWalk;
+
+    std::pair<Key, T *> operator*() const { return {Key(key_), static_cast<T *>(value_)}; }
+    TableCursor &operator++()
+    {
+        go_on();
+        return *this;
+    }
+};
+
+inline unsigned int name_length(const char *name)
+{
+    return static_cast<unsigned int>(std::strlen(name) + 1);
+}
 
 class TableOwner {
 public:
@@ -80,13 +95,17 @@ public:
     ght_table *raw() const { return table_; }
 
 protected:
+    void *find(const char *name) const
+    {
+        return table_ ? ght_get(table_, name_length(name), name) : nullptr;
+    }
+    void *take_out(const char *name)
+    {
+        return table_ ? ght_remove(table_, name_length(name), name) : nullptr;
+    }
+
     ght_table *table_ = nullptr;
 };
-
-inline unsigned int name_length(const char *name)
-{
-    return static_cast<unsigned int>(std::strlen(name) + 1);
-}
 
 /* How a stored name key reads. */
 struct NameKey {
@@ -99,10 +118,7 @@ struct NameKey {
 template <typename T>
 class Table : public TableOwner {
 public:
-    T *get(const char *name) const
-    {
-        return table_ ? static_cast<T *>(ght_get(table_, name_length(name), name)) : nullptr;
-    }
+    T *get(const char *name) const { return static_cast<T *>(find(name)); }
     /* ght_insert's answer: 0, -1 for a name that is taken, no_memory. */
     int insert(const char *name, T *value)
     {
@@ -112,13 +128,10 @@ public:
     {
         return static_cast<T *>(ght_replace(table_, value, name_length(name), name));
     }
-    T *remove(const char *name)
-    {
-        return table_ ? static_cast<T *>(ght_remove(table_, name_length(name), name)) : nullptr;
-    }
+    T *remove(const char *name) { return static_cast<T *>(take_out(name)); }
 
     TableCursor<NameKey, T> begin() const { return TableCursor<NameKey, T>(table_); }
-    TableCursor<NameKey, T> end() const { return {}; }
+    std::default_sentinel_t end() const { return {}; }
 };
 
 /* A key cursor of NameSet: the names alone. */
@@ -133,7 +146,7 @@ public:
         ++entries_;
         return *this;
     }
-    bool operator!=(const NameCursor &other) const { return entries_ != other.entries_; }
+    bool operator!=(std::default_sentinel_t end) const { return entries_ != end; }
 
 private:
     TableCursor<NameKey, void> entries_;
@@ -142,17 +155,14 @@ private:
 /* The table whose value is always 1. */
 class NameSet : public TableOwner {
 public:
-    bool contains(const char *name) const
-    {
-        return table_ && ght_get(table_, name_length(name), name);
-    }
+    bool contains(const char *name) const { return find(name) != nullptr; }
     /* True when the name is in the set afterwards, whether or not it was before. */
     bool add(const char *name)
     {
         return ght_insert(table_, member(), name_length(name), name) != no_memory;
     }
     NameCursor begin() const { return NameCursor(table_); }
-    NameCursor end() const { return {}; }
+    std::default_sentinel_t end() const { return {}; }
 
 private:
     /* The constant 1 as data: never followed, only told from null. */
@@ -184,7 +194,7 @@ public:
         Identity *identity = nullptr;
     };
     TableCursor<Key, T> begin() const { return TableCursor<Key, T>(table_); }
-    TableCursor<Key, T> end() const { return {}; }
+    std::default_sentinel_t end() const { return {}; }
 };
 
 } // namespace vorn

@@ -177,7 +177,7 @@ TEST_F(ConfigFiles, KeepWhatTheyHadWithoutMemory)
             EXPECT_EQ(result, AllocationFailed() ? ENOMEM : 0);
             std::size_t size = 0;
             const Allocated<char> bytes(vorn_config_read_file(file().path.c_str(), &size));
-            EXPECT_EQ(bytes == nullptr || result == ENOMEM, AllocationFailed());
+            EXPECT_EQ(!bytes || result == ENOMEM, AllocationFailed());
             const AllocationsAllowed allowed;
             EXPECT_EQ(read_back(), result == 0 ? "new" : "kept");
             write_down("kept");
