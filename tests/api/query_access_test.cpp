@@ -244,6 +244,27 @@ TEST_F(AccessTest, HidesNothingLessWhenMemoryIsGone)
         20);
 }
 
+TEST_F(AccessTest, LetsInNobodyButRootWhenItsRulesFindNoMemory)
+{
+    const std::string request = "<lsql><select><Radio properties=\"all\"/></select></lsql>";
+    rule("a", 1, "gate:bob", "Radio", "channel", "read", "deny");
+    const std::string told_to_bob = ask_as("bob", request);
+    const std::string told_to_root = ask(request);
+    constexpr unsigned long least = 10;
+    vorn::tests::FailEachAllocation(
+        [&] {
+            vorn::put_rules_in_force(vorn_config_get_running());
+            const bool has_failed = vorn::tests::AllocationFailed();
+            const vorn::tests::AllocationsAllowed allowed;
+            EXPECT_EQ(ask_as("bob", request),
+                      has_failed ? "<lsql_result><error>Access denied.</error><rc>1</rc>"
+                                   "<counter>0</counter></lsql_result>"
+                                 : told_to_bob);
+            EXPECT_EQ(ask(request), told_to_root);
+        },
+        least);
+}
+
 TEST_F(AccessTest, RefusesTransactionsForWhoseRulesThereIsNoMemory)
 {
     const std::string request =
