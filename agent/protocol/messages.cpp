@@ -34,6 +34,7 @@ std::string cut(const std::string &text, std::size_t longest)
 
 Json text(std::string_view characters)
 {
+    if (characters.empty()) return owned(json_string(""));
     if (json_t *value = json_stringn(characters.data(), characters.size())) return Json(value);
     return owned(json_string("?")); /* it is no UTF-8 */
 }

@@ -33,6 +33,7 @@ struct SupportRequests : testing::Test {
         EXPECT_NE(response()->payload.find("\"refused\":\"" + std::string(reason) + '"'),
                   std::string::npos)
             << response()->payload;
+        EXPECT_TRUE(response()->payload.ends_with(R"("reply":""})")) << response()->payload;
         EXPECT_TRUE(rig.asked.empty());
     }
 

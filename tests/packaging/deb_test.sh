@@ -58,7 +58,7 @@ size=$(dpkg-deb --fsys-tarfile vorn-client_*.deb | tar x -O ./usr/bin/vornctl | 
 ! grep -rqaF "$scratch" "$scratch/usr" || fail 'a static library or a description names the build folder'
 
 echo '== a clean root is made'
-needed=$(for each in vorn_ vorn-plugins_ vorn-client_ vorn-gate_ libvorn-client0_; do
+needed=$(for each in vorn_ vorn-plugins_ vorn-client_ vorn-gate_ vorn-agent_ libvorn-client0_; do
     dpkg-deb -f "$each"*.deb Depends
 done | tr ',' '\n' | sed 's/^ *//; s/[ (|].*//; /vorn/d; /^$/d' | sort -u | paste -sd,)
 suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
@@ -74,13 +74,15 @@ rm -rf "$root"
 cp -a "$base" "$root"
 # The namespace below has one user: what makes others works outside of one alone.
 echo 'vorn-gate:x:999:999::/nonexistent:/usr/sbin/nologin' >>"$root/etc/passwd"
+echo 'vorn-agent:x:998:998::/nonexistent:/usr/sbin/nologin' >>"$root/etc/passwd"
 
 echo '== they can be installed, and install what they should'
 find "$root" -xdev \( -type f -o -type l -o -type d \) | sort >"$scratch/before"
-inside sh -c 'dpkg -i /mnt/vorn_*.deb /mnt/vorn-plugins_*.deb /mnt/vorn-client_*.deb /mnt/vorn-gate_*.deb /mnt/libvorn-client0_*.deb' \
+inside sh -c 'dpkg -i /mnt/vorn_*.deb /mnt/vorn-plugins_*.deb /mnt/vorn-client_*.deb /mnt/vorn-gate_*.deb /mnt/vorn-agent_*.deb /mnt/libvorn-client0_*.deb' \
     >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail 'dpkg -i'; }
 for file in usr/sbin/vorn usr/bin/vornctl usr/lib/vorn/plugins/save.vorn etc/config usr/lib/vorn/plugins/web.vorn \
     usr/sbin/vorn-gate usr/sbin/vorn-gate-passwd usr/share/man/man8/vorn-gate.8.gz \
+    usr/lib/vorn/plugins/fleet.vorn usr/sbin/vorn-agent usr/share/man/man8/vorn-agent.8.gz \
     lib/systemd/system/vorn.service etc/init.d/vorn usr/share/man/man8/vorn.8.gz \
     usr/share/doc/vorn/copyright usr/share/bash-completion/completions/vornctl; do
     [ -e "$root/$file" ] || [ -e "$root/${file%.gz}" ] || fail "$file is missing"
@@ -100,6 +102,7 @@ for _ in $(seq 500); do
 done
 vornctl show system hostname
 vornctl show web enabled >/dev/null
+vornctl show fleet enabled >/dev/null
 vornctl set system hostname=cellar
 hostname
 vornctl --version
@@ -129,7 +132,7 @@ inside setsid sh /try >"$scratch/log" 2>&1 || { cat "$scratch/log" "$scratch/con
 
 echo '== removed, they leave configuration and nothing else'
 rm "$root/try"
-inside dpkg --purge vorn-gate vorn-client libvorn-client0 vorn-plugins vorn >"$scratch/log" 2>&1 ||
+inside dpkg --purge vorn-agent vorn-gate vorn-client libvorn-client0 vorn-plugins vorn >"$scratch/log" 2>&1 ||
     { cat "$scratch/log"; fail 'dpkg --purge'; }
 find "$root" -xdev \( -type f -o -type l -o -type d \) | sort >"$scratch/after"
 left=$(comm -13 "$scratch/before" "$scratch/after" | sed "s|^$root||" |

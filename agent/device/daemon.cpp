@@ -1,0 +1,290 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * The agent's questions in the daemon's language. All that is seen at once is asked for in one
+ * request, so that it is of one configuration; what is changed is bound to what was seen.
+ */
+#include "daemon.h"
+
+#include <chrono>
+#include <map>
+#include <thread>
+
+#include <advice.h>
+#include <effects.h>
+#include <failure.h>
+
+#include "running.h"
+#include <pugixml.hpp>
+
+namespace vorn::fleet {
+
+namespace {
+
+constexpr int patience_ms = 120000; /* a commit may run programs for long */
+constexpr int most_attempts = 3;
+constexpr std::chrono::seconds before_next_try(1);
+constexpr char origin[] = "fleet";
+constexpr char holder_mark[] = " for \"fleet\"";
+
+using Shown = std::vector<client::Instance>;
+
+const client::Instance *first(const std::map<std::string, Shown> &shown, const char *class_name)
+{
+    const auto found = shown.find(class_name);
+    return found == shown.end() || found->second.empty() ? nullptr : &found->second.front();
+}
+
+std::int64_t number_of(const std::string &text)
+{
+    return std::strtoll(text.c_str(), nullptr, 10);
+}
+
+bool is_about_a_trial(const std::string &error)
+{
+    return error.starts_with("A change is on trial");
+}
+
+bool is_trial_gone(const std::string &error)
+{
+    return error.find("nothing is on trial") != std::string::npos ||
+           error.find("the change that is on trial has another id") != std::string::npos;
+}
+
+void add_problem(std::vector<std::string> &problems, const std::string &what,
+                 const std::string &why)
+{
+    problems.push_back(what + ": " + why);
+}
+
+void find_problems(const std::string &class_name, const Shown &shown,
+                   std::vector<std::string> &problems)
+{
+    for (const client::Instance &each : shown) {
+        const std::string title = client::title_of(class_name, each.called());
+        for (const char *property : {"state", "status"})
+            if (class_name != "plugin" && client::is_not_applied(each.value(property)))
+                add_problem(problems, title, each.value(property));
+        if (class_name == "plugin" && each.value("state") != "running")
+            add_problem(problems, title, each.value("state"));
+        if (class_name == "save" && each.value("result") == "failed")
+            add_problem(problems, "the configuration is not saved", each.value("reason"));
+        if (class_name == "save" && !each.value("broken").empty())
+            add_problem(problems, "the configuration could not be read", each.value("broken"));
+        if (class_name == "history" && !each.value("unproven").empty())
+            add_problem(problems, "a configuration did not stay up", each.value("unproven"));
+        if (class_name == "daemon" && !each.value("failing-services").empty())
+            add_problem(problems, "services that keep ending", each.value("failing-services"));
+    }
+}
+
+/* Questions change nothing. */
+bool is_question(const pugi::xml_node &root)
+{
+    const std::string_view name = root.name();
+    if (name == "explain") return true;
+    if (name != "lsql") return false;
+    for (const pugi::xml_node &each : root.children()) {
+        const std::string_view operation = each.name();
+        if (operation != "select" && operation != "where") return false;
+    }
+    return true;
+}
+
+} // namespace
+
+/* What one request has shown. */
+struct Daemon::Sight {
+    std::string commit;
+    std::map<std::string, Shown> shown; /* by class; settings that a document can be about */
+    std::vector<std::string> problems;
+    client::Configuration running;
+    Refusal refusal; /* of the content that was asked for */
+};
+
+Daemon::Daemon() : device_(patience_ms)
+{}
+
+Daemon::Sight Daemon::see(const Content &content)
+{
+    if (!schema_.known()) schema_ = client::Schema::required_of(device_);
+    Sight sight;
+    sight.refusal = judge(content, schema_);
+    std::vector<std::string> asked;
+    client::Request request(client::Request::Kind::plain);
+    request.ask_for_commit();
+    const auto select = [&](const char *class_name, const std::vector<std::string> &properties) {
+        if (!schema_.find(class_name)) return;
+        request.select({class_name, {}, {}}, properties);
+        asked.emplace_back(class_name);
+    };
+    select(own_class, {"generation", "digest"});
+    select("trial", {"state", "id", "holder"});
+    select("daemon", {"version", "schema", "failing-services"});
+    select("plugin", {"state"});
+    select("save", {"result", "reason", "broken"});
+    select("history", {"unproven"});
+    const std::size_t own = asked.size();
+    for (const auto &[class_name, property] : client::states_in(schema_))
+        if (class_name != "plugin") select(class_name.c_str(), {property});
+    const std::size_t states = asked.size();
+    for (const auto &[class_name, part] : content)
+        if (!sight.refusal) select(class_name.c_str(), {});
+
+    const std::string answer = device_.ask(request.text());
+    sight.commit = client::commit_of(answer);
+    const std::vector<client::Outcome> outcomes = client::parse_answer(answer);
+    if (outcomes.size() != asked.size())
+        client::fail(client::no_answer, {"the answer makes no sense"});
+    for (std::size_t i = 0; i < outcomes.size(); i++) {
+        const Shown &instances = outcomes[i].instances;
+        if (i < own) sight.shown[asked[i]] = instances;
+        if (i < states) find_problems(asked[i], instances, sight.problems);
+        for (client::Instance &each : i < states ? Shown() : settable(instances, asked[i], schema_))
+            sight.running.push_back(std::move(each));
+    }
+    const client::Instance *daemon = first(sight.shown, "daemon");
+    const std::string id = daemon ? daemon->value("schema") : "";
+    if (id == schema_id_) return sight;
+    /* Another firmware: what was asked for was of the one before. */
+    schema_id_ = id;
+    schema_ = client::Schema::required_of(device_);
+    return see(content);
+}
+
+View Daemon::view_of(const Sight &sight) const
+{
+    View view;
+    view.commit = sight.commit;
+    view.schema = schema_id_;
+    view.problems = sight.problems;
+    if (const client::Instance *fleet = first(sight.shown, own_class)) {
+        view.generation = number_of(fleet->value("generation"));
+        view.digest = fleet->value("digest");
+    }
+    if (const client::Instance *trial = first(sight.shown, "trial")) {
+        const bool is_pending = trial->value("state") == "pending";
+        const bool is_ours = trial->value("holder").ends_with(holder_mark);
+        view.trial = !is_pending ? View::Trial::none
+                     : is_ours   ? View::Trial::ours
+                                 : View::Trial::others;
+        view.trial_id = is_pending ? trial->value("id") : "";
+    }
+    if (const client::Instance *daemon = first(sight.shown, "daemon"))
+        view.versions["daemon"] = daemon->value("version");
+    return view;
+}
+
+View Daemon::look(const Desired *document)
+{
+    for (;; std::this_thread::sleep_for(before_next_try)) {
+        try {
+            const Sight sight = see(document ? document->content : Content());
+            View view = view_of(sight);
+            if (!document || sight.refusal) return view;
+            const Content wanted = with_hidden_secrets(document->content, schema_);
+            const Content found = in_force(wanted, sight.running);
+            view.hash = hash_of(found);
+            view.desired_hash = hash_of(wanted);
+            view.differences = differences(wanted, found);
+            return view;
+        } catch (const client::Failure &) {
+            schema_ = {}; /* no daemon, for now */
+            schema_id_.clear();
+        }
+    }
+}
+
+Applied Daemon::attempt(const Desired &document)
+{
+    const Sight sight = see(document.content);
+    if (sight.refusal) return {sight.refusal, {}};
+    for (const char *each : {own_class, "trial"})
+        if (!schema_.find(each))
+            return {{Reason::rejected, std::string("the plugin \"") + each + "\" is missing"}, {}};
+
+    client::Request request(client::Request::Kind::transaction, origin);
+    request.only_if(sight.commit);
+    add_steps(request, document.content, sight.running, schema_);
+    std::string guard;
+    for (const auto &[class_name, part] : document.content) {
+        if (document.local != Local::refuse) continue;
+        guard += (guard.empty() ? "" : " ") + class_name;
+        for (const std::string &each : schema_.subclasses_of(class_name))
+            guard += ' ' + each;
+    }
+    request.update({own_class, {}, {}}, {{"generation", std::to_string(document.generation)},
+                                         {"digest", document.digest},
+                                         {"guard", guard}});
+    if (schema_.find("history")) {
+        const std::string comment = "fleet " + std::to_string(document.generation) + ", " +
+                                    document.by + ": " + document.why;
+        request.update({"history", {}, {}}, {{"comment", comment.substr(0, 200)}});
+    }
+    request.update({"trial", {}, {}}, {{"seconds", std::to_string(document.trial)}});
+    request.select({"trial", {}, {}}, {"id"});
+    const std::vector<client::Outcome> outcomes = client::parse_answer(device_.ask(request.text()));
+    for (const client::Outcome &each : outcomes) {
+        if (each.rc == 0) continue;
+        if (each.error.starts_with("The configuration has changed"))
+            throw client::MovedOn(each.error);
+        std::string text = each.error;
+        for (const auto &[class_name, part] : document.content)
+            for (const Item &item : part.items)
+                text = client::without_secrets(text, schema_, class_name,
+                                               {item.values.begin(), item.values.end()});
+        return {{is_about_a_trial(text) ? Reason::busy : Reason::rejected, text}, {}};
+    }
+    if (outcomes.empty() || outcomes.back().instances.size() != 1)
+        client::fail(client::no_answer, {"the answer makes no sense"});
+    return {{}, outcomes.back().instances[0].value("id")};
+}
+
+Applied Daemon::apply(const Desired &document)
+{
+    for (int i = 0; i < most_attempts; i++) {
+        try {
+            return attempt(document);
+        } catch (const client::MovedOn &) {
+            continue;
+        } catch (const client::Failure &failure) {
+            return {{Reason::busy, failure.what()}, {}};
+        }
+    }
+    return {{Reason::busy, "somebody else keeps changing the configuration"}, {}};
+}
+
+Refusal Daemon::end_trial(const char *word, const std::string &trial_id)
+try {
+    client::Request request(client::Request::Kind::transaction, origin);
+    request.update({"trial", {}, {}}, {{word, trial_id}});
+    for (const client::Outcome &each : client::parse_answer(device_.ask(request.text())))
+        if (each.rc != 0)
+            return {is_trial_gone(each.error) ? Reason::unreached : Reason::not_saved, each.error};
+    return {};
+} catch (const client::Failure &failure) {
+    return {Reason::busy, failure.what()};
+}
+
+Refusal Daemon::confirm(const std::string &trial_id)
+{
+    return end_trial("confirm", trial_id);
+}
+
+/* Where it fails the trial's own end does the same. */
+void Daemon::revert(const std::string &trial_id)
+{
+    end_trial("revert", trial_id);
+}
+
+Daemon::Reply Daemon::ask(const std::string &lsql)
+try {
+    pugi::xml_document document;
+    client::parse_document(document, lsql, "the request");
+    if (!is_question(document.document_element()))
+        return {{Reason::rejected, "it is no question"}, {}};
+    return {{}, device_.ask(lsql)};
+} catch (const client::Failure &failure) {
+    return {{Reason::rejected, failure.what()}, {}};
+}
+
+} // namespace vorn::fleet

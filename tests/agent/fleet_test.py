@@ -1,0 +1,224 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""A device of a fleet, with the real daemon, agent and broker: fleet_test.py BUILD-FOLDER, in the
+sandbox with a second user."""
+import os
+import pathlib
+import signal
+import sys
+import time
+import unittest
+
+import board
+
+DAEMON = BROKER = SIGNER = None
+GENERATION = 0
+
+
+def system(**values):
+    return {"system": {"some": [{"values": values}]}}
+
+
+def wish(configuration, generation=None, **more):
+    global GENERATION
+    GENERATION = generation or GENERATION + 1
+    document = {"version": 1, "tenant": "acme", "device": "ap1", "generation": GENERATION,
+                "by": "anna", "why": "a test", "trial": 60, "connection": "kept",
+                "hash": board.hash_of(configuration), "configuration": configuration}
+    document.update(more)
+    return document
+
+
+def desire(configuration, **more):
+    document = wish(configuration, **more)
+    BROKER.desire(SIGNER.sign(document))
+    return document["generation"]
+
+
+def apply(configuration, **more):
+    number = desire(configuration, **more)
+    return BROKER.await_report(state="applied", about=number, generation=number, trial="none")
+
+
+def show(*words):
+    return board.vornctl("show", *words)
+
+
+class ADeviceOfAFleet(unittest.TestCase):
+    def test_applies_reports_and_confirms(self):
+        report = apply(system(location="the roof"), connection="new")
+        self.assertEqual(report["hash"], report["desired-hash"])
+        self.assertEqual(report["hash"], board.hash_of(system(location="the roof")))
+        self.assertEqual(report["difference-count"], 0)
+        self.assertIn("the roof", show("system"))
+        saved = pathlib.Path("/etc/config/config.xml").read_text("utf-8")
+        self.assertIn("the roof", saved)
+        self.assertIn(f"<generation>{GENERATION}</generation>", saved)
+        self.assertIn("a test", board.vornctl("history"))
+
+    def test_makes_classes_what_a_document_says(self):
+        servers = {"ntp-server": {"all": [{"name": "a", "values": {"address": "192.0.2.1"}},
+                                          {"name": "b", "values": {"address": "192.0.2.2"}}]}}
+        self.assertEqual(apply(servers)["difference-count"], 0)
+        self.assertIn("192.0.2.2", show("ntp-server"))
+        servers["ntp-server"]["all"].pop()
+        self.assertEqual(apply(servers)["difference-count"], 0)
+        self.assertNotIn("192.0.2.2", show("ntp-server"))
+        self.assertEqual(apply({"ntp-server": {"none": ["a"]}})["difference-count"], 0)
+        self.assertNotIn("192.0.2.1", show("ntp-server"))
+        both = {"address": {"some": [{"name": "second", "values": {
+            "kind": "static-address", "interface": "eth0", "address": "10.8.0.1", "prefix": "24"}}]}}
+        self.assertEqual(apply(both)["difference-count"], 0)
+        self.assertIn("10.8.0.1", show("address"))
+        self.assertEqual(apply({"address": {"none": ["second"]}})["difference-count"], 0)
+
+    def test_refuses_what_the_daemon_refuses(self):
+        number = desire(system(hostname="not a name!"))
+        report = BROKER.await_report(state="refused", about=number)
+        self.assertEqual(report["reason"], "rejected")
+        self.assertIn("not a name!", report["detail"])
+        for name, reason in (("nothing-like-it", "unknown-class"), ("trial", "unknown-class")):
+            number = desire({name: {"some": [{"values": {}}]}})
+            self.assertEqual(BROKER.await_report(state="refused", about=number)["reason"], reason)
+        number = desire({"fleet": {"some": [{"values": {"generation": "9"}}]}})
+        self.assertEqual(BROKER.await_report(state="refused", about=number)["reason"], "rejected")
+        apply(system(location="x"))
+
+    def test_refuses_what_nobody_signed(self):
+        before = show("system", "location")
+        BROKER.desire(SIGNER.sign(wish(system(location="hell"))).replace(b"hell", b"hall"))
+        BROKER.await_report(state="refused", reason="damaged")
+        BROKER.desire(b"vorn-fleet 1 desired")
+        BROKER.await_report(state="refused", reason="unsigned")
+        self.assertEqual(show("system", "location"), before)
+        apply(system(location="x"))
+
+    def test_reports_what_others_change(self):
+        apply(system(location="cellar"))
+        board.vornctl("set", "system", "location=attic")
+        report = BROKER.await_report(**{"difference-count": 1})
+        self.assertEqual(report["differences"], [{"class": "system", "name": "", "property": "location",
+                                                  "wanted": "cellar", "found": "attic"}])
+        self.assertNotEqual(report["hash"], report["desired-hash"])
+        board.vornctl("set", "system", "location=cellar")
+
+    def test_keeps_others_from_changing_what_it_guards(self):
+        apply(system(location="here"), local="refuse")
+        refusal = board.vornctl("set", "system", "location=there", status=1)
+        self.assertIn("The fleet alone changes class", refusal)
+        self.assertIn("here", show("system"))
+        board.vornctl("add", "ntp-server", "c", "address=192.0.2.9")
+        board.vornctl("delete", "ntp-server", "c")
+        apply(system(location="elsewhere"))
+        board.vornctl("set", "system", "location=there")
+
+    def test_answers_questions(self):
+        question = {"version": 1, "tenant": "acme", "device": "ap1",
+                    "not-after": int(time.time()) + 60,
+                    "lsql": "<lsql><select><system><hostname/></system></select></lsql>"}
+
+        def ask(lsql):
+            before = len(BROKER.told)
+            payload = SIGNER.sign({**question, "lsql": lsql}, "request")
+            BROKER.publish(payload, "request", "-D", "publish", "response-topic",
+                           board.TOPIC + "response/me")
+            board.await_that(lambda: any(topic == "response/me" for topic, _ in BROKER.told[before:]),
+                             "a response")
+            return BROKER.last("response/me")
+
+        self.assertIn("<hostname>attic</hostname>", ask(question["lsql"])["reply"])
+        answer = ask("<lsql><update><system><hostname>x</hostname></system></update></lsql>")
+        self.assertEqual((answer["refused"], answer["reply"]), ("rejected", ""))
+        self.assertEqual(ask("<get_conf/>")["refused"], "rejected")
+
+    def test_tells_how_it_is_doing(self):
+        self.assertEqual(BROKER.last("online"), {"version": 1, "online": True})
+        text = show("fleet", "connected", "state")
+        self.assertIn("running", text)
+        self.assertIn("yes", text)
+
+    @unittest.skipUnless(board.HAS_SECOND_USER, "there is one user only")
+    def test_may_do_what_rules_let_it(self):
+        rule = {"name": "more", "values": {"order": "1", "subject": "any", "class": "*",
+                                           "operations": "*", "effect": "permit"}}
+        number = desire({"access-rule": {"some": [rule]}})
+        report = BROKER.await_report(state="refused", about=number)
+        self.assertEqual(report["reason"], "rejected")
+        self.assertIn("Access denied", report["detail"])
+        apply(system(location="x"))
+
+    @unittest.skipUnless(board.HAS_SECOND_USER, "there is one user only")
+    def test_has_no_rights(self):
+        [pid] = board.pids_of("vorn-agent")
+        status = pathlib.Path(f"/proc/{pid}/status").read_text("utf-8")
+        fields = dict(line.split(":\t", 1) for line in status.splitlines() if ":\t" in line)
+        self.assertEqual(fields["Uid"].split(), ["1000"] * 4)
+        self.assertEqual(int(fields["CapEff"], 16), 0)
+
+    def test_takes_back_what_cuts_it_off(self):
+        before = show("address", "lan")
+        number = desire({"address": {"some": [{"name": "lan", "values": {"address": "192.168.7.1"}}]}},
+                        trial=6, connection="new")
+        board.await_that(lambda: "192.168.7.1" in show("address", "lan"), "the change")
+        report = BROKER.await_report(state="reverted", about=number, trial="none")
+        self.assertEqual(report["reason"], "unreached")
+        self.assertLess(report["generation"], number)
+        self.assertEqual(show("address", "lan"), before)
+        apply(system(location="back"))
+
+    def test_z_finishes_what_was_interrupted(self):
+        """The agent dies while its change is on trial."""
+        configuration = {"fleet": {"some": [{"values": {"requests": "off"}}]}}
+        apply(configuration, connection="new")  # which restarts the agent in its own trial
+        self.assertIn("off", show("fleet", "requests"))
+
+        [pid] = board.pids_of("vorn-agent")
+        os.kill(pid, signal.SIGSTOP)
+        number = desire(system(location="after"))
+        os.kill(pid, signal.SIGKILL)
+        BROKER.await_report(state="applied", about=number, generation=number)
+
+    def test_zz_survives_the_daemon(self):
+        global DAEMON
+        apply(system(location="kept"))
+        number = GENERATION
+        DAEMON.kill()
+        DAEMON.wait()
+        DAEMON = board.start_daemon()
+        before = len(BROKER.told)
+        board.await_that(lambda: any(topic == "online" for topic, _ in BROKER.told[before:]), "it back")
+        BROKER.await_report(state="applied", about=number, generation=number)
+
+
+def prepare(build):
+    global DAEMON, BROKER, SIGNER
+    board.VORNCTL = build / "client/vornctl"
+    board.HOME.mkdir(mode=0o755)
+    board.make_users()
+    board.make_certificates()
+    DAEMON = board.start_daemon()
+    BROKER = board.Broker()
+    SIGNER = board.Signer()
+    board.vornctl("set", "fleet", "enabled=on", "tenant=acme", "device=ap1", "requests=on",
+                  f"brokers={board.ADDRESS}:8883", f"signers={SIGNER.public}",
+                  f"authorities={board.HOME}/ca.pem", f"certificate={board.HOME}/device.pem",
+                  f"key={board.HOME}/device.key")
+    # As docs/fleet.md has it.
+    board.vornctl("add", "access-rule", "fleet", "order=10", "subject=user:vorn-agent", "class=*",
+                  "operations=*", "effect=permit")
+    board.vornctl("add", "access-rule", "fleet-rules", "order=9", "subject=user:vorn-agent",
+                  "class=access-rule", "operations=insert update delete", "effect=deny")
+    board.vornctl("set", "access-default", "read=deny", "write=deny")
+    BROKER.await_report(state="none", generation=0)
+
+
+if __name__ == "__main__":
+    folder = pathlib.Path(sys.argv.pop(1))
+    try:
+        prepare(folder)
+        unittest.main(verbosity=2)
+    finally:
+        print(pathlib.Path("/dev/console").read_text("utf-8")[-3000:] if os.environ.get("LOG") else "")
+        for process in (BROKER and BROKER.process, BROKER and BROKER.listener, DAEMON):
+            if process:
+                process.kill()
