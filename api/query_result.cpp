@@ -158,4 +158,13 @@ Text Answer::take()
     return writer_.take();
 }
 
+Text refusal(const char *message)
+{
+    Answer answer;
+    std::int32_t count = 0;
+    answer.add_error(message, count);
+    answer.add_rc_counter(count, 0);
+    return answer.take();
+}
+
 } // namespace vorn

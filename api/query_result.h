@@ -68,4 +68,7 @@ private:
     std::int32_t operation_ = 0; /* from 1 on */
 };
 
+/* An answer to the request as a whole. */
+Text refusal(const char *message);
+
 } // namespace vorn

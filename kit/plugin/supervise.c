@@ -8,34 +8,27 @@
 
 #include "vorn/vorn.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <signal.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 #include "how_it_ended.h"
 #include "outlived.h"
+#include "output.h"
 #include "process.h"
 #include "run_with.h"
+#include "timers.h"
 #include "vorn-plugin/patience.h"
-#include "words.h"
 
 enum {
     longest_pause_s = 60,
-    keeper_s = 5, /* how often what could not be timed without memory is made up for */
-    timers = 4,   /* what a program may wait for at a time */
     long_enough_ms = 60000,
     starting_ms = 500,
     ending_ms = 3000, /* between SIGTERM and SIGKILL */
     look_ms = 50,     /* how often an ending process is looked for */
     looks_at_end = 5,
-    piece_room = 1024,
-    /* What a pipe holds, except for what a process that is left goes on writing. */
-    pipe_pieces = 64,
 };
 
 enum phase { stopped, up, pausing, ending };
@@ -49,15 +42,14 @@ struct supervised {
     int is_of_last_change; /* which has to say it in its record if the program fails */
     int waiting_signal;    /* until it has started; 0 for none */
     int pause_s;           /* before the next start */
-    eloop_timeout_handler untimed[timers];
+    struct timers timers;
     int looks; /* left, for the end of a process whose output has ended */
     int pid;   /* of the process that is ending */
     unsigned long long birth;
     int is_killed;
     int64_t since_ms;    /* its start, or its end's */
     uint64_t files_read; /* how they were at its start */
-    int output;          /* the pipe's end; -1 for none */
-    struct words words;
+    struct output output;
     char reason[reason_room]; /* why it has failed; empty when that is not known */
     const char *failure;      /* what can be said without */
     char state[reason_room + 16];
@@ -94,97 +86,32 @@ static int64_t now_ms(void)
     return patience_now_us() / 1000;
 }
 
-static void register_ms(int64_t ms, eloop_timeout_handler handler, supervised *program)
-{
-    if (eloop_register_timeout((int)(ms / 1000), (unsigned int)(ms % 1000) * 1000, handler, NULL,
-                               program) == 0) {
-        return;
-    }
-    for (int i = 0; i < timers; i++) {
-        if (program->untimed[i] != NULL) continue;
-        program->untimed[i] = handler;
-        return;
-    }
-}
+static void look_for_end(void *eloop_data, void *data);
 
-static void cancel(eloop_timeout_handler handler, supervised *program)
+/* The output ends a little earlier than the process. */
+static void output_has_ended(void *data)
 {
-    eloop_cancel_timeout(handler, NULL, program);
-    for (int i = 0; i < timers; i++) {
-        if (program->untimed[i] == handler) program->untimed[i] = NULL;
-    }
-}
-
-/*
- * Comes round on the memory that it began with, and does what timers without memory did not: a
- * program must not stay down, or half ended, because there was none for a moment.
- */
-static void keep_going(void *eloop_data, void *user_data)
-{
-    eloop_register_timeout(keeper_s, 0, keep_going, eloop_data, user_data);
-    for (supervised *program = programs; program != NULL; program = program->next) {
-        for (int i = 0; i < timers; i++) {
-            const eloop_timeout_handler handler = program->untimed[i];
-            program->untimed[i] = NULL;
-            if (handler != NULL) handler(NULL, program);
-        }
-    }
+    supervised *program = data;
+    program->looks = looks_at_end;
+    if (program->phase == up) supervise_wait(&program->timers, 20, look_for_end);
 }
 
 supervised *supervise_new(const char *name)
 {
     supervised *program = calloc(1, sizeof *program);
     if (program == NULL) return NULL;
-    if (programs == NULL && eloop_register_timeout(keeper_s, 0, keep_going, NULL, NULL) != 0) {
+    if (supervise_keep_timers(&program->timers, program) != 0) {
         free(program);
         return NULL;
     }
     program->name = name;
     program->pause_s = 1;
-    program->output = -1;
+    program->output.descriptor = -1;
+    program->output.ended = output_has_ended;
+    program->output.data = program;
     program->next = programs;
     programs = program;
     return program;
-}
-
-static void close_output(supervised *program)
-{
-    if (program->output == -1) return;
-    eloop_unregister_read_sock(program->output);
-    close(program->output);
-    program->output = -1;
-}
-
-/* More than 0 for what was read, 0 at the end, less when there is nothing now. */
-static ssize_t read_output(supervised *program)
-{
-    char bytes[piece_room];
-    const ssize_t count = read(program->output, bytes, sizeof bytes);
-    if (count <= 0) return count == -1 && errno != EAGAIN && errno != EINTR ? 0 : count;
-    supervise_hear(&program->words, bytes, (size_t)count, now_ms());
-    if (vorn_debug_get() > 0) fwrite(bytes, 1, (size_t)count, vorn_debug_get_stream());
-    return count;
-}
-
-/* Of a program that has ended, before anybody asks for its last words. */
-static void read_the_rest(supervised *program)
-{
-    for (int i = 0; i < pipe_pieces && program->output != -1 && read_output(program) > 0; i++)
-        continue;
-}
-
-static void look_for_end(void *eloop_data, void *data);
-
-/* The output ends a little earlier than the process. */
-static void read_more(int descriptor, void *eloop_data, void *data)
-{
-    (void)descriptor;
-    (void)eloop_data;
-    supervised *program = data;
-    if (read_output(program) != 0) return;
-    close_output(program);
-    program->looks = looks_at_end;
-    if (program->phase == up) register_ms(20, look_for_end, program);
 }
 
 /* Has the daemon look at its services now, rather than in two seconds. */
@@ -197,24 +124,8 @@ static void look_for_end(void *eloop_data, void *data)
         vorn_service_sig_child(SIGCHLD, NULL, NULL);
         vorn_service_poll();
     } else if (--program->looks > 0) {
-        register_ms(look_ms, look_for_end, program);
+        supervise_wait(&program->timers, look_ms, look_for_end);
     }
-}
-
-/* The end that the program writes to, or -1 for none: it runs without being heard then. */
-static int open_output(supervised *program)
-{
-    int ends[2];
-    program->words.text[0] = '\0';
-    if (vorn_process_no_actions || pipe2(ends, O_CLOEXEC) != 0) return -1;
-    if (fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0 &&
-        eloop_register_read_sock(ends[0], read_more, NULL, program) == 0) {
-        program->output = ends[0];
-        return ends[1];
-    }
-    close(ends[0]);
-    close(ends[1]);
-    return -1;
 }
 
 static void start(supervised *program);
@@ -229,7 +140,7 @@ static void start_again(void *eloop_data, void *data)
 static void find_reason(supervised *program, int status)
 {
     program->failure = "has ended";
-    supervise_say_why(&program->words, status, now_ms(), program->reason);
+    supervise_say_why(&program->output.words, status, now_ms(), program->reason);
 }
 
 /* The reason comes when the commit that started it is long over. */
@@ -250,7 +161,7 @@ static void pause_now(supervised *program)
     vorn_debug_eprintf("%s %s; it is started again in %d s.\n", program->name, program->failure,
                        program->pause_s);
     program->phase = pausing;
-    register_ms((int64_t)program->pause_s * 1000, start_again, program);
+    supervise_wait(&program->timers, (int64_t)program->pause_s * 1000, start_again);
     program->pause_s =
         program->pause_s < longest_pause_s / 2 ? 2 * program->pause_s : longest_pause_s;
     if (program->failed != NULL) program->failed(program->failed_data);
@@ -270,8 +181,8 @@ static void has_started(void *eloop_data, void *data)
 /* Nothing that was going on for the process that was up goes on. */
 static void leave_up(supervised *program)
 {
-    cancel(has_started, program);
-    cancel(look_for_end, program);
+    supervise_cancel(&program->timers, has_started);
+    supervise_cancel(&program->timers, look_for_end);
     program->is_starting = 0;
     program->waiting_signal = 0;
 }
@@ -282,8 +193,8 @@ static void ended(void *data)
     supervised *program = data;
     if (program->phase != up) return;
     leave_up(program);
-    read_the_rest(program);
-    close_output(program);
+    supervise_read_the_rest(&program->output);
+    supervise_close_output(&program->output);
     outlived_forget(&program->noted);
     if (now_ms() - program->since_ms >= long_enough_ms) {
         program->pause_s = 1;
@@ -295,7 +206,7 @@ static void ended(void *data)
 
 static void start(supervised *program)
 {
-    const int output = open_output(program);
+    const int output = supervise_open_output(&program->output);
     program->phase = up;
     program->is_starting = 1;
     program->since_ms = now_ms();
@@ -306,13 +217,13 @@ static void start(supervised *program)
     if (output != -1) close(output);
     if (has_failed) {
         leave_up(program);
-        close_output(program);
+        supervise_close_output(&program->output);
         program->reason[0] = '\0';
         program->failure = "can't be started";
         pause_now(program);
     } else {
         outlived_note(&program->noted, program->name);
-        register_ms(starting_ms, has_started, program);
+        supervise_wait(&program->timers, starting_ms, has_started);
     }
 }
 
@@ -329,7 +240,7 @@ static int ends_at_once(const supervised *program)
 static void is_gone(supervised *program)
 {
     program->phase = stopped;
-    close_output(program);
+    supervise_close_output(&program->output);
     outlived_forget(&program->noted);
     if (program->run_with.arguments != NULL) start(program);
 }
@@ -347,7 +258,7 @@ static void look_whether_gone(void *eloop_data, void *data)
         kill(program->pid, SIGKILL);
         program->is_killed = 1;
     }
-    register_ms(look_ms, look_whether_gone, program);
+    supervise_wait(&program->timers, look_ms, look_whether_gone);
 }
 
 /* Whoever ends a service on purpose does not want to hear of it. */
@@ -360,13 +271,13 @@ static void end(supervised *program)
     vorn_service_set_exited_fn(program->name, NULL, NULL);
     if (ends_at_once(program)) {
         program->phase = stopped;
-        close_output(program);
+        supervise_close_output(&program->output);
         outlived_forget(&program->noted);
     } else {
         program->phase = ending;
         program->is_killed = 0;
         program->since_ms = now_ms();
-        register_ms(look_ms, look_whether_gone, program);
+        supervise_wait(&program->timers, look_ms, look_whether_gone);
     }
 }
 
@@ -375,7 +286,7 @@ static void take_down(supervised *program)
     if (program->phase == up) {
         end(program);
     } else if (program->phase == pausing) {
-        cancel(start_again, program);
+        supervise_cancel(&program->timers, start_again);
         program->phase = stopped;
         program->pause_s = 1;
     }
@@ -423,7 +334,7 @@ int supervise_run(supervised *program, const char *const arguments[])
 void supervise_try_again(supervised *program)
 {
     if (supervise_foresee_try(program) != SUPERVISE_STARTS) return;
-    cancel(start_again, program);
+    supervise_cancel(&program->timers, start_again);
     start(program);
 }
 
@@ -482,7 +393,7 @@ const char *supervise_state(supervised *program)
     case up:
         if (program->is_starting) return "starting"; /* or just ended, which is heard of next */
         if (vorn_service_is_running(program->name)) return "running";
-        read_the_rest(program);
+        supervise_read_the_rest(&program->output);
         find_reason(program, -1);
         break;
     case pausing:
@@ -505,5 +416,5 @@ const char *supervise_status(const supervised *program)
 
 const char *supervise_words(const supervised *program)
 {
-    return program->words.text;
+    return program->output.words.text;
 }

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "api/query_passes.h"
 #include "api/query_state.h"
 #include "change/providers_reset.h"
 #include "config/config_state.h"
