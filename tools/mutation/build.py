@@ -35,7 +35,7 @@ class Build:
 
     def __init__(self, folder, scratch, thorough=False):
         self.folder, self.scratch, self.thorough = folder.resolve(), scratch, thorough
-        if not (self.folder / "build.ninja").exists():
+        if not (self.folder / "compile_commands.json").exists():
             raise Unusable("there is no build yet: ./dev build makes one")
         commands = json.loads((self.folder / "compile_commands.json").read_text())
         self.compile = {}
@@ -44,6 +44,9 @@ class Build:
             if "vorn_daemon.dir" in entry["command"]:
                 self.compile[os.path.relpath(entry["file"], ROOT)] = shlex.split(entry["command"])
         self.source = {path: (ROOT / path).read_bytes() for path in self.compile}
+
+    def get_ready(self):
+        """Builds what the mutants are tried with, which takes minutes where nothing is built."""
         self.subjects = tests_of_files()
         self.test_sources = self.subjects.sources_of_tests(self.folder)
         programs = self.unit_programs()

@@ -201,6 +201,20 @@ TEST_F(WorkingCopies, CopyNoMoreOfAClassForOneOfAGroupThatOthersStayIn)
     EXPECT_EQ(vorn_instances_get_left_behind() - instances_before, 10U);
 }
 
+TEST_F(WorkingCopies, CopyNoMoreOfAClassForTheLastOfAGroupThatNoneHasJoined)
+{
+    begin();
+    old = listed(vorn_instances_new_group_iterator(running, "route", "n1"));
+    for (vorn_instance *each : listed(vorn_instances_new_group_iterator(copy, "route", "n1"))) {
+        ASSERT_EQ(vorn_instances_remove(copy, each), 0);
+        vorn_instance_delete(each);
+    }
+    accept();
+
+    EXPECT_EQ(vorn_instances_get_left_behind() - instances_before, 10U);
+    EXPECT_EQ(of_class("route").size(), many - 10U);
+}
+
 TEST_F(WorkingCopies, LeaveTheWholeClassBehindWhoseOrderChangesInTheOriginal)
 {
     begin();
