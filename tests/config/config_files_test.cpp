@@ -199,6 +199,9 @@ TEST_F(ConfigFiles, AreAddedWithMemoryAlone)
         const int result = vorn_config_add_file("/not/there", OneFile::take, &file());
         EXPECT_EQ(result == 1, AllocationFailed());
     });
+
+    EXPECT_EQ(vorn_config_take_file("/not/there", "bytes", 5), 0);
+    EXPECT_EQ(file().taken, "bytes");
 }
 
 } // namespace vorn::tests
