@@ -120,7 +120,8 @@ class Build:
             lines = (self.folder / "Testing/Temporary/CTestCostData.txt").read_text().splitlines()
         except OSError:
             return {}
-        found = [line.split() for line in lines if line.startswith("system.")]
+        # After these come the names of those that failed, alone.
+        found = [line.split() for line in lines if re.match(r"system\.\S+ \d+ ", line)]
         return {name.removeprefix("system."): float(cost) for name, _, cost in found}
 
     def names_of_system_tests(self):
