@@ -331,7 +331,6 @@ int slots_confirm(void)
     snprintf(confirmed.confirmed, schema_room, "%s", own);
     confirmed.is_unsettled = 0;
     if (upgrade_state_write(&confirmed) != 0) return 1;
-    state = confirmed;
     is_pending = 0;
     pin_count = 0;
     return 0;
