@@ -3,6 +3,7 @@
 #include "status.h"
 
 #include <fcntl.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -33,8 +34,7 @@ const char *status_of_agent(const char *property)
     line[0] = '\0';
     for (char *rest = text, *each; (each = strsep(&rest, "\n")) != NULL;) {
         if (strncmp(each, property, length) != 0 || each[length] != ' ') continue;
-        strncpy(line, each + length + 1, longest_line);
-        line[longest_line] = '\0';
+        snprintf(line, sizeof line, "%s", each + length + 1);
     }
     if (!is_text(line)) line[0] = '\0';
     return strcmp(property, "since") == 0 ? time_text(strtoll(line, NULL, 10), time) : line;

@@ -189,7 +189,10 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
         for (const char *each :
              {"radio channel", "log file", "system time-zone", "history comment", "web certificate",
               "web allowed", "access-rule subject", "access-rule properties", "access-rule class",
-              "access-rule operations", "access-default gate-user", "api-token user"})
+              "access-rule operations", "access-default gate-user", "api-token user",
+              "fleet tenant", "fleet device", "fleet brokers", "fleet authorities",
+              "fleet certificate", "fleet key", "fleet signers", "fleet generation",
+              "fleet digest", "fleet guard"})
             if (name == each) return true;
         return false;
     };

@@ -333,6 +333,7 @@ test('it is light or dark as chosen, and else as the browser prefers', () =>
     const ground = () => page.evaluate(() => getComputedStyle(document.body).backgroundColor);
     const dark = await ground();
     await page.emulateMedia({ colorScheme: 'light' });
+    await page.locator('html[data-shade="light"]').waitFor({ state: 'attached' });
     const light = await ground();
     assert.notEqual(light, dark);
     await page.getByLabel('Colours').selectOption('dark');
