@@ -189,18 +189,18 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
         for (const char *each :
              {"radio channel", "log file", "system time-zone", "history comment", "web certificate",
               "web allowed", "access-rule subject", "access-rule properties", "access-rule class",
-              "access-rule operations", "access-default gate-user", "api-token user",
-              "fleet tenant", "fleet device", "fleet brokers", "fleet authorities",
-              "fleet certificate", "fleet key", "fleet signers", "fleet generation",
-              "fleet digest", "fleet guard"})
+              "access-rule operations", "access-default gate-user", "api-token user"})
             if (name == each) return true;
         return false;
+    };
+    const auto is_text_of_fleet = [](const Judged &each) {
+        return each.klass == "fleet" && each.accepts[0].kind == "text";
     };
     Random random{20261122};
     int count = 0;
     for (const Judged &each : judged) {
         const std::string name = each.klass + " " + each.property;
-        if (knows_more(name)) continue;
+        if (knows_more(name) || is_text_of_fleet(each)) continue;
         for (int i = 0; i < 6; i++, count++) {
             const std::string value = some_value(each.accepts, random);
             EXPECT_TRUE(takes(each, value)) << name << " \"" << value << "\"";
