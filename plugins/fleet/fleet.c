@@ -124,9 +124,8 @@ static void add_pair(struct plan *plan, const char *option, const char *value)
 static int add_word(const char *word, void *data)
 {
     struct plan *plan = data;
-    char *room = plan->words[plan->word_count];
     if (plan->word_count == most_brokers + most_signers) return 1;
-    plan->word_count++;
+    char *room = plan->words[plan->word_count++];
     snprintf(room, sizeof plan->words[0], "%s", word);
     add_pair(plan, plan->option, room);
     return 0;
