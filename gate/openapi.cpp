@@ -6,6 +6,7 @@
 #include "openapi.h"
 
 #include <cstdlib>
+#include <initializer_list>
 
 #include "bounds.h"
 #include "openapi_base.h"
@@ -85,6 +86,21 @@ Json schema_of_property(const client::Instance &property)
     return schema;
 }
 
+/* One that has no other members. */
+Json closed_object(Json properties, std::initializer_list<const char *> needed)
+{
+    Json result = object();
+    put_text(result, "type", "object");
+    put(result, "properties", std::move(properties));
+    put(result, "additionalProperties", boolean(false));
+    if (needed.size() == 0) return result;
+    Json required = list();
+    for (const char *each : needed)
+        append(required, text(each));
+    put(result, "required", std::move(required));
+    return result;
+}
+
 /* Of a value that was read anything may come: files are older than what is valid today. */
 Json values_of(const DeviceSchema &schema, const std::string &class_name, bool for_writing)
 {
@@ -95,37 +111,22 @@ Json values_of(const DeviceSchema &schema, const std::string &class_name, bool f
         put(properties, each.value("property").c_str(),
             for_writing ? schema_of_property(each) : string_schema());
     }
-    Json values = object();
-    put_text(values, "type", "object");
-    put(values, "properties", std::move(properties));
-    put(values, "additionalProperties", boolean(false));
-    return values;
+    return closed_object(std::move(properties), {});
 }
 
 Json object_schema(const DeviceSchema &schema, const client::Class &klass)
 {
     Json properties = object();
-    Json required = list();
-    append(required, text("class"));
-    append(required, text("properties"));
     put(properties, "class", one_word(klass.name));
     if (klass.is_named()) put(properties, "name", string_schema());
     put(properties, "etag", string_schema());
     put(properties, "properties", values_of(schema, klass.name, false));
-    Json result = object();
-    put_text(result, "type", "object");
-    put(result, "properties", std::move(properties));
-    put(result, "required", std::move(required));
-    put(result, "additionalProperties", boolean(false));
-    return result;
+    return closed_object(std::move(properties), {"class", "properties"});
 }
 
 Json change_schema(const DeviceSchema &schema, const client::Class &klass)
 {
     Json properties = object();
-    Json required = list();
-    append(required, text("op"));
-    append(required, text("class"));
     Json ops = string_schema();
     Json words = list();
     for (const char *each : {"update", "insert", "delete"})
@@ -136,12 +137,7 @@ Json change_schema(const DeviceSchema &schema, const client::Class &klass)
     for (const char *each : {"name", "where", "if-match"})
         put(properties, each, string_schema());
     put(properties, "properties", values_of(schema, klass.name, true));
-    Json result = object();
-    put_text(result, "type", "object");
-    put(result, "properties", std::move(properties));
-    put(result, "required", std::move(required));
-    put(result, "additionalProperties", boolean(false));
-    return result;
+    return closed_object(std::move(properties), {"op", "class"});
 }
 
 /* An object of an abstract class is shown as one of its own class. */

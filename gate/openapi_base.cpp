@@ -40,16 +40,14 @@ const char openapi_base[] = R"json(
       "default":{"$ref":"#/components/responses/problem"}}}
     },
     "/schema": {
-      "get": {"operationId":"get-schema","responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "get": {"operationId":"get-schema","responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}}}
     },
     "/changes": {
       "post": {"operationId":"change","requestBody":{"required":true,
       "content":{"application/json":{"schema":{"$ref":"#/components/schemas/changes"}}}},
       "parameters":[{"$ref":"#/components/parameters/csrf"}],
-      "responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}}}
     },
     "/trial": {
@@ -62,8 +60,7 @@ const char openapi_base[] = R"json(
       "content":{"application/json":{"schema":{"type":"object",
       "properties":{"id":{"type":"string"}},"required":["id"],"additionalProperties":false}}}},
       "parameters":[{"$ref":"#/components/parameters/csrf"}],
-      "responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}}}
     },
     "/trial/revert": {
@@ -71,30 +68,25 @@ const char openapi_base[] = R"json(
       "content":{"application/json":{"schema":{"type":"object",
       "properties":{"id":{"type":"string"}},"required":["id"],"additionalProperties":false}}}},
       "parameters":[{"$ref":"#/components/parameters/csrf"}],
-      "responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}}}
     },
     "/history": {
-      "get": {"operationId":"get-history","responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "get": {"operationId":"get-history","responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}}}
     },
     "/history/{n}": {
-      "get": {"operationId":"get-generation","responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "get": {"operationId":"get-generation","responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}},"parameters":[{"name":"n","in":"path",
       "required":true,"schema":{"type":"integer","minimum":1}}]}
     },
     "/history/{n}/diff": {
-      "get": {"operationId":"compare-with-now","responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "get": {"operationId":"compare-with-now","responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}},"parameters":[{"name":"n","in":"path",
       "required":true,"schema":{"type":"integer","minimum":1}}]}
     },
     "/history/{n}/diff/{m}": {
-      "get": {"operationId":"compare","responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "get": {"operationId":"compare","responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}},"parameters":[{"name":"n","in":"path",
       "required":true,"schema":{"type":"integer","minimum":1}},{"name":"m","in":"path",
       "required":true,"schema":{"type":"integer","minimum":1}}]}
@@ -104,18 +96,15 @@ const char openapi_base[] = R"json(
       "content":{"application/json":{"schema":{"$ref":"#/components/schemas/options"}}}},
       "parameters":[{"$ref":"#/components/parameters/csrf"},{"name":"n","in":"path",
       "required":true,"schema":{"type":"integer","minimum":1}}],
-      "responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}}}
     },
     "/commits": {
-      "get": {"operationId":"get-commits","responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "get": {"operationId":"get-commits","responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}}}
     },
     "/status": {
-      "get": {"operationId":"get-status","responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "get": {"operationId":"get-status","responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}}}
     },
     "/events": {
@@ -129,8 +118,7 @@ const char openapi_base[] = R"json(
       "default":{"$ref":"#/components/responses/problem"}}}
     },
     "/openapi.json": {
-      "get": {"operationId":"get-openapi","responses":{"200":{"description":"Done.",
-      "content":{"application/json":{"schema":{"type":"object"}}}},
+      "get": {"operationId":"get-openapi","responses":{"200":{"$ref":"#/components/responses/done"},
       "default":{"$ref":"#/components/responses/problem"}}}
     }
   },
@@ -143,6 +131,8 @@ const char openapi_base[] = R"json(
       "csrf": {"name":"X-CSRF-Token","in":"header","required":false,"schema":{"type":"string"}}
     },
     "responses": {
+      "done": {"description":"Done.",
+      "content":{"application/json":{"schema":{"type":"object"}}}},
       "problem": {"description":"It could not be done.",
       "content":{"application/problem+json":{"schema":{"$ref":"#/components/schemas/problem"}}}}
     },

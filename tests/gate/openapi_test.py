@@ -126,7 +126,7 @@ class TheDocument(unittest.TestCase):
                 continue
             answer = ROOT.get(path)
             self.assertEqual(answer.status, 200, path)
-            content = item["get"]["responses"]["200"]["content"]
+            content = resolve(self.document, item["get"]["responses"]["200"])["content"]
             if "application/json" in content:
                 self.assertTrue(fits(self.document, content["application/json"]["schema"],
                                      answer.json), (path, answer.json))
