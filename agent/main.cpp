@@ -1,21 +1,17 @@
 /* SPDX-License-Identifier: MIT */
 /* vorn-agent: makes the device one of a fleet. Begins as root, if at all, and does not stay so. */
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include <getopt.h>
-#include <grp.h>
-#include <malloc.h>
-#include <pwd.h>
 #include <sys/eventfd.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include "home.h"
+#include "service.h"
 
 namespace {
 
@@ -128,30 +124,6 @@ bool read_options(int count, char *arguments[], HomeOptions &options, const char
            !options.link.brokers.empty() && !options.note.empty();
 }
 
-bool become(const char *name)
-{
-    const passwd *user = getpwnam(name);
-    const bool is_done =
-        user &&
-        (user->pw_uid == getuid() ||
-         (setgroups(0, nullptr) == 0 && setgid(user->pw_gid) == 0 && setuid(user->pw_uid) == 0));
-    if (!is_done)
-        std::fprintf(stderr, "vorn-agent: %s: %s\n", name,
-                     user ? std::strerror(errno) : "there is no such user");
-    return is_done;
-}
-
-/* What threads free goes back to the system, and no thread has a heap of its own. */
-void stay_small()
-{
-    constexpr int large = 64 * 1024;
-    mallopt(M_ARENA_MAX, 1);
-    mallopt(M_MMAP_THRESHOLD, large);
-    mallopt(M_TRIM_THRESHOLD, large);
-    const rlimit memory = {most_memory, most_memory};
-    setrlimit(RLIMIT_DATA, &memory);
-}
-
 } // namespace
 
 int main(int count, char *arguments[])
@@ -160,9 +132,10 @@ int main(int count, char *arguments[])
     const char *user = nullptr;
     if (count == 2 && std::strcmp(arguments[1], "--help") == 0) return usage(stdout);
     if (!read_options(count, arguments, options, user)) return usage(stderr);
-    if (user && !become(user)) return 1;
-    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-    stay_small();
+    if (!vorn::service::give_up_rights("vorn-agent", user)) return 1;
+    vorn::service::stay_small();
+    const rlimit memory = {most_memory, most_memory};
+    setrlimit(RLIMIT_DATA, &memory);
 
     stop = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     struct sigaction action = {};

@@ -7,10 +7,7 @@
 
 #include <getopt.h>
 #include <grp.h>
-#include <malloc.h>
-#include <pwd.h>
 #include <sys/eventfd.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -19,6 +16,7 @@
 
 #include "bounds.h"
 #include "server.h"
+#include "service.h"
 
 namespace {
 
@@ -89,22 +87,6 @@ int listen_at(const Options &options)
     return descriptor;
 }
 
-bool become(const char *name)
-{
-    const passwd *user = getpwnam(name);
-    if (!user) {
-        errno = ENOENT;
-        complain(name);
-        return false;
-    }
-    if (user->pw_uid == getuid()) return true;
-    if (setgroups(0, nullptr) != 0 || setgid(user->pw_gid) != 0 || setuid(user->pw_uid) != 0) {
-        complain(name);
-        return false;
-    }
-    return true;
-}
-
 bool read_options(int count, char *arguments[], Options &options)
 {
     static const option known[] = {
@@ -143,15 +125,6 @@ bool read_options(int count, char *arguments[], Options &options)
     return options.socket && optind == count && options.lifetime >= shortest_lifetime;
 }
 
-/* What threads free goes back to the system, and no thread has a heap of its own. */
-void stay_small()
-{
-    constexpr int large = 64 * 1024;
-    mallopt(M_ARENA_MAX, 1);
-    mallopt(M_MMAP_THRESHOLD, large);
-    mallopt(M_TRIM_THRESHOLD, large);
-}
-
 } // namespace
 
 int main(int count, char *arguments[])
@@ -159,10 +132,9 @@ int main(int count, char *arguments[])
     Options options;
     if (count == 2 && std::strcmp(arguments[1], "--help") == 0) return usage(stdout);
     if (!read_options(count, arguments, options)) return usage(stderr);
-    stay_small();
+    vorn::service::stay_small();
     const int listener = listen_at(options);
-    if (listener < 0 || (options.user && !become(options.user))) return 1;
-    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+    if (listener < 0 || !vorn::service::give_up_rights("vorn-gate", options.user)) return 1;
 
     rlimit files = {};
     if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
