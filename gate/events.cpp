@@ -36,6 +36,7 @@ long long number_in(const std::string &id, const std::string &epoch)
 
 const char keep_alive[] = ":\n\n";
 const char farewell[] = "event: bye\ndata: {}\n\n";
+const char give_way[] = "retry: 30000\nevent: later\ndata: {}\n\n";
 
 /* The kernel's word for when that process began, which no other one of its number shares. */
 std::string present_epoch()

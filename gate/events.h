@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,7 @@ struct StreamStart {
     Caller caller;
     long long number; /* the last commit that it was told of */
     std::string trial;
+    std::uint64_t place = 0; /* among all streams, in the order in which they came */
     std::unique_ptr<Tickets::Ticket> ticket = {};
 };
 
@@ -43,5 +45,6 @@ std::string mark_of_trial(const std::vector<client::Instance> &trials);
 
 extern const char keep_alive[];
 extern const char farewell[];
+extern const char give_way[];
 
 } // namespace vorn::gate

@@ -197,7 +197,7 @@ Served dispatch(House &house, client::Device &device, Request &request)
         return {route.handler(desk, caller, request)};
     }
     Served served = {{}, StreamStart()};
-    served.stream->ticket = house.tickets.enter(caller.key);
+    served.stream->ticket = house.tickets.enter();
     if (!served.stream->ticket)
         throw Problem{503, "busy", "Too many event streams.", {}, {{"Retry-After", "10"}}};
     served.answer = begin_stream(desk, caller, request, *served.stream);

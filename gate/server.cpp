@@ -57,6 +57,7 @@ private:
     void take_inbox();
     void begin_request(Owned connection);
     void begin_stream(Owned connection);
+    void make_room(const std::string &key);
     void tell(const News &news);
     void tell_stream(Connection &connection, const News &news);
     void tick();
@@ -70,6 +71,7 @@ private:
     int wake_;
     std::unordered_map<int, Owned> connections_;
     std::map<std::string, News> recent_; /* the last news of each user who listens */
+    std::uint64_t streams_begun_ = 0;
     bool have_streams_gone_ = false;
     bool helps_out_ = false; /* it accepts, since nobody else does */
     unsigned answered_ = 0;  /* by the last tick */
@@ -197,11 +199,29 @@ void Loop::begin_stream(Owned connection)
 {
     Connection &kept = *connection;
     const int descriptor = connection->descriptor;
+    kept.stream.place = streams_begun_++;
     keep(std::move(connection));
+    make_room(kept.stream.caller.key);
     count_streams();
     const auto recent = recent_.find(kept.stream.caller.user);
     if (connections_.contains(descriptor) && recent != recent_.end())
         tell_stream(kept, recent->second);
+}
+
+/* A page that was closed or loaded anew leaves its stream behind, and nobody says so for a while.
+ */
+void Loop::make_room(const std::string &key)
+{
+    std::size_t count = 0;
+    Connection *oldest = nullptr;
+    for (const auto &[descriptor, each] : connections_) {
+        if (!each->is_stream || each->stream.caller.key != key) continue;
+        if (!oldest || each->stream.place < oldest->stream.place) oldest = each.get();
+        count++;
+    }
+    if (count <= most_streams_of_one) return;
+    oldest->send(give_way);
+    forget(*oldest);
 }
 
 /* The watcher looks for those who listen, and for nobody else. */

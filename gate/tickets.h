@@ -1,54 +1,39 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include <map>
+#include <atomic>
 #include <memory>
-#include <mutex>
-#include <string>
 
 #include "bounds.h"
 
 namespace vorn::gate {
 
-/* Counts streams, of each session or token and of all. */
+/* Counts streams, those that are just being made included. */
 class Tickets {
 public:
     class Ticket {
     public:
-        Ticket(Tickets &tickets, std::string key) : tickets_(tickets), key_(std::move(key)) {}
-        ~Ticket() { tickets_.leave(key_); }
+        explicit Ticket(std::atomic<std::size_t> &count) : count_(count), others_(count++) {}
+        ~Ticket() { count_--; }
         Ticket(const Ticket &) = delete;
         Ticket &operator=(const Ticket &) = delete;
 
+        std::size_t others() const { return others_; }
+
     private:
-        Tickets &tickets_;
-        std::string key_;
+        std::atomic<std::size_t> &count_;
+        std::size_t others_; /* that were there when it came */
     };
 
     /* Null when there are too many. Whoever holds it has a stream. */
-    std::unique_ptr<Ticket> enter(const std::string &key)
+    std::unique_ptr<Ticket> enter()
     {
-        const std::lock_guard lock(mutex_);
-        const auto found = counts_.find(key);
-        if (all_ >= most_streams ||
-            (found != counts_.end() && found->second >= most_streams_of_one))
-            return nullptr;
-        counts_[key]++;
-        all_++;
-        return std::make_unique<Ticket>(*this, key);
+        auto ticket = std::make_unique<Ticket>(count_);
+        return ticket->others() < most_streams ? std::move(ticket) : nullptr;
     }
 
 private:
-    void leave(const std::string &key)
-    {
-        const std::lock_guard lock(mutex_);
-        all_--;
-        if (--counts_[key] == 0) counts_.erase(key);
-    }
-
-    std::mutex mutex_;
-    std::map<std::string, std::size_t> counts_;
-    std::size_t all_ = 0;
+    std::atomic<std::size_t> count_ = 0;
 };
 
 } // namespace vorn::gate

@@ -198,20 +198,19 @@ class TheApi(unittest.TestCase):
         self.assertEqual(stream.await_event("trial")[2], {"state": "none"})
         stream.close()
 
-    def test_has_streams_for_eight_of_one(self):
+    def test_ends_the_oldest_of_too_many_streams_of_one(self):
         many = gate.with_token("many", name="many")
-        streams = [many.stream() for _ in range(8)]
-        self.problem(many.get("/events"), 503, "busy")
-        streams.pop().close()
-        gate.await_that(lambda: self.has_room(many), "a place is free again")
-        for each in streams:
+        streams = [many.stream()]
+        other = self.root.stream()
+        streams += [many.stream() for _ in range(8)]
+        self.assertEqual(streams[0].await_event("later")[2], {})
+        self.assertIsNone(streams[0].next())
+        for each in (*streams[1:], other):
+            each.await_event("trial")
+        many.post("/changes", {"changes": [change("192.168.9.9")]})
+        for each in (*streams[1:], other):
+            each.await_event("change")
             each.close()
-
-    @staticmethod
-    def has_room(caller):
-        stream = caller.stream()
-        stream.close()
-        return stream.head["Status"].startswith("200")
 
     def test_tells_metrics_and_status(self):
         text = self.root.get("/metrics").body.decode()

@@ -14,7 +14,7 @@ const askAgain = 2000;
 // A change whose answer did not come may still be on its way.
 const onTheWay = 20000;
 
-// A stream that was refused, because there are too many, is asked for again after so long.
+// A stream that was refused or ended, because there are too many, is asked for again after so long.
 const streamAgain = 30000;
 
 export class App {
@@ -197,16 +197,22 @@ export class App {
       this.changed();
     });
     events.addEventListener('bye', () => this.#leave(true));
+    events.addEventListener('later', () => this.#listenLater());
     events.addEventListener('open', () => this.#answered());
     events.addEventListener('error', () => {
       if (events !== this.#events) return;
       // One that the browser opens again was cut off; another one was refused, and the rest may be well.
       if (events.readyState !== EventSource.CLOSED) this.#silent();
-      else {
-        this.#refreshSoon();
-        setTimeout(() => events === this.#events && this.#listen(), streamAgain);
-      }
+      else this.#listenLater();
     });
+  }
+
+  /** The rest may be well. */
+  #listenLater() {
+    const events = this.#events;
+    events.close();
+    this.#refreshSoon();
+    setTimeout(() => events === this.#events && this.#listen(), streamAgain);
   }
 
   /** What the device tells of its trial; ours stays known until it is known how it ended. */
