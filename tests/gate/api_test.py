@@ -281,7 +281,8 @@ class TheApi(unittest.TestCase):
         self.problem(self.root.ask("PUT", "/changes", {}), 405, "method")
         self.problem(self.root.get("/nothing"), 404, "not-found")
         self.problem(gate.Answer(gate.exchange(b"99999:")), 431, "header-too-large")
-        self.problem(self.root.post("/changes", b"x" * (1024 * 1024 + 1)), 413, "too-large")
+        longer = gate.frame("POST", "/api/v1/changes", b"x" * (1024 * 1024 + 1), self.root.headers)
+        self.problem(gate.Answer(gate.exchange(longer, is_all=True)), 413, "too-large")
 
     def test_tells_at_once_that_too_many_wait_for_a_daemon_that_hangs(self):
         DAEMON.send_signal(signal.SIGSTOP)
