@@ -154,6 +154,26 @@ test('of two browsers neither overwrites what it has not seen', () =>
     await page.getByText('Nothing is edited.').waitFor();
   }));
 
+// Each leaves a stream of events behind, of which there are eight for a session.
+test('a page that is loaded anew again and again hears of what others do', () =>
+  inPage(async (page) => {
+    const refused = [];
+    page.on('response', (response) => response.status() >= 400 && refused.push(`${response.status()} ${response.url()}`));
+    for (let i = 0; i < 12; i += 1) {
+      await page.reload();
+      await page.getByRole('navigation').waitFor(slow);
+    }
+    await inPage(async (other) => {
+      await edit(other, /^Largest packet/, '1280', 'ethernet/eth0');
+      await review(other);
+      await press(other, 'Apply on trial');
+      await page.getByRole('link', { name: 'Do you want to keep this change?' }).waitFor(slow);
+      await press(other, 'Take it back');
+      await page.getByRole('link', { name: 'Do you want to keep this change?' }).waitFor({ state: 'detached', ...slow });
+    });
+    assert.deepEqual(refused, []);
+  }));
+
 test('the page is there within a second on a processor that is four times slower', (t) =>
   inPage(async (page) => {
     const session = await page.context().newCDPSession(page);
