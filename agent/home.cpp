@@ -92,6 +92,13 @@ void Home::ask(const std::string &lsql)
     });
 }
 
+void Home::read(const std::vector<Selection> &what)
+{
+    worker_.give([this, daemon = daemon_, what]() -> Worker::Then {
+        return [this, shown = daemon->read(what)] { agent_.states_read(shown, now()); };
+    });
+}
+
 Note Home::read_note()
 {
     return fleet::read_note(options_.note);

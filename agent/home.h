@@ -35,6 +35,7 @@ public:
     void confirm(const std::string &trial_id) override;
     void revert(const std::string &trial_id) override;
     void ask(const std::string &lsql) override;
+    void read(const std::vector<Selection> &what) override;
     Note read_note() override;
     bool write_note(const Note &note) override;
     std::uint32_t chance() override;

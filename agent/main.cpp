@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "home.h"
+#include "protocol/bounds.h"
 #include "service.h"
 
 namespace {
@@ -36,7 +37,8 @@ int usage(std::FILE *file)
     std::fputs(
         "usage: vorn-agent --tenant TENANT --device ID --broker HOST[:PORT]... --signer KEY...\n"
         "                  --note PATH [--status PATH] [--user USER] [--ca PATH]\n"
-        "                  [--certificate PATH --key PATH] [--plain] [--requests]\n",
+        "                  [--certificate PATH --key PATH] [--plain] [--requests]\n"
+        "                  [--state CLASS[.PROPERTY]]... [--states-every SECONDS]\n",
         file);
     return file == stdout ? 0 : 2;
 }
@@ -56,6 +58,13 @@ bool add_signer(HomeOptions &options, const char *text)
     return key.has_value();
 }
 
+bool add_state(HomeOptions &options, const char *text)
+{
+    const std::optional<vorn::fleet::Selection> selection = vorn::fleet::Selection::of(text);
+    if (selection) options.settings.watch.what.push_back(*selection);
+    return selection && options.settings.watch.what.size() <= vorn::fleet::most_watched;
+}
+
 const option known[] = {
     {"tenant", required_argument, nullptr, 't'},
     {"device", required_argument, nullptr, 'd'},
@@ -69,6 +78,8 @@ const option known[] = {
     {"key", required_argument, nullptr, 'k'},
     {"plain", no_argument, nullptr, 'p'},
     {"requests", no_argument, nullptr, 'r'},
+    {"state", required_argument, nullptr, 'v'},
+    {"states-every", required_argument, nullptr, 'e'},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -109,6 +120,12 @@ bool take_option(int letter, HomeOptions &options, const char *&user)
     case 'r':
         options.settings.answers_requests = true;
         return true;
+    case 'v':
+        return add_state(options, optarg);
+    case 'e':
+        options.settings.watch.every_s = std::atoi(optarg);
+        return options.settings.watch.every_s > 0 &&
+               options.settings.watch.every_s <= vorn::fleet::longest_interval;
     default:
         return false;
     }

@@ -39,7 +39,9 @@ void read_as_document(std::string_view text)
     }
     Question question;
     if (!read_question(text, identity, question))
-        require(question.lsql.size() <= longest_request, "so is a question");
+        require(question.lsql.size() <= longest_request &&
+                    question.watch.every_s <= longest_interval,
+                "so is a question");
 }
 
 } // namespace

@@ -26,9 +26,9 @@ constexpr std::chrono::seconds before_next_try(1);
 constexpr char origin[] = "fleet";
 constexpr char holder_mark[] = " for \"fleet\"";
 
-using Shown = std::vector<client::Instance>;
+using Instances = std::vector<client::Instance>;
 
-const client::Instance *first(const std::map<std::string, Shown> &shown, const char *class_name)
+const client::Instance *first(const std::map<std::string, Instances> &shown, const char *class_name)
 {
     const auto found = shown.find(class_name);
     return found == shown.end() || found->second.empty() ? nullptr : &found->second.front();
@@ -56,7 +56,7 @@ void add_problem(std::vector<std::string> &problems, const std::string &what,
     problems.push_back(what + ": " + why);
 }
 
-void find_problems(const std::string &class_name, const Shown &shown,
+void find_problems(const std::string &class_name, const Instances &shown,
                    std::vector<std::string> &problems)
 {
     for (const client::Instance &each : shown) {
@@ -95,7 +95,7 @@ bool is_question(const pugi::xml_node &root)
 /* What one request has shown. */
 struct Daemon::Sight {
     std::string commit;
-    std::map<std::string, Shown> shown; /* by class; settings that a document can be about */
+    std::map<std::string, Instances> shown; /* by class; settings that a document can be about */
     std::vector<std::string> problems;
     client::Configuration running;
     Refusal refusal; /* of the content that was asked for */
@@ -136,10 +136,11 @@ Daemon::Sight Daemon::see(const Content &content)
     if (outcomes.size() != asked.size())
         client::fail(client::no_answer, {"the answer makes no sense"});
     for (std::size_t i = 0; i < outcomes.size(); i++) {
-        const Shown &instances = outcomes[i].instances;
+        const Instances &instances = outcomes[i].instances;
         if (i < own) sight.shown[asked[i]] = instances;
         if (i < states) find_problems(asked[i], instances, sight.problems);
-        for (client::Instance &each : i < states ? Shown() : settable(instances, asked[i], schema_))
+        for (client::Instance &each :
+             i < states ? Instances() : settable(instances, asked[i], schema_))
             sight.running.push_back(std::move(each));
     }
     const client::Instance *daemon = first(sight.shown, "daemon");
@@ -154,6 +155,7 @@ Daemon::Sight Daemon::see(const Content &content)
 View Daemon::view_of(const Sight &sight) const
 {
     View view;
+    view.versions["agent"] = VORN_VERSION;
     view.commit = sight.commit;
     view.schema = schema_id_;
     view.problems = sight.problems;
@@ -285,6 +287,37 @@ try {
     return {{}, device_.ask(lsql)};
 } catch (const client::Failure &failure) {
     return {{Reason::rejected, failure.what()}, {}};
+}
+
+std::vector<Shown> Daemon::read(const std::vector<Selection> &what)
+{
+    std::vector<Shown> all;
+    for (const Selection &each : what)
+        all.push_back({each.class_name, {}});
+    try {
+        if (!schema_.known()) schema_ = client::Schema::required_of(device_);
+        std::vector<Shown *> asked;
+        client::Request request(client::Request::Kind::plain);
+        for (std::size_t i = 0; i < what.size(); i++) {
+            std::vector<std::string> there;
+            for (const std::string &each : what[i].properties)
+                if (schema_.find_property(what[i].class_name, each)) there.push_back(each);
+            if (!schema_.find(what[i].class_name) || there.empty() != what[i].properties.empty())
+                continue;
+            request.select({what[i].class_name, {}, {}}, there);
+            asked.push_back(&all[i]);
+        }
+        if (asked.empty()) return all;
+        const std::vector<client::Outcome> outcomes =
+            client::parse_answer(device_.ask(request.text()));
+        for (std::size_t i = 0; i < asked.size() && i < outcomes.size(); i++)
+            for (const client::Instance &each : outcomes[i].instances)
+                asked[i]->items.push_back({each.name, {each.values.begin(), each.values.end()}});
+    } catch (const client::Failure &) {
+        schema_ = {};
+        schema_id_.clear();
+    }
+    return all;
 }
 
 } // namespace vorn::fleet

@@ -27,6 +27,8 @@ public:
         std::string text;
     };
     Reply ask(const std::string &lsql);
+    /* Nothing of what the device does not have, or does not tell. */
+    std::vector<Shown> read(const std::vector<Selection> &what);
 
 private:
     struct Sight;

@@ -36,7 +36,8 @@ constexpr std::int64_t earliest_clock = 1704067200; /* what is before it was nev
 
 } // namespace
 
-Agent::Agent(const Settings &settings, Outside &outside) : settings_(settings), outside_(outside)
+Agent::Agent(const Settings &settings, Outside &outside)
+    : settings_(settings), outside_(outside), states_(settings.watch)
 {}
 
 void Agent::start(Time now)
@@ -49,7 +50,8 @@ void Agent::start(Time now)
 std::int64_t Agent::wake_at() const
 {
     const bool considers = phase_ == Phase::resting && !is_looking_;
-    return std::min({connect_at_, look_at_, considers ? consider_at_ : never, report_at_});
+    return std::min({connect_at_, look_at_, considers ? consider_at_ : never, report_at_,
+                     watches() ? states_.wake_at() : never});
 }
 
 void Agent::wake(Time now)
@@ -61,6 +63,10 @@ void Agent::wake(Time now)
     const bool considers = phase_ == Phase::resting && now.ms >= consider_at_;
     if (now.ms >= look_at_ || considers) look();
     if (now.ms >= report_at_) publish_report(now);
+    if (!watches() || now.ms < states_.wake_at()) return;
+    const std::vector<Selection> due = states_.due(now.ms, now.wall);
+    is_reading_ = !due.empty();
+    if (is_reading_) outside_.read(due);
 }
 
 void Agent::connected(Time now)
@@ -68,7 +74,8 @@ void Agent::connected(Time now)
     is_connected_ = true;
     connected_at_ = now.ms;
     published_.clear();
-    proof_token_ = 0;
+    proof_token_ = state_token_ = 0;
+    states_.begin_anew(now.ms);
     outside_.subscribe(topic("desired"));
     if (settings_.answers_requests) outside_.subscribe(topic("request"));
     publish("online", R"({"version":1,"online":true})", true);
@@ -91,6 +98,7 @@ void Agent::disconnected(Time now)
 
 void Agent::acknowledged(unsigned token, Time)
 {
+    if (token == state_token_) state_token_ = 0;
     if (phase_ != Phase::proving || token != proof_token_) return;
     phase_ = Phase::confirming;
     outside_.confirm(trial_id_);

@@ -12,6 +12,7 @@
 #include "outside.h"
 #include "signature.h"
 #include "spread.h"
+#include "states.h"
 
 namespace vorn::fleet {
 
@@ -20,6 +21,7 @@ struct Settings {
     Identity identity;
     std::vector<Key> keys;
     bool answers_requests = false;
+    Watch watch = {{}, 60, 0}; /* for always; of nothing */
 };
 
 /*
@@ -52,6 +54,8 @@ public:
     void confirmed(const Refusal &refusal, Time now);
     void reverted(Time now);
     void answered(const Refusal &refusal, std::string_view reply, Time now);
+
+    void states_read(const std::vector<Shown> &shown, Time now);
 
     /* For whoever shows it to people. */
     std::int64_t generation() const { return view_ ? view_->generation : 0; }
@@ -89,20 +93,23 @@ private:
     Refusal read_request(std::string_view payload, Question &question, Time now) const;
     void respond(const Refusal &refusal, std::string_view reply);
     void say(State state, std::int64_t about, Refusal why, Time now);
-    void publish(const char *leaf, std::string payload, bool is_retained);
+    void publish(std::string_view leaf, std::string payload, bool is_retained);
     void publish_report(Time now);
+    bool watches() const { return is_connected_ && !is_reading_ && state_token_ == 0; }
     void publish_event(const char *what, const std::string &text, Time now);
     void tell_events(const View &before, Time now);
-    std::string topic(const char *leaf) const;
+    std::string topic(std::string_view leaf) const;
     std::string report() const;
 
     const Settings &settings_;
     Outside &outside_;
     Spread spread_;
+    States states_;
     Phase phase_ = Phase::waiting;
     State state_ = State::none;
     bool is_connected_ = false;
     bool is_looking_ = false;
+    bool is_reading_ = false;     /* values that are watched */
     bool is_answering_ = false;   /* a request */
     bool is_overwriting_ = false; /* what others have changed, with a number that is in force */
     /* Milliseconds of the monotonic clock. */
@@ -116,6 +123,7 @@ private:
     Refusal why_;
     unsigned last_token_ = 0;
     unsigned proof_token_ = 0; /* of the report that proves the trial; 0 for none */
+    unsigned state_token_ = 0; /* of the last values that were told; 0 when they are acknowledged */
     std::string trial_id_;
     std::string published_; /* the last report's SHA-256, on this connection */
     std::string last_error_;

@@ -194,6 +194,24 @@ Refusal read_options(const json_t *json, Desired &desired)
     return {};
 }
 
+Refusal read_watch(const json_t *json, Watch &watch)
+{
+    const json_t *list = json_object_get(json, "watch");
+    if (!json_is_array(list) || json_array_size(list) == 0)
+        return malformed_member("watch", "a list of classes");
+    std::size_t rank = 0;
+    json_t *each = nullptr;
+    json_array_foreach(const_cast<json_t *>(list), rank, each)
+    {
+        std::optional<Selection> selection = Selection::of(text_of(each));
+        if (!selection) return malformed_member("watch", "a list of CLASS or CLASS.PROPERTY");
+        watch.what.push_back(std::move(*selection));
+    }
+    if (Refusal refusal = read_number(json, "every", 1, longest_interval, watch.every_s))
+        return refusal;
+    return read_number(json, "until", 1, largest_generation, watch.until);
+}
+
 } // namespace
 
 bool is_identifier(std::string_view text)
@@ -235,15 +253,22 @@ Refusal read_question(std::string_view document, const Identity &identity, Quest
     const Json json = parsed(document);
     if (!json) return malformed("it is no JSON");
     if (Refusal refusal = expect_only(
-            json.get(), {"version", "tenant", "device", "not-after", "lsql"}, "a request"))
+            json.get(),
+            {"version", "tenant", "device", "not-after", "lsql", "watch", "every", "until"},
+            "a request"))
         return refusal;
     Identity named;
+    const bool is_watch = json_object_get(json.get(), "watch") != nullptr;
     for (const Refusal &refusal :
          {read_identity(json.get(), named),
           read_number(json.get(), "not-after", 1, largest_generation, question.not_after),
-          read_text(json.get(), "lsql", longest_request, question.lsql)}) {
+          is_watch ? read_watch(json.get(), question.watch)
+                   : read_text(json.get(), "lsql", longest_request, question.lsql)}) {
         if (refusal) return refusal;
     }
+    const std::size_t expected = is_watch ? 7 : 5;
+    if (json_object_size(json.get()) != expected)
+        return malformed("a request has either \"lsql\", or \"watch\", \"every\" and \"until\"");
     return expect_same(named, identity);
 }
 

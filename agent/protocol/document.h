@@ -7,6 +7,7 @@
 
 #include "content.h"
 #include "reason.h"
+#include "states.h"
 
 namespace vorn::fleet {
 
@@ -45,10 +46,11 @@ bool is_identifier(std::string_view text);
  */
 Refusal read_desired(std::string_view document, const Identity &identity, Desired &desired);
 
-/* A question of somebody who supports the device. */
+/* A question of somebody who supports the device: one of the two. */
 struct Question {
     std::int64_t not_after = 0;
     std::string lsql;
+    Watch watch;
 };
 Refusal read_question(std::string_view document, const Identity &identity, Question &question);
 

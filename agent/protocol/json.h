@@ -36,4 +36,31 @@ inline std::string written(const Json &value)
     return bytes.get();
 }
 
+/* Not longer, and not cut in the middle of a character. */
+inline std::string cut(const std::string &text, std::size_t longest)
+{
+    if (text.size() <= longest) return text;
+    std::size_t end = longest;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80)
+        end--;
+    return text.substr(0, end);
+}
+
+inline Json text(std::string_view characters)
+{
+    if (characters.empty()) return owned(json_string(""));
+    if (json_t *value = json_stringn(characters.data(), characters.size())) return Json(value);
+    return owned(json_string("?")); /* it is no UTF-8 */
+}
+
+inline void put(json_t *object, const char *name, Json value)
+{
+    if (json_object_set_new(object, name, value.release()) != 0) throw std::bad_alloc();
+}
+
+inline void append(json_t *list, Json value)
+{
+    if (json_array_append_new(list, value.release()) != 0) throw std::bad_alloc();
+}
+
 } // namespace vorn::fleet

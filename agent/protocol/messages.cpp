@@ -22,33 +22,6 @@ constexpr std::uint32_t response_expires_after = 300;
 constexpr std::array state_words = {"none", "applied", "trying", "waiting", "refused", "reverted"};
 constexpr std::array trial_words = {"none", "ours", "others"};
 
-/* Not in the middle of a character. */
-std::string cut(const std::string &text, std::size_t longest)
-{
-    if (text.size() <= longest) return text;
-    std::size_t end = longest;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80)
-        end--;
-    return text.substr(0, end);
-}
-
-Json text(std::string_view characters)
-{
-    if (characters.empty()) return owned(json_string(""));
-    if (json_t *value = json_stringn(characters.data(), characters.size())) return Json(value);
-    return owned(json_string("?")); /* it is no UTF-8 */
-}
-
-void put(json_t *object, const char *name, Json value)
-{
-    if (json_object_set_new(object, name, value.release()) != 0) throw std::bad_alloc();
-}
-
-void append(json_t *list, Json value)
-{
-    if (json_array_append_new(list, value.release()) != 0) throw std::bad_alloc();
-}
-
 Json json_of(const Difference &difference)
 {
     Json json = owned(json_object());
@@ -78,9 +51,10 @@ Json texts_of(const std::vector<std::string> &texts)
 
 } // namespace
 
-std::string Agent::topic(const char *leaf) const
+std::string Agent::topic(std::string_view leaf) const
 {
-    return "v1/" + settings_.identity.tenant + '/' + settings_.identity.device + '/' + leaf;
+    return "v1/" + settings_.identity.tenant + '/' + settings_.identity.device + '/' +
+           std::string(leaf);
 }
 
 std::string Agent::report() const
@@ -119,7 +93,7 @@ void Agent::say(State state, std::int64_t about, Refusal why, Time now)
     publish_report(now);
 }
 
-void Agent::publish(const char *leaf, std::string payload, bool is_retained)
+void Agent::publish(std::string_view leaf, std::string payload, bool is_retained)
 {
     outside_.publish({++last_token_, topic(leaf), std::move(payload), {}, is_retained, 0});
 }
@@ -173,6 +147,8 @@ Refusal Agent::read_request(std::string_view payload, Question &question, Time n
     if (question.not_after < now.wall) return {Reason::expired, ""};
     if (question.not_after > now.wall + longest_request_life)
         return {Reason::malformed, "\"not-after\" is too far away"};
+    if (question.watch.until > now.wall + longest_watch)
+        return {Reason::malformed, "\"until\" is too far away"};
     return {};
 }
 
@@ -187,9 +163,11 @@ void Agent::hear_request(const Message &message, Time now)
                           ? read_request(message.payload, question, now)
                           : Refusal{Reason::off, "this device answers no requests"};
     if (refusal && is_answering_) return; /* whose answer is under way has it undisturbed */
+    if (!refusal && !question.watch.what.empty() && !states_.add(question.watch, now.ms, now.wall))
+        refusal = {Reason::busy, "too much is watched already"};
     response_topic_ = message.response_topic;
     correlation_ = message.correlation;
-    if (refusal) {
+    if (refusal || !question.watch.what.empty()) {
         respond(refusal, {});
         return;
     }
@@ -204,6 +182,17 @@ void Agent::answered(const Refusal &refusal, std::string_view reply, Time)
     respond(is_too_large ? Refusal{Reason::too_large, std::to_string(reply.size()) + " bytes"}
                          : refusal,
             reply);
+}
+
+/* The next look has to wait for what this one had to tell: a slow broker is told less often. */
+void Agent::states_read(const std::vector<Shown> &shown, Time now)
+{
+    is_reading_ = false;
+    if (!is_connected_) return;
+    for (States::Message &each : states_.differences(shown, now.wall)) {
+        publish("state/" + each.class_name, std::move(each.payload), false);
+        state_token_ = last_token_;
+    }
 }
 
 void Agent::respond(const Refusal &refusal, std::string_view reply)

@@ -99,6 +99,8 @@ public:
     virtual void revert(const std::string &trial_id) = 0;
     /* By answered. */
     virtual void ask(const std::string &lsql) = 0;
+    /* By states_read. A device that has no values to watch need not answer. */
+    virtual void read(const std::vector<Selection> &) {}
 
     virtual Note read_note() = 0;
     /* False when it may be lost by a loss of power. */

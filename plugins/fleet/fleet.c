@@ -25,16 +25,18 @@ static const char own_folder[] = "/etc/config/fleet";
 static const char note_path[] = "/etc/config/fleet/note";
 
 enum { most_brokers = 4, most_signers = 4, longest_path = 255, longest_identifier = 64 };
+enum { most_states = 16, longest_interval = 86400 };
 enum { key_characters = 44, digest_characters = 64, longest_word = 127 };
-enum { words_of_others = 24 }; /* the most that stand beside brokers and signers */
+enum { most_words = most_brokers + most_signers + most_states };
+enum { words_of_others = 26 }; /* the most that stand beside brokers and signers */
 
 static supervised *agent;
 static char failure[160]; /* what keeps it from being started; empty for nothing */
 
 /* The room for the words that are given one by one. */
 struct plan {
-    const char *arguments[words_of_others + 2 * (most_brokers + most_signers)];
-    char words[most_brokers + most_signers][longest_word + 1];
+    const char *arguments[words_of_others + 2 * most_words];
+    char words[most_words][longest_word + 1];
     int count;
     int word_count;
     const char *option; /* before the next word */
@@ -91,6 +93,28 @@ static int is_list_of_keys(const char *value)
            for_each_word(value, is_no_key, &count) == 0;
 }
 
+/* "CLASS" or "CLASS.PROPERTY". */
+static int is_no_state(const char *word, void *data)
+{
+    int *count = data;
+    const size_t point = strcspn(word, ".");
+    const char *property = word[point] == '.' ? word + point + 1 : "x";
+    return ++*count > most_states || word[0] == '-' || point == 0 || point > longest_identifier ||
+           *property == '\0' || strlen(property) > 62;
+}
+
+static int is_list_of_states(const char *value)
+{
+    int count = 0;
+    return has_only(value, LETTERS DIGITS "._- ", longest_text) &&
+           for_each_word(value, is_no_state, &count) == 0;
+}
+
+static int is_interval(const char *value)
+{
+    return is_plain_number(value, 1, longest_interval);
+}
+
 /* A whole number that any language can hold. */
 static int is_generation(const char *value)
 {
@@ -124,7 +148,7 @@ static void add_pair(struct plan *plan, const char *option, const char *value)
 static int add_word(const char *word, void *data)
 {
     struct plan *plan = data;
-    if (plan->word_count == most_brokers + most_signers) return 1;
+    if (plan->word_count == most_words) return 1;
     char *room = plan->words[plan->word_count++];
     snprintf(room, sizeof plan->words[0], "%s", word);
     add_pair(plan, plan->option, room);
@@ -142,6 +166,9 @@ static void make_plan(struct plan *plan, const vorn_instance *fleet)
     for_each_word(value_of(fleet, "brokers"), add_word, plan);
     plan->option = "--signer";
     for_each_word(value_of(fleet, "signers"), add_word, plan);
+    plan->option = "--state";
+    for_each_word(value_of(fleet, "states"), add_word, plan);
+    add_pair(plan, "--states-every", value_of(fleet, "states-every"));
     add_pair(plan, "--ca", value_of(fleet, "authorities"));
     add_pair(plan, "--certificate", value_of(fleet, "certificate"));
     add_pair(plan, "--key", value_of(fleet, "key"));
@@ -286,6 +313,10 @@ static void describe_fleet(vorn_class *fleet)
     describe(fleet, "signers", "Signers", "Public keys in base64: whose documents are heard.",
              "PUAXw+hDiVqStwqnTRt+vJyYLM8uxJaMwM1V8Sr0Zgw=");
     describe(fleet, "requests", "Requests", "Whether questions of support are answered.", "off");
+    describe(fleet, "states", "States", "Classes, or CLASS.PROPERTY, whose values are always told.",
+             "station radio.status");
+    describe(fleet, "states-every", "States every",
+             "How many seconds lie between two looks at them; 60 when it is empty.", "60");
     describe(fleet, "generation", "Generation", "The number of the document in force.", "42");
     describe(fleet, "digest", "Digest", "Its SHA-256.",
              "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
@@ -315,6 +346,8 @@ static int declare_fleet(vorn_refresher *refresher)
     }
     declare_setting(fleet, "signers", is_list_of_keys, "<up to four keys in base64>");
     declare_input(fleet, "requests", VORN_INPUT_ON_OFF);
+    declare_setting(fleet, "states", is_list_of_states, "<up to 16 of CLASS or CLASS.PROPERTY>");
+    declare_setting(fleet, "states-every", is_interval, "<seconds, 1 to 86400>");
     declare_setting(fleet, "generation", is_generation, "<a number>");
     declare_setting(fleet, "digest", is_digest, "<64 hexadecimal digits>|<nothing>");
     declare_setting(fleet, "guard", is_list_of_classes, "<names of classes>");
@@ -322,6 +355,9 @@ static int declare_fleet(vorn_refresher *refresher)
     vorn_property_accept_text(vorn_class_get_property(fleet, "device"), 0, longest_identifier);
     vorn_property_accept_text(vorn_class_get_property(fleet, "brokers"), 0, longest_path);
     vorn_property_accept_text(vorn_class_get_property(fleet, "signers"), 0, longest_path);
+    vorn_property_accept_text(vorn_class_get_property(fleet, "states"), 0, longest_text);
+    vorn_property_accept_number(vorn_class_get_property(fleet, "states-every"), 1, longest_interval,
+                                1);
     vorn_property_accept_text(vorn_class_get_property(fleet, "generation"), 0, 16);
     vorn_property_accept_text(vorn_class_get_property(fleet, "digest"), 0, digest_characters);
     vorn_property_accept_text(vorn_class_get_property(fleet, "guard"), 0, longest_text);

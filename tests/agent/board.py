@@ -117,7 +117,7 @@ class Broker:
                                             stderr=log)
         await_that(lambda: subprocess.run(["mosquitto_pub", "-t", "x", "-m", "x"], check=False,
                                           capture_output=True).returncode == 0, "a broker")
-        heard = [word for topic in ("reported", "online", "event", "response/#")
+        heard = [word for topic in ("reported", "online", "event", "response/#", "state/#")
                  for word in ("-t", TOPIC + topic)]
         self.listener = subprocess.Popen(["mosquitto_sub", "-V", "5", "-q", "1", *heard, "-F",
                                           "%t\t%p"], stdout=subprocess.PIPE)

@@ -40,6 +40,16 @@ def apply(configuration, **more):
     return BROKER.await_report(state="applied", about=number, generation=number, trial="none")
 
 
+def ask(**what):
+    before = len(BROKER.told)
+    question = {"version": 1, "tenant": "acme", "device": "ap1", "not-after": int(time.time()) + 60}
+    BROKER.publish(SIGNER.sign({**question, **what}, "request"), "request", "-D", "publish",
+                   "response-topic", board.TOPIC + "response/me")
+    board.await_that(lambda: any(topic == "response/me" for topic, _ in BROKER.told[before:]),
+                     "a response")
+    return BROKER.last("response/me")
+
+
 def show(*words):
     return board.vornctl("show", *words)
 
@@ -113,23 +123,33 @@ class ADeviceOfAFleet(unittest.TestCase):
         board.vornctl("set", "system", "location=there")
 
     def test_answers_questions(self):
-        question = {"version": 1, "tenant": "acme", "device": "ap1",
-                    "not-after": int(time.time()) + 60,
-                    "lsql": "<lsql><select><system><hostname/></system></select></lsql>"}
-
-        def ask(lsql):
-            before = len(BROKER.told)
-            payload = SIGNER.sign({**question, "lsql": lsql}, "request")
-            BROKER.publish(payload, "request", "-D", "publish", "response-topic",
-                           board.TOPIC + "response/me")
-            board.await_that(lambda: any(topic == "response/me" for topic, _ in BROKER.told[before:]),
-                             "a response")
-            return BROKER.last("response/me")
-
-        self.assertIn("<hostname>attic</hostname>", ask(question["lsql"])["reply"])
-        answer = ask("<lsql><update><system><hostname>x</hostname></system></update></lsql>")
+        question = "<lsql><select><system><hostname/></system></select></lsql>"
+        self.assertIn("<hostname>attic</hostname>", ask(lsql=question)["reply"])
+        answer = ask(lsql="<lsql><update><system><hostname>x</hostname></system></update></lsql>")
         self.assertEqual((answer["refused"], answer["reply"]), ("rejected", ""))
-        self.assertEqual(ask("<get_conf/>")["refused"], "rejected")
+        self.assertEqual(ask(lsql="<get_conf/>")["refused"], "rejected")
+
+    def test_tells_values_while_somebody_watches(self):
+        before = len(BROKER.told)
+
+        def told():
+            return [text for topic, text in BROKER.told[before:] if topic == "state/daemon"]
+
+        watch = ["daemon.uptime", "daemon.version", "nothing-like-it"]
+        until = int(time.time()) + 5
+        self.assertEqual(ask(watch=watch, every=1, until=until)["refused"], "")
+        board.await_that(lambda: len(told()) >= 3, "values")
+        first, second, third = told()[:3]
+        self.assertEqual((first["sequence"], first["whole"]), (1, True))
+        self.assertEqual(set(first["instances"][0]["values"]), {"uptime", "version"})
+        for text, number in ((second, 2), (third, 3)):
+            self.assertEqual((text["sequence"], text["whole"]), (number, False))
+            self.assertEqual(set(text["instances"][0]["values"]), {"uptime"})
+        self.assertEqual(BROKER.last("state/nothing-like-it")["instances"], [])
+        time.sleep(max(0, until + 2 - time.time()))
+        count = len(told())
+        time.sleep(3)
+        self.assertEqual(len(told()), count)
 
     def test_tells_how_it_is_doing(self):
         self.assertEqual(BROKER.last("online"), {"version": 1, "online": True})

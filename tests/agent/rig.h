@@ -248,6 +248,16 @@ public:
         });
     }
     void ask(const std::string &lsql) override { asked.push_back(lsql); }
+    void read(const std::vector<vorn::fleet::Selection> &what) override
+    {
+        reads.push_back(what);
+        questions.emplace_back([this, what] {
+            std::vector<vorn::fleet::Shown> answer;
+            for (const auto &each : what)
+                answer.push_back({each.class_name, values[each.class_name]});
+            agent->states_read(answer, now);
+        });
+    }
     vorn::fleet::Note read_note() override { return note; }
     bool write_note(const vorn::fleet::Note &written) override
     {
@@ -273,6 +283,8 @@ public:
     std::size_t disconnections = 0;
     std::vector<std::int64_t> applications;
     std::vector<std::string> asked;
+    std::map<std::string, std::vector<vorn::fleet::Item>> values; /* of classes */
+    std::vector<std::vector<vorn::fleet::Selection>> reads;
     std::vector<std::string> subscriptions;
     std::vector<vorn::fleet::Publication> publications;
 };
