@@ -217,15 +217,17 @@ void proving_begin(void)
 
 void proving_take_instead(struct generation *generation)
 {
+    const int was_counted = is_counted;
     proving_forget_taken();
     taken = *generation;
     has_taken = 1;
-    if (digest_startup() != 0) return;
-    is_counted = !is_proven(digest);
-    if (!is_counted) return;
-    count_boots_of_startup();
-    state.boots++;
-    write_state();
+    if (was_counted) state.boots--; /* this boot says nothing of what it does not come up with */
+    is_counted = digest_startup() == 0 && !is_proven(digest);
+    if (is_counted) {
+        count_boots_of_startup();
+        state.boots++;
+    }
+    if (is_counted || was_counted) write_state();
 }
 
 const struct generation *proving_taken(void)

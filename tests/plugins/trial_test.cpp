@@ -1,13 +1,18 @@
 /* SPDX-License-Identifier: MIT */
 /* A trial ends in time whatever else fails, and its records say what happened. */
 #include "api/query_fixture.h"
+#include "core/base/file.h"
+#include "core/peer.h"
 #include "vorn/commit_report.h"
 #include "vorn/eloop.h"
 #include "vorn/plugin.h"
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <ctime>
+
+#include <sys/socket.h>
 
 extern "C" void vorn_plugin_init(void);
 
@@ -15,6 +20,7 @@ namespace {
 
 eloop_timeout_handler tick = nullptr;
 bool has_timers = true;
+int timers = 0; /* that wait */
 std::time_t seconds_gone = 0;
 
 } // namespace
@@ -29,12 +35,14 @@ int __wrap_clock_gettime(clockid_t clock, struct timespec *time)
 }
 int __wrap_eloop_register_timeout(int, unsigned int, eloop_timeout_handler handler, void *, void *)
 {
-    if (has_timers) tick = handler;
-    return has_timers ? 0 : -1;
+    if (!has_timers) return -1;
+    tick = handler;
+    timers++;
+    return 0;
 }
 int __wrap_eloop_cancel_timeout(eloop_timeout_handler, void *, void *)
 {
-    return 0;
+    return std::exchange(timers, 0);
 }
 }
 
@@ -56,14 +64,30 @@ protected:
     ~Trials() override
     {
         has_timers = true;
+        timers = 0;
         vorn::external_updates_disabled = false;
         if (is_pending()) ask_for("<revert>" + id() + "</revert>");
         seconds_gone = 0;
     }
 
+    /* One that notes its name when it is told of a change while nothing may be saved. */
+    static void add_neighbour(const char *name)
+    {
+        const auto note = [](vorn_commit_info *info) {
+            if (vorn_config_is_held())
+                held_for.emplace_back(static_cast<const char *>(vorn_commit_info_get_data(info)));
+        };
+        vorn_provider *provider = vorn_provider_new(name);
+        vorn_provider_set_commit_fn(provider, note, const_cast<char *>(name));
+        vorn_providers_add(provider);
+    }
+
     static void add_plugin()
     {
+        for (const char *name : later)
+            add_neighbour(name);
         vorn_plugin_init();
+        add_neighbour("history");
         vorn_class_resolve(vorn_classes_get("trial"));
         vorn_class *radio = vorn_classes_get("Radio");
         vorn_class_set_persistence(radio, 1);
@@ -94,8 +118,32 @@ protected:
     void time_passes(std::time_t seconds = 0)
     {
         seconds_gone += seconds;
+        timers--;
         let([] { tick(nullptr, nullptr); });
     }
+
+    /* As what a client asks for; for another user, if it says so. */
+    std::string ask_as_client(const std::string &request)
+    {
+        int ends[2] = {};
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        const vorn::Fd one(ends[0]);
+        const vorn::Fd other(ends[1]);
+        const vorn::PeerOfRequest asked_for_by(one.get());
+        vorn::PeerOfRequest::asks();
+        return ask(request);
+    }
+
+    static std::time_t seconds_of(const std::string &time)
+    {
+        std::tm parts = {};
+        EXPECT_EQ(strptime(time.c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts), time.data() + time.size());
+        return timegm(&parts);
+    }
+
+    static constexpr const char *later[] = {"dhcp",   "log",  "network", "save",
+                                            "system", "time", "wireless"};
+    static std::vector<std::string> held_for;
 
     static std::string channel() { return value("Radio", "r0", "channel"); }
     static std::string result() { return vorn_commit_report_get_result(vorn_commit_report_get(0)); }
@@ -105,6 +153,8 @@ protected:
     }
     static std::string origin() { return vorn_commit_report_get_origin(vorn_commit_report_get(0)); }
 };
+
+std::vector<std::string> Trials::held_for;
 
 TEST_F(Trials, LastUntilTheirTimeIsOver)
 {
@@ -199,6 +249,130 @@ TEST_F(Trials, AreRecordedToHaveEndedInTime)
     begin("60");
     ask_for("<revert>" + id() + "</revert>");
     EXPECT_EQ(result(), "reverted");
+}
+
+TEST_F(Trials, TellWhenTheyBeganAndWhenTheyEnd)
+{
+    const std::string refused = ask(vorn::tests::change_channel_in_transaction);
+    const auto text_after = [&](const std::string &word) {
+        return refused.substr(refused.find(word) + word.size(), sizeof "2026-01-31T12:00:00Z" - 1);
+    };
+
+    const std::time_t since = seconds_of(text_after(" since "));
+    EXPECT_NEAR(static_cast<double>(since), static_cast<double>(std::time(nullptr)), 2);
+    EXPECT_EQ(seconds_of(text_after(" until ")), since + 60);
+
+    ask_for("<join>" + id() + "</join><seconds>1000</seconds>");
+    EXPECT_GT(seconds_of(told("until")), since + 990);
+    EXPECT_LE(seconds_of(told("since")), since + 1);
+}
+
+TEST_F(Trials, AreHeldByWhoSaysSoInAsManyLettersAsThereIsRoomFor)
+{
+    ask_for("<revert>" + id() + "</revert>");
+    const std::string origin(40, 'o');
+
+    ask("<lsql origin=\"" + origin + "\"><write-transaction><update><trial><seconds>60</seconds>" +
+        "</trial></update></write-transaction></lsql>");
+
+    EXPECT_EQ(told("holder"), "the device itself for \"" + origin.substr(0, 32) + "\"");
+}
+
+/* For whom a root speaks he may not do what only a root may. */
+TEST_F(Trials, NeedTheirIdFromARootWhoSpeaksForAnother)
+{
+    const auto revert = [](const std::string &attribute) {
+        return "<lsql" + attribute +
+               "><write-transaction><update><trial><revert>now</revert></trial></update>"
+               "</write-transaction></lsql>";
+    };
+    EXPECT_THAT(ask_as_client(revert(" for-user=\"anna\"")), testing::HasSubstr("has another id"));
+    EXPECT_TRUE(is_pending());
+
+    ask_as_client(revert(""));
+    EXPECT_FALSE(is_pending());
+}
+
+TEST_F(Trials, AreKnownByEveryDigitOfTheirId)
+{
+    using testing::HasSubstr;
+    const std::string change = "<update><Radio name=\"r1\"><channel>8</channel></Radio></update>";
+    const std::string right = id();
+    std::vector<std::string> wrong = {right.substr(1), right.substr(0, right.size() - 1),
+                                      right + "0"};
+    for (std::size_t i = 0; i < right.size(); i++) {
+        wrong.push_back(right);
+        wrong.back()[i] = right[i] == '0' ? '1' : '0';
+    }
+    for (const std::string &each : wrong) {
+        EXPECT_THAT(ask_for("<join>" + each + "</join>", change),
+                    HasSubstr("A change is on trial"));
+        EXPECT_THAT(ask_for("<confirm>" + each + "</confirm>"), HasSubstr("has another id"));
+        EXPECT_THAT(ask_for("<revert>" + each + "</revert>"), HasSubstr("has another id"));
+    }
+    EXPECT_EQ(value("Radio", "r1", "channel"), "11");
+    EXPECT_TRUE(is_pending());
+    ask_for("<join>" + right + "</join>", change);
+    EXPECT_EQ(value("Radio", "r1", "channel"), "8");
+}
+
+/* One for each would go on for as long as one trial follows another. */
+TEST_F(Trials, AreLookedAtByOneTimer)
+{
+    for (int i = 0; i < 3; i++) {
+        EXPECT_EQ(timers, 1);
+        ask_for("<revert>" + id() + "</revert>");
+        begin("60");
+    }
+    time_passes();
+    EXPECT_EQ(timers, 1);
+
+    ask_for("<revert>" + id() + "</revert>");
+    time_passes();
+    EXPECT_EQ(timers, 0);
+}
+
+/* What a commit has left that found no memory to reach the plugin, as a copy of it may have it. */
+TEST_F(Trials, AreNotConfirmedByWhatAnotherTransactionHasLeft)
+{
+    vorn_instance_set_value(vorn_instances_get_singleton(vorn_config_get_running(), "trial"),
+                            "noted", "confirm");
+
+    ask_for("<join>" + id() + "</join>",
+            "<update><Radio name=\"r1\"><channel>8</channel></Radio></update>");
+
+    EXPECT_TRUE(is_pending());
+    EXPECT_EQ(result(), "joined the trial");
+}
+
+/* What the history goes back to is a change; what others write may have to be taken back. */
+TEST_F(Trials, ComeAfterTheHistoryAndBeforeTheOthers)
+{
+    held_for.clear();
+    ask_for("<revert>" + id() + "</revert>");
+
+    EXPECT_THAT(held_for, testing::ElementsAre("history"));
+}
+
+TEST_F(Trials, BeginWithTheWayBackOrNotAtAll)
+{
+    ask_for("<revert>" + id() + "</revert>");
+    constexpr unsigned long least = 20;
+    vorn::tests::FailEachAllocation(
+        [&] {
+            begin("60");
+
+            const vorn::tests::AllocationsAllowed allowed;
+            time_passes();
+            if (is_pending()) {
+                EXPECT_EQ(channel(), "7");
+                ask_for("<revert>" + id() + "</revert>");
+            }
+            EXPECT_EQ(channel(), "6");
+            EXPECT_FALSE(is_pending());
+            EXPECT_FALSE(vorn_config_is_held());
+        },
+        least);
 }
 
 } // namespace

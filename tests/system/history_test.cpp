@@ -1,10 +1,16 @@
 /* SPDX-License-Identifier: MIT */
 /* What was saved before: kept, shown, compared, gone back to. */
+
+#include "core/base/file.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <string>
+
+#include <sys/inotify.h>
+#include <unistd.h>
 
 #include "vornctl_device.h"
 
@@ -147,6 +153,21 @@ TEST_F(History, IsGoneBackToInOneTransaction)
         << "which is saved like any other";
 }
 
+TEST_F(History, IsGoneBackToWhateverChecksSay)
+{
+    vornctl("add Radio r1 channel=6");
+    vornctl("set Radio r1 channel=11");
+    shut_down();
+    install_plugin("checks.vorn");
+    boot();
+
+    EXPECT_EQ(vornctl("rollback 2"), "[0]\n");
+
+    EXPECT_EQ(vornctl("show Radio r1 channel -q"), "6\n[0]\n");
+    EXPECT_THAT(console(), HasSubstr("Loaded in spite of this: "));
+    EXPECT_THAT(console(), HasSubstr("channel 6 is taken by"));
+}
+
 TEST_F(History, RefusesWhatIsGoneOrDamaged)
 {
     vornctl("set Radio r0 channel=11");
@@ -182,6 +203,47 @@ TEST_F(History, KeepsAsManyAsItIsTold)
     EXPECT_EQ(files(), "00000006.gz\n00000007.gz\n00000008.gz\n00000009.gz\n00000010.gz\n"
                        "00000011.gz\n00000012.gz\n");
     EXPECT_THAT(vornctl("set history keep=1001"), StartsWith("[1]\n"));
+}
+
+TEST_F(History, KeepsThirtyTwoInAMebibyteWhenItIsToldNothing)
+{
+    constexpr std::size_t large = 1 << 17;
+    std::string commands;
+    for (int i = 0; i < 34; i++)
+        commands += "vornctl set Radio r0 channel=" + std::to_string(1 + i % 2) + "; ";
+    shell(commands);
+    EXPECT_EQ(shell(std::string("ls ") + folder + " | grep -c gz"), "32\n");
+    EXPECT_TRUE(exists(std::string(folder) + "/00000035.gz"));
+
+    for (int i = 4; i <= 11; i++)
+        write_file(std::string(folder) + "/" + std::to_string(i + 10000000).replace(0, 1, "0") +
+                       ".gz",
+                   std::string(large, 'x'));
+    vornctl("set Radio r0 channel=3");
+    EXPECT_FALSE(exists(std::string(folder) + "/00000004.gz"));
+    EXPECT_TRUE(exists(std::string(folder) + "/00000005.gz"));
+}
+
+/* Beside the startup file; and what the folder is told is told once. */
+TEST_F(History, WritesOneFileForEachSave)
+{
+    vornctl("set Radio r0 channel=11");
+    const vorn::Fd watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(watch.get(), folder, IN_CLOSE_WRITE | IN_MOVED_TO), 0);
+
+    vornctl("set Radio r0 channel=3");
+
+    alignas(inotify_event) char events[4096];
+    const ssize_t length = read(watch.get(), events, sizeof events);
+    std::string told;
+    for (ssize_t at = 0; at < length;) {
+        const auto *event = reinterpret_cast<const inotify_event *>(events + at);
+        told += std::string(event->name) + (event->mask == IN_MOVED_TO ? " moved\n" : " written\n");
+        at += static_cast<ssize_t>(sizeof *event + event->len);
+    }
+    EXPECT_EQ(told, "00000003.gz.new written\n00000003.gz moved\n");
+    vornctl("set Radio r0 channel=3");
+    EXPECT_EQ(read(watch.get(), events, sizeof events), -1);
 }
 
 TEST_F(History, IsExportedWithoutTheDevice)

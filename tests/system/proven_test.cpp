@@ -62,9 +62,11 @@ protected:
 TEST_F(Proven, ConfigurationsTakeThePlaceOfOneThatDoesNotStayUp)
 {
     make_generations();
+    shell(std::string("chmod 640 ") + startup);
     die(3);
 
     EXPECT_EQ(channel(), "11\n");
+    EXPECT_EQ(shell(std::string("stat -c %a ") + startup), "640\n");
     EXPECT_THAT(console(), HasSubstr("history: the configuration did not stay up in 3 boots: "
                                      "generation 2 takes its place, and it is kept as " +
                                      std::string(unproven) + ".\n"));

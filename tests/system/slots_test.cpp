@@ -5,10 +5,9 @@
 
 #include <csignal>
 #include <filesystem>
-#include <iterator>
 #include <string>
 
-#include "vornctl_device.h"
+#include "slots.h"
 
 namespace {
 
@@ -18,57 +17,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-class Slots : public vorn::tests::VornctlDevice {
-protected:
-    void SetUp() override
-    {
-        VornctlDevice::SetUp();
-        install_plugin("history.vorn");
-        install_plugin("plugins.vorn");
-        install_plugin("versions.vorn");
-        std::filesystem::copy_file(in_plugins("versions"), versions);
-        std::filesystem::remove(in_plugins("versions"));
-    }
-
-    /* The firmware with that version of the plugin. */
-    void boot_slot(int version)
-    {
-        if (daemon_pid() > 0) shut_down();
-        insert_slot(version);
-        boot();
-    }
-
-    static void insert_slot(int version)
-    {
-        for (int each = 1; each <= 3; each++)
-            std::filesystem::remove(in_plugins("wlan-" + std::to_string(each)));
-        std::filesystem::copy_file(versions, in_plugins("wlan-" + std::to_string(version)));
-    }
-
-    static std::string in_plugins(const std::string &name)
-    {
-        return "/usr/lib/vorn/plugins/" + name + ".vorn";
-    }
-
-    static std::string saved() { return read_file(startup); }
-    static std::string upgrade() { return shell("vornctl show history upgrade -q"); }
-    static std::string taken() { return shell("vornctl show history taken -q"); }
-
-    /* The first slot has saved channel 6, the second one 11. */
-    void use_both()
-    {
-        boot_slot(1);
-        vornctl("add Wlan w0 chan=6");
-        of_first_ = saved();
-        boot_slot(2);
-        vornctl("set Wlan w0 channel=11");
-        of_second_ = saved();
-    }
-
-    std::string of_first_;
-    std::string of_second_;
-    static constexpr char versions[] = "/tmp/versions.vorn";
-};
+using vorn::tests::Slots;
 
 TEST_F(Slots, StartWithWhatTheyWroteByteByByte)
 {
@@ -261,115 +210,6 @@ TEST_F(Slots, StartWithWhatNoSaveHasKept)
     EXPECT_EQ(saved(), delivered);
 }
 
-/* No plugin tells a version: nothing but the schemas tells one firmware from another. */
-class Others : public Slots {
-protected:
-    /* One that has the plugin, one that has not. */
-    void boot_other(bool has_plugin)
-    {
-        if (daemon_pid() > 0) shut_down();
-        std::filesystem::remove(in_plugins("plugins"));
-        if (has_plugin) install_plugin("plugins.vorn");
-        boot();
-    }
-
-    static std::string of_generation(const std::string &number, const std::string &property)
-    {
-        return shell("vornctl show generation " + number + " " + property + " -q 2>&1");
-    }
-};
-
-TEST_F(Others, KeepWhatTheFirstOneRanOnBeforeTheyFirstSave)
-{
-    const std::string delivered = read_file(startup);
-    boot_other(false);
-    boot_other(true);
-    vornctl("set Radio r0 channel=1");
-
-    EXPECT_EQ(shell("zcat /etc/config/history/00000001.gz | tail -n1"), delivered + "\n");
-    EXPECT_EQ(of_generation("1", "pinned"), "yes\n");
-    EXPECT_EQ("ran " + of_generation("1", "schema"),
-              shell("sed -n 's/^\\(ran [^ ]*\\).*/\\1/p' /etc/config/history/upgrades"));
-    EXPECT_THAT(of_generation("3", "schema"), HasSubstr("there is no generation"));
-}
-
-/* There is room for five. */
-TEST_F(Others, KeepWhatTheConfirmedOneSavedHoweverManyThereAre)
-{
-    const std::string names[] = {"plugins", "trial", "commits"};
-    for (unsigned int firmware = 0; firmware < 7; firmware++) {
-        if (daemon_pid() > 0) shut_down();
-        for (unsigned int i = 0; i < std::size(names); i++) {
-            std::filesystem::remove(in_plugins(names[i]));
-            if ((firmware >> i & 1) != 0) install_plugin(names[i] + ".vorn");
-        }
-        boot();
-        if (firmware < 6) vornctl("set Radio r0 channel=" + std::to_string(firmware + 1));
-    }
-
-    EXPECT_EQ(of_generation("2", "pinned"), "yes\n");
-    EXPECT_EQ(of_generation("3", "pinned"), "no\n");
-    EXPECT_EQ(of_generation("4", "pinned"), "yes\n");
-}
-
-/* As a power cut in a save leaves it: a configuration of either, whose generation is missing. */
-TEST_F(Others, AreNotTakenForWhoWroteWhatMayBeTheirOwn)
-{
-    boot_other(true);
-    vornctl("set Radio r0 channel=1");
-    boot_other(false);
-    vornctl("set Radio r0 channel=2");
-    std::filesystem::remove("/etc/config/history/00000003.gz");
-
-    boot_other(false);
-
-    EXPECT_EQ(of_generation("3", "schema"), "unknown\n");
-    EXPECT_EQ(of_generation("3", "pinned"), "yes\n");
-    EXPECT_EQ(of_generation("2", "pinned"), "yes\n");
-}
-
-TEST_F(Others, KeepNothingOfTheirOwnThatSomebodyHasEdited)
-{
-    boot_other(true);
-    vornctl("set Radio r0 channel=1");
-    boot_other(false);
-    vornctl("set Radio r0 channel=2");
-    shell("sed -i 's/>2</>3</' /etc/config/config.xml");
-
-    boot_other(false);
-
-    EXPECT_THAT(of_generation("4", "schema"), HasSubstr("there is no generation"));
-}
-
-/* While it is open which firmware stays: each content once, however often the device starts. */
-TEST_F(Others, KeepWhatSomebodyEditsOncePerContent)
-{
-    boot_other(false);
-    boot_other(true);
-    const auto boot_with = [&](const char *channel) {
-        shell("sed -i 's|<channel>[0-9]*<|<channel>" + std::string(channel) + "<|' " + startup);
-        boot_other(true);
-        return shell("ls /etc/config/history | grep -c gz");
-    };
-    EXPECT_EQ(boot_with("3"), "2\n");
-    EXPECT_EQ(boot_with("3"), "2\n");
-    EXPECT_EQ(boot_with("4"), "3\n");
-    EXPECT_EQ(boot_with("3"), "3\n");
-    EXPECT_EQ(upgrade(), "pending\n");
-}
-
-/* The flash wears out. */
-TEST_F(Others, NoteNothingThatTheHistoryTellsAnyway)
-{
-    boot_other(true);
-    vornctl("set Radio r0 channel=1");
-    const std::string noted = read_file("/etc/config/history/upgrades");
-
-    boot_other(true);
-
-    EXPECT_EQ(read_file("/etc/config/history/upgrades"), noted);
-}
-
 TEST_F(Slots, TakeNothingForTheBeginningOfAFileThatIsDamagedFurtherOn)
 {
     use_both();
@@ -443,6 +283,22 @@ TEST_F(Slots, AreHandedTheFilesOfWhatNoSaveHasKept)
     EXPECT_TRUE(console_shows("versions: handed of the first\n"));
 }
 
+/* A firmware without any version is no more like the one that wrote the file than none. */
+TEST_F(Slots, AreNotTakenForOneThatSaysNothingOfVersions)
+{
+    boot_slot(1);
+    vornctl("set Radio r0 channel=1");
+    shut_down();
+    std::filesystem::remove(in_plugins("wlan-1"));
+    boot();
+    vornctl("set Radio r0 channel=2");
+    write_file(startup, "<?xml version=\"1.0\"?>\n<?vorn-schema wlan=\"2\"?>\n<config/>\n");
+
+    boot_slot(1);
+
+    EXPECT_EQ(vornctl("show generation 4 schema -q"), "unknown\n[0]\n");
+}
+
 TEST_F(Slots, AreNoOthersWhenAPluginCannotBeLoaded)
 {
     use_both();
@@ -481,6 +337,38 @@ TEST_F(Slots, DoNotTakeAgainWhatDidNotStayUp)
 
     EXPECT_EQ(saved(), proven);
     EXPECT_EQ(vornctl("show Wlan w0 channel -q"), "6\n[0]\n");
+}
+
+/* Neither of what stays up, nor of the other's, with which this one never came up. */
+TEST_F(Slots, CountNoBootThatSaysNothingOfAConfiguration)
+{
+    boot_slot(1);
+    vornctl("batch /dev/stdin <<'EOF'\nadd Wlan w0 chan=6\nset history proven-after=0\nEOF\n");
+    boot_slot(1);
+    boot_slot(2);
+    vornctl("batch /dev/stdin <<'EOF'\nset Wlan w0 channel=11\nset history proven-after=\nEOF\n");
+    const std::string second = saved();
+
+    for (int i = 0; i < 5; i++) {
+        boot_slot(1);
+        EXPECT_THAT(read_file("/etc/config/history/boots"), Not(HasSubstr("boots ")));
+        boot_slot(2);
+        ASSERT_EQ(saved(), second) << i;
+    }
+}
+
+TEST_F(Slots, TakeAgainWhatStaysUpAfterAll)
+{
+    boot_slot(1);
+    vornctl("batch /dev/stdin <<'EOF'\nadd Wlan w0 chan=6\nset history proven-after=0\nEOF\n");
+    shut_down();
+    shell("zcat /etc/config/history/00000002.gz | sed -n 's/^digest /failed /p' "
+          ">>/etc/config/history/upgrades");
+    ASSERT_THAT(read_file("/etc/config/history/upgrades"), HasSubstr("failed "));
+
+    boot_slot(1);
+
+    EXPECT_THAT(read_file("/etc/config/history/upgrades"), Not(HasSubstr("failed ")));
 }
 
 /* Attack. */

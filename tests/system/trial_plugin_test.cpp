@@ -232,9 +232,9 @@ TEST_F(Trials, AreHeldByNobodyWhoWritesLinesIntoTheLog)
     boot();
 
     lsql(transaction(channel("a", "11") + trial("<seconds>60</seconds>"),
-                     " origin=\"x&#10;vorn: forged\""));
+                     " origin=\"x&#10;vorn: forged&#127;\""));
 
-    EXPECT_THAT(told("holder"), HasSubstr(" for \"x?vorn: forged"));
+    EXPECT_THAT(told("holder"), HasSubstr(" for \"x?vorn: forged?\""));
     EXPECT_THAT(console(), Not(HasSubstr("\nvorn: forged")));
 }
 

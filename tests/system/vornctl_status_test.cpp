@@ -127,6 +127,39 @@ TEST_F(VornctlStatus, TellsOfASaveThatFailedAsTheChangeDoes)
     EXPECT_THAT(vornctl("status"), HasSubstr("\nsave         saved, 2"));
 }
 
+TEST_F(VornctlStatus, TellsOfATrialAndOfTheNewestGeneration)
+{
+    install_plugin("history.vorn");
+    install_plugin("trial.vorn");
+    boot();
+    vornctl("set Radio r0 channel=7");
+    EXPECT_THAT(vornctl("status"),
+                AllOf(HasSubstr("\ncommit       1-"), HasSubstr("\ngeneration   2, proven: no\n"),
+                      HasSubstr("\ntrial        none\n")));
+
+    vornctl("set Radio r0 channel=8 --trial 600");
+
+    EXPECT_THAT(
+        vornctl("status"),
+        AllOf(HasSubstr("\ncommit       2-"), HasSubstr("\ngeneration   2,"),
+              ContainsRegex(
+                  "\ntrial        pending, of root .vornctl, process [0-9]+. for .vornctl., "
+                  "(600|5[0-9][0-9]) s left\n"),
+              HasSubstr("\nsave         held")));
+}
+
+TEST_F(VornctlStatus, NamesWhatIsNotApplied)
+{
+    install_plugin("states.vorn");
+    boot();
+    vornctl("add Program p arguments=fail");
+    vornctl("add Program q arguments=x");
+
+    EXPECT_THAT(vornctl("status"), AllOf(HasSubstr("not healthy\n"),
+                                         HasSubstr("! Program \"p\": failed: no such file\n"),
+                                         Not(HasSubstr("Program \"q\"")), HasSubstr("[5]\n")));
+}
+
 TEST_F(VornctlStatus, NamesAServiceThatKeepsEnding)
 {
     install_plugin("deadly.vorn");

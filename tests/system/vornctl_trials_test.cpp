@@ -195,6 +195,29 @@ TEST_F(TrialsByVornctl, AreRefusedWithAReason)
     EXPECT_EQ(state(), "none\n");
 }
 
+/* The configuration is back all the same, and the record tells what is not. */
+TEST_F(TrialsByVornctl, EndThoughAPluginFailsOnTheWayBack)
+{
+    shut_down();
+    install_plugin("log.vorn");
+    install_plugin("commits.vorn");
+    stand_in("syslogd", "while :; do sleep 0.02; done");
+    boot();
+    vornctl("set log enabled=on");
+    const std::string before = saved();
+    vornctl("set log enabled=off --trial 600");
+    stand_in("syslogd", "echo not today >&2; exit 1");
+
+    EXPECT_EQ(vornctl("revert"),
+              "[7]\nvornctl: recorded, but not applied: log: failed: not today\n");
+
+    EXPECT_EQ(state(), "none\n");
+    EXPECT_EQ(shell("vornctl show -q log enabled"), "on\n");
+    EXPECT_EQ(saved(), before);
+    EXPECT_EQ(vornctl("show commit 3 failures -q"), "syslogd: not today\n[0]\n");
+    EXPECT_EQ(vornctl("set Radio r0 channel=7 --trial 600").substr(17), "[0]\n");
+}
+
 TEST_F(TrialsByVornctl, ThatTheDiskRefusesTellSoInTheirStatus)
 {
     vornctl("set Radio r0 channel=7 --trial 600");
