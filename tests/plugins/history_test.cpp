@@ -18,7 +18,6 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <zlib.h>
 
 extern "C" {
 #include "generation.h"
@@ -205,116 +204,6 @@ TEST_F(Generations, AreToldApartByTheirDocumentAndTheirFiles)
     EXPECT_NE(digest(make(1, document)), digest(make(1, longer)));
 }
 
-/* As gzip packs it, whose checksum is right. */
-std::string packed(const std::string &plain)
-{
-    constexpr int gzip_format = 15 + 16;
-    constexpr int usual_memory = 8;
-    z_stream stream = {};
-    EXPECT_EQ(deflateInit2(&stream, 6, Z_DEFLATED, gzip_format, usual_memory, Z_DEFAULT_STRATEGY),
-              Z_OK);
-    std::string bytes(deflateBound(&stream, plain.size()), '\0');
-    std::string text = plain;
-    stream.next_in = reinterpret_cast<Bytef *>(text.data());
-    stream.avail_in = static_cast<uInt>(text.size());
-    stream.next_out = reinterpret_cast<Bytef *>(bytes.data());
-    stream.avail_out = static_cast<uInt>(bytes.size());
-    EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
-    bytes.resize(stream.total_out);
-    deflateEnd(&stream);
-    return bytes;
-}
-
-/* Why it can't be read; "read" when it can, and what it refers to lies within it. */
-std::string unpacked(const std::string &bytes)
-{
-    generation found;
-    const char *reason = generation_unpack(reinterpret_cast<const unsigned char *>(bytes.data()),
-                                           bytes.size(), &found);
-    if (reason) return reason;
-    EXPECT_EQ(found.document[found.size], '\0');
-    for (int i = 0; i < found.file_count; i++)
-        EXPECT_EQ(found.files[i].bytes[found.files[i].size], '\0');
-    generation_free(&found);
-    return "read";
-}
-
-const std::string files_of_nine = [] {
-    std::string lines;
-    for (int i = 0; i < 9; i++)
-        lines += "file 0 /" + std::to_string(i) + "\n";
-    return lines;
-}();
-
-/* What was packed in order and makes no sense all the same. */
-TEST(PackedTexts, AreTakenApartWithinTheirBounds)
-{
-    const std::string head = "vorn generation 1\n";
-    const auto read = [&](const std::string &rest) { return unpacked(packed(head + rest)); };
-    const std::string whole = "number 7\ntime 9\ndocument 3\nfile 2 /k\n\nabc\nxy\n";
-    ASSERT_EQ(read(whole), "read");
-    ASSERT_EQ(read("later word\n" + whole), "read") << "a later program's";
-    ASSERT_EQ(read("document 0\n\n\n"), "read");
-    const std::string eight = files_of_nine.substr(0, files_of_nine.size() - 10);
-    ASSERT_EQ(read(eight + "\n" + std::string(9, '\n')), "read");
-
-    for (std::size_t i = 0; i < whole.size(); i++)
-        EXPECT_EQ(read(whole.substr(0, i)), "what is in it makes no sense") << "cut after " << i;
-    for (const char *rest : {"document 4\nfile 2 /k\n\nabc\nxy\n",
-                             "document 2\nfile 2 /k\n\nabc\nxy\n",
-                             "document 3\nfile 3 /k\n\nabc\nxy\n",
-                             "document 3\nfile 1 /k\n\nabc\nxy\n",
-                             "document 3\nfile 67108865 /k\n\nabc\nxy\n",
-                             "document 67108865\n\nabc\n",
-                             "document 18446744073709551615\n\nabc\n",
-                             "document 18446744073709551619\n\nabc\n",
-                             "document -1\n\nabc\n",
-                             "document +3\n\nabc\n",
-                             "document  3\n\nabc\n",
-                             "document 3 \n\nabc\n",
-                             "document\n\n\n",
-                             "document 3\nfile 2\n\nabc\nxy\n",
-                             "document 3\nfile 2/k\n\nabc\nxy\n",
-                             "document 3\nfile x /k\n\nabc\nxy\n",
-                             "document 3\nfile 2 /\\00k\n\nabc\nxy\n",
-                             "document 3\n\nabc\nxy\n",
-                             "number x\n\n\n",
-                             "number 7x\n\n\n",
-                             "time -9\n\n\n",
-                             "time 9 \n\n\n",
-                             "comment \\00\n\n\n",
-                             "comment \\0\n\n\n",
-                             "comment \\\n\n\n",
-                             "comment \\0A\n\n\n",
-                             "comment \\g0\n\n\n"})
-        EXPECT_EQ(read(rest), "what is in it makes no sense") << rest;
-    EXPECT_EQ(read(files_of_nine + "\n" + std::string(10, '\n')), "what is in it makes no sense")
-        << "more files than there is room for";
-    EXPECT_EQ(unpacked(packed("vorn generation 2\n" + whole)), "what is in it makes no sense");
-    EXPECT_EQ(unpacked(packed("vorn generation 1")), "what is in it makes no sense");
-}
-
-TEST(PackedTexts, AreReadFromTheWholeFileAlone)
-{
-    const std::string text = "vorn generation 1\ndocument 3\n\nabc\n";
-    const std::string bytes = packed(text);
-    const std::string size = bytes.substr(bytes.size() - 4);
-    ASSERT_EQ(unpacked(bytes), "read");
-
-    EXPECT_EQ(unpacked(bytes + size), "its checksum is wrong") << "more behind it";
-    EXPECT_EQ(unpacked(bytes + packed(text)), "its checksum is wrong");
-    std::string lied = bytes;
-    lied[bytes.size() - 4] = static_cast<char>(lied[bytes.size() - 4] + 1);
-    EXPECT_EQ(unpacked(lied), "its checksum is wrong") << "a larger size";
-    lied[bytes.size() - 4] = 0;
-    EXPECT_EQ(unpacked(lied), "it is not whole") << "no size";
-    lied = bytes;
-    lied[bytes.size() - 8] = static_cast<char>(lied[bytes.size() - 8] ^ 1);
-    EXPECT_EQ(unpacked(lied), "its checksum is wrong");
-    EXPECT_EQ(unpacked(bytes.substr(0, 17)), "it is not whole");
-    EXPECT_EQ(unpacked(""), "it is not whole");
-}
-
 /* Whatever byte becomes another, the others stay usable. */
 TEST_F(Generations, AreNamedWhenTheyAreDamaged)
 {
@@ -385,23 +274,52 @@ TEST_F(Generations, ArePrunedOfWhatAnInterruptedAdditionLeft)
 {
     add(1, "<config/>");
     std::ofstream(folder + "/00000002.gz.new") << "half";
-    std::ofstream(folder + "/notes") << "somebody's";
+    for (const char *name : {"notes", "7.gz", "0000007.gz", "00000000007.gz", "00000007.gz.old"})
+        std::ofstream(folder + "/" + name) << "somebody's";
     prune(3, 1 << 20);
     EXPECT_FALSE(fs::exists(folder + "/00000002.gz.new"));
     EXPECT_TRUE(fs::exists(folder + "/notes"));
     EXPECT_THAT(numbers(), ElementsAre(1));
 }
 
-TEST_F(Generations, TakeNoMoreMemoryThanTheyAreLarge)
+TEST_F(Generations, AreNotReadFromAFileThatIsTooLarge)
 {
-    std::string bomb(4096, '\0');
-    bomb[0] = '\x1f';
-    bomb[1] = '\x8b';
-    bomb.replace(4092, 4, "\xff\xff\xff\x7f");
-    generation found;
-    EXPECT_STREQ(generation_unpack(reinterpret_cast<const unsigned char *>(bomb.data()),
-                                   bomb.size(), &found),
-                 "it is not whole");
+    std::ofstream(file_of(1)) << "x";
+    fs::resize_file(file_of(1), (64 << 20) + 1);
+    EXPECT_EQ(document_of(1), "(File too large)");
+}
+
+TEST_F(Generations, AreTheNewestWhereThereAreMoreThanAThousand)
+{
+    for (unsigned long i = 0; i < 1500; i++)
+        std::ofstream(file_of(i * 701 % 1500 + 1)) << i;
+    const std::vector<unsigned long> found = numbers();
+    ASSERT_EQ(found.size(), 1000u);
+    for (unsigned long i = 0; i < 1000; i++)
+        EXPECT_EQ(found[i], i + 501);
+}
+
+/* A name in a folder whose own name is not on the disk is gone with it. */
+TEST_F(Generations, AreThereForGoodWithTheirFolder)
+{
+    fs::remove_all(folder);
+    const std::string log = folder + ".journal";
+    const std::string document = "<config/>";
+    const pid_t child = fork();
+    if (child == 0) {
+        std::ofstream lines(log);
+        journal = &lines;
+        calls_left = 100;
+        const generation made = make(1, document);
+        _exit(shelf_add(folder.c_str(), &made) != nullptr);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    std::ifstream in(log);
+    EXPECT_THAT(std::string((std::istreambuf_iterator<char>(in)), {}),
+                StartsWith("before fsync\nfsync /tmp\n"));
+    fs::remove(log);
 }
 
 TEST_F(Generations, AreReadAndWrittenWholeOrNotAtAllWithoutMemory)

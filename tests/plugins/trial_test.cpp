@@ -20,7 +20,8 @@ namespace {
 
 eloop_timeout_handler tick = nullptr;
 bool has_timers = true;
-int timers = 0; /* that wait */
+int timers = 0;                  /* that wait */
+const char *neighbour = nullptr; /* a provider that is added before it */
 std::time_t seconds_gone = 0;
 
 } // namespace
@@ -84,10 +85,9 @@ protected:
 
     static void add_plugin()
     {
-        for (const char *name : later)
-            add_neighbour(name);
+        if (neighbour) add_neighbour(neighbour);
         vorn_plugin_init();
-        add_neighbour("history");
+        if (neighbour) add_neighbour("history");
         vorn_class_resolve(vorn_classes_get("trial"));
         vorn_class *radio = vorn_classes_get("Radio");
         vorn_class_set_persistence(radio, 1);
@@ -141,8 +141,6 @@ protected:
         return timegm(&parts);
     }
 
-    static constexpr const char *later[] = {"dhcp",   "log",  "network", "save",
-                                            "system", "time", "wireless"};
     static std::vector<std::string> held_for;
 
     static std::string channel() { return value("Radio", "r0", "channel"); }
@@ -155,6 +153,16 @@ protected:
 };
 
 std::vector<std::string> Trials::held_for;
+
+struct WithNeighbour {
+    WithNeighbour() { neighbour = testing::WithParamInterface<const char *>::GetParam(); }
+    WithNeighbour(const WithNeighbour &) = delete;
+    ~WithNeighbour() { neighbour = nullptr; }
+};
+
+class OrderedTrials : WithNeighbour,
+                      public Trials,
+                      public testing::WithParamInterface<const char *> {};
 
 TEST_F(Trials, LastUntilTheirTimeIsOver)
 {
@@ -345,14 +353,36 @@ TEST_F(Trials, AreNotConfirmedByWhatAnotherTransactionHasLeft)
     EXPECT_EQ(result(), "joined the trial");
 }
 
+TEST_F(Trials, ThatAreRefusedAreLookedAtNoMore)
+{
+    ask_for("<revert>" + id() + "</revert>");
+    time_passes();
+    ASSERT_EQ(timers, 0);
+    on_check = [](QueryTest &, vorn_check_info *info) {
+        vorn_check_info_refuse(info, nullptr, nullptr, "not today");
+    };
+    begin("60");
+    on_check = nullptr;
+    EXPECT_EQ(timers, 1);
+
+    time_passes();
+
+    EXPECT_EQ(timers, 0);
+}
+
 /* What the history goes back to is a change; what others write may have to be taken back. */
-TEST_F(Trials, ComeAfterTheHistoryAndBeforeTheOthers)
+TEST_P(OrderedTrials, ComeAfterTheHistoryAndBeforeTheOthers)
 {
     held_for.clear();
     ask_for("<revert>" + id() + "</revert>");
 
     EXPECT_THAT(held_for, testing::ElementsAre("history"));
 }
+
+INSTANTIATE_TEST_SUITE_P(Of, OrderedTrials,
+                         testing::Values("dhcp", "log", "network", "save", "system", "time",
+                                         "wireless"),
+                         [](const auto &tested) { return std::string(tested.param); });
 
 TEST_F(Trials, BeginWithTheWayBackOrNotAtAll)
 {
