@@ -6,12 +6,12 @@
 #include "daemon.h"
 
 #include <chrono>
-#include <map>
 #include <thread>
 
 #include <advice.h>
 #include <effects.h>
 #include <failure.h>
+#include <health.h>
 
 #include "running.h"
 #include <pugixml.hpp>
@@ -25,14 +25,6 @@ constexpr int most_attempts = 3;
 constexpr std::chrono::seconds before_next_try(1);
 constexpr char origin[] = "fleet";
 constexpr char holder_mark[] = " for \"fleet\"";
-
-using Instances = std::vector<client::Instance>;
-
-const client::Instance *first(const std::map<std::string, Instances> &shown, const char *class_name)
-{
-    const auto found = shown.find(class_name);
-    return found == shown.end() || found->second.empty() ? nullptr : &found->second.front();
-}
 
 std::int64_t number_of(const std::string &text)
 {
@@ -48,33 +40,6 @@ bool is_trial_gone(const std::string &error)
 {
     return error.find("nothing is on trial") != std::string::npos ||
            error.find("the change that is on trial has another id") != std::string::npos;
-}
-
-void add_problem(std::vector<std::string> &problems, const std::string &what,
-                 const std::string &why)
-{
-    problems.push_back(what + ": " + why);
-}
-
-void find_problems(const std::string &class_name, const Instances &shown,
-                   std::vector<std::string> &problems)
-{
-    for (const client::Instance &each : shown) {
-        const std::string title = client::title_of(class_name, each.called());
-        for (const char *property : {"state", "status"})
-            if (class_name != "plugin" && client::is_not_applied(each.value(property)))
-                add_problem(problems, title, each.value(property));
-        if (class_name == "plugin" && each.value("state") != "running")
-            add_problem(problems, title, each.value("state"));
-        if (class_name == "save" && each.value("result") == "failed")
-            add_problem(problems, "the configuration is not saved", each.value("reason"));
-        if (class_name == "save" && !each.value("broken").empty())
-            add_problem(problems, "the configuration could not be read", each.value("broken"));
-        if (class_name == "history" && !each.value("unproven").empty())
-            add_problem(problems, "a configuration did not stay up", each.value("unproven"));
-        if (class_name == "daemon" && !each.value("failing-services").empty())
-            add_problem(problems, "services that keep ending", each.value("failing-services"));
-    }
 }
 
 /* Questions change nothing. */
@@ -95,10 +60,9 @@ bool is_question(const pugi::xml_node &root)
 /* What one request has shown. */
 struct Daemon::Sight {
     std::string commit;
-    std::map<std::string, Instances> shown; /* by class; settings that a document can be about */
-    std::vector<std::string> problems;
-    client::Configuration running;
-    Refusal refusal; /* of the content that was asked for */
+    client::Answers told;
+    client::Configuration running; /* of what a document can be about */
+    Refusal refusal;               /* of the content that was asked for */
 };
 
 Daemon::Daemon() : device_(patience_ms)
@@ -109,13 +73,16 @@ Daemon::Sight Daemon::see(const Content &content)
     if (!schema_.known()) schema_ = client::Schema::required_of(device_);
     Sight sight;
     sight.refusal = judge(content, schema_);
-    std::vector<std::string> asked;
     client::Request request(client::Request::Kind::plain);
     request.ask_for_commit();
-    const auto select = [&](const char *class_name, const std::vector<std::string> &properties) {
-        if (!schema_.find(class_name)) return;
-        request.select({class_name, {}, {}}, properties);
-        asked.emplace_back(class_name);
+    const auto select = [&](const std::string &class_name,
+                            const std::vector<std::string> &properties, const char *alone = "") {
+        std::vector<std::string> there;
+        for (const std::string &each : properties)
+            if (schema_.find_property(class_name, each)) there.push_back(each);
+        if (!schema_.find(class_name) || there.empty() != properties.empty()) return;
+        request.select({class_name, {}, {}}, there);
+        sight.told.asked.emplace_back(class_name, alone);
     };
     select(own_class, {"generation", "digest"});
     select("trial", {"state", "id", "holder"});
@@ -123,27 +90,24 @@ Daemon::Sight Daemon::see(const Content &content)
     select("plugin", {"state"});
     select("save", {"result", "reason", "broken"});
     select("history", {"unproven"});
-    const std::size_t own = asked.size();
     for (const auto &[class_name, property] : client::states_in(schema_))
-        if (class_name != "plugin") select(class_name.c_str(), {property});
-    const std::size_t states = asked.size();
+        if (class_name != "plugin") select(class_name, {property}, property.c_str());
+    const std::size_t own = sight.told.asked.size();
     for (const auto &[class_name, part] : content)
-        if (!sight.refusal) select(class_name.c_str(), {});
+        if (!sight.refusal) select(class_name, {});
 
     const std::string answer = device_.ask(request.text());
     sight.commit = client::commit_of(answer);
-    const std::vector<client::Outcome> outcomes = client::parse_answer(answer);
-    if (outcomes.size() != asked.size())
+    sight.told.outcomes = client::parse_answer(answer);
+    if (sight.told.outcomes.size() != sight.told.asked.size())
         client::fail(client::no_answer, {"the answer makes no sense"});
-    for (std::size_t i = 0; i < outcomes.size(); i++) {
-        const Instances &instances = outcomes[i].instances;
-        if (i < own) sight.shown[asked[i]] = instances;
-        if (i < states) find_problems(asked[i], instances, sight.problems);
+    for (std::size_t i = own; i < sight.told.asked.size(); i++)
         for (client::Instance &each :
-             i < states ? Instances() : settable(instances, asked[i], schema_))
+             settable(sight.told.outcomes[i].instances, sight.told.asked[i].first, schema_))
             sight.running.push_back(std::move(each));
-    }
-    const client::Instance *daemon = first(sight.shown, "daemon");
+    sight.told.asked.resize(own);
+    sight.told.outcomes.resize(own);
+    const client::Instance *daemon = sight.told.first_of("daemon");
     const std::string id = daemon ? daemon->value("schema") : "";
     if (id == schema_id_) return sight;
     /* Another firmware: what was asked for was of the one before. */
@@ -158,12 +122,12 @@ View Daemon::view_of(const Sight &sight) const
     view.versions["agent"] = VORN_VERSION;
     view.commit = sight.commit;
     view.schema = schema_id_;
-    view.problems = sight.problems;
-    if (const client::Instance *fleet = first(sight.shown, own_class)) {
+    view.problems = sight.told.problems();
+    if (const client::Instance *fleet = sight.told.first_of(own_class)) {
         view.generation = number_of(fleet->value("generation"));
         view.digest = fleet->value("digest");
     }
-    if (const client::Instance *trial = first(sight.shown, "trial")) {
+    if (const client::Instance *trial = sight.told.first_of("trial")) {
         const bool is_pending = trial->value("state") == "pending";
         const bool is_ours = trial->value("holder").ends_with(holder_mark);
         view.trial = !is_pending ? View::Trial::none
@@ -171,7 +135,7 @@ View Daemon::view_of(const Sight &sight) const
                                  : View::Trial::others;
         view.trial_id = is_pending ? trial->value("id") : "";
     }
-    if (const client::Instance *daemon = first(sight.shown, "daemon"))
+    if (const client::Instance *daemon = sight.told.first_of("daemon"))
         view.versions["daemon"] = daemon->value("version");
     return view;
 }

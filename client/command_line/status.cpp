@@ -7,6 +7,7 @@
 #include "device.h"
 #include "effects.h"
 #include "failure.h"
+#include "health.h"
 #include "schema.h"
 #include "text.h"
 #include "verb.h"
@@ -45,8 +46,8 @@ public:
         if (request.empty()) fail(differs, {"this device does not tell how it is doing"});
         const std::string answer = device.ask(request.text());
         commit_ = commit_of(answer);
-        outcomes_ = parse_answer(answer);
-        find_problems();
+        told_.outcomes = parse_answer(answer);
+        problems_ = told_.problems();
     }
 
     bool is_healthy() const { return problems_.empty(); }
@@ -55,7 +56,7 @@ public:
     Rows lines(bool all, Format format) const
     {
         Rows lines;
-        const Instance *daemon = first_of("daemon");
+        const Instance *daemon = told_.first_of("daemon");
         if (daemon) {
             for (const char *each : {"version", "since", "uptime"})
                 lines.push_back(row({each, daemon->value(each)}));
@@ -86,79 +87,12 @@ private:
         }
         if (there.empty() && properties[0]) return;
         request.select({class_name, {}, {}}, there);
-        asked_.push_back({class_name, there.size() == 1 ? there[0] : ""});
-    }
-
-    const std::vector<Instance> *all_of(std::string_view class_name) const
-    {
-        for (std::size_t i = 0; i < asked_.size() && i < outcomes_.size(); i++) {
-            if (asked_[i].first == class_name) return &outcomes_[i].instances;
-        }
-        return nullptr;
-    }
-
-    const Instance *first_of(std::string_view class_name) const
-    {
-        const std::vector<Instance> *all = all_of(class_name);
-        return all && !all->empty() ? &all->front() : nullptr;
-    }
-
-    void add_problem(std::initializer_list<std::string_view> parts)
-    {
-        problems_.push_back(concat(parts));
-    }
-
-    void find_problems()
-    {
-        find_unsaved();
-        const Instance *history = first_of("history");
-        if (history && !history->value("unproven").empty()) {
-            add_problem({"a configuration that did not stay up has been replaced by the newest "
-                         "one that did, and is kept as ",
-                         history->value("unproven"),
-                         "; \"vornctl inform history action=forget-unproven\" removes it"});
-        }
-        if (const std::vector<Instance> *plugins = all_of("plugin")) {
-            for (const Instance &each : *plugins) {
-                const std::string &state = each.value("state");
-                if (state != "running")
-                    add_problem({title_of("plugin", each.called()), ": ", state});
-            }
-        }
-        if (const Instance *daemon = first_of("daemon")) {
-            const std::string &failing = daemon->value("failing-services");
-            if (!failing.empty()) add_problem({"services that keep ending: ", failing});
-        }
-        for (std::size_t i = 0; i < asked_.size() && i < outcomes_.size(); i++)
-            find_not_applied(asked_[i].first, asked_[i].second, outcomes_[i].instances);
-    }
-
-    void find_unsaved()
-    {
-        const Instance *save = first_of("save");
-        if (!save) return;
-        if (save->value("result") == "failed")
-            add_problem({"the configuration is not saved: ", save->value("reason")});
-        if (!save->value("broken").empty()) {
-            add_problem(
-                {"the configuration could not be read and is kept as ", save->value("broken")});
-        }
-    }
-
-    void find_not_applied(const std::string &class_name, const std::string &property,
-                          const std::vector<Instance> &instances)
-    {
-        if (property != "state" && property != "status") return;
-        for (const Instance &each : instances) {
-            const std::string &state = each.value(property);
-            if (is_not_applied(state))
-                add_problem({title_of(class_name, each.called()), ": ", state});
-        }
+        told_.asked.push_back({class_name, there.size() == 1 ? there[0] : ""});
     }
 
     void add_generation(Rows &lines) const
     {
-        const std::vector<Instance> *generations = all_of("generation");
+        const std::vector<Instance> *generations = told_.all_of("generation");
         if (!generations || generations->empty()) return;
         const auto newest = std::max_element(generations->begin(), generations->end(),
                                              [](const Instance &left, const Instance &right) {
@@ -172,7 +106,7 @@ private:
     /* Nothing while there is nothing to be said. */
     void add_upgrade(Rows &lines) const
     {
-        const Instance *history = first_of("history");
+        const Instance *history = told_.first_of("history");
         if (!history) return;
         const std::string &upgrade = history->value("upgrade");
         if (!upgrade.empty() && upgrade != "none") lines.push_back(row({"upgrade", upgrade}));
@@ -200,7 +134,7 @@ private:
 
     void add_trial(Rows &lines) const
     {
-        const Instance *trial = first_of("trial");
+        const Instance *trial = told_.first_of("trial");
         if (!trial) return;
         const std::string &state = trial->value("state");
         lines.push_back(
@@ -211,7 +145,7 @@ private:
 
     void add_save(Rows &lines) const
     {
-        const Instance *save = first_of("save");
+        const Instance *save = told_.first_of("save");
         if (!save) return;
         const std::string &time = save->value("time");
         lines.push_back(
@@ -220,9 +154,9 @@ private:
 
     void add_details(Rows &lines) const
     {
-        if (const Instance *daemon = first_of("daemon"))
+        if (const Instance *daemon = told_.first_of("daemon"))
             lines.push_back(row({"kept", daemon->value("kept")}));
-        const std::vector<Instance> *plugins = all_of("plugin");
+        const std::vector<Instance> *plugins = told_.all_of("plugin");
         if (!plugins) return;
         for (const Instance &each : *plugins) {
             const std::string &schema = each.value("schema");
@@ -233,8 +167,7 @@ private:
     }
 
     const Schema &schema_;
-    std::vector<std::pair<std::string, std::string>> asked_; /* class, and the one property */
-    std::vector<Outcome> outcomes_;
+    Answers told_;
     std::string commit_;
     std::vector<std::string> problems_;
 };
