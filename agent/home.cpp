@@ -24,6 +24,12 @@ Time now()
     return {time.tv_sec * 1000LL + time.tv_nsec / 1000000, std::time(nullptr)};
 }
 
+bool is_any_ready(const std::vector<pollfd> &descriptors, std::size_t from)
+{
+    return std::any_of(descriptors.begin() + static_cast<std::ptrdiff_t>(from), descriptors.end(),
+                       [](const pollfd &each) { return each.revents != 0; });
+}
+
 } // namespace
 
 Home::Home(const HomeOptions &options)
@@ -135,14 +141,19 @@ void Home::run(int stop)
     std::vector<pollfd> descriptors;
     std::int64_t end = never;
     while (now().ms < end && (end == never || connected_since_ != 0)) {
-        descriptors = {{end == never ? stop : -1, POLLIN, 0}, {worker_.descriptor(), POLLIN, 0}};
+        descriptors = {{end == never ? stop : -1, POLLIN, 0},
+                       {worker_.descriptor(), POLLIN, 0},
+                       {notices_.descriptor(), POLLIN, 0}};
         link_.add_descriptors(descriptors);
-        const std::int64_t wait =
-            std::min({agent_.wake_at(), link_.wake_at(), end, now().ms + at_most_ms}) - now().ms;
+        const std::int64_t wait = std::min({agent_.wake_at(), link_.wake_at(), notices_.wake_at(),
+                                            end, now().ms + at_most_ms}) -
+                                  now().ms;
         poll(descriptors.data(), descriptors.size(),
              static_cast<int>(std::max<std::int64_t>(wait, 0)));
         worker_.finish();
-        link_.serve(now().ms);
+        if (descriptors[2].revents != 0 || now().ms >= notices_.wake_at())
+            if (notices_.serve(now().ms)) agent_.changed(now());
+        link_.serve(now().ms, is_any_ready(descriptors, 3));
         if (end == never && now().ms >= agent_.wake_at()) agent_.wake(now());
         tell_status();
         if (end == never && descriptors[0].revents != 0) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "device/daemon.h"
+#include "device/notices.h"
 #include "link.h"
 #include "protocol/agent.h"
 #include "worker.h"
@@ -45,6 +46,7 @@ private:
 
     const HomeOptions &options_;
     std::shared_ptr<Daemon> daemon_; /* the worker's */
+    Notices notices_;
     Worker worker_;
     Link link_;
     Agent agent_;

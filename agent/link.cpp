@@ -12,6 +12,7 @@
 #include <mqtt_protocol.h>
 #include <openssl/ssl.h>
 #include <poll.h>
+#include <sys/socket.h>
 
 #include "protocol/bounds.h"
 
@@ -22,8 +23,11 @@ namespace {
 constexpr std::int64_t longest_dial_ms = 20000;
 constexpr std::int64_t longest_opening_ms = 20000;
 constexpr std::int64_t longest_closing_ms = 1000;
-constexpr std::int64_t between_miscs_ms = 5000;
 constexpr int keep_alive_s = 60;
+/* What the library does at times, it does when nothing was said for so long. */
+constexpr std::int64_t until_ping_ms = (keep_alive_s + 1) * 1000;
+constexpr std::int64_t until_answer_ms = 15000;
+constexpr std::size_t most_unacknowledged = 64;
 constexpr int session_expiry_s = 120;
 constexpr int will_delay_s = 60;
 constexpr std::uint32_t largest_packet = longest_document + 4096;
@@ -146,12 +150,21 @@ void Link::connect(std::int64_t now_ms)
     });
 }
 
+/* Who dials may be waiting for a broker that says nothing, and would do so for ever. */
+void Link::end_dial()
+{
+    const bool is_dialling = state_ == State::dialling && handle_;
+    const int socket = is_dialling ? mosquitto_socket(handle_.get()) : -1;
+    if (socket >= 0) shutdown(socket, SHUT_RDWR);
+    dialler_.reset();
+}
+
 void Link::give_up(const std::string &why)
 {
     const std::string text = why; /* which may be the failure itself */
+    end_dial();
     state_ = State::idle;
     deadline_ms_ = next_misc_ms_ = never;
-    dialler_.reset();
     handle_.reset();
     sent_.clear();
     failure_.clear();
@@ -165,7 +178,7 @@ void Link::disconnect(std::int64_t now_ms)
         deadline_ms_ = now_ms + longest_closing_ms;
     } else {
         /* Whoever dials has the handle for himself until he is done. */
-        dialler_.reset();
+        end_dial();
         handle_.reset();
         deadline_ms_ = now_ms;
     }
@@ -180,6 +193,10 @@ void Link::subscribe(const std::string &topic)
 void Link::publish(const Publication &publication)
 {
     if (state_ != State::open) return;
+    if (sent_.size() >= most_unacknowledged) {
+        if (failure_.empty()) failure_ = "the broker does not acknowledge";
+        return;
+    }
     Properties properties;
     if (!publication.correlation.empty())
         mosquitto_property_add_binary(&properties.list, MQTT_PROP_CORRELATION_DATA,
@@ -236,7 +253,7 @@ void Link::add_descriptors(std::vector<pollfd> &descriptors) const
 
 std::int64_t Link::wake_at() const
 {
-    return std::min(deadline_ms_, next_misc_ms_);
+    return failure_.empty() ? std::min(deadline_ms_, next_misc_ms_) : 0;
 }
 
 /* What TLS has decrypted already does not make the socket ready. */
@@ -253,22 +270,31 @@ void Link::read_all()
     if (result != MOSQ_ERR_SUCCESS && failure_.empty()) failure_ = reason_of(result);
 }
 
-void Link::serve(std::int64_t now_ms)
+/* One wake for each ping, and one for its answer: the library would look each second. */
+void Link::keep_alive(std::int64_t now_ms, bool has_heard)
+{
+    if (has_heard && std::exchange(is_pinging_, false)) next_misc_ms_ = now_ms + until_ping_ms;
+    if (now_ms < next_misc_ms_) return;
+    next_misc_ms_ = now_ms + until_answer_ms;
+    is_pinging_ = true;
+    if (mosquitto_loop_misc(handle_.get()) != MOSQ_ERR_SUCCESS && failure_.empty())
+        failure_ = "the broker is silent";
+}
+
+void Link::serve(std::int64_t now_ms, bool has_heard)
 {
     if (state_ == State::idle) return;
     if (state_ == State::dialling) {
         dialler_->finish();
         if (state_ == State::opening) {
             deadline_ms_ = now_ms + longest_opening_ms;
-            next_misc_ms_ = now_ms + between_miscs_ms;
+            next_misc_ms_ = now_ms + until_ping_ms;
+            is_pinging_ = false;
         }
     }
     if (state_ == State::opening || state_ == State::open || state_ == State::closing) {
         if (handle_ && mosquitto_socket(handle_.get()) >= 0) read_all();
-        const bool is_due = handle_ && now_ms >= next_misc_ms_;
-        if (is_due) next_misc_ms_ = now_ms + between_miscs_ms;
-        if (is_due && mosquitto_loop_misc(handle_.get()) != MOSQ_ERR_SUCCESS && failure_.empty())
-            failure_ = "the broker is silent";
+        if (handle_) keep_alive(now_ms, has_heard);
     }
     if (failure_.empty() && now_ms >= deadline_ms_)
         failure_ = state_ == State::closing ? "closed" : "the broker does not answer";

@@ -51,13 +51,14 @@ public:
     /* With the will. */
     void disconnect(std::int64_t now_ms);
     void subscribe(const std::string &topic);
+    /* Whoever does not acknowledge what he is given loses the connection in the end. */
     void publish(const Publication &publication);
 
     /* What to wait for, at most two; and until when. */
     void add_descriptors(std::vector<pollfd> &descriptors) const;
     std::int64_t wake_at() const;
-    /* After the wait. */
-    void serve(std::int64_t now_ms);
+    /* After the wait, with whether a descriptor was ready. */
+    void serve(std::int64_t now_ms, bool has_heard);
 
 private:
     using Handle = std::shared_ptr<mosquitto>;
@@ -65,6 +66,8 @@ private:
 
     Handle make_handle();
     void give_up(const std::string &why);
+    void end_dial();
+    void keep_alive(std::int64_t now_ms, bool has_heard);
     void read_all();
     void on_connect(int reason);
     void on_message(const mosquitto_message &message, const mosquitto_property *properties);
@@ -75,6 +78,7 @@ private:
     std::size_t next_broker_ = 0;
     std::int64_t deadline_ms_ = never; /* of what is under way */
     std::int64_t next_misc_ms_ = never;
+    bool is_pinging_ = false;
     std::unique_ptr<Worker> dialler_;
     Handle handle_;
     std::vector<std::pair<int, unsigned>> sent_; /* libmosquitto's number, ours */

@@ -27,7 +27,10 @@ namespace vorn::fleet {
 namespace {
 
 constexpr std::int64_t ms_of_s = 1000;
-constexpr std::int64_t between_looks_ms = 15000;
+/* Changes are told; what is not, as that a service keeps ending, shows in a look. */
+constexpr std::int64_t between_looks_ms = 60000;
+constexpr std::int64_t while_unsettled_ms = 15000;
+constexpr std::int64_t shortest_between_looks_ms = 1000;
 constexpr std::int64_t between_looks_at_trial_ms = 2000;
 constexpr std::int64_t while_busy_ms = 10000;
 constexpr std::int64_t longest_put_off_ms = 3600 * ms_of_s;
@@ -143,12 +146,27 @@ void Agent::look()
     outside_.look(trying_ ? trying_ : in_force_);
 }
 
+void Agent::changed(Time now)
+{
+    has_changed_ = is_looking_;
+    if (is_looking_) return;
+    const bool is_early = looked_at_ != never && now.ms < looked_at_ + shortest_between_looks_ms;
+    look_at_ = std::min(look_at_, is_early ? looked_at_ + shortest_between_looks_ms : now.ms);
+}
+
 void Agent::looked(View view, Time now)
 {
     is_looking_ = false;
+    looked_at_ = now.ms;
     const View before = view_ ? *view_ : view;
     view_ = std::move(view);
-    look_at_ = now.ms + (phase_ == Phase::proving ? between_looks_at_trial_ms : between_looks_ms);
+    const bool is_settled = view_->commit == before.commit && view_->problems.empty() &&
+                            view_->trial == View::Trial::none;
+    look_at_ = now.ms + (has_changed_               ? shortest_between_looks_ms
+                         : phase_ == Phase::proving ? between_looks_at_trial_ms
+                         : is_settled               ? between_looks_ms
+                                                    : while_unsettled_ms);
+    has_changed_ = false;
     if (phase_ == Phase::waiting) phase_ = Phase::resting;
     tell_events(before, now);
     if (phase_ == Phase::proving) {

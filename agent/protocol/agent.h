@@ -49,6 +49,8 @@ public:
     void acknowledged(unsigned token, Time now);
     void received(const Message &message, Time now);
 
+    /* The device may not be any more as it was when it was looked at. */
+    void changed(Time now);
     void looked(View view, Time now);
     void applied(Applied result, Time now);
     void confirmed(const Refusal &refusal, Time now);
@@ -109,6 +111,7 @@ private:
     State state_ = State::none;
     bool is_connected_ = false;
     bool is_looking_ = false;
+    bool has_changed_ = false;    /* since the look that is under way was begun */
     bool is_reading_ = false;     /* values that are watched */
     bool is_answering_ = false;   /* a request */
     bool is_overwriting_ = false; /* what others have changed, with a number that is in force */
@@ -118,6 +121,7 @@ private:
     std::int64_t consider_at_ = never;
     std::int64_t report_at_ = never;
     std::int64_t connected_at_ = 0;
+    std::int64_t looked_at_ = never;
     std::int64_t reported_at_ = 0;
     std::int64_t about_ = 0; /* the number that the state is about; 0 for none */
     Refusal why_;

@@ -178,7 +178,7 @@ TEST_F(Agents, ReportWhatOthersHaveChanged)
 
     rig.device.differences = {{"system", "", "location", "roof", "cellar"}};
     rig.device.hash = "abc";
-    rig.pass(16000);
+    rig.tell_change();
 
     EXPECT_EQ(rig.told("hash"), "abc");
     EXPECT_EQ(rig.told("difference-count"), "1");
@@ -192,7 +192,7 @@ TEST_F(Agents, OverwriteItWhereTheDocumentSaysSo)
 
     rig.device.differences = {{"system", "", "location", "roof", "cellar"}};
     rig.device.commit += '+';
-    rig.pass(16000);
+    rig.tell_change();
     rig.acknowledge();
     rig.pass(2000);
 
@@ -219,9 +219,55 @@ TEST_F(Agents, TellEvents)
 
     rig.device.commit = "2-abc";
     rig.device.problems = {"it burns"};
-    rig.pass(16000);
+    rig.tell_change();
 
     EXPECT_EQ(rig.count_of("event"), 2U);
+}
+
+TEST_F(Agents, LookWhenSomethingHasChangedAndOnceAMinuteOtherwise)
+{
+    rig.begin();
+    rig.pass(60000);
+    std::size_t before = rig.looks;
+    rig.pass(600000);
+    EXPECT_EQ(rig.looks - before, 10U);
+
+    before = rig.looks;
+    rig.agent->changed(rig.now);
+    rig.pass(0);
+    EXPECT_EQ(rig.looks - before, 1U);
+    for (int i = 0; i < 100; i++) {
+        rig.agent->changed(rig.now);
+        rig.pass(100);
+    }
+    EXPECT_GE(rig.looks - before, 10U);
+    EXPECT_LE(rig.looks - before, 12U);
+}
+
+TEST_F(Agents, LookAgainWhenSomethingChangesMeanwhile)
+{
+    rig.begin();
+    rig.pass(5000);
+    rig.agent->changed(rig.now);
+    rig.agent->wake(rig.now);
+    const std::size_t before = rig.looks;
+
+    rig.agent->changed(rig.now);
+    rig.run();
+    rig.pass(1000);
+
+    EXPECT_EQ(rig.looks - before, 1U);
+}
+
+TEST_F(Agents, LookMoreOftenWhileTheDeviceIsNotWell)
+{
+    rig.device.problems = {"it burns"};
+    rig.begin();
+    const std::size_t before = rig.looks;
+
+    rig.pass(60000);
+
+    EXPECT_EQ(rig.looks - before, 4U);
 }
 
 TEST_F(Agents, ComeBackAfterALossAndSayEverythingAnew)

@@ -5,6 +5,7 @@ import hashlib
 import json
 import os
 import pathlib
+import re
 import subprocess
 import threading
 import time
@@ -155,6 +156,18 @@ class Broker:
             raise AssertionError(f"no report of {members}; the last: {self.last('reported')}, "
                                  f"{vornctl('show', 'fleet')}") from None
         return self.last("reported")
+
+
+def bytes_sent():
+    """Over the connection to the broker, with what TLS adds; TCP and IP have some 52 for a packet."""
+    [line] = run("ss", "-tinOH", "dport", "=", ":8883").decode().splitlines()
+    return int(re.search(r"bytes_sent:(\d+)", line)[1]) + 52 * int(re.search(r"segs_out:(\d+)", line)[1])
+
+
+def wakes_of(pid):
+    """How often its threads have waited for something and were woken."""
+    return sum(int(re.search(r"^voluntary_ctxt_switches:\s+(\d+)", each.read_text("ascii"), re.M)[1])
+               for each in pathlib.Path(f"/proc/{pid}/task").glob("*/status"))
 
 
 VORNCTL = None

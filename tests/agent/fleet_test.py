@@ -157,6 +157,15 @@ class ADeviceOfAFleet(unittest.TestCase):
         self.assertIn("running", text)
         self.assertIn("yes", text)
 
+    def test_costs_next_to_nothing_while_nothing_happens(self):
+        [pid] = board.pids_of("vorn-agent")
+        before = board.bytes_sent(), board.wakes_of(pid)
+        time.sleep(61)
+        after = board.bytes_sent(), board.wakes_of(pid)
+        print(f"in a minute {after[0] - before[0]} bytes, {after[1] - before[1]} wakes")
+        self.assertLess(after[0] - before[0], 512)
+        self.assertLess(after[1] - before[1], 16)
+
     @unittest.skipUnless(board.HAS_SECOND_USER, "there is one user only")
     def test_may_do_what_rules_let_it(self):
         rule = {"name": "more", "values": {"order": "1", "subject": "any", "class": "*",

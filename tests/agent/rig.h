@@ -154,6 +154,13 @@ public:
         pass(2000);
     }
 
+    /* The daemon tells that it has changed. */
+    void tell_change()
+    {
+        agent->changed(now);
+        pass(2000);
+    }
+
     void take_trial_back()
     {
         if (device.trial == vorn::fleet::View::Trial::none) return;
@@ -204,6 +211,7 @@ public:
     }
     void look(std::shared_ptr<const vorn::fleet::Desired> document) override
     {
+        looks++;
         questions.emplace_back([this, document] {
             vorn::fleet::View view = device;
             if (!document) {
@@ -279,6 +287,7 @@ public:
     Refusal answer_to_confirm;
     bool can_note = true;
     bool is_connecting = false;
+    std::size_t looks = 0;
     std::size_t confirmations = 0;
     std::size_t disconnections = 0;
     std::vector<std::int64_t> applications;
