@@ -157,8 +157,7 @@ const vorn_instance *renamed_from(const vorn_instance &gone, const vorn_changes 
     const Walk walk(vorn_changes_new_class_instances_iterator(&changes, gone.klass->name.get()));
     for (const vorn_instance *each : walk) {
         if (std::strcmp(each->name.get(), gone.name.get()) == 0) return nullptr;
-        if (each->klass != gone.klass || digest_of_values(*each) != values ||
-            vorn_changes_get_instance_before(&changes, each))
+        if (digest_of_values(*each) != values || vorn_changes_get_instance_before(&changes, each))
             continue;
         if (renamed) return nullptr;
         renamed = each;

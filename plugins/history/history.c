@@ -282,12 +282,20 @@ static void refresh(vorn_refresh_info *info, void *data)
     if (settings != NULL) show_settings(settings);
 }
 
+static void let_others_go(void *eloop_data, void *user_data)
+{
+    if (vorn_config_is_held()) {
+        eloop_register_timeout(1, 0, let_others_go, eloop_data, user_data);
+    } else {
+        slots_stay_up();
+    }
+}
+
 /* The firmware has, whatever has been saved meanwhile. */
 static void note_staying_up(void *eloop_data, void *user_data)
 {
-    (void)eloop_data;
-    (void)user_data;
     has_stayed_up = strcmp(vorn_config_get_source(), "startup") == 0;
+    if (has_stayed_up) let_others_go(eloop_data, user_data);
 }
 
 static void boot_is_over(void *eloop_data, void *user_data)

@@ -40,6 +40,7 @@ static struct upgrade_state state;
 static struct pin pins[slots_most_pinned];
 static int pin_count;
 static int is_pending;
+static int stays_up;
 static char taken[240];
 static char own[own_room];
 static char startup_digest[generation_digest_room];
@@ -278,6 +279,7 @@ static void choose(const char *document)
     find_confirmed(document, comparison);
     is_pending = state.is_unsettled || strcmp(state.confirmed, own) != 0;
     if (!is_pending && comparison == VORN_SCHEMA_SAME) {
+        if (state.is_unproven) look_around(document, &found);
         note_who_runs();
         return;
     }
@@ -330,8 +332,19 @@ int slots_confirm(void)
     upgrade_state_read(&confirmed);
     snprintf(confirmed.confirmed, schema_room, "%s", own);
     confirmed.is_unsettled = 0;
+    confirmed.is_unproven = !stays_up && pin_count > 0;
     if (upgrade_state_write(&confirmed) != 0) return 1;
     is_pending = 0;
-    pin_count = 0;
+    if (stays_up) pin_count = 0;
     return 0;
+}
+
+void slots_stay_up(void)
+{
+    struct upgrade_state proven;
+    stays_up = 1;
+    upgrade_state_read(&proven);
+    if (is_pending || !proven.is_unproven) return;
+    proven.is_unproven = 0;
+    if (upgrade_state_write(&proven) == 0) pin_count = 0;
 }

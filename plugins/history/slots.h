@@ -5,7 +5,7 @@
 /*
  * Two firmwares that share one configuration: each starts with what it wrote itself, whatever the
  * other has done since. Of a configuration that another one wrote the newest generation is kept,
- * whatever the limits say, until this firmware is confirmed.
+ * whatever the limits say, until this firmware is confirmed and has stayed up.
  */
 
 enum { slots_most_pinned = 5 };
@@ -23,7 +23,13 @@ int slots_has_pinned(unsigned long number);
 /** Whether another firmware was confirmed last. */
 int slots_is_pending(void);
 
-/** This firmware stays: the others' generations are like any. Returns 0, or 1 if unwritable. */
+/**
+ * This firmware stays: once it has stayed up, too, the others' generations are like any. Returns 0,
+ * or 1 if unwritable.
+ */
 int slots_confirm(void);
+
+/** This firmware has stayed up. To be called when the disk may be written. */
+void slots_stay_up(void);
 
 #endif

@@ -25,6 +25,7 @@ static void read_line(struct upgrade_state *state, const char *line)
 {
     char digest[generation_digest_room];
     if (strcmp(line, "unsettled\n") == 0) state->is_unsettled = 1;
+    if (strcmp(line, "unproven\n") == 0) state->is_unproven = 1;
     sscanf(line, "confirmed %23s", state->confirmed);
     sscanf(line, "ran %23s %39s", state->ran, state->document);
     if (sscanf(line, "failed %39s", digest) == 1 && state->failed_count < most_failed)
@@ -45,6 +46,7 @@ static void write_lines(const struct upgrade_state *state, FILE *file)
 {
     if (state->confirmed[0] != '\0') fprintf(file, "confirmed %s\n", state->confirmed);
     if (state->is_unsettled) fputs("unsettled\n", file);
+    if (state->is_unproven) fputs("unproven\n", file);
     if (state->ran[0] != '\0') fprintf(file, "ran %s %s\n", state->ran, state->document);
     for (int i = 0; i < state->failed_count; i++)
         fprintf(file, "failed %s\n", state->failed[i]);

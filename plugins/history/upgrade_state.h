@@ -14,6 +14,7 @@ enum { most_failed = 8, schema_room = 24 };
 struct upgrade_state {
     char confirmed[schema_room]; /* the schema that was confirmed last; "" when none has been */
     int is_unsettled;            /* another one's configuration has given way since then */
+    int is_unproven;             /* it has not stayed up yet */
     char ran[schema_room];       /* the schema that last came up, and with which document */
     char document[generation_digest_room];
     char failed[most_failed][generation_digest_room]; /* documents that did not stay up */

@@ -205,6 +205,13 @@ TEST_F(KeptPiecesTest, GoOnWithOneThatBecomesLikeAnotherWhoseOwnAreForgotten)
     kept_pieces->follow(*changes);
 
     EXPECT_EQ(saved(), "  <Route>\n    <to>a</to>\n    <by>2</by>\n  </Route>\n");
+
+    changes.reset();
+    changes.reset(vorn_changes_new(store));
+    for (vorn_instance *each : Walk(vorn_instances_new_class_iterator(store, "Route")))
+        vorn_instance_set_value(each, "to", "c");
+    kept_pieces->follow(*changes);
+    EXPECT_EQ(saved(), "  <Route>\n    <to>c</to>\n    <by>2</by>\n  </Route>\n");
 }
 
 /* Then they stay where they were. */
@@ -252,6 +259,27 @@ TEST_F(KeptPiecesTest, AreForgottenByTheirClassAndName)
     EXPECT_EQ(vorn_config_forget_kept_of(nullptr, nullptr), 3u);
     EXPECT_EQ(saved(), "  <Radio name=\"a\"/>\n");
     EXPECT_EQ(vorn_config_forget_kept_of("x", "y"), 0u);
+}
+
+/* Without them nobody is to be let in; what was too large for memory may have been one. */
+TEST_F(KeptPiecesTest, KnowWhetherRulesOfAccessAreAmongThem)
+{
+    const std::string rule = "<access-rule name=\"a\"><order>1</order></access-rule>";
+    reload("<Toaster/>");
+    EXPECT_FALSE(kept_pieces->hold_rules());
+    reload("<Toaster/>" + rule + "<access-default><read>deny</read></access-default>");
+    EXPECT_TRUE(kept_pieces->hold_rules());
+
+    EXPECT_EQ(kept_pieces->forget("Toaster", nullptr), 1u);
+    EXPECT_EQ(kept_pieces->forget("access-rule", nullptr), 1u);
+    EXPECT_TRUE(kept_pieces->hold_rules());
+    EXPECT_EQ(kept_pieces->forget("access-default", nullptr), 1u);
+    EXPECT_FALSE(kept_pieces->hold_rules());
+
+    reload("<access-rule name=\"b\"><order>" + std::string(most_kept_bytes, '1') +
+           "</order></access-rule>" + rule);
+    EXPECT_EQ(kept_pieces->forget(nullptr, nullptr), 1u);
+    EXPECT_TRUE(kept_pieces->hold_rules());
 }
 
 TEST_F(KeptPiecesTest, ThatAreForgottenLeaveNoVersionOfTheirs)

@@ -328,7 +328,7 @@ TEST_F(FailedDocuments, AreNotWrittenAgainWhenNothingChanges)
 /* What is not theirs stays as it was. */
 TEST_F(FailedDocuments, LeaveTheRestOfTheFileAlone)
 {
-    const std::string rest = "confirmed 0123\nunsettled\nran 4567 89-a\n";
+    const std::string rest = "confirmed 0123\nunsettled\nunproven\nran 4567 89-a\n";
     std::ofstream(file()) << rest;
     upgrade_state_note_failed("a");
     EXPECT_EQ(lines(), rest + "failed a\n");

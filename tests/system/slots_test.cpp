@@ -71,12 +71,18 @@ TEST_F(Slots, KeepWhatTheOtherWroteUntilTheyAreConfirmed)
 
     EXPECT_EQ(vornctl("confirm --upgrade"), "[0]\n");
     EXPECT_EQ(upgrade(), "confirmed\n");
-    vornctl("set Wlan w0 channel=9");
-    EXPECT_EQ(vornctl("show generation 2"), "[5]\nvornctl: there is no generation \"2\"\n");
     EXPECT_EQ(vornctl("confirm --upgrade"), "[5]\nvornctl: this firmware is confirmed\n");
+    vornctl("set Wlan w0 channel=9");
+    EXPECT_EQ(vornctl("show generation 2 pinned -q"), "yes\n[0]\n") << "it has yet to stay up";
 
     boot_slot(2);
     EXPECT_EQ(upgrade(), "none\n");
+    vornctl("set history proven-after=0");
+    EXPECT_EQ(vornctl("show generation 2 pinned -q"), "yes\n[0]\n");
+    boot_slot(2);
+    vornctl("set Wlan w0 channel=10");
+    EXPECT_EQ(vornctl("show generation 2"), "[5]\nvornctl: there is no generation \"2\"\n");
+    EXPECT_THAT(read_file("/etc/config/history/upgrades"), Not(HasSubstr("unproven")));
     boot_slot(1);
     EXPECT_EQ(upgrade(), "pending\n");
     EXPECT_THAT(taken(), StartsWith("the saved configuration is of a newer firmware and is read as "
@@ -100,6 +106,24 @@ TEST_F(Slots, AreNotConfirmedWhileAChangeIsOnTrial)
     EXPECT_EQ(read_file("/etc/config/history/upgrades"), before);
     vornctl("confirm");
     EXPECT_EQ(vornctl("confirm --upgrade"), "[0]\n");
+}
+
+/* One that was confirmed and did not stay up; it is this one's turn again. */
+TEST_F(Slots, KeepWhatTheOtherWroteThoughThatOneDoesNotStayUp)
+{
+    use_both();
+    vornctl("set history keep=1");
+    vornctl("confirm --upgrade");
+    boot_slot(1);
+    vornctl("set history proven-after=0");
+    vornctl("set history keep=1");
+    boot_slot(1);
+    EXPECT_EQ(upgrade(), "pending\n");
+    for (int i = 1; i <= 3; i++)
+        vornctl("set Wlan w0 chan=" + std::to_string(i));
+
+    EXPECT_THAT(read_file("/etc/config/history/upgrades"), HasSubstr("unproven"));
+    EXPECT_THAT(vornctl("history"), ContainsRegex("\n[0-9]+ .*\\[pinned\\]\n"));
 }
 
 TEST_F(Slots, KeepTheOthersConfigurationAfterTheirOwnHasTakenItsPlace)
@@ -233,6 +257,8 @@ TEST_F(Slots, AreNotConfirmedOnWhatSaysThatAnotherOneWroteIt)
 
     EXPECT_EQ(upgrade(), "pending\n");
     EXPECT_EQ(shell("zcat /etc/config/history/00000001.gz | tail -n1"), before + "\n");
+    vornctl("set history proven-after=0");
+    boot_slot(2);
     EXPECT_EQ(vornctl("confirm --upgrade"), "[0]\n");
     vornctl("set Wlan w0 channel=3");
     EXPECT_THAT(vornctl("show generation 1"), StartsWith("[5]"));
