@@ -104,6 +104,7 @@ constexpr Validator validators[] = {
     vorn_input_is_wpa_psk_key,
     [](const char *v, int n) { return vorn_input_is_plain_int_in_range(v, n, -9, 99); },
     [](const char *v, int n) { return vorn_input_is_plain_int_in_steps(v, n, -9, 99, 7); },
+    [](const char *v, int n) { return vorn_input_is_plain_double_in_range(v, n, -9.5, 99); },
     vorn_input_is_plain_ip,
     vorn_input_is_plain_ip_or_domain_name,
     vorn_input_is_host_ip,

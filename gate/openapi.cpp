@@ -49,8 +49,10 @@ Json schema_of_alternative(const json_t *alternative)
         if (json_t *words = json_object_get(alternative, "words"); json_array_size(words) > 0)
             put(schema, "enum", Json(json_incref(words)));
     } else if (kind == "number") {
+        put_text(schema, "pattern", "^-?[0-9]+$");
+    } else if (kind == "real") {
         put_text(schema, "pattern", "^-?[0-9]+(\\.[0-9]+)?$");
-    } else if (kind == "text") {
+    } else if (kind == "text" || kind == "characters") {
         if (json_t *most = json_object_get(alternative, "max"); json_is_integer(most))
             put(schema, "maxLength", Json(json_incref(most)));
         if (json_t *least = json_object_get(alternative, "min"); json_is_integer(least))

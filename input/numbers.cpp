@@ -7,6 +7,7 @@
 #include "input/set_record.h"
 #include "vorn/input.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cfloat>
 #include <cstdlib>
@@ -61,6 +62,21 @@ bool is_at_the_edge(double number)
 
 } // namespace
 
+namespace {
+
+/* Digits, or digits, a dot and digits. */
+bool is_plain_decimal(const char *value, int length)
+{
+    const auto *dot = static_cast<const char *>(
+        std::memchr(value, '.', static_cast<std::size_t>(std::max(length, 0))));
+    const int whole = dot ? static_cast<int>(dot - value) : length;
+    const int rest = dot ? length - whole - 1 : 1;
+    return whole > 0 && rest > 0 && vorn_input_is_string_in_range(value, whole, '0', '9') &&
+           (!dot || vorn_input_is_string_in_range(dot + 1, rest, '0', '9'));
+}
+
+} // namespace
+
 } // namespace vorn
 
 using namespace vorn;
@@ -95,6 +111,19 @@ int vorn_input_is_plain_int_in_steps(const char *value, int length, int low, int
     if (step < 1 || !vorn_input_is_plain_int_in_range(value, length, low, high)) return 0;
     const auto number = integer_of(value, length);
     return number && (std::int64_t{*number} - low) % step == 0;
+}
+
+int vorn_input_is_plain_double_in_range(const char *value, int length, double low, double high)
+{
+    constexpr int longest = 32;
+    if (!value || length < 1 || length > longest) return 0;
+    const int sign = low < 0 && value[0] == '-' ? 1 : 0;
+    if (!is_plain_decimal(value + sign, length - sign)) return 0;
+
+    char text[longest + 1] = {};
+    std::memcpy(text, value, static_cast<std::size_t>(length));
+    const double number = std::strtod(text, nullptr);
+    return low <= number && number <= high;
 }
 
 int vorn_input_is_positive_int(const char *value, int length)

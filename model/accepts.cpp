@@ -26,6 +26,14 @@ bool is_number(const Fact &number, const char *value, int length)
     return vorn_input_is_plain_int_in_steps(value, length, from, to, step) != 0;
 }
 
+bool is_of_characters(const Fact &fact, const char *value, int length)
+{
+    const char *ranges = fact.first_word();
+    const int pairs = static_cast<int>(std::strlen(ranges) / 2);
+    return length >= fact.number(0) && length <= fact.number(1) &&
+           vorn_input_is_string_in_ranges(value, length, ranges, pairs) != 0;
+}
+
 bool takes(const Fact &alternative, const char *value, std::size_t size)
 {
     const int length = static_cast<int>(size);
@@ -40,6 +48,11 @@ bool takes(const Fact &alternative, const char *value, std::size_t size)
         return size > 0;
     case Told::input:
         return vorn_input_is_any_of(value, length, alternative.number(0));
+    case Told::real:
+        return vorn_input_is_plain_double_in_range(value, length, alternative.real(0),
+                                                   alternative.real(1));
+    case Told::characters:
+        return is_of_characters(alternative, value, length);
     default:
         return false;
     }

@@ -12,8 +12,6 @@ namespace vorn {
 
 namespace {
 
-constexpr std::size_t longest_text = 65534;
-
 int too_long()
 {
     vorn_debug_1printf("Too long a description.\n");
@@ -25,7 +23,7 @@ int tell(Record *record, const char *of, Told what, const char *text, const char
 {
     if (absent(record, of) || absent(text, name)) return failed;
     const std::size_t length = std::strlen(text);
-    if (length > longest_text) return too_long();
+    if (length > longest_description) return too_long();
     return record->description.tell(what, text, length + 1) ? ok : failed;
 }
 
@@ -50,17 +48,6 @@ template <typename Record>
 int told_order(const Record *record, const char *of)
 {
     return absent(record, of) ? 0 : record->description.number(Told::order);
-}
-
-int add_numbers(vorn_property &property, Told what, const std::int32_t *numbers, std::size_t count)
-{
-    return property.description.add(what, numbers, count * sizeof *numbers) ? ok : failed;
-}
-
-int refuse_range()
-{
-    vorn_debug_1printf("Bad range.\n");
-    return failed;
 }
 
 /* The alternative of that number; false for none. */
@@ -178,71 +165,6 @@ int vorn_class_get_order(const vorn_class *klass)
     return told_order(klass, "class");
 }
 
-int vorn_property_accept_words(vorn_property *property, const char *const words[])
-{
-    if (absent(property, "property") || absent(words, "words")) return failed;
-    if (!words[0]) {
-        vorn_debug_1printf("No words.\n");
-        return failed;
-    }
-    std::size_t size = 0;
-    for (const char *const *each = words; *each; each++)
-        size += std::strlen(*each) + 1;
-    if (size > longest_text) return too_long();
-
-    Allocated<char> bytes(static_cast<char *>(noted(std::malloc(size))));
-    if (!bytes) return failed;
-    char *at = bytes.get();
-    for (const char *const *each = words; *each; each++) {
-        const std::size_t length = std::strlen(*each) + 1;
-        std::memcpy(at, *each, length);
-        at += length;
-    }
-    return property->description.add(Told::words, bytes.get(), size) ? ok : failed;
-}
-
-int vorn_property_accept_number(vorn_property *property, int from, int to, int step)
-{
-    if (absent(property, "property")) return failed;
-    if (from > to || step < 1) return refuse_range();
-
-    const std::int32_t numbers[] = {from, to, step};
-    return add_numbers(*property, Told::number, numbers, std::size(numbers));
-}
-
-int vorn_property_accept_text(vorn_property *property, int fewest, int most)
-{
-    if (absent(property, "property")) return failed;
-    if (fewest < 0 || fewest > most) return refuse_range();
-
-    const std::int32_t numbers[] = {fewest, most};
-    return add_numbers(*property, Told::text, numbers, std::size(numbers));
-}
-
-int vorn_property_accept_name_of(vorn_property *property, const char *class_name)
-{
-    if (absent(property, "property") || absent(class_name, "name")) return failed;
-    const std::size_t length = std::strlen(class_name);
-    if (length > longest_text) return too_long();
-
-    Text reference = copy_of(class_name);
-    if (!reference || !property->description.add(Told::name, class_name, length + 1)) {
-        return failed;
-    }
-    property->reference = std::move(reference);
-    return ok;
-}
-
-int vorn_property_accept(vorn_property *property, int kinds)
-{
-    if (absent(property, "property")) return failed;
-    if (kinds == 0 || (kinds & ~VORN_INPUT_ALL) != 0) {
-        vorn_debug_1printf("Bad kinds.\n");
-        return failed;
-    }
-    return add_numbers(*property, Told::input, &kinds, 1);
-}
-
 int vorn_property_accept_list(vorn_property *property, int flag)
 {
     if (absent(property, "property")) return failed;
@@ -279,8 +201,8 @@ const char *vorn_property_get_alternative_word(const vorn_property *property, in
 {
     Fact fact{};
     if (!find_alternative(property, alternative, fact) || word < 0) return nullptr;
-    if (fact.what != Told::words && fact.what != Told::name) return nullptr;
-    const char *each = fact.bytes;
+    const char *each = fact.first_word();
+    if (!each) return nullptr;
     while (each < fact.bytes + fact.size && word-- > 0)
         each += std::strlen(each) + 1;
     return each < fact.bytes + fact.size ? each : nullptr;
@@ -290,7 +212,12 @@ int vorn_property_get_alternative_number(const vorn_property *property, int alte
 {
     Fact fact{};
     if (!find_alternative(property, alternative, fact) || place < 0) return 0;
-    if (fact.what == Told::words || fact.what == Told::name) return 0;
-    const std::size_t index = static_cast<std::size_t>(place);
-    return (index + 1) * sizeof(std::int32_t) <= fact.size ? fact.number(index) : 0;
+    return place < fact.numbers() ? fact.number(static_cast<std::size_t>(place)) : 0;
+}
+
+double vorn_property_get_alternative_real(const vorn_property *property, int alternative, int place)
+{
+    Fact fact{};
+    if (!find_alternative(property, alternative, fact) || fact.what != Told::real) return 0;
+    return place == 0 || place == 1 ? fact.real(static_cast<std::size_t>(place)) : 0;
 }

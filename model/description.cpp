@@ -39,6 +39,35 @@ std::int32_t Fact::number(std::size_t index) const
     return value;
 }
 
+int Fact::numbers() const
+{
+    switch (what) {
+    case Told::number:
+        return 3;
+    case Told::text:
+    case Told::characters:
+        return 2;
+    case Told::order:
+    case Told::input:
+        return 1;
+    default:
+        return 0;
+    }
+}
+
+double Fact::real(std::size_t index) const
+{
+    double value = 0;
+    std::memcpy(&value, bytes + index * sizeof value, sizeof value);
+    return value;
+}
+
+const char *Fact::first_word() const
+{
+    if (what == Told::words || what == Told::name) return bytes;
+    return what == Told::characters ? bytes + 2 * sizeof(std::int32_t) : nullptr;
+}
+
 Description::Walk::Walk(const Description &description)
     : at_(description.block_ ? description.block_.get() + sizeof(Size) : nullptr),
       end_(at_ ? at_ + size_of(description.block_.get()) : nullptr)

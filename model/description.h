@@ -16,14 +16,18 @@ enum class Told : unsigned char {
     unit,
     example,
     group,
-    order,  /* a number */
-    list,   /* nothing follows */
-    words,  /* so many bytes of them, each with its null byte */
-    number, /* from, to, step */
-    text,   /* least and most characters */
-    name,   /* the class */
-    input,  /* kinds of vorn/input.h */
+    order,      /* a number */
+    list,       /* nothing follows */
+    words,      /* so many bytes of them, each with its null byte */
+    number,     /* from, to, step */
+    text,       /* least and most characters */
+    name,       /* the class */
+    input,      /* kinds of vorn/input.h */
+    real,       /* from, to; as they lie in memory */
+    characters, /* least and most of them, then pairs of characters with a null byte */
 };
+
+constexpr std::size_t longest_description = 65534;
 
 /* One thing that is told, and where its bytes are. */
 struct Fact {
@@ -32,6 +36,11 @@ struct Fact {
     std::size_t size;
 
     std::int32_t number(std::size_t index) const;
+    /* How many such numbers it begins with. */
+    int numbers() const;
+    double real(std::size_t index) const;
+    /* The first of its texts, which fill the rest of it; null where it has none. */
+    const char *first_word() const;
 };
 
 /*

@@ -116,6 +116,40 @@ VORN_API int vorn_property_accept_name_of(vorn_property *property, const char *c
 VORN_API int vorn_property_accept(vorn_property *property, int kinds);
 
 /**
+ * One of the numbers of the set, in digits as they are told; the set stays the caller's. For many
+ * in a row vorn_property_accept_number says it shorter. Refused: an empty set ("No numbers.\n").
+ */
+VORN_API int vorn_property_accept_numbers(vorn_property *property, const vorn_input_set *set);
+
+/**
+ * A number with or without a fraction between from and to, both included, as
+ * vorn_input_is_plain_double_in_range has it. Refused: from above to, and what is no number or
+ * infinite ("Bad range.\n").
+ */
+VORN_API int vorn_property_accept_real(vorn_property *property, double from, double to);
+
+/**
+ * So many characters of the ranges, which are written as for vorn_input_is_string_in_ranges with a
+ * null byte at their end: "09AFaf". Refused: ranges that are empty, upside down or of anything but
+ * printable ASCII ("Bad ranges.\n"), a negative minimum, and one above the maximum
+ * ("Bad range.\n").
+ */
+VORN_API int vorn_property_accept_characters(vorn_property *property, const char *ranges,
+                                             int fewest, int most);
+
+/**
+ * A channel of the mode in the regulatory domain, as vorn_input_is_channel has it. It is told as
+ * the words that these channels are. Refused where there is none: "No channels.\n".
+ */
+VORN_API int vorn_property_accept_channel(vorn_property *property, const char *mode, int domain);
+
+/**
+ * A WEP key, as vorn_input_is_wep_key has it. It is told as so many characters. Refused: another
+ * number of bits than 40, 104 or 128 ("Bad length of a key.\n").
+ */
+VORN_API int vorn_property_accept_wep_key(vorn_property *property, int bits, int ascii);
+
+/**
  * The value is a list (non-zero): words with blanks between them, of which each has to be taken by
  * an alternative. No words at all are a list, too.
  */
@@ -130,25 +164,34 @@ enum {
     VORN_ACCEPTS_NUMBER = 2,
     VORN_ACCEPTS_TEXT = 3,
     VORN_ACCEPTS_NAME = 4,
-    VORN_ACCEPTS_INPUT = 5
+    VORN_ACCEPTS_INPUT = 5,
+    VORN_ACCEPTS_REAL = 6,
+    VORN_ACCEPTS_CHARACTERS = 7
 };
 
 /** How many alternatives were added: one for each call. */
 VORN_API int vorn_property_get_alternatives(const vorn_property *property);
 
-/** By which call the alternative of that number, from 0 on, was added. */
+/**
+ * What the alternative of that number, from 0 on, is: what the call that added it says of itself.
+ */
 VORN_API int vorn_property_get_alternative_kind(const vorn_property *property, int alternative);
 
-/** The word of that number, from 0 on; of a name the class. Null after the last. */
+/** The word of that number, from 0 on; of a name the class, of characters the ranges. Null after
+ * the last. */
 VORN_API const char *vorn_property_get_alternative_word(const vorn_property *property,
                                                         int alternative, int word);
 
 /**
- * The number of that place: of a number 0 from, 1 to, 2 step; of a text 0 fewest, 1 most; of inputs
- * 0 the kinds. 0 for any other.
+ * The number of that place: of a number 0 from, 1 to, 2 step; of a text and of characters 0
+ * fewest, 1 most; of inputs 0 the kinds. 0 for any other.
  */
 VORN_API int vorn_property_get_alternative_number(const vorn_property *property, int alternative,
                                                   int place);
+
+/** Of a real number: 0 from, 1 to. 0 for any other. */
+VORN_API double vorn_property_get_alternative_real(const vorn_property *property, int alternative,
+                                                   int place);
 
 VORN_END
 

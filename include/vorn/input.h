@@ -123,6 +123,12 @@ VORN_API int vorn_input_is_plain_int_in_range(const char *value, int length, int
 /** The same, and low or some steps above it. A step below 1 refuses everything. */
 VORN_API int vorn_input_is_plain_int_in_steps(const char *value, int length, int low, int high,
                                               int step);
+/**
+ * A number between low and high, both included: digits, with a dot and more digits after them or
+ * not, and with a hyphen before them where low is below 0. At most 32 bytes.
+ */
+VORN_API int vorn_input_is_plain_double_in_range(const char *value, int length, double low,
+                                                 double high);
 /** What vorn_input_is_ip takes, if it is digits and dots alone. */
 VORN_API int vorn_input_is_plain_ip(const char *value, int length);
 /** Such an address or a domain name that is not made of digits and dots alone. */

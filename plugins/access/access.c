@@ -99,8 +99,10 @@ static int is_user_or_none(const char *value)
 static int accept_texts(vorn_class *rule)
 {
     static const char *const all[] = {"*", "inform:*", NULL};
+    static const char *const anybody[] = {"any", NULL};
     vorn_property *operation = vorn_class_get_property(rule, "operations");
-    return vorn_property_accept(vorn_class_get_property(rule, "subject"), VORN_INPUT_PHRASE) ||
+    return vorn_property_accept_words(vorn_class_get_property(rule, "subject"), anybody) ||
+           vorn_property_accept(vorn_class_get_property(rule, "subject"), VORN_INPUT_PHRASE) ||
            vorn_property_accept_words(vorn_class_get_property(rule, "class"), all) ||
            vorn_property_accept_name_of(vorn_class_get_property(rule, "class"), "schema-class") ||
            vorn_property_accept_text(vorn_class_get_property(rule, "properties"), 0,

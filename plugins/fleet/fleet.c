@@ -342,7 +342,8 @@ static int declare_fleet(vorn_refresher *refresher)
     declare_input(fleet, "tls", VORN_INPUT_ON_OFF);
     for (size_t i = 0; i < sizeof paths / sizeof paths[0]; i++) {
         declare_setting(fleet, paths[i], is_path_or_none, "<the path of a file>|<nothing>");
-        vorn_property_accept_text(vorn_class_get_property(fleet, paths[i]), 0, longest_path);
+        vorn_property_accept_characters(vorn_class_get_property(fleet, paths[i]), "azAZ09./__--", 0,
+                                        longest_path);
     }
     declare_setting(fleet, "signers", is_list_of_keys, "<up to four keys in base64>");
     declare_input(fleet, "requests", VORN_INPUT_ON_OFF);
@@ -351,15 +352,19 @@ static int declare_fleet(vorn_refresher *refresher)
     declare_setting(fleet, "generation", is_generation, "<a number>");
     declare_setting(fleet, "digest", is_digest, "<64 hexadecimal digits>|<nothing>");
     declare_setting(fleet, "guard", is_list_of_classes, "<names of classes>");
-    vorn_property_accept_text(vorn_class_get_property(fleet, "tenant"), 0, longest_identifier);
-    vorn_property_accept_text(vorn_class_get_property(fleet, "device"), 0, longest_identifier);
+    vorn_property_accept_characters(vorn_class_get_property(fleet, "tenant"), "azAZ09..__--", 0,
+                                    longest_identifier);
+    vorn_property_accept_characters(vorn_class_get_property(fleet, "device"), "azAZ09..__--", 0,
+                                    longest_identifier);
     vorn_property_accept_text(vorn_class_get_property(fleet, "brokers"), 0, longest_path);
     vorn_property_accept_text(vorn_class_get_property(fleet, "signers"), 0, longest_path);
     vorn_property_accept_text(vorn_class_get_property(fleet, "states"), 0, longest_text);
     vorn_property_accept_number(vorn_class_get_property(fleet, "states-every"), 1, longest_interval,
                                 1);
-    vorn_property_accept_text(vorn_class_get_property(fleet, "generation"), 0, 16);
-    vorn_property_accept_text(vorn_class_get_property(fleet, "digest"), 0, digest_characters);
+    vorn_property_accept_characters(vorn_class_get_property(fleet, "generation"), "09", 0, 16);
+    vorn_property_accept_characters(vorn_class_get_property(fleet, "digest"), "09af",
+                                    digest_characters, digest_characters);
+    vorn_property_accept(vorn_class_get_property(fleet, "digest"), VORN_INPUT_NOTHING);
     vorn_property_accept_text(vorn_class_get_property(fleet, "guard"), 0, longest_text);
     declare_told(fleet, told, refresher, tell);
     describe_fleet(fleet);

@@ -122,7 +122,7 @@ static void declare_settings(vorn_class *log)
              "How much is written: from 1, emergencies alone, to 8, what helps developers.", "7");
     declare_setting(log, "file", is_file_or_none,
                     "<the path of a file, from / on, up to 255 characters of ASCII>|<nothing>");
-    vorn_property_accept_text(vorn_class_get_property(log, "file"), 0, 255);
+    vorn_property_accept_characters(vorn_class_get_property(log, "file"), " ~", 0, 255);
     describe(log, "file", "File", "Where it is written; /var/log/messages if it isn't set.",
              "/var/log/device");
     declare_input(log, "remote", VORN_INPUT_PLAIN_IP_OR_DOMAIN_NAME | VORN_INPUT_NOTHING);

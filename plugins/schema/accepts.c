@@ -124,6 +124,26 @@ static void json_of_words(struct telling *told, int alternative)
     fputs("]}", told->file);
 }
 
+static double real_of(const struct telling *told, int alternative, int place)
+{
+    return vorn_property_get_alternative_real(told->property, alternative, place);
+}
+
+/* As a C locale has it, which the daemon's is: no exponent for what people would not write so. */
+static void json_of_real(struct telling *told, int alternative)
+{
+    fprintf(told->file, "\"real\",\"from\":%.15g,\"to\":%.15g}", real_of(told, alternative, 0),
+            real_of(told, alternative, 1));
+}
+
+static void json_of_characters(struct telling *told, int alternative)
+{
+    fputs("\"characters\",\"ranges\":", told->file);
+    quote(told->file, word_of(told, alternative, 0));
+    fprintf(told->file, ",\"min\":%d,\"max\":%d}", number_of(told, alternative, 0),
+            number_of(told, alternative, 1));
+}
+
 static void json_of(struct telling *told, int alternative)
 {
     const int kind = vorn_property_get_alternative_kind(told->property, alternative);
@@ -137,6 +157,10 @@ static void json_of(struct telling *told, int alternative)
     } else if (kind == VORN_ACCEPTS_NUMBER) {
         fprintf(told->file, NUMBER("%d", "%d", "%d") "}", number_of(told, alternative, 0),
                 number_of(told, alternative, 1), number_of(told, alternative, 2));
+    } else if (kind == VORN_ACCEPTS_REAL) {
+        json_of_real(told, alternative);
+    } else if (kind == VORN_ACCEPTS_CHARACTERS) {
+        json_of_characters(told, alternative);
     } else if (kind == VORN_ACCEPTS_TEXT) {
         fprintf(told->file, "\"text\",\"min\":%d,\"max\":%d}", number_of(told, alternative, 0),
                 number_of(told, alternative, 1));
@@ -191,17 +215,48 @@ static void syntax_of_number(struct telling *told, int alternative)
     fputc('>', told->file);
 }
 
-static void syntax_of_text(struct telling *told, int alternative)
+static void syntax_of_length(struct telling *told, int alternative)
 {
     const int least = number_of(told, alternative, 0);
+    const int most = number_of(told, alternative, 1);
     fputs(before_next(told), told->file);
-    if (least > 0) {
+    if (least == 0) {
+        fputs("<up to ", told->file);
+    } else if (least < most) {
         fprintf(told->file, "<%d to ", least);
     } else {
-        fputs("<up to ", told->file);
+        fputs("<", told->file);
     }
-    fprintf(told->file, "%d characters, none of them a control character>",
-            number_of(told, alternative, 1));
+    fprintf(told->file, "%d characters", most);
+}
+
+static void syntax_of_text(struct telling *told, int alternative)
+{
+    syntax_of_length(told, alternative);
+    fputs(", none of them a control character>", told->file);
+}
+
+/* "a-f" for a range, and a single character by itself; none that means something in a syntax. */
+static void syntax_of_characters(struct telling *told, int alternative)
+{
+    const char *ranges = word_of(told, alternative, 0);
+    syntax_of_length(told, alternative);
+    if (strpbrk(ranges, " <>|") != NULL) {
+        fputs(strcmp(ranges, " ~") == 0 ? " of ASCII>" : ", certain ones of ASCII>", told->file);
+        return;
+    }
+    fputs(" of", told->file);
+    for (; *ranges != '\0'; ranges += 2) {
+        fprintf(told->file, " %c", ranges[0]);
+        if (ranges[1] != ranges[0]) fprintf(told->file, "-%c", ranges[1]);
+    }
+    fputc('>', told->file);
+}
+
+static void syntax_of_real(struct telling *told, int alternative)
+{
+    fprintf(told->file, "%s<%.15g to %.15g, with a fraction or without>", before_next(told),
+            real_of(told, alternative, 0), real_of(told, alternative, 1));
 }
 
 static void syntax_of(struct telling *told, int alternative)
@@ -212,6 +267,8 @@ static void syntax_of(struct telling *told, int alternative)
     if (kind == VORN_ACCEPTS_WORDS) syntax_of_words(told, alternative);
     if (kind == VORN_ACCEPTS_NUMBER) syntax_of_number(told, alternative);
     if (kind == VORN_ACCEPTS_TEXT) syntax_of_text(told, alternative);
+    if (kind == VORN_ACCEPTS_REAL) syntax_of_real(told, alternative);
+    if (kind == VORN_ACCEPTS_CHARACTERS) syntax_of_characters(told, alternative);
     if (kind == VORN_ACCEPTS_NAME) syntax_of_name(told, word_of(told, alternative, 0));
 }
 

@@ -69,9 +69,9 @@ int tokens_declare(void)
     if (token == NULL) return 1;
     declare_required(token, "user", is_word, "<the name of a user>");
     declare_required(token, "digest", is_digest, "<the SHA-256 of the token in 64 digits>");
-    vorn_property_accept_text(vorn_class_get_property(token, "user"), 1, longest_word);
-    vorn_property_accept_text(vorn_class_get_property(token, "digest"), digits_of_digest,
-                              digits_of_digest);
+    vorn_property_accept_characters(vorn_class_get_property(token, "user"), "!~", 1, longest_word);
+    vorn_property_accept_characters(vorn_class_get_property(token, "digest"), "09af",
+                                    digits_of_digest, digits_of_digest);
     vorn_property_set_secret(vorn_class_get_property(token, "digest"), 1);
     describe_class(token, "Token", "What a program logs in with.", "Access", 620);
     describe(token, "user", "User", "In whose name the program acts.", "anna");

@@ -226,11 +226,16 @@ static int declare_web(vorn_refresher *refresher)
     declare_number(web, "port", 1, 65535, 0);
     declare_setting(web, "certificate", is_path_or_none,
                     "<the path of a file with certificate and key>|<nothing>");
-    vorn_property_accept_text(vorn_class_get_property(web, "certificate"), 0, 255);
+    vorn_property_accept_characters(vorn_class_get_property(web, "certificate"), "azAZ09./__--", 0,
+                                    255);
     declare_number(web, "session-lifetime", shortest_session, longest_session, 0);
     declare_setting(web, "allowed", is_list_of_networks,
                     "<IPv4 addresses or networks such as 10.0.0.0/8, with blanks between them>");
-    vorn_property_accept(vorn_class_get_property(web, "allowed"), VORN_INPUT_PHRASE);
+    /* An address of a network's host stands for the network. */
+    vorn_property *allowed = vorn_class_get_property(web, "allowed");
+    vorn_property_accept(allowed, VORN_INPUT_PLAIN_IP | VORN_INPUT_NETWORK);
+    vorn_property_accept_characters(allowed, "./09", 9, 19);
+    vorn_property_accept_list(allowed, 1);
     declare_told(web, told, refresher, tell_state);
     describe_class(web, "Web page", "The page and the API for the network.", "Access", 600);
     describe(web, "enabled", "Enabled", "Whether the device can be reached by a browser.", "on");

@@ -191,6 +191,24 @@ static const char *const modes[] = {"a", "b", "g", NULL};
 static const char *const securities[] = {"none", "wpa2-psk", "wpa3-sae", NULL};
 static const char *const policies[] = {"accept", "deny", NULL};
 
+/* Those of the country, whatever the mode; which of them a mode has is looked at with it. */
+static int accept_channels(vorn_property *channel)
+{
+    enum { highest = 255 };
+    vorn_input_set *all = NULL;
+    for (int number = 1; number <= highest; number++) {
+        char text[4];
+        snprintf(text, sizeof text, "%d", number);
+        if (!country_allows_channel(text)) continue;
+        vorn_input_set *more = vorn_input_get_set_from_range(number, number, all);
+        vorn_input_free_set(all);
+        all = more;
+    }
+    const int failed = vorn_property_accept_numbers(channel, all);
+    vorn_input_free_set(all);
+    return failed;
+}
+
 static int declare_radio(void)
 {
     char channels[country_list_room];
@@ -204,7 +222,7 @@ static int declare_radio(void)
     describe(radio, "mode", "Mode", "a is sent at 5 GHz, b and g at 2.4; a and g with 802.11n.",
              "g");
     declare_required(radio, "channel", is_channel, country_list_channels(NULL, "|", channels));
-    vorn_property_accept_number(vorn_class_get_property(radio, "channel"), 1, 255, 1);
+    if (accept_channels(vorn_class_get_property(radio, "channel")) != 0) return 1;
     describe(radio, "channel", "Channel", "One that the country allows in the mode.", "6");
     declare_number(radio, "power", 1, 30, VORN_INPUT_NOTHING);
     vorn_property_set_syntax(vorn_class_get_property(radio, "power"), "<1 to 30 dBm>|<nothing>");

@@ -94,6 +94,22 @@ TEST(Networks, HaveNoBitsBehindTheirPrefix)
     EXPECT_EQ(vorn_input_is_network(nullptr, 10), 0);
 }
 
+TEST(PlainRealNumbers, AreDigitsWithAFractionOrWithout)
+{
+    const auto is_short = [](const char *value, int length) {
+        return vorn_input_is_plain_double_in_range(value, length, 0.5, 80);
+    };
+    const auto is_signed = [](const char *value, int length) {
+        return vorn_input_is_plain_double_in_range(value, length, -2.5, 2);
+    };
+    accepts(is_short, {"0.5", "0.500", "1", "07", "80", "80.0", "79." + std::string(29, '9')});
+    refuses(is_short, {"", ".", "1.", ".5", "0.49", "80.01", "1e1", "+1", " 1", "1 ", "0x2", "1,5",
+                       "inf", "nan", "-1", "1.2.3", "79." + std::string(30, '9')});
+    accepts(is_signed, {"-2.5", "-0", "2", "1.5"});
+    refuses(is_signed, {"-", "--1", "-2.51", "-.5", "1-"});
+    EXPECT_EQ(vorn_input_is_plain_double_in_range(nullptr, 1, 0, 1), 0);
+}
+
 TEST(LinkNames, CanStandInAnyCommand)
 {
     accepts(vorn_input_is_link_name,

@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: MIT */
+#include "input/set_record.h"
 #include "model/class_record.h"
 #include "model/property_record.h"
 #include "support/allocation.h"
@@ -7,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 
 namespace {
@@ -169,6 +171,71 @@ TEST_F(Descriptions, TakeWhatOneAlternativeTakes)
         EXPECT_FALSE(takes(value)) << value;
 }
 
+TEST_F(Descriptions, TellAndTakeWhatValidatorsWithArgumentsDo)
+{
+    const Owned<vorn_input_set> set{vorn_input_get_set_from_range(-1, 1, nullptr)};
+    EXPECT_EQ(vorn_property_accept_numbers(property.get(), set.get()), 0);
+    EXPECT_EQ(vorn_property_accept_real(property.get(), 5.5, 7), 0);
+    EXPECT_EQ(vorn_property_accept_characters(property.get(), "xz", 2, 3), 0);
+    EXPECT_EQ(vorn_property_accept_channel(property.get(), "turbo-g", 0), 0);
+    EXPECT_EQ(vorn_property_accept_wep_key(property.get(), 40, 1), 0);
+
+    const vorn_property *told = property.get();
+    EXPECT_EQ(vorn_property_get_alternatives(told), 5);
+    EXPECT_STREQ(vorn_property_get_alternative_word(told, 0, 0), "-1");
+    EXPECT_STREQ(vorn_property_get_alternative_word(told, 0, 2), "1");
+    EXPECT_EQ(vorn_property_get_alternative_kind(told, 1), VORN_ACCEPTS_REAL);
+    EXPECT_EQ(vorn_property_get_alternative_real(told, 1, 0), 5.5);
+    EXPECT_EQ(vorn_property_get_alternative_real(told, 1, 1), 7);
+    EXPECT_EQ(vorn_property_get_alternative_real(told, 1, 2), 0);
+    EXPECT_EQ(vorn_property_get_alternative_real(told, 0, 0), 0);
+    EXPECT_EQ(vorn_property_get_alternative_number(told, 1, 0), 0);
+    EXPECT_EQ(vorn_property_get_alternative_kind(told, 2), VORN_ACCEPTS_CHARACTERS);
+    EXPECT_STREQ(vorn_property_get_alternative_word(told, 2, 0), "xz");
+    EXPECT_EQ(vorn_property_get_alternative_word(told, 2, 1), nullptr);
+    EXPECT_EQ(vorn_property_get_alternative_number(told, 2, 0), 2);
+    EXPECT_EQ(vorn_property_get_alternative_number(told, 2, 1), 3);
+    EXPECT_EQ(vorn_property_get_alternative_number(told, 2, 2), 0);
+    EXPECT_EQ(vorn_property_get_alternative_kind(told, 3), VORN_ACCEPTS_WORDS);
+    EXPECT_STREQ(vorn_property_get_alternative_word(told, 4, 0), " ~");
+    for (const char *value : {"-1", "0", "5.5", "6", "7.000", "xy", "zzz", "5.50", "a b~!"})
+        EXPECT_TRUE(takes(value)) << value;
+    for (const char *value : {"-2", "2", "5.4", "7.0001", "5.", ".6", "6e0", "x", "wx", "+6", ""})
+        EXPECT_FALSE(takes(value)) << value;
+}
+
+TEST_F(Descriptions, RefuseArgumentsThatNoValueSuits)
+{
+    const Owned<vorn_input_set> none{vorn_input_new_string_set("", 0)};
+    const Owned<vorn_input_set> many{vorn_input_get_set_from_range(1, 40000, nullptr)};
+    const Owned<vorn_input_set> long_ones{vorn_input_get_set_from_range(1, 20000, nullptr)};
+    EXPECT_EQ(vorn_property_accept_numbers(property.get(), none.get()), 1);
+    EXPECT_EQ(vorn_property_accept_numbers(property.get(), many.get()), 1);
+    EXPECT_EQ(vorn_property_accept_numbers(property.get(), long_ones.get()), 1);
+    EXPECT_EQ(log.take(), "vorn: No numbers.\nvorn: Too long a description.\n"
+                          "vorn: Too long a description.\n");
+    EXPECT_EQ(vorn_property_accept_real(property.get(), 1, 0.5), 1);
+    EXPECT_EQ(vorn_property_accept_real(property.get(), 1, HUGE_VAL), 1);
+    EXPECT_EQ(vorn_property_accept_characters(property.get(), "az", 2, 1), 1);
+    EXPECT_EQ(vorn_property_accept_characters(property.get(), "az", -1, 1), 1);
+    EXPECT_EQ(log.take(), "vorn: Bad range.\nvorn: Bad range.\nvorn: Bad range.\n"
+                          "vorn: Bad range.\n");
+    for (const char *ranges : {"", "a", "aza", "za", "a\x7f", "\t~", "\xC3\xC3"})
+        EXPECT_EQ(vorn_property_accept_characters(property.get(), ranges, 0, 1), 1) << ranges;
+    std::string doubled;
+    for (int i = 0; i < 200; i++)
+        doubled += "az";
+    EXPECT_EQ(vorn_property_accept_characters(property.get(), doubled.c_str(), 0, 1), 1);
+    log.take();
+    EXPECT_EQ(vorn_property_accept_channel(property.get(), "h", 0), 1);
+    EXPECT_EQ(vorn_property_accept_channel(property.get(), "a", 3), 1);
+    EXPECT_EQ(vorn_property_accept_channel(property.get(), "turbo-a", 1), 1);
+    EXPECT_EQ(vorn_property_accept_wep_key(property.get(), 41, 0), 1);
+    EXPECT_EQ(log.take(), "vorn: No channels.\nvorn: No channels.\nvorn: No channels.\n"
+                          "vorn: Bad length of a key.\n");
+    EXPECT_EQ(vorn_property_get_alternatives(property.get()), 0);
+}
+
 TEST_F(Descriptions, TakeNamesAndTexts)
 {
     vorn_property_accept_name_of(property.get(), "bridge");
@@ -225,6 +292,15 @@ TEST_F(Descriptions, AreOfSomeProperty)
     EXPECT_EQ(vorn_property_accept_text(nullptr, 1, 2), 1);
     EXPECT_EQ(vorn_property_accept_name_of(nullptr, "a"), 1);
     EXPECT_EQ(vorn_property_accept(nullptr, 1), 1);
+    EXPECT_EQ(vorn_property_accept_numbers(nullptr, nullptr), 1);
+    EXPECT_EQ(vorn_property_accept_numbers(property.get(), nullptr), 1);
+    EXPECT_EQ(vorn_property_accept_real(nullptr, 1, 2), 1);
+    EXPECT_EQ(vorn_property_accept_characters(nullptr, "az", 1, 2), 1);
+    EXPECT_EQ(vorn_property_accept_characters(property.get(), nullptr, 1, 2), 1);
+    EXPECT_EQ(vorn_property_accept_channel(nullptr, "a", 0), 1);
+    EXPECT_EQ(vorn_property_accept_channel(property.get(), nullptr, 0), 1);
+    EXPECT_EQ(vorn_property_accept_wep_key(nullptr, 40, 0), 1);
+    EXPECT_EQ(vorn_property_get_alternative_real(nullptr, 0, 0), 0);
     EXPECT_EQ(vorn_property_accept_list(nullptr, 1), 1);
     EXPECT_EQ(vorn_property_is_list(nullptr), 0);
     EXPECT_EQ(vorn_property_get_alternatives(nullptr), 0);
@@ -237,6 +313,11 @@ TEST_F(Descriptions, AreOfSomeProperty)
 int describe_all(vorn_property *property, vorn_class *klass)
 {
     const char *const words[] = {"on", nullptr};
+    Owned<vorn_input_set> set;
+    {
+        const AllocationsAllowed allowed;
+        set.reset(vorn_input_get_set_from_range(1, 2, nullptr));
+    }
     int failed = 0;
     for (const TextCalls &each : texts)
         failed |= each.set(property, "text");
@@ -246,6 +327,11 @@ int describe_all(vorn_property *property, vorn_class *klass)
     failed |= vorn_property_accept_text(property, 1, 2);
     failed |= vorn_property_accept_name_of(property, "bridge");
     failed |= vorn_property_accept(property, VORN_INPUT_MAC);
+    failed |= vorn_property_accept_numbers(property, set.get());
+    failed |= vorn_property_accept_real(property, 0, 1);
+    failed |= vorn_property_accept_characters(property, "az", 0, 1);
+    failed |= vorn_property_accept_channel(property, "a", 0);
+    failed |= vorn_property_accept_wep_key(property, 40, 0);
     failed |= vorn_property_accept_list(property, 1);
     failed |= vorn_class_set_label(klass, "label") | vorn_class_set_help(klass, "help");
     return failed | vorn_class_set_group(klass, "group") | vorn_class_set_order(klass, 1);
@@ -264,9 +350,9 @@ TEST_F(Descriptions, AreWholeOrRefusedWhenMemoryIsGone)
             }
             EXPECT_EQ(describe_all(told.get(), klass.get()) != 0, AllocationFailed());
             const AllocationsAllowed allowed;
-            EXPECT_GE(vorn_property_get_alternatives(told.get()), 4);
+            EXPECT_GE(vorn_property_get_alternatives(told.get()), 9);
         },
-        18);
+        25);
 }
 
 TEST_F(Descriptions, AreClonedWithTheirProperty)
@@ -281,7 +367,7 @@ TEST_F(Descriptions, AreClonedWithTheirProperty)
             const AllocationsAllowed allowed;
             if (!clone) return;
             EXPECT_STREQ(vorn_property_get_example(clone.get()), "text");
-            EXPECT_EQ(vorn_property_get_alternatives(clone.get()), 5);
+            EXPECT_EQ(vorn_property_get_alternatives(clone.get()), 10);
             EXPECT_EQ(vorn_property_is_list(clone.get()), 1);
         },
         4);

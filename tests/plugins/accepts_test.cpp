@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: MIT */
+#include "input/set_record.h"
 #include "model/property_record.h"
 #include "support/accepted_values.h"
 #include "support/allocation.h"
@@ -79,6 +80,90 @@ TEST_F(Accepts, TellsEachKindOfInputAsItIsJudged)
     }
 }
 
+/* What an argument of a validator changes, a description tells: both of them judge alike. */
+class AcceptsAsValidators : public Accepts {
+protected:
+    template <typename IsValid>
+    void expect_the_same(IsValid is_valid, int values)
+    {
+        expect_to_differ_in_nothing(property.get(), random, values);
+        const accepted::Alternatives described = accepted::parse(json_of(property.get()));
+        for (int i = 0; i < values && !described.empty(); i++) {
+            const std::string value = accepted::some_value(described, random);
+            const std::string other = accepted::near(value, random);
+            EXPECT_TRUE(is_valid(value.c_str(), static_cast<int>(value.size()))) << value;
+            if (is_as_the_library_reads(other)) continue;
+            EXPECT_EQ(is_valid(other.c_str(), static_cast<int>(other.size())) != 0,
+                      accepted::takes(described, other))
+                << json_of(property.get()) << " \"" << other << "\"";
+        }
+        property.reset(vorn_property_new("p"));
+    }
+};
+
+TEST_F(AcceptsAsValidators, TellTheChannelsOfEachModeAndDomain)
+{
+    int known = 0;
+    for (const char *mode :
+         {"a", "b", "g", "turbo-a", "dynamic-turbo-a", "turbo-g", "dynamic-turbo-g", "none"}) {
+        for (int domain = -1; domain <= 3; domain++) {
+            const auto is_valid = [&](const char *value, int length) {
+                return vorn_input_is_channel(value, length, mode, domain);
+            };
+            if (vorn_property_accept_channel(property.get(), mode, domain) == 0) {
+                known++;
+                expect_the_same(is_valid, 100);
+                continue;
+            }
+            for (int channel = 0; channel < 256; channel++) {
+                const std::string value = std::to_string(channel);
+                EXPECT_FALSE(is_valid(value.c_str(), static_cast<int>(value.size()))) << value;
+            }
+        }
+    }
+    EXPECT_EQ(known, 18);
+}
+
+TEST_F(AcceptsAsValidators, TellKeysOfEachLength)
+{
+    for (const int bits : {40, 104, 128}) {
+        for (const int ascii : {0, 1}) {
+            ASSERT_EQ(vorn_property_accept_wep_key(property.get(), bits, ascii), 0);
+            expect_the_same(
+                [&](const char *value, int length) {
+                    return vorn_input_is_wep_key(value, length, bits, ascii);
+                },
+                200);
+        }
+    }
+}
+
+TEST_F(AcceptsAsValidators, TellSetsOfNumbers)
+{
+    const Owned<vorn_input_set> low{vorn_input_get_set_from_range(-3, 4, nullptr)};
+    const Owned<vorn_input_set> set{vorn_input_get_set_from_range(100, 110, low.get())};
+    ASSERT_EQ(vorn_property_accept_numbers(property.get(), set.get()), 0);
+    expect_the_same([&](const char *value,
+                        int length) { return vorn_input_is_int_in_set(value, length, set.get()); },
+                    400);
+}
+
+TEST_F(AcceptsAsValidators, TellRealNumbersAndCharacters)
+{
+    ASSERT_EQ(vorn_property_accept_real(property.get(), -2.5, 80.25), 0);
+    expect_the_same(
+        [](const char *value, int length) {
+            return vorn_input_is_plain_double_in_range(value, length, -2.5, 80.25);
+        },
+        400);
+    ASSERT_EQ(vorn_property_accept_characters(property.get(), "09az--", 0, 40), 0);
+    expect_the_same(
+        [](const char *value, int length) {
+            return length <= 40 && vorn_input_is_string_in_ranges(value, length, "09az--", 3);
+        },
+        400);
+}
+
 /* Anything that a plugin may say, several at once, and lists of it. */
 TEST_F(Accepts, TellsRandomDescriptionsAsTheyAreJudged)
 {
@@ -90,7 +175,7 @@ TEST_F(Accepts, TellsRandomDescriptionsAsTheyAreJudged)
         for (int left = 1 + upto(2); left > 0; left--) {
             const int from = upto(2000) - 1000;
             const char *const words[] = {upto(1) ? "auto" : "on", "off", nullptr};
-            switch (upto(4)) {
+            switch (upto(6)) {
             case 0:
                 vorn_property_accept_words(property.get(), words);
                 break;
@@ -102,6 +187,12 @@ TEST_F(Accepts, TellsRandomDescriptionsAsTheyAreJudged)
                 break;
             case 3:
                 vorn_property_accept_name_of(property.get(), "bridge");
+                break;
+            case 4:
+                vorn_property_accept_real(property.get(), from, from + upto(9) + 0.5);
+                break;
+            case 5:
+                vorn_property_accept_characters(property.get(), "azAF__", 1 + upto(3), 5);
                 break;
             default:
                 vorn_property_accept(property.get(), 1 << upto(30));
@@ -128,6 +219,26 @@ TEST_F(Accepts, IsJsonWhateverAWordHolds)
     vorn_property_accept_words(property.get(), words);
     EXPECT_EQ(json_of(property.get()),
               "[{\"kind\":\"words\",\"words\":[\"a\\\"b\",\"c\\\\d\",\"e\\u000af\"]}]");
+}
+
+TEST_F(Accepts, IsToldInWordsForPeopleWithItsArguments)
+{
+    const Owned<vorn_input_set> set{vorn_input_get_set_from_range(7, 9, nullptr)};
+    vorn_property_accept_numbers(property.get(), set.get());
+    vorn_property_accept_real(property.get(), 0.5, 80);
+    vorn_property_accept_characters(property.get(), "az__09", 0, 5);
+    EXPECT_EQ(syntax_of(property.get()), "7|8|9|<0.5 to 80, with a fraction or without>|"
+                                         "<up to 5 characters of a-z _ 0-9>");
+    EXPECT_EQ(json_of(property.get()),
+              "[{\"kind\":\"words\",\"words\":[\"7\",\"8\",\"9\"]},"
+              "{\"kind\":\"real\",\"from\":0.5,\"to\":80},"
+              "{\"kind\":\"characters\",\"ranges\":\"az__09\",\"min\":0,\"max\":5}]");
+    property.reset(vorn_property_new("p"));
+    vorn_property_accept_wep_key(property.get(), 40, 1);
+    vorn_property_accept_wep_key(property.get(), 40, 0);
+    vorn_property_accept_characters(property.get(), "<>", 1, 5);
+    EXPECT_EQ(syntax_of(property.get()), "<5 characters of ASCII>|<10 characters of 0-9 A-F a-f>|"
+                                         "<1 to 5 characters, certain ones of ASCII>");
 }
 
 TEST_F(Accepts, IsToldInWordsForPeople)

@@ -22,6 +22,8 @@ struct Alternative {
     std::vector<std::string> words;
     long long from = 0, to = 0, step = 1;
     std::size_t min = 0, max = 0;
+    double least = 0, most = 0;
+    std::string ranges = {};
     bool is_plain = false;
     bool is_list = false;
 };
@@ -49,8 +51,14 @@ inline Alternatives parse(const std::string &json)
     for (std::sregex_iterator each(json.begin(), json.end(), object), end; each != end; ++each) {
         const std::string text = each->str();
         Alternative one{field(text, "kind"), field(text, "of"), field(text, "class"), {}};
-        one.from = number(text, "from");
-        one.to = number(text, "to");
+        if (one.kind == "real") {
+            one.least = std::stod(field(text, "from"));
+            one.most = std::stod(field(text, "to"));
+        } else {
+            one.from = number(text, "from");
+            one.to = number(text, "to");
+        }
+        one.ranges = field(text, "ranges");
         one.step = std::max(1LL, number(text, "step"));
         one.min = static_cast<std::size_t>(number(text, "min"));
         one.max = static_cast<std::size_t>(number(text, "max"));
@@ -160,12 +168,34 @@ inline bool is_number(const Alternative &one, const std::string &value)
     return read >= one.from && read <= one.to && (read - one.from) % one.step == 0;
 }
 
+inline bool is_real(const Alternative &one, const std::string &value)
+{
+    if (value.size() > 32) return false;
+    if (!is_like(value, one.least < 0 ? "-?[0-9]+(\\.[0-9]+)?" : "[0-9]+(\\.[0-9]+)?"))
+        return false;
+    const double read = std::stod(value);
+    return read >= one.least && read <= one.most;
+}
+
+inline bool is_of_characters(const Alternative &one, const std::string &value)
+{
+    for (const char each : value) {
+        bool is_in_one = false;
+        for (std::size_t pair = 0; pair + 1 < one.ranges.size(); pair += 2)
+            is_in_one |= each >= one.ranges[pair] && each <= one.ranges[pair + 1];
+        if (!is_in_one) return false;
+    }
+    return value.size() >= one.min && value.size() <= one.max;
+}
+
 inline bool takes_word(const Alternative &one, const std::string &value)
 {
     const std::string &kind = one.kind;
     if (kind == "words") return std::ranges::find(one.words, value) != one.words.end();
     if (kind == "number") return is_number(one, value);
     if (kind == "text") return is_text(one, value);
+    if (kind == "real") return is_real(one, value);
+    if (kind == "characters") return is_of_characters(one, value);
     if (kind == "name") return !value.empty();
     if (kind == "nothing") return value.empty();
     if (kind == "ip") return is_address(one, value);
@@ -268,6 +298,26 @@ inline std::string some_number(const Alternative &one, Random &random)
     return std::to_string(one.from + std::clamp(step, 0LL, steps) * one.step);
 }
 
+/* With three digits of a fraction, or the lower edge. */
+inline std::string some_real(const Alternative &one, Random &random)
+{
+    const long long fraction = between(random, 0, 999);
+    const long long whole =
+        between(random, static_cast<long long>(one.least), static_cast<long long>(one.most));
+    const std::string digits = std::to_string(1000 + fraction).substr(1);
+    const std::string value = std::to_string(whole) + '.' + digits;
+    return is_real(one, value) ? value : std::to_string(one.least);
+}
+
+inline std::string some_characters(const Alternative &one, Random &random)
+{
+    std::string all;
+    for (std::size_t pair = 0; pair + 1 < one.ranges.size(); pair += 2)
+        for (int each = one.ranges[pair]; each <= one.ranges[pair + 1]; each++)
+            all += static_cast<char>(each);
+    return letters(random, all, static_cast<long long>(one.min), static_cast<long long>(one.max));
+}
+
 /* A value that the alternative takes. */
 inline std::string some_word(const Alternative &one, Random &random)
 {
@@ -276,6 +326,8 @@ inline std::string some_word(const Alternative &one, Random &random)
         return one.words[static_cast<std::size_t>(between(random, 0, std::ssize(one.words) - 1))];
     if (kind == "number") return some_number(one, random);
     if (kind == "text") return some_text(one, random);
+    if (kind == "real") return some_real(one, random);
+    if (kind == "characters") return some_characters(one, random);
     if (kind == "name" || (kind == "interface" && one.is_plain))
         return letters(random, alphanumeric, 1, 15);
     if (kind == "nothing") return "";

@@ -39,6 +39,19 @@ std::string value_in(const std::string &instance, const std::string &property)
     return instance.substr(start, instance.find("</" + property + ">", start) - start);
 }
 
+std::string escaped(const std::string &value)
+{
+    std::string text;
+    for (const char each : value) {
+        if (each == '&' || each == '<' || each == '>') {
+            text += each == '&' ? "&amp;" : each == '<' ? "&lt;" : "&gt;";
+        } else {
+            text += each;
+        }
+    }
+    return text;
+}
+
 std::string name_in(const std::string &instance)
 {
     const std::size_t at = instance.find("name=\"") + 6;
@@ -162,8 +175,9 @@ protected:
     {
         const bool is_one = each.type == "singleton";
         const std::string name = is_one ? "" : " name=\"judged\"";
-        const std::string element = "<" + each.klass + name + "><" + each.property + ">" + value +
-                                    "</" + each.property + "></" + each.klass + ">";
+        const std::string element = "<" + each.klass + name + "><" + each.property + ">" +
+                                    escaped(value) + "</" + each.property + "></" + each.klass +
+                                    ">";
         const std::string refusal = ">Value \""; /* the end of a long one is cut */
         const std::string answer = lsql("<explain><insert>" + element + "</insert></explain>");
         const bool is_there = answer.find("Couldn't add instance") != std::string::npos;
@@ -187,9 +201,10 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
     using namespace vorn::tests::accepted;
     const auto knows_more = [](const std::string &name) {
         for (const char *each :
-             {"radio channel", "log file", "system time-zone", "history comment", "web certificate",
-              "web allowed", "access-rule subject", "access-rule properties", "access-rule class",
-              "access-rule operations", "access-default gate-user", "api-token user"})
+             {"log file", "system time-zone", "history comment", "web certificate", "web allowed",
+              "access-rule subject", "access-rule properties", "access-rule class",
+              "access-rule operations", "access-default gate-user", "fleet authorities",
+              "fleet certificate", "fleet key", "fleet generation"})
             if (name == each) return true;
         return false;
     };

@@ -38,6 +38,18 @@ static int tell_alternatives(vorn_property *property)
            vorn_property_accept(property, VORN_INPUT_MAC) || vorn_property_accept_list(property, 1);
 }
 
+static int tell_with_arguments(vorn_property *property)
+{
+    vorn_input_set *set = vorn_input_get_set_from_range(1, 9, NULL);
+    const int failed = set == NULL || vorn_property_accept_numbers(property, set) ||
+                       vorn_property_accept_real(property, 0.5, 9) ||
+                       vorn_property_accept_characters(property, "az", 1, 9) ||
+                       vorn_property_accept_channel(property, "g", 0) ||
+                       vorn_property_accept_wep_key(property, 40, 0);
+    vorn_input_free_set(set);
+    return failed;
+}
+
 static enum outcome set_texts(void)
 {
     return tell(tell_texts);
@@ -46,6 +58,11 @@ static enum outcome set_texts(void)
 static enum outcome accept(void)
 {
     return tell(tell_alternatives);
+}
+
+static enum outcome accept_with_arguments(void)
+{
+    return tell(tell_with_arguments);
 }
 
 /* A class that is there for good: whatever is told of it twice takes no more memory. */
@@ -62,6 +79,7 @@ static enum outcome set_texts_of_class(void)
 const struct call description_calls[] = {
     {"vorn_property_set_label", set_texts, FREES},
     {"vorn_property_accept", accept, FREES},
+    {"vorn_property_accept_numbers", accept_with_arguments, FREES},
     {"vorn_class_set_label", set_texts_of_class, KEEPS},
     {NULL, NULL, FREES},
 };

@@ -63,6 +63,11 @@ static enum outcome is_plain_int_in_steps(void)
     return done_if(vorn_input_is_plain_int_in_steps(seven, length, 1, 9, 2));
 }
 
+static enum outcome is_plain_double_in_range(void)
+{
+    return done_if(vorn_input_is_plain_double_in_range("7.5", 3, 1, 9));
+}
+
 /* As long as a prefix may be. */
 static enum outcome is_network(void)
 {
@@ -103,6 +108,7 @@ const struct call validator_calls[] = {
     CALL(is_int_in_range),
     CALL(is_plain_int_in_range),
     CALL(is_plain_int_in_steps),
+    CALL(is_plain_double_in_range),
     CALL(is_network),
     CALL(is_any_of),
     CALL(is_channel),

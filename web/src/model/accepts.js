@@ -56,11 +56,13 @@ const takes = {
       (number - from) % BigInt(a.step || 1) === 0n
     );
   },
-  text: (a, value) => {
-    const length = [...value].length;
-    return length >= (a.min ?? 0) && length <= (a.max ?? Infinity);
-  },
+  real: (a, value) => /^-?\d+(\.\d+)?$/.test(value) && Number(value) >= a.from && Number(value) <= a.to,
+  characters: (a, value) => isOfLength(a, value) && [...value].every((c) => pairs(a).some(([from, to]) => c >= from && c <= to)),
+  text: (a, value) => isOfLength(a, value),
 };
+
+const pairs = (a) => (a.ranges ?? '').match(/../g) ?? [];
+const isOfLength = (a, value) => [...value].length >= (a.min ?? 0) && [...value].length <= (a.max ?? Infinity);
 
 function takesOne(a, value) {
   if (takes[a.kind]) return takes[a.kind](a, value);
@@ -84,14 +86,21 @@ function faultOf(a) {
   switch (a.kind) {
     case 'number':
       return { key: a.step > 1 ? 'fault.step' : 'fault.number', values: { from: a.from, to: a.to, step: a.step } };
+    case 'real':
+      return { key: 'fault.real', values: { from: a.from, to: a.to } };
     case 'text':
       return { key: 'fault.text', values: { min: a.min ?? 0, max: a.max } };
+    case 'characters':
+      return { key: 'fault.characters', values: { min: a.min ?? 0, max: a.max, of: characters(a) } };
     case 'words':
       return { key: 'fault.words', values: { words: a.words.join(', ') } };
     default:
       return { key: forms[a.kind] ? `fault.${a.kind}` : 'fault.form' };
   }
 }
+
+/** "a-z 0-9 _"; of all that can be printed its two ends say enough. */
+const characters = (a) => pairs(a).map(([from, to]) => (from === to ? from : `${from}-${to}`.replace(' -~', 'ASCII').replace('!-~', 'ASCII'))).join(' ');
 
 /** What a field says beside itself of what may be in it: keys of the texts with their values. */
 export function limitsOf(property) {
@@ -105,9 +114,13 @@ function limitOf(a) {
   switch (a.kind) {
     case 'number':
       return { key: a.step > 1 ? 'limit.step' : 'limit.number', values: { from: a.from, to: a.to, step: a.step } };
+    case 'real':
+      return { key: 'limit.real', list: !!a.list, values: { from: a.from, to: a.to } };
     case 'text':
       if (a.max == null) return null;
       return { key: a.min > 0 ? 'limit.text' : 'limit.short', values: { min: a.min, max: a.max } };
+    case 'characters':
+      return { key: a.min > 0 ? 'limit.characters' : 'limit.fewcharacters', list: !!a.list, values: { min: a.min, max: a.max, of: characters(a) } };
     case 'words':
     case 'name':
       return null;

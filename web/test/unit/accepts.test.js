@@ -46,6 +46,20 @@ test('characters are counted, not their parts', () => {
   assert.equal(faultIn(takes({ kind: 'text', min: 1, max: 2 }), 'abc')?.key, 'fault.text');
 });
 
+test('characters are those of the ranges, and so many', () => {
+  const digest = takes({ kind: 'characters', ranges: '09af', min: 4, max: 6 });
+  for (const good of ['0a9f', 'ffffff']) assert.equal(faultIn(digest, good), null);
+  for (const bad of ['0a9', '0a9fabc', '0a9g', '0A9F', '0a 9']) assert.equal(faultIn(digest, bad)?.key, 'fault.characters');
+  assert.deepEqual(limitsOf(digest), [{ key: 'limit.characters', list: false, values: { min: 4, max: 6, of: '0-9 a-f' } }]);
+  assert.equal(limitsOf(takes({ kind: 'characters', ranges: ' ~', min: 0, max: 6 }))[0].values.of, 'ASCII');
+});
+
+test('a real number may have a fraction, and no exponent', () => {
+  const power = takes({ kind: 'real', from: -2.5, to: 30 });
+  for (const good of ['-2.5', '0', '29.99', '30.0']) assert.equal(faultIn(power, good), null);
+  for (const bad of ['-2.51', '30.1', '1e1', '.5', '1.', '1,5']) assert.equal(faultIn(power, bad)?.key, 'fault.real');
+});
+
 test('each word of a list is judged', () => {
   const list = takes({ kind: 'ip', list: true });
   assert.equal(faultIn(list, '1.1.1.1 8.8.8.8'), null);
