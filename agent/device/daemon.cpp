@@ -6,6 +6,9 @@
 #include "daemon.h"
 
 #include <chrono>
+#include <map>
+#include <sstream>
+#include <string>
 #include <thread>
 
 #include <advice.h>
@@ -29,6 +32,16 @@ constexpr char holder_mark[] = " for \"fleet\"";
 std::int64_t number_of(const std::string &text)
 {
     return std::strtoll(text.c_str(), nullptr, 10);
+}
+
+/* "KEY=VALUE" with blanks between; the daemon has seen to the rest. */
+std::map<std::string, std::string> labels_in(const std::string &text)
+{
+    std::map<std::string, std::string> labels;
+    std::istringstream words(text);
+    for (std::string word; words >> word;)
+        labels[word.substr(0, word.find('='))] = word.substr(word.find('=') + 1);
+    return labels;
 }
 
 bool is_about_a_trial(const std::string &error)
@@ -84,7 +97,7 @@ Daemon::Sight Daemon::see(const Content &content)
         request.select({class_name, {}, {}}, there);
         sight.told.asked.emplace_back(class_name, alone);
     };
-    select(own_class, {"generation", "digest"});
+    select(own_class, {"generation", "digest", "labels"});
     select("trial", {"state", "id", "holder"});
     select("daemon", {"version", "schema", "failing-services"});
     select("plugin", {"state"});
@@ -126,6 +139,7 @@ View Daemon::view_of(const Sight &sight) const
     if (const client::Instance *fleet = sight.told.first_of(own_class)) {
         view.generation = number_of(fleet->value("generation"));
         view.digest = fleet->value("digest");
+        view.labels = labels_in(fleet->value("labels"));
     }
     if (const client::Instance *trial = sight.told.first_of("trial")) {
         const bool is_pending = trial->value("state") == "pending";

@@ -49,6 +49,14 @@ Json texts_of(const std::vector<std::string> &texts)
     return list;
 }
 
+Json texts_of(const std::map<std::string, std::string> &texts)
+{
+    Json object = owned(json_object());
+    for (const auto &[name, each] : texts)
+        put(object.get(), name.c_str(), text(each));
+    return object;
+}
+
 } // namespace
 
 std::string Agent::topic(std::string_view leaf) const
@@ -70,10 +78,8 @@ std::string Agent::report() const
     put(report, "detail", text(cut(why_.detail, longest_detail)));
     put(report, "trial", text(trial_words[static_cast<std::size_t>(view_->trial)]));
     put(report, "schema", text(view_->schema));
-    Json versions = owned(json_object());
-    for (const auto &[name, version] : view_->versions)
-        put(versions.get(), name.c_str(), text(version));
-    put(report, "versions", std::move(versions));
+    put(report, "versions", texts_of(view_->versions));
+    put(report, "labels", texts_of(view_->labels));
     put(report, "hash", text(view_->hash));
     put(report, "desired-hash", text(view_->desired_hash));
     put(report, "differences", differences_of(view_->differences));

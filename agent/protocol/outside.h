@@ -59,7 +59,8 @@ struct View {
     std::string commit;
     std::string schema;
     std::map<std::string, std::string> versions;
-    std::vector<std::string> problems; /* none for a healthy device */
+    std::map<std::string, std::string> labels; /* what the device is among the others */
+    std::vector<std::string> problems;         /* none for a healthy device */
     /* The next three are empty unless a document was given to look at. */
     std::string hash;         /* of what is in force of what the document is about */
     std::string desired_hash; /* of what it says, with what is secret as it is shown */

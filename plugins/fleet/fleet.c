@@ -25,6 +25,7 @@ static const char own_folder[] = "/etc/config/fleet";
 static const char note_path[] = "/etc/config/fleet/note";
 
 enum { most_brokers = 4, most_signers = 4, longest_path = 255, longest_identifier = 64 };
+enum { most_labels = 16 };
 enum { most_states = 16, longest_interval = 86400 };
 enum { key_characters = 44, digest_characters = 64, longest_word = 127 };
 enum { most_words = most_brokers + most_signers + most_states };
@@ -108,6 +109,22 @@ static int is_list_of_states(const char *value)
     int count = 0;
     return has_only(value, LETTERS DIGITS "._- ", longest_text) &&
            for_each_word(value, is_no_state, &count) == 0;
+}
+
+/* "KEY=VALUE". */
+static int is_no_label(const char *word, void *data)
+{
+    int *count = data;
+    const size_t key = strcspn(word, "=");
+    return ++*count > most_labels || key == 0 || key > longest_identifier || word[key] != '=' ||
+           word[key + 1] == '\0' || strlen(word + key + 1) > longest_identifier;
+}
+
+static int is_list_of_labels(const char *value)
+{
+    int count = 0;
+    return has_only(value, LETTERS DIGITS "._-= ", longest_text) &&
+           for_each_word(value, is_no_label, &count) == 0;
 }
 
 static int is_interval(const char *value)
@@ -317,6 +334,8 @@ static void describe_fleet(vorn_class *fleet)
              "station radio.status");
     describe(fleet, "states-every", "States every",
              "How many seconds lie between two looks at them; 60 when it is empty.", "60");
+    describe(fleet, "labels", "Labels",
+             "What the device is among the others, for who selects some.", "site=north role=ap");
     describe(fleet, "generation", "Generation", "The number of the document in force.", "42");
     describe(fleet, "digest", "Digest", "Its SHA-256.",
              "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
@@ -349,6 +368,7 @@ static int declare_fleet(vorn_refresher *refresher)
     declare_input(fleet, "requests", VORN_INPUT_ON_OFF);
     declare_setting(fleet, "states", is_list_of_states, "<up to 16 of CLASS or CLASS.PROPERTY>");
     declare_setting(fleet, "states-every", is_interval, "<seconds, 1 to 86400>");
+    declare_setting(fleet, "labels", is_list_of_labels, "<up to 16 of KEY=VALUE>");
     declare_setting(fleet, "generation", is_generation, "<a number>");
     declare_setting(fleet, "digest", is_digest, "<64 hexadecimal digits>|<nothing>");
     declare_setting(fleet, "guard", is_list_of_classes, "<names of classes>");
@@ -361,6 +381,7 @@ static int declare_fleet(vorn_refresher *refresher)
     vorn_property_accept_text(vorn_class_get_property(fleet, "states"), 0, longest_text);
     vorn_property_accept_number(vorn_class_get_property(fleet, "states-every"), 1, longest_interval,
                                 1);
+    vorn_property_accept_text(vorn_class_get_property(fleet, "labels"), 0, longest_text);
     vorn_property_accept_characters(vorn_class_get_property(fleet, "generation"), "09", 0, 16);
     vorn_property_accept_characters(vorn_class_get_property(fleet, "digest"), "09af",
                                     digest_characters, digest_characters);

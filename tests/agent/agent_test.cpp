@@ -15,6 +15,7 @@ TEST_F(Agents, SayThatTheyAreThereAndWhatIsInForce)
 {
     rig.device.schema = "0123456789abcdef";
     rig.device.problems = {"it burns"};
+    rig.device.labels = {{"site", "north"}, {"role", "ap"}};
     rig.begin();
 
     EXPECT_EQ(rig.subscriptions, (std::vector<std::string>{"v1/acme/ap1/desired"}));
@@ -26,6 +27,8 @@ TEST_F(Agents, SayThatTheyAreThereAndWhatIsInForce)
     EXPECT_EQ(rig.outcome(), "none  0");
     EXPECT_EQ(rig.told("schema"), "0123456789abcdef");
     EXPECT_EQ(rig.told("healthy"), "false");
+    EXPECT_NE(rig.publications[1].payload.find(R"("labels":{"role":"ap","site":"north"})"),
+              std::string::npos);
 }
 
 TEST_F(Agents, ApplyReportAndConfirm)

@@ -151,6 +151,16 @@ class ADeviceOfAFleet(unittest.TestCase):
         time.sleep(3)
         self.assertEqual(len(told()), count)
 
+    def test_tells_what_it_is_called_among_the_others(self):
+        board.vornctl("set", "fleet", "labels=site=north role=ap")
+        BROKER.await_report(labels={"site": "north", "role": "ap"})
+        refusal = board.vornctl("set", "fleet", "labels=site", status=1)
+        self.assertIn("up to 16 of KEY=VALUE", refusal)
+        for wrong in ("=north", "site=", "site=" + "x" * 65, "site=a b"):
+            board.vornctl("set", "fleet", "labels=" + wrong, status=1)
+        apply({"fleet": {"some": [{"values": {"labels": ""}}]}})
+        BROKER.await_report(labels={})
+
     def test_tells_how_it_is_doing(self):
         self.assertEqual(BROKER.last("online"), {"version": 1, "online": True})
         text = show("fleet", "connected", "state")
