@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Documents, their hashes and signatures, and the words people use for times and amounts."""
+import base64
 import json
 import pathlib
 import random
@@ -9,7 +10,6 @@ import sys
 import tempfile
 import unittest
 
-import fakes
 from fakes import KEYS, OTHER, SIGNER
 from vorn_fleet import configuration, documents, reports, text
 from vorn_fleet.problem import Misused
@@ -104,7 +104,6 @@ class ASignature(unittest.TestCase):
             data.write_bytes(b" ".join(words[:4]) + b"\n" + document)
             made = subprocess.run(["openssl", "pkeyutl", "-sign", "-rawin", "-inkey", key, "-in", data],
                                   check=True, capture_output=True).stdout
-        import base64
         self.assertEqual(base64.b64decode(words[4]), made)
         self.assertEqual(words[:3], [b"vorn-fleet", b"1", b"desired"])
         self.assertEqual(words[3].decode(), key_id(signer.public))
@@ -244,5 +243,4 @@ class Words(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    assert fakes
     unittest.main()

@@ -12,6 +12,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "fleet"))
 from cryptography.hazmat.primitives.asymmetric.ed25519 import Ed25519PrivateKey  # noqa: E402
 
 from vorn_fleet.broker import Message  # noqa: E402
+from vorn_fleet.documents import digest_of  # noqa: E402
 from vorn_fleet.session import Session  # noqa: E402
 from vorn_fleet.signature import Keys, Signer, open_signed  # noqa: E402
 from vorn_fleet.topics import Topics  # noqa: E402
@@ -161,7 +162,6 @@ class Device:
                                 lambda way=way: self._become(way, document["generation"], opened.document))
 
     def _become(self, way, number, document):
-        from vorn_fleet.documents import digest_of
         if way == "applied":
             self.generation, self.digest = number, digest_of(document)
             self.report("applied", number)
