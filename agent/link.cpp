@@ -79,6 +79,8 @@ Link::Handle Link::make_handle()
     const Handle handle(mosquitto_new(id.c_str(), false, this), &mosquitto_destroy);
     if (!handle) return nullptr;
     mosquitto_int_option(handle.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
+    /* Whoever waits for a report would wait for the acknowledgement of what was said before it. */
+    mosquitto_int_option(handle.get(), MOSQ_OPT_TCP_NODELAY, 1);
     Properties will;
     mosquitto_property_add_int32(&will.list, MQTT_PROP_WILL_DELAY_INTERVAL, will_delay_s);
     const std::string topic = "v1/" + id + "/online";
@@ -287,6 +289,7 @@ void Link::serve(std::int64_t now_ms, bool has_heard)
     if (state_ == State::dialling) {
         dialler_->finish();
         if (state_ == State::opening) {
+            dialler_.reset(); /* its thread has nothing more to do */
             deadline_ms_ = now_ms + longest_opening_ms;
             next_misc_ms_ = now_ms + until_ping_ms;
             is_pinging_ = false;

@@ -382,8 +382,9 @@ void Agent::end_trial(State state, Refusal why, Time now)
         spread_.settle();
         connect_at_ = now.ms + spread_.delay_ms(Spread::Cause::proof, outside_.chance());
     }
-    say(state, about_, std::move(why), now);
+    has_ended_trial_ = true;
     look();
+    say(state, about_, std::move(why), now);
 }
 
 } // namespace vorn::fleet

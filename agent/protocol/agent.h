@@ -111,10 +111,11 @@ private:
     State state_ = State::none;
     bool is_connected_ = false;
     bool is_looking_ = false;
-    bool has_changed_ = false;    /* since the look that is under way was begun */
-    bool is_reading_ = false;     /* values that are watched */
-    bool is_answering_ = false;   /* a request */
-    bool is_overwriting_ = false; /* what others have changed, with a number that is in force */
+    bool has_changed_ = false;     /* since the look that is under way was begun */
+    bool is_reading_ = false;      /* values that are watched */
+    bool is_answering_ = false;    /* a request */
+    bool has_ended_trial_ = false; /* and not reported it yet */
+    bool is_overwriting_ = false;  /* what others have changed, with a number that is in force */
     /* Milliseconds of the monotonic clock. */
     std::int64_t connect_at_ = never;
     std::int64_t look_at_ = never;

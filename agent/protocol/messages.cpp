@@ -2,7 +2,7 @@
 /*
  * What an agent says. A report is retained and tells all there is to tell, so that nobody needs the
  * one before it; it goes out when it differs from the last one, once a second at most, whatever a
- * broker makes the device do.
+ * broker makes the device do; but how a trial has ended is what somebody waits for.
  */
 #include <algorithm>
 #include <array>
@@ -108,9 +108,11 @@ void Agent::publish_report(Time now)
 {
     report_at_ = never;
     if (!is_connected_ || !view_) return;
+    if (has_ended_trial_ && is_looking_ && !published_.empty()) return; /* at what is left */
     const bool is_proof =
         phase_ == Phase::proving && proof_token_ == 0 && view_->trial == View::Trial::ours;
-    if (!is_proof && !published_.empty() && now.ms < reported_at_ + between_reports_ms) {
+    const bool is_awaited = is_proof || std::exchange(has_ended_trial_, false);
+    if (!is_awaited && !published_.empty() && now.ms < reported_at_ + between_reports_ms) {
         report_at_ = reported_at_ + between_reports_ms;
         return;
     }

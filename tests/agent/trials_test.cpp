@@ -223,6 +223,17 @@ TEST_F(FleetTrials, ThatWereConfirmedUnheardAreApplied)
     EXPECT_EQ(rig.outcome(), "applied  1");
 }
 
+TEST_F(FleetTrials, AreReportedAtTheirEndAtOnce)
+{
+    rig.deliver(Wish(1).set("connection", R"("kept")"));
+    const std::size_t reports = rig.count_of("reported");
+    rig.acknowledge();
+
+    EXPECT_EQ(rig.outcome(), "applied  1");
+    EXPECT_EQ(rig.told("trial"), "none");
+    EXPECT_EQ(rig.count_of("reported"), reports + 1);
+}
+
 TEST_F(FleetTrials, KeepAgentsAwake)
 {
     rig.deliver(Wish(1));
