@@ -129,6 +129,11 @@ export class App {
     this.#heard(status.trial);
   }
 
+  /** Who does not even see how the configuration is saved is told of few things that are wrong. */
+  seesHealth() {
+    return this.schema.has('save');
+  }
+
   get host() {
     return this.status?.device?.hostname || location.hostname;
   }

@@ -17,6 +17,7 @@ import door  # pylint: disable=wrong-import-position
 import gate  # pylint: disable=wrong-import-position
 
 BUILD = pathlib.Path(sys.argv.pop(1))
+CLIENT = door.Client(BUILD)
 USER, PASSWORD, ADDRESS = "anna", "a long word", "192.168.1.1"
 
 
@@ -26,9 +27,27 @@ def open_the_door():
     os.environ["VORN_WEB_PAGE"] = str(door.PAGE)
     os.environ["PATH"] = f"{BUILD}/gate:" + os.environ["PATH"]
     gate.start_daemon()
-    client = door.Client(BUILD)
-    client.run("add", "account", USER, "password=" + PASSWORD)
-    client.run("set", "web", "enabled=on")
+    CLIENT.run("add", "account", USER, "password=" + PASSWORD)
+    add_users_with_few_rights()
+    CLIENT.run("set", "web", "enabled=on")
+
+
+def add_users_with_few_rights():
+    """Who reads everything and changes nothing; who sees the system and may change its contact, on
+    trial; who may do nothing at all."""
+    schema = [("guest", "schema-class", "", "read", "permit"),
+              ("guest", "schema-property", "", "read", "permit")]
+    rules = [("reader", "*", "", "read", "permit"), ("reader", "*", "", "*", "deny"), *schema,
+             ("guest", "system", "", "read", "permit"),
+             ("guest", "system", "contact", "update", "permit"),
+             ("guest", "trial", "", "*", "permit"), ("guest", "*", "", "*", "deny"),
+             ("stranger", "*", "", "*", "deny")]
+    for user in ("reader", "guest", "stranger"):
+        CLIENT.run("add", "account", user, "password=" + PASSWORD)
+    for number, (user, klass, properties, operations, effect) in enumerate(rules):
+        CLIENT.run("add", "access-rule", f"rule-{number}", f"order={number}",
+                   f"subject=gate:{user}", f"class={klass}", f"properties={properties}",
+                   f"operations={operations}", f"effect={effect}")
 
 
 def another_machine():

@@ -20,9 +20,18 @@ export const locale = () => (globalThis.navigator?.languages ?? []).find((l) => 
 
 export const has = (key) => key in all[current] || key in en;
 
-export function t(key, values = {}) {
-  let text = all[current][key] ?? en[key] ?? key;
-  if (typeof text === 'object')
-    text = text[new Intl.PluralRules(current).select(Number(values.count))] ?? text.other;
-  return text.replace(/\{(\w+)\}/g, (whole, name) => (name in values ? String(values[name]) : whole));
+function template(key, count) {
+  const text = all[current][key] ?? en[key] ?? key;
+  if (typeof text !== 'object') return text;
+  return text[new Intl.PluralRules(current).select(Number(count))] ?? text.other;
 }
+
+export const t = (key, values = {}) =>
+  template(key, values.count).replace(/\{(\w+)\}/g, (whole, name) => (name in values ? String(values[name]) : whole));
+
+/** The same in pieces, { text, isValue }: a value may be in another language than the words around it. */
+export const pieces = (key, values = {}) =>
+  template(key, values.count)
+    .split(/(\{\w+\})/)
+    .filter(Boolean)
+    .map((text) => (text.slice(1, -1) in values && text[0] === '{' ? { text: String(values[text.slice(1, -1)]), isValue: true } : { text, isValue: false }));

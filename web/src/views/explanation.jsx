@@ -37,7 +37,7 @@ export function Differences({ app, changes, onDrop }) {
     return (
       <section class={`card change ${change.action}`} key={`${change.class} ${change.name} ${change.action}`}>
         <div class="cardhead">
-          <h3>{name} <span class="tag">{t(`action.${change.action}`)}</span></h3>
+          <h3><Told>{name}</Told> <span class="tag">{t(`action.${change.action}`)}</span></h3>
           {onDrop && <button class="plain" type="button" aria-label={t('review.dropof', { name })} onClick={() => onDrop(change)}>{t('review.drop')}</button>}
         </div>
         {change.values.length > 0 && <Values app={app} change={change} name={name} />}
@@ -74,23 +74,30 @@ function Effects({ explanation }) {
       {groups.map(({ weight, effects }) => (
         <div key={weight} class={`effects ${weight.split(' ')[0]}`}>
           <h3>{t(`weight.${weight}`)}</h3>
-          <ul>{effects.map(({ provider, text }, i) => <li key={i}>{text} <span class="quiet">({provider})</span></li>)}</ul>
+          <ul>{effects.map(({ provider, text }, i) => <li key={i}><Told>{text}</Told> <span class="quiet">({provider})</span></li>)}</ul>
         </div>
       ))}
     </section>
   );
 }
 
+/** What is wrong in the device's eyes, from an answer that it refused with. */
+export function errorsOf(problem) {
+  const errors = problem.errors?.length > 0 ? problem.errors : [{ detail: problem.message }];
+  return problem.type === 'access-denied' ? errors.map((error) => ({ ...error, isDenied: true })) : errors;
+}
+
 export function Refused({ app, errors }) {
+  const isDenied = errors.every((error) => error.isDenied);
   return (
     <section class="notice bad tall" aria-labelledby="refused">
-      <h2 id="refused" tabIndex={-1}>{t('review.refused')}</h2>
-      <p>{t('review.refused.lead')}</p>
+      <h2 id="refused" tabIndex={-1}>{t(isDenied ? 'review.denied' : 'review.refused')}</h2>
+      <p>{t(isDenied ? 'review.denied.lead' : 'review.refused.lead')}</p>
       <ul>
         {errors.map((error, i) => (
           <li key={i}>
-            {error.class && <strong>{nameOf(app, error)}: </strong>}
-            {error.detail ?? error.reason}
+            {error.class && <strong><Told>{nameOf(app, error)}: </Told></strong>}
+            {error.isDenied && error.property ? <Told>{labelOfProperty(app, error.class, error.property)}</Told> : <Told>{error.detail ?? error.reason}</Told>}
             {error.class && <> <a href={placeOf(app, error)}>{t('review.mend')}<span class="unseen">: {nameOf(app, error)}</span></a></>}
           </li>
         ))}

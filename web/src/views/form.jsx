@@ -3,7 +3,7 @@ import { moment } from '../model/format.js';
 import { parted } from '../model/schema.js';
 import { t } from '../model/texts.js';
 import { Field } from './field.jsx';
-import { Label } from './told.jsx';
+import { Label, Told } from './told.jsx';
 
 export const idOf = (...parts) => parts.map((part) => encodeURIComponent(part).replace(/%/g, '_')).join('.');
 
@@ -28,7 +28,7 @@ export function Group({ name, children }) {
   if (!name) return <div class="fields">{children}</div>;
   return (
     <fieldset class="group">
-      <legend>{name}</legend>
+      <legend><Told>{name}</Told></legend>
       <div class="fields">{children}</div>
     </fieldset>
   );
@@ -88,7 +88,7 @@ export function Facts({ klass, object, only }) {
 }
 
 const isMoment = /^\d{4}-\d\d-\d\dT\d\d:\d\d/;
-const Fact = ({ property, value }) => <>{isMoment.test(value) ? moment(value) : value}{property.unit && ` ${property.unit}`}</>;
+const Fact = ({ property, value }) => <>{isMoment.test(value) ? moment(value) : value}{property.unit && <> <Told>{property.unit}</Told></>}</>;
 
 export function kindOfState(text) {
   if (/^failed|not saved/.test(text)) return 'bad';
@@ -98,5 +98,5 @@ export function kindOfState(text) {
 
 export function State({ text }) {
   if (!text) return null;
-  return <span class={`state ${kindOfState(text)}`}>{text}</span>;
+  return <span class={`state ${kindOfState(text)}`} lang="en">{text}</span>;
 }

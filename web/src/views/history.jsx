@@ -4,7 +4,7 @@ import { moment } from '../model/format.js';
 import { link } from '../model/routes.js';
 import { t } from '../model/texts.js';
 import { Apply } from './apply.jsx';
-import { Differences, Explanation, Refused } from './explanation.jsx';
+import { Differences, errorsOf, Explanation, Refused } from './explanation.jsx';
 import { Heading } from './page.jsx';
 import { Table } from './table.jsx';
 
@@ -133,14 +133,14 @@ export function Rollback({ app, rest: [id] }) {
   const answer = useAnswer(() => app.api.post(path, { explain: true, ...app.joining() }), [id, app.commit, round]);
   const onRefused = (error) => {
     if (error.status === 412) setRound((n) => n + 1);
-    else setRefused(error.errors.length > 0 ? error.errors : [{ detail: error.message }]);
+    else setRefused(errorsOf(error));
   };
   return (
     <>
       <p class="crumb"><a href={link('history', id)}>{t('history.open', { id })}</a></p>
       <Heading lead={t('review.lead')}>{t('history.rollback', { id })}</Heading>
       {refused && <Refused app={app} errors={refused} />}
-      <Answered answer={answer}>
+      {answer.error?.type === 'access-denied' ? <Refused app={app} errors={errorsOf(answer.error)} /> : <Answered answer={answer}>
         {(explanation) => (
           <>
             <Explanation app={app} explanation={explanation} />
@@ -149,7 +149,7 @@ export function Rollback({ app, rest: [id] }) {
             )}
           </>
         )}
-      </Answered>
+      </Answered>}
     </>
   );
 }

@@ -8,7 +8,7 @@ import { Field } from './field.jsx';
 import { DeleteButton, Facts, Group, idOf, ObjectForm, State } from './form.jsx';
 import { Loaded, useFresh } from './loading.jsx';
 import { Heading } from './page.jsx';
-import { Label, Told } from './told.jsx';
+import { Label, Sentence, Told } from './told.jsx';
 
 export function Settings({ app }) {
   const [wanted, setWanted] = useState('');
@@ -57,7 +57,7 @@ export function Objects({ app, rest: [className] }) {
 
 const Crumb = ({ klass }) => (
   <p class="crumb">
-    <a href={klass ? link('objects', klass.name) : link('settings')}>{klass ? t('objects.back', { label: labelOf(klass) }) : t('nav.settings')}</a>
+    <a href={klass ? link('objects', klass.name) : link('settings')}>{klass ? <Sentence of="objects.back" values={{ label: labelOf(klass) }} /> : t('nav.settings')}</a>
   </p>
 );
 
@@ -82,7 +82,7 @@ function List({ app, klass, objects }) {
   const made = app.drafts.inserted(klass.name);
   return (
     <>
-      {isOwnersToMake(klass) && <p><a class="button" href={link('add', klass.name)}>{t('objects.addof', { label: labelOf(klass) })}</a></p>}
+      {isOwnersToMake(klass) && <p><a class="button" href={link('add', klass.name)}><Sentence of="objects.addof" values={{ label: labelOf(klass) }} /></a></p>}
       {objects.length + made.length === 0 && <p class="empty">{t('objects.none')}</p>}
       {made.map((draft) => <NewCard key={draft.key} app={app} klass={klass} draft={draft} />)}
       {isNameless(klass) ? <Entries app={app} klass={klass} objects={objects} /> : <Names app={app} klass={klass} objects={objects} />}
@@ -109,7 +109,7 @@ const Names = ({ app, klass, objects }) => (
       <li key={object.key}>
         <a class="row" href={link('objects', klass.name, object.name)}>
           <strong>{object.name}</strong>
-          <span class="summary">{summary(klass, object)}</span>
+          <span class="summary"><Told>{summary(klass, object)}</Told></span>
           <Draft app={app} object={object} />
           <State text={object.properties.state} />
         </a>
@@ -199,7 +199,7 @@ export function Add({ app, rest: [className, ...given] }) {
   return (
     <>
       <Crumb klass={klass} />
-      <Heading told={klass.help}>{t('objects.addof', { label: labelOf(klass) })}</Heading>
+      <Heading told={klass.help}><Sentence of="objects.addof" values={{ label: labelOf(klass) }} /></Heading>
       <form class="card object" ref={form} onSubmit={submit} noValidate>
         {needsName && (
           <Field app={app} klass={klass} id="new-name" value={name} seen="" onEdit={setName}

@@ -10,11 +10,19 @@ import { Heading } from './page.jsx';
 import { Chart } from './chart.jsx';
 import { Stations, stationsOf } from './stations.jsx';
 import { Table } from './table.jsx';
+import { Label } from './told.jsx';
 
 const often = 2000;
 const seldom = 10000;
 
 export function Overview({ app }) {
+  if (app.schema.classes.length === 0)
+    return (
+      <>
+        <Heading>{t('nav.overview')}</Heading>
+        <p class="notice info">{t('rights.none')}</p>
+      </>
+    );
   return (
     <>
       <Heading>{t('nav.overview')}</Heading>
@@ -34,7 +42,7 @@ function Health({ app }) {
     <section class="card" aria-labelledby="health">
       <h2 id="health">{t('health.title')}</h2>
       {problems.length === 0 ? (
-        <p class="verdict good">{t('health.good')}</p>
+        <p class="verdict good">{t(app.seesHealth() ? 'health.good' : 'health.unseen')}</p>
       ) : (
         <>
           <p class="verdict bad">{t('health.problems', { count: problems.length })}</p>
@@ -54,8 +62,8 @@ function Problem({ app, problem }) {
   const advice = problem.class === 'save' ? 'health.save' : /^waiting/.test(problem.detail) ? 'health.waiting' : 'health.failed';
   return (
     <li>
-      <strong>{name}</strong>
-      <span class="detail">{problem.detail}</span>
+      <strong lang="en">{name}</strong>
+      <span class="detail" lang="en">{problem.detail}</span>
       <span class="help">{t(advice)}</span>
       <a href={href}>{t('health.open')}<span class="unseen">: {name}</span></a>
     </li>
@@ -137,7 +145,7 @@ function Ports({ app }) {
               key,
               cells: [
                 <a href={link('objects', c, name)}>{name}</a>,
-                labelOf(app.schema.class(c)),
+                <Label of={app.schema.class(c)} />,
                 <State text={p.state || p.status} />,
                 told(p['rx-bytes']),
                 told(p['tx-bytes']),

@@ -76,7 +76,9 @@ function Inside({ app, page, rest }) {
   );
 }
 
-const isThere = (app, name) => name !== 'wireless' || app.schema.has('radio') || app.schema.has('wireless-network');
+/** One of these classes, or there is nothing to see for this visitor of this device. */
+const needs = { wireless: ['radio', 'wireless-network'], addresses: ['address', 'route', 'resolver'], history: ['generation', 'history'] };
+const isThere = (app, name) => !needs[name] || needs[name].some((each) => app.schema.has(each));
 
 function skip(event, main) {
   event.preventDefault();

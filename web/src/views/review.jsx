@@ -3,7 +3,7 @@ import { useEffect, useState } from 'preact/hooks';
 import { link } from '../model/routes.js';
 import { t } from '../model/texts.js';
 import { Apply } from './apply.jsx';
-import { Explanation, labelOfProperty, nameOf, Refused, Value } from './explanation.jsx';
+import { errorsOf, Explanation, labelOfProperty, nameOf, Refused, Value } from './explanation.jsx';
 import { Heading } from './page.jsx';
 import { Table } from './table.jsx';
 import { Told } from './told.jsx';
@@ -22,7 +22,7 @@ export function Review({ app }) {
     if (error.status === 412) await look();
     else {
       app.noteErrors(error.errors);
-      setStep({ name: 'refused', errors: error.errors.length > 0 ? error.errors : [{ detail: error.message }] });
+      setStep({ name: 'refused', errors: errorsOf(error) });
     }
   };
   if (app.drafts.size === 0)
@@ -70,9 +70,9 @@ async function nextStep(app) {
     app.noteErrors(explanation.refused);
     return { name: 'explained', explanation };
   } catch (error) {
-    const errors = error.errors?.length > 0 ? error.errors : [{ detail: error.type === 'trial' ? `${t('review.busy')} ${error.message}` : error.message }];
     app.noteErrors(error.errors ?? []);
-    return { name: 'refused', errors };
+    const isBusy = error.type === 'trial' && !(error.errors?.length > 0);
+    return { name: 'refused', errors: isBusy ? [{ detail: `${t('review.busy')} ${error.message}` }] : errorsOf(error) };
   }
 }
 
@@ -92,7 +92,7 @@ function Conflicts({ app, conflicts }) {
         const name = nameOf(app, draft);
         return (
           <section class="card" key={draft.key}>
-            <h3>{name}</h3>
+            <h3><Told>{name}</Told></h3>
             {what !== 'changed' && <p>{t(`conflict.${what}`)}</p>}
             {what === 'changed' && <Differing app={app} conflict={conflict} name={name} />}
             <p class="actions">

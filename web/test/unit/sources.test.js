@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { readdirSync, readFileSync } from 'node:fs';
 import test from 'node:test';
 import { fileURLToPath } from 'node:url';
-import { choose, t } from '../../src/model/texts.js';
+import { choose, pieces, t } from '../../src/model/texts.js';
 
 const folder = fileURLToPath(new URL('../../src/', import.meta.url));
 const read = (file) => readFileSync(folder + file, 'utf8');
@@ -32,14 +32,14 @@ test('each language says the same things with the same values in them', () => {
 
 test('whatever the page says is a text of its languages', () => {
   const known = texts('en');
-  const said = [...code.matchAll(/\bt\(\s*'([\w.-]+)'/g)].map(([, key]) => key);
+  const said = [...code.matchAll(/\b(?:t\(\s*'|Sentence of=")([\w.-]+)['"]/g)].map(([, key]) => key);
   assert.ok(said.length > 80);
   assert.deepEqual(said.filter((key) => !(key in known)), []);
 });
 
 test('no text is left that nobody says', () => {
   const begun = [...code.matchAll(/`([\w.-]+\.)\$\{/g)].map(([, start]) => start);
-  const unsaid = Object.keys(texts('en')).filter((key) => !code.includes(`'${key}'`) && !begun.some((start) => key.startsWith(start)));
+  const unsaid = Object.keys(texts('en')).filter((key) => !code.includes(`'${key}'`) && !code.includes(`"${key}"`) && !begun.some((start) => key.startsWith(start)));
   assert.deepEqual(unsaid, []);
 });
 
@@ -48,4 +48,13 @@ test('a language is chosen by what the reader knows, and English else', () => {
   assert.equal(t('pending.count', { count: 1 }), 'Ein Objekt bearbeitet');
   assert.equal(choose(['fr']), 'en');
   assert.equal(t('pending.count', { count: 3 }), '3 objects edited');
+});
+
+test('a value in a sentence can be told from the words around it', () => {
+  choose(['de']);
+  assert.deepEqual(pieces('objects.addof', { label: 'Bridge {x}' }), [
+    { text: 'Hinzufügen: ', isValue: false },
+    { text: 'Bridge {x}', isValue: true },
+  ]);
+  choose(['en']);
 });
