@@ -48,7 +48,7 @@ static char *first_document;        /* of a device without a generation, until i
 
 static int is_comment(const char *value)
 {
-    return is_text(value) && strlen(value) < comment_room;
+    return vorn_input_is_text(value, (int)strlen(value), 0, longest_comment);
 }
 
 static vorn_instance *settings_in(const vorn_instances *configuration)
@@ -368,7 +368,7 @@ static int declare_requests(vorn_class *history)
     const int failed =
         declare_setting(history, "comment", is_comment, "<up to 200 characters>") != 0 ||
         vorn_property_accept_text(vorn_class_get_property(history, "comment"), 0,
-                                  comment_room - 1) != 0 ||
+                                  longest_comment) != 0 ||
         declare_number(history, "rollback", 1, highest_generation, VORN_INPUT_NOTHING) != 0 ||
         vorn_property_set_syntax(vorn_class_get_property(history, "rollback"),
                                  "<the number of a generation>|<nothing>") != 0 ||

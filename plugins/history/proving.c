@@ -39,7 +39,6 @@ static struct {
 
 static char digest[generation_digest_room]; /* of the startup file of this boot */
 static int is_counted;                      /* this boot is */
-static int is_over;
 static int has_taken;
 static struct generation taken;
 
@@ -244,14 +243,13 @@ void proving_forget_taken(void)
 /* Somebody has told the daemon to end, which says nothing about its configuration. */
 static void end_in_order(void)
 {
-    if (!is_over || !is_counted || !is_there(state_file)) return;
+    if (!is_counted || !is_there(state_file)) return;
     state.boots--;
     write_state();
 }
 
 void proving_boot_is_over(void)
 {
-    is_over = 1;
     atexit(end_in_order);
 }
 

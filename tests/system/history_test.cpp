@@ -41,8 +41,11 @@ protected:
 TEST_F(History, BeginsWithWhatTheFirstChangeReplaced)
 {
     EXPECT_EQ(vornctl("history"), "[5]\nvornctl: there is no generation yet\n");
+    EXPECT_THAT(vornctl("explain set Radio r0 channel=11"), HasSubstr("as the first generation"));
 
     vornctl("set Radio r0 channel=11");
+    EXPECT_THAT(vornctl("explain set Radio r0 channel=3"),
+                Not(HasSubstr("as the first generation")));
 
     EXPECT_EQ(files(), "00000001.gz\n00000002.gz\n");
     EXPECT_EQ(vornctl("diff 1 2"), "  Radio \"r0\"\n-   channel = 6\n+   channel = 11\n[5]\n");
@@ -215,13 +218,13 @@ TEST_F(History, KeepsThirtyTwoInAMebibyteWhenItIsToldNothing)
     EXPECT_EQ(shell(std::string("ls ") + folder + " | grep -c gz"), "32\n");
     EXPECT_TRUE(exists(std::string(folder) + "/00000035.gz"));
 
-    for (int i = 4; i <= 11; i++)
+    for (int i = 5; i <= 12; i++)
         write_file(std::string(folder) + "/" + std::to_string(i + 10000000).replace(0, 1, "0") +
                        ".gz",
                    std::string(large, 'x'));
     vornctl("set Radio r0 channel=3");
-    EXPECT_FALSE(exists(std::string(folder) + "/00000004.gz"));
-    EXPECT_TRUE(exists(std::string(folder) + "/00000005.gz"));
+    EXPECT_FALSE(exists(std::string(folder) + "/00000005.gz"));
+    EXPECT_TRUE(exists(std::string(folder) + "/00000006.gz"));
 }
 
 /* Beside the startup file; and what the folder is told is told once. */
@@ -244,6 +247,37 @@ TEST_F(History, WritesOneFileForEachSave)
     EXPECT_EQ(told, "00000003.gz.new written\n00000003.gz moved\n");
     vornctl("set Radio r0 channel=3");
     EXPECT_EQ(read(watch.get(), events, sizeof events), -1);
+}
+
+/* A comment is of the transaction that says it, and of no later save. */
+TEST_F(History, GivesNoCommentToWhatWasSavedLater)
+{
+    write_file(startup, "<config><Radio name=\"r0\"/><Toaster/></config>");
+    shut_down();
+    boot();
+    vornctl("set history comment=nothing");
+    vornctl("set Radio r0 channel=11");
+    vornctl("set Radio r0 channel=3 --comment why");
+    vornctl("forget");
+
+    EXPECT_EQ(vornctl("show generation 2 comment -q"), "\n[0]\n");
+    EXPECT_EQ(vornctl("show generation 3 comment -q"), "why\n[0]\n");
+    EXPECT_EQ(vornctl("show generation 4 comment -q"), "\n[0]\n");
+    EXPECT_EQ(vornctl("show generation 3 commit -q"), "3\n[0]\n");
+    EXPECT_EQ(vornctl("show generation 4 commit -q"), "4\n[0]\n") << "it is a deed of its own";
+}
+
+TEST_F(History, TakesCommentsOfTwoHundredCharacters)
+{
+    std::string comment;
+    for (int i = 0; i < 200; i++)
+        comment += "\u6771";
+
+    EXPECT_EQ(vornctl("set Radio r0 channel=11 --comment " + comment), "[0]\n");
+    EXPECT_EQ(vornctl("show generation 2 comment -q"), comment + "\n[0]\n");
+    EXPECT_THAT(vornctl("set Radio r0 channel=3 --comment " + comment + "a"), StartsWith("[1]\n"));
+    EXPECT_THAT(vornctl("set Radio r0 channel=3 --comment " + std::string(201, 'a')),
+                StartsWith("[1]\n"));
 }
 
 TEST_F(History, IsExportedWithoutTheDevice)
@@ -305,6 +339,7 @@ TEST_F(History, BeginsWithWhatTheFirstTrialReplaced)
     vornctl("set Radio r0 channel=11 --trial 600");
     vornctl("add Radio r7 channel=3 --join \"$(vornctl show trial id -q)\"");
     EXPECT_EQ(vornctl("history"), "[5]\nvornctl: there is no generation yet\n");
+    EXPECT_THAT(vornctl("explain confirm"), Not(HasSubstr("as the first generation")));
 
     vornctl("confirm");
 
@@ -329,11 +364,15 @@ TEST_F(History, SurvivesARestart)
 
 TEST_F(History, SaysWhyItCannotBeKept)
 {
+    install_plugin("commits.vorn");
+    shut_down();
+    boot();
     shell(std::string("rm -r ") + folder + "; echo in the way >" + folder);
 
     EXPECT_EQ(vornctl("set Radio r0 channel=11"), "[0]\n");
 
     EXPECT_EQ(vornctl("show history result -q"), "failed: Not a directory\n[0]\n");
+    EXPECT_EQ(vornctl("show commit 1 failures -q"), "history: Not a directory\n[0]\n");
     EXPECT_THAT(shell("cat /etc/config/config.xml"), HasSubstr("<channel>11</channel>"));
 }
 

@@ -57,6 +57,26 @@ protected:
         restart();
         ASSERT_EQ(channel(), "3\n");
     }
+
+    /* 4, with channel 3, is proven, too; 5, with channel 5, will not be so soon. */
+    void make_two_and_another()
+    {
+        make_generations();
+        vornctl("set history proven-after=0");
+        restart();
+        vornctl(
+            "batch /dev/stdin <<'EOF'\nset Radio r0 channel=5\nset history proven-after=\nEOF\n");
+        restart();
+    }
+
+    /* As the factory makes it. */
+    static void write_default(const std::string &document)
+    {
+        const std::string digest = shell("printf '%s' '" + document + "' | md5sum | cut -c1-32");
+        write_file("/etc/defaultconfig.xml",
+                   "Version: 1\nLength: " + std::to_string(document.size()) +
+                       "\nMD5sum: " + digest + "\n" + document);
+    }
 };
 
 TEST_F(Proven, ConfigurationsTakeThePlaceOfOneThatDoesNotStayUp)
@@ -75,11 +95,25 @@ TEST_F(Proven, ConfigurationsTakeThePlaceOfOneThatDoesNotStayUp)
                 AllOf(HasSubstr("! a configuration that did not stay up"), HasSubstr("[5]\n")));
     EXPECT_EQ(vornctl("show generation 2 proven -q"), "yes\n[0]\n");
     EXPECT_EQ(vornctl("show generation 3 proven -q"), "no\n[0]\n");
+    EXPECT_THAT(read_file(boots), Not(HasSubstr("boots "))) << "nothing is left to be counted";
 
     vornctl("inform history action=forget-unproven");
     EXPECT_THAT(vornctl("status"), HasSubstr("[0]\n"));
     die(4);
     EXPECT_EQ(channel(), "11\n");
+}
+
+/* It did not stay up for as long before another one took its place, which has yet to boot. */
+TEST_F(Proven, ConfigurationsAreNoneThatWereReplacedBefore)
+{
+    boot();
+    vornctl("set history proven-after=5");
+    restart();
+    vornctl("set Radio r0 channel=11");
+
+    ASSERT_TRUE(comes_true([] { return shell("vornctl show history proven -q") == "yes\n"; }));
+    EXPECT_EQ(vornctl("show generation 2 proven -q"), "no\n[0]\n");
+    EXPECT_EQ(vornctl("show generation 3 proven -q"), "no\n[0]\n");
 }
 
 /* The plugin is not to blame: it did so with a configuration that is gone by then. */
@@ -117,6 +151,17 @@ TEST_F(Proven, ConfigurationsAreNotNeededWhenADaemonWasToldToEnd)
     EXPECT_FALSE(exists(unproven));
 }
 
+TEST_F(Proven, ConfigurationsAreKeptHoweverFewAreToBe)
+{
+    make_generations();
+    vornctl("set history keep=1");
+    for (int i = 1; i <= 3; i++)
+        vornctl("set Radio r0 channel=" + std::to_string(i));
+
+    EXPECT_EQ(vornctl("show generation 2 proven -q"), "yes\n[0]\n");
+    EXPECT_THAT(vornctl("show generation 3"), HasSubstr("[5]\n"));
+}
+
 TEST_F(Proven, ConfigurationsCostNoPowerCutAndNoWrite)
 {
     make_generations();
@@ -130,13 +175,18 @@ TEST_F(Proven, ConfigurationsCostNoPowerCutAndNoWrite)
     EXPECT_EQ(shell(std::string("stat -c %i:%y ") + boots), before);
 }
 
+TEST_F(Proven, ConfigurationsGiveWayToTheNewestOfThem)
+{
+    make_two_and_another();
+
+    die(3);
+
+    EXPECT_EQ(channel(), "3\n");
+}
+
 TEST_F(Proven, ConfigurationsAreAskedInTheirOrderWhenOneIsDamaged)
 {
-    make_generations();
-    vornctl("set history proven-after=0");
-    restart();
-    vornctl("batch /dev/stdin <<'EOF'\nset Radio r0 channel=5\nset history proven-after=\nEOF\n");
-    restart();
+    make_two_and_another();
     write_file("/etc/config/history/00000004.gz", "damaged");
 
     die(3);
@@ -146,11 +196,7 @@ TEST_F(Proven, ConfigurationsAreAskedInTheirOrderWhenOneIsDamaged)
 
 TEST_F(Proven, ConfigurationsThatAreNoneLeaveTheDefaultAndThenTheRescue)
 {
-    const std::string document =
-        "<config><Radio name=\"r0\"><channel>1</channel></Radio></config>\n";
-    const std::string digest = shell("printf '%s' '" + document + "' | md5sum | cut -c1-32");
-    write_file("/etc/defaultconfig.xml", "Version: 1\nLength: " + std::to_string(document.size()) +
-                                             "\nMD5sum: " + digest + "\n" + document);
+    write_default("<config><Radio name=\"r0\"><channel>1</channel></Radio></config>\n");
     write_file("/etc/rescueconfig.xml",
                "<config><Radio name=\"r0\"><channel>2</channel></Radio></config>\n");
     boot();
@@ -163,6 +209,31 @@ TEST_F(Proven, ConfigurationsThatAreNoneLeaveTheDefaultAndThenTheRescue)
     die(5);
     EXPECT_EQ(channel(), "2\n");
     EXPECT_THAT(read_file(unproven), HasSubstr("<channel>6</channel>"));
+}
+
+/* What is served in its place says nothing of it. */
+TEST_F(Proven, ConfigurationsAreNoneThatCannotBeRead)
+{
+    write_file(startup, "<config><Radio");
+    write_file("/etc/rescueconfig.xml",
+               "<config><history><proven-after>0</proven-after></history></config>\n");
+    boot();
+
+    EXPECT_EQ(shell("vornctl show history proven -q"), "no\n");
+    EXPECT_THAT(shell(std::string("cat ") + boots), Not(HasSubstr("proven ")));
+}
+
+/* From then on the default is the next to be asked again. */
+TEST_F(Proven, ConfigurationsOfTheDefaultLeaveNothingBehindOnceTheyStayUp)
+{
+    write_default("<config><history><proven-after>0</proven-after></history></config>\n");
+    boot();
+    die(3);
+    EXPECT_THAT(read_file(boots), HasSubstr("fallback default"));
+
+    restart();
+
+    EXPECT_THAT(read_file(boots), AllOf(HasSubstr("proven "), Not(HasSubstr("fallback"))));
 }
 
 TEST_F(Proven, ConfigurationsThatAreNoneLeaveTheDeviceWithItsOwn)

@@ -126,6 +126,25 @@ TEST_F(Slots, KeepWhatTheOtherWroteThoughThatOneDoesNotStayUp)
     EXPECT_THAT(vornctl("history"), ContainsRegex("\n[0-9]+ .*\\[pinned\\]\n"));
 }
 
+TEST_F(Slots, NoteThatTheyStayUpOnceNothingIsOnTrial)
+{
+    install_plugin("trial.vorn");
+    use_both();
+    vornctl("confirm --upgrade");
+    vornctl("set history proven-after=5");
+    boot_slot(2);
+    const auto noted = [] { return read_file("/etc/config/history/upgrades"); };
+    const std::string before = noted();
+    ASSERT_THAT(before, HasSubstr("unproven"));
+
+    vornctl("set Wlan w0 channel=3 --trial 60");
+    ASSERT_TRUE(comes_true([] { return shell("vornctl show history proven -q") == "yes\n"; }));
+    EXPECT_EQ(noted(), before);
+
+    vornctl("revert");
+    EXPECT_TRUE(comes_true([&] { return noted().find("unproven") == std::string::npos; }));
+}
+
 TEST_F(Slots, KeepTheOthersConfigurationAfterTheirOwnHasTakenItsPlace)
 {
     use_both();
@@ -186,6 +205,15 @@ TEST_F(Slots, TakeTheNewestOfAnOlderOneWhenTheyAreToldTo)
     EXPECT_EQ(vornctl("show Wlan w0 channel -q"), "3\n[0]\n");
 }
 
+/* What a newer one wrote can't be migrated back, whatever is wanted. */
+TEST_F(Slots, TakeTheirOwnInPlaceOfANewerOnesWhateverTheyAreTold)
+{
+    use_both();
+    vornctl("set history other-slot=newest");
+    boot_slot(1);
+    EXPECT_EQ(saved(), of_first_);
+}
+
 TEST_F(Slots, HearThatTheNewestIsWantedFromTheirSettingsAlone)
 {
     use_both();
@@ -194,6 +222,15 @@ TEST_F(Slots, HearThatTheNewestIsWantedFromTheirSettingsAlone)
           std::string(startup));
     boot_slot(2);
     EXPECT_EQ(saved(), of_second_);
+}
+
+TEST_F(Slots, NameTheNewestOfGenerationsThatAreAlike)
+{
+    use_both();
+    vornctl("set Wlan w0 channel=12");
+    vornctl("set Wlan w0 channel=11");
+    boot_slot(1);
+    EXPECT_THAT(taken(), HasSubstr("has taken its place, and it is generation 5"));
 }
 
 TEST_F(Slots, OverwriteNoGenerationThatIsDamaged)
@@ -217,6 +254,20 @@ TEST_F(Slots, AreHandedTheFilesThatBelongToWhatTheyStartWith)
     boot_slot(1);
     EXPECT_TRUE(console_shows("versions: handed of the first\n"));
     EXPECT_THAT(console(), Not(HasSubstr("of the second")));
+}
+
+TEST_F(Slots, HandNoFilesOverForWhatIsOnlyExplained)
+{
+    boot_slot(1);
+    write_file("/etc/config/wlan-keys", "of the first");
+    vornctl("add Wlan w0 chan=6");
+    vornctl("set Wlan w0 chan=11");
+
+    EXPECT_THAT(vornctl("explain rollback 2"), HasSubstr("chan = 6"));
+    EXPECT_THAT(console(), Not(HasSubstr("handed")));
+
+    vornctl("rollback 2");
+    EXPECT_TRUE(console_shows("versions: handed of the first\n"));
 }
 
 /* A device that has never saved: what it was delivered with. */

@@ -97,24 +97,6 @@ TEST_F(Keys, ComeBackWithTheConfigurationOfBefore)
         AllOf(HasSubstr("wireless-network"), Not(HasSubstr("another secret"))));
 }
 
-TEST_F(Keys, AreNotThoseOfAGenerationThatIsOnlyExplained)
-{
-    install_plugin("history.vorn");
-    boot();
-    change_network("<key>another secret</key>");
-    shut_down();
-    shell("sed -i '/ correct horse battery$/d' /etc/config/wireless-keys");
-    boot();
-
-    EXPECT_THAT(lsql("<explain><update><history><rollback>1</rollback></history></update>"
-                     "</explain>"),
-                HasSubstr("<rc>0</rc>"));
-    change_network("<ssid>cellar</ssid>");
-
-    EXPECT_THAT(read_file(keys_file),
-                AllOf(HasSubstr(" another secret\n"), Not(HasSubstr("correct horse"))));
-}
-
 TEST_F(Keys, ComeBackAlsoWhereThereIsNoRoomForMore)
 {
     install_plugin("save.vorn");
