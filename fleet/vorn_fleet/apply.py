@@ -113,8 +113,9 @@ def _run(context, session, teller, plan, is_new):
     return DONE if runner.head.state == "done" else FAILED
 
 
-def _named(session, name, states):
-    """The rollout that is meant: of several that are in one of these states it has to be said."""
+def _named(session, name, states, is_newest_meant=False):
+    """The rollout that is meant: of several that are in one of these states it has to be said, unless the
+    newest is what anybody would mean."""
     if name:
         head = session.head(name)
         if head is None:
@@ -125,6 +126,8 @@ def _named(session, name, states):
     found = [head for head in map(session.head, sorted(session.heads)) if head.state in states]
     if not found:
         raise NotThere(f"there is no rollout that is {' or '.join(states)}")
+    if is_newest_meant:
+        return max(found, key=lambda each: (each.started, each.rollout))
     if len(found) > 1:
         raise Misused("which one?\n" + "\n".join(printable(head_words(each)) for each in found))
     return found[0]
@@ -141,7 +144,7 @@ def _resume(context, session, teller):
 
 def _undo(context, session, teller):
     arguments = context.arguments
-    head = _named(session, arguments.undo, ("running", "stopped", "done"))
+    head = _named(session, arguments.undo, ("running", "stopped", "done"), is_newest_meant=True)
     old = session.learn_members(head.rollout)
     why = arguments.why or f"takes back {head.rollout}"
     overrides = {**_overrides(arguments, ("trial", "attempts", "connection", "local")), "by": context.by,

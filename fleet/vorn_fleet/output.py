@@ -4,7 +4,7 @@ import json
 import sys
 from collections import Counter
 
-from .text import printable, told_seconds
+from .text import counted, printable, told_seconds
 from .waves import Standing
 
 _WIDTH = 100
@@ -74,7 +74,7 @@ def label_words(device):
 
 def head_words(head):
     text = (f"{head.rollout}  {head.state}, wave {head.wave} of {len(head.waves)}, "
-            f"{sum(head.waves)} devices, by {head.by or '?'}")
+            f"{counted(sum(head.waves), 'device')}, by {head.by or '?'}")
     return text + (f": {head.why}" if head.why else "")
 
 
@@ -123,8 +123,8 @@ class Teller:
             words = standing.value + (f": {printable(why)}" if why else "")
             self.say(f"  {name}  {words}", event="device", device=name, standing=standing.value, why=why)
         counts = Counter(standing.value for standing, _ in course.standings.values())
-        self._line = (f"wave {head.wave} of {len(head.waves)}, {len(course.standings)} of {sum(head.waves)} "
-                      "devices: " + ", ".join(f"{number} {word}" for word, number in sorted(counts.items())))
+        self._line = (f"wave {head.wave} of {len(head.waves)}, {len(course.standings)} of "
+                      f"{counted(sum(head.waves), 'device')}: " + ", ".join(f"{number} {word}" for word, number in sorted(counts.items())))
         self._erase()
         self._draw()
 
@@ -137,10 +137,10 @@ class Teller:
         self._line = ""
         reasons = [f"  {printable(name)}  {printable(standing)}" + (f": {printable(why)}" if why else "")
                    for name, standing, why in head.reasons]
-        text = {"done": f"done: {sum(head.waves)} devices",
+        text = {"done": f"done: {counted(sum(head.waves), 'device')}",
                 "stopped": f"stopped in wave {head.wave} of {len(head.waves)}"}.get(head.state, head.state)
         if absent:
-            text += f"; {len(absent)} are away and get theirs when they come: {self.names(absent)}"
+            text += f"; away, the broker keeps theirs: {self.names(absent)}"
         if head.state == "stopped":
             text += f"\n  go on: vorn-fleet apply --resume {head.rollout}"
             text += f"\n  back:  vorn-fleet apply --undo {head.rollout}"
@@ -176,7 +176,7 @@ class Teller:
 def plan_words(plan):
     """What a rollout is going to do, for people."""
     head = plan.head
-    lines = [f"rollout {head.rollout}: {sum(head.waves)} devices in {len(head.waves)} waves, each healthy for "
+    lines = [f"rollout {head.rollout}: {counted(sum(head.waves), 'device')} in {counted(len(head.waves), 'wave')}, each healthy for "
              f"{told_seconds(head.healthy_for)} within {told_seconds(head.within)}, stopped at more than "
              f"{head.stop_at} failed"]
     for number in range(1, len(head.waves) + 1):

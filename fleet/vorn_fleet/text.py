@@ -40,6 +40,11 @@ def told_seconds(seconds):
     return f"{seconds}s"
 
 
+def counted(number, word):
+    """1 device, 2 devices."""
+    return f"{number} {word}" + ("" if number == 1 else "s")
+
+
 @dataclass(frozen=True)
 class Amount:
     """So many, or so much of a whole."""

@@ -215,6 +215,12 @@ class AReport(unittest.TestCase):
         self.assertIsNone(reports.read_event(b'{"event":5}'))
 
 
+class AVersion(unittest.TestCase):
+    def test_is_the_trees(self):
+        told = subprocess.run([TREE / "fleet/vorn-fleet", "--version"], check=True, capture_output=True, text=True).stdout
+        self.assertEqual(told.split()[1], re.search(r"project\(vorn VERSION (\S+)", (TREE / "CMakeLists.txt").read_text())[1])
+
+
 class Words(unittest.TestCase):
     def test_are_shown_without_what_moves_a_terminal(self):
         self.assertEqual(text.printable("a\x1b[2J\nb\x07\u202e\u200b\x9b"), r"a\x1b[2J\nb\x07\u202e\u200b\x9b")
@@ -230,6 +236,9 @@ class Words(unittest.TestCase):
                 text.seconds_of(wrong)
         self.assertEqual([text.told_seconds(each) for each in (0, 59.2, 600, 3600, 370)],
                          ["0s", "1m", "10m", "1h", "6m10s"])
+
+    def test_count(self):
+        self.assertEqual([text.counted(each, "wave") for each in (0, 1, 2)], ["0 waves", "1 wave", "2 waves"])
 
     def test_tell_amounts(self):
         five, share = text.Amount.read("5"), text.Amount.read("2.5%")
