@@ -9,6 +9,7 @@
 #include <sys/random.h>
 
 #include "files.h"
+#include "service.h"
 
 namespace vorn::fleet {
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr int at_most_ms = 3600000;
 constexpr std::int64_t farewell_ms = 1500;
+constexpr std::int64_t long_wait_ms = 900;
 
 Time now()
 {
@@ -148,6 +150,7 @@ void Home::run(int stop)
         const std::int64_t wait = std::min({agent_.wake_at(), link_.wake_at(), notices_.wake_at(),
                                             end, now().ms + at_most_ms}) -
                                   now().ms;
+        if (wait >= long_wait_ms) service::give_back();
         poll(descriptors.data(), descriptors.size(),
              static_cast<int>(std::max<std::int64_t>(wait, 0)));
         worker_.finish();

@@ -12,7 +12,6 @@
 #include <mqtt_protocol.h>
 #include <openssl/ssl.h>
 #include <poll.h>
-#include <sys/socket.h>
 
 #include "protocol/bounds.h"
 
@@ -23,11 +22,10 @@ namespace {
 constexpr std::int64_t longest_dial_ms = 20000;
 constexpr std::int64_t longest_opening_ms = 20000;
 constexpr std::int64_t longest_closing_ms = 1000;
-constexpr int keep_alive_s = 60;
-/* What the library does at times, it does when nothing was said for so long. */
-constexpr std::int64_t until_ping_ms = (keep_alive_s + 1) * 1000;
-constexpr std::int64_t until_answer_ms = 15000;
+constexpr int own_keep_alive_s = 60;
+constexpr std::int64_t until_answer_ms = 15000; /* where a minute lies between two pings */
 constexpr std::size_t most_unacknowledged = 64;
+constexpr std::uint16_t most_at_once = 8; /* that the broker may leave unfinished */
 constexpr int session_expiry_s = 120;
 constexpr int will_delay_s = 60;
 constexpr std::uint32_t largest_packet = longest_document + 4096;
@@ -98,10 +96,10 @@ Link::Handle Link::make_handle()
         }
     }
     static constexpr auto self = [](void *data) -> Link & { return *static_cast<Link *>(data); };
-    mosquitto_connect_v5_callback_set(
-        handle.get(), [](mosquitto *, void *data, int reason, int, const mosquitto_property *) {
-            self(data).on_connect(reason);
-        });
+    mosquitto_connect_v5_callback_set(handle.get(), [](mosquitto *, void *data, int reason, int,
+                                                       const mosquitto_property *properties) {
+        self(data).on_connect(reason, properties);
+    });
     mosquitto_publish_v5_callback_set(
         handle.get(), [](mosquitto *, void *data, int number, int, const mosquitto_property *) {
             Link &own = self(data);
@@ -122,6 +120,7 @@ Link::Handle Link::make_handle()
 void Link::connect(std::int64_t now_ms)
 {
     handle_ = make_handle();
+    keep_alive_s_ = own_keep_alive_s;
     if (!handle_ || options_.brokers.empty()) {
         /* To be told by serve. */
         if (failure_.empty()) failure_ = "no memory";
@@ -139,8 +138,9 @@ void Link::connect(std::int64_t now_ms)
                                      session_expiry_s);
         mosquitto_property_add_int32(&properties.list, MQTT_PROP_MAXIMUM_PACKET_SIZE,
                                      largest_packet);
+        mosquitto_property_add_int16(&properties.list, MQTT_PROP_RECEIVE_MAXIMUM, most_at_once);
         const int result = mosquitto_connect_bind_v5(handle.get(), broker.host.c_str(), broker.port,
-                                                     keep_alive_s, nullptr, properties.list);
+                                                     own_keep_alive_s, nullptr, properties.list);
         const std::string failure = result == MOSQ_ERR_SUCCESS ? "" : reason_of(result);
         return [this, handle, failure] {
             if (failure.empty()) {
@@ -152,21 +152,12 @@ void Link::connect(std::int64_t now_ms)
     });
 }
 
-/* Who dials may be waiting for a broker that says nothing, and would do so for ever. */
-void Link::end_dial()
-{
-    const bool is_dialling = state_ == State::dialling && handle_;
-    const int socket = is_dialling ? mosquitto_socket(handle_.get()) : -1;
-    if (socket >= 0) shutdown(socket, SHUT_RDWR);
-    dialler_.reset();
-}
-
 void Link::give_up(const std::string &why)
 {
     const std::string text = why; /* which may be the failure itself */
-    end_dial();
     state_ = State::idle;
     deadline_ms_ = next_misc_ms_ = never;
+    dialler_.reset();
     handle_.reset();
     sent_.clear();
     failure_.clear();
@@ -180,7 +171,7 @@ void Link::disconnect(std::int64_t now_ms)
         deadline_ms_ = now_ms + longest_closing_ms;
     } else {
         /* Whoever dials has the handle for himself until he is done. */
-        end_dial();
+        dialler_.reset();
         handle_.reset();
         deadline_ms_ = now_ms;
     }
@@ -219,14 +210,25 @@ void Link::publish(const Publication &publication)
     }
 }
 
-void Link::on_connect(int reason)
+/* Which the broker may want more often than the device. */
+std::int64_t Link::until_ping_ms() const
+{
+    return std::int64_t{keep_alive_s_} * 1000 + 1000;
+}
+
+void Link::on_connect(int reason, const mosquitto_property *properties)
 {
     if (reason != 0) {
         failure_ = std::string("the broker refuses: ") + mosquitto_reason_string(reason);
         return;
     }
+    std::uint16_t seconds = 0;
+    if (mosquitto_property_read_int16(properties, MQTT_PROP_SERVER_KEEP_ALIVE, &seconds, false) &&
+        seconds != 0)
+        keep_alive_s_ = std::min<int>(seconds, own_keep_alive_s);
     state_ = State::open;
     deadline_ms_ = never;
+    is_pinging_ = true; /* from now on, that is */
     events_.connected();
 }
 
@@ -235,7 +237,7 @@ void Link::on_message(const mosquitto_message &message, const mosquitto_property
     const std::string response_topic = text_in(properties, MQTT_PROP_RESPONSE_TOPIC);
     const std::string correlation = bytes_in(properties, MQTT_PROP_CORRELATION_DATA);
     events_.received(
-        {message.topic,
+        {message.topic ? message.topic : "",
          {static_cast<const char *>(message.payload), static_cast<std::size_t>(message.payloadlen)},
          response_topic,
          correlation});
@@ -275,9 +277,9 @@ void Link::read_all()
 /* One wake for each ping, and one for its answer: the library would look each second. */
 void Link::keep_alive(std::int64_t now_ms, bool has_heard)
 {
-    if (has_heard && std::exchange(is_pinging_, false)) next_misc_ms_ = now_ms + until_ping_ms;
+    if (has_heard && std::exchange(is_pinging_, false)) next_misc_ms_ = now_ms + until_ping_ms();
     if (now_ms < next_misc_ms_) return;
-    next_misc_ms_ = now_ms + until_answer_ms;
+    next_misc_ms_ = now_ms + until_answer_ms * keep_alive_s_ / own_keep_alive_s;
     is_pinging_ = true;
     if (mosquitto_loop_misc(handle_.get()) != MOSQ_ERR_SUCCESS && failure_.empty())
         failure_ = "the broker is silent";
@@ -291,8 +293,9 @@ void Link::serve(std::int64_t now_ms, bool has_heard)
         if (state_ == State::opening) {
             dialler_.reset(); /* its thread has nothing more to do */
             deadline_ms_ = now_ms + longest_opening_ms;
-            next_misc_ms_ = now_ms + until_ping_ms;
+            next_misc_ms_ = now_ms + until_ping_ms();
             is_pinging_ = false;
+            dialler_.reset();
         }
     }
     if (state_ == State::opening || state_ == State::open || state_ == State::closing) {

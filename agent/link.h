@@ -66,10 +66,10 @@ private:
 
     Handle make_handle();
     void give_up(const std::string &why);
-    void end_dial();
     void keep_alive(std::int64_t now_ms, bool has_heard);
     void read_all();
-    void on_connect(int reason);
+    std::int64_t until_ping_ms() const;
+    void on_connect(int reason, const mosquitto_property *properties);
     void on_message(const mosquitto_message &message, const mosquitto_property *properties);
 
     const LinkOptions &options_;
@@ -78,6 +78,7 @@ private:
     std::size_t next_broker_ = 0;
     std::int64_t deadline_ms_ = never; /* of what is under way */
     std::int64_t next_misc_ms_ = never;
+    int keep_alive_s_ = 0; /* what holds for this connection */
     bool is_pinging_ = false;
     std::unique_ptr<Worker> dialler_;
     Handle handle_;

@@ -44,4 +44,9 @@ void stay_small()
     mallopt(M_TRIM_THRESHOLD, large);
 }
 
+void give_back()
+{
+    malloc_trim(0);
+}
+
 } // namespace vorn::service

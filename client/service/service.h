@@ -14,4 +14,7 @@ bool give_up_rights(const char *program, const char *user);
 /* What threads free goes back to the system, and no thread has a heap of its own. */
 void stay_small();
 
+/* What is free between what is kept goes back, too. For who is about to wait for long. */
+void give_back();
+
 } // namespace vorn::service

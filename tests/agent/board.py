@@ -7,8 +7,10 @@ import os
 import pathlib
 import re
 import subprocess
+import sys
 import threading
 import time
+import unittest
 
 HOME = pathlib.Path("/run/fleet-test")
 TOPIC = "v1/acme/ap1/"
@@ -170,6 +172,12 @@ def wakes_of(pid):
                for each in pathlib.Path(f"/proc/{pid}/task").glob("*/status"))
 
 
+def private_kib_of(pid):
+    """What nobody else uses: written pages, and those of files that no other process has mapped."""
+    text = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text("ascii")
+    return sum(int(each) for each in re.findall(r"^Private_(?:Clean|Dirty):\s+(\d+)", text, re.M))
+
+
 VORNCTL = None
 
 
@@ -177,6 +185,19 @@ def vornctl(*words, status=0):
     done = subprocess.run([VORNCTL, *words], text=True, capture_output=True, check=False)
     assert done.returncode == status, (words, done.stdout, done.stderr)
     return done.stdout + done.stderr
+
+
+def test(prepare, processes):
+    """Whatever becomes of the tests, the processes that they leave are ended."""
+    folder = pathlib.Path(sys.argv.pop(1))
+    try:
+        prepare(folder)
+        unittest.main(verbosity=2)
+    finally:
+        print(pathlib.Path("/dev/console").read_text("utf-8")[-3000:] if os.environ.get("LOG") else "")
+        for each in processes():
+            if each:
+                each.kill()
 
 
 def start_daemon():

@@ -5,7 +5,6 @@ sandbox with a second user."""
 import os
 import pathlib
 import signal
-import sys
 import time
 import unittest
 
@@ -172,9 +171,11 @@ class ADeviceOfAFleet(unittest.TestCase):
         before = board.bytes_sent(), board.wakes_of(pid)
         time.sleep(61)
         after = board.bytes_sent(), board.wakes_of(pid)
-        print(f"in a minute {after[0] - before[0]} bytes, {after[1] - before[1]} wakes")
+        private = board.private_kib_of(pid)
+        print(f"in a minute {after[0] - before[0]} bytes, {after[1] - before[1]} wakes; {private} KiB")
         self.assertLess(after[0] - before[0], 512)
         self.assertLess(after[1] - before[1], 16)
+        self.assertLess(private, 2048)
 
     @unittest.skipUnless(board.HAS_SECOND_USER, "there is one user only")
     def test_may_do_what_rules_let_it(self):
@@ -252,12 +253,4 @@ def prepare(build):
 
 
 if __name__ == "__main__":
-    folder = pathlib.Path(sys.argv.pop(1))
-    try:
-        prepare(folder)
-        unittest.main(verbosity=2)
-    finally:
-        print(pathlib.Path("/dev/console").read_text("utf-8")[-3000:] if os.environ.get("LOG") else "")
-        for process in (BROKER and BROKER.process, BROKER and BROKER.listener, DAEMON):
-            if process:
-                process.kill()
+    board.test(prepare, lambda: (BROKER and BROKER.process, BROKER and BROKER.listener, DAEMON))
