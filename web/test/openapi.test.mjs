@@ -1,0 +1,31 @@
+// The document of the API, as a real device writes it, in the eyes of who else reads such documents. Started by
+// web/test/board.
+import assert from 'node:assert/strict';
+import { request } from 'node:https';
+import { test } from 'node:test';
+import SwaggerParser from '@apidevtools/swagger-parser';
+
+const { VORN_ADDRESS: address, VORN_USER: user, VORN_PASSWORD: password } = process.env;
+
+/** The device has made its certificate itself. */
+function ask(method, path, headers, body) {
+  return new Promise((resolve, reject) => {
+    const asked = request(`${address}/api/v1${path}`, { method, headers, rejectUnauthorized: false }, (answer) => {
+      let text = '';
+      answer.on('data', (piece) => { text += piece; });
+      answer.on('end', () => resolve({ status: answer.statusCode, headers: answer.headers, json: JSON.parse(text) }));
+    });
+    asked.on('error', reject);
+    asked.end(body);
+  });
+}
+
+test('the document is valid OpenAPI with a path for each class', async () => {
+  const session = await ask('POST', '/session', { 'Content-Type': 'application/json' }, JSON.stringify({ user, password }));
+  const { json: document } = await ask('GET', '/openapi.json', { Cookie: session.headers['set-cookie'][0].split(';')[0] });
+  const paths = Object.keys(document.paths);
+  assert.ok(paths.includes('/objects/static-address/{name}') && paths.length > 40, paths.join(' '));
+  await SwaggerParser.validate(structuredClone(document));
+  document.paths['/status'].get.responses['200'] = { $ref: '#/components/responses/nothing' };
+  await assert.rejects(SwaggerParser.validate(document));
+});
