@@ -11,6 +11,7 @@
  *     rate=0            how many are published a second; 0 for as fast as the broker takes them
  *     connection=kept   as in a document
  *     trial=60
+ *     attempts=1
  *     size=1000         bytes of a value in it, which make it larger
  *     cut=0             1: a wrong gateway
  *     bare=0            1: messages of the same size that begin with the time, instead; 2: and what
@@ -45,8 +46,8 @@ struct Options {
     int count = 0;
     long long generation = 0;
     std::map<std::string, std::string> words = {
-        {"seconds", "60"}, {"rate", "0"}, {"connection", "kept"}, {"trial", "60"},
-        {"size", "1000"},  {"cut", "0"},  {"bare", "0"},
+        {"seconds", "60"}, {"rate", "0"},    {"connection", "kept"}, {"trial", "60"},
+        {"attempts", "1"}, {"size", "1000"}, {"cut", "0"},           {"bare", "0"},
     };
     long number(const char *word) const { return std::atol(words.at(word).c_str()); }
 };
@@ -112,9 +113,9 @@ std::string Conductor::document(const std::string &name) const
     }
     return R"({"version":1,"tenant":")" + options_.tenant + R"(","device":")" + name +
            R"(","generation":)" + number + R"(,"by":"conductor","why":"measuring","trial":)" +
-           options_.words.at("trial") + R"(,"connection":")" + options_.words.at("connection") +
-           R"(","hash":")" + vorn::fleet::hash_of(content) + R"(","configuration":{)" +
-           configuration + "}}";
+           options_.words.at("trial") + R"(,"attempts":)" + options_.words.at("attempts") +
+           R"(,"connection":")" + options_.words.at("connection") + R"(","hash":")" +
+           vorn::fleet::hash_of(content) + R"(","configuration":{)" + configuration + "}}";
 }
 
 void Conductor::connect()
