@@ -34,7 +34,7 @@ int connect_to(const std::string &socket)
     return -1;
 }
 
-std::string exchange(int descriptor, const std::string &question)
+std::string question_and_answer(int descriptor, const std::string &question)
 {
     std::string answer;
     if (send(descriptor, question.data(), question.size(), MSG_NOSIGNAL) !=
@@ -57,7 +57,7 @@ Verdict ask_for_password(const std::string &socket, const std::string &address,
     const int descriptor = connect_to(socket);
     if (descriptor < 0) return {Verdict::Kind::no_helper, 0};
     std::string question = address + '\0' + user + '\0' + password + '\0';
-    const std::string answer = exchange(descriptor, question);
+    const std::string answer = question_and_answer(descriptor, question);
     explicit_bzero(question.data(), question.size());
     close(descriptor);
     if (answer == "yes\n") return {Verdict::Kind::right, 0};

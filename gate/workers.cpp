@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t number_of_workers = 3;
 constexpr int daemon_patience_ms = 30000;
-constexpr int moment_ms = 10;
+constexpr int first_words_ms = 10;
 
 /* Who has just connected writes in the next moment. */
 bool receive_at_once(Connection &connection)
@@ -29,7 +29,7 @@ bool receive_at_once(Connection &connection)
     const ssize_t count = connection.receive();
     if (count >= 0 || errno != EAGAIN) return count > 0;
     pollfd one = {connection.descriptor, POLLIN, 0};
-    return poll(&one, 1, moment_ms) > 0 && connection.receive() > 0;
+    return poll(&one, 1, first_words_ms) > 0 && connection.receive() > 0;
 }
 
 class Worker {

@@ -27,7 +27,7 @@ void write_label(QueryTest &, vorn_amend_info *info)
     vorn_instance_set_value(board, "label", vorn_instance_get_value(radio, "channel"));
 }
 
-void refuse_seven(QueryTest &, vorn_amend_info *info)
+void amend_no_seven(QueryTest &, vorn_amend_info *info)
 {
     const vorn_instance *radio =
         vorn_instances_get(vorn_amend_info_get_instances(info), "Radio", "r0");
@@ -109,7 +109,7 @@ TEST_F(AmendedTransactions, AreJudgedAsTheyWereAmended)
 TEST_F(AmendedTransactions, AreRefusedAsAWhole)
 {
     const std::string before = state();
-    on_amend = refuse_seven;
+    on_amend = amend_no_seven;
     on_check = refuse;
 
     EXPECT_EQ(ask(change_channel_in_transaction),
@@ -172,7 +172,7 @@ TEST_F(AmendedTransactions, AreExplainedAsTheyWouldBeAmended)
     EXPECT_THAT(ask(request), HasSubstr("<value property=\"label\"><before>attic</before>"
                                         "<after>7</after></value>"));
 
-    on_amend = refuse_seven;
+    on_amend = amend_no_seven;
     EXPECT_THAT(ask(request), HasSubstr("<refused>Property \"channel\" of instance \"r0\" of "
                                         "class \"Radio\": nobody wants a 7.</refused>"));
 

@@ -11,7 +11,7 @@ using vorn::tests::change_channel;
 using vorn::tests::change_channel_in_transaction;
 using vorn::tests::QueryTest;
 
-constexpr char error[] = "<error>it is on trial.</error><rc>1</rc>";
+constexpr char on_trial[] = "<error>it is on trial.</error><rc>1</rc>";
 
 class HeldRequests : public QueryTest {
 protected:
@@ -34,7 +34,7 @@ TEST_F(HeldRequests, AreThoseThatCouldNotBeTakenBack)
          {"<update><Radio name=\"r0\"><channel>7</channel></Radio></update>",
           "<insert><Acl name=\"new\"/><Radio name=\"r7\"/></insert>", "<delete><Radio/></delete>",
           "<delete><Address/></delete>"}) {
-        EXPECT_THAT(ask(std::string("<lsql>") + operation + "</lsql>"), HasSubstr(error))
+        EXPECT_THAT(ask(std::string("<lsql>") + operation + "</lsql>"), HasSubstr(on_trial))
             << operation;
     }
 

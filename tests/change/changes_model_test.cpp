@@ -4,6 +4,7 @@
  * with everything the change set answers compared after each step.
  */
 #include "change/changes_fixture.h"
+#include "change/two_worlds.h"
 #include "core/base/result.h"
 
 #include <gtest/gtest.h>
@@ -22,7 +23,7 @@ namespace vorn::tests {
 namespace {
 
 constexpr const char *properties[] = {"channel", "rate"};
-constexpr int steps = 150;
+constexpr int steps_of_a_set = 150;
 constexpr int most_instances = 12;
 
 /* How a store orders one class: as added, but the members of one group beside each other. */
@@ -55,12 +56,6 @@ private:
     using Group = std::pair<std::string, std::vector<T>>;
     std::vector<Group> groups_;
 };
-
-std::string described(const vorn_instance *instance)
-{
-    if (!instance) return "nothing";
-    return printed([&](std::FILE *stream) { vorn_instance_print(instance, stream); });
-}
 
 /* What the change set should know of one instance that the store holds. */
 struct Known {
@@ -291,7 +286,7 @@ TEST_P(RandomChanges, AreRecordedAsTheModelSays)
 {
     start_over();
 
-    for (int i = 0; i < steps && !HasFailure(); i++) {
+    for (int i = 0; i < steps_of_a_set && !HasFailure(); i++) {
         SCOPED_TRACE(i);
         step();
         compare();

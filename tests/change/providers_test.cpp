@@ -12,19 +12,20 @@ namespace vorn::tests {
 
 namespace {
 
-std::string trace;
+std::string what_ran;
 
 /* The data of every provider here is its name. */
 void trace_commit(vorn_commit_info *info)
 {
-    trace += std::string("commit ") + static_cast<const char *>(vorn_commit_info_get_data(info));
+    what_ran += std::string("commit ") + static_cast<const char *>(vorn_commit_info_get_data(info));
     const vorn_actions *actions = vorn_commit_info_get_actions(info);
-    trace += actions && !vorn_actions_exists(actions, "p", "a", nullptr, nullptr) ? "\n" : " p-a\n";
+    what_ran +=
+        actions && !vorn_actions_exists(actions, "p", "a", nullptr, nullptr) ? "\n" : " p-a\n";
 }
 
 void trace_refresh(vorn_refresh_info *, void *data)
 {
-    trace += std::string("refresh ") + static_cast<const char *>(data) + "\n";
+    what_ran += std::string("refresh ") + static_cast<const char *>(data) + "\n";
 }
 
 void ask_p_to_act(vorn_commit_info *info)
@@ -35,7 +36,7 @@ void ask_p_to_act(vorn_commit_info *info)
 
 class ProviderRegistries : public ModelTest {
 protected:
-    ProviderRegistries() { trace.clear(); }
+    ProviderRegistries() { what_ran.clear(); }
 
     static Owned<vorn_provider> make_provider(const char *name,
                                               vorn_commit_fn commit = trace_commit)
@@ -175,7 +176,7 @@ TEST_F(ProviderRegistries, PrintAndCommitWhatALoopLeft)
 
     vorn_providers_commit(nullptr, nullptr, nullptr);
 
-    EXPECT_EQ(trace, "commit early\n");
+    EXPECT_EQ(what_ran, "commit early\n");
     EXPECT_EQ(printed(vorn_providers_print), "Providers, in order (*** = not present):\n"
                                              "     early\n");
 }
@@ -198,7 +199,7 @@ TEST_F(ProviderRegistries, CommitInOrderAndSkipWhatIsMissing)
 
     vorn_providers_commit(nullptr, nullptr, nullptr);
 
-    EXPECT_EQ(trace, "commit network\ncommit radio\n");
+    EXPECT_EQ(what_ran, "commit network\ncommit radio\n");
     EXPECT_EQ(log.text(), "vorn: Committing provider network...\n"
                           "vorn: Committing provider radio...\n");
 }
@@ -224,7 +225,7 @@ TEST_F(ProviderRegistries, CommitSomeoneWhoOnlyRefreshesWithAWordButNoCall)
 
     vorn_providers_commit(nullptr, nullptr, nullptr);
 
-    EXPECT_EQ(trace, "");
+    EXPECT_EQ(what_ran, "");
     EXPECT_EQ(log.text(), "vorn: Committing provider reader...\n");
 }
 
@@ -264,7 +265,7 @@ TEST_F(ProviderRegistries, ShareTheActionsAmongProvidersAndDeleteThem)
 
     vorn_providers_commit(nullptr, nullptr, actions);
 
-    EXPECT_EQ(trace, "commit asks\ncommit p p-a\n");
+    EXPECT_EQ(what_ran, "commit asks\ncommit p p-a\n");
 }
 
 TEST_F(ProviderRegistries, GiveAnEmptyActionSetWhereThereIsNone)
@@ -276,7 +277,7 @@ TEST_F(ProviderRegistries, GiveAnEmptyActionSetWhereThereIsNone)
 
     vorn_providers_commit(nullptr, nullptr, nullptr);
 
-    EXPECT_EQ(trace, "commit before\ncommit asks\ncommit p p-a\n");
+    EXPECT_EQ(what_ran, "commit before\ncommit asks\ncommit p p-a\n");
 }
 
 TEST_F(ProviderRegistries, DeleteTheActionsWithoutAnyProvider)
@@ -297,7 +298,7 @@ TEST_F(ProviderRegistries, RefreshInOrder)
 
     vorn_providers_refresh(nullptr);
 
-    EXPECT_EQ(trace, "refresh network\nrefresh radio\n");
+    EXPECT_EQ(what_ran, "refresh network\nrefresh radio\n");
     EXPECT_EQ(log.text(), "");
 }
 
@@ -361,12 +362,12 @@ TEST_F(ProviderRegistries, CommitTheOthersWhenMemoryRunsOutForOne)
     vorn_providers_done_adding();
 
     FailEachAllocation([] {
-        trace.clear();
+        what_ran.clear();
         vorn_providers_commit(nullptr, nullptr, nullptr);
-        EXPECT_NE(trace, "");
+        EXPECT_NE(what_ran, "");
     });
 
-    EXPECT_EQ(trace, "commit radio\ncommit network\n");
+    EXPECT_EQ(what_ran, "commit radio\ncommit network\n");
     EXPECT_EQ(log.text(), "vorn: Out of memory, provider \"radio\" was not committed.\n"
                           "vorn: Out of memory, provider \"network\" was not committed.\n");
 }

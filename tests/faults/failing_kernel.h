@@ -37,6 +37,9 @@ enum class Call {
 
 const char *name_of(Call call);
 
+/* More calls of one kind than anything makes: who fails each in turn stops there. */
+inline constexpr unsigned long most_calls = 1000;
+
 /* In the place of an error: the call moves one byte, where it was asked for more. */
 constexpr int short_transfer = -1;
 

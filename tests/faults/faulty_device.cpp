@@ -11,7 +11,7 @@ namespace vorn::tests {
 
 namespace {
 
-constexpr char door[] = "vorn_sock_lsql";
+constexpr char lsql_door[] = "vorn_sock_lsql";
 
 constexpr char board[] = "<?xml version=\"1.0\"?>\n"
                          "<config>\n"
@@ -59,7 +59,7 @@ void FaultyDevice::SetUp()
 
 std::string FaultyDevice::ask(const std::string &request)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     if (!client.connected() || !client.send(framed(request))) return "";
     return client.receive_all();
 }
@@ -72,7 +72,7 @@ std::string FaultyDevice::ask(const std::string &request)
 bool FaultyDevice::is_idle()
 {
     for (int pass = 0; pass < 2; pass++) {
-        RawClient client(door);
+        RawClient client(lsql_door);
         if (!client.connected() || (client.send(native(0)) && !client.closed_within(10)))
             return false;
     }

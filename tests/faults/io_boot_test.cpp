@@ -19,8 +19,6 @@ namespace {
 using testing::HasSubstr;
 using namespace vorn::tests;
 
-constexpr unsigned long sane_limit = 1000;
-
 class FailingBoots : public FaultyDevice {
 protected:
     /* Of three doors, and of what looks after their clients. */
@@ -37,7 +35,7 @@ protected:
         unsigned long tried = 0;
         for (const int error : {EMFILE, ENFILE, ENOBUFS, ENOMEM, EACCES, EADDRINUSE}) {
             bool failed = true;
-            for (unsigned long nth = 1; failed && nth < sane_limit && !HasFailure(); nth++) {
+            for (unsigned long nth = 1; failed && nth < most_calls && !HasFailure(); nth++) {
                 SCOPED_TRACE(testing::Message() << "call " << nth << ", error " << error);
                 kernel_.fail(Call::socket, nth, error);
                 start(options, FailingKernel::stand_between);

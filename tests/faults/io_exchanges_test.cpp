@@ -25,7 +25,6 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using namespace vorn::tests;
 
-constexpr unsigned long sane_limit = 1000;
 constexpr int notify_port = 8001;
 const std::string end_of_notice(1, '\0');
 
@@ -130,7 +129,7 @@ TEST_F(FailingExchanges, LoadAConfigurationByteByByte)
     EXPECT_THAT(configuration(), HasSubstr("<Radio name=\"other\"><channel>5</channel>"));
 }
 
-struct Fault {
+struct FailedCall {
     Call call;
     std::vector<int> errors;
     /* Whether the client must have its answer all the same. */
@@ -138,7 +137,7 @@ struct Fault {
 };
 
 /* A wait that fails for another reason than a signal ends the loop, and with it the daemon. */
-const Fault faults[] = {
+const FailedCall failed_calls[] = {
     {Call::accept, {EINTR, ECONNABORTED, EMFILE, ENFILE, ENOMEM, ENOBUFS}, true},
     {Call::receive, {EINTR, EAGAIN, short_transfer}, true},
     {Call::receive, {ECONNRESET, ENOMEM}, false},
@@ -157,11 +156,11 @@ protected:
         boot({"-f"}, FailingKernel::stand_between);
         const std::string whole = exchange();
 
-        for (const Fault &fault : faults) {
+        for (const FailedCall &fault : failed_calls) {
             unsigned long tried = 0;
             for (const int error : fault.errors) {
                 bool failed = true;
-                for (unsigned long nth = 1; failed && nth < sane_limit && !HasFailure(); nth++) {
+                for (unsigned long nth = 1; failed && nth < most_calls && !HasFailure(); nth++) {
                     SCOPED_TRACE(testing::Message()
                                  << name_of(fault.call) << " " << nth << ", error " << error);
                     kernel_.fail(fault.call, nth, error);
@@ -217,7 +216,7 @@ TEST_F(FailingCalls, LoseNoHalfOfANotice)
     unsigned long tried = 0, lost = 0;
     for (const int error : {EINTR, EAGAIN, short_transfer, EPIPE, ECONNRESET, ENOBUFS, ENOMEM}) {
         bool failed = true;
-        for (unsigned long nth = 1; failed && nth < sane_limit && !HasFailure(); nth++) {
+        for (unsigned long nth = 1; failed && nth < most_calls && !HasFailure(); nth++) {
             SCOPED_TRACE(testing::Message() << "send " << nth << ", error " << error);
             kernel_.fail(Call::send, nth, error);
             ask(change("changed"));

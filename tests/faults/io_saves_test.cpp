@@ -19,7 +19,6 @@ using testing::Eq;
 using testing::HasSubstr;
 using namespace vorn::tests;
 
-constexpr unsigned long sane_limit = 1000;
 constexpr char default_file[] = "/etc/defaultconfig.xml";
 constexpr char startup[] = "/etc/config/config.xml";
 
@@ -96,7 +95,7 @@ protected:
             unsigned long tried = 0;
             for (const int error : fault.errors) {
                 bool failed = true;
-                for (unsigned long nth = 1; failed && nth < sane_limit && !HasFailure(); nth++) {
+                for (unsigned long nth = 1; failed && nth < most_calls && !HasFailure(); nth++) {
                     SCOPED_TRACE(testing::Message()
                                  << name_of(fault.call) << " " << nth << ", error " << error);
                     failed = act(fault.call, nth, error);
@@ -251,7 +250,7 @@ TEST_F(FailingLists, AreReplacedWhereTheyCannotBeRemoved)
 {
     bool failed = true;
     unsigned long tried = 0;
-    for (unsigned long nth = 1; failed && nth < sane_limit && !HasFailure(); nth++) {
+    for (unsigned long nth = 1; failed && nth < most_calls && !HasFailure(); nth++) {
         std::filesystem::remove(list_);
         write_file(list_beside_startup_, "save.vorn\n");
         FailingKernel kernel;

@@ -21,8 +21,6 @@ using testing::HasSubstr;
 using testing::Not;
 using namespace vorn::tests;
 
-constexpr unsigned long sane_limit = 100000;
-
 class Boots : public ScarceDevice {
 protected:
     void SetUp() override
@@ -110,7 +108,7 @@ protected:
         shut_down();
 
         unsigned long nth = 1;
-        for (refused_ = true; refused_ && nth < sane_limit && !HasFailure(); nth++) {
+        for (refused_ = true; refused_ && nth < most_allocations && !HasFailure(); nth++) {
             SCOPED_TRACE(testing::Message() << "refusing allocation " << nth);
             const bool serves = start_with_refusal(nth, options);
             if (serves) {
@@ -162,7 +160,7 @@ protected:
 
         unsigned long nth = 1;
         int saved = 0, refused = 0;
-        for (refused_ = true; refused_ && nth < sane_limit && !HasFailure(); nth++) {
+        for (refused_ = true; refused_ && nth < most_allocations && !HasFailure(); nth++) {
             SCOPED_TRACE(testing::Message() << "refusing allocation " << nth);
             start_with_refusal(nth, {"-f"});
             const std::string label = "after " + std::to_string(nth);
@@ -233,7 +231,7 @@ TEST_F(Boots, ShortOfMemorySaveAgainOnceALoadIsWhole)
     };
     unsigned long nth = 1;
     for (bool lacks = false; !lacks; nth++) {
-        ASSERT_LT(nth, sane_limit);
+        ASSERT_LT(nth, most_allocations);
         if (nth > 1) end();
         start_with_refusal(nth, {"-f"});
         lacks = log().find("Skipping instance") != std::string::npos && !is_short_of_a_class();

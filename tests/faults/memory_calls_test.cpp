@@ -19,9 +19,7 @@ using testing::AnyOf;
 using testing::HasSubstr;
 using namespace vorn::tests;
 
-constexpr unsigned long sane_limit = 100000;
-
-struct Call {
+struct Inform {
     std::string name;
     std::string appetite;
 };
@@ -44,11 +42,11 @@ protected:
         return client.receive_all();
     }
 
-    std::vector<Call> all_calls()
+    std::vector<Inform> all_calls()
     {
         EXPECT_EQ(inform_about("object=calls"), "OK\n");
         std::istringstream lines(new_messages());
-        std::vector<Call> calls;
+        std::vector<Inform> calls;
         for (std::string line; std::getline(lines, line);) {
             const auto at = line.find("calls: name ");
             if (at == std::string::npos) continue;
@@ -77,7 +75,7 @@ protected:
     }
 
     /* What the plugin says became of it; "" when the request itself found no memory. */
-    std::string make(const Call &call, unsigned long nth)
+    std::string make(const Inform &call, unsigned long nth)
     {
         keep_the_door_busy();
         new_messages();
@@ -92,11 +90,11 @@ protected:
     }
 
     /* How many allocations there were to refuse. */
-    unsigned long refuse_each(const Call &call)
+    unsigned long refuse_each(const Inform &call)
     {
         EXPECT_EQ(make(call, 0), "done");
         unsigned long nth = 1;
-        for (; nth < sane_limit && !HasFailure(); nth++) {
+        for (; nth < most_allocations && !HasFailure(); nth++) {
             SCOPED_TRACE(testing::Message() << call.name << ", refusing allocation " << nth);
             const std::string outcome = make(call, nth);
             const bool refused = refused_;
@@ -122,11 +120,11 @@ protected:
 
 TEST_F(CallsShortOfMemory, DoWhatTheyPromiseOrAnswerWhatTheyPromiseThen)
 {
-    const std::vector<Call> calls = all_calls();
+    const std::vector<Inform> calls = all_calls();
     ASSERT_GT(calls.size(), 40u);
     const unsigned long of_the_request = refuse_each({"nothing", "takes-none"});
 
-    for (const Call &call : calls) {
+    for (const Inform &call : calls) {
         if (HasFailure() || call.name == "nothing") continue;
         const unsigned long tried = refuse_each(call) - of_the_request;
         EXPECT_EQ(tried == 0, call.appetite == "takes-none") << call.name << ": " << tried;

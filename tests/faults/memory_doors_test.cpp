@@ -19,7 +19,6 @@ using testing::Eq;
 using testing::HasSubstr;
 using namespace vorn::tests;
 
-constexpr unsigned long sane_limit = 100000;
 constexpr int notify_port = 8001;
 constexpr char default_file[] = "/etc/defaultconfig.xml";
 constexpr char rescue_file[] = "/etc/rescueconfig.xml";
@@ -51,7 +50,7 @@ protected:
     {
         refuse_one(0, round);
         unsigned long nth = 1;
-        for (bool refused = true; refused && nth < sane_limit && !HasFailure(); nth++) {
+        for (bool refused = true; refused && nth < most_allocations && !HasFailure(); nth++) {
             SCOPED_TRACE(testing::Message() << "refusing allocation " << nth);
             refused = refuse_one(nth, round);
             EXPECT_TRUE(round.keeps() || leaks_nothing([&] {

@@ -17,8 +17,6 @@ using testing::AnyOf;
 using testing::Eq;
 using namespace vorn::tests;
 
-constexpr unsigned long sane_limit = 100000;
-
 struct Scenario {
     const char *name;
     const char *title;
@@ -191,7 +189,7 @@ protected:
 TEST_P(Requests, LeaveItWholeAndTellTheTruth)
 {
     unsigned long nth = 1;
-    for (; nth < sane_limit && !HasFailure(); nth++) {
+    for (; nth < most_allocations && !HasFailure(); nth++) {
         SCOPED_TRACE(testing::Message() << "refusing allocation " << nth);
         if (!try_once(nth)) break;
         EXPECT_TRUE(leaks_nothing([&] {

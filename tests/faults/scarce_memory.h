@@ -7,6 +7,9 @@
 
 namespace vorn::tests {
 
+/* More allocations than anything makes: who refuses each in turn stops there. */
+inline constexpr unsigned long most_allocations = 100000;
+
 /* The test's end of the daemon's allocator: counts, and says which allocation is refused. */
 class ScarceMemory {
 public:

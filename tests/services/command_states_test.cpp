@@ -141,7 +141,7 @@ TEST_P(StatesOfCommands, EndInTheirAnswerAndLeaveTheNextOneAlone)
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 
-std::string name_of(const testing::TestParamInfo<std::tuple<State, int>> &each)
+std::string words_of_a_command(const testing::TestParamInfo<std::tuple<State, int>> &each)
 {
     static constexpr const char *words[] = {"List", "ListWithOutput", "Vector", "VectorWithOutput"};
     return std::string(std::get<0>(each.param).name) + "By" + words[std::get<1>(each.param)];
@@ -149,7 +149,7 @@ std::string name_of(const testing::TestParamInfo<std::tuple<State, int>> &each)
 
 INSTANTIATE_TEST_SUITE_P(, StatesOfCommands,
                          testing::Combine(testing::ValuesIn(states), testing::Range(0, 4)),
-                         name_of);
+                         words_of_a_command);
 
 /* What a list takes may be refused; then nothing runs, which ArgumentVectors shows. */
 TEST(CommandsByVector, NeedNoMemory)

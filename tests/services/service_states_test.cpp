@@ -374,12 +374,12 @@ TEST_F(Services, WithoutAnExitFunctionAreTriedAgainAlsoAfterAnExit)
     EXPECT_EQ(vorn_service_is_running("web"), 1);
 }
 
-volatile std::sig_atomic_t terminations = 0;
+volatile std::sig_atomic_t terms_seen = 0;
 
 TEST_F(Services, LetTheDaemonEndInOrderAgainWithTheTickAfterAFailedFork)
 {
     CapturedStandardError unheard;
-    std::signal(SIGTERM, [](int) { terminations = terminations + 1; });
+    std::signal(SIGTERM, [](int) { terms_seen = terms_seen + 1; });
     {
         FakeCalls calls;
         calls.refuses_fork = true;
@@ -389,7 +389,7 @@ TEST_F(Services, LetTheDaemonEndInOrderAgainWithTheTickAfterAFailedFork)
 
     raise(SIGTERM);
 
-    EXPECT_EQ(terminations, 1);
+    EXPECT_EQ(terms_seen, 1);
     std::signal(SIGTERM, SIG_DFL);
 }
 

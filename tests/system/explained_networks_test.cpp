@@ -20,7 +20,7 @@ using vorn::tests::Networks;
 #define LAN(values) "<update><address name=\"lan\">" values "</address></update>"
 
 /* Each follows the one before; what is taken back comes back. */
-constexpr const char *changes[] = {
+constexpr const char *changes_of_networks[] = {
     LAN("<address>192.168.1.9</address>"),
     LAN("<address>192.168.1.9</address>"),
     "<insert><address name=\"second\"><kind>static-address</kind><interface>br0</interface>"
@@ -77,7 +77,7 @@ TEST_F(ExplainedNetworks, RunTheCommandsThatWereSaid)
     boot_and_forget();
     ASSERT_TRUE(settles());
     std::size_t named = 0;
-    for (const char *operations : changes) {
+    for (const char *operations : changes_of_networks) {
         SCOPED_TRACE(operations);
         shell("truncate -s 0 /dev/console");
         const std::string before = files();
@@ -102,7 +102,7 @@ TEST_F(ExplainedNetworks, AreSpokenOfInWordsWithWeights)
     boot_and_forget();
 
     EXPECT_THAT(
-        explain(changes[0]),
+        explain(changes_of_networks[0]),
         AllOf(HasSubstr("<effect weight=\"interrupts\">an address is taken away: ip addr del "
                         "192.168.1.1/24 dev br0</effect>"),
               HasSubstr("<effect weight=\"live\">an address is set: ip addr replace "
@@ -114,7 +114,7 @@ TEST_F(ExplainedNetworks, LeaveTheStatesAsTheyAre)
     boot_and_forget();
     ASSERT_TRUE(settles());
 
-    for (const char *operations : changes)
+    for (const char *operations : changes_of_networks)
         explain(operations);
 
     EXPECT_EQ(state_of("address", "lan"), "applied");
@@ -134,7 +134,7 @@ TEST_F(ExplainedNetworks, StartAndEndTheClientsThatWereSaid)
     EXPECT_THAT(explain(add), HasSubstr("<effect weight=\"live\">udhcpc of wan starts</effect>"));
     change(add);
     EXPECT_TRUE(comes_true([] { return runs_of("udhcpc").size() == 1; }));
-    EXPECT_THAT(explain(changes[0]), Not(HasSubstr("udhcpc")));
+    EXPECT_THAT(explain(changes_of_networks[0]), Not(HasSubstr("udhcpc")));
     const std::string name = "<update><address name=\"wan\"><hostname>attic</hostname></address>"
                              "</update>";
     EXPECT_THAT(explain(name), HasSubstr("<effect weight=\"interrupts\">udhcpc of wan starts anew: "

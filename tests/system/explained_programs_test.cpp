@@ -17,7 +17,7 @@ namespace {
 using testing::HasSubstr;
 
 /* Each follows the one before; many of them change nothing that anybody has to do with. */
-constexpr const char *changes[] = {
+constexpr const char *changes_of_programs[] = {
     "<update><time><enabled>on</enabled></time></update>",
     "<insert><ntp-server name=\"a\"><address>192.0.2.1</address></ntp-server></insert>",
     "<update><ntp-server name=\"a\"><address>192.0.2.1</address></ntp-server></update>",
@@ -81,7 +81,7 @@ TEST_F(ExplainedPrograms, AreStartedAndEndedAsWasSaid)
 {
     std::map<std::string, std::size_t> runs;
     std::size_t hints = 0;
-    for (const char *change : changes) {
+    for (const char *change : changes_of_programs) {
         SCOPED_TRACE(change);
         write_file("/tmp/before", "");
         const std::string said = explain(change);
@@ -115,14 +115,14 @@ TEST_F(ExplainedPrograms, AreStartedAndEndedAsWasSaid)
 
 TEST_F(ExplainedPrograms, AreSpokenOfInWordsWithWeights)
 {
-    EXPECT_THAT(explain(std::string(changes[0]) + changes[1]),
+    EXPECT_THAT(explain(std::string(changes_of_programs[0]) + changes_of_programs[1]),
                 HasSubstr("<effect weight=\"live\">ntpd starts</effect>"));
-    EXPECT_THAT(explain(changes[0]),
+    EXPECT_THAT(explain(changes_of_programs[0]),
                 HasSubstr("<provider name=\"save\"><instance action=\"update\" class=\"time\"/>"
                           "<effect weight=\"nothing\">the configuration is saved</effect>"));
     lsql("<lsql><write-transaction><update><log><enabled>on</enabled></log></update>"
          "</write-transaction></lsql>");
-    EXPECT_THAT(explain(changes[4]),
+    EXPECT_THAT(explain(changes_of_programs[4]),
                 HasSubstr("<effect weight=\"interrupts\">syslogd starts anew: nobody writes down "
                           "what is said meanwhile</effect>"));
     EXPECT_THAT(explain("<delete><log/></delete>"),

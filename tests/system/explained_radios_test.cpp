@@ -21,7 +21,7 @@ using vorn::tests::hostapd_file;
 #define RADIO(values) "<update><radio name=\"wlan0\">" values "</radio></update>"
 
 /* Each follows the one before. */
-constexpr const char *changes[] = {
+constexpr const char *changes_of_radios[] = {
     RADIO("<channel>11</channel>"),
     RADIO("<channel>11</channel>"),
     RADIO("<power>12</power>"),
@@ -72,7 +72,7 @@ TEST_F(ExplainedRadios, AreStartedReadAgainAndEndedAsWasSaid)
     std::size_t starts = 0;
     std::size_t again = 0;
     std::size_t powers = 0;
-    for (const char *operations : changes) {
+    for (const char *operations : changes_of_radios) {
         SCOPED_TRACE(operations);
         ASSERT_TRUE(comes_true([] { return !state().starts_with("starting"); }));
         const std::string file = read_file(hostapd_file);
@@ -114,14 +114,15 @@ TEST_F(ExplainedRadios, TellHowManyStationsAreDisconnectedWhenThatIsKnown)
 {
     boot_and_forget();
     EXPECT_THAT(
-        explain(changes[0]),
+        explain(changes_of_radios[0]),
         HasSubstr("<effect weight=\"interrupts\">hostapd of wlan0 starts anew: its stations "
                   "are disconnected for about a second</effect>"));
     write_file("/tmp/stations", "Station 00:11:22:33:44:55 (on wlan0)\n"
                                 "Station 00:11:22:33:44:66 (on wlan0)\n");
     lsql("<lsql><select><station><mac/></station></select></lsql>");
 
-    EXPECT_THAT(explain(changes[0]), HasSubstr("its 4 stations are disconnected for about"));
+    EXPECT_THAT(explain(changes_of_radios[0]),
+                HasSubstr("its 4 stations are disconnected for about"));
 }
 
 /* One that the same change makes is there by the time that the plugin wireless comes to it. */

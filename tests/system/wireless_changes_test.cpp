@@ -14,12 +14,11 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+using vorn::tests::access_file;
 using vorn::tests::access_point;
 using vorn::tests::AccessPoints;
+using vorn::tests::hostapd_command;
 using vorn::tests::hostapd_file;
-
-constexpr char access_file[] = "/var/run/vorn-hostapd-wlan0_1.macs";
-constexpr char hostapd_command[] = "hostapd /var/run/vorn-hostapd-wlan0.conf";
 
 struct Fault {
     const char *name;

@@ -22,12 +22,12 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
+using vorn::tests::access_file;
 using vorn::tests::AccessPoints;
+using vorn::tests::hostapd_command;
 using vorn::tests::hostapd_file;
 
-constexpr char access_file[] = "/var/run/vorn-hostapd-wlan0_1.macs";
 constexpr char up_or_in_a_bridge[] = "ip -o link show wlan0 | grep -c -e '[<,]UP[,>]' -e master";
-constexpr char hostapd_command[] = "hostapd /var/run/vorn-hostapd-wlan0.conf";
 
 TEST_F(AccessPoints, TellTheirDaemonEverythingAtBoot)
 {

@@ -47,7 +47,7 @@ std::vector<std::string> served;
 std::function<void(const std::string &)> within = [](const std::string &) {};
 
 /* A request is its own reply; a number asks for so many bytes. */
-void answer(Client &client, char *text)
+void echo(Client &client, char *text)
 {
     const AllocationsAllowed allowed;
     served.emplace_back(text);
@@ -56,8 +56,8 @@ void answer(Client &client, char *text)
     client.reply(vorn::copy_of(size > 0 ? std::string(size, 'x').c_str() : text));
 }
 
-constexpr Door door = {"Test", "test accept", "test fcntl", 4, nullptr, false, answer};
-constexpr Door lasting = {"Lasting", "test accept", "test fcntl", 8, nullptr, true, answer};
+constexpr Door echoing = {"Test", "test accept", "test fcntl", 4, nullptr, false, echo};
+constexpr Door echoing_on = {"Lasting", "test accept", "test fcntl", 8, nullptr, true, echo};
 
 std::string framed(const std::string &text)
 {
@@ -77,7 +77,7 @@ protected:
         within = [](const std::string &) {};
         EXPECT_TRUE(vorn::look_after_clients());
         for (const auto &[name, at] :
-             {std::pair(&listener_, &door), {&lasting_listener_, &lasting}})
+             {std::pair(&listener_, &echoing), {&lasting_listener_, &echoing_on}})
             eloop_register_read_sock(name->fd.get(), arrive, const_cast<Door *>(at), nullptr);
     }
     static void arrive(int listener, void *at, void *)
@@ -410,7 +410,7 @@ TEST_F(Doors, CloseNobodyWhoseRequestIsWholeWhenTheyAreFull)
     for (int i = 0; i < 10; i++)
         clients.push_back(come(framed("whole")));
 
-    vorn::take_client(listener_.fd.get(), door);
+    vorn::take_client(listener_.fd.get(), echoing);
     run();
 
     EXPECT_EQ(served.size(), vorn::most_clients + 10);
@@ -424,7 +424,7 @@ TEST_F(Doors, CloseWhoPoursOnAfterItsReplyForTheNextOne)
         send_to(each, "and more");
     const Fd another = come(framed("another"));
 
-    vorn::take_client(listener_.fd.get(), door);
+    vorn::take_client(listener_.fd.get(), echoing);
 
     EXPECT_EQ(send_to(clients[0], "x"), 0u) << "it is still there";
     run();
@@ -442,7 +442,7 @@ TEST_F(Doors, CloseSomebodyWhoStaysWhenAllOfThemAskOn)
         send_to(each, numbered(1, "x"));
 
     const Fd another = stay(numbered(1, "another"));
-    vorn::take_client(lasting_listener_.fd.get(), lasting);
+    vorn::take_client(lasting_listener_.fd.get(), echoing_on);
     run();
 
     EXPECT_EQ(heard(clients[0]), "|");
@@ -816,7 +816,7 @@ TEST_F(Arrivals, ThatFailAreReported)
 {
     const Fd no_listener(socket(AF_UNIX, SOCK_STREAM, 0));
 
-    vorn::take_client(no_listener.get(), door);
+    vorn::take_client(no_listener.get(), echoing);
 
     EXPECT_EQ(errors.text(), "vorn: test accept: Invalid argument\n");
 }

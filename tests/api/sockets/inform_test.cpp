@@ -44,7 +44,7 @@ int note_action()
 }
 
 template <int result>
-int answer()
+int returns()
 {
     return result;
 }
@@ -99,10 +99,10 @@ TEST_F(Informs, AreTheConcernOfThePluginThatAddedTheHandler)
 
 TEST_F(Informs, AnswerWithTheHandlersVerdict)
 {
-    vorn_inform_fn_add("zero", answer<0>);
-    vorn_inform_fn_add("one", answer<1>);
-    vorn_inform_fn_add("two", answer<2>);
-    vorn_inform_fn_add("minus", answer<-1>);
+    vorn_inform_fn_add("zero", returns<0>);
+    vorn_inform_fn_add("one", returns<1>);
+    vorn_inform_fn_add("two", returns<2>);
+    vorn_inform_fn_add("minus", returns<-1>);
 
     EXPECT_EQ(ask("object=zero"), "OK");
     EXPECT_EQ(ask("object=one"), "ERR returned by handler");
@@ -118,7 +118,7 @@ TEST_F(Informs, NeedAnObject)
 TEST_F(Informs, NeedAHandlerAlsoBeforeThereIsAny)
 {
     EXPECT_EQ(ask("object=radio"), "ERR no handler");
-    vorn_inform_fn_add("radio", answer<0>);
+    vorn_inform_fn_add("radio", returns<0>);
     EXPECT_EQ(ask("object=Radio"), "ERR no handler");
     EXPECT_EQ(ask("object="), "ERR no handler");
 }
@@ -155,8 +155,8 @@ TEST_F(Informs, TakeAPieceWithoutAnEqualsSignIntoTheNextName)
 
 TEST_F(Informs, KeepTheFirstOfARepeatedName)
 {
-    vorn_inform_fn_add("a", answer<0>);
-    vorn_inform_fn_add("b", answer<1>);
+    vorn_inform_fn_add("a", returns<0>);
+    vorn_inform_fn_add("b", returns<1>);
 
     EXPECT_EQ(ask("object=a&object=b"), "OK");
 }
@@ -222,8 +222,8 @@ TEST_F(Informs, AreRefusedWithMoreParametersThanAnybodySends)
 TEST_F(Informs, LookForNoObjectThatNobodyCanHaveRegistered)
 {
     const std::string name(1025, 'o');
-    vorn_inform_fn_add(name.c_str(), answer<0>);
-    vorn_inform_fn_add(name.c_str() + 1, answer<0>);
+    vorn_inform_fn_add(name.c_str(), returns<0>);
+    vorn_inform_fn_add(name.c_str() + 1, returns<0>);
 
     EXPECT_EQ(ask("object=" + name), "ERR no handler");
     EXPECT_EQ(log.text(), "vorn: Inform object of more than 1024 bytes.\n");
@@ -234,7 +234,7 @@ using InformHandlers = Informs;
 
 TEST_F(InformHandlers, NeedANameAndAFunction)
 {
-    EXPECT_EQ(vorn_inform_fn_add(nullptr, answer<0>), 1);
+    EXPECT_EQ(vorn_inform_fn_add(nullptr, returns<0>), 1);
     EXPECT_EQ(vorn_inform_fn_add("radio", nullptr), 1);
 
     EXPECT_EQ(log.text(), "vorn: Name is null.\nvorn: inform_fn is null.\n");
@@ -242,9 +242,9 @@ TEST_F(InformHandlers, NeedANameAndAFunction)
 
 TEST_F(InformHandlers, StayWhenTheirNameIsTaken)
 {
-    vorn_inform_fn_add("radio", answer<1>);
+    vorn_inform_fn_add("radio", returns<1>);
 
-    EXPECT_EQ(vorn_inform_fn_add("radio", answer<0>), 1);
+    EXPECT_EQ(vorn_inform_fn_add("radio", returns<0>), 1);
 
     EXPECT_EQ(ask("object=radio"), "ERR returned by handler");
     EXPECT_EQ(log.text(), "");
@@ -255,7 +255,7 @@ TEST_F(InformHandlers, AreRefusedWithoutMemory)
     int number = 0;
     FailEachAllocation([&] {
         const std::string name = "radio" + std::to_string(number++);
-        const int result = vorn_inform_fn_add(name.c_str(), answer<0>);
+        const int result = vorn_inform_fn_add(name.c_str(), returns<0>);
 
         const AllocationsAllowed allowed;
         EXPECT_EQ(result, AllocationFailed() ? 1 : 0);
