@@ -124,7 +124,8 @@ class Broker:
                  for word in ("-t", TOPIC + topic)]
         self.listener = subprocess.Popen(["mosquitto_sub", "-V", "5", "-q", "1", *heard, "-F",
                                           "%t\t%p"], stdout=subprocess.PIPE)
-        threading.Thread(target=self.listen, args=(self.listener.stdout,), daemon=True).start()
+        self.ear = threading.Thread(target=self.listen, args=(self.listener.stdout,), daemon=True)
+        self.ear.start()
 
     def listen(self, stream):
         for line in stream:
@@ -135,6 +136,8 @@ class Broker:
         for each in (self.process, self.listener):
             each.kill()
             each.wait()
+        self.ear.join()
+        self.listener.stdout.close()
 
     def publish(self, payload, topic="desired", *options):
         subprocess.run(["mosquitto_pub", "-V", "5", "-q", "1", "-t", TOPIC + topic, "-s", *options],
@@ -198,6 +201,7 @@ def test(prepare, processes):
         for each in processes():
             if each:
                 each.kill()
+                each.wait()
 
 
 def start_daemon():
