@@ -2,10 +2,10 @@
 """The command that changes devices: rollouts begun, taken up, taken back, stopped and forgotten."""
 from .output import Teller, head_words, json_line, plan_words
 from .planning import (kept_by_undo, members_of, plan_of, says_the_same, wishes_before, wishes_of)
-from .problem import DONE, FAILED, INTERRUPTED, Misused, NotThere, Problem
-from .rollout import head_payload, read_waves
-from .runner import Runner
-from .selectors import Condition
+from .problem import DONE, FAILED, INTERRUPTED, Misused, NoBroker, NotThere, Problem
+from .rollout import read_waves
+from .runner import Runner, put_state
+from .selectors import read_conditions
 from .text import Amount, printable, seconds_of
 
 WAVES, UNDO_WAVES, HEALTHY_FOR, STOP_AT = "1,10%,100%", "100%", "1m", "0"
@@ -37,7 +37,7 @@ def _overrides(arguments, names=("why", "trial", "attempts", "connection", "loca
 
 def _how(context, why, waves, undoes=""):
     arguments = context.arguments
-    conditions = [Condition.read(each) for each in arguments.first or []]
+    conditions = read_conditions(arguments.first or [])
     return {"tenant": context.topics.tenant, "by": context.by, "why": why,
             "waves": read_waves(arguments.waves or waves),
             "healthy_for": seconds_of(arguments.healthy_for or HEALTHY_FOR),
@@ -72,7 +72,12 @@ def _begin(context, session, teller):
     plan = _plan(session, members, _how(context, why, WAVES))
     if arguments.dry_run:
         return _tell_plan(arguments, plan)
-    teller.say(plan_words(plan), event="begun", rollout=plan.head.rollout, waves=list(plan.head.waves))
+    return _start(context, session, teller, plan)
+
+
+def _start(context, session, teller, plan):
+    head = plan.head
+    teller.say(plan_words(plan), event="begun", rollout=head.rollout, waves=list(head.waves), undoes=head.undoes)
     return _run(context, session, teller, plan, is_new=True)
 
 
@@ -104,12 +109,13 @@ def _run(context, session, teller, plan, is_new):
     try:
         if is_new:
             runner.prepare()
-        if plan.head.undoes:
-            _mark_undone(context, session, plan.head.undoes)
         runner.run()
     except KeyboardInterrupt:
         teller.interrupted(runner.head)
         return INTERRUPTED
+    except NoBroker:
+        teller.interrupted(runner.head)
+        raise
     return DONE if runner.head.state == "done" else FAILED
 
 
@@ -145,52 +151,37 @@ def _resume(context, session, teller):
 def _undo(context, session, teller):
     arguments = context.arguments
     head = _named(session, arguments.undo, ("running", "stopped", "done"), is_newest_meant=True)
-    old = session.learn_members(head.rollout)
+    if head.is_open and not arguments.dry_run:
+        put_state(session, head.rollout, "stopped", context.signer)  # nothing more of it goes out meanwhile
     why = arguments.why or f"takes back {head.rollout}"
-    overrides = {**_overrides(arguments, ("trial", "attempts", "connection", "local")), "by": context.by,
-                 "why": why}
+    overrides = {**_overrides(arguments, ("trial", "attempts", "connection", "local")), "by": context.by, "why": why}
+    old = session.learn_members(head.rollout)
     wishes, left = wishes_before(old, session.mirror, session.keys, overrides)
-    for name, why_not in left.items():
-        teller.say(f"  {name}  {why_not}: it is left alone", event="left", device=name, why=why_not)
-    for name, kept in kept_by_undo(old, wishes).items():
-        teller.say(f"  {name}  what it had before is silent on {', '.join(kept)}: that stays",
-                   event="kept", device=name, kept=kept)
+    _tell_what_stays(teller, left, kept_by_undo(old, wishes))
+    if not wishes and not arguments.dry_run:
+        put_state(session, head.rollout, "undone", context.signer)
     if not wishes:
-        if arguments.dry_run:
-            return FAILED
-        _mark_undone(context, session, head.rollout)
         return FAILED if left else DONE
-    members = members_of({name: _checked(wish) for name, wish in wishes.items()}, session.mirror,
-                         context.topics.tenant, context.signer)
+    members = members_of(wishes, session.mirror, context.topics.tenant, context.signer)
     _refuse_busy(session, members, but=head.rollout)
     plan = _plan(session, members, _how(context, why, UNDO_WAVES, undoes=head.rollout))
     if arguments.dry_run:
         return _tell_plan(arguments, plan)
-    teller.say(plan_words(plan), event="begun", rollout=plan.head.rollout, waves=list(plan.head.waves),
-               undoes=head.rollout)
-    status = _run(context, session, teller, plan, is_new=True)
+    status = _start(context, session, teller, plan)
     return FAILED if status == DONE and left else status
 
 
-def _checked(wish):
-    return {name: value for name, value in wish.items() if name not in ("not-before", "not-after")}
-
-
-def _put_state(context, session, head, state):
-    payload = head_payload(head.now(state=state), context.signer)
-    session.put([(session.topics.rollout(head.rollout), payload)], "the broker does not retain a rollout")
-
-
-def _mark_undone(context, session, rollout):
-    """Before the first of the documents that take it back goes out, so that nobody sends more of it."""
-    head = session.head(rollout)
-    if head is not None and head.state != "undone":
-        _put_state(context, session, head, "undone")
+def _tell_what_stays(teller, left, kept):
+    for name, why_not in left.items():
+        teller.say(f"  {name}  {why_not}: it is left alone", event="left", device=name, why=why_not)
+    for name, what in kept.items():
+        teller.say(f"  {name}  what it had before is silent on {', '.join(what)}: that stays",
+                   event="kept", device=name, kept=what)
 
 
 def _stop(context, session, teller):
     head = _named(session, context.arguments.stop, ("running",))
-    _put_state(context, session, head, "stopped")
+    put_state(session, head.rollout, "stopped", context.signer)
     teller.say(f"{head.rollout} is stopped", event="stopped", rollout=head.rollout)
     return DONE
 

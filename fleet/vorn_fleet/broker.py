@@ -88,6 +88,7 @@ class Connection:
         self._filters = []
         self._is_open = False
         self.is_connected = False
+        self.clock = time.monotonic
 
     def open(self):
         properties = Properties(PacketTypes.CONNECT)

@@ -11,7 +11,7 @@ from .planning import wishes_of
 from .problem import DONE, FAILED, NOT_THERE, Misused, NotThere, Problem
 from .reports import read_event
 from .request import ask
-from .selectors import select
+from .selectors import read_conditions
 from .text import printable
 
 
@@ -172,9 +172,10 @@ def _is_fine(device):
 def watch(context):
     """Until somebody interrupts it, or for a while."""
     arguments = context.arguments
+    conditions = read_conditions(arguments.selector)
 
     def tell(device, text, /, **thing):
-        if not any(each is device for each in select(arguments.selector, list(session.mirror.devices.values()))):
+        if not all(each.holds(device) for each in conditions):
             return
         if arguments.json:
             json_line({"time": int(time.time()), "device": device.name, **thing})

@@ -39,7 +39,7 @@ def _common():
 
 def _add_selector(parser):
     parser.add_argument("selector", nargs="*", metavar="SELECTOR",
-                        help="NAME, LABEL=PATTERN or LABEL!=PATTERN; all of them have to hold")
+                        help="NAMEs, one of which has to fit; LABEL=PATTERN and LABEL!=PATTERN, which all have to")
 
 
 def _add_apply(add):

@@ -1,13 +1,13 @@
 # SPDX-License-Identifier: MIT
 """What is printed: tables and sentences for people, one JSON value a line for scripts."""
 import json
+import shutil
 import sys
 from collections import Counter
 
 from .text import counted, printable, told_seconds
 from .waves import Standing
 
-_WIDTH = 100
 _MOST_NAMED = 10
 
 
@@ -124,7 +124,8 @@ class Teller:
             self.say(f"  {name}  {words}", event="device", device=name, standing=standing.value, why=why)
         counts = Counter(standing.value for standing, _ in course.standings.values())
         self._line = (f"wave {head.wave} of {len(head.waves)}, {len(course.standings)} of "
-                      f"{counted(sum(head.waves), 'device')}: " + ", ".join(f"{number} {word}" for word, number in sorted(counts.items())))
+                      f"{counted(sum(head.waves), 'device')}: " +
+                      ", ".join(f"{number} {word}" for word, number in sorted(counts.items())))
         self._erase()
         self._draw()
 
@@ -137,7 +138,7 @@ class Teller:
         self._line = ""
         reasons = [f"  {printable(name)}  {printable(standing)}" + (f": {printable(why)}" if why else "")
                    for name, standing, why in head.reasons]
-        text = {"done": f"done: {counted(sum(head.waves), 'device')}",
+        text = {"done": "done: " + counted(sum(head.waves), "device"),
                 "stopped": f"stopped in wave {head.wave} of {len(head.waves)}"}.get(head.state, head.state)
         if absent:
             text += f"; away, the broker keeps theirs: {self.names(absent)}"
@@ -151,9 +152,12 @@ class Teller:
 
     def interrupted(self, head):
         self._line = ""
-        self.say(f"interrupted in wave {head.wave} of {len(head.waves)}; to go on: "
-                 f"vorn-fleet apply --resume {head.rollout}",
-                 event="interrupted", rollout=head.rollout, wave=head.wave)
+        if head.state == "preparing":
+            text = f"interrupted before anything was sent; vorn-fleet apply --forget {head.rollout} tidies up"
+        else:
+            text = (f"interrupted in wave {head.wave} of {len(head.waves)}; to go on: "
+                    f"vorn-fleet apply --resume {head.rollout}")
+        self.say(text, event="interrupted", rollout=head.rollout, state=head.state, wave=head.wave)
 
     @staticmethod
     def names(names):
@@ -169,16 +173,16 @@ class Teller:
 
     def _draw(self):
         if self._is_live:
-            self._stream.write(self._line[:_WIDTH])
+            self._stream.write(self._line[:shutil.get_terminal_size().columns - 1])
             self._stream.flush()
 
 
 def plan_words(plan):
     """What a rollout is going to do, for people."""
     head = plan.head
-    lines = [f"rollout {head.rollout}: {counted(sum(head.waves), 'device')} in {counted(len(head.waves), 'wave')}, each healthy for "
-             f"{told_seconds(head.healthy_for)} within {told_seconds(head.within)}, stopped at more than "
-             f"{head.stop_at} failed"]
+    lines = [f"rollout {head.rollout}: {counted(sum(head.waves), 'device')} in "
+             f"{counted(len(head.waves), 'wave')}, each healthy for {told_seconds(head.healthy_for)} within "
+             f"{told_seconds(head.within)}, stopped at more than {head.stop_at} failed"]
     for number in range(1, len(head.waves) + 1):
         names = [each.device for each in plan.of_wave(number)]
         lines.append(f"  wave {number}: {Teller.names(names)}")

@@ -9,12 +9,13 @@ from .problem import Misused, NotThere, Problem
 from .rollout import Head, Member, Plan, cut_into_waves
 from .templates import Template
 from .text import printable
+from .waves import Standing, judge
 
 SLACK = 300  # seconds that a wave has besides its trial and the time in which it is to be healthy
 
 
-def new_id(now=time.time):
-    return time.strftime("%Y%m%d-%H%M%S-", time.gmtime(now())) + os.urandom(2).hex()
+def new_id(started):
+    return time.strftime("%Y%m%d-%H%M%S-", time.gmtime(started)) + os.urandom(2).hex()
 
 
 def wishes_of(change, devices, folder, overrides):
@@ -35,7 +36,8 @@ def wishes_of(change, devices, folder, overrides):
 def says_the_same(wish, device):
     """Another document would change nothing."""
     desired = device.desired
-    if desired is None or desired.fault or not device.report or device.report.generation != desired.generation:
+    if (desired is None or desired.fault or not device.report or device.report.difference_count or
+            device.report.generation != desired.generation):
         return False
     ours, theirs = dict(wish), desired.wish
     for each in (ours, theirs):
@@ -82,7 +84,8 @@ def plan_of(members, mirror, how):
     within = how["within"] or how["healthy_for"] + trial + SLACK
     if within < how["healthy_for"]:
         raise Misused("--within is shorter than --healthy-for")
-    head = Head(new_id(), how["tenant"], how["by"], how["why"], int(time.time()),
+    started = int(time.time())
+    head = Head(new_id(started), how["tenant"], how["by"], how["why"], started,
                 tuple(len(each) for each in waves), how["healthy_for"], within, how["stop_at"],
                 undoes=how["undoes"])
     return Plan(head, placed)
@@ -92,8 +95,10 @@ def wishes_before(plan, mirror, keys, overrides):
     """What the devices of a rollout had before it, and who can't be given it, with why."""
     wishes, left = {}, {}
     for member in plan.sent():
-        desired = mirror.device(member.device).desired
-        if desired is None or desired.digest != member.digest:
+        standing, _ = judge(member, mirror.device(member.device))
+        if standing is Standing.UNSENT:
+            continue
+        if standing is Standing.OVERTAKEN:
             left[member.device] = "has another document by now"
             continue
         before = documents.read(member.before, plan.head.tenant, member.device, keys) if member.before else None
@@ -102,7 +107,8 @@ def wishes_before(plan, mirror, keys, overrides):
         elif before.fault:
             left[member.device] = f"had one that is {before.fault}"
         else:
-            wishes[member.device] = {**before.wish, **overrides}
+            wish = {name: value for name, value in before.wish.items() if name not in ("not-before", "not-after")}
+            wishes[member.device] = {**documents.check_wish(wish), **overrides}
     return wishes, left
 
 

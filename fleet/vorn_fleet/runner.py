@@ -6,8 +6,6 @@ interrupted anywhere leaves what somebody else goes on from.
     running:   `wave` of the head goes up before the documents of that wave go out
     stopped, done, undone: nothing more is sent
 """
-import time
-
 from . import documents
 from .problem import Problem
 from .rollout import head_payload, member_payload
@@ -16,15 +14,27 @@ from .waves import Course, Standing, Step
 _LONGEST_PAUSE = 1.0  # well below LONGEST_GAP of waves
 
 
+def complaint(session):
+    return f"the broker does not retain a rollout: may this user write below {session.topics.rollouts}?"
+
+
+def put_state(session, rollout, state, signer):
+    """Of a rollout that somebody else may be running. One that was forgotten has no state."""
+    head = session.head(rollout)
+    if head is not None and head.state != state:
+        session.put([(session.topics.rollout(rollout), head_payload(head.now(state=state), signer))],
+                    complaint(session))
+
+
 class Runner:
     """One that runs a plan. There may be others: what they do is the same, so it does no harm."""
 
-    def __init__(self, session, plan, signer, teller, clock=time.monotonic):
+    def __init__(self, session, plan, signer, teller):
         self._session = session
         self._plan = plan
         self._signer = signer
         self._teller = teller
-        self._clock = clock
+        self._clock = session.clock
         self._course = None
         self._seen = None
 
@@ -39,11 +49,13 @@ class Runner:
         self._session.follow(head.rollout)
         self._session.put([(topics.rollout(head.rollout, name),
                             member_payload(each, head.tenant, head.rollout, self._signer))
-                           for name, each in self._plan.members.items()], self._complaint())
+                           for name, each in self._plan.members.items()], complaint(self._session))
 
     def run(self):
         """Until it is done or stopped. Answers what failed."""
         self._put_head(state="running", reasons=())
+        if self.head.undoes:
+            put_state(self._session, self.head.undoes, "undone", self._signer)
         self._course = Course(self._plan, self._clock())
         while True:
             if not self._session.is_connected:
@@ -84,11 +96,7 @@ class Runner:
     def _put_head(self, **changes):
         self._plan.head = self.head.now(**changes)
         self._session.put([(self._session.topics.rollout(self.head.rollout),
-                            head_payload(self.head, self._signer))], self._complaint())
-
-    def _complaint(self):
-        return ("the broker does not retain a rollout: may this user write below "
-                f"{self._session.topics.rollouts}?")
+                            head_payload(self.head, self._signer))], complaint(self._session))
 
     def _is_taken_over(self):
         """Somebody else has stopped it, or is ahead."""

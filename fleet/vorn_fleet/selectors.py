@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Which devices: `ap-*` by their names, `site=north,south`, `role!=ap` by what is known of them. All that
-is said has to hold."""
+"""Which devices: `ap-1 ap-2 sw-*` by their names, one of which has to fit; `site=north,south`, `role!=ap` by what
+is known of them, all of which has to hold."""
 import fnmatch
 from dataclasses import dataclass
 
@@ -27,9 +27,7 @@ class Condition:
 
     @classmethod
     def read(cls, word):
-        key, equals, pattern = word.partition("=")
-        if not equals:
-            return cls("id", (word,), False)
+        key, _, pattern = word.partition("=")
         is_denied = key.endswith("!")
         key = key.removesuffix("!")
         if not key or not pattern:
@@ -42,10 +40,17 @@ class Condition:
         return is_like != self.is_denied
 
 
+def read_conditions(words):
+    """All of them have to hold; the names are one."""
+    names = tuple(each for each in words if "=" not in each)
+    return ([Condition("id", names, False)] if names else []) + [
+        Condition.read(each) for each in words if "=" in each]
+
+
 def select(words, devices):
-    """The devices, sorted, for which all of these words hold. A key that no device has, or a plain
+    """The devices, sorted, that are selected. A key that no device has, or a plain
     name that none has, is more likely a slip than a wish."""
-    conditions = [Condition.read(word) for word in words]
+    conditions = read_conditions(words)
     known = {key for device in devices for key in device.labels} | set(OWN_KEYS)
     for each in conditions:
         if each.key not in known:

@@ -4,8 +4,6 @@
 MQTT does not say when all was told that is retained. A message of our own, sent after the subscription, comes
 back behind it at most brokers; a while of silence after it makes sure at the others.
 """
-import time
-
 from . import rollout as rollouts
 from .mirror import Mirror
 from .problem import NoBroker, NotThere, Problem
@@ -20,7 +18,7 @@ _AT_ONCE = 100  # a broker holds back no more than some hundreds of messages for
 class Session:
     """An open connection, and what came over it."""
 
-    def __init__(self, connection, topics, keys, clock=time.monotonic):
+    def __init__(self, connection, topics, keys):
         self.connection = connection
         self.topics = topics
         self.keys = keys
@@ -29,7 +27,7 @@ class Session:
         self.members = {}  # payloads by rollouts and devices
         self.on_event = lambda device, payload: None
         self.on_news = lambda device, leaf: None
-        self._clock = clock
+        self.clock = connection.clock
         self._fences = 0
         self._passed = 0
         self._awaited = set()
@@ -80,11 +78,11 @@ class Session:
             self._await_echoes(complaint)
 
     def _await_echoes(self, complaint):
-        end = self._clock() + _PATIENCE
+        end = self.clock() + _PATIENCE
         while self._awaited:
             if not self.is_connected:
-                end = self._clock() + _PATIENCE
-            elif self._clock() > end:
+                end = self.clock() + _PATIENCE
+            elif self.clock() > end:
                 raise NoBroker(complaint)
             self.pump(0.2)
 
@@ -136,14 +134,14 @@ class Session:
         self.connection.subscribe(filters)
         self._fences += 1
         self.connection.publish(self.topics.fence(self.connection.name), b"")
-        end = self._clock() + _PATIENCE
-        while self._clock() < end:
+        end = self.clock() + _PATIENCE
+        while self.clock() < end:
             message = self.connection.take(_SILENCE)
             if message is not None:
                 self.hear(message)
             elif not self.connection.is_connected:
                 raise NoBroker("the broker has ended the connection")
-            elif self._passed >= self._fences or self._clock() > end - _PATIENCE + 10 * _SILENCE:
+            elif self._passed >= self._fences or self.clock() > end - _PATIENCE + 10 * _SILENCE:
                 self._passed = self._fences
                 return
         raise NoBroker(f"the broker has not told all that it retains within {_PATIENCE:.0f} seconds")

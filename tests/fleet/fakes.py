@@ -77,13 +77,17 @@ class Connection:
     def __init__(self, broker, name="operator"):
         self.name = name
         self.is_connected = True
+        self.clock = lambda: broker.now
         self._broker = broker
         self._filters = []
         self._events = collections.deque()
         self.kill_at = None  # so many publications from now on
         broker.clients.append(self)
 
-    def end(self):
+    def open(self):
+        pass
+
+    def close(self):
         self._broker.clients.remove(self)
 
     def subscribe(self, filters):
@@ -114,7 +118,7 @@ class Connection:
 
 
 def session_of(broker, keys=KEYS, name="operator"):
-    session = Session(Connection(broker, name), TOPICS, keys, clock=lambda: broker.now)
+    session = Session(Connection(broker, name), TOPICS, keys)
     session.learn()
     return session
 

@@ -135,7 +135,8 @@ class ASelector(unittest.TestCase):
                              (("site=north", "role=ap"), ["ap1"]), (("site=n*",), ["ap1", "sw1"]),
                              (("site=north,south", "role!=ap"), ["sw1"]), (("id=ap1,sw1",), ["ap1", "sw1"]),
                              (("online=yes",), ["ap2"]), (("online!=yes", "role=ap"), ["ap1"]),
-                             (("site=nowhere",), [])):
+                             (("site=nowhere",), []), (("ap1", "sw*"), ["ap1", "sw1"]),
+                             (("ap1", "sw*", "role=ap"), ["ap1"])):
             self.assertEqual(self.names(*words), names, words)
 
     def test_is_refused_where_it_is_a_slip(self):

@@ -46,17 +46,17 @@ def plan_for(session, names, waves="1,50%,100%", stop_at="0", healthy_for=HEALTH
         "is_first": lambda name: False, "undoes": undoes})
 
 
-def runner_of(broker, session, plan, signer=SIGNER):
-    return Runner(session, plan, signer, Silent(), clock=lambda: broker.now)
+def runner_of(session, plan, signer=SIGNER):
+    return Runner(session, plan, signer, Silent())
 
 
 def run(broker, **how):
     """A rollout to all devices of a broker: its head at the end."""
     session = session_of(broker)
-    runner = runner_of(broker, session, plan_for(session, list(broker.devices), **how))
+    runner = runner_of(session, plan_for(session, list(broker.devices), **how))
     runner.prepare()
     runner.run()
-    session.connection.end()
+    session.connection.close()
     return runner.head
 
 
@@ -64,9 +64,9 @@ def resume(broker, signer=OTHER, keys=BOTH):
     """Somebody else, who has no folder, with a key of his own."""
     session = session_of(broker, keys, "somebody-else")
     [name] = [name for name in session.heads if session.head(name).state in ("running", "stopped")]
-    runner = runner_of(broker, session, session.learn_members(name), signer)
+    runner = runner_of(session, session.learn_members(name), signer)
     runner.run()
-    session.connection.end()
+    session.connection.close()
     return runner.head
 
 

@@ -78,7 +78,7 @@ class Interrupted(unittest.TestCase):
         for step in range(steps + 1):
             broker = self.fleet()
             session = session_of(broker)
-            runner = runner_of(broker, session, plan_for(session, list(broker.devices)))
+            runner = runner_of(session, plan_for(session, list(broker.devices)))
             session.connection.kill_at = step
             try:
                 runner.prepare()
@@ -86,7 +86,7 @@ class Interrupted(unittest.TestCase):
                 killed = False
             except Killed:
                 killed = True
-            session.connection.end()
+            session.connection.close()
             states = [session_of(broker).head(name).state for name in session_of(broker).heads]
             if killed and states in ([], ["preparing"]):
                 kinds.add("not begun")
@@ -119,7 +119,7 @@ class Interrupted(unittest.TestCase):
     def test_two_at_once_do_what_one_does(self):
         broker = self.fleet()
         session = session_of(broker, BOTH)
-        runner = runner_of(broker, session, plan_for(session, list(broker.devices)))
+        runner = runner_of(session, plan_for(session, list(broker.devices)))
         runner.prepare()
         broker.at(1030, lambda: self.assertEqual(resume(broker).state, "done"))
         runner.run()
@@ -130,7 +130,7 @@ class Interrupted(unittest.TestCase):
         broker = self.fleet()
         session = session_of(broker)
         plan = plan_for(session, list(broker.devices))
-        runner = runner_of(broker, session, plan)
+        runner = runner_of(session, plan)
         runner.prepare()
 
         def stop():
@@ -145,7 +145,7 @@ class Interrupted(unittest.TestCase):
     def test_a_rollout_that_somebody_else_made_up_is_not_taken_up(self):
         broker = self.fleet()
         session = session_of(broker)
-        runner = runner_of(broker, session, plan_for(session, ["ap0"], waves="100%"))
+        runner = runner_of(session, plan_for(session, ["ap0"], waves="100%"))
         runner.prepare()
         name = runner.head.rollout
         topic = TOPICS.rollout(name, "ap0")
@@ -175,7 +175,7 @@ class TakingBack(unittest.TestCase):
             plan = planning.plan_of(members, session.mirror, {
                 "tenant": "acme", "by": "ben", "why": "back", "waves": rollout.read_waves("100%"), "healthy_for": 5,
                 "within": 0, "stop_at": Amount.read("0"), "is_first": lambda name: False, "undoes": name})
-            runner = runner_of(broker, session, plan)
+            runner = runner_of(session, plan)
             runner.prepare()
             runner.run()
         return set(wishes), left

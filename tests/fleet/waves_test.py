@@ -97,7 +97,7 @@ class AWave(unittest.TestCase):
         [first] = plan.of_wave(1)
         for member in plan.of_wave(2):
             broker.at(1030, broker_goes(broker, member.device))
-        runner = runner_of(broker, session, plan)
+        runner = runner_of(session, plan)
         runner.prepare()
         runner.run()
         self.assertEqual((runner.head.state, runner.head.wave), ("stopped", 1))
@@ -113,7 +113,7 @@ class AWave(unittest.TestCase):
         victim = plan.of_wave(2)[0].device
         later = documents.sign(documents.make("acme", victim, 9, wish_of("3")), SIGNER)
         broker.at(1010, lambda: broker.publish(TOPICS.of(victim, "desired"), later, True))
-        runner = runner_of(broker, session, plan)
+        runner = runner_of(session, plan)
         runner.prepare()
         runner.run()
         self.assertEqual((runner.head.state, reasons(runner.head)), ("stopped", {victim: "overtaken"}))
@@ -132,7 +132,7 @@ class AWave(unittest.TestCase):
         Device(broker, "ap0")
         Device(broker, "ap1")
         session = session_of(broker)
-        runner = runner_of(broker, session, plan_for(session, ["ap0", "ap1"], waves="1,100%"))
+        runner = runner_of(session, plan_for(session, ["ap0", "ap1"], waves="1,100%"))
         broker.at(1020, lambda: setattr(session.connection, "is_connected", False))
         broker.at(1500, lambda: setattr(session.connection, "is_connected", True))
         runner.prepare()
@@ -204,7 +204,7 @@ class AnyFleet(unittest.TestCase):
         stop_at = chance.choice(("0", "2%", "10%", "1"))
         session = session_of(broker)
         plan = plan_for(session, list(broker.devices), stop_at=stop_at, waves=chance.choice(("1,10%,100%", "50%,100%")))
-        runner = runner_of(broker, session, plan)
+        runner = runner_of(session, plan)
         wave_of = {name: each.wave for name, each in plan.members.items()}
         begun = {}
 
