@@ -358,6 +358,9 @@ test('what the device says of itself is marked as English on a German page', () 
     assert.equal(await language('Mode'), 'en');
     assert.equal(await language('Which band, and how.'), 'en');
     assert.equal(await language(/^Abmelden/), 'de');
+    await go(page, '#/add/bridge');
+    assert.equal(await language('Hinzufügen:'), 'de');
+    assert.equal(await page.locator('h1 [lang="en"]').textContent(), 'Bridge');
     await page.context().close();
   }));
 
