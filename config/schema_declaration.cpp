@@ -169,7 +169,7 @@ bool find_instruction(Rest &rest, Rest &data)
         data = {rest.at + 2, rest.end};
         if (!rest.pass_behind(is_comment ? "-->" : "?>")) return false;
         data.end = rest.at - 2;
-        if (is_comment || !data.begins_with(schema_instruction)) continue;
+        if (!data.begins_with(schema_instruction)) continue;
         data.at += sizeof schema_instruction - 1;
         if (data.at == data.end || std::strchr(blanks, *data.at)) return true;
     }

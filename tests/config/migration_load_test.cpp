@@ -53,12 +53,13 @@ constexpr char declaration[] = "<?xml version=\"1.0\"?>\n";
 
 TEST_F(MigrationOfALoad, TakesTheStepsAndSaysSo)
 {
-    schemas.declare(
-        "radio", 2,
-        {VORN_RENAME_CLASS(1, "Wlan", "Radio"), VORN_DROP_PROPERTY(2, "Radio", "turbo")});
+    schemas.declare("radio", 2,
+                    {VORN_RENAME_CLASS(1, "Wlan", "Radio"), VORN_DROP_CLASS(1, "Old"),
+                     VORN_DROP_PROPERTY(2, "Radio", "turbo")});
     read("<Wlan name=\"a\"><turbo>1</turbo><channel>6</channel></Wlan>"
-         "<Wlan name=\"b\"><turbo>1</turbo></Wlan>");
-    EXPECT_EQ(log.text(), "vorn: Schema \"radio\", version 2: dropped 2 of \"Radio\": turbo.\n"
+         "<Old/><Wlan name=\"b\"><turbo>1</turbo></Wlan><Old/><Old/>");
+    EXPECT_EQ(log.text(), "vorn: Schema \"radio\", version 1: dropped 3 of \"Old\".\n"
+                          "vorn: Schema \"radio\", version 2: dropped 2 of \"Radio\": turbo.\n"
                           "vorn: Schema \"radio\": migrated from version 0 to 2.\n");
     EXPECT_EQ(saved_file(), declaration + std::string("<?vorn-schema radio=\"2\"?>\n<config>\n"
                                                       "  <Radio name=\"a\">\n"

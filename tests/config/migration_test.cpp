@@ -193,6 +193,13 @@ TEST_F(MigrationTest, MovesAPropertyToTheOnlyInstanceOfASingleton)
     EXPECT_EQ(losses, "Board: country: no instance of \"Radio\" belongs to it\n");
 }
 
+TEST_F(MigrationTest, MovesAPropertyToTheOneWithoutAName)
+{
+    schemas.declare("radio", 1, {VORN_MOVE_PROPERTY(1, "Old", "p", "New", nullptr)});
+    EXPECT_EQ(there("<Old><p>1</p></Old><New name=\"x\"/><New/><New name=\"y\"/>"),
+              "<Old/><New name=\"x\"/><New><p>1</p></New><New name=\"y\"/>");
+}
+
 TEST_F(MigrationTest, KnowsASingletonThatHasAnotherNameByNow)
 {
     schemas.declare("radio", 2,
@@ -341,6 +348,18 @@ TEST_F(MigrationTest, MapsAValueAtMostOnceInAVersion)
     expect_there_and_back(old, now);
 }
 
+TEST_F(MigrationTest, MapsAValueAgainInTheNextVersion)
+{
+    schemas.declare("radio", 2,
+                    {VORN_MAP_VALUE(1, "Radio", "mode", "a", "b"),
+                     VORN_MAP_VALUE(2, "Radio", "mode", "b", "c")});
+    const std::string old = in("<Radio name=\"a\"><mode>a</mode></Radio>");
+    EXPECT_EQ(body_of(migrate(old)), "<Radio name=\"a\"><mode>c</mode></Radio>");
+    EXPECT_EQ(migrate(migrate(old, "radio=1")), migrate(old));
+    EXPECT_EQ(migrate(migrate(old), "radio=0"), migrate(old, "radio=0"));
+    EXPECT_EQ(losses, "");
+}
+
 TEST_F(MigrationTest, NamesValuesThatCannotBeToldApart)
 {
     schemas.declare("radio", 1,
@@ -378,6 +397,8 @@ TEST_F(MigrationTest, DropsOnPurposeAndSaysSo)
               "<Radio name=\"a\"><mode>g</mode></Radio>");
     EXPECT_EQ(losses, "Radio \"a\": turbo: it is dropped in version 1\n"
                       "Old \"a\": it is dropped in version 1\nOld: it is dropped in version 1\n");
+    const std::string later = "<Radio name=\"a\"><turbo>1</turbo></Radio><Old name=\"a\"/>";
+    EXPECT_EQ(back(later), later) << "it was not there to be dropped";
 }
 
 TEST_F(MigrationTest, TakesTheStepsOfEachVersionInTheirOrder)
