@@ -164,10 +164,11 @@ TEST_F(Becoming, LeavesAloneWhatIsNotSaved)
     put("Station", "s", {{"signal", "3"}});
     put("Lease", "l");
 
-    ASSERT_EQ(become_in_transaction("<Board><label>y</label></Board>"), 0);
+    ASSERT_EQ(become_in_transaction("<Board><label>y</label></Board><Lease name=\"m\"/>"), 0);
 
     const vorn_instance *board = vorn_instances_get_singleton(copy.get(), "Board");
     EXPECT_STREQ(vorn_instance_get_value(board, "uptime"), "7");
+    EXPECT_EQ(vorn_instances_get(copy.get(), "Lease", "m"), nullptr);
     EXPECT_EQ(told(), "changed Board label=y, deleted");
 }
 

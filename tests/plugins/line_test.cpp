@@ -51,6 +51,8 @@ TEST(LogLines, CannotBeForgedByAValue)
     EXPECT_EQ(read_back(line_of("\xe2\x80\xa8 \xc2\x85 \xe2\x82\xac \xff \xc3")),
               "? ? \xe2\x82\xac ? ?")
         << "characters that end lines, and what is no character";
+    EXPECT_EQ(read_back(line_of("\xe2\x80\xa9 \xc2\x9f \xc2\xa0 \xc0\x8a \xe2\x80\xaa")),
+              "? ? \xc2\xa0 ?? \xe2\x80\xaa");
 }
 
 TEST(LogLines, StayWhatTheyAreWithAnyValue)

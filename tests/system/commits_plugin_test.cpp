@@ -35,6 +35,24 @@ TEST_F(ToldCommits, BeginWithTheBoot)
     EXPECT_THAT(vornctl("show commit 0"),
                 AllOf(ContainsRegex("time +20[0-9]+-[0-9]+-[0-9]+T[0-9:]+Z\n"),
                       HasSubstr("\n  changed    4\n  deleted    0\n")));
+    EXPECT_EQ(vornctl("show commit 0 process -q"), "\n[0]\n") << "the daemon did it by itself";
+}
+
+TEST_F(ToldCommits, AreTheLastSixtyFourOfEachKind)
+{
+    shell("for i in $(seq 66); do vornctl set Radio r0 channel=$((i % 2 + 1));"
+          " vornctl add Radio r0; done 2>/dev/null");
+
+    EXPECT_EQ(
+        count(lsql("<lsql><select><commit><time/></commit></select></lsql>"), "<commit name="), 64);
+    EXPECT_THAT(vornctl("show commit 2"), HasSubstr("[5]\n"));
+    EXPECT_THAT(vornctl("show commit 3"), HasSubstr("[0]\n"));
+    EXPECT_EQ(
+        count(lsql("<lsql><select><refusal><time/></refusal></select></lsql>"), "<refusal name="),
+        64);
+    EXPECT_THAT(vornctl("show refusal 2"), HasSubstr("[5]\n"));
+    EXPECT_THAT(vornctl("show refusal 3"), HasSubstr("[0]\n"));
+    EXPECT_THAT(vornctl("show refusal 66"), HasSubstr("[0]\n"));
 }
 
 TEST_F(ToldCommits, SayWhatChangedAndWhoWasBusy)
@@ -156,6 +174,12 @@ TEST_F(ToldCommits, AreLinesOfTheLog)
                               "pid=\"[0-9]+\" program=\"vornctl\" origin=\"a.\"b\" result=\"done\" "
                               "changes=\"set Radio r0 channel=11\" failures=\"\" "
                               "providers=\"([a-z]+ 1 [0-9]+, )*board 1 [0-9]+(, [^\"]*)?\".$"));
+
+    shut_down();
+    boot({"-f", "-n"});
+    vornctl("set Radio r0 channel=1");
+    EXPECT_EQ(recv(log.get(), line, sizeof line, 0), -1)
+        << "nothing is done, and nothing said of it";
 }
 
 } // namespace

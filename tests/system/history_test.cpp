@@ -306,6 +306,20 @@ TEST_F(History, TellsTheDocumentOnlyToWhoNamesIt)
                 Not(HasSubstr("&lt;channel")));
 }
 
+/* It may be a secret of a plugin that is away. */
+TEST_F(History, HidesWhatNobodyKnows)
+{
+    shut_down();
+    write_file(startup, "<config><Radio name=\"r0\"><channel>6</channel><pin>1234</pin></Radio>"
+                        "<Toaster name=\"t\"><pin>5678</pin></Toaster></config>");
+    boot();
+    vornctl("set Radio r0 channel=11");
+
+    EXPECT_THAT(vornctl("show generation 2 document -q"),
+                AllOf(HasSubstr("<channel>11</channel>"), HasSubstr("<pin>********</pin>"),
+                      HasSubstr("Toaster"), Not(HasSubstr("1234")), Not(HasSubstr("5678"))));
+}
+
 /* Neither what is proven meanwhile nor what is not to be kept any longer. */
 TEST_F(History, LeavesTheDiskAloneWhileSomethingIsOnTrial)
 {

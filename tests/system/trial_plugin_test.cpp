@@ -290,6 +290,18 @@ TEST_F(Trials, TakeInFurtherChangesAndMoreTimeFromTheirHolder)
     word("revert", id);
     EXPECT_EQ(channels(), "1 6 ");
     EXPECT_EQ(read_file(startup), old_configuration);
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>none</result>")) << "as before the first";
+}
+
+TEST_F(Trials, LeaveWordOfTheLastSaveWhenThereWasNothingToSave)
+{
+    boot();
+    lsql(transaction(channel("b", "3")));
+    lsql(transaction(trial("<seconds>600</seconds>")));
+
+    word("revert", told("id"));
+
+    EXPECT_THAT(lsql(select_save), HasSubstr("<result>saved</result>"));
 }
 
 TEST_F(Trials, StayPendingWhenTheyCantBeSaved)
