@@ -331,6 +331,46 @@ TEST_F(Agents, TakeTheLastAfterAMonthAway)
     EXPECT_EQ(rig.applications, (std::vector<std::int64_t>{1, 77}));
 }
 
+TEST_F(Agents, TellFiftyDifferencesAndHowManyThereAre)
+{
+    rig.begin();
+    rig.put_in_force(Wish(1));
+    for (int i = 0; i < 60; i++)
+        rig.device.differences.push_back({"radio", std::to_string(i), "x", "1", "2"});
+    rig.tell_change();
+
+    const std::string &payload = rig.publications.back().payload;
+    std::size_t told = 0;
+    for (std::size_t at = 0; (at = payload.find("{\"class\"", at)) != std::string::npos; at++)
+        told++;
+    EXPECT_EQ(told, 50U);
+    EXPECT_EQ(rig.told("difference-count"), "60");
+}
+
+TEST_F(Agents, TellDetailsUpToABoundAndWholeCharacters)
+{
+    rig.answer_to_apply = {vorn::fleet::Reason::rejected, std::string(399, 'x') + "\xc3\xa9"};
+    rig.begin();
+    rig.deliver(Wish(1));
+    rig.pass(2000);
+
+    EXPECT_EQ(rig.told("detail"), std::string(399, 'x'));
+}
+
+TEST_F(Agents, KnowNoHashesAfterAStartUntilTheDocumentHasComeAgain)
+{
+    rig.begin();
+    rig.put_in_force(Wish(1));
+    rig.device.hash = "abc";
+
+    rig.begin_anew();
+    EXPECT_EQ(rig.told("hash"), "");
+
+    rig.deliver(Wish(1));
+    rig.pass(2000);
+    EXPECT_EQ(rig.told("hash"), "abc");
+}
+
 TEST_F(Agents, FitIntoEightKibibytes)
 {
     EXPECT_LE(sizeof(vorn::fleet::Agent), 2048U);

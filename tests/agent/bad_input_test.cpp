@@ -51,6 +51,33 @@ TEST_F(HostileBrokers, BringNothingBack)
     expect_refused(rig.signer.sign(Wish(4).text()), "older");
 }
 
+/* What stands first on the page decides, whatever else there is against a document. */
+TEST_F(HostileBrokers, HearTheFirstReasonOfSeveral)
+{
+    const std::string no_hash = '"' + std::string(64, '0') + '"';
+    rig.device.schema = "0123456789abcdef";
+    rig.device.trial = vorn::fleet::View::Trial::others;
+    rig.tell_change();
+    Wish wish(6);
+    wish.set("not-after", "1").set("schema", R"("fedcba9876543210")").set("generation", "4");
+    wish.set("hash", no_hash).set("device", R"("ap2")").set("trial", "1");
+
+    expect_refused(rig.signer.sign(wish.text()), "malformed");
+    expect_refused(rig.signer.sign(wish.set("trial", "60").text()), "other-device");
+    expect_refused(rig.signer.sign(wish.set("device", R"("ap1")").text()), "damaged");
+    const Wish right(4);
+    const std::string text = right.text();
+    const std::size_t hash = text.find(R"("hash":)") + 7;
+    wish.set("hash", text.substr(hash, 66));
+    expect_refused(rig.signer.sign(wish.text()), "older");
+    expect_refused(rig.signer.sign(wish.set("generation", "5").text()), "reused");
+    expect_refused(rig.signer.sign(wish.set("generation", "6").text()), "schema");
+    expect_refused(rig.signer.sign(wish.set("schema", "").text()), "expired");
+    rig.deliver(rig.signer.sign(wish.set("not-after", "").text()));
+    rig.pass(2000);
+    EXPECT_EQ(rig.outcome(), "waiting busy 5");
+}
+
 TEST_F(HostileBrokers, SendNothingTooLarge)
 {
     expect_refused(std::string(300000, 'x'), "too-large");

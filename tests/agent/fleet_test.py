@@ -111,6 +111,13 @@ class ADeviceOfAFleet(unittest.TestCase):
         self.assertNotEqual(report["hash"], report["desired-hash"])
         board.vornctl("set", "system", "location=cellar")
 
+    def test_puts_back_what_others_change_where_the_document_says_so(self):
+        apply(system(location="mine"), local="overwrite")
+        board.vornctl("set", "system", "location=yours")
+        board.await_that(lambda: "mine" in show("system", "location"), "it back")
+        BROKER.await_report(state="applied", generation=GENERATION, trial="none",
+                            **{"difference-count": 0})
+
     def test_keeps_others_from_changing_what_it_guards(self):
         apply(system(location="here"), local="refuse")
         refusal = board.vornctl("set", "system", "location=there", status=1)
