@@ -222,7 +222,8 @@ class ADevice(unittest.TestCase):
         GATE.cut()
         next(again, None)
         street.await_that(lambda: len(OPERATOR.of("online")) > before, "it online", 10)
-        self.assertNotIn(b"false", [m.payload for m in OPERATOR.of("online")][-1])
+        told = {message.payload for message in OPERATOR.of("online")[before:]}
+        self.assertEqual(told, {b'{"version":1,"online":true}'})
         apply()
 
     def test_takes_up_what_was_desired_meanwhile(self):
