@@ -107,9 +107,9 @@ std::string Conductor::document(const std::string &name) const
     std::string configuration = R"("system":{"some":[{"values":{"contact":")" + number +
                                 R"(","location":")" + text + R"("}}]})";
     if (options_.number("cut") != 0) {
-        content["route"] = {false, {{"default", {{"gateway", "192.0.2.254"}}}}, {}};
+        content["route"] = {false, {{"default", {{"gateway", "10.9.0.254"}}}}, {}};
         configuration +=
-            R"(,"route":{"some":[{"name":"default","values":{"gateway":"192.0.2.254"}}]})";
+            R"(,"route":{"some":[{"name":"default","values":{"gateway":"10.9.0.254"}}]})";
     }
     return R"({"version":1,"tenant":")" + options_.tenant + R"(","device":")" + name +
            R"(","generation":)" + number + R"(,"by":"conductor","why":"measuring","trial":)" +

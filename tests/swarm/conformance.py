@@ -42,7 +42,7 @@ def wish(generation=None, cut=False, location="roof", **more):
     GENERATION = generation or GENERATION + 1
     configuration = {"system": {"some": [{"values": {"location": location}}]}}
     if cut:
-        configuration["route"] = {"some": [{"name": "default", "values": {"gateway": "192.0.2.254"}}]}
+        configuration["route"] = {"some": [{"name": "default", "values": {"gateway": "10.9.0.254"}}]}
     return {"version": 1, "tenant": "acme", "device": "sim0", "generation": GENERATION, "by": "anna",
             "why": "a test", "trial": 30, "connection": "kept", "hash": board.hash_of(configuration),
             "configuration": configuration, **more}

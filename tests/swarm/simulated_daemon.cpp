@@ -7,7 +7,8 @@ namespace vorn::fleet {
 
 namespace {
 
-constexpr char nowhere[] = "192.0.2.254";
+/* A gateway that no network of the tests has. */
+constexpr char nowhere[] = "10.9.0.254";
 
 bool cuts_off(const Desired *document)
 {

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * Many devices of a fleet in one process: fleet_swarm N BROKER PORT SPEED TENANT [requests]
+ * [key=BASE64]
  *
  * Each is the agent itself with its connection, before a daemon that is simulated. SPEED is how
  * much faster their clocks run than those on the wall. It is told what to do by lines on the
@@ -397,8 +398,12 @@ int main(int count, char *arguments[])
     if (mosquitto_lib_init() != MOSQ_ERR_SUCCESS) return 1;
     Settings shared;
     shared.identity.tenant = words[4];
-    shared.keys = {*vorn::fleet::Key::of(Signer().public_key())};
-    shared.answers_requests = count > 6;
+    std::string key = Signer().public_key();
+    for (std::size_t i = 5; i < words.size(); i++) {
+        shared.answers_requests = shared.answers_requests || words[i] == "requests";
+        if (words[i].starts_with("key=")) key = words[i].substr(4);
+    }
+    shared.keys = {vorn::fleet::Key::of(key).value()};
     Swarm swarm(std::atoi(words[0].c_str()), {words[1], std::atoi(words[2].c_str())},
                 std::atof(words[3].c_str()), shared);
     swarm.run();
