@@ -199,8 +199,11 @@ class Undoing(Desk):
 
     def test_of_one_that_runs_has_it_stopped_first(self):
         self.leave_running("apply", "new.yaml", "*", "--waves", "2,100%")
+        before = len(self.broker.published)
         status, text = self.run_it("apply", "--undo")
         self.assertEqual((status, self.channels()), (0, ["10", "11", "12", "13", "14"]), text)
+        heads = [payload for _, topic, payload in self.broker.published[before:] if topic.startswith(TOPICS.rollouts)]
+        self.assertIn(b'"state":"stopped"', heads[0])
         self.assertEqual(sorted(len(each.heard) for each in self.broker.devices.values()), [1, 1, 1, 1, 3])
 
     def test_can_be_undone(self):

@@ -44,8 +44,11 @@ class Broker:
         self._due = []
         self._order = itertools.count()
         self.on_publish = lambda topic, payload: None
+        self.refuses = lambda topic: False
 
     def publish(self, topic, payload, is_retained):
+        if self.refuses(topic):
+            return
         self.published.append((self.now, topic, payload))
         if is_retained and payload:
             self.retained[topic] = payload
@@ -60,6 +63,16 @@ class Broker:
 
     def at(self, when, action):
         heapq.heappush(self._due, (when, next(self._order), action))
+
+    def sleep(self, seconds):
+        """Nothing happens meanwhile, and nobody looks."""
+        self.now += seconds
+        self._due = [(when + seconds, *rest) for when, *rest in self._due]
+
+    def settle(self):
+        """All that is due happens."""
+        while self._due:
+            self.pass_time(1000)
 
     def pass_time(self, seconds):
         """Up to the first thing that happens, or that long."""
@@ -82,6 +95,7 @@ class Connection:
         self._filters = []
         self._events = collections.deque()
         self.kill_at = None  # so many publications from now on
+        self._held = []
         broker.clients.append(self)
 
     def open(self):
@@ -105,7 +119,16 @@ class Connection:
             self.kill_at -= 1
             if self.kill_at < 0:
                 raise Killed
-        self._broker.publish(topic, payload, is_retained)
+        if self.is_connected:
+            self._broker.publish(topic, payload, is_retained)
+        else:
+            self._held.append((topic, payload, is_retained))
+
+    def go(self, is_connected):
+        """What was published meanwhile is, when it comes back."""
+        self.is_connected = is_connected
+        while is_connected and self._held:
+            self._broker.publish(*self._held.pop(0))
 
     def tell(self, topic, payload):
         if any(matches(each, topic) for each in self._filters):

@@ -91,6 +91,8 @@ class Interrupted(unittest.TestCase):
             if killed and states in ([], ["preparing"]):
                 kinds.add("not begun")
                 self.assertEqual([each.heard for each in broker.devices.values()], [[]] * 7)
+                self.assertEqual(states or [topic for topic in broker.retained if topic.startswith(TOPICS.rollouts)],
+                                 states, "what nobody finds")
                 continue
             kinds.add("taken up" if killed else "whole")
             head = resume(broker) if states == ["running"] else runner.head
@@ -125,6 +127,22 @@ class Interrupted(unittest.TestCase):
         runner.run()
         self.assertEqual(runner.head.state, "done")
         self.assertEqual({each.generation for each in broker.devices.values()}, {1})
+
+    def test_who_sees_somebody_ahead_goes_on_from_there(self):
+        broker = self.fleet()
+        session = session_of(broker)
+        plan = plan_for(session, list(broker.devices))
+        runner = runner_of(session, plan)
+        runner.prepare()
+
+        def go_ahead():
+            head = session_of(broker).head(plan.head.rollout)
+            broker.publish(TOPICS.rollout(head.rollout), rollout.head_payload(head.now(wave=3), SIGNER), True)
+
+        broker.at(1002, go_ahead)
+        runner.run()
+        self.assertEqual(runner.head.state, "done")
+        self.assertLess(max(each.heard[0][0] for each in broker.devices.values()), 1005)
 
     def test_who_is_told_to_stop_sends_nothing_more(self):
         broker = self.fleet()
@@ -186,9 +204,7 @@ class TakingBack(unittest.TestCase):
             Device(broker, f"ap{number}")
             before = documents.make("acme", f"ap{number}", 5, wish_of(str(number), why="before"))
             broker.publish(TOPICS.of(f"ap{number}", "desired"), documents.sign(before, SIGNER), True)
-        broker.now += 100
-        while broker._due:
-            broker.pass_time(10)
+        broker.settle()
         broker.devices["ap2"].ways = ((2, "refused"),)
         head = run(broker, waves="100%")
         self.assertEqual((head.state, reasons(head)), ("stopped", {"ap2": "refused"}))
@@ -218,8 +234,7 @@ class TakingBack(unittest.TestCase):
             Device(broker, f"ap{number}", ((1, "applied"),))
             before = documents.make("acme", f"ap{number}", 1, wish_of("1"))
             broker.publish(TOPICS.of(f"ap{number}", "desired"), documents.sign(before, SIGNER), True)
-        while broker._due:
-            broker.pass_time(10)
+        broker.settle()
         for each in broker.devices.values():
             each.ways = ((2, "reverted"),)
         self.assertEqual(run(broker).state, "stopped")

@@ -6,6 +6,7 @@ import unittest
 from fakes import SIGNER, TOPICS, Broker, Device, session_of
 from operators import (HEALTHY_FOR, broker_goes, plan_for, reasons, run, run_with, runner_of, wish_of)
 from vorn_fleet import documents
+from vorn_fleet.problem import NoBroker
 from vorn_fleet.waves import Standing, judge
 
 
@@ -119,6 +120,42 @@ class AWave(unittest.TestCase):
         self.assertEqual((runner.head.state, reasons(runner.head)), ("stopped", {victim: "overtaken"}))
         self.assertEqual(broker.retained[TOPICS.of(victim, "desired")], later)
 
+    def test_waits_for_a_broker_that_goes_while_it_goes_out(self):
+        broker = Broker()
+        Device(broker, "ap0")
+        session = session_of(broker)
+        runner = runner_of(session, plan_for(session, ["ap0"], waves="100%"))
+        runner.prepare()
+
+        def go(topic, payload):
+            if b'"wave":1,' in payload and topic.startswith(TOPICS.rollouts) and session.connection.is_connected:
+                session.connection.go(False)
+                broker.at(broker.now + 200, lambda: session.connection.go(True))
+
+        broker.on_publish = go
+        runner.run()
+        self.assertEqual(runner.head.state, "done")
+        self.assertGreaterEqual(broker.devices["ap0"].heard[0][0], 1200)
+
+    def test_ends_where_the_broker_takes_nothing(self):
+        broker = Broker()
+        Device(broker, "ap0")
+        for words, refused in (("below v1/acme/~fleet/rollouts/", TOPICS.rollouts), ("write v1/acme/./desired", "ap0/desired")):
+            session = session_of(broker)
+            runner = runner_of(session, plan_for(session, ["ap0"], waves="100%"))
+            broker.refuses = lambda topic, refused=refused: refused in topic
+            with self.assertRaisesRegex(NoBroker, words):
+                runner.prepare()
+                runner.run()
+            broker.refuses = lambda topic: False
+        self.assertEqual(broker.devices["ap0"].heard, [])
+
+    def test_has_its_time_anew_when_nobody_has_looked_for_long(self):
+        broker = Broker()
+        Device(broker, "ap0", ((20, "applied"),))
+        broker.at(1005, lambda: broker.sleep(1000))
+        self.assertEqual(run(broker, healthy_for=10, within=40).state, "done")
+
     def test_is_sent_again_where_the_broker_forgot_it(self):
         broker = Broker()
         Device(broker, "ap0", ((100, "applied"),))
@@ -133,8 +170,8 @@ class AWave(unittest.TestCase):
         Device(broker, "ap1")
         session = session_of(broker)
         runner = runner_of(session, plan_for(session, ["ap0", "ap1"], waves="1,100%"))
-        broker.at(1020, lambda: setattr(session.connection, "is_connected", False))
-        broker.at(1500, lambda: setattr(session.connection, "is_connected", True))
+        broker.at(1020, lambda: session.connection.go(False))
+        broker.at(1500, lambda: session.connection.go(True))
         runner.prepare()
         runner.run()
         self.assertEqual(runner.head.state, "done")
@@ -171,14 +208,20 @@ class AJudgement(unittest.TestCase):
         device.go(False)
         self.assertIs(standing(), Standing.AWAY)
         device.go(True)
+        broker.devices.clear()
+        mine = broker.retained[TOPICS.of("ap0", "desired")]
+        twin = documents.make("acme", "ap0", member.generation, wish_of("7"))
+        broker.publish(TOPICS.of("ap0", "desired"), documents.sign(twin, SIGNER), True)
+        self.assertIs(standing(), Standing.OVERTAKEN, "another document of this number")
+        broker.publish(TOPICS.of("ap0", "desired"), mine, True)
         broker.publish(TOPICS.of("ap0", "reported"), b"[" * 9999, True)
         self.assertIs(standing(), Standing.PENDING)
         device.generation += 1
         device.report("applied", device.generation)
         self.assertIs(standing(), Standing.OVERTAKEN)
-        broker.devices.clear()
         broker.publish(TOPICS.of("ap0", "desired"), b"hostile", True)
-        self.assertIs(standing(), Standing.OVERTAKEN)
+        self.assertEqual(judge(member, session_of(broker).mirror.device("ap0")),
+                         (Standing.OVERTAKEN, "what is retained for it is unsigned"))
 
 
 class AnyFleet(unittest.TestCase):
