@@ -72,6 +72,10 @@ class Mosquitto:
         self.process.wait()
 
 
+def leaf_of(message):
+    return message.response.split("/", 3)[3]
+
+
 class Devices:
     """Apply what comes, one way or the other, on a connection of their own."""
 
@@ -124,6 +128,8 @@ class Devices:
         answer = {"version": 1, "refused": "", "detail": "", "reply": "<" + json.loads(opened.document)["lsql"] + ">\x1b"}
         if name == "ap1":
             answer = {**answer, "refused": "off", "detail": "not here", "reply": ""}
+        for place, correlation in ((message.response, b"not asked for"), (f"v1/acme/other/{leaf_of(message)}", message.correlation)):
+            self._connection.publish(place, b'{"refused":"","detail":"","reply":"forged"}', response=("x", correlation))
         self._connection.publish(message.response, json.dumps(answer).encode(),
                                  response=("x", message.correlation))
 

@@ -140,15 +140,16 @@ class AWave(unittest.TestCase):
     def test_ends_where_the_broker_takes_nothing(self):
         broker = Broker()
         Device(broker, "ap0")
-        for words, refused in (("below v1/acme/~fleet/rollouts/", TOPICS.rollouts), ("write v1/acme/./desired", "ap0/desired")):
+        Device(broker, "ap1")
+        for words, refused in (("below v1/acme/~fleet/rollouts/", TOPICS.rollouts), ("write v1/acme/./desired", "ap1/desired")):
             session = session_of(broker)
-            runner = runner_of(session, plan_for(session, ["ap0"], waves="100%"))
+            runner = runner_of(session, plan_for(session, ["ap0", "ap1"], waves="100%"))
             broker.refuses = lambda topic, refused=refused: refused in topic
             with self.assertRaisesRegex(NoBroker, words):
                 runner.prepare()
                 runner.run()
             broker.refuses = lambda topic: False
-        self.assertEqual(broker.devices["ap0"].heard, [])
+        self.assertEqual([len(each.heard) for each in broker.devices.values()], [1, 0])
 
     def test_has_its_time_anew_when_nobody_has_looked_for_long(self):
         broker = Broker()
