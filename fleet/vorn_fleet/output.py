@@ -109,6 +109,7 @@ class Teller:
         text = f"wave {head.wave} of {len(head.waves)}: {self.names(names)}"
         if away:
             text += f"; away, and not waited for: {self.names(away)}"
+        self._line = ""
         self.say(text, event="wave", wave=head.wave, of=len(head.waves), devices=names, absent=away)
 
     def standings(self, head, course):
@@ -122,6 +123,8 @@ class Teller:
                 continue
             words = standing.value + (f": {printable(why)}" if why else "")
             self.say(f"  {name}  {words}", event="device", device=name, standing=standing.value, why=why)
+        if not course.standings:
+            return
         counts = Counter(standing.value for standing, _ in course.standings.values())
         self._line = (f"wave {head.wave} of {len(head.waves)}, {len(course.standings)} of "
                       f"{counted(sum(head.waves), 'device')}: " +
