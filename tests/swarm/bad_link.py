@@ -1,16 +1,27 @@
 # SPDX-License-Identifier: MIT
 """A cable that loses frames and takes its time, between two interfaces of this network: bad_link.py ONE OTHER
-LOSS SECONDS. It does what the kernel's netem does, which few kernels have built in. Prints, when its input ends,
-the bytes that came in at each of the two."""
+LOSS SECONDS. It does what the kernel's netem does, which not each kernel has. For each line of its input it prints
+the bytes that have come in at each of the two. bad_link.py INTERFACE makes that one fit to send over it."""
+import ctypes
+import fcntl
 import heapq
 import json
 import random
 import select
 import socket
+import struct
 import sys
 import time
 
 ALL = 0x0003  # every protocol
+SIOCETHTOOL, SET_SENDERS_CHECKSUMS = 0x8946, 0x17
+
+
+def make_whole_frames(name):
+    """A virtual interface leaves checksums, and cutting into frames, to one that is none."""
+    value = ctypes.create_string_buffer(struct.pack("II", SET_SENDERS_CHECKSUMS, 0))
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
+        fcntl.ioctl(any_socket, SIOCETHTOOL, struct.pack("16sP", name.encode(), ctypes.addressof(value)).ljust(40, b"\0"))
 
 
 def attach(name):
@@ -48,4 +59,7 @@ def main(names, loss, delay):
 
 
 if __name__ == "__main__":
+    if len(sys.argv) == 2:
+        make_whole_frames(sys.argv[1])
+        sys.exit(0)
     main(sys.argv[1:3], float(sys.argv[3]), float(sys.argv[4]))

@@ -64,6 +64,9 @@ class Behind(cut_off.Fleet):
 
 def measure(table, build, changes, idle_minutes):
     behind = Behind(build)
+    board_end = behind.fleet.boards[0]
+    board_end.run(sys.executable, HERE / "bad_link.py", "eth0")
+    subprocess.run([sys.executable, HERE / "bad_link.py", "switch"], check=True)
     link = Link("cable1")
     try:
         begin, before = time.monotonic(), link.bytes_from_device()
@@ -92,5 +95,5 @@ def measure(table, build, changes, idle_minutes):
 
 if __name__ == "__main__":
     results = rows.Table()
-    measure(results, pathlib.Path(sys.argv[1]).resolve(), *map(int, sys.argv[2:4] or (8, 4)))
+    measure(results, pathlib.Path(sys.argv[1]).resolve(), *map(int, sys.argv[2:4] or (8, 3)))
     sys.exit(0 if results.is_reached() else 1)
