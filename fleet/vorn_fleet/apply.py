@@ -13,14 +13,17 @@ WAVES, UNDO_WAVES, HEALTHY_FOR, STOP_AT = "1,10%,100%", "100%", "1m", "0"
 
 def apply(context):
     arguments = context.arguments
-    chosen = [name for name in ("resume", "undo", "stop", "forget") if getattr(arguments, name) is not None]
+    chosen = [
+        name for name in ("resume", "undo", "stop", "forget")
+        if getattr(arguments, name) is not None
+    ]
     if len(chosen) > 1 or (chosen and (arguments.change or arguments.selector)):
         raise Misused("one of a file with devices, --resume, --undo, --stop and --forget")
     if not chosen and not arguments.change:
         raise Misused("which file says what the devices are to be like?")
     if not chosen and not arguments.selector:
         raise Misused("which devices? '*' are all")
-    context.signer  # pylint: disable=pointless-statement # before anything else
+    context.need_signer()
     teller = Teller(arguments.json)
     with context.session() as session:
         session.learn()
@@ -32,7 +35,9 @@ def apply(context):
 
 def _overrides(arguments, names=("why", "trial", "attempts", "connection", "local")):
     """Members of documents that the command line gives."""
-    return {name: getattr(arguments, name) for name in names if getattr(arguments, name) is not None}
+    return {
+        name: getattr(arguments, name) for name in names if getattr(arguments, name) is not None
+    }
 
 
 def _how(context, why, waves, undoes=""):
@@ -58,8 +63,11 @@ def _begin(context, session, teller):
     devices = context.selected(session)
     if not devices:
         raise NotThere("no device is selected")
-    wishes = wishes_of(arguments.change, devices, context.folder, {"by": context.by, **_overrides(arguments)})
-    same = [] if arguments.again else [each.name for each in devices if says_the_same(wishes[each.name], each)]
+    wishes = wishes_of(arguments.change, devices, context.folder,
+                       {"by": context.by, **_overrides(arguments)})
+    same = [] if arguments.again else [
+        each.name for each in devices if says_the_same(wishes[each.name], each)
+    ]
     for name in same:
         del wishes[name]
     if same:
@@ -77,7 +85,11 @@ def _begin(context, session, teller):
 
 def _start(context, session, teller, plan):
     head = plan.head
-    teller.say(plan_words(plan), event="begun", rollout=head.rollout, waves=list(head.waves), undoes=head.undoes)
+    teller.say(plan_words(plan),
+               event="begun",
+               rollout=head.rollout,
+               waves=list(head.waves),
+               undoes=head.undoes)
     return _run(context, session, teller, plan, is_new=True)
 
 
@@ -100,8 +112,9 @@ def _refuse_busy(session, members, but=""):
         session.follow(name)
         shared = sorted(members.keys() & session.members.get(name, {}).keys())
         if shared:
-            raise Problem(f"rollout {name} of {printable(head.by)} is under way at {len(shared)} of these "
-                          f"devices, {shared[0]} for one: apply --resume or --stop it first")
+            raise Problem(
+                f"rollout {name} of {printable(head.by)} is under way at {len(shared)} of these "
+                f"devices, {shared[0]} for one: apply --resume or --stop it first")
 
 
 def _run(context, session, teller, plan, is_new):
@@ -120,8 +133,8 @@ def _run(context, session, teller, plan, is_new):
 
 
 def _named(session, name, states, is_newest_meant=False):
-    """The rollout that is meant: of several that are in one of these states it has to be said, unless the
-    newest is what anybody would mean."""
+    """The rollout that is meant: of several that are in one of these states it has to be said,
+    unless the newest is what anybody would mean."""
     if name:
         head = session.head(name)
         if head is None:
@@ -144,7 +157,10 @@ def _resume(context, session, teller):
     plan = session.learn_members(head.rollout)
     if context.arguments.stop_at:
         plan.head = plan.head.now(stop_at=Amount.read(context.arguments.stop_at))
-    teller.say(printable(head_words(plan.head)), event="resumed", rollout=head.rollout, wave=head.wave)
+    teller.say(printable(head_words(plan.head)),
+               event="resumed",
+               rollout=head.rollout,
+               wave=head.wave)
     return _run(context, session, teller, plan, is_new=False)
 
 
@@ -152,9 +168,13 @@ def _undo(context, session, teller):
     arguments = context.arguments
     head = _named(session, arguments.undo, ("running", "stopped", "done"), is_newest_meant=True)
     if head.is_open and not arguments.dry_run:
-        put_state(session, head.rollout, "stopped", context.signer)  # nothing more of it goes out meanwhile
+        # Nothing more of it goes out meanwhile.
+        put_state(session, head.rollout, "stopped", context.signer)
     why = arguments.why or f"takes back {head.rollout}"
-    overrides = {**_overrides(arguments, ("trial", "attempts", "connection", "local")), "by": context.by, "why": why}
+    overrides = {
+        **_overrides(arguments, ("trial", "attempts", "connection", "local")), "by": context.by,
+        "why": why
+    }
     old = session.learn_members(head.rollout)
     wishes, left = wishes_before(old, session.mirror, session.keys, overrides)
     _tell_what_stays(teller, left, kept_by_undo(old, wishes))

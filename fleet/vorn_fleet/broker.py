@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """The connection to a broker: MQTT 5, over TLS unless the folder says otherwise.
 
-paho's thread only puts what comes into a queue; whoever has the connection takes it out. A connection that
-was lost is made anew by itself, and what was subscribed to is subscribed to again.
+paho's thread only puts what comes into a queue; whoever has the connection takes it out. A
+connection that was lost is made anew by itself, and what was subscribed to is subscribed to again.
 """
 import queue
 import socket
@@ -50,7 +50,9 @@ def _tls_of(settings):
         if settings.get("certificate"):
             context.load_cert_chain(settings["certificate"], settings.get("key"))
     except OSError as error:
-        files = [settings[name] for name in ("authorities", "certificate", "key") if settings.get(name)]
+        files = [
+            settings[name] for name in ("authorities", "certificate", "key") if settings.get(name)
+        ]
         raise Misused(f"{', '.join(files)}: {printable(error.strerror or str(error))}") from None
     return context
 
@@ -102,7 +104,8 @@ class Connection:
         except ssl.CertificateError as error:
             raise NoBroker(f"{where}: {printable(str(error))}") from None
         except (OSError, socket.timeout, ValueError) as error:
-            raise NoBroker(f"{where}: {printable(getattr(error, 'strerror', None) or str(error))}") from None
+            raise NoBroker(
+                f"{where}: {printable(getattr(error, 'strerror', None) or str(error))}") from None
         self._client.loop_start()
         kind, why = self._answer(where)
         if kind != "connected":
@@ -124,9 +127,9 @@ class Connection:
         self._client.loop_stop()
 
     def subscribe(self, filters):
-        """Returns when the broker has agreed. What is retained is told from then on: with QoS 0, since of
-        more than a thousand messages a broker drops what it would have to keep until we acknowledge it.
-        What a lost connection takes along is told again with the next one."""
+        """Returns when the broker has agreed. What is retained is told from then on: with QoS 0,
+        since of more than a thousand messages a broker drops what it would have to keep until we
+        acknowledge it. What a lost connection takes along is told again with the next one."""
         options = SubscribeOptions(qos=0)
         self._filters += [(each, options) for each in filters]
         self._client.subscribe([(each, options) for each in filters])
@@ -143,7 +146,8 @@ class Connection:
         self._client.unsubscribe(list(filters))
 
     def publish(self, topic, payload, is_retained=False, response=None, expiry=None):
-        """Does not wait. `response` is a topic and the data that come back with what is told there."""
+        """Does not wait. `response` is a topic and the data that come back with what is told
+        there."""
         properties = Properties(PacketTypes.PUBLISH)
         if response:
             properties.ResponseTopic, properties.CorrelationData = response
@@ -184,5 +188,6 @@ class Connection:
 
     def _on_message(self, _client, _userdata, message):
         properties = message.properties
-        self._events.put(Message(message.topic, message.payload, getattr(properties, "CorrelationData", b""),
-                                 getattr(properties, "ResponseTopic", "")))
+        self._events.put(
+            Message(message.topic, message.payload, getattr(properties, "CorrelationData", b""),
+                    getattr(properties, "ResponseTopic", "")))

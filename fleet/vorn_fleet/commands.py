@@ -24,8 +24,8 @@ def list_devices(context):
             json_line(device_json(device))
     elif devices:
         table([("DEVICE", "", "STATE", "HEALTH", "LABELS"),
-               *((each.name, online_word(each), state_words(each), health_words(each), label_words(each))
-                 for each in devices)])
+               *((each.name, online_word(each), state_words(each), health_words(each),
+                  label_words(each)) for each in devices)])
     return DONE
 
 
@@ -51,8 +51,10 @@ def _sentences(device):
     elif desired.fault:
         yield "document", f"{desired.fault} (key {desired.key or 'none'})"
     else:
-        yield "document", f"{desired.generation} by {desired.members.get('by', '')}: {desired.members.get('why', '')}"
-        for name in ("trial", "attempts", "connection", "local", "schema", "not-before", "not-after"):
+        by, why = (desired.members.get(name, "") for name in ("by", "why"))
+        yield "document", f"{desired.generation} by {by}: {why}"
+        for name in ("trial", "attempts", "connection", "local", "schema", "not-before",
+                     "not-after"):
             if name in desired.members:
                 yield name, str(desired.members[name])
 
@@ -70,7 +72,8 @@ def show(context):
             print(f"  {printable(title):<12}  {printable(text)}")
         if device.desired and not device.desired.fault:
             for about, said in configuration.flat(device.desired.configuration).items():
-                print(f"    {configuration.told(about)}" + (f" = {printable(said)}" if about[2] else f"  ({said})"))
+                print(f"    {configuration.told(about)}" +
+                      (f" = {printable(said)}" if about[2] else f"  ({said})"))
         _print_differences(device)
     return DONE
 
@@ -81,8 +84,9 @@ def _print_differences(device):
         return
     print(f"  {report.difference_count} differ from it:")
     for each in report.differences:
-        about = " ".join(printable(str(each.get(name, ""))) for name in ("class", "name", "property")
-                         if each.get(name))
+        about = " ".join(
+            printable(str(each.get(name, ""))) for name in ("class", "name", "property")
+            if each.get(name))
         print(f"    {about}: wanted {printable(str(each.get('wanted', '')))!r}, "
               f"found {printable(str(each.get('found', '')))!r}")
 
@@ -93,14 +97,18 @@ def diff(context):
         session.learn()
         devices = context.selected(session)
     found = 0
-    wishes = wishes_of(context.arguments.change, devices, context.folder, {}) if context.arguments.change else {}
+    change = context.arguments.change
+    wishes = wishes_of(change, devices, context.folder, {}) if change else {}
     for device in devices:
         changes = _changes(device, wishes.get(device.name))
         found += bool(changes)
         if context.arguments.json:
-            json_line({"device": device.name, "differences": [
-                {"class": about[0], "name": about[1], "property": about[2], "before": before, "after": after}
-                for about, before, after in changes]})
+            json_line({
+                "device": device.name, "differences": [{
+                    "class": about[0], "name": about[1], "property": about[2], "before": before,
+                    "after": after
+                } for about, before, after in changes]
+            })
         elif changes:
             print(device.name)
             for about, before, after in changes:
@@ -135,21 +143,25 @@ def status(context):
                 heads.append(session.head(name))
             except Problem as problem:
                 faults.append(str(problem))
-    states = Counter(each.report.state if each.report and not each.report.fault else "unknown" for each in devices)
+    states = Counter(each.report.state if each.report and not each.report.fault else "unknown"
+                     for each in devices)
     counts = {"devices": len(devices), "online": sum(each.is_there for each in devices),
               "healthy": sum(bool(each.report and each.report.is_healthy) for each in devices),
               "differ": sum(bool(each.report and each.report.difference_count) for each in devices)}
     wrong = [each for each in devices if not _is_fine(each)]
     if context.arguments.json:
-        json_line({**counts, "states": states, "wrong": [each.name for each in wrong],
-                   "rollouts": [{"rollout": each.rollout, "state": each.state, "wave": each.wave,
-                                 "waves": list(each.waves), "by": each.by, "why": each.why,
-                                 "reasons": [list(reason) for reason in each.reasons]} for each in heads],
-                   "damaged": faults})
+        json_line({
+            **counts, "states": states, "wrong": [each.name for each in wrong], "rollouts": [{
+                "rollout": each.rollout, "state": each.state, "wave": each.wave,
+                "waves": list(each.waves), "by": each.by, "why": each.why,
+                "reasons": [list(reason) for reason in each.reasons]
+            } for each in heads], "damaged": faults
+        })
     else:
         print(", ".join(f"{number} {word}" for word, number in counts.items()))
         if states:
-            print("documents: " + ", ".join(f"{number} {word}" for word, number in sorted(states.items())))
+            print("documents: " + ", ".join(f"{number} {word}"
+                                            for word, number in sorted(states.items())))
         for each in wrong[:50]:
             print(f"  {each.name}  {online_word(each)}, {printable(state_words(each))}, "
                   f"{printable(health_words(each))}")
@@ -188,7 +200,8 @@ def watch(context):
         elif leaf == "desired":
             desired = device.desired
             text = "its document is taken away" if desired is None else f"gets {desired.generation}"
-            tell(device, text if not desired or not desired.fault else f"gets what is {desired.fault}",
+            tell(device,
+                 text if not desired or not desired.fault else f"gets what is {desired.fault}",
                  desired=desired.generation if desired else None)
         else:
             tell(device, f"{printable(state_words(device))}, {printable(health_words(device))}",
@@ -197,7 +210,10 @@ def watch(context):
     def event(device, payload):
         found = read_event(payload)
         if found:
-            tell(device, f"{printable(found[0])} {printable(found[1])}".rstrip(), event=found[0], text=found[1])
+            tell(device,
+                 f"{printable(found[0])} {printable(found[1])}".rstrip(),
+                 event=found[0],
+                 text=found[1])
 
     with context.session() as session:
         session.learn()
@@ -216,7 +232,7 @@ def request(context):
     lsql = arguments.lsql if arguments.lsql != "-" else sys.stdin.read()
     if not lsql.strip():
         raise Misused("there is no question")
-    context.signer  # pylint: disable=pointless-statement # before anything is sent
+    context.need_signer()
     refusals = 0
     with context.session() as session:
         session.learn()
@@ -229,7 +245,8 @@ def request(context):
                 json_line({"device": device, "reply": reply, "refused": refusal and refusal[0],
                            "detail": refusal and refusal[1]})
             elif refusal:
-                print(f"{device}: {printable(': '.join(each for each in refusal if each))}", file=sys.stderr)
+                print(f"{device}: {printable(': '.join(each for each in refusal if each))}",
+                      file=sys.stderr)
             else:
                 prefix = f"{device}: " if len(devices) > 1 else ""
                 print(prefix + printable(reply, len(reply)))

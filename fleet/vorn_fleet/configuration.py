@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""What a document says of a device: its form, its hash, and what two of them do not have in common."""
+"""What a document says of a device: its form, its hash, and what two of them do not have in
+common."""
 import hashlib
 
 from .problem import Misused
@@ -81,16 +82,18 @@ def hash_of(configuration):
         for item in _items(part):
             text = b"+" + _word(name) + (_word(item["name"]) if "name" in item else b"") + b"="
             values = sorted((key.encode(), value) for key, value in item["values"].items() if value)
-            texts.append(text + b"".join(_word(key.decode()) + _word(value) for key, value in values)
-                         + b";")
+            texts.append(text +
+                         b"".join(_word(key.decode()) + _word(value)
+                                  for key, value in values) + b";")
         for each in part.get("none", []):
             texts.append(b"-" + _word(name) + _word(each) + b";")
     return hashlib.sha256(b"".join(sorted(texts))).hexdigest()
 
 
 def flat(configuration):
-    """Each thing it says, by what it is about: (class, name, property) to a text. Without a property
-    it is the instance, or with neither the class, of which it says that there are no others."""
+    """Each thing it says, by what it is about: (class, name, property) to a text. Without a
+    property it is the instance, or with neither the class, of which it says that there are no
+    others."""
     said = {}
     for name, part in configuration.items():
         if "all" in part:
@@ -119,7 +122,8 @@ def differences(before, after):
 
 
 def untouched(changed, by):
-    """What `changed` says that a device which gets `by` afterwards keeps, since that is silent on it."""
+    """What `changed` says that a device which gets `by` afterwards keeps, since that is silent on
+    it."""
     other = flat(by)
     whole = {name for name, part in by.items() if "all" in part}
     gone = {(name, each) for name, part in by.items() for each in part.get("none", [])}

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""What every command has: the folder, the settings with what the command line says over them, the session."""
+"""What every command has: the folder, the settings with what the command line says over them, the
+session."""
 import contextlib
 import getpass
 
@@ -11,8 +12,10 @@ from .session import Session
 from .signature import Keys, Signer
 from .topics import Topics
 
-OVERRIDES = {"tenant": "tenant", "broker": "broker", "ca": "authorities", "certificate": "certificate",
-             "key": "key", "signing_key": "signing-key", "by": "by"}
+OVERRIDES = {
+    "tenant": "tenant", "broker": "broker", "ca": "authorities", "certificate": "certificate",
+    "key": "key", "signing_key": "signing-key", "by": "by"
+}
 
 
 class Context:
@@ -39,6 +42,10 @@ class Context:
                 raise Misused("what signs? fleet.yaml, or --signing-key, says where the key is")
             self._signer = Signer.read(self.settings["signing-key"])
         return self._signer
+
+    def need_signer(self):
+        """Complains before anything is sent."""
+        return self.signer
 
     @property
     def by(self):

@@ -45,13 +45,15 @@ def digest_of(document):
 def _number(name, value):
     low, high = BOUNDS[name]
     text = str(value)
-    if isinstance(value, bool) or not (text.isascii() and text.isdigit()) or not low <= int(text) <= high:
+    is_number = not isinstance(value, bool) and text.isascii() and text.isdigit()
+    if not is_number or not low <= int(text) <= high:
         raise Misused(f"{name}: has to be a whole number from {low} to {high}")
     return int(text)
 
 
 def check_wish(wish):
-    """Of members as the protocol has them, numbers as texts or not: what of them a document gets."""
+    """Of members as the protocol has them, numbers as texts or not: what of them a document
+    gets."""
     checked = {}
     for name, value in wish.items():
         if name in BOUNDS:
@@ -131,5 +133,6 @@ def read(payload, tenant, device, keys):
             raise ValueError
     except (ValueError, KeyError, AttributeError, Misused):
         return Desired(key=opened.key, fault="malformed")
-    fault = "" if (members.get("tenant"), members.get("device")) == (tenant, device) else "other-device"
+    is_for_it = (members.get("tenant"), members.get("device")) == (tenant, device)
+    fault = "" if is_for_it else "other-device"
     return Desired(generation, digest_of(opened.document), opened.key, fault, members)

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""An operator's folder: fleet.yaml says which broker and which keys, devices.yaml what the devices are."""
+"""An operator's folder: fleet.yaml says which broker and which keys, devices.yaml what the devices
+are."""
 import os
 import pathlib
 from dataclasses import dataclass, field
@@ -39,7 +40,8 @@ class Folder:
         except FileNotFoundError:
             return {}
         except (OSError, UnicodeDecodeError) as error:
-            raise Misused(f"{path}: {getattr(error, 'strerror', None) or 'this is no UTF-8'}") from None
+            raise Misused(
+                f"{path}: {getattr(error, 'strerror', None) or 'this is no UTF-8'}") from None
         thing = read_yaml(text, str(path))
         return self._mapping(thing or {}, name)
 
@@ -51,7 +53,8 @@ class Folder:
     def _settings(self, found):
         for name, value in found.items():
             if name not in SETTINGS:
-                raise Misused(f"{self.path / 'fleet.yaml'}: there is no setting \"{printable(name)}\"")
+                raise Misused(
+                    f"{self.path / 'fleet.yaml'}: there is no setting \"{printable(name)}\"")
             if name != "signers" and not isinstance(value, str):
                 raise Misused(f"{self.path / 'fleet.yaml'}: {name}: has to be a text")
         settings = dict(found)
@@ -73,7 +76,8 @@ class Folder:
         devices = {}
         for device, thing in self._mapping(found.get("devices") or {}, name).items():
             if not is_identifier(device):
-                raise Misused(f"{self.path / name}: \"{printable(device)}\" can't be a device's name")
+                raise Misused(
+                    f"{self.path / name}: \"{printable(device)}\" can't be a device's name")
             known = self._known(thing or {}, device)
             devices[device] = Known({**defaults.labels, **known.labels},
                                     {**defaults.variables, **known.variables})

@@ -38,8 +38,11 @@ def _common():
 
 
 def _add_selector(parser):
-    parser.add_argument("selector", nargs="*", metavar="SELECTOR",
-                        help="NAMEs, one of which has to fit; LABEL=PATTERN and LABEL!=PATTERN, which all have to")
+    parser.add_argument(
+        "selector",
+        nargs="*",
+        metavar="SELECTOR",
+        help="NAMEs, one of which has to fit; LABEL=PATTERN and LABEL!=PATTERN, which all have to")
 
 
 def _add_apply(add):
@@ -48,17 +51,26 @@ def _add_apply(add):
     _add_selector(parser)
     parser.add_argument("--waves", metavar="LIST", help="how many have it after each wave "
                         f"({WAVES})".replace("%", "%%"))
-    parser.add_argument("--healthy-for", metavar="TIME", help=f"before the next wave ({HEALTHY_FOR})")
+    parser.add_argument("--healthy-for",
+                        metavar="TIME",
+                        help=f"before the next wave ({HEALTHY_FOR})")
     parser.add_argument("--within", metavar="TIME", help="which a wave has for that in all")
-    parser.add_argument("--stop-at", metavar="AMOUNT", help=f"when more than these failed: 2%% or 5 ({STOP_AT})")
-    parser.add_argument("--first", action="append", metavar="SELECTOR", help="who comes before the others")
-    for name, text in (("why", "the reason, for others"), ("trial", "seconds"), ("attempts", "1 to 10"),
+    parser.add_argument("--stop-at",
+                        metavar="AMOUNT",
+                        help=f"when more than these failed: 2%% or 5 ({STOP_AT})")
+    parser.add_argument("--first",
+                        action="append",
+                        metavar="SELECTOR",
+                        help="who comes before the others")
+    for name, text in (("why", "the reason, for others"), ("trial", "seconds"),
+                       ("attempts", "1 to 10"),
                        ("connection", "new or kept"), ("local", "report, refuse or overwrite")):
         parser.add_argument(f"--{name}", help=text)
     parser.add_argument("--again", action="store_true", help="also to those that have it already")
     parser.add_argument("-n", "--dry-run", action="store_true", help="tells what would be done")
     for name, text in (("resume", "goes on with a rollout"), ("undo", "sends what was before it"),
-                       ("stop", "has nothing more of it sent"), ("forget", "removes it from the broker")):
+                       ("stop", "has nothing more of it sent"),
+                       ("forget", "removes it from the broker")):
         parser.add_argument(f"--{name}", nargs="?", const="", metavar="ROLLOUT", help=text)
 
 
@@ -79,7 +91,8 @@ def _parser():
                                  ("show", commands.show, "all there is to know of devices"),
                                  ("status", commands.status, "how the fleet is, and its rollouts")):
         _add_selector(add(name, function, text))
-    differ = add("diff", commands.diff, "what devices differ in from their documents, or FILE would change")
+    differ = add("diff", commands.diff,
+                 "what devices differ in from their documents, or FILE would change")
     differ.add_argument("--change", metavar="FILE", help="a template of a document")
     _add_selector(differ)
     _add_apply(add)
@@ -87,7 +100,11 @@ def _parser():
     watch.add_argument("--seconds", type=_seconds, metavar="TIME", help="for so long")
     _add_selector(watch)
     request = add("request", commands.request, "asks devices that allow it")
-    request.add_argument("--wait", type=_seconds, default=30, metavar="TIME", help="for answers (30s)")
+    request.add_argument("--wait",
+                         type=_seconds,
+                         default=30,
+                         metavar="TIME",
+                         help="for answers (30s)")
     request.add_argument("lsql", metavar="LSQL", help="a question, or - for standard input")
     _add_selector(request)
     return parser, verbs.choices

@@ -9,9 +9,11 @@ LONGEST_LABEL = 64
 
 
 def labels_in(configuration):
-    """The labels that a document gives a device: `labels` of its class fleet, site=north role=ap."""
+    """The labels that a document gives a device: `labels` of its class fleet, site=north
+    role=ap."""
     part = configuration.get("fleet", {})
-    text = next((item["values"].get("labels", "") for item in part.get("all", []) + part.get("some", [])), "")
+    text = next((item["values"].get("labels", "")
+                 for item in part.get("all", []) + part.get("some", [])), "")
     return dict(each.split("=", 1) for each in text.split() if "=" in each[1:])
 
 
@@ -79,4 +81,5 @@ class Mirror:
             device.report = read_report(payload) if payload else None
         else:
             device.is_online = read_online(payload) if payload else None
-        return (device, leaf) if before != (device.payload, device.report, device.is_online) else None
+        is_new = before != (device.payload, device.report, device.is_online)
+        return (device, leaf) if is_new else None

@@ -29,15 +29,18 @@ def device_json(device):
     desired, report = device.desired, device.report
     return {
         "device": device.name, "online": device.is_online, "labels": device.labels,
-        "desired": desired and {"generation": desired.generation, "fault": desired.fault, "key": desired.key,
-                                "document": desired.members},
-        "report": report and {
+        "desired": desired and {
+            "generation": desired.generation, "fault": desired.fault, "key": desired.key,
+            "document": desired.members
+        }, "report": report and {
             "generation": report.generation, "state": report.state, "about": report.about,
             "reason": report.reason, "detail": report.detail, "trial": report.trial,
             "schema": report.schema, "versions": report.versions, "hash": report.hash,
             "desired-hash": report.desired_hash, "difference-count": report.difference_count,
             "differences": report.differences, "healthy": report.is_healthy,
-            "problems": report.problems, "fault": report.fault}}
+            "problems": report.problems, "fault": report.fault
+        }
+    }
 
 
 def online_word(device):
@@ -122,7 +125,11 @@ class Teller:
             if standing is Standing.UNSENT or (not self._is_json and standing is Standing.PENDING):
                 continue
             words = standing.value + (f": {printable(why)}" if why else "")
-            self.say(f"  {name}  {words}", event="device", device=name, standing=standing.value, why=why)
+            self.say(f"  {name}  {words}",
+                     event="device",
+                     device=name,
+                     standing=standing.value,
+                     why=why)
         if not course.standings:
             return
         counts = Counter(standing.value for standing, _ in course.standings.values())
@@ -139,24 +146,33 @@ class Teller:
 
     def ended(self, head, absent):
         self._line = ""
-        reasons = [f"  {printable(name)}  {printable(standing)}" + (f": {printable(why)}" if why else "")
-                   for name, standing, why in head.reasons]
-        text = {"done": "done: " + counted(sum(head.waves), "device"),
-                "stopped": f"stopped in wave {head.wave} of {len(head.waves)}"}.get(head.state, head.state)
+        reasons = [
+            f"  {printable(name)}  {printable(standing)}" + (f": {printable(why)}" if why else "")
+            for name, standing, why in head.reasons
+        ]
+        text = {
+            "done": "done: " + counted(sum(head.waves), "device"),
+            "stopped": f"stopped in wave {head.wave} of {len(head.waves)}"
+        }.get(head.state, head.state)
         if absent:
             text += f"; away, the broker keeps theirs: {self.names(absent)}"
         if head.state == "stopped":
             text += f"\n  go on: vorn-fleet apply --resume {head.rollout}"
             text += f"\n  back:  vorn-fleet apply --undo {head.rollout}"
-        self.say("\n".join([text.split("\n")[0], *reasons, *text.split("\n")[1:]]), event=head.state,
-                 rollout=head.rollout, wave=head.wave, of=len(head.waves), absent=absent,
+        self.say("\n".join([text.split("\n")[0], *reasons, *text.split("\n")[1:]]),
+                 event=head.state,
+                 rollout=head.rollout,
+                 wave=head.wave,
+                 of=len(head.waves),
+                 absent=absent,
                  devices=[{"device": name, "standing": standing, "why": why}
                           for name, standing, why in head.reasons])
 
     def interrupted(self, head):
         self._line = ""
         if head.state == "preparing":
-            text = f"interrupted before anything was sent; vorn-fleet apply --forget {head.rollout} tidies up"
+            text = ("interrupted before anything was sent; to tidy up: "
+                    f"vorn-fleet apply --forget {head.rollout}")
         else:
             text = (f"interrupted in wave {head.wave} of {len(head.waves)}; to go on: "
                     f"vorn-fleet apply --resume {head.rollout}")
@@ -183,9 +199,11 @@ class Teller:
 def plan_words(plan):
     """What a rollout is going to do, for people."""
     head = plan.head
-    lines = [f"rollout {head.rollout}: {counted(sum(head.waves), 'device')} in "
-             f"{counted(len(head.waves), 'wave')}, each healthy for {told_seconds(head.healthy_for)} within "
-             f"{told_seconds(head.within)}, stopped at more than {head.stop_at} failed"]
+    lines = [
+        f"rollout {head.rollout}: {counted(sum(head.waves), 'device')} in "
+        f"{counted(len(head.waves), 'wave')}, each healthy for {told_seconds(head.healthy_for)} "
+        f"within {told_seconds(head.within)}, stopped at more than {head.stop_at} failed"
+    ]
     for number in range(1, len(head.waves) + 1):
         names = [each.device for each in plan.of_wave(number)]
         lines.append(f"  wave {number}: {Teller.names(names)}")

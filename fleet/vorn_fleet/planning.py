@@ -54,11 +54,13 @@ def members_of(wishes, mirror, tenant, signer):
         device = mirror.device(name)
         fault = device.desired.fault if device.desired else ""
         if fault == "unknown-key":
-            raise Problem(f"{name} has a document that was signed by {printable(device.desired.key)}, which is "
-                          "neither our key nor one of the signers in fleet.yaml")
+            raise Problem(
+                f"{name} has a document that was signed by {printable(device.desired.key)}, which "
+                "is neither our key nor one of the signers in fleet.yaml")
         if fault:
-            raise Problem(f"what the broker retains as the document of {name} is {fault}; whoever knows what "
-                          "it is can clear it")
+            raise Problem(
+                f"what the broker retains as the document of {name} is {fault}; whoever knows what "
+                "it is can clear it")
         generation = device.last_generation + 1
         document = documents.make(tenant, name, generation, wish)
         try:
@@ -74,7 +76,8 @@ def plan_of(members, mirror, how):
     stop_at, is_first, undoes."""
     if not members:
         raise NotThere("there is no device to send anything to")
-    waves = cut_into_waves(members, how["waves"], lambda name: mirror.device(name).is_there, how["is_first"])
+    waves = cut_into_waves(members, how["waves"], lambda name: mirror.device(name).is_there,
+                           how["is_first"])
     placed = {}
     for number, names in enumerate(waves, 1):
         for name in names:
@@ -101,13 +104,16 @@ def wishes_before(plan, mirror, keys, overrides):
         if standing is Standing.OVERTAKEN:
             left[member.device] = "has another document by now"
             continue
-        before = documents.read(member.before, plan.head.tenant, member.device, keys) if member.before else None
-        if before is None:
+        before = documents.read(member.before, plan.head.tenant, member.device, keys)
+        if not member.before:
             left[member.device] = "had no document before"
         elif before.fault:
             left[member.device] = f"had one that is {before.fault}"
         else:
-            wish = {name: value for name, value in before.wish.items() if name not in ("not-before", "not-after")}
+            wish = {
+                name: value for name, value in before.wish.items()
+                if name not in ("not-before", "not-after")
+            }
             wishes[member.device] = {**documents.check_wish(wish), **overrides}
     return wishes, left
 
@@ -116,7 +122,8 @@ def kept_by_undo(plan, wishes):
     """What the earlier documents are silent on, by device: it stays as it is."""
     kept = {}
     for name, wish in wishes.items():
-        about = configuration.untouched(plan.members[name].members["configuration"], wish["configuration"])
+        about = configuration.untouched(plan.members[name].members["configuration"],
+                                        wish["configuration"])
         if about:
             kept[name] = [configuration.told(each) for each in about]
     return kept

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""What devices say, read as what anybody may have written: a member that is not what it should be is
-as one that is not there."""
+"""What devices say, read as what anybody may have written: a member that is not what it should be
+is as one that is not there."""
 from dataclasses import dataclass, field
 
 from .documents import LARGEST_GENERATION, parse
@@ -32,7 +32,8 @@ def _texts(thing, name):
 
 def _list(thing, name, kind):
     found = thing.get(name, [])
-    return [each for each in found if isinstance(each, kind)][:MOST_LISTED] if isinstance(found, list) else []
+    found = found if isinstance(found, list) else []
+    return [each for each in found if isinstance(each, kind)][:MOST_LISTED]
 
 
 @dataclass(frozen=True)

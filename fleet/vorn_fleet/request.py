@@ -13,8 +13,9 @@ _LONGEST = 16 * 1024
 
 
 def question(tenant, device, lsql, signer, now):
-    document = written({"version": 1, "tenant": tenant, "device": device, "not-after": int(now) + LIFE,
-                        "lsql": lsql})
+    document = written({
+        "version": 1, "tenant": tenant, "device": device, "not-after": int(now) + LIFE, "lsql": lsql
+    })
     payload = signer.sign(document, "request")
     if len(payload) > _LONGEST:
         raise Misused(f"the question has {len(payload)} bytes; {_LONGEST} are the most")

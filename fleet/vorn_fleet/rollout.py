@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""A rollout as the broker retains it: a head, and for each device the document that it is to get and the one
-it had before.
+"""A rollout as the broker retains it: a head, and for each device the document that it is to get
+and the one it had before.
 
-They are signed for a purpose of their own, so that no device takes one for its document: what is not sent
-yet can't be sent by a broker either. Whoever takes a rollout up signs anew.
+They are signed for a purpose of their own, so that no device takes one for its document: what is
+not sent yet can't be sent by a broker either. Whoever takes a rollout up signs anew.
 """
 import functools
 import hashlib
@@ -20,8 +20,8 @@ _PURPOSE = "rollout"
 
 
 def cut_into_waves(names, amounts, is_there, is_first=lambda name: False):
-    """Lists of devices. Those that are away come last: they prove nothing. Otherwise chance decides, the
-    same each time, so that a wave is no rack."""
+    """Lists of devices. Those that are away come last: they prove nothing. Otherwise chance
+    decides, the same each time, so that a wave is no rack."""
     def rank(name):
         return (not is_there(name), not is_first(name), hashlib.sha256(name.encode()).digest())
 
@@ -62,8 +62,8 @@ class Member:
 
 @dataclass(frozen=True)
 class Head:
-    """What a rollout is. `wave` is the number of those that went out; `absent` are the devices that were
-    away when theirs did."""
+    """What a rollout is. `wave` is the number of those that went out; `absent` are the devices that
+    were away when theirs did."""
 
     rollout: str
     tenant: str
@@ -104,10 +104,13 @@ class Plan:
 
 
 def head_payload(head, signer):
-    thing = {"version": 1, "tenant": head.tenant, "rollout": head.rollout, "by": head.by, "why": head.why,
-             "started": head.started, "waves": list(head.waves), "healthy-for": head.healthy_for,
-             "within": head.within, "stop-at": str(head.stop_at), "state": head.state, "wave": head.wave,
-             "absent": list(head.absent), "reasons": list(head.reasons), "undoes": head.undoes}
+    thing = {
+        "version": 1, "tenant": head.tenant, "rollout": head.rollout, "by": head.by,
+        "why": head.why, "started": head.started, "waves": list(head.waves),
+        "healthy-for": head.healthy_for, "within": head.within, "stop-at": str(head.stop_at),
+        "state": head.state, "wave": head.wave, "absent": list(head.absent),
+        "reasons": list(head.reasons), "undoes": head.undoes
+    }
     return signer.sign(written(thing), _PURPOSE)
 
 
@@ -121,7 +124,8 @@ def member_payload(member, tenant, rollout, signer):
 def _opened(payload, keys, what):
     opened = open_signed(payload, _PURPOSE, keys)
     if opened.fault == "unknown-key":
-        raise Problem(f"{what} was signed by {printable(opened.key)}, which is not among the signers")
+        raise Problem(
+            f"{what} was signed by {printable(opened.key)}, which is not among the signers")
     if opened.fault:
         raise Problem(f"{what} is {opened.fault}")
     return parse(opened.document)
@@ -133,12 +137,15 @@ def read_head(payload, tenant, rollout, keys):
     try:
         thing = _opened(payload, keys, what)
         if (thing["version"], thing["tenant"], thing["rollout"]) != (1, tenant, rollout):
-            raise Problem(f"{what} is one of {printable(thing['tenant'])}: {printable(thing['rollout'])}")
-        head = Head(rollout, tenant, thing["by"], thing["why"], thing["started"], tuple(thing["waves"]),
-                    thing["healthy-for"], thing["within"], Amount.read(thing["stop-at"]), thing["state"],
-                    thing["wave"], tuple(thing["absent"]), tuple(thing["reasons"]), thing["undoes"])
+            raise Problem(
+                f"{what} is one of {printable(thing['tenant'])}: {printable(thing['rollout'])}")
+        head = Head(rollout, tenant, thing["by"], thing["why"], thing["started"],
+                    tuple(thing["waves"]), thing["healthy-for"], thing["within"],
+                    Amount.read(thing["stop-at"]), thing["state"], thing["wave"],
+                    tuple(thing["absent"]), tuple(thing["reasons"]), thing["undoes"])
     except (ValueError, KeyError, TypeError, Misused):
-        raise Problem(f"{what} can't be read: another version of vorn-fleet may have written it") from None
+        raise Problem(
+            f"{what} can't be read: another version of vorn-fleet may have written it") from None
     if head.state not in STATES:
         raise Problem(f"{what} can't be read: it is {printable(head.state)}")
     return head
@@ -159,4 +166,5 @@ def read_member(payload, tenant, rollout, device, keys):
         return Member(device, int(thing["wave"]), inner["generation"], document,
                       thing["before"].encode("latin-1"))
     except (ValueError, KeyError, TypeError):
-        raise Problem(f"{what} can't be read: another version of vorn-fleet may have written it") from None
+        raise Problem(
+            f"{what} can't be read: another version of vorn-fleet may have written it") from None

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Carries a rollout out, step by step, each of which is at the broker before the next one begins: whoever is
-interrupted anywhere leaves what somebody else goes on from.
+"""Carries a rollout out, step by step, each of which is at the broker before the next one begins:
+whoever is interrupted anywhere leaves what somebody else goes on from.
 
     preparing: its documents come; nobody has got one yet, and it can only be forgotten
     running:   `wave` of the head goes up before the documents of that wave go out
@@ -15,15 +15,17 @@ _LONGEST_PAUSE = 1.0  # well below LONGEST_GAP of waves
 
 
 def complaint(session):
-    return f"the broker does not retain a rollout: may this user write below {session.topics.rollouts}?"
+    return ("the broker does not retain a rollout: may this user write below "
+            f"{session.topics.rollouts}?")
 
 
 def put_state(session, rollout, state, signer):
     """Of a rollout that somebody else may be running. One that was forgotten has no state."""
     head = session.head(rollout)
     if head is not None and head.state != state:
-        session.put([(session.topics.rollout(rollout), head_payload(head.now(state=state), signer))],
-                    complaint(session))
+        session.put(
+            [(session.topics.rollout(rollout), head_payload(head.now(state=state), signer))],
+            complaint(session))
 
 
 class Runner:
@@ -67,7 +69,8 @@ class Runner:
             decision = self._course.look(self._session.mirror, self._clock())
             self._teller.standings(self.head, self._course)
             if decision.step is Step.WAIT:
-                self._session.pump(min(_LONGEST_PAUSE, max(0.01, decision.again_at - self._clock())))
+                left = decision.again_at - self._clock()
+                self._session.pump(min(_LONGEST_PAUSE, max(0.01, left)))
             elif decision.step is Step.SEND:
                 self._send(decision)
             else:
@@ -80,8 +83,9 @@ class Runner:
         topics = self._session.topics
         things = [(topics.of(each.device, "desired"), documents.sign(each.document, self._signer))
                   for each in decision.members]
-        self._session.put(things, "the broker does not retain the documents of devices: may this user write "
-                          f"{topics.of('+', 'desired')}?")
+        self._session.put(
+            things, "the broker does not retain the documents of devices: may this user write "
+            f"{topics.of('+', 'desired')}?")
         self._course.sent(self._clock())
 
     def _end(self, decision):

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Which devices: `ap-1 ap-2 sw-*` by their names, one of which has to fit; `site=north,south`, `role!=ap` by what
-is known of them, all of which has to hold."""
+"""Which devices: `ap-1 ap-2 sw-*` by their names, one of which has to fit; `site=north,south`,
+`role!=ap` by what is known of them, all of which has to hold."""
 import fnmatch
 from dataclasses import dataclass
 
@@ -11,7 +11,8 @@ OWN_KEYS = ("id", "online", "state", "healthy", "schema", "differs")
 
 
 def facts_of(device):
-    """What of a device can be asked for besides its labels. They stand over labels of the same name."""
+    """What of a device can be asked for besides its labels. They stand over labels of the same
+    name."""
     report = device.report
     return {"id": device.name, "online": "yes" if device.is_there else "no",
             "state": report.state if report else "", "schema": report.schema if report else "",
@@ -36,7 +37,8 @@ class Condition:
 
     def holds(self, device):
         value = {**device.labels, **facts_of(device)}.get(self.key)
-        is_like = value is not None and any(fnmatch.fnmatchcase(value, each) for each in self.patterns)
+        is_like = value is not None and any(
+            fnmatch.fnmatchcase(value, each) for each in self.patterns)
         return is_like != self.is_denied
 
 

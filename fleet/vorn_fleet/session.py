@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: MIT
 """What a command has of a broker: the mirror of what is retained, the rollouts, and messages out.
 
-MQTT does not say when all was told that is retained. A message of our own, sent after the subscription, comes
-back behind it at most brokers; a while of silence after it makes sure at the others.
+MQTT does not say when all was told that is retained. A message of our own, sent after the
+subscription, comes back behind it at most brokers; a while of silence after it makes sure at the
+others.
 """
 from . import rollout as rollouts
 from .mirror import Mirror
@@ -52,7 +53,8 @@ class Session:
         self.follow(rollout)
         members = {}
         for device, payload in sorted(self.members.get(rollout, {}).items()):
-            members[device] = rollouts.read_member(payload, self.topics.tenant, rollout, device, self.keys)
+            members[device] = rollouts.read_member(payload, self.topics.tenant, rollout, device,
+                                                   self.keys)
         if len(members) != sum(head.waves):
             raise Problem(f"rollout {rollout} has {sum(head.waves)} devices; the broker retains "
                           f"{len(members)} of them")
@@ -68,9 +70,9 @@ class Session:
         self._read([self.topics.rollout(rollout, "+")])
 
     def put(self, things, complaint):
-        """Has the broker retain pairs of a topic and a payload, of which an empty one takes back what is
-        there. A broker that refuses says nothing of it, but one that agrees tells us of what we wrote; a few
-        at a time, since it holds back no more."""
+        """Has the broker retain pairs of a topic and a payload, of which an empty one takes back
+        what is there. A broker that refuses says nothing of it, but one that agrees tells us of
+        what we wrote; a few at a time, since it holds back no more."""
         for start in range(0, len(things), _AT_ONCE):
             self._awaited = set(things[start:start + _AT_ONCE])
             for topic, payload in things[start:start + _AT_ONCE]:
@@ -97,7 +99,9 @@ class Session:
 
     def remove(self, rollout):
         """Takes back a rollout; its head last, without which nobody would find the rest."""
-        topics = [self.topics.rollout(rollout, each) for each in sorted(self.members.get(rollout, {}))]
+        topics = [
+            self.topics.rollout(rollout, each) for each in sorted(self.members.get(rollout, {}))
+        ]
         self.put([(topic, b"") for topic in [*topics, self.topics.rollout(rollout)]],
                  "the broker does not take back a rollout")
 
@@ -144,4 +148,5 @@ class Session:
             elif self._passed >= self._fences or self.clock() > end - _PATIENCE + 10 * _SILENCE:
                 self._passed = self._fences
                 return
-        raise NoBroker(f"the broker has not told all that it retains within {_PATIENCE:.0f} seconds")
+        raise NoBroker(
+            f"the broker has not told all that it retains within {_PATIENCE:.0f} seconds")

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""The first line of what is published: who signed the rest, and for what. The key stays where it is."""
+"""The first line of what is published: who signed the rest, and for what. The key stays where it
+is."""
 import base64
 import binascii
 import hashlib

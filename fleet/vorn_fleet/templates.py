@@ -2,8 +2,8 @@
 """Documents out of templates: Jinja2 makes the text, YAML its form.
 
 What a variable holds is put in after the YAML was read, so that no value can change the form: a
-template prints a mark, and the mark in the text that was read becomes the value. All scalars are texts,
-as all values of a configuration are; neither `on` nor `010` is anything else.
+template prints a mark, and the mark in the text that was read becomes the value. All scalars are
+texts, as all values of a configuration are; neither `on` nor `010` is anything else.
 """
 import re
 import uuid
@@ -26,7 +26,8 @@ class _Reader(yaml.BaseLoader):
         seen = set()
         for key, _ in node.value:
             if not isinstance(key, yaml.ScalarNode):
-                raise yaml.constructor.ConstructorError(None, None, "a name has to be a text", key.start_mark)
+                raise yaml.constructor.ConstructorError(None, None, "a name has to be a text",
+                                                        key.start_mark)
             if key.value in seen:
                 raise yaml.constructor.ConstructorError(
                     None, None, f"\"{key.value}\" stands there twice", key.start_mark)
@@ -36,7 +37,8 @@ class _Reader(yaml.BaseLoader):
     def compose_node(self, parent, index):
         if self.check_event(yaml.events.AliasEvent):
             event = self.peek_event()
-            raise yaml.composer.ComposerError(None, None, "there are no references", event.start_mark)
+            raise yaml.composer.ComposerError(None, None, "there are no references",
+                                              event.start_mark)
         return super().compose_node(parent, index)
 
 

@@ -69,4 +69,5 @@ class Amount:
 
     def at_most(self, whole):
         """How many that are, a part being none."""
-        return math.floor(round(whole * self.number / 100, 6)) if self.is_share else int(self.number)
+        exact = whole * self.number / 100 if self.is_share else self.number
+        return math.floor(round(exact, 6))

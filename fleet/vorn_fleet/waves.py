@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
 """When the next wave goes out, and when none does: a judgement of each device, and of all of them.
 
-It looks at what the broker retains and at the time, and says what is to be done. It does nothing itself
-and keeps nothing but since when each device has been well, so that somebody else can begin in the middle:
-he waits once more for the time that a wave has to be healthy, and loses nothing else.
+It looks at what the broker retains and at the time, and says what is to be done. It does nothing
+itself and keeps nothing but since when each device has been well, so that somebody else can begin
+in the middle: he waits once more for the time that a wave has to be healthy, and loses nothing
+else.
 """
 import enum
 from dataclasses import dataclass
@@ -51,7 +52,9 @@ def _told(member, report):
         return Standing.REFUSED, why
     if report.state == "reverted":
         is_last = member.members.get("attempts", 1) == 1
-        return (Standing.REVERTED, why) if is_last else (Standing.PENDING, f"taken back, may be tried again: {why}")
+        if is_last:
+            return Standing.REVERTED, why
+        return Standing.PENDING, f"taken back, may be tried again: {why}"
     return None
 
 
@@ -61,9 +64,10 @@ def _as_reported(member, report):
     is_applied = (report.state == "applied" and report.generation == member.generation and
                   report.digest == member.digest and report.trial == "none")
     if not is_applied:
-        return Standing.PENDING, report.state if report.about == member.generation else "it has not answered"
+        is_about_it = report.about == member.generation
+        return Standing.PENDING, report.state if is_about_it else "it has not answered"
     if not report.is_healthy:
-        return Standing.ILL, report.problems[0] if report.problems else "it does not say what is wrong"
+        return Standing.ILL, next(iter(report.problems), "it does not say what is wrong")
     return Standing.HEALTHY, ""
 
 
@@ -76,8 +80,8 @@ class Step(enum.Enum):
 
 @dataclass(frozen=True)
 class Decision:
-    """With SEND, `members` go out and `absent` are those of them who are away; with STOP, and with DONE,
-    `reasons` are triples of device, standing and why."""
+    """With SEND, `members` go out and `absent` are those of them who are away; with STOP, and with
+    DONE, `reasons` are triples of device, standing and why."""
 
     step: Step
     wave: int = 0
@@ -98,7 +102,8 @@ class Course:
         self._looked = now
 
     def look(self, mirror, now):
-        """What is to be done now. What it says is to be done is not done before it was told: heads first."""
+        """What is to be done now. What it says is to be done is not done before it was told: heads
+        first."""
         head = self.plan.head
         self._note_gap(now)
         unsent = self._judge(mirror, now)
@@ -149,7 +154,8 @@ class Course:
                 self.standings[each][0] is Standing.AWAY and not mirror.device(each).is_there}
 
     def _failures(self):
-        return tuple((name, standing, why) for name, (standing, why) in sorted(self.standings.items())
+        return tuple((name, standing, why)
+                     for name, (standing, why) in sorted(self.standings.items())
                      if standing in HARD)
 
     def _late(self, waited, now):
@@ -159,7 +165,9 @@ class Course:
                       (each not in self._since or now < self._since[each] + healthy_for))
 
     def _next_time(self, late, now):
-        times = [self._since[each] + self.plan.head.healthy_for for each in late if each in self._since]
+        times = [
+            self._since[each] + self.plan.head.healthy_for for each in late if each in self._since
+        ]
         return min([self._began + self.plan.head.within, *(each for each in times if each > now)])
 
     def _go_on(self, mirror, reasons):
@@ -167,14 +175,16 @@ class Course:
         if head.wave == len(head.waves):
             return Decision(Step.DONE, head.wave, reasons=tuple(reasons))
         following = self.plan.of_wave(head.wave + 1)
-        away = tuple(sorted(each.device for each in following if not mirror.device(each.device).is_there))
+        away = tuple(
+            sorted(each.device for each in following if not mirror.device(each.device).is_there))
         if len(away) == len(following) and head.wave + 1 < len(head.waves):
             return Decision(Step.STOP, head.wave, reasons=tuple(
                 (each, Standing.AWAY, "nobody of the next wave is there") for each in away))
         overtaken = self._overtaken(following, mirror)
         if overtaken:
             return Decision(Step.STOP, head.wave, reasons=overtaken)
-        return Decision(Step.SEND, head.wave + 1, tuple(following), tuple(sorted({*head.absent, *away})))
+        return Decision(Step.SEND, head.wave + 1, tuple(following),
+                        tuple(sorted({*head.absent, *away})))
 
     @staticmethod
     def _overtaken(members, mirror):

@@ -68,8 +68,9 @@ class Desk(unittest.TestCase):
 
     def run_it(self, *words):
         told = io.StringIO()
-        with mock.patch("vorn_fleet.context.Connection", self.connect), contextlib.redirect_stdout(told), \
-                contextlib.redirect_stderr(told), contextlib.chdir(self.path):
+        with mock.patch("vorn_fleet.context.Connection", self.connect), \
+                contextlib.redirect_stdout(told), contextlib.redirect_stderr(told), \
+                contextlib.chdir(self.path):
             status = main(list(words))
         return status, told.getvalue()
 
@@ -89,15 +90,16 @@ class Desk(unittest.TestCase):
         for step in range(50):
             self.begin()
             self.assertTrue(self.killed(step, *words))
-            if ("running", 1) in self.rollouts() and any(len(each.heard) > 1 for each in self.broker.devices.values()):
+            if ("running", 1) in self.rollouts() and any(
+                    len(each.heard) > 1 for each in self.broker.devices.values()):
                 return
 
     def channels(self):
         """What the documents of the devices say."""
         found = []
         for number in range(5):
-            opened = open_signed(self.broker.retained[TOPICS.of(f"ap{number}", "desired")], "desired",
-                                 Keys([self.signer.public]))
+            opened = open_signed(self.broker.retained[TOPICS.of(f"ap{number}", "desired")],
+                                 "desired", Keys([self.signer.public]))
             [item] = json.loads(opened.document)["configuration"]["radio"]["some"]
             found.append(item["values"]["channel"])
         return found
@@ -110,11 +112,13 @@ class Desk(unittest.TestCase):
 class Applying(Desk):
     def test_tells_what_it_would_do_and_does_nothing(self):
         before = dict(self.broker.retained)
-        status, text = self.run_it("apply", "new.yaml", "*", "--dry-run", "--json", "--first", "ap3")
+        status, text = self.run_it("apply", "new.yaml", "*", "--dry-run", "--json", "--first",
+                                   "ap3")
         plan = json.loads(text)
         self.assertEqual((status, len(plan["waves"]), plan["waves"][0][0]["device"]), (0, 2, "ap3"))
-        self.assertEqual(plan["waves"][0][0]["document"]["configuration"]["radio"]["some"][0]["values"],
-                         {"channel": "23"})
+        self.assertEqual(
+            plan["waves"][0][0]["document"]["configuration"]["radio"]["some"][0]["values"],
+            {"channel": "23"})
         self.assertEqual(plan["waves"][0][0]["generation"], 2)
         self.assertEqual(self.broker.retained, before)
 
@@ -123,15 +127,17 @@ class Applying(Desk):
         self.broker.devices["ap1"].report("applied", 1, **{"difference-count": 1})
         status, text = self.run_it("apply", "old.yaml", "*")
         self.assertEqual((status, text.splitlines()[0]), (0, "4 have it already"))
-        self.assertEqual([len(self.broker.devices[f"ap{number}"].heard) for number in range(3)], [1, 2, 1])
+        self.assertEqual([len(self.broker.devices[f"ap{number}"].heard) for number in range(3)],
+                         [1, 2, 1])
         self.assertIn("done: 5 devices", self.run_it("apply", "old.yaml", "*", "--again")[1])
 
     def test_says_what_the_command_line_says_over_the_file(self):
-        self.run_it("apply", "new.yaml", "ap0", "--why", "because", "--trial", "33", "--local", "refuse", "--by", "ben",
-                    "--connection", "kept", "--attempts", "3")
+        self.run_it("apply", "new.yaml", "ap0", "--why", "because", "--trial", "33", "--local",
+                    "refuse", "--by", "ben", "--connection", "kept", "--attempts", "3")
         document = json.loads(self.broker.devices["ap0"].heard[-1][2])
-        self.assertEqual([document[name] for name in ("by", "why", "trial", "local", "connection", "attempts")],
-                         ["ben", "because", 33, "refuse", "kept", 3])
+        self.assertEqual(
+            [document[name] for name in ("by", "why", "trial", "local", "connection", "attempts")],
+            ["ben", "because", 33, "refuse", "kept", 3])
 
     def test_goes_to_no_device_of_a_rollout_that_is_under_way(self):
         self.leave_running("apply", "new.yaml", "ap1", "ap2", "--first", "ap1", "--waves", "1,100%")
@@ -142,17 +148,19 @@ class Applying(Desk):
         self.assertEqual(self.run_it("apply", "old.yaml", "ap2", "--again")[0], 0)
 
     def test_is_used_in_one_way_at_a_time(self):
-        for words, message in ((("--resume", "--undo"), "one of"), (("new.yaml", "--resume", "x"), "one of"), ((), "which file"),
-                               (("new.yaml",), "which devices"), (("--forget",), "which rollout"),
-                               (("new.yaml", "*", "--stop-at", "x"), "no amount"),
-                               (("new.yaml", "*", "--healthy-for", "x"), "no time"),
+        for words, message in ((("--resume", "--undo"), "one of"), (("new.yaml", "--resume", "x"),
+                                                                    "one of"), ((), "which file"),
+                               (("new.yaml", ), "which devices"), (("--forget", ), "which rollout"),
+                               (("new.yaml", "*", "--stop-at", "x"),
+                                "no amount"), (("new.yaml", "*", "--healthy-for", "x"), "no time"),
                                (("nothing.yaml", "*"), "no nothing.yaml")):
             status, text = self.run_it("apply", *words)
             self.assertEqual(status, 2, words)
             self.assertIn(message, text)
-        for words, message in ((("--resume",), "no rollout that is running or stopped"),
-                               (("--resume", "x"), "no rollout x"), (("--forget", "x"), "no rollout x"),
-                               (("--undo", "x"), "no rollout x")):
+        for words, message in ((("--resume", ), "no rollout that is running or stopped"),
+                               (("--resume", "x"), "no rollout x"),
+                               (("--forget", "x"), "no rollout x"), (("--undo", "x"),
+                                                                     "no rollout x")):
             status, text = self.run_it("apply", *words)
             self.assertEqual(status, 5, words)
             self.assertIn(message, text)
@@ -202,9 +210,13 @@ class Undoing(Desk):
         before = len(self.broker.published)
         status, text = self.run_it("apply", "--undo")
         self.assertEqual((status, self.channels()), (0, ["10", "11", "12", "13", "14"]), text)
-        heads = [payload for _, topic, payload in self.broker.published[before:] if topic.startswith(TOPICS.rollouts)]
+        heads = [
+            payload for _, topic, payload in self.broker.published[before:]
+            if topic.startswith(TOPICS.rollouts)
+        ]
         self.assertIn(b'"state":"stopped"', heads[0])
-        self.assertEqual(sorted(len(each.heard) for each in self.broker.devices.values()), [1, 1, 1, 1, 3])
+        self.assertEqual(sorted(len(each.heard) for each in self.broker.devices.values()),
+                         [1, 1, 1, 1, 3])
 
     def test_can_be_undone(self):
         self.run_it("apply", "new.yaml", "*")

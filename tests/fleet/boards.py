@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Several boards with the real daemon and agent in one sandbox: each has a network, mounts and a host name of its
-own, and a cable to the switch at which the broker is."""
+"""Several boards with the real daemon and agent in one sandbox: each has a network, mounts and a
+host name of its own, and a cable to the switch at which the broker is."""
 import os
 import pathlib
 import subprocess
@@ -8,7 +8,7 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "agent"))
 
-import board  # noqa: E402 # pylint: disable=wrong-import-position
+import board
 
 SWITCH = "10.9.0.1"
 CONFIGURATION = """<?xml version="1.0"?>
@@ -16,7 +16,8 @@ CONFIGURATION = """<?xml version="1.0"?>
   <system><hostname>{name}</hostname></system>
   <interface name="eth0"><kind>ethernet</kind><status>up</status></interface>
   <address name="lan">
-    <kind>static-address</kind><interface>eth0</interface><address>{address}</address><prefix>24</prefix>
+    <kind>static-address</kind><interface>eth0</interface><address>{address}</address>
+    <prefix>24</prefix>
   </address>
 </config>
 """
@@ -29,16 +30,19 @@ class Board:
         self.name = f"ap{number}"
         self.address = f"10.9.0.{10 + number}"
         self.folder = folder / self.name
-        self._holder = subprocess.Popen(["unshare", "--net", "--mount", "--uts", "sleep", "infinity"])
+        self._holder = subprocess.Popen(
+            ["unshare", "--net", "--mount", "--uts", "sleep", "infinity"])
         holder = pathlib.Path(f"/proc/{self._holder.pid}/ns/uts")
-        board.await_that(lambda: os.readlink(holder) != os.readlink("/proc/self/ns/uts"), "a board of its own")
+        board.await_that(lambda: os.readlink(holder) != os.readlink("/proc/self/ns/uts"),
+                         "a board of its own")
         self._lay_out()
-        board.run("ip", "link", "add", f"cable{number}", "type", "veth", "peer", "name", "eth0", "netns",
-                  str(self._holder.pid))
+        board.run("ip", "link", "add", f"cable{number}", "type", "veth", "peer", "name", "eth0",
+                  "netns", str(self._holder.pid))
         board.run("ip", "link", "set", f"cable{number}", "master", "switch", "up")
         self.run("ip", "link", "set", "lo", "up")
         with open(self.folder / "console", "ab") as console:
-            self._daemon = subprocess.Popen(self._words("setsid", "/usr/sbin/vorn", "-f"), stdout=console,
+            self._daemon = subprocess.Popen(self._words("setsid", "/usr/sbin/vorn", "-f"),
+                                            stdout=console,
                                             stderr=console)
         board.await_that(lambda: self._try(board.VORNCTL, "ping") == 0, "an answer of the daemon")
 
@@ -58,7 +62,10 @@ class Board:
             self.run("mount", "--rbind", self.folder / each, place)
 
     def _words(self, *words):
-        return ["nsenter", "--target", str(self._holder.pid), "--net", "--mount", "--uts", *map(str, words)]
+        return [
+            "nsenter", "--target",
+            str(self._holder.pid), "--net", "--mount", "--uts", *map(str, words)
+        ]
 
     def _try(self, *words):
         return subprocess.run(self._words(*words), check=False, capture_output=True).returncode
@@ -73,10 +80,10 @@ class Board:
 
     def join(self, signer):
         """Makes it a device of the fleet, as docs/fleet.md has it."""
-        self.vornctl("set", "fleet", "enabled=on", "tenant=acme", f"device={self.name}", "requests=on",
-                     f"brokers={SWITCH}:8883", f"signers={signer.public}", f"authorities={board.HOME}/ca.pem",
-                     f"certificate={board.HOME}/device.pem", f"key={board.HOME}/device.key",
-                     f"labels=site=north floor={self.name[-1]}")
+        self.vornctl("set", "fleet", "enabled=on", "tenant=acme", f"device={self.name}",
+                     "requests=on", f"brokers={SWITCH}:8883", f"signers={signer.public}",
+                     f"authorities={board.HOME}/ca.pem", f"certificate={board.HOME}/device.pem",
+                     f"key={board.HOME}/device.key", f"labels=site=north floor={self.name[-1]}")
 
     def end(self):
         for each in (self._daemon, self._holder):

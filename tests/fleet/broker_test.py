@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""vorn-fleet as operators run it, with a real mosquitto, in the sandbox; the devices are made up."""
+"""vorn-fleet as operators run it, with a real mosquitto, in the sandbox; the devices are made
+up."""
 import json
 import os
 import pathlib
@@ -57,13 +58,16 @@ class Mosquitto:
         (folder / "m.conf").write_text(CONFIGURATION % (folder, folder, folder), "ascii")
         (folder / "rules").write_text(RULES, "ascii")
         (folder / "passwords").touch(0o600)
-        subprocess.run(["mosquitto_passwd", "-b", folder / "passwords", "anna", "secret"], check=True,
+        subprocess.run(["mosquitto_passwd", "-b", folder / "passwords", "anna", "secret"],
+                       check=True,
                        capture_output=True)
         self.start()
 
     def start(self):
         with open(self.folder / "log", "ab") as log:
-            self.process = subprocess.Popen(["mosquitto", "-c", self.folder / "m.conf"], stdout=log, stderr=log)
+            self.process = subprocess.Popen(["mosquitto", "-c", self.folder / "m.conf"],
+                                            stdout=log,
+                                            stderr=log)
         await_that(lambda: subprocess.run(["mosquitto_pub", "-t", "x", "-m", "x"], check=False,
                                           capture_output=True).returncode == 0, "a broker")
 
@@ -86,7 +90,8 @@ class Devices:
         self._signer = signer
         self._connection = Connection({"broker": "127.0.0.1", "tls": "off"})
         self._connection.open()
-        self._connection.subscribe([f"v1/acme/{name}/{leaf}" for name in names for leaf in ("desired", "request")])
+        self._connection.subscribe(
+            [f"v1/acme/{name}/{leaf}" for name in names for leaf in ("desired", "request")])
         for name in names:
             self.say(name, "online", {"version": 1, "online": True})
             self.report(name, "none", 0)
@@ -95,14 +100,19 @@ class Devices:
         self._thread.start()
 
     def say(self, name, leaf, thing):
-        self._connection.publish(f"v1/acme/{name}/{leaf}", json.dumps(thing).encode(), is_retained=True)
+        self._connection.publish(f"v1/acme/{name}/{leaf}",
+                                 json.dumps(thing).encode(),
+                                 is_retained=True)
 
     def report(self, name, state, about, digest="", **more):
-        self.say(name, "reported", {
-            "version": 1, "generation": self.numbers[name], "digest": digest, "state": state, "about": about,
-            "reason": "" if state in ("applied", "none") else "unreached", "detail": "", "trial": "none",
-            "schema": "", "versions": {"daemon": "0.1.0"}, "hash": "", "desired-hash": "", "differences": [],
-            "difference-count": 0, "healthy": True, "problems": [], **more})
+        self.say(
+            name, "reported", {
+                "version": 1, "generation": self.numbers[name], "digest": digest, "state": state,
+                "about": about, "reason": "" if state in ("applied", "none") else "unreached",
+                "detail": "", "trial": "none", "schema": "", "versions": {"daemon": "0.1.0"},
+                "hash": "", "desired-hash": "", "differences": [], "difference-count": 0,
+                "healthy": True, "problems": [], **more
+            })
 
     def _run(self):
         while self._is_going:
@@ -121,15 +131,22 @@ class Devices:
                 continue
             if self.ways[name] == "applied":
                 self.numbers[name] = document["generation"]
-            self.report(name, self.ways[name], document["generation"], documents.digest_of(opened.document))
+            self.report(name, self.ways[name], document["generation"],
+                        documents.digest_of(opened.document))
 
     def _answer(self, name, message):
         opened = open_signed(message.payload, "request", fakes.Keys([self._signer.public]))
-        answer = {"version": 1, "refused": "", "detail": "", "reply": "<" + json.loads(opened.document)["lsql"] + ">\x1b"}
+        answer = {
+            "version": 1, "refused": "", "detail": "",
+            "reply": "<" + json.loads(opened.document)["lsql"] + ">\x1b"
+        }
         if name == "ap1":
             answer = {**answer, "refused": "off", "detail": "not here", "reply": ""}
-        for place, correlation in ((message.response, b"not asked for"), (f"v1/acme/other/{leaf_of(message)}", message.correlation)):
-            self._connection.publish(place, b'{"refused":"","detail":"","reply":"forged"}', response=("x", correlation))
+        for place, correlation in ((message.response, b"not asked for"),
+                                   (f"v1/acme/other/{leaf_of(message)}", message.correlation)):
+            self._connection.publish(place,
+                                     b'{"refused":"","detail":"","reply":"forged"}',
+                                     response=("x", correlation))
         self._connection.publish(message.response, json.dumps(answer).encode(),
                                  response=("x", message.correlation))
 
@@ -148,9 +165,12 @@ class AnOperator(unittest.TestCase):
         self.path = pathlib.Path(scratch.name)
         self.broker = Mosquitto(self.path)
         self.addCleanup(lambda: self.broker.stop())
-        subprocess.run(["openssl", "genpkey", "-algorithm", "ed25519", "-out", self.path / "key.pem"], check=True)
+        subprocess.run(
+            ["openssl", "genpkey", "-algorithm", "ed25519", "-out", self.path / "key.pem"],
+            check=True)
         self.signer = Signer.read(self.path / "key.pem")
-        self.write("fleet.yaml", "tenant: acme\nbroker: 127.0.0.1\ntls: off\nsigning-key: key.pem\nby: anna\n")
+        self.write("fleet.yaml",
+                   "tenant: acme\nbroker: 127.0.0.1\ntls: off\nsigning-key: key.pem\nby: anna\n")
         names = [f"ap{number}" for number in range(6)]
         self.write("devices.yaml", "defaults: {labels: {role: ap}}\ndevices:\n" + "".join(
             f"  {name}: {{labels: {{site: {'north' if name < 'ap3' else 'south'}}}, "
@@ -172,10 +192,11 @@ class AnOperator(unittest.TestCase):
         return self.fleet("apply", "channel.yaml", *words, "--healthy-for", "0", status=status)
 
     def test_sees_selects_changes_and_takes_back(self):
-        self.assertIn("ap5     online  no document  healthy  role=ap site=south", self.fleet("list"))
+        self.assertIn("ap5     online  no document  healthy  role=ap site=south",
+                      self.fleet("list"))
         self.assertEqual(self.fleet("list", "site=north", "ap2").split("\n")[1].split()[0], "ap2")
-        self.assertIn("radio radio0 channel: nothing -> 3", self.fleet("diff", "--change", "channel.yaml", "ap2",
-                                                                       status=5))
+        self.assertIn("radio radio0 channel: nothing -> 3",
+                      self.fleet("diff", "--change", "channel.yaml", "ap2", status=5))
         self.assertIn("wave 1: ", self.apply("*", "--dry-run"))
         self.assertEqual(self.devices.heard, [])
         text = self.apply("site=north", "--waves", "1,100%")
@@ -193,15 +214,26 @@ class AnOperator(unittest.TestCase):
 
     def undo_last(self):
         rollouts = json.loads(self.fleet("status", "--json"))["rollouts"]
-        return self.fleet("apply", "--undo", rollouts[-1]["rollout"], "--healthy-for", "0", status=1)
+        return self.fleet("apply",
+                          "--undo",
+                          rollouts[-1]["rollout"],
+                          "--healthy-for",
+                          "0",
+                          status=1)
 
     def test_is_stopped_by_what_a_device_says(self):
         self.devices.ways["ap4"] = "reverted"
-        lines = [json.loads(each) for each in self.apply("*", "--first", "ap4", "--json", status=1).splitlines()]
+        lines = [
+            json.loads(each)
+            for each in self.apply("*", "--first", "ap4", "--json", status=1).splitlines()
+        ]
         self.assertEqual(lines[0]["event"], "begun")
-        self.assertEqual(lines[-1], {"event": "stopped", "rollout": lines[0]["rollout"], "wave": 1, "of": 2,
-                                     "absent": [], "devices": [{"device": "ap4", "standing": "taken back",
-                                                                "why": "unreached"}]})
+        self.assertEqual(
+            lines[-1], {
+                "event": "stopped", "rollout": lines[0]["rollout"], "wave": 1, "of": 2,
+                "absent": [],
+                "devices": [{"device": "ap4", "standing": "taken back", "why": "unreached"}]
+            })
         self.assertEqual(self.devices.heard, [("ap4", 1)])
         text = self.fleet("status", status=5)
         self.assertIn("stopped, wave 1 of 2", text)
@@ -210,8 +242,11 @@ class AnOperator(unittest.TestCase):
 
     def interrupt(self, number):
         """A rollout that waits for its first wave to be healthy, and is ended then."""
-        rollout = subprocess.Popen([PROGRAM, "apply", "channel.yaml", "*", "-C", self.path, "--healthy-for", "1h"],
-                                   cwd=self.path, stdout=subprocess.PIPE, text=True)
+        rollout = subprocess.Popen(
+            [PROGRAM, "apply", "channel.yaml", "*", "-C", self.path, "--healthy-for", "1h"],
+            cwd=self.path,
+            stdout=subprocess.PIPE,
+            text=True)
         await_that(lambda: self.devices.heard, "a first wave")
         time.sleep(0.3)
         rollout.send_signal(number)
@@ -226,20 +261,39 @@ class AnOperator(unittest.TestCase):
         self.assertIn("is under way at 5 of these", self.apply("*", status=1))
         other = self.path / "other"
         other.mkdir()
-        self.assertIn("which broker", self.fleet("apply", "--resume", "--tenant", "acme", "--signing-key",
-                                                 self.path / "key.pem", folder=other, status=2))
+        self.assertIn(
+            "which broker",
+            self.fleet("apply",
+                       "--resume",
+                       "--tenant",
+                       "acme",
+                       "--signing-key",
+                       self.path / "key.pem",
+                       folder=other,
+                       status=2))
         self.assertIn("running, wave 1 of 2", self.fleet("status"))
         self.shorten()
-        text = self.fleet("apply", "--resume", "--tenant", "acme", "--signing-key", self.path / "key.pem", "--broker",
-                          "127.0.0.1", "--plain", folder=other)
+        text = self.fleet("apply",
+                          "--resume",
+                          "--tenant",
+                          "acme",
+                          "--signing-key",
+                          self.path / "key.pem",
+                          "--broker",
+                          "127.0.0.1",
+                          "--plain",
+                          folder=other)
         self.assertIn("done: 6 devices", text)
         self.assertEqual(sorted(self.devices.heard), [(f"ap{number}", 1) for number in range(6)])
 
     def shorten(self):
         """What is retained of the rollout asks for no hour any more."""
-        [topic, payload] = subprocess.run(["mosquitto_sub", "-t", "v1/acme/~fleet/rollouts/+", "-C", "1", "-F", "%t\n%p"],
-                                          check=True, capture_output=True).stdout.split(b"\n", 1)
-        document = payload.partition(b"\n")[2].rstrip(b"\n").replace(b'"healthy-for":3600', b'"healthy-for":0')
+        [topic, payload] = subprocess.run(
+            ["mosquitto_sub", "-t", "v1/acme/~fleet/rollouts/+", "-C", "1", "-F", "%t\n%p"],
+            check=True,
+            capture_output=True).stdout.split(b"\n", 1)
+        document = payload.partition(b"\n")[2].rstrip(b"\n").replace(b'"healthy-for":3600',
+                                                                     b'"healthy-for":0')
         subprocess.run(["mosquitto_pub", "-r", "-q", "1", "-t", topic, "-s"], check=True,
                        input=self.signer.sign(document, "rollout"))
 
@@ -256,8 +310,13 @@ class AnOperator(unittest.TestCase):
         self.assertEqual(left, b"")
 
     def test_waits_for_a_broker_that_is_away(self):
-        rollout = subprocess.Popen([PROGRAM, "apply", "channel.yaml", "*", "-C", self.path, "--healthy-for", "4",
-                                    "--waves", "1,100%"], cwd=self.path, stdout=subprocess.PIPE, text=True)
+        rollout = subprocess.Popen([
+            PROGRAM, "apply", "channel.yaml", "*", "-C", self.path, "--healthy-for", "4", "--waves",
+            "1,100%"
+        ],
+                                   cwd=self.path,
+                                   stdout=subprocess.PIPE,
+                                   text=True)
         await_that(lambda: self.devices.heard, "a first wave")
         self.broker.stop()
         time.sleep(1)
@@ -271,24 +330,31 @@ class AnOperator(unittest.TestCase):
         self.assertIn("Connection refused", self.fleet("list", "--broker", "127.0.0.1:9", status=3))
         self.assertIn("Not authorized", self.fleet("list", "--broker", "127.0.0.1:1884", status=3))
         self.write("secret", "secret\n")
-        self.write("fleet.yaml", (self.path / "fleet.yaml").read_text("utf-8") + "user: anna\npassword-file: secret\n")
+        self.write("fleet.yaml", (self.path / "fleet.yaml").read_text("utf-8") +
+                   "user: anna\npassword-file: secret\n")
         self.assertIn("ap1", self.fleet("list", "--broker", "127.0.0.1:1884"))
         self.write("secret", "wrong\n")
         self.assertIn("Not authorized", self.fleet("list", "--broker", "127.0.0.1:1884", status=3))
         self.write("fleet.yaml", "tenant: acme\nbroker: 127.0.0.1\nsigning-key: key.pem\n")
-        self.assertIn("vorn-fleet: 127.0.0.1:1883: ", self.fleet("list", "--broker", "127.0.0.1:1883", status=3))
+        self.assertIn("vorn-fleet: 127.0.0.1:1883: ",
+                      self.fleet("list", "--broker", "127.0.0.1:1883", status=3))
 
     def test_is_told_what_is_wrong_with_his_files_before_anything_is_sent(self):
-        for name, text, words in (("channel.yaml", "configuration: {{ nothing }}\n", "channel.yaml:1: for ap0"),
-                                  ("channel.yaml", TEMPLATE + "generation: 5\n", "no member \"generation\""),
-                                  ("channel.yaml", TEMPLATE.replace("trial: 5", "trial: {{ channel }}"), "for ap0: trial"),
+        for name, text, words in (("channel.yaml", "configuration: {{ nothing }}\n",
+                                   "channel.yaml:1: for ap0"), ("channel.yaml",
+                                                                TEMPLATE + "generation: 5\n",
+                                                                "no member \"generation\""),
+                                  ("channel.yaml",
+                                   TEMPLATE.replace("trial: 5",
+                                                    "trial: {{ channel }}"), "for ap0: trial"),
                                   ("key.pem", "no key", "key.pem: this is no private key")):
             before = (self.path / name).read_text("utf-8")
             self.write(name, text)
             self.assertIn(words, self.apply("*", status=2))
             self.write(name, before)
-        for words, message in ((("sight=north",), "no device has a label \"sight\""), (("ap9",), "no device \"ap9\""),
-                               (("site=nowhere",), "no device is selected")):
+        for words, message in ((("sight=north", ), "no device has a label \"sight\""),
+                               (("ap9", ), "no device \"ap9\""), (("site=nowhere", ),
+                                                                  "no device is selected")):
             self.assertIn(message, self.apply(*words, status=5))
         self.assertIn("which devices?", self.apply(status=2))
         self.assertIn("has to be 100%", self.apply("*", "--waves", "1", status=2))
@@ -296,13 +362,27 @@ class AnOperator(unittest.TestCase):
 
     def test_sees_no_tricks_of_a_terminal(self):
         trick = "\x1b]0;gone\x07\x1b[2J\u202e"
-        self.devices.report("ap0", "refused", 1, reason=trick, detail=trick, healthy=False, problems=[trick],
-                            versions={trick: trick}, schema=trick, labels={"site" + trick: trick},
-                            differences=[{"class": trick, "name": trick, "property": trick, "wanted": trick,
-                                          "found": trick}], **{"difference-count": 1})
-        subprocess.run(["mosquitto_pub", "-r", "-t", "v1/acme/ap1/reported", "-s"], input=b"[" * 100000, check=True)
-        for words, status in ((("list",), 0), (("show", "ap0"), 0), (("status",), 5), (("diff",), 5),
-                              (("list", "--json"), 0), (("watch", "--seconds", "1s"), 0)):
+        self.devices.report("ap0",
+                            "refused",
+                            1,
+                            reason=trick,
+                            detail=trick,
+                            healthy=False,
+                            problems=[trick],
+                            versions={trick: trick},
+                            schema=trick,
+                            labels={"site" + trick: trick},
+                            differences=[{
+                                "class": trick, "name": trick, "property": trick, "wanted": trick,
+                                "found": trick
+                            }],
+                            **{"difference-count": 1})
+        subprocess.run(["mosquitto_pub", "-r", "-t", "v1/acme/ap1/reported", "-s"],
+                       input=b"[" * 100000,
+                       check=True)
+        for words, status in ((("list", ), 0), (("show", "ap0"), 0), (("status", ), 5),
+                              (("diff", ), 5), (("list", "--json"), 0), (("watch", "--seconds",
+                                                                          "1s"), 0)):
             text = self.fleet(*words, status=status)
             for each in text:
                 self.assertTrue(each.isprintable() or each == "\n", (words, each))
@@ -313,10 +393,14 @@ class AnOperator(unittest.TestCase):
         publisher.open()
         for number in range(3000):
             for leaf in ("online", "reported"):
-                publisher.publish(f"v1/acme/many{number}/{leaf}", b'{"version":1,"online":true,"state":"none"}', True)
+                publisher.publish(f"v1/acme/many{number}/{leaf}",
+                                  b'{"version":1,"online":true,"state":"none"}', True)
         publisher.publish("v1/acme/last/online", b'{"version":1,"online":true}', True)
-        await_that(lambda: subprocess.run(["mosquitto_sub", "-t", "v1/acme/last/online", "-C", "1", "-W", "5"],
-                                          check=False, capture_output=True).returncode == 0, "the last one")
+        await_that(
+            lambda: subprocess.run(
+                ["mosquitto_sub", "-t", "v1/acme/last/online", "-C", "1", "-W", "5"],
+                check=False,
+                capture_output=True).returncode == 0, "the last one")
         publisher.close()
         text = self.fleet("list", "--json")
         devices = [json.loads(each) for each in text.splitlines()]
@@ -329,17 +413,21 @@ class AnOperator(unittest.TestCase):
         text = self.fleet("request", "lsql", "site=north", "--json", status=1)
         answers = {each["device"]: each for each in map(json.loads, text.splitlines())}
         self.assertEqual(set(answers), {"ap0", "ap1", "ap2"})
-        self.assertEqual((answers["ap1"]["refused"], answers["ap2"]["reply"]), ("off", "<lsql>\x1b"))
+        self.assertEqual((answers["ap1"]["refused"], answers["ap2"]["reply"]),
+                         ("off", "<lsql>\x1b"))
 
     def test_watches(self):
-        watch = subprocess.Popen([PROGRAM, "watch", "-C", self.path, "ap*"], stdout=subprocess.PIPE, text=True)
+        watch = subprocess.Popen([PROGRAM, "watch", "-C", self.path, "ap*"],
+                                 stdout=subprocess.PIPE,
+                                 text=True)
         lines = []
         reader = threading.Thread(target=lambda: lines.extend(watch.stdout))
         reader.start()
         time.sleep(2)
         self.devices.say("ap3", "online", {"version": 1, "online": False})
         self.apply("ap2")
-        self.devices.say("ap2", "event", {"version": 1, "time": 1, "event": "trial", "text": "none"})
+        self.devices.say("ap2", "event",
+                         {"version": 1, "time": 1, "event": "trial", "text": "none"})
         time.sleep(0.5)
         watch.send_signal(signal.SIGINT)
         self.assertEqual(watch.wait(10), 130)
@@ -350,13 +438,14 @@ class AnOperator(unittest.TestCase):
             self.assertIn(words, text)
 
     def test_who_may_not_write_is_told_so(self):
-        self.assertIn("may this user write", self.apply("ap0", "--broker", "127.0.0.1:1885", status=3))
+        self.assertIn("may this user write",
+                      self.apply("ap0", "--broker", "127.0.0.1:1885", status=3))
 
 
 class AnAddress(unittest.TestCase):
     def test_has_a_host_and_perhaps_a_port(self):
-        for text, pair in (("a", ("a", 8883)), ("a:1", ("a", 1)), ("[::1]:5", ("::1", 5)), ("[::1]", ("::1", 8883)),
-                           ("::1", ("::1", 8883))):
+        for text, pair in (("a", ("a", 8883)), ("a:1", ("a", 1)), ("[::1]:5", ("::1", 5)),
+                           ("[::1]", ("::1", 8883)), ("::1", ("::1", 8883))):
             self.assertEqual(split_address(text), pair)
         self.assertEqual(split_address("a", False), ("a", 1883))
         for text in ("", ":1", "a:", "a:x", "a:0", "a:65536", "a:\u0661"):

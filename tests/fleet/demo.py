@@ -37,7 +37,8 @@ def show(*words):
     """A command, and what it prints, a step to the right."""
     told = [f"'{each}'" if set(each) & set("*% ") else each for each in words]
     print("  $ " + " ".join(told), flush=True)
-    with subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as command:
+    with subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True) as command:
         for line in command.stdout:
             print("    " + line, end="", flush=True)
 
@@ -50,7 +51,8 @@ def on_board(each, *words):
 def tour(fleet):
     os.chdir(fleet.operators)
     os.environ["PATH"] = f"{TREE}/fleet:{os.environ['PATH']}"
-    for name, text in (("devices.yaml", DEVICES), ("locations.yaml", LOCATIONS), ("addresses.yaml", ADDRESSES)):
+    for name, text in (("devices.yaml", DEVICES), ("locations.yaml", LOCATIONS), ("addresses.yaml",
+                                                                                  ADDRESSES)):
         pathlib.Path(name).write_text(text, "ascii")
     boards.board.await_that(lambda: subprocess.run(
         ["vorn-fleet", "list", "online=yes", "healthy=yes"], check=True,
@@ -58,14 +60,18 @@ def tour(fleet):
 
     title("1. Three boards have come to the broker; their configuration has their labels")
     show("vorn-fleet", "list")
-    title("2. One template for all of them, in two waves: the second goes out when the first is well")
+    title(
+        "2. One template for all of them, in two waves: the second goes out when the first is well")
     show("cat", "locations.yaml")
-    show("vorn-fleet", "apply", "locations.yaml", "site=north", "--waves", "1,100%", "--healthy-for", "2s")
+    show("vorn-fleet", "apply", "locations.yaml", "site=north", "--waves", "1,100%",
+         "--healthy-for", "2s")
     title("3. The next change has a slip in it: with 10.99.0.22 board ap2 reaches no broker")
     show("vorn-fleet", "diff", "--change", "addresses.yaml", "site=north")
-    show("vorn-fleet", "apply", "addresses.yaml", "site=north", "--waves", "1,100%", "--first", "ap2",
-         "--healthy-for", "2s")
-    title("4. It has taken the change back by itself and has come back; nobody else was sent anything")
+    show("vorn-fleet", "apply", "addresses.yaml", "site=north", "--waves", "1,100%", "--first",
+         "ap2", "--healthy-for", "2s")
+    title(
+        "4. It has taken the change back by itself and has come back; nobody else was sent anything"
+    )
     show("vorn-fleet", "list")
     on_board(fleet.boards[1], "show", "address", "lan", "address", "state")
     title("5. What it had before is what it is to have; then all is well again")

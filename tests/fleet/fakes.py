@@ -9,13 +9,13 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "fleet"))
 
-from cryptography.hazmat.primitives.asymmetric.ed25519 import Ed25519PrivateKey  # noqa: E402
+from cryptography.hazmat.primitives.asymmetric.ed25519 import Ed25519PrivateKey
 
-from vorn_fleet.broker import Message  # noqa: E402
-from vorn_fleet.documents import digest_of  # noqa: E402
-from vorn_fleet.session import Session  # noqa: E402
-from vorn_fleet.signature import Keys, Signer, open_signed  # noqa: E402
-from vorn_fleet.topics import Topics  # noqa: E402
+from vorn_fleet.broker import Message
+from vorn_fleet.documents import digest_of
+from vorn_fleet.session import Session
+from vorn_fleet.signature import Keys, Signer, open_signed
+from vorn_fleet.topics import Topics
 
 SIGNER = Signer(Ed25519PrivateKey.from_private_bytes(b"\1" * 32))
 OTHER = Signer(Ed25519PrivateKey.from_private_bytes(b"\2" * 32))
@@ -29,7 +29,8 @@ class Killed(BaseException):
 
 def matches(pattern, topic):
     wanted, words = pattern.split("/"), topic.split("/")
-    return len(wanted) == len(words) and all(each in ("+", word) for each, word in zip(wanted, words))
+    return len(wanted) == len(words) and all(each in ("+", word)
+                                             for each, word in zip(wanted, words))
 
 
 class Broker:
@@ -171,11 +172,14 @@ class Device:
         """What it says of itself, from now on."""
         is_well = state == "applied" and healthy
         self.well_since = (self.well_since or self._broker.now) if is_well else None
-        self._put("reported", {
-            "version": 1, "generation": self.generation, "digest": self.digest, "state": state,
-            "about": about, "reason": reason, "detail": "", "trial": "none", "schema": "", "versions": {},
-            "hash": "", "desired-hash": "", "differences": [], "difference-count": 0, "healthy": healthy,
-            "problems": [] if healthy else ["the fan stands still"], **more})
+        self._put(
+            "reported", {
+                "version": 1, "generation": self.generation, "digest": self.digest, "state": state,
+                "about": about, "reason": reason, "detail": "", "trial": "none", "schema": "",
+                "versions": {}, "hash": "", "desired-hash": "", "differences": [],
+                "difference-count": 0, "healthy": healthy,
+                "problems": [] if healthy else ["the fan stands still"], **more
+            })
 
     def hear(self, payload):
         opened = open_signed(payload, "desired", Keys([SIGNER.public, OTHER.public]))
@@ -185,8 +189,9 @@ class Device:
         self.heard.append((self._broker.now, document["generation"], opened.document))
         if document["generation"] > self.generation:
             for after, way in self.ways:
-                self._broker.at(self._broker.now + after,
-                                lambda way=way: self._become(way, document["generation"], opened.document))
+                self._broker.at(
+                    self._broker.now + after,
+                    lambda way=way: self._become(way, document["generation"], opened.document))
 
     def _become(self, way, number, document):
         if way == "applied":

@@ -37,9 +37,17 @@ def wish_of(channel="11", **more):
     return documents.check_wish({"trial": 20, "configuration": configuration, **more})
 
 
-def plan_for(session, names, waves="1,50%,100%", stop_at="0", healthy_for=HEALTHY_FOR, within=0, wish=None,
-             signer=SIGNER, undoes=""):
-    members = planning.members_of({name: wish or wish_of() for name in names}, session.mirror, "acme", signer)
+def plan_for(session,
+             names,
+             waves="1,50%,100%",
+             stop_at="0",
+             healthy_for=HEALTHY_FOR,
+             within=0,
+             wish=None,
+             signer=SIGNER,
+             undoes=""):
+    members = planning.members_of({name: wish or wish_of() for name in names}, session.mirror,
+                                  "acme", signer)
     return planning.plan_of(members, session.mirror, {
         "tenant": "acme", "by": "anna", "why": "a test", "waves": rollout.read_waves(waves),
         "healthy_for": healthy_for, "within": within, "stop_at": Amount.read(stop_at),

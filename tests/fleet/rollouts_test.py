@@ -11,7 +11,8 @@ from vorn_fleet.text import Amount
 
 class APlan(unittest.TestCase):
     def cut(self, names, waves, **more):
-        return rollout.cut_into_waves(names, rollout.read_waves(waves), more.get("is_there", lambda name: True),
+        return rollout.cut_into_waves(names, rollout.read_waves(waves),
+                                      more.get("is_there", lambda name: True),
                                       more.get("is_first", lambda name: False))
 
     def test_cuts_all_devices_into_waves(self):
@@ -37,11 +38,12 @@ class APlan(unittest.TestCase):
         Device(broker, "ap0", generation=41)
         session = session_of(broker)
         plan = plan_for(session, ["ap0", "ap1"], waves="100%")
-        self.assertEqual({name: each.generation for name, each in plan.members.items()}, {"ap0": 42, "ap1": 1})
+        self.assertEqual({name: each.generation for name, each in plan.members.items()},
+                         {"ap0": 42, "ap1": 1})
 
     def test_is_not_made_over_what_nobody_knows(self):
-        for payload, words in ((OTHER.sign(documents.make("acme", "ap0", 3, wish_of()), "desired"), OTHER.id),
-                               (b"nonsense", "unsigned")):
+        for payload, words in ((OTHER.sign(documents.make("acme", "ap0", 3, wish_of()),
+                                           "desired"), OTHER.id), (b"nonsense", "unsigned")):
             broker = Broker()
             broker.publish(TOPICS.of("ap0", "desired"), payload, True)
             with self.assertRaisesRegex(Problem, words):
@@ -57,11 +59,13 @@ class APlan(unittest.TestCase):
             plan_for(session_of(broker), [])
         with self.assertRaisesRegex(Misused, "shorter"):
             run(broker, within=5)
-        self.assertEqual([topic for _, topic, _ in broker.published[before:] if "fence" not in topic], [])
+        self.assertEqual(
+            [topic for _, topic, _ in broker.published[before:] if "fence" not in topic], [])
 
 
 class Interrupted(unittest.TestCase):
-    """Somebody is killed at each of his publications in turn; somebody else takes the rollout up."""
+    """Somebody is killed at each of his publications in turn; somebody else takes the rollout
+    up."""
 
     def fleet(self):
         broker = Broker()
@@ -91,8 +95,10 @@ class Interrupted(unittest.TestCase):
             if killed and states in ([], ["preparing"]):
                 kinds.add("not begun")
                 self.assertEqual([each.heard for each in broker.devices.values()], [[]] * 7)
-                self.assertEqual(states or [topic for topic in broker.retained if topic.startswith(TOPICS.rollouts)],
-                                 states, "what nobody finds")
+                self.assertEqual(
+                    states or
+                    [topic for topic in broker.retained if topic.startswith(TOPICS.rollouts)],
+                    states, "what nobody finds")
                 continue
             kinds.add("taken up" if killed else "whole")
             head = resume(broker) if states == ["running"] else runner.head
@@ -137,7 +143,8 @@ class Interrupted(unittest.TestCase):
 
         def go_ahead():
             head = session_of(broker).head(plan.head.rollout)
-            broker.publish(TOPICS.rollout(head.rollout), rollout.head_payload(head.now(wave=3), SIGNER), True)
+            broker.publish(TOPICS.rollout(head.rollout),
+                           rollout.head_payload(head.now(wave=3), SIGNER), True)
 
         broker.at(1002, go_ahead)
         runner.run()
@@ -153,7 +160,8 @@ class Interrupted(unittest.TestCase):
 
         def stop():
             head = session_of(broker).head(plan.head.rollout)
-            broker.publish(TOPICS.rollout(head.rollout), rollout.head_payload(head.now(state="stopped"), SIGNER), True)
+            broker.publish(TOPICS.rollout(head.rollout),
+                           rollout.head_payload(head.now(state="stopped"), SIGNER), True)
 
         broker.at(1030, stop)
         runner.run()
@@ -169,11 +177,14 @@ class Interrupted(unittest.TestCase):
         topic = TOPICS.rollout(name, "ap0")
         good = broker.retained[topic]
         for wrong, words in ((OTHER.sign(good.partition(b"\n")[2], "rollout"), OTHER.id),
-                             (good.replace(b"radio0", b"radio1"), "damaged"), (b"", "retains 0"),
-                             (SIGNER.sign(good.partition(b"\n")[2].replace(b'"ap0"', b'"ap1"'), "rollout"), "topic"),
-                             (SIGNER.sign(b"{}", "rollout"), "can't be read"),
+                             (good.replace(b"radio0",
+                                           b"radio1"), "damaged"), (b"", "retains 0"), (SIGNER.sign(
+                                               good.partition(b"\n")[2].replace(b'"ap0"', b'"ap1"'),
+                                               "rollout"), "topic"), (SIGNER.sign(b"{}", "rollout"),
+                                                                      "can't be read"),
                              (SIGNER.sign(good.partition(b"\n")[2], "desired"), "unsigned")):
-            broker.publish(TOPICS.rollout(name), rollout.head_payload(runner.head.now(state="running"), SIGNER), True)
+            broker.publish(TOPICS.rollout(name),
+                           rollout.head_payload(runner.head.now(state="running"), SIGNER), True)
             broker.publish(topic, wrong, True)
             with self.assertRaisesRegex(Problem, words):
                 session_of(broker).learn_members(name)
@@ -185,14 +196,21 @@ class Interrupted(unittest.TestCase):
 class TakingBack(unittest.TestCase):
     def undo(self, broker, overrides=None):
         session = session_of(broker)
-        [name] = [name for name in session.heads if session.head(name).state in ("stopped", "done", "running")]
+        [name] = [
+            name for name in session.heads
+            if session.head(name).state in ("stopped", "done", "running")
+        ]
         old = session.learn_members(name)
-        wishes, left = planning.wishes_before(old, session.mirror, KEYS, {"why": "back", **(overrides or {})})
+        wishes, left = planning.wishes_before(old, session.mirror, KEYS,
+                                              {"why": "back", **(overrides or {})})
         if wishes:
             members = planning.members_of(wishes, session.mirror, "acme", SIGNER)
-            plan = planning.plan_of(members, session.mirror, {
-                "tenant": "acme", "by": "ben", "why": "back", "waves": rollout.read_waves("100%"), "healthy_for": 5,
-                "within": 0, "stop_at": Amount.read("0"), "is_first": lambda name: False, "undoes": name})
+            plan = planning.plan_of(
+                members, session.mirror, {
+                    "tenant": "acme", "by": "ben", "why": "back",
+                    "waves": rollout.read_waves("100%"), "healthy_for": 5, "within": 0,
+                    "stop_at": Amount.read("0"), "is_first": lambda name: False, "undoes": name
+                })
             runner = runner_of(session, plan)
             runner.prepare()
             runner.run()
@@ -203,7 +221,8 @@ class TakingBack(unittest.TestCase):
         for number in range(4):
             Device(broker, f"ap{number}")
             before = documents.make("acme", f"ap{number}", 5, wish_of(str(number), why="before"))
-            broker.publish(TOPICS.of(f"ap{number}", "desired"), documents.sign(before, SIGNER), True)
+            broker.publish(TOPICS.of(f"ap{number}", "desired"), documents.sign(before, SIGNER),
+                           True)
         broker.settle()
         broker.devices["ap2"].ways = ((2, "refused"),)
         head = run(broker, waves="100%")
@@ -226,14 +245,16 @@ class TakingBack(unittest.TestCase):
         broker.publish(TOPICS.of("ap1", "desired"), later, True)
         wishes, left = self.undo(broker)
         self.assertEqual(wishes, set())
-        self.assertEqual(left, {"ap0": "had no document before", "ap1": "has another document by now"})
+        self.assertEqual(left,
+                         {"ap0": "had no document before", "ap1": "has another document by now"})
 
     def test_goes_to_those_alone_who_got_it(self):
         broker = Broker()
         for number in range(6):
             Device(broker, f"ap{number}", ((1, "applied"),))
             before = documents.make("acme", f"ap{number}", 1, wish_of("1"))
-            broker.publish(TOPICS.of(f"ap{number}", "desired"), documents.sign(before, SIGNER), True)
+            broker.publish(TOPICS.of(f"ap{number}", "desired"), documents.sign(before, SIGNER),
+                           True)
         broker.settle()
         for each in broker.devices.values():
             each.ways = ((2, "reverted"),)
@@ -241,7 +262,8 @@ class TakingBack(unittest.TestCase):
         [hit] = [name for name, each in broker.devices.items() if len(each.heard) == 2]
         broker.devices[hit].ways = ((2, "applied"),)
         self.assertEqual(self.undo(broker)[0], {hit})
-        self.assertEqual([len(each.heard) for name, each in broker.devices.items() if name != hit], [1] * 5)
+        self.assertEqual([len(each.heard) for name, each in broker.devices.items() if name != hit],
+                         [1] * 5)
 
     def test_tells_what_stays_since_the_earlier_document_is_silent_on_it(self):
         broker = Broker()

@@ -4,7 +4,8 @@ import random
 import unittest
 
 from fakes import SIGNER, TOPICS, Broker, Device, session_of
-from operators import (HEALTHY_FOR, broker_goes, plan_for, reasons, run, run_with, runner_of, wish_of)
+from operators import (HEALTHY_FOR, broker_goes, plan_for, reasons, run, run_with, runner_of,
+                       wish_of)
 from vorn_fleet import documents
 from vorn_fleet.problem import NoBroker
 from vorn_fleet.waves import Standing, judge
@@ -13,7 +14,9 @@ from vorn_fleet.waves import Standing, judge
 class AWave(unittest.TestCase):
     def test_goes_out_when_the_one_before_was_healthy_for_the_time(self):
         broker = Broker()
-        devices = [Device(broker, f"ap{number}", ((5, "trying"), (9, "applied"))) for number in range(10)]
+        devices = [
+            Device(broker, f"ap{number}", ((5, "trying"), (9, "applied"))) for number in range(10)
+        ]
         head = run(broker)
         self.assertEqual((head.state, head.waves, head.wave), ("done", (1, 4, 5), 3))
         times = sorted(each.heard[0][0] for each in devices)
@@ -25,7 +28,9 @@ class AWave(unittest.TestCase):
     def test_does_not_go_out_when_the_one_before_was_refused_or_taken_back(self):
         for way in ("refused", "reverted"):
             broker = Broker()
-            devices = [Device(broker, f"ap{number}", ((3, "trying"), (5, way))) for number in range(10)]
+            devices = [
+                Device(broker, f"ap{number}", ((3, "trying"), (5, way))) for number in range(10)
+            ]
             head = run(broker)
             [hit] = [each for each in devices if each.heard]
             self.assertEqual((head.state, head.wave), ("stopped", 1))
@@ -46,13 +51,19 @@ class AWave(unittest.TestCase):
 
     def test_waits_anew_when_somebody_falls_ill_in_between(self):
         broker = Broker()
-        devices = [Device(broker, f"ap{number}", ((5, "applied"), (50, "ill"), (80, "applied"))) for number in range(4)]
+        devices = [
+            Device(broker, f"ap{number}", ((5, "applied"), (50, "ill"), (80, "applied")))
+            for number in range(4)
+        ]
         head = run(broker, waves="1,100%", healthy_for=40)
         self.assertEqual(head.state, "done")
         times = sorted(each.heard[0][0] for each in devices)
         self.assertLess(times[1], 1000 + 50)
         broker = Broker()
-        devices = [Device(broker, f"ap{number}", ((5, "applied"), (50, "ill"), (80, "applied"))) for number in range(4)]
+        devices = [
+            Device(broker, f"ap{number}", ((5, "applied"), (50, "ill"), (80, "applied")))
+            for number in range(4)
+        ]
         run(broker, waves="1,100%", healthy_for=60)
         times = sorted(each.heard[0][0] for each in devices)
         self.assertGreaterEqual(times[1], 1000 + 80 + 60)
@@ -71,7 +82,8 @@ class AWave(unittest.TestCase):
             Device(broker, f"ap{number}", ((2, "refused" if number in (5, 50) else "applied"),))
         head = run(broker, waves="60%,100%", stop_at="4%")
         self.assertEqual((head.state, set(reasons(head))), ("done", {"ap5", "ap50"}))
-        self.assertEqual(run_with(lambda number: number in (5, 50, 70), stop_at="2%").state, "stopped")
+        self.assertEqual(
+            run_with(lambda number: number in (5, 50, 70), stop_at="2%").state, "stopped")
         self.assertEqual(run_with(lambda number: number in (5, 50, 70), stop_at="3").state, "done")
 
     def test_does_not_wait_for_whom_nobody_has_seen(self):
@@ -103,7 +115,8 @@ class AWave(unittest.TestCase):
         runner.run()
         self.assertEqual((runner.head.state, runner.head.wave), ("stopped", 1))
         self.assertEqual(set(reasons(runner.head).values()), {"away"})
-        self.assertEqual([name for name, each in broker.devices.items() if each.heard], [first.device])
+        self.assertEqual([name for name, each in broker.devices.items() if each.heard],
+                         [first.device])
 
     def test_replaces_no_later_document(self):
         broker = Broker()
@@ -117,7 +130,8 @@ class AWave(unittest.TestCase):
         runner = runner_of(session, plan)
         runner.prepare()
         runner.run()
-        self.assertEqual((runner.head.state, reasons(runner.head)), ("stopped", {victim: "overtaken"}))
+        self.assertEqual((runner.head.state, reasons(runner.head)),
+                         ("stopped", {victim: "overtaken"}))
         self.assertEqual(broker.retained[TOPICS.of(victim, "desired")], later)
 
     def test_waits_for_a_broker_that_goes_while_it_goes_out(self):
@@ -128,7 +142,8 @@ class AWave(unittest.TestCase):
         runner.prepare()
 
         def go(topic, payload):
-            if b'"wave":1,' in payload and topic.startswith(TOPICS.rollouts) and session.connection.is_connected:
+            if b'"wave":1,' in payload and topic.startswith(
+                    TOPICS.rollouts) and session.connection.is_connected:
                 session.connection.go(False)
                 broker.at(broker.now + 200, lambda: session.connection.go(True))
 
@@ -141,7 +156,8 @@ class AWave(unittest.TestCase):
         broker = Broker()
         Device(broker, "ap0")
         Device(broker, "ap1")
-        for words, refused in (("below v1/acme/~fleet/rollouts/", TOPICS.rollouts), ("write v1/acme/./desired", "ap1/desired")):
+        for words, refused in (("below v1/acme/~fleet/rollouts/", TOPICS.rollouts),
+                               ("write v1/acme/./desired", "ap1/desired")):
             session = session_of(broker)
             runner = runner_of(session, plan_for(session, ["ap0", "ap1"], waves="100%"))
             broker.refuses = lambda topic, refused=refused: refused in topic
@@ -160,8 +176,11 @@ class AWave(unittest.TestCase):
     def test_is_sent_again_where_the_broker_forgot_it(self):
         broker = Broker()
         Device(broker, "ap0", ((100, "applied"),))
-        broker.at(1050, lambda: broker.publish(TOPICS.of("ap0", "desired"), b"", True)) # as hear() is not told
-        broker.devices["ap0"].hear = lambda payload, hear=broker.devices["ap0"].hear: payload and hear(payload)
+        broker.at(
+            1050,
+            lambda: broker.publish(TOPICS.of("ap0", "desired"), b"", True))  # as hear() is not told
+        broker.devices["ap0"].hear = lambda payload, hear=broker.devices[
+            "ap0"].hear: payload and hear(payload)
         self.assertEqual(run(broker).state, "done")
         self.assertEqual(len({document for _, _, document in broker.devices["ap0"].heard}), 1)
 
@@ -228,9 +247,10 @@ class AJudgement(unittest.TestCase):
 class AnyFleet(unittest.TestCase):
     """Devices at random, and what holds whatever they do."""
 
-    WAYS = (((3, "applied"),), ((40, "trying"), (70, "applied")), ((3, "trying"), (30, "reverted")), ((2, "refused"),),
-            ((5, "applied"), (30, "ill"), (60, "applied")), ((5, "ill"),), ((1, "offline"),),
-            ((1, "offline"), (100, "online"), (101, "applied")), ())
+    WAYS = (((3, "applied"), ), ((40, "trying"), (70, "applied")), ((3, "trying"), (30,
+                                                                                    "reverted")),
+            ((2, "refused"), ), ((5, "applied"), (30, "ill"), (60, "applied")), ((5, "ill"), ),
+            ((1, "offline"), ), ((1, "offline"), (100, "online"), (101, "applied")), ())
 
     def test_gets_no_wave_before_the_last_one_is_well(self):
         ended = set()
@@ -243,11 +263,15 @@ class AnyFleet(unittest.TestCase):
         broker = Broker()
         bad = chance.choice((0, 0, 0.02, 0.3))
         for number in range(chance.randint(1, 40)):
-            ways = chance.choice(self.WAYS) if chance.random() < bad else self.WAYS[chance.randint(0, 1)]
+            ways = chance.choice(self.WAYS) if chance.random() < bad else self.WAYS[chance.randint(
+                0, 1)]
             Device(broker, f"ap{number}", ways, is_online=chance.random() < 0.95)
         stop_at = chance.choice(("0", "2%", "10%", "1"))
         session = session_of(broker)
-        plan = plan_for(session, list(broker.devices), stop_at=stop_at, waves=chance.choice(("1,10%,100%", "50%,100%")))
+        plan = plan_for(session,
+                        list(broker.devices),
+                        stop_at=stop_at,
+                        waves=chance.choice(("1,10%,100%", "50%,100%")))
         runner = runner_of(session, plan)
         wave_of = {name: each.wave for name, each in plan.members.items()}
         begun = {}
@@ -273,7 +297,8 @@ class AnyFleet(unittest.TestCase):
 
     def check_end(self, broker, head, wave_of):
         for name, each in broker.devices.items():
-            self.assertEqual([number for _, number, _ in each.heard], [1] if wave_of[name] <= head.wave else [])
+            self.assertEqual([number for _, number, _ in each.heard],
+                             [1] if wave_of[name] <= head.wave else [])
         for name, standing, _ in head.reasons:
             self.assertIn(standing, [each.value for each in Standing])
             self.assertIsNone(broker.devices[name].well_since if standing != "under way" else None)
