@@ -58,13 +58,14 @@ size=$(dpkg-deb --fsys-tarfile vorn-client_*.deb | tar x -O ./usr/bin/vornctl | 
 ! grep -rqaF "$scratch" "$scratch/usr" || fail 'a static library or a description names the build folder'
 
 echo '== a clean root is made'
-needed=$(for each in vorn_ vorn-plugins_ vorn-client_ vorn-gate_ vorn-agent_ libvorn-client0_; do
+needed=$(for each in vorn_ vorn-plugins_ vorn-client_ vorn-gate_ vorn-agent_ vorn-fleet_ libvorn-client0_; do
     dpkg-deb -f "$each"*.deb Depends
-done | tr ',' '\n' | sed 's/^ *//; s/[ (|].*//; /vorn/d; /^$/d' | sort -u | paste -sd,)
+done | tr ',' '\n' | sed 's/^ *//; s/[ (|:].*//; /vorn/d; /^$/d' | sort -u | paste -sd,)
 suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
 if [ "$(cat "$base/complete" 2>/dev/null)" != "$suite $needed" ]; then
     rm -rf "$base"
-    debootstrap --variant=minbase --include="$needed,hostname,procps" "$suite" "$base" \
+    # It knows no packages that others provide, as python3-cffi-backend does what cryptography asks for.
+    debootstrap --variant=minbase --include="$needed,hostname,procps,python3-cffi-backend" "$suite" "$base" \
         >"$scratch/log" 2>&1 || { tail "$scratch/log"; fail 'debootstrap needs the network'; }
     rm -rf "${base:?}"/var/cache/apt/archives/*.deb "${base:?}/dev"
     mkdir "${base:?}/dev"
@@ -78,11 +79,12 @@ echo 'vorn-agent:x:998:998::/nonexistent:/usr/sbin/nologin' >>"$root/etc/passwd"
 
 echo '== they can be installed, and install what they should'
 find "$root" -xdev \( -type f -o -type l -o -type d \) | sort >"$scratch/before"
-inside sh -c 'dpkg -i /mnt/vorn_*.deb /mnt/vorn-plugins_*.deb /mnt/vorn-client_*.deb /mnt/vorn-gate_*.deb /mnt/vorn-agent_*.deb /mnt/libvorn-client0_*.deb' \
+inside sh -c 'dpkg -i /mnt/vorn_*.deb /mnt/vorn-plugins_*.deb /mnt/vorn-client_*.deb /mnt/vorn-gate_*.deb /mnt/vorn-agent_*.deb /mnt/vorn-fleet_*.deb /mnt/libvorn-client0_*.deb' \
     >"$scratch/log" 2>&1 || { cat "$scratch/log"; fail 'dpkg -i'; }
 for file in usr/sbin/vorn usr/bin/vornctl usr/lib/vorn/plugins/save.vorn etc/config usr/lib/vorn/plugins/web.vorn \
     usr/sbin/vorn-gate usr/sbin/vorn-gate-passwd usr/share/man/man8/vorn-gate.8.gz \
     usr/lib/vorn/plugins/fleet.vorn usr/sbin/vorn-agent usr/share/man/man8/vorn-agent.8.gz \
+    usr/bin/vorn-fleet usr/share/vorn-fleet/vorn_fleet/waves.py usr/share/man/man1/vorn-fleet.1.gz \
     lib/systemd/system/vorn.service etc/init.d/vorn usr/share/man/man8/vorn.8.gz \
     usr/share/doc/vorn/copyright usr/share/bash-completion/completions/vornctl; do
     [ -e "$root/$file" ] || [ -e "$root/${file%.gz}" ] || fail "$file is missing"
@@ -103,6 +105,8 @@ done
 vornctl show system hostname
 vornctl show web enabled >/dev/null
 vornctl show fleet enabled >/dev/null
+vorn-fleet --version
+! vorn-fleet list --tenant acme --broker 127.0.0.1 --plain 2>/dev/null || exit 1
 vornctl set system hostname=cellar
 hostname
 vornctl --version
@@ -110,8 +114,9 @@ kill "$daemon"
 vornctl show system >/dev/null 2>&1 || true
 wait "$daemon"
 END
+version=$(sed -n 's/^project(vorn VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")
 found=$(inside setsid sh /try) || { cat "$scratch/console"; fail 'the installed daemon does not work'; }
-[ "$found" = "$(printf 'system\n  hostname  attic\ncellar\n%s' "$(inside vornctl --version)")" ] ||
+[ "$found" = "$(printf 'system\n  hostname  attic\nvorn-fleet %s\ncellar\n%s' "$version" "$(inside vornctl --version)")" ] ||
     fail "it said: $found"
 grep -q '<hostname>cellar</hostname>' "$root/etc/config/config.xml" || fail 'nothing was saved'
 
@@ -132,7 +137,7 @@ inside setsid sh /try >"$scratch/log" 2>&1 || { cat "$scratch/log" "$scratch/con
 
 echo '== removed, they leave configuration and nothing else'
 rm "$root/try"
-inside dpkg --purge vorn-agent vorn-gate vorn-client libvorn-client0 vorn-plugins vorn >"$scratch/log" 2>&1 ||
+inside dpkg --purge vorn-fleet vorn-agent vorn-gate vorn-client libvorn-client0 vorn-plugins vorn >"$scratch/log" 2>&1 ||
     { cat "$scratch/log"; fail 'dpkg --purge'; }
 find "$root" -xdev \( -type f -o -type l -o -type d \) | sort >"$scratch/after"
 left=$(comm -13 "$scratch/before" "$scratch/after" | sed "s|^$root||" |
