@@ -34,6 +34,10 @@ programs = tool.sources_of_tests(pathlib.Path(build))
 found = {path: list(tool.tests_of(path, programs)) for path in sources}
 unknown = [str(path) for path, tests in found.items() if not tests]
 assert not unknown, f"no tests belong to {', '.join(unknown)}"
+for path in ("fleet/vorn_fleet/waves.py", "tests/fleet/waves_test.py"):
+    named = subprocess.run(["tools/tests-of", build, path], check=True, capture_output=True,
+                           text=True).stdout.splitlines()
+    assert named[0] == "programs" and set(tests_like(named[1])) == {"operators"}, (path, named)
 # All at once is the longest that ctest can be given.
 named = subprocess.run(["tools/tests-of", build, *map(str, sources)], check=True,
                        capture_output=True, text=True).stdout.splitlines()
