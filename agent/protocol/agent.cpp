@@ -168,13 +168,13 @@ void Agent::looked(View view, Time now)
                                                     : while_unsettled_ms);
     has_changed_ = false;
     if (phase_ == Phase::waiting) phase_ = Phase::resting;
-    tell_events(before, now);
     if (phase_ == Phase::proving) {
         look_at_proof(now);
     } else if (phase_ == Phase::resting) {
         look_at_rest(now);
     }
-    publish_report(now);
+    publish_report(now); /* first: somebody may be waiting for it */
+    tell_events(before, now);
 }
 
 void Agent::look_at_proof(Time now)
