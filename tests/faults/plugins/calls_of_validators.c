@@ -108,7 +108,7 @@ const struct call validator_calls[] = {
     CALL(is_int_in_range),
     CALL(is_plain_int_in_range),
     CALL(is_plain_int_in_steps),
-    CALL(is_plain_double_in_range),
+    {"vorn_input_is_plain_double_in_range", is_plain_double_in_range, TAKES_NONE},
     CALL(is_network),
     CALL(is_any_of),
     CALL(is_channel),
