@@ -6,11 +6,13 @@
  */
 #include "lighttpd.h"
 
+#include <errno.h>
 #include <pwd.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
@@ -31,6 +33,7 @@ static const char fixed[] =
     "server.max-request-size = 1024\n"
     "server.max-request-field-size = 16384\n"
     "server.stream-response-body = 2\n"
+    "server.upload-dirs = (\"" WEB_SPOOL "\")\n"
     "server.http-parseopts = (\"header-strict\" => \"enable\", \"host-strict\" => \"enable\",\n"
     "  \"url-normalize\" => \"enable\", \"url-ctrls-reject\" => \"enable\",\n"
     "  \"url-path-2f-decode\" => \"disable\", \"url-path-dotseg-remove\" => \"enable\")\n"
@@ -128,6 +131,13 @@ static int holds(const char *path, const char *text, size_t length)
     }
     fclose(file);
     return is_same && at == length;
+}
+
+int lighttpd_make_spool(void)
+{
+    const struct passwd *user = getpwnam(WEB_SERVER_USER);
+    if (mkdir(WEB_SPOOL, 0700) != 0 && errno != EEXIST) return 1;
+    return user != NULL && chown(WEB_SPOOL, user->pw_uid, user->pw_gid) != 0;
 }
 
 int lighttpd_write(const vorn_instance *web)

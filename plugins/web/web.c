@@ -145,6 +145,8 @@ static void start_all(const vorn_instance *web, const vorn_instances *configurat
         fail(WEB_SERVER_USER, "there is no group of this name");
     } else if (!is_folder(WEB_FOLDER, 0755)) {
         fail(WEB_FOLDER, strerror(errno));
+    } else if (lighttpd_make_spool() != 0) {
+        fail(WEB_SPOOL, strerror(errno));
     } else if (!is_folder(own_folder, 0700)) {
         fail(own_folder, strerror(errno));
     } else if (tokens_write(configuration, user->pw_gid) != 0) {

@@ -158,6 +158,8 @@ class TheDoor(unittest.TestCase):
             self.assertEqual(int(fields["CapEff"], 16), 0, name)
         self.assertEqual(os.stat("/run/vorn-web/passwords").st_mode & 0o777, 0o600)
         self.assertEqual(os.stat("/run/vorn-web/tokens").st_mode & 0o777, 0o640)
+        spool = os.stat("/run/vorn-web/spool")
+        self.assertEqual((spool.st_uid, spool.st_mode & 0o777), (1000, 0o700))
         self.assertEqual(os.stat("/etc/config/web/certificate.pem").st_mode & 0o777, 0o600)
 
     def test_streams_events_through_the_web_server(self):
