@@ -44,7 +44,8 @@ protected:
         shell("rm /usr/lib/vorn/plugins/board.vorn");
         for (const char *program : {"hostapd", "dnsmasq", "syslogd", "ntpd", "chronyd"})
             stand_in(program, "sleep 60");
-        stand_in("iw");
+        for (const char *program : {"iw", "nft"})
+            stand_in(program);
         write_file(startup, "<config/>");
         boot();
     }
@@ -120,7 +121,14 @@ TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
         {"dhcp-address", "<interface>lo</interface>"},
         {"dhcp-pool", "<first>192.168.1.100</first><last>192.168.1.199</last>"},
         {"wireless-network", "<radio>r0</radio><ssid>x</ssid><security>none</security>"},
+        {"zone", "<interfaces>lo</interfaces>"},
+        {"forwarding", "<from>z0</from><to>z0</to>"},
+        {"port-forward", "<zone>z0</zone><protocol>tcp</protocol><port>80</port>"
+                         "<address>192.168.7.2</address>"},
+        {"firewall-rule", "<action>accept</action>"},
     };
+    lsql("<lsql><update><firewall><enabled>on</enabled></firewall></update></lsql>");
+    lsql("<lsql><insert><zone name=\"z0\"><interfaces>eth0</interfaces></zone></insert></lsql>");
     lsql("<lsql><update><dhcp><enabled>on</enabled></dhcp></update></lsql>");
     lsql("<lsql><insert><radio name=\"r0\"><mode>g</mode><channel>6</channel><status>up</status>"
          "</radio></insert></lsql>");

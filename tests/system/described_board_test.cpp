@@ -204,7 +204,8 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
              {"log file", "system time-zone", "history comment", "web certificate", "web allowed",
               "access-rule subject", "access-rule properties", "access-rule class",
               "access-rule operations", "access-default gate-user", "fleet authorities",
-              "fleet certificate", "fleet key", "fleet generation"})
+              "fleet certificate", "fleet key", "fleet generation", "port-forward port",
+              "firewall-rule source", "firewall-rule destination", "firewall-rule ports"})
             if (name == each) return true;
         return false;
     };
