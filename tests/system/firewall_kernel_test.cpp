@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 
 #include <signal.h>
@@ -34,28 +35,56 @@ protected:
 
     static std::string rules() { return shell("nft list ruleset"); }
 
-    /* Another machine at the end of a cable, eth0, which the device has at 192.0.2.1. */
-    static void join_a_neighbour()
+    /* Another machine at the end of a cable, whose addresses it is given; the device's end. */
+    static void join(const std::string &machine, const std::string &link, const char *addresses)
     {
-        shell("unshare -n sleep 1000 >/dev/null 2>&1 & echo $! >/tmp/neighbour");
-        ASSERT_TRUE(comes_true([] {
-            return shell("ip link add eth0 type veth peer name eth9 && "
-                         "ip link set eth9 netns $(cat /tmp/neighbour) && echo yes") == "yes\n";
+        const std::string pid = "$(cat /tmp/" + machine + ")";
+        shell("unshare -n sleep 1000 >/dev/null 2>&1 & echo $! >/tmp/" + machine);
+        ASSERT_TRUE(comes_true([&] {
+            return shell("test \"$(readlink /proc/" + pid +
+                         "/ns/net)\" != \"$(readlink /proc/self/ns/net)\" && echo yes") == "yes\n";
         }));
-        shell("ip addr add 192.0.2.1/24 dev eth0 && ip link set eth0 up");
-        neighbour("ip addr add 192.0.2.2/24 dev eth9 && ip link set eth9 up");
+        shell("ip link add " + link + " type veth peer name cable && ip link set cable netns " +
+              pid + " && ip link set " + link + " up");
+        on(machine, "ip link set cable up");
+        std::istringstream words(addresses);
+        for (std::string address; words >> address;)
+            on(machine, "ip addr add " + address + " dev cable nodad");
     }
 
-    static std::string neighbour(const std::string &command)
+    static std::string on(const std::string &machine, const std::string &command)
     {
-        return shell("nsenter -t $(cat /tmp/neighbour) -n sh -c '" + command + "' 2>&1");
+        return shell("nsenter -t $(cat /tmp/" + machine + ") -n sh -c '" + command + "' 2>&1");
     }
 
-    /* Nobody listens on the device: who gets through is refused, others hear nothing. */
-    static bool gets_through(const std::string &port)
+    /* Nobody listens anywhere: who gets there is refused, others hear nothing. */
+    static std::string knock(const std::string &machine, const std::string &address,
+                             const std::string &port, const std::string &seconds)
     {
-        return neighbour("timeout 1 bash -c \": </dev/tcp/192.0.2.1/" + port + "\"")
-                   .find("refused") != std::string::npos;
+        return on(machine, "timeout " + seconds + " bash -c \": </dev/tcp/" + address + "/" + port +
+                               "\" || echo $?");
+    }
+
+    static testing::AssertionResult reaches(const std::string &machine, const std::string &address,
+                                            const std::string &port)
+    {
+        const std::string said = knock(machine, address, port, "10");
+        if (said.find("refused") != std::string::npos) return testing::AssertionSuccess();
+        return testing::AssertionFailure() << said;
+    }
+
+    static testing::AssertionResult
+    hears_nothing(const std::string &machine, const std::string &address, const std::string &port)
+    {
+        const std::string said = knock(machine, address, port, "0.3");
+        if (said == "124\n") return testing::AssertionSuccess();
+        return testing::AssertionFailure() << said;
+    }
+
+    static void join_the_neighbour()
+    {
+        join("neighbour", "eth0", "192.0.2.2/24 2001:db8::2/64");
+        shell("ip addr add 192.0.2.1/24 dev eth0; ip addr add 2001:db8::1/64 dev eth0 nodad");
     }
 };
 
@@ -134,21 +163,50 @@ TEST_F(KernelFirewalls, TakeAnyTextForNothingElse)
 TEST_F(KernelFirewalls, LetInWhomTheyAreToLetIn)
 {
     boot_and_settle();
-    join_a_neighbour();
+    join_the_neighbour();
 
-    EXPECT_TRUE(gets_through("22"));
-    EXPECT_FALSE(gets_through("23"));
+    EXPECT_TRUE(reaches("neighbour", "192.0.2.1", "22"));
+    EXPECT_TRUE(hears_nothing("neighbour", "192.0.2.1", "23"));
     EXPECT_EQ(value_of("firewall-rule", "ssh", "packets"), "1");
     EXPECT_EQ(value_of("firewall-rule", "ssh", "bytes"), "60");
 
     change("<insert><firewall-rule name=\"telnet\"><protocol>tcp</protocol><ports>23</ports>"
            "<action>accept</action></firewall-rule></insert>");
 
-    EXPECT_TRUE(gets_through("23"));
+    EXPECT_TRUE(reaches("neighbour", "192.0.2.1", "23"));
     EXPECT_EQ(value_of("firewall-rule", "telnet", "packets"), "1");
     EXPECT_EQ(value_of("firewall-rule", "ssh", "packets"), "1") << "what it counted stays";
+    EXPECT_TRUE(reaches("neighbour", "2001:db8::1", "22")) << "its address is found, too";
+    EXPECT_EQ(value_of("firewall-rule", "ssh", "packets"), "2");
     change("<delete><firewall-rule name=\"telnet\"/></delete>");
-    EXPECT_FALSE(gets_through("23"));
+    EXPECT_TRUE(hears_nothing("neighbour", "192.0.2.1", "23"));
+}
+
+/* The neighbour knows no way to the inside: it hears of nobody there but by the device's address.
+ */
+TEST_F(KernelFirewalls, LetThroughWhatIsForwarded)
+{
+    boot_and_settle();
+    shell("echo 1 >/proc/sys/net/ipv4/ip_forward");
+    join_the_neighbour();
+    join("machine", "wlan0", "192.168.1.20/24");
+    shell("ip addr add 192.168.1.1/24 dev wlan0");
+    on("machine", "ip route add default via 192.168.1.1");
+
+    EXPECT_TRUE(reaches("machine", "192.0.2.2", "9"));
+    EXPECT_TRUE(reaches("neighbour", "192.0.2.1", "8080"));
+    EXPECT_TRUE(hears_nothing("neighbour", "192.0.2.1", "8081"));
+
+    change("<update><zone name=\"wan\"><masquerade>off</masquerade></zone></update>");
+    EXPECT_TRUE(hears_nothing("machine", "192.0.2.2", "10"));
+
+    on("neighbour", "ip route add default via 192.0.2.1");
+    EXPECT_TRUE(reaches("machine", "192.0.2.2", "11"));
+    EXPECT_TRUE(hears_nothing("neighbour", "192.168.1.20", "80")) << "only by the port";
+    change("<delete><port-forward name=\"web\"/></delete>"
+           "<update><forwarding name=\"out\"><enabled>off</enabled></forwarding></update>");
+    EXPECT_TRUE(hears_nothing("neighbour", "192.0.2.1", "8080"));
+    EXPECT_TRUE(hears_nothing("machine", "192.0.2.2", "12"));
 }
 
 TEST_F(KernelFirewalls, SayThatSomebodyElseWasThere)
@@ -173,12 +231,12 @@ TEST_F(KernelFirewalls, SayThatSomebodyElseWasThere)
 
 TEST_F(KernelFirewalls, LeaveTheTablesOfOthersAlone)
 {
-    shell("nft 'table ip mine { chain c { counter accept; }; }'");
+    shell("nft 'table inet mine { chain c { counter accept; }; }'");
     const std::string mine = rules();
     boot_and_settle();
-    shell("nft add rule ip mine c drop");
+    shell("nft add rule inet mine c drop");
     EXPECT_EQ(state_of(), "applied") << "that is not ours";
-    shell("nft flush chain ip mine c; nft add rule ip mine c counter accept");
+    shell("nft flush chain inet mine c; nft add rule inet mine c counter accept");
 
     change("<update><firewall><enabled>off</enabled></firewall></update>");
 

@@ -259,6 +259,26 @@ TEST_F(Firewalls, RefuseWhatCannotBe)
     EXPECT_THAT(commands_run(), IsEmpty());
 }
 
+TEST_F(Firewalls, TakeWhatOnlyLooksAlike)
+{
+    constexpr const char *alike[] = {"<zone>wan</zone><protocol>tcp</protocol><port>8081</port>",
+                                     "<zone>wan</zone><protocol>tcp</protocol><port>80-8079</port>",
+                                     "<zone>wan</zone><protocol>udp</protocol><port>8080</port>",
+                                     "<zone>lan</zone><protocol>tcp</protocol><port>8080</port>"};
+    boot_and_forget();
+
+    int number = 0;
+    for (const char *each : alike)
+        EXPECT_THAT(change("<insert><port-forward name=\"p" + std::to_string(number++) + "\">" +
+                           each + "<address>192.168.1.21</address></port-forward></insert>"),
+                    Not(HasSubstr("<error>")));
+    EXPECT_THAT(change("<insert><zone name=\"attic\"><interfaces>eth1 br1 br0.7 wla</interfaces>"
+                       "</zone></insert>"),
+                Not(HasSubstr("<error>")));
+
+    EXPECT_TRUE(state_becomes("applied"));
+}
+
 TEST_F(Firewalls, LeaveOutWhatCameInWithoutACheck)
 {
     boot_and_forget();
