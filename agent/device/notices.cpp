@@ -10,10 +10,10 @@ namespace vorn::fleet {
 
 namespace {
 
-constexpr int patience_ms = 200; /* the daemon is on this machine */
+constexpr int moment_ms = 200; /* the daemon is on this machine */
 constexpr std::int64_t between_attempts_ms = 15000;
 constexpr std::int64_t after_a_loss_ms = 1000;
-constexpr int most_at_once = 64;
+constexpr int most_notices_at_once = 64;
 
 } // namespace
 
@@ -31,7 +31,7 @@ std::int64_t Notices::wake_at() const
 bool Notices::take_all()
 {
     vorn_client_set_timeout(client_.get(), 0);
-    for (int i = 0; i < most_at_once; i++) {
+    for (int i = 0; i < most_notices_at_once; i++) {
         char *notice = nullptr;
         const int status = vorn_client_next_notice(client_.get(), &notice);
         std::free(notice);
@@ -52,7 +52,7 @@ bool Notices::serve(std::int64_t now_ms)
         return true;
     }
     if (now_ms < subscribe_at_) return false;
-    vorn_client_set_timeout(client_.get(), patience_ms);
+    vorn_client_set_timeout(client_.get(), moment_ms);
     if (vorn_client_subscribe(client_.get()) == VORN_CLIENT_OK) subscribed_at_ = now_ms;
     subscribe_at_ = now_ms + between_attempts_ms;
     return true;

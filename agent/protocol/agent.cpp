@@ -26,7 +26,6 @@ namespace vorn::fleet {
 
 namespace {
 
-constexpr std::int64_t ms_of_s = 1000;
 /* Changes are told; what is not, as that a service keeps ending, shows in a look. */
 constexpr std::int64_t between_looks_ms = 60000;
 constexpr std::int64_t while_unsettled_ms = 15000;

@@ -21,7 +21,7 @@ void add(std::string &text, const std::string &word)
     text += ',';
 }
 
-std::string text_of(const std::string &class_name, const Item &item)
+std::string hashed(const std::string &class_name, const Item &item)
 {
     std::string text = "+";
     add(text, class_name);
@@ -35,7 +35,7 @@ std::string text_of(const std::string &class_name, const Item &item)
     return text + ";";
 }
 
-std::string text_of_none(const std::string &class_name, const std::string &name)
+std::string hashed_none(const std::string &class_name, const std::string &name)
 {
     std::string text = "-";
     add(text, class_name);
@@ -50,9 +50,9 @@ std::string hash_of(const Content &content)
     std::vector<std::string> texts;
     for (const auto &[class_name, part] : content) {
         for (const Item &each : part.items)
-            texts.push_back(text_of(class_name, each));
+            texts.push_back(hashed(class_name, each));
         for (const std::string &each : part.none)
-            texts.push_back(text_of_none(class_name, each));
+            texts.push_back(hashed_none(class_name, each));
     }
     std::ranges::sort(texts);
     std::string all;

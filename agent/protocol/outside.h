@@ -14,6 +14,7 @@
 
 namespace vorn::fleet {
 
+constexpr std::int64_t ms_of_s = 1000;
 constexpr std::int64_t never = std::numeric_limits<std::int64_t>::max();
 
 /* When something happens. */

@@ -18,7 +18,6 @@ namespace vorn::fleet {
 
 namespace {
 
-constexpr std::int64_t ms_of_s = 1000;
 constexpr std::size_t size_of_frame = 24; /* what stands around an instance, and what keeps it */
 
 const std::string &name_of(const Item &item)
