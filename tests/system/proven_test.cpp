@@ -16,7 +16,7 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr char startup[] = "/etc/config/config.xml";
+using vorn::test::startup_file;
 constexpr char unproven[] = "/etc/config/config.xml.unproven";
 constexpr char boots[] = "/etc/config/history/boots";
 
@@ -82,11 +82,11 @@ protected:
 TEST_F(Proven, ConfigurationsTakeThePlaceOfOneThatDoesNotStayUp)
 {
     make_generations();
-    shell(std::string("chmod 640 ") + startup);
+    shell(std::string("chmod 640 ") + startup_file);
     die(3);
 
     EXPECT_EQ(channel(), "11\n");
-    EXPECT_EQ(shell(std::string("stat -c %a ") + startup), "640\n");
+    EXPECT_EQ(shell(std::string("stat -c %a ") + startup_file), "640\n");
     EXPECT_THAT(console(), HasSubstr("history: the configuration did not stay up in 3 boots: "
                                      "generation 2 takes its place, and it is kept as " +
                                      std::string(unproven) + ".\n"));
@@ -214,7 +214,7 @@ TEST_F(Proven, ConfigurationsThatAreNoneLeaveTheDefaultAndThenTheRescue)
 /* What is served in its place says nothing of it. */
 TEST_F(Proven, ConfigurationsAreNoneThatCannotBeRead)
 {
-    write_file(startup, "<config><Radio");
+    write_file(startup_file, "<config><Radio");
     write_file("/etc/rescueconfig.xml",
                "<config><history><proven-after>0</proven-after></history></config>\n");
     boot();

@@ -15,7 +15,7 @@ using testing::HasSubstr;
 using testing::Not;
 using vorn::tests::SettledDevice;
 
-constexpr char startup[] = "/etc/config/config.xml";
+using vorn::test::startup_file;
 constexpr char board[] = "<config>"
                          "<system><hostname>attic</hostname><contact>ops</contact></system>"
                          "<interface name=\"eth0\"><kind>ethernet</kind><mtu>1400</mtu>"
@@ -33,7 +33,7 @@ protected:
         shell("ip link add eth0 type veth peer name cable && ip link set cable up");
         for (const char *name : {"system.vorn", "network.vorn", "save.vorn"})
             install_plugin(name);
-        write_file(startup, board);
+        write_file(startup_file, board);
     }
 
     static void install_all_plugins()
@@ -185,21 +185,21 @@ TEST_F(ReferenceBoards, ApplyAndSaveATransaction)
 
     EXPECT_THAT(link(), HasSubstr("10.0.0.1/24"));
     EXPECT_THAT(link(), Not(HasSubstr("192.168.1.1")));
-    EXPECT_THAT(read_file(startup), HasSubstr("<address>10.0.0.1</address>"));
+    EXPECT_THAT(read_file(startup_file), HasSubstr("<address>10.0.0.1</address>"));
 }
 
 TEST_F(ReferenceBoards, RefuseWhatMakesNoSenseAndChangeNothing)
 {
     boot();
     const std::string before = link();
-    const std::string saved = read_file(startup);
+    const std::string saved = read_file(startup_file);
 
     EXPECT_THAT(update("<prefix>16</prefix><address>10.0.0.256</address>"),
                 HasSubstr("Value \"10.0.0.256\" is not valid for property \"address\" of class "
                           "\"static-address\"."));
 
     EXPECT_EQ(link(), before);
-    EXPECT_EQ(read_file(startup), saved);
+    EXPECT_EQ(read_file(startup_file), saved);
 }
 
 TEST_F(ReferenceBoards, KeepAChangeAcrossARestart)
@@ -223,7 +223,7 @@ TEST_F(ReferenceBoards, ReadCountersFromTheKernelWhenAsked)
              "</select></lsql>");
 
     EXPECT_THAT(answer, ContainsRegex("<rx-packets>[0-9]+</rx-packets><tx-bytes>[0-9]+<"));
-    EXPECT_THAT(read_file(startup), Not(HasSubstr("rx-packets")));
+    EXPECT_THAT(read_file(startup_file), Not(HasSubstr("rx-packets")));
 }
 
 TEST_F(ReferenceBoards, LetNobodyWriteCounters)
@@ -243,7 +243,7 @@ TEST_F(ReferenceBoards, TakeDownAnInterfaceThatIsDeleted)
 
     EXPECT_THAT(link(), Not(HasSubstr("192.168.1.1")));
     EXPECT_THAT(link(), HasSubstr("state DOWN"));
-    EXPECT_THAT(read_file(startup), Not(HasSubstr("<interface")));
+    EXPECT_THAT(read_file(startup_file), Not(HasSubstr("<interface")));
 }
 
 TEST_F(ReferenceBoards, SetUpAgainWhatWasAway)
@@ -278,36 +278,36 @@ TEST_F(ReferenceBoards, SetUpAnInterfaceThatIsAdded)
          "</insert></lsql>");
 
     EXPECT_THAT(shell("ip -4 -o addr show eth1"), HasSubstr("10.1.1.1/32"));
-    EXPECT_THAT(read_file(startup), HasSubstr("<interface name=\"eth1\">"));
+    EXPECT_THAT(read_file(startup_file), HasSubstr("<interface name=\"eth1\">"));
 }
 
 TEST_F(ReferenceBoards, SaveTheFirstChangeAlsoWhenTheyBootedFromNothing)
 {
-    std::filesystem::remove(startup);
+    std::filesystem::remove(startup_file);
     boot();
 
     lsql("<lsql><insert><interface name=\"eth0\"><kind>ethernet</kind><mtu>1300</mtu>"
          "</interface></insert></lsql>");
 
-    EXPECT_THAT(read_file(startup), HasSubstr("<mtu>1300</mtu>"));
+    EXPECT_THAT(read_file(startup_file), HasSubstr("<mtu>1300</mtu>"));
 }
 
 TEST_F(ReferenceBoards, LeaveTheStartupFileAloneAtBoot)
 {
     boot();
 
-    EXPECT_EQ(read_file(startup), board);
+    EXPECT_EQ(read_file(startup_file), board);
 }
 
 TEST_F(ReferenceBoards, SaveNothingWhenNothingChanged)
 {
     boot();
-    write_file(startup, "untouched");
+    write_file(startup_file, "untouched");
 
     lsql("<lsql><write-transaction/></lsql>");
     lsql("<lsql><delete><interface name=\"eth7\"/></delete></lsql>");
 
-    EXPECT_EQ(read_file(startup), "untouched");
+    EXPECT_EQ(read_file(startup_file), "untouched");
 }
 
 struct Refusal {
@@ -335,7 +335,7 @@ TEST_P(Refusals, ChangeNothing)
     EXPECT_THAT(lsql(std::string("<lsql><update>") + GetParam().update + "</update></lsql>"),
                 HasSubstr("is not valid for "));
 
-    EXPECT_EQ(read_file(startup), board);
+    EXPECT_EQ(read_file(startup_file), board);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Refusals, testing::ValuesIn(refusals),
