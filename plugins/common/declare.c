@@ -50,6 +50,15 @@ int declare_text(vorn_class *klass, const char *name, int fewest, int most)
                      property == NULL || vorn_property_accept_text(property, fewest, most) != 0);
 }
 
+int declare_characters(vorn_class *klass, const char *name, const char *ranges, int fewest,
+                       int most)
+{
+    vorn_property *property = vorn_property_new(name);
+    return hand_over(klass, property,
+                     property == NULL ||
+                         vorn_property_accept_characters(property, ranges, fewest, most) != 0);
+}
+
 int declare_input(vorn_class *klass, const char *name, int kinds)
 {
     vorn_property *property = vorn_property_new(name);

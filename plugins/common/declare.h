@@ -38,6 +38,10 @@ int declare_number(vorn_class *klass, const char *name, int from, int to, int ki
 /** With a text of so many characters. */
 int declare_text(vorn_class *klass, const char *name, int fewest, int most);
 
+/** With so many characters of the ranges, as vorn_property_accept_characters has them. */
+int declare_characters(vorn_class *klass, const char *name, const char *ranges, int fewest,
+                       int most);
+
 /** With what one of the kinds of VORN_INPUT_ takes. */
 int declare_input(vorn_class *klass, const char *name, int kinds);
 

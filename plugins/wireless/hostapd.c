@@ -6,38 +6,33 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 #include "bridges.h"
 #include "country.h"
-#include "keys.h"
+#include "lists.h"
 #include "networks.h"
+#include "security.h"
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
+#include "writer.h"
 
 #define FOLDER "/var/run"
 #define HEAD "vorn-hostapd-"
 #define TAIL ".conf"
 
-enum { addresses_path_room = 64 };
-
 outcomes network_outcomes = {.class_name = "wireless-network"};
 
-struct writer {
-    FILE *whole;
-    FILE *frame;
-    const vorn_instances *configuration;
-    const char *radio;
-    hostapd_text *text;
-    int networks;
-    int failed;
-};
-
-/* A line of both texts. */
-static void frame_line(struct writer *writer, const char *name, const char *value)
+void writer_frame_line(struct writer *writer, const char *name, const char *value)
 {
     fprintf(writer->whole, "%s=%s\n", name, value);
     fprintf(writer->frame, "%s=%s\n", name, value);
+}
+
+int writer_close_text(FILE *file)
+{
+    if (file == NULL) return 1;
+    const int failed = ferror(file) != 0;
+    return fclose(file) != 0 || failed;
 }
 
 void hostapd_name_interface(char name[hostapd_name_room], const char *radio, int place)
@@ -58,7 +53,7 @@ void hostapd_name_file(char path[hostapd_path_room], const char *radio)
 static int count_networks(const char *radio)
 {
     char path[hostapd_path_room];
-    char line[80];
+    char line[256];
     int count = 1;
     hostapd_name_file(path, radio);
     FILE *file = whole_file_read(path);
@@ -122,18 +117,10 @@ static void write_ssid(FILE *file, const char *ssid)
     fputc('\n', file);
 }
 
-/* Whether all that was written to the stream is in its text by now. */
-static int close_text(FILE *file)
-{
-    if (file == NULL) return 1;
-    const int failed = ferror(file) != 0;
-    return fclose(file) != 0 || failed;
-}
-
 /* The addresses stand in the text too, as comments: a changed list is a changed text. */
 static int write_addresses(const struct writer *writer, const char *list)
 {
-    char **text = &writer->text->addresses[writer->networks];
+    char **text = &writer->text->lists[hostapd_macs][writer->networks];
     size_t size;
     FILE *file = open_memstream(text, &size);
     if (file == NULL) return 1;
@@ -145,101 +132,30 @@ static int write_addresses(const struct writer *writer, const char *list)
         fprintf(writer->whole, "# %s\n", mac);
     }
     vorn_instances_delete_iterator(walk);
-    return close_text(file);
-}
-
-static void name_addresses(char path[addresses_path_room], const char *interface)
-{
-    snprintf(path, addresses_path_room, "/var/run/vorn-hostapd-%s.macs", interface);
-}
-
-static void name_addresses_of(char path[addresses_path_room], const char *radio, int place)
-{
-    char interface[hostapd_name_room];
-    hostapd_name_interface(interface, radio, place);
-    name_addresses(path, interface);
-}
-
-int hostapd_has_new_addresses(const hostapd_text *text, const char *radio)
-{
-    char path[addresses_path_room];
-    int has_new = 0;
-    for (int place = 0; place < hostapd_most_networks; place++) {
-        name_addresses_of(path, radio, place);
-        has_new |=
-            text->addresses[place] != NULL && whole_file_differs(path, text->addresses[place]);
-    }
-    return has_new;
-}
-
-int hostapd_write_addresses(const hostapd_text *text, const char *radio)
-{
-    char path[addresses_path_room];
-    int has_new = 0;
-    for (int place = 0; place < hostapd_most_networks; place++) {
-        name_addresses_of(path, radio, place);
-        if (text->addresses[place] == NULL) {
-            unlink(path);
-            continue;
-        }
-        const int result = write_file_whole(path, text->addresses[place], 0644);
-        if (result < 0) return -1;
-        has_new |= result;
-    }
-    return has_new;
-}
-
-void hostapd_forget_addresses(const char *radio)
-{
-    const hostapd_text none = {.whole = NULL};
-    hostapd_write_addresses(&none, radio);
+    return writer_close_text(file);
 }
 
 /* A list that is missing takes nobody, whatever it was to be: nobody is let in by mistake. */
 static void write_access(struct writer *writer, const vorn_instance *network, const char *interface)
 {
-    char path[addresses_path_room];
+    char path[lists_path_room];
     const char *list = value_of(network, "access-list");
     const int accepts = strcmp(value_of(network, "access-policy"), "accept") == 0 ||
                         !networks_has_list(writer->configuration, list);
-    name_addresses(path, interface);
+    lists_name(path, hostapd_macs, interface);
     if (*list == '\0') return;
     fprintf(writer->whole, "macaddr_acl=%d\n%s_mac_file=%s\n", accepts, accepts ? "accept" : "deny",
             path);
     writer->failed |= write_addresses(writer, list);
 }
 
-static int is_open(const vorn_instance *network)
-{
-    return strcmp(value_of(network, "security"), "none") == 0;
-}
-
-/* A key that could not be replaced by a reference still is one. */
-static const char *key_of(const vorn_instance *network)
-{
-    const char *key = value_of(network, "key");
-    if (keys_is_reference(key)) return keys_get(key);
-    return *key != '\0' ? key : NULL;
-}
-
-static void write_security(struct writer *writer, const vorn_instance *network)
-{
-    const int is_sae = strcmp(value_of(network, "security"), "wpa3-sae") == 0;
-    if (is_open(network)) return;
-    frame_line(writer, "wpa", "2");
-    frame_line(writer, "wpa_key_mgmt", is_sae ? "SAE" : "WPA-PSK");
-    frame_line(writer, "rsn_pairwise", "CCMP");
-    frame_line(writer, "ieee80211w", is_sae ? "2" : "1");
-    fprintf(writer->whole, "wpa_passphrase=%s\n", key_of(network));
-}
-
 static void write_network(struct writer *writer, const vorn_instance *network)
 {
     char interface[hostapd_name_room];
     hostapd_name_interface(interface, writer->radio, writer->networks);
-    if (writer->networks > 0) frame_line(writer, "bss", interface);
+    if (writer->networks > 0) writer_frame_line(writer, "bss", interface);
     if (*value_of(network, "bridge") != '\0') {
-        frame_line(writer, "bridge", value_of(network, "bridge"));
+        writer_frame_line(writer, "bridge", value_of(network, "bridge"));
         fprintf(writer->frame, "# %u\n", bridges_number(value_of(network, "bridge")));
     }
     write_ssid(writer->whole, value_of(network, "ssid"));
@@ -248,7 +164,7 @@ static void write_network(struct writer *writer, const vorn_instance *network)
     if (*value_of(network, "max-stations") != '\0') {
         fprintf(writer->whole, "max_num_sta=%s\n", value_of(network, "max-stations"));
     }
-    write_security(writer, network);
+    security_write(writer, network, interface);
     write_access(writer, network, interface);
     writer->networks++;
 }
@@ -258,8 +174,8 @@ static const char *reason_against(const struct writer *writer, const vorn_instan
 {
     static char reason[48];
     const char *missing = bridges_missing(network);
-    if (!is_open(network) && *value_of(network, "key") == '\0') return "no key";
-    if (!is_open(network) && key_of(network) == NULL) return "its key is not on this device";
+    const char *lacking = security_lacks(writer->configuration, network);
+    if (lacking != NULL) return lacking;
     if (writer->networks == hostapd_most_networks) return "the radio carries no more";
     if (missing == NULL) return NULL;
     snprintf(reason, sizeof reason, "waiting for %s", missing);
@@ -288,15 +204,15 @@ static void write_networks(struct writer *writer)
 static void write_radio(struct writer *writer, const vorn_instance *radio)
 {
     const char *mode = value_of(radio, "mode");
-    frame_line(writer, "interface", writer->radio);
-    frame_line(writer, "driver", "nl80211");
-    frame_line(writer, "ctrl_interface", "/var/run/vorn-hostapd");
-    frame_line(writer, "country_code", country_code());
-    frame_line(writer, "ieee80211d", "1");
-    frame_line(writer, "hw_mode", mode);
-    frame_line(writer, "channel", value_of(radio, "channel"));
-    frame_line(writer, "wmm_enabled", "1");
-    frame_line(writer, "ieee80211n", strcmp(mode, "b") == 0 ? "0" : "1");
+    writer_frame_line(writer, "interface", writer->radio);
+    writer_frame_line(writer, "driver", "nl80211");
+    writer_frame_line(writer, "ctrl_interface", "/var/run/vorn-hostapd");
+    writer_frame_line(writer, "country_code", country_code());
+    writer_frame_line(writer, "ieee80211d", "1");
+    writer_frame_line(writer, "hw_mode", mode);
+    writer_frame_line(writer, "channel", value_of(radio, "channel"));
+    writer_frame_line(writer, "wmm_enabled", "1");
+    writer_frame_line(writer, "ieee80211n", strcmp(mode, "b") == 0 ? "0" : "1");
 }
 
 int hostapd_write(hostapd_text *text, const vorn_instance *radio,
@@ -315,8 +231,8 @@ int hostapd_write(hostapd_text *text, const vorn_instance *radio,
         write_radio(&writer, radio);
         write_networks(&writer);
     }
-    const int whole_failed = close_text(writer.whole);
-    const int frame_failed = close_text(writer.frame);
+    const int whole_failed = writer_close_text(writer.whole);
+    const int frame_failed = writer_close_text(writer.frame);
     text->networks = writer.networks;
     if (!whole_failed && !frame_failed && !writer.failed) return 0;
     hostapd_free(text);
@@ -327,7 +243,7 @@ void hostapd_free(hostapd_text *text)
 {
     free(text->whole);
     free(text->frame);
-    for (int place = 0; place < hostapd_most_networks; place++)
-        free(text->addresses[place]);
+    for (int each = 0; each < hostapd_lists * hostapd_most_networks; each++)
+        free(text->lists[each % hostapd_lists][each / hostapd_lists]);
     *text = (hostapd_text){.whole = NULL};
 }

@@ -12,11 +12,14 @@
 /** The most networks that one radio carries, and the room for the name of an interface. */
 enum { hostapd_most_networks = 8, hostapd_name_room = 16 };
 
+/** What a network has in a file of its own: addresses of stations, and keys of theirs. */
+enum hostapd_list { hostapd_macs, hostapd_psk, hostapd_lists };
+
 typedef struct hostapd_text {
     char *whole;
     char *frame;
-    int networks;                           /* how many there are in it */
-    char *addresses[hostapd_most_networks]; /* of each network's file; null for none */
+    int networks;                                      /* how many there are in it */
+    char *lists[hostapd_lists][hostapd_most_networks]; /* of each network; null for none */
 } hostapd_text;
 
 /** Why each network is not on the air; known by hostapd_write. */
@@ -28,18 +31,6 @@ extern outcomes network_outcomes;
  */
 int hostapd_write(hostapd_text *text, const vorn_instance *radio,
                   const vorn_instances *configuration);
-
-/**
- * Replaces the files of station addresses that the texts name, and removes the others. Returns 1
- * when one was replaced, 0 when all were so already, -1 when that fails.
- */
-int hostapd_write_addresses(const hostapd_text *text, const char *radio);
-
-/** Whether it would replace any. */
-int hostapd_has_new_addresses(const hostapd_text *text, const char *radio);
-
-/** Removes the files of station addresses of the radio's networks. */
-void hostapd_forget_addresses(const char *radio);
 
 /** The file of a radio's configuration, which is only root's. */
 enum { hostapd_path_room = 64 };

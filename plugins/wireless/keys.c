@@ -31,17 +31,29 @@ static struct key keys[most_keys];
 static int count;
 static int why_not; /* as errno tells, when the last try to write them failed, else 0 */
 
-static int is_in_use(const struct key *key, const vorn_instances *configuration)
+const struct keys_place keys_places[] = {
+    {"wireless-network", "key"}, {"radius-server", "secret"}, {"station-key", "key"}, {NULL, NULL}};
+
+static int is_in(const struct keys_place *place, const struct key *key,
+                 const vorn_instances *configuration)
 {
     int found = 0;
     vorn_instances_iterator *walk =
-        vorn_instances_new_class_iterator(configuration, "wireless-network");
+        vorn_instances_new_class_iterator(configuration, place->class_name);
     while (walk != NULL && !found && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *network = vorn_instances_iterator_next(walk);
-        found = strcmp(value_of(network, "key"), key->reference) == 0;
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        found = strcmp(value_of(each, place->property), key->reference) == 0;
     }
     vorn_instances_delete_iterator(walk);
     return found;
+}
+
+static int is_in_use(const struct key *key, const vorn_instances *configuration)
+{
+    const struct keys_place *place = keys_places;
+    while (place->class_name != NULL && !is_in(place, key, configuration))
+        place++;
+    return place->class_name != NULL;
 }
 
 static void drop(int place)
@@ -66,6 +78,13 @@ int keys_is_reference(const char *text)
 {
     return strlen(text) == reference_length && strncmp(text, mask, sizeof mask - 1) == 0 &&
            strspn(text + sizeof mask - 1, "0123456789abcdef") == number_length;
+}
+
+const char *keys_of(const vorn_instance *instance, const char *property)
+{
+    const char *key = value_of(instance, property);
+    if (keys_is_reference(key)) return keys_get(key);
+    return *key != '\0' ? key : NULL;
 }
 
 const char *keys_get(const char *reference)

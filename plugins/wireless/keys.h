@@ -17,6 +17,13 @@
 
 enum { keys_longest = 63 };
 
+/** The properties whose values are keys; a null class after the last. */
+struct keys_place {
+    const char *class_name;
+    const char *property;
+};
+extern const struct keys_place keys_places[];
+
 /**
  * Reads the file, and names it to the daemon as one of the configuration; keys that can't be read
  * are missing.
@@ -36,6 +43,9 @@ const char *keys_keep(const char *key, const vorn_instances *configuration,
 
 /** The key of a reference, or null when it is not on this device. */
 const char *keys_get(const char *reference);
+
+/** That of an instance, also one that no reference could replace. Null for none. */
+const char *keys_of(const vorn_instance *instance, const char *property);
 
 /**
  * Writes the keys when one that the configuration refers to is not written yet. 0, or 1 when that

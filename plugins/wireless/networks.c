@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #include "networks.h"
 
+#include "security.h"
 #include "values.h"
 
 int networks_has_list(const vorn_instances *configuration, const char *list)
@@ -33,5 +34,5 @@ int networks_judge(const vorn_instances *configuration, const vorn_instance *net
     if (*list != '\0' && !networks_has_list(configuration, list)) {
         return fault_is(found, "access-list", "there is no access list \"%.64s\"", list);
     }
-    return 0;
+    return security_judge(configuration, network, found);
 }

@@ -53,7 +53,7 @@ void radio_plan_running(struct radio_running *running, const struct radio *radio
 
 /* What there is to do for a text that hostapd is to have. */
 struct radio_telling {
-    int is_written; /* the file, or one of station addresses */
+    int is_written; /* the file, or a list that it names */
     int starts_anew;
     int reads_again;
 };

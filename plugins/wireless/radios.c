@@ -20,6 +20,7 @@
 #include "kernel.h"
 #include "leftovers.h"
 #include "links.h"
+#include "lists.h"
 #include "power.h"
 #include "radio.h"
 #include "values.h"
@@ -180,7 +181,7 @@ struct radio_telling radio_plan_telling(struct radio *radio, const hostapd_text 
     const int frame_is_same = is_same(text->frame, radio->told.frame);
     const int whole_is_same = is_same(text->whole, radio->told.whole);
     const int is_written =
-        whole_file_differs(path, text->whole) || hostapd_has_new_addresses(text, radio->name);
+        whole_file_differs(path, text->whole) || lists_are_new(text, radio->name);
     const int is_spoilt = radio->is_spoilt || (whole_is_same && is_written);
     return (struct radio_telling){is_written,
                                   !frame_is_same || is_spoilt || is_cut_off(radio, configuration),
@@ -193,8 +194,7 @@ static void tell(struct radio *radio, hostapd_text *text, const vorn_instances *
     char path[hostapd_path_room];
     name_file(path, radio);
     const struct radio_telling plan = radio_plan_telling(radio, text, configuration);
-    if (hostapd_write_addresses(text, radio->name) < 0 ||
-        write_file_whole(path, text->whole, 0600) < 0) {
+    if (lists_write(text, radio->name) < 0 || write_file_whole(path, text->whole, 0600) < 0) {
         fail(radio, "can't write the configuration of hostapd");
         hostapd_free(text);
         return;
@@ -256,7 +256,7 @@ static void apply(const vorn_instance *now, const vorn_instances *configuration)
         tell(radio, &text, configuration);
     } else {
         stop(radio);
-        hostapd_forget_addresses(name);
+        lists_forget(name);
         hostapd_free(&text);
     }
     radio->bridges = bridges;
@@ -266,7 +266,7 @@ static void apply(const vorn_instance *now, const vorn_instances *configuration)
 static void forget_radio(struct radio *radio)
 {
     stop(radio);
-    hostapd_forget_addresses(radio->name);
+    lists_forget(radio->name);
     power_forget(&radio->power, radio->name);
     outcomes_succeed(&radio_outcomes, radio->name);
 }
@@ -316,7 +316,7 @@ int radio_is_spoilt(const struct radio *radio, const vorn_instances *configurati
     name_file(path, radio);
     int is_spoilt = radio->is_spoilt || whole_file_differs(path, radio->told.whole);
     if (hostapd_write(&text, now, configuration) != 0) return is_spoilt;
-    is_spoilt |= hostapd_has_new_addresses(&text, radio->name);
+    is_spoilt |= lists_are_new(&text, radio->name);
     hostapd_free(&text);
     return is_spoilt;
 }
@@ -351,7 +351,9 @@ int radios_are_concerned(const vorn_changes *changes)
 {
     return outcomes_concerns(&radio_outcomes, changes) ||
            outcomes_concerns(&network_outcomes, changes) ||
-           vorn_changes_contains_class(changes, "access-list");
+           vorn_changes_contains_class(changes, "access-list") ||
+           vorn_changes_contains_class(changes, "radius-server") ||
+           vorn_changes_contains_class(changes, "station-key");
 }
 
 void radios_commit(const vorn_instances *configuration, const vorn_changes *changes)

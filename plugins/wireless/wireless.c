@@ -11,11 +11,15 @@
 #include "declare.h"
 #include "describe.h"
 #include "effects.h"
+#include "hiding.h"
 #include "hostapd.h"
 #include "keys.h"
 #include "kick.h"
 #include "networks.h"
 #include "radios.h"
+#include "radius.h"
+#include "security.h"
+#include "station_keys.h"
 #include "stations.h"
 #include "values.h"
 
@@ -31,57 +35,18 @@ static int is_link_name_or_none(const char *value)
     return *value == '\0' || is_link_name(value);
 }
 
-static int is_to_hide(const vorn_instance *network)
-{
-    const char *key = value_of(network, "key");
-    return *key != '\0' && !keys_is_reference(key);
-}
-
-/* The reference that takes the key's place, or null when it can stay as it is. */
-static const char *hide(const vorn_instance *network, const vorn_instances *configuration,
-                        const vorn_instances *before)
-{
-    if (!is_to_hide(network)) return NULL;
-    return keys_keep(value_of(network, "key"), configuration, before);
-}
-
-static void hide_keys(const vorn_instances *configuration, const vorn_instances *before)
-{
-    vorn_instances_iterator *walk =
-        vorn_instances_new_class_iterator(configuration, "wireless-network");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
-        vorn_instance *network = vorn_instances_iterator_next(walk);
-        const char *reference = hide(network, configuration, before);
-        if (reference != NULL) vorn_instance_set_value(network, "key", reference);
-    }
-    vorn_instances_delete_iterator(walk);
-    keys_write(configuration);
-}
-
 static void commit(vorn_commit_info *info)
 {
     vorn_instances *configuration = vorn_commit_info_get_after(info);
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
-    hide_keys(configuration, vorn_changes_get_before(changes));
+    hiding_hide_all(configuration, vorn_changes_get_before(changes));
     radios_commit(configuration, changes);
-}
-
-static int has_keys_to_hide(const vorn_instances *configuration)
-{
-    int has_one = 0;
-    vorn_instances_iterator *walk =
-        vorn_instances_new_class_iterator(configuration, "wireless-network");
-    while (walk != NULL && !has_one && vorn_instances_iterator_has_next(walk))
-        has_one = is_to_hide(vorn_instances_iterator_next(walk));
-    vorn_instances_delete_iterator(walk);
-    return has_one;
 }
 
 static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
-    explain_file(explanation, KEYS_FILE,
-                 has_keys_to_hide(configuration) && !explains_held_save(info));
+    explain_file(explanation, KEYS_FILE, hiding_is_due(configuration) && !explains_held_save(info));
     bridges_foresee(vorn_commit_info_get_actions(info));
     radios_explain(configuration, vorn_commit_info_get_changes(info), explanation);
     bridges_foresee(NULL);
@@ -94,9 +59,12 @@ static void check(vorn_check_info *info, void *data)
     if (vorn_changes_contains_class(changes, "wireless-network") ||
         vorn_changes_contains_class(changes, "radio") ||
         vorn_changes_contains_class(changes, "bridge") ||
-        vorn_changes_contains_class(changes, "access-list")) {
+        vorn_changes_contains_class(changes, "access-list") ||
+        vorn_changes_contains_class(changes, "radius-server") ||
+        vorn_changes_contains_class(changes, "station-key")) {
         judge_class(info, "radio", radios_judge);
         judge_class(info, "wireless-network", networks_judge);
+        judge_class(info, "station-key", station_keys_judge);
     }
 }
 
@@ -168,13 +136,6 @@ static const char *network_state(vorn_instance *instance, const char *property,
     return text;
 }
 
-/* An update that no commit follows leaves the key as it came: nobody is to read it. */
-static const char *key(vorn_instance *instance, const char *property, vorn_refresh_info *info)
-{
-    (void)property;
-    return hide(instance, vorn_refresh_info_get_instances(info), NULL);
-}
-
 static vorn_refresher *radio_refresher;
 static vorn_refresher *network_refresher;
 
@@ -184,11 +145,12 @@ static void refresh(vorn_refresh_info *info, void *data)
     vorn_refresher_fn(info, data);
     vorn_refresh_info_set_data(info, network_refresher);
     vorn_refresher_fn(info, data);
+    radius_refresh(info, data);
+    station_keys_refresh(info, data);
     stations_refresh(info);
 }
 
 static const char *const modes[] = {"a", "b", "g", NULL};
-static const char *const securities[] = {"none", "wpa2-psk", "wpa3-sae", NULL};
 static const char *const policies[] = {"accept", "deny", NULL};
 
 /* Those of the country, whatever the mode; which of them a mode has is looked at with it. */
@@ -255,16 +217,18 @@ static void declare_basics(vorn_class *network)
 
 static void declare_security(vorn_class *network)
 {
-    declare_one_of(network, "security", securities);
+    declare_one_of(network, "security", security_words);
     declare_needed(network, "security");
-    describe(network, "security", "Security",
-             "How stations prove that they know the key: with none anybody joins.", "wpa2-psk");
+    describe(
+        network, "security", "Security",
+        "How stations prove who they are: by a key, with eap to a RADIUS server; with none and "
+        "owe anybody joins.",
+        "wpa2-psk");
     declare_input(network, "key", VORN_INPUT_WPA_PSK_KEY | VORN_INPUT_NOTHING);
     vorn_property_set_readable(vorn_class_get_property(network, "key"), 0);
     vorn_property_set_secret(vorn_class_get_property(network, "key"), VORN_SECRET_BY_REFERENCE);
     describe(network, "key", "Key",
-             "What stations have to know; needed unless there is no "
-             "security.",
+             "What stations have to know; needed with wpa2-psk, wpa3-sae and wpa2-wpa3.",
              "correct horse");
     declare_name(network, "access-list", "access-list", NULL, VORN_INPUT_NOTHING);
     describe(network, "access-list", "Access list",
@@ -273,6 +237,35 @@ static void declare_security(vorn_class *network)
     describe(network, "access-policy", "Access policy",
              "Whether those on the list alone may join, or all others; deny if it isn't set.",
              "accept");
+}
+
+static void declare_protection(vorn_class *network)
+{
+    declare_one_of(network, "management-frame-protection", security_protections);
+    describe(network, "management-frame-protection", "Management frame protection",
+             "Whether nobody else can send stations away; as the security has it if it isn't set, "
+             "which is required with wpa3 and owe.",
+             "optional");
+    declare_one_of(network, "dynamic-vlan", security_vlans);
+    describe(network, "dynamic-vlan", "Dynamic VLAN",
+             "Whether the RADIUS server, or the station's own key, says in which VLAN it is.",
+             "optional");
+    declare_input(network, "vlan-bridge", VORN_INPUT_LINK_NAME | VORN_INPUT_NOTHING);
+    describe(network, "vlan-bridge", "Bridge of a VLAN",
+             "How names of their bridges begin, before the VLAN's number; brvlan if it isn't set.",
+             "br-v");
+}
+
+static void declare_servers(vorn_class *network)
+{
+    declare_name(network, "radius-servers", "radius-server", NULL, 0);
+    vorn_property_accept_list(vorn_class_get_property(network, "radius-servers"), 1);
+    describe(network, "radius-servers", "RADIUS servers",
+             "Who knows the stations; the second one is asked when the first is silent.",
+             "first second");
+    declare_characters(network, "nas-identifier", " ~", 0, 48);
+    describe(network, "nas-identifier", "NAS identifier",
+             "How RADIUS servers call this network; by its interface if it isn't set.", "attic");
 }
 
 static void declare_limits(vorn_class *network)
@@ -298,9 +291,11 @@ static int declare_network(void)
     declare_basics(network);
     declare_security(network);
     declare_limits(network);
+    declare_protection(network);
+    declare_servers(network);
     declare_state(network, "state");
     describe(network, "state", "State", "Whether it is on the air, or why not.", NULL);
-    vorn_refresher_set_property_fn(network_refresher, "key", key);
+    vorn_refresher_set_property_fn(network_refresher, "key", hiding_tell);
     vorn_refresher_set_property_fn(network_refresher, "state", network_state);
     return vorn_classes_add(network);
 }
@@ -324,7 +319,8 @@ void vorn_plugin_init(void)
     country_read();
     vorn_provider *provider = vorn_provider_new("wireless");
     if (provider == NULL || declare_radio() != 0 || declare_network() != 0 ||
-        declare_access_list() != 0 || stations_declare() != 0) {
+        declare_access_list() != 0 || radius_declare() != 0 || station_keys_declare() != 0 ||
+        stations_declare() != 0) {
         return;
     }
     keys_read();

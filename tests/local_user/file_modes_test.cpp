@@ -63,7 +63,9 @@ constexpr char access_point[] =
     "<channel>6</channel><status>up</status></radio><wireless-network name=\"home\">"
     "<radio>wlan0</radio><ssid>attic</ssid><security>wpa2-psk</security>"
     "<key>correct horse battery</key><access-list>family</access-list></wireless-network>"
-    "<access-list name=\"family\"><mac>00:11:22:33:44:55</mac></access-list></config>";
+    "<access-list name=\"family\"><mac>00:11:22:33:44:55</mac></access-list>"
+    "<station-key name=\"printer\"><network>home</network><key>battery staple</key></station-key>"
+    "</config>";
 
 TEST_F(Files, OfThePluginsAreWrittenByNobodyElseAndKeysReadByNobodyElse)
 {
@@ -88,6 +90,7 @@ TEST_F(Files, OfThePluginsAreWrittenByNobodyElseAndKeysReadByNobodyElse)
               "644 root /var/run/vorn-dnsmasq.pid\n"
               "600 root /var/run/vorn-hostapd-wlan0.conf\n"
               "644 root /var/run/vorn-hostapd-wlan0.macs\n"
+              "600 root /var/run/vorn-hostapd-wlan0.psk\n"
               "644 root /var/run/vorn-network\n"
               "600 root /var/run/vorn-plugins\n"
               "600 root /var/run/vorn-program-PID\n"

@@ -29,6 +29,16 @@ constexpr const char *changes_of_radios[] = {
     HOME("<ssid>cellar</ssid>"),
     HOME("<hidden>on</hidden>"),
     HOME("<key>another horse</key>"),
+    HOME("<management-frame-protection>required</management-frame-protection>"),
+    "<insert><station-key name=\"one\"><network>home</network><key>third horse</key></station-key>"
+    "</insert>",
+    "<insert><radius-server name=\"one\"><address>10.0.0.1</address><secret>horse</secret>"
+    "</radius-server></insert>",
+    HOME("<nas-identifier>attic</nas-identifier><radius-servers>one</radius-servers>"),
+    "<delete><station-key name=\"one\"/></delete>",
+    HOME("<security>owe</security>"),
+    HOME("<security>wpa2-psk</security><management-frame-protection>off"
+         "</management-frame-protection>"),
     HOME("<security>none</security><key></key>"),
     HOME("<bridge></bridge>") RADIO("<power>3</power>"),
     HOME("<max-stations>7</max-stations>"),
