@@ -199,6 +199,7 @@ TEST_F(WirelessSecurity, IsNoWeakerForWhatNobodyHasJudged)
     change("<update><wireless-network name=\"guests\"><hidden>on</hidden></wireless-network>"
            "</update>");
     EXPECT_THAT(read_file(hostapd_file), Not(HasSubstr("ssid2=6174746963")));
+    EXPECT_EQ(value_of("wireless-network", "home", "state"), "failed: no RADIUS server");
 }
 
 TEST_F(WirelessSecurity, ProtectsFramesAsItIsTold)
@@ -393,10 +394,11 @@ TEST_F(StationKeys, AreWrittenAgainWhenSomebodyHasRemovedThem)
     ASSERT_TRUE(state_becomes("radio", "wlan0", "running"));
     shell(std::string("rm ") + psk_file);
 
-    change("<update><wireless-network name=\"guests\"><hidden>off</hidden></wireless-network>"
-           "</update>");
+    change("<delete><access-list name=\"others\"/></delete>");
 
     EXPECT_EQ(read_file(psk_file), "00:00:00:00:00:00 battery staple\n");
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    EXPECT_EQ(commands_run().front(), hostapd_command);
 }
 
 TEST_F(StationKeys, SayThatTheFileCannotBeWritten)
