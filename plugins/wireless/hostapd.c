@@ -12,6 +12,7 @@
 #include "lists.h"
 #include "networks.h"
 #include "security.h"
+#include "standards.h"
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
 #include "writer.h"
@@ -203,16 +204,13 @@ static void write_networks(struct writer *writer)
 
 static void write_radio(struct writer *writer, const vorn_instance *radio)
 {
-    const char *mode = value_of(radio, "mode");
     writer_frame_line(writer, "interface", writer->radio);
     writer_frame_line(writer, "driver", "nl80211");
     writer_frame_line(writer, "ctrl_interface", "/var/run/vorn-hostapd");
     writer_frame_line(writer, "country_code", country_code());
     writer_frame_line(writer, "ieee80211d", "1");
-    writer_frame_line(writer, "hw_mode", mode);
-    writer_frame_line(writer, "channel", value_of(radio, "channel"));
-    writer_frame_line(writer, "wmm_enabled", "1");
-    writer_frame_line(writer, "ieee80211n", strcmp(mode, "b") == 0 ? "0" : "1");
+    writer_frame_line(writer, "hw_mode", value_of(radio, "mode"));
+    standards_write(writer, radio);
 }
 
 int hostapd_write(hostapd_text *text, const vorn_instance *radio,

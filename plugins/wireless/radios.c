@@ -23,6 +23,7 @@
 #include "lists.h"
 #include "power.h"
 #include "radio.h"
+#include "standards.h"
 #include "values.h"
 #include "vorn-plugin/patience.h"
 #include "vorn-plugin/supervise.h"
@@ -219,9 +220,10 @@ int radios_judge(const vorn_instances *configuration, const vorn_instance *radio
                         "the name can't be an interface's: it has 1 to 12 letters, digits, "
                         "\"_\", \".\" and \"-\"");
     }
-    if (!vorn_instance_get_status(radio) ||
+    if (!vorn_instance_get_status(radio)) return 0;
+    if (strcmp(value_of(radio, "channel"), channel_auto) == 0 ||
         country_allows_channel_in(value_of(radio, "channel"), value_of(radio, "mode"))) {
-        return 0;
+        return standards_judge(radio, found);
     }
     return fault_is(found, "channel", "the mode does not have the channel, but %s",
                     country_list_channels(value_of(radio, "mode"), ", ", channels));

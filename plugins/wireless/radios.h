@@ -11,7 +11,10 @@ void radios_commit(const vorn_instances *configuration, const vorn_changes *chan
 void radios_explain(const vorn_instances *configuration, const vorn_changes *changes,
                     vorn_explanation *explanation);
 
-/** Judges a radio's name, which is its interface's, and whether its mode has its channel. */
+/**
+ * Judges a radio's name, which is its interface's, and whether mode, channel, standard and width go
+ * together.
+ */
 int radios_judge(const vorn_instances *configuration, const vorn_instance *radio, fault *found);
 
 /** Has the radios follow what becomes of the kernel's links. 0, or 1. */

@@ -19,12 +19,14 @@
 #include "radios.h"
 #include "radius.h"
 #include "security.h"
+#include "standards.h"
 #include "station_keys.h"
 #include "stations.h"
 #include "values.h"
 
 static int is_channel(const char *value)
 {
+    if (strcmp(value, channel_auto) == 0) return 1;
     if (!is_plain_number(value, 1, 255)) return 0;
     if (country_allows_channel(value)) return 1;
     return vorn_property_refuse_value("The country %s does not allow it.", country_code());
@@ -166,14 +168,42 @@ static int accept_channels(vorn_property *channel)
         vorn_input_free_set(all);
         all = more;
     }
-    const int failed = vorn_property_accept_numbers(channel, all);
+    const char *const words[] = {channel_auto, NULL};
+    const int failed =
+        vorn_property_accept_numbers(channel, all) || vorn_property_accept_words(channel, words);
     vorn_input_free_set(all);
     return failed;
 }
 
+static int declare_channel(vorn_class *radio)
+{
+    char channels[country_list_room + sizeof "|auto"];
+    country_list_channels(NULL, "|", channels);
+    strcat(channels, "|auto");
+    declare_required(radio, "channel", is_channel, channels);
+    describe(radio, "channel", "Channel",
+             "One that the country allows in the mode; auto takes the one that is least in use.",
+             "6");
+    return accept_channels(vorn_class_get_property(radio, "channel"));
+}
+
+static void declare_standard(vorn_class *radio)
+{
+    declare_one_of(radio, "standard", standard_words);
+    describe(radio, "standard", "Standard",
+             "802.11n, ac or ax, or legacy for none of them; n if it isn't set, legacy in mode b.",
+             "ax");
+    declare_one_of(radio, "width", width_words);
+    describe(radio, "width", "Width", "How much of the air it takes; 20 if it isn't set.", "80");
+    describe_unit(radio, "width", "MHz");
+    declare_number(radio, "beacon-interval", 15, 65535, VORN_INPUT_NOTHING);
+    describe(radio, "beacon-interval", "Beacon interval",
+             "How often it says that it is there; 100 if it isn't set.", "100");
+    describe_unit(radio, "beacon-interval", "time units of 1.024 ms");
+}
+
 static int declare_radio(void)
 {
-    char channels[country_list_room];
     vorn_class *radio = declare_class("radio", VORN_CLASS_UNIQUE_NAMED);
     radio_refresher = vorn_refresher_new("radio");
     if (radio == NULL || radio_refresher == NULL) return 1;
@@ -183,9 +213,7 @@ static int declare_radio(void)
     declare_needed(radio, "mode");
     describe(radio, "mode", "Mode", "a is sent at 5 GHz, b and g at 2.4; a and g with 802.11n.",
              "g");
-    declare_required(radio, "channel", is_channel, country_list_channels(NULL, "|", channels));
-    if (accept_channels(vorn_class_get_property(radio, "channel")) != 0) return 1;
-    describe(radio, "channel", "Channel", "One that the country allows in the mode.", "6");
+    if (declare_channel(radio) != 0) return 1;
     declare_number(radio, "power", 1, 30, VORN_INPUT_NOTHING);
     vorn_property_set_syntax(vorn_class_get_property(radio, "power"), "<1 to 30 dBm>|<nothing>");
     describe(radio, "power", "Power", "How loud it sends; the driver's choice if it isn't set.",
@@ -193,6 +221,7 @@ static int declare_radio(void)
     describe_unit(radio, "power", "dBm");
     declare_input(radio, "status", VORN_INPUT_UP_DOWN);
     describe(radio, "status", "Switched", "Whether it is on.", "up");
+    declare_standard(radio);
     declare_state(radio, "state");
     describe(radio, "state", "State", "Whether it is on the air, or why not.", NULL);
     vorn_refresher_set_property_fn(radio_refresher, "state", radio_state);

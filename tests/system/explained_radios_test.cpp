@@ -24,6 +24,11 @@ using vorn::tests::hostapd_file;
 constexpr const char *changes_of_radios[] = {
     RADIO("<channel>11</channel>"),
     RADIO("<channel>11</channel>"),
+    RADIO("<standard>ax</standard><width>40</width>"),
+    RADIO("<beacon-interval>200</beacon-interval>"),
+    RADIO("<standard>n</standard>"),
+    RADIO("<channel>auto</channel><width>20</width>"),
+    RADIO("<channel>11</channel><beacon-interval/>"),
     RADIO("<power>12</power>"),
     RADIO("<power></power>"),
     HOME("<ssid>cellar</ssid>"),
@@ -49,7 +54,7 @@ constexpr const char *changes_of_radios[] = {
     HOME("<status>up</status>"),
     RADIO("<status>down</status>"),
     RADIO("<channel>6</channel>"),
-    RADIO("<status>up</status><mode>b</mode>"),
+    RADIO("<status>up</status><mode>b</mode><standard>legacy</standard>"),
     "<delete><radio/></delete><insert><radio name=\"wlan0\"><mode>g</mode><channel>6</channel>"
     "<status>up</status></radio></insert>",
     "<delete><wireless-network/></delete><delete><radio/></delete>",

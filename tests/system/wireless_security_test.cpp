@@ -19,8 +19,8 @@ using vorn::tests::AccessPoints;
 using vorn::tests::hostapd_command;
 using vorn::tests::hostapd_file;
 
-constexpr char keys_file[] = "/etc/config/wireless-keys";
-constexpr char psk_file[] = "/var/run/vorn-hostapd-wlan0.psk";
+constexpr char kept_keys[] = "/etc/config/wireless-keys";
+constexpr char station_keys_file[] = "/var/run/vorn-hostapd-wlan0.psk";
 
 constexpr char two_servers[] =
     "<insert><radius-server name=\"first\"><address>192.168.1.5</address>"
@@ -145,7 +145,7 @@ TEST_F(WirelessSecurity, KeepsSecretsOfServersWhereItKeepsKeys)
     EXPECT_THAT(value_of("radius-server", "first", "secret"),
                 ContainsRegex("^\\*{8} [0-9a-f]{8}$"));
     EXPECT_THAT(read_file(vorn::test::startup_file), Not(HasSubstr("correct horse</secret>")));
-    EXPECT_THAT(read_file(keys_file),
+    EXPECT_THAT(read_file(kept_keys),
                 AllOf(HasSubstr(" correct horse\n"), HasSubstr("  a=b#c|mac= \n")));
     EXPECT_THAT(console() + standard_error(), Not(HasSubstr("mac= ")));
 }
@@ -308,10 +308,10 @@ TEST_F(StationKeys, AreInAFileThatOnlyRootMayRead)
                        add_key("any", "<mac>any</mac><key>12345678</key>")),
                 HasSubstr("<rc>0</rc>"));
 
-    EXPECT_EQ(read_file(psk_file), "vlanid=20 00:11:22:33:44:55 battery staple\n"
-                                   "00:00:00:00:00:00  vlanid=1 |mac= #\n"
-                                   "00:00:00:00:00:00 12345678\n");
-    EXPECT_EQ(mode_of(psk_file), "600\n");
+    EXPECT_EQ(read_file(station_keys_file), "vlanid=20 00:11:22:33:44:55 battery staple\n"
+                                            "00:00:00:00:00:00  vlanid=1 |mac= #\n"
+                                            "00:00:00:00:00:00 12345678\n");
+    EXPECT_EQ(mode_of(station_keys_file), "600\n");
     EXPECT_THAT(told(), HasSubstr("wpa_passphrase=correct horse battery\n"
                                   "wpa_psk_file=/var/run/vorn-hostapd-wlan0.psk\n"));
     EXPECT_EQ(value_of("station-key", "printer", "state"), "running");
@@ -330,7 +330,7 @@ TEST_F(StationKeys, RestartNothingWhenTheyChange)
     change("<update><station-key name=\"printer\"><key>third secret</key></station-key></update>");
 
     EXPECT_TRUE(comes_true([] { return exists("/tmp/again"); }));
-    EXPECT_EQ(read_file(psk_file), "00:00:00:00:00:00 third secret\n");
+    EXPECT_EQ(read_file(station_keys_file), "00:00:00:00:00:00 third secret\n");
     EXPECT_THAT(commands_run(), IsEmpty());
 }
 
@@ -338,16 +338,16 @@ TEST_F(StationKeys, LeaveNoFileBehind)
 {
     boot();
     change(add_key("printer", "<key>battery staple</key>"));
-    ASSERT_TRUE(exists(psk_file));
+    ASSERT_TRUE(exists(station_keys_file));
 
     change("<delete><station-key name=\"printer\"/></delete>");
-    EXPECT_FALSE(exists(psk_file));
+    EXPECT_FALSE(exists(station_keys_file));
     EXPECT_THAT(told(), Not(HasSubstr("wpa_psk_file")));
 
     change(add_key("printer", "<key>battery staple</key>"));
-    ASSERT_TRUE(exists(psk_file));
+    ASSERT_TRUE(exists(station_keys_file));
     change("<update><radio name=\"wlan0\"><status>down</status></radio></update>");
-    EXPECT_FALSE(exists(psk_file));
+    EXPECT_FALSE(exists(station_keys_file));
 }
 
 TEST_F(StationKeys, OpenANetworkThatHasNoKeyOfItsOwn)
@@ -368,7 +368,7 @@ TEST_F(StationKeys, SayThatTheyAreNotOnThisDevice)
     change(add_key("printer", "<key>******** 00000000</key>"));
 
     EXPECT_EQ(value_of("station-key", "printer", "state"), "failed: its key is not on this device");
-    EXPECT_FALSE(exists(psk_file));
+    EXPECT_FALSE(exists(station_keys_file));
     EXPECT_TRUE(state_becomes("wireless-network", "home", "running"));
 }
 
@@ -383,7 +383,7 @@ TEST_F(StationKeys, ThatNobodyHasJudgedAreNotUsed)
     change("<update><wireless-network name=\"guests\"><hidden>off</hidden></wireless-network>"
            "</update>");
 
-    EXPECT_FALSE(exists(psk_file));
+    EXPECT_FALSE(exists(station_keys_file));
     EXPECT_EQ(value_of("station-key", "printer", "state"), "failed: \"home\" has no dynamic VLANs");
 }
 
@@ -392,11 +392,11 @@ TEST_F(StationKeys, AreWrittenAgainWhenSomebodyHasRemovedThem)
     boot_and_forget();
     change(add_key("printer", "<key>battery staple</key>"));
     ASSERT_TRUE(state_becomes("radio", "wlan0", "running"));
-    shell(std::string("rm ") + psk_file);
+    shell(std::string("rm ") + station_keys_file);
 
     change("<delete><access-list name=\"others\"/></delete>");
 
-    EXPECT_EQ(read_file(psk_file), "00:00:00:00:00:00 battery staple\n");
+    EXPECT_EQ(read_file(station_keys_file), "00:00:00:00:00:00 battery staple\n");
     EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
     EXPECT_EQ(commands_run().front(), hostapd_command);
 }
@@ -404,7 +404,7 @@ TEST_F(StationKeys, AreWrittenAgainWhenSomebodyHasRemovedThem)
 TEST_F(StationKeys, SayThatTheFileCannotBeWritten)
 {
     boot();
-    shell(std::string("mkdir ") + psk_file + ".new");
+    shell(std::string("mkdir ") + station_keys_file + ".new");
 
     change(add_key("printer", "<key>battery staple</key>"));
 
