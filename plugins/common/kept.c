@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * What the keeper tells last follows a byte that no program writes, and is a line. The end of the
- * pipe is nothing to wait for: what a program has started itself may hold it open for ever.
+ * What the keeper tells last follows a mark, bears a number that no program knows, and is a line:
+ * what a program says may have come from anybody. The end of the pipe is nothing to wait for: what
+ * a program has started itself may hold it open for ever.
  */
 #include "kept.h"
 
@@ -13,13 +14,14 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/prctl.h>
+#include <sys/random.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "vorn-plugin/patience.h"
 
-enum { not_executed = 127, highest_descriptor = 1023, most_pieces = 64 };
+enum { not_executed = 127, highest_descriptor = 1023, most_pieces = 64, sign_length = 9 };
 
 static const char mark = '\1';
 
@@ -68,14 +70,14 @@ static void be_late(int signal_number)
     kill(0, SIGKILL);
 }
 
-static void limit_time(int limit_ms)
+static void limit_time(int limit_ms, unsigned int sign)
 {
     const struct itimerval limit = {
         .it_value = {.tv_sec = limit_ms / 1000, .tv_usec = limit_ms % 1000 * 1000}};
     const int is_whole = limit_ms % 1000 == 0;
-    late_length = (size_t)snprintf(late_words, sizeof late_words, "no answer within %d %s%c%d\n",
-                                   is_whole ? limit_ms / 1000 : limit_ms, is_whole ? "s" : "ms",
-                                   mark, SIGKILL);
+    late_length = (size_t)snprintf(
+        late_words, sizeof late_words, "no answer within %d %s%c%08x %d\n",
+        is_whole ? limit_ms / 1000 : limit_ms, is_whole ? "s" : "ms", mark, sign, SIGKILL);
     signal(SIGALRM, be_late);
     setitimer(ITIMER_REAL, &limit, NULL);
 }
@@ -94,7 +96,7 @@ static void end_with(pid_t daemon)
     if (getppid() != daemon) end_group(0);
 }
 
-static _Noreturn void keep(const kept_plan *plan, int words, pid_t daemon)
+static _Noreturn void keep(const kept_plan *plan, int words, pid_t daemon, unsigned int sign)
 {
     int input[2];
     int status = -1;
@@ -103,12 +105,12 @@ static _Noreturn void keep(const kept_plan *plan, int words, pid_t daemon)
     const pid_t program = pipe2(input, O_CLOEXEC) == 0 ? fork() : -1;
     if (program == 0) become_program(plan, input[0]);
     if (program > 0) {
-        limit_time(plan->limit_ms);
+        limit_time(plan->limit_ms, sign);
         close(input[0]);
         feed(plan, input[1]);
         if (waitpid(program, &status, 0) != program) status = -1;
     }
-    dprintf(STDERR_FILENO, "%c%d\n", mark, status);
+    dprintf(STDERR_FILENO, "%c%08x %d\n", mark, sign, status);
     _exit(0);
 }
 
@@ -123,17 +125,43 @@ void kept_make_plain(char *text)
     }
 }
 
+static void take_plain(kept *run, char byte)
+{
+    if (byte != '\0' && run->length + 1 < run->room) run->output[run->length++] = byte;
+}
+
+static int is_signed(kept *run)
+{
+    char sign[sign_length + 1];
+    snprintf(sign, sizeof sign, "%08x ", run->sign);
+    run->last[run->last_length] = '\0';
+    return run->has_last && strncmp(run->last, sign, sign_length) == 0;
+}
+
+/* It only looked like the keeper's. */
+static void give_back(kept *run)
+{
+    run->has_last = 0;
+    take_plain(run, '?');
+    for (size_t i = 0; i < run->last_length; i++)
+        take_plain(run, run->last[i]);
+}
+
 static void take(kept *run, char byte)
 {
+    const int is_end = byte == '\n' || byte == mark;
+    if (byte == '\n' && is_signed(run)) {
+        run->is_told = 1;
+        return;
+    }
+    if (run->has_last && (is_end || run->last_length + 1 == sizeof run->last)) give_back(run);
     if (byte == mark) {
         run->has_last = 1;
         run->last_length = 0;
-    } else if (run->has_last && byte == '\n') {
-        run->is_told = 1;
     } else if (run->has_last) {
-        if (run->last_length + 1 < sizeof run->last) run->last[run->last_length++] = byte;
-    } else if (byte != '\0' && run->length + 1 < run->room) {
-        run->output[run->length++] = byte;
+        run->last[run->last_length++] = byte;
+    } else {
+        take_plain(run, byte);
     }
 }
 
@@ -141,8 +169,7 @@ static void end(kept *run)
 {
     close(run->pipe);
     run->pipe = -1;
-    run->last[run->last_length] = '\0';
-    if (run->has_last) run->status = atoi(run->last);
+    if (is_signed(run)) run->status = atoi(run->last + sign_length);
 }
 
 int kept_start(kept *run, const kept_plan *plan)
@@ -156,8 +183,10 @@ int kept_start(kept *run, const kept_plan *plan)
     run->has_last = 0;
     run->is_told = 0;
     run->output[0] = '\0';
+    if (getrandom(&run->sign, sizeof run->sign, GRND_NONBLOCK) < 0)
+        run->sign = (unsigned int)patience_now_us();
     if (pipe2(ends, O_CLOEXEC) == 0 && fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0) keeper = fork();
-    if (keeper == 0) keep(plan, ends[1], daemon);
+    if (keeper == 0) keep(plan, ends[1], daemon, run->sign);
     if (keeper > 0) {
         run->keeper = keeper;
         run->pipe = ends[0];

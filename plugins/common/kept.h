@@ -26,7 +26,8 @@ typedef struct kept {
     char last[kept_last_room];
     size_t last_length;
     int has_last;
-    int is_told; /* all of it */
+    unsigned int sign; /* that what comes last bears, and no program knows */
+    int is_told;       /* all of it */
 } kept;
 
 #define KEPT(output_, room_)                                                                       \

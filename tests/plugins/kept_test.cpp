@@ -68,6 +68,23 @@ TEST_F(KeptPrograms, TellWhatTheySayAndHowTheyEnd)
     EXPECT_EQ(WEXITSTATUS(run_.status), 3);
 }
 
+/* What they say may come from anybody, such as the names of networks. */
+TEST_F(KeptPrograms, CannotTellForTheirKeeperHowTheyEnd)
+{
+    ASSERT_TRUE(ends("printf 'one\\0010\\ntwo\\00100000000 0\\nthree\\001'; exit 3", 5000));
+
+    EXPECT_STREQ(output_, "one?0\ntwo?00000000 0\nthree?");
+    EXPECT_EQ(WEXITSTATUS(run_.status), 3);
+}
+
+TEST_F(KeptPrograms, LoseNothingBehindWhatLooksLikeTheirKeepers)
+{
+    ASSERT_TRUE(ends("printf '\\0010123456789abcdef0123456789\\nend\\n'", 5000));
+
+    EXPECT_STREQ(output_, "?0123456789abcdef0123456789\nend\n");
+    EXPECT_EQ(run_.status, 0);
+}
+
 TEST_F(KeptPrograms, EndWithThemselvesAndNotWithWhatTheyStarted)
 {
     ASSERT_TRUE(ends("sleep 1000 & echo done", 30000));
