@@ -19,6 +19,7 @@
 #include "radios.h"
 #include "radius.h"
 #include "security.h"
+#include "spectrum.h"
 #include "standards.h"
 #include "station_keys.h"
 #include "stations.h"
@@ -150,6 +151,7 @@ static void refresh(vorn_refresh_info *info, void *data)
     radius_refresh(info, data);
     station_keys_refresh(info, data);
     stations_refresh(info);
+    spectrum_refresh(info);
 }
 
 static const char *const modes[] = {"a", "b", "g", NULL};
@@ -349,7 +351,7 @@ void vorn_plugin_init(void)
     vorn_provider *provider = vorn_provider_new("wireless");
     if (provider == NULL || declare_radio() != 0 || declare_network() != 0 ||
         declare_access_list() != 0 || radius_declare() != 0 || station_keys_declare() != 0 ||
-        stations_declare() != 0) {
+        stations_declare() != 0 || spectrum_declare() != 0) {
         return;
     }
     keys_read();
