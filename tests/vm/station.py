@@ -29,11 +29,12 @@ class Station:
         """In the station's namespace."""
         return self.machine.run(f"ip netns exec station sh -c {shlex.quote(command)}", deadline)
 
-    def associate(self, ssid, key=None, sae=False, deadline=30):
+    def associate(self, ssid, key=None, sae=False, deadline=30, security=None):
         """Leaves where it was and joins a network; whether that came about. It gives up when the
-        key is refused."""
+        key is refused. `security` are wpa_supplicant's own lines, instead of a key."""
         self.leave()
-        self.machine.write(f"{CONTROL}/supplicant.conf", self._configuration(ssid, key, sae), "600")
+        security = security or self._security(key, sae)
+        self.machine.write(f"{CONTROL}/supplicant.conf", self._configuration(ssid, security), "600")
         status, output = self.run(
             f"wpa_supplicant -B -D nl80211 -i {INTERFACE} -c {CONTROL}/supplicant.conf "
             f"-P {CONTROL}/pid -f {CONTROL}/log")
@@ -72,12 +73,14 @@ class Station:
         return f"wpa_cli -p {CONTROL} -i {INTERFACE} status 2>/dev/null"
 
     @staticmethod
-    def _configuration(ssid, key, sae):
+    def _security(key, sae):
         if key is None:
-            security = "key_mgmt=NONE"
-        elif sae:
-            security = f'key_mgmt=SAE\nsae_password="{key}"\nieee80211w=2'
-        else:
-            security = f'key_mgmt=WPA-PSK\npsk="{key}"'
+            return "key_mgmt=NONE"
+        if sae:
+            return f'key_mgmt=SAE\nsae_password="{key}"\nieee80211w=2'
+        return f'key_mgmt=WPA-PSK\npsk="{key}"'
+
+    @staticmethod
+    def _configuration(ssid, security):
         return (f"ctrl_interface={CONTROL}\nnetwork={{\nssid=\"{ssid}\"\nscan_ssid=1\n"
                 f"{security}\n}}\n")
