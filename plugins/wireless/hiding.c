@@ -10,23 +10,19 @@ static int is_to_hide(const vorn_instance *instance, const char *property)
     return *key != '\0' && !keys_is_reference(key);
 }
 
-/* The reference that takes the key's place, or null when it can stay as it is. */
-static const char *hide(const vorn_instance *instance, const char *property,
-                        const vorn_instances *configuration, const vorn_instances *before)
-{
-    if (!is_to_hide(instance, property)) return NULL;
-    return keys_keep(value_of(instance, property), configuration, before);
-}
-
+/* As long as there is room; the key itself is shown to nobody either. */
 static void hide_those_of(const struct keys_place *place, const vorn_instances *configuration,
                           const vorn_instances *before)
 {
+    int is_room = 1;
     vorn_instances_iterator *walk =
         vorn_instances_new_class_iterator(configuration, place->class_name);
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+    while (walk != NULL && is_room && vorn_instances_iterator_has_next(walk)) {
         vorn_instance *each = vorn_instances_iterator_next(walk);
-        const char *reference = hide(each, place->property, configuration, before);
-        if (reference != NULL) vorn_instance_set_value(each, place->property, reference);
+        if (!is_to_hide(each, place->property)) continue;
+        const char *reference = keys_keep(value_of(each, place->property), configuration, before);
+        is_room = reference != NULL;
+        if (is_room) vorn_instance_set_value(each, place->property, reference);
     }
     vorn_instances_delete_iterator(walk);
 }
@@ -59,5 +55,6 @@ int hiding_is_due(const vorn_instances *configuration)
 
 const char *hiding_tell(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
-    return hide(instance, property, vorn_refresh_info_get_instances(info), NULL);
+    if (!is_to_hide(instance, property)) return NULL;
+    return keys_keep(value_of(instance, property), vorn_refresh_info_get_instances(info), NULL);
 }

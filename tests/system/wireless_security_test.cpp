@@ -271,6 +271,18 @@ constexpr Contradiction contradictions[] = {
     {"BridgesThatAreTooLong", HOME("<vlan-bridge>br-of-vlan-x</vlan-bridge>"),
      "it has 11 characters at most"},
     {"KeysOfNoNetwork", KEY("<network>attic</network>"), "there is no wireless network \"attic\""},
+    {"KeysOfANetworkThatGoes",
+     KEY("<network>home</network>") "<delete><wireless-network name=\"home\"/></delete>",
+     "there is no wireless network \"home\""},
+    {"AServerThatGoes",
+     HOME(
+         "<security>wpa2-eap</security><radius-servers>first second</radius-servers>") "<delete><"
+                                                                                       "radius-"
+                                                                                       "server "
+                                                                                       "name="
+                                                                                       "\"second\"/"
+                                                                                       "></delete>",
+     "there is no RADIUS server \"second\""},
     {"KeysOfAnOpenNetwork", KEY("<network>guests</network>"), "\"guests\" has no wpa2-psk"},
     {"KeysWithVlansThatAreOff", KEY("<network>home</network><vlan>20</vlan>"),
      "\"home\" has no dynamic VLANs"},
@@ -360,6 +372,23 @@ TEST_F(StationKeys, OpenANetworkThatHasNoKeyOfItsOwn)
 
     change("<delete><station-key name=\"printer\"/></delete>");
     EXPECT_EQ(value_of("wireless-network", "home", "state"), "failed: no key");
+}
+
+/* What there is no room for stays where it is, and is shown to nobody there either. */
+TEST_F(StationKeys, AreUsedHoweverManyThereAre)
+{
+    boot();
+    std::string operations;
+    for (int i = 0; i < 400; i++)
+        operations +=
+            add_key("k" + std::to_string(i), "<key>secret " + std::to_string(1000 + i) + "</key>");
+
+    EXPECT_THAT(change(operations), HasSubstr("<rc>0</rc>"));
+
+    EXPECT_EQ(count(read_file(station_keys_file), "\n"), 400);
+    EXPECT_THAT(read_file(station_keys_file), HasSubstr("00:00:00:00:00:00 secret 1399\n"));
+    EXPECT_THAT(lsql("<lsql><select><station-key properties=\"all\"/></select></lsql>"),
+                Not(HasSubstr("secret ")));
 }
 
 TEST_F(StationKeys, SayThatTheyAreNotOnThisDevice)
