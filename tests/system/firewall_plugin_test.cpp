@@ -153,12 +153,12 @@ TEST_F(Firewalls, AreWaitedForByNobody)
     write_file("/tmp/hangs", "");
 
     const auto began = std::chrono::steady_clock::now();
-    change("<update><firewall><input>drop</input></firewall></update>");
+    request("<update><firewall><input>drop</input></firewall></update>");
     EXPECT_EQ(state_of(), "applying");
     EXPECT_LT(std::chrono::steady_clock::now() - began, 2s);
-    change("<update><save/></update>");
-    change("<update><firewall><forward>accept</forward></firewall></update>");
-    change("<update><firewall><input>accept</input></firewall></update>");
+    request("<update><save/></update>");
+    request("<update><firewall><forward>accept</forward></firewall></update>");
+    request("<update><firewall><input>accept</input></firewall></update>");
     EXPECT_THAT(commands_run(), ElementsAre("nft -f -")) << "one is at work";
     EXPECT_THAT(explain("<update><firewall><input>accept</input></firewall></update>"),
                 Not(HasSubstr("nft")));

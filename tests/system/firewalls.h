@@ -77,9 +77,17 @@ protected:
         write_file(test::startup_file, "<config>" + instances + "</config>");
     }
 
-    static std::string change(const std::string &operations)
+    static std::string request(const std::string &operations)
     {
         return lsql("<lsql><write-transaction>" + operations + "</write-transaction></lsql>");
+    }
+
+    /* Waits for what goes on in the background. */
+    static std::string change(const std::string &operations)
+    {
+        std::string answer = request(operations);
+        EXPECT_TRUE(comes_true([] { return state_of() != "applying"; }));
+        return answer;
     }
 
     static std::string explain(const std::string &operations)
