@@ -108,11 +108,6 @@ class WirelessNetworks(unittest.TestCase):
         self.assertFalse(self.station.associate("attic", security=EAP.format("wrong"),
                                                 deadline=15))
 
-    def test_ask_the_second_server_while_the_first_is_silent(self):
-        self.ask_servers(("silent", "1899"), ("awake", "1812"))
-
-        self.assert_joins("attic", security=EAP.format(KEY), deadline=180)
-
     def test_are_as_fast_as_the_radio_is_told(self):
         self.addCleanup(self.device.vornctl, "set", "radio", "wlan0", "mode=g", "channel=6",
                         "width=20", "standard=n")
