@@ -276,6 +276,9 @@ TEST_P(StatesOfPrograms, MeetEveryEvent)
 
     events[event](scene);
     scene.settle();
+    const bool fails = std::string(row.outcomes[event]).ends_with("told");
+    for (int i = 0; fails && scene.told == 0 && i < 500; i++)
+        Scene::tick();
 
     std::string outcome = scene.status();
     const pid_t now = supervise_pid(scene.program);
