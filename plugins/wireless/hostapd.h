@@ -12,8 +12,9 @@
 /** The most networks that one radio carries, and the room for the name of an interface. */
 enum { hostapd_most_networks = 8, hostapd_name_room = 16 };
 
-/** What a network has in a file of its own: addresses of stations, and keys of theirs. */
-enum hostapd_list { hostapd_macs, hostapd_psk, hostapd_lists };
+/** What a network has in a file of its own: addresses of stations, keys of theirs, and how the
+ * links of VLANs are called. */
+enum hostapd_list { hostapd_macs, hostapd_psk, hostapd_vlans, hostapd_lists };
 
 typedef struct hostapd_text {
     char *whole;

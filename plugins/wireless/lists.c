@@ -9,7 +9,7 @@
 static const struct {
     const char *tail;
     unsigned int mode;
-} kinds[hostapd_lists] = {{"macs", 0644}, {"psk", 0600}};
+} kinds[hostapd_lists] = {{"macs", 0644}, {"psk", 0600}, {"vlans", 0644}};
 
 void lists_name(char path[lists_path_room], enum hostapd_list list, const char *interface)
 {

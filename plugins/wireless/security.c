@@ -9,6 +9,7 @@
 #include <string.h>
 
 #include "keys.h"
+#include "lists.h"
 #include "radius.h"
 #include "station_keys.h"
 #include "values.h"
@@ -146,7 +147,19 @@ const char *security_lacks(const vorn_instances *configuration, const vorn_insta
     }
 }
 
-static void write_vlans(struct writer *writer, const vorn_instance *network)
+/* hostapd makes such a list itself, but forgets it when it reads its file again. */
+static void write_names(struct writer *writer, const char *interface)
+{
+    char path[lists_path_room];
+    size_t size;
+    lists_name(path, hostapd_vlans, interface);
+    writer_frame_line(writer, "vlan_file", path);
+    FILE *file = open_memstream(&writer->text->lists[hostapd_vlans][writer->networks], &size);
+    if (file != NULL) fprintf(file, "* %s.#\n", interface);
+    writer->failed |= writer_close_text(file);
+}
+
+static void write_vlans(struct writer *writer, const vorn_instance *network, const char *interface)
 {
     char bridge[longest_start + 1] = "brvlan";
     const char *asked = value_of(network, "vlan-bridge");
@@ -155,6 +168,7 @@ static void write_vlans(struct writer *writer, const vorn_instance *network)
     writer_frame_line(writer, "dynamic_vlan", mode);
     if (*asked != '\0') snprintf(bridge, sizeof bridge, "%s", asked);
     writer_frame_line(writer, "vlan_bridge", bridge);
+    write_names(writer, interface);
 }
 
 void security_write(struct writer *writer, const vorn_instance *network, const char *interface)
@@ -175,5 +189,5 @@ void security_write(struct writer *writer, const vorn_instance *network, const c
         fprintf(writer->whole, "wpa_passphrase=%s\n", key);
     if (security_has_station_keys(network)) station_keys_write(writer, network, interface);
     if (security->proof == by_server) radius_write(writer, network, interface);
-    write_vlans(writer, network);
+    write_vlans(writer, network, interface);
 }

@@ -222,7 +222,9 @@ TEST_F(WirelessSecurity, PutsStationsIntoBridgesOfTheirVlans)
     boot();
     change(two_servers + update("<security>wpa2-eap</security><radius-servers>second"
                                 "</radius-servers><dynamic-vlan>required</dynamic-vlan>"));
-    EXPECT_THAT(told(), HasSubstr("\ndynamic_vlan=2\nvlan_bridge=brvlan\n"));
+    EXPECT_THAT(told(), HasSubstr("\ndynamic_vlan=2\nvlan_bridge=brvlan\n"
+                                  "vlan_file=/var/run/vorn-hostapd-wlan0.vlans\n"));
+    EXPECT_EQ(read_file("/var/run/vorn-hostapd-wlan0.vlans"), "* wlan0.#\n");
     ASSERT_TRUE(state_becomes("radio", "wlan0", "running"));
     forget_runs();
 

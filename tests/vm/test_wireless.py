@@ -130,6 +130,8 @@ class WirelessNetworks(unittest.TestCase):
         self.assert_joins("attic", KEY)
 
     def test_tell_how_busy_channels_are(self):
+        self.device.vornctl("set", "radio", "wlan0", "channel=auto")
+        self.device.wait_for(self.device.on_the_air("state", "ENABLED"))
         surveys = [each["values"] for each in
                    json.loads(self.device.vornctl("--json", "show", "survey"))]
 
