@@ -73,7 +73,7 @@ CHANGES = (
     ("vornctl add zone outside interfaces='eth9*' masquerade=on",
      "nft list table inet vorn | grep -q masquerade"),
     ("vornctl add forwarding out from=inside to=outside",
-     "nft list table inet vorn | grep -q 'oifname \"eth9*\" accept'"),
+     "nft list table inet vorn | grep -Fq 'oifname \"eth9*\" accept'"),
     ("vornctl add port-forward web zone=outside protocol=tcp port=8080 address=192.168.7.20",
      "nft list table inet vorn | grep -q 'dnat ip to 192.168.7.20'"),
     ("vornctl add firewall-rule ping protocol=icmp icmp-type=echo-request action=accept",
