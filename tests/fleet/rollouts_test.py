@@ -73,6 +73,20 @@ class Interrupted(unittest.TestCase):
             Device(broker, f"ap{number}", ((4, "applied"),))
         return broker
 
+    def prepared(self):
+        broker = self.fleet()
+        session = session_of(broker)
+        runner = runner_of(session, plan_for(session, list(broker.devices)))
+        runner.prepare()
+        return broker, runner
+
+    @staticmethod
+    def write_head(broker, runner, **changed):
+        """As somebody else would who has the key."""
+        head = session_of(broker).head(runner.head.rollout)
+        broker.publish(TOPICS.rollout(head.rollout),
+                       rollout.head_payload(head.now(**changed), SIGNER), True)
+
     def test_anywhere_a_rollout_is_either_not_begun_or_taken_up(self):
         whole = self.fleet()
         self.assertEqual(run(whole).state, "done")
@@ -135,35 +149,15 @@ class Interrupted(unittest.TestCase):
         self.assertEqual({each.generation for each in broker.devices.values()}, {1})
 
     def test_who_sees_somebody_ahead_goes_on_from_there(self):
-        broker = self.fleet()
-        session = session_of(broker)
-        plan = plan_for(session, list(broker.devices))
-        runner = runner_of(session, plan)
-        runner.prepare()
-
-        def go_ahead():
-            head = session_of(broker).head(plan.head.rollout)
-            broker.publish(TOPICS.rollout(head.rollout),
-                           rollout.head_payload(head.now(wave=3), SIGNER), True)
-
-        broker.at(1002, go_ahead)
+        broker, runner = self.prepared()
+        broker.at(1002, lambda: self.write_head(broker, runner, wave=3))
         runner.run()
         self.assertEqual(runner.head.state, "done")
         self.assertLess(max(each.heard[0][0] for each in broker.devices.values()), 1005)
 
     def test_who_is_told_to_stop_sends_nothing_more(self):
-        broker = self.fleet()
-        session = session_of(broker)
-        plan = plan_for(session, list(broker.devices))
-        runner = runner_of(session, plan)
-        runner.prepare()
-
-        def stop():
-            head = session_of(broker).head(plan.head.rollout)
-            broker.publish(TOPICS.rollout(head.rollout),
-                           rollout.head_payload(head.now(state="stopped"), SIGNER), True)
-
-        broker.at(1030, stop)
+        broker, runner = self.prepared()
+        broker.at(1030, lambda: self.write_head(broker, runner, state="stopped"))
         runner.run()
         self.assertEqual((runner.head.state, runner.head.wave), ("stopped", 1))
         self.assertEqual(sum(len(each.heard) for each in broker.devices.values()), 1)
