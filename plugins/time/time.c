@@ -1,14 +1,23 @@
 /* SPDX-License-Identifier: MIT */
-/* The clock, kept by ntpd in the manner of busybox from the servers that are configured. */
+/*
+ * The clock, kept by ntpd in the manner of busybox from the servers that are configured; and told
+ * to others by the same process.
+ */
 #include <string.h>
 
 #include "declare.h"
 #include "describe.h"
 #include "effects.h"
+#include "judge.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
 
 enum { most_servers = 16 };
+
+static int is_interface(const char *value)
+{
+    return *value == '\0' || is_link_name(value);
+}
 
 static supervised *ntpd;
 
@@ -27,18 +36,30 @@ static int add_servers(const vorn_instances *configuration, const char *argument
     return count;
 }
 
+/* "-l", or with it the only interface whose questions are answered. */
+static int add_service(const vorn_instance *clock, const char *arguments[], int count)
+{
+    const char *interface = value_of(clock, "serve-interface");
+    if (!is_on(clock, "serve")) return count;
+    arguments[count++] = "-l";
+    if (*interface == '\0') return count;
+    arguments[count++] = "-I";
+    arguments[count++] = interface;
+    return count;
+}
+
 /* How ntpd is to run, or that it is not. */
 struct plan {
     int is_on;
-    const char *arguments[3 + 2 * most_servers];
+    const char *arguments[6 + 2 * most_servers];
 };
 
 static void make_plan(struct plan *plan, const vorn_instances *configuration)
 {
+    const vorn_instance *clock = vorn_instances_get_singleton(configuration, "time");
     *plan = (struct plan){.arguments = {"ntpd", "-n"}};
-    const int count = add_servers(configuration, plan->arguments, 2);
-    plan->is_on =
-        count > 2 && is_on(vorn_instances_get_singleton(configuration, "time"), "enabled");
+    const int count = add_service(clock, plan->arguments, 2);
+    plan->is_on = add_servers(configuration, plan->arguments, count) > 2 && is_on(clock, "enabled");
 }
 
 static int concerns(const vorn_changes *changes)
@@ -72,6 +93,18 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
         deed = supervise_foresee(ntpd, plan.is_on ? &whole : NULL, 0);
     }
     explain_program(explanation, "ntpd", deed, "nobody keeps the clock right meanwhile");
+}
+
+/* ntpd ends where there is no such interface, and nobody would keep the clock. */
+static void check(vorn_check_info *info, void *data)
+{
+    fault found;
+    const vorn_instances *configuration = vorn_check_info_get_instances(info);
+    const vorn_instance *clock = vorn_instances_get_singleton(configuration, "time");
+    (void)data;
+    if (!vorn_changes_contains_class(vorn_check_info_get_changes(info), "time")) return;
+    if (fault_is_no_link(&found, configuration, clock, "serve-interface"))
+        vorn_check_info_refuse(info, clock, found.property, "%s", found.reason);
 }
 
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
@@ -108,6 +141,15 @@ static void declare_settings(vorn_class *clock)
                    120);
     declare_input(clock, "enabled", VORN_INPUT_ON_OFF);
     describe(clock, "enabled", "Enabled", "Whether the time servers are asked.", "on");
+    declare_input(clock, "serve", VORN_INPUT_ON_OFF);
+    describe(
+        clock, "serve", "Tell others",
+        "Whether this device is a time server itself; without servers of its own it tells what "
+        "its clock says.",
+        "on");
+    declare_name(clock, "serve-interface", "interface", is_interface, VORN_INPUT_NOTHING);
+    describe(clock, "serve-interface", "Interface",
+             "Where others may ask for the time; everywhere if it isn't set.", "br-lan");
     declare_state(clock, "status");
     describe(clock, "status", "Status", "Whether ntpd runs.", NULL);
     declare_state(clock, "state");
@@ -130,6 +172,7 @@ void vorn_plugin_init(void)
 
     vorn_refresher_set_property_fn(refresher, "status", status);
     vorn_refresher_set_property_fn(refresher, "state", state);
+    vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);

@@ -28,6 +28,10 @@ constexpr const char *changes_of_programs[] = {
     "<delete><log/></delete>",
     "<insert><log><enabled>on</enabled></log></insert>",
     "<delete><log/></delete><insert><log><enabled>on</enabled></log></insert>",
+    "<update><time><serve>on</serve></time></update>",
+    "<update><time><serve-interface>br0</serve-interface></time></update>",
+    "<update><time><serve>off</serve></time></update>",
+    "<update><time><serve-interface>br1</serve-interface></time></update>",
     "<update><time><enabled>off</enabled></time></update>",
     "<update><dhcp><enabled>on</enabled></dhcp></update>",
     "<insert><dhcp-pool name=\"lan\"><first>192.168.1.10</first><last>192.168.1.20</last>"

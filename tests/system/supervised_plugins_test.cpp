@@ -130,6 +130,41 @@ TEST_F(SupervisedPlugins, EndTheClockWithoutServers)
     EXPECT_EQ(status_of("time"), "stopped");
 }
 
+TEST_F(SupervisedPlugins, TellOthersTheTime)
+{
+    boot_and_forget();
+
+    change("<update><time><serve>on</serve></time></update>");
+    EXPECT_TRUE(runs({"ntpd -n -l -p 192.0.2.1"}));
+    change("<update><time><serve-interface>br0</serve-interface></time></update>");
+    EXPECT_TRUE(runs({"ntpd -n -l -p 192.0.2.1", "ntpd -n -l -I br0 -p 192.0.2.1"}));
+    forget_runs();
+    change("<update><time><serve>on</serve><serve-interface>br0</serve-interface></time></update>");
+    change("<update><time><serve>off</serve></time></update>");
+    EXPECT_TRUE(runs({"ntpd -n -p 192.0.2.1"}));
+    forget_runs();
+    change("<update><time><serve-interface/></time></update>");
+    change("<delete><ntp-server/></delete>");
+    EXPECT_EQ(status_of("time"), "stopped");
+    change("<update><time><serve>on</serve></time></update>");
+
+    EXPECT_TRUE(runs({"ntpd -n -l"}));
+}
+
+TEST_F(SupervisedPlugins, TellNobodyTheTimeOnAnInterfaceThatIsNone)
+{
+    install_plugin("network.vorn");
+    boot();
+
+    EXPECT_THAT(change("<update><time><serve-interface>br-gest</serve-interface></time></update>"),
+                HasSubstr("Property \"serve-interface\" of class \"time\": there is no interface"
+                          " \"br-gest\""));
+    EXPECT_THAT(change("<insert><interface name=\"br-guest\"><kind>bridge</kind></interface>"
+                       "</insert><update><time><serve-interface>br-guest</serve-interface></time>"
+                       "</update>"),
+                HasSubstr("<rc>0</rc>"));
+}
+
 TEST_F(SupervisedPlugins, PassEverySettingOn)
 {
     boot_and_forget();
@@ -383,6 +418,9 @@ TEST_F(SupervisedPlugins, RefuseWhatNoProgramCouldUse)
           "<update><log><file>messages</file></log></update>",
           "<update><log><file>/var/log/</file></log></update>",
           "<update><log><file>/a&#10;b</file></log></update>",
+          "<update><time><serve>yes</serve></time></update>",
+          "<update><time><serve-interface>-l</serve-interface></time></update>",
+          "<update><time><serve-interface>a b</serve-interface></time></update>",
           "<update><time><enabled>yes</enabled></time></update>"}) {
         EXPECT_THAT(change(operation), HasSubstr("<rc>1</rc>")) << operation;
     }
