@@ -1,11 +1,15 @@
 /* SPDX-License-Identifier: MIT */
-/* What dnsmasq is told: pools in its configuration, fixed leases in a file that it reads again. */
+/*
+ * What dnsmasq is told: pools and options in its configuration, fixed leases in a file that it
+ * reads again.
+ */
 #include "config.h"
 
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
+#include "options.h"
 #include "pools.h"
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
@@ -19,8 +23,10 @@ static void write_option(FILE *file, const vorn_instance *pool, int number, cons
     fprintf(file, "dhcp-option=tag:pool%d,option:%s,%s\n", number, option, value);
 }
 
-static void write_pool(FILE *file, const vorn_instance *pool, int number)
+static void write_pool(FILE *file, const vorn_instances *configuration, const vorn_instance *pool,
+                       int number)
 {
+    (void)configuration;
     const char *interface = value_of(pool, "interface");
     const char *netmask = value_of(pool, "netmask");
     const char *lease_time = value_of(pool, "lease-time");
@@ -34,8 +40,10 @@ static void write_pool(FILE *file, const vorn_instance *pool, int number)
     write_option(file, pool, number, "dns-server", "dns-server");
 }
 
-static void write_host(FILE *file, const vorn_instance *host, int number)
+static void write_host(FILE *file, const vorn_instances *configuration, const vorn_instance *host,
+                       int number)
 {
+    (void)configuration;
     (void)number;
     fprintf(file, "%s,%s\n", value_of(host, "mac"), value_of(host, "address"));
 }
@@ -48,7 +56,8 @@ static const vorn_changes *taken_in;
 struct section {
     outcomes *left_out;
     int (*judge)(const vorn_instances *configuration, const vorn_instance *instance, fault *found);
-    void (*write)(FILE *file, const vorn_instance *instance, int number);
+    void (*write)(FILE *file, const vorn_instances *configuration, const vorn_instance *instance,
+                  int number);
 };
 
 static void note_fault(outcomes *left_out, const char *name, const char *reason)
@@ -78,7 +87,7 @@ static int write_each(FILE *file, const vorn_instances *configuration,
             note_fault(section->left_out, name, found.reason);
         } else {
             note_fault(section->left_out, name, NULL);
-            section->write(file, each, number);
+            section->write(file, configuration, each, number);
             written++;
         }
         number++;
@@ -87,29 +96,54 @@ static int write_each(FILE *file, const vorn_instances *configuration,
     return written;
 }
 
-static outcomes refused = {.class_name = "dhcp-pool"}; /* by dnsmasq, with its words */
+/* By dnsmasq, with its words. An option is looked for first: its line may name a pool, too. */
+static struct refused {
+    outcomes instances;
+    const char *mark; /* before the number, on a line of such an instance */
+} refused[] = {
+    {{.class_name = "dhcp-option"}, OPTION_MARK},
+    {{.class_name = "dhcp-pool"}, ":pool"},
+};
+
+enum { refused_options, refused_pools, refused_classes };
+
+static int judge_words(const struct refused *of, const vorn_instance *instance, fault *found)
+{
+    const char *words = outcomes_reason(&of->instances, vorn_instance_get_name(instance));
+    return words != NULL && !vorn_changes_contains_instance(taken_in, instance) &&
+           fault_is(found, NULL, "%s", words);
+}
 
 static int judge_pool(const vorn_instances *configuration, const vorn_instance *pool, fault *found)
 {
-    const char *words = outcomes_reason(&refused, vorn_instance_get_name(pool));
-    if (words != NULL && !vorn_changes_contains_instance(taken_in, pool))
-        return fault_is(found, "first", "%s", words);
-    return pools_judge(configuration, pool, found);
+    return judge_words(&refused[refused_pools], pool, found) ||
+           pools_judge(configuration, pool, found);
+}
+
+static int judge_option(const vorn_instances *configuration, const vorn_instance *option,
+                        fault *found)
+{
+    return judge_words(&refused[refused_options], option, found) ||
+           options_judge(configuration, option, found);
 }
 
 outcomes pool_outcomes = {.class_name = "dhcp-pool"};
 outcomes host_outcomes = {.class_name = "dhcp-host"};
+outcomes option_outcomes = {.class_name = "dhcp-option"};
 
 static int pools_written;
 
 static int write_config(FILE *file, const vorn_instances *configuration)
 {
     static const struct section pools = {&pool_outcomes, judge_pool, write_pool};
+    static const struct section options = {&option_outcomes, judge_option, options_write};
     fputs("port=0\nbind-dynamic\nno-ping\nuser=root\n"
           "pid-file=" DHCP_PID_FILE "\ndhcp-leasefile=" DHCP_LEASE_FILE "\n"
           "dhcp-hostsfile=" DHCP_HOSTS_FILE "\n",
           file);
-    return write_each(file, configuration, &pools);
+    const int written = write_each(file, configuration, &pools);
+    write_each(file, configuration, &options);
+    return written;
 }
 
 static int write_hosts(FILE *file, const vorn_instances *configuration)
@@ -123,59 +157,75 @@ int dhcp_count_pools(void)
     return pools_written;
 }
 
-/* The number of the pool whose line that is, or -1. */
-static int find_pool_of_line(int wanted)
+/* The number behind the mark on that line, or -1. */
+static int find_number_on_line(int wanted, const char *mark)
 {
-    char line[256];
+    char line[512];
     int number = -1;
     FILE *file = whole_file_read(DHCP_CONFIG_FILE);
     if (file == NULL) return -1;
     for (int at = 1; at <= wanted && fgets(line, sizeof line, file) != NULL; at++) {
-        const char *tag = strstr(line, ":pool");
-        if (at == wanted && tag != NULL) number = (int)strtol(tag + 5, NULL, 10);
+        const char *place = strstr(line, mark);
+        if (at == wanted && place != NULL) number = (int)strtol(place + strlen(mark), NULL, 10);
     }
     fclose(file);
     return number;
 }
 
-static const vorn_instance *find_pool(const vorn_instances *configuration, int number)
+static const vorn_instance *find_numbered(const vorn_instances *configuration,
+                                          const char *class_name, int number)
 {
-    const vorn_instance *pool = NULL;
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "dhcp-pool");
+    const vorn_instance *found = NULL;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
     for (int at = 0; at <= number && walk != NULL && vorn_instances_iterator_has_next(walk); at++) {
         const vorn_instance *each = vorn_instances_iterator_next(walk);
-        if (at == number) pool = each;
+        if (at == number) found = each;
     }
     vorn_instances_delete_iterator(walk);
-    return pool;
+    return found;
 }
 
 /* "dnsmasq: bad dhcp-range at line 8 of FILE", whatever is said before and after. */
 int dhcp_leave_out(const vorn_instances *configuration, const char *words)
 {
     const char *place = strstr(words, "at line ");
+    const vorn_instance *guilty = NULL;
+    struct refused *of = refused;
     if (place == NULL) return 0;
-    const vorn_instance *pool =
-        find_pool(configuration, find_pool_of_line((int)strtol(place + 8, NULL, 10)));
-    if (pool == NULL) return 0;
-    const char *name = vorn_instance_get_name(pool);
-    vorn_debug_eprintf("dhcp: the pool \"%s\" is left out.\n", name);
-    outcomes_fail(&refused, name, words);
-    return outcomes_reason(&refused, name) != NULL;
+    const int line = (int)strtol(place + 8, NULL, 10);
+    for (int i = 0; i < refused_classes && guilty == NULL; i++) {
+        of = &refused[i];
+        guilty = find_numbered(configuration, of->instances.class_name,
+                               find_number_on_line(line, of->mark));
+    }
+    if (guilty == NULL) return 0;
+    const char *name = vorn_instance_get_name(guilty);
+    vorn_debug_eprintf("dhcp: the %s \"%s\" is left out.\n", of->instances.class_name + 5, name);
+    outcomes_fail(&of->instances, name, words);
+    return outcomes_reason(&of->instances, name) != NULL;
+}
+
+static void take_in_class(outcomes *of, const vorn_instances *configuration,
+                          const vorn_changes *changes)
+{
+    outcomes_for_each_deleted(of, changes, NULL);
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration, of->class_name);
+    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        if (!vorn_changes_contains_instance(changes, each)) continue;
+        outcomes_succeed(of, vorn_instance_get_name(each));
+    }
+    vorn_instances_delete_iterator(walk);
 }
 
 void dhcp_take_in(const vorn_instances *configuration, const vorn_changes *changes)
 {
-    outcomes_for_each_deleted(&refused, changes, NULL);
+    for (int i = 0; i < refused_classes; i++)
+        take_in_class(&refused[i].instances, configuration, changes);
     outcomes_for_each_deleted(&pool_outcomes, changes, NULL);
     outcomes_for_each_deleted(&host_outcomes, changes, NULL);
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "dhcp-pool");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *pool = vorn_instances_iterator_next(walk);
-        if (!vorn_changes_contains_instance(changes, pool)) continue;
-        outcomes_succeed(&refused, vorn_instance_get_name(pool));
-    }
-    vorn_instances_delete_iterator(walk);
+    outcomes_for_each_deleted(&option_outcomes, changes, NULL);
 }
 
 /* The caller's; null without memory. */

@@ -9,9 +9,10 @@
 #define DHCP_LEASE_FILE "/var/run/vorn-dnsmasq.leases"
 #define DHCP_PID_FILE "/var/run/vorn-dnsmasq.pid"
 
-/** The pools and fixed leases that the files leave out, and why. */
+/** The pools, fixed leases and options that the files leave out, and why. */
 extern outcomes pool_outcomes;
 extern outcomes host_outcomes;
+extern outcomes option_outcomes;
 
 /**
  * Write dnsmasq's files, whole. 1 when the file is another one now, 0 when it is so already, -1
@@ -37,8 +38,8 @@ void dhcp_foresee(dhcp_texts *texts, const vorn_instances *configuration,
 int dhcp_count_pools(void);
 
 /**
- * If these words of dnsmasq's name the line of a pool, leaves the pool out of the configuration
- * from now on, so that the others are served. Returns whether they do.
+ * If these words of dnsmasq's name the line of a pool or an option, leaves it out of the
+ * configuration from now on, so that the others are served. Returns whether they do.
  */
 int dhcp_leave_out(const vorn_instances *configuration, const char *words);
 

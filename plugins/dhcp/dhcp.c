@@ -16,6 +16,7 @@
 #include "describe.h"
 #include "effects.h"
 #include "leases.h"
+#include "options.h"
 #include "pools.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
@@ -135,6 +136,7 @@ static int concerns(const vorn_changes *changes)
     return vorn_changes_contains_class(changes, "dhcp") ||
            vorn_changes_contains_class(changes, "dhcp-pool") ||
            vorn_changes_contains_class(changes, "dhcp-host") ||
+           vorn_changes_contains_class(changes, "dhcp-option") ||
            vorn_changes_contains_class(changes, "address");
 }
 
@@ -181,6 +183,7 @@ static void check(vorn_check_info *info, void *data)
     }
     judge_class(info, "dhcp-pool", pools_judge_with_link);
     judge_class(info, "dhcp-host", pools_judge_host);
+    judge_class(info, "dhcp-option", options_judge);
 }
 
 static const char *status(vorn_instance *instance, const char *property, vorn_refresh_info *info)
@@ -214,15 +217,28 @@ static const char *pool_state(vorn_instance *pool, const char *property, vorn_re
     return is_served ? of_server : "waiting for an address in its network";
 }
 
+static const char *applied_unless_left_out(const outcomes *left_out, const vorn_instance *instance)
+{
+    const char *failure = outcomes_state(left_out, vorn_instance_get_name(instance));
+    return failure != NULL ? failure : "applied";
+}
+
 static const char *host_state(vorn_instance *host, const char *property, vorn_refresh_info *info)
 {
     (void)property;
     (void)info;
-    const char *failure = outcomes_state(&host_outcomes, vorn_instance_get_name(host));
-    return failure != NULL ? failure : "applied";
+    return applied_unless_left_out(&host_outcomes, host);
 }
 
-enum { refreshed_classes = 3 };
+static const char *option_state(vorn_instance *option, const char *property,
+                                vorn_refresh_info *info)
+{
+    (void)property;
+    (void)info;
+    return applied_unless_left_out(&option_outcomes, option);
+}
+
+enum { refreshed_classes = 4 };
 
 static vorn_refresher *refreshers[refreshed_classes];
 
@@ -302,7 +318,7 @@ static int add_classes(void)
     declare_pool(pool);
     declare_host(host);
     return vorn_classes_add(dhcp) || vorn_classes_add(pool) || vorn_classes_add(host) ||
-           leases_declare();
+           options_declare() || leases_declare();
 }
 
 void vorn_plugin_init(void)
@@ -313,9 +329,10 @@ void vorn_plugin_init(void)
     refreshers[0] = vorn_refresher_new("dhcp");
     refreshers[1] = vorn_refresher_new("dhcp-pool");
     refreshers[2] = vorn_refresher_new("dhcp-host");
+    refreshers[3] = vorn_refresher_new("dhcp-option");
     vorn_provider *provider = vorn_provider_new("dhcp");
     if (dnsmasq == NULL || refreshers[0] == NULL || refreshers[1] == NULL ||
-        refreshers[2] == NULL || provider == NULL || add_classes() != 0) {
+        refreshers[2] == NULL || refreshers[3] == NULL || provider == NULL || add_classes() != 0) {
         return;
     }
     supervise_set_failed_fn(dnsmasq, server_has_failed, NULL);
@@ -324,6 +341,7 @@ void vorn_plugin_init(void)
     vorn_refresher_set_property_fn(refreshers[0], "state", state);
     vorn_refresher_set_property_fn(refreshers[1], "state", pool_state);
     vorn_refresher_set_property_fn(refreshers[2], "state", host_state);
+    vorn_refresher_set_property_fn(refreshers[3], "state", option_state);
     vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_explain_fn(provider, explain, NULL);

@@ -1,0 +1,197 @@
+/* SPDX-License-Identifier: MIT */
+/* What else is told to those who get an address: which lines that makes for dnsmasq. */
+#include "support/device.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr char file_of_options[] = "/var/run/vorn-dnsmasq.conf";
+
+class AddressOptions : public vorn::tests::Device {
+protected:
+    void SetUp() override
+    {
+        Device::SetUp();
+        install_plugin("dhcp.vorn");
+        install_plugin("save.vorn");
+        stand_in("dnsmasq", "echo $$ >/tmp/ready\nexec sleep 1000");
+        write_file(vorn::test::startup_file,
+                   "<config><dhcp><enabled>on</enabled></dhcp><dhcp-pool name=\"lan\">"
+                   "<first>192.168.1.100</first><last>192.168.1.199</last></dhcp-pool>"
+                   "<dhcp-pool name=\"guests\"><first>10.0.0.2</first><last>10.0.0.9</last>"
+                   "</dhcp-pool></config>");
+        boot();
+        ASSERT_TRUE(comes_true([] { return exists("/tmp/ready"); }));
+        forget_runs();
+    }
+
+    static std::string change(const std::string &operations)
+    {
+        return lsql("<lsql><write-transaction>" + operations + "</write-transaction></lsql>");
+    }
+
+    static std::string option(const std::string &name, const std::string &code,
+                              const std::string &kind, const std::string &value,
+                              const std::string &pool = "")
+    {
+        return "<insert><dhcp-option name=\"" + name + "\"><pool>" + pool + "</pool><code>" + code +
+               "</code><kind>" + kind + "</kind><value>" + value +
+               "</value></dhcp-option></insert>";
+    }
+
+    static std::string state_of_option(const std::string &name)
+    {
+        const std::string answer = lsql("<lsql><select><dhcp-option name=\"" + name +
+                                        "\"><state/></dhcp-option></select></lsql>");
+        const auto begin = answer.find("<state>") + 7;
+        return answer.substr(begin, answer.find("</state>") - begin);
+    }
+};
+
+TEST_F(AddressOptions, AreLinesThatLeaveNoChoice)
+{
+    change(option("a", "42", "addresses", "192.168.1.1  192.168.1.2", "guests") +
+           option("b", "15", "text", "a, b # 12") + option("c", "23", "number8", "64", "lan") +
+           option("d", "26", "number16", "1400") + option("e", "24", "number32", "70000") +
+           option("f", "43", "hexadecimal", "01:0A:ff"));
+
+    EXPECT_THAT(read_file(file_of_options),
+                HasSubstr("dhcp-option=tag:pool1,42,192.168.1.1,192.168.1.2 # option0\n"
+                          "dhcp-option=15,\"a, b # 12\" # option1\n"
+                          "dhcp-option=tag:pool0,23,64b # option2\n"
+                          "dhcp-option=26,1400s # option3\n"
+                          "dhcp-option=24,70000i # option4\n"
+                          "dhcp-option=43,01:0A:ff # option5\n"));
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    EXPECT_EQ(state_of_option("a"), "applied");
+}
+
+TEST_F(AddressOptions, AreTakenByTheRealServer)
+{
+    if (!exists("/usr/sbin/dnsmasq")) GTEST_SKIP() << "dnsmasq is not installed";
+    change(option("a", "42", "addresses", "192.168.1.1 192.168.1.2", "guests") +
+           option("b", "15", "text", "12") + option("c", "23", "number8", "64", "lan") +
+           option("d", "26", "number16", "1400") + option("e", "24", "number32", "4294967295") +
+           option("f", "43", "hexadecimal", "01:0A:ff") +
+           option("g", "119", "text", "home.example"));
+
+    EXPECT_THAT(shell("/usr/sbin/dnsmasq --test -C /var/run/vorn-dnsmasq.conf 2>&1"),
+                HasSubstr("syntax check OK"));
+}
+
+TEST_F(AddressOptions, StartTheServerAnewOnlyWhenTheyChange)
+{
+    change(option("a", "26", "number16", "1400"));
+    ASSERT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    forget_runs();
+
+    change("<update><dhcp-option name=\"a\"><value>1400</value></dhcp-option></update>");
+    change("<update><dhcp-option name=\"a\"><value>1300</value></dhcp-option></update>");
+    ASSERT_TRUE(comes_true([] { return commands_run().size() == 1; }));
+    EXPECT_THAT(lsql("<explain><delete><dhcp-option name=\"a\"/></delete></explain>"),
+                HasSubstr("<effect weight=\"interrupts\">dnsmasq starts anew: "));
+    change("<delete><dhcp-option name=\"a\"/></delete>");
+
+    EXPECT_TRUE(comes_true([] { return commands_run().size() == 2; }));
+    EXPECT_THAT(read_file(file_of_options), Not(HasSubstr("dhcp-option")));
+}
+
+TEST_F(AddressOptions, AreRefusedWhenTheyCannotBeTold)
+{
+    const std::string before = read_file(file_of_options);
+    const std::pair<std::string, const char *> wrong[] = {
+        {option("a", "42", "addresses", "192.168.1"), "it is no list of IP addresses"},
+        {option("a", "42", "addresses", " "), "it is no list of IP addresses"},
+        {option("a", "42", "text", "pool.ntp.org"), "option 42 has addresses"},
+        {option("a", "15", "text", "a\"b"), "it is no text without quotation marks"},
+        {option("a", "15", "text", "a\\b"), "it is no text without quotation marks"},
+        {option("a", "15", "text", "a&#10;dhcp-script=/bin/sh"), "<rc>1</rc>"},
+        {option("a", "15", "text", ""), "<rc>1</rc>"},
+        {option("a", "23", "number8", "256"), "it is no number up to 255"},
+        {option("a", "26", "number16", "+4"), "it is no number up to 65535"},
+        {option("a", "26", "number16", "65536"), "it is no number up to 65535"},
+        {option("a", "24", "number32", "4294967296"), "it is no number up to 4294967295"},
+        {option("a", "43", "hexadecimal", "01"), "it is no two to 80 bytes"},
+        {option("a", "43", "hexadecimal", "01:"), "it is no two to 80 bytes"},
+        {option("a", "43", "hexadecimal", "01:0g"), "it is no two to 80 bytes"},
+        {option("a", "26", "wide", "1"), "<rc>1</rc>"},
+        {option("a", "0", "number8", "1"), "<rc>1</rc>"},
+        {option("a", "255", "number8", "1"), "<rc>1</rc>"},
+        {option("a", "3", "addresses", "192.168.1.1"), "it is set by the pool's gateway"},
+        {option("a", "54", "addresses", "192.168.1.1"), "it is set by the protocol"},
+        {option("a", "26", "number16", "1400", "attic"), "there is no dhcp-pool \"attic\""},
+        {option("a", "26", "number16", "1400") + option("b", "26", "number16", "1300"),
+         "instance \"b\" of class \"dhcp-option\": the option \"a\" tells it to the same ones"},
+        {"<insert><dhcp-option name=\"a\"><code>26</code><kind>number16</kind></dhcp-option>"
+         "</insert>",
+         "<rc>1</rc>"},
+    };
+    for (const auto &[operations, reason] : wrong)
+        EXPECT_THAT(change(operations), AllOf(HasSubstr("<rc>1</rc>"), HasSubstr(reason)))
+            << operations;
+    EXPECT_THAT(change(option("a", "26", "number16", "1400", "lan") +
+                       "<delete><dhcp-pool name=\"lan\"/></delete>"),
+                HasSubstr("there is no dhcp-pool \"lan\""));
+
+    EXPECT_EQ(read_file(file_of_options), before);
+    EXPECT_THAT(commands_run(), IsEmpty());
+}
+
+TEST_F(AddressOptions, OfOnePoolAndOfAllGoTogether)
+{
+    EXPECT_THAT(change(option("a", "26", "number16", "1400", "lan") +
+                       option("b", "26", "number16", "1300", "guests") +
+                       option("c", "26", "number16", "1200")),
+                HasSubstr("<rc>0</rc>"));
+}
+
+TEST_F(AddressOptions, ThatCameInWithoutACheckAreLeftOut)
+{
+    lsql("<lsql>" + option("bad", "26", "number16", "many") + "</lsql>");
+
+    EXPECT_EQ(state_of_option("bad"), "failed: it is no number up to 65535");
+    EXPECT_THAT(read_file(file_of_options), Not(HasSubstr("many")));
+}
+
+/* With another server than the checks know of. */
+TEST_F(AddressOptions, ThatTheServerRefusesAreLeftOutAndTellItsWords)
+{
+    stand_in("dnsmasq", "line=$(grep -n ,1300s /var/run/vorn-dnsmasq.conf | cut -d: -f1)\n"
+                        "[ -z \"$line\" ] || { echo \"dnsmasq: bad dhcp-option at line $line of"
+                        " /var/run/vorn-dnsmasq.conf\" >&2; exit 1; }\nexec sleep 1000");
+
+    change(option("good", "23", "number8", "64", "lan") +
+           option("bad", "26", "number16", "1300", "lan"));
+
+    EXPECT_TRUE(console_shows("dhcp: the option \"bad\" is left out."));
+    EXPECT_TRUE(comes_true([] {
+        return state_of_option("bad").starts_with("failed: dnsmasq: bad dhcp-option at line ");
+    })) << state_of_option("bad");
+    EXPECT_EQ(state_of_option("good"), "applied");
+    EXPECT_THAT(read_file(file_of_options),
+                AllOf(HasSubstr("set:pool0,"), HasSubstr("64b"), Not(HasSubstr("1300"))));
+
+    change("<update><dhcp-option name=\"bad\"><value>1200</value></dhcp-option></update>");
+    EXPECT_TRUE(comes_true([] { return state_of_option("bad") == "applied"; }));
+    EXPECT_THAT(read_file(file_of_options), HasSubstr("1200s"));
+}
+
+TEST_F(AddressOptions, LetNoNameIntoTheServersFile)
+{
+    change(option("x&#10;dhcp-script=/bin/sh", "26", "number16", "1400"));
+
+    EXPECT_THAT(read_file(file_of_options),
+                AllOf(HasSubstr("dhcp-option=26,1400s # option0\n"), Not(HasSubstr("script"))));
+}
+
+} // namespace
