@@ -33,6 +33,7 @@ class AccessPoint(Device):
         for program in ("udhcpc", "syslogd"):
             self.check(f"ln -sf /run/vm/busybox /usr/bin/{program}")
         self.write(COUNTRY, "DE\n")
+        self.load_firewall()
         self.write(STARTUP, CONFIGURATION)
         self.start_daemon()
         self.station = Station(self)

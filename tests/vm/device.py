@@ -40,6 +40,26 @@ def with_header(text):
     return f"Version: 1\nLength: {len(text.encode())}\nMD5sum: {checksum}\n\n{text}"
 
 
+# A table with each kind of statement that the firewall's provider writes.
+ANY_RULES = """table inet any {
+  counter one { }
+  chain input { type filter hook input priority filter; policy accept;
+    ct state established,related accept
+    ct status dnat accept
+    icmpv6 type { nd-router-solicit } accept
+    iifname { "lo", "eth9*" } tcp dport { 80, 90-99 } counter name "one" reject
+  }
+  chain prerouting { type nat hook prerouting priority dstnat; policy accept;
+    meta nfproto ipv4 tcp dport 80 dnat ip to 192.0.2.1:80
+  }
+  chain postrouting { type nat hook postrouting priority srcnat; policy accept;
+    meta nfproto ipv4 masquerade
+  }
+}
+delete table inet any
+"""
+
+
 class Device(Machine):
     """The daemon does not run until start_daemon."""
 
@@ -51,6 +71,12 @@ class Device(Machine):
         self.check(f"rm -rf /etc/config {DEFAULT} {RESCUE} /etc/post-init; mkdir /etc/config; "
                    "hostname fresh")
         super()._set_up_devices()
+
+    def load_firewall(self):
+        """The first rules load a dozen modules; an emulated processor may take longer for that than
+        a provider waits for nft."""
+        self.write("/tmp/any-rules", ANY_RULES)
+        self.check("nft -f /tmp/any-rules", deadline=120)
 
     def start_daemon(self, options="", deadline=60):
         """Starts it and waits until it answers; the seconds that took, by the guest's clock."""

@@ -20,6 +20,7 @@ class ADevice(unittest.TestCase):
             device.write("/usr/bin/ntpd", "#!/bin/sh\nexec sleep 100000\n")
             device.check("chmod +x /usr/bin/ntpd")
             device.write(COUNTRY, "DE\n")
+            device.load_firewall()
             status, output = device.run(f"{TREE}/tests/equality/sequences --real --seed {SEED} "
                                         f"--count {COUNT}", deadline=120 * COUNT + 60)
             print(output)
