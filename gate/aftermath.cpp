@@ -48,7 +48,8 @@ void add_states(const Json &not_applied, const std::vector<client::Instance> &in
 
 bool is_not_applied(std::string_view state)
 {
-    return state.starts_with("waiting") || state.starts_with("failed");
+    return state.starts_with("waiting") || state.starts_with("failed") ||
+           state.starts_with("differs");
 }
 
 Json json_of_trial(const std::vector<client::Instance> &trials)

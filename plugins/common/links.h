@@ -7,8 +7,12 @@
  * adapter away and brings it back tells nobody.
  */
 
-/** Calls back, a moment later, whenever a link has come, gone or changed. 0, or 1. */
-int links_watch(void (*changed)(void));
+/**
+ * Calls back, a moment later, whenever a link has come, gone or changed, or what the other
+ * RTMGRP_ groups tell of: addresses, routes. Who is called back reads anew what there is, so that
+ * nothing is missed when more happens than the kernel keeps. 0, or 1.
+ */
+int links_watch(void (*changed)(void), unsigned int other_groups);
 
 /** Calls back at once, too. */
 void links_hear(void (*heard)(void));

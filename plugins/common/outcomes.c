@@ -38,6 +38,7 @@ void outcomes_forget(outcomes *of)
 {
     while (of->first != NULL)
         outcomes_succeed(of, of->first->name);
+    differences_forget(&of->differs);
 }
 
 void outcomes_fail(outcomes *of, const char *name, const char *reason)
@@ -68,10 +69,16 @@ void outcomes_explain(outcomes *of, const char *name, const char *pattern, ...)
     outcomes_fail(of, name, reason);
 }
 
+void outcomes_move(outcomes *from, outcomes *to)
+{
+    *to = *from;
+    from->first = NULL;
+    from->differs.first = NULL;
+}
+
 void outcomes_set_aside(outcomes *of, outcomes *kept)
 {
-    *kept = *of;
-    of->first = NULL;
+    outcomes_move(of, kept);
     for (const struct outcome *each = kept->first; each != NULL; each = each->next)
         outcomes_fail(of, each->name, each->reason);
 }
@@ -90,9 +97,29 @@ const char *outcomes_reason(const outcomes *of, const char *name)
     return NULL;
 }
 
+const char *outcomes_whole_state(const outcomes *of, const char *name)
+{
+    const char *state = outcomes_reason(of, name);
+    if (state == NULL) state = differences_state(&of->differs, name);
+    return state != NULL ? state : "applied";
+}
+
+static const char head[] = "waiting for ";
+
+int outcomes_have_waited(const outcomes *before, const outcomes *now)
+{
+    for (const struct outcome *each = before->first; each != NULL; each = each->next) {
+        if (strncmp(each->reason, head, sizeof head - 1) == 0 &&
+            outcomes_reason(now, each->name) == NULL &&
+            differences_state(&now->differs, each->name) != NULL) {
+            return 1;
+        }
+    }
+    return 0;
+}
+
 int outcomes_wait_in_vain(const outcomes *of)
 {
-    static const char head[] = "waiting for ";
     for (const struct outcome *each = of->first; each != NULL; each = each->next) {
         if (strncmp(each->reason, head, sizeof head - 1) != 0) continue;
         if (if_nametoindex(each->reason + sizeof head - 1) != 0) return 1;

@@ -4,6 +4,8 @@
 
 #include "vorn/vorn.h"
 
+#include "vorn-plugin/differences.h"
+
 /*
  * Which instances could not be applied, and why: for the class's property "state", and for the next
  * commit, which tries them again as if they were new.
@@ -13,6 +15,7 @@
 typedef struct outcomes {
     const char *class_name;
     struct outcome *first;
+    differences differs; /* what was applied, and somebody else has changed */
 } outcomes;
 
 /** Notes why the instance of that name is not as it should be. Without memory it is not noted. */
@@ -32,14 +35,29 @@ void outcomes_succeed(outcomes *of, const char *name);
 void outcomes_set_aside(outcomes *of, outcomes *kept);
 void outcomes_take_back(outcomes *of, outcomes *kept);
 
-/** Forgets all failures. */
+/** Moves them, so that none are left. */
+void outcomes_move(outcomes *from, outcomes *to);
+
+/** Forgets all failures and differences. */
 void outcomes_forget(outcomes *of);
 
 /** Why the instance of that name is not as it should be, or null when it is. */
 const char *outcomes_reason(const outcomes *of, const char *name);
 
+/**
+ * The same for a property "state" of a class whose reasons are whole states: the reason, or else
+ * what differs, or else "applied"; good until the next call.
+ */
+const char *outcomes_whole_state(const outcomes *of, const char *name);
+
 /** Whether the reason of any is "waiting for" a link that is there now. */
 int outcomes_wait_in_vain(const outcomes *of);
+
+/**
+ * Whether any whose reason was "waiting for" something could be applied now: it has no reason any
+ * more, and differs.
+ */
+int outcomes_have_waited(const outcomes *before, const outcomes *now);
 
 /**
  * The same for a property "state": "failed: " and the reason, or the reason alone when something is

@@ -301,6 +301,8 @@ static void clear_link(const struct setup *setup, const char *link)
             if (wanted != NULL && strcmp(each->link, link) == 0) last = wanted;
         }
         if (last == NULL) return;
+        differences_note(&address_outcomes.differs, last->name,
+                         "the addresses of %s are in another order", link);
         plan(last->name, "del", last->address, last->prefix, link);
         kernel_remove_address(setup->kernel, find(setup, last));
     }
@@ -321,6 +323,8 @@ static void plan_one(const struct setup *setup, const struct wanted *wanted)
     if (kernel_find_link(setup->kernel, wanted->link) == NULL) {
         outcomes_explain(&address_outcomes, wanted->name, "waiting for %s", wanted->link);
     } else if (find(setup, wanted) == NULL) {
+        if (differences_state(&address_outcomes.differs, wanted->name) == NULL)
+            differences_note(&address_outcomes.differs, wanted->name, "it is gone");
         plan(wanted->name, "replace", wanted->address, wanted->prefix, wanted->link);
         kernel_add_address(setup->kernel, wanted->link, wanted->address, wanted->prefix);
     }
@@ -361,9 +365,9 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     (void)info;
     network_look();
     const char *name = vorn_instance_get_name(instance);
-    const char *reason = outcomes_reason(&address_outcomes, name);
-    if (reason != NULL) return reason;
-    return is_fixed(instance) ? "applied" : clients_state(name);
+    if (is_fixed(instance) || outcomes_reason(&address_outcomes, name) != NULL)
+        return outcomes_whole_state(&address_outcomes, name);
+    return clients_state(name);
 }
 
 static int is_address_of(const struct ifaddrs *each, const char *interface)

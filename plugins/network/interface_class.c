@@ -49,8 +49,7 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     (void)property;
     (void)info;
     network_look();
-    const char *reason = outcomes_reason(&interface_outcomes, vorn_instance_get_name(instance));
-    return reason != NULL ? reason : "applied";
+    return outcomes_whole_state(&interface_outcomes, vorn_instance_get_name(instance));
 }
 
 static int declare_kind(vorn_class *klass)

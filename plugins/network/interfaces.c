@@ -329,6 +329,28 @@ static struct kernel_link *make_link(const struct setup *setup, const vorn_insta
     return link;
 }
 
+/* What is only planned differs by not being there. */
+static int is_there(const struct kernel_link *link)
+{
+    return link->index != 0;
+}
+
+static void note_mtu(const struct kernel_link *link, int mtu)
+{
+    if (!is_there(link)) return;
+    differences_note(&interface_outcomes.differs, link->name, "its MTU is %d, not %d", link->mtu,
+                     mtu);
+}
+
+static void note_another(const struct kernel_link *link, const vorn_instance *now)
+{
+    if (is_kind(now, "bridge") && strcmp(link->kind, "bridge") == 0) {
+        note_mtu(link, link->mtu_by_itself);
+    } else {
+        differences_note(&interface_outcomes.differs, link->name, "it is another link");
+    }
+}
+
 /* The link of an interface, planned if it has to be; null when it can't be there yet. */
 static struct kernel_link *provide_link(const struct setup *setup, const vorn_instance *now,
                                         struct made_link *made)
@@ -342,9 +364,12 @@ static struct kernel_link *provide_link(const struct setup *setup, const vorn_in
         return link;
     }
     if (link != NULL && is_another_link(setup->kernel, link, now, made)) {
+        note_another(link, now);
         ip_plan(&interface_outcomes, name, "link del dev %s", name);
         kernel_remove_link(setup->kernel, name);
         link = NULL;
+    } else if (link == NULL) {
+        differences_note(&interface_outcomes.differs, name, "it is gone");
     }
     return link != NULL ? link : make_link(setup, now, made);
 }
@@ -353,6 +378,7 @@ static struct kernel_link *provide_link(const struct setup *setup, const vorn_in
 static void set_mtu(const struct setup *setup, struct kernel_link *link, int mtu)
 {
     if (mtu == 0 || link->mtu == mtu) return;
+    note_mtu(link, mtu);
     ip_plan(&interface_outcomes, link->name, "link set dev %s mtu %d", link->name, mtu);
     link->mtu = mtu;
     for (struct kernel_link *each = setup->kernel->links; each != NULL; each = each->next) {
@@ -379,6 +405,10 @@ static void plan_stp(const vorn_instance *now, struct kernel_link *link)
 {
     const int is_stp = is_on(now, "stp");
     if (link->is_stp == is_stp) return;
+    if (is_there(link)) {
+        differences_note(&interface_outcomes.differs, link->name, "its spanning tree is %s",
+                         is_stp ? "off" : "on");
+    }
     ip_plan(&interface_outcomes, link->name, "link set dev %s type bridge stp_state %d", link->name,
             is_stp);
     link->is_stp = is_stp;
@@ -400,6 +430,9 @@ static int plan_member(const char *member, void *data)
     }
     remember_port(member, bridge);
     if (strcmp(link->master, bridge) == 0) return 0;
+    const struct kernel_link *above = kernel_find_link(joining->setup->kernel, bridge);
+    if (above != NULL && is_there(above))
+        differences_note(&interface_outcomes.differs, bridge, "%s is no member of it", member);
     ip_plan(&interface_outcomes, bridge, "link set dev %s master %s", member, bridge);
     snprintf(link->master, sizeof link->master, "%s", bridge);
     return 0;
@@ -416,6 +449,10 @@ static void plan_switch(const struct setup *setup, const vorn_instance *now,
         made->was_up = is_kind(now, "ethernet") && was_up;
     }
     if (!is_set) is_up = made->is_switched ? made->was_up : was_up;
+    if (is_there(link) && was_up != is_up) {
+        differences_note(&interface_outcomes.differs, link->name, "it is %s",
+                         was_up ? "up" : "down");
+    }
     if (link->is_up == is_up) return;
     if (is_up && strcmp(link->kind, "vlan") == 0 && parent != NULL && !parent->is_up) {
         if (is_set)

@@ -32,6 +32,7 @@ struct command {
 static struct command *planned; /* in their order; each stands for itself among those that ran */
 static struct command *ran;     /* since the attempt began */
 static int is_busy;
+static int is_left_over; /* what is planned: the last attempt did not come to its end */
 
 /* The commands that are running, and what ip has said so far. */
 static char output[output_room];
@@ -77,6 +78,7 @@ void ip_begin(void)
     free_commands(&planned);
     free_commands(&ran);
     runs_singly = 0;
+    is_left_over = 0;
     job.is_old = 1;
     is_busy = 1;
 }
@@ -116,11 +118,6 @@ void ip_forget_plan(void)
     free_commands(&planned);
 }
 
-void ip_end(void)
-{
-    is_busy = 0;
-}
-
 int ip_is_busy(void)
 {
     return is_busy;
@@ -135,6 +132,10 @@ static void give_reason(outcomes *of, const char *name, const char *words)
         snprintf(reason, sizeof reason, "failed: \"ip %s\": %s", words, before->failure);
     } else if (is_busy) {
         snprintf(reason, sizeof reason, "applying");
+    } else if (!is_left_over) {
+        if (differences_state(&of->differs, name) == NULL)
+            differences_note(&of->differs, name, "\"ip %s\" is to be run", words);
+        return;
     } else {
         snprintf(reason, sizeof reason, "waiting to run \"ip %s\"", words);
     }
@@ -167,6 +168,12 @@ int ip_has_more(void)
     while (each != NULL && !is_to_run(each))
         each = each->next;
     return each != NULL;
+}
+
+void ip_end(void)
+{
+    is_left_over = ip_has_more();
+    is_busy = 0;
 }
 
 static void split(char *words, const char *arguments[])

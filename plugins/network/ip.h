@@ -21,6 +21,7 @@ void ip_forget_plan(void);
  * Plans a command for the instance of that name, or of none where that is null. It is what the
  * pattern makes, words with a blank in between. Unless the instance has a reason not to be applied
  * yet, the command becomes it: that it is being run, what it answered, or that it waits to be run.
+ * Outside an attempt it tells what differs, unless that was noted already.
  * Returns 0, or 1 for a command that has failed in this attempt already, and without memory.
  */
 int ip_plan(outcomes *of, const char *name, const char *pattern, ...)

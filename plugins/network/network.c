@@ -4,6 +4,9 @@
  * runs what makes the kernel have what is configured, and nothing where it has that already; so
  * does the inform interface, when it tells that hardware was away.
  */
+#include <linux/rtnetlink.h>
+#include <string.h>
+
 #include "commands.h"
 #include "concerns.h"
 #include "faults.h"
@@ -32,15 +35,18 @@ static void plan_all(const vorn_instances *configuration, struct kernel *kernel)
     routes_plan(configuration, kernel);
 }
 
+static outcomes *const all_outcomes[] = {&interface_outcomes, &address_outcomes, &route_outcomes};
+
+enum { outcome_count = sizeof all_outcomes / sizeof *all_outcomes };
+
 static void forget_outcomes(void)
 {
-    outcomes_forget(&interface_outcomes);
-    outcomes_forget(&address_outcomes);
-    outcomes_forget(&route_outcomes);
+    for (int i = 0; i < outcome_count; i++)
+        outcomes_forget(all_outcomes[i]);
 }
 
 /* What a plan changes is kept apart, and comes back. */
-static outcomes outcomes_kept[3];
+static outcomes outcomes_kept[outcome_count];
 
 static int begin_rehearsal(void)
 {
@@ -54,9 +60,8 @@ static int begin_rehearsal(void)
         interfaces_take_back();
         return 1;
     }
-    outcomes_set_aside(&interface_outcomes, &outcomes_kept[0]);
-    outcomes_set_aside(&address_outcomes, &outcomes_kept[1]);
-    outcomes_set_aside(&route_outcomes, &outcomes_kept[2]);
+    for (int i = 0; i < outcome_count; i++)
+        outcomes_set_aside(all_outcomes[i], &outcomes_kept[i]);
     forget_outcomes();
     ip_begin_rehearsal();
     return 0;
@@ -65,9 +70,8 @@ static int begin_rehearsal(void)
 static void end_rehearsal(void)
 {
     ip_end_rehearsal();
-    outcomes_take_back(&route_outcomes, &outcomes_kept[2]);
-    outcomes_take_back(&address_outcomes, &outcomes_kept[1]);
-    outcomes_take_back(&interface_outcomes, &outcomes_kept[0]);
+    for (int i = 0; i < outcome_count; i++)
+        outcomes_take_back(all_outcomes[i], &outcomes_kept[i]);
     routes_take_back();
     addresses_take_back();
     interfaces_take_back();
@@ -87,6 +91,34 @@ static void plan(const vorn_instances *configuration)
     if (!vorn_process_no_actions) made_note();
 }
 
+static const char *interface_state(const vorn_instance *interface)
+{
+    return outcomes_whole_state(&interface_outcomes, vorn_instance_get_name(interface));
+}
+
+/* How a client of a server is doing, no event tells. */
+static const char *address_state(const vorn_instance *address)
+{
+    if (strcmp(vorn_instance_get_class_name(address), "dhcp-address") == 0) return NULL;
+    return outcomes_whole_state(&address_outcomes, vorn_instance_get_name(address));
+}
+
+static const char *route_state(const vorn_instance *route)
+{
+    return outcomes_whole_state(&route_outcomes, vorn_instance_get_name(route));
+}
+
+/* Whoever subscribes to notices need not ask again and again. */
+static void tell_states(const vorn_instances *configuration)
+{
+    static told_states interfaces;
+    static told_states addresses;
+    static told_states routes;
+    states_tell(&interfaces, configuration, "interface", interface_state);
+    states_tell(&addresses, configuration, "address", address_state);
+    states_tell(&routes, configuration, "route", route_state);
+}
+
 static void go_on(void);
 
 static void attempt(const vorn_instances *configuration, int64_t deadline_us)
@@ -98,6 +130,7 @@ static void attempt(const vorn_instances *configuration, int64_t deadline_us)
     ip_end();
     if (ip_has_more()) plan(configuration);
     clients_serve(configuration);
+    tell_states(configuration);
 }
 
 /* In the background, after the command that has ended: nobody waits for the next one. */
@@ -144,17 +177,28 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
     end_rehearsal();
 }
 
-/* Plans outside an attempt. Notes that what something waited for is there. */
+/*
+ * Plans outside an attempt, and tells what differs. Notes that what something waited for is there:
+ * that is applied at once, and has no state of its own until then.
+ */
 static void look(const vorn_instances *configuration)
 {
-    is_due |= outcomes_wait_in_vain(&interface_outcomes) ||
-              outcomes_wait_in_vain(&address_outcomes) || outcomes_wait_in_vain(&route_outcomes);
+    outcomes before[outcome_count];
+    for (int i = 0; i < outcome_count; i++) {
+        is_due |= outcomes_wait_in_vain(all_outcomes[i]);
+        outcomes_move(all_outcomes[i], &before[i]);
+    }
     plan(configuration);
+    for (int i = 0; i < outcome_count; i++) {
+        is_due |= outcomes_have_waited(&before[i], all_outcomes[i]);
+        outcomes_forget(&before[i]);
+    }
+    if (!is_due) tell_states(configuration);
 }
 
 /*
- * What waits for a link is applied when it comes; what has gone is waited for from now on. Whatever
- * else somebody has changed stays so until the next commit.
+ * What waits for something is applied when it comes; what has gone is waited for from now on.
+ * Whatever else somebody has changed stays so, and says so, until the next commit.
  */
 static void links_changed(void)
 {
@@ -231,5 +275,6 @@ void vorn_plugin_init(void)
     vorn_providers_order("system", "network");
     vorn_providers_order("network", "save");
     vorn_inform_fn_add("interface", interface_is_back);
-    links_watch(links_changed);
+    links_watch(links_changed,
+                RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_IFADDR | RTMGRP_IPV6_ROUTE);
 }

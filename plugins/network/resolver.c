@@ -79,12 +79,21 @@ void resolver_commit(const vorn_instances *configuration)
     vorn_commit_report_add_failure("network: can't write " RESOLVER_FILE ": %s", reason);
 }
 
+static int is_another_file(const vorn_instance *resolver)
+{
+    if (vorn_process_no_actions || !is_ours(resolver)) return 0;
+    char *text = text_of(resolver);
+    const int differs = text != NULL && whole_file_differs(RESOLVER_FILE, text);
+    free(text);
+    return differs;
+}
+
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
-    (void)instance;
     (void)property;
     (void)info;
-    return has_failed ? "failed: can't write " RESOLVER_FILE : "applied";
+    if (has_failed) return "failed: can't write " RESOLVER_FILE;
+    return is_another_file(instance) ? "differs: " RESOLVER_FILE " is another one" : "applied";
 }
 
 vorn_refresher *resolver_declare(void)

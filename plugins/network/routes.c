@@ -212,6 +212,12 @@ static void plan(struct kernel *kernel, const vorn_instance *route)
         return;
     }
     if (there != NULL && (*link == '\0' || strcmp(there->link, link) == 0)) return;
+    if (there != NULL) {
+        differences_note(&route_outcomes.differs, name, "it leaves over %s, not %s", there->link,
+                         link);
+    } else {
+        differences_note(&route_outcomes.differs, name, "it is gone");
+    }
     if (there != NULL && *wanted.link == '\0') {
         ip_plan(&route_outcomes, name, "route replace %s dev %s", words, link); /* not the other */
     } else {
@@ -267,8 +273,7 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     (void)property;
     (void)info;
     network_look();
-    const char *reason = outcomes_reason(&route_outcomes, vorn_instance_get_name(instance));
-    return reason != NULL ? reason : "applied";
+    return outcomes_whole_state(&route_outcomes, vorn_instance_get_name(instance));
 }
 
 static void declare_settings(vorn_class *route)

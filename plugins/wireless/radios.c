@@ -413,7 +413,7 @@ static void links_heard(void)
 int radios_watch(void)
 {
     links_hear(links_heard);
-    return links_watch(links_changed);
+    return links_watch(links_changed, 0);
 }
 
 /* Of a program that fails, the reason; a radio without networks is looked for all the same. */
