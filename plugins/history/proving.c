@@ -12,10 +12,11 @@
 
 #include "history_folder.h"
 #include "shelf.h"
+#include "state_text.h"
 #include "upgrade_state.h"
 #include "vorn-plugin/whole_file.h"
 
-enum { most_tries = 3, most_proven = 64, line_room = 80 };
+enum { most_tries = 3 };
 
 static const char state_file[] = HISTORY_FOLDER "/boots";
 static const char startup_file[] = "/etc/config/config.xml";
@@ -23,20 +24,7 @@ static const char kept_file[] = UNPROVEN_FILE;
 static const char default_file[] = "/etc/defaultconfig.xml";
 static const char rescue_file[] = "/etc/rescueconfig.xml";
 
-struct proven {
-    unsigned long number; /* 0 for a startup file that is no generation */
-    char digest[generation_digest_room];
-};
-
-/* What the disk has. */
-static struct {
-    char digest[generation_digest_room]; /* of the startup file whose boots are counted */
-    int boots;
-    char fallback[16]; /* "default" when that was served last, there being no proven one */
-    struct proven proven[most_proven];
-    int count;
-} state;
-
+static struct boots_state state;            /* what the disk has */
 static char digest[generation_digest_room]; /* of the startup file of this boot */
 static int is_counted;                      /* this boot is */
 static int has_taken;
@@ -56,17 +44,8 @@ static int digest_startup(void)
 
 static void read_state(void)
 {
-    char line[line_room];
-    memset(&state, 0, sizeof state);
     FILE *file = whole_file_read(state_file);
-    while (file != NULL && fgets(line, sizeof line, file) != NULL) {
-        struct proven proven = {0, ""};
-        if (sscanf(line, "proven %lu %39s", &proven.number, proven.digest) == 2 &&
-            state.count < most_proven)
-            state.proven[state.count++] = proven;
-        sscanf(line, "boots %39s %d", state.digest, &state.boots);
-        sscanf(line, "fallback %15s", state.fallback);
-    }
+    boots_state_take(&state, file);
     if (file != NULL) fclose(file);
 }
 
@@ -79,10 +58,7 @@ static void write_state(void)
         vorn_debug_eprintf("history: can't write %s: %s.\n", state_file, strerror(errno));
         return;
     }
-    for (int i = 0; i < state.count; i++)
-        fprintf(file, "proven %lu %s\n", state.proven[i].number, state.proven[i].digest);
-    if (state.boots > 0) fprintf(file, "boots %s %d\n", state.digest, state.boots);
-    if (state.fallback[0] != '\0') fprintf(file, "fallback %s\n", state.fallback);
+    boots_state_print(&state, file);
     if (whole_file_close(file, state_file, 1) != 0)
         vorn_debug_eprintf("history: can't write %s: %s.\n", state_file, strerror(errno));
 }

@@ -2,24 +2,12 @@
 #ifndef PLUGINS_HISTORY_UPGRADE_STATE_H
 #define PLUGINS_HISTORY_UPGRADE_STATE_H
 
-#include "generation.h"
+#include "state_text.h"
 
 /*
  * What the firmwares of a device have to know of each other, on the disk beside the generations. A
  * firmware that knows nothing of this leaves the file alone.
  */
-
-enum { most_failed = 8, schema_room = 24 };
-
-struct upgrade_state {
-    char confirmed[schema_room]; /* the schema that was confirmed last; "" when none has been */
-    int is_unsettled;            /* another one's configuration has given way since then */
-    int is_unproven;             /* it has not stayed up yet */
-    char ran[schema_room];       /* the schema that last came up, and with which document */
-    char document[generation_digest_room];
-    char failed[most_failed][generation_digest_room]; /* documents that did not stay up */
-    int failed_count;
-};
 
 /** What the disk has; nothing at all without the file. */
 void upgrade_state_read(struct upgrade_state *state);
