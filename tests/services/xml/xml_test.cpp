@@ -5,6 +5,7 @@
 #include "services/xml/xml_bounds.h"
 #include "services/xml/xml_listener.h"
 #include "support/c_names.h"
+#include "support/held_by_libxml2.h"
 #include "support/log.h"
 #include "vorn/xml.h"
 
@@ -20,7 +21,6 @@
 #include <string>
 
 #include <iconv.h>
-#include <malloc.h>
 #include <unistd.h>
 
 namespace {
@@ -572,53 +572,11 @@ TEST(Parsing, ForgetsADocumentThatFailed)
     EXPECT_STREQ(reinterpret_cast<const char *>(root_of(document)->name), "c");
 }
 
-/* What libxml2 holds, in bytes. */
-class HeldByLibxml2 {
-public:
-    HeldByLibxml2()
-    {
-        xmlMemGet(&free_, &malloc_, &realloc_, &strdup_);
-        xmlMemSetup(give_back, take, take_more, copy);
-        held = 0;
-    }
-    ~HeldByLibxml2() { xmlMemSetup(free_, malloc_, realloc_, strdup_); }
-
-    static inline std::ptrdiff_t held = 0;
-
-private:
-    static std::ptrdiff_t size_of(void *memory)
-    {
-        return static_cast<std::ptrdiff_t>(malloc_usable_size(memory));
-    }
-    static void *counted(void *memory)
-    {
-        held += size_of(memory);
-        return memory;
-    }
-    static void give_back(void *memory)
-    {
-        held -= size_of(memory);
-        std::free(memory);
-    }
-    static void *take(std::size_t size) { return counted(std::malloc(size)); }
-    static void *take_more(void *memory, std::size_t size)
-    {
-        held -= size_of(memory);
-        return counted(std::realloc(memory, size));
-    }
-    static char *copy(const char *text) { return static_cast<char *>(counted(strdup(text))); }
-
-    xmlFreeFunc free_ = nullptr;
-    xmlMallocFunc malloc_ = nullptr;
-    xmlReallocFunc realloc_ = nullptr;
-    xmlStrdupFunc strdup_ = nullptr;
-};
-
 TEST(Parsing, KeepsLittleOfWhatWasLarge)
 {
     const CapturedLog log(0);
     const std::string large(9900000, 'x');
-    const HeldByLibxml2 memory;
+    const vorn::tests::HeldByLibxml2 memory;
     parsed("<a/>");
 
     for (const std::string &text :
@@ -633,7 +591,7 @@ TEST(Parsing, KeepsLittleOfWhatWasLarge)
 TEST(Parsing, KeepsLittleOfManyLongNames)
 {
     const CapturedLog log(0);
-    const HeldByLibxml2 memory;
+    const vorn::tests::HeldByLibxml2 memory;
     parsed("<a/>");
 
     for (int i = 0; i < 100; i++) {
