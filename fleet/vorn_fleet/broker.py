@@ -23,6 +23,8 @@ LARGEST_PACKET = 4 * 1024 * 1024
 _KEEP_ALIVE = 60
 _WITHIN = 15.0
 _LONGEST_PAUSE = 30
+# paho-mqtt 2 asks which calls are meant; 1.6 has one kind.
+_CALLS = (mqtt.CallbackAPIVersion.VERSION2,) if hasattr(mqtt, "CallbackAPIVersion") else ()
 
 
 @dataclass(frozen=True)
@@ -74,7 +76,7 @@ class Connection:
             raise Misused("which broker? fleet.yaml, or --broker, says it")
         self._address = split_address(settings["broker"], is_encrypted)
         self.name = "vorn-fleet-" + uuid.uuid4().hex[:12]
-        self._client = mqtt.Client(client_id=self.name, protocol=mqtt.MQTTv5)
+        self._client = mqtt.Client(*_CALLS, client_id=self.name, protocol=mqtt.MQTTv5)
         if is_encrypted:
             self._client.tls_set_context(_tls_of(settings))
         if settings.get("user"):
@@ -178,10 +180,11 @@ class Connection:
                 self._client.subscribe(list(self._filters))
             self._events.put(True)
 
-    def _on_disconnect(self, _client, _userdata, code, _properties=None):
+    def _on_disconnect(self, _client, _userdata, *told):
+        """The code, and perhaps properties; paho-mqtt 2 has flags before it."""
         if self.is_connected:
             self._events.put(False)
-        self._answers.put(("lost", str(code)))
+        self._answers.put(("lost", str(told[1 if _CALLS else 0])))
 
     def _on_subscribe(self, _client, _userdata, _mid, codes, _properties):
         self._answers.put(("subscribed", codes))
