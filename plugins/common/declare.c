@@ -59,6 +59,23 @@ int declare_characters(vorn_class *klass, const char *name, const char *ranges, 
                          vorn_property_accept_characters(property, ranges, fewest, most) != 0);
 }
 
+int declare_judged(vorn_class *klass, const char *name, const char *ranges, int most,
+                   vorn_is_valid_fn is_valid)
+{
+    vorn_property *property = vorn_property_new(name);
+    return hand_over(klass, property,
+                     property == NULL ||
+                         vorn_property_accept_characters(property, ranges, 1, most) != 0 ||
+                         vorn_property_set_is_valid_fn(property, is_valid) != 0);
+}
+
+int declare_judged_list(vorn_class *klass, const char *name, const char *ranges, int most,
+                        vorn_is_valid_fn is_valid)
+{
+    return declare_judged(klass, name, ranges, most, is_valid) ||
+           vorn_property_accept_list(vorn_class_get_property(klass, name), 1);
+}
+
 int declare_input(vorn_class *klass, const char *name, int kinds)
 {
     vorn_property *property = vorn_property_new(name);

@@ -42,6 +42,14 @@ int declare_text(vorn_class *klass, const char *name, int fewest, int most);
 int declare_characters(vorn_class *klass, const char *name, const char *ranges, int fewest,
                        int most);
 
+/** With up to so many characters of the ranges, and the function knows which of them. */
+int declare_judged(vorn_class *klass, const char *name, const char *ranges, int most,
+                   vorn_is_valid_fn is_valid);
+
+/** With a list of such words; the function is given the whole of it. */
+int declare_judged_list(vorn_class *klass, const char *name, const char *ranges, int most,
+                        vorn_is_valid_fn is_valid);
+
 /** With what one of the kinds of VORN_INPUT_ takes. */
 int declare_input(vorn_class *klass, const char *name, int kinds);
 

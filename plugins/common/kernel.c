@@ -5,16 +5,15 @@
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <linux/if_link.h>
-#include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
 
-enum { answer_room = 65536, answer_limit_s = 1, default_mtu = 1500 };
+#include "netlink.h"
+
+enum { default_mtu = 1500 };
 
 static int number_in(const struct rtattr *attribute)
 {
@@ -84,42 +83,9 @@ static int add_link(struct kernel *kernel, const struct nlmsghdr *message)
     return 0;
 }
 
-/* Whether the dump goes on: 1, or 0 at its end, or -1 when it failed. */
-static int take_messages(struct kernel *kernel, const char *answer, ssize_t size)
+static int take_link(const struct nlmsghdr *message, void *kernel)
 {
-    unsigned int left = (unsigned int)size;
-    for (const struct nlmsghdr *each = (const void *)answer; NLMSG_OK(each, left);
-         each = NLMSG_NEXT(each, left)) {
-        if (each->nlmsg_type == NLMSG_DONE) return 0;
-        if (each->nlmsg_type == NLMSG_ERROR) return -1;
-        if (each->nlmsg_type == RTM_NEWLINK && add_link(kernel, each) != 0) return -1;
-    }
-    return 1;
-}
-
-static int read_links(struct kernel *kernel)
-{
-    struct {
-        struct nlmsghdr header;
-        struct ifinfomsg info;
-    } request = {.header = {.nlmsg_len = sizeof request,
-                            .nlmsg_type = RTM_GETLINK,
-                            .nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP}};
-    const struct timeval limit = {answer_limit_s, 0};
-    char *answer = malloc(answer_room);
-    const int door = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
-    int more = answer != NULL && door >= 0 &&
-                       setsockopt(door, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0 &&
-                       send(door, &request, sizeof request, 0) == sizeof request
-                   ? 1
-                   : -1;
-    while (more > 0) {
-        const ssize_t size = recv(door, answer, answer_room, 0);
-        more = size > 0 ? take_messages(kernel, answer, size) : -1;
-    }
-    if (door >= 0) close(door);
-    free(answer);
-    return more;
+    return message->nlmsg_type == RTM_NEWLINK && add_link(kernel, message) != 0;
 }
 
 static int count_bits(const struct sockaddr *netmask)
@@ -182,8 +148,10 @@ static int mtu_of_members(const struct kernel *kernel, const char *bridge)
 
 int kernel_read(struct kernel *kernel)
 {
-    *kernel = (struct kernel){NULL, NULL, NULL};
-    if (read_links(kernel) == 0 && read_addresses(kernel) == 0 && read_routes(kernel) == 0) {
+    *kernel = (struct kernel){0};
+    if (netlink_dump(RTM_GETLINK, AF_UNSPEC, take_link, kernel) == 0 &&
+        read_addresses(kernel) == 0 && read_routes(kernel) == 0) {
+        kernel_read_v6(kernel);
         for (struct kernel_link *each = kernel->links; each != NULL; each = each->next) {
             if (strcmp(each->kind, "bridge") != 0) continue;
             each->mtu_by_itself = mtu_of_members(kernel, each->name);
@@ -206,6 +174,7 @@ void kernel_free(struct kernel *kernel)
     FREE_LIST(kernel_link, kernel->links)
     FREE_LIST(kernel_address, kernel->addresses)
     FREE_LIST(kernel_route, kernel->routes)
+    kernel_remove_v6(kernel, NULL);
 }
 
 struct kernel_link *kernel_find_link(const struct kernel *kernel, const char *name)
@@ -363,6 +332,7 @@ static void remove_one_link(struct kernel *kernel, const char *name)
     struct kernel_link **each = &kernel->links;
     remove_routes_over(kernel, name);
     remove_addresses_on(kernel, name);
+    kernel_remove_v6(kernel, name);
     while (*each != NULL && strcmp((*each)->name, name) != 0)
         each = &(*each)->next;
     if (*each == NULL) return;
@@ -391,7 +361,10 @@ void kernel_remove_link(struct kernel *kernel, const char *name)
 void kernel_switch_link(struct kernel *kernel, struct kernel_link *link, int is_up)
 {
     link->is_up = is_up;
-    if (!is_up) remove_routes_over(kernel, link->name);
+    if (!is_up) {
+        remove_routes_over(kernel, link->name);
+        kernel_remove_v6(kernel, link->name);
+    }
     for (struct kernel_link *each = kernel->links; each != NULL; each = each->next) {
         if (is_vlan_on(each, link->name) && each->is_up != is_up) {
             kernel_switch_link(kernel, each, is_up);
@@ -399,8 +372,7 @@ void kernel_switch_link(struct kernel *kernel, struct kernel_link *link, int is_
     }
 }
 
-/* Of ways that are equally good the one by its name: which came first is history. */
-static void weigh(const char **way, int *longest, const char *link, int prefix)
+void kernel_weigh_way(const char **way, int *longest, const char *link, int prefix)
 {
     if (prefix < *longest) return;
     if (*way != NULL && prefix == *longest && strcmp(link, *way) >= 0) return;
@@ -423,14 +395,14 @@ const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour, con
             !is_in_network(neighbour, each->address, each->prefix)) {
             continue;
         }
-        weigh(&way, &longest, link->name, each->prefix);
+        kernel_weigh_way(&way, &longest, link->name, each->prefix);
     }
     for (const struct kernel_route *each = kernel->routes; each != NULL; each = each->next) {
         if (each->gateway != 0 || !is_of(each->link, only) ||
             !is_in_network(neighbour, each->destination, each->prefix)) {
             continue;
         }
-        weigh(&way, &longest, each->link, each->prefix);
+        kernel_weigh_way(&way, &longest, each->link, each->prefix);
     }
     return way;
 }

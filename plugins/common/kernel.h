@@ -3,6 +3,7 @@
 #define PLUGINS_COMMON_KERNEL_H
 
 #include <net/if.h>
+#include <netinet/in.h>
 #include <stdint.h>
 
 /*
@@ -41,13 +42,33 @@ struct kernel_route {
     int metric;
 };
 
+struct kernel_v6_address {
+    struct kernel_v6_address *next;
+    char link[IF_NAMESIZE];
+    struct in6_addr address;
+    int prefix;
+    unsigned int flags; /* IFA_F_DADFAILED and its like */
+};
+
+struct kernel_v6_route {
+    struct kernel_v6_route *next;
+    char link[IF_NAMESIZE];
+    struct in6_addr destination;
+    struct in6_addr gateway; /* "::" without one */
+    int prefix;
+    int metric;
+};
+
 struct kernel {
     struct kernel_link *links;
     struct kernel_address *addresses;
     struct kernel_route *routes;
+    struct kernel_v6_address *v6_addresses; /* of a link the latest first */
+    struct kernel_v6_route *v6_routes;      /* to single destinations */
 };
 
-/** Reads all of it. Returns 0, or 1, with nothing in it, when that fails or memory is gone. */
+/** Reads all of it; of IPv6 nothing where the kernel has none. Returns 0, or 1, with nothing in it,
+ * when that fails or memory is gone. */
 int kernel_read(struct kernel *kernel);
 
 /** Frees what is in it. */
@@ -78,7 +99,10 @@ void kernel_remove_route(struct kernel *kernel, const struct kernel_route *route
 /** Takes the link away with all that is on it: VLANs, addresses, routes. */
 void kernel_remove_link(struct kernel *kernel, const char *name);
 
-/** Switches the link on or off, with the VLANs on it; one that is off loses its routes. */
+/**
+ * Switches the link on or off, with the VLANs on it; one that is off loses its routes, and what it
+ * has of IPv6.
+ */
 void kernel_switch_link(struct kernel *kernel, struct kernel_link *link, int is_up);
 
 /** Whether an address lies in a network. */
@@ -90,5 +114,39 @@ int is_in_network(uint32_t address, uint32_t network, int prefix);
  * none. Only that link counts unless it is empty.
  */
 const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour, const char *only);
+
+/**
+ * Takes a link for the way if its prefix is longer, and of ways that are equally good the one by
+ * its name: which came first is history. Begins with null and -1.
+ */
+void kernel_weigh_way(const char **way, int *longest, const char *link, int prefix);
+
+/** Adds what the kernel has of IPv6, as far as it tells that. For kernel_read. */
+void kernel_read_v6(struct kernel *kernel);
+
+/** Takes away what that link has of IPv6; null for all of it, of every link. */
+void kernel_remove_v6(struct kernel *kernel, const char *link);
+
+/** That address on that link, or null. */
+struct kernel_v6_address *kernel_find_v6_address(const struct kernel *kernel, const char *link,
+                                                 const struct in6_addr *address, int prefix);
+
+/** Adds an address, as the latest of its link. Without memory it is missing. */
+void kernel_add_v6_address(struct kernel *kernel, const char *link, const struct in6_addr *address,
+                           int prefix);
+
+/** Takes the address away, and the way to its neighbours with the last one of its network. */
+void kernel_remove_v6_address(struct kernel *kernel, const struct kernel_v6_address *address);
+
+/** Adds a route. Without memory it is missing. */
+void kernel_add_v6_route(struct kernel *kernel, const struct kernel_v6_route *route);
+
+/** Takes the route away. */
+void kernel_remove_v6_route(struct kernel *kernel, const struct kernel_v6_route *route);
+
+/** As kernel_find_way. The neighbours of a link-local address are nobody's unless a link is told.
+ */
+const char *kernel_find_v6_way(const struct kernel *kernel, const struct in6_addr *neighbour,
+                               const char *only);
 
 #endif

@@ -103,27 +103,6 @@ static int is_port_list(const char *value)
     return for_each_word(value, is_no_port_range, NULL) == 0;
 }
 
-/* The value has to be of such characters, and the function knows what it can be. */
-static int declare_judged(vorn_class *klass, const char *name, const char *ranges, int most,
-                          vorn_is_valid_fn is_valid)
-{
-    vorn_property *property = vorn_property_new(name);
-    if (property != NULL && vorn_property_accept_characters(property, ranges, 1, most) == 0 &&
-        vorn_property_set_is_valid_fn(property, is_valid) == 0 &&
-        vorn_class_add_property(klass, property) == 0) {
-        return 0;
-    }
-    if (property != NULL) vorn_property_delete(property);
-    return 1;
-}
-
-static int declare_judged_list(vorn_class *klass, const char *name, const char *ranges, int most,
-                               vorn_is_valid_fn is_valid)
-{
-    return declare_judged(klass, name, ranges, most, is_valid) ||
-           vorn_property_accept_list(vorn_class_get_property(klass, name), 1);
-}
-
 static void declare_switch(vorn_class *klass, const char *help)
 {
     declare_input(klass, "enabled", VORN_INPUT_ON_OFF);

@@ -4,7 +4,6 @@
  * others are their clients' to set.
  */
 #include <arpa/inet.h>
-#include <ifaddrs.h>
 #include <inttypes.h>
 #include <net/if.h>
 #include <stdio.h>
@@ -13,6 +12,7 @@
 
 #include "concerns.h"
 #include "copies.h"
+#include "current.h"
 #include "declare.h"
 #include "describe.h"
 #include "faults.h"
@@ -21,9 +21,9 @@
 
 outcomes address_outcomes = {.class_name = "address"};
 
-static int is_fixed(const vorn_instance *address)
+static int is_kind(const vorn_instance *address, const char *kind)
 {
-    return strcmp(value_of(address, "kind"), "static-address") == 0;
+    return strcmp(value_of(address, "kind"), kind) == 0;
 }
 
 static uint32_t number_of(const vorn_instance *address)
@@ -365,44 +365,9 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     (void)info;
     network_look();
     const char *name = vorn_instance_get_name(instance);
-    if (is_fixed(instance) || outcomes_reason(&address_outcomes, name) != NULL)
+    if (!is_kind(instance, "dhcp-address") || outcomes_reason(&address_outcomes, name) != NULL)
         return outcomes_whole_state(&address_outcomes, name);
     return clients_state(name);
-}
-
-static int is_address_of(const struct ifaddrs *each, const char *interface)
-{
-    return each->ifa_addr != NULL && each->ifa_addr->sa_family == AF_INET &&
-           strcmp(each->ifa_name, interface) == 0;
-}
-
-static int count_bits(const struct sockaddr *netmask)
-{
-    if (netmask == NULL) return 32;
-    return __builtin_popcount(((const struct sockaddr_in *)(const void *)netmask)->sin_addr.s_addr);
-}
-
-/* The first address that the interface has now, with its prefix, as ip(8) writes it. */
-static const char *current(vorn_instance *instance, const char *property, vorn_refresh_info *info)
-{
-    static char text[INET_ADDRSTRLEN + 4];
-    char address[INET_ADDRSTRLEN];
-    struct ifaddrs *all = NULL;
-    (void)property;
-    (void)info;
-
-    text[0] = '\0';
-    if (getifaddrs(&all) != 0) return text;
-    const struct ifaddrs *each = all;
-    while (each != NULL && !is_address_of(each, value_of(instance, "interface")))
-        each = each->ifa_next;
-    if (each != NULL) {
-        const struct sockaddr_in *found = (const struct sockaddr_in *)(const void *)each->ifa_addr;
-        inet_ntop(AF_INET, &found->sin_addr, address, sizeof address);
-        snprintf(text, sizeof text, "%s/%d", address, count_bits(each->ifa_netmask));
-    }
-    freeifaddrs(all);
-    return text;
 }
 
 static vorn_class *declare_kind(const char *name)
@@ -413,7 +378,7 @@ static vorn_class *declare_kind(const char *name)
 
 static void declare_address(vorn_class *address)
 {
-    describe_class(address, "Address", "An IPv4 address of this device.", "Network", 240);
+    describe_class(address, "Address", "An IP address of this device.", "Network", 240);
     describe(address, "kind", "Kind", "Whether it is fixed or a server's to give.",
              "static-address");
     declare_name(address, "interface", "interface", is_link_name, 0);
@@ -421,7 +386,9 @@ static void declare_address(vorn_class *address)
     describe(address, "interface", "Interface", "The interface that has it.", "eth0");
     declare_state(address, "current");
     describe(address, "current", "Current address",
-             "The first address that the interface has now, with its prefix.", NULL);
+             "The first address of that kind that the interface has now, with its prefix; of a "
+             "fixed IPv6 address itself, if the interface has it.",
+             NULL);
     declare_state(address, "state");
     describe(address, "state", "State",
              "Whether the kernel has it, or why not; of one from a server how its client does.",
@@ -456,15 +423,17 @@ vorn_refresher *addresses_declare(void)
     vorn_class *address = declare_abstract_class("address", "kind");
     vorn_class *fixed = declare_kind("static-address");
     vorn_class *leased = declare_kind("dhcp-address");
+    vorn_class *v6 = declare_kind("static-ipv6-address");
     vorn_refresher *refresher = vorn_refresher_new("address");
-    if (address == NULL || fixed == NULL || leased == NULL || refresher == NULL) return NULL;
+    if (address == NULL || fixed == NULL || leased == NULL || v6 == NULL || refresher == NULL)
+        return NULL;
 
     declare_address(address);
     declare_fixed(fixed);
     declare_leased(leased);
-    vorn_refresher_set_property_fn(refresher, "current", current);
+    vorn_refresher_set_property_fn(refresher, "current", address_current);
     vorn_refresher_set_property_fn(refresher, "state", state);
-    const int failed =
-        vorn_classes_add(address) || vorn_classes_add(fixed) || vorn_classes_add(leased);
+    const int failed = vorn_classes_add(address) || vorn_classes_add(fixed) ||
+                       vorn_classes_add(leased) || v6_addresses_declare(v6);
     return failed ? NULL : refresher;
 }

@@ -61,6 +61,15 @@ void interfaces_take_back(void);
 void addresses_take_back(void);
 void routes_take_back(void);
 
+/** The same for fixed IPv6 addresses; the class is made by addresses_declare. */
+int v6_addresses_declare(vorn_class *fixed);
+void v6_addresses_remove(const vorn_instances *configuration, struct kernel *kernel);
+void v6_addresses_plan(const vorn_instances *configuration, struct kernel *kernel);
+void v6_addresses_note(FILE *file);
+void v6_addresses_recall(const char *line);
+int v6_addresses_set_aside(void);
+void v6_addresses_take_back(void);
+
 /** Notes which addresses from a DHCP server have to wait for their link. */
 void clients_plan(const vorn_instances *configuration, const struct kernel *kernel);
 

@@ -33,10 +33,9 @@ static int is_same(const vorn_instance *left, const vorn_instance *right)
     return strcmp(vorn_instance_get_name(left), vorn_instance_get_name(right)) == 0;
 }
 
-/* Another instance of the class with which the instance can't be at once, or null. */
-static const char *find_rival(const vorn_instances *configuration, const char *class_name,
-                              const vorn_instance *instance,
-                              int (*is_rival)(const vorn_instance *, const vorn_instance *))
+const char *find_rival(const vorn_instances *configuration, const char *class_name,
+                       const vorn_instance *instance,
+                       int (*is_rival)(const vorn_instance *, const vorn_instance *))
 {
     const char *rival = NULL;
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
@@ -173,6 +172,7 @@ static int judge_address(const vorn_instances *configuration, const vorn_instanc
 {
     if (fault_is_no_link(found, configuration, address, "interface")) return 1;
     if (is_kind(address, "static-address")) return judge_fixed(configuration, address, found);
+    if (is_kind(address, "static-ipv6-address")) return judge_v6(configuration, address, found);
     const char *rival = find_rival(configuration, "dhcp-address", address, has_same_interface);
     return rival != NULL &&
            fault_is(found, "interface", "address \"%s\" has a client there already", rival);

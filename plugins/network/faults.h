@@ -9,6 +9,14 @@
  * come later is not wrong, if there is an interface of that name.
  */
 
+/** Another instance of the class with which the instance can't be at once, or null. */
+const char *find_rival(const vorn_instances *configuration, const char *class_name,
+                       const vorn_instance *instance,
+                       int (*is_rival)(const vorn_instance *, const vorn_instance *));
+
+/** What is wrong with a fixed IPv6 address on a link that is there. */
+int judge_v6(const vorn_instances *configuration, const vorn_instance *address, fault *found);
+
 /** Refuses a transaction that makes something wrong. */
 void network_check(vorn_check_info *info, void *data);
 

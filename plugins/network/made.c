@@ -41,6 +41,7 @@ void made_recall(void)
         while (read_line(file, line)) {
             interfaces_recall(line);
             addresses_recall(line);
+            v6_addresses_recall(line);
             routes_recall(line);
         }
     }
@@ -56,6 +57,7 @@ static char *write_text(void)
     fprintf(file, "%s\n", name_of_boot());
     interfaces_note(file);
     addresses_note(file);
+    v6_addresses_note(file);
     routes_note(file);
     const int has_failed = ferror(file) != 0;
     if (fclose(file) == 0 && !has_failed) return text;

@@ -29,9 +29,11 @@ static void plan_all(const vorn_instances *configuration, struct kernel *kernel)
 {
     routes_remove(configuration, kernel);
     addresses_remove(configuration, kernel);
+    v6_addresses_remove(configuration, kernel);
     interfaces_remove(configuration, kernel);
     interfaces_plan(configuration, kernel);
     addresses_plan(configuration, kernel);
+    v6_addresses_plan(configuration, kernel);
     routes_plan(configuration, kernel);
 }
 
@@ -48,16 +50,27 @@ static void forget_outcomes(void)
 /* What a plan changes is kept apart, and comes back. */
 static outcomes outcomes_kept[outcome_count];
 
+static const struct made {
+    int (*set_aside)(void);
+    void (*take_back)(void);
+} all_made[] = {{interfaces_set_aside, interfaces_take_back},
+                {addresses_set_aside, addresses_take_back},
+                {v6_addresses_set_aside, v6_addresses_take_back},
+                {routes_set_aside, routes_take_back}};
+
+enum { kinds_made = sizeof all_made / sizeof *all_made };
+
+static void take_back(int count)
+{
+    while (count-- > 0)
+        all_made[count].take_back();
+}
+
 static int begin_rehearsal(void)
 {
-    if (interfaces_set_aside() != 0) return 1;
-    if (addresses_set_aside() != 0) {
-        interfaces_take_back();
-        return 1;
-    }
-    if (routes_set_aside() != 0) {
-        addresses_take_back();
-        interfaces_take_back();
+    for (int i = 0; i < kinds_made; i++) {
+        if (all_made[i].set_aside() == 0) continue;
+        take_back(i);
         return 1;
     }
     for (int i = 0; i < outcome_count; i++)
@@ -72,9 +85,7 @@ static void end_rehearsal(void)
     ip_end_rehearsal();
     for (int i = 0; i < outcome_count; i++)
         outcomes_take_back(all_outcomes[i], &outcomes_kept[i]);
-    routes_take_back();
-    addresses_take_back();
-    interfaces_take_back();
+    take_back(kinds_made);
 }
 
 static void plan(const vorn_instances *configuration)
@@ -226,11 +237,10 @@ static vorn_refresher *refreshers[concerns];
 /* A refresher knows its instances by the name of their family, and a client may ask for a kind. */
 static void select_families(vorn_refresh_info *info)
 {
-    static const char *const families[][2] = {{"ethernet", "interface"},
-                                              {"bridge", "interface"},
-                                              {"vlan", "interface"},
-                                              {"static-address", "address"},
-                                              {"dhcp-address", "address"}};
+    static const char *const families[][2] = {
+        {"ethernet", "interface"},   {"bridge", "interface"},
+        {"vlan", "interface"},       {"static-address", "address"},
+        {"dhcp-address", "address"}, {"static-ipv6-address", "address"}};
     for (size_t i = 0; i < sizeof families / sizeof *families; i++) {
         if (!vorn_refresh_info_contains_class(info, families[i][0])) continue;
         vorn_refresh_info_add_all_properties(info, families[i][1], NULL);

@@ -11,6 +11,7 @@
 #include "declare.h"
 #include "describe.h"
 #include "effects.h"
+#include "v6.h"
 #include "values.h"
 #include "vorn-plugin/whole_file.h"
 
@@ -96,6 +97,17 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     return is_another_file(instance) ? "differs: " RESOLVER_FILE " is another one" : "applied";
 }
 
+static int is_no_server(const char *word, void *data)
+{
+    (void)data;
+    return !is_plain_address(word) && !is_v6_address(word);
+}
+
+static int is_server_list(const char *value)
+{
+    return for_each_word(value, is_no_server, NULL) == 0;
+}
+
 vorn_refresher *resolver_declare(void)
 {
     vorn_class *resolver = declare_class("resolver", VORN_CLASS_SINGLETON);
@@ -104,10 +116,14 @@ vorn_refresher *resolver_declare(void)
 
     describe_class(resolver, "Names", "Who is asked for the addresses of names.", "Network", 260);
     declare_list(resolver, "servers", VORN_INPUT_PLAIN_IP);
+    vorn_property *servers = vorn_class_get_property(resolver, "servers");
+    vorn_property_accept_characters(servers, V6_ADDRESS_RANGES, 1, v6_address_most);
+    vorn_property_set_is_valid_fn(servers, is_server_list);
     describe(resolver, "servers", "Servers",
-             "Their addresses, in the order in which they are asked. Without any, the system's "
+             "Their addresses, of IPv6 too, in the order in which they are asked. Without any, the "
+             "system's "
              "list is left alone.",
-             "192.168.1.254 9.9.9.9");
+             "192.168.1.254 2620:fe::fe");
     declare_list(resolver, "search", VORN_INPUT_DOMAIN_NAME);
     describe(resolver, "search", "Search domains", "What is tried after a name without a domain.",
              "example.org");

@@ -111,7 +111,8 @@ TEST_F(WhatAKilledDaemonMade, IsNotWhatAnotherBootOfTheMachineHas)
 TEST_F(WhatAKilledDaemonMade, IsNothingThatCanBeReadFromNonsense)
 {
     shell("ip link add other type bridge; { cat /proc/sys/kernel/random/boot_id; echo link; "
-          "echo port a; echo address eth0; echo route 1 1 1 1; echo link other bridge x; "
+          "echo port a; echo address eth0; echo v6-address eth0 1.2.3.4 64; echo route 1 1 1 1; "
+          "echo link other bridge x; "
           "head -c 1000 /dev/zero; } >/var/run/vorn-network");
     write_file(vorn::test::startup_file, "<config/>");
 
