@@ -42,7 +42,7 @@ protected:
             if (each.path().extension() == ".vorn") install_plugin(each.path().filename());
         }
         shell("rm /usr/lib/vorn/plugins/board.vorn");
-        for (const char *program : {"hostapd", "dnsmasq", "syslogd", "ntpd", "chronyd"})
+        for (const char *program : {"hostapd", "dnsmasq", "syslogd", "ntpd", "chronyd", "setpriv"})
             stand_in(program, "sleep 60");
         for (const char *program : {"iw", "nft"})
             stand_in(program);
@@ -120,6 +120,9 @@ TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
          "<interface>lo</interface><address>192.168.7.1</address><prefix>24</prefix>"},
         {"dhcp-address", "<interface>lo</interface>"},
         {"dhcp-pool", "<first>192.168.1.100</first><last>192.168.1.199</last>"},
+        {"dhcp-option", "<code>26</code><kind>number16</kind><value>1400</value>"},
+        {"dns-server", "<address>192.0.2.53</address><tls>on</tls><tls-name>a.example</tls-name>"},
+        {"dns-record", "<names>a</names><addresses>192.0.2.1</addresses>"},
         {"wireless-network", "<radio>r0</radio><ssid>x</ssid><security>none</security>"},
         {"zone", "<interfaces>lo</interfaces>"},
         {"forwarding", "<from>z0</from><to>z0</to>"},
@@ -130,6 +133,7 @@ TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
     lsql("<lsql><update><firewall><enabled>on</enabled></firewall></update></lsql>");
     lsql("<lsql><insert><zone name=\"z0\"><interfaces>eth0</interfaces></zone></insert></lsql>");
     lsql("<lsql><update><dhcp><enabled>on</enabled></dhcp></update></lsql>");
+    lsql("<lsql><update><dns><enabled>on</enabled></dns></update></lsql>");
     lsql("<lsql><insert><radio name=\"r0\"><mode>g</mode><channel>6</channel><status>up</status>"
          "</radio></insert></lsql>");
 

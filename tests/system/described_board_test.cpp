@@ -200,12 +200,27 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
 {
     using namespace vorn::tests::accepted;
     const auto knows_more = [](const std::string &name) {
-        for (const char *each :
-             {"log file", "system time-zone", "history comment", "web certificate", "web allowed",
-              "access-rule subject", "access-rule properties", "access-rule class",
-              "access-rule operations", "access-default gate-user", "fleet authorities",
-              "fleet certificate", "fleet key", "fleet generation", "port-forward port",
-              "firewall-rule source", "firewall-rule destination", "firewall-rule ports"})
+        for (const char *each : {"log file",
+                                 "system time-zone",
+                                 "history comment",
+                                 "web certificate",
+                                 "web allowed",
+                                 "access-rule subject",
+                                 "access-rule properties",
+                                 "access-rule class",
+                                 "access-rule operations",
+                                 "access-default gate-user",
+                                 "fleet authorities",
+                                 "fleet certificate",
+                                 "fleet key",
+                                 "fleet generation",
+                                 "port-forward port",
+                                 "firewall-rule source",
+                                 "firewall-rule destination",
+                                 "firewall-rule ports",
+                                 "dns-server address",
+                                 "dns-record names",
+                                 "dns-record addresses"})
             if (name == each) return true;
         return false;
     };

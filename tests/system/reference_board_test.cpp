@@ -93,7 +93,7 @@ TEST_F(ReferenceBoards, ApplyTheNetworkBeforeWhatNeedsItAndSaveLastWithAllPlugin
         EXPECT_NE(place, std::string::npos) << provider;
         return place;
     };
-    for (const char *later : {"wireless", "dhcp", "time", "log"}) {
+    for (const char *later : {"wireless", "dhcp", "dns", "time", "log"}) {
         EXPECT_LT(place_of("network"), place_of(later)) << later;
         EXPECT_LT(place_of(later), place_of("save")) << later;
     }
