@@ -9,7 +9,7 @@ import shlex
 import subprocess
 import tempfile
 
-from machine import TREE, Machine
+from machine import PATIENCE_S, TREE, Machine
 
 BUILD = pathlib.Path(os.environ.get("VORN_BUILD", TREE / "build/release")).resolve()
 STARTUP = "/etc/config/config.xml"
@@ -76,9 +76,9 @@ class Device(Machine):
         """The first rules load a dozen modules; an emulated processor may take longer for that than
         a provider waits for nft."""
         self.write("/tmp/any-rules", ANY_RULES)
-        self.check("nft -f /tmp/any-rules", deadline=120)
+        self.check("nft -f /tmp/any-rules")
 
-    def start_daemon(self, options="", deadline=60):
+    def start_daemon(self, options="", deadline=PATIENCE_S):
         """Starts it and waits until it answers; the seconds that took, by the guest's clock."""
         before, after = self.check(
             f"cat /proc/uptime; /usr/sbin/vorn {options} >/dev/console 2>&1 && "
@@ -95,7 +95,7 @@ class Device(Machine):
         """Its process id."""
         return int(self.check("cat /var/run/vorn.pid"))
 
-    def vornctl(self, *arguments, deadline=30):
+    def vornctl(self, *arguments, deadline=PATIENCE_S):
         """What vornctl prints; it must succeed."""
         return self.check("vornctl " + shlex.join(arguments), deadline)
 

@@ -101,7 +101,7 @@ class AnAccessPoint(unittest.TestCase):
         self.device.await_state("running")
 
     def assert_joins(self, *arguments, **options):
-        self.assertTrue(self.station.associate(*arguments, **options), self.station.log())
+        self.assertTrue(self.station.joins(*arguments, **options), self.station.log())
 
     def test_lets_a_station_in_and_gives_it_an_address(self):
         self.assert_joins("attic", KEY)

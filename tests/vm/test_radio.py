@@ -44,7 +44,7 @@ class AStation(unittest.TestCase):
         self.open_network(WPA2)
         self.serve_addresses()
 
-        self.assertTrue(self.station.associate("attic", KEY), self.station.log())
+        self.assertTrue(self.station.joins("attic", KEY), self.station.log())
         self.assertEqual(self.station.lease(), "10.0.0.50")
         self.assertTrue(self.station.ping("10.0.0.1"))
         self.assertFalse(self.station.ping("10.0.0.2"))
@@ -52,7 +52,7 @@ class AStation(unittest.TestCase):
     def test_associates_with_sae(self):
         self.open_network(SAE)
 
-        self.assertTrue(self.station.associate("attic", KEY, sae=True), self.station.log())
+        self.assertTrue(self.station.joins("attic", KEY, sae=True), self.station.log())
 
     def test_is_refused_with_another_key(self):
         self.open_network(WPA2)
@@ -62,7 +62,7 @@ class AStation(unittest.TestCase):
 
     def test_loses_a_network_that_goes_away(self):
         self.open_network(WPA2)
-        self.assertTrue(self.station.associate("attic", KEY), self.station.log())
+        self.assertTrue(self.station.joins("attic", KEY), self.station.log())
 
         self.doCleanups()
 

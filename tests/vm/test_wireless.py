@@ -36,7 +36,7 @@ class WirelessNetworks(unittest.TestCase):
         self.device.await_state("running")
 
     def assert_joins(self, *arguments, **options):
-        self.assertTrue(self.station.associate(*arguments, **options), self.station.log())
+        self.assertTrue(self.station.joins(*arguments, **options), self.station.log())
 
     def assert_reaches_the_device(self):
         self.assertTrue(self.station.lease())
