@@ -317,8 +317,5 @@ if __name__ == "__main__":
     HELPER = Helper()
     result = unittest.main(exit=False, warnings="ignore").result
     assert GATE.poll() is None, "the gate has ended"
-    GATE.terminate()
-    assert GATE.wait(5) == 0, "the gate does not end as it should"
-    DAEMON.terminate()
-    DAEMON.wait()
+    gate.end(GATE, DAEMON)
     sys.exit(not result.wasSuccessful())

@@ -124,8 +124,7 @@ def opened(build, user, password):
     finally:
         client.run("set", "web", "enabled=off")
         gate.await_that(lambda: not is_served(), "the page is gone")
-        daemon.terminate()
-        daemon.wait()
+        gate.end(daemon)
 
 
 def process_of(name):

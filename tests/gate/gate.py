@@ -143,3 +143,10 @@ def start_gate(program, *options):
     await_that(lambda: os.path.exists(SOCKET) and os.stat(SOCKET).st_mode & 0o777 == 0o660,
                "the gate opens its socket")
     return gate
+
+
+def end(*programs):
+    """What a sanitizer had to say of one is its status."""
+    for program in programs:
+        program.terminate()
+        assert program.wait(60) == 0, program.args

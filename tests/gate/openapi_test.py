@@ -195,7 +195,5 @@ if __name__ == "__main__":
     RESULT = unittest.main(exit=False, warnings="ignore").result
     assert GATE.poll() is None, "the gate has ended"
     assert DAEMON.poll() is None, "the daemon has ended"
-    GATE.terminate()
-    DAEMON.terminate()
-    DAEMON.wait()
+    gate.end(GATE, DAEMON)
     sys.exit(not RESULT.wasSuccessful())
