@@ -18,6 +18,7 @@
 #include "declare.h"
 #include "describe.h"
 #include "history_folder.h"
+#include "host_key_file.h"
 #include "keys_file.h"
 #include "vorn-plugin/whole_file.h"
 
@@ -82,7 +83,7 @@ static int take_default(void)
 /* Also what a write that a power cut ended may have left. */
 static void forget_keys(void)
 {
-    static const char *const files[] = {KEYS_FILE, KEYS_FILE ".new", UNPROVEN_FILE};
+    static const char *const files[] = {KEYS_FILE, KEYS_FILE ".new", UNPROVEN_FILE, HOST_KEY_FILE};
     for (size_t i = 0; i < sizeof files / sizeof *files; i++) {
         if (unlink(files[i]) == 0 || errno == ENOENT) continue;
         vorn_debug_eprintf("system: can't remove %s: %s.\n", files[i], strerror(errno));

@@ -129,6 +129,8 @@ TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
         {"port-forward", "<zone>z0</zone><protocol>tcp</protocol><port>80</port>"
                          "<address>192.168.7.2</address>"},
         {"firewall-rule", "<action>accept</action>"},
+        {"ssh-key", "<user>root</user><key>ssh-ed25519 "
+                    "AAAAC3NzaC1lZDI1NTE5AAAAINR0CLd0gQICJrKw8gHLBmDAPgQndPG5j/EW3jgdskoG</key>"},
     };
     lsql("<lsql><update><firewall><enabled>on</enabled></firewall></update></lsql>");
     lsql("<lsql><insert><zone name=\"z0\"><interfaces>eth0</interfaces></zone></insert></lsql>");

@@ -220,7 +220,8 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
                                  "firewall-rule ports",
                                  "dns-server address",
                                  "dns-record names",
-                                 "dns-record addresses"})
+                                 "dns-record addresses",
+                                 "ssh-key key"})
             if (name == each) return true;
         return false;
     };

@@ -404,6 +404,17 @@ TEST_F(RequestedReboots, AfterAFactoryResetHaveNoKeyFromBefore)
     EXPECT_FALSE(exists(keys));
 }
 
+TEST_F(RequestedReboots, AfterAFactoryResetAreOfAnotherMachineToWhoLogsIn)
+{
+    write_file("/etc/rescueconfig.xml", fresh);
+    shell("mkdir /etc/config/ssh && echo key >/etc/config/ssh/host_key");
+
+    EXPECT_EQ(inform("factory-reset"), "OK\n");
+
+    EXPECT_EQ(exit_status(), 1);
+    EXPECT_FALSE(exists("/etc/config/ssh/host_key"));
+}
+
 TEST_F(RequestedReboots, KeepTheKeysWhereAFactoryResetIsRefused)
 {
     write_file("/etc/config/wireless-keys", "0123abcd correct horse battery\n");
