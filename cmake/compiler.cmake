@@ -6,7 +6,9 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckCCompilerFlag)
+include(CheckCSourceCompiles)
 include(CheckCXXCompilerFlag)
+include(CheckLinkerFlag)
 include(CheckPIESupported)
 check_pie_supported()
 
@@ -79,6 +81,22 @@ else()
     add_compile_options(${protection})
 endif()
 
+# Where an address is put in once it is known takes 24 bytes on a 64-bit machine, or a bit when these
+# places are packed. Who starts the program has to know that: GNU's C library from 2.36 on, and an
+# earlier one refuses the file; musl from 1.2.4 on, which does not say of what version it is.
+check_c_source_compiles("
+    #include <features.h>
+    #if !__GLIBC_PREREQ(2, 36)
+    #error
+    #endif
+    int main(void) { return 0; }" VORN_LIBRARY_KNOWS_PACKED_RELOCATIONS)
+check_linker_flag(C -Wl,--fatal-warnings,-z,pack-relative-relocs VORN_LINKER_KNOWS_PACKED_RELOCATIONS)
+option(VORN_PACKED_RELOCATIONS "Pack relocations where the linker can; the C library has to know them"
+       ${VORN_LIBRARY_KNOWS_PACKED_RELOCATIONS})
+if(VORN_PACKED_RELOCATIONS AND VORN_LINKER_KNOWS_PACKED_RELOCATIONS)
+    add_link_options(-Wl,-z,pack-relative-relocs)
+endif()
+
 # No exceptions, no type information, no guards around statics: what is left needs no C++ runtime.
 add_library(vorn_daemon_flags INTERFACE)
 target_compile_options(vorn_daemon_flags INTERFACE
@@ -103,11 +121,33 @@ list(APPEND VORN_DAEMON_ONLY_FLAGS "$<$<CONFIG:MinSizeRel>:${smallest}>")
 vorn_known_flags(packed CXX -falign-functions=1 -falign-jumps=1 -falign-loops=1)
 list(APPEND VORN_DAEMON_ONLY_FLAGS ${packed})
 
+# What plugins may resolve: everything that the headers declare, or what is used of it.
+option(VORN_ONLY_USED_NAMES
+       "Leave out what neither a reference plugin nor one of VORN_OTHER_PLUGINS uses" OFF)
+set(VORN_OTHER_PLUGINS "" CACHE STRING "With VORN_ONLY_USED_NAMES: files of the device's other plugins")
+set(VORN_NAMES ${CMAKE_CURRENT_LIST_DIR}/exports.list)
+if(VORN_ONLY_USED_NAMES)
+    set(VORN_NAMES ${CMAKE_BINARY_DIR}/used_names.list)
+endif()
+function(vorn_list_used_names)
+    set(files ${VORN_OTHER_PLUGINS})
+    foreach(plugin ${VORN_REFERENCE_PLUGINS})
+        list(APPEND files $<TARGET_FILE:${plugin}>)
+    endforeach()
+    if(NOT files)
+        message(FATAL_ERROR "VORN_ONLY_USED_NAMES needs VORN_PLUGINS or VORN_OTHER_PLUGINS.")
+    endif()
+    set(script ${PROJECT_SOURCE_DIR}/cmake/used_names.cmake)
+    add_custom_command(OUTPUT ${VORN_NAMES} VERBATIM
+        COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} "-DPLUGINS=${files}" -DLIST=${VORN_NAMES} -P ${script}
+        DEPENDS ${VORN_REFERENCE_PLUGINS} ${files} ${script})
+    add_custom_target(used_names DEPENDS ${VORN_NAMES})
+    add_dependencies(vorn used_names)
+endfunction()
+
 add_library(vorn_exports INTERFACE)
-target_link_options(vorn_exports INTERFACE
-    -Wl,--dynamic-list=${CMAKE_CURRENT_LIST_DIR}/exports.list)
-set_property(TARGET vorn_exports PROPERTY INTERFACE_LINK_DEPENDS
-    ${CMAKE_CURRENT_LIST_DIR}/exports.list)
+target_link_options(vorn_exports INTERFACE -Wl,--dynamic-list=${VORN_NAMES})
+set_property(TARGET vorn_exports PROPERTY INTERFACE_LINK_DEPENDS ${VORN_NAMES})
 
 # CMake would add the C++ runtime to every link that holds a C++ object, the daemon's too; the
 # programs that want it are linked by the C++ driver, which brings it along by itself.
