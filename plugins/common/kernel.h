@@ -57,6 +57,7 @@ struct kernel_v6_route {
     struct in6_addr gateway; /* "::" without one */
     int prefix;
     int metric;
+    int protocol; /* who has set it: RTPROT_RA and its like */
 };
 
 struct kernel {

@@ -81,7 +81,7 @@ static int add_ways(struct kernel *kernel, const struct kernel_v6_route *to,
 static int take_route(const struct nlmsghdr *message, void *kernel)
 {
     const struct rtmsg *info = NLMSG_DATA(message);
-    struct kernel_v6_route found = {.prefix = info->rtm_dst_len};
+    struct kernel_v6_route found = {.prefix = info->rtm_dst_len, .protocol = info->rtm_protocol};
     const struct rtattr *ways = NULL;
     uint32_t table = info->rtm_table;
     int left = (int)RTM_PAYLOAD(message);

@@ -8,7 +8,7 @@
 
 /** The characters of an address and of a network, as declare_judged takes them, and the most. */
 #define V6_ADDRESS_RANGES "09afAF::"
-#define V6_NETWORK_RANGES "09afAF::://"
+#define V6_NETWORK_RANGES "09afAF:://"
 enum { v6_address_most = 39, v6_network_most = 43 };
 
 /** Whether the text is an address. It is read where there is room for it; else that is "::". */

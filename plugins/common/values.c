@@ -73,3 +73,8 @@ int is_link_name(const char *text)
 {
     return vorn_input_is_link_name(text, (int)strlen(text));
 }
+
+int is_link_name_or_none(const char *text)
+{
+    return *text == '\0' || is_link_name(text);
+}

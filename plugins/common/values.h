@@ -57,4 +57,7 @@ int is_text(const char *text);
  */
 int is_link_name(const char *text);
 
+/** The same, or no text at all. */
+int is_link_name_or_none(const char *text);
+
 #endif

@@ -365,9 +365,11 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     (void)info;
     network_look();
     const char *name = vorn_instance_get_name(instance);
-    if (!is_kind(instance, "dhcp-address") || outcomes_reason(&address_outcomes, name) != NULL)
-        return outcomes_whole_state(&address_outcomes, name);
-    return clients_state(name);
+    if (outcomes_reason(&address_outcomes, name) == NULL) {
+        if (is_kind(instance, "dhcp-address")) return clients_state(name);
+        if (is_kind(instance, "slaac-address")) return slaac_state(instance);
+    }
+    return outcomes_whole_state(&address_outcomes, name);
 }
 
 static vorn_class *declare_kind(const char *name)
@@ -379,16 +381,18 @@ static vorn_class *declare_kind(const char *name)
 static void declare_address(vorn_class *address)
 {
     describe_class(address, "Address", "An IP address of this device.", "Network", 240);
-    describe(address, "kind", "Kind", "Whether it is fixed or a server's to give.",
+    describe(address, "kind", "Kind",
+             "Whether it is fixed, a server's to give, or made of what a router announces.",
              "static-address");
     declare_name(address, "interface", "interface", is_link_name, 0);
     declare_needed(address, "interface");
     describe(address, "interface", "Interface", "The interface that has it.", "eth0");
     declare_state(address, "current");
-    describe(address, "current", "Current address",
-             "The first address of that kind that the interface has now, with its prefix; of a "
-             "fixed IPv6 address itself, if the interface has it.",
-             NULL);
+    describe(
+        address, "current", "Current address",
+        "The first address of that kind that the interface has now, with its prefix; of a "
+        "fixed IPv6 address itself, if the interface has it; by announcements the one that lasts.",
+        NULL);
     declare_state(address, "state");
     describe(address, "state", "State",
              "Whether the kernel has it, or why not; of one from a server how its client does.",
@@ -424,9 +428,12 @@ vorn_refresher *addresses_declare(void)
     vorn_class *fixed = declare_kind("static-address");
     vorn_class *leased = declare_kind("dhcp-address");
     vorn_class *v6 = declare_kind("static-ipv6-address");
+    vorn_class *slaac = declare_kind("slaac-address");
     vorn_refresher *refresher = vorn_refresher_new("address");
-    if (address == NULL || fixed == NULL || leased == NULL || v6 == NULL || refresher == NULL)
+    if (address == NULL || fixed == NULL || leased == NULL || v6 == NULL || slaac == NULL ||
+        refresher == NULL) {
         return NULL;
+    }
 
     declare_address(address);
     declare_fixed(fixed);
@@ -434,6 +441,6 @@ vorn_refresher *addresses_declare(void)
     vorn_refresher_set_property_fn(refresher, "current", address_current);
     vorn_refresher_set_property_fn(refresher, "state", state);
     const int failed = vorn_classes_add(address) || vorn_classes_add(fixed) ||
-                       vorn_classes_add(leased) || v6_addresses_declare(v6);
+                       vorn_classes_add(leased) || v6_addresses_declare(v6) || slaac_declare(slaac);
     return failed ? NULL : refresher;
 }

@@ -17,6 +17,7 @@
 extern outcomes interface_outcomes;
 extern outcomes address_outcomes;
 extern outcomes route_outcomes;
+extern outcomes v6_route_outcomes;
 
 /**
  * Make the classes. Each answers the refresher of its values, or null after the daemon has logged
@@ -25,6 +26,7 @@ extern outcomes route_outcomes;
 vorn_refresher *interfaces_declare(void);
 vorn_refresher *addresses_declare(void);
 vorn_refresher *routes_declare(void);
+vorn_refresher *v6_routes_declare(void);
 vorn_refresher *resolver_declare(void);
 
 /** Brings the outcomes up to date with the kernel, once for each request. */
@@ -69,6 +71,37 @@ void v6_addresses_note(FILE *file);
 void v6_addresses_recall(const char *line);
 int v6_addresses_set_aside(void);
 void v6_addresses_take_back(void);
+
+/** The same for IPv6 routes. */
+void v6_routes_remove(const vorn_instances *configuration, struct kernel *kernel);
+void v6_routes_plan(const vorn_instances *configuration, struct kernel *kernel);
+void v6_routes_note(FILE *file);
+void v6_routes_recall(const char *line);
+int v6_routes_set_aside(void);
+void v6_routes_take_back(void);
+
+/** The same for addresses by what routers announce, which are the kernel's to make. */
+int slaac_declare(vorn_class *address);
+void slaac_remove(const vorn_instances *configuration, struct kernel *kernel);
+void slaac_plan(const vorn_instances *configuration, struct kernel *kernel);
+void slaac_note(FILE *file);
+void slaac_recall(const char *line);
+int slaac_set_aside(void);
+void slaac_take_back(void);
+
+/** Has the kernel listen to routers no more where nothing wants that: before what came of it goes.
+ */
+void slaac_retire(const vorn_instances *configuration);
+
+/** Has the kernel listen to them on the links that are there now. */
+void slaac_serve(const vorn_instances *configuration);
+
+/** Says what both would do. */
+void slaac_explain(const vorn_instances *configuration, const struct kernel *kernel,
+                   vorn_explanation *explanation);
+
+/** Of such an address without another reason. */
+const char *slaac_state(const vorn_instance *address);
 
 /** Notes which addresses from a DHCP server have to wait for their link. */
 void clients_plan(const vorn_instances *configuration, const struct kernel *kernel);

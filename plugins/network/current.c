@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
+#include <linux/if_addr.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -40,12 +41,13 @@ static void find(const char *interface, char text[current_room])
     freeifaddrs(all);
 }
 
-/* A fixed one is that one or none. */
+/* A fixed one is that one or none; of those that the kernel makes it is the one that lasts. */
 static int is_v6_address_of(const struct kernel_v6_address *each, const vorn_instance *address)
 {
+    enum { no_use = IFA_F_PERMANENT | IFA_F_TEMPORARY | IFA_F_TENTATIVE | IFA_F_DADFAILED };
     struct in6_addr wanted;
     if (strcmp(each->link, value_of(address, "interface")) != 0) return 0;
-    v6_read_address(value_of(address, "address"), &wanted);
+    if (!v6_read_address(value_of(address, "address"), &wanted)) return (each->flags & no_use) == 0;
     return IN6_ARE_ADDR_EQUAL(&each->address, &wanted);
 }
 
@@ -70,7 +72,8 @@ const char *address_current(vorn_instance *instance, const char *property, vorn_
     (void)property;
     (void)info;
     text[0] = '\0';
-    if (strcmp(value_of(instance, "kind"), "static-ipv6-address") == 0) {
+    if (strcmp(value_of(instance, "kind"), "static-ipv6-address") == 0 ||
+        strcmp(value_of(instance, "kind"), "slaac-address") == 0) {
         find_v6(instance, text);
     } else {
         find(value_of(instance, "interface"), text);

@@ -148,7 +148,7 @@ static int has_same_address(const vorn_instance *left, const vorn_instance *righ
     return !is_changed(left, right, "address");
 }
 
-static int has_same_interface(const vorn_instance *left, const vorn_instance *right)
+int has_same_interface(const vorn_instance *left, const vorn_instance *right)
 {
     return !is_changed(left, right, "interface");
 }
@@ -173,6 +173,7 @@ static int judge_address(const vorn_instances *configuration, const vorn_instanc
     if (fault_is_no_link(found, configuration, address, "interface")) return 1;
     if (is_kind(address, "static-address")) return judge_fixed(configuration, address, found);
     if (is_kind(address, "static-ipv6-address")) return judge_v6(configuration, address, found);
+    if (is_kind(address, "slaac-address")) return judge_listener(configuration, address, found);
     const char *rival = find_rival(configuration, "dhcp-address", address, has_same_interface);
     return rival != NULL &&
            fault_is(found, "interface", "address \"%s\" has a client there already", rival);
@@ -213,10 +214,12 @@ void network_check(vorn_check_info *info, void *data)
     if (!vorn_changes_contains_class(changes, "interface") &&
         !vorn_changes_contains_class(changes, "address") &&
         !vorn_changes_contains_class(changes, "route") &&
+        !vorn_changes_contains_class(changes, "ipv6-route") &&
         !vorn_changes_contains_class(changes, "radio")) {
         return;
     }
     judge_class(info, "interface", judge_interface);
     judge_class(info, "address", judge_address);
     judge_class(info, "route", judge_route);
+    judge_class(info, "ipv6-route", judge_v6_route);
 }

@@ -42,6 +42,8 @@ void made_recall(void)
             interfaces_recall(line);
             addresses_recall(line);
             v6_addresses_recall(line);
+            slaac_recall(line);
+            v6_routes_recall(line);
             routes_recall(line);
         }
     }
@@ -58,6 +60,8 @@ static char *write_text(void)
     interfaces_note(file);
     addresses_note(file);
     v6_addresses_note(file);
+    slaac_note(file);
+    v6_routes_note(file);
     routes_note(file);
     const int has_failed = ferror(file) != 0;
     if (fclose(file) == 0 && !has_failed) return text;

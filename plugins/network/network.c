@@ -28,16 +28,21 @@ static int is_due;   /* whether a link has come since that something waited for 
 static void plan_all(const vorn_instances *configuration, struct kernel *kernel)
 {
     routes_remove(configuration, kernel);
+    v6_routes_remove(configuration, kernel);
     addresses_remove(configuration, kernel);
     v6_addresses_remove(configuration, kernel);
+    slaac_remove(configuration, kernel);
     interfaces_remove(configuration, kernel);
     interfaces_plan(configuration, kernel);
     addresses_plan(configuration, kernel);
     v6_addresses_plan(configuration, kernel);
+    slaac_plan(configuration, kernel);
     routes_plan(configuration, kernel);
+    v6_routes_plan(configuration, kernel);
 }
 
-static outcomes *const all_outcomes[] = {&interface_outcomes, &address_outcomes, &route_outcomes};
+static outcomes *const all_outcomes[] = {&interface_outcomes, &address_outcomes, &route_outcomes,
+                                         &v6_route_outcomes};
 
 enum { outcome_count = sizeof all_outcomes / sizeof *all_outcomes };
 
@@ -56,7 +61,9 @@ static const struct made {
 } all_made[] = {{interfaces_set_aside, interfaces_take_back},
                 {addresses_set_aside, addresses_take_back},
                 {v6_addresses_set_aside, v6_addresses_take_back},
-                {routes_set_aside, routes_take_back}};
+                {slaac_set_aside, slaac_take_back},
+                {routes_set_aside, routes_take_back},
+                {v6_routes_set_aside, v6_routes_take_back}};
 
 enum { kinds_made = sizeof all_made / sizeof *all_made };
 
@@ -107,10 +114,11 @@ static const char *interface_state(const vorn_instance *interface)
     return outcomes_whole_state(&interface_outcomes, vorn_instance_get_name(interface));
 }
 
-/* How a client of a server is doing, no event tells. */
+/* How a client of a server is doing, no event tells; nor of what is in /proc/sys. */
 static const char *address_state(const vorn_instance *address)
 {
-    if (strcmp(vorn_instance_get_class_name(address), "dhcp-address") == 0) return NULL;
+    const char *klass = vorn_instance_get_class_name(address);
+    if (strcmp(klass, "dhcp-address") == 0 || strcmp(klass, "slaac-address") == 0) return NULL;
     return outcomes_whole_state(&address_outcomes, vorn_instance_get_name(address));
 }
 
@@ -119,15 +127,22 @@ static const char *route_state(const vorn_instance *route)
     return outcomes_whole_state(&route_outcomes, vorn_instance_get_name(route));
 }
 
+static const char *v6_route_state(const vorn_instance *route)
+{
+    return outcomes_whole_state(&v6_route_outcomes, vorn_instance_get_name(route));
+}
+
 /* Whoever subscribes to notices need not ask again and again. */
 static void tell_states(const vorn_instances *configuration)
 {
     static told_states interfaces;
     static told_states addresses;
     static told_states routes;
+    static told_states v6_routes;
     states_tell(&interfaces, configuration, "interface", interface_state);
     states_tell(&addresses, configuration, "address", address_state);
     states_tell(&routes, configuration, "route", route_state);
+    states_tell(&v6_routes, configuration, "ipv6-route", v6_route_state);
 }
 
 static void go_on(void);
@@ -141,6 +156,7 @@ static void attempt(const vorn_instances *configuration, int64_t deadline_us)
     ip_end();
     if (ip_has_more()) plan(configuration);
     clients_serve(configuration);
+    slaac_serve(configuration);
     tell_states(configuration);
 }
 
@@ -154,6 +170,7 @@ static void apply(const vorn_instances *configuration, int64_t limit_us)
 {
     is_due = 0;
     plans_left = vorn_process_no_actions ? 1 : most_plans;
+    slaac_retire(configuration);
     ip_begin();
     attempt(configuration, patience_now_us() + limit_us);
 }
@@ -183,6 +200,7 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
         plan_all(configuration, &kernel);
         commands_explain(vorn_commit_info_get_actions(info), explanation);
         clients_explain(configuration, &kernel, explanation);
+        slaac_explain(configuration, &kernel, explanation);
         kernel_free(&kernel);
     }
     end_rehearsal();
@@ -230,7 +248,7 @@ void network_look(void)
     look(vorn_config_get_running());
 }
 
-enum { concerns = 4 };
+enum { concerns = 5 };
 
 static vorn_refresher *refreshers[concerns];
 
@@ -240,7 +258,8 @@ static void select_families(vorn_refresh_info *info)
     static const char *const families[][2] = {
         {"ethernet", "interface"},   {"bridge", "interface"},
         {"vlan", "interface"},       {"static-address", "address"},
-        {"dhcp-address", "address"}, {"static-ipv6-address", "address"}};
+        {"dhcp-address", "address"}, {"static-ipv6-address", "address"},
+        {"slaac-address", "address"}};
     for (size_t i = 0; i < sizeof families / sizeof *families; i++) {
         if (!vorn_refresh_info_contains_class(info, families[i][0])) continue;
         vorn_refresh_info_add_all_properties(info, families[i][1], NULL);
@@ -276,6 +295,7 @@ void vorn_plugin_init(void)
     refreshers[1] = addresses_declare();
     refreshers[2] = routes_declare();
     refreshers[3] = resolver_declare();
+    refreshers[4] = v6_routes_declare();
     if (provider == NULL) return;
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_explain_fn(provider, explain, NULL);

@@ -16,12 +16,6 @@
 
 outcomes route_outcomes = {.class_name = "route"};
 
-/* "default", or an address and a prefix: 10.0.0.0/8. */
-static int is_link_name_or_none(const char *value)
-{
-    return *value == '\0' || is_link_name(value);
-}
-
 enum { words_room = 112 };
 
 /* A route that was set, as ip(8) was told of it. */

@@ -33,11 +33,6 @@ static int is_channel(const char *value)
     return vorn_property_refuse_value("The country %s does not allow it.", country_code());
 }
 
-static int is_link_name_or_none(const char *value)
-{
-    return *value == '\0' || is_link_name(value);
-}
-
 static void commit(vorn_commit_info *info)
 {
     vorn_instances *configuration = vorn_commit_info_get_after(info);

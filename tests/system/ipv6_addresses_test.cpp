@@ -177,13 +177,13 @@ TEST_F(FixedIpv6, AddressesThatAnotherInstanceHasAreLeftOut)
     EXPECT_EQ(state_of("address", "a"), "applied");
 }
 
-struct Case {
+struct Ipv6AddressCase {
     const char *name;
     std::string operation;
     const char *expected;
 };
 
-const Case changes[] = {
+const Ipv6AddressCase v6_address_changes[] = {
     {"AnAddress", "<update><address name=\"b\"><address>2001:db8::3</address></address></update>",
      "addr del 2001:db8::2/64 dev eth0\naddr replace 2001:db8::3/64 dev eth0\n"},
     {"AnotherWayToWriteIt",
@@ -202,7 +202,7 @@ const Case changes[] = {
      "<update><resolver><servers>2001:db8::53 192.0.2.53</servers></resolver></update>", ""},
 };
 
-class FixedIpv6Changes : public FixedIpv6, public testing::WithParamInterface<Case> {};
+class FixedIpv6Changes : public FixedIpv6, public testing::WithParamInterface<Ipv6AddressCase> {};
 
 TEST_P(FixedIpv6Changes, RunOnlyWhatTheyAskFor)
 {
@@ -214,10 +214,10 @@ TEST_P(FixedIpv6Changes, RunOnlyWhatTheyAskFor)
     EXPECT_EQ(said.find(": ip ") != std::string::npos, *GetParam().expected != '\0') << said;
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, FixedIpv6Changes, testing::ValuesIn(changes),
+INSTANTIATE_TEST_SUITE_P(Of, FixedIpv6Changes, testing::ValuesIn(v6_address_changes),
                          [](const auto &each) { return std::string(each.param.name); });
 
-const Case refusals[] = {
+const Ipv6AddressCase v6_address_refusals[] = {
     {"NamesOfNothing", "<insert>" + fixed("x", "eth77", "fd00::1") + "</insert>",
      "there is no interface \"eth77\""},
     {"AddressesOfIpv4", "<insert>" + fixed("x", "eth0", "192.0.2.1") + "</insert>",
@@ -243,7 +243,7 @@ const Case refusals[] = {
      "<update><resolver><servers>fe80::1%eth0</servers></resolver></update>", "<rc>1</rc>"},
 };
 
-class FixedIpv6Refusals : public FixedIpv6, public testing::WithParamInterface<Case> {};
+class FixedIpv6Refusals : public FixedIpv6, public testing::WithParamInterface<Ipv6AddressCase> {};
 
 TEST_P(FixedIpv6Refusals, ChangeNothing)
 {
@@ -253,7 +253,7 @@ TEST_P(FixedIpv6Refusals, ChangeNothing)
     EXPECT_EQ(commands(), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, FixedIpv6Refusals, testing::ValuesIn(refusals),
+INSTANTIATE_TEST_SUITE_P(Of, FixedIpv6Refusals, testing::ValuesIn(v6_address_refusals),
                          [](const auto &each) { return std::string(each.param.name); });
 
 TEST_F(FixedIpv6, ServersAreAskedInTheirOrder)
