@@ -6,6 +6,7 @@
 #include "declare.h"
 #include "describe.h"
 #include "effects.h"
+#include "forward.h"
 #include "values.h"
 #include "vorn-plugin/supervise.h"
 
@@ -24,13 +25,14 @@ static supervised *syslogd;
 /* How syslogd is to run, or that it is not. */
 struct plan {
     int is_on;
-    const char *arguments[10];
+    const char *arguments[13];
     char remote[264];
 };
 
 static void make_plan(struct plan *plan, const vorn_instances *configuration)
 {
     const vorn_instance *log = vorn_instances_get_singleton(configuration, "log");
+    const int is_forwarded = forward_is_wanted(configuration);
     const char **next = plan->arguments;
     *plan = (struct plan){.is_on = is_on(log, "enabled")};
     *next++ = "syslogd";
@@ -43,16 +45,21 @@ static void make_plan(struct plan *plan, const vorn_instances *configuration)
         *next++ = "-O";
         *next++ = value_of(log, "file");
     }
+    if (*value_of(log, "remote") != '\0' || is_forwarded) *next++ = "-L"; /* here too */
     if (*value_of(log, "remote") != '\0') {
         const char *port = value_of(log, "remote-port");
         snprintf(plan->remote, sizeof plan->remote, "%s:%s", value_of(log, "remote"),
                  *port ? port : "514");
-        *next++ = "-L"; /* here too */
         *next++ = "-R";
-        *next = plan->remote;
+        *next++ = plan->remote;
+    }
+    if (is_forwarded) {
+        *next++ = "-R";
+        *next = FORWARD_INLET;
     }
 }
 
+/* Of both classes: the log server is another receiver of syslogd's. */
 static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_info *info)
 {
     struct plan plan;
@@ -67,17 +74,36 @@ static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_i
     }
 }
 
+/* rsyslogd first, for what syslogd says when it starts. */
 static void pre_commit(vorn_commit_info *info)
 {
-    (void)info;
+    forward_apply(vorn_commit_info_get_after(info));
     supervise_try_again(syslogd);
+}
+
+static int concerns(const vorn_changes *changes)
+{
+    return vorn_changes_contains_class(changes, "log") ||
+           vorn_changes_contains_class(changes, "log-server");
+}
+
+static void check(vorn_check_info *info, void *data)
+{
+    fault found;
+    const vorn_instances *configuration = vorn_check_info_get_instances(info);
+    const vorn_instance *server = vorn_instances_get_singleton(configuration, "log-server");
+    (void)data;
+    if (!vorn_changes_contains_class(vorn_check_info_get_changes(info), "log-server")) return;
+    if (forward_judge(configuration, server, &found))
+        vorn_check_info_refuse(info, server, found.property, "%s", found.reason);
 }
 
 static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
     struct plan plan;
     enum supervise_deed deed = supervise_foresee_try(syslogd);
-    if (vorn_changes_contains_class(vorn_commit_info_get_changes(info), "log")) {
+    forward_explain(explanation, vorn_commit_info_get_after(info));
+    if (concerns(vorn_commit_info_get_changes(info))) {
         make_plan(&plan, vorn_commit_info_get_after(info));
         const supervise_plan whole = {plan.arguments, NULL, 0};
         deed = supervise_foresee(syslogd, plan.is_on ? &whole : NULL, 0);
@@ -138,6 +164,28 @@ static void declare_settings(vorn_class *log)
     describe(log, "state", "State", "Whether syslogd runs, or why not.", NULL);
 }
 
+static vorn_refresher *refreshers[2];
+
+static void refresh(vorn_refresh_info *info, void *data)
+{
+    for (size_t i = 0; i < sizeof refreshers / sizeof *refreshers; i++) {
+        vorn_refresh_info_set_data(info, refreshers[i]);
+        vorn_refresher_fn(info, data);
+    }
+}
+
+static int make_refreshers(void)
+{
+    refreshers[0] = vorn_refresher_new("log");
+    refreshers[1] = vorn_refresher_new("log-server");
+    if (refreshers[0] == NULL || refreshers[1] == NULL) return 1;
+    vorn_refresher_set_property_fn(refreshers[0], "written-to", written_to);
+    vorn_refresher_set_property_fn(refreshers[0], "status", status);
+    vorn_refresher_set_property_fn(refreshers[0], "state", state);
+    vorn_refresher_set_property_fn(refreshers[1], "state", forward_state);
+    return 0;
+}
+
 void vorn_plugin_init(void)
 {
     if (vorn_plugin_new("1.0") == NULL) return;
@@ -145,17 +193,18 @@ void vorn_plugin_init(void)
     syslogd = supervise_new("syslogd");
     vorn_class *log = declare_class("log", VORN_CLASS_SINGLETON);
     vorn_committer *committer = vorn_committer_new();
-    vorn_refresher *refresher = vorn_refresher_new("log");
-    if (syslogd == NULL || log == NULL || committer == NULL || refresher == NULL) return;
+    if (syslogd == NULL || log == NULL || committer == NULL || make_refreshers() != 0) return;
 
     declare_settings(log);
     vorn_classes_add(log);
+    if (forward_declare() != 0) return;
 
     vorn_committer_set_pre_commit_fn(committer, pre_commit);
     vorn_committer_set_instance_change_fn(committer, "log", log_changed, 1);
-    vorn_refresher_set_property_fn(refresher, "written-to", written_to);
-    vorn_refresher_set_property_fn(refresher, "status", status);
-    vorn_refresher_set_property_fn(refresher, "state", state);
-    declare_provider("log", committer, refresher, explain);
+    vorn_committer_set_instance_change_fn(committer, "log-server", log_changed, 1);
+    if (declare_provider("log", committer, NULL, explain) != 0) return;
+    vorn_provider *provider = vorn_providers_get("log");
+    vorn_provider_set_check_fn(provider, check, NULL);
+    vorn_provider_set_refresh_fn(provider, refresh, NULL);
     vorn_providers_order("network", "log");
 }

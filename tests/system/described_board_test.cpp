@@ -221,7 +221,10 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
                                  "dns-server address",
                                  "dns-record names",
                                  "dns-record addresses",
-                                 "ssh-key key"})
+                                 "ssh-key key",
+                                 "log-server authorities",
+                                 "static-ipv6-address address",
+                                 "resolver servers"})
             if (name == each) return true;
         return false;
     };
