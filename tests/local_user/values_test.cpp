@@ -129,6 +129,7 @@ TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
         {"port-forward", "<zone>z0</zone><protocol>tcp</protocol><port>80</port>"
                          "<address>192.168.7.2</address>"},
         {"firewall-rule", "<action>accept</action>"},
+        {"led", "<shows>on</shows>"},
         {"ssh-key", "<user>root</user><key>ssh-ed25519 "
                     "AAAAC3NzaC1lZDI1NTE5AAAAINR0CLd0gQICJrKw8gHLBmDAPgQndPG5j/EW3jgdskoG</key>"},
     };
