@@ -37,7 +37,7 @@ allow_anonymous true
 def await_that(is_so, what, seconds=60):
     end = time.monotonic() + seconds
     while not is_so():
-        assert time.monotonic() < end, what
+        assert time.monotonic() < end, what() if callable(what) else what
         time.sleep(0.02)
 
 

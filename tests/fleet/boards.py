@@ -3,6 +3,7 @@
 host name of its own, and a cable to the switch at which the broker is."""
 import os
 import pathlib
+import signal
 import subprocess
 import sys
 
@@ -40,11 +41,27 @@ class Board:
                   "netns", str(self._holder.pid))
         board.run("ip", "link", "set", f"cable{number}", "master", "switch", "up")
         self.run("ip", "link", "set", "lo", "up")
+        self.start()
+
+    def start(self):
         with open(self.folder / "console", "ab") as console:
             self._daemon = subprocess.Popen(self._words("setsid", "/usr/sbin/vorn", "-f"),
                                             stdout=console,
                                             stderr=console)
         board.await_that(lambda: self._try(board.VORNCTL, "ping") == 0, "an answer of the daemon")
+
+    def kill_daemon(self):
+        self._daemon.kill()
+        self._daemon.wait()
+
+    def kill_agent(self):
+        """Whatever has none now will have one soon."""
+        for pid in board.pids_of("vorn-agent"):
+            try:
+                if os.readlink(f"/proc/{pid}/ns/net") == os.readlink(f"/proc/{self._holder.pid}/ns/net"):
+                    os.kill(pid, signal.SIGKILL)
+            except OSError:
+                pass  # it has ended meanwhile
 
     def _lay_out(self):
         for each in ("config", "run"):

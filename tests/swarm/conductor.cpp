@@ -14,8 +14,8 @@
  *     attempts=1
  *     size=1000         bytes of a value in it, which make it larger
  *     cut=0             1: a wrong gateway
- *     bare=0            1: messages of the same size that begin with the time, instead; 2: and what
- *                       comes back, whatever it is, counts as a report
+ *     bare=0            1: messages of the same size that begin with the time, instead; 2: and the
+ *                       second that comes back, whatever it is, counts as a report
  */
 #include <algorithm>
 #include <cstdio>
@@ -63,6 +63,7 @@ private:
         std::string payload;
         std::int64_t sent_us = 0;
         std::int64_t applied_us = 0;
+        int heard = 0;
     };
 
     std::string document(const std::string &name) const;
@@ -139,7 +140,8 @@ void Conductor::connect()
         std::exit(1);
     }
     const std::string topic = "v1/" + options_.tenant + "/+/reported";
-    mosquitto_subscribe_v5(client_, nullptr, topic.c_str(), 1, MQTT_SUB_OPT_SEND_RETAIN_NEVER,
+    /* As vorn-fleet does: what is retained need not be acknowledged. */
+    mosquitto_subscribe_v5(client_, nullptr, topic.c_str(), 0, MQTT_SUB_OPT_SEND_RETAIN_NEVER,
                            nullptr);
     while (!is_subscribed_)
         step();
@@ -150,6 +152,7 @@ void Conductor::hear(const mosquitto_message &message)
     const auto found = by_topic_.find(message.topic);
     if (found == by_topic_.end() || devices_[found->second].applied_us != 0) return;
     if (bare_ != 0) {
+        if (++devices_[found->second].heard < 2) return;
         devices_[found->second].applied_us = microseconds();
         applied_++;
         return;

@@ -38,7 +38,10 @@ void SimulatedDevice::make_link()
                        agent_->connected(street_.now());
                    },
                    [this](const std::string &) { agent_->disconnected(street_.now()); },
-                   [this](unsigned token) { agent_->acknowledged(token, street_.now()); },
+                   [this](unsigned token) {
+                       if (!street_.measures(*this, token))
+                           agent_->acknowledged(token, street_.now());
+                   },
                    [this](const Message &message) {
                        if (!street_.measures(*this, message))
                            agent_->received(message, street_.now());

@@ -27,6 +27,8 @@ public:
     virtual void count_connection() = 0;
     /* True when the message is not for the agent: it is only measured how long such take. */
     virtual bool measures(SimulatedDevice &device, const Message &message) = 0;
+    /* The same of an acknowledgement. */
+    virtual bool measures(SimulatedDevice &device, unsigned token) = 0;
     virtual std::uint32_t chance() = 0;
 };
 
@@ -48,6 +50,10 @@ public:
     void kill_daemon();
 
     bool is_connected() const { return agent_ && agent_->is_connected(); }
+    std::string topic(const char *leaf) const
+    {
+        return "v1/" + settings_.identity.tenant + '/' + settings_.identity.device + '/' + leaf;
+    }
     const SimulatedDaemon &daemon() const { return daemon_; }
     unsigned life() const { return life_; }
     /* Whoever watched its descriptor has to begin anew. */

@@ -26,7 +26,7 @@ allow_anonymous true
 def await_that(is_so, what, seconds=30, pause=0.02):
     end = time.monotonic() + seconds
     while not is_so():
-        assert time.monotonic() < end, what
+        assert time.monotonic() < end, what() if callable(what) else what
         time.sleep(pause)
 
 
@@ -57,6 +57,16 @@ class Broker:
         self.process.wait()
 
 
+def conduct(build, generation, first, count, port=PORT, **words):
+    """What fleet_conductor prints."""
+    run = subprocess.run(
+        [build / "tests/swarm/fleet_conductor", "127.0.0.1", str(port), "acme", str(first), str(count),
+         str(generation), *(f"{k}={v}" for k, v in words.items())], capture_output=True, text=True, check=False)
+    if run.returncode != 0:
+        raise NoBroker(run.stdout + run.stderr)
+    return json.loads(run.stdout)
+
+
 class Swarm:
     """Simulated devices, in a process of their own."""
 
@@ -69,7 +79,9 @@ class Swarm:
     def tell(self, line):
         self.process.stdin.write(line + "\n")
         self.process.stdin.flush()
-        return json.loads(self.process.stdout.readline())
+        answer = json.loads(self.process.stdout.readline())
+        assert "error" not in answer, line
+        return answer
 
     def stats(self):
         return self.tell("stats")
@@ -89,14 +101,7 @@ class Swarm:
         self.process.wait()
 
     def conduct(self, generation, count=None, **words):
-        """What fleet_conductor prints."""
-        run = subprocess.run(
-            [self.build / "tests/swarm/fleet_conductor", "127.0.0.1", str(self.port), "acme", "0",
-             str(count or self.count), str(generation), *(f"{k}={v}" for k, v in words.items())],
-            capture_output=True, text=True, check=False)
-        if run.returncode != 0:
-            raise NoBroker(run.stdout + run.stderr)
-        return json.loads(run.stdout)
+        return conduct(self.build, generation, 0, count or self.count, self.port, **words)
 
 
 def prepare():

@@ -13,7 +13,8 @@
  *     kill agent NUMBER   by SIGKILL, as it were; it is back by itself
  *     kill daemon NUMBER
  *     bare                from now on messages are measured, and go no further
- *     echo                ... and as much of them as a report has is sent back
+ *     proof               ... and what is as large as a report is sent back, and once more when the
+ *                         broker has acknowledged that: a change's ways without an agent's work
  *     agents              the agents get them again
  *     measured            how long those took, in milliseconds
  */
@@ -50,6 +51,8 @@ using vorn::fleet::Time;
 
 constexpr std::uint32_t of_input = 0xffffffff;
 constexpr std::size_t size_of_report = 600;
+constexpr unsigned first_answer = 0xfffffff0; /* tokens that no agent comes to */
+constexpr unsigned last_answer = 0xfffffff1;
 
 /* Bytes that this process has written. */
 long private_memory()
@@ -100,6 +103,7 @@ public:
     void count_dial() override { dials_.count(microseconds()); }
     void count_connection() override { connections_.count(microseconds()); }
     bool measures(SimulatedDevice &device, const vorn::fleet::Message &message) override;
+    bool measures(SimulatedDevice &device, unsigned token) override;
     std::uint32_t chance() override { return static_cast<std::uint32_t>(random_()); }
 
 private:
@@ -115,7 +119,7 @@ private:
         unsigned life;
         std::function<void()> work;
     };
-    enum class Mode : std::uint8_t { agents, bare, echo };
+    enum class Mode : std::uint8_t { agents, bare, proof };
     using Timer = std::pair<std::int64_t, std::uint32_t>;
 
     void serve(std::uint32_t number, bool has_heard);
@@ -126,6 +130,8 @@ private:
     int time_left() const;
     bool read_input();
     void obey(const std::string &line);
+    void answer(SimulatedDevice &device, unsigned token);
+    bool take_mode(const std::string &word);
     std::string measured();
     std::string stats();
     std::string memory() const;
@@ -291,9 +297,7 @@ void Swarm::obey(const std::string &line)
     } else if (line == "measured") {
         std::puts(measured().c_str());
         return;
-    } else if (line == "bare" || line == "echo" || line == "agents") {
-        mode_ = line == "bare" ? Mode::bare : line == "echo" ? Mode::echo : Mode::agents;
-    } else {
+    } else if (!take_mode(line)) {
         std::puts("{\"error\":\"what?\"}");
         return;
     }
@@ -302,15 +306,26 @@ void Swarm::obey(const std::string &line)
     std::puts("{}");
 }
 
+bool Swarm::take_mode(const std::string &word)
+{
+    if (word != "agents" && word != "bare" && word != "proof") return false;
+    mode_ = word == "agents" ? Mode::agents : word == "bare" ? Mode::bare : Mode::proof;
+    return true;
+}
+
+/* What a report is to the broker. */
+void Swarm::answer(SimulatedDevice &device, unsigned token)
+{
+    device.publish(
+        {token, device.topic("reported"), std::string(size_of_report, 'x'), {}, true, 0});
+}
+
 /* Such a message begins with the times at which it and the first of its like were sent. */
 bool Swarm::measures(SimulatedDevice &device, const vorn::fleet::Message &message)
 {
     if (mode_ == Mode::agents) return false;
-    if (mode_ == Mode::echo) {
-        std::string topic(message.topic);
-        topic.replace(topic.rfind('/') + 1, std::string::npos, "reported");
-        device.publish(
-            {1, topic, std::string(message.payload.substr(0, size_of_report)), {}, false, 0});
+    if (mode_ == Mode::proof) {
+        answer(device, first_answer);
         return true;
     }
     const std::string sent(message.payload.substr(0, 40));
@@ -319,6 +334,12 @@ bool Swarm::measures(SimulatedDevice &device, const vorn::fleet::Message &messag
     took_us_.push_back(now_us - std::strtoll(sent.c_str(), &rest, 10));
     since_begin_us_.push_back(now_us - std::strtoll(rest, nullptr, 10));
     return true;
+}
+
+bool Swarm::measures(SimulatedDevice &device, unsigned token)
+{
+    if (token == first_answer) answer(device, last_answer);
+    return token == first_answer || token == last_answer;
 }
 
 std::string Swarm::measured()
