@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* vorn-agent: makes the device one of a fleet. Begins as root, if at all, and does not stay so. */
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -147,6 +148,17 @@ bool read_options(int count, char *arguments[], HomeOptions &options, const char
 }
 
 } // namespace
+
+/*
+ * Takes the place of the C library's: libmosquitto makes a pair for each client, to wake up a
+ * thread that is not there, and writes a byte for each packet that nobody reads: 200 KiB of the
+ * kernel's.
+ */
+extern "C" [[gnu::visibility("default")]] int socketpair(int, int, int, int *)
+{
+    errno = EMFILE;
+    return -1;
+}
 
 int main(int count, char *arguments[])
 {

@@ -213,6 +213,19 @@ class ADeviceOfAFleet(unittest.TestCase):
         self.assertEqual(show("address", "lan"), before)
         apply(system(location="back"))
 
+    def test_leaves_nothing_unread(self):
+        """What lies in a socket is the kernel's memory."""
+        for number in range(5):
+            apply(system(location=f"place {number}"))
+        [pid] = board.pids_of("vorn-agent")
+
+        def unread():
+            own = [line.split() for line in board.run("ss", "-xHp").decode().splitlines() if f"pid={pid}," in line]
+            assert own, "no sockets"
+            return [line for line in own if (line[2], line[3]) != ("0", "0")]
+
+        board.await_that(lambda: not unread(), unread)
+
     def test_z_finishes_what_was_interrupted(self):
         """The agent dies while its change is on trial."""
         configuration = {"fleet": {"some": [{"values": {"requests": "off"}}]}}
