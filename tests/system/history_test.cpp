@@ -267,6 +267,28 @@ TEST_F(History, GivesNoCommentToWhatWasSavedLater)
     EXPECT_EQ(vornctl("show generation 4 commit -q"), "4\n[0]\n") << "it is a deed of its own";
 }
 
+/* It speaks of a change, and goes with the first save that holds it, unless another change came. */
+TEST_F(History, GivesACommentToTheSaveThatWasDoneInTheEnd)
+{
+    const std::string in_the_way = std::string(startup) + ".new";
+    write_file(startup, "<config><Radio name=\"r0\"/><Toaster/></config>");
+    shut_down();
+    boot();
+    std::filesystem::create_directory(in_the_way);
+    EXPECT_THAT(vornctl("set Radio r0 channel=11 --comment lost"), HasSubstr("not saved"));
+    std::filesystem::remove(in_the_way);
+    vornctl("set Radio r0 channel=3");
+    std::filesystem::create_directory(in_the_way);
+    EXPECT_THAT(vornctl("set Radio r0 channel=6 --comment why"), HasSubstr("not saved"));
+    std::filesystem::remove(in_the_way);
+    vornctl("forget");
+
+    EXPECT_EQ(files(), "00000001.gz\n00000002.gz\n00000003.gz\n");
+    EXPECT_EQ(vornctl("show generation 2 comment -q"), "\n[0]\n");
+    EXPECT_EQ(vornctl("show generation 3 comment -q"), "why\n[0]\n");
+    EXPECT_THAT(vornctl("export --generation 3"), HasSubstr("<channel>6</channel>"));
+}
+
 TEST_F(History, TakesCommentsOfTwoHundredCharacters)
 {
     std::string comment;
