@@ -9,6 +9,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "announcements.h"
 #include "options.h"
 #include "pools.h"
 #include "values.h"
@@ -101,11 +102,12 @@ static struct refused {
     outcomes instances;
     const char *mark; /* before the number, on a line of such an instance */
 } refused[] = {
+    {{.class_name = "ipv6-announcement"}, ANNOUNCEMENT_MARK},
     {{.class_name = "dhcp-option"}, OPTION_MARK},
     {{.class_name = "dhcp-pool"}, ":pool"},
 };
 
-enum { refused_options, refused_pools, refused_classes };
+enum { refused_announcements, refused_options, refused_pools, refused_classes };
 
 static int judge_words(const struct refused *of, const vorn_instance *instance, fault *found)
 {
@@ -127,23 +129,41 @@ static int judge_option(const vorn_instances *configuration, const vorn_instance
            options_judge(configuration, option, found);
 }
 
+static int judge_announcement(const vorn_instances *configuration,
+                              const vorn_instance *announcement, fault *found)
+{
+    return judge_words(&refused[refused_announcements], announcement, found) ||
+           announcements_judge(configuration, announcement, found);
+}
+
 outcomes pool_outcomes = {.class_name = "dhcp-pool"};
 outcomes host_outcomes = {.class_name = "dhcp-host"};
 outcomes option_outcomes = {.class_name = "dhcp-option"};
+outcomes announcement_outcomes = {.class_name = "ipv6-announcement"};
 
 static int pools_written;
+
+static int write_announcements(FILE *file, const vorn_instances *configuration,
+                               const struct section *announcements)
+{
+    const int written = write_each(file, configuration, announcements);
+    if (written != 0) fputs("enable-ra\n", file);
+    return written;
+}
 
 static int write_config(FILE *file, const vorn_instances *configuration)
 {
     static const struct section pools = {&pool_outcomes, judge_pool, write_pool};
     static const struct section options = {&option_outcomes, judge_option, options_write};
+    static const struct section announcements = {&announcement_outcomes, judge_announcement,
+                                                 announcements_write};
     fputs("port=0\nbind-dynamic\nno-ping\nuser=root\n"
           "pid-file=" DHCP_PID_FILE "\ndhcp-leasefile=" DHCP_LEASE_FILE "\n"
           "dhcp-hostsfile=" DHCP_HOSTS_FILE "\n",
           file);
     const int written = write_each(file, configuration, &pools);
     write_each(file, configuration, &options);
-    return written;
+    return written + write_announcements(file, configuration, &announcements);
 }
 
 static int write_hosts(FILE *file, const vorn_instances *configuration)
@@ -200,7 +220,8 @@ int dhcp_leave_out(const vorn_instances *configuration, const char *words)
     }
     if (guilty == NULL) return 0;
     const char *name = vorn_instance_get_name(guilty);
-    vorn_debug_eprintf("dhcp: the %s \"%s\" is left out.\n", of->instances.class_name + 5, name);
+    vorn_debug_eprintf("dhcp: the %s \"%s\" is left out.\n",
+                       strchr(of->instances.class_name, '-') + 1, name);
     outcomes_fail(&of->instances, name, words);
     return outcomes_reason(&of->instances, name) != NULL;
 }
@@ -226,6 +247,7 @@ void dhcp_take_in(const vorn_instances *configuration, const vorn_changes *chang
     outcomes_for_each_deleted(&pool_outcomes, changes, NULL);
     outcomes_for_each_deleted(&host_outcomes, changes, NULL);
     outcomes_for_each_deleted(&option_outcomes, changes, NULL);
+    outcomes_for_each_deleted(&announcement_outcomes, changes, NULL);
 }
 
 /* The caller's; null without memory. */

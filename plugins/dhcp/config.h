@@ -9,10 +9,11 @@
 #define DHCP_LEASE_FILE "/var/run/vorn-dnsmasq.leases"
 #define DHCP_PID_FILE "/var/run/vorn-dnsmasq.pid"
 
-/** The pools, fixed leases and options that the files leave out, and why. */
+/** The pools, fixed leases, options and announcements that the files leave out, and why. */
 extern outcomes pool_outcomes;
 extern outcomes host_outcomes;
 extern outcomes option_outcomes;
+extern outcomes announcement_outcomes;
 
 /**
  * Write dnsmasq's files, whole. 1 when the file is another one now, 0 when it is so already, -1
@@ -22,9 +23,9 @@ int dhcp_write_config(const vorn_instances *configuration);
 int dhcp_write_hosts(const vorn_instances *configuration);
 
 /**
- * What they would write, and how many pools that has: the caller's texts, null without memory.
- * Nothing is written or noted. Of the pools that dnsmasq has refused, those that the changes reach
- * count as they will when dhcp_take_in has been called.
+ * What they would write, and how many pools and announcements that has: the caller's texts, null
+ * without memory. Nothing is written or noted. Of the pools that dnsmasq has refused, those that
+ * the changes reach count as they will when dhcp_take_in has been called.
  */
 typedef struct dhcp_texts {
     char *config;
@@ -34,7 +35,7 @@ typedef struct dhcp_texts {
 void dhcp_foresee(dhcp_texts *texts, const vorn_instances *configuration,
                   const vorn_changes *changes);
 
-/** How many pools there are in the configuration that was written last. */
+/** How many pools and announcements there are in the configuration that was written last. */
 int dhcp_count_pools(void);
 
 /**

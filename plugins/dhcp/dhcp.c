@@ -11,6 +11,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "announcements.h"
 #include "config.h"
 #include "declare.h"
 #include "describe.h"
@@ -29,9 +30,9 @@ static int is_interface(const char *value)
 
 static supervised *dnsmasq;
 
-static int has_pools(const vorn_instances *configuration)
+static int has_any(const vorn_instances *configuration, const char *class_name)
 {
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "dhcp-pool");
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
     const int found = vorn_instances_iterator_has_next(walk);
     vorn_instances_delete_iterator(walk);
     return found;
@@ -58,7 +59,7 @@ static int has_failed; /* to write dnsmasq's files; the next commit tries again 
 static int is_wanted(const vorn_instances *configuration)
 {
     return is_on(vorn_instances_get_singleton(configuration, "dhcp"), "enabled") &&
-           has_pools(configuration);
+           (has_any(configuration, "dhcp-pool") || has_any(configuration, "ipv6-announcement"));
 }
 
 enum step { try_again, stop, have_it_run };
@@ -137,6 +138,7 @@ static int concerns(const vorn_changes *changes)
            vorn_changes_contains_class(changes, "dhcp-pool") ||
            vorn_changes_contains_class(changes, "dhcp-host") ||
            vorn_changes_contains_class(changes, "dhcp-option") ||
+           vorn_changes_contains_class(changes, "ipv6-announcement") ||
            vorn_changes_contains_class(changes, "address");
 }
 
@@ -184,6 +186,7 @@ static void check(vorn_check_info *info, void *data)
     judge_class(info, "dhcp-pool", pools_judge_with_link);
     judge_class(info, "dhcp-host", pools_judge_host);
     judge_class(info, "dhcp-option", options_judge);
+    judge_class(info, "ipv6-announcement", announcements_judge_with_link);
 }
 
 static const char *status(vorn_instance *instance, const char *property, vorn_refresh_info *info)
@@ -202,19 +205,39 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
     return has_failed ? "failed: can't write dnsmasq's files" : supervise_state(dnsmasq);
 }
 
-static const char *pool_state(vorn_instance *pool, const char *property, vorn_refresh_info *info)
+/* Of what is served on its interface as soon as that has such an address. */
+static const char *served_state(const outcomes *left_out, vorn_instance *instance,
+                                int (*has_network)(const vorn_instance *instance),
+                                const char *waiting_for_network)
 {
     static char waiting[32];
-    const char *failure = outcomes_state(&pool_outcomes, vorn_instance_get_name(pool));
-    const char *interface = value_of(pool, "interface");
+    const char *failure = outcomes_state(left_out, vorn_instance_get_name(instance));
+    const char *interface = value_of(instance, "interface");
     if (failure != NULL) return failure;
     if (*interface != '\0' && if_nametoindex(interface) == 0) {
         snprintf(waiting, sizeof waiting, "waiting for %s", interface);
         return waiting;
     }
-    const char *of_server = state(pool, property, info);
-    const int is_served = strcmp(of_server, "running") != 0 || pools_has_network(pool);
-    return is_served ? of_server : "waiting for an address in its network";
+    const char *of_server = state(instance, NULL, NULL);
+    const int is_served = strcmp(of_server, "running") != 0 || has_network(instance);
+    return is_served ? of_server : waiting_for_network;
+}
+
+static const char *pool_state(vorn_instance *pool, const char *property, vorn_refresh_info *info)
+{
+    (void)property;
+    (void)info;
+    return served_state(&pool_outcomes, pool, pools_has_network,
+                        "waiting for an address in its network");
+}
+
+static const char *announcement_state(vorn_instance *announcement, const char *property,
+                                      vorn_refresh_info *info)
+{
+    (void)property;
+    (void)info;
+    return served_state(&announcement_outcomes, announcement, announcements_has_network,
+                        "waiting for an IPv6 address there");
 }
 
 static const char *applied_unless_left_out(const outcomes *left_out, const vorn_instance *instance)
@@ -238,7 +261,7 @@ static const char *option_state(vorn_instance *option, const char *property,
     return applied_unless_left_out(&option_outcomes, option);
 }
 
-enum { refreshed_classes = 4 };
+enum { refreshed_classes = 5 };
 
 static vorn_refresher *refreshers[refreshed_classes];
 
@@ -318,7 +341,7 @@ static int add_classes(void)
     declare_pool(pool);
     declare_host(host);
     return vorn_classes_add(dhcp) || vorn_classes_add(pool) || vorn_classes_add(host) ||
-           options_declare() || leases_declare();
+           options_declare() || announcements_declare() || leases_declare();
 }
 
 void vorn_plugin_init(void)
@@ -330,9 +353,11 @@ void vorn_plugin_init(void)
     refreshers[1] = vorn_refresher_new("dhcp-pool");
     refreshers[2] = vorn_refresher_new("dhcp-host");
     refreshers[3] = vorn_refresher_new("dhcp-option");
+    refreshers[4] = vorn_refresher_new("ipv6-announcement");
     vorn_provider *provider = vorn_provider_new("dhcp");
     if (dnsmasq == NULL || refreshers[0] == NULL || refreshers[1] == NULL ||
-        refreshers[2] == NULL || refreshers[3] == NULL || provider == NULL || add_classes() != 0) {
+        refreshers[2] == NULL || refreshers[3] == NULL || refreshers[4] == NULL ||
+        provider == NULL || add_classes() != 0) {
         return;
     }
     supervise_set_failed_fn(dnsmasq, server_has_failed, NULL);
@@ -342,6 +367,7 @@ void vorn_plugin_init(void)
     vorn_refresher_set_property_fn(refreshers[1], "state", pool_state);
     vorn_refresher_set_property_fn(refreshers[2], "state", host_state);
     vorn_refresher_set_property_fn(refreshers[3], "state", option_state);
+    vorn_refresher_set_property_fn(refreshers[4], "state", announcement_state);
     vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_explain_fn(provider, explain, NULL);

@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-/* Leases as dnsmasq keeps them: "EXPIRES MAC ADDRESS NAME CLIENT-ID", "*" for no name. */
+/* Leases as dnsmasq keeps them: "EXPIRES MAC ADDRESS NAME CLIENT-ID", "*" for no name.
+ * Of IPv6 it is a number instead of the MAC address. */
 #include "leases.h"
 
 #include <stdio.h>
@@ -19,7 +20,8 @@ int leases_declare(void)
     if (declare_shown(class_name, VORN_CLASS_ANONYMOUS, properties) != 0) return 1;
     vorn_class *lease = vorn_classes_get(class_name);
     describe_class(lease, "Lease", "An address that somebody has now.", "Services", 430);
-    describe(lease, "mac", "MAC address", "The machine that has it.", NULL);
+    describe(lease, "mac", "MAC address",
+             "The machine that has it; of an IPv6 address it is not known.", NULL);
     describe(lease, "address", "Address", "What it was given.", NULL);
     describe(lease, "host", "Host name", "What the machine calls itself.", NULL);
     describe(lease, "expires", "Expires",
@@ -34,13 +36,13 @@ static void add_lease(vorn_instances *leases, const char *line)
 {
     char expires[24];
     char mac[24];
-    char address[24];
+    char address[48];
     char host[256];
-    if (sscanf(line, "%23s %23s %23s %255s", expires, mac, address, host) != 4) return;
+    if (sscanf(line, "%23s %23s %47s %255s", expires, mac, address, host) != 4) return;
 
     vorn_instance *lease = vorn_instance_new(vorn_classes_get(class_name), NULL);
     if (lease == NULL) return;
-    vorn_instance_set_value(lease, "mac", mac);
+    vorn_instance_set_value(lease, "mac", strchr(mac, ':') != NULL ? mac : "");
     vorn_instance_set_value(lease, "address", address);
     vorn_instance_set_value(lease, "host", strcmp(host, "*") == 0 ? "" : host);
     vorn_instance_set_value(lease, "expires", expires);
