@@ -224,7 +224,12 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
                                  "ssh-key key",
                                  "log-server authorities",
                                  "static-ipv6-address address",
-                                 "resolver servers"})
+                                 "resolver servers",
+                                 "ipv6-route destination",
+                                 "ipv6-route gateway",
+                                 "ipv6-announcement first",
+                                 "ipv6-announcement last",
+                                 "ipv6-announcement dns-servers"})
             if (name == each) return true;
         return false;
     };
