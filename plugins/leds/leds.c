@@ -45,9 +45,10 @@ static int shows(const vorn_instance *led, const char *what)
 static struct light light_of(const vorn_instance *led, int is_held)
 {
     if (shows(led, "on")) return steady(led);
-    if (shows(led, "blinking"))
+    if (shows(led, "blinking")) {
         return blinking(or_else(value_of(led, "on-time"), "500"),
                         or_else(value_of(led, "off-time"), "500"));
+    }
     if (shows(led, "heartbeat")) return (struct light){.trigger = "heartbeat"};
     if (shows(led, "interface"))
         return (struct light){.trigger = "netdev", .interface = value_of(led, "interface")};
@@ -113,9 +114,10 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 static int judge(const vorn_instances *configuration, const vorn_instance *led, fault *found)
 {
     (void)configuration;
-    if (!light_is_name(vorn_instance_get_name(led)))
+    if (!light_is_name(vorn_instance_get_name(led))) {
         return fault_is(found, NULL,
                         "an LED's name is 1 to 63 letters, digits, \":\", \"_\", \".\" and \"-\"");
+    }
     if (shows(led, "interface") && *value_of(led, "interface") == '\0')
         return fault_is(found, "interface", "it is not said which one is shown");
     return 0;

@@ -115,10 +115,11 @@ const char *light_set(const char *name, const struct light *wanted)
 {
     if (!has_trigger(name, wanted->trigger) && write_setting(name, "trigger", wanted->trigger) != 0)
         return errno == EINVAL ? "the kernel has no trigger for that" : fail("trigger");
-    if (is_steady(wanted))
+    if (is_steady(wanted)) {
         return write_setting(name, "brightness", brightness_of(name, wanted)) != 0
                    ? fail("brightness")
                    : NULL;
+    }
     if (write_setting(name, "delay_on", wanted->on_time) != 0) return fail("delay_on");
     if (write_setting(name, "delay_off", wanted->off_time) != 0) return fail("delay_off");
     if (write_setting(name, "device_name", wanted->interface) != 0) return fail("device_name");
@@ -138,9 +139,10 @@ const char *light_names(void)
     text[0] = '\0';
     for (int i = 0; i < count; i++) {
         const char *name = all[i]->d_name;
-        if (name[0] != '.' && length + strlen(name) + 3 < sizeof text)
+        if (name[0] != '.' && length + strlen(name) + 3 < sizeof text) {
             length += (size_t)snprintf(text + length, sizeof text - length, "%s%s",
                                        length > 0 ? ", " : "", name);
+        }
         free(all[i]);
     }
     free(all);

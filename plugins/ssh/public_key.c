@@ -58,8 +58,8 @@ void public_key_write(const unsigned char *bytes, size_t count, char *text)
                                   (left > 2 ? bytes[i + 2] : 0);
         *text++ = digits[bits >> 18];
         *text++ = digits[bits >> 12 & 63];
-        *text++ = left > 1 ? digits[bits >> 6 & 63] : '=';
-        *text++ = left > 2 ? digits[bits & 63] : '=';
+        *text++ = (char)(left > 1 ? digits[bits >> 6 & 63] : '=');
+        *text++ = (char)(left > 2 ? digits[bits & 63] : '=');
     }
     *text = '\0';
 }
@@ -68,6 +68,8 @@ void public_key_write(const unsigned char *bytes, size_t count, char *text)
 static int read_fields(const unsigned char *bytes, size_t count, struct field fields[most_fields])
 {
     int found = 0;
+    for (int i = 0; i < most_fields; i++)
+        fields[i] = (struct field){bytes, 0};
     while (count > 0 && found < most_fields) {
         if (count < 4) return 0;
         const size_t length =
@@ -87,9 +89,10 @@ static int is_text_of(const struct field *field, const char *text)
 
 static const struct kind *kind_of(const char *type, size_t length)
 {
-    for (size_t i = 0; i < sizeof kinds / sizeof *kinds; i++)
+    for (size_t i = 0; i < sizeof kinds / sizeof *kinds; i++) {
         if (strlen(kinds[i].type) == length && memcmp(kinds[i].type, type, length) == 0)
             return &kinds[i];
+    }
     return NULL;
 }
 

@@ -24,6 +24,7 @@
 #include "vorn-plugin/supervise.h"
 
 static const char class_name[] = "ssh";
+static const char host_key[] = HOST_KEY_FILE;
 
 /* Makes the device's own key where there is none, then becomes the server. Its words are fixed:
  * what is configured comes as its arguments. */
@@ -59,9 +60,8 @@ static const char *who_root_is(const vorn_instance *ssh)
 static void make_arguments(struct plan *plan, const vorn_instance *ssh)
 {
     static const char *const begin[] = {
-        "sh",          "-c",         start_script, "vorn-ssh",
-        HOST_KEY_FILE, "-F",         "-P",         "/var/run/vorn-dropbear.pid",
-        "-r",          HOST_KEY_FILE};
+        "sh", "-c",    start_script, "vorn-ssh", host_key, "-F", "-P", "/var/run/vorn-dropbear.pid",
+        "-r", host_key};
     const char *root = who_root_is(ssh);
     size_t count = sizeof begin / sizeof *begin;
     memcpy(plan->arguments, begin, sizeof begin);
@@ -159,7 +159,7 @@ static const char *tell(vorn_instance *ssh, const char *property, vorn_refresh_i
 {
     (void)ssh;
     (void)info;
-    if (strcmp(property, "host-key") == 0) return host_key_told(HOST_KEY_FILE);
+    if (strcmp(property, "host-key") == 0) return host_key_told(host_key);
     return failure[0] != '\0' ? failure : supervise_state(server);
 }
 
