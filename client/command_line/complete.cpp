@@ -142,8 +142,8 @@ std::size_t most_generations(const std::string &command)
 
 void offer_words(Device &device, const Line &line)
 {
-    constexpr std::string_view with_class[] = {"list",   "show",  "set",    "add",
-                                               "delete", "unset", "rename", "help"};
+    constexpr std::string_view with_class[] = {"list",  "show",   "set",  "add",   "delete",
+                                               "unset", "rename", "help", "repair"};
     const std::string &command = line.words[0];
     const std::size_t before = line.words.size() - 1;
     if (line.option == "--generation") return offer_generations(device, line);
@@ -156,7 +156,9 @@ void offer_words(Device &device, const Line &line)
 
     const Schema schema = Schema::of(device);
     if (line.words.size() == 1) return offer_classes(schema, line);
-    if (command == "list" || (command == "help" && before > 1)) return;
+    if (command == "list" || (command == "repair" && before > 1) ||
+        (command == "help" && before > 1))
+        return;
     if (command == "help") return offer_properties(device, schema, line);
     if (line.words.size() == 2 && schema.may_have_name(line.words[1])) {
         if (command == "add") return;

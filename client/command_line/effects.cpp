@@ -47,7 +47,7 @@ bool is_state(const Property &property)
 
 bool is_not_applied(std::string_view state)
 {
-    return begins_with_any(state, {"waiting for", "failed"});
+    return begins_with_any(state, {"waiting for", "failed", "differs"});
 }
 
 std::string title_of(std::string_view class_name, std::string_view name)

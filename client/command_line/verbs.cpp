@@ -26,6 +26,7 @@ int history(const Invocation &invocation);
 int import(const Invocation &invocation);
 int inform(const Invocation &invocation);
 int kick(const Invocation &invocation);
+int repair(const Invocation &invocation);
 int list(const Invocation &invocation);
 int log(const Invocation &invocation);
 int ping(const Invocation &invocation);
@@ -89,6 +90,8 @@ constexpr Argument commit_count[] = {{"COUNT", "how many; 20 if it isn't given",
 constexpr Argument trial_id[] = {
     {"ID", "of the trial; the one that is pending if not given", false}};
 constexpr Argument chance[] = {{"ACTION", "retry"}, {"NAME", "the plugin's file"}};
+constexpr Argument repaired[] = {{"CLASS", "all of it if not given", false},
+                                 {"NAME", "of the one that is meant", false}};
 constexpr Argument piece[] = {{"CLASS", "as \"status -v\" lists it; all of it if not given", false},
                               {"NAME", "of the one that is meant", false}};
 constexpr Argument station[] = {{"STATION", "its MAC address"}};
@@ -162,6 +165,8 @@ constexpr Verb table[] = {
     {"status", {}, telling_all, "how the device is doing; 5 when something is wrong", status},
     {"plugin", chance, {}, "let a plugin that was left out take part again", plugin},
     {"kick", station, {}, "send a wireless station away", kick},
+    {"repair", repaired, ending, "put right what somebody has changed past the configuration",
+     repair},
     {"ping", {}, {}, "ask whether the daemon answers", ping},
     {"reboot", {}, {}, "restart the device", reboot},
     {"factory-reset",

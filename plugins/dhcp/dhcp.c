@@ -20,6 +20,7 @@
 #include "options.h"
 #include "pools.h"
 #include "values.h"
+#include "vorn-plugin/repair.h"
 #include "vorn-plugin/supervise.h"
 #include "vorn-plugin/whole_file.h"
 
@@ -131,6 +132,9 @@ static void apply(const vorn_instances *configuration)
     }
 }
 
+static const char *const own_classes[] = {"dhcp",        "dhcp-pool",         "dhcp-host",
+                                          "dhcp-option", "ipv6-announcement", NULL};
+
 /* With other addresses pools may be in their network, or no longer. */
 static int concerns(const vorn_changes *changes)
 {
@@ -146,6 +150,7 @@ static void commit(vorn_commit_info *info)
 {
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    if (!repair_concerns(info, own_classes)) return;
     if (has_failed || concerns(changes)) {
         has_failed = 0;
         dhcp_take_in(configuration, changes);
@@ -160,6 +165,7 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
     const int is_changed = has_failed || concerns(changes);
+    if (!repair_concerns(info, own_classes)) return;
     if (is_wanted(configuration)) {
         explain_serving(explanation, configuration, changes, is_changed);
     } else if (is_changed) {

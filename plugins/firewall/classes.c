@@ -10,8 +10,8 @@
 #include "describe.h"
 #include "values.h"
 
-const char *const firewall_classes[class_count] = {"firewall", "zone", "forwarding", "port-forward",
-                                                   "firewall-rule"};
+const char *const firewall_classes[class_count + 1] = {
+    "firewall", "zone", "forwarding", "port-forward", "firewall-rule", NULL};
 
 static const char *const verdicts[] = {"accept", "drop", "reject", NULL};
 

@@ -16,7 +16,7 @@ typedef struct telling {
 } telling;
 
 enum { class_count = 5 };
-extern const char *const firewall_classes[class_count];
+extern const char *const firewall_classes[class_count + 1]; /* and a null */
 
 /** Makes the classes and a refresher of each. 0, or 1 after the daemon has logged why not. */
 int classes_declare(const telling *tell, vorn_refresher *refreshers[class_count]);

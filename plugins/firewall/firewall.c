@@ -14,6 +14,7 @@
 #include "ruleset.h"
 #include "stricter.h"
 #include "values.h"
+#include "vorn-plugin/repair.h"
 
 enum { reason_room = 240 };
 
@@ -120,6 +121,7 @@ static void has_no_memory(void)
 static void commit(vorn_commit_info *info)
 {
     ruleset next;
+    if (!repair_concerns(info, firewall_classes)) return;
     if (ruleset_make(&next, vorn_commit_info_get_after(info)) != 0) {
         has_no_memory();
     } else {
@@ -142,7 +144,7 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
     ruleset next;
     const vorn_instances *after = vorn_commit_info_get_after(info);
     const vorn_instances *before = vorn_changes_get_before(vorn_commit_info_get_changes(info));
-    if (ruleset_make(&next, after) != 0) return;
+    if (!repair_concerns(info, firewall_classes) || ruleset_make(&next, after) != 0) return;
     const enum deed deed = foresee_any(&next);
     ruleset_free(&next);
     explain_deed(explanation, deed);

@@ -8,6 +8,7 @@
 #include "effects.h"
 #include "forward.h"
 #include "values.h"
+#include "vorn-plugin/repair.h"
 #include "vorn-plugin/supervise.h"
 
 /* Written after its own option, so that anything but a path can't become one. */
@@ -74,9 +75,12 @@ static void log_changed(vorn_instance *log, vorn_instance *before, vorn_commit_i
     }
 }
 
+static const char *const own_classes[] = {"log", "log-server", NULL};
+
 /* rsyslogd first, for what syslogd says when it starts. */
 static void pre_commit(vorn_commit_info *info)
 {
+    if (!repair_concerns(info, own_classes)) return;
     forward_apply(vorn_commit_info_get_after(info));
     supervise_try_again(syslogd);
 }
@@ -102,6 +106,7 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
     struct plan plan;
     enum supervise_deed deed = supervise_foresee_try(syslogd);
+    if (!repair_concerns(info, own_classes)) return;
     forward_explain(explanation, vorn_commit_info_get_after(info));
     if (concerns(vorn_commit_info_get_changes(info))) {
         make_plan(&plan, vorn_commit_info_get_after(info));

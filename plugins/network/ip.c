@@ -25,6 +25,8 @@ enum {
 struct command {
     struct command *next;
     int is_taken;  /* is run, or has been, since it was planned */
+    int is_beyond; /* is not to be run: it was planned for others */
+    int is_past;   /* ran in an attempt before this one, which reaches not all */
     char *failure; /* what it said when it failed; null otherwise */
     char words[command_room];
 };
@@ -73,10 +75,19 @@ static struct command *append(struct command **list, const char *words)
     return command;
 }
 
+static int (*is_reached)(const outcomes *of, const char *name);
+
+void ip_limit(int (*reached)(const outcomes *of, const char *name))
+{
+    is_reached = reached;
+}
+
 void ip_begin(void)
 {
     free_commands(&planned);
-    free_commands(&ran);
+    if (is_reached == NULL) free_commands(&ran);
+    for (struct command *each = ran; each != NULL; each = each->next)
+        each->is_past = 1;
     runs_singly = 0;
     is_left_over = 0;
     job.is_old = 1;
@@ -110,7 +121,7 @@ void ip_end_rehearsal(void)
 void ip_for_each_planned(void (*call)(const char *words, void *data), void *data)
 {
     for (const struct command *each = planned; each != NULL; each = each->next)
-        call(each->words, data);
+        if (!each->is_beyond) call(each->words, data);
 }
 
 void ip_forget_plan(void)
@@ -123,16 +134,24 @@ int ip_is_busy(void)
     return is_busy;
 }
 
-static void give_reason(outcomes *of, const char *name, const char *words)
+/* What it came to when it was run for the last time; null when that may be another now. */
+static const struct command *find_run(const struct command *planned_one)
+{
+    const struct command *before = find(ran, planned_one->words);
+    return before != NULL && before->is_past && !planned_one->is_beyond ? NULL : before;
+}
+
+static void give_reason(outcomes *of, const char *name, const struct command *command)
 {
     char reason[command_room + reason_room];
-    const struct command *before = find(ran, words);
+    const char *words = command->words;
+    const struct command *before = find_run(command);
     if (name == NULL || outcomes_reason(of, name) != NULL) return;
     if (before != NULL && before->failure != NULL) {
         snprintf(reason, sizeof reason, "failed: \"ip %s\": %s", words, before->failure);
-    } else if (is_busy) {
+    } else if (is_busy && !command->is_beyond) {
         snprintf(reason, sizeof reason, "applying");
-    } else if (!is_left_over) {
+    } else if (!is_left_over || command->is_beyond) {
         if (differences_state(&of->differs, name) == NULL)
             differences_note(&of->differs, name, "\"ip %s\" is to be run", words);
         return;
@@ -149,17 +168,19 @@ int ip_plan(outcomes *of, const char *name, const char *pattern, ...)
     va_start(values, pattern);
     const int length = vsnprintf(words, sizeof words, pattern, values);
     va_end(values);
-    if (length < 0 || length >= command_room || append(&planned, words) == NULL) return 1;
-    give_reason(of, name, words);
-    const struct command *before = find(ran, words);
+    struct command *command = length >= 0 && length < command_room ? append(&planned, words) : NULL;
+    if (command == NULL) return 1;
+    command->is_beyond = is_reached != NULL && !is_reached(of, name);
+    give_reason(of, name, command);
+    const struct command *before = find_run(command);
     return before != NULL && before->failure != NULL;
 }
 
 /* One that did nothing may have been too early; one that failed waits for the next attempt. */
 static int is_to_run(const struct command *command)
 {
-    const struct command *before = find(ran, command->words);
-    return !command->is_taken && (before == NULL || before->failure == NULL);
+    const struct command *before = find_run(command);
+    return !command->is_taken && !command->is_beyond && (before == NULL || before->failure == NULL);
 }
 
 int ip_has_more(void)
@@ -209,7 +230,14 @@ static void note(const struct command *command, const char *failure)
     if (noted == NULL) noted = append(&ran, command->words);
     if (noted == NULL) {
         free_commands(&planned); /* it would be run again and again */
-    } else if (failure != NULL && noted->failure == NULL) {
+        return;
+    }
+    if (noted->is_past) {
+        free(noted->failure);
+        noted->failure = NULL;
+        noted->is_past = 0;
+    }
+    if (failure != NULL && noted->failure == NULL) {
         noted->failure = strdup(failure);
     }
 }

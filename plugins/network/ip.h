@@ -27,6 +27,12 @@ void ip_forget_plan(void);
 int ip_plan(outcomes *of, const char *name, const char *pattern, ...)
     __attribute__((format(printf, 3, 4)));
 
+/**
+ * From the next plan on, only commands are run, and told of, for instances that the function knows;
+ * null for all. The others are as if nothing had been planned for them but what differs.
+ */
+void ip_limit(int (*is_reached)(const outcomes *of, const char *name));
+
 /** Whether something is planned that has not been run. */
 int ip_has_more(void);
 

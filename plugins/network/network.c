@@ -13,6 +13,7 @@
 #include "ip.h"
 #include "links.h"
 #include "made.h"
+#include "reach.h"
 #include "vorn-plugin/patience.h"
 
 enum {
@@ -155,8 +156,8 @@ static void attempt(const vorn_instances *configuration, int64_t deadline_us)
     } while (ip_has_more() && --plans_left > 0);
     ip_end();
     if (ip_has_more()) plan(configuration);
-    clients_serve(configuration);
-    slaac_serve(configuration);
+    if (reach_holds("dhcp-address")) clients_serve(configuration);
+    if (reach_holds("slaac-address")) slaac_serve(configuration);
     tell_states(configuration);
 }
 
@@ -185,25 +186,34 @@ static void commit(vorn_commit_info *info)
     static int has_booted;
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
     if (!has_booted && !vorn_process_no_actions) made_recall();
-    resolver_commit(configuration);
+    reach_set(info);
+    if (ip_is_busy()) reach_all(); /* what goes on is for everybody */
+    if (reach_holds("resolver")) resolver_commit(configuration);
     apply(configuration, has_booted ? a_moment_us() : boot_limit_us);
     has_booted = 1;
 }
 
-static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+static void explain_plan(vorn_commit_info *info, vorn_explanation *explanation)
 {
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
     struct kernel kernel;
-    resolver_explain(configuration, explanation);
     if (begin_rehearsal() != 0) return;
     if (kernel_read(&kernel) == 0) {
         plan_all(configuration, &kernel);
         commands_explain(vorn_commit_info_get_actions(info), explanation);
-        clients_explain(configuration, &kernel, explanation);
-        slaac_explain(configuration, &kernel, explanation);
+        if (reach_holds("dhcp-address")) clients_explain(configuration, &kernel, explanation);
+        if (reach_holds("slaac-address")) slaac_explain(configuration, &kernel, explanation);
         kernel_free(&kernel);
     }
     end_rehearsal();
+}
+
+static void explain(vorn_commit_info *info, vorn_explanation *explanation)
+{
+    const reach before = reach_set(info);
+    if (reach_holds("resolver")) resolver_explain(vorn_commit_info_get_after(info), explanation);
+    explain_plan(info, explanation);
+    reach_restore(&before);
 }
 
 /*
@@ -238,7 +248,9 @@ static void links_changed(void)
         return;
     }
     look(running);
-    if (is_due) apply(running, 0);
+    if (!is_due) return;
+    reach_all();
+    apply(running, 0);
 }
 
 void network_look(void)
@@ -282,6 +294,7 @@ static int interface_is_back(void)
     const char *name = vorn_inform_get_value("name");
     const vorn_instances *running = vorn_config_get_running();
     if (name == NULL || vorn_instances_get(running, "interface", name) == NULL) return 1;
+    reach_all();
     apply(running, a_moment_us());
     return 0;
 }

@@ -51,10 +51,11 @@ static void list_instance(const vorn_instance *instance)
     memcpy(listed.instances[listed.count++], text, sizeof text);
 }
 
-/* What is on trial is saved when it is confirmed, by that alone. */
-static int is_of_trial(const vorn_instance *instance)
+/* What is on trial is saved when it is confirmed, by that alone; a repair changes nothing. */
+static int is_mere_word(const vorn_instance *instance)
 {
-    return strcmp(vorn_instance_get_class_name(instance), "trial") == 0;
+    const char *class_name = vorn_instance_get_class_name(instance);
+    return strcmp(class_name, "trial") == 0 || strcmp(class_name, "repair") == 0;
 }
 
 /* Returns how many there are that make a save worth while. */
@@ -64,7 +65,7 @@ static int for_each_instance(vorn_instances_iterator *instances,
     int count = 0;
     while (instances != NULL && vorn_instances_iterator_has_next(instances)) {
         const vorn_instance *instance = vorn_instances_iterator_next(instances);
-        if (is_of_trial(instance)) continue;
+        if (is_mere_word(instance)) continue;
         if (call != NULL) call(instance);
         count++;
     }

@@ -10,9 +10,11 @@
 #include "describe.h"
 #include "host_name.h"
 #include "reboot.h"
+#include "repair.h"
 #include "state.h"
 #include "time_zone.h"
 #include "values.h"
+#include "vorn-plugin/repair.h"
 
 /*
  * What is applied, by which function, which one tells whether the system still has it, and whether
@@ -68,9 +70,11 @@ static void for_each_due(vorn_commit_info *info,
         if (is_due(&settings[i], now, before)) call(&settings[i], now, explanation);
 }
 
+static const char *const own_classes[] = {"system", NULL};
+
 static void commit(vorn_commit_info *info)
 {
-    for_each_due(info, apply, NULL);
+    if (repair_concerns(info, own_classes)) for_each_due(info, apply, NULL);
 }
 
 static void tell(struct setting *setting, const vorn_instance *now, vorn_explanation *explanation)
@@ -83,7 +87,7 @@ static void tell(struct setting *setting, const vorn_instance *now, vorn_explana
 
 static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
-    for_each_due(info, tell, explanation);
+    if (repair_concerns(info, own_classes)) for_each_due(info, tell, explanation);
 }
 
 static void check(vorn_check_info *info, void *data)
@@ -101,10 +105,21 @@ static void check(vorn_check_info *info, void *data)
                            zone);
 }
 
+static const char *what_differs(const vorn_instance *system)
+{
+    static char text[64];
+    for (int i = 0; i < setting_count; i++) {
+        const char *value = vorn_instance_get_value(system, settings[i].property);
+        if (value == NULL || settings[i].is_left(value)) continue;
+        snprintf(text, sizeof text, "differs: the %s is another one", settings[i].description);
+        return text;
+    }
+    return "applied";
+}
+
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     static char text[256];
-    (void)instance;
     (void)property;
     (void)info;
     settings[0].has_failed |= host_name_has_failed();
@@ -116,7 +131,7 @@ static const char *state(vorn_instance *instance, const char *property, vorn_ref
                  *words != '\0' ? ": " : "", words);
         return text;
     }
-    return "applied";
+    return vorn_process_no_actions ? "applied" : what_differs(instance);
 }
 
 static void declare_settings(vorn_class *system)
@@ -160,5 +175,6 @@ void vorn_plugin_init(void)
     vorn_provider_set_refresh_fn(provider, vorn_refresher_fn, refresher);
     vorn_providers_add(provider);
     vorn_providers_order("system", "save");
+    repair_declare();
     reboot_serve();
 }

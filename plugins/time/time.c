@@ -10,6 +10,7 @@
 #include "effects.h"
 #include "judge.h"
 #include "values.h"
+#include "vorn-plugin/repair.h"
 #include "vorn-plugin/supervise.h"
 
 enum { most_servers = 16 };
@@ -68,9 +69,12 @@ static int concerns(const vorn_changes *changes)
            vorn_changes_contains_class(changes, "ntp-server");
 }
 
+static const char *const own_classes[] = {"time", "ntp-server", NULL};
+
 static void commit(vorn_commit_info *info)
 {
     struct plan plan;
+    if (!repair_concerns(info, own_classes)) return;
     if (!concerns(vorn_commit_info_get_changes(info))) {
         supervise_try_again(ntpd);
         return;
@@ -87,6 +91,7 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
     struct plan plan;
     enum supervise_deed deed = supervise_foresee_try(ntpd);
+    if (!repair_concerns(info, own_classes)) return;
     if (concerns(vorn_commit_info_get_changes(info))) {
         make_plan(&plan, vorn_commit_info_get_after(info));
         const supervise_plan whole = {plan.arguments, NULL, 0};

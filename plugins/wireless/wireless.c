@@ -24,6 +24,7 @@
 #include "station_keys.h"
 #include "stations.h"
 #include "values.h"
+#include "vorn-plugin/repair.h"
 
 static int is_channel(const char *value)
 {
@@ -33,10 +34,14 @@ static int is_channel(const char *value)
     return vorn_property_refuse_value("The country %s does not allow it.", country_code());
 }
 
+static const char *const own_classes[] = {"radio",         "wireless-network", "access-list",
+                                          "radius-server", "station-key",      NULL};
+
 static void commit(vorn_commit_info *info)
 {
     vorn_instances *configuration = vorn_commit_info_get_after(info);
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
+    if (!repair_concerns(info, own_classes)) return;
     hiding_hide_all(configuration, vorn_changes_get_before(changes));
     radios_commit(configuration, changes);
 }
@@ -44,6 +49,7 @@ static void commit(vorn_commit_info *info)
 static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    if (!repair_concerns(info, own_classes)) return;
     explain_file(explanation, KEYS_FILE, hiding_is_due(configuration) && !explains_held_save(info));
     bridges_foresee(vorn_commit_info_get_actions(info));
     radios_explain(configuration, vorn_commit_info_get_changes(info), explanation);

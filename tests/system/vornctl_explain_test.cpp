@@ -141,8 +141,9 @@ TEST_F(ExplainedChanges, AreNothingElse)
 
 TEST_F(ExplainedChanges, AreCompleted)
 {
-    EXPECT_EQ(shell("vornctl complete 'vornctl explain '"),
-              "set\nadd\ndelete\nunset\nrename\nbatch\nconfirm\nrevert\nimport\nrollback\n");
+    EXPECT_EQ(
+        shell("vornctl complete 'vornctl explain '"),
+        "set\nadd\ndelete\nunset\nrename\nbatch\nconfirm\nrevert\nimport\nrollback\nrepair\n");
     EXPECT_EQ(shell("vornctl complete 'vornctl explain set Rad'"), "Radio\n");
     EXPECT_EQ(shell("vornctl complete 'vornctl explain set Radio r0 ch'"), "channel=\n");
 }

@@ -234,7 +234,7 @@ TEST_F(MoreCompletion, KnowsSubclassesValuesAndNames)
     EXPECT_EQ(candidates("vornctl unset Radio r0 "), "channel|mode|");
     EXPECT_EQ(candidates("vornctl unset Program p s"), "") << "no client can";
     EXPECT_EQ(candidates("vornctl show Program p s"), "state|");
-    EXPECT_EQ(candidates("vornctl re"), "rename|revert|reboot|");
+    EXPECT_EQ(candidates("vornctl re"), "rename|revert|repair|reboot|");
 }
 
 TEST_F(MoreCompletion, KnowsTheStationsToKick)

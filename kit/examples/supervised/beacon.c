@@ -5,6 +5,7 @@
  */
 #include <stdio.h>
 #include <string.h>
+#include <vorn-plugin/repair.h>
 #include <vorn-plugin/supervise.h>
 #include <vorn-plugin/whole_file.h>
 #include <vorn/vorn.h>
@@ -47,10 +48,16 @@ static int is_concerned(const vorn_commit_info *info)
     return vorn_changes_contains_class(vorn_commit_info_get_changes(info), "beacon");
 }
 
-/* Any commit is a chance for a program that waits for its next start. */
+static const char *const own_classes[] = {"beacon", NULL};
+
+/*
+ * Any commit is a chance for a program that waits for its next start, unless it is for somebody
+ * else.
+ */
 static void commit(vorn_commit_info *info)
 {
     char line[line_room];
+    if (!repair_concerns(info, own_classes)) return;
     if (!is_concerned(info)) {
         supervise_try_again(beacond);
     } else if (make_line(line, vorn_commit_info_get_after(info))) {
@@ -65,6 +72,7 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
     char line[line_room];
     enum supervise_deed deed = supervise_foresee_try(beacond);
+    if (!repair_concerns(info, own_classes)) return;
     if (is_concerned(info)) {
         const int runs = make_line(line, vorn_commit_info_get_after(info));
         const int has_new_file = runs && whole_file_differs(config_file, line);
