@@ -28,6 +28,12 @@ static uint32_t mask_of_prefix(const vorn_instance *address)
     return prefix > 0 && prefix <= 32 ? UINT32_MAX << (32 - prefix) : 0;
 }
 
+/* Of the other family, with which pools have nothing to do. */
+static int is_v6(const vorn_instance *address)
+{
+    return strchr(value_of(address, "address"), ':') != NULL;
+}
+
 /* What the pool's interface is known to have: whose address is fixed, and which can't be known. */
 struct known {
     int fixed;
@@ -42,7 +48,7 @@ static struct known look_up(const vorn_instances *configuration, const vorn_inst
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "address");
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         const vorn_instance *address = vorn_instances_iterator_next(walk);
-        if (is_changed(address, pool, "interface")) continue;
+        if (is_changed(address, pool, "interface") || is_v6(address)) continue;
         if (*value_of(address, "address") == '\0') {
             known.others++;
             continue;
@@ -110,6 +116,7 @@ static int count_networks(const vorn_instances *configuration, const struct netw
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, klass->name);
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         const vorn_instance *each = vorn_instances_iterator_next(walk);
+        if (is_v6(each)) continue;
         const uint32_t mask = klass->mask(configuration, each);
         count++;
         *may_be_its += ((number_in(each, klass->property) ^ number) & mask) == 0;

@@ -422,6 +422,23 @@ TEST_F(AddressPoolsOfNetworks, KeepTheirInterface)
         "no interface \"br-gest\"; did you mean \"br-guest\"?\n1\n");
 }
 
+TEST_F(AddressPoolsOfNetworks, HaveNothingToDoWithAddressesOfTheOtherFamily)
+{
+    constexpr char elsewhere[] = "<insert><dhcp-host name=\"nas\"><mac>00:11:22:33:44:66</mac>"
+                                 "<address>10.0.0.5</address></dhcp-host></insert>";
+    change("<insert><interface name=\"br0\"><kind>ethernet</kind></interface></insert>"
+           "<insert><address name=\"lan\"><kind>static-address</kind><interface>br0</interface>"
+           "<address>192.168.1.1</address><prefix>24</prefix></address></insert>");
+
+    EXPECT_THAT(change("<insert><address name=\"six\"><kind>static-ipv6-address</kind>"
+                       "<interface>br0</interface><address>2001:db8::1</address>"
+                       "<prefix>64</prefix></address></insert>"),
+                HasSubstr("<rc>0</rc>"));
+    EXPECT_THAT(change("<update><dhcp-pool><lease-time>700</lease-time></dhcp-pool></update>"),
+                HasSubstr("<rc>0</rc>"));
+    EXPECT_THAT(change(elsewhere), HasSubstr("it is in no network"));
+}
+
 /* What can't be known is not held against a fixed lease. */
 TEST_F(AddressPoolsOfNetworks, TakeAnyFixedLeaseWhileANetworkIsNotKnown)
 {
