@@ -25,6 +25,17 @@ static uint32_t number_in(const struct rtattr *attribute)
     return number;
 }
 
+/* Asking the kernel for a name is a call that could change a link, too: what was read tells it. */
+static int name_link(const struct kernel *kernel, unsigned int index, char name[IF_NAMESIZE])
+{
+    const struct kernel_link *link = kernel->links;
+    if (link == NULL) return if_indextoname(index, name) != NULL;
+    while (link != NULL && (unsigned int)link->index != index)
+        link = link->next;
+    if (link != NULL) snprintf(name, IF_NAMESIZE, "%s", link->name);
+    return link != NULL;
+}
+
 /* At the end: the kernel tells them in the order in which it has them. */
 static int append_address(struct kernel *kernel, const struct kernel_v6_address *address)
 {
@@ -54,7 +65,7 @@ static int take_address(const struct nlmsghdr *message, void *kernel)
         }
         has_local |= each->rta_type == IFA_LOCAL;
     }
-    return if_indextoname(info->ifa_index, found.link) != NULL && append_address(kernel, &found);
+    return name_link(kernel, info->ifa_index, found.link) && append_address(kernel, &found);
 }
 
 /* Each of several ways to one destination counts for itself. */
@@ -70,7 +81,7 @@ static int add_ways(struct kernel *kernel, const struct kernel_v6_route *to,
              each = RTA_NEXT(each, rest)) {
             if (each->rta_type == RTA_GATEWAY) copy_address(&route.gateway, each);
         }
-        if (if_indextoname((unsigned)way->rtnh_ifindex, route.link) != NULL)
+        if (name_link(kernel, (unsigned)way->rtnh_ifindex, route.link))
             kernel_add_v6_route(kernel, &route);
         left -= (int)RTNH_ALIGN(way->rtnh_len);
         way = RTNH_NEXT(way);
@@ -95,7 +106,7 @@ static int take_route(const struct nlmsghdr *message, void *kernel)
         if (each->rta_type == RTA_DST) copy_address(&found.destination, each);
         if (each->rta_type == RTA_GATEWAY) copy_address(&found.gateway, each);
         if (each->rta_type == RTA_PRIORITY) found.metric = (int)number_in(each);
-        if (each->rta_type == RTA_OIF) if_indextoname(number_in(each), found.link);
+        if (each->rta_type == RTA_OIF) name_link(kernel, number_in(each), found.link);
         if (each->rta_type == RTA_MULTIPATH) ways = each;
     }
     if (table != RT_TABLE_MAIN) return 0;
