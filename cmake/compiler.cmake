@@ -153,16 +153,34 @@ set_property(TARGET vorn_exports PROPERTY INTERFACE_LINK_DEPENDS ${VORN_NAMES})
 # programs that want it are linked by the C++ driver, which brings it along by itself.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 
-# Eight files are compiled as one where most of the work is reading what they all include: a third of the
-# time or less. A name at a file's own scope is the folder's then; GCC takes it for mistakes that a type is
-# in an unnamed namespace and in no header, and that a local has the name of another file's function. Who
-# wants each file by itself, as a checker does, says no.
+# About eight files are compiled as one where most of the work is reading what they all include: a third of
+# the time or less. Which they are is a matter of their names alone: a new file joins one unit and moves no
+# other, and where there are too many each unit becomes two. A name at a file's own scope is the unit's then;
+# GCC takes it for mistakes that a type is in an unnamed namespace and in no header, and that a local has the
+# name of another file's function. Who wants each file by itself, as a checker does, says no.
 option(VORN_FEW_UNITS "Compile several files of the programs with large headers, and of tests, as one" ON)
 vorn_known_flags(units CXX -Wno-subobject-linkage -Wno-shadow)
 set(VORN_UNIT_FLAGS ${units})
 function(vorn_few_units program)
-    if(VORN_FEW_UNITS)
-        set_target_properties(${program} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
-        target_compile_options(${program} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${VORN_UNIT_FLAGS}>)
+    if(NOT VORN_FEW_UNITS)
+        return()
     endif()
+    get_target_property(sources ${program} SOURCES)
+    list(FILTER sources INCLUDE REGEX "\\.cpp$")
+    list(LENGTH sources files)
+    set(units 1)
+    math(EXPR most "10 * ${units}")
+    while(files GREATER most)
+        math(EXPR units "2 * ${units}")
+        math(EXPR most "10 * ${units}")
+    endwhile()
+    foreach(source ${sources})
+        get_filename_component(name ${source} NAME)
+        string(SHA256 hash ${name})
+        string(SUBSTRING ${hash} 0 1 digit)
+        math(EXPR unit "0x${digit} % ${units}")
+        set_source_files_properties(${source} PROPERTIES UNITY_GROUP ${unit})
+    endforeach()
+    set_target_properties(${program} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+    target_compile_options(${program} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${VORN_UNIT_FLAGS}>)
 endfunction()

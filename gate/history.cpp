@@ -14,13 +14,13 @@ namespace vorn::gate {
 
 namespace {
 
-constexpr std::size_t most_digits = 9;
+constexpr std::size_t digits_of_a_generation = 9;
 
 /* A segment of the path as the number of a generation. */
 const std::string &generation_in(const std::string &segment)
 {
     const bool is_number =
-        !segment.empty() && segment.size() <= most_digits &&
+        !segment.empty() && segment.size() <= digits_of_a_generation &&
         std::ranges::all_of(segment, [](char each) { return each >= '0' && each <= '9'; });
     if (!is_number) throw Problem{404, "not-found", "There is no generation of this number."};
     return segment;

@@ -11,7 +11,7 @@ namespace vorn::gate {
 
 namespace {
 
-constexpr std::size_t most_digits = 7;
+constexpr std::size_t digits_of_a_length = 7;
 
 bool is_number(std::string_view text, std::size_t &number)
 {
@@ -65,9 +65,9 @@ struct Head {
 
 Arrival find_head(std::string_view bytes, Head &head)
 {
-    const std::size_t colon = bytes.substr(0, most_digits).find(':');
+    const std::size_t colon = bytes.substr(0, digits_of_a_length).find(':');
     if (colon == std::string_view::npos) {
-        return bytes.size() < most_digits ? Arrival::goes_on : Arrival::broken;
+        return bytes.size() < digits_of_a_length ? Arrival::goes_on : Arrival::broken;
     }
     if (!is_number(bytes.substr(0, colon), head.length)) return Arrival::broken;
     head.begin = colon + 1;

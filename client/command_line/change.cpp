@@ -18,13 +18,13 @@ namespace {
 
 constexpr int most_attempts = 3; /* somebody else may change the same thing at the same time */
 
-[[noreturn]] void fail(const Change &change, ExitStatus status,
-                       std::initializer_list<std::string_view> parts)
+[[noreturn]] void fail_in(const Change &change, ExitStatus status,
+                          std::initializer_list<std::string_view> parts)
 {
     fail(status, {change.place, concat(parts)});
 }
 
-std::string title_of(const Change &change, const Target &target)
+std::string title_of_change(const Change &change, const Target &target)
 {
     std::string title = concat({change.place, change.operation, " ", target.class_name});
     if (target.name) title += concat({" \"", *target.name, "\""});
@@ -43,10 +43,11 @@ Assignment assignment_of(const Change &change, const std::string &word, bool may
     const std::size_t separator = word.find('=');
     if (separator == std::string::npos || separator == 0) {
         if (may_be_secret) {
-            fail(change, misused,
-                 {"what follows a secret is not PROPERTY=VALUE; a value with blanks needs quotes"});
+            fail_in(
+                change, misused,
+                {"what follows a secret is not PROPERTY=VALUE; a value with blanks needs quotes"});
         }
-        fail(change, misused, {"\"", word, "\" is not PROPERTY=VALUE"});
+        fail_in(change, misused, {"\"", word, "\" is not PROPERTY=VALUE"});
     }
     const char before = word[separator - 1];
     const bool is_list =
@@ -125,8 +126,8 @@ private:
     void expect_name(const Change &change, const Target &target) const
     {
         if (change.operation == "add" && (!target.name || target.name->empty())) {
-            if (target.name) fail(change, misused, {"a name can't be empty"});
-            fail(change, misused, {"the name of the new ", target.class_name, " is missing"});
+            if (target.name) fail_in(change, misused, {"a name can't be empty"});
+            fail_in(change, misused, {"the name of the new ", target.class_name, " is missing"});
         }
         if (!target.name || (change.operation != "add" && change.operation != "set")) return;
         const std::string &name = *target.name;
@@ -134,8 +135,9 @@ private:
             name.substr(0, name.find_last_not_of("+-", name.find('=') - 1) + 1);
         if (name.find('=') == std::string::npos || name.find('=') == 0) return;
         if (!schema_.find_property(target.class_name, property)) return;
-        fail(change, misused,
-             {"the name of the ", target.class_name, " is missing before \"", property, "=...\""});
+        fail_in(
+            change, misused,
+            {"the name of the ", target.class_name, " is missing before \"", property, "=...\""});
     }
 
     Target target_of(const Change &change)
@@ -158,14 +160,14 @@ private:
         try {
             expect_properties(schema_, change.class_name, properties);
         } catch (const Failure &failure) {
-            fail(change, failure.status(), {failure.what()});
+            fail_in(change, failure.status(), {failure.what()});
         }
     }
 
     /* The title of one more operation. */
     const std::string &titled(const Change &change, const Target &target, bool must_match)
     {
-        titles_.push_back({title_of(change, target), must_match});
+        titles_.push_back({title_of_change(change, target), must_match});
         return titles_.back().text;
     }
     void update(const Change &change, const Target &target, const Values &values)
@@ -191,7 +193,7 @@ private:
         std::vector<Instance> found = view_.find(target);
         if (found.empty()) {
             fail(differs,
-                 {title_of(change, target), ": there is no such instance",
+                 {title_of_change(change, target), ": there is no such instance",
                   did_you_mean(target.name.value_or(""), names_of(device_, target.class_name))});
         }
         return found;
@@ -221,7 +223,7 @@ private:
                 lists.push_back(assignment);
             }
         }
-        if (words_.empty()) fail(change, misused, {"nothing to set: PROPERTY=VALUE is missing"});
+        if (words_.empty()) fail_in(change, misused, {"nothing to set: PROPERTY=VALUE is missing"});
         if (lists.empty()) return update(change, target, values);
         for (const Assignment &list : lists)
             expect_there(change, {list.property});
@@ -239,15 +241,15 @@ private:
     {
         const Class *klass = schema_.find(target.class_name);
         if (klass && (klass->type == "anonymous" || klass->type == "group-named")) {
-            fail(change, misused, {"+= and -= need an instance with a name of its own"});
+            fail_in(change, misused, {"+= and -= need an instance with a name of its own"});
         }
         std::vector<std::string> words = list_of(instance.value(assignment.property));
         for (const std::string &word : list_of(assignment.value)) {
             const bool is_there = contains(words, word);
             if (assignment.sign == '+' && !is_there) words.push_back(word);
             if (assignment.sign == '-' && !is_there) {
-                fail(differs, {title_of(change, target), ": ", assignment.property, " has no \"",
-                               word, "\""});
+                fail(differs, {title_of_change(change, target), ": ", assignment.property,
+                               " has no \"", word, "\""});
             }
             if (assignment.sign == '-') std::erase(words, word);
         }
@@ -257,13 +259,13 @@ private:
     /* A member of a family is added to its abstract class, which has to be told the kind. */
     void plan_add(const Change &change, Target target)
     {
-        if (!change.where.empty()) fail(change, misused, {"a new instance has no condition"});
+        if (!change.where.empty()) fail_in(change, misused, {"a new instance has no condition"});
         Values values;
         for (const Assignment &assignment : assignments(change, target))
             values.emplace_back(assignment.property, assignment.value);
         const Class *klass = schema_.find(target.class_name);
         if (klass && klass->type != "singleton" && !schema_.is_for_clients(*klass)) {
-            fail(refused, {title_of(change, target), ": only the device itself makes one"});
+            fail(refused, {title_of_change(change, target), ": only the device itself makes one"});
         }
         const Class *family = klass ? schema_.find(klass->superclass) : nullptr;
         if (family && !family->subclass_identifier.empty()) {
@@ -272,9 +274,9 @@ private:
             if (!given) {
                 values.insert(values.begin(), {identifier, klass->name});
             } else if (*given != klass->name) {
-                fail(change, misused,
-                     {"a ", klass->name, " has the ", identifier, " \"", klass->name, "\", not \"",
-                      *given, "\""});
+                fail_in(change, misused,
+                        {"a ", klass->name, " has the ", identifier, " \"", klass->name,
+                         "\", not \"", *given, "\""});
             }
             target.class_name = family->name;
         }
@@ -286,7 +288,7 @@ private:
     {
         const Class *klass = schema_.find(target.class_name);
         if (klass && (klass->type == "anonymous" || klass->type == "group-named")) {
-            fail(change, misused, {"--or-set needs an instance with a name of its own"});
+            fail_in(change, misused, {"--or-set needs an instance with a name of its own"});
         }
         reads_ = true;
         return !view_.find(target).empty();
@@ -311,13 +313,13 @@ private:
         const bool picks = target.name || !change.where.empty();
         if (!words_.empty()) {
             assignment_of(change, words_[0]);
-            fail(change, misused, {"delete takes no values; --where picks instances by value"});
+            fail_in(change, misused, {"delete takes no values; --where picks instances by value"});
         }
         if (picks && change.all)
-            fail(change, misused, {"--all and a name or a condition contradict each other"});
+            fail_in(change, misused, {"--all and a name or a condition contradict each other"});
         if (!picks && !change.all) {
-            fail(change, misused,
-                 {"which ", change.class_name, "? A name, --where or --all says so"});
+            fail_in(change, misused,
+                    {"which ", change.class_name, "? A name, --where or --all says so"});
         }
         remove(change, target);
     }
@@ -328,11 +330,11 @@ private:
      */
     void plan_unset(const Change &change, const Target &target)
     {
-        if (words_.empty()) fail(change, misused, {"nothing to unset: PROPERTY is missing"});
+        if (words_.empty()) fail_in(change, misused, {"nothing to unset: PROPERTY is missing"});
         Values values;
         for (const std::string &word : words_) {
             if (word.find('=') != std::string::npos)
-                fail(change, misused, {"unset takes no values"});
+                fail_in(change, misused, {"unset takes no values"});
             values.emplace_back(word, "");
         }
         const Class *klass = schema_.find(target.class_name);
@@ -360,14 +362,14 @@ private:
     void plan_rename(const Change &change, const Target &target)
     {
         if (!target.name || words_.size() != 1) {
-            fail(change, misused, {"rename takes a class, a name and the new name"});
+            fail_in(change, misused, {"rename takes a class, a name and the new name"});
         }
-        if (words_[0].empty()) fail(change, misused, {"a name can't be empty"});
+        if (words_[0].empty()) fail_in(change, misused, {"a name can't be empty"});
         expect_there(change, {});
         const Class *klass = schema_.find(target.class_name);
         if (!klass) {
-            fail(change, differs,
-                 {"this device has no class \"", target.class_name, "\" that it tells of"});
+            fail_in(change, differs,
+                    {"this device has no class \"", target.class_name, "\" that it tells of"});
         }
         const std::string new_name = words_[0];
         const std::vector<Instance> instances = look_up(change, target);

@@ -11,7 +11,7 @@ namespace {
 
 using Problems = std::vector<std::string>;
 
-void add(Problems &problems, std::initializer_list<std::string_view> parts)
+void add_problem(Problems &problems, std::initializer_list<std::string_view> parts)
 {
     problems.push_back(concat(parts));
 }
@@ -19,20 +19,20 @@ void add(Problems &problems, std::initializer_list<std::string_view> parts)
 void find_unsaved(const Instance &save, Problems &problems)
 {
     if (save.value("result") == "failed")
-        add(problems, {"the configuration is not saved: ", save.value("reason")});
+        add_problem(problems, {"the configuration is not saved: ", save.value("reason")});
     if (!save.value("broken").empty()) {
-        add(problems,
-            {"the configuration could not be read and is kept as ", save.value("broken")});
+        add_problem(problems,
+                    {"the configuration could not be read and is kept as ", save.value("broken")});
     }
 }
 
 void find_unproven(const Instance &history, Problems &problems)
 {
     if (history.value("unproven").empty()) return;
-    add(problems, {"a configuration that did not stay up has been replaced by the newest "
-                   "one that did, and is kept as ",
-                   history.value("unproven"),
-                   "; \"vornctl inform history action=forget-unproven\" removes it"});
+    add_problem(problems, {"a configuration that did not stay up has been replaced by the newest "
+                           "one that did, and is kept as ",
+                           history.value("unproven"),
+                           "; \"vornctl inform history action=forget-unproven\" removes it"});
 }
 
 void find_not_applied(const std::pair<std::string, std::string> &asked,
@@ -43,7 +43,7 @@ void find_not_applied(const std::pair<std::string, std::string> &asked,
     for (const Instance &each : instances) {
         const std::string &state = each.value(property);
         if (is_not_applied(state))
-            add(problems, {title_of(class_name, each.called()), ": ", state});
+            add_problem(problems, {title_of(class_name, each.called()), ": ", state});
     }
 }
 
@@ -71,12 +71,13 @@ std::vector<std::string> Answers::problems() const
     if (const std::vector<Instance> *plugins = all_of("plugin")) {
         for (const Instance &each : *plugins) {
             const std::string &state = each.value("state");
-            if (state != "running") add(problems, {title_of("plugin", each.called()), ": ", state});
+            if (state != "running")
+                add_problem(problems, {title_of("plugin", each.called()), ": ", state});
         }
     }
     if (const Instance *daemon = first_of("daemon")) {
         const std::string &failing = daemon->value("failing-services");
-        if (!failing.empty()) add(problems, {"services that keep ending: ", failing});
+        if (!failing.empty()) add_problem(problems, {"services that keep ending: ", failing});
     }
     for (std::size_t i = 0; i < asked.size() && i < outcomes.size(); i++)
         find_not_applied(asked[i], outcomes[i].instances, problems);

@@ -41,7 +41,7 @@ std::string flags_of(const Property &property)
     return words;
 }
 
-std::string title_of(const std::string &name, const std::string &label)
+std::string heading_of(const std::string &name, const std::string &label)
 {
     return label.empty() || label == name ? name : concat({label, " (", name, ")"});
 }
@@ -72,7 +72,7 @@ void help_with_property(const Output &output, const Property &property)
     add_line(lines, "example", property.example);
     add_line(lines, "names", property.references);
     add_line(lines, "flags", flags_of(property));
-    output.print_lines(title_of(property.name, property.label), lines, true);
+    output.print_lines(heading_of(property.name, property.label), lines, true);
 }
 
 void help_with_class(const Output &output, const Schema &schema, const Class &klass)
@@ -82,7 +82,7 @@ void help_with_class(const Output &output, const Schema &schema, const Class &kl
     add_line(lines, "type", klass.type);
     add_line(lines, "kinds", joined(schema.subclasses_of(klass.name), ", "));
     add_line(lines, "flags", klass.persistent ? "" : "not saved");
-    output.print_lines(title_of(klass.name, klass.label), lines, true);
+    output.print_lines(heading_of(klass.name, klass.label), lines, true);
     std::cout << '\n';
     Rows rows;
     /* Those of the superclass come first as they are; a page's order is what people expect. */

@@ -11,7 +11,7 @@ namespace vorn::client {
 
 namespace {
 
-std::string flags_of(const Property &property)
+std::string letters_of(const Property &property)
 {
     return {property.readable ? 'r' : '-', property.writable ? 'w' : '-',
             property.required ? 'i' : '-', property.persistent ? 'p' : '-'};
@@ -37,7 +37,7 @@ void list_properties(const Output &output, const Class &klass)
 {
     Rows rows;
     for (const Property &each : klass.properties)
-        rows.push_back(row({each.name, flags_of(each), each.inherited ? klass.superclass : ""}));
+        rows.push_back(row({each.name, letters_of(each), each.inherited ? klass.superclass : ""}));
     output.print_table({"PROPERTY", "FLAGS", "FROM"}, rows);
 }
 

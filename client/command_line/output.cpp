@@ -108,7 +108,7 @@ void print_xml(const std::vector<Instance> &instances)
     document.save(std::cout, "  ", pugi::format_indent | pugi::format_no_escapes);
 }
 
-std::string title_of(const Instance &instance)
+std::string bare_title_of(const Instance &instance)
 {
     return instance.name ? concat({instance.class_name, " ", shown(*instance.name)})
                          : instance.class_name;
@@ -192,7 +192,7 @@ void Output::print(const std::vector<Instance> &instances) const
         Rows lines;
         for (const auto &[property, value] : instance.values)
             lines.push_back(row({concat({"  ", property}), shown(value)}));
-        print_lines(title_of(instance), lines, &instance == &instances.front());
+        print_lines(bare_title_of(instance), lines, &instance == &instances.front());
     }
 }
 

@@ -29,7 +29,7 @@ struct KindOfClass {
 };
 
 /* "kind" is the identifier of the family's subclasses. */
-const std::vector<KindOfClass> kinds = {
+const std::vector<KindOfClass> kinds_of_classes = {
     {"Board", VORN_CLASS_SINGLETON, nullptr, {"label", "place"}, nullptr},
     {"Radio", VORN_CLASS_UNIQUE_NAMED, nullptr, {"channel", "mode", "power"}, nullptr},
     {"Route", VORN_CLASS_ANONYMOUS, nullptr, {"to", "via"}, nullptr},
@@ -140,7 +140,7 @@ protected:
     void make_content()
     {
         content.clear();
-        for (const KindOfClass &klass : kinds) {
+        for (const KindOfClass &klass : kinds_of_classes) {
             const bool is_one = klass.type == VORN_CLASS_SINGLETON;
             const bool has_name = !is_one && klass.type != VORN_CLASS_ANONYMOUS;
             for (int i = is_one ? 1 : std::uniform_int_distribution<int>(0, 3)(random); i > 0;
@@ -171,13 +171,13 @@ protected:
         forget_classes();
         declare_rules();
         bool has_family = is_whole;
-        for (const KindOfClass &klass : kinds)
+        for (const KindOfClass &klass : kinds_of_classes)
             has_family |= klass.superclass && is_there(klass);
         if (has_family) {
             EXPECT_EQ(vorn_class_resolve(ClassBuilder(family).abstract("kind").add()), 0);
         }
         vorn::running_config = vorn_instances_new();
-        for (const KindOfClass &klass : kinds) {
+        for (const KindOfClass &klass : kinds_of_classes) {
             if (!is_whole && !is_there(klass)) continue;
             ClassBuilder builder(klass.name, klass.type);
             if (klass.superclass) builder.below(klass.superclass);
@@ -224,7 +224,7 @@ protected:
     std::string seen(bool readable) const
     {
         std::string text;
-        for (const KindOfClass &klass : kinds) {
+        for (const KindOfClass &klass : kinds_of_classes) {
             if (!vorn_classes_get(klass.name)) continue;
             for (const vorn_instance *each :
                  vorn::Walk(vorn_instances_new_class_iterator(vorn::running_config, klass.name))) {
@@ -245,7 +245,7 @@ protected:
     std::vector<const KindOfClass *> meant_by(const std::string &name) const
     {
         std::vector<const KindOfClass *> meant;
-        for (const KindOfClass &each : kinds)
+        for (const KindOfClass &each : kinds_of_classes)
             if (is_there(each) &&
                 (name == each.name || (each.superclass && name == each.superclass)))
                 meant.push_back(&each);
@@ -364,9 +364,10 @@ protected:
     /* The identifier is the family's, and can't be taken from a subclass alone. */
     bool can_be_compared() const
     {
-        return std::all_of(kinds.begin(), kinds.end(), [&](const KindOfClass &each) {
-            return !each.superclass || !is_there(each) || may_read(each, "kind");
-        });
+        return std::all_of(kinds_of_classes.begin(), kinds_of_classes.end(),
+                           [&](const KindOfClass &each) {
+                               return !each.superclass || !is_there(each) || may_read(each, "kind");
+                           });
     }
 
     Random random;

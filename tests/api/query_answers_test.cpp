@@ -5,6 +5,7 @@
 namespace {
 
 using vorn::tests::QueryTest;
+using vorn::tests::refusal;
 
 struct Exchange {
     const char *name;
@@ -20,11 +21,6 @@ std::string in_lsql(const std::string &operations)
 std::string result(const std::string &content)
 {
     return content.empty() ? "<lsql_result/>" : "<lsql_result>" + content + "</lsql_result>";
-}
-
-std::string refusal(const std::string &message)
-{
-    return result("<error>" + message + "</error><rc>1</rc><counter>0</counter>");
 }
 
 std::string dataset(const std::string &content, int counter)

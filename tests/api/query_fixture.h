@@ -29,6 +29,12 @@ inline constexpr char change_channel_in_transaction[] =
     "<lsql><write-transaction><update><Radio name=\"r0\"><channel>7</channel></Radio></update>"
     "</write-transaction></lsql>";
 
+/* The answer to a request that was refused as a whole. */
+inline std::string refusal(const std::string &error)
+{
+    return "<lsql_result><error>" + error + "</error><rc>1</rc><counter>0</counter></lsql_result>";
+}
+
 /*
  * A running configuration with a class of every type, and one provider that writes down each
  * commit and can be told what to do when it refreshes.

@@ -16,11 +16,7 @@ using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 using vorn::tests::QueryTest;
-
-std::string error(const std::string &text)
-{
-    return "<lsql_result><error>" + text + "</error><rc>1</rc><counter>0</counter></lsql_result>";
-}
+using vorn::tests::refusal;
 
 class MustMatch : public QueryTest {
 protected:
@@ -68,7 +64,7 @@ TEST_F(MustMatch, RefusesWhatFulfilsNoCondition)
 TEST_F(MustMatch, RefusesToDeleteFromAClassThatIsNotThere)
 {
     EXPECT_EQ(remove(yes, "<Toaster name=\"t\"/>"),
-              error("No instance \"t\" of class \"Toaster\"."));
+              refusal("No instance \"t\" of class \"Toaster\"."));
     EXPECT_EQ(value("Board", nullptr, "label"), "attic");
 }
 
@@ -101,9 +97,9 @@ TEST_F(MustMatch, IsNotAskedForByAnythingElse)
 
 TEST_F(MustMatch, MustBeUnderstood)
 {
-    EXPECT_EQ(update(" must-match=\"perhaps\"", r9), error("Invalid must-match=\"perhaps\"."));
+    EXPECT_EQ(update(" must-match=\"perhaps\"", r9), refusal("Invalid must-match=\"perhaps\"."));
     EXPECT_EQ(remove(" must-match=\"perhaps\"", "<Radio name=\"r0\"/>"),
-              error("Invalid must-match=\"perhaps\"."));
+              refusal("Invalid must-match=\"perhaps\"."));
     EXPECT_EQ(value("Board", nullptr, "label"), "attic");
 }
 
@@ -160,8 +156,8 @@ TEST_F(Commits, ThatAreNoLongerTrueRefuseTheRequest)
     const std::string before = told();
     ask("<lsql><update><Radio name=\"r0\"><mode>a</mode></Radio></update></lsql>");
 
-    EXPECT_EQ(change_if(before), error("The configuration has changed: commit \"" + before +
-                                       "\", now \"" + told() + "\"."));
+    EXPECT_EQ(change_if(before), refusal("The configuration has changed: commit \"" + before +
+                                         "\", now \"" + told() + "\"."));
 
     EXPECT_EQ(value("Board", nullptr, "label"), "attic");
     EXPECT_THAT(commits, SizeIs(1));

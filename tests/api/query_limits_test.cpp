@@ -12,14 +12,10 @@ namespace {
 
 using testing::HasSubstr;
 using vorn::tests::QueryTest;
+using vorn::tests::refusal;
 
 /* Attack. */
 using RequestLimits = QueryTest;
-
-std::string refusal(const std::string &error)
-{
-    return "<lsql_result><error>" + error + "</error><rc>1</rc><counter>0</counter></lsql_result>";
-}
 
 std::string many(std::size_t count, const std::string &piece)
 {

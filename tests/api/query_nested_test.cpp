@@ -36,7 +36,7 @@ constexpr char one_done[] = "<rc>0</rc><counter>1</counter>";
 constexpr char delete_h0[] = "<lsql><delete><Hook name=\"h0\"/></delete></lsql>";
 constexpr char delete_h1[] = "<lsql><delete><Hook name=\"h1\"/></delete></lsql>";
 
-constexpr Nested kinds[] = {
+constexpr Nested nested_requests[] = {
     {"select", "<lsql><select><Radio name=\"r0\"/></select></lsql>",
      "<dataset><Radio name=\"r0\"/></dataset><rc>0</rc><counter>1</counter>"},
     {"update of another",
@@ -170,7 +170,7 @@ bool takes_away(Place place, const Nested &kind)
 TEST_F(NestedRequests, AndTheUpdateAroundThemBothHappen)
 {
     for (const Place each : places) {
-        for (const Nested &kind : kinds) {
+        for (const Nested &kind : nested_requests) {
             for (const bool is_passive : {true, false}) {
                 SCOPED_TRACE(testing::Message() << kind.name << " " << static_cast<int>(each)
                                                 << (is_passive ? " passive" : " active"));
@@ -193,7 +193,7 @@ TEST_F(NestedRequests, AndTheUpdateAroundThemBothHappen)
 TEST_F(NestedRequests, AreLostWhenATransactionEndsThatBeganBefore)
 {
     for (const Place each : places) {
-        for (const Nested &kind : kinds) {
+        for (const Nested &kind : nested_requests) {
             for (const bool is_passive : {true, false}) {
                 SCOPED_TRACE(testing::Message() << kind.name << " " << static_cast<int>(each)
                                                 << (is_passive ? " passive" : " active"));

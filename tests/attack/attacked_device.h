@@ -15,10 +15,8 @@
 
 namespace vorn::tests {
 
-inline constexpr char lsql_door[] = "vorn_sock_lsql";
 inline constexpr char stream_door[] = "vorn_sock_lsql_stream";
 inline constexpr char inform_door[] = "vorn_sock_inform";
-inline constexpr int notice_port = 8001;
 
 /* How long an attack that has no end of its own goes on; ./dev attack sets it. */
 inline std::chrono::seconds attack_time()

@@ -25,7 +25,7 @@ using vorn::tests::framed;
 using vorn::tests::inform_door;
 using vorn::tests::lsql_door;
 using vorn::tests::native;
-using vorn::tests::notice_port;
+using vorn::tests::notices_port;
 using vorn::tests::RawClient;
 using vorn::tests::stream_door;
 
@@ -112,7 +112,7 @@ protected:
 
     void subscribe()
     {
-        subscribers_.push_back(std::make_unique<RawClient>(notice_port));
+        subscribers_.push_back(std::make_unique<RawClient>(notices_port));
         subscribers_.back()->send(up_to(3) == 0 ? noise(1000) : "x");
         if (subscribers_.size() > 10) subscribers_.pop_front();
     }

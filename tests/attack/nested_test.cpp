@@ -15,7 +15,7 @@
 namespace {
 
 using testing::HasSubstr;
-using vorn::tests::notice_port;
+using vorn::tests::notices_port;
 using vorn::tests::RawClient;
 
 enum class Door { lsql, stream, inform };
@@ -96,7 +96,7 @@ protected:
 
 TEST_P(NestingAttacks, LoseNeitherOfTheTwo)
 {
-    RawClient subscriber(notice_port);
+    RawClient subscriber(notices_port);
     subscriber.send("x");
     for (int pass = 0; pass < 2; pass++) /* one to be taken, one to be heard */
         answer_to("<lsql/>");

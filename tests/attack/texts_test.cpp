@@ -12,7 +12,7 @@
 namespace {
 
 using testing::HasSubstr;
-using vorn::tests::notice_port;
+using vorn::tests::notices_port;
 using vorn::tests::RawClient;
 
 class TextAttacks : public vorn::tests::AttackedDevice {
@@ -49,7 +49,7 @@ TEST_F(TextAttacks, ByALongOriginCostNoMemoryForSubscribersThatDoNotRead)
     boot({"-f"}, without_quarantine);
     std::vector<std::unique_ptr<RawClient>> deaf;
     for (int i = 0; i < 8; i++) {
-        deaf.push_back(std::make_unique<RawClient>(notice_port));
+        deaf.push_back(std::make_unique<RawClient>(notices_port));
         deaf.back()->send("x");
     }
     expect_service();

@@ -13,6 +13,15 @@
 
 namespace vorn::tests {
 
+/* What callbacks saw, one line each. */
+inline std::string trace;
+
+inline std::string name_of(const vorn_instance *instance)
+{
+    if (!instance) return "null";
+    return instance->name ? instance->name.get() : instance->klass->name.get();
+}
+
 /* A store to be watched and a class of every type, whose channel takes digits only. */
 class ChangeSets : public ModelTest {
 protected:

@@ -11,10 +11,10 @@ namespace vorn::tests {
 
 namespace {
 
-struct DeleteInfo {
+struct DeleteCommitInfo {
     void operator()(vorn_commit_info *info) const { vorn_commit_info_delete(info); }
 };
-using OwnedInfo = std::unique_ptr<vorn_commit_info, DeleteInfo>;
+using OwnedCommitInfo = std::unique_ptr<vorn_commit_info, DeleteCommitInfo>;
 
 /* The record follows none of its pointers. */
 template <typename T>
@@ -28,7 +28,7 @@ T *somewhere(std::uintptr_t address)
 TEST(CommitInfos, GiveBackWhatTheyWereMadeOf)
 {
     int data = 0;
-    const OwnedInfo info(
+    const OwnedCommitInfo info(
         vorn_commit_info_new(somewhere<vorn_instances>(0x10), somewhere<vorn_instances>(0x20),
                              somewhere<vorn_changes>(0x30), somewhere<vorn_actions>(0x40), &data));
 
@@ -42,7 +42,7 @@ TEST(CommitInfos, GiveBackWhatTheyWereMadeOf)
 TEST(CommitInfos, TakeOtherData)
 {
     int data = 0;
-    const OwnedInfo info(vorn_commit_info_new(nullptr, nullptr, nullptr, nullptr, nullptr));
+    const OwnedCommitInfo info(vorn_commit_info_new(nullptr, nullptr, nullptr, nullptr, nullptr));
 
     vorn_commit_info_set_data(info.get(), &data);
 
@@ -67,7 +67,8 @@ TEST(CommitInfos, AnswerNullForANullRecordWithoutAWord)
 TEST(CommitInfos, AreNotMadeWithoutMemory)
 {
     FailEachAllocation([] {
-        const OwnedInfo info(vorn_commit_info_new(nullptr, nullptr, nullptr, nullptr, nullptr));
+        const OwnedCommitInfo info(
+            vorn_commit_info_new(nullptr, nullptr, nullptr, nullptr, nullptr));
         EXPECT_EQ(info == nullptr, AllocationFailed());
     });
 }

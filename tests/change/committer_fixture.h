@@ -10,17 +10,9 @@
 
 namespace vorn::tests {
 
-/* What the callbacks saw, one line each. */
-inline std::string trace;
-
 inline std::string text(const char *value)
 {
     return value ? value : "null";
-}
-inline std::string name_of(const vorn_instance *instance)
-{
-    if (!instance) return "null";
-    return instance->name ? instance->name.get() : instance->klass->name.get();
 }
 /* Name and channel, which tells an instance from its copy. */
 inline std::string state_of(const vorn_instance *instance)

@@ -13,10 +13,10 @@ namespace vorn::tests {
 
 namespace {
 
-struct DeleteInfo {
+struct DeleteRefreshInfo {
     void operator()(vorn_refresh_info *info) const { vorn_refresh_info_delete(info); }
 };
-using OwnedInfo = std::unique_ptr<vorn_refresh_info, DeleteInfo>;
+using OwnedRefreshInfo = std::unique_ptr<vorn_refresh_info, DeleteRefreshInfo>;
 
 class RefreshInfos : public ModelTest {
 protected:
@@ -54,7 +54,7 @@ protected:
     Owned<vorn_instance> radio0 = new_instance(radio, "radio0");
     Owned<vorn_instance> radio1 = new_instance(radio, "radio1");
     Owned<vorn_instance> the_clock = new_instance(clock);
-    OwnedInfo info{vorn_refresh_info_new(nullptr)};
+    OwnedRefreshInfo info{vorn_refresh_info_new(nullptr)};
 };
 
 } // namespace
@@ -275,7 +275,7 @@ TEST_F(RefreshInfos, ContainNothingNull)
 TEST_F(RefreshInfos, CarryTheStoreAndTheDataOfAProvider)
 {
     vorn_instances *instances = vorn_instances_new();
-    const OwnedInfo made(vorn_refresh_info_new(instances));
+    const OwnedRefreshInfo made(vorn_refresh_info_new(instances));
 
     EXPECT_EQ(vorn_refresh_info_get_instances(made.get()), instances);
     EXPECT_EQ(vorn_refresh_info_get_data(made.get()), nullptr);
@@ -332,7 +332,7 @@ TEST_F(RefreshInfos, PrintARecordWithoutClassTable)
 TEST_F(RefreshInfos, AreNotMadeWithoutMemory)
 {
     FailEachAllocation([] {
-        const OwnedInfo made(vorn_refresh_info_new(nullptr));
+        const OwnedRefreshInfo made(vorn_refresh_info_new(nullptr));
         EXPECT_EQ(made == nullptr, AllocationFailed());
     });
 }

@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "change/changes_fixture.h"
+#include "change/refresh_info_record.h"
 #include "change/refresher_record.h"
 #include "core/base/result.h"
 #include "model/lazy/working_copy.h"
@@ -14,14 +15,8 @@ namespace vorn::tests {
 
 namespace {
 
-/* What the functions saw, one line each; and what they answer. */
-std::string trace;
+/* What the functions answer. */
 const char *answer = nullptr;
-
-std::string name_of(const vorn_instance *instance)
-{
-    return instance->name ? instance->name.get() : instance->klass->name.get();
-}
 
 void trace_pre_refresh(vorn_refresh_info *info)
 {
@@ -41,10 +36,6 @@ const char *name_as_value(vorn_instance *instance, const char *, vorn_refresh_in
 {
     return vorn_instance_get_name(instance);
 }
-
-struct DeleteInfo {
-    void operator()(vorn_refresh_info *info) const { vorn_refresh_info_delete(info); }
-};
 
 class Refreshers : public ChangeSets {
 protected:
@@ -68,7 +59,7 @@ protected:
     void refresh() { refresh(refresher); }
 
     Owned<vorn_refresher> refresher{vorn_refresher_new("radio")};
-    std::unique_ptr<vorn_refresh_info, DeleteInfo> info{vorn_refresh_info_new(store)};
+    Owned<vorn_refresh_info> info{vorn_refresh_info_new(store)};
     vorn_instance *radio0 = put(radio, "radio0", {{"channel", "6"}});
     vorn_instance *radio1 = put(radio, "radio1", {{"channel", "6"}});
 };

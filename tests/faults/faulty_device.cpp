@@ -11,8 +11,6 @@ namespace vorn::tests {
 
 namespace {
 
-constexpr char lsql_door[] = "vorn_sock_lsql";
-
 constexpr char board[] = "<?xml version=\"1.0\"?>\n"
                          "<config>\n"
                          "  <Board>\n"

@@ -7,6 +7,8 @@
 
 namespace vorn::tests {
 
+inline constexpr char default_file[] = "/etc/defaultconfig.xml";
+
 /* A board with a little of everything in its configuration, for tests in which calls fail. */
 class FaultyDevice : public Device {
 protected:

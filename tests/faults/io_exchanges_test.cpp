@@ -25,9 +25,6 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using namespace vorn::tests;
 
-constexpr int notify_port = 8001;
-const std::string end_of_notice(1, '\0');
-
 std::string change(const std::string &label)
 {
     return "<lsql><write-transaction><update><Board><label>" + label +
@@ -53,7 +50,7 @@ protected:
     /* A little of everything that the daemon does for its clients. */
     void expect_all_to_work()
     {
-        RawClient subscriber(notify_port);
+        RawClient subscriber(notices_port);
         subscriber.send("x");
         await_subscription();
         const std::string label = "w" + std::to_string(++rounds_);
@@ -195,7 +192,7 @@ TEST_F(FailingCalls, CloseAClientThatCannotBeWatchedAndServeTheNextOne)
     const std::string whole = configuration();
     kernel_.fail(Call::watch, 1, ENOMEM);
 
-    RawClient client("vorn_sock_lsql");
+    RawClient client(lsql_door);
 
     EXPECT_TRUE(client.closed_within(1));
     EXPECT_TRUE(kernel_.stop());
@@ -207,7 +204,7 @@ TEST_F(FailingCalls, CloseAClientThatCannotBeWatchedAndServeTheNextOne)
 TEST_F(FailingCalls, LoseNoHalfOfANotice)
 {
     boot({"-f", "-d"}, FailingKernel::stand_between);
-    RawClient subscriber(notify_port);
+    RawClient subscriber(notices_port);
     subscriber.send("x");
     await_subscription();
 
@@ -276,7 +273,7 @@ TEST_F(DaemonsWithoutDescriptors, ServeAgainWhenTheyHaveSome)
     const std::string whole = configuration();
     allow_none();
 
-    RawClient waiting("vorn_sock_lsql");
+    RawClient waiting(lsql_door);
     waiting.send(framed("<lsql><select><Board/></select></lsql>"));
     EXPECT_TRUE(
         comes_true([] { return standard_error().find(reason(EMFILE)) != std::string::npos; }));

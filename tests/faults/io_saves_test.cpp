@@ -19,7 +19,6 @@ using testing::Eq;
 using testing::HasSubstr;
 using namespace vorn::tests;
 
-constexpr char default_file[] = "/etc/defaultconfig.xml";
 constexpr char startup[] = "/etc/config/config.xml";
 
 struct Fault {

@@ -19,8 +19,6 @@ using testing::Eq;
 using testing::HasSubstr;
 using namespace vorn::tests;
 
-constexpr int notify_port = 8001;
-constexpr char default_file[] = "/etc/defaultconfig.xml";
 constexpr char rescue_file[] = "/etc/rescueconfig.xml";
 
 class DoorsShortOfMemory : public ScarceDevice {
@@ -105,11 +103,10 @@ TEST_F(DoorsShortOfMemory, InformAHandlerOrSayWhyNot)
 
 const std::string marked =
     "<lsql origin=\"mark\"><update><Board><label>b</label></Board></update></lsql>";
-const std::string end_of_notice(1, '\0');
 
 TEST_F(DoorsShortOfMemory, SendWholeNoticesOrNone)
 {
-    RawClient subscriber(notify_port);
+    RawClient subscriber(notices_port);
     subscriber.send("x");
     ASSERT_TRUE(is_idle());
 
@@ -136,7 +133,7 @@ TEST_F(DoorsShortOfMemory, TakeASubscriberOrSayWhyNot)
 {
     std::optional<RawClient> subscriber;
     const auto subscribe = [&] {
-        subscriber.emplace(notify_port);
+        subscriber.emplace(notices_port);
         subscriber->send("x");
     };
     const auto judge = [&] {

@@ -24,9 +24,7 @@ namespace {
 using testing::HasSubstr;
 using namespace vorn::tests;
 
-constexpr char lsql_name[] = "vorn_sock_lsql";
 constexpr char inform_name[] = "vorn_sock_inform";
-constexpr int notices_port = 8001;
 
 class DevicesWithALocalUser : public LocalUsers {
 protected:
@@ -146,7 +144,7 @@ TEST_F(DevicesWithALocalUser, LetHimTakeNoAddressOfARunningDaemon)
 {
     boot();
 
-    EXPECT_EQ(as_local_user([] { return bind_to_name(lsql_name); }), EADDRINUSE);
+    EXPECT_EQ(as_local_user([] { return bind_to_name(lsql_door); }), EADDRINUSE);
     EXPECT_EQ(as_local_user([] { return bind_to_name(inform_name); }), EADDRINUSE);
     EXPECT_EQ(as_local_user(bind_to_notices_port), EADDRINUSE);
 }

@@ -6,6 +6,11 @@
 
 namespace vorn::tests {
 
+/* Where the daemon takes requests and subscribers, and what each notice ends with. */
+inline constexpr char lsql_door[] = "vorn_sock_lsql";
+inline constexpr int notices_port = 8001;
+inline const std::string end_of_notice(1, '\0');
+
 /* A client that may misbehave: it sends whatever bytes it is told to, whenever it is told to. */
 class RawClient {
 public:

@@ -309,13 +309,13 @@ TEST_F(PipedAddressPools, WaitForNoPipeInThePlaceOfAFile)
     EXPECT_THAT(read_file(config_file), HasSubstr("dhcp-leasefile="));
 }
 
-struct Fault {
+struct PoolFault {
     const char *name;
     const char *operation;
     const char *reason;
 };
 
-constexpr Fault faults[] = {
+constexpr PoolFault pool_faults[] = {
     {"ThatEndBeforeTheyBegin",
      "<update><dhcp-pool name=\"lan\"><last>192.168.1.99</last></dhcp-pool></update>",
      "Property \"last\" of instance \"lan\" of class \"dhcp-pool\": the last address is before the"
@@ -387,7 +387,7 @@ protected:
 };
 
 class AddressPoolFaults : public AddressPoolsOfNetworks,
-                          public testing::WithParamInterface<Fault> {};
+                          public testing::WithParamInterface<PoolFault> {};
 
 TEST_P(AddressPoolFaults, AreRefusedAndChangeNothing)
 {
@@ -401,7 +401,7 @@ TEST_P(AddressPoolFaults, AreRefusedAndChangeNothing)
                 HasSubstr("<rc>0</rc>"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, AddressPoolFaults, testing::ValuesIn(faults),
+INSTANTIATE_TEST_SUITE_P(Of, AddressPoolFaults, testing::ValuesIn(pool_faults),
                          [](const auto &each) { return std::string(each.param.name); });
 
 TEST_F(AddressPoolsOfNetworks, KeepTheirInterface)

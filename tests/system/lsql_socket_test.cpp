@@ -27,11 +27,11 @@ using testing::StartsWith;
 using vorn::tests::Device;
 using vorn::tests::error_file;
 using vorn::tests::framed;
+using vorn::tests::lsql_door;
 using vorn::tests::native;
 using vorn::tests::RawClient;
 using vorn::tests::reason;
 
-constexpr char door[] = "vorn_sock_lsql";
 constexpr char declaration[] = "<?xml version=\"1.0\"?>\n";
 constexpr char select_radio[] =
     "<lsql><select><Radio name=\"r0\"><channel/></Radio></select></lsql>";
@@ -65,7 +65,7 @@ protected:
     /* By the door itself, where the client library would take the other one. */
     static std::string answer_at_the_door()
     {
-        RawClient client(door);
+        RawClient client(lsql_door);
         client.send(framed(select_radio));
         return client.receive_all();
     }
@@ -75,7 +75,7 @@ protected:
 
 TEST_F(LsqlSockets, AnswerOneRequestAndClose)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(framed(select_radio));
 
     EXPECT_EQ(client.receive_all(), radio_on_6);
@@ -83,7 +83,7 @@ TEST_F(LsqlSockets, AnswerOneRequestAndClose)
 
 TEST_F(LsqlSockets, EndAtOnceForALengthOfZero)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(native(0));
 
     EXPECT_EQ(client.receive_all(), "");
@@ -92,7 +92,7 @@ TEST_F(LsqlSockets, EndAtOnceForALengthOfZero)
 
 TEST_F(LsqlSockets, EndForALengthThatIsCutShort)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send("ab");
     client.half_close();
 
@@ -102,7 +102,7 @@ TEST_F(LsqlSockets, EndForALengthThatIsCutShort)
 
 TEST_F(LsqlSockets, AnswerNothingToWhatIsNoXml)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(framed("hello"));
 
     EXPECT_EQ(client.receive_all(), "");
@@ -111,7 +111,7 @@ TEST_F(LsqlSockets, AnswerNothingToWhatIsNoXml)
 
 TEST_F(LsqlSockets, NeverReadASecondRequest)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(framed(select_radio) + framed(select_radio));
 
     EXPECT_EQ(client.receive_all(), radio_on_6);
@@ -120,7 +120,7 @@ TEST_F(LsqlSockets, NeverReadASecondRequest)
 TEST_F(LsqlSockets, AnswerAlsoWhenMoreBytesFollowTheRequest)
 {
     for (int round = 0; round < 20; round++) {
-        RawClient client(door);
+        RawClient client(lsql_door);
         client.send(framed(select_radio) + std::string(100000, 'x'));
 
         ASSERT_EQ(client.receive_all(), radio_on_6) << round;
@@ -129,8 +129,8 @@ TEST_F(LsqlSockets, AnswerAlsoWhenMoreBytesFollowTheRequest)
 
 TEST_F(LsqlSockets, ServeTwoClientsOneAfterTheOther)
 {
-    RawClient first(door);
-    RawClient second(door);
+    RawClient first(lsql_door);
+    RawClient second(lsql_door);
     second.send(framed(select_radio));
     first.send(framed(select_radio));
 
@@ -140,7 +140,7 @@ TEST_F(LsqlSockets, ServeTwoClientsOneAfterTheOther)
 
 TEST_F(LsqlSockets, AnswerARequestOfWhichTheEndIsMissing)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(native(1000) + select_radio);
     client.half_close();
 
@@ -150,7 +150,7 @@ TEST_F(LsqlSockets, AnswerARequestOfWhichTheEndIsMissing)
 TEST_F(LsqlSockets, RefuseRequestsLongerThan16Mebibytes)
 {
     for (const unsigned int length : {largest_request + 1, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
-        RawClient client(door);
+        RawClient client(lsql_door);
         client.send(native(length));
 
         EXPECT_EQ(client.receive_all(), "") << length;
@@ -167,7 +167,7 @@ TEST_F(LsqlSockets, TakeARequestOf16Mebibytes)
         request += padding;
     request.append(largest_request - request.size(), '\n');
 
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(framed(request));
 
     EXPECT_EQ(client.receive_all(), radio_on_6);
@@ -175,7 +175,7 @@ TEST_F(LsqlSockets, TakeARequestOf16Mebibytes)
 
 TEST_F(LsqlSockets, GiveUpOnAClientThatSaysNothing)
 {
-    RawClient silent(door);
+    RawClient silent(lsql_door);
 
     EXPECT_TRUE(silent.closed_within(20));
     EXPECT_TRUE(console_shows("vorn: LSQL client took too long to send its request.\n"));
@@ -184,7 +184,7 @@ TEST_F(LsqlSockets, GiveUpOnAClientThatSaysNothing)
 
 TEST_F(LsqlSockets, GiveUpOnAClientThatTakesTooLongInTotal)
 {
-    RawClient slow(door);
+    RawClient slow(lsql_door);
     const std::string request = framed(std::string(200, ' '));
 
     int sent = 0;
@@ -200,7 +200,7 @@ TEST_F(LsqlSockets, GiveUpOnAClientThatTakesTooLongInTotal)
 
 TEST_F(LsqlSockets, SendAReplyLargerThanTheSocketBuffer)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(framed(request_for_a_large_reply()));
 
     const std::string reply = client.receive_all();
@@ -211,7 +211,7 @@ TEST_F(LsqlSockets, SendAReplyLargerThanTheSocketBuffer)
 
 TEST_F(LsqlSockets, GiveUpOnAClientThatDoesNotTakeItsReply)
 {
-    RawClient deaf(door);
+    RawClient deaf(lsql_door);
     deaf.send(framed(request_for_a_large_reply()));
 
     EXPECT_TRUE(console_shows("vorn: LSQL client took too long to take its reply.\n"));
@@ -249,7 +249,7 @@ TEST_F(LsqlSocketsWithoutDescriptors, AnswerWithTheirReserve)
 TEST_F(LsqlSocketsWithoutDescriptors, CloseASilentClientForTheNextOne)
 {
     allow_below(lowest_free());
-    RawClient silent(door);
+    RawClient silent(lsql_door);
 
     expect_service();
 
@@ -261,7 +261,7 @@ TEST_F(LsqlSocketsWithoutDescriptors, WaitForOneWhenTheReserveIsGoneToo)
     expect_service();
     constexpr rlim_t not_even_the_reserve = 3;
     allow_below(not_even_the_reserve);
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(framed(select_radio));
     /* The loop comes back at once, again and again: reading its log now would find no end. */
     const auto quiet = error_size();
@@ -277,12 +277,12 @@ TEST_F(LsqlSockets, ServeOthersWhileClientsAreSilentOrDeaf)
 {
     std::vector<std::unique_ptr<RawClient>> clients;
     for (int i = 0; i < 20; i++) {
-        clients.push_back(std::make_unique<RawClient>(door));
+        clients.push_back(std::make_unique<RawClient>(lsql_door));
         clients.push_back(std::make_unique<RawClient>("vorn_sock_inform"));
-        clients.push_back(std::make_unique<RawClient>(door));
+        clients.push_back(std::make_unique<RawClient>(lsql_door));
         clients.back()->send(framed(select_radio).substr(0, 20));
     }
-    clients.push_back(std::make_unique<RawClient>(door));
+    clients.push_back(std::make_unique<RawClient>(lsql_door));
     clients.back()->send(framed(request_for_a_large_reply()));
 
     expect_service();
@@ -361,7 +361,7 @@ TEST_F(LsqlStreams, CloseOnWhatIsNoFrameAndSayWhy)
 /* What a slow client has not taken of its reply it still gets. */
 TEST_F(LsqlSockets, SendTheRestOfAReplyWhenTheDaemonEnds)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(framed(request_for_a_large_reply()));
     const std::string begin = client.receive_until("<rc>0</rc>");
     kill(daemon_pid(), SIGTERM);
@@ -372,7 +372,7 @@ TEST_F(LsqlSockets, SendTheRestOfAReplyWhenTheDaemonEnds)
 TEST_F(LsqlSockets, OutliveAClientThatGoesBeforeItsReply)
 {
     for (int round = 0; round < 20; round++) {
-        RawClient client(door);
+        RawClient client(lsql_door);
         client.send(framed(select_radio));
     }
 
@@ -381,7 +381,7 @@ TEST_F(LsqlSockets, OutliveAClientThatGoesBeforeItsReply)
 
 TEST_F(LsqlSockets, AreNotDisturbedByAChildThatEndsWhileARequestArrives)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     const std::string request = framed(select_radio);
     client.send(request.substr(0, 20));
     for (int i = 0; i < 50; i++) {
@@ -397,7 +397,7 @@ TEST_F(LsqlSockets, ServeFiftyClientsThatComeTogether)
 {
     std::vector<std::unique_ptr<RawClient>> clients;
     for (int i = 0; i < 50; i++)
-        clients.push_back(std::make_unique<RawClient>(door));
+        clients.push_back(std::make_unique<RawClient>(lsql_door));
     for (auto &client : clients)
         client->send(framed(select_radio));
 
@@ -411,7 +411,7 @@ TEST_F(LsqlSockets, ServeRequestsInTheOrderInWhichTheyWereSent)
     for (int round = 0; round < 20; round++) {
         std::vector<std::unique_ptr<RawClient>> clients;
         for (int i = 0; i < 12; i++)
-            clients.push_back(std::make_unique<RawClient>(door));
+            clients.push_back(std::make_unique<RawClient>(lsql_door));
         answer_at_the_door(); /* all have been taken: until then the order of arrival counts */
         for (int i = 11; i > 0; i--)
             clients[static_cast<std::size_t>(i)]->send(
@@ -441,7 +441,7 @@ TEST_F(LsqlSockets, SayWhyThereIsNoSavedConfiguration)
 
 TEST_F(LsqlSockets, ReadNoFileThatARequestNames)
 {
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(
         framed("<!DOCTYPE lsql [<!ENTITY it SYSTEM \"/etc/config/config.xml\">]>"
                "<lsql><insert><Radio name=\"x\"><mode>&it;</mode></Radio></insert></lsql>"));
@@ -460,7 +460,7 @@ TEST_F(LsqlSockets, ExplodeForNoBomb)
             bomb += before;
         bomb += "\">";
     }
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(framed(bomb + "]><lsql><select><Radio>&z;</Radio></select></lsql>"));
 
     EXPECT_EQ(client.receive_all(), "");
@@ -472,7 +472,7 @@ TEST_F(LsqlSockets, AnswerWhatIsTooDeepWithNothing)
     std::string deep = "<lsql>";
     for (int i = 0; i < 100000; i++)
         deep += "<and>";
-    RawClient client(door);
+    RawClient client(lsql_door);
     client.send(framed(deep));
 
     EXPECT_EQ(client.receive_all(), "");

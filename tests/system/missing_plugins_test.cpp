@@ -20,7 +20,7 @@ constexpr char list_of_plugins[] = "/etc/vorn-plugins";
 constexpr char list_beside_startup[] = "/etc/config/vorn-plugins";
 constexpr char change_copies[] = "<lsql><update><Copies><rescue-to-default>no</rescue-to-default>"
                                  "</Copies></update></lsql>";
-constexpr char refusal[] =
+constexpr char why_not_saved[] =
     "vorn: Not saving: the plugin \"board.vorn\" is missing, and what is its "
     "own would be lost.\n";
 
@@ -164,7 +164,7 @@ TEST_F(MissingLargePlugins, LoseNothingToASave)
 
     save_something();
 
-    EXPECT_TRUE(console_shows(refusal));
+    EXPECT_TRUE(console_shows(why_not_saved));
     EXPECT_EQ(read_file(startup), saved_);
     EXPECT_THAT(lsql(select_save), HasSubstr("<result>failed</result><reason>the plugin "
                                              "\"board.vorn\" is missing"));
@@ -220,7 +220,7 @@ TEST_F(MissingLargePlugins, AreRememberedFromABootThatHadThemAll)
     save_something();
 
     EXPECT_EQ(read_file(startup), saved_);
-    EXPECT_THAT(console(), HasSubstr(refusal));
+    EXPECT_THAT(console(), HasSubstr(why_not_saved));
 }
 
 TEST_F(MissingLargePlugins, AreForgottenWithTheirList)
@@ -265,7 +265,7 @@ TEST_F(UnwritableLists, ArePutBesideTheStartupFile)
     save_something();
 
     EXPECT_EQ(read_file(startup), saved_);
-    EXPECT_TRUE(console_shows(refusal));
+    EXPECT_TRUE(console_shows(why_not_saved));
 }
 
 TEST_F(UnwritableLists, LeaveTheStartupFileAloneAgainWhenTheyCanBeWritten)

@@ -14,12 +14,12 @@ using testing::HasSubstr;
 using vorn::tests::bridged_network;
 using vorn::tests::Networks;
 
-struct Refusal {
+struct NetworkRefusal {
     const char *name;
     const char *operation;
 };
 
-constexpr Refusal refusals[] = {
+constexpr NetworkRefusal network_refusals[] = {
     {"BridgesOfTextsThatAreNoNames",
      "<update><interface name=\"br0\"><members>eth0 -x</members></interface></update>"},
     {"VlansWithoutAParent",
@@ -56,7 +56,7 @@ constexpr Refusal refusals[] = {
     {"DomainsThatAreNone", "<update><resolver><search>a..b</search></resolver></update>"},
 };
 
-class NetworkRefusals : public Networks, public testing::WithParamInterface<Refusal> {};
+class NetworkRefusals : public Networks, public testing::WithParamInterface<NetworkRefusal> {};
 
 TEST_P(NetworkRefusals, ChangeNothing)
 {
@@ -68,16 +68,16 @@ TEST_P(NetworkRefusals, ChangeNothing)
     EXPECT_EQ(read_file(vorn::test::startup_file), bridged_network);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, NetworkRefusals, testing::ValuesIn(refusals),
+INSTANTIATE_TEST_SUITE_P(Of, NetworkRefusals, testing::ValuesIn(network_refusals),
                          [](const auto &each) { return std::string(each.param.name); });
 
-struct Fault {
+struct NetworkFault {
     const char *name;
     const char *operation;
     const char *answer;
 };
 
-constexpr Fault faults[] = {
+constexpr NetworkFault network_faults[] = {
     {"AddressesOnNoInterface",
      "<update><address name=\"lan\"><interface>eth77</interface></address></update>",
      "Property \"interface\" of instance \"lan\" of class \"static-address\": "
@@ -136,7 +136,7 @@ constexpr Fault faults[] = {
      "address \"lan\" of this device has it"},
 };
 
-class NetworkFaults : public Networks, public testing::WithParamInterface<Fault> {};
+class NetworkFaults : public Networks, public testing::WithParamInterface<NetworkFault> {};
 
 TEST_P(NetworkFaults, AreRefusedWithTheirReason)
 {
@@ -149,16 +149,16 @@ TEST_P(NetworkFaults, AreRefusedWithTheirReason)
     EXPECT_EQ(read_file(vorn::test::startup_file), bridged_network);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, NetworkFaults, testing::ValuesIn(faults),
+INSTANTIATE_TEST_SUITE_P(Of, NetworkFaults, testing::ValuesIn(network_faults),
                          [](const auto &each) { return std::string(each.param.name); });
 
-struct Change {
+struct NetworkChange {
     const char *name;
     const char *operation;
     const char *commands;
 };
 
-constexpr Change changes[] = {
+constexpr NetworkChange network_changes[] = {
     {"AMemberLess", "<update><interface name=\"br0\"><members>eth0</members></interface></update>",
      "link set dev eth1.5 nomaster\n"},
     {"AnotherOrderOfMembers",
@@ -187,7 +187,7 @@ constexpr Change changes[] = {
     {"NothingNew", "<update><interface><status>up</status></interface></update>", ""},
 };
 
-class NetworkChanges : public Networks, public testing::WithParamInterface<Change> {};
+class NetworkChanges : public Networks, public testing::WithParamInterface<NetworkChange> {};
 
 TEST_P(NetworkChanges, RunOnlyWhatTheyAskFor)
 {
@@ -198,7 +198,7 @@ TEST_P(NetworkChanges, RunOnlyWhatTheyAskFor)
     EXPECT_TRUE(ran(GetParam().commands));
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, NetworkChanges, testing::ValuesIn(changes),
+INSTANTIATE_TEST_SUITE_P(Of, NetworkChanges, testing::ValuesIn(network_changes),
                          [](const auto &each) { return std::string(each.param.name); });
 
 } // namespace

@@ -310,12 +310,12 @@ TEST_F(ReferenceBoards, SaveNothingWhenNothingChanged)
     EXPECT_EQ(read_file(startup_file), "untouched");
 }
 
-struct Refusal {
+struct BoardRefusal {
     const char *name;
     const char *update;
 };
 
-const Refusal refusals[] = {
+const BoardRefusal board_refusals[] = {
     {"HostNamesWithBlanks", "<system><hostname>at tic</hostname></system>"},
     {"EmptyHostNames", "<system><hostname/></system>"},
     {"ContactsOfTwoLines", "<system><contact>two\nlines</contact></system>"},
@@ -326,7 +326,7 @@ const Refusal refusals[] = {
     {"OtherProperties", "<interface name=\"eth0\"><speed>9</speed></interface>"},
 };
 
-class Refusals : public ReferenceBoards, public testing::WithParamInterface<Refusal> {};
+class Refusals : public ReferenceBoards, public testing::WithParamInterface<BoardRefusal> {};
 
 TEST_P(Refusals, ChangeNothing)
 {
@@ -338,16 +338,16 @@ TEST_P(Refusals, ChangeNothing)
     EXPECT_EQ(read_file(startup_file), board);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Refusals, testing::ValuesIn(refusals),
+INSTANTIATE_TEST_SUITE_P(Of, Refusals, testing::ValuesIn(board_refusals),
                          [](const auto &each) { return std::string(each.param.name); });
 
-struct Change {
+struct BoardChange {
     const char *name;
     const char *request;
     const char *commands;
 };
 
-const Change changes[] = {
+const BoardChange board_changes[] = {
     {"AHostName", "<lsql><update><system><hostname>barn</hostname></system></update></lsql>",
      "hostname barn\n"},
     {"AContact", "<lsql><update><system><contact>me</contact></system></update></lsql>", ""},
@@ -367,7 +367,7 @@ const Change changes[] = {
      "<lsql><update><interface name=\"eth0\"><mtu>1400</mtu></interface></update></lsql>", ""},
 };
 
-class Changes : public ReferenceBoards, public testing::WithParamInterface<Change> {};
+class Changes : public ReferenceBoards, public testing::WithParamInterface<BoardChange> {};
 
 TEST_P(Changes, RunOnlyWhatTheyAskFor)
 {
@@ -380,7 +380,7 @@ TEST_P(Changes, RunOnlyWhatTheyAskFor)
     EXPECT_EQ(commands(), GetParam().commands);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Changes, testing::ValuesIn(changes),
+INSTANTIATE_TEST_SUITE_P(Of, Changes, testing::ValuesIn(board_changes),
                          [](const auto &each) { return std::string(each.param.name); });
 
 } // namespace

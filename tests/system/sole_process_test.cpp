@@ -14,7 +14,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using namespace vorn::tests;
 
-constexpr char refusal[] = "vorn: Another vorn is running already.\n";
+constexpr char why_no_second[] = "vorn: Another vorn is running already.\n";
 
 class SecondDaemons : public ConfiguredDevice {
 protected:
@@ -40,9 +40,9 @@ TEST_F(SecondDaemons, SaySoAndEndBeforeTheyHaveTouchedAnything)
     write_file("/dev/watchdog", "untouched");
     write_file("/proc/sys/kernel/panic", "0\n");
 
-    EXPECT_EQ(start_second("-f"), std::string(refusal) + "status 1\n");
-    EXPECT_EQ(start_second(""), std::string(refusal) + "status 1\n");
-    EXPECT_EQ(start_second("-fned"), std::string(refusal) + "status 1\n");
+    EXPECT_EQ(start_second("-f"), std::string(why_no_second) + "status 1\n");
+    EXPECT_EQ(start_second(""), std::string(why_no_second) + "status 1\n");
+    EXPECT_EQ(start_second("-fned"), std::string(why_no_second) + "status 1\n");
 
     EXPECT_EQ(console(), log);
     EXPECT_EQ(read_file("/var/run/vorn.pid"), pid);
@@ -58,7 +58,7 @@ TEST_F(SecondDaemons, ShowTheirUsageAsEver)
     EXPECT_THAT(start_second("-f more"), HasSubstr("Usage: vorn [-hfned]"));
     EXPECT_THAT(start_second("-dddddd -d"), HasSubstr("Usage: vorn [-hfned]"));
     EXPECT_THAT(start_second("-x"), HasSubstr("Usage: vorn [-hfned]"));
-    EXPECT_THAT(start_second("-dddddd"), StartsWith(refusal));
+    EXPECT_THAT(start_second("-dddddd"), StartsWith(why_no_second));
 }
 
 TEST_F(SecondDaemons, AreRefusedByOneInTheBackgroundToo)
@@ -66,7 +66,7 @@ TEST_F(SecondDaemons, AreRefusedByOneInTheBackgroundToo)
     start({});
     adopt_daemon();
 
-    EXPECT_THAT(start_second("-f"), StartsWith(refusal));
+    EXPECT_THAT(start_second("-f"), StartsWith(why_no_second));
 }
 
 TEST_F(SecondDaemons, TakeThePlaceOfOneThatWasKilledWhateverItLeftBehind)

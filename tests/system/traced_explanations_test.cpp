@@ -19,7 +19,7 @@ using testing::StartsWith;
 using vorn::tests::AccessPoints;
 using vorn::tests::CallsOfAProcess;
 
-constexpr const char *changes[] = {
+constexpr const char *explained_changes[] = {
     "<update><radio name=\"wlan0\"><channel>11</channel><power>7</power></radio></update>",
     "<update><wireless-network name=\"home\"><key>another horse</key><ssid>x</ssid>"
     "</wireless-network></update>",
@@ -70,7 +70,7 @@ protected:
 
 TEST_F(TracedExplanations, NeitherWriteNorExecute)
 {
-    for (const char *operations : changes) {
+    for (const char *operations : explained_changes) {
         SCOPED_TRACE(operations);
         CallsOfAProcess calls(daemon_pid());
         const std::string said = lsql("<explain>" + std::string(operations) + "</explain>");
@@ -84,7 +84,7 @@ TEST_F(TracedExplanations, NeitherWriteNorExecute)
 
 TEST_F(TracedExplanations, LeaveAPendingTrialAsItIs)
 {
-    change(std::string(changes[9]) + changes[1] + changes[3]);
+    change(std::string(explained_changes[9]) + explained_changes[1] + explained_changes[3]);
     const auto trial = [] {
         return lsql("<lsql><select><trial><state/><id/></trial></select></lsql>");
     };
@@ -107,7 +107,7 @@ TEST_F(TracedExplanations, LeaveAPendingTrialAsItIs)
 TEST_F(TracedExplanations, KnowWhatATrialDoesToASave)
 {
     const std::string said =
-        lsql("<explain>" + std::string(changes[9]) + changes[1] + "</explain>");
+        lsql("<explain>" + std::string(explained_changes[9]) + explained_changes[1] + "</explain>");
 
     EXPECT_THAT(said, HasSubstr("nothing is saved until it is confirmed, and it is taken back by "
                                 "itself after 60 seconds"));
@@ -121,8 +121,8 @@ TEST_F(TracedExplanations, KnowWhatATrialDoesToASave)
 TEST_F(TracedExplanations, AreToldFromWhatIsDone)
 {
     CallsOfAProcess calls(daemon_pid());
-    change(changes[1]);
-    change(changes[3]);
+    change(explained_changes[1]);
+    change(explained_changes[3]);
     calls.end(ask);
 
     EXPECT_THAT(calls.acts, Contains(HasSubstr("vorn-hostapd-wlan0.conf.new")));

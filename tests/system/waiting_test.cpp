@@ -32,10 +32,10 @@ using testing::HasSubstr;
 using vorn::Fd;
 using vorn::tests::BareDevice;
 using vorn::tests::framed;
+using vorn::tests::lsql_door;
 using vorn::tests::RawClient;
 using vorn::tests::reason;
 
-constexpr char door[] = "vorn_sock_lsql";
 constexpr char pid_file[] = "/var/run/vorn.pid";
 
 int seconds_since(std::chrono::steady_clock::time_point start)
@@ -58,7 +58,7 @@ std::string read_now(int descriptor)
 void send_what_is_no_xml(int times)
 {
     for (int i = 0; i < times; i++)
-        RawClient(door).send(framed(std::string(70000, 'x')));
+        RawClient(lsql_door).send(framed(std::string(70000, 'x')));
 }
 
 /* The console is a terminal that somebody stopped. */
@@ -94,7 +94,7 @@ TEST_F(StoppedConsoles, KeepNobodyWaitingAndGetTheirLinesWhenTheyGoOn)
     const auto start = std::chrono::steady_clock::now();
 
     send_what_is_no_xml(100);
-    RawClient last(door); /* after all of them, at the same door */
+    RawClient last(lsql_door); /* after all of them, at the same door */
     last.send(framed("<lsql/>"));
     EXPECT_THAT(last.receive_all(), HasSubstr("<rc>1</rc>"));
     EXPECT_LT(seconds_since(start), 5);
@@ -218,7 +218,7 @@ TEST_F(FewDescriptors, LetTheLoopRestWhenNobodyCanBeTaken)
     ASSERT_EQ(prlimit(daemon_pid(), RLIMIT_NOFILE, &none_left, nullptr), 0);
     std::vector<std::unique_ptr<RawClient>> clients;
     for (int i = 0; i < 3; i++)
-        clients.push_back(std::make_unique<RawClient>(door));
+        clients.push_back(std::make_unique<RawClient>(lsql_door));
 
     ASSERT_TRUE(comes_true([] { return refusals() >= 2; })) << standard_error();
 

@@ -20,13 +20,13 @@ using vorn::tests::AccessPoints;
 using vorn::tests::hostapd_command;
 using vorn::tests::hostapd_file;
 
-struct Fault {
+struct WirelessFault {
     const char *name;
     const char *operation;
     const char *reason;
 };
 
-constexpr Fault faults[] = {
+constexpr WirelessFault wireless_faults[] = {
     {"ARadio",
      "<update><wireless-network name=\"home\"><radio>wlan9</radio></wireless-network></update>",
      "Property \"radio\" of instance \"home\" of class \"wireless-network\": there is no radio "
@@ -50,7 +50,8 @@ constexpr Fault faults[] = {
      " \"family\""},
 };
 
-class WirelessReferences : public AccessPoints, public testing::WithParamInterface<Fault> {};
+class WirelessReferences : public AccessPoints,
+                           public testing::WithParamInterface<WirelessFault> {};
 
 TEST_P(WirelessReferences, ToNothingAreRefusedAndChangeNothing)
 {
@@ -68,7 +69,7 @@ TEST_P(WirelessReferences, ToNothingAreRefusedAndChangeNothing)
     EXPECT_THAT(change_network("<hidden>on</hidden>"), HasSubstr("<rc>0</rc>"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, WirelessReferences, testing::ValuesIn(faults),
+INSTANTIATE_TEST_SUITE_P(Of, WirelessReferences, testing::ValuesIn(wireless_faults),
                          [](const auto &each) { return std::string(each.param.name); });
 
 using WirelessAdvice = AccessPoints;
@@ -136,14 +137,14 @@ TEST_F(AccessLists, ThatNobodyUsesChangeNothing)
     EXPECT_FALSE(exists("/tmp/again"));
 }
 
-struct Change {
+struct WirelessChange {
     const char *name;
     const char *operation;
     const char *command;
     bool is_read_again;
 };
 
-constexpr Change changes[] = {
+constexpr WirelessChange wireless_changes[] = {
     {"AName", "<update><wireless-network name=\"home\"><ssid>x</ssid></wireless-network></update>",
      "", true},
     {"AKey",
@@ -205,7 +206,7 @@ constexpr Change changes[] = {
      "", false},
 };
 
-class WirelessChanges : public AccessPoints, public testing::WithParamInterface<Change> {};
+class WirelessChanges : public AccessPoints, public testing::WithParamInterface<WirelessChange> {};
 
 TEST_P(WirelessChanges, RunOnlyWhatTheyAskFor)
 {
@@ -223,15 +224,15 @@ TEST_P(WirelessChanges, RunOnlyWhatTheyAskFor)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, WirelessChanges, testing::ValuesIn(changes),
+INSTANTIATE_TEST_SUITE_P(Of, WirelessChanges, testing::ValuesIn(wireless_changes),
                          [](const auto &each) { return std::string(each.param.name); });
 
-struct Refusal {
+struct WirelessRefusal {
     const char *name;
     const char *operation;
 };
 
-constexpr Refusal refusals[] = {
+constexpr WirelessRefusal wireless_refusals[] = {
     {"ChannelsThatTheCountryForbids", "<update><radio><channel>12</channel></radio></update>"},
     {"ChannelsThatAreNoNumbers", "<update><radio><channel>&#10;6</channel></radio></update>"},
     {"ModesOfOldChips", "<update><radio><mode>turbo-g</mode></radio></update>"},
@@ -253,7 +254,8 @@ constexpr Refusal refusals[] = {
                             "</insert>"},
 };
 
-class WirelessRefusals : public AccessPoints, public testing::WithParamInterface<Refusal> {};
+class WirelessRefusals : public AccessPoints,
+                         public testing::WithParamInterface<WirelessRefusal> {};
 
 TEST_P(WirelessRefusals, ChangeNothing)
 {
@@ -268,7 +270,7 @@ TEST_P(WirelessRefusals, ChangeNothing)
     EXPECT_FALSE(exists("/tmp/again"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, WirelessRefusals, testing::ValuesIn(refusals),
+INSTANTIATE_TEST_SUITE_P(Of, WirelessRefusals, testing::ValuesIn(wireless_refusals),
                          [](const auto &each) { return std::string(each.param.name); });
 
 } // namespace

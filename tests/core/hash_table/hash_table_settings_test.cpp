@@ -204,21 +204,21 @@ TEST_F(HashTableSettings, LeaveChainsAloneWithoutHeuristicsAndOnRemoval)
     EXPECT_THAT(chain(0), ElementsAre("c", "a"));
 }
 
-std::vector<std::string> overflown;
+std::vector<std::string> pushed_out;
 
 TEST_F(HashTableSettings, PushTheLastOfAFullBucketOut)
 {
     make(1);
-    overflown.clear();
+    pushed_out.clear();
     ght_set_bounded_buckets(table, 2, [](void *value, const void *key) {
-        overflown.emplace_back(static_cast<const char *>(key), 1);
+        pushed_out.emplace_back(static_cast<const char *>(key), 1);
         EXPECT_EQ(value, data(1));
     });
 
     for (const char *key : {"a", "b", "c", "d"})
         EXPECT_EQ(insert(key, 1), 0);
 
-    EXPECT_THAT(overflown, ElementsAre("a", "b"));
+    EXPECT_THAT(pushed_out, ElementsAre("a", "b"));
     EXPECT_EQ(ght_size(table), 2u);
     EXPECT_THAT(order(), ElementsAre("c", "d"));
     EXPECT_EQ(get("a"), nullptr);
