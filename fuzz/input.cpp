@@ -6,6 +6,7 @@
 #include "vorn/input.h"
 
 #include <cerrno>
+#include <iterator>
 #include <string>
 
 #include "fuzz/target.h"
@@ -49,6 +50,8 @@ int is_wep_key(const char *value, int length)
 }
 
 constexpr Validator validators[] = {
+/* Those that are given nothing but a value, by their declarations. */
+#include "plain_validators.inc"
     [](const char *v, int n) { return vorn_input_is_string_in_set(v, n, letters()); },
     [](const char *v, int n) { return vorn_input_is_string_in_range(v, n, 'a', 'q'); },
     [](const char *v, int n) { return vorn_input_is_string_in_range(v, n, -10, 300); },
@@ -59,26 +62,6 @@ constexpr Validator validators[] = {
     [](const char *v, int n) { return vorn_input_is_channel(v, n, "turbo-a", 2); },
     [](const char *v, int n) { return vorn_input_is_channel(v, n, "none", 0); },
     is_double,
-    vorn_input_is_word,
-    vorn_input_is_phrase,
-    vorn_input_is_yes_no,
-    vorn_input_is_on_off,
-    vorn_input_is_up_down,
-    vorn_input_is_interface,
-    vorn_input_is_ssid,
-    vorn_input_is_mode,
-    vorn_input_is_int,
-    vorn_input_is_positive_int,
-    vorn_input_is_zero,
-    vorn_input_is_non_negative_int,
-    vorn_input_is_negative_int,
-    vorn_input_is_percent,
-    vorn_input_is_even,
-    vorn_input_is_mac,
-    vorn_input_is_ip,
-    vorn_input_is_domain_label,
-    vorn_input_is_domain_name,
-    vorn_input_is_ip_or_domain_name,
     in_domain<vorn_input_is_a_channel, 0>,
     in_domain<vorn_input_is_a_channel, 3>,
     in_domain<vorn_input_is_b_channel, 1>,
@@ -88,32 +71,18 @@ constexpr Validator validators[] = {
     in_domain<vorn_input_is_dynamic_turbo_a_channel, 0>,
     in_domain<vorn_input_is_turbo_g_channel, 1>,
     in_domain<vorn_input_is_dynamic_turbo_g_channel, 0>,
-    vorn_input_is_a_rate,
-    vorn_input_is_b_rate,
-    vorn_input_is_g_rate,
-    vorn_input_is_turbo_a_rate,
-    vorn_input_is_dynamic_turbo_a_rate,
-    vorn_input_is_turbo_g_rate,
-    vorn_input_is_dynamic_turbo_g_rate,
-    vorn_input_is_wep_key_length,
     is_wep_key<40, 0>,
     is_wep_key<40, 1>,
     is_wep_key<128, 0>,
     is_wep_key<104, 1>,
     is_wep_key<64, 1>,
-    vorn_input_is_wpa_psk_key,
     [](const char *v, int n) { return vorn_input_is_plain_int_in_range(v, n, -9, 99); },
     [](const char *v, int n) { return vorn_input_is_plain_int_in_steps(v, n, -9, 99, 7); },
     [](const char *v, int n) { return vorn_input_is_plain_double_in_range(v, n, -9.5, 99); },
-    vorn_input_is_plain_ip,
-    vorn_input_is_plain_ip_or_domain_name,
-    vorn_input_is_host_ip,
-    vorn_input_is_netmask,
-    vorn_input_is_network,
-    vorn_input_is_link_name,
     [](const char *v, int n) { return vorn_input_is_text(v, n, 2, 9); },
     [](const char *v, int n) { return vorn_input_is_any_of(v, n, VORN_INPUT_ALL); },
 };
+static_assert(std::size(validators) >= 60, "the declarations were not understood");
 
 /* The same verdicts whether nothing, digits or zeros follow the value. */
 void check_verdicts(std::string_view text)
