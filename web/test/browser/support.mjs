@@ -32,7 +32,7 @@ export async function withGate(board, task) {
 /** A page of a visitor; what goes wrong in it fails the test. */
 export async function visit(browser, address, options = {}) {
   const context = await browser.newContext({ viewport: { width: 1280, height: 900 }, locale: 'en-GB', ignoreHTTPSErrors: true, ...options });
-  context.setDefaultTimeout(8000);
+  context.setDefaultTimeout(20000);
   const page = await context.newPage();
   page.faults = [];
   page.on('pageerror', (error) => page.faults.push(String(error)));
@@ -46,7 +46,7 @@ export async function visit(browser, address, options = {}) {
 
 /** Waits for what no element of the page tells. */
 export async function until(isSo) {
-  for (const end = Date.now() + 8000; !isSo();) {
+  for (const end = Date.now() + 30000; !isSo();) {
     if (Date.now() > end) throw new Error(`it never came to this: ${isSo}`);
     await new Promise((resolve) => { setTimeout(resolve, 5); });
   }
