@@ -187,6 +187,7 @@ void options_write(FILE *file, const vorn_instances *configuration, const vorn_i
     const char *pool = value_of(option, "pool");
     const char *value = value_of(option, "value");
     const struct form *form = form_of(option);
+    if (form == NULL) return;
     fputs("dhcp-option=", file);
     if (*pool != '\0') fprintf(file, "tag:pool%d,", number_of_pool(configuration, pool));
     fputs(value_of(option, "code"), file);
