@@ -188,15 +188,27 @@ static int is_settled(const struct made_address *it, const struct kernel_v6_addr
     return !made->is_contested;
 }
 
+/* The kernel keeps those that hold for a link alone behind the others, whenever they were set. */
+static int range_of(const struct in6_addr *address)
+{
+    return IN6_IS_ADDR_LINKLOCAL(address) ? 0 : IN6_IS_ADDR_SITELOCAL(address) ? 1 : 2;
+}
+
+static int have_one_order(const struct made_address *left, const struct made_address *right)
+{
+    return strcmp(left->link, right->link) == 0 &&
+           range_of(&left->address) == range_of(&right->address);
+}
+
 /* Those that come later than one that is missing, or were set before one that comes earlier. */
-static void find_stale(const struct setup *setup, const char *link)
+static void find_stale(const struct setup *setup, const struct made_address *one)
 {
     int last = -1;
     int is_broken = 0;
     for (int i = 0; i < setup->count; i++) {
         struct wanted *each = &setup->wanted[i];
         const struct kernel_v6_address *there = find(setup, &each->it);
-        if (strcmp(each->it.link, link) != 0) continue;
+        if (!have_one_order(&each->it, one)) continue;
         if (there == NULL) {
             is_broken = 1;
         } else if (is_settled(&each->it, there)) {
@@ -249,7 +261,7 @@ static void plan_one(const struct setup *setup, const struct wanted *wanted)
 static void plan_all(const struct setup *setup)
 {
     for (int i = 0; i < setup->count; i++)
-        find_stale(setup, setup->wanted[i].it.link);
+        find_stale(setup, &setup->wanted[i].it);
     clear_stale(setup);
     for (int i = 0; i < setup->count; i++)
         plan_one(setup, &setup->wanted[i]);

@@ -196,6 +196,8 @@ const Ipv6AddressCase v6_address_changes[] = {
      "addr replace fd00::1/64 dev eth0\n"},
     {"OneThatEachLinkHas", "<insert>" + fixed("c", "eth1", "fe80::1") + "</insert>",
      "addr replace fe80::1/64 dev eth1\n"},
+    {"OneOfTheLinkAloneBesideOthers", "<insert>" + fixed("c", "eth0", "fe80::1") + "</insert>",
+     "addr replace fe80::1/64 dev eth0\n"},
     {"OneLess", "<delete><address name=\"a\"/></delete>", "addr del 2001:db8::1/64 dev eth0\n"},
     {"NothingNew", "<update><address name=\"a\"><prefix>64</prefix></address></update>", ""},
     {"ARequestForServers",
