@@ -26,9 +26,11 @@
 static const char class_name[] = "ssh";
 static const char host_key[] = HOST_KEY_FILE;
 
-/* Makes the device's own key where there is none, then becomes the server. Its words are fixed:
- * what is configured comes as its arguments. */
+/* Makes the device's own key where there is none, then becomes the server. dropbearkey replaces no
+ * file, not even an empty one that a power cut has left. Its words are fixed: what is configured
+ * comes as its arguments. */
 static const char start_script[] =
+    "[ -s \"$1\" ] || [ ! -e \"$1\" ] || rm \"$1\"\n"
     "[ -s \"$1\" ] || dropbearkey -t ed25519 -f \"$1\" >/dev/null || exit 1\n"
     "shift\n"
     "exec dropbear \"$@\"\n";

@@ -145,6 +145,16 @@ TEST_F(LoginServers, SayWhyTheyDoNotRun)
     EXPECT_TRUE(state_becomes("ssh", "running"));
 }
 
+TEST_F(LoginServers, AreGivenAKeyWhereAPowerCutLeftAnEmptyFile)
+{
+    stand_in("dropbearkey", "set -C; echo key >\"$4\""); /* which replaces no file, either */
+    shell("mkdir -m 700 /etc/config/ssh; : >/etc/config/ssh/host_key");
+
+    boot_with("");
+
+    EXPECT_TRUE(state_becomes("ssh", "running"));
+}
+
 TEST_F(LoginServers, SayWhyThereIsNoKey)
 {
     stand_in("dropbearkey", "echo 'disk full' >&2; exit 1");
