@@ -96,18 +96,20 @@ static void end_rehearsal(void)
     take_back(kinds_made);
 }
 
-static void plan(const vorn_instances *configuration)
+/* 0, or 1 when it is not known what the kernel has. */
+static int plan(const vorn_instances *configuration)
 {
     struct kernel kernel;
     ip_forget_plan();
     forget_outcomes();
     if (kernel_read(&kernel) != 0) {
         vorn_debug_eprintf("network: can't read what the kernel has.\n");
-        return;
+        return 1;
     }
     plan_all(configuration, &kernel);
     kernel_free(&kernel);
     if (!vorn_process_no_actions) made_note();
+    return 0;
 }
 
 static const char *interface_state(const vorn_instance *interface)
@@ -218,7 +220,8 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 
 /*
  * Plans outside an attempt, and tells what differs. Notes that what something waited for is there:
- * that is applied at once, and has no state of its own until then.
+ * that is applied at once, and has no state of its own until then. Where the kernel does not tell,
+ * everything is as it was: what is waited for is still to be waited for.
  */
 static void look(const vorn_instances *configuration)
 {
@@ -227,8 +230,12 @@ static void look(const vorn_instances *configuration)
         is_due |= outcomes_wait_in_vain(all_outcomes[i]);
         outcomes_move(all_outcomes[i], &before[i]);
     }
-    plan(configuration);
+    const int failed = plan(configuration);
     for (int i = 0; i < outcome_count; i++) {
+        if (failed) {
+            outcomes_move(&before[i], all_outcomes[i]);
+            continue;
+        }
         is_due |= outcomes_have_waited(&before[i], all_outcomes[i]);
         outcomes_forget(&before[i]);
     }
