@@ -283,8 +283,10 @@ void slaac_retire(const vorn_instances *configuration)
             continue;
         }
         for (int i = 0; i < settings; i++) {
-            if (each->found[i] >= 0 && read_setting(each->link, names[i]) != each->found[i])
-                write_setting(each->link, names[i], each->found[i]);
+            if (each->found[i] < 0 || read_setting(each->link, names[i]) == each->found[i])
+                continue;
+            const int reason = write_setting(each->link, names[i], each->found[i]);
+            if (reason != 0) fail(each, names[i], reason);
         }
     }
 }
