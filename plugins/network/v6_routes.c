@@ -189,8 +189,13 @@ static const char *find_link(const struct kernel *kernel, const vorn_instance *r
 static void plan(struct kernel *kernel, const vorn_instance *route)
 {
     struct kernel_v6_route wanted = parse(route);
-    struct kernel_v6_route *there = find(kernel, &wanted);
     const char *name = vorn_instance_get_name(route);
+    if (*wanted.link == '\0' && IN6_IS_ADDR_UNSPECIFIED(&wanted.gateway)) {
+        outcomes_explain(&v6_route_outcomes, name,
+                         "failed: a route needs a gateway or an interface");
+        return;
+    }
+    struct kernel_v6_route *there = find(kernel, &wanted);
     const char *link = find_link(kernel, route, &wanted);
     remember(&wanted);
     if (there != NULL && link != NULL && strcmp(there->link, link) == 0) return;

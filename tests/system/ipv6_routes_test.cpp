@@ -101,6 +101,17 @@ TEST_F(Ipv6Routes, SayThatSomebodyTookThemAway)
     EXPECT_TRUE(ran("route replace ::/0 via 2001:db8::9 dev eth0 metric 1024\n"));
 }
 
+/* Outside a transaction nobody judges it. */
+TEST_F(Ipv6Routes, ToNowhereLeaveThoseOfOthersAlone)
+{
+    shell("ip -6 route add 2001:db8:8::/48 dev eth1");
+
+    lsql("<lsql>" + inserted(route_to("x", "2001:db8:8::/48", "")) + "</lsql>");
+
+    EXPECT_EQ(state_of("ipv6-route", "x"), "failed: a route needs a gateway or an interface");
+    EXPECT_EQ(way_to("2001:db8:8::/48"), "2001:db8:8::/48 dev eth1 metric 1024\n");
+}
+
 TEST_F(Ipv6Routes, GoWithAnOldConfiguration)
 {
     change(inserted(route_to("x", "2001:db8:8::/48", by("fe80::9", "eth1"))));
