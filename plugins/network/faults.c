@@ -28,9 +28,11 @@ static int is_kind(const vorn_instance *instance, const char *kind)
     return strcmp(value_of(instance, "kind"), kind) == 0;
 }
 
+/* An address and a route may have one name. */
 static int is_same(const vorn_instance *left, const vorn_instance *right)
 {
-    return strcmp(vorn_instance_get_name(left), vorn_instance_get_name(right)) == 0;
+    return strcmp(vorn_instance_get_name(left), vorn_instance_get_name(right)) == 0 &&
+           strcmp(vorn_instance_get_class_name(left), vorn_instance_get_class_name(right)) == 0;
 }
 
 const char *find_rival(const vorn_instances *configuration, const char *class_name,

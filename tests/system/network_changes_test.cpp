@@ -134,6 +134,10 @@ constexpr NetworkFault network_faults[] = {
     {"RoutesToTheDeviceItself",
      "<update><route name=\"out\"><gateway>192.168.1.1</gateway></route></update>",
      "address \"lan\" of this device has it"},
+    {"RoutesOfItsNameToTheDeviceItself",
+     "<insert><route name=\"lan\"><destination>10.0.0.0/8</destination>"
+     "<gateway>192.168.1.1</gateway></route></insert>",
+     "address \"lan\" of this device has it"},
 };
 
 class NetworkFaults : public Networks, public testing::WithParamInterface<NetworkFault> {};
