@@ -16,7 +16,7 @@
 
 static const char class_name[] = "ipv6-announcement";
 
-enum { network_bits = 64 };
+enum { network_bits = 64, longest_list = 255 };
 
 static const char *const modes[] = {"slaac", "stateless", "stateful", NULL};
 
@@ -42,8 +42,11 @@ static int is_no_server(const char *word, void *data)
     return !is_v6_host(word);
 }
 
+/* They become one line, and dnsmasq takes what is behind 1024 characters for another one. */
 static int is_server_list(const char *value)
 {
+    if (strlen(value) > longest_list)
+        return vorn_property_refuse_value("It has up to %d characters.", longest_list);
     return for_each_word(value, is_no_server, NULL) == 0;
 }
 

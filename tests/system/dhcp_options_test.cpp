@@ -304,6 +304,9 @@ TEST_F(Announcements, StartTheServerAnewOnlyWhenTheyChange)
 
 TEST_F(Announcements, AreRefusedWhenTheyCannotBeServed)
 {
+    std::string many;
+    while (many.size() <= 255)
+        many += "2001:db8::53 ";
     const std::pair<std::string, const char *> wrong[] = {
         {set("<interface>eth77</interface><mode>sla</mode>"), "<rc>1</rc>"},
         {set("<mode>stateful</mode>"), "addresses are given from there on"},
@@ -314,6 +317,7 @@ TEST_F(Announcements, AreRefusedWhenTheyCannotBeServed)
         {set("<first>::</first>"), "What follows the network is ::100"},
         {set("<dns-servers>192.0.2.1</dns-servers>"), "An IPv6 address is 2001:db8::1."},
         {set("<dns-servers>2001:db8::53&#10;dhcp-script=x</dns-servers>"), "<rc>1</rc>"},
+        {set("<dns-servers>" + many + "</dns-servers>"), "<rc>1</rc>"},
         {set("<lease-time>119</lease-time>"), "<rc>1</rc>"},
         {change("<insert>" + announced("y", "br0") + "</insert>"),
          "\"lan\" announces its networks already"},
