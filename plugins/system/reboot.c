@@ -83,21 +83,21 @@ static int take_default(void)
 /* Also what a write that a power cut ended may have left. */
 static void forget_keys(void)
 {
-    static const char *const files[] = {KEYS_FILE, KEYS_FILE ".new", UNPROVEN_FILE, HOST_KEY_FILE};
+    static const char *const files[] = {KEYS_FILE, KEYS_FILE ".new", UNPROVEN_FILE};
     for (size_t i = 0; i < sizeof files / sizeof *files; i++) {
         if (unlink(files[i]) == 0 || errno == ENOENT) continue;
         vorn_debug_eprintf("system: can't remove %s: %s.\n", files[i], strerror(errno));
     }
 }
 
-/* Each has the keys of its time. */
-static void forget_history(void)
+/* Whatever is in it, also under the name that a file had while it was written. */
+static void empty_folder(const char *path)
 {
-    DIR *folder = opendir(HISTORY_FOLDER);
+    DIR *folder = opendir(path);
     if (folder == NULL) return;
     for (struct dirent *entry; (entry = readdir(folder)) != NULL;) {
         if (entry->d_name[0] == '.' || unlinkat(dirfd(folder), entry->d_name, 0) == 0) continue;
-        vorn_debug_eprintf("system: can't remove " HISTORY_FOLDER "/%s: %s.\n", entry->d_name,
+        vorn_debug_eprintf("system: can't remove %s/%s: %s.\n", path, entry->d_name,
                            strerror(errno));
     }
     closedir(folder);
@@ -108,7 +108,8 @@ static int reset(void)
 {
     if (!take_default()) return 0;
     forget_keys();
-    forget_history();
+    empty_folder(HISTORY_FOLDER); /* each configuration has the keys of its time */
+    empty_folder(HOST_KEY_FOLDER);
     return 1;
 }
 
