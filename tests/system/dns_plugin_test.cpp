@@ -142,8 +142,7 @@ TEST_F(Names, RunNothingForValuesThatAreWrittenAgain)
            "</update>");
     change("<update><dns-record><addresses>192.168.1.22</addresses></dns-record></update>");
 
-    EXPECT_TRUE(comes_true([] { return exists("/tmp/again"); }));
-    EXPECT_EQ(read_file("/tmp/again"), "again\n");
+    EXPECT_TRUE(comes_true([] { return read_file("/tmp/again") == "again\n"; }));
     EXPECT_THAT(commands_run(), IsEmpty());
 }
 
@@ -191,6 +190,7 @@ TEST_F(Names, AreAskedOverTlsAlone)
 TEST_F(Names, StartOnlyTheStubAnewForItsServers)
 {
     change(private_server);
+    ASSERT_TRUE(is_run(3)); /* one of them at boot */
     ASSERT_TRUE(becomes("dns", "tls-state", "", "running"));
     forget_runs();
 
@@ -220,7 +220,7 @@ TEST_F(Names, AreNotAskedWithoutTlsWhileTheStubFails)
     change(private_server);
 
     EXPECT_TRUE(becomes("dns", "tls-state", "", "failed: stubby: no such address"));
-    EXPECT_EQ(told("dns-server", "state", "far"), "failed: stubby: no such address");
+    EXPECT_TRUE(becomes("dns-server", "state", "far", "failed: stubby: no such address"));
     EXPECT_TRUE(becomes("dns", "state", "", "running"));
     EXPECT_THAT(read_file(names_config), HasSubstr("\nno-resolv\nserver=127.0.0.1#5453\n"));
 }
@@ -244,8 +244,8 @@ TEST_F(Names, TellWhatTheirServerSaid)
     change("<update><dns><cache-size>20</cache-size></dns></update>");
 
     EXPECT_TRUE(becomes("dns", "state", "", "failed: dnsmasq: bad? option"));
-    EXPECT_EQ(told("dns", "status"), "failed");
-    EXPECT_EQ(told("dns-record", "state", "printer"), "failed: dnsmasq: bad? option");
+    EXPECT_TRUE(becomes("dns", "status", "", "failed"));
+    EXPECT_TRUE(becomes("dns-record", "state", "printer", "failed: dnsmasq: bad? option"));
 }
 
 TEST_F(Names, LetNobodyWaitForProgramsThatHang)

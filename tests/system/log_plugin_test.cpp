@@ -132,6 +132,7 @@ TEST_F(LogServers, AreToldTheNameOfTheDevice)
 TEST_F(LogServers, GetNothingWhenTheyAreTakenAwayOrTheLogIsSwitchedOff)
 {
     change(set_server("<address>log.example</address>"));
+    ASSERT_TRUE(is_run(2));
     ASSERT_TRUE(server_becomes("running"));
     forget_runs();
 

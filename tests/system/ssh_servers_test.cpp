@@ -82,6 +82,7 @@ TEST_F(LoginServers, AreStartedAnewForWhatTheyAreRunWith)
 TEST_F(LoginServers, AreLeftAloneByWhatChangesNothing)
 {
     boot_with("");
+    ASSERT_TRUE(runs("-s -g -p 22"));
     ASSERT_TRUE(state_becomes("ssh", "running"));
     forget_runs();
 
