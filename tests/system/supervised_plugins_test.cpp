@@ -113,11 +113,13 @@ TEST_F(SupervisedPlugins, EndAProgramThatIsSwitchedOff)
     boot_and_forget();
 
     change("<update><time><enabled>off</enabled></time></update>");
+    EXPECT_TRUE(state_becomes("time", "stopped"));
     EXPECT_EQ(status_of("time"), "stopped");
     change("<update><log><enabled>off</enabled></log></update>");
 
-    EXPECT_EQ(shell("pgrep -c sleep"), "0\n");
+    EXPECT_TRUE(state_becomes("log", "stopped"));
     EXPECT_EQ(status_of("log"), "stopped");
+    EXPECT_TRUE(comes_true([] { return shell("pgrep -c sleep") == "0\n"; }));
     EXPECT_THAT(commands_run(), IsEmpty());
 }
 
@@ -127,6 +129,7 @@ TEST_F(SupervisedPlugins, EndTheClockWithoutServers)
 
     change("<delete><ntp-server/></delete>");
 
+    EXPECT_TRUE(state_becomes("time", "stopped"));
     EXPECT_EQ(status_of("time"), "stopped");
 }
 
@@ -145,7 +148,7 @@ TEST_F(SupervisedPlugins, TellOthersTheTime)
     forget_runs();
     change("<update><time><serve-interface/></time></update>");
     change("<delete><ntp-server/></delete>");
-    EXPECT_EQ(status_of("time"), "stopped");
+    EXPECT_TRUE(state_becomes("time", "stopped"));
     change("<update><time><serve>on</serve></time></update>");
 
     EXPECT_TRUE(runs({"ntpd -n -l"}));
@@ -345,7 +348,7 @@ TEST_F(SupervisedPlugins, EndAProgramThatHangsBesideEverythingElse)
     EXPECT_EQ(value_of("log", "state"), "applying: it has not ended yet");
     EXPECT_TRUE(state_becomes("log", "stopped"));
     EXPECT_TRUE(state_becomes("time", "stopped"));
-    EXPECT_EQ(shell("pgrep -c sleep"), "0\n");
+    EXPECT_TRUE(comes_true([] { return shell("pgrep -c sleep") == "0\n"; }));
     EXPECT_THAT(commands_run(), IsEmpty());
 }
 
@@ -390,6 +393,7 @@ TEST_F(SupervisedPlugins, TellWhereTheLogIs)
     EXPECT_TRUE(comes_true(shows("written to /tmp/messages\n")));
 
     change("<update><log><enabled>off</enabled><file>/tmp/none</file></log></update>");
+    EXPECT_TRUE(state_becomes("log", "stopped"));
     EXPECT_EQ(shell("vornctl log 2>&1; echo $?"),
               "vornctl: there is no log yet: \"vornctl set log enabled=on\" starts it\n5\n");
     stand_in("syslogd", "echo no disk >&2; exit 1");
