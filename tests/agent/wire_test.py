@@ -40,9 +40,10 @@ class WhatTheAgentSays(unittest.TestCase):
         device = hostile_test.Device("wire", broker, signer)
         assert cls.served.wait(60), "no connection"
         device.process.terminate()
-        cls.status = device.process.wait(10)
-        time.sleep(0.2)
+        cls.status = device.process.wait(60)
         [peer] = broker.peers
+        board.await_that(lambda: any(kind == mqtt.DISCONNECT for kind, _, _ in peer.heard),
+                         "its last word")
         cls.heard = peer.heard
 
     def of(self, kind):
