@@ -145,7 +145,6 @@ TEST_F(Leds, ShowThatATrialHasRunOut)
     boot_with(led("green:lan", "<shows>trial</shows>") + led("red:power", "<shows>on</shows>"));
     ASSERT_EQ(shell("vornctl set led red:power brightness=7 --trial 5 >/dev/null; echo $?"), "0\n");
     ASSERT_TRUE(comes_true([] { return of_lan("delay_off") == "100"; }));
-    choose_for_lan("timer");
 
     EXPECT_TRUE(comes_true([] { return of_lan("trigger") == "none"; }));
 }
