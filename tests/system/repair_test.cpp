@@ -59,6 +59,7 @@ TEST_F(Repairs, RunNothingWhereNothingDiffers)
     repair("all");
     repair("interface");
 
+    ASSERT_TRUE(settles());
     EXPECT_THAT(commands(), IsEmpty());
 }
 
