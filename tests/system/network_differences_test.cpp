@@ -134,7 +134,7 @@ TEST_F(NetworkDifferences, AreNoneWhereOthersHaveAddedSomething)
           "ip addr flush dev br0");
 
     /* The last one is told; before it there was nothing to tell. */
-    EXPECT_THAT(subscriber.next(), HasSubstr("<object_changed><"));
+    EXPECT_THAT(subscriber.next(), HasSubstr("<object_changed><static-address name=\"lan\">"));
     EXPECT_EQ(state_of("interface", "eth1") + state_of("interface", "br0"), "appliedapplied");
 }
 
