@@ -134,5 +134,7 @@ def measure(table, build, count, generations, kills, seed):
 if __name__ == "__main__":
     results = rows.Table()
     given = list(map(int, sys.argv[2:])) or [10, 60, 300]
-    measure(results, pathlib.Path(sys.argv[1]).resolve(), *given[:3], *(given[3:] or [random.randrange(1000000)]))
+    [seed] = given[3:] or [random.randrange(1000000)]
+    print(f"seed {seed}", flush=True)  # also of a storm that has no end
+    measure(results, pathlib.Path(sys.argv[1]).resolve(), *given[:3], seed)
     sys.exit(0 if results.is_reached() else 1)
