@@ -128,10 +128,14 @@ class Machine:
 
     def run(self, command, deadline=PATIENCE_S):
         """Runs a shell command as root; its status and what it printed on both outputs."""
+        if self.process is None:
+            raise MachineError("the machine is off")
         try:
             return self.agent.run(command, time.monotonic() + deadline)
         except Late:
-            raise self._problem(f"no end after {deadline} s: {command}") from None
+            problem = self._problem(f"no end after {deadline} s: {command}")
+            self.stop()  # whoever came next would wait as long
+            raise problem from None
         except Closed:
             raise self._problem(f"the machine ended in: {command}") from None
 

@@ -51,7 +51,7 @@ CHANGES = (
     ("vornctl add address auto kind=slaac-address interface=br0",
      "grep -qx 2 /proc/sys/net/ipv6/conf/br0/accept_ra"),
     ("vornctl delete address auto", "! grep -qx 2 /proc/sys/net/ipv6/conf/br0/accept_ra"),
-    ("vornctl delete address six", "! ip addr show br0 | grep -q 2001:db8:"),
+    ("vornctl delete address six", "! ip addr show br0 | grep -q 2001:db8::2/64"),
     ("vornctl set dhcp-pool lan lease-time=600",
      "grep -q ,600 /var/run/vorn-dnsmasq.conf && pidof dnsmasq"),
     ("vornctl add dhcp-host printer mac=00:11:22:33:44:55 address=192.168.7.20",
