@@ -10,6 +10,7 @@
 #include "copies.h"
 #include "declare.h"
 #include "describe.h"
+#include "each_route.h"
 #include "faults.h"
 #include "ip.h"
 #include "values.h"
@@ -222,44 +223,17 @@ static void plan(struct kernel *kernel, const vorn_instance *route)
     kernel_add_route(kernel, &wanted);
 }
 
-/* Whether an earlier instance has that place in the table. */
-static const char *find_twin(const vorn_instances *configuration, const vorn_instance *route)
+static int have_one_place(const vorn_instance *one, const vorn_instance *other)
 {
-    const char *twin = NULL;
-    const struct kernel_route wanted = parse(route);
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "route");
-    while (walk != NULL && twin == NULL && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *each = vorn_instances_iterator_next(walk);
-        if (each == route) break;
-        const struct kernel_route other = parse(each);
-        if (has_place_of(&other, &wanted)) twin = vorn_instance_get_name(each);
-    }
-    vorn_instances_delete_iterator(walk);
-    return twin;
-}
-
-/* Those without a gateway make ways for the others. */
-static void plan_those(const vorn_instances *configuration, struct kernel *kernel, int with_gateway)
-{
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "route");
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *route = vorn_instances_iterator_next(walk);
-        if ((*value_of(route, "gateway") != '\0') != with_gateway) continue;
-        const char *twin = find_twin(configuration, route);
-        if (twin != NULL) {
-            outcomes_explain(&route_outcomes, vorn_instance_get_name(route),
-                             "failed: route \"%s\" has its place", twin);
-        } else {
-            plan(kernel, route);
-        }
-    }
-    vorn_instances_delete_iterator(walk);
+    const struct kernel_route first = parse(one);
+    const struct kernel_route second = parse(other);
+    return has_place_of(&first, &second);
 }
 
 void routes_plan(const vorn_instances *configuration, struct kernel *kernel)
 {
-    plan_those(configuration, kernel, 0);
-    plan_those(configuration, kernel, 1);
+    static const struct route_family family = {"route", &route_outcomes, have_one_place, plan};
+    each_route_plan(&family, configuration, kernel);
 }
 
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
