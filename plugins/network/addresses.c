@@ -21,11 +21,6 @@
 
 outcomes address_outcomes = {.class_name = "address"};
 
-static int is_kind(const vorn_instance *address, const char *kind)
-{
-    return strcmp(value_of(address, "kind"), kind) == 0;
-}
-
 static uint32_t number_of(const vorn_instance *address)
 {
     struct in_addr number = {0};

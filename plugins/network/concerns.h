@@ -19,6 +19,9 @@ extern outcomes address_outcomes;
 extern outcomes route_outcomes;
 extern outcomes v6_route_outcomes;
 
+/** Whether the property "kind" of an interface or an address says so. */
+int is_kind(const vorn_instance *instance, const char *kind);
+
 /**
  * Make the classes. Each answers the refresher of its values, or null after the daemon has logged
  * why not.

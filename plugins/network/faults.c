@@ -8,6 +8,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "concerns.h"
 #include "values.h"
 
 static uint32_t number_of(const char *text)
@@ -21,11 +22,6 @@ static uint32_t number_of(const char *text)
 static uint32_t host_mask(int prefix)
 {
     return prefix == 0 ? UINT32_MAX : prefix >= 32 ? 0 : UINT32_MAX >> prefix;
-}
-
-static int is_kind(const vorn_instance *instance, const char *kind)
-{
-    return strcmp(value_of(instance, "kind"), kind) == 0;
 }
 
 /* An address and a route may have one name. */

@@ -14,6 +14,7 @@
 #include "links.h"
 #include "made.h"
 #include "reach.h"
+#include "values.h"
 #include "vorn-plugin/patience.h"
 
 enum {
@@ -24,6 +25,11 @@ enum {
 static int plans_left;
 static int is_fresh; /* whether the outcomes are those of this request */
 static int is_due;   /* whether a link has come since that something waited for */
+
+int is_kind(const vorn_instance *instance, const char *kind)
+{
+    return strcmp(value_of(instance, "kind"), kind) == 0;
+}
 
 /* What the kernel will have then is in the record. */
 static void plan_all(const vorn_instances *configuration, struct kernel *kernel)
