@@ -273,6 +273,7 @@ void Client::evaluate()
         door_.answer(*this, text);
     }
     evaluation_ms += clients_clock_ms() - began;
+    was_answered_ = true;
 
     if (reply_) reply_length_ = std::strlen(reply_);
     if (length + reply_length_ >= large_exchange) took_much_ = true;

@@ -54,6 +54,7 @@ public:
     bool stays() const { return door_.stays; }
     bool is_hearing() const { return doing_ == Doing::hearing; }
     bool is_speaking() const { return doing_ == Doing::speaking; }
+    bool was_answered() const { return was_answered_; }
     /* What epoll is to report of it; 0 while its request is evaluated. */
     std::uint32_t wanted_events() const;
     /* On that clock; never for one that stays and asks nothing. */
@@ -90,6 +91,7 @@ private:
     std::int64_t deadline_ms_;
     bool took_much_ = false; /* memory, for an exchange, since some was given back */
     bool all_is_said_ = false;
+    bool was_answered_ = false;
 
     std::uint32_t length_ = 0; /* of the request's text; 0 until its head has come */
     Allocated<char> body_;     /* of a request that does not fit into the room */

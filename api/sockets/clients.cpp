@@ -120,11 +120,25 @@ Client *most_silent(bool stays)
     return each;
 }
 
-/* The same, or who waits for its turn when everybody does. */
+/*
+ * The same; when everybody waits for its turn, who has been answered before and asks on. Without
+ * that a crowd that asks without end would close whoever comes before it is served once.
+ */
 Client *who_may_go(bool stays)
 {
     Client *silent = most_silent(stays);
-    return silent ? silent : next_of_kind(first, stays);
+    if (silent) return silent;
+    Client *each = next_of_kind(first, stays);
+    while (each && !each->was_answered())
+        each = next_of_kind(each->next, stays);
+    return each;
+}
+
+/* Somebody, whatever it waits for. */
+Client *who_has_to_go(bool stays)
+{
+    Client *each = who_may_go(stays);
+    return each ? each : next_of_kind(first, stays);
 }
 
 bool send_away(Client *client)
@@ -231,7 +245,8 @@ bool has_no_descriptor_left(int error)
 /* So that somebody can be taken; false when nothing can be spared. Who goes leaves a reserve. */
 bool spare_a_descriptor()
 {
-    if (reserve < 0 && !send_away(who_may_go(false)) && !send_away(who_may_go(true))) return false;
+    if (reserve < 0 && !send_away(who_has_to_go(false)) && !send_away(who_has_to_go(true)))
+        return false;
     if (reserve >= 0) close(std::exchange(reserve, -1));
     return true;
 }
@@ -266,7 +281,7 @@ void make_room_for(int descriptor, const Door &door)
     if (is_full(door)) {
         send_away(who_may_go(door.stays));
     } else if (first && descriptor + kept_for_work >= sysconf(_SC_OPEN_MAX)) {
-        send_away(who_may_go(false)) || send_away(who_may_go(true));
+        send_away(who_has_to_go(false)) || send_away(who_has_to_go(true));
     }
 }
 
@@ -337,11 +352,12 @@ bool open_door(const char *name, eloop_sock_handler handler)
 
 /*
  * With others there, whoever was complete before has to be served before. When they are as many as
- * may be and all of them have said something, they go one by one, and who comes waits for that.
+ * may be, all of them have said something and none was answered yet, they are served one by one,
+ * and who comes waits for that.
  */
 void take_client(int listener, const Door &door)
 {
-    if (!door.stays && is_full(door) && !most_silent(false)) {
+    if (is_full(door) && !who_may_go(door.stays)) {
         serve_next(events, nullptr, nullptr);
         return;
     }
