@@ -76,6 +76,34 @@ bool is_library_ready()
     return true;
 }
 
+/* The section that grew last in the document that is being read. */
+struct GrowingSection {
+    const xmlNode *node;
+    std::size_t length;
+    std::size_t room;
+};
+constinit GrowingSection growing = {};
+
+/* libxml2's own way measures and moves all of a section's text for each piece that is added. */
+bool add_to_section(xmlNode &section, const xmlChar *text, std::size_t length)
+{
+    if (growing.node != &section) {
+        const std::size_t begun = section.content ? std::strlen(plain(section.content)) : 0;
+        growing = {&section, begun, 0};
+    }
+    const std::size_t needed = growing.length + length + 1;
+    if (needed > growing.room) {
+        auto *moved = static_cast<xmlChar *>(xmlRealloc(section.content, 2 * needed));
+        if (!moved) return false;
+        section.content = moved;
+        growing.room = 2 * needed;
+    }
+    std::memcpy(section.content + growing.length, text, length);
+    growing.length += length;
+    section.content[growing.length] = '\0';
+    return true;
+}
+
 /* Whoever writes "]]>" ends a section within it and begins the next. Newer versions of libxml2 make
    two texts of that, of which a value would be the first. */
 void take_cdata(void *parser, const xmlChar *text, int length)
@@ -83,7 +111,7 @@ void take_cdata(void *parser, const xmlChar *text, int length)
     xmlNode *before = xmlGetLastChild(static_cast<xmlParserCtxt *>(parser)->node);
     if (!before || before->type != XML_CDATA_SECTION_NODE) {
         xmlSAX2CDataBlock(parser, text, length);
-    } else if (xmlTextConcat(before, text, length) != 0) {
+    } else if (!add_to_section(*before, text, static_cast<std::size_t>(length))) {
         short_of_memory = true;
     }
 }
@@ -180,6 +208,7 @@ int read_file_piece(void *source, char *room, int size)
 XmlDocument read_document(xmlParserCtxt *parser, XmlBounds &bounds, xmlInputReadCallback read,
                           void *source, int options)
 {
+    growing = {};
     XmlDocument document(xmlCtxtReadIO(parser, read, nullptr, source, nullptr, nullptr, options));
     if (short_of_memory || bounds.are_passed()) return {};
     return document;

@@ -11,12 +11,15 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 namespace {
 
 using vorn::tests::CapturedLog;
 
 unsigned long until_refusal = 0;
+unsigned long grown = 0;
 
 bool is_refused()
 {
@@ -30,6 +33,7 @@ void *scarce_malloc(std::size_t size)
 
 void *scarce_realloc(void *memory, std::size_t size)
 {
+    grown++;
     return is_refused() ? nullptr : std::realloc(memory, size);
 }
 
@@ -87,6 +91,42 @@ TEST(Parsing, MakesAWholeDocumentOrNoneWhenMemoryIsShort)
         ASSERT_TRUE(!document || written(document) == text) << written(document);
     }
     EXPECT_GT(nth, 10u);
+}
+
+/* A million of them fit into a request. */
+TEST(Parsing, SeldomMovesATextThatIsMadeOfManySections)
+{
+    constexpr std::size_t sections = 10000;
+    std::string text = "<a>";
+    std::string joined;
+    for (std::size_t i = 0; i < sections; i++) {
+        text += "<![CDATA[" + std::to_string(i) + "]]>";
+        joined += std::to_string(i);
+    }
+    text += "</a>";
+    const ScarceXmlMemory memory;
+    grown = 0;
+
+    const vorn::XmlDocument document = vorn::parse_xml_text(text.c_str(), text.size());
+
+    EXPECT_EQ(vorn::text_in(xmlDocGetRootElement(document.get())), joined);
+    EXPECT_LT(grown, sections / 10);
+}
+
+TEST(Parsing, KeepsTheSectionsOfTwoDocumentsAndOfTwoElementsApart)
+{
+    const std::string_view text =
+        "<a><b><![CDATA[1]]><![CDATA[2]]></b><b><![CDATA[3]]><![CDATA[4]]>"
+        "<c/><![CDATA[5]]><![CDATA[]]><![CDATA[6]]></b></a>";
+
+    for (int turn = 0; turn < 2; turn++) {
+        const vorn::XmlDocument document = vorn::parse_xml_text(text.data(), text.size());
+        const xmlNode *first = xmlDocGetRootElement(document.get())->children;
+
+        EXPECT_STREQ(vorn::text_in(first), "12");
+        EXPECT_STREQ(vorn::text_in(first->next), "34");
+        EXPECT_STREQ(vorn::plain(first->next->last->content), "56");
+    }
 }
 
 TEST(Parsing, TellsOfNoDocumentWhenMemoryIsShort)
