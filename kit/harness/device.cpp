@@ -27,8 +27,8 @@ namespace vorn::test {
 namespace {
 
 constexpr char console_file[] = "/dev/console";
-constexpr auto deadline = std::chrono::seconds(20);
-constexpr unsigned int limit_seconds = 90;
+constexpr auto deadline = std::chrono::seconds(60);
+constexpr unsigned int limit_seconds = 240;
 
 class Client {
 public:

@@ -36,7 +36,7 @@ lsql()
 log_shows()
 {
     local waited
-    for ((waited = 0; waited < 1000; waited++)); do
+    for ((waited = 0; waited < 3000; waited++)); do
         ! grep -qF -- "$1" /dev/console || return 0
         sleep 0.02
     done

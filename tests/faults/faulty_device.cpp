@@ -71,7 +71,7 @@ bool FaultyDevice::is_idle()
 {
     for (int pass = 0; pass < 2; pass++) {
         RawClient client(lsql_door);
-        if (!client.connected() || (client.send(native(0)) && !client.closed_within(10)))
+        if (!client.connected() || (client.send(native(0)) && !client.closed_within(20)))
             return false;
     }
     return true;

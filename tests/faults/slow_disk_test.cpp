@@ -51,7 +51,7 @@ TEST_F(SlowDisks, HoldUpWhoeverComesMeanwhileForAsLongAsTheyTakeAndLoseNothing)
     EXPECT_THAT(asking.get(), HasSubstr("Board"));
     const auto took = std::chrono::steady_clock::now() - start;
     EXPECT_GE(took, 2 * time_to_flush) << "the file, then its folder";
-    EXPECT_LT(took, 5s);
+    EXPECT_LT(took, 20s);
     EXPECT_THAT(read_file(vorn::test::startup_file), HasSubstr("<label>slow</label>"));
     EXPECT_TRUE(only_the_startup_file_is_there());
     kernel_.stop();
@@ -74,7 +74,7 @@ TEST_P(SlowCalls, HoldUpASaveAndLoseNothing)
     EXPECT_THAT(reading.get(), HasSubstr("<config>"));
     const auto took = std::chrono::steady_clock::now() - start;
     EXPECT_GE(took, time_for_a_call);
-    EXPECT_LT(took, 5s);
+    EXPECT_LT(took, 20s);
     EXPECT_THAT(ask("<get_conf/>"), HasSubstr("<label>slow</label>"));
     EXPECT_TRUE(only_the_startup_file_is_there());
     kernel_.stop();

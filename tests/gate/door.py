@@ -47,7 +47,7 @@ class Browser:
     """Keeps its connection, its cookie and its CSRF token."""
 
     def __init__(self, port=PORT):
-        self.connection = http.client.HTTPSConnection("127.0.0.1", port, timeout=20,
+        self.connection = http.client.HTTPSConnection("127.0.0.1", port, timeout=120,
                                                       context=trust())
         self.cookie = None
         self.csrf = None

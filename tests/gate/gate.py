@@ -13,7 +13,7 @@ TOKENS = "/run/tokens"
 PASSWORDS = "/run/passwords"
 
 
-def await_that(is_so, what, seconds=20):
+def await_that(is_so, what, seconds=60):
     end = time.monotonic() + seconds
     while not is_so():
         assert time.monotonic() < end, what
@@ -29,7 +29,7 @@ def frame(method, uri, body=b"", headers=()):
 
 def connect():
     client = socket.socket(socket.AF_UNIX)
-    client.settimeout(30)
+    client.settimeout(120)
     client.connect(SOCKET)
     return client
 

@@ -1,6 +1,10 @@
 /* SPDX-License-Identifier: MIT */
 #include "support/device.h"
 
+#include "support/raw_client.h"
+
+#include <gmock/gmock.h>
+
 #include <cstdlib>
 #include <filesystem>
 
@@ -49,6 +53,16 @@ testing::AssertionResult Device::hang_program(const std::string &command)
                      "); do kill -STOP $pid; grep '^State:.T' /proc/$pid/status || exit; done"
                      " 2>/dev/null >&2; echo ${pid:+hang}") == "hang\n";
     });
+}
+
+std::string Device::answer_right_after(const std::string &request, const std::string &question)
+{
+    RawClient one(lsql_door);
+    RawClient other(lsql_door);
+    one.send(framed(request));
+    other.send(framed(question));
+    EXPECT_THAT(one.receive_all(), testing::HasSubstr("<rc>0</rc>"));
+    return other.receive_all();
 }
 
 } // namespace vorn::tests

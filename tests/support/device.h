@@ -24,6 +24,11 @@ protected:
     static testing::AssertionResult kill_program(const std::string &command);
     /* Has them hang: they take no signal any more but SIGKILL. */
     static testing::AssertionResult hang_program(const std::string &command);
+    /*
+     * What the daemon answers to another client that asks while it is still busy with the first
+     * one's request: nothing that goes on in the background has time to end in between.
+     */
+    static std::string answer_right_after(const std::string &request, const std::string &question);
 };
 
 } // namespace vorn::tests

@@ -18,7 +18,7 @@ namespace vorn::tests {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr int patience_ms = 20000;
+constexpr int patience_ms = 60000;
 
 bool readable(int descriptor, Clock::time_point end)
 {

@@ -95,7 +95,7 @@ TEST_F(WhatAKilledDaemonMade, IsNoMoreOnceItIsKilled)
 
     EXPECT_EQ(exit_status(), -SIGKILL);
     EXPECT_TRUE(comes_true([&] { return session() == ""; }));
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(9));
 }
 
 TEST_F(WhatAKilledDaemonMade, IsNotWhatAnotherBootOfTheMachineHas)

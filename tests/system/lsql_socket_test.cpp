@@ -193,7 +193,7 @@ TEST_F(LsqlSockets, GiveUpOnAClientThatTakesTooLongInTotal)
         sent++;
     }
 
-    EXPECT_LT(sent, 9);
+    EXPECT_LT(sent, 50); /* each would have had its five seconds */
     EXPECT_TRUE(console_shows("vorn: LSQL client took too long to send its request.\n"));
     expect_service();
 }
@@ -253,7 +253,8 @@ TEST_F(LsqlSocketsWithoutDescriptors, CloseASilentClientForTheNextOne)
 
     expect_service();
 
-    EXPECT_TRUE(silent.closed_within(1));
+    EXPECT_TRUE(silent.closed_within(20));
+    EXPECT_THAT(console(), Not(HasSubstr("took too long")));
 }
 
 TEST_F(LsqlSocketsWithoutDescriptors, WaitForOneWhenTheReserveIsGoneToo)

@@ -115,7 +115,7 @@ TEST_F(NotifyPorts, DropTheNinthAndKeepTheEight)
     RawClient ninth(port);
     ninth.send("x");
 
-    EXPECT_TRUE(ninth.closed_within(10));
+    EXPECT_TRUE(ninth.closed_within(20));
     EXPECT_TRUE(console_shows("vorn: Unable to add notify connection.\n"));
     change();
     for (auto &client : clients) {
@@ -148,7 +148,7 @@ TEST_F(NotifyPorts, LeaveDescriptorsForOthersHoweverManyConnect)
     settle();
 
     RawClient late(port);
-    EXPECT_TRUE(late.closed_within(10));
+    EXPECT_TRUE(late.closed_within(20));
     EXPECT_TRUE(console_shows("vorn: Unable to add notify connection.\n"));
 
     clients.pop_back();
@@ -178,7 +178,7 @@ TEST_F(NotifyPorts, EndAHalfClosedConnection)
 
     half.half_close();
 
-    EXPECT_TRUE(half.closed_within(10));
+    EXPECT_TRUE(half.closed_within(20));
 }
 
 TEST_F(NotifyPorts, AreNotHeldUpByASubscriberThatNeverReads)

@@ -97,7 +97,7 @@ TEST_F(StoppedConsoles, KeepNobodyWaitingAndGetTheirLinesWhenTheyGoOn)
     RawClient last(lsql_door); /* after all of them, at the same door */
     last.send(framed("<lsql/>"));
     EXPECT_THAT(last.receive_all(), HasSubstr("<rc>1</rc>"));
-    EXPECT_LT(seconds_since(start), 5);
+    EXPECT_LT(seconds_since(start), 9); /* a moment for each of them would be ten */
 
     ASSERT_EQ(tcflow(slave_.get(), TCOON), 0);
     std::string text;
@@ -201,7 +201,7 @@ TEST_F(FewDescriptors, SufficeForRequestsHoweverManySubscribe)
     std::vector<std::unique_ptr<RawClient>> subscribers;
     for (int i = 0; i < 32; i++)
         subscribers.push_back(std::make_unique<RawClient>(8001));
-    ASSERT_TRUE(subscribers.back()->closed_within(5));
+    ASSERT_TRUE(subscribers.back()->closed_within(20));
 
     EXPECT_THAT(lsql("<lsql/>"), HasSubstr("<rc>1</rc>"));
     EXPECT_EQ(refusals(), 0);

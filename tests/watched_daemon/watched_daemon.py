@@ -58,7 +58,7 @@ def exchange(door, body, timeout=600):
         return receive_frame(client) if door == STREAM else receive_all(client)
 
 
-def comes_true(condition, seconds=20):
+def comes_true(condition, seconds=60):
     end = time.monotonic() + seconds
     while not condition():
         if time.monotonic() > end:

@@ -107,7 +107,7 @@ protected:
     static int count(const std::string &text, const std::string &wanted);
     /** Waits until the text shows on the console, once or the given number of times. */
     static testing::AssertionResult console_shows(const std::string &text, int times = 1);
-    /** Waits for something that happens by itself; gives up after 20 seconds. */
+    /** Waits for something that happens by itself; gives up after a minute. */
     static testing::AssertionResult comes_true(const std::function<bool()> &condition);
 
     /** One LSQL request; the reply, or "" with a failure when there is none. */
