@@ -114,6 +114,12 @@ bool plan_all(MigrationPlan &plan, ConfigDocument &document, const WantedVersion
     return true;
 }
 
+Line<200> nothing_is_known(const char *name, std::size_t length, unsigned int version)
+{
+    return Line<200>("%.*s: nothing is known here of version %u", static_cast<int>(length), name,
+                     version);
+}
+
 void tell_of_later_versions(const ConfigDocument &document, const WantedVersions &wanted,
                             Losses &losses)
 {
@@ -121,13 +127,18 @@ void tell_of_later_versions(const ConfigDocument &document, const WantedVersions
         const char *name = each->name.get();
         const unsigned int version = version_in(document.versions(), name);
         if (version <= each->version || wanted.of(*each) >= version) continue;
-        losses.add_line(Line<200>("%s: nothing is known here of version %u", name, version).get());
+        losses.add_line(nothing_is_known(name, std::strlen(name), version).get());
+    }
+    DeclaredVersion said = {};
+    for (const char *at = document.versions(); at && read_version(at, said);) {
+        if (said.version > 0 && is_of_silent_plugin(said))
+            losses.add_line(nothing_is_known(said.name, said.length, said.version).get());
     }
 }
 
 Text versions_after(const ConfigDocument &document, const WantedVersions &wanted)
 {
-    SaidVersions said(document.versions());
+    SaidVersions said(document.versions(), SaidVersions::Silent::kept);
     for (const PluginSchema *each = first_schema; each; each = each->next) {
         const char *name = each->name.get();
         said.add_before(name);

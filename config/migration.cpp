@@ -12,6 +12,7 @@
 #include "vorn/class.h"
 #include "vorn/debug.h"
 
+#include <cstring>
 #include <utility>
 
 namespace vorn {
@@ -334,6 +335,21 @@ void log_way(const MigrationPlan &plan, const PlannedWay &way)
     vorn_debug_printf("Schema \"%s\": migrated from version %u to %u.\n", name, way.from, way.to);
 }
 
+void log_later_version(const DeclaredVersion &said, unsigned int version)
+{
+    vorn_debug_printf("Schema \"%.*s\": the document is of version %u, later than %u, and is read "
+                      "as it is.\n",
+                      static_cast<int>(said.length), said.name, said.version, version);
+}
+
+void log_versions_of_silent_plugins(const char *versions)
+{
+    DeclaredVersion said = {};
+    for (const char *at = versions; at && read_version(at, said);) {
+        if (said.version > 0 && is_of_silent_plugin(said)) log_later_version(said, 0);
+    }
+}
+
 } // namespace
 
 bool carry_out(MigrationPlan &plan, ConfigDocument &document, Losses *losses)
@@ -359,14 +375,14 @@ bool carry_out(MigrationPlan &plan, ConfigDocument &document, Losses *losses)
 
 bool migrate(ConfigDocument &document)
 {
-    if (!first_schema || !document.first()) return true;
+    if (!document.first()) return true;
+    log_versions_of_silent_plugins(document.versions());
     MigrationPlan plan;
     for (const PluginSchema *each = first_schema; each; each = each->next) {
         const unsigned int version = version_in(document.versions(), each->name.get());
         if (version > each->version) {
-            vorn_debug_printf("Schema \"%s\": the document is of version %u, later than %u, and is "
-                              "read as it is.\n",
-                              each->name.get(), version, each->version);
+            log_later_version({each->name.get(), std::strlen(each->name.get()), version},
+                              each->version);
         } else if (!plan.add(document, *each, version, each->version)) {
             return false;
         }

@@ -8,6 +8,7 @@
 
 #include "config/schema.h"
 #include "core/base/text_buffer.h"
+#include "core/plugins.h"
 #include "vorn/schema.h"
 
 #include <algorithm>
@@ -105,13 +106,20 @@ bool is_before(const DeclaredVersion &one, const char *other)
 
 } // namespace
 
+bool is_of_silent_plugin(const DeclaredVersion &said)
+{
+    return !is_declared(said) && plugin_takes_part_as(said.name, said.length);
+}
+
 /* A plugin of this device speaks for itself. */
 void SaidVersions::add_before(const char *name)
 {
     DeclaredVersion other = {};
     for (const char *at = others_; at && read_version(at, other); others_ = at) {
         if (name && !is_before(other, name)) return;
-        if (!is_declared(other)) add(other.name, other.length, other.version);
+        if (is_declared(other)) continue;
+        if (silent_ == Silent::left_out && is_of_silent_plugin(other)) continue;
+        add(other.name, other.length, other.version);
     }
 }
 
@@ -124,7 +132,7 @@ Text SaidVersions::take()
 
 Text said_versions(const char *others)
 {
-    SaidVersions said(others);
+    SaidVersions said(others, SaidVersions::Silent::left_out);
     for (const PluginSchema *each = first_schema; each; each = each->next) {
         said.add_before(each->name.get());
         said.add(each->name.get(), std::strlen(each->name.get()), each->version);
@@ -176,8 +184,18 @@ bool find_instruction(Rest &rest, Rest &data)
     return false;
 }
 
+bool tell_of_silent_plugin(const char *versions)
+{
+    DeclaredVersion said = {};
+    for (const char *at = versions; at && read_version(at, said);) {
+        if (said.version > 0 && is_of_silent_plugin(said)) return true;
+    }
+    return false;
+}
+
 int compare_versions(const char *versions)
 {
+    if (tell_of_silent_plugin(versions)) return VORN_SCHEMA_NEWER;
     int result = VORN_SCHEMA_SAME;
     for (const PluginSchema *each = first_schema; each; each = each->next) {
         const unsigned int version = version_in(versions, each->name.get());

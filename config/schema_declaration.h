@@ -33,13 +33,21 @@ bool is_read_to_its_end(const char *at);
 unsigned int version_in(const char *versions, const char *name);
 
 /*
+ * Whether it is of a plugin that takes part here and declares none: one whose file bears the name.
+ * What that one reads and writes is of version 0.
+ */
+bool is_of_silent_plugin(const DeclaredVersion &said);
+
+/*
  * What a document says: the versions of this device's plugins, and of what another document says of
  * others, which may be null. They come in the order of their names; those of version 0 are left
- * out.
+ * out, and those of silent plugins where these have made the document.
  */
 class SaidVersions {
 public:
-    explicit SaidVersions(const char *others) : others_(others) {}
+    enum class Silent { kept, left_out };
+
+    SaidVersions(const char *others, Silent silent) : others_(others), silent_(silent) {}
 
     void add_before(const char *name);
     void add(const char *name, std::size_t length, unsigned int version);
@@ -48,10 +56,11 @@ public:
 
 private:
     const char *others_;
+    Silent silent_;
     TextBuffer text_;
 };
 
-/* The same with the versions that were declared. */
+/* What a save says, with the versions that were declared. */
 Text said_versions(const char *others);
 
 } // namespace vorn

@@ -50,14 +50,18 @@ constinit FoundPlugin *found_plugins = nullptr;
 /* Whose entry is called, or was called last. */
 constinit FoundPlugin *current = nullptr;
 
-bool is_plugin(const char *name)
+bool is_ending(const char *text)
 {
-    const std::size_t length = std::strlen(name);
     for (const char *ending : endings) {
-        const std::size_t tail = std::strlen(ending);
-        if (length > tail && std::strcmp(name + length - tail, ending) == 0) return true;
+        if (std::strcmp(text, ending) == 0) return true;
     }
     return false;
+}
+
+bool is_plugin(const char *name)
+{
+    const char *ending = std::strrchr(name, '.');
+    return ending && ending > name && is_ending(ending);
 }
 
 /* The loader opens whatever has the name, and would wait for somebody who writes into a pipe. */
@@ -253,6 +257,17 @@ bool plugin_takes_part(const char *name)
 {
     for (const FoundPlugin *each = found_plugins; each; each = each->next) {
         if (each->state == VORN_PLUGIN_RUNNING && std::strcmp(each->name.get(), name) == 0)
+            return true;
+    }
+    return false;
+}
+
+bool plugin_takes_part_as(const char *name, std::size_t length)
+{
+    for (const FoundPlugin *each = found_plugins; each; each = each->next) {
+        if (each->state == VORN_PLUGIN_RUNNING &&
+            std::strncmp(each->name.get(), name, length) == 0 &&
+            is_ending(each->name.get() + length))
             return true;
     }
     return false;

@@ -136,7 +136,9 @@ struct vorn_migration {
 /**
  * Declares the version of a plugin's schema, and the steps that led to it, in the order of their
  * versions. The name stands in saved documents: letters, digits, "-", "_" and ".", a letter first,
- * at most 63 bytes, and the same for all time. To be called from vorn_plugin_init.
+ * at most 63 bytes, and the same for all time. It should be that of the plugin's file, "radio" of
+ * radio.vorn: by that a firmware whose plugin declares nothing yet knows what a later one saved.
+ * To be called from vorn_plugin_init.
  *
  * A table is taken whole or not at all. What is wrong with it is an error in the log that begins
  * with "Schema \"%s\" of plugin \"%s\": ", and is one of these:

@@ -31,16 +31,17 @@ VORN_API const char *vorn_schema_get_plugin(const char *name);
 
 /** How a document is to this device; see vorn_schema_compare. */
 enum {
-    VORN_SCHEMA_SAME = 0,  /**< of the versions that are declared here */
+    VORN_SCHEMA_SAME = 0,  /**< of the versions of the plugins that are here */
     VORN_SCHEMA_OLDER = 1, /**< of an earlier version of at least one plugin */
     VORN_SCHEMA_NEWER = 2, /**< of a later one of at least one, whatever it is of the others */
 };
 
 /**
  * Tells by what stands before the root element of a document of which versions it is. Its beginning
- * is enough: size may end anywhere behind that. What is said of plugins that declared nothing here
- * does not count; a declared one that is not mentioned is of version 0. VORN_SCHEMA_SAME for null
- * and without memory.
+ * is enough: size may end anywhere behind that. A plugin is known by the name that it declared; one
+ * that declared none, and runs, by its file's without ".vorn" or ".so", and is of version 0 here.
+ * What is said of plugins that are not here does not count; a declared one that is not mentioned is
+ * of version 0. VORN_SCHEMA_SAME for null and without memory.
  */
 VORN_API int vorn_schema_compare(const char *document, size_t size);
 

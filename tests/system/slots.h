@@ -21,7 +21,7 @@ protected:
         std::filesystem::remove(in_plugins("versions"));
     }
 
-    /* The firmware with that version of the plugin. */
+    /* The firmware with that version of the plugin; that of 0 declares none. */
     void boot_slot(int version)
     {
         if (daemon_pid() > 0) shut_down();
@@ -31,9 +31,19 @@ protected:
 
     static void insert_slot(int version)
     {
-        for (int each = 1; each <= 3; each++)
-            std::filesystem::remove(in_plugins("wlan-" + std::to_string(each)));
-        std::filesystem::copy_file(versions, in_plugins("wlan-" + std::to_string(version)));
+        take_out_slot();
+        std::filesystem::copy_file(versions, in_plugins(name_of(version)));
+    }
+
+    static void take_out_slot()
+    {
+        for (int each = 0; each <= 3; each++)
+            std::filesystem::remove(in_plugins(name_of(each)));
+    }
+
+    static std::string name_of(int version)
+    {
+        return version == 0 ? "wlan" : "wlan-" + std::to_string(version);
     }
 
     static std::string in_plugins(const std::string &name)
