@@ -57,20 +57,22 @@ static void take_root(const char *words, struct firmware *firmware)
     if (*words != '\0') copy_value(firmware->slot, sizeof firmware->slot, words);
 }
 
-static int is_on(const char *words, const char *variable)
+static int begins_with_one_of(const char *words, const char *variable, const char *characters)
 {
     const char *value = value_in(words, variable);
-    return value != NULL && *value == '1';
+    if (value != NULL && (*value == '"' || *value == '\'')) value++;
+    return value != NULL && *value != '\0' && strchr(characters, *value) != NULL;
 }
 
+/* Installed and testing; all others tell of no firmware that is tried out. */
 static void take_state_of_swupdate(const char *words, struct firmware *firmware)
 {
-    firmware->is_good = !is_on(words, "ustate");
+    firmware->is_good = !begins_with_one_of(words, "ustate", "12");
 }
 
 static void take_state_of_u_boot(const char *words, struct firmware *firmware)
 {
-    firmware->is_good = !is_on(words, "upgrade_available");
+    firmware->is_good = !begins_with_one_of(words, "upgrade_available", "1");
 }
 
 static void write_all(int input, const char *text)

@@ -261,6 +261,38 @@ TEST_F(FirmwareMarks, WaitForNothingThatAnotherMethodHasBegun)
     EXPECT_THAT(device.timers, IsEmpty());
 }
 
+/* Installed, and being tested. */
+TEST_F(FirmwareMarks, AreMadeForWhatSwupdateTriesOut)
+{
+    history_says("upgrade", "pending");
+    boot();
+    for (const char *on_trial : {"ustate=1\n", "ustate=2\n", "ustate=\"2\"\n"}) {
+        use("none");
+        use("swupdate");
+        program_ends(0, "/dev/mmcblk0p3\n");
+        program_ends(0, on_trial);
+        EXPECT_EQ(told("good"), "no") << on_trial;
+        time_passes();
+        EXPECT_EQ(told("state"), "waiting to be confirmed") << on_trial;
+    }
+    history_says("upgrade", "confirmed");
+    time_passes();
+    EXPECT_THAT(device.runs.back(), mark);
+    program_ends(0);
+    EXPECT_EQ(told("good"), "yes");
+}
+
+/* The update has failed, which is still to be reported; what runs is what was there before. */
+TEST_F(FirmwareMarks, LeaveWhatSwupdateHasToReportAlone)
+{
+    boot();
+    use("swupdate");
+    program_ends(0, "/dev/mmcblk0p3\n");
+    program_ends(0, "ustate=3\n");
+    EXPECT_EQ(told("state"), "good");
+    EXPECT_THAT(device.timers, IsEmpty());
+}
+
 TEST_F(FirmwareMarks, AreNotMadeAgainWhenTheSameMethodIsSet)
 {
     boot();
