@@ -279,13 +279,14 @@ static void tick(void *eloop_data, void *user_data)
 }
 
 /* In force before the transaction is: nothing of it may be saved, not even if memory runs out. */
-static void begin(int seconds)
+static int begin(int seconds)
 {
     eloop_cancel_timeout(tick, ELOOP_ANY, ELOOP_ANY);
-    if (eloop_register_timeout(0, 0, tick, NULL, NULL) != 0) return;
+    if (eloop_register_timeout(0, 0, tick, NULL, NULL) != 0) return 1;
     pending_begin(seconds);
     hold();
     is_tentative = 1;
+    return 0;
 }
 
 /*
@@ -327,7 +328,8 @@ static void check(vorn_check_info *info, void *data)
         vorn_instances_get_singleton(vorn_check_info_get_instances(info), class_name);
     const char *what = value_of(trial, noted);
     if (vorn_check_info_is_rehearsal(info)) return;
-    if (atoi(what) > 0 && !pending_is_there()) begin(atoi(what));
+    if (atoi(what) > 0 && !pending_is_there() && begin(atoi(what)) != 0)
+        vorn_check_info_refuse(info, trial, "seconds", "there is no memory to end it in time");
     if (strcmp(what, "confirm") != 0) return;
     if (vorn_config_confirm_held() != 0) {
         vorn_check_info_refuse(info, trial, "confirm", "it can't be saved: %s",

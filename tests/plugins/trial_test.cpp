@@ -20,6 +20,8 @@ namespace {
 
 eloop_timeout_handler tick = nullptr;
 bool has_timers = true;
+bool has_way_back = true;
+bool has_random = true;
 int timers = 0;                  /* that wait */
 const char *neighbour = nullptr; /* a provider that is added before it */
 std::time_t seconds_gone = 0;
@@ -40,6 +42,16 @@ int __wrap_eloop_register_timeout(int, unsigned int, eloop_timeout_handler handl
     tick = handler;
     timers++;
     return 0;
+}
+char *__real_vorn_config_write_document(const vorn_instances *instances);
+char *__wrap_vorn_config_write_document(const vorn_instances *instances)
+{
+    return has_way_back ? __real_vorn_config_write_document(instances) : nullptr;
+}
+ssize_t __real_getrandom(void *room, std::size_t size, unsigned int flags);
+ssize_t __wrap_getrandom(void *room, std::size_t size, unsigned int flags)
+{
+    return has_random ? __real_getrandom(room, size, flags) : -1;
 }
 int __wrap_eloop_cancel_timeout(eloop_timeout_handler, void *, void *)
 {
@@ -64,7 +76,7 @@ protected:
     }
     ~Trials() override
     {
-        has_timers = true;
+        has_timers = has_way_back = has_random = true;
         timers = 0;
         vorn::external_updates_disabled = false;
         if (is_pending()) ask_for("<revert>" + id() + "</revert>");
@@ -194,6 +206,48 @@ TEST_F(Trials, AreTakenBackAtOnceWhenNothingWouldEndThemLater)
 
     EXPECT_EQ(channel(), "6");
     EXPECT_FALSE(is_pending());
+}
+
+class UnbegunTrials : public Trials {
+protected:
+    UnbegunTrials()
+    {
+        ask_for("<revert>" + id() + "</revert>");
+        time_passes();
+    }
+    void expect_nothing_of_it()
+    {
+        EXPECT_EQ(channel(), "6");
+        EXPECT_FALSE(is_pending());
+        EXPECT_FALSE(vorn_config_is_held());
+    }
+};
+
+TEST_F(UnbegunTrials, AreThoseThatNothingWouldEnd)
+{
+    has_timers = false;
+
+    EXPECT_THAT(begin("60"), testing::HasSubstr("there is no memory to end it in time"));
+
+    expect_nothing_of_it();
+}
+
+TEST_F(UnbegunTrials, AreThoseWithoutAWayBack)
+{
+    has_way_back = false;
+
+    EXPECT_THAT(begin("60"), testing::HasSubstr("there is no memory to keep what is there now"));
+
+    expect_nothing_of_it();
+}
+
+TEST_F(UnbegunTrials, AreThoseWithoutAnId)
+{
+    has_random = false;
+
+    EXPECT_THAT(begin("60"), testing::HasSubstr("<error>"));
+
+    expect_nothing_of_it();
 }
 
 TEST_F(Trials, RefuseAnyChangeOfWhatIsSavedByOthers)
