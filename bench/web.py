@@ -91,10 +91,10 @@ def full_rate(path, token):
 
 
 def compare_rates(rate_of, token, rounds):
-    """The median of pairs, side by side."""
+    """The best of each, measured in turns: what else the machine does makes either slower."""
     pairs = [(rate_of(OBJECT, token), rate_of("/same.json", token)) for _ in range(rounds)]
     print(*(f"{own:.0f}/{file:.0f}" for own, file in pairs), file=sys.stderr)
-    return statistics.median(own / file for own, file in pairs)
+    return max(own for own, _ in pairs) / max(file for _, file in pairs)
 
 
 class Crowd:
