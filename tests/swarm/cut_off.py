@@ -35,9 +35,9 @@ class Fleet:
         self.fleet = boards.Fleet(build, real)
         self.swarm = street.Swarm(build, simulated, more=["key=" + self.fleet.signer.public])
         self.count = real + simulated
-        self.swarm.await_all(30)
+        self.swarm.await_all(180)
         street.await_that(lambda: sum(each["online"] for each in self.listed()) == self.count,
-                          "all devices", 60, 1)
+                          "all devices", 180, 1)
 
     def operate(self, *words):
         done = subprocess.run([PROGRAM, words[0], "-C", self.fleet.operators, "--json", *words[1:]],
@@ -66,7 +66,7 @@ class Fleet:
         self.fleet.end()
 
 
-def measure(table, build, real, simulated):
+def measure(table, build, real, simulated, seconds_beside):
     fleet = Fleet(build, real, simulated)
     try:
         seconds, end = fleet.apply(GOOD, "--waves", "1,25%,100%")
@@ -78,10 +78,10 @@ def measure(table, build, real, simulated):
         stopped = end["event"] == "stopped" and end["wave"] == 1
         table.add(f"a wrong gateway, {real} real devices first: stops in wave", str(end.get("wave")), "1", stopped)
         reached = max(1, fleet.count // 10)
-        street.await_that(lambda: fleet.reverted(1) >= reached, "those of the first wave back", TRIAL + 120, 1)
+        street.await_that(lambda: fleet.reverted(1) >= reached, "those of the first wave back", TRIAL + 240, 1)
         seconds = time.monotonic() - begin
         table.add("  all are back with what they had, by themselves", f"{seconds:.0f} s",
-                  f"{TRIAL} + 60 s", seconds <= TRIAL + 60)
+                  f"{TRIAL} + {seconds_beside} s", seconds <= TRIAL + seconds_beside)
         found = fleet.reverted(1)
         table.add("  devices that it reached", str(found), str(reached), found == reached)
     finally:
@@ -91,5 +91,5 @@ def measure(table, build, real, simulated):
 if __name__ == "__main__":
     results = rows.Table()
     is_short = "--short" in sys.argv
-    measure(results, pathlib.Path(sys.argv[1]).resolve(), *((2, 18) if is_short else (10, 90)))
+    measure(results, pathlib.Path(sys.argv[1]).resolve(), *((2, 18, 180) if is_short else (10, 90, 60)))
     sys.exit(0 if results.is_reached() else 1)

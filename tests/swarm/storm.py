@@ -41,7 +41,7 @@ class Storm:
 
     def run(self):
         """What the devices' books say in the end."""
-        self.swarm.await_all(60)
+        self.swarm.await_all(180)
         for generation in range(1, self.generations + 1):
             self.send(generation)
             while self.due and self.due[0] < generation:
@@ -50,7 +50,7 @@ class Storm:
                 self.kill_one()
         self.send(self.generations)  # the broker may have forgotten it since
         seconds, stats = self.swarm.await_all(
-            120, lambda found: found["lowest"] == self.generations and found["on_trial"] == 0,
+            300, lambda found: found["lowest"] == self.generations and found["on_trial"] == 0,
             "the last generation everywhere")
         self.swarm.end()
         self.broker.kill()

@@ -23,7 +23,7 @@ allow_anonymous true
 """
 
 
-def await_that(is_so, what, seconds=30, pause=0.02):
+def await_that(is_so, what, seconds=120, pause=0.02):
     end = time.monotonic() + seconds
     while not is_so():
         assert time.monotonic() < end, what() if callable(what) else what

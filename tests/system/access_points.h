@@ -53,6 +53,22 @@ protected:
         forget_runs();
     }
 
+    /* Of the hostapd that was ready: on a busy machine it takes a moment. */
+    static bool has_ended()
+    {
+        return shell("kill -0 $(cat /tmp/ready) 2>/dev/null || echo gone") == "gone\n";
+    }
+
+    /* With operations that start hostapd anew: it has noted its run and hears SIGHUP then. */
+    static void change_and_forget(const std::string &operations)
+    {
+        shell("rm -f /tmp/ready");
+        change(operations);
+        ASSERT_TRUE(comes_true([] { return exists("/tmp/ready"); }));
+        ASSERT_TRUE(state_becomes("radio", "wlan0", "running"));
+        forget_runs();
+    }
+
     static std::string change(const std::string &operations)
     {
         return lsql("<lsql><write-transaction>" + operations + "</write-transaction></lsql>");

@@ -75,7 +75,7 @@ TEST_F(AddressPools, RunNothingForValuesThatAreWrittenAgain)
     change("<update><dhcp-host><address>192.168.1.20</address></dhcp-host></update>");
     change("<update><dhcp-host><address>192.168.1.21</address></dhcp-host></update>");
 
-    EXPECT_TRUE(comes_true([] { return exists("/tmp/again"); }));
+    EXPECT_TRUE(comes_true([] { return !read_file("/tmp/again").empty(); }));
     EXPECT_EQ(read_file("/tmp/again"), "again\n");
     EXPECT_THAT(commands_run(), IsEmpty());
 }
@@ -97,7 +97,7 @@ TEST_F(AddressPools, EndTheirServerWhenNothingIsLeftToServe)
     forget_runs();
 
     change("<delete><dhcp-pool/></delete>");
-    EXPECT_THAT(status(), HasSubstr("<status>stopped</status>"));
+    EXPECT_TRUE(comes_true([] { return status().find(">stopped<") != std::string::npos; }));
     change("<update><dhcp-host><address>192.168.1.22</address></dhcp-host></update>");
 
     EXPECT_THAT(commands_run(), IsEmpty());

@@ -87,6 +87,11 @@ def make_initramfs(path):
                            cwd=root, check=True, stdout=output)
 
 
+# Ends the daemon, and waits until it has let go of its disk.
+STOP = ("pid=$(cat /run/vorn.pid); kill $pid; "
+        "while kill -0 $pid 2>/dev/null; do sleep 0.05; done")
+
+
 class CutMachine(Machine):
     """Boots once; each start after that goes on from where `keep` left it."""
 
@@ -96,7 +101,7 @@ class CutMachine(Machine):
         self.state = folder / "state"
 
     def keep(self):
-        until = time.monotonic() + 60
+        until = time.monotonic() + 300
         self.monitor.command("stop", until)
         self.monitor.command("migrate", until, uri=f"exec:cat >{self.state}.new")
         while self.monitor.command("query-migrate", until)["status"] != "completed":

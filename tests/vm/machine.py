@@ -22,8 +22,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 TREE = HERE.parent.parent
 CACHE = pathlib.Path(os.environ.get("VORN_VM_CACHE", TREE / "build/vm")).resolve()
 # An emulated machine beside others takes its time; one that works is not waited for.
-BOOT_SECONDS = 240
-PATIENCE_S = 120
+BOOT_SECONDS = 600
+PATIENCE_S = 300
 # An emulated timer may come late, which is nothing to panic about.
 KERNEL_ARGUMENTS = ("console=ttyS0 quiet panic=-1 mitigations=off cryptomgr.notests no_timer_check "
                     "random.trust_cpu=on")

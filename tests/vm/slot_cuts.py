@@ -6,7 +6,7 @@ import re
 import time
 import zlib
 
-from cut_machine import OPTIONS, CutMachine, Torn, make_initramfs
+from cut_machine import OPTIONS, STOP, CutMachine, Torn, make_initramfs
 from machine import MachineError, make_disk
 
 ENTRIES = 300
@@ -37,12 +37,12 @@ def start(machine, slot, preload):
     until = "until [ -s /run/vorn.pid ]; do sleep 0.05; done"
     return base64.b64decode(machine.check(
         f"cd /; {put_in(slot)} && {preload} vorn 2>/dev/null && {until} && "
-        "base64 /etc/config/config.xml", 60)).decode()
+        "base64 /etc/config/config.xml")).decode()
 
 
 def save(machine, slot, number):
     machine.check(f"(/usr/save_loop {number} {PROPERTIES[slot]} >/dev/ttyS0 2>&1 &)")
-    until = time.monotonic() + 60
+    until = time.monotonic() + 300
     while "saved" not in machine.console:
         if time.monotonic() > until:
             raise MachineError(f"nothing is saved:\n{machine.console[-2000:]}")
@@ -55,7 +55,7 @@ def reference_of(folder, slot):
         machine.check("mount -t ext4 /dev/vda /etc")
         start(machine, slot, "")
         save(machine, slot, 1)
-        machine.check("kill $(cat /run/vorn.pid); sleep 1")
+        machine.check(STOP)
         return machine.check("cat /etc/config/config.xml; umount /etc")
 
 

@@ -31,7 +31,7 @@ class Station:
         """In the station's namespace."""
         return self.machine.run(f"ip netns exec station sh -c {shlex.quote(command)}", deadline)
 
-    def associate(self, ssid, key=None, sae=False, deadline=30, security=None):
+    def associate(self, ssid, key=None, sae=False, deadline=90, security=None):
         """Leaves where it was and joins a network; whether that came about. It gives up when the
         key is refused. `security` are wpa_supplicant's own lines, instead of a key."""
         self.leave()

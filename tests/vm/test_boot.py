@@ -18,25 +18,25 @@ class ADevice(unittest.TestCase):
     def test_answers_within_seconds_of_the_start_of_its_daemon(self):
         print(f"boot to served: {self.seconds:.2f} s")
         self.assertEqual(self.device.hostname(), "attic")
-        self.assertLess(self.seconds, 10)
+        self.assertLess(self.seconds, 60)  # emulated, beside others
 
     def uptime(self):
         return float(self.device.check("cat /proc/uptime").split()[0])
 
     def test_takes_a_trial_back_in_time_whatever_its_clock_is_set_to(self):
         began = self.uptime()
-        self.device.vornctl("set", "system", "hostname=cellar", "--trial", "5")
+        self.device.vornctl("set", "system", "hostname=cellar", "--trial", "20")
 
         for clock in CLOCKS:
             self.device.check(f"date -s '{clock}'")
             trial = self.device.values("trial")
             self.assertEqual(trial["state"], "pending", clock)
-            self.assertLessEqual(int(trial["remaining"]), 5, clock)
+            self.assertLessEqual(int(trial["remaining"]), 20, clock)
             self.assertEqual(trial["since"][:4], clock[:4])
 
         self.device.wait_for("test $(vornctl show trial state -q) = none")
         took = self.uptime() - began
-        self.assertTrue(4 < took < 15, took)
+        self.assertTrue(19 < took < 80, took)
         self.assertEqual(self.device.hostname(), "attic")
 
 

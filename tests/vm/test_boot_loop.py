@@ -44,7 +44,7 @@ class ADevice(unittest.TestCase):
         self.device.wait_for(f"grep -q '^boots .* {count}$' /etc/config/history/boots")
 
     def hang_until_the_watchdog_strikes(self):
-        self.device.run_to_the_end("vorn >/dev/console 2>&1; sleep 400", 120)
+        self.device.run_to_the_end("vorn >/dev/console 2>&1; sleep 400")
         self.assertTrue(self.device.has_event("WATCHDOG"), self.device.console)
         self.device.stop()
         self.start()
