@@ -8,7 +8,8 @@
 #include "outcomes.h"
 
 /*
- * What the plugin has to do with: interfaces, addresses on them, routes over them, the resolver.
+ * What the plugin has to do with: interfaces, addresses on them, routes over them, whether packets
+ * are passed on between them, the resolver.
  * The first three compare what is configured with what the kernel has, and plan the commands that
  * make the one of the other. What happened before does not matter to them, except for what they
  * once made and nobody wants any more.
@@ -30,6 +31,7 @@ vorn_refresher *interfaces_declare(void);
 vorn_refresher *addresses_declare(void);
 vorn_refresher *routes_declare(void);
 vorn_refresher *v6_routes_declare(void);
+vorn_refresher *routing_declare(void);
 vorn_refresher *resolver_declare(void);
 
 /** Brings the outcomes up to date with the kernel, once for each request. */
@@ -118,6 +120,14 @@ void clients_explain(const vorn_instances *configuration, const struct kernel *k
 
 /** What the client of that address does. */
 const char *clients_state(const char *name);
+
+/** Has the kernel pass packets on, or not, as is configured. */
+void routing_commit(const vorn_instances *configuration);
+void routing_note(FILE *file);
+void routing_recall(const char *line);
+
+/** Says what that would do. */
+void routing_explain(const vorn_instances *configuration, vorn_explanation *explanation);
 
 /** Writes the resolver's file unless it has that text. */
 void resolver_commit(const vorn_instances *configuration);

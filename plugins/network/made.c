@@ -44,6 +44,7 @@ void made_recall(void)
             v6_addresses_recall(line);
             slaac_recall(line);
             v6_routes_recall(line);
+            routing_recall(line);
             routes_recall(line);
         }
     }
@@ -62,6 +63,7 @@ static char *write_text(void)
     v6_addresses_note(file);
     slaac_note(file);
     v6_routes_note(file);
+    routing_note(file);
     routes_note(file);
     const int has_failed = ferror(file) != 0;
     if (fclose(file) == 0 && !has_failed) return text;

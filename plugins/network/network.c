@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The device's network: interfaces, addresses, routes and the resolver. Each commit, of anything,
- * runs what makes the kernel have what is configured, and nothing where it has that already; so
- * does the inform interface, when it tells that hardware was away.
+ * The device's network: interfaces, addresses, routes, routing and the resolver. Each commit, of
+ * anything, runs what makes the kernel have what is configured, and nothing where it has that
+ * already; so does the inform interface, when it tells that hardware was away.
  */
 #include <linux/rtnetlink.h>
 #include <string.h>
@@ -196,6 +196,7 @@ static void commit(vorn_commit_info *info)
     if (!has_booted && !vorn_process_no_actions) made_recall();
     reach_set(info);
     if (ip_is_busy()) reach_all(); /* what goes on is for everybody */
+    if (reach_holds("routing")) routing_commit(configuration);
     if (reach_holds("resolver")) resolver_commit(configuration);
     apply(configuration, has_booted ? a_moment_us() : boot_limit_us);
     has_booted = 1;
@@ -219,7 +220,9 @@ static void explain_plan(vorn_commit_info *info, vorn_explanation *explanation)
 static void explain(vorn_commit_info *info, vorn_explanation *explanation)
 {
     const reach before = reach_set(info);
-    if (reach_holds("resolver")) resolver_explain(vorn_commit_info_get_after(info), explanation);
+    const vorn_instances *configuration = vorn_commit_info_get_after(info);
+    if (reach_holds("routing")) routing_explain(configuration, explanation);
+    if (reach_holds("resolver")) resolver_explain(configuration, explanation);
     explain_plan(info, explanation);
     reach_restore(&before);
 }
@@ -273,7 +276,7 @@ void network_look(void)
     look(vorn_config_get_running());
 }
 
-enum { concerns = 5 };
+enum { concerns = 6 };
 
 static vorn_refresher *refreshers[concerns];
 
@@ -322,6 +325,7 @@ void vorn_plugin_init(void)
     refreshers[2] = routes_declare();
     refreshers[3] = resolver_declare();
     refreshers[4] = v6_routes_declare();
+    refreshers[5] = routing_declare();
     if (provider == NULL) return;
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_explain_fn(provider, explain, NULL);

@@ -4,8 +4,6 @@
  * listen, also where the device forwards packets itself.
  */
 #include <arpa/inet.h>
-#include <errno.h>
-#include <fcntl.h>
 #include <inttypes.h>
 #include <linux/if_addr.h>
 #include <linux/rtnetlink.h>
@@ -21,6 +19,7 @@
 #include "declare.h"
 #include "describe.h"
 #include "ip.h"
+#include "kernel_setting.h"
 #include "values.h"
 
 enum { settings = 3, path_room = 80, least_mtu = 1280, all_routers_hops = 255 };
@@ -98,27 +97,14 @@ static const char *path_of(const char *link, const char *name)
     return path;
 }
 
-/* What the kernel has of it, or -1. */
 static int read_setting(const char *link, const char *name)
 {
-    int value = -1;
-    FILE *file = fopen(path_of(link, name), "re");
-    if (file == NULL) return -1;
-    if (fscanf(file, "%d", &value) != 1) value = -1;
-    fclose(file);
-    return value;
+    return kernel_setting_read(path_of(link, name));
 }
 
-/* 0, or the reason why not. */
 static int write_setting(const char *link, const char *name, int value)
 {
-    char text[16];
-    const int length = snprintf(text, sizeof text, "%d\n", value);
-    const int file = open(path_of(link, name), O_WRONLY | O_CLOEXEC);
-    if (file < 0) return errno;
-    const int reason = write(file, text, (size_t)length) == length ? 0 : errno;
-    close(file);
-    return reason;
+    return kernel_setting_write(path_of(link, name), value);
 }
 
 static int wanted_of(const vorn_instance *address, int setting)
@@ -305,7 +291,6 @@ static void serve(const vorn_instance *address, const char *twin, void *data)
         const int wanted = wanted_of(address, i);
         if (read_setting(listener->link, names[i]) == wanted) continue;
         const int reason = write_setting(listener->link, names[i], wanted);
-        vorn_debug_1printf("Writing %d to %s\n", wanted, path_of(listener->link, names[i]));
         if (reason != 0) fail(listener, names[i], reason);
         is_changed_now |= reason == 0;
     }

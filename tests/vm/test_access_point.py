@@ -86,6 +86,7 @@ CHANGES = (
      "grep -q 'ether 00:00:00:00:00:00' && vornctl set system contact=me",
      "ip link show v9 | grep -q ,UP"),
     ("vornctl delete interface v9 && vornctl delete interface b9", "! ip link show b9"),
+    ("vornctl set routing ipv4=on ipv6=on", "grep -qx 1 /proc/sys/net/ipv6/conf/all/forwarding"),
     ("vornctl set resolver servers=192.168.7.9", "grep -q 192.168.7.9 /etc/resolv.conf"),
     ("vornctl set firewall enabled=on", "nft list table inet vorn"),
     ("vornctl add zone inside interfaces='br0 wlan*' input=accept", "nft list table inet vorn | grep -q br0"),
