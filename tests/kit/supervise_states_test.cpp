@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <fstream>
 #include <string>
 #include <tuple>
 
@@ -142,7 +143,7 @@ void pausing(Scene &scene)
 void pausing_since_its_exec_failed(Scene &scene)
 {
     supervise_run(scene.program, missing);
-    for (int i = 0; i < 500 && scene.told == 0; i++)
+    for (int i = 0; i < 6000 && scene.told == 0; i++)
         Scene::tick();
     scene.told = 0;
 }
@@ -212,7 +213,7 @@ void send_a_signal(Scene &scene)
 void run_what_ends_at_once(Scene &scene)
 {
     supervise_run(scene.program, short_lived);
-    for (int i = 0; i < 500 && scene.told == 0; i++)
+    for (int i = 0; i < 6000 && scene.told == 0; i++)
         Scene::tick();
 }
 
@@ -277,7 +278,7 @@ TEST_P(StatesOfPrograms, MeetEveryEvent)
     events[event](scene);
     scene.settle();
     const bool fails = std::string(row.outcomes[event]).ends_with("told");
-    for (int i = 0; fails && scene.told == 0 && i < 500; i++)
+    for (int i = 0; fails && scene.told == 0 && i < 6000; i++)
         Scene::tick();
 
     std::string outcome = scene.status();
@@ -292,13 +293,31 @@ protected:
     /* Until the program is one that runs, however long it is to be one that starts. */
     static void await_running(const Scene &scene)
     {
-        for (int i = 0; i < 500 && std::string(supervise_state(scene.program)) != "running"; i++)
+        for (int i = 0; i < 6000 && std::string(supervise_state(scene.program)) != "running"; i++)
             Scene::tick();
+    }
+
+    /* And hears of the signal: it has set its trap, which is the last thing before it waits. */
+    static void await_trap(Scene &scene, int signal_number)
+    {
+        await_running(scene);
+        scene.first = supervise_pid(scene.program);
+        for (int i = 0; i < 6000 && !catches(scene.first, signal_number); i++)
+            Scene::tick();
+    }
+
+    static bool catches(pid_t process, int signal_number)
+    {
+        std::ifstream status("/proc/" + std::to_string(process) + "/status");
+        for (std::string word; status >> word;)
+            if (word == "SigCgt:" && status >> word)
+                return std::stoull(word, nullptr, 16) >> (signal_number - 1) & 1;
+        return false;
     }
 
     static void await_failure(const Scene &scene)
     {
-        for (int i = 0; i < 500 && scene.told == 0; i++)
+        for (int i = 0; i < 6000 && scene.told == 0; i++)
             Scene::tick();
     }
 
@@ -328,8 +347,7 @@ TEST_F(LastWords, AreInTheStateOfOneThatHasJustEnded)
 {
     Scene scene;
     supervise_run(scene.program, says_why_when_told);
-    await_running(scene);
-    scene.first = supervise_pid(scene.program);
+    await_trap(scene, SIGUSR1);
     kill(scene.first, SIGUSR1);
     scene.await_end();
 
@@ -359,7 +377,7 @@ TEST_P(Ends, AreInTheState)
     Scene scene;
     const char *const program[] = {"sh", "-c", GetParam().script, nullptr};
     supervise_run(scene.program, program);
-    for (int i = 0; i < 500 && scene.told == 0; i++) {
+    for (int i = 0; i < 6000 && scene.told == 0; i++) {
         const pid_t process = supervise_pid(scene.program);
         const bool has_spoken = *supervise_words(scene.program) != '\0';
         if (has_spoken && process > 0) kill(process, GetParam().signal_number);
@@ -380,10 +398,11 @@ TEST_F(LastWords, AreNoneOnceTheyWereSaidLongAgo)
 {
     Scene scene;
     supervise_run(scene.program, says_hello_and_ends_when_told);
-    await_running(scene);
+    await_trap(scene, SIGUSR1);
+    for (int i = 0; i < 6000 && *supervise_words(scene.program) == '\0'; i++)
+        Scene::tick();
     ASSERT_STREQ(supervise_words(scene.program), "hello\n");
     ahead_us += 3100000;
-    scene.first = supervise_pid(scene.program);
     ASSERT_GT(scene.first, 0);
     kill(scene.first, SIGUSR1);
     await_failure(scene);

@@ -98,7 +98,7 @@ set -e
 ip link add eth0 type veth peer name cable
 setsid vorn -f >/tmp/output 2>&1 &
 daemon=$!
-for _ in $(seq 500); do
+for _ in $(seq 3000); do
     [ ! -e /var/run/vorn.pid ] || break
     sleep 0.02
 done

@@ -49,7 +49,7 @@ protected:
         const char *const arguments[] = {"sh", "-c", script, nullptr};
         const kept_plan plan = {arguments, feed_, 0, limit_ms};
         if (kept_start(&run_, &plan) != 0) return testing::AssertionFailure() << output_;
-        if (kept_await(&run_, patience_now_us() + 8 * second_us)) {
+        if (kept_await(&run_, patience_now_us() + 90 * second_us)) {
             return testing::AssertionSuccess();
         }
         return testing::AssertionFailure() << "it goes on";
@@ -62,7 +62,7 @@ protected:
 
 TEST_F(KeptPrograms, TellWhatTheySayAndHowTheyEnd)
 {
-    ASSERT_TRUE(ends("echo one; echo two >&2; exit 3", 5000));
+    ASSERT_TRUE(ends("echo one; echo two >&2; exit 3", 60000));
 
     EXPECT_STREQ(output_, "one\ntwo\n");
     EXPECT_EQ(WEXITSTATUS(run_.status), 3);
@@ -71,7 +71,7 @@ TEST_F(KeptPrograms, TellWhatTheySayAndHowTheyEnd)
 /* What they say may come from anybody, such as the names of networks. */
 TEST_F(KeptPrograms, CannotTellForTheirKeeperHowTheyEnd)
 {
-    ASSERT_TRUE(ends("printf 'one\\0010\\ntwo\\00100000000 0\\nthree\\001'; exit 3", 5000));
+    ASSERT_TRUE(ends("printf 'one\\0010\\ntwo\\00100000000 0\\nthree\\001'; exit 3", 60000));
 
     EXPECT_STREQ(output_, "one?0\ntwo?00000000 0\nthree?");
     EXPECT_EQ(WEXITSTATUS(run_.status), 3);
@@ -79,7 +79,7 @@ TEST_F(KeptPrograms, CannotTellForTheirKeeperHowTheyEnd)
 
 TEST_F(KeptPrograms, LoseNothingBehindWhatLooksLikeTheirKeepers)
 {
-    ASSERT_TRUE(ends("printf '\\0010123456789abcdef0123456789\\nend\\n'", 5000));
+    ASSERT_TRUE(ends("printf '\\0010123456789abcdef0123456789\\nend\\n'", 60000));
 
     EXPECT_STREQ(output_, "?0123456789abcdef0123456789\nend\n");
     EXPECT_EQ(run_.status, 0);
@@ -87,7 +87,7 @@ TEST_F(KeptPrograms, LoseNothingBehindWhatLooksLikeTheirKeepers)
 
 TEST_F(KeptPrograms, EndWithThemselvesAndNotWithWhatTheyStarted)
 {
-    ASSERT_TRUE(ends("sleep 1000 & echo done", 30000));
+    ASSERT_TRUE(ends("sleep 1000 & echo done", 60000));
 
     EXPECT_STREQ(output_, "done\n");
     EXPECT_EQ(run_.status, 0);

@@ -70,7 +70,7 @@ fresh() {
 
 await() {
     local i
-    for ((i = 0; i < 500; ++i)); do
+    for ((i = 0; i < 3000; ++i)); do
         if "$@"; then return 0; fi
         sleep 0.02
     done

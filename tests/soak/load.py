@@ -104,7 +104,7 @@ class Load:
             self.deaf = self.subscribe()
         self.log.read_on()
         if not self.problems:
-            comes_true(lambda: self.daemon.descriptors() == self.descriptors, 5)
+            comes_true(lambda: self.daemon.descriptors() == self.descriptors)
             self.expect(self.daemon.descriptors(), self.descriptors, "descriptors")
 
     def play_a_save(self):

@@ -22,7 +22,7 @@ class ADevice(unittest.TestCase):
             device.write(COUNTRY, "DE\n")
             device.load_firewall()
             status, output = device.run(f"{TREE}/tests/equality/sequences --real --seed {SEED} "
-                                        f"--count {COUNT}", deadline=120 * COUNT + 60)
+                                        f"--count {COUNT}", deadline=300 * COUNT + 60)
             print(output)
             self.assertEqual(status, 0)
 
