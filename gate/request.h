@@ -33,7 +33,7 @@ struct Request {
 /* Takes the address apart. False for one that is not below /api/v1 or is no text. */
 bool understand(Request &request);
 
-/* The bytes behind "%41"; false where they are no UTF-8 or hold control characters. */
+/* The bytes that "%41" stands for; false where they are no UTF-8 or hold control characters. */
 bool decode(std::string_view encoded, bool is_query, std::string &decoded);
 
 /* UTF-8 without control characters. */

@@ -2,7 +2,7 @@
 """What a command has of a broker: the mirror of what is retained, the rollouts, and messages out.
 
 MQTT does not say when all was told that is retained. A message of our own, sent after the
-subscription, comes back behind it at most brokers; a while of silence after it makes sure at the
+subscription, comes back after it at most brokers; a while of silence after it makes sure at the
 others.
 """
 from . import rollout as rollouts

@@ -209,7 +209,7 @@ VORN_API const char *vorn_config_get_broken(void);
  * What the last load could not read and keeps, by its rank from 0 on, in a few words: "Radio
  * \"wlan0\"" for an instance, "Radio \"wlan0\": power" for values of one, by the first of them, and
  * "Radio \"wlan0\", another one" for an instance whose name the file has before it, or the running
- * configuration. The text holds until the next call. Null behind the last.
+ * configuration. The text holds until the next call. Null after the last.
  */
 VORN_API const char *vorn_config_get_kept(unsigned int rank);
 

@@ -137,7 +137,7 @@ VORN_API int vorn_input_is_plain_ip_or_domain_name(const char *value, int length
 VORN_API int vorn_input_is_host_ip(const char *value, int length);
 /** A netmask written as such an address: at least one 1, and no 1 after a 0. */
 VORN_API int vorn_input_is_netmask(const char *value, int length);
-/** Such an address whose bits behind the prefix are 0, a slash, and the prefix: 0 to 32. */
+/** Such an address whose bits after the prefix are 0, a slash, and the prefix: 0 to 32. */
 VORN_API int vorn_input_is_network(const char *value, int length);
 /**
  * 1 to 15 letters, digits, dots, hyphens and underscores, the first neither a dot nor a hyphen: the

@@ -79,7 +79,7 @@ struct vorn_migration {
     const char *property;     /**< the property; null for a whole class */
     const char *to_class;     /**< of a rename or a move */
     const char *to_property;  /**< of a rename or a move */
-    const char *const *names; /**< the parts of a split or a join, null behind the last */
+    const char *const *names; /**< the parts of a split or a join, null after the last */
     const char *from;         /**< the value that is mapped */
     const char *to;           /**< the value that comes of it, or is given */
     vorn_split_fn split;      /**< what a split takes a text apart with; of a join, its way back */

@@ -77,10 +77,10 @@ enum {
     VORN_PLUGIN_BROKEN = 3,      /**< it could not be loaded */
 };
 
-/** The file name, which belongs to the daemon; null behind the last. */
+/** The file name, which belongs to the daemon; null after the last. */
 VORN_API const char *vorn_plugins_get_name(unsigned int rank);
 
-/** One of the states above; VORN_PLUGIN_BROKEN behind the last. */
+/** One of the states above; VORN_PLUGIN_BROKEN after the last. */
 VORN_API int vorn_plugins_get_state(unsigned int rank);
 
 /** The version that it handed to vorn_plugin_new; "" before. */

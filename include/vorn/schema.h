@@ -20,7 +20,7 @@ VORN_BEGIN
  */
 VORN_API const char *vorn_schema_get_id(void);
 
-/** The names that plugins declared, in their order, by rank from 0 on; null behind the last. */
+/** The names that plugins declared, in their order, by rank from 0 on; null after the last. */
 VORN_API const char *vorn_schema_get_name(unsigned int rank);
 
 /** The version that was declared under a name; 0 when none was, and for null. */
@@ -38,7 +38,7 @@ enum {
 
 /**
  * Tells by what stands before the root element of a document of which versions it is. Its beginning
- * is enough: size may end anywhere behind that. A plugin is known by the name that it declared; one
+ * is enough: size may end anywhere after that. A plugin is known by the name that it declared; one
  * that declared none, and runs, by its file's without ".vorn" or ".so", and is of version 0 here.
  * What is said of plugins that are not here does not count; a declared one that is not mentioned is
  * of version 0. VORN_SCHEMA_SAME for null and without memory.

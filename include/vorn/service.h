@@ -174,7 +174,7 @@ VORN_API void vorn_service_print(FILE *stream);
 /**
  * The name of a service, by its rank from 0 on, that has ended by itself three times within the
  * last ten minutes: the latest sixteen that have ended are known. It holds until the next call of
- * vorn_service_poll. Null behind the last.
+ * vorn_service_poll. Null after the last.
  */
 VORN_API const char *vorn_service_get_failing(unsigned int rank);
 

@@ -14,7 +14,7 @@ enum { v6_address_most = 39, v6_network_most = 43 };
 /** Whether the text is an address. It is read where there is room for it; else that is "::". */
 int v6_read_address(const char *text, struct in6_addr *found);
 
-/** Whether the text is a network: no bit is set behind the prefix. Both are read likewise. */
+/** Whether the text is a network: no bit is set after the prefix. Both are read likewise. */
 int v6_read_network(const char *text, struct in6_addr *found, int *prefix);
 
 /** For properties: an address, one that a host can have, such a one or nothing, a network. They say
@@ -27,7 +27,7 @@ int is_v6_network(const char *text);
 /** Whether an address lies in a network. */
 int is_in_v6_network(const struct in6_addr *address, const struct in6_addr *network, int prefix);
 
-/** Whether no bit behind the prefix is set. */
+/** Whether no bit after the prefix is set. */
 int is_whole_v6_network(const struct in6_addr *address, int prefix);
 
 #endif

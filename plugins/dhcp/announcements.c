@@ -42,7 +42,7 @@ static int is_no_server(const char *word, void *data)
     return !is_v6_host(word);
 }
 
-/* They become one line, and dnsmasq takes what is behind 1024 characters for another one. */
+/* They become one line, and dnsmasq takes what comes after 1024 characters for another one. */
 static int is_server_list(const char *value)
 {
     if (strlen(value) > longest_list)

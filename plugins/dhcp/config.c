@@ -177,7 +177,7 @@ int dhcp_count_pools(void)
     return pools_written;
 }
 
-/* The number behind the mark on that line, or -1. */
+/* The number after the mark on that line, or -1. */
 static int find_number_on_line(int wanted, const char *mark)
 {
     char line[512];

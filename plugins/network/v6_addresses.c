@@ -188,7 +188,7 @@ static int is_settled(const struct made_address *it, const struct kernel_v6_addr
     return !made->is_contested;
 }
 
-/* The kernel keeps those that hold for a link alone behind the others, whenever they were set. */
+/* The kernel keeps those that hold for a link alone after the others, whenever they were set. */
 static int range_of(const struct in6_addr *address)
 {
     return IN6_IS_ADDR_LINKLOCAL(address) ? 0 : IN6_IS_ADDR_SITELOCAL(address) ? 1 : 2;

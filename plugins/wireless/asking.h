@@ -17,12 +17,12 @@ typedef struct asking {
     const char *about;             /* of them, the one that says of whom an instance is */
     const char *object;            /* what iw dumps: "station" */
     const char *head;              /* how a line begins that begins an instance */
-    const char *mac;               /* the property for the address behind that; null for none */
+    const char *mac;               /* the property for the address after that; null for none */
     void (*read)(vorn_instance *instance, const char *line); /* each further line */
 } asking;
 
 /**
- * Reads the first word behind a label, of a list that ends with a null label, into the property
+ * Reads the first word after a label, of a list that ends with a null label, into the property
  * that stands beside it, where the line begins with one.
  */
 void asking_read_value(vorn_instance *instance, const char *const labels[][2], const char *line);

@@ -30,8 +30,8 @@ static const char *const survey_labels[][2] = {{"noise:", "noise"},
 
 static const char *const neighbour_labels[][2] = {{"signal:", "signal"}, {NULL, NULL}};
 
-/* What is behind that on the line, or null. */
-static const char *behind(const char *line, const char *label)
+/* What comes after that on the line, or null. */
+static const char *after(const char *line, const char *label)
 {
     line += strspn(line, " \t");
     if (strncmp(line, label, strlen(label)) != 0) return NULL;
@@ -66,7 +66,7 @@ static void set_frequency(vorn_instance *instance, const char *text)
 
 static void read_survey(vorn_instance *survey, const char *line)
 {
-    const char *frequency = behind(line, "frequency:");
+    const char *frequency = after(line, "frequency:");
     if (frequency != NULL) {
         set_frequency(survey, frequency);
         vorn_instance_set_value(survey, "in-use",
@@ -87,16 +87,16 @@ static void set_start(vorn_instance *neighbour, const char *property, const char
 static void read_neighbour(vorn_instance *neighbour, const char *line)
 {
     const char *value;
-    if ((value = behind(line, "freq:")) != NULL) {
+    if ((value = after(line, "freq:")) != NULL) {
         set_frequency(neighbour, value);
-    } else if ((value = behind(line, "SSID:")) != NULL) {
+    } else if ((value = after(line, "SSID:")) != NULL) {
         set_start(neighbour, "ssid", value);
-    } else if ((value = behind(line, "last seen:")) != NULL) {
+    } else if ((value = after(line, "last seen:")) != NULL) {
         if (strstr(value, "ms ago") != NULL) set_number(neighbour, "last-seen", atoi(value));
-    } else if ((value = behind(line, "capability:")) != NULL) {
+    } else if ((value = after(line, "capability:")) != NULL) {
         vorn_instance_set_value(neighbour, "security",
                                 strstr(value, "Privacy") != NULL ? "WEP" : "none");
-    } else if ((value = behind(line, "* Authentication suites:")) != NULL) {
+    } else if ((value = after(line, "* Authentication suites:")) != NULL) {
         set_start(neighbour, "security", value);
     } else {
         asking_read_value(neighbour, neighbour_labels, line);

@@ -111,7 +111,7 @@ TEST(PackedTexts, AreReadFromTheWholeFileAlone)
     const std::string size = bytes.substr(bytes.size() - 4);
     ASSERT_EQ(unpacked(bytes), "read");
 
-    EXPECT_EQ(unpacked(bytes + size), "its checksum is wrong") << "more behind it";
+    EXPECT_EQ(unpacked(bytes + size), "its checksum is wrong") << "more after it";
     EXPECT_EQ(unpacked(bytes + packed(text)), "its checksum is wrong");
     std::string lied = bytes;
     lied[bytes.size() - 4] = static_cast<char>(lied[bytes.size() - 4] + 1);
