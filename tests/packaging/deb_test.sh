@@ -4,12 +4,14 @@
 # The Debian packages as a device gets them: built, installed with their dependencies in a clean
 # root, run there in namespaces of their own, removed. deb_test.sh SOURCE-FOLDER SCRATCH-FOLDER
 #
-# The clean root is kept in the scratch folder for the next time. Without Debian's packages available
-# this fails.
+# The clean root is kept in ~/.cache/vorn for the next time, of whatever tree. Without Debian's packages
+# available this fails.
 set -euo pipefail
 source=$1
 scratch=$2
-base=$scratch/debian
+suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
+cache=${XDG_CACHE_HOME:-$HOME/.cache}/vorn
+base=$cache/clean-$suite
 root=$scratch/root
 
 fail() {
@@ -61,7 +63,9 @@ echo '== a clean root is made'
 needed=$(for each in vorn_ vorn-plugins_ vorn-client_ vorn-gate_ vorn-agent_ vorn-fleet_ libvorn-client0_; do
     dpkg-deb -f "$each"*.deb Depends
 done | tr ',' '\n' | sed 's/^ *//; s/[ (|:].*//; /vorn/d; /^$/d' | sort -u | paste -sd,)
-suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
+mkdir -p "$cache"
+exec 8>"$base.lock"
+flock 8
 if [ "$(cat "$base/complete" 2>/dev/null)" != "$suite $needed" ]; then
     rm -rf "$base"
     # It knows no packages that others provide, as python3-cffi-backend does what cryptography asks for.
@@ -73,6 +77,7 @@ if [ "$(cat "$base/complete" 2>/dev/null)" != "$suite $needed" ]; then
 fi
 rm -rf "$root"
 cp -a "$base" "$root"
+exec 8>&-
 # The namespace below has one user: what makes others works outside of one alone.
 echo 'vorn-gate:x:999:999::/nonexistent:/usr/sbin/nologin' >>"$root/etc/passwd"
 echo 'vorn-agent:x:998:998::/nonexistent:/usr/sbin/nologin' >>"$root/etc/passwd"
