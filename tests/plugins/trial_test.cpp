@@ -424,6 +424,18 @@ TEST_F(Trials, ThatAreRefusedAreLookedAtNoMore)
     EXPECT_EQ(timers, 0);
 }
 
+/* There may be no memory to take the note away. */
+TEST_F(Trials, AreNotEndedByANoteOfWhatIsDone)
+{
+    vorn_instance_set_value(vorn_instances_get_singleton(vorn_config_get_running(), "trial"),
+                            "noted", "revert");
+
+    time_passes();
+
+    EXPECT_TRUE(is_pending());
+    EXPECT_EQ(channel(), "7");
+}
+
 /* What the history goes back to is a change; what others write may have to be taken back. */
 TEST_P(OrderedTrials, ComeAfterTheHistoryAndBeforeTheOthers)
 {
