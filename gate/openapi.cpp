@@ -38,6 +38,19 @@ Json reference(const std::string &name)
     return schema;
 }
 
+/* Numbers as a pattern: "^(0*6|-0*1)$". */
+std::string pattern_of_numerals(const json_t *words)
+{
+    std::string pattern = "^(";
+    for (std::size_t i = 0; i < json_array_size(words); i++) {
+        std::string_view word = text_of(json_array_get(words, i));
+        const bool is_negative = word.starts_with('-');
+        if (is_negative) word.remove_prefix(1);
+        pattern += (i > 0 ? "|" : "") + std::string(is_negative ? "-0*" : "0*") + std::string(word);
+    }
+    return pattern + ")$";
+}
+
 /* What a program can tell of an alternative; the rest is in "x-vorn-accepts". */
 Json schema_of_alternative(const json_t *alternative)
 {
@@ -46,8 +59,12 @@ Json schema_of_alternative(const json_t *alternative)
     const bool is_list = json_is_true(json_object_get(alternative, "list"));
     if (is_list) return schema;
     if (kind == "words") {
-        if (json_t *words = json_object_get(alternative, "words"); json_array_size(words) > 0)
+        json_t *words = json_object_get(alternative, "words");
+        if (json_is_true(json_object_get(alternative, "numerals"))) {
+            put_text(schema, "pattern", pattern_of_numerals(words));
+        } else if (json_array_size(words) > 0) {
             put(schema, "enum", Json(json_incref(words)));
+        }
     } else if (kind == "number") {
         put_text(schema, "pattern", "^-?[0-9]+$");
     } else if (kind == "real") {

@@ -32,9 +32,9 @@ int add(vorn_property &property, Told what, const void *bytes, std::size_t size)
     return property.description.add(what, bytes, size) ? ok : failed;
 }
 
-/* Numbers as words; the caller knows that there are some. */
+/* The caller knows that there are some. */
 template <typename Number>
-int add_as_words(vorn_property &property, const Number *numbers, std::size_t count)
+int add_numerals(vorn_property &property, const Number *numbers, std::size_t count)
 {
     constexpr std::size_t longest_number = 12; /* with a sign and its null byte */
     if (count > longest_description / 2) return refuse(too_long);
@@ -45,7 +45,7 @@ int add_as_words(vorn_property &property, const Number *numbers, std::size_t cou
         size += 1 + static_cast<std::size_t>(std::snprintf(bytes.get() + size, longest_number, "%d",
                                                            static_cast<int>(numbers[i])));
     return size > longest_description ? refuse(too_long)
-                                      : add(property, Told::words, bytes.get(), size);
+                                      : add(property, Told::numerals, bytes.get(), size);
 }
 
 /* Pairs of a first and a last character, all of them printable ASCII. */
@@ -130,7 +130,7 @@ int vorn_property_accept_numbers(vorn_property *property, const vorn_input_set *
 {
     if (absent(property, "property") || absent(set, "set")) return failed;
     if (set->count == 0) return refuse("No numbers.\n");
-    return add_as_words(*property, set->entries.get(), static_cast<std::size_t>(set->count));
+    return add_numerals(*property, set->entries.get(), static_cast<std::size_t>(set->count));
 }
 
 int vorn_property_accept_real(vorn_property *property, double from, double to)
@@ -166,7 +166,7 @@ int vorn_property_accept_channel(vorn_property *property, const char *mode, int 
         domain >= 0 && domain < wireless::domains ? channels_of(mode, domain) : nullptr;
     if (allowed && allowed->texts) return vorn_property_accept_words(property, allowed->texts);
     if (!allowed || allowed->numbers.empty()) return refuse("No channels.\n");
-    return add_as_words(*property, allowed->numbers.data(), allowed->numbers.size());
+    return add_numerals(*property, allowed->numbers.data(), allowed->numbers.size());
 }
 
 int vorn_property_accept_wep_key(vorn_property *property, int bits, int ascii)

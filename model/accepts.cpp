@@ -18,6 +18,30 @@ bool is_one_of(const Fact &words, const char *value, std::size_t length)
     return false;
 }
 
+/* Without a sign before it and the zeros that change nothing. */
+const char *digits_of(const char *number, const char *end)
+{
+    const char *digits = number + (*number == '-' ? 1 : 0);
+    while (digits + 1 < end && *digits == '0')
+        digits++;
+    return digits;
+}
+
+/* The same number in digits, as a file may have it that somebody has aligned. */
+bool is_one_of_numerals(const Fact &numerals, const char *value, std::size_t length)
+{
+    const char *digits = digits_of(value, value + length);
+    const auto count = static_cast<std::size_t>(value + length - digits);
+    const char *end = numerals.bytes + numerals.size;
+    for (const char *each = numerals.bytes; each < end; each += std::strlen(each) + 1) {
+        const bool is_same_sign = (*each == '-') == (*value == '-');
+        const char *own = *each == '-' ? each + 1 : each;
+        if (is_same_sign && std::strlen(own) == count && std::memcmp(own, digits, count) == 0)
+            return true;
+    }
+    return false;
+}
+
 bool is_number(const Fact &number, const char *value, int length)
 {
     const std::int32_t from = number.number(0);
@@ -40,6 +64,8 @@ bool takes(const Fact &alternative, const char *value, std::size_t size)
     switch (alternative.what) {
     case Told::words:
         return is_one_of(alternative, value, size);
+    case Told::numerals:
+        return is_one_of_numerals(alternative, value, size);
     case Told::number:
         return is_number(alternative, value, length);
     case Told::text:

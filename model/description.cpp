@@ -64,7 +64,7 @@ double Fact::real(std::size_t index) const
 
 const char *Fact::first_word() const
 {
-    if (what == Told::words || what == Told::name) return bytes;
+    if (what == Told::words || what == Told::name || what == Told::numerals) return bytes;
     return what == Told::characters ? bytes + 2 * sizeof(std::int32_t) : nullptr;
 }
 

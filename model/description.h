@@ -25,6 +25,7 @@ enum class Told : unsigned char {
     input,      /* kinds of vorn/input.h */
     real,       /* from, to; as they lie in memory */
     characters, /* least and most of them, then pairs of characters with a null byte */
+    numerals,   /* as words; each is a number in its digits */
 };
 
 constexpr std::size_t longest_description = 65534;

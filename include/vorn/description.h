@@ -116,8 +116,9 @@ VORN_API int vorn_property_accept_name_of(vorn_property *property, const char *c
 VORN_API int vorn_property_accept(vorn_property *property, int kinds);
 
 /**
- * One of the numbers of the set, in digits as they are told; the set stays the caller's. For many
- * in a row vorn_property_accept_number says it shorter. Refused: an empty set ("No numbers.\n").
+ * One of the numbers of the set, in digits, zeros before them allowed as vorn_input_is_int_in_set
+ * has it, but no blanks and no "+"; the set stays the caller's. For many in a row
+ * vorn_property_accept_number says it shorter. Refused: an empty set ("No numbers.\n").
  */
 VORN_API int vorn_property_accept_numbers(vorn_property *property, const vorn_input_set *set);
 
@@ -138,8 +139,9 @@ VORN_API int vorn_property_accept_characters(vorn_property *property, const char
                                              int fewest, int most);
 
 /**
- * A channel of the mode in the regulatory domain, as vorn_input_is_channel has it. It is told as
- * the words that these channels are. Refused where there is none: "No channels.\n".
+ * A channel of the mode in the regulatory domain, as vorn_input_is_channel has it, but for blanks
+ * and a "+" before it. It is told as the words or numbers that these channels are. Refused where
+ * there is none: "No channels.\n".
  */
 VORN_API int vorn_property_accept_channel(vorn_property *property, const char *mode, int domain);
 
@@ -166,7 +168,8 @@ enum {
     VORN_ACCEPTS_NAME = 4,
     VORN_ACCEPTS_INPUT = 5,
     VORN_ACCEPTS_REAL = 6,
-    VORN_ACCEPTS_CHARACTERS = 7
+    VORN_ACCEPTS_CHARACTERS = 7,
+    VORN_ACCEPTS_NUMERALS = 8 /**< certain numbers; each is a word, too */
 };
 
 /** How many alternatives were added: one for each call. */

@@ -46,13 +46,15 @@ static const struct input {
     {"\"ip\",\"plain\":true,\"of\":\"host\"", "<a host's IPv4 address>", "IPv4 addresses of hosts"},
     {"\"ip\",\"plain\":true,\"of\":\"netmask\"", "<a netmask such as 255.255.255.0>", "netmasks"},
     {"\"interface\",\"plain\":true", "<the name of an interface>", "names of interfaces"},
-    {"\"words\",\"words\":[\"6\",\"9\",\"12\",\"18\",\"24\",\"36\",\"48\",\"54\"]",
+    {"\"words\",\"numerals\":true,\"words\":[\"6\",\"9\",\"12\",\"18\",\"24\",\"36\",\"48\","
+     "\"54\"]",
      "6|9|12|18|24|36|48|54", "rates in Mbit/s"},
     {"\"words\",\"words\":[\"1\",\"2\",\"5.5\",\"11\"]", "1|2|5.5|11", "rates in Mbit/s"},
     {"\"words\",\"words\":[\"1\",\"2\",\"5.5\",\"6\",\"9\",\"11\",\"12\",\"18\",\"24\",\"36\","
      "\"48\",\"54\"]",
      "1|2|5.5|6|9|11|12|18|24|36|48|54", "rates in Mbit/s"},
-    {"\"words\",\"words\":[\"12\",\"18\",\"24\",\"36\",\"48\",\"72\",\"96\",\"108\"]",
+    {"\"words\",\"numerals\":true,\"words\":[\"12\",\"18\",\"24\",\"36\",\"48\",\"72\",\"96\","
+     "\"108\"]",
      "12|18|24|36|48|72|96|108", "rates in Mbit/s"},
     {"\"words\",\"words\":[\"40\",\"104\",\"128\"]", "40|104|128", "lengths of keys"},
     {"\"wpa-psk-key\"", "<8 to 63 characters of ASCII>", "keys"},
@@ -114,9 +116,10 @@ static void json_of_input(struct telling *told, const struct input *input)
     fprintf(told->file, "%s}", input->json);
 }
 
-static void json_of_words(struct telling *told, int alternative)
+/* Of numbers each may have zeros before it. */
+static void json_of_words(struct telling *told, int alternative, const char *flag)
 {
-    fputs("\"words\",\"words\":[", told->file);
+    fprintf(told->file, "\"words\",%s\"words\":[", flag);
     for (int i = 0; word_of(told, alternative, i) != NULL; i++) {
         if (i > 0) fputc(',', told->file);
         quote(told->file, word_of(told, alternative, i));
@@ -153,7 +156,9 @@ static void json_of(struct telling *told, int alternative)
     }
     open_alternative(told);
     if (kind == VORN_ACCEPTS_WORDS) {
-        json_of_words(told, alternative);
+        json_of_words(told, alternative, "");
+    } else if (kind == VORN_ACCEPTS_NUMERALS) {
+        json_of_words(told, alternative, "\"numerals\":true,");
     } else if (kind == VORN_ACCEPTS_NUMBER) {
         fprintf(told->file, NUMBER("%d", "%d", "%d") "}", number_of(told, alternative, 0),
                 number_of(told, alternative, 1), number_of(told, alternative, 2));
@@ -264,7 +269,8 @@ static void syntax_of(struct telling *told, int alternative)
     const int kind = vorn_property_get_alternative_kind(told->property, alternative);
     if (kind == VORN_ACCEPTS_INPUT)
         for_each_input(told, number_of(told, alternative, 0), syntax_of_input);
-    if (kind == VORN_ACCEPTS_WORDS) syntax_of_words(told, alternative);
+    if (kind == VORN_ACCEPTS_WORDS || kind == VORN_ACCEPTS_NUMERALS)
+        syntax_of_words(told, alternative);
     if (kind == VORN_ACCEPTS_NUMBER) syntax_of_number(told, alternative);
     if (kind == VORN_ACCEPTS_TEXT) syntax_of_text(told, alternative);
     if (kind == VORN_ACCEPTS_REAL) syntax_of_real(told, alternative);

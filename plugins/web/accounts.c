@@ -52,16 +52,19 @@ static int is_hash(const char *text)
 static int is_password(const char *value)
 {
     const size_t length = strlen(value);
+    if (length == 0) return 1;
     if (value[0] == '$') {
         return is_hash(value) ||
                vorn_property_refuse_value("A password does not begin with \"$\".");
     }
-    if (length < shortest_password || length > longest_password)
-        return vorn_property_refuse_value("A password has %d to %d bytes.", shortest_password,
-                                          longest_password);
-    for (const char *each = value; *each != '\0'; each++)
-        if ((unsigned char)*each < ' ' || *each == 0x7f) return 0;
-    return 1;
+    if (length <= longest_password &&
+        vorn_input_is_text(value, (int)length, shortest_password, longest_password)) {
+        return 1;
+    }
+    return vorn_property_refuse_value(
+        "A password has at least %d characters, none of them a control character, and at most %d "
+        "bytes.",
+        shortest_password, longest_password);
 }
 
 static const char *hash_of(const char *password, struct crypt_data *data)
@@ -402,18 +405,28 @@ static int add_provider(vorn_refresher *refresher)
     return vorn_providers_add(provider) || vorn_providers_order(class_name, "save");
 }
 
+/* A hash is such a text, too. */
+static int declare_password(vorn_class *account)
+{
+    declare_setting(account, "password", is_password,
+                    "<a password of 8 to 256 characters>|<its hash by crypt(3)>|<nothing>");
+    vorn_property *password = vorn_class_get_property(account, "password");
+    if (password == NULL) return 1;
+    describe(account, "password", "Password",
+             "Of 8 characters at least. Kept as a hash; nobody can read it.", NULL);
+    return vorn_property_set_secret(password, 1) ||
+           vorn_property_accept_text(password, shortest_password, longest_password) ||
+           vorn_property_accept(password, VORN_INPUT_NOTHING);
+}
+
 int accounts_declare(void)
 {
     static const char *const told[] = {"state", NULL};
     vorn_class *account = declare_class(class_name, VORN_CLASS_UNIQUE_NAMED);
     vorn_refresher *refresher = vorn_refresher_new(class_name);
-    if (account == NULL || refresher == NULL) return 1;
-    declare_setting(account, "password", is_password,
-                    "<a password of 8 to 256 characters>|<its hash by crypt(3)>|<nothing>");
-    vorn_property_set_secret(vorn_class_get_property(account, "password"), 1);
+    if (account == NULL || refresher == NULL || declare_password(account) != 0) return 1;
     declare_told(account, told, refresher, tell);
     describe_class(account, "Account", "Somebody who may log in at the web page.", "Access", 610);
-    describe(account, "password", "Password", "Kept as a hash; nobody can read it.", NULL);
     describe(account, "state", "State", "Whether the system knows the user, or why not.", NULL);
     return vorn_classes_add(account) || add_provider(refresher);
 }

@@ -198,9 +198,12 @@ TEST_F(Descriptions, TellAndTakeWhatValidatorsWithArgumentsDo)
     EXPECT_EQ(vorn_property_get_alternative_number(told, 2, 2), 0);
     EXPECT_EQ(vorn_property_get_alternative_kind(told, 3), VORN_ACCEPTS_WORDS);
     EXPECT_STREQ(vorn_property_get_alternative_word(told, 4, 0), " ~");
-    for (const char *value : {"-1", "0", "5.5", "6", "7.000", "xy", "zzz", "5.50", "a b~!"})
+    EXPECT_EQ(vorn_property_get_alternative_kind(told, 0), VORN_ACCEPTS_NUMERALS);
+    for (const char *value :
+         {"-1", "0", "00", "-01", "5.5", "6", "7.000", "xy", "zzz", "5.50", "a b~!"})
         EXPECT_TRUE(takes(value)) << value;
-    for (const char *value : {"-2", "2", "5.4", "7.0001", "5.", ".6", "6e0", "x", "wx", "+6", ""})
+    for (const char *value : {"-2", "2", "5.4", "7.0001", "5.", ".6", "6e0", "x", "wx", "+6", "+1",
+                              " 1", "-0", "10", ""})
         EXPECT_FALSE(takes(value)) << value;
 }
 

@@ -40,7 +40,7 @@ std::string syntax_of(const vorn_property *property)
 /* The C library reads these as numbers, too; programs are not told of them. */
 bool is_as_the_library_reads(const std::string &value)
 {
-    return accepted::has_leading_zero(value) || value.find_first_of("+- ") == 0;
+    return value.find_first_of("+- ") == 0;
 }
 
 /* Each value from the description is taken, and each one near it judged as the description says. */
@@ -230,7 +230,7 @@ TEST_F(Accepts, IsToldInWordsForPeopleWithItsArguments)
     EXPECT_EQ(syntax_of(property.get()), "7|8|9|<0.5 to 80, with a fraction or without>|"
                                          "<up to 5 characters of a-z _ 0-9>");
     EXPECT_EQ(json_of(property.get()),
-              "[{\"kind\":\"words\",\"words\":[\"7\",\"8\",\"9\"]},"
+              "[{\"kind\":\"words\",\"numerals\":true,\"words\":[\"7\",\"8\",\"9\"]},"
               "{\"kind\":\"real\",\"from\":0.5,\"to\":80},"
               "{\"kind\":\"characters\",\"ranges\":\"az__09\",\"min\":0,\"max\":5}]");
     property.reset(vorn_property_new("p"));

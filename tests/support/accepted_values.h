@@ -26,6 +26,7 @@ struct Alternative {
     std::string ranges = {};
     bool is_plain = false;
     bool is_list = false;
+    bool are_numerals = false;
 };
 
 using Alternatives = std::vector<Alternative>;
@@ -64,6 +65,7 @@ inline Alternatives parse(const std::string &json)
         one.max = static_cast<std::size_t>(number(text, "max"));
         one.is_plain = field(text, "plain") == "true";
         one.is_list = field(text, "list") == "true";
+        one.are_numerals = field(text, "numerals") == "true";
         std::smatch list;
         if (std::regex_search(text, list, std::regex("\"words\":\\[([^\\]]*)\\]"))) {
             const std::string words = list[1];
@@ -191,6 +193,12 @@ inline bool is_of_characters(const Alternative &one, const std::string &value)
 inline bool takes_word(const Alternative &one, const std::string &value)
 {
     const std::string &kind = one.kind;
+    if (one.are_numerals)
+        return std::ranges::any_of(one.words, [&](const std::string &each) {
+            const std::size_t sign = each.starts_with('-') ? 1 : 0;
+            const std::string digits = "0*" + each.substr(sign);
+            return is_like(value, ((sign ? "-" : "") + digits).c_str());
+        });
     if (kind == "words") return std::ranges::find(one.words, value) != one.words.end();
     if (kind == "number") return is_number(one, value);
     if (kind == "text") return is_text(one, value);
@@ -367,7 +375,7 @@ inline std::string near(std::string value, Random &random)
     const std::string other = letters(random, "0129abgzAZ.:-/_~'", 1, 1);
     const std::size_t at =
         value.empty() ? 0 : static_cast<std::size_t>(between(random, 0, std::ssize(value) - 1));
-    switch (between(random, 0, 4)) {
+    switch (between(random, 0, 5)) {
     case 0:
         return value.insert(at, other);
     case 1:
@@ -376,6 +384,8 @@ inline std::string near(std::string value, Random &random)
         return value.empty() ? other : value.replace(at, 1, other);
     case 3:
         return beside(value, random);
+    case 4: /* no other number */
+        return '0' + value;
     default:
         return value + other;
     }

@@ -45,7 +45,7 @@ const forms = {
 };
 
 const takes = {
-  words: (a, value) => (a.words ?? []).includes(value),
+  words: (a, value) => (a.words ?? []).includes(a.numerals ? value.replace(/^(-?)0+(?=\d)/, '$1') : value),
   number: (a, value) => {
     if (!/^-?\d+$/.test(value)) return false;
     const number = BigInt(value);

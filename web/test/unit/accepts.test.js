@@ -36,6 +36,14 @@ test('a number outside of its limits, or between its steps, is a fault', () => {
   for (const bad of ['64', '9004', '70', '7e2', ' 68', '68.0', '٦٨']) assert.equal(faultIn(takes(number), bad)?.key, 'fault.step');
 });
 
+test('one of several numbers may have zeros before it, a word may not', () => {
+  const channels = { kind: 'words', numerals: true, words: ['-1', '0', '6', '11'] };
+  for (const good of ['6', '06', '0011', '0', '00', '-01']) assert.equal(faultIn(takes(channels), good), null);
+  for (const bad of ['60', '16', '+6', '-6', '0x6', '6.0', '06 ']) assert.equal(faultIn(takes(channels), bad)?.key, 'fault.words');
+  assert.equal(faultIn(takes({ kind: 'words', words: ['6'] }), '06')?.key, 'fault.words');
+  assert.deepEqual(inputFor(takes(channels)).words, channels.words);
+});
+
 test('an address is judged as the device judges it', () => {
   for (const good of ['0.0.0.0', '192.168.1.255', '9.9.9.9']) assert.equal(faultIn(takes({ kind: 'ip' }), good), null);
   for (const bad of ['1.2.3', '1.2.3.256', '1.2.3.4.5', 'a.b.c.d']) assert.equal(faultIn(takes({ kind: 'ip' }), bad)?.key, 'fault.ip');
