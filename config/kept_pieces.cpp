@@ -397,6 +397,7 @@ unsigned int KeptPieces::forget(const char *class_name, const char *name)
         drop(*piece);
         count++;
     }
+    if (bytes_ == 0) versions_ = {};
     hold_rules_ = hold_rules_ && still_hold_rules();
     return count;
 }

@@ -66,10 +66,12 @@ public:
     unsigned int lost() const { return lost_; }
     /* Whether access rules are among them, or were to be: without them nobody is to be let in. */
     bool hold_rules() const { return hold_rules_; }
-    /* What the document says of versions, those of plugins that are not here too. Null when nothing
-     * is kept. */
+    /*
+     * What the document says of versions, those of plugins that are not here too: also of one of
+     * which there is no piece, for when it is back the document must not look older than it is.
+     */
     void keep_versions(Text versions) { versions_ = std::move(versions); }
-    const char *versions() const { return bytes_ > 0 ? versions_.get() : nullptr; }
+    const char *versions() const { return versions_.get(); }
 
     /* Instances without a name of their own are known again by their values, which have changed;
      * one with a name is in one with the same values, when that is new and it is gone. */
@@ -85,7 +87,7 @@ public:
 
     /* What the piece is, in a few words; null after the last. */
     const char *describe(unsigned int rank);
-    /* Of a class, under a name; null for all. Returns how many. */
+    /* Of a class, under a name; null for all. Returns how many. The versions go with the last. */
     unsigned int forget(const char *class_name, const char *name);
 
 private:

@@ -90,7 +90,20 @@ TEST_F(MigrationOfALoad, KeepsWhatStandsInTheWay)
 
 TEST_F(MigrationOfALoad, SaysNothingOfVersionsWhereNobodyDeclaresAny)
 {
+    read("<Radio name=\"a\"/>");
+    EXPECT_THAT(saved_file(), Not(HasSubstr("vorn-schema")));
+}
+
+/* When the plugin is back the file would look older than it is. */
+TEST_F(MigrationOfALoad, KeepsTheVersionOfAPluginThatIsAwayAndHasNoPieces)
+{
     read("<Radio name=\"a\"/>", "away=\"3\"");
+    const std::string first = saved_file();
+    EXPECT_THAT(first, HasSubstr("<?vorn-schema away=\"3\"?>"));
+    EXPECT_TRUE(read_file());
+    EXPECT_EQ(saved_file(), first);
+
+    EXPECT_EQ(vorn_config_forget_kept_of(nullptr, nullptr), 0U);
     EXPECT_THAT(saved_file(), Not(HasSubstr("vorn-schema")));
 }
 

@@ -184,6 +184,43 @@ TEST_F(FirstVersion, IsNotFoundWhereAPluginIsTakenOutAndBroughtBack)
     }
 }
 
+/* Nothing of it is in the file that could tell. */
+TEST_F(FirstVersion, IsNotFoundWhereAPluginWithoutInstancesIsTakenOutAndBroughtBack)
+{
+    boot_slot(2);
+    vornctl("set Radio r0 channel=1");
+    ASSERT_THAT(saved(), Not(HasSubstr("Wlan")));
+    boot_without();
+    vornctl("set Radio r0 channel=2");
+    boot_without();
+    vornctl("set Radio r0 channel=3");
+    const std::string without = saved();
+
+    boot_slot(2);
+
+    EXPECT_EQ(taken(), "\n");
+    EXPECT_EQ(saved(), without);
+    EXPECT_EQ(vornctl("show Radio r0 channel -q"), "3\n[0]\n");
+}
+
+TEST_F(FirstVersion, IsNotFoundWhereAPluginRunsAgainThatCouldNot)
+{
+    boot_slot(2);
+    vornctl("set Radio r0 channel=1");
+    shut_down();
+    take_out_slot();
+    install_plugin("old_version.vorn");
+    std::filesystem::rename(in_plugins("old_version"), in_plugins(name_of(2)));
+    boot();
+    vornctl("set Radio r0 channel=2");
+    const std::string without = saved();
+
+    boot_slot(2);
+
+    EXPECT_EQ(taken(), "\n");
+    EXPECT_EQ(saved(), without);
+}
+
 /* It may run again at the next start, and is no sign of another firmware until then. */
 TEST_F(FirstVersion, IsNotFoundWhereAPluginIsLeftOut)
 {
