@@ -48,7 +48,7 @@ protected:
 
     static std::string state_after(const std::string &others)
     {
-        return shell("for i in $(seq 100); do vornctl show firmware state -q | grep -v '^" +
+        return shell("for i in $(seq 1000); do vornctl show firmware state -q | grep -v '^" +
                      others + "' && break; sleep 0.05; done");
     }
 };
@@ -83,7 +83,7 @@ protected:
         bus_ = shell("dbus-daemon --config-file=/tmp/bus.conf --nofork --nopidfile >/tmp/bus.log "
                      "2>&1 & echo $!");
         service_ = shell("rauc --override-boot-slot=B service >/tmp/rauc.log 2>&1 & echo $!");
-        ASSERT_EQ(shell("for i in $(seq 100); do timeout 5 rauc status >/dev/null 2>&1 && echo up "
+        ASSERT_EQ(shell("for i in $(seq 1000); do timeout 5 rauc status >/dev/null 2>&1 && echo up "
                         "&& break; "
                         "sleep 0.05; done"),
                   "up\n")

@@ -57,7 +57,7 @@ protected:
 
     static std::string wait_for_state(const std::string &begin)
     {
-        return shell("for i in $(seq 100); do vornctl show firmware state -q | grep '^" + begin +
+        return shell("for i in $(seq 1000); do vornctl show firmware state -q | grep '^" + begin +
                      "' && break; sleep 0.05; done");
     }
 };
@@ -73,10 +73,10 @@ TEST_F(Firmware, IsMarkedGoodByRauc)
 
 TEST_F(Firmware, IsNotMarkedBeforeItIsProven)
 {
-    boot_with("rauc", "<proven-after>3</proven-after>");
+    boot_with("rauc", "<proven-after>12</proven-after>");
 
     shell("while ! vornctl show firmware slot -q | grep B; do :; done");
-    for (int look = 0; look < 10; look++)
+    for (int look = 0; look < 3; look++)
         ASSERT_EQ(told("state"), "waiting to be proven\n");
     EXPECT_EQ(told("good"), "no\n");
     EXPECT_THAT(commands_run(), Not(Contains(HasSubstr("mark-good"))));

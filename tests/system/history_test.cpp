@@ -346,7 +346,7 @@ TEST_F(History, HidesWhatNobodyKnows)
 TEST_F(History, LeavesTheDiskAloneWhileSomethingIsOnTrial)
 {
     install_plugin("trial.vorn");
-    vornctl("set history proven-after=1");
+    vornctl("set history proven-after=8");
     vornctl("set Radio r0 channel=11");
     shut_down();
     boot();
@@ -357,7 +357,7 @@ TEST_F(History, LeavesTheDiskAloneWhileSomethingIsOnTrial)
 
     vornctl("set history keep=1 --trial 600");
     const std::string before = disk();
-    ASSERT_TRUE(comes_true([] { return vornctl("show trial remaining -q") < "598"; }));
+    ASSERT_TRUE(comes_true([] { return vornctl("show trial remaining -q") < "590"; }));
     EXPECT_EQ(disk(), before);
     EXPECT_EQ(is_proven(), "0\n");
 

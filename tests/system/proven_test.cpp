@@ -107,7 +107,7 @@ TEST_F(Proven, ConfigurationsTakeThePlaceOfOneThatDoesNotStayUp)
 TEST_F(Proven, ConfigurationsAreNoneThatWereReplacedBefore)
 {
     boot();
-    vornctl("set history proven-after=5");
+    vornctl("set history proven-after=10");
     restart();
     vornctl("set Radio r0 channel=11");
 

@@ -131,7 +131,7 @@ TEST_F(Slots, NoteThatTheyStayUpOnceNothingIsOnTrial)
     install_plugin("trial.vorn");
     use_both();
     vornctl("confirm --upgrade");
-    vornctl("set history proven-after=5");
+    vornctl("set history proven-after=10");
     boot_slot(2);
     const auto noted = [] { return read_file("/etc/config/history/upgrades"); };
     const std::string before = noted();
@@ -163,7 +163,7 @@ TEST_F(Slots, AreConfirmedByThemselvesAfterATime)
     use_both();
     vornctl("set history upgrade-after=1");
 
-    EXPECT_EQ(shell("for i in $(seq 100); do vornctl show history upgrade -q | grep confirmed && "
+    EXPECT_EQ(shell("for i in $(seq 1000); do vornctl show history upgrade -q | grep confirmed && "
                     "break; sleep 0.05; done"),
               "confirmed\n");
     boot_slot(2);

@@ -62,6 +62,23 @@ protected:
         boot_and_forget();
         ASSERT_TRUE(comes_true([] { return value_of("radio", "wlan0", "state") == "running"; }));
         ASSERT_TRUE(comes_true([] { return value_of("address", "lan", "state") == "applied"; }));
+        ASSERT_TRUE(settles());
+    }
+
+    /* Nothing goes on in the background, and all that came of it is known. */
+    testing::AssertionResult settles() const
+    {
+        return comes_true([this] { return is_settled() && is_settled(); });
+    }
+
+    bool is_settled() const
+    {
+        const std::string states =
+            lsql("<lsql><select><interface><state/></interface></select><select><address><state/>"
+                 "</address></select><select><radio><state/></radio></select></lsql>");
+        return states.find(">applying") == std::string::npos &&
+               states.find(">starting") == std::string::npos &&
+               shell("pgrep -c -x -P " + std::to_string(daemon_pid()) + " vorn") == "0\n";
     }
 
     /* Answers are passed by the loop: another one makes sure that all is over. */
@@ -90,6 +107,7 @@ TEST_F(TracedExplanations, LeaveAPendingTrialAsItIs)
     };
     const std::string pending = trial();
     ASSERT_THAT(pending, HasSubstr("<state>pending</state><id>"));
+    ASSERT_TRUE(settles());
     const std::string id = pending.substr(pending.find("<id>") + 4, 16);
     for (const char *word : {"confirm", "revert"}) {
         SCOPED_TRACE(word);

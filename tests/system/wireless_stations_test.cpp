@@ -15,6 +15,7 @@
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
@@ -139,8 +140,10 @@ TEST_F(Stations, AreSentAwayFromWhereverTheyAre)
     Control control("wlan0_1");
     boot_and_forget();
 
-    EXPECT_EQ(inform("kick", {"station=02:00:00:00:01:00"}), "OK\n");
-    EXPECT_EQ(control.questions, "STA 02:00:00:00:01:00\nDEAUTHENTICATE 02:00:00:00:01:00\n");
+    /* A hostapd on a busy machine may be too late, and is asked again. */
+    EXPECT_TRUE(comes_true([] { return inform("kick", {"station=02:00:00:00:01:00"}) == "OK\n"; }));
+    EXPECT_THAT(control.questions,
+                EndsWith("STA 02:00:00:00:01:00\nDEAUTHENTICATE 02:00:00:00:01:00\n"));
 
     EXPECT_NE(inform("kick", {"station=02:00:00:00:02:00"}), "OK\n");
     EXPECT_NE(inform("kick", {"station=x"}), "OK\n");
@@ -158,14 +161,18 @@ TEST_F(Stations, ThatAreNotSentAwayAreToldTheClientWithTheReason)
     boot_and_forget();
     write_file("/tmp/stations", "Station 02:00:00:00:03:00 (on wlan0)\n");
 
+    const auto tells = [&](const std::string &station, const std::string &wanted) {
+        return comes_true([&] { return kick(station) == wanted; }) << kick(station);
+    };
     EXPECT_EQ(kick("x"), "vornctl: \"x\" is no MAC address such as 02:00:00:00:00:01\n2\n");
-    EXPECT_EQ(kick("02:00:00:00:02:00"), "vornctl: no station 02:00:00:00:02:00 has joined\n5\n");
-    EXPECT_EQ(kick("02:00:00:00:03:00"),
-              "vornctl: the device refused to send that station away: hostapd did not do it; the "
-              "station is still there\n1\n");
+    EXPECT_TRUE(
+        tells("02:00:00:00:02:00", "vornctl: no station 02:00:00:00:02:00 has joined\n5\n"));
+    EXPECT_TRUE(tells("02:00:00:00:03:00",
+                      "vornctl: the device refused to send that station away: hostapd did not do "
+                      "it; the station is still there\n1\n"));
     Control control("wlan0_1");
     write_file("/tmp/stations", "Station 02:00:00:00:01:00 (on wlan0_1)\n");
-    EXPECT_EQ(kick("02:00:00:00:01:00"), "0\n");
+    EXPECT_TRUE(tells("02:00:00:00:01:00", "0\n"));
 
     stand_in("iw", "exit 1");
     EXPECT_EQ(

@@ -32,6 +32,16 @@ async function usable(page, address, selector) {
   );
 }
 
+/** Milliseconds of some work in the page: on a quiet machine of ours `workMs`, and more on a busy or a slower one. */
+const workMs = 400;
+const work = (page) =>
+  page.evaluate(() => {
+    const begin = performance.now();
+    let sum = 1;
+    for (let i = 0; i < 2e7; i += 1) sum = (sum * 31 + i) | 0;
+    return performance.now() - begin + (sum & 0);
+  });
+
 const median = (all) => all.sort((a, b) => a - b)[all.length >> 1];
 
 test('the page is of use within a second, and asks for little', (t) =>
@@ -44,14 +54,20 @@ test('the page is of use within a second, and asks for little', (t) =>
     await logIn(page);
     await slowed(page);
     const told = {};
+    const worked = [];
     for (const [name, place, selector] of [['overview', '#/overview', '.radio .network'], ['addresses', '#/addresses', 'form.object input']]) {
       const times = [];
-      for (let i = 0; i < 5; i += 1) times.push(await usable(page, `${address}/${place}`, selector));
+      for (let i = 0; i < 5; i += 1) {
+        times.push(await usable(page, `${address}/${place}`, selector));
+        worked.push(await work(page));
+      }
       told[name] = Math.round(median(times));
     }
     await page.getByRole('button', { name: 'Log out' }).click();
     told.login = Math.round(await usable(page, address, '#password'));
-    t.diagnostic(`usable after ms: ${JSON.stringify(told)}`);
-    for (const [name, time] of Object.entries(told)) assert.ok(time <= most.milliseconds, `${name}: ${time} ms`);
+    worked.push(await work(page));
+    t.diagnostic(`usable after ms: ${JSON.stringify(told)}; beside work of ms: ${worked.map(Math.round)}`);
+    const allowed = most.milliseconds * Math.max(1, ...worked.map((ms) => ms / workMs));
+    for (const [name, time] of Object.entries(told)) assert.ok(time <= allowed, `${name}: ${time} ms`);
     await page.context().close();
   }));
