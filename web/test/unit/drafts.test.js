@@ -63,6 +63,20 @@ test('what is only measured is no conflict', () => {
   assert.deepEqual(drafts.conflicts(() => eth0('1280'), (c, property) => property !== 'mtu'), []);
 });
 
+test('an object that differs in nothing that is shown, such as a secret, is changed as it is now', () => {
+  const drafts = new Drafts();
+  drafts.set(eth0('1500'), 'mtu', '1400');
+  assert.deepEqual(drafts.conflicts(() => eth0('1500', '"z"')), []);
+  assert.equal(drafts.changes()[0]['if-match'], '"z"');
+});
+
+test('an entry without a name of its own is told by what it shows, never by a secret', () => {
+  const keys = klass('group-named', ['mac', 'key']);
+  keys.properties[1].secret = true;
+  const entry = identified(keys, { class: 'station-key', name: 'k', properties: { mac: '00:11:22:33:44:55', key: '********' } });
+  assert.equal(entry.target.where, '@name = "k" and mac = "00:11:22:33:44:55"');
+});
+
 test('who keeps his own has seen the other value, and is asked no more', () => {
   const drafts = new Drafts();
   drafts.set(eth0('1500'), 'mtu', '1400');
