@@ -34,7 +34,7 @@ allow_anonymous true
 """
 
 
-def await_that(is_so, what, seconds=60):
+def await_that(is_so, what, seconds=180):
     end = time.monotonic() + seconds
     while not is_so():
         assert time.monotonic() < end, what() if callable(what) else what
@@ -149,7 +149,7 @@ class Broker:
     def last(self, topic):
         return next((text for each, text in reversed(self.told) if each == topic), {})
 
-    def await_report(self, seconds=60, **members):
+    def await_report(self, seconds=180, **members):
         def is_told():
             report = self.last("reported")
             return all(report.get(name.replace("_", "-")) == value

@@ -32,7 +32,7 @@ def fleet(*words, status=0):
                           capture_output=True,
                           check=False,
                           cwd=FLEET.operators,
-                          timeout=120)
+                          timeout=300)
     assert done.returncode == status, (words, done.stdout, done.stderr)
     return done.stdout
 
