@@ -188,9 +188,11 @@ both_sides(const Content &wanted, const client::Configuration &running)
             if (!goes) after.push_back(each);
         }
         for (const Item &each : part.items) {
-            const auto found = std::ranges::find_if(after, [&](const client::Instance &other) {
-                return !part.is_whole && other.class_name == class_name && other.name == each.name;
-            });
+            const auto found =
+                std::ranges::find_if(after, [&, &of_class = class_name, is_whole = part.is_whole](
+                                                const client::Instance &other) {
+                    return !is_whole && other.class_name == of_class && other.name == each.name;
+                });
             if (found == after.end()) {
                 after.push_back(instance_of(class_name, each));
                 continue;
