@@ -27,9 +27,10 @@ def needed_libraries(program):
 
 
 def fill_slots(root):
-    """The plugins of two firmwares: the second has a newer one, and one more."""
+    """The plugins of three firmwares: one declares no version, the last one has one more."""
     plugins = BUILD / "tests/system/plugins"
-    for slot, names in ((1, {"versions": "wlan-1"}), (2, {"versions": "wlan-2", "travels": "a"})):
+    for slot, names in enumerate(({"versions": "wlan"}, {"versions": "wlan-1"},
+                                  {"versions": "wlan-2", "travels": "a"})):
         folder = root / f"usr/slots/{slot}"
         folder.mkdir(parents=True)
         for name, installed in names.items():

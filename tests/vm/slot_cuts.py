@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Power cuts of a device with two firmwares, which start in turn with one configuration."""
+"""Power cuts of a device with three firmwares, which start in turn with one configuration."""
 import base64
 import random
 import re
@@ -10,8 +10,9 @@ from cut_machine import OPTIONS, STOP, CutMachine, Torn, make_initramfs
 from machine import MachineError, make_disk
 
 ENTRIES = 300
-SLOTS = (1, 2)
-PROPERTIES = {1: "chan", 2: "channel"}
+SLOTS = (0, 1, 2)
+SILENT = 0 # it declares no version
+PROPERTIES = {0: "chan", 1: "chan", 2: "channel"}
 CUT_EARLY = 0.4 # of all cuts: while one comes up
 MOST_CUT_EARLY = 2 # in a row: after three the daemon would take its configuration for the reason
 NUMBER = re.compile(r'(<Wlan name="w0">\s*<chan(?:nel)?>)(\d+)(?=<)')
@@ -22,7 +23,7 @@ def delivered():
     entries = "".join(f'<Wlan name="e{i}"><chan>{"0123456789" * 6}</chan></Wlan>'
                       for i in range(ENTRIES))
     # Each boot is cut off; it must not count as one that failed.
-    return ('<?xml version="1.0"?>\n<?vorn-schema wlan="1"?>\n<config>'
+    return ('<?xml version="1.0"?>\n<config>'
             "<history><proven-after>0</proven-after></history>"
             f'<Wlan name="w0"><chan>0</chan></Wlan>{entries}</config>\n')
 
@@ -66,7 +67,6 @@ class SlotsDisk:
         self.references = references
         self.may_be = {slot: [] for slot in SLOTS} # the number saved last, and the one after
         self.highest = 0
-        self.starts = 0
 
     def find(self, text):
         """The slot whose document it is, and the number in it."""
@@ -93,7 +93,6 @@ class SlotsDisk:
                 raise Torn(f"slot {slot}: kept are {numbers[slot]}, may be {allowed}")
 
     def has_started(self, slot, startup):
-        self.starts += 1
         if not self.may_be[slot]:
             return
         if startup == delivered():
@@ -167,15 +166,18 @@ def run(folder, cycles, preload):
     with CutMachine(folder) as machine:
         machine.keep()
     disk = SlotsDisk(references)
-    bad = early = changes = 0
+    bad = early = changes = silent_changes = 0
     began = time.monotonic()
     last = SLOTS[0]
     for done in range(1, cycles + 1):
-        # Somebody has to have saved before the other one can find it changed.
-        slot = random.choice(SLOTS) if disk.starts else SLOTS[0]
-        is_early = bool(disk.starts) and early < MOST_CUT_EARLY and random.random() < CUT_EARLY
+        # Each has to have saved, the oldest first, before it can find that another one did: who has
+        # written nothing reads a newer one's as it is, and has more in its own from then on.
+        new = [slot for slot in SLOTS if not disk.may_be[slot]]
+        slot = new[0] if new else random.choice(SLOTS)
+        is_early = not new and early < MOST_CUT_EARLY and random.random() < CUT_EARLY
         early = early + 1 if is_early else 0
         changes += slot != last
+        silent_changes += slot != last and SILENT in (slot, last)
         last = slot
         try:
             cycle(CutMachine(folder), disk, slot, is_early, preload)
@@ -187,5 +189,6 @@ def run(folder, cycles, preload):
         if done % 20 == 0 or done == cycles:
             minutes = (time.monotonic() - began) / 60
             print(f"{done} cycles, {bad} bad, {done / minutes:.0f} a minute, {changes} changes of "
-                  f"slots, saved up to {disk.highest}", flush=True)
+                  f"slots, {silent_changes} of them from or to the one without versions, saved up to "
+                  f"{disk.highest}", flush=True)
     return bad
