@@ -19,7 +19,7 @@ namespace vorn::tests {
  */
 class AccessTest : public QueryTest {
 protected:
-    AccessTest()
+    explicit AccessTest(void (*add_providers)() = nullptr) : QueryTest(add_providers)
     {
         int ends[2];
         EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
