@@ -276,10 +276,11 @@ bool is_full(const Door &door)
     return counts[door.stays] >= (door.stays ? most_staying_clients : most_clients);
 }
 
+/* Whoever was silent a moment ago may have said something since. */
 void make_room_for(int descriptor, const Door &door)
 {
     if (is_full(door)) {
-        send_away(who_may_go(door.stays));
+        send_away(who_has_to_go(door.stays));
     } else if (first && descriptor + kept_for_work >= sysconf(_SC_OPEN_MAX)) {
         send_away(who_has_to_go(false)) || send_away(who_has_to_go(true));
     }

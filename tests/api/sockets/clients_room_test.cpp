@@ -2,6 +2,7 @@
 /* Who has to go when as many are at the doors, or as much is kept for them, as may be. */
 #include "api/sockets/clients.h"
 #include "core/base/limits.h"
+#include "vorn/socket.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -102,6 +103,24 @@ TEST_F(Doors, CloseWhoStaysAndAsksOnRatherThanWhoWaitsForTheFirstAnswer)
     EXPECT_EQ(heard(clients[5]), numbered(1, "x") + "|");
     EXPECT_EQ(heard(clients[0]), numbered(2, "x"));
     EXPECT_EQ(heard(another), numbered(1, "another"));
+}
+
+TEST_F(Doors, TakeNoMoreThanMayBeWhenTheSilentSpeakJustThen)
+{
+    std::vector<Fd> clients;
+    for (unsigned int i = 0; i < vorn::most_staying_clients; i++) {
+        clients.push_back(stay());
+        run();
+    }
+    const Fd another = stay();
+    calls.at_fcntl = [&] {
+        for (const Fd &each : clients)
+            send_to(each, numbered(1, "x"));
+    };
+
+    vorn::take_client(lasting_listener_.fd.get(), echoing_on);
+
+    EXPECT_EQ(vorn_socket_get_clients(), vorn::most_staying_clients);
 }
 
 TEST_F(Doors, AnswerWhoComesAmongCrowdsThatAskWithoutEnd)

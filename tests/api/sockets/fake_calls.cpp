@@ -61,6 +61,7 @@ int __wrap_fcntl(int descriptor, int request, ...)
     va_start(arguments, request);
     const int argument = va_arg(arguments, int);
     va_end(arguments);
+    if (calls) std::exchange(calls->at_fcntl, [] {})();
     if (calls && calls->refused_fcntl == request) return refuse();
     return __real_fcntl(descriptor, request, argument);
 }

@@ -19,8 +19,9 @@ public:
 
     static FakeCalls *current();
 
-    /* The request of fcntl to refuse. */
+    /* The request of fcntl to refuse, and what happens once, before the next. */
     int refused_fcntl = -1;
+    std::function<void()> at_fcntl = [] {};
     bool refuses_listen = false;
 
     /* What happens once, after the next send. */
