@@ -41,6 +41,7 @@ inline std::optional<std::size_t> elements_of_file(const char *path)
     if (!tell_of_xml_file(path, counter, &count)) return {};
     return count;
 }
+
 inline std::string many(int count, const std::string &front, const std::string &back)
 {
     std::string text;
@@ -109,4 +110,5 @@ inline std::string declaration_bomb()
     }
     return text + "%e6;]><a/>";
 }
+
 } // namespace vorn::tests
