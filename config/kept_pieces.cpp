@@ -397,7 +397,8 @@ unsigned int KeptPieces::forget(const char *class_name, const char *name)
         drop(*piece);
         count++;
     }
-    if (bytes_ == 0) versions_ = {};
+    const bool is_all = !class_name && !name;
+    if (bytes_ == 0 && (count > 0 || is_all)) versions_ = {};
     hold_rules_ = hold_rules_ && still_hold_rules();
     return count;
 }

@@ -87,7 +87,8 @@ public:
 
     /* What the piece is, in a few words; null after the last. */
     const char *describe(unsigned int rank);
-    /* Of a class, under a name; null for all. Returns how many. The versions go with the last. */
+    /* Of a class, under a name; null for all. Returns how many. The versions go with the last of
+     * them, or with all. */
     unsigned int forget(const char *class_name, const char *name);
 
 private:

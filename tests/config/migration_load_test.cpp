@@ -103,6 +103,8 @@ TEST_F(MigrationOfALoad, KeepsTheVersionOfAPluginThatIsAwayAndHasNoPieces)
     EXPECT_TRUE(read_file());
     EXPECT_EQ(saved_file(), first);
 
+    EXPECT_EQ(vorn_config_forget_kept_of("Radio", nullptr), 0U);
+    EXPECT_EQ(saved_file(), first) << "nothing of it was forgotten";
     EXPECT_EQ(vorn_config_forget_kept_of(nullptr, nullptr), 0U);
     EXPECT_THAT(saved_file(), Not(HasSubstr("vorn-schema")));
 }
