@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
 namespace vorn::check {
 
@@ -42,6 +43,18 @@ void print_undescribed(const std::string &name)
                 missing.c_str());
 }
 
+/* It may be right: a plugin whose file has got another name keeps its schema's. */
+void print_schemas_of_other_names(const Plugin &plugin)
+{
+    const std::string stem = std::filesystem::path(plugin.name).stem();
+    for (unsigned int rank = 0; const char *name = vorn_schema_get_name(rank); rank++) {
+        if (vorn_schema_get_plugin(name) != plugin.name || name == stem) continue;
+        std::printf("  notice: schema %s is not named after its file: a firmware whose plugin "
+                    "declares none reads what is newer as its own\n",
+                    name);
+    }
+}
+
 int print_plugin(const Plugin &plugin)
 {
     std::printf("%s%s\n", plugin.name.c_str(), plugin.loaded ? "" : ": not loaded");
@@ -56,6 +69,7 @@ int print_plugin(const Plugin &plugin)
     for (const std::string &name : plugin.silent) {
         std::printf("  notice: provider %s can't explain what its commit would do\n", name.c_str());
     }
+    print_schemas_of_other_names(plugin);
     int problems = print_problems(plugin.messages);
     if (!plugin.loaded && problems == 0) problems++;
     return problems;

@@ -178,6 +178,10 @@ expect 0 --startup old.xml ./moved.vorn
 says 'Schema "moved": migrated from version 0 to 2.'
 says 'Schema "moved", version 2: dropped 1 of "board": old.'
 says '0 thing(s) in it would be skipped'
+says_not 'is not named after its file'
+cp moved.vorn renamed.vorn
+expect 0 ./renamed.vorn
+says 'notice: schema moved is not named after its file'
 plugin circle 'vorn_plugin *plugin = vorn_plugin_new("1.0");
     static const struct vorn_migration steps[] = {
         VORN_RENAME_CLASS(1, "a", "b"), VORN_RENAME_CLASS(1, "b", "a") };
