@@ -10,6 +10,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "all_plugins.h"
 #include "declare.h"
 #include "describe.h"
 #include "kept.h"
@@ -145,8 +146,12 @@ static void look_at_history(void *eloop_data, void *user_data)
 {
     (void)eloop_data;
     (void)user_data;
+    const char *missing = plugin_that_does_not_run();
     if (vorn_classes_get("history") == NULL) {
         say("waiting for the plugin history");
+    } else if (missing != NULL) {
+        /* Nobody can tell whether it is the one that was confirmed. */
+        snprintf(state, sizeof state, "waiting for the plugin %s, which does not run", missing);
     } else if (strcmp(state_of_history("proven"), "yes") != 0) {
         say("waiting to be proven");
         look_later(seconds_between_looks);

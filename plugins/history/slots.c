@@ -11,6 +11,7 @@
 #include <string.h>
 #include <sys/stat.h>
 
+#include "all_plugins.h"
 #include "files.h"
 #include "history_folder.h"
 #include "proving.h"
@@ -40,6 +41,7 @@ static struct upgrade_state state;
 static struct pin pins[slots_most_pinned];
 static int pin_count;
 static int is_pending;
+static int is_whole; /* every plugin runs; else nobody can tell which firmware it is */
 static int stays_up;
 static char taken[240];
 static char own[own_room];
@@ -221,15 +223,6 @@ static void settle(const char *document, struct findings *found, int comparison)
     if (found->startup != 0) take_own(found, is_newer ? "a newer" : "an older");
 }
 
-/* A device whose plugins are not all there is no other firmware. */
-static int has_all_plugins(void)
-{
-    for (unsigned int rank = 0; vorn_plugins_get_name(rank) != NULL; rank++) {
-        if (vorn_plugins_get_state(rank) != VORN_PLUGIN_RUNNING) return 0;
-    }
-    return 1;
-}
-
 /* Of other versions, by its own words: what says nothing may have been delivered with the device.
  */
 static int is_of_another(const char *document, int comparison)
@@ -277,21 +270,23 @@ static void choose(const char *document)
     const int comparison = vorn_schema_compare(document, strlen(document));
     digest_document(document, strlen(document), startup_digest);
     find_confirmed(document, comparison);
-    is_pending = state.is_unsettled || strcmp(state.confirmed, own) != 0;
-    if (!is_pending && comparison == VORN_SCHEMA_SAME) {
+    const int may_be_another = state.is_unsettled || strcmp(state.confirmed, own) != 0;
+    is_pending = is_whole && may_be_another;
+    if (!may_be_another && comparison == VORN_SCHEMA_SAME) {
         if (state.is_unproven) look_around(document, &found);
-        note_who_runs();
+        if (is_whole) note_who_runs();
         return;
     }
     look_around(document, &found);
     if (found.startup == 0) keep_startup(document, &found, comparison);
-    if (comparison != VORN_SCHEMA_SAME) settle(document, &found, comparison);
+    if (is_whole && comparison != VORN_SCHEMA_SAME) settle(document, &found, comparison);
 }
 
 void slots_choose(void)
 {
     struct stat status;
-    if (vorn_process_no_actions || !has_all_plugins()) return;
+    if (vorn_process_no_actions) return;
+    is_whole = plugin_that_does_not_run() == NULL;
     upgrade_state_read(&state);
     snprintf(own, sizeof own, "%s", vorn_schema_get_id());
     if (stat(startup_file, &status) != 0 || status.st_size == 0) return;
@@ -344,7 +339,7 @@ void slots_stay_up(void)
     struct upgrade_state proven;
     stays_up = 1;
     upgrade_state_read(&proven);
-    if (is_pending || !proven.is_unproven) return;
+    if (!is_whole || is_pending || !proven.is_unproven) return;
     proven.is_unproven = 0;
     if (upgrade_state_write(&proven) == 0) pin_count = 0;
 }

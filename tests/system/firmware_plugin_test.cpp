@@ -100,6 +100,18 @@ TEST_F(Firmware, IsNotMarkedBeforeItIsConfirmed)
     EXPECT_EQ(wait_for_state("good"), "good\n");
 }
 
+/* It may be one on trial that has come without what it needs. */
+TEST_F(Firmware, IsNotMarkedWhileAPluginCannotBeLoaded)
+{
+    install_plugin("old_version.vorn");
+    boot_with("rauc", at_once);
+
+    EXPECT_EQ(wait_for_state("waiting for the plugin"),
+              "waiting for the plugin old_version.vorn, which does not run\n");
+    EXPECT_EQ(shell("vornctl show history proven -q"), "yes\n");
+    EXPECT_THAT(commands_run(), Not(Contains(HasSubstr("mark-good"))));
+}
+
 TEST_F(Firmware, IsMarkedGoodInTheBootLoadersEnvironment)
 {
     write_file("/tmp/env", "upgrade_available=1\n");
