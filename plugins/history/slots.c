@@ -289,10 +289,15 @@ void slots_choose(void)
     is_whole = plugin_that_does_not_run() == NULL;
     upgrade_state_read(&state);
     snprintf(own, sizeof own, "%s", vorn_schema_get_id());
-    if (stat(startup_file, &status) != 0 || status.st_size == 0) return;
-    char *document = vorn_config_get_startup_as_xml();
-    /* Else it tells of an error. */
-    if (document != NULL && strlen(document) == (size_t)status.st_size) choose(document);
+    const int is_there = stat(startup_file, &status) == 0 && status.st_size > 0;
+    char *document = is_there ? vorn_config_get_startup_as_xml() : NULL;
+    /* Else it tells of an error, and what others wrote is theirs all the same. */
+    if (document != NULL && strlen(document) == (size_t)status.st_size) {
+        choose(document);
+    } else {
+        struct findings found;
+        look_around("", &found);
+    }
     free(document);
 }
 

@@ -90,6 +90,18 @@ TEST_F(Slots, KeepWhatTheOtherWroteUntilTheyAreConfirmed)
 }
 
 /* What is on trial goes with the next reset, and so would have to what was confirmed in it. */
+TEST_F(Slots, KeepWhatTheOtherWroteThoughTheStartupFileIsGone)
+{
+    use_both();
+    shut_down();
+    std::filesystem::remove(startup);
+    boot_slot(2);
+    vornctl("set history keep=1");
+
+    EXPECT_EQ(vornctl("show generation 2 pinned -q"), "yes\n[0]\n");
+    EXPECT_EQ(vornctl("show generation 3"), "[5]\nvornctl: there is no generation \"3\"\n");
+}
+
 TEST_F(Slots, AreNotConfirmedWhileAChangeIsOnTrial)
 {
     install_plugin("trial.vorn");
