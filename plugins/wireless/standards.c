@@ -192,7 +192,9 @@ void standards_write(struct writer *writer, const vorn_instance *radio)
     if (is_auto(radio)) {
         write_choice(writer, value_of(radio, "mode"));
     } else {
-        writer_frame_line(writer, "channel", value_of(radio, "channel"));
+        char number[12]; /* zeros before it make no other channel */
+        snprintf(number, sizeof number, "%d", atoi(value_of(radio, "channel")));
+        writer_frame_line(writer, "channel", number);
     }
     writer_frame_line(writer, "wmm_enabled", "1");
     writer_frame_line(writer, "ieee80211n", standard == legacy ? "0" : "1");

@@ -42,6 +42,8 @@ struct Standard {
 constexpr Standard standards[] = {
     {"NothingButWhatItAlwaysWas", "US", AT("a", "52"),
      "hw_mode=a\nchannel=52\nwmm_enabled=1\nieee80211n=1\n"},
+    {"AChannelWithoutTheZerosBeforeIt", "US", AT("g", "011"),
+     "hw_mode=g\nchannel=11\nwmm_enabled=1\nieee80211n=1\n"},
     {"Legacy", "US", AT("g", "6") "<standard>legacy</standard>",
      "hw_mode=g\nchannel=6\nwmm_enabled=1\nieee80211n=0\n"},
     {"TwoChannelsOfWhichTheSecondIsAbove", "US", AT("g", "7") AS("n", "40"),
