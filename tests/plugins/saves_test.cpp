@@ -14,6 +14,7 @@
 extern "C" {
 #include "generation.h"
 #include "shelf.h"
+#include "slots.h"
 void vorn_plugin_init(void);
 }
 
@@ -161,6 +162,7 @@ TEST_F(Saves, AreReadOnlyByWhoMayReadEverything)
 /* That others' are not needed any longer is noted on the disk. */
 TEST_F(Saves, OfOthersAreLetGoOnceNothingIsOnTrial)
 {
+    slots_choose();
     device.write(upgrades_of_history, "unproven\n");
     vorn_config_hold("a change is on trial");
     device.time_passes();
