@@ -116,6 +116,17 @@ TEST_F(Routing, SaysWhatSomebodyChangedAndIsPutRightByTheNextCommitOrARepair)
     EXPECT_EQ(in_kernel(), "10");
 }
 
+TEST_F(Routing, IsLeftAloneWithoutActions)
+{
+    change(updated("<ipv4>on</ipv4>"));
+    shut_down();
+    set("ipv4/ip_forward", "0");
+
+    boot({"-f", "-n"});
+
+    EXPECT_EQ(in_kernel() + state(), "00applied");
+}
+
 TEST_F(Routing, IsExplained)
 {
     change(updated("<ipv4>on</ipv4>"));
