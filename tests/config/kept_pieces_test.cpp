@@ -282,6 +282,19 @@ TEST_F(KeptPiecesTest, KnowWhetherRulesOfAccessAreAmongThem)
     EXPECT_TRUE(kept_pieces->hold_rules());
 }
 
+/* A rule of which a part can't be read may permit more than it did. */
+TEST_F(KeptPiecesTest, KnowWhetherPartsOfRulesAreAmongThem)
+{
+    ClassBuilder("access-rule").persistent().with("order").add_resolved();
+    reload("<access-rule name=\"a\"><when>night</when></access-rule><Toaster/>");
+    EXPECT_TRUE(kept_pieces->hold_rules());
+
+    EXPECT_EQ(kept_pieces->forget("Toaster", nullptr), 1u);
+    EXPECT_TRUE(kept_pieces->hold_rules());
+    EXPECT_EQ(kept_pieces->forget("access-rule", nullptr), 1u);
+    EXPECT_FALSE(kept_pieces->hold_rules());
+}
+
 TEST_F(KeptPiecesTest, ThatAreForgottenLeaveNoVersionOfTheirs)
 {
     write(file, "<?xml version=\"1.0\"?><?vorn-schema gone=\"2\"?><config><Toaster/>"
