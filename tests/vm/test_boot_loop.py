@@ -71,7 +71,7 @@ class ADevice(unittest.TestCase):
         self.restart_with_a_watchdog()
         self.hang_until_the_watchdog_strikes()
         self.assertRegex(self.device.check("cat /etc/config/vorn-suspects"),
-                         r"(?m)^2 commit 0 [0-9]+ [0-9a-f]{16} deadly\.vorn$")
+                         r"(?m)^2 commit 0 [0-9]+ [0-9a-f]{1,16} deadly\.vorn$")
         self.device.start_daemon()
 
         self.assertEqual(self.value(), "better")
