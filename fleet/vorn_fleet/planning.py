@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: MIT
 """A rollout before it begins: everything is made, checked and signed here, and nothing is sent."""
-import os
 import time
 from pathlib import Path
 
@@ -15,7 +14,8 @@ SLACK = 300  # seconds that a wave has besides its trial and the time in which i
 
 
 def new_id(started):
-    return time.strftime("%Y%m%d-%H%M%S-", time.gmtime(started)) + os.urandom(2).hex()
+    """The day, the second, and the moment in it: of two rollouts the later one has the greater id."""
+    return time.strftime("%Y%m%d-%H%M%S-", time.gmtime(started)) + f"{int(started % 1 * 0x10000):04x}"
 
 
 def wishes_of(change, devices, folder, overrides):
@@ -87,8 +87,8 @@ def plan_of(members, mirror, how):
     within = how["within"] or how["healthy_for"] + trial + SLACK
     if within < how["healthy_for"]:
         raise Misused("--within is shorter than --healthy-for")
-    started = int(time.time())
-    head = Head(new_id(started), how["tenant"], how["by"], how["why"], started,
+    started = time.time()
+    head = Head(new_id(started), how["tenant"], how["by"], how["why"], int(started),
                 tuple(len(each) for each in waves), how["healthy_for"], within, how["stop_at"],
                 undoes=how["undoes"])
     return Plan(head, placed)
