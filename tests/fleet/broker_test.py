@@ -240,6 +240,13 @@ class AnOperator(unittest.TestCase):
         self.assertIn("ap4  online, reverted 1: unreached", text)
         self.assertIn("no rollout that is running", self.fleet("apply", "--stop", status=5))
 
+    @staticmethod
+    def generation_of(device):
+        """Of the report that the broker retains."""
+        told = subprocess.run(["mosquitto_sub", "-t", f"v1/acme/{device}/reported", "-C", "1"],
+                              check=True, capture_output=True).stdout
+        return json.loads(told)["generation"]
+
     def interrupt(self, number):
         """A rollout that waits for its first wave to be healthy, and is ended then."""
         rollout = subprocess.Popen(
@@ -248,7 +255,7 @@ class AnOperator(unittest.TestCase):
             stdout=subprocess.PIPE,
             text=True)
         await_that(lambda: self.devices.heard, "a first wave")
-        time.sleep(0.3)
+        await_that(lambda: self.generation_of(self.devices.heard[0][0]) == 1, "its report")
         rollout.send_signal(number)
         text = rollout.communicate(timeout=120)[0]
         return rollout.returncode, text
@@ -319,9 +326,14 @@ class AnOperator(unittest.TestCase):
                                    text=True)
         await_that(lambda: self.devices.heard, "a first wave")
         self.broker.stop()
-        time.sleep(1)
+        end = threading.Timer(120, rollout.kill)
+        end.start()
+        text = ""
+        while "the broker is away" not in text and (line := rollout.stdout.readline()):
+            text += line
         self.broker.start()
-        text = rollout.communicate(timeout=120)[0]
+        text += rollout.communicate()[0]
+        end.cancel()
         self.assertEqual(rollout.returncode, 0, text)
         self.assertIn("the broker is away", text)
         self.assertIn("done: 6 devices", text)
