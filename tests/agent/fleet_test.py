@@ -41,7 +41,7 @@ def apply(configuration, **more):
 
 def ask(**what):
     before = len(BROKER.told)
-    question = {"version": 1, "tenant": "acme", "device": "ap1", "not-after": int(time.time()) + 60}
+    question = {"version": 1, "tenant": "acme", "device": "ap1", "not-after": int(time.time()) + 290}
     BROKER.publish(SIGNER.sign({**question, **what}, "request"), "request", "-D", "publish",
                    "response-topic", board.TOPIC + "response/me")
     board.await_that(lambda: any(topic == "response/me" for topic, _ in BROKER.told[before:]),
@@ -136,15 +136,23 @@ class ADeviceOfAFleet(unittest.TestCase):
         self.assertEqual(ask(lsql="<get_conf/>")["refused"], "rejected")
 
     def test_tells_values_while_somebody_watches(self):
-        before = len(BROKER.told)
-
         def told():
             return [text for topic, text in BROKER.told[before:] if topic == "state/daemon"]
 
+        def is_silent():
+            count = len(told())
+            time.sleep(3)
+            return len(told()) == count
+
         watch = ["daemon.uptime", "daemon.version", "nothing-like-it"]
-        until = int(time.time()) + 12
-        self.assertEqual(ask(watch=watch, every=1, until=until)["refused"], "")
-        board.await_that(lambda: len(told()) >= 3, "values")
+        for patience in (12, 60, 240):  # a busy machine may tell nothing for a while
+            before = len(BROKER.told)
+            until = int(time.time()) + patience
+            self.assertEqual(ask(watch=watch, every=1, until=until)["refused"], "")
+            while len(told()) < 3 and time.time() < until:
+                time.sleep(0.02)
+            if len(told()) >= 3:
+                break
         first, second, third = told()[:3]
         self.assertEqual((first["sequence"], first["whole"]), (1, True))
         self.assertEqual(set(first["instances"][0]["values"]), {"uptime", "version"})
@@ -152,10 +160,8 @@ class ADeviceOfAFleet(unittest.TestCase):
             self.assertEqual((text["sequence"], text["whole"]), (number, False))
             self.assertEqual(set(text["instances"][0]["values"]), {"uptime"})
         self.assertEqual(BROKER.last("state/nothing-like-it")["instances"], [])
-        time.sleep(max(0, until + 4 - time.time()))
-        count = len(told())
-        time.sleep(3)
-        self.assertEqual(len(told()), count)
+        time.sleep(max(0, until + 1 - time.time()))
+        board.await_that(is_silent, "silence")
 
     def test_tells_what_it_is_called_among_the_others(self):
         board.vornctl("set", "fleet", "labels=site=north role=ap")

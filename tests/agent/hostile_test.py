@@ -110,7 +110,8 @@ class WhoeverHasAHostileBroker(unittest.TestCase):
         signer = board.Signer()
         cls.devices = [Device(name, broker, signer) for name, broker in ways().items()]
         cls.slowest = 0
-        end = time.monotonic() + SECONDS
+        cls.began = time.monotonic()
+        end = cls.began + SECONDS
         while time.monotonic() < end:
             for each in cls.devices:
                 each.look()
@@ -159,8 +160,9 @@ class WhoeverHasAHostileBroker(unittest.TestCase):
 
     def test_talks_no_more_than_it_would(self):
         [flood] = [each for each in self.devices if each.name == "flood"]
-        for each in flood.broker.peers:
-            self.assertLessEqual(each.published(b"reported"), SECONDS + 2)
+        told = [each.published(b"reported") for each in flood.broker.peers]
+        seconds = time.monotonic() - self.began  # more than planned on a busy machine
+        self.assertLessEqual(max(told), seconds + 2)
 
 
 def prepare(build):

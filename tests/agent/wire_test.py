@@ -26,9 +26,10 @@ class WhatTheAgentSays(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         signer = board.Signer()
+        # As late as may be: the agent may not be there for minutes on a busy machine.
         question = {"version": 1, "tenant": "acme", "device": "ap1",
-                    "not-after": int(time.time()) + 60, "watch": ["daemon.uptime"], "every": 600,
-                    "until": int(time.time()) + 60}
+                    "not-after": int(time.time()) + 290, "watch": ["daemon.uptime"], "every": 600,
+                    "until": int(time.time()) + 290}
         asked = mqtt.publish(mqtt.TOPIC + b"request", signer.sign(question, "request"), 1, 7,
                              b"\x08" + mqtt.text(mqtt.TOPIC + b"response/me") +
                              b"\x09" + mqtt.text(b"77"))
