@@ -23,20 +23,27 @@ class ADevice(unittest.TestCase):
     def uptime(self):
         return float(self.device.check("cat /proc/uptime").split()[0])
 
+    def told_at(self, clock):
+        """Of the trial, once the clock is set."""
+        self.device.check(f"date -s '{clock}'")
+        return self.device.values("trial")
+
     def test_takes_a_trial_back_in_time_whatever_its_clock_is_set_to(self):
-        began = self.uptime()
-        self.device.vornctl("set", "system", "hostname=cellar", "--trial", "20")
+        for seconds in (20, 200):  # a busy machine may ask too late
+            self.device.wait_for("test $(vornctl show trial state -q) = none")
+            began = self.uptime()
+            self.device.vornctl("set", "system", "hostname=cellar", "--trial", str(seconds))
+            told = {clock: self.told_at(clock) for clock in CLOCKS}
+            if self.uptime() - began < seconds - 2:
+                break
 
-        for clock in CLOCKS:
-            self.device.check(f"date -s '{clock}'")
-            trial = self.device.values("trial")
+        for clock, trial in told.items():
             self.assertEqual(trial["state"], "pending", clock)
-            self.assertLessEqual(int(trial["remaining"]), 20, clock)
+            self.assertLessEqual(int(trial["remaining"]), seconds, clock)
             self.assertEqual(trial["since"][:4], clock[:4])
-
         self.device.wait_for("test $(vornctl show trial state -q) = none")
         took = self.uptime() - began
-        self.assertTrue(19 < took < 80, took)
+        self.assertTrue(seconds - 1 < took < seconds + 90, took)
         self.assertEqual(self.device.hostname(), "attic")
 
 
