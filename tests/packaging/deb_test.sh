@@ -4,8 +4,8 @@
 # The Debian packages as a device gets them: built, installed with their dependencies in a clean
 # root, run there in namespaces of their own, removed. deb_test.sh SOURCE-FOLDER SCRATCH-FOLDER
 #
-# The clean root is kept in ~/.cache/vorn for the next time, of whatever tree. Without Debian's packages
-# available this fails.
+# The clean root is kept in ~/.cache/vorn for the next time, of whatever tree, until Debian has newer
+# packages. Where there is none yet, and Debian can't be reached, this fails.
 set -euo pipefail
 source=$1
 scratch=$2
@@ -26,6 +26,14 @@ inside() {
         --bind "$scratch/packages" /mnt --unshare-all --uid 0 --gid 0 --cap-add ALL --die-with-parent \
         --setenv PATH /usr/sbin:/usr/bin:/sbin:/bin --setenv DEBIAN_FRONTEND noninteractive \
         --setenv LC_ALL C.UTF-8 -- "$@"
+}
+
+# Whether the clean root is of the packages that Debian has now. Where that can't be asked it is good enough.
+is_newest() {
+    local list=deb.debian.org_debian_dists_${suite}_InRelease
+    curl -sf --max-time 20 -o "$scratch/$list" "http://deb.debian.org/debian/dists/$suite/InRelease" ||
+        return 0
+    cmp -s "$scratch/$list" "$base/var/lib/apt/lists/$list"
 }
 
 mkdir -p "$scratch"
@@ -66,7 +74,7 @@ done | tr ',' '\n' | sed 's/^ *//; s/[ (|:].*//; /vorn/d; /^$/d' | sort -u | pas
 mkdir -p "$cache"
 exec 8>"$base.lock"
 flock 8
-if [ "$(cat "$base/complete" 2>/dev/null)" != "$suite $needed" ]; then
+if [ "$(cat "$base/complete" 2>/dev/null)" != "$suite $needed" ] || ! is_newest; then
     rm -rf "$base"
     # It knows no packages that others provide, as python3-cffi-backend does what cryptography asks for.
     debootstrap --variant=minbase --include="$needed,hostname,procps,python3-cffi-backend" "$suite" "$base" \
