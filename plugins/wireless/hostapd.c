@@ -11,6 +11,7 @@
 #include "country.h"
 #include "lists.h"
 #include "networks.h"
+#include "pauses.h"
 #include "security.h"
 #include "standards.h"
 #include "values.h"
@@ -89,6 +90,7 @@ int hostapd_carries(const vorn_instance *network, const char *radio)
     const char *status = value_of(network, "status");
     return strcmp(value_of(network, "radio"), radio) == 0 &&
            outcomes_reason(&network_outcomes, vorn_instance_get_name(network)) == NULL &&
+           !pauses_have(vorn_instance_get_name(network)) &&
            (*status == '\0' || strcmp(status, "up") == 0);
 }
 

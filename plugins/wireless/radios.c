@@ -21,6 +21,7 @@
 #include "leftovers.h"
 #include "links.h"
 #include "lists.h"
+#include "pauses.h"
 #include "power.h"
 #include "radio.h"
 #include "standards.h"
@@ -351,7 +352,7 @@ static void try_again(void)
 
 int radios_are_concerned(const vorn_changes *changes)
 {
-    return outcomes_concerns(&radio_outcomes, changes) ||
+    return pauses_are_new() || outcomes_concerns(&radio_outcomes, changes) ||
            outcomes_concerns(&network_outcomes, changes) ||
            vorn_changes_contains_class(changes, "access-list") ||
            vorn_changes_contains_class(changes, "radius-server") ||

@@ -16,6 +16,7 @@
 #include "keys.h"
 #include "kick.h"
 #include "networks.h"
+#include "pauses.h"
 #include "radios.h"
 #include "radius.h"
 #include "security.h"
@@ -43,6 +44,7 @@ static void commit(vorn_commit_info *info)
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
     if (!repair_concerns(info, own_classes)) return;
     hiding_hide_all(configuration, vorn_changes_get_before(changes));
+    pauses_take(vorn_commit_info_get_actions(info), configuration);
     radios_commit(configuration, changes);
 }
 
@@ -52,7 +54,9 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
     if (!repair_concerns(info, own_classes)) return;
     explain_file(explanation, KEYS_FILE, hiding_is_due(configuration) && !explains_held_save(info));
     bridges_foresee(vorn_commit_info_get_actions(info));
+    pauses_foresee(vorn_commit_info_get_actions(info), configuration);
     radios_explain(configuration, vorn_commit_info_get_changes(info), explanation);
+    pauses_foresee_no_more();
     bridges_foresee(NULL);
 }
 

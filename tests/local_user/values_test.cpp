@@ -130,6 +130,8 @@ TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
                          "<address>192.168.7.2</address>"},
         {"firewall-rule", "<action>accept</action>"},
         {"led", "<shows>on</shows>"},
+        {"wireless-schedule", "<from>00:00</from><to>00:00</to>"},
+        {"restart-schedule", "<time>04:00</time><enabled>off</enabled>"},
         {"ssh-key", "<user>root</user><key>ssh-ed25519 "
                     "AAAAC3NzaC1lZDI1NTE5AAAAINR0CLd0gQICJrKw8gHLBmDAPgQndPG5j/EW3jgdskoG</key>"},
     };

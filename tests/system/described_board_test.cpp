@@ -134,7 +134,7 @@ TEST_F(DescribedBoards, AreOfferedToWhoTypes)
     const auto offered = [](const char *line) {
         return shell(std::string("vornctl complete 'vornctl ") + line + "' | tr '\\n' ' '");
     };
-    EXPECT_EQ(offered("help wirel"), "wireless-network ");
+    EXPECT_EQ(offered("help wirel"), "wireless-network wireless-schedule ");
     EXPECT_EQ(offered("help sh"), "show ");
     EXPECT_EQ(offered("help route d"), "destination ");
     EXPECT_EQ(offered("help route destination "), "");
@@ -226,6 +226,9 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
                                  "dns-record names",
                                  "dns-record addresses",
                                  "ssh-key key",
+                                 "wireless-schedule from",
+                                 "wireless-schedule to",
+                                 "restart-schedule time",
                                  "log-server authorities",
                                  "static-ipv6-address address",
                                  "resolver servers",
