@@ -40,33 +40,18 @@ bool deny_property(QueryOperation &operation, const vorn_class &klass, const cha
                                    klass.name.get()));
 }
 
-/* Calls back for the class, or for each of its subclasses, that is there; ends with a false. */
-template <typename Call>
-bool for_each_class(const AccessView &view, const vorn_class &klass, Call call)
-{
-    if (!klass.subclasses) return !view.is_there(klass) || call(klass);
-    for (auto [name, subclass] : klass.subclasses) {
-        if (!for_each_class(view, *subclass, call)) return false;
-    }
-    return true;
-}
-
 bool may_write(QueryOperation &operation, const vorn_class &klass, const char *property,
                bool is_new)
 {
     QueryRequest &request = operation.request;
-    const ClassRights &rights = request.view->of(klass);
     if (!vorn_class_get_property(&klass, property)) return true;
     if (is_unheard_of(request, klass, property)) return true;
+    if (!may_set(*request.view, klass, property, is_new))
+        return deny_property(operation, klass, property);
     const AccessWord *word = is_new ? nullptr : find_access_word(klass, property);
-    const bool ends_trial = word && word->ends_trial;
-    const NameSet &denied = is_new       ? rights.not_insertable
-                            : ends_trial ? rights.unconfirmable
-                                         : rights.not_updatable;
-    if (denied.contains(property)) return deny_property(operation, klass, property);
-    if (ends_trial) request.ends_trial = true;
+    if (word && word->ends_trial) request.ends_trial = true;
     if (word && !request.transaction) return deny_property(operation, klass, property);
-    if (!rights.may_read(property)) request.writes_unread = true;
+    if (!request.view->of(klass).may_read(property)) request.writes_unread = true;
     return true;
 }
 

@@ -43,6 +43,35 @@ inline bool is_unheard_of(const QueryRequest &request, const vorn_class &klass,
     return request.view && is_unheard_of(*request.view, klass, property);
 }
 
+/* Calls back for the class, or for each of its subclasses, that is there; ends with a false. */
+template <typename Call>
+bool for_each_class(const AccessView &view, const vorn_class &klass, Call call)
+{
+    if (!klass.subclasses) return !view.is_there(klass) || call(klass);
+    for (auto [name, subclass] : klass.subclasses) {
+        if (!for_each_class(view, *subclass, call)) return false;
+    }
+    return true;
+}
+
+/* Whether no rule keeps him from setting a property, of a new instance or of one that is there. */
+bool may_set(const AccessView &view, const vorn_class &klass, const char *property, bool is_new);
+
+/*
+ * A value as it is for him. What the schema says that clients may do is so for him only as far as
+ * the rules permit it.
+ */
+const char *told_right(const AccessView &view, const vorn_instance &instance, const char *property,
+                       const char *value);
+inline const char *value_for(const AccessView *view, const vorn_instance &instance,
+                             const char *property)
+{
+    const char *value = vorn_instance_get_value(&instance, property);
+    if (!view || view->of(*instance.klass).describes == ClassRights::Describes::nothing)
+        return value;
+    return told_right(*view, instance, property, value);
+}
+
 /* A word by which a request has a plugin do something to the whole configuration. */
 struct AccessWord {
     const char *klass;

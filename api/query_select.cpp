@@ -37,7 +37,7 @@ void collect_properties(QueryOperation &operation)
 const char *told_value(const QueryOperation &operation, const vorn_instance &instance,
                        const char *property)
 {
-    const char *value = vorn_instance_get_value(&instance, property);
+    const char *value = value_for(operation.request.view, instance, property);
     return operation.request.passive ? value : shown_value(*instance.klass, property, value);
 }
 
@@ -51,7 +51,7 @@ void add_all_properties(const QueryOperation &operation, const vorn_instance &in
     const ClassRights *rights = rights_to(operation.request, *instance.klass);
     for (auto [name, property] : klass.properties) {
         if (!may_read(rights, name)) continue;
-        const char *value = vorn_instance_get_value(&instance, name);
+        const char *value = value_for(operation.request.view, instance, name);
         answer.add_property(name, hides ? shown_value(*property, value) : value);
     }
 }

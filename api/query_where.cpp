@@ -5,6 +5,7 @@
  */
 #include "api/query_where.h"
 
+#include "api/query_rights.h"
 #include "core/base/text.h"
 #include "model/instance_record.h"
 #include "services/xml/xml.h"
@@ -60,9 +61,10 @@ const char *eval_value(const vorn_instance *, const Step *step)
     return step->text;
 }
 
-const char *shown_property(const vorn_instance &instance, const char *property)
+const char *shown_property(const AccessView *view, const vorn_instance &instance,
+                           const char *property)
 {
-    return shown_value(*instance.klass, property, vorn_instance_get_value(&instance, property));
+    return shown_value(*instance.klass, property, value_for(view, instance, property));
 }
 
 const char *eval_property(const vorn_instance *instance, const Step *step)
@@ -75,7 +77,7 @@ const char *eval_shown_property(const vorn_instance *instance, const Step *step)
 {
     if (!step->text) return nullptr;
     if (step->view && !step->view->of(*instance->klass).may_read(step->text)) return nullptr;
-    return shown_property(*instance, step->text);
+    return shown_property(step->view, *instance, step->text);
 }
 
 const char *eval_metadata(const vorn_instance *instance, const Step *step)

@@ -1,5 +1,8 @@
 /* SPDX-License-Identifier: MIT */
-/* From registered classes to instances that describe them. */
+/*
+ * From registered classes to instances that describe them. What may be done stands there as it is
+ * without rules; whoever is denied some of it is told so by the daemon.
+ */
 #include "registry.h"
 
 #include <stdio.h>
@@ -49,11 +52,13 @@ static int add_property(vorn_instances *store, const char *class_name,
                         const char *accepts)
 {
     char order[12];
+    const int writable = vorn_property_is_writable(property);
+    const int required = vorn_property_is_required_on_insert(property);
     const char *const values[] = {
         "property",   vorn_property_get_name(property),
         "readable",   yes_or_no(vorn_property_is_readable(property)),
-        "writable",   yes_or_no(vorn_property_is_writable(property)),
-        "required",   yes_or_no(vorn_property_is_required_on_insert(property)),
+        "writable",   yes_or_no(writable),
+        "required",   yes_or_no(required),
         "persistent", yes_or_no(vorn_property_get_persistence(property)),
         "inherited",  yes_or_no(inherited),
         "references", vorn_property_get_reference(property),
@@ -66,6 +71,8 @@ static int add_property(vorn_instances *store, const char *class_name,
         "group",      vorn_property_get_group(property),
         "order",      order_text(vorn_property_get_order(property), order, sizeof order),
         "accepts",    accepts,
+        "changeable", yes_or_no(writable),
+        "insertable", yes_or_no(writable || required),
         NULL};
     return add_instance(store, SCHEMA_PROPERTY, class_name, values);
 }
@@ -133,6 +140,10 @@ static int describe_class(vorn_instances *store, const vorn_class *klass)
                                   vorn_class_get_group(klass),
                                   "order",
                                   order_text(vorn_class_get_order(klass), order, sizeof order),
+                                  "insertable",
+                                  yes_or_no(1),
+                                  "deletable",
+                                  yes_or_no(1),
                                   NULL};
     return add_instance(store, SCHEMA_CLASS, vorn_class_get_name(klass), values) ||
            describe_properties(store, klass);

@@ -11,12 +11,12 @@
 #include "replace.h"
 
 static const char *const class_properties[] = {
-    "type",  "persistent", "abstract", "superclass", "subclass-identifier",
-    "label", "help",       "group",    "order",      NULL};
+    "type", "persistent", "abstract", "superclass", "subclass-identifier", "label",
+    "help", "group",      "order",    "insertable", "deletable",           NULL};
 static const char *const property_properties[] = {
-    "property",   "readable", "writable", "required", "persistent", "inherited",
-    "references", "secret",   "valid",    "label",    "help",       "unit",
-    "example",    "group",    "order",    "accepts",  NULL};
+    "property", "readable", "writable",   "required",   "persistent", "inherited", "references",
+    "secret",   "valid",    "label",      "help",       "unit",       "example",   "group",
+    "order",    "accepts",  "changeable", "insertable", NULL};
 
 /* Nothing but what the registry says can change it, and the registry is closed by now. */
 static vorn_instances *description;
@@ -63,6 +63,8 @@ static void describe_classes(vorn_class *klass)
     describe(klass, "superclass", "Superclass", "Whose family it belongs to.", NULL);
     describe(klass, "subclass-identifier", "Subclass identifier",
              "The property that names the member of the family.", NULL);
+    describe(klass, "insertable", "Insertable", "Whether who asks may make instances.", NULL);
+    describe(klass, "deletable", "Deletable", "Whether who asks may delete instances.", NULL);
 }
 
 /* What both are told. */
@@ -89,6 +91,8 @@ static void describe_properties(vorn_class *klass)
     describe(klass, "unit", "Unit", "What its number counts.", NULL);
     describe(klass, "example", "Example", "A valid value.", NULL);
     describe(klass, "accepts", "Accepts", "What values may be, for programs, as JSON.", NULL);
+    describe(klass, "changeable", "Changeable", "Whether who asks may change it.", NULL);
+    describe(klass, "insertable", "Insertable", "Whether who asks may set it in an insert.", NULL);
 }
 
 void vorn_plugin_init(void)

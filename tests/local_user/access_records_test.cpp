@@ -112,4 +112,23 @@ TEST_F(AccessToRecords, IsNeededToKnowThatThereIsAClassOrAProperty)
     EXPECT_THAT(told, HasSubstr("<property>to</property>")) << "which he may write";
 }
 
+TEST_F(AccessToRecords, TellsEachWhatHeMayDo)
+{
+    configure(rule("1", "user:1000", "Radio", "update", "deny", "channel") +
+              rule("2", "user:1000", "Radio", "insert delete", "deny"));
+    boot();
+    const std::string of_class = "<lsql><select><schema-class name=\"Radio\"><insertable/>"
+                                 "<deletable/></schema-class></select></lsql>";
+    const std::string changeable =
+        "<lsql><select><schema-property name=\"Radio\"><property/></schema-property></select>"
+        "<where><eq><property>changeable</property><value>yes</value></eq></where></lsql>";
+    EXPECT_THAT(lsql(of_class),
+                HasSubstr("<insertable>yes</insertable><deletable>yes</deletable>"));
+    EXPECT_THAT(told_to_him(of_class),
+                HasSubstr("<insertable>no</insertable><deletable>no</deletable>"));
+    EXPECT_THAT(lsql(changeable), HasSubstr("<property>channel</property>"));
+    EXPECT_THAT(told_to_him(changeable), Not(HasSubstr("<property>channel</property>")));
+    EXPECT_THAT(told_to_him(changeable), HasSubstr("<property>mode</property>"));
+}
+
 } // namespace

@@ -38,18 +38,19 @@ std::string described(const std::string &owner, const std::string &property,
                       const std::string &flags, const std::string &inherited,
                       const std::string &references = "")
 {
-    const auto says = [&](const char *what, char letter) {
+    const auto says = [&](const char *what, const char *letters) {
         return std::string("<") + what + ">" +
-               (flags.find(letter) == std::string::npos ? "no" : "yes") + "</" + what + ">";
+               (flags.find_first_of(letters) == std::string::npos ? "no" : "yes") + "</" + what +
+               ">";
     };
     return "<schema-property name=\"" + owner + "\"><property>" + property + "</property>" +
-           says("readable", 'r') + says("writable", 'w') + says("required", 'i') +
-           says("persistent", 'p') + "<inherited>" + inherited + "</inherited>" +
+           says("readable", "r") + says("writable", "w") + says("required", "i") +
+           says("persistent", "p") + "<inherited>" + inherited + "</inherited>" +
            (references.empty() ? "<references/>" : "<references>" + references + "</references>") +
            (property == "hidden" ? "<secret>yes</secret><valid>on|off</valid>"
                                  : "<secret>no</secret><valid/>") +
-           "<label/><help/><unit/><example/><group/><order/><accepts>[]</accepts>"
-           "</schema-property>";
+           "<label/><help/><unit/><example/><group/><order/><accepts>[]</accepts>" +
+           says("changeable", "w") + says("insertable", "wi") + "</schema-property>";
 }
 
 class Schemas : public vorn::tests::ConfiguredDevice {
@@ -96,7 +97,8 @@ TEST_F(BoardSchemas, TellHowAClassIsKept)
     EXPECT_EQ(one_class("Clock"),
               answer("<schema-class name=\"Clock\"><type>singleton</type><persistent>no"
                      "</persistent><abstract>no</abstract><superclass/><subclass-identifier/>"
-                     "<label/><help/><group/><order/></schema-class>",
+                     "<label/><help/><group/><order/><insertable>yes</insertable>"
+                     "<deletable>yes</deletable></schema-class>",
                      1));
     EXPECT_THAT(one_class("Radio"), HasSubstr("<persistent>yes</persistent>"));
 }
