@@ -2,6 +2,8 @@
 # SPDX-License-Identifier: MIT
 """The API as docs/api.md has it: api_test.py VORN-GATE, in the sandbox, with a daemon that is
 started here."""
+import contextlib
+import json
 import signal
 import socket
 import sys
@@ -18,11 +20,20 @@ def change(address, **more):
             "properties": {"address": address}, **more}
 
 
+def rule(name, user, properties, operations):
+    """Denies it, for the class system."""
+    return {"op": "insert", "class": "access-rule", "name": name,
+            "properties": {"order": "1", "subject": "gate:" + user, "class": "system",
+                           "properties": properties, "operations": operations, "effect": "deny"}}
+
+
 class Helper(threading.Thread):
-    """Stands in for the one who judges passwords."""
+    """Stands in for the one who judges passwords: about a slow one he thinks until he may answer."""
 
     def __init__(self):
         super().__init__(daemon=True)
+        self.is_thinking = threading.Event()
+        self.may_answer = threading.Event()
         self.listener = socket.socket(socket.AF_UNIX)
         self.listener.bind(gate.PASSWORDS)
         self.listener.listen()
@@ -32,7 +43,12 @@ class Helper(threading.Thread):
         while True:
             client, _ = self.listener.accept()
             question = client.recv(2048).split(b"\0")
-            client.sendall({b"right": b"yes\n", b"often": b"wait 7\n"}.get(question[2], b"no\n"))
+            if question[2] == b"slow":
+                self.is_thinking.set()
+                self.may_answer.wait()
+            with contextlib.suppress(BrokenPipeError):
+                client.sendall({b"right": b"yes\n", b"slow": b"yes\n",
+                                b"often": b"wait 7\n"}.get(question[2], b"no\n"))
             client.close()
 
 
@@ -82,6 +98,26 @@ class TheApi(unittest.TestCase):
             self.assertEqual([t["objects"][0]["properties"] for t in told],
                              [{"contact": contact}] * 3)
             self.assertEqual(len({t["commit"] for t in told}), 1)
+
+    def deny(self, *rules):
+        """Until the test ends."""
+        self.assertEqual(self.root.post("/changes", {"changes": [*rules]}).status, 200)
+        ends = [{"op": "delete", "class": "access-rule", "name": each["name"]} for each in rules]
+        self.addCleanup(self.root.post, "/changes", {"changes": ends})
+
+    def test_tells_nobody_what_another_may_read(self):
+        ann, ben = (gate.with_token("word of " + name, name) for name in ("ann", "ben"))
+        self.deny(rule("unread", "ben", "contact", "read"))
+        known = {"op": "update", "class": "system", "properties": {"contact": "in the attic"}}
+        self.assertEqual(self.root.post("/changes", {"changes": [known]}).status, 200)
+        # He may write it, so that both have the same schema, by which answers are known again.
+        self.assertEqual(ann.get("/schema").json, ben.get("/schema").json)
+        for _ in range(2):
+            told = ann.get("/objects/system").json["objects"][0]["properties"]
+            self.assertEqual(told["contact"], "in the attic")
+            told = ben.get("/objects/system").json["objects"][0]["properties"]
+            self.assertNotIn("contact", told)
+            self.assertIn("hostname", told)
 
     def test_changes_all_or_nothing(self):
         self.problem(self.root.post("/changes", {"changes": [
@@ -246,6 +282,22 @@ class TheApi(unittest.TestCase):
         self.problem(anna.get("/session"), 401, "not-logged-in")
         self.assertEqual(stream.await_event("bye")[2], {})
         stream.close()
+
+    def test_answers_who_is_logged_in_while_many_log_in(self):
+        opened = gate.Caller().post("/session", {"user": "anna", "password": "right"})
+        anna = gate.Caller(("HTTP_COOKIE", opened.headers["Set-Cookie"].partition("; ")[0]))
+        login = gate.frame("POST", "/api/v1/session",
+                           json.dumps({"user": "ben", "password": "slow"}).encode(),
+                           [("CONTENT_TYPE", "application/json")])
+        many = [gate.connect() for _ in range(5)]  # more than there are who answer
+        for client in many:
+            client.sendall(login)
+        self.assertTrue(HELPER.is_thinking.wait(60))
+        self.assertEqual(anna.get("/status").status, 200)
+        HELPER.may_answer.set()
+        for client in many:  # none of them has waited for so long that he was given up
+            self.assertEqual(gate.Answer(client.recv(65536)).status, 200)
+            client.close()
 
     def test_answers_nobody_it_does_not_know(self):
         for path in ("/schema", "/objects/system", "/events", "/metrics", "/openapi.json",
