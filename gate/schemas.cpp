@@ -67,17 +67,29 @@ constexpr Told told_of_class[] = {
     {"help", Told::Kind::text, "help"},
     {"group", Told::Kind::text, "group"},
     {"order", Told::Kind::number, "order"},
+    {"insertable", Told::Kind::flag, "insertable"},
+    {"deletable", Told::Kind::flag, "deletable"},
 };
 
 constexpr Told told_of_property[] = {
-    {"name", Told::Kind::text, "property"},     {"readable", Told::Kind::flag, "readable"},
-    {"writable", Told::Kind::flag, "writable"}, {"persistent", Told::Kind::flag, "persistent"},
-    {"required", Told::Kind::flag, "required"}, {"inherited", Told::Kind::flag, "inherited"},
-    {"secret", Told::Kind::flag, "secret"},     {"references", Told::Kind::text, "references"},
-    {"valid", Told::Kind::text, "valid"},       {"label", Told::Kind::text, "label"},
-    {"help", Told::Kind::text, "help"},         {"unit", Told::Kind::text, "unit"},
-    {"example", Told::Kind::text, "example"},   {"group", Told::Kind::text, "group"},
-    {"order", Told::Kind::number, "order"},     {"accepts", Told::Kind::json, "accepts"},
+    {"name", Told::Kind::text, "property"},
+    {"readable", Told::Kind::flag, "readable"},
+    {"writable", Told::Kind::flag, "writable"},
+    {"persistent", Told::Kind::flag, "persistent"},
+    {"required", Told::Kind::flag, "required"},
+    {"inherited", Told::Kind::flag, "inherited"},
+    {"secret", Told::Kind::flag, "secret"},
+    {"references", Told::Kind::text, "references"},
+    {"valid", Told::Kind::text, "valid"},
+    {"label", Told::Kind::text, "label"},
+    {"help", Told::Kind::text, "help"},
+    {"unit", Told::Kind::text, "unit"},
+    {"example", Told::Kind::text, "example"},
+    {"group", Told::Kind::text, "group"},
+    {"order", Told::Kind::number, "order"},
+    {"accepts", Told::Kind::json, "accepts"},
+    {"changeable", Told::Kind::flag, "changeable"},
+    {"insertable", Told::Kind::flag, "insertable"},
 };
 
 Json value_of(const Told &told, const std::string &value)

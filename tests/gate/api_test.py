@@ -119,6 +119,24 @@ class TheApi(unittest.TestCase):
             self.assertNotIn("contact", told)
             self.assertIn("hostname", told)
 
+    def test_tells_each_what_he_may_do(self):
+        ann, ben = (gate.with_token("plan of " + name, name) for name in ("anna-2", "ben-2"))
+        self.deny(rule("unchanged", "ben-2", "contact", "update"),
+                  rule("undeleted", "ben-2", "", "delete"))
+
+        def may(caller):
+            system = [c for c in caller.get("/schema").json["classes"] if c["name"] == "system"][0]
+            contact = [p for p in system["properties"] if p["name"] == "contact"][0]
+            self.assertTrue(contact["writable"])
+            return (system["insertable"], system["deletable"], contact["changeable"],
+                    contact["insertable"])
+
+        self.assertEqual(may(ann), (True, True, True, True))
+        self.assertEqual(may(ben), (True, False, False, True))
+        contact = {"op": "update", "class": "system", "properties": {"contact": "x"}}
+        denied = self.problem(ben.post("/changes", {"changes": [contact]}), 403, "access-denied")
+        self.assertEqual(denied["errors"][0]["property"], "contact")
+
     def test_changes_all_or_nothing(self):
         self.problem(self.root.post("/changes", {"changes": [
             change("192.168.3.1"), change("192.168.3.256")]}), 422, "refused")
