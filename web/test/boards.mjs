@@ -7,11 +7,13 @@ const nameOf = (c, list) => ({ kind: 'name', class: c, ...(list ? { list } : {})
 
 const property = (name, label, accepts = [], more = {}) => ({
   name, label, help: '', unit: '', example: '', group: '', order: 0, readable: true, writable: true, persistent: true,
-  required: false, inherited: false, secret: false, references: '', valid: '', accepts: [accepts].flat(), ...more,
+  required: false, inherited: false, secret: false, references: '', valid: '', accepts: [accepts].flat(),
+  changeable: more.writable ?? true, insertable: more.writable ?? true, ...more,
 });
 const fact = (name, label, more = {}) => property(name, label, [], { writable: false, persistent: false, ...more });
 const klass = (name, label, properties, more = {}) => ({
-  name, type: 'unique-named', persistent: true, abstract: false, superclass: '', label, help: '', group: '', order: 0, properties, ...more,
+  name, type: 'unique-named', persistent: true, abstract: false, superclass: '', label, help: '', group: '', order: 0, insertable: true, deletable: true,
+  properties, ...more,
 });
 
 const ofInterface = [
@@ -110,6 +112,15 @@ function station(mac, signal, connected) {
   return { class: 'station', properties: { mac, network: 'home', signal, 'rx-rate': '130.0', 'tx-rate': '144.4', connected } };
 }
 
+/** The same board for somebody who may change nothing of it but what is named: "class property" for each. */
+export function lockedBut(board, ...settings) {
+  const classes = board.schema.classes.map((c) => ({
+    ...c, insertable: false, deletable: false,
+    properties: c.properties.map((p) => ({ ...p, changeable: settings.includes(`${c.name} ${p.name}`), insertable: false })),
+  }));
+  return { ...board, schema: { id: 'locked', classes } };
+}
+
 /** Numbers by chance that come again with the same seed. */
 export function chance(seed) {
   let state = seed >>> 0 || 1;
@@ -138,16 +149,18 @@ export function randomBoard(seed) {
     () => nameOf(random.one(made), random.odds(0.4)),
     () => ({ kind: random.one(['ip', 'mac', 'domain-name', 'ip-or-domain-name', 'interface', 'ssid', 'word', 'phrase', 'from-tomorrow']), ...(random.odds(0.2) ? { list: true } : {}) }),
   ];
+  const rights = (writable) => ({ writable, changeable: writable && random.odds(0.8), insertable: writable && random.odds(0.8) });
   const anyProperty = (unused, i) =>
     property(`${word()}-${i}`, random.odds(0.7) ? phrase() : '', Array.from({ length: random.below(3) }, () => random.one(kinds)()), {
       help: random.odds(0.5) ? phrase() : '', unit: random.odds(0.2) ? word() : '', example: random.odds(0.2) ? phrase() : '',
-      group: random.odds(0.3) ? random.one(['One', 'Two', random.one(odd)]) : '', order: random.below(5), writable: random.odds(0.75),
+      group: random.odds(0.3) ? random.one(['One', 'Two', random.one(odd)]) : '', order: random.below(5), ...rights(random.odds(0.75)),
       readable: random.odds(0.95), required: random.odds(0.3), secret: random.odds(0.1), valid: random.odds(0.3) ? phrase() : '',
     });
   const all = made.map((name) =>
     klass(name, random.odds(0.7) ? phrase() : '', Array.from({ length: random.below(12) }, anyProperty), {
       type: random.one(['singleton', 'anonymous', 'unique-named', 'group-named']), persistent: random.odds(0.8),
       help: random.odds(0.5) ? phrase() : '', group: random.odds(0.5) ? random.one(['One', 'Two', 'Three']) : '', order: random.below(4),
+      insertable: random.odds(0.9), deletable: random.odds(0.9),
     }),
   );
   const valueFor = (p) => {

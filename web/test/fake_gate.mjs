@@ -195,6 +195,7 @@ export class FakeGate {
   #carryOut(objects, { op, class: c, name, properties = {}, 'if-match': etag, where }) {
     const klass = this.#klass(c);
     if (!klass) return { detail: `There is no class "${c}".` };
+    if (this.#isDenied(klass, op, properties)) return { status: 403, answer: problem(403, 'access-denied', `Access denied: class "${c}".`) };
     if (op === 'insert') {
       if (klass.type === 'unique-named' && objects.some((o) => o.class === c && o.name === name)) return { detail: `"${name}" is there already.` };
       const missing = klass.properties.find((p) => p.required && !properties[p.name]);
@@ -216,6 +217,12 @@ export class FakeGate {
       if (value !== '********') objects[at].properties[property] = value;
     }
     return null;
+  }
+
+  #isDenied(klass, op, properties) {
+    const word = op === 'insert' ? 'insertable' : 'changeable';
+    const may = { insert: klass.insertable, delete: klass.deletable }[op] ?? true;
+    return !may || klass.properties.some((p) => p.writable && p.name in properties && !p[word]);
   }
 
   /** Knows the conditions that the page makes: equalities and absences with "and" between them. */

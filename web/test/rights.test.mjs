@@ -2,7 +2,7 @@
 // he may not.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { go, openBrowser, picture, visit } from './browser/support.mjs';
+import { descriptionOf, go, openBrowser, picture, visit } from './browser/support.mjs';
 
 const { VORN_ADDRESS: address, VORN_PASSWORD: password } = process.env;
 const slow = { timeout: 30000 };
@@ -27,25 +27,34 @@ async function inPageAs(user, task) {
 const review = (page) => page.getByRole('link', { name: 'Review', exact: true }).click();
 const navigation = (page) => page.getByRole('navigation').getByRole('link').allTextContents();
 
-test('who may read everything and change nothing sees all of it, and is told that he may not', () =>
+test('who may read everything and change nothing sees all of it, in fields that say so', () =>
   inPageAs('reader', async (page) => {
     await page.getByText('Everything is as it should be.').waitFor(slow);
     assert.deepEqual(await navigation(page), ['Overview', 'Addresses', 'All settings', 'History']);
     await go(page, '#/objects/static-address/lan');
-    await page.getByLabel(/^Prefix/).fill('25');
-    await review(page);
-    await page.getByRole('heading', { name: 'You may not do this' }).waitFor(slow);
-    await page.getByText('Nothing has been changed. Who manages this device decides').waitFor();
-    await page.getByRole('listitem').filter({ hasText: 'Fixed address' }).waitFor();
-    assert.equal(await page.getByRole('button', { name: 'Apply on trial' }).count(), 0);
-    await picture(page, 'rights-denied');
+    const prefix = page.getByLabel(/^Prefix/);
+    await prefix.waitFor(slow);
+    assert.equal(await prefix.inputValue(), '24');
+    assert.equal(await prefix.isEditable(), false);
+    assert.match(await descriptionOf(prefix), /You may not change this\./);
+    assert.equal(await page.getByRole('button', { name: /^Delete/ }).count(), 0);
+    await picture(page, 'rights-locked');
+    await go(page, '#/objects/static-address');
+    await page.getByRole('link', { name: /^lan/ }).waitFor(slow);
+    assert.equal(await page.getByRole('link', { name: /^Add[ :]/ }).count(), 0);
   }));
 
 test('who may read everything and change nothing can not go back either', () =>
   inPageAs('reader', async (page) => {
     const first = await page.evaluate(async () => (await (await fetch('api/v1/history')).json()).generations.at(-1).id);
+    await go(page, `#/history/${first}`);
+    await page.getByRole('heading', { name: 'How the device differs from it now' }).waitFor(slow);
+    assert.equal(await page.getByRole('link', { name: 'Go back to this' }).count(), 0);
     await go(page, `#/rollback/${first}`);
     await page.getByRole('heading', { name: 'You may not do this' }).waitFor(slow);
+    await page.getByText('Nothing has been changed. Who manages this device decides').waitFor();
+    assert.equal(await page.getByRole('button', { name: 'Apply on trial' }).count(), 0);
+    await picture(page, 'rights-denied');
   }));
 
 test('who may see one class and change one setting sees that alone, and changes it', () =>
@@ -58,13 +67,11 @@ test('who may see one class and change one setting sees that alone, and changes 
     await go(page, '#/settings');
     assert.deepEqual(await page.locator('.tile strong').allTextContents(), ['Device', 'Trial']);
     await go(page, '#/objects/system');
-    await page.getByLabel(/^Host name/).fill('mine');
+    const hostname = page.getByLabel(/^Host name/);
+    await hostname.waitFor(slow);
+    assert.equal(await hostname.isEditable(), false);
+    assert.match(await descriptionOf(hostname), /You may not change this\./);
     await page.getByLabel(/^Contact/).fill('Gustav');
-    await review(page);
-    await page.getByRole('heading', { name: 'You may not do this' }).waitFor(slow);
-    await page.getByRole('listitem').filter({ hasText: 'Host name' }).waitFor();
-    await go(page, '#/objects/system');
-    await page.getByRole('button', { name: 'Undo: Host name' }).click();
     await review(page);
     await page.getByRole('cell', { name: 'Gustav' }).waitFor(slow);
     await page.getByRole('button', { name: 'Apply on trial' }).click();

@@ -54,14 +54,21 @@ export const isNameless = (c) => c.type === 'anonymous' || c.type === 'group-nam
 
 export const isEditable = (c) => c.properties.some((p) => p.writable);
 
-/** Whether people may make and delete objects: classes that are never saved tell what is, not what should be. */
-export const isOwnersToMake = (c) => !isSingleton(c) && isEditable(c) && c.persistent;
+/** Classes that are never saved tell what is, not what should be. */
+const isMadeByPeople = (c) => !isSingleton(c) && isEditable(c) && c.persistent;
+
+/** Whether whoever is logged in may make objects of a class, and delete them. */
+export const mayAdd = (c) => isMadeByPeople(c) && c.insertable;
+export const mayDelete = (c) => isMadeByPeople(c) && c.deletable;
+
+/** Whether he may set a value, of an object that is there or of one that is still to be made. */
+export const maySet = (p, isNew) => p.writable && (isNew ? p.insertable : p.changeable);
 
 export const labelOf = (thing) => thing.label || thing.name;
 
-/** The properties of a class, those that can be set first, each part in groups of their own. */
-export function parted(c) {
-  const settings = inGroups(c.properties.filter((p) => p.writable));
+/** The properties of a class: those that can be set, as far as they are shown, in groups; and those that can't. */
+export function parted(c, isShown = () => true) {
+  const settings = inGroups(c.properties.filter((p) => p.writable && isShown(p)));
   // One group needs no heading: the page's own says what it is.
   if (settings.length === 1) settings[0].name = '';
   return { settings, facts: c.properties.filter((p) => !p.writable && p.readable && p.name !== c.identifier) };

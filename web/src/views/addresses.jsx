@@ -1,6 +1,6 @@
 // How the device is reached and which way it takes: addresses, routes, name servers.
 import { link } from '../model/routes.js';
-import { isSingleton, labelOf } from '../model/schema.js';
+import { isSingleton, labelOf, mayAdd } from '../model/schema.js';
 import { t } from '../model/texts.js';
 import { ObjectForm } from './form.jsx';
 import { Loaded, useFresh } from './loading.jsx';
@@ -36,7 +36,7 @@ function Family({ app, klass }) {
               {objects.length + made.length === 0 && <p class="empty">{t('addresses.empty')}</p>}
               {objects.map((o) => <ObjectCard key={o.key} app={app} object={o} title={o.name} canDelete />)}
               {made.map((draft) => <NewCard key={draft.key} app={app} klass={klass} draft={draft} />)}
-              <p><a class="button" href={link('add', klass.name)}>{t('objects.addof', { label: labelOf(klass) })}</a></p>
+              {mayAdd(klass) && <p><a class="button" href={link('add', klass.name)}>{t('objects.addof', { label: labelOf(klass) })}</a></p>}
             </>
           );
         }}

@@ -45,6 +45,23 @@ export function Field({ app, klass, property, id, value, seen, fault, onEdit, on
   );
 }
 
+/** What may be read and not set: everybody comes to it and can copy it; `locked` says why, unless it is null. */
+export function LockedField({ property, id, value, locked }) {
+  const described = [property.help && `${id}-help`, locked ?? `${id}-locked`].filter(Boolean).join(' ');
+  const shared = { id, value, readOnly: true, 'aria-describedby': described };
+  return (
+    <div class="field locked">
+      <label for={id}><Told>{labelOf(property)}</Told></label>
+      <div class="input">
+        {inputFor(property).kind === 'long' ? <textarea {...shared} rows={2} /> : <input {...shared} type="text" />}
+        {property.unit && <span class="unit"><Told>{property.unit}</Told></span>}
+      </div>
+      {property.help && <p class="help" id={`${id}-help`}><Told>{property.help}</Told></p>}
+      {!locked && <p class="help" id={`${id}-locked`}>{t('field.locked')}</p>}
+    </div>
+  );
+}
+
 const told = (fault) => fault && t(fault.key, fault.values);
 
 function hint(property, input) {

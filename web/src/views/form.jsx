@@ -1,23 +1,30 @@
 // The form of one object, made of what its class says. What is edited goes into the drafts as it is typed.
 import { moment } from '../model/format.js';
-import { parted } from '../model/schema.js';
+import { maySet, parted } from '../model/schema.js';
 import { t } from '../model/texts.js';
-import { Field } from './field.jsx';
+import { Field, LockedField } from './field.jsx';
 import { Label, Told } from './told.jsx';
 
 export const idOf = (...parts) => parts.map((part) => encodeURIComponent(part).replace(/%/g, '_')).join('.');
 
 /** `only` names the properties to show, in that order; all of them without it. */
 export function ObjectForm({ app, klass, object, only }) {
-  const { settings } = parted(klass);
-  const groups = only ? [{ name: '', properties: only.map((n) => app.schema.property(klass.name, n)).filter((p) => p?.writable) }] : settings;
-  const isDeleted = app.drafts.get(object.key)?.op === 'delete';
-  if (isDeleted) return <Deleted app={app} object={object} />;
+  const op = app.drafts.get(object.key)?.op;
+  if (op === 'delete') return <Deleted app={app} object={object} />;
+  const isLocked = (p) => !maySet(p, op === 'insert');
+  // A value that may neither be set nor read, or is still to be given, is nothing to look at.
+  const isShown = (p) => !isLocked(p) || p.name in object.properties;
+  const chosen = only?.map((name) => app.schema.property(klass.name, name)).filter((p) => p?.writable && isShown(p));
+  const groups = chosen ? [{ name: '', properties: chosen }] : parted(klass, isShown).settings;
+  const all = groups.flatMap(({ properties }) => properties);
+  // Said once when it goes for all of them.
+  const locked = all.length > 1 && all.every(isLocked) ? idOf(object.class, object.key, 'locked') : null;
   return (
     <form class="object" onSubmit={(event) => event.preventDefault()} noValidate>
+      {locked && <p class="help" id={locked}>{t('field.locked')}</p>}
       {groups.map(({ name, properties }) => (
         <Group key={name} name={name}>
-          {properties.map((p) => <ObjectField key={p.name} {...{ app, klass, object }} property={p} />)}
+          {properties.map((p) => <ObjectField key={p.name} {...{ app, klass, object, locked }} property={p} isLocked={isLocked(p)} />)}
         </Group>
       ))}
     </form>
@@ -34,8 +41,12 @@ export function Group({ name, children }) {
   );
 }
 
-function ObjectField({ app, klass, object, property }) {
+function ObjectField({ app, klass, object, property, isLocked, locked }) {
   const seen = object.properties[property.name] ?? '';
+  const id = idOf(object.class, object.key, property.name);
+  const value = app.drafts.valueOf(object, property.name);
+  // What was edited while it could be is there to be taken back.
+  if (isLocked && value === seen) return <LockedField property={property} id={id} value={value} locked={locked} />;
   const errorKey = `${object.key} ${property.name}`;
   const edit = (value) => {
     app.drafts.set(object, property.name, value);
@@ -43,8 +54,8 @@ function ObjectField({ app, klass, object, property }) {
     app.changed();
   };
   return (
-    <Field app={app} klass={klass} property={property} id={idOf(object.class, object.key, property.name)} seen={seen}
-      value={app.drafts.valueOf(object, property.name)} fault={app.errors.get(errorKey)} onEdit={edit} onUndo={() => edit(seen)} />
+    <Field app={app} klass={klass} property={property} id={id} seen={seen} value={value}
+      fault={app.errors.get(errorKey)} onEdit={edit} onUndo={() => edit(seen)} />
   );
 }
 

@@ -2,7 +2,7 @@
 import { useRef, useState } from 'preact/hooks';
 import { faultIn, firstValue } from '../model/accepts.js';
 import { link } from '../model/routes.js';
-import { isNameless, isOwnersToMake, isSingleton, labelOf, parted } from '../model/schema.js';
+import { isNameless, isSingleton, labelOf, mayAdd, mayDelete, maySet, parted } from '../model/schema.js';
 import { t } from '../model/texts.js';
 import { Field } from './field.jsx';
 import { DeleteButton, Facts, Group, idOf, ObjectForm, State } from './form.jsx';
@@ -82,7 +82,7 @@ function List({ app, klass, objects }) {
   const made = app.drafts.inserted(klass.name);
   return (
     <>
-      {isOwnersToMake(klass) && <p><a class="button" href={link('add', klass.name)}><Sentence of="objects.addof" values={{ label: labelOf(klass) }} /></a></p>}
+      {mayAdd(klass) && <p><a class="button" href={link('add', klass.name)}><Sentence of="objects.addof" values={{ label: labelOf(klass) }} /></a></p>}
       {objects.length + made.length === 0 && <p class="empty">{t('objects.none')}</p>}
       {made.map((draft) => <NewCard key={draft.key} app={app} klass={klass} draft={draft} />)}
       {isNameless(klass) ? <Entries app={app} klass={klass} objects={objects} /> : <Names app={app} klass={klass} objects={objects} />}
@@ -140,7 +140,7 @@ const Entries = ({ app, klass, objects }) =>
       <section key={object.key} class="card">
         <div class="cardhead">
           <h2>{name}</h2>
-          {isOwnersToMake(klass) && <DeleteButton app={app} object={object} name={name} />}
+          {mayDelete(klass) && <DeleteButton app={app} object={object} name={name} />}
         </div>
         <ObjectForm app={app} klass={klass} object={object} />
         <Facts klass={klass} object={object} />
@@ -163,7 +163,7 @@ export function ObjectPage({ app, rest: [className, name] }) {
           return (
             <>
               <Whole app={app} klass={klass} object={object} />
-              {isOwnersToMake(klass) && <p><DeleteButton app={app} object={object} name={name} isWhole /></p>}
+              {mayDelete(klass) && <p><DeleteButton app={app} object={object} name={name} isWhole /></p>}
             </>
           );
         }}
@@ -176,18 +176,18 @@ export function ObjectPage({ app, rest: [className, name] }) {
 export function Add({ app, rest: [className, ...given] }) {
   const klass = app.schema.class(className);
   const preset = Object.fromEntries(given.map((pair) => pair.split('=')));
-  const [values, setValues] = useState(() => ({ ...firstValues(klass), ...preset }));
+  const [values, setValues] = useState(() => firstValues(klass, preset));
   const [name, setName] = useState('');
   const [isTried, setTried] = useState(false);
   const form = useRef(null);
-  if (!klass) return <Heading>{t('app.nothere')}</Heading>;
-  const { settings } = parted(klass);
+  if (!klass || !mayAdd(klass)) return <Heading>{t('app.nothere')}</Heading>;
+  const { settings } = parted(klass, isSetInNew);
   const needsName = klass.type !== 'anonymous';
   const nameFault = needsName && faultInName(app, klass, name);
   const submit = (event) => {
     event.preventDefault();
     setTried(true);
-    const wrong = nameFault || klass.properties.some((p) => p.writable && faultIn(p, values[p.name] ?? ''));
+    const wrong = nameFault || klass.properties.some((p) => isSetInNew(p) && faultIn(p, values[p.name] ?? ''));
     if (wrong) {
       requestAnimationFrame(() => form.current.querySelector('[aria-invalid]')?.focus());
       return;
@@ -224,7 +224,10 @@ export function Add({ app, rest: [className, ...given] }) {
   );
 }
 
-const firstValues = (klass) => Object.fromEntries((klass?.properties ?? []).filter((p) => p.writable).map((p) => [p.name, firstValue(p)]));
+const isSetInNew = (p) => maySet(p, true);
+
+const firstValues = (klass, preset) =>
+  Object.fromEntries((klass?.properties ?? []).filter(isSetInNew).map((p) => [p.name, preset[p.name] ?? firstValue(p)]));
 
 function faultInName(app, klass, name) {
   if (!name) return 'fault.required';

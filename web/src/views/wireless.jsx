@@ -1,6 +1,6 @@
 // Radios with their networks, the settings that people change first.
 import { link } from '../model/routes.js';
-import { labelOf } from '../model/schema.js';
+import { labelOf, mayAdd, mayDelete } from '../model/schema.js';
 import { t } from '../model/texts.js';
 import { DeleteButton, ObjectForm, State } from './form.jsx';
 import { Loaded, useFresh } from './loading.jsx';
@@ -47,7 +47,7 @@ function Networks({ app, klass, radio }) {
             {own.length + made.length === 0 && <p class="empty">{t('radios.nonetworks')}</p>}
             {own.map((n) => <ObjectCard key={n.key} app={app} object={n} only={ofNetwork} title={n.properties.ssid || n.name} canDelete />)}
             {made.map((draft) => <NewCard key={draft.key} app={app} klass={klass} draft={draft} />)}
-            <p><a class="button" href={link('add', klass.name, `radio=${radio}`)}>{t('wireless.add')}<span class="unseen">: {radio}</span></a></p>
+            {mayAdd(klass) && <p><a class="button" href={link('add', klass.name, `radio=${radio}`)}>{t('wireless.add')}<span class="unseen">: {radio}</span></a></p>}
           </>
         );
       }}
@@ -63,7 +63,7 @@ export function ObjectCard({ app, object, only, title, canDelete }) {
       <div class="cardhead">
         <h3>{title}</h3>
         <State text={object.properties.state} />
-        {canDelete && <DeleteButton app={app} object={object} name={object.name} />}
+        {canDelete && mayDelete(klass) && <DeleteButton app={app} object={object} name={object.name} />}
       </div>
       <ObjectForm app={app} klass={klass} object={object} only={only} />
       {only && <p><a href={link('objects', object.class, object.name)}>{t('objects.more', { name: object.name })}</a></p>}

@@ -64,4 +64,8 @@ export async function go(page, hash) {
   await page.locator('h1').waitFor();
 }
 
+/** What somebody who listens is told of a field beside its label. */
+export const descriptionOf = (field) =>
+  field.evaluate((element) => (element.getAttribute('aria-describedby') ?? '').split(' ').filter(Boolean).map((id) => document.getElementById(id).textContent.trim()).join(' '));
+
 export const picture = (page, name) => page.screenshot({ path: join(pictures, `${name}.png`), fullPage: true });

@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import test from 'node:test';
 import { duration, countdown } from '../../src/model/format.js';
 import { link, parse } from '../../src/model/routes.js';
-import { parted, Schema } from '../../src/model/schema.js';
+import { mayAdd, mayDelete, maySet, parted, Schema } from '../../src/model/schema.js';
 import { ceiling, path, Traffic } from '../../src/model/traffic.js';
 import { Countdown, effectsByWeight, newPlace } from '../../src/model/trial.js';
 
@@ -59,6 +59,24 @@ test('which member of a family it is, nobody is asked', () => {
     { name: 'interface', abstract: true, 'subclass-identifier': 'kind', properties: [kind] },
     { name: 'vlan', superclass: 'interface', properties: [kind, { name: 'id', writable: true, group: 'Settings' }] }] });
   assert.deepEqual(parted(schema.class('vlan')), { settings: [{ name: '', properties: [schema.property('vlan', 'id')] }], facts: [] });
+});
+
+test('only who may is offered to make, to delete and to change something', () => {
+  const setting = { name: 'p', writable: true, changeable: true, insertable: false };
+  const c = { type: 'unique-named', persistent: true, insertable: true, deletable: false, properties: [setting] };
+  assert.deepEqual([mayAdd(c), mayDelete(c)], [true, false]);
+  assert.deepEqual([mayAdd({ ...c, insertable: false, deletable: true }), mayDelete({ ...c, deletable: true })], [false, true]);
+  for (const other of [{ type: 'singleton' }, { persistent: false }, { properties: [{ ...setting, writable: false }] }])
+    assert.deepEqual([mayAdd({ ...c, ...other }), mayDelete({ ...c, deletable: true, ...other })], [false, false]);
+  assert.deepEqual([maySet(setting, false), maySet(setting, true)], [true, false]);
+  assert.deepEqual([maySet({ ...setting, changeable: false }, false), maySet({ ...setting, insertable: true }, true)], [false, true]);
+  assert.deepEqual([maySet({ ...setting, writable: false }, false), maySet({ ...setting, insertable: true, writable: false }, true)], [false, false]);
+});
+
+test('a setting that is not to be shown is in no group, nor is a group that has no other', () => {
+  const [one, two] = ['one', 'two'].map((name) => ({ name, writable: true, group: name }));
+  assert.deepEqual(parted({ properties: [one, two] }).settings.map((g) => g.name), ['one', 'two']);
+  assert.deepEqual(parted({ properties: [one, two] }, (p) => p === two).settings, [{ name: '', properties: [two] }]);
 });
 
 test('properties stand in the order that was asked for, others as they were declared', () => {
