@@ -79,14 +79,14 @@ Json schema_of_alternative(const json_t *alternative)
 }
 
 /* Whether an empty text, which takes a value away, may be written is the device's to say. */
-Json schema_of_property(const client::Instance &property)
+Json schema_of_property(const json_t *property)
 {
     Json schema = object();
-    const Json accepts = parse_json(property.value("accepts"));
-    const std::size_t count = accepts ? json_array_size(accepts.get()) : 0;
+    json_t *accepts = json_object_get(property, "accepts");
+    const std::size_t count = json_array_size(accepts);
     Json alternatives = list();
     for (std::size_t i = 0; i < count; i++)
-        append(alternatives, schema_of_alternative(json_array_get(accepts.get(), i)));
+        append(alternatives, schema_of_alternative(json_array_get(accepts, i)));
     if (count == 0) {
         schema = string_schema();
     } else {
@@ -94,14 +94,14 @@ Json schema_of_property(const client::Instance &property)
         put(empty, "maxLength", number(0));
         append(alternatives, std::move(empty));
         put(schema, "anyOf", std::move(alternatives));
-        put(schema, "x-vorn-accepts", Json(json_incref(accepts.get())));
+        put(schema, "x-vorn-accepts", Json(json_incref(accepts)));
     }
-    const std::string &help = property.value("help");
-    const std::string &valid = property.value("valid");
-    if (!help.empty() || !valid.empty())
-        put_text(schema, "description", help.empty() ? valid : help);
-    if (!property.value("label").empty()) put_text(schema, "title", property.value("label"));
-    if (property.value("writable") != "yes") put(schema, "readOnly", boolean(true));
+    const auto told = [&](const char *what) { return text_of(json_object_get(property, what)); };
+    const std::string_view description = told("help").empty() ? told("valid") : told("help");
+    if (!description.empty()) put_text(schema, "description", description);
+    if (!told("label").empty()) put_text(schema, "title", told("label"));
+    if (!json_is_true(json_object_get(property, "writable")))
+        put(schema, "readOnly", boolean(true));
     return schema;
 }
 
@@ -121,29 +121,30 @@ Json closed_object(Json properties, std::initializer_list<const char *> needed)
 }
 
 /* Of a value that was read anything may come: files are older than what is valid today. */
-Json values_of(const DeviceSchema &schema, const std::string &class_name, bool for_writing)
+Json values_of(const json_t *told, bool for_writing)
 {
     Json properties = object();
-    for (const client::Instance &each : schema.properties) {
-        if (each.called() != class_name) continue;
-        if (each.value(for_writing ? "writable" : "readable") != "yes") continue;
-        put(properties, each.value("property").c_str(),
-            for_writing ? schema_of_property(each) : string_schema());
+    const json_t *all = json_object_get(told, "properties");
+    for (std::size_t i = 0; i < json_array_size(all); i++) {
+        const json_t *each = json_array_get(all, i);
+        if (!json_is_true(json_object_get(each, for_writing ? "writable" : "readable"))) continue;
+        const std::string name(text_of(json_object_get(each, "name")));
+        put(properties, name.c_str(), for_writing ? schema_of_property(each) : string_schema());
     }
     return closed_object(std::move(properties), {});
 }
 
-Json object_schema(const DeviceSchema &schema, const client::Class &klass)
+Json object_schema(const json_t *told, const client::Class &klass)
 {
     Json properties = object();
     put(properties, "class", one_word(klass.name));
     if (klass.is_named()) put(properties, "name", string_schema());
     put(properties, "etag", string_schema());
-    put(properties, "properties", values_of(schema, klass.name, false));
+    put(properties, "properties", values_of(told, false));
     return closed_object(std::move(properties), {"class", "properties"});
 }
 
-Json change_schema(const DeviceSchema &schema, const client::Class &klass)
+Json change_schema(const json_t *told, const client::Class &klass)
 {
     Json properties = object();
     Json ops = string_schema();
@@ -155,7 +156,7 @@ Json change_schema(const DeviceSchema &schema, const client::Class &klass)
     put(properties, "class", one_word(klass.name));
     for (const char *each : {"name", "where", "if-match"})
         put(properties, each, string_schema());
-    put(properties, "properties", values_of(schema, klass.name, true));
+    put(properties, "properties", values_of(told, true));
     return closed_object(std::move(properties), {"op", "class"});
 }
 
@@ -230,8 +231,9 @@ Json path_of(const client::Class &klass, bool has_name)
     return path;
 }
 
-void add_class(const DeviceSchema &schema, const client::Class &klass, json_t *paths,
-               json_t *schemas, const Json &changes)
+/* `told` is what GET /schema has of the class. */
+void add_class(const DeviceSchema &schema, const client::Class &klass, const json_t *told,
+               json_t *paths, json_t *schemas, const Json &changes)
 {
     const auto set = [](json_t *json, const std::string &name, Json value) {
         if (json_object_set_new(json, name.c_str(), value.release()) != 0) throw std::bad_alloc();
@@ -240,8 +242,8 @@ void add_class(const DeviceSchema &schema, const client::Class &klass, json_t *p
     if (klass.is_named()) set(paths, "/objects/" + klass.name + "/{name}", path_of(klass, true));
     set(schemas, "objects-" + klass.name, objects_schema(shown_as(schema, klass)));
     if (klass.abstract) return;
-    set(schemas, "object-" + klass.name, object_schema(schema, klass));
-    set(schemas, "change-" + klass.name, change_schema(schema, klass));
+    set(schemas, "object-" + klass.name, object_schema(told, klass));
+    set(schemas, "change-" + klass.name, change_schema(told, klass));
     append(changes, reference("change-" + klass.name));
 }
 
@@ -251,12 +253,17 @@ Answer get_openapi(Desk &desk, const Caller &caller, const Request &)
 {
     const auto schema = desk.schemas.of(desk.device, caller.user);
     const Json document = parse_json(openapi_base);
-    if (!document) throw Problem{500, "failed", "Memory ran out."};
+    const Json whole = parse_json(schema->told);
+    if (!document || !whole) throw Problem{500, "failed", "Memory ran out."};
     json_t *paths = json_object_get(document.get(), "paths");
     json_t *schemas = json_object_get(json_object_get(document.get(), "components"), "schemas");
     Json changes = list();
-    for (const client::Class &each : schema->schema.classes())
-        add_class(*schema, each, paths, schemas, changes);
+    const json_t *told = json_object_get(whole.get(), "classes");
+    for (std::size_t i = 0; i < json_array_size(told); i++) {
+        const json_t *each = json_array_get(told, i);
+        const client::Class *klass = schema->schema.find(text_of(json_object_get(each, "name")));
+        if (klass) add_class(*schema, *klass, each, paths, schemas, changes);
+    }
     Json change = object();
     put(change, "oneOf", std::move(changes));
     if (json_object_set_new(schemas, "change", change.release()) != 0) throw std::bad_alloc();

@@ -29,28 +29,6 @@ std::string digest_of(const std::vector<client::Outcome> &outcomes)
     return sha256(all).substr(0, digits_of_id);
 }
 
-std::shared_ptr<const DeviceSchema> read_schema(client::Device &device, const std::string &user)
-{
-    client::Request request(client::Request::Kind::plain);
-    request.speak_for(user);
-    request.select({"schema-class", {}, {}}, {});
-    request.select({"schema-property", {}, {}}, {});
-    std::vector<client::Outcome> outcomes = client::parse_answer(device.ask(request.text()));
-    auto schema = std::make_shared<DeviceSchema>();
-    if (!outcomes.empty() && outcomes[0].rc != 0) throw problem_of(outcomes[0].error);
-    if (outcomes.size() < 2) return schema;
-    schema->schema = client::Schema::of(outcomes[0].instances, outcomes[1].instances);
-    schema->id = digest_of(outcomes);
-    schema->classes = std::move(outcomes[0].instances);
-    schema->properties = std::move(outcomes[1].instances);
-    for (const client::Class &each : schema->schema.classes()) {
-        const client::Property *state = each.find("state");
-        if (!each.abstract && state && state->readable)
-            schema->classes_with_state.push_back(each.name);
-    }
-    return schema;
-}
-
 struct Told {
     const char *name;
     enum class Kind { text, flag, number, json } kind;
@@ -115,6 +93,54 @@ void put_told(const Json &json, const Table &table, const client::Instance &inst
         put(json, each.name, value_of(each, instance.value(each.source)));
 }
 
+std::string json_of(const std::string &id, const std::vector<client::Instance> &classes,
+                    const std::vector<client::Instance> &properties)
+{
+    Json list_of_classes = list();
+    for (const client::Instance &each : classes) {
+        Json klass = object();
+        put_text(klass, "name", each.called());
+        put_told(klass, told_of_class, each);
+        Json its_properties = list();
+        for (const client::Instance &owned : properties) {
+            if (owned.called() != each.called()) continue;
+            Json property = object();
+            put_told(property, told_of_property, owned);
+            append(its_properties, std::move(property));
+        }
+        put(klass, "properties", std::move(its_properties));
+        append(list_of_classes, std::move(klass));
+    }
+    const Json json = object();
+    put_text(json, "id", id);
+    put(json, "classes", std::move(list_of_classes));
+    return written(json);
+}
+
+std::shared_ptr<const DeviceSchema> read_schema(client::Device &device, const std::string &user)
+{
+    client::Request request(client::Request::Kind::plain);
+    request.speak_for(user);
+    request.select({"schema-class", {}, {}}, {});
+    request.select({"schema-property", {}, {}}, {});
+    const std::vector<client::Outcome> outcomes = client::parse_answer(device.ask(request.text()));
+    auto schema = std::make_shared<DeviceSchema>();
+    if (!outcomes.empty() && outcomes[0].rc != 0) throw problem_of(outcomes[0].error);
+    if (outcomes.size() < 2) {
+        schema->told = json_of({}, {}, {});
+        return schema;
+    }
+    schema->schema = client::Schema::of(outcomes[0].instances, outcomes[1].instances);
+    schema->id = digest_of(outcomes);
+    schema->told = json_of(schema->id, outcomes[0].instances, outcomes[1].instances);
+    for (const client::Class &each : schema->schema.classes()) {
+        const client::Property *state = each.find("state");
+        if (!each.abstract && state && state->readable)
+            schema->classes_with_state.push_back(each.name);
+    }
+    return schema;
+}
+
 } // namespace
 
 std::shared_ptr<const DeviceSchema> Schemas::of(client::Device &device, const std::string &user)
@@ -137,29 +163,6 @@ std::shared_ptr<const DeviceSchema> Schemas::of(client::Device &device, const st
     if (known_.size() >= most_known) known_.erase(known_.begin());
     known_.push_back({user, now, schema});
     return schema;
-}
-
-std::string json_of_schema(const DeviceSchema &schema)
-{
-    Json classes = list();
-    for (const client::Instance &each : schema.classes) {
-        Json klass = object();
-        put_text(klass, "name", each.called());
-        put_told(klass, told_of_class, each);
-        Json properties = list();
-        for (const client::Instance &owned : schema.properties) {
-            if (owned.called() != each.called()) continue;
-            Json property = object();
-            put_told(property, told_of_property, owned);
-            append(properties, std::move(property));
-        }
-        put(klass, "properties", std::move(properties));
-        append(classes, std::move(klass));
-    }
-    const Json json = object();
-    put_text(json, "id", schema.id);
-    put(json, "classes", std::move(classes));
-    return written(json);
 }
 
 } // namespace vorn::gate

@@ -11,12 +11,11 @@
 
 namespace vorn::gate {
 
-/* What a device has, as one user sees it. */
+/* What a device has, as one user sees it. There may be many, so that they are kept small. */
 struct DeviceSchema {
     client::Schema schema;
-    std::vector<client::Instance> classes;    /* of "schema-class", as they are told */
-    std::vector<client::Instance> properties; /* of "schema-property" */
     std::string id;
+    std::string told; /* what GET /schema answers: all of it, in JSON */
     /* Without abstract classes: each object has one class of its own. */
     std::vector<std::string> classes_with_state;
 };
@@ -38,8 +37,5 @@ private:
     std::vector<Known> known_;
     std::atomic<unsigned> generation_ = 0;
 };
-
-/* For GET /schema. */
-std::string json_of_schema(const DeviceSchema &schema);
 
 } // namespace vorn::gate
