@@ -135,6 +135,7 @@ Answer get_status(Desk &desk, const Caller &caller, const Request &)
 
     const Json json = object();
     put_text(json, "commit", client::commit_of(reply));
+    put_text(json, "schema", desk.schemas.of(desk.device, caller.user)->id);
     Json device = object();
     for (const client::Instance &each : outcomes[2].instances)
         put_text(device, "hostname", each.value("hostname"));

@@ -271,6 +271,7 @@ class TheApi(unittest.TestCase):
         self.assertTrue(text.endswith("# EOF\n"))
         self.assertIn('interface_receive_bytes_total{interface="eth0"}', text)
         status = self.root.get("/status").json
+        self.assertEqual(status["schema"], self.root.get("/schema").json["id"])
         self.assertEqual(status["device"], {"hostname": "attic"})
         self.assertEqual(status["trial"], {"state": "none"})
         commits = self.root.get("/commits").json["commits"]

@@ -176,6 +176,8 @@ export class App {
     this.#soon = null;
     try {
       const status = await this.api.get('/status');
+      // Who it is may do something else by now.
+      if (status.schema !== this.schema.id) this.schema = new Schema(await this.api.get('/schema'));
       this.#learn(status);
       this.version += 1;
       // What the page does not show any more is read when it is shown again.

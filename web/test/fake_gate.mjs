@@ -41,6 +41,11 @@ export class FakeGate {
     this.server.close();
   }
 
+  /** How many pages are told of what happens. */
+  get listeners() {
+    return this.#streams.size;
+  }
+
   /** As after a cable was pulled: nothing is answered, and streams break. */
   silence(isSilent) {
     this.isSilent = isSilent;
@@ -138,6 +143,7 @@ export class FakeGate {
     const told = ({ class: c, name, properties }) => ({ class: c, name, property: 'state', detail: properties.state });
     return {
       commit: this.commit,
+      schema: this.board.schema.id,
       device: { hostname: 'ap1' },
       save: { result: this.trial ? 'held' : 'saved' },
       trial: this.#trialNow(),

@@ -157,6 +157,20 @@ test('where nothing may be changed it is said once, and nothing is offered to be
     await page.getByRole('heading', { name: 'There is no such page.' }).waitFor();
   }, { board: lockedBut(accessPoint()) }));
 
+test('what somebody may change from now on he can, as soon as he is told of any change', () =>
+  inPage(async ({ page, gate }) => {
+    await go(page, '#/objects/system');
+    const contact = page.getByLabel('Contact');
+    await contact.waitFor();
+    assert.equal(await contact.isEditable(), false);
+    await until(() => gate.listeners > 0);
+    gate.board.schema = accessPoint().schema;
+    gate.tell();
+    await page.getByText('You may not change this.').waitFor({ state: 'detached' });
+    await contact.fill('Gustav');
+    await page.getByText('One object edited').waitFor();
+  }, { board: lockedBut(accessPoint()) }));
+
 test('what somebody may not change any more is told at review', () =>
   inPage(async ({ page, gate }) => {
     await editAddress(page, '10.9.0.2');
