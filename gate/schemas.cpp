@@ -19,11 +19,14 @@ constexpr std::size_t digits_of_id = 16;
 std::string digest_of(const std::vector<client::Outcome> &outcomes)
 {
     std::string all;
+    const auto add = [&](const std::string &word) { all.append(word).push_back('\0'); };
     for (const client::Outcome &outcome : outcomes) {
         for (const client::Instance &each : outcome.instances) {
-            all += each.called() + '\0';
-            for (const auto &[property, value] : each.values)
-                all += property + '\0' + value + '\0';
+            add(each.called());
+            for (const auto &[property, value] : each.values) {
+                add(property);
+                add(value);
+            }
         }
     }
     return sha256(all).substr(0, digits_of_id);

@@ -67,6 +67,9 @@ const classes = [
   klass('access-list', 'Access list', [property('mac', 'Station', { kind: 'mac' })], { type: 'group-named', group: 'Wireless' }),
   klass('station', 'Station', ['mac', 'network', 'signal', 'rx-rate', 'tx-rate', 'connected', 'unknown'].map((name) => fact(name, '')),
     { type: 'anonymous', persistent: false, group: 'Wireless' }),
+  klass('history', 'History', [property('rollback', 'Go back', { kind: 'word' }, { persistent: false })], { type: 'singleton', persistent: false, group: 'Device' }),
+  klass('trial', 'Trial', ['seconds', 'join', 'confirm', 'revert'].map((name) => property(name, '', text(0, 16), { persistent: false })),
+    { type: 'singleton', persistent: false, group: 'Device' }),
 ];
 
 const address = (name, link, own) => ({ class: 'static-address', name, properties: { interface: link, address: own, prefix: '24', current: `${own}/24`, state: 'applied' } });

@@ -26,6 +26,11 @@ export class Schema {
     return this.class(className)?.properties.find((p) => p.name === name);
   }
 
+  /** Whether whoever is logged in may have a plugin do something, by the word that is written for it. */
+  may(className, word) {
+    return this.property(className, word)?.changeable === true;
+  }
+
   /** A class itself, or the members of the family that an abstract one stands for. */
   concrete(name) {
     const found = this.class(name);

@@ -4,6 +4,7 @@ import { Lost } from '../api.js';
 import { link } from '../model/routes.js';
 import { t } from '../model/texts.js';
 import { newPlace } from '../model/trial.js';
+import { mayKeep } from './trial.jsx';
 
 const minutes = [1, 2, 5, 10];
 
@@ -37,6 +38,7 @@ export function Apply({ app, path, body, explanation, onRefused, back }) {
   };
   return (
     <form class="card apply" onSubmit={submit}>
+      {!mayKeep(app) && <p class="notice info">{t('review.nokeep')}</p>}
       {place && <p class="notice info">{t('review.moves', { place: new URL(place).host })}</p>}
       <div class="field">
         <label for="comment">{t('review.comment')}</label>

@@ -112,7 +112,7 @@ export function Generation({ app, rest: [id] }) {
               <div><dt>{t('history.who')}</dt><dd>{[g.user || t('history.device'), g.program].filter(Boolean).join(', ')}</dd></div>
               {g.comment && <div><dt>{t('history.why')}</dt><dd>{g.comment}</dd></div>}
             </dl>
-            {since.changes.length > 0 && mayGoBack(app) && <p><a class="button primary" href={link('rollback', id)}>{t('history.back')}</a></p>}
+            {since.changes.length > 0 && app.schema.may('history', 'rollback') && <p><a class="button primary" href={link('rollback', id)}>{t('history.back')}</a></p>}
             <h2>{t('history.did')}</h2>
             {did ? <Changes app={app} changes={did.changes} /> : <p class="quiet">{t('history.first')}</p>}
             <h2>{t('history.since')}</h2>
@@ -123,8 +123,6 @@ export function Generation({ app, rest: [id] }) {
     </>
   );
 }
-
-const mayGoBack = ({ schema }) => schema.property('history', 'rollback')?.changeable !== false;
 
 const Changes = ({ app, changes }) => (changes.length > 0 ? <Differences app={app} changes={changes} /> : <p class="quiet">{t('history.same')}</p>);
 

@@ -31,11 +31,15 @@ export function TrialBar({ app }) {
   if (!app.trial) return null;
   return (
     <section class="notice trial" aria-label={t('trial.region')}>
-      <span><a href={link('trial', app.trial.id)}>{t('trial.title')}</a> {t('trial.asks', { time: countdown(left) })}</span>
+      <span><a href={link('trial', app.trial.id)}>{title(app)}</a> {t('trial.asks', { time: countdown(left) })}</span>
       <Buttons app={app} />
     </section>
   );
 }
+
+export const mayKeep = (app) => app.schema.may('trial', 'confirm');
+
+const title = (app) => t(mayKeep(app) ? 'trial.title' : 'trial.others');
 
 function Buttons({ app }) {
   const [fault, setFault] = useState('');
@@ -50,8 +54,8 @@ function Buttons({ app }) {
   const isMute = app.lost || !app.trial.id;
   return (
     <span class="actions">
-      <button class="primary" type="button" disabled={isMute} onClick={end('confirm')}>{t('trial.keep')}</button>
-      <button type="button" disabled={isMute} onClick={end('revert')}>{t('trial.revert')}</button>
+      {mayKeep(app) && <button class="primary" type="button" disabled={isMute} onClick={end('confirm')}>{t('trial.keep')}</button>}
+      {app.schema.may('trial', 'revert') && <button type="button" disabled={isMute} onClick={end('revert')}>{t('trial.revert')}</button>}
       <span role="alert">{fault && <span class="fault">{fault}</span>}</span>
     </span>
   );
@@ -78,10 +82,11 @@ export function TrialPage({ app }) {
   const time = countdown(left);
   return (
     <>
-      <Heading>{t(trial.place ? 'trial.moves' : 'trial.title')}</Heading>
+      <Heading>{trial.place ? t('trial.moves') : title(app)}</Heading>
       <section class="card ontrial" aria-label={t('trial.region')}>
         <p class="clock" role="timer" aria-label={t('trial.region')}>{time}</p>
         <p>{text(app, left, time)}</p>
+        {!mayKeep(app) && <p>{t('trial.nokeep')}</p>}
         {trial.place ? (
           <p><a class="button primary" href={trial.place}>{t('trial.go', { place: new URL(trial.place).host })}</a></p>
         ) : (

@@ -1,8 +1,8 @@
 // What people do with the page, in a real browser in front of a fake gate.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { accessPoint, lockedBut } from '../boards.mjs';
-import { descriptionOf, go, logIn, openBrowser, picture, until, visit, withGate } from './support.mjs';
+import { accessPoint } from '../boards.mjs';
+import { applied, editAddress, go, inPageOf, logIn, objectOf, openBrowser, picture, press, review, until, visit, withGate } from './support.mjs';
 
 let browser;
 before(async () => {
@@ -10,27 +10,7 @@ before(async () => {
 });
 after(() => browser?.close());
 
-/** A page that is logged in, and its gate. What went wrong in the page unseen fails the test. */
-const inPage = (task, { board = accessPoint(), ...options } = {}) =>
-  withGate(board, async (gate, address) => {
-    const page = await visit(browser, address, options);
-    await logIn(page);
-    await task({ page, gate, address });
-    assert.deepEqual(page.faults, []);
-    await page.context().close();
-  });
-
-const objectOf = (gate, name) => gate.board.objects.find((o) => o.name === name);
-const press = (page, name) => page.getByRole('button', { name, exact: true }).click();
-const review = (page) => page.getByRole('link', { name: 'Review', exact: true }).click();
-const applied = async (page) => {
-  await press(page, 'Apply on trial');
-  await page.getByRole('heading', { name: 'Do you want to keep this change?' }).waitFor();
-};
-const editAddress = async (page, value, name = 'guests') => {
-  await go(page, `#/objects/static-address/${name}`);
-  await page.getByLabel('Address needed').fill(value);
-};
+const inPage = inPageOf(() => browser);
 
 test('a wrong password is told, and too many of them', () =>
   withGate(accessPoint(), async (gate, address) => {
@@ -121,65 +101,6 @@ test('what the device refuses stands at its field, and nothing has happened', ()
     await review(page);
     await applied(page);
     assert.equal(objectOf(gate, 'guests').properties.address, '10.9.0.9');
-  }));
-
-test('what may not be changed can be read, and says so to who listens', () =>
-  inPage(async ({ page }) => {
-    await go(page, '#/objects/static-address/guests');
-    const address = page.getByLabel('Address', { exact: true });
-    await address.waitFor();
-    assert.equal(await address.inputValue(), '10.9.0.1');
-    assert.equal(await address.isEditable(), false);
-    assert.match(await descriptionOf(address), /You may not change this\./);
-    const prefix = page.getByLabel('Prefix length');
-    assert.equal(await prefix.isEditable(), true);
-    assert.doesNotMatch(await descriptionOf(prefix), /You may not/);
-    await picture(page, 'locked');
-    await prefix.fill('25');
-    await review(page);
-    await page.getByRole('cell', { name: '25' }).waitFor();
-  }, { board: lockedBut(accessPoint(), 'static-address prefix') }));
-
-test('where nothing may be changed it is said once, and nothing is offered to be made or deleted', () =>
-  inPage(async ({ page }) => {
-    await go(page, '#/objects/system');
-    const contact = page.getByLabel('Contact');
-    await contact.waitFor();
-    assert.equal(await page.getByText('You may not change this.').count(), 1);
-    assert.equal(await descriptionOf(contact), 'Whom to call. You may not change this.');
-    for (const place of ['addresses', 'wireless', 'objects/static-address', 'objects/static-address/guests', 'objects/access-list']) {
-      await go(page, `#/${place}`);
-      await page.getByText(/guests|radio0|kids/).first().waitFor();
-      assert.equal(await page.getByRole('button', { name: /^Delete/ }).count(), 0, place);
-      assert.equal(await page.getByRole('link', { name: /^Add[ :]/ }).count(), 0, place);
-    }
-    await go(page, '#/add/static-address');
-    await page.getByRole('heading', { name: 'There is no such page.' }).waitFor();
-  }, { board: lockedBut(accessPoint()) }));
-
-test('what somebody may change from now on he can, as soon as he is told of any change', () =>
-  inPage(async ({ page, gate }) => {
-    await go(page, '#/objects/system');
-    const contact = page.getByLabel('Contact');
-    await contact.waitFor();
-    assert.equal(await contact.isEditable(), false);
-    await until(() => gate.listeners > 0);
-    gate.board.schema = accessPoint().schema;
-    gate.tell();
-    await page.getByText('You may not change this.').waitFor({ state: 'detached' });
-    await contact.fill('Gustav');
-    await page.getByText('One object edited').waitFor();
-  }, { board: lockedBut(accessPoint()) }));
-
-test('what somebody may not change any more is told at review', () =>
-  inPage(async ({ page, gate }) => {
-    await editAddress(page, '10.9.0.2');
-    gate.board = lockedBut(gate.board);
-    await review(page);
-    await page.getByRole('heading', { name: 'You may not do this' }).waitFor();
-    await page.getByText('Nothing has been changed. Who manages this device decides').waitFor();
-    assert.equal(await page.getByRole('button', { name: 'Apply on trial' }).count(), 0);
-    assert.equal(objectOf(gate, 'guests').properties.address, '10.9.0.1');
   }));
 
 test('a browser that has lost the device sees the change taken back', () =>

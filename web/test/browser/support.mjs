@@ -1,8 +1,10 @@
 // A real browser in front of the page.
+import assert from 'node:assert/strict';
 import { existsSync, mkdirSync } from 'node:fs';
 import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { chromium } from 'playwright-core';
+import { accessPoint } from '../boards.mjs';
 import { FakeGate } from '../fake_gate.mjs';
 
 const root = fileURLToPath(new URL('../../..', import.meta.url));
@@ -69,3 +71,25 @@ export const descriptionOf = (field) =>
   field.evaluate((element) => (element.getAttribute('aria-describedby') ?? '').split(' ').filter(Boolean).map((id) => document.getElementById(id).textContent.trim()).join(' '));
 
 export const picture = (page, name) => page.screenshot({ path: join(pictures, `${name}.png`), fullPage: true });
+
+/** A page that is logged in, and its gate. What went wrong in the page unseen fails the test. */
+export const inPageOf = (browser) => (task, { board = accessPoint(), ...options } = {}) =>
+  withGate(board, async (gate, address) => {
+    const page = await visit(browser(), address, options);
+    await logIn(page);
+    await task({ page, gate, address });
+    assert.deepEqual(page.faults, []);
+    await page.context().close();
+  });
+
+export const objectOf = (gate, name) => gate.board.objects.find((o) => o.name === name);
+export const press = (page, name) => page.getByRole('button', { name, exact: true }).click();
+export const review = (page) => page.getByRole('link', { name: 'Review', exact: true }).click();
+export const applied = async (page) => {
+  await press(page, 'Apply on trial');
+  await page.getByRole('heading', { name: 'Do you want to keep this change?' }).waitFor();
+};
+export const editAddress = async (page, value, name = 'guests') => {
+  await go(page, `#/objects/static-address/${name}`);
+  await page.getByLabel('Address needed').fill(value);
+};
