@@ -83,10 +83,22 @@ static int is_said_otherwise(const vorn_instances *configuration, int64_t now)
     return differs;
 }
 
+/* Nothing changes but what is said. Without memory it is tried again. */
+static void say(vorn_instances *configuration, int64_t now)
+{
+    vorn_changes *nothing = vorn_changes_new(configuration);
+    if (nothing == NULL) {
+        clock_wake(now + retry);
+        return;
+    }
+    vorn_providers_commit(configuration, nothing, NULL);
+    vorn_changes_delete(nothing);
+}
+
 static void look(void)
 {
     const int64_t now = clock_now();
-    const vorn_instances *configuration = vorn_config_get_running();
+    vorn_instances *configuration = vorn_config_get_running();
     if (configuration == NULL) return;
     enter_zone(configuration);
     restart_watch(now);
@@ -94,7 +106,7 @@ static void look(void)
     restart_look(configuration, now);
     sleep_until_next(configuration, now);
     local_leave();
-    if (is_to_say) vorn_query_action("schedule", "look", NULL, NULL);
+    if (is_to_say) say(configuration, now);
 }
 
 static void ask_for(vorn_actions *actions, const names *off)
