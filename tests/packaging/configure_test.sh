@@ -32,6 +32,17 @@ configure "$source"
 ! grep -q -- -Werror "$scratch/build/compile_commands.json" || fail 'a plain build takes warnings for errors'
 grep -q -- -O2 "$scratch/build/compile_commands.json" || fail 'a plain build does not optimise'
 
+# GNU's linker asks GCC by itself what such an archive holds, and Clang only when it is told to.
+if command -v clang++ >/dev/null && command -v ninja >/dev/null; then
+    configure "$source" -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DVORN_GATE=ON -DVORN_AGENT=ON
+    parts=$(ninja -C "$scratch/build" -t commands client/command_line/libvornctl_parts.a)
+    for program in client/vornctl gate/vorn-gate agent/vorn-agent; do
+        link=$(ninja -C "$scratch/build" -t commands -s $program)
+        [[ $parts != *" -flto"* || $link = *" -flto"* ]] ||
+            fail "$program is not optimised while linking, and what it shares with vornctl is"
+    done
+fi
+
 mkdir "$scratch/project"
 cat >"$scratch/project/CMakeLists.txt" <<END
 cmake_minimum_required(VERSION 3.25)
