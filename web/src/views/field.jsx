@@ -48,7 +48,7 @@ export function Field({ app, klass, property, id, value, seen, fault, onEdit, on
 /** What may be read and not set: everybody comes to it and can copy it; `locked` says why, unless it is null. */
 export function LockedField({ property, id, value, locked }) {
   const described = [property.help && `${id}-help`, locked ?? `${id}-locked`].filter(Boolean).join(' ');
-  const shared = { id, value, readOnly: true, 'aria-describedby': described };
+  const shared = { id, value: property.secret && value ? t('field.set') : value, readOnly: true, 'aria-describedby': described };
   return (
     <div class="field locked">
       <label for={id}><Told>{labelOf(property)}</Told></label>

@@ -29,6 +29,14 @@ test('what may not be changed can be read, and says so to who listens', () =>
     await page.getByRole('cell', { name: '25' }).waitFor();
   }, { board: lockedBut(accessPoint(), 'static-address prefix') }));
 
+test('of a password that may not be changed it is told whether there is one', () =>
+  inPage(async ({ page }) => {
+    await go(page, '#/wireless');
+    await page.getByLabel('Password').first().waitFor();
+    const told = await page.getByLabel('Password').evaluateAll((fields) => fields.map((field) => field.value));
+    assert.deepEqual(told, ['set', '']);
+  }, { board: lockedBut(accessPoint()) }));
+
 test('where nothing may be changed it is said once, and nothing is offered to be made or deleted', () =>
   inPage(async ({ page }) => {
     await go(page, '#/objects/system');
