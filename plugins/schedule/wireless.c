@@ -132,9 +132,8 @@ int wireless_collect(names *off, const vorn_instances *configuration, int64_t no
 static int64_t find_end(const vorn_instances *configuration, const vorn_instance *network,
                         struct verdict verdict)
 {
-    int64_t at = verdict.next;
     for (int step = 0; verdict.next != 0 && step < most_steps; step++) {
-        at = verdict.next;
+        const int64_t at = verdict.next;
         verdict = judge_network(configuration, network, at);
         if (!verdict.is_off) return at;
     }

@@ -173,6 +173,19 @@ TEST_F(Schedules, FollowAClockThatIsSet)
     EXPECT_EQ(paused, "");
 }
 
+/* Which the plugin wireless does not heed. */
+TEST_F(Schedules, AreSaidAgainAfterARepairOfSomethingElse)
+{
+    add_nights("<network>guests</network>");
+    fake.now = vorn::tests::instant("2026-11-23 23:00");
+
+    change("<update><repair><what>system</what></repair></update>");
+    EXPECT_EQ(paused, "");
+    pass_until("2026-11-23 23:00");
+
+    EXPECT_EQ(paused, "guests ");
+}
+
 TEST_F(Schedules, DoNothingBeforeTheClockIsSet)
 {
     set_clock("1970-01-01 23:59");

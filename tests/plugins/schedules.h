@@ -11,6 +11,8 @@
 
 #include <unistd.h>
 
+#include "vorn-plugin/repair.h"
+
 extern "C" void vorn_plugin_init(void);
 
 namespace vorn::tests {
@@ -38,6 +40,7 @@ protected:
     Schedules() : QueryTest(add_plugin)
     {
         put("system", nullptr, {});
+        put("repair", nullptr, {});
         put("radio", "wlan0", {{"status", "up"}});
         put("wireless-network", "home", {{"radio", "wlan0"}});
         put("wireless-network", "guests", {{"radio", "wlan0"}});
@@ -58,6 +61,7 @@ protected:
     static void add_plugin()
     {
         ClassBuilder("system", VORN_CLASS_SINGLETON).with("time-zone").add_resolved();
+        ClassBuilder("repair", VORN_CLASS_SINGLETON).with("what").add_resolved();
         ClassBuilder("radio").with("status").add_resolved();
         ClassBuilder("wireless-network")
             .with("radio")
@@ -84,6 +88,8 @@ protected:
     static void add_wireless()
     {
         const auto apply = [](vorn_commit_info *info) {
+            const char *const own_classes[] = {"wireless-network", nullptr};
+            if (!repair_concerns(info, own_classes)) return;
             paused.clear();
             applied++;
             const auto note = [](vorn_instance *network, const void *of) {
@@ -101,7 +107,8 @@ protected:
                 const bool is_off = paused.find(name + " ") != std::string::npos;
                 vorn_instance_set_value(network, "state", is_off ? "stopped" : "running");
             };
-            for_each_network(set, vorn_refresh_info_get_instances(info), nullptr);
+            if (vorn_refresh_info_contains_class(info, "wireless-network"))
+                for_each_network(set, vorn_refresh_info_get_instances(info), nullptr);
         };
         vorn_provider *wireless = vorn_provider_new("wireless");
         vorn_provider_set_commit_fn(wireless, apply, nullptr);
