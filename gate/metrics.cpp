@@ -86,16 +86,15 @@ std::string daemon_status()
     return "/proc/" + std::to_string(pid) + "/status";
 }
 
-void add_device(Page &page)
+std::string first_word_of(const char *path)
 {
-    std::string uptime;
-    std::string load;
-    std::ifstream("/proc/uptime") >> uptime;
-    std::ifstream("/proc/loadavg") >> load;
-    page.family("device_uptime_seconds", "gauge", "Time since the device started.");
-    page.sample("device_uptime_seconds", "", "", uptime);
-    page.family("device_load", "gauge", "Processes that could run, over the last minute.");
-    page.sample("device_load", "", "", load);
+    std::string word;
+    std::ifstream(path) >> word;
+    return word;
+}
+
+void add_memory(Page &page)
+{
     page.family("device_memory_bytes", "gauge", "Memory of the device.");
     for (const auto &[label, name] :
          {std::pair("total", "MemTotal"), {"available", "MemAvailable"}})
@@ -104,6 +103,20 @@ void add_device(Page &page)
     page.sample("program_memory_bytes", "program", "vorn", kernel_bytes(daemon_status(), "VmRSS"));
     page.sample("program_memory_bytes", "program", "vorn-gate",
                 kernel_bytes("/proc/self/status", "VmRSS"));
+}
+
+/* Whoever may not read something of the class "system" is not told the same here. */
+void add_device(Page &page, const client::Instance &system)
+{
+    if (!system.value("uptime").empty()) {
+        page.family("device_uptime_seconds", "gauge", "Time since the device started.");
+        page.sample("device_uptime_seconds", "", "", first_word_of("/proc/uptime"));
+    }
+    if (!system.value("load").empty()) {
+        page.family("device_load", "gauge", "Processes that could run, over the last minute.");
+        page.sample("device_load", "", "", first_word_of("/proc/loadavg"));
+    }
+    if (!system.value("memory-total").empty()) add_memory(page);
 }
 
 void add_commits(Page &page, const std::vector<client::Instance> &commits)
@@ -194,7 +207,8 @@ Answer get_metrics(Desk &desk, const Caller &caller, const Request &)
     Page page;
     page.family("up", "gauge", "1 when the daemon answers.");
     page.sample("up", 1);
-    add_device(page);
+    for (const client::Instance &each : all_of("system", {"uptime", "load", "memory-total"}))
+        add_device(page, each);
     add_commits(page, last_commits(desk, caller));
     add_save(page, all_of("save", {"result"}));
     add_interfaces(page, all_of("interface", {"rx-bytes", "tx-bytes", "rx-packets", "tx-packets"}));

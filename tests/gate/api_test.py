@@ -137,6 +137,19 @@ class TheApi(unittest.TestCase):
         denied = self.problem(ben.post("/changes", {"changes": [contact]}), 403, "access-denied")
         self.assertEqual(denied["errors"][0]["property"], "contact")
 
+    def test_tells_in_metrics_what_may_be_read_elsewhere(self):
+        ann, ben = (gate.with_token("sight of " + name, name) for name in ("ann-3", "ben-3"))
+        self.deny(rule("unseen", "ben-3", "load memory-total", "read"))
+        families = ("device_uptime_seconds ", "device_load ", "device_memory_bytes{",
+                    'program_memory_bytes{program="vorn"}')
+
+        def told(caller):
+            text = caller.get("/metrics").body.decode()
+            return [("\n" + each) in text for each in families]
+
+        self.assertEqual(told(ann), [True] * 4)
+        self.assertEqual(told(ben), [True, False, False, False])
+
     def test_changes_all_or_nothing(self):
         self.problem(self.root.post("/changes", {"changes": [
             change("192.168.3.1"), change("192.168.3.256")]}), 422, "refused")
