@@ -10,7 +10,7 @@
 #include <stdlib.h>
 #include <time.h>
 
-enum { day_seconds = 24 * 60 * 60, zone_room = 80 };
+enum { day_seconds = 24 * 60 * 60, zone_room = 256 };
 
 static char entered[zone_room]; /* both are part of the environment while they are set */
 static char restored[zone_room];
