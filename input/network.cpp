@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* Addresses and domain names. Every search stays inside the bytes that count. */
+#include "input/hexadecimal.h"
 #include "input/number_rules.h"
 #include "vorn/input.h"
 
@@ -18,11 +19,6 @@ constexpr int longest_label = 63;
 constexpr int longest_name = 253;
 constexpr std::uint32_t first_usable = 0x01000000;
 constexpr std::uint32_t first_multicast = 0xe0000000;
-
-bool is_hexadecimal(const char *value, int length)
-{
-    return vorn_input_is_string_in_ranges(value, length, "09AFaf", 3);
-}
 
 bool is_alphanumeric(const char *value, int length)
 {

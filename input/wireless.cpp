@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* Wireless values: modes, channels and rates from their tables, keys by length and alphabet. */
+#include "input/hexadecimal.h"
 #include "input/number_rules.h"
 #include "input/wireless_tables.h"
 #include "vorn/input.h"
@@ -45,11 +46,6 @@ const Mode *find_mode(const char *value, std::size_t length)
 bool is_printable(const char *value, int length)
 {
     return vorn_input_is_phrase(value, length);
-}
-
-bool is_hexadecimal(const char *value, int length)
-{
-    return vorn_input_is_string_in_ranges(value, length, "09AFaf", 3);
 }
 
 } // namespace

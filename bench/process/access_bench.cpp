@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * What rights cost who asks: by a hundred rules that are about him and others, and where there are
- * none. Requests with and without them take turns, and what counts is the median of what one took
- * longer than the other just before: it is far less than what another program costs both.
+ * none. Requests with and without them take turns, and what counts is what the best tenth of the
+ * turns of each reaches: the difference is far less than what another program costs both.
  */
 #include "config/config_state.h"
 #include "core/base/file.h"
@@ -108,10 +108,10 @@ double take_turn(Ask ask_once)
     return (now_ns() - before) / requests_in_a_turn;
 }
 
-double median(std::vector<double> &all)
+double best_tenth(std::vector<double> &all)
 {
-    std::nth_element(all.begin(), all.begin() + turns / 2, all.end());
-    return all[turns / 2];
+    std::nth_element(all.begin(), all.begin() + turns / 10, all.end());
+    return all[turns / 10];
 }
 
 void compare(benchmark::State &state, const std::string &request)
@@ -119,24 +119,23 @@ void compare(benchmark::State &state, const std::string &request)
     set_up_board(1000, 0);
     put_rules();
     const Connection connection;
-    std::vector<double> none;
-    std::vector<double> extra;
+    std::vector<double> of_nobody;
+    std::vector<double> without_rules;
+    std::vector<double> with_rules;
     vorn_instances *const no_rules = vorn_instances_new();
     for (auto _ : state) {
         for (int i = 0; i < turns; i++) {
             put_rules_in_force(no_rules);
-            const double of_nobody = take_turn([&] { ask(request); });
-            const double without_rules = take_turn([&] { ask_as_somebody(connection, request); });
+            of_nobody.push_back(take_turn([&] { ask(request); }));
+            without_rules.push_back(take_turn([&] { ask_as_somebody(connection, request); }));
             put_rules_in_force(running_config);
-            const double with_rules = take_turn([&] { ask_as_somebody(connection, request); });
-            none.push_back(without_rules - of_nobody);
-            extra.push_back(with_rules - without_rules);
+            with_rules.push_back(take_turn([&] { ask_as_somebody(connection, request); }));
         }
     }
     put_rules_in_force(no_rules);
     vorn_instances_delete(no_rules);
-    state.counters["none_ns"] = median(none);
-    state.counters["extra_ns"] = median(extra);
+    state.counters["none_ns"] = best_tenth(without_rules) - best_tenth(of_nobody);
+    state.counters["extra_ns"] = best_tenth(with_rules) - best_tenth(without_rules);
 }
 
 void SelectWithRules(benchmark::State &state)
