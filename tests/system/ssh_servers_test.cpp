@@ -194,9 +194,10 @@ TEST_F(LoginServers, LetNobodyWaitForOneThatHangs)
     ASSERT_TRUE(state_becomes("ssh", "running"));
     ASSERT_TRUE(hang_program("cat /tmp/dropbear"));
 
-    change("<update><ssh><port>23</port></ssh></update>");
-
-    EXPECT_EQ(value_of("ssh", "state"), "starting: its process from before has not ended yet");
+    EXPECT_THAT(answer_right_after("<lsql><write-transaction><update><ssh><port>23</port></ssh>"
+                                   "</update></write-transaction></lsql>",
+                                   "<lsql><select><ssh><state/></ssh></select></lsql>"),
+                HasSubstr("<state>starting: its process from before has not ended yet</state>"));
     EXPECT_TRUE(runs("-s -g -p 23"));
     EXPECT_TRUE(state_becomes("ssh", "running"));
 }

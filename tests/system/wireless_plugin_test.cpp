@@ -341,9 +341,10 @@ TEST_F(AccessPoints, LetGoOfTheLinkOfADaemonThatHangs)
     shell("ip link set wlan0 up");
     ASSERT_TRUE(hang_program("cat /tmp/ready"));
 
-    change("<update><radio><status>down</status></radio></update>");
-
-    EXPECT_EQ(value_of("radio", "wlan0", "state"), "applying: it has not ended yet");
+    EXPECT_THAT(answer_right_after("<lsql><write-transaction><update><radio><status>down</status>"
+                                   "</radio></update></write-transaction></lsql>",
+                                   "<lsql><select><radio><state/></radio></select></lsql>"),
+                HasSubstr("<state>applying: it has not ended yet</state>"));
     EXPECT_TRUE(comes_true([] { return shell(up_or_in_a_bridge) == "0\n"; }));
     EXPECT_TRUE(state_becomes("radio", "wlan0", "stopped"));
 }
