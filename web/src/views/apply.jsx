@@ -36,6 +36,7 @@ export function Apply({ app, path, body, explanation, onRefused, back }) {
     }
     location.hash = app.trial ? link('trial', app.trial.id) : link('overview');
   };
+  if (!app.schema.may('trial', 'seconds')) return <p class="notice info">{t('review.notrial')}</p>;
   return (
     <form class="card apply" onSubmit={submit}>
       {!mayKeep(app) && <p class="notice info">{t('review.nokeep')}</p>}

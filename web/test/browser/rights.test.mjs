@@ -76,6 +76,15 @@ test('who may decide about no trial is told of it and asked nothing', () =>
     assert.deepEqual(await buttons.allTextContents(), ['Take it back']);
     await press(page, 'Take it back');
     await page.getByText('The change has been taken back.').first().waitFor();
+  }, { board: lockedBut(accessPoint(), 'static-address prefix', 'trial seconds') }));
+
+test('who may put nothing on trial is offered nothing to apply', () =>
+  inPage(async ({ page }) => {
+    await go(page, '#/objects/static-address/guests');
+    await page.getByLabel('Prefix length').fill('25');
+    await review(page);
+    await page.getByText('You may not put a change on trial').waitFor();
+    assert.equal(await page.getByRole('button', { name: 'Apply on trial' }).count(), 0);
   }, { board: lockedBut(accessPoint(), 'static-address prefix') }));
 
 for (const [setting, count] of [['system contact', 0], ['history rollback', 1]])
