@@ -174,6 +174,7 @@ void kernel_free(struct kernel *kernel)
     FREE_LIST(kernel_link, kernel->links)
     FREE_LIST(kernel_address, kernel->addresses)
     FREE_LIST(kernel_route, kernel->routes)
+    FREE_LIST(kernel_rule, kernel->rules)
     kernel_remove_v6(kernel, NULL);
 }
 
@@ -253,7 +254,7 @@ static void remove_routes_of(struct kernel *kernel, const struct kernel_address 
     while (each != NULL) {
         struct kernel_route *next = each->next;
         if (strcmp(each->link, gone->link) == 0 &&
-            (!has_more || (each->gateway == 0 && each->prefix == gone->prefix &&
+            (!has_more || (each->table == 0 && each->gateway == 0 && each->prefix == gone->prefix &&
                            is_in_network(each->destination, gone->address, gone->prefix)))) {
             kernel_remove_route(kernel, each);
         }
@@ -398,7 +399,7 @@ const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour, con
         kernel_weigh_way(&way, &longest, link->name, each->prefix);
     }
     for (const struct kernel_route *each = kernel->routes; each != NULL; each = each->next) {
-        if (each->gateway != 0 || !is_of(each->link, only) ||
+        if (each->table != 0 || each->gateway != 0 || !is_of(each->link, only) ||
             !is_in_network(neighbour, each->destination, each->prefix)) {
             continue;
         }

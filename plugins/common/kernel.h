@@ -40,6 +40,7 @@ struct kernel_route {
     uint32_t gateway; /* 0 without one */
     int prefix;
     int metric;
+    int table; /* 0 for the main one, which alone tells the way to neighbours */
 };
 
 struct kernel_v6_address {
@@ -58,7 +59,24 @@ struct kernel_v6_route {
     int prefix;
     int metric;
     int protocol; /* who has set it: RTPROT_RA and its like */
+    int table;    /* as of a kernel_route */
 };
+
+/** What packets ask which table of routes; of IPv4 the addresses begin with four bytes. */
+struct kernel_rule {
+    struct kernel_rule *next;
+    int family; /* AF_INET or AF_INET6 */
+    int priority;
+    struct in6_addr from;
+    struct in6_addr to;
+    int from_prefix; /* 0 for packets from anywhere */
+    int to_prefix;
+    char link[IF_NAMESIZE]; /* over which they come; empty for any */
+    int table;
+};
+
+/** Who sets a rule leaves a number: that of those which are ours. */
+enum { kernel_rule_protocol = 118 };
 
 struct kernel {
     struct kernel_link *links;
@@ -66,11 +84,18 @@ struct kernel {
     struct kernel_route *routes;
     struct kernel_v6_address *v6_addresses; /* of a link the latest first */
     struct kernel_v6_route *v6_routes;      /* to single destinations */
+    struct kernel_rule *rules;              /* ours alone */
 };
 
 /** Reads all of it; of IPv6 nothing where the kernel has none. Returns 0, or 1, with nothing in it,
  * when that fails or memory is gone. */
 int kernel_read(struct kernel *kernel);
+
+/**
+ * Adds the IPv4 routes of other tables than the main one and the kernel's own, and our rules, as
+ * far as it tells them. Those of IPv6 are there.
+ */
+void kernel_read_policy(struct kernel *kernel);
 
 /** Frees what is in it. */
 void kernel_free(struct kernel *kernel);
@@ -122,6 +147,9 @@ const char *kernel_find_way(const struct kernel *kernel, uint32_t neighbour, con
  */
 void kernel_weigh_way(const char **way, int *longest, const char *link, int prefix);
 
+/** Writes the name of the link of that number. Returns 1, or 0 where there is none. */
+int kernel_name_link(const struct kernel *kernel, unsigned int index, char name[IF_NAMESIZE]);
+
 /** Adds what the kernel has of IPv6, as far as it tells that. For kernel_read. */
 void kernel_read_v6(struct kernel *kernel);
 
@@ -141,6 +169,9 @@ void kernel_remove_v6_address(struct kernel *kernel, const struct kernel_v6_addr
 
 /** Adds a route. Without memory it is missing. */
 void kernel_add_v6_route(struct kernel *kernel, const struct kernel_v6_route *route);
+
+/** Adds a rule. Without memory it is missing. */
+void kernel_add_rule(struct kernel *kernel, const struct kernel_rule *rule);
 
 /** Takes the route away. */
 void kernel_remove_v6_route(struct kernel *kernel, const struct kernel_v6_route *route);

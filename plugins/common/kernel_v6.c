@@ -26,7 +26,7 @@ static uint32_t number_in(const struct rtattr *attribute)
 }
 
 /* Asking the kernel for a name is a call that could change a link, too: what was read tells it. */
-static int name_link(const struct kernel *kernel, unsigned int index, char name[IF_NAMESIZE])
+int kernel_name_link(const struct kernel *kernel, unsigned int index, char name[IF_NAMESIZE])
 {
     const struct kernel_link *link = kernel->links;
     if (link == NULL) return if_indextoname(index, name) != NULL;
@@ -65,7 +65,7 @@ static int take_address(const struct nlmsghdr *message, void *kernel)
         }
         has_local |= each->rta_type == IFA_LOCAL;
     }
-    return name_link(kernel, info->ifa_index, found.link) && append_address(kernel, &found);
+    return kernel_name_link(kernel, info->ifa_index, found.link) && append_address(kernel, &found);
 }
 
 /* Each of several ways to one destination counts for itself. */
@@ -81,7 +81,7 @@ static int add_ways(struct kernel *kernel, const struct kernel_v6_route *to,
              each = RTA_NEXT(each, rest)) {
             if (each->rta_type == RTA_GATEWAY) copy_address(&route.gateway, each);
         }
-        if (name_link(kernel, (unsigned)way->rtnh_ifindex, route.link))
+        if (kernel_name_link(kernel, (unsigned)way->rtnh_ifindex, route.link))
             kernel_add_v6_route(kernel, &route);
         left -= (int)RTNH_ALIGN(way->rtnh_len);
         way = RTNH_NEXT(way);
@@ -106,10 +106,11 @@ static int take_route(const struct nlmsghdr *message, void *kernel)
         if (each->rta_type == RTA_DST) copy_address(&found.destination, each);
         if (each->rta_type == RTA_GATEWAY) copy_address(&found.gateway, each);
         if (each->rta_type == RTA_PRIORITY) found.metric = (int)number_in(each);
-        if (each->rta_type == RTA_OIF) name_link(kernel, number_in(each), found.link);
+        if (each->rta_type == RTA_OIF) kernel_name_link(kernel, number_in(each), found.link);
         if (each->rta_type == RTA_MULTIPATH) ways = each;
     }
-    if (table != RT_TABLE_MAIN) return 0;
+    if (table == RT_TABLE_LOCAL || table > INT32_MAX) return 0;
+    found.table = table == RT_TABLE_MAIN ? 0 : (int)table;
     if (ways != NULL) return add_ways(kernel, &found, ways);
     kernel_add_v6_route(kernel, &found);
     return 0;
@@ -171,8 +172,8 @@ void kernel_add_v6_address(struct kernel *kernel, const char *link, const struct
 
 static int leads_to(const struct kernel_v6_route *route, const struct kernel_v6_address *address)
 {
-    return strcmp(route->link, address->link) == 0 && IN6_IS_ADDR_UNSPECIFIED(&route->gateway) &&
-           route->prefix == address->prefix &&
+    return route->table == 0 && strcmp(route->link, address->link) == 0 &&
+           IN6_IS_ADDR_UNSPECIFIED(&route->gateway) && route->prefix == address->prefix &&
            is_in_v6_network(&address->address, &route->destination, route->prefix);
 }
 
@@ -243,7 +244,8 @@ const char *kernel_find_v6_way(const struct kernel *kernel, const struct in6_add
         }
     }
     for (const struct kernel_v6_route *each = kernel->v6_routes; each != NULL; each = each->next) {
-        if (IN6_IS_ADDR_UNSPECIFIED(&each->gateway) && is_usable(kernel, each->link, only) &&
+        if (each->table == 0 && IN6_IS_ADDR_UNSPECIFIED(&each->gateway) &&
+            is_usable(kernel, each->link, only) &&
             is_in_v6_network(neighbour, &each->destination, each->prefix)) {
             kernel_weigh_way(&way, &longest, each->link, each->prefix);
         }

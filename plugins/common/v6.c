@@ -60,6 +60,11 @@ int is_v6_network(const char *text)
                "An IPv6 network is 2001:db8::/32, no bit behind the prefix is set.");
 }
 
+int is_v6_network_or_none(const char *text)
+{
+    return *text == '\0' || is_v6_network(text);
+}
+
 int is_in_v6_network(const struct in6_addr *address, const struct in6_addr *network, int prefix)
 {
     const size_t whole = (size_t)prefix / 8;

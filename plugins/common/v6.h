@@ -17,12 +17,13 @@ int v6_read_address(const char *text, struct in6_addr *found);
 /** Whether the text is a network: no bit is set after the prefix. Both are read likewise. */
 int v6_read_network(const char *text, struct in6_addr *found, int *prefix);
 
-/** For properties: an address, one that a host can have, such a one or nothing, a network. They say
- * why not. */
+/** For properties: an address, one that a host can have, such a one or nothing, a network, such
+ * a one or nothing. They say why not. */
 int is_v6_address(const char *text);
 int is_v6_host(const char *text);
 int is_v6_host_or_none(const char *text);
 int is_v6_network(const char *text);
+int is_v6_network_or_none(const char *text);
 
 /** Whether an address lies in a network. */
 int is_in_v6_network(const struct in6_addr *address, const struct in6_addr *network, int prefix);

@@ -22,6 +22,8 @@ static const struct meaning {
     {"addr", "replace", NULL, VORN_EXPLAIN_LIVE, "an address is set"},
     {"route", "del", NULL, VORN_EXPLAIN_INTERRUPTS, "a route is taken away"},
     {"route", "replace", NULL, VORN_EXPLAIN_LIVE, "a route is set"},
+    {"rule", "del", NULL, VORN_EXPLAIN_INTERRUPTS, "a policy route is taken away"},
+    {"rule", "add", NULL, VORN_EXPLAIN_LIVE, "a policy route is set"},
     {"link", "del", NULL, VORN_EXPLAIN_INTERRUPTS, "a link is removed, with all that is on it"},
     {"link", "add", NULL, VORN_EXPLAIN_LIVE, "a link is made"},
     {"link", "set", "down", VORN_EXPLAIN_INTERRUPTS, "a link is switched off"},
@@ -66,7 +68,8 @@ static void say(const char *words, void *data)
     char object[longest_word] = "";
     char verb[longest_word] = "";
     char setting[longest_word] = "";
-    sscanf(words, "%23s %23s %*s %*s %23s", object, verb, setting);
+    const int begin = strncmp(words, "-6 ", 3) == 0 ? 3 : 0;
+    sscanf(words + begin, "%23s %23s %*s %*s %23s", object, verb, setting);
     const struct meaning *meaning = meaning_of(object, verb, setting);
     note_link(to->actions, words);
     vorn_explanation_add(to->explanation,

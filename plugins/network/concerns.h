@@ -8,8 +8,8 @@
 #include "outcomes.h"
 
 /*
- * What the plugin has to do with: interfaces, addresses on them, routes over them, whether packets
- * are passed on between them, the resolver.
+ * What the plugin has to do with: interfaces, addresses on them, routes over them, which packets
+ * ask which of these, whether packets are passed on between them, the resolver.
  * The first three compare what is configured with what the kernel has, and plan the commands that
  * make the one of the other. What happened before does not matter to them, except for what they
  * once made and nobody wants any more.
@@ -19,6 +19,8 @@ extern outcomes interface_outcomes;
 extern outcomes address_outcomes;
 extern outcomes route_outcomes;
 extern outcomes v6_route_outcomes;
+extern outcomes policy_route_outcomes;
+extern outcomes v6_policy_route_outcomes;
 
 /** Whether the property "kind" of an interface or an address says so. */
 int is_kind(const vorn_instance *instance, const char *kind);
@@ -31,6 +33,8 @@ vorn_refresher *interfaces_declare(void);
 vorn_refresher *addresses_declare(void);
 vorn_refresher *routes_declare(void);
 vorn_refresher *v6_routes_declare(void);
+vorn_refresher *policy_routes_declare(void);
+vorn_refresher *v6_policy_routes_declare(void);
 vorn_refresher *routing_declare(void);
 vorn_refresher *resolver_declare(void);
 
@@ -84,6 +88,13 @@ void v6_routes_note(FILE *file);
 void v6_routes_recall(const char *line);
 int v6_routes_set_aside(void);
 void v6_routes_take_back(void);
+
+/**
+ * Plan to take away and to add rules of both families. What is ours the kernel knows: nothing is
+ * noted, nor set aside.
+ */
+void policy_routes_remove(const vorn_instances *configuration, const struct kernel *kernel);
+void policy_routes_plan(const vorn_instances *configuration, const struct kernel *kernel);
 
 /** The same for addresses by what routers announce, which are the kernel's to make. */
 int slaac_declare(vorn_class *address);

@@ -1,7 +1,11 @@
 /* SPDX-License-Identifier: MIT */
 #include "each_route.h"
 
+#include "declare.h"
+#include "describe.h"
 #include "values.h"
+
+enum { most_tables = 252 }; /* the kernel has its own from there on */
 
 /* An earlier instance that has its place in the table. */
 static const char *find_twin(const struct route_family *family, const vorn_instances *configuration,
@@ -43,4 +47,13 @@ void each_route_plan(const struct route_family *family, const vorn_instances *co
 {
     plan_those(family, configuration, kernel, 0);
     plan_those(family, configuration, kernel, 1);
+}
+
+void declare_table(vorn_class *route)
+{
+    declare_number(route, "table", 1, most_tables, VORN_INPUT_NOTHING);
+    describe(route, "table", "Table",
+             "The table it is in, which packets ask that a policy route leads there; if it isn't "
+             "set, the main one, which all ask.",
+             "7");
 }

@@ -20,4 +20,7 @@ struct route_family {
 void each_route_plan(const struct route_family *family, const vorn_instances *configuration,
                      struct kernel *kernel);
 
+/** The table of routes that a route may belong to instead of the main one. */
+void declare_table(vorn_class *route);
+
 #endif

@@ -180,7 +180,8 @@ static int judge_address(const vorn_instances *configuration, const vorn_instanc
 static int takes_its_place(const vorn_instance *left, const vorn_instance *right)
 {
     return !is_changed(left, right, "destination") &&
-           atoi(value_of(left, "metric")) == atoi(value_of(right, "metric"));
+           atoi(value_of(left, "metric")) == atoi(value_of(right, "metric")) &&
+           atoi(value_of(left, "table")) == atoi(value_of(right, "table"));
 }
 
 static int is_its_gateway(const vorn_instance *address, const vorn_instance *route)
@@ -205,6 +206,21 @@ static int judge_route(const vorn_instances *configuration, const vorn_instance 
     return fault_is(found, "destination", "route \"%s\" goes there with the same metric", rival);
 }
 
+static int has_same_priority(const vorn_instance *left, const vorn_instance *right)
+{
+    return atoi(value_of(left, "priority")) == atoi(value_of(right, "priority"));
+}
+
+static int judge_policy_route(const vorn_instances *configuration, const vorn_instance *route,
+                              fault *found)
+{
+    const char *class_name = vorn_instance_get_class_name(route);
+    const char *rival = find_rival(configuration, class_name, route, has_same_priority);
+    if (fault_is_no_link(found, configuration, route, "interface")) return 1;
+    if (rival == NULL) return 0;
+    return fault_is(found, "priority", "policy route \"%s\" has it too", rival);
+}
+
 void network_check(vorn_check_info *info, void *data)
 {
     (void)data;
@@ -213,6 +229,8 @@ void network_check(vorn_check_info *info, void *data)
         !vorn_changes_contains_class(changes, "address") &&
         !vorn_changes_contains_class(changes, "route") &&
         !vorn_changes_contains_class(changes, "ipv6-route") &&
+        !vorn_changes_contains_class(changes, "policy-route") &&
+        !vorn_changes_contains_class(changes, "ipv6-policy-route") &&
         !vorn_changes_contains_class(changes, "radio")) {
         return;
     }
@@ -220,4 +238,6 @@ void network_check(vorn_check_info *info, void *data)
     judge_class(info, "address", judge_address);
     judge_class(info, "route", judge_route);
     judge_class(info, "ipv6-route", judge_v6_route);
+    judge_class(info, "policy-route", judge_policy_route);
+    judge_class(info, "ipv6-policy-route", judge_policy_route);
 }

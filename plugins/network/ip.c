@@ -16,7 +16,7 @@
 
 enum {
     most_words = 20,
-    command_room = 160,
+    command_room = 176,
     reason_room = 200,
     output_room = 4096,
     command_limit_ms = 10000
@@ -209,10 +209,17 @@ static void split(char *words, const char *arguments[])
     arguments[count] = NULL;
 }
 
+/* In a file of commands no family can be told: ip is told it for all of them. */
+static int is_v6(const struct command *command)
+{
+    return strncmp(command->words, "-6 ", 3) == 0;
+}
+
 static void write_commands(int to)
 {
+    const int begin = is_v6(job.commands) ? 3 : 0;
     for (const struct command *each = job.commands; each != NULL; each = each->next)
-        dprintf(to, "%s\n", each->words);
+        dprintf(to, "%s\n", each->words + begin);
 }
 
 static void note(const struct command *command, const char *failure)
@@ -308,11 +315,12 @@ static void job_ended(int status)
     free_commands(&job.commands);
 }
 
-/* Without memory for all of them, those that it is enough for. */
+/* Those of one family. Without memory for all of them, those that it is enough for. */
 static void take_commands(void)
 {
     for (struct command *each = planned; each != NULL; each = each->next) {
         if (!is_to_run(each)) continue;
+        if (job.commands != NULL && is_v6(job.commands) != is_v6(each)) return;
         if (append(&job.commands, each->words) == NULL) return;
         each->is_taken = 1;
         if (runs_singly) return;
@@ -322,12 +330,14 @@ static void take_commands(void)
 static void start_ip(void)
 {
     static const char *const many[] = {"ip", "-force", "-batch", "-", NULL};
+    static const char *const many_v6[] = {"ip", "-6", "-force", "-batch", "-", NULL};
     char words[command_room];
     const char *one[most_words + 2];
     const int is_one = job.commands->next == NULL;
+    const char *const *all = is_v6(job.commands) ? many_v6 : many;
     memcpy(words, job.commands->words, sizeof words);
     split(words, one);
-    const kept_plan plan = {is_one ? one : many, is_one ? NULL : write_commands, 1,
+    const kept_plan plan = {is_one ? one : all, is_one ? NULL : write_commands, 1,
                             command_limit_ms};
     if (kept_start(&job.run, &plan) != 0) job_ended(-1);
 }

@@ -34,6 +34,7 @@ int is_kind(const vorn_instance *instance, const char *kind)
 /* What the kernel will have then is in the record. */
 static void plan_all(const vorn_instances *configuration, struct kernel *kernel)
 {
+    policy_routes_remove(configuration, kernel);
     routes_remove(configuration, kernel);
     v6_routes_remove(configuration, kernel);
     addresses_remove(configuration, kernel);
@@ -46,10 +47,12 @@ static void plan_all(const vorn_instances *configuration, struct kernel *kernel)
     slaac_plan(configuration, kernel);
     routes_plan(configuration, kernel);
     v6_routes_plan(configuration, kernel);
+    policy_routes_plan(configuration, kernel);
 }
 
-static outcomes *const all_outcomes[] = {&interface_outcomes, &address_outcomes, &route_outcomes,
-                                         &v6_route_outcomes};
+static outcomes *const all_outcomes[] = {&interface_outcomes,    &address_outcomes,
+                                         &route_outcomes,        &v6_route_outcomes,
+                                         &policy_route_outcomes, &v6_policy_route_outcomes};
 
 enum { outcome_count = sizeof all_outcomes / sizeof *all_outcomes };
 
@@ -102,13 +105,20 @@ static void end_rehearsal(void)
     take_back(kinds_made);
 }
 
+static int read_kernel(struct kernel *kernel)
+{
+    if (kernel_read(kernel) != 0) return 1;
+    kernel_read_policy(kernel);
+    return 0;
+}
+
 /* 0, or 1 when it is not known what the kernel has. */
 static int plan(const vorn_instances *configuration)
 {
     struct kernel kernel;
     ip_forget_plan();
     forget_outcomes();
-    if (kernel_read(&kernel) != 0) {
+    if (read_kernel(&kernel) != 0) {
         vorn_debug_eprintf("network: can't read what the kernel has.\n");
         return 1;
     }
@@ -141,6 +151,16 @@ static const char *v6_route_state(const vorn_instance *route)
     return outcomes_whole_state(&v6_route_outcomes, vorn_instance_get_name(route));
 }
 
+static const char *policy_route_state(const vorn_instance *route)
+{
+    return outcomes_whole_state(&policy_route_outcomes, vorn_instance_get_name(route));
+}
+
+static const char *v6_policy_route_state(const vorn_instance *route)
+{
+    return outcomes_whole_state(&v6_policy_route_outcomes, vorn_instance_get_name(route));
+}
+
 /* Whoever subscribes to notices need not ask again and again. */
 static void tell_states(const vorn_instances *configuration)
 {
@@ -148,10 +168,14 @@ static void tell_states(const vorn_instances *configuration)
     static told_states addresses;
     static told_states routes;
     static told_states v6_routes;
+    static told_states policy_routes;
+    static told_states v6_policy_routes;
     states_tell(&interfaces, configuration, "interface", interface_state);
     states_tell(&addresses, configuration, "address", address_state);
     states_tell(&routes, configuration, "route", route_state);
     states_tell(&v6_routes, configuration, "ipv6-route", v6_route_state);
+    states_tell(&policy_routes, configuration, "policy-route", policy_route_state);
+    states_tell(&v6_policy_routes, configuration, "ipv6-policy-route", v6_policy_route_state);
 }
 
 static void go_on(void);
@@ -207,7 +231,7 @@ static void explain_plan(vorn_commit_info *info, vorn_explanation *explanation)
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
     struct kernel kernel;
     if (begin_rehearsal() != 0) return;
-    if (kernel_read(&kernel) == 0) {
+    if (read_kernel(&kernel) == 0) {
         plan_all(configuration, &kernel);
         commands_explain(vorn_commit_info_get_actions(info), explanation);
         if (reach_holds("dhcp-address")) clients_explain(configuration, &kernel, explanation);
@@ -276,7 +300,10 @@ void network_look(void)
     look(vorn_config_get_running());
 }
 
-enum { concerns = 6 };
+enum {
+    concerns = 8,
+    v6_rules = 1 << (RTNLGRP_IPV6_RULE - 1) /* as the others of RTMGRP_ */
+};
 
 static vorn_refresher *refreshers[concerns];
 
@@ -326,6 +353,8 @@ void vorn_plugin_init(void)
     refreshers[3] = resolver_declare();
     refreshers[4] = v6_routes_declare();
     refreshers[5] = routing_declare();
+    refreshers[6] = policy_routes_declare();
+    refreshers[7] = v6_policy_routes_declare();
     if (provider == NULL) return;
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_explain_fn(provider, explain, NULL);
@@ -335,6 +364,6 @@ void vorn_plugin_init(void)
     vorn_providers_order("system", "network");
     vorn_providers_order("network", "save");
     vorn_inform_fn_add("interface", interface_is_back);
-    links_watch(links_changed,
-                RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_IFADDR | RTMGRP_IPV6_ROUTE);
+    links_watch(links_changed, RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV4_RULE |
+                                   RTMGRP_IPV6_IFADDR | RTMGRP_IPV6_ROUTE | v6_rules);
 }

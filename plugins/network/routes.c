@@ -30,7 +30,8 @@ static struct made_route *made_routes;
 
 static void write_words(char words[words_room], const vorn_instance *route)
 {
-    static const char *const options[] = {"via", "gateway", "dev", "interface", "metric", "metric"};
+    static const char *const options[] = {"via",    "gateway", "dev",   "interface",
+                                          "metric", "metric",  "table", "table"};
     int used = snprintf(words, words_room, "%s", value_of(route, "destination"));
     for (size_t i = 0; i < sizeof options / sizeof *options; i += 2) {
         const char *value = value_of(route, options[i + 1]);
@@ -60,15 +61,16 @@ static struct kernel_route parse(const vorn_instance *instance)
     }
     route.gateway = number_of(gateway, strlen(gateway));
     route.metric = atoi(value_of(instance, "metric"));
+    route.table = atoi(value_of(instance, "table"));
     snprintf(route.link, sizeof route.link, "%s", value_of(instance, "interface"));
     return route;
 }
 
-/* Routes of one destination and metric take each other's place. */
+/* Of a table, routes of one destination and metric take each other's place. */
 static int has_place_of(const struct kernel_route *left, const struct kernel_route *right)
 {
     return left->destination == right->destination && left->prefix == right->prefix &&
-           left->metric == right->metric;
+           left->metric == right->metric && left->table == right->table;
 }
 
 /* A route without a link is the same over any. */
@@ -134,7 +136,9 @@ void routes_recall(const char *line)
         return;
     }
     const char *link = strstr(words, " dev ");
+    const char *table = strstr(words, " table ");
     if (link != NULL) sscanf(link, " dev %15s", route.link);
+    if (table != NULL) route.table = atoi(table + strlen(" table "));
     remember(words, &route);
 }
 
@@ -263,6 +267,7 @@ static void declare_settings(vorn_class *route)
     declare_number(route, "metric", 0, 65535, 0);
     describe(route, "metric", "Metric", "Of several routes to one place the least is taken.",
              "100");
+    declare_table(route);
     declare_state(route, "state");
     describe(route, "state", "State", "Whether the kernel has it, or why not.", NULL);
 }

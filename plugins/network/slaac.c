@@ -168,7 +168,8 @@ static int plan_removal(struct kernel *kernel, const char *link)
     int is_left = 0;
     for (struct kernel_v6_route *each = kernel->v6_routes, *next; each != NULL; each = next) {
         next = each->next;
-        if (each->protocol != RTPROT_RA || strcmp(each->link, link) != 0) continue;
+        if (each->protocol != RTPROT_RA || each->table != 0 || strcmp(each->link, link) != 0)
+            continue;
         inet_ntop(AF_INET6, &each->destination, text, sizeof text);
         ip_plan(&address_outcomes, NULL, "route del %s/%d dev %s metric %d proto ra", text,
                 each->prefix, link, each->metric);

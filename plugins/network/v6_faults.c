@@ -47,7 +47,8 @@ static int takes_its_place(const vorn_instance *left, const vorn_instance *right
     v6_read_network(value_of(right, "destination"), &other, &other_bits);
     return IN6_ARE_ADDR_EQUAL(&one, &other) && bits == other_bits &&
            (metric != 0 ? metric : usual_metric) ==
-               (other_metric != 0 ? other_metric : usual_metric);
+               (other_metric != 0 ? other_metric : usual_metric) &&
+           atoi(value_of(left, "table")) == atoi(value_of(right, "table"));
 }
 
 static int is_its_gateway(const vorn_instance *address, const vorn_instance *route)

@@ -43,11 +43,12 @@ void v6_routes_take_back(void)
     made_routes = made_routes_kept;
 }
 
-/* Routes of one destination and metric take each other's place. */
+/* Of a table, routes of one destination and metric take each other's place. */
 static int has_place_of(const struct kernel_v6_route *left, const struct kernel_v6_route *right)
 {
     return IN6_ARE_ADDR_EQUAL(&left->destination, &right->destination) &&
-           left->prefix == right->prefix && left->metric == right->metric;
+           left->prefix == right->prefix && left->metric == right->metric &&
+           left->table == right->table;
 }
 
 static int is_same(const struct kernel_v6_route *left, const struct kernel_v6_route *right)
@@ -73,6 +74,7 @@ void v6_routes_note(FILE *file)
     for (const struct made_route *each = made_routes; each != NULL; each = each->next) {
         inet_ntop(AF_INET6, &each->route.destination, destination, sizeof destination);
         inet_ntop(AF_INET6, &each->route.gateway, gateway, sizeof gateway);
+        if (each->route.table != 0) fprintf(file, "in-table %d ", each->route.table);
         fprintf(file, "v6-route %s %d %s %d %s\n", destination, each->route.prefix, gateway,
                 each->route.metric, each->route.link);
     }
@@ -83,7 +85,9 @@ void v6_routes_recall(const char *line)
     char destination[INET6_ADDRSTRLEN];
     char gateway[INET6_ADDRSTRLEN];
     struct kernel_v6_route told = {0};
-    if (sscanf(line, "v6-route %45s %d %45s %d %15s", destination, &told.prefix, gateway,
+    int begin = 0;
+    sscanf(line, "in-table %d %n", &told.table, &begin);
+    if (sscanf(line + begin, "v6-route %45s %d %45s %d %15s", destination, &told.prefix, gateway,
                &told.metric, told.link) >= 4 &&
         v6_read_address(destination, &told.destination) &&
         v6_read_address(gateway, &told.gateway)) {
@@ -97,6 +101,7 @@ static struct kernel_v6_route parse(const vorn_instance *instance)
     v6_read_network(value_of(instance, "destination"), &route.destination, &route.prefix);
     v6_read_address(value_of(instance, "gateway"), &route.gateway);
     route.metric = atoi(value_of(instance, "metric"));
+    route.table = atoi(value_of(instance, "table"));
     if (route.metric == 0) route.metric = usual_metric;
     snprintf(route.link, sizeof route.link, "%s", value_of(instance, "interface"));
     return route;
@@ -119,14 +124,16 @@ static void plan_command(const char *name, const char *verb, const struct kernel
 {
     char destination[INET6_ADDRSTRLEN];
     char gateway[INET6_ADDRSTRLEN + 5] = "";
+    char table[sizeof " table 2147483647"] = "";
     inet_ntop(AF_INET6, &route->destination, destination, sizeof destination);
+    if (route->table != 0) snprintf(table, sizeof table, " table %d", route->table);
     if (!IN6_IS_ADDR_UNSPECIFIED(&route->gateway)) {
         strcpy(gateway, "via ");
         inet_ntop(AF_INET6, &route->gateway, gateway + 4, INET6_ADDRSTRLEN);
         strcat(gateway, " ");
     }
-    ip_plan(&v6_route_outcomes, name, "route %s %s/%d %sdev %s metric %d", verb, destination,
-            route->prefix, gateway, route->link, route->metric);
+    ip_plan(&v6_route_outcomes, name, "route %s %s/%d %sdev %s metric %d%s", verb, destination,
+            route->prefix, gateway, route->link, route->metric, table);
 }
 
 static void take_away(struct kernel *kernel, struct kernel_v6_route *there)
@@ -256,6 +263,7 @@ static void declare_settings(vorn_class *route)
     describe(route, "metric", "Metric",
              "Of several routes to one place the least is taken; 1024 if it isn't set or is 0.",
              "100");
+    declare_table(route);
     declare_state(route, "state");
     describe(route, "state", "State", "Whether the kernel has it, or why not.", NULL);
 }

@@ -234,6 +234,8 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
                                  "resolver servers",
                                  "ipv6-route destination",
                                  "ipv6-route gateway",
+                                 "ipv6-policy-route from",
+                                 "ipv6-policy-route to",
                                  "ipv6-announcement first",
                                  "ipv6-announcement last",
                                  "ipv6-announcement dns-servers"})

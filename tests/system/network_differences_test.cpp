@@ -154,6 +154,23 @@ TEST_F(NetworkDifferences, GoOutAsNotices)
     EXPECT_TRUE(subscriber.hears("<route name=\"out\"><state>applied</state></route>"));
 }
 
+/* The kernel tells of rules of each family in a group of its own. */
+TEST_F(NetworkDifferences, OfPolicyRoutesGoOutAsNotices)
+{
+    write_file(vorn::test::startup_file, "<config/>"); /* a bridge would have more to tell */
+    boot();
+    for (const char *klass : {"policy-route", "ipv6-policy-route"})
+        change(std::string("<insert><") + klass + " name=\"x\"><priority>5</priority>" +
+               "<table>7</table></" + klass + "></insert>");
+    Subscriber subscriber;
+
+    shell("ip rule del pref 5");
+    EXPECT_TRUE(subscriber.hears("<policy-route name=\"x\"><state>differs: it is gone</state>"));
+    shell("ip -6 rule del pref 5");
+    EXPECT_TRUE(
+        subscriber.hears("<ipv6-policy-route name=\"x\"><state>differs: it is gone</state>"));
+}
+
 TEST_F(NetworkDifferences, OfARouteAloneGoOutAsNotices)
 {
     boot();

@@ -46,7 +46,8 @@ protected:
         ip.pop_back();
         stand_in("ip", "test \"$1\" != -force || {\n"
                        "number=0; while read -r line; do number=$((number + 1))\n"
-                       "\"$0\" $line || echo \"Command failed -:$number\" >&2; done; exit; }\n"
+                       "test \"${line#-}\" = \"$line\" && \"$0\" $line || echo \"Command failed "
+                       "-:$number\" >&2; done; exit; }\n"
                        "while test -e /tmp/hangs; do sleep 0.02; done\n"
                        "case $* in 'link add link '*' type vlan '*)\n"
                        "test ! -e /tmp/no-vlans || { printf 'no VLANs today,\nsorry\n' >&2; "
