@@ -208,11 +208,20 @@ static void take_comment(vorn_instance *settings)
     }
 }
 
+/* Transactions have emptied it; somebody else's must not become a rollback. */
+static void forget_rollback(vorn_instance *settings)
+{
+    if (*value_of(settings, "rollback") == '\0') return;
+    vorn_instance_set_value(settings, "rollback", "");
+    vorn_debug_eprintf("history: a rollback is heard in write transactions alone.\n");
+}
+
 static void commit(vorn_commit_info *info)
 {
     const vorn_changes *changes = vorn_commit_info_get_changes(info);
     vorn_instance *settings = settings_in(vorn_commit_info_get_after(info));
     if (!booted || settings == NULL) return;
+    forget_rollback(settings);
     take_comment(settings);
     if (first_document == NULL && newest() == 0)
         first_document = vorn_config_write_document(vorn_changes_get_before(changes));
@@ -253,15 +262,22 @@ static void go_back(vorn_amend_info *info, vorn_instance *settings, const char *
     generation_free(&generation);
 }
 
+/* Written by this transaction, that is: other requests are not heard. */
+static const char *wanted_by(const vorn_amend_info *info, const vorn_instance *settings)
+{
+    const vorn_changes *changes = vorn_amend_info_get_changes(info);
+    const int is_new =
+        settings != NULL && vorn_changes_contains_property(changes, settings, "rollback");
+    return is_new ? value_of(settings, "rollback") : "";
+}
+
 static void amend(vorn_amend_info *info, void *data)
 {
     (void)data;
     /* What is looked up in a transaction's configuration stays in memory for good. */
-    if (!vorn_changes_contains_class(vorn_amend_info_get_changes(info), history_class) &&
-        *value_of(settings_in(vorn_config_get_running()), "rollback") == '\0')
-        return;
+    if (!vorn_changes_contains_class(vorn_amend_info_get_changes(info), history_class)) return;
     vorn_instance *settings = settings_in(vorn_amend_info_get_instances(info));
-    const char *wanted = value_of(settings, "rollback");
+    const char *wanted = wanted_by(info, settings);
     if (*wanted != '\0') go_back(info, settings, wanted);
 }
 

@@ -127,6 +127,7 @@ const char *__real_shelf_read(const char *folder, unsigned long number,
 const char *__wrap_shelf_read(const char *folder, unsigned long number,
                               struct generation *generation)
 {
+    if (current) current->reads++;
     return __real_shelf_read(place_of(folder).c_str(), number, generation);
 }
 FILE *__real_whole_file_open(const char *path, mode_t mode);

@@ -32,6 +32,7 @@ struct HistoryDevice {
     vorn_config_saved_fn saved = nullptr;
     const char *source = "startup";
     std::vector<std::string> files; /* that belong to the configuration */
+    int reads = 0;                  /* of generations */
     const std::string folder = "/tmp/vorn_history_device_" + std::to_string(getpid());
 };
 

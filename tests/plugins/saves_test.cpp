@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <random>
 #include <string>
 
@@ -20,7 +21,9 @@ void vorn_plugin_init(void);
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 using vorn::tests::AccessTest;
 using vorn::tests::change_channel_in_transaction;
 using vorn::tests::HistoryDevice;
@@ -79,6 +82,31 @@ protected:
     {
         ask("<lsql><write-transaction><update><history><" + setting + ">" + value + "</" + setting +
             "></history></update></write-transaction></lsql>");
+    }
+
+    std::string what_runs() const
+    {
+        char *document = vorn_config_write_document(vorn_config_get_running());
+        std::string text = document ? document : "";
+        free(document);
+        return text;
+    }
+    /* With the channels, which are saved from here on. */
+    void save_what_runs()
+    {
+        vorn_class *radio = vorn_classes_get("Radio");
+        vorn_class_set_persistence(radio, 1);
+        vorn_property_set_persistence(vorn_class_get_property(radio, "channel"), 1);
+        save(what_runs());
+    }
+    static std::string back_to_first()
+    {
+        return "<update><history><rollback>1</rollback></history></update>";
+    }
+    static std::string channel()
+    {
+        return vorn_instance_get_value(vorn_instances_get(vorn_config_get_running(), "Radio", "r0"),
+                                       "channel");
     }
 
     using OnHistoryDevice::device;
@@ -146,6 +174,57 @@ TEST_F(Saves, AreFewerAsSoonAsTheyAreToTakeLess)
     set("bytes", "4096");
 
     EXPECT_EQ(there_are(), "3") << "the newest stays";
+}
+
+TEST_F(Saves, ReadNothingOfTheHistoryThatIsKnownAlready)
+{
+    save("<a/>");
+    device.reads = 0;
+
+    save("<b/>");
+    save("<b/>");
+
+    EXPECT_EQ(device.reads, 0);
+    EXPECT_EQ(there_are(), "12");
+}
+
+/* Else the next transaction, whosever it is, would go back instead of what it was to do. */
+TEST_F(Saves, AreGoneBackToInTransactionsAlone)
+{
+    save_what_runs();
+
+    ask("<lsql>" + back_to_first() + "</lsql>");
+    ask(change_channel_in_transaction);
+
+    EXPECT_EQ(channel(), "7");
+    EXPECT_THAT(log.text(),
+                HasSubstr("history: a rollback is heard in write transactions alone.\n"));
+    EXPECT_THAT(what_runs(), Not(HasSubstr("rollback")));
+}
+
+/* A select at its end keeps the commit from coming, in which the word would be forgotten. */
+TEST_F(Saves, AreNotGoneBackToByWhatAnotherRequestHasLeft)
+{
+    save_what_runs();
+
+    ask("<lsql>" + back_to_first() + "<select><history/></select></lsql>");
+    ask("<lsql><write-transaction><update><history><comment>louder</comment></history></update>"
+        "<update><Radio name=\"r0\"><channel>7</channel></Radio></update></write-transaction>"
+        "</lsql>");
+
+    EXPECT_EQ(channel(), "7");
+}
+
+TEST_F(Saves, HoldNoWordThatWasOnlyMeantForTheHistory)
+{
+    save_what_runs();
+    ask(change_channel_in_transaction);
+
+    ask("<lsql><write-transaction>" + back_to_first() + "</write-transaction></lsql>");
+    set("comment", "as it was");
+
+    EXPECT_EQ(channel(), "6");
+    EXPECT_THAT(what_runs(), AllOf(Not(HasSubstr("rollback")), Not(HasSubstr("comment"))));
 }
 
 /* Nobody could tell which parts of a document are meant for him. */
