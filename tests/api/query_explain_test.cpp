@@ -15,6 +15,7 @@ using testing::Not;
 using testing::StartsWith;
 using vorn::tests::AllocationFailed;
 using vorn::tests::AllocationsAllowed;
+using vorn::tests::ClassBuilder;
 using vorn::tests::FailEachAllocation;
 using vorn::tests::QueryTest;
 
@@ -121,6 +122,18 @@ TEST_F(Explanations, TellNoChangeOfWhatIsWrittenAsItWas)
 {
     EXPECT_EQ(ask(explained("<update><Radio name=\"r0\"><channel>6</channel></Radio></update>")),
               said(std::string(part_of_r0) + "<rc>0</rc>"));
+}
+
+TEST_F(Explanations, TellWhatOnlyTheSuperclassDeclares)
+{
+    ClassBuilder("Port").with("speed").add_resolved();
+    ClassBuilder("Uplink").below("Port").with("peer").add_resolved();
+    put("Uplink", "u0", {{"speed", "100"}, {"peer", "east"}});
+
+    EXPECT_THAT(
+        ask(explained("<update><Uplink name=\"u0\"><speed>10</speed></Uplink></update>")),
+        HasSubstr("<change action=\"updated\" class=\"Uplink\" name=\"u0\"><value "
+                  "property=\"speed\"><before>100</before><after>10</after></value></change>"));
 }
 
 TEST_F(Explanations, TellNothingOfWhatAPluginKeepsToItself)
@@ -352,6 +365,34 @@ TEST_F(Explanations, AreWholeOrMissingWhenMemoryIsShort)
             },
             least);
     }
+}
+
+/* A provider that no commit concerns, beside one that is told of each. */
+class ExplanationsOfAWatcher : public QueryTest {
+protected:
+    ExplanationsOfAWatcher() : QueryTest(add_watcher) {}
+
+private:
+    static void add_watcher()
+    {
+        vorn_provider *watcher = vorn_provider_new("watcher");
+        vorn_provider_set_explain_fn(
+            watcher,
+            [](vorn_commit_info *, vorn_explanation *explanation) {
+                const AllocationsAllowed allowed;
+                vorn_explanation_add(explanation, VORN_EXPLAIN_LIVE, "it is seen");
+            },
+            nullptr);
+        vorn_providers_add(watcher);
+    }
+};
+
+TEST_F(ExplanationsOfAWatcher, NameNoInstanceThatItWouldNotBeToldOf)
+{
+    EXPECT_EQ(ask(explained(to_seven)),
+              said(std::string(change_of_r0) + part_of_r0 +
+                   "<provider name=\"watcher\"><effect weight=\"live\">it is seen</effect>"
+                   "</provider><rc>0</rc>"));
 }
 
 } // namespace
