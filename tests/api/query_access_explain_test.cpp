@@ -18,10 +18,14 @@ using vorn::tests::QueryTest;
 constexpr char to_seven[] =
     "<explain><update><Radio name=\"r0\"><channel>7</channel></Radio></update></explain>";
 
-/* Nobody but root may read the board. */
+/* Nobody but root may read the board, or routes. */
 class ExplanationsForOne : public AccessTest {
 protected:
-    ExplanationsForOne() { rule("r", 1, "any", "Board", "", "read", "deny"); }
+    ExplanationsForOne()
+    {
+        rule("r", 1, "any", "Board", "", "read", "deny");
+        rule("s", 2, "any", "Route", "", "read", "deny");
+    }
 
     /* The provider says it of each change. */
     static void say(const char *sentence)
@@ -38,14 +42,16 @@ protected:
     }
 };
 
-TEST_F(ExplanationsForOne, TellNothingOfAnInstanceThatAPluginChangesAlong)
+TEST_F(ExplanationsForOne, TellNothingOfInstancesThatAPluginChangesAlong)
 {
     on_amend = [](QueryTest &, vorn_amend_info *info) {
         vorn_instances *all = vorn_amend_info_get_instances(info);
         vorn_instance_set_value(vorn_instances_get_singleton(all, "Board"), "label", "cellar");
+        vorn_instances_add(all, vorn_instance_new(vorn_classes_get("Route"), nullptr));
     };
     const std::string all = ask(to_seven);
     EXPECT_THAT(all, HasSubstr("<change action=\"updated\" class=\"Board\">"));
+    EXPECT_THAT(all, HasSubstr("<change action=\"inserted\" class=\"Route\"/>"));
     EXPECT_THAT(all, HasSubstr("<instance action=\"update\" class=\"Board\"/>"));
 
     EXPECT_EQ(ask_as("bob", to_seven),
@@ -74,7 +80,7 @@ TEST_F(ExplanationsForOne, HideReasonsThatNameWhatMayNotBeRead)
         vorn_check_info_refuse(info, vorn_instances_get(all, "Radio", "r0"), "channel",
                                "attic has it");
     };
-    EXPECT_THAT(ask(to_seven), HasSubstr("<refused>attic has it</refused>"));
+    EXPECT_THAT(ask(to_seven), HasSubstr("\"Radio\": attic has it.</refused>"));
     EXPECT_THAT(ask_as("bob", to_seven),
                 HasSubstr("<refused>It does not fit something that may not be read.</refused>"));
     EXPECT_THAT(ask_as("bob", to_seven), Not(HasSubstr("attic")));
