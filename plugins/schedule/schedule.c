@@ -165,9 +165,13 @@ static void check(vorn_check_info *info, void *data)
         judge_class(info, "wireless-schedule", wireless_judge);
 }
 
+/* Whoever looks for a zone in a transaction that is about something else makes it keep a copy. */
 static void refresh(vorn_refresh_info *info, void *data)
 {
     (void)data;
+    if (!vorn_refresh_info_contains_class(info, "wireless-schedule") &&
+        !vorn_refresh_info_contains_class(info, "restart-schedule"))
+        return;
     enter_zone(vorn_refresh_info_get_instances(info));
     wireless_refresh(info);
     restart_refresh(info);
@@ -177,7 +181,10 @@ static void refresh(vorn_refresh_info *info, void *data)
 /* After the plugin wireless, which only knows that they are off. */
 static void refresh_networks(vorn_refresh_info *info, void *data)
 {
+    static const char networks[] = "wireless-network";
     (void)data;
+    if (vorn_classes_get(networks) == NULL || !vorn_refresh_info_contains_class(info, networks))
+        return;
     enter_zone(vorn_refresh_info_get_instances(info));
     wireless_refresh_networks(info);
     local_leave();

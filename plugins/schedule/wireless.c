@@ -168,9 +168,7 @@ void wireless_refresh_networks(vorn_refresh_info *info)
 {
     const int64_t now = clock_now();
     vorn_instances *store = vorn_refresh_info_get_instances(info);
-    if (vorn_classes_get(network_class) == NULL || !clock_is_set(now) ||
-        !vorn_refresh_info_contains_class(info, network_class))
-        return;
+    if (!clock_is_set(now)) return;
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(store, network_class);
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         vorn_instance *network = vorn_instances_iterator_next(walk);
