@@ -5,12 +5,14 @@
 
 #include <csignal>
 #include <string>
+#include <vector>
 
 #include "networks.h"
 
 namespace {
 
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using vorn::tests::Networks;
 
@@ -68,6 +70,14 @@ protected:
     {
         return shell("ip " + family +
                      " route show table 7 | sed 's/ pref.*//; s/ scope.*//; s/ *$//'");
+    }
+
+    /* How ip(8) was run for several commands at once. */
+    static std::vector<std::string> files_run()
+    {
+        std::vector<std::string> runs = commands_run();
+        std::erase_if(runs, [](const std::string &run) { return !run.ends_with(" -batch -"); });
+        return runs;
     }
 };
 
@@ -238,14 +248,19 @@ TEST_F(PolicyRoutes, AreExplainedInWords)
                             HasSubstr("a policy route is set: ip -6 rule add pref 5")));
 }
 
+/* One file has commands of one family: of another one ip(8) reads none there. */
 TEST_F(PolicyRoutes, OfBothFamiliesAreSetInOneChange)
 {
+    forget_runs();
     change(added(v6_policy("x", 5, table_7)) + added(policy("x", 5, table_7)) +
            added(v6_policy("y", 6, table_7)) + added(policy("y", 6, table_7)) +
            "<delete><policy-route name=\"guests\"/></delete>");
 
     EXPECT_EQ(shell("ip rule | grep -c '^[56]:.*proto 118'"), "2\n");
     EXPECT_EQ(shell("ip -6 rule | grep -c '^[56]:.*proto 118'"), "2\n");
+    for (const char *klass : {"policy-route", "ipv6-policy-route"})
+        EXPECT_EQ(state_of(klass, "x") + state_of(klass, "y"), "appliedapplied");
+    EXPECT_THAT(files_run(), ElementsAre("ip -force -batch -", "ip -6 -force -batch -"));
     EXPECT_TRUE(comes_true([] { return rules() == of_others; })) << rules();
     EXPECT_EQ(shell("grep '^vorn: network: ' /dev/console"), "");
 }
