@@ -148,7 +148,7 @@ void add_commits(Page &page, const std::vector<client::Instance> &commits)
 
 void add_save(Page &page, const std::vector<client::Instance> &saves)
 {
-    if (saves.empty()) return;
+    if (saves.empty() || saves[0].value("result").empty()) return;
     page.family("saved", "gauge", "1 when the last save succeeded, 0 when it failed or is held.");
     const std::string &result = saves[0].value("result");
     page.sample("saved", result == "failed" || result == "held" ? 0 : 1);
@@ -183,9 +183,11 @@ void add_radios(Page &page, const std::vector<client::Instance> &radios,
 {
     if (radios.empty()) return;
     page.family("radio_up", "gauge", "1 when the radio is on the air.");
-    for (const client::Instance &each : radios)
-        page.sample("radio_up", "radio", each.called(),
-                    each.value("state").starts_with("running") ? "1" : "0");
+    for (const client::Instance &each : radios) {
+        const std::string &state = each.value("state");
+        const std::string is_up = state.starts_with("running") ? "1" : "0";
+        page.sample("radio_up", "radio", each.called(), state.empty() ? state : is_up);
+    }
     std::map<std::string, int> counts;
     for (const client::Instance &each : stations)
         if (each.value("unknown").empty()) counts[each.value("network")]++;

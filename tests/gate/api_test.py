@@ -20,10 +20,10 @@ def change(address, **more):
             "properties": {"address": address}, **more}
 
 
-def rule(name, user, properties, operations):
-    """Denies it, for the class system."""
+def rule(name, user, properties, operations, of_class="system"):
+    """Denies it."""
     return {"op": "insert", "class": "access-rule", "name": name,
-            "properties": {"order": "1", "subject": "gate:" + user, "class": "system",
+            "properties": {"order": "1", "subject": "gate:" + user, "class": of_class,
                            "properties": properties, "operations": operations, "effect": "deny"}}
 
 
@@ -139,16 +139,17 @@ class TheApi(unittest.TestCase):
 
     def test_tells_in_metrics_what_may_be_read_elsewhere(self):
         ann, ben = (gate.with_token("sight of " + name, name) for name in ("ann-3", "ben-3"))
-        self.deny(rule("unseen", "ben-3", "load memory-total", "read"))
+        self.deny(rule("unseen", "ben-3", "load memory-total", "read"),
+                  rule("unseen-too", "ben-3", "result", "read", "save"))
         families = ("device_uptime_seconds ", "device_load ", "device_memory_bytes{",
-                    'program_memory_bytes{program="vorn"}')
+                    'program_memory_bytes{program="vorn"}', "saved ")
 
         def told(caller):
             text = caller.get("/metrics").body.decode()
             return [("\n" + each) in text for each in families]
 
-        self.assertEqual(told(ann), [True] * 4)
-        self.assertEqual(told(ben), [True, False, False, False])
+        self.assertEqual(told(ann), [True] * 5)
+        self.assertEqual(told(ben), [True] + [False] * 4)
 
     def test_changes_all_or_nothing(self):
         self.problem(self.root.post("/changes", {"changes": [
