@@ -3,7 +3,6 @@
 #define PLUGINS_COMMON_NAMES_H
 
 #include <stddef.h>
-#include <stdio.h>
 
 /* Names of instances, to be kept from one commit to the next and compared. */
 
@@ -11,16 +10,13 @@
 typedef struct names {
     char *text; /* one after the other, each with the null byte at its end */
     size_t size;
-    FILE *room; /* while they are collected */
+    int is_short; /* of one at least, for which there was no memory */
 } names;
-
-/** Begins to collect; what was there before is not freed. 0, or 1 without memory. */
-int names_begin(names *of);
 
 /** Adds one, if there is memory for it. */
 void names_add(names *of, const char *name);
 
-/** Ends that. 0, or 1 when memory was gone; there are none then. */
+/** Whether all that were added are there: 0, or 1 when memory was gone; there are none then. */
 int names_end(names *of);
 
 /** Whether that is one of them. */

@@ -87,8 +87,8 @@ void restart_look(const vorn_instances *configuration, int64_t now)
 
 int64_t restart_next(const vorn_instances *configuration, int64_t now)
 {
-    int64_t next = now;
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
+    int64_t next = walk != NULL ? now : now + schedule_retry;
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         hours at;
         if (!is_enabled(vorn_instances_iterator_next(walk), &at)) continue;

@@ -19,11 +19,12 @@
 #include "vorn-plugin/repair.h"
 #include "wireless.h"
 
-enum { longest_sleep = 3600, retry = 60 };
+enum { longest_sleep = 3600 };
 
 const char schedule_waits[] = "waiting for the clock to be set";
 
-static names said; /* which networks were to be off with the last commit */
+static names said;    /* which networks were to be off with the last commit */
+static int is_unsaid; /* not all of that: there was no memory */
 
 const char *schedule_failed(const char *reason)
 {
@@ -70,14 +71,16 @@ static void sleep_until_next(const vorn_instances *configuration, int64_t now)
 {
     const int64_t next =
         earliest(now, wireless_next(configuration, now), restart_next(configuration, now));
-    clock_wake(restart_is_due(configuration, now) && next > now + retry ? now + retry : next);
+    const int64_t soon = now + schedule_retry;
+    clock_wake(restart_is_due(configuration, now) && next > soon ? soon : next);
 }
 
-/* Whether others are to be off than the last commit said. */
-static int is_said_otherwise(const vorn_instances *configuration, int64_t now)
+/* Whether the last commit has said otherwise, or not all; also where there is no memory to see. */
+static int is_to_be_said(const vorn_instances *configuration, int64_t now)
 {
     names off;
-    if (wireless_collect(&off, configuration, now) != 0) return 0;
+    if (is_unsaid) return 1;
+    if (wireless_collect(&off, configuration, now) != 0) return 1;
     const int differs = names_differ(&off, &said);
     names_free(&off);
     return differs;
@@ -88,7 +91,7 @@ static void say(vorn_instances *configuration, int64_t now)
 {
     vorn_changes *nothing = vorn_changes_new(configuration);
     if (nothing == NULL) {
-        clock_wake(now + retry);
+        clock_wake(now + schedule_retry);
         return;
     }
     vorn_providers_commit(configuration, nothing, NULL);
@@ -102,41 +105,57 @@ static void look(void)
     if (configuration == NULL) return;
     enter_zone(configuration);
     restart_watch(now);
-    const int is_to_say = is_said_otherwise(configuration, now);
+    const int is_to_say = is_to_be_said(configuration, now);
     restart_look(configuration, now);
     sleep_until_next(configuration, now);
     local_leave();
     if (is_to_say) say(configuration, now);
 }
 
-static void ask_for(vorn_actions *actions, const names *off)
+/* 0, or 1 when memory was gone: some of them, or all, are not asked for. */
+static int ask_for(vorn_actions *actions, const names *off)
 {
-    for (size_t at = 0; actions != NULL && at < off->size; at += strlen(off->text + at) + 1)
-        vorn_actions_add(actions, "wireless", "pause", "wireless-network", off->text + at);
+    int failed = actions == NULL;
+    for (size_t at = 0; !failed && at < off->size; at += strlen(off->text + at) + 1)
+        failed =
+            vorn_actions_add(actions, "wireless", "pause", "wireless-network", off->text + at) != 0;
+    return failed;
 }
 
 /*
- * One that is not for the plugin wireless does not reach it, and says nothing. What has to be done
- * then, and a restart, which ends the loop, is for the next look.
+ * Without the memory to see who is to be off it is those of the last commit. A repair of something
+ * else does not reach the plugin wireless, and says nothing.
  */
+static void ask(const vorn_commit_info *info, int64_t now)
+{
+    static const char *const heard[] = {"wireless-network", "radio",       "access-list",
+                                        "radius-server",    "station-key", NULL};
+    names off;
+    const int is_heard = repair_concerns(info, heard);
+    const int is_seen = wireless_collect(&off, vorn_commit_info_get_after(info), now) == 0;
+    const int is_asked = ask_for(vorn_commit_info_get_actions(info), is_seen ? &off : &said) == 0;
+    if (!is_heard) {
+        names_free(&off);
+        clock_wake(now);
+        return;
+    }
+    is_unsaid = !is_seen || !is_asked;
+    if (is_unsaid) clock_wake(now + schedule_retry);
+    if (!is_seen) return;
+    names_free(&said);
+    said = off;
+}
+
+/* What has to be done after it, and a restart, which ends the loop, is for the next look. */
 static void commit(vorn_commit_info *info)
 {
-    static const char *const asked[] = {"wireless-network", "radio",       "access-list",
-                                        "radius-server",    "station-key", NULL};
     const int64_t now = clock_now();
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
-    names off;
     enter_zone(configuration);
     restart_watch(now);
     sleep_until_next(configuration, now);
+    ask(info, now);
     if (restart_is_due(configuration, now)) clock_wake(now);
-    if (!repair_concerns(info, asked)) {
-        clock_wake(now);
-    } else if (wireless_collect(&off, configuration, now) == 0) {
-        ask_for(vorn_commit_info_get_actions(info), &off);
-        names_free(&said);
-        said = off;
-    }
     local_leave();
 }
 

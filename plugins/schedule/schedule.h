@@ -6,6 +6,9 @@
 
 /* What both kinds of schedules have. */
 
+/** After how many seconds it is tried again what there was no memory for. */
+enum { schedule_retry = 60 };
+
 /** The state of one while nobody knows the time. */
 extern const char schedule_waits[];
 

@@ -72,7 +72,8 @@ struct verdict {
     int is_off;
     int has_hours; /* in which it is on, and only then */
     int is_within;
-    int64_t next; /* when that may change; 0 for never */
+    int is_unknown; /* there was no memory to look */
+    int64_t next;   /* when that may change; 0 for never */
 };
 
 static void judge_by(struct verdict *verdict, const hours *within, int is_to_be_on, int64_t now)
@@ -89,8 +90,9 @@ static void judge_by(struct verdict *verdict, const hours *within, int is_to_be_
 static struct verdict judge_network(const vorn_instances *configuration,
                                     const vorn_instance *network, int64_t now)
 {
-    struct verdict verdict = {0, 0, 0, 0};
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
+    struct verdict verdict = {.is_unknown = walk == NULL};
+    if (verdict.is_unknown) verdict.next = now + schedule_retry;
     while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
         hours within;
         const vorn_instance *schedule = vorn_instances_iterator_next(walk);
@@ -112,17 +114,19 @@ int64_t wireless_next(const vorn_instances *configuration, int64_t now)
 static void collect_all(names *off, const vorn_instances *configuration, int64_t now)
 {
     vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, network_class);
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+    off->is_short = walk == NULL;
+    while (!off->is_short && vorn_instances_iterator_has_next(walk)) {
         const vorn_instance *network = vorn_instances_iterator_next(walk);
-        if (judge_network(configuration, network, now).is_off)
-            names_add(off, vorn_instance_get_name(network));
+        const struct verdict verdict = judge_network(configuration, network, now);
+        if (verdict.is_off) names_add(off, vorn_instance_get_name(network));
+        off->is_short |= verdict.is_unknown;
     }
     vorn_instances_delete_iterator(walk);
 }
 
 int wireless_collect(names *off, const vorn_instances *configuration, int64_t now)
 {
-    if (names_begin(off) != 0) return 1;
+    *off = (names){.text = NULL};
     if (vorn_classes_get(network_class) != NULL && clock_is_set(now))
         collect_all(off, configuration, now);
     return names_end(off);

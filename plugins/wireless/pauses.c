@@ -11,16 +11,35 @@ struct pauses {
 static struct pauses pauses;
 static struct pauses kept; /* while others are foreseen */
 
+static const char class_name[] = "wireless-network";
+
+static int is_in(const vorn_actions *actions, const char *network)
+{
+    return vorn_actions_exists(actions, "wireless", "pause", class_name, network);
+}
+
+/*
+ * Actions answer yes when they have no memory to look. So a yes counts if it is given twice, with a
+ * no between the two for a network that nobody can ask for. -1 when memory is gone.
+ */
+static int is_asked_for(const vorn_actions *actions, const char *network)
+{
+    if (!is_in(actions, network)) return 0;
+    return is_in(actions, "") || !is_in(actions, network) ? -1 : 1;
+}
+
 static int read_actions(names *asked, const vorn_actions *actions,
                         const vorn_instances *configuration)
 {
-    static const char class_name[] = "wireless-network";
-    if (actions == NULL || names_begin(asked) != 0) return 1;
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, class_name);
-    while (walk != NULL && vorn_instances_iterator_has_next(walk)) {
+    *asked = (names){.text = NULL};
+    vorn_instances_iterator *walk =
+        actions != NULL ? vorn_instances_new_class_iterator(configuration, class_name) : NULL;
+    if (walk == NULL) return 1;
+    while (!asked->is_short && vorn_instances_iterator_has_next(walk)) {
         const char *name = vorn_instance_get_name(vorn_instances_iterator_next(walk));
-        if (vorn_actions_exists(actions, "wireless", "pause", class_name, name))
-            names_add(asked, name);
+        const int is_asked = is_asked_for(actions, name);
+        if (is_asked > 0) names_add(asked, name);
+        if (is_asked < 0) asked->is_short = 1;
     }
     vorn_instances_delete_iterator(walk);
     return names_end(asked);
@@ -50,14 +69,13 @@ void pauses_foresee(const vorn_actions *actions, const vorn_instances *configura
 {
     names asked;
     kept = pauses;
-    pauses = (struct pauses){.are_new = 0};
+    pauses.are_new = 0;
     if (read_actions(&asked, actions, configuration) != 0) return;
-    pauses.of = asked;
-    pauses.are_new = names_differ(&asked, &kept.of);
+    pauses = (struct pauses){asked, names_differ(&asked, &kept.of)};
 }
 
 void pauses_foresee_no_more(void)
 {
-    names_free(&pauses.of);
+    if (pauses.of.text != kept.of.text) names_free(&pauses.of);
     pauses = kept;
 }

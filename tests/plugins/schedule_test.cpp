@@ -6,9 +6,12 @@
 
 namespace {
 
+using testing::AnyOf;
 using testing::HasSubstr;
 
+using vorn::tests::AllocationsAllowed;
 using vorn::tests::berlin;
+using vorn::tests::FailEachAllocation;
 using vorn::tests::fake;
 using vorn::tests::Schedules;
 
@@ -184,6 +187,44 @@ TEST_F(Schedules, AreSaidAgainAfterARepairOfSomethingElse)
     pass_until("2026-11-23 23:00");
 
     EXPECT_EQ(paused, "guests ");
+}
+
+/* What no provider hears of is in the log, and what one can't take in stays as it was. */
+TEST_F(Schedules, LeaveNetworksOffWhereACommitHasNoMemory)
+{
+    add_nights("<network>guests</network>");
+    pass_until("2026-11-23 23:00");
+    log.take();
+
+    FailEachAllocation([this] {
+        commit_nothing();
+        const AllocationsAllowed allowed;
+        EXPECT_THAT(paused, AnyOf("guests ", ""));
+        if (log.take().find("was not committed") != std::string::npos) commit_nothing();
+        minutes_pass(2);
+        EXPECT_EQ(paused, "guests ");
+    });
+}
+
+TEST_F(Schedules, BeginAMinuteLaterWhereThereWasNoMemory)
+{
+    add_nights("<network>guests</network>");
+
+    FailEachAllocation([this] {
+        {
+            const AllocationsAllowed allowed;
+            set_clock("2026-11-23 22:59");
+            ASSERT_EQ(paused, "");
+            fake.now += 60;
+        }
+        wireless_has_memory = true;
+        wake();
+        const AllocationsAllowed allowed;
+        wireless_has_memory = false;
+        if (log.take().find("was not committed") != std::string::npos) commit_nothing();
+        minutes_pass(2);
+        EXPECT_EQ(paused, "guests ");
+    });
 }
 
 TEST_F(Schedules, DoNothingBeforeTheClockIsSet)

@@ -7,13 +7,17 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include <unistd.h>
 
 #include "vorn-plugin/repair.h"
 
-extern "C" void vorn_plugin_init(void);
+extern "C" {
+#include "pauses.h"
+void vorn_plugin_init(void);
+}
 
 namespace vorn::tests {
 
@@ -74,13 +78,12 @@ protected:
             vorn_class_resolve(vorn_classes_get(name));
     }
 
-    static void for_each_network(void (*call)(vorn_instance *network, const void *of),
-                                 const vorn_instances *store, const void *of)
+    static void for_each_network(void (*call)(vorn_instance *network), const vorn_instances *store)
     {
         vorn_instances_iterator *walk =
             vorn_instances_new_class_iterator(store, "wireless-network");
         while (vorn_instances_iterator_has_next(walk))
-            call(vorn_instances_iterator_next(walk), of);
+            call(vorn_instances_iterator_next(walk));
         vorn_instances_delete_iterator(walk);
     }
 
@@ -90,25 +93,26 @@ protected:
         const auto apply = [](vorn_commit_info *info) {
             const char *const own_classes[] = {"wireless-network", nullptr};
             if (!repair_concerns(info, own_classes)) return;
+            std::optional<AllocationsAllowed> allowed;
+            if (wireless_has_memory) allowed.emplace();
+            pauses_take(vorn_commit_info_get_actions(info), vorn_commit_info_get_after(info));
+            allowed.emplace();
             paused.clear();
             applied++;
-            const auto note = [](vorn_instance *network, const void *of) {
-                const auto *actions = static_cast<const vorn_actions *>(of);
+            const auto note = [](vorn_instance *network) {
                 const char *name = vorn_instance_get_name(network);
-                if (vorn_actions_exists(actions, "wireless", "pause", "wireless-network", name))
-                    paused += std::string(name) + " ";
+                if (pauses_have(name)) paused += std::string(name) + " ";
             };
-            for_each_network(note, vorn_commit_info_get_after(info),
-                             vorn_commit_info_get_actions(info));
+            for_each_network(note, vorn_commit_info_get_after(info));
         };
         const auto tell = [](vorn_refresh_info *info, void *) {
-            const auto set = [](vorn_instance *network, const void *) {
+            const auto set = [](vorn_instance *network) {
                 const std::string name = vorn_instance_get_name(network);
                 const bool is_off = paused.find(name + " ") != std::string::npos;
                 vorn_instance_set_value(network, "state", is_off ? "stopped" : "running");
             };
             if (vorn_refresh_info_contains_class(info, "wireless-network"))
-                for_each_network(set, vorn_refresh_info_get_instances(info), nullptr);
+                for_each_network(set, vorn_refresh_info_get_instances(info));
         };
         vorn_provider *wireless = vorn_provider_new("wireless");
         vorn_provider_set_commit_fn(wireless, apply, nullptr);
@@ -127,9 +131,10 @@ protected:
         wake();
     }
     /* Time goes by, and the timer is heard as often as it was set. */
-    void pass_until(const char *utc)
+    void pass_until(const char *utc) { pass_until(instant(utc)); }
+    void minutes_pass(int minutes) { pass_until(fake.now + minutes * 60); }
+    void pass_until(std::int64_t then)
     {
-        const std::int64_t then = instant(utc);
         for (int times = 0; fake.wakes_at <= then && times < 1000; times++) {
             const std::int64_t next = std::max(fake.wakes_at, fake.now);
             fake.uptime += next - fake.now;
@@ -140,6 +145,13 @@ protected:
         fake.now = then;
     }
 
+    static void commit_nothing()
+    {
+        vorn_changes *nothing = vorn_changes_new(running_config);
+        if (nothing == nullptr) return;
+        vorn_providers_commit(running_config, nothing, nullptr);
+        vorn_changes_delete(nothing);
+    }
     std::string change(const std::string &operations)
     {
         return ask("<lsql><write-transaction>" + operations + "</write-transaction></lsql>");
@@ -170,6 +182,7 @@ protected:
 
     static inline std::string paused;
     static inline int applied = 0;
+    static inline bool wireless_has_memory = false; /* whatever others have */
 };
 
 } // namespace vorn::tests
