@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Schedules of restarts. A device that has just started needs none, and so never restarts twice
- * for one time, whatever its clock is set to in between; and a time that nobody has seen come, as
- * when the clock is put forward over it, is not made up for.
+ * Schedules of restarts. A device that has just started needs none, and so does not restart twice
+ * for one time when its clock is behind; and a time that nobody has seen come, as when the clock is
+ * put forward over it, or its schedule is made later, is not made up for.
  */
 #include "restart.h"
 
@@ -40,6 +40,11 @@ void restart_watch(int64_t now)
     distance = found;
 }
 
+void restart_forget(int64_t now)
+{
+    if (watched_since != 0) watched_since = now;
+}
+
 static int is_enabled(const vorn_instance *schedule, hours *at)
 {
     return strcmp(value_of(schedule, "enabled"), "off") != 0 &&
@@ -75,7 +80,7 @@ void restart_look(const vorn_instances *configuration, int64_t now)
 {
     const vorn_instance *due = find_due(configuration, now);
     if (due == NULL || vorn_config_is_held()) return;
-    watched_since = now;
+    restart_forget(now);
     if (clock_uptime() < shortest_life) {
         vorn_debug_printf("schedule: no restart by \"%s\": the device has just started.\n",
                           vorn_instance_get_name(due));

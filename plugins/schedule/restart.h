@@ -17,6 +17,9 @@ int restart_declare(void);
  */
 void restart_watch(int64_t now);
 
+/** What has come by now is left out: until now the times were others. */
+void restart_forget(int64_t now);
+
 /** Restarts the device if it is time to. */
 void restart_look(const vorn_instances *configuration, int64_t now);
 

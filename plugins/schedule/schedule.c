@@ -146,6 +146,15 @@ static void ask(const vorn_commit_info *info, int64_t now)
     said = off;
 }
 
+/* Whether restarts are at other times now. */
+static int are_times_new(const vorn_instances *configuration, const vorn_changes *changes)
+{
+    if (vorn_changes_contains_class(changes, "restart-schedule")) return 1;
+    if (vorn_classes_get("system") == NULL) return 0;
+    const vorn_instance *system = vorn_instances_get_singleton(configuration, "system");
+    return system != NULL && vorn_changes_contains_property(changes, system, "time-zone");
+}
+
 /* What has to be done after it, and a restart, which ends the loop, is for the next look. */
 static void commit(vorn_commit_info *info)
 {
@@ -153,6 +162,7 @@ static void commit(vorn_commit_info *info)
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
     enter_zone(configuration);
     restart_watch(now);
+    if (are_times_new(configuration, vorn_commit_info_get_changes(info))) restart_forget(now);
     sleep_until_next(configuration, now);
     ask(info, now);
     if (restart_is_due(configuration, now)) clock_wake(now);

@@ -76,6 +76,33 @@ TEST_F(Restarts, AreNotMadeUpForWhenTheClockWasSetOverTheirTime)
     EXPECT_EQ(told("restart-schedule", "s"), "next at 04:00");
 }
 
+TEST_F(Restarts, AreNotMadeUpForByAScheduleThatIsMadeOrChangedLater)
+{
+    set_clock("2026-11-24 03:00");
+    pass_until("2026-11-24 04:05");
+    add_restart();
+    wake();
+    EXPECT_EQ(fake.reboots, 0);
+
+    change("<update><restart-schedule><time>04:04</time></restart-schedule></update>");
+    wake();
+    EXPECT_EQ(fake.reboots, 0);
+    EXPECT_EQ(told("restart-schedule", "s"), "next at 04:04");
+    pass_until("2026-11-25 04:04");
+    EXPECT_EQ(fake.reboots, 1);
+}
+
+TEST_F(Restarts, AreNotMadeUpForInAnotherZone)
+{
+    add("restart", "<time>05:00</time>");
+    pass_until("2026-11-24 04:05");
+
+    change(std::string("<update><system><time-zone>") + berlin + "</time-zone></system></update>");
+    wake();
+
+    EXPECT_EQ(fake.reboots, 0);
+}
+
 TEST_F(Restarts, AreDoneOnceWhereClocksShowTheTimeTwice)
 {
     change(std::string("<update><system><time-zone>") + berlin + "</time-zone></system></update>");
@@ -97,7 +124,7 @@ TEST_F(Restarts, AreDoneAsSoonAsATrialIsOver)
     EXPECT_EQ(fake.reboots, 0);
     EXPECT_EQ(told("restart-schedule", "s"), "put off: a change is on trial");
     fake.is_held = 0;
-    change("<update><system><time-zone/></system></update>");
+    change("<update><radio><status>down</status></radio></update>");
     pass_until("2026-11-24 04:05");
 
     EXPECT_EQ(fake.reboots, 1);
