@@ -8,22 +8,38 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <time.h>
 
-enum { day_seconds = 24 * 60 * 60, zone_room = 256 };
+enum { day_seconds = 24 * 60 * 60, head_size = sizeof "TZ=" - 1, zone_room = 256 };
 
 static char entered[zone_room]; /* both are part of the environment while they are set */
 static char restored[zone_room];
 static int is_entered;
 
-void local_enter(const char *zone)
+/* What was put back last is still there, unless somebody has set another meanwhile. */
+static void keep_own(void)
 {
     const char *own = getenv("TZ");
+    if (own == NULL) {
+        restored[0] = '\0';
+    } else if (own != restored + head_size) {
+        snprintf(restored, sizeof restored, "TZ=%s", own);
+    }
+}
+
+/* The C library would open whatever a path leads to, and wait for a device to say something. */
+static int is_none_or_path(const char *zone)
+{
+    return *zone == '\0' || strchr(":./", *zone) != NULL;
+}
+
+void local_enter(const char *zone)
+{
     is_entered = zone != NULL;
-    restored[0] = '\0';
     if (is_entered) {
-        if (own != NULL) snprintf(restored, sizeof restored, "TZ=%s", own);
-        snprintf(entered, sizeof entered, "TZ=%s", *zone != '\0' ? zone : "UTC0");
+        keep_own();
+        snprintf(entered, sizeof entered, "TZ=%s", is_none_or_path(zone) ? "UTC0" : zone);
         putenv(entered);
     }
     tzset();

@@ -12,8 +12,8 @@
 enum { local_most_minutes = 24 * 60 };
 
 /**
- * From here on the time is that of the zone, a name or a rule; "" is UTC, and null leaves the zone
- * to the process.
+ * From here on the time is that of the zone, a name or a rule; "" is UTC, as is a path, and null
+ * leaves the zone to the process.
  */
 void local_enter(const char *zone);
 

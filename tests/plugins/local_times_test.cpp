@@ -2,6 +2,10 @@
 /* What clocks on the wall show, also when they are put forward and back. */
 #include <cstdlib>
 #include <ctime>
+#include <fstream>
+#include <string>
+
+#include <unistd.h>
 
 #include "plugins/schedules.h"
 
@@ -23,8 +27,8 @@ std::string shown_in(const char *zone, const char *local)
     char text[32];
     const std::int64_t wanted = instant(local);
     local_enter(zone);
-    const std::time_t found =
-        local_instant(wanted / day_seconds, static_cast<int>(wanted % day_seconds / 60));
+    const auto found = static_cast<std::time_t>(
+        local_instant(wanted / day_seconds, static_cast<int>(wanted % day_seconds / 60)));
     local_leave();
     std::tm parts = {};
     strftime(text, sizeof text, "%Y-%m-%d %H:%M", gmtime_r(&found, &parts));
@@ -63,9 +67,36 @@ TEST(LocalTimes, LeaveTheProcessItsZone)
     EXPECT_EQ(getenv("TZ"), nullptr);
 
     setenv("TZ", "JST-9", 1);
+    for (const char *each : {"once", "and again, when it is the text that was put back"}) {
+        shown_in(berlin, "2026-03-29 02:00");
+        EXPECT_STREQ(getenv("TZ"), "JST-9") << each;
+    }
+    setenv("TZ", "EST5", 1);
     shown_in(berlin, "2026-03-29 02:00");
-    EXPECT_STREQ(getenv("TZ"), "JST-9");
+    EXPECT_STREQ(getenv("TZ"), "EST5");
     unsetenv("TZ");
+}
+
+/* Five hours from UTC, for whoever opens it. */
+std::string file_of_a_zone()
+{
+    using namespace std::string_literals;
+    const std::string path = testing::TempDir() + "vorn_zone_" + std::to_string(getpid());
+    const std::string counts = std::string(35, '\0') + "\1\0\0\0\4"s;
+    std::ofstream(path) << "TZif" + counts + "\xff\xff\xb9\xb0\0\0"s + "EST\0"s;
+    return path;
+}
+
+TEST(LocalTimes, AreThoseOfUtcWhereAZoneIsAPath)
+{
+    const std::string path = file_of_a_zone();
+    setenv("TZ", path.c_str(), 1);
+    EXPECT_EQ(shown_in(nullptr, "2026-07-01 06:00"), "2026-07-01 11:00") << "of the process";
+    unsetenv("TZ");
+
+    EXPECT_EQ(shown_in((":" + path).c_str(), "2026-07-01 06:00"), "2026-07-01 06:00");
+    EXPECT_EQ(shown_in(path.c_str(), "2026-07-01 06:00"), "2026-07-01 06:00");
+    unlink(path.c_str());
 }
 
 TEST(LocalTimes, KnowTheDayOfTheWeek)
