@@ -2,6 +2,8 @@
 /* The clock of tests of schedules, in place of the kernel's. */
 #include "plugins/schedules.h"
 
+#include "support/c_names.h"
+
 #include <ctime>
 
 #include <sys/eventfd.h>

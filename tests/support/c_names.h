@@ -23,4 +23,6 @@
 #    define __wrap_stat __wrap___stat_time64
 #    define __real_timer_settime __real___timer_settime64
 #    define __wrap_timer_settime __wrap___timer_settime64
+#    define __real_timerfd_settime __real___timerfd_settime64
+#    define __wrap_timerfd_settime __wrap___timerfd_settime64
 #endif
