@@ -190,12 +190,13 @@ static void keep_saved(const char *document, size_t size, void *data)
     comment[0] = changes_on_trial[0] = '\0';
 }
 
-/* What is said and done of what is on trial goes with what is saved in the end. */
+/* What is said and done of what is on trial goes with what is saved in the end; some commits in
+ * between change nothing. */
 static void take_comment(vorn_instance *settings)
 {
     if (vorn_config_is_held()) {
-        snprintf(changes_on_trial, sizeof changes_on_trial, "%s",
-                 vorn_commit_report_get_changes(vorn_commit_report_get_current()));
+        const char *changes = vorn_commit_report_get_changes(vorn_commit_report_get_current());
+        if (*changes != '\0') snprintf(changes_on_trial, sizeof changes_on_trial, "%s", changes);
     } else {
         changes_on_trial[0] = '\0';
     }

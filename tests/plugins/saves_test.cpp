@@ -126,6 +126,19 @@ TEST_F(Saves, KeepAsManyFilesAsAGenerationTakes)
     generation_free(&kept);
 }
 
+TEST_F(Saves, SayWhatATrialHasChangedThoughOthersHaveCommittedNothingSince)
+{
+    vorn_config_hold("a change is on trial");
+    ask(change_channel_in_transaction);
+    vorn_changes *nothing = vorn_changes_new(vorn_config_get_running());
+    vorn_providers_commit(vorn_config_get_running(), nothing, nullptr);
+    vorn_changes_delete(nothing);
+    save("<config>confirmed</config>");
+    vorn_config_release();
+
+    EXPECT_THAT(told("2", "changes"), HasSubstr("Radio"));
+}
+
 TEST_F(Saves, SayNothingOfATrialThatWasSavedBefore)
 {
     vorn_config_hold("a change is on trial");
