@@ -8,6 +8,7 @@ import signal
 import socket
 import sys
 import threading
+import time
 import unittest
 
 import gate
@@ -382,12 +383,19 @@ class TheApi(unittest.TestCase):
         for client in waiting:
             client.close()
 
+    def await_no_daemon(self):
+        """A child that it has just forked holds its socket for a moment, and answers nobody."""
+        deadline = time.monotonic() + 20
+        while self.root.get("/status").status == 500 and time.monotonic() < deadline:
+            time.sleep(0.05)
+
     def test_goes_on_when_the_daemon_is_another(self):
         global DAEMON
         stream = self.root.stream()
         stream.await_event("trial")
         DAEMON.terminate()
         DAEMON.wait()
+        self.await_no_daemon()
         self.problem(self.root.get("/status"), 503, "no-daemon")
         DAEMON = gate.start_daemon()
         self.assertEqual(stream.await_event("reset")[2], {})
