@@ -301,4 +301,15 @@ TEST_F(Schedules, AreExplained)
     EXPECT_EQ(network(), "running");
 }
 
+TEST_F(Schedules, MakeNoTransactionAboutOthersKeepACopyOfTheZone)
+{
+    const unsigned long before = vorn_instances_get_left_behind();
+    const std::string answer =
+        ask("<lsql><write-transaction><update><Radio name=\"r0\"><channel>7</channel></Radio>"
+            "</update></write-transaction></lsql>");
+
+    EXPECT_THAT(answer, HasSubstr("<rc>0</rc>"));
+    EXPECT_EQ(vorn_instances_get_left_behind() - before, 1U) << "the one that has changed";
+}
+
 } // namespace
