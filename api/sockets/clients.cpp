@@ -351,10 +351,18 @@ bool open_door(const char *name, eloop_sock_handler handler)
     return true;
 }
 
+/* Whether none of those who are there has said or taken anything since it was looked after. */
+bool is_quiet()
+{
+    pollfd one = {events, POLLIN, 0};
+    return !first || poll(&one, 1, 0) == 0;
+}
+
 /*
- * With others there, whoever was complete before has to be served before. When they are as many as
- * may be, all of them have said something and none was answered yet, they are served one by one,
- * and who comes waits for that.
+ * With others there, whoever was complete before has to be served before; those who keep silent
+ * cost who comes no more than a look at them. When they are as many as may be, all of them have
+ * said something and none was answered yet, they are served one by one, and who comes waits for
+ * that.
  */
 void take_client(int listener, const Door &door)
 {
@@ -364,10 +372,10 @@ void take_client(int listener, const Door &door)
     }
     Fd descriptor = accept_client(listener, door);
     if (!descriptor) return;
-    const bool is_alone = !first;
+    const bool is_next = is_quiet();
     Client *client = take_in(std::move(descriptor), door);
     if (!client) return;
-    if (is_alone) {
+    if (is_next) {
         attend(*client);
     } else if (watch(*client)) {
         take_the_others_in(listener, door);
