@@ -39,6 +39,20 @@ TEST_F(Doors, ServeWhoeverIsCompleteWhileOthersAreSilent)
     EXPECT_EQ(heard(half), "");
 }
 
+/* As beside the gate, whose connection stays. */
+TEST_F(Doors, PutNobodyIntoTheSetForWhomTheyHaveTimeAtOnce)
+{
+    const Fd silent = stay();
+    run();
+    calls.sets_changed = 0;
+
+    const Fd client = come(framed("whole"));
+    run();
+
+    EXPECT_EQ(heard(client), "whole|");
+    EXPECT_EQ(calls.sets_changed, 0);
+}
+
 TEST_F(Doors, ServeInTheOrderInWhichRequestsBecameComplete)
 {
     const Fd first = come(framed("first").substr(0, 5));

@@ -13,6 +13,7 @@
 #include <ctime>
 #include <utility>
 
+#include <sys/epoll.h>
 #include <sys/types.h>
 
 namespace {
@@ -51,6 +52,7 @@ int __real_fcntl(int descriptor, int request, ...);
 int __real_listen(int descriptor, int backlog);
 ssize_t __real_recv(int descriptor, void *room, size_t size, int flags);
 ssize_t __real_send(int descriptor, const void *bytes, size_t size, int flags);
+int __real_epoll_ctl(int set, int operation, int descriptor, struct epoll_event *event);
 int __real_clock_gettime(clockid_t clock, struct timespec *answer);
 int __real_vorn_socket_get_unix(const char *name, unsigned int flags);
 int __real_vorn_socket_get_tcp(int port, int local_only);
@@ -70,6 +72,12 @@ int __wrap_listen(int descriptor, int backlog)
 {
     if (calls && calls->refuses_listen) return refuse();
     return __real_listen(descriptor, backlog);
+}
+
+int __wrap_epoll_ctl(int set, int operation, int descriptor, struct epoll_event *event)
+{
+    if (calls) calls->sets_changed++;
+    return __real_epoll_ctl(set, operation, descriptor, event);
 }
 
 ssize_t __wrap_recv(int descriptor, void *room, size_t size, int flags)

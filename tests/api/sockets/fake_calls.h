@@ -36,6 +36,8 @@ public:
     std::int64_t now_ms = 1000000;
     /* How often free memory was to go back to the system. */
     int memory_given_back = 0;
+    /* How often somebody was put into a set to wait for, or taken out. */
+    int sets_changed = 0;
 
     /* What a listener was asked for; the answer is the listener that is put here. */
     bool answers_listeners = false;
