@@ -12,6 +12,7 @@
 #include "lists.h"
 #include "networks.h"
 #include "pauses.h"
+#include "roaming.h"
 #include "security.h"
 #include "standards.h"
 #include "values.h"
@@ -168,6 +169,7 @@ static void write_network(struct writer *writer, const vorn_instance *network)
         fprintf(writer->whole, "max_num_sta=%s\n", value_of(network, "max-stations"));
     }
     security_write(writer, network, interface);
+    roaming_write(writer, network, interface);
     write_access(writer, network, interface);
     writer->networks++;
 }

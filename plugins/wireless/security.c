@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * What is asked of a network that could not be as it should, as one that came in without a check,
- * makes it no weaker: management frames are protected as much as its security demands, and VLANs
- * are those of who may have them.
+ * makes it no weaker: management frames are protected as much as its security demands, VLANs are
+ * those of who may have them, and no haste takes a station out of its own.
  */
 #include "security.h"
 
@@ -22,6 +22,7 @@ enum proof { by_nothing, by_key, by_server };
 
 struct security {
     const char *management; /* as hostapd has it */
+    const char *fast;       /* with fast transition; null where it has none */
     enum proof proof;
     enum protection least;
     enum protection usual;
@@ -34,13 +35,13 @@ const char *const security_vlans[] = {"off", "optional", "required", NULL};
 
 /* In the order of the words. */
 static const struct security securities[] = {
-    {NULL, by_nothing, unprotected, unprotected},
-    {"WPA-PSK", by_key, unprotected, may_be_protected},
-    {"SAE", by_key, are_protected, are_protected},
-    {"WPA-PSK SAE", by_key, may_be_protected, may_be_protected},
-    {"WPA-EAP", by_server, unprotected, may_be_protected},
-    {"WPA-EAP-SHA256", by_server, are_protected, are_protected},
-    {"OWE", by_nothing, are_protected, are_protected},
+    {NULL, NULL, by_nothing, unprotected, unprotected},
+    {"WPA-PSK", "WPA-PSK FT-PSK", by_key, unprotected, may_be_protected},
+    {"SAE", NULL, by_key, are_protected, are_protected},
+    {"WPA-PSK SAE", "WPA-PSK FT-PSK SAE", by_key, may_be_protected, may_be_protected},
+    {"WPA-EAP", NULL, by_server, unprotected, may_be_protected},
+    {"WPA-EAP-SHA256", NULL, by_server, are_protected, are_protected},
+    {"OWE", NULL, by_nothing, are_protected, are_protected},
 };
 
 /* The place of the word, or that for what is none of them. */
@@ -88,6 +89,12 @@ int security_has_vlans(const vorn_instance *network)
     return vlans_of(network) != 0;
 }
 
+int security_is_fast(const vorn_instance *network)
+{
+    return is_on(network, "fast-transition") && security_of(network)->fast != NULL &&
+           !security_has_vlans(network);
+}
+
 static int judge_protection(const vorn_instance *network, fault *found)
 {
     static const char property[] = "management-frame-protection";
@@ -121,11 +128,25 @@ static int judge_vlans(const vorn_instance *network, fault *found)
                     "only wpa2-eap and wpa3-eap can turn away who has no VLAN");
 }
 
+/* Who comes over is not asked for his key again, which is what tells his VLAN. */
+static int judge_speed(const vorn_instance *network, fault *found)
+{
+    static const char property[] = "fast-transition";
+    if (!is_on(network, property)) return 0;
+    if (security_of(network)->fast == NULL) {
+        return fault_is(found, property,
+                        "only of wpa2-psk and wpa2-wpa3 does every access point know the key");
+    }
+    if (!security_has_vlans(network)) return 0;
+    return fault_is(found, property, "a station that comes over would be in no VLAN");
+}
+
 int security_judge(const vorn_instances *configuration, const vorn_instance *network, fault *found)
 {
     const int needs_server = security_of(network)->proof == by_server;
     return judge_protection(network, found) ||
-           radius_judge(configuration, network, needs_server, found) || judge_vlans(network, found);
+           radius_judge(configuration, network, needs_server, found) ||
+           judge_vlans(network, found) || judge_speed(network, found);
 }
 
 static const char *lacks_key(const vorn_instances *configuration, const vorn_instance *network)
@@ -180,7 +201,8 @@ void security_write(struct writer *writer, const vorn_instance *network, const c
     const char *key = keys_of(network, "key");
     if (security->management == NULL) return;
     writer_frame_line(writer, "wpa", "2");
-    writer_frame_line(writer, "wpa_key_mgmt", security->management);
+    writer_frame_line(writer, "wpa_key_mgmt",
+                      security_is_fast(network) ? security->fast : security->management);
     writer_frame_line(writer, "rsn_pairwise", "CCMP");
     writer_frame_line(writer, "ieee80211w", mode);
     if (strcmp(value_of(network, "security"), "wpa2-wpa3") == 0)

@@ -27,6 +27,9 @@ const char *security_lacks(const vorn_instances *configuration, const vorn_insta
 int security_has_station_keys(const vorn_instance *network);
 int security_has_vlans(const vorn_instance *network);
 
+/** Whether stations come over from other access points of that key without proving it again. */
+int security_is_fast(const vorn_instance *network);
+
 /** Writes the lines of a network that lacks nothing. */
 void security_write(struct writer *writer, const vorn_instance *network, const char *interface);
 

@@ -19,6 +19,7 @@
 #include "pauses.h"
 #include "radios.h"
 #include "radius.h"
+#include "roaming.h"
 #include "security.h"
 #include "spectrum.h"
 #include "standards.h"
@@ -329,6 +330,7 @@ static int declare_network(void)
     declare_limits(network);
     declare_protection(network);
     declare_servers(network);
+    roaming_declare(network);
     declare_state(network, "state");
     describe(network, "state", "State", "Whether it is on the air, or why not.", NULL);
     vorn_refresher_set_property_fn(network_refresher, "key", hiding_tell);

@@ -35,6 +35,10 @@ constexpr const char *changes_of_radios[] = {
     HOME("<hidden>on</hidden>"),
     HOME("<key>another horse</key>"),
     HOME("<management-frame-protection>required</management-frame-protection>"),
+    HOME("<fast-transition>on</fast-transition><neighbour-reports>on</neighbour-reports>"),
+    HOME("<mobility-domain>a1b2</mobility-domain>"),
+    HOME("<transition-management>on</transition-management>"),
+    HOME("<fast-transition>off</fast-transition>"),
     "<insert><station-key name=\"one\"><network>home</network><key>third horse</key></station-key>"
     "</insert>",
     "<insert><radius-server name=\"one\"><address>10.0.0.1</address><secret>horse</secret>"

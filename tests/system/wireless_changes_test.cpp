@@ -200,6 +200,22 @@ constexpr WirelessChange wireless_changes[] = {
      hostapd_command, false},
     {"ThePower", "<update><radio><power>10</power></radio></update>",
      "iw dev wlan0 set txpower fixed 1000", false},
+    {"FastTransition",
+     "<update><wireless-network name=\"home\"><fast-transition>on</fast-transition>"
+     "</wireless-network></update>",
+     hostapd_command, false},
+    {"NeighbourReports",
+     "<update><wireless-network><neighbour-reports>on</neighbour-reports></wireless-network>"
+     "</update>",
+     hostapd_command, false},
+    {"TransitionManagement",
+     "<update><wireless-network><transition-management>on</transition-management>"
+     "</wireless-network></update>",
+     "", true},
+    {"TheMobilityDomainOfNobody",
+     "<update><wireless-network><mobility-domain>a1b2</mobility-domain></wireless-network>"
+     "</update>",
+     "", false},
     {"AnotherProvider",
      "<insert><radio name=\"wlan1\"><mode>g</mode><channel>1</channel></radio>"
      "</insert>",
