@@ -186,6 +186,16 @@ void wireless_refresh_networks(vorn_refresh_info *info)
 
 static vorn_refresher *refresher;
 
+/* Until they are over, those that follow on them without a gap included; 0 for never. */
+static int64_t end_of(const hours *within, int64_t now)
+{
+    for (int step = 0; step < most_steps; step++) {
+        now = hours_next(within, now);
+        if (!hours_are(within, now)) return now;
+    }
+    return 0;
+}
+
 static const char *state(vorn_instance *schedule, const char *property, vorn_refresh_info *info)
 {
     static char text[64];
@@ -199,8 +209,10 @@ static const char *state(vorn_instance *schedule, const char *property, vorn_ref
         return schedule_failed(found.reason);
     if (!clock_is_set(now)) return schedule_waits;
     if (hours_read(&within, schedule, "from", "to") != 0) return "failed: it has no hours";
-    const int64_t next = hours_next(&within, now);
-    snprintf(text, sizeof text, hours_are(&within, now) ? "active until %s" : "next at %s",
+    const int are = hours_are(&within, now);
+    const int64_t next = are ? end_of(&within, now) : hours_next(&within, now);
+    if (next == 0) return "active";
+    snprintf(text, sizeof text, are ? "active until %s" : "next at %s",
              local_text(next, now, when));
     return text;
 }

@@ -106,6 +106,18 @@ TEST_F(Schedules, BeginOnTheirDaysAlone)
     EXPECT_EQ(told("wireless-schedule", "s"), "next at 2026-12-04 23:00");
 }
 
+TEST_F(Schedules, OfWholeDaysAreActiveUntilTheLastOfThemIsOver)
+{
+    constexpr char whole_days[] = "<network>guests</network><from>00:00</from><to>00:00</to>";
+    add("wireless", std::string(whole_days) + "<days>mon tue</days>");
+    EXPECT_EQ(told("wireless-schedule", "s"), "active until 2026-11-25 00:00");
+    EXPECT_EQ(network(), "off by schedule until 2026-11-25 00:00");
+
+    change("<update><wireless-schedule><days/></wireless-schedule></update>");
+    EXPECT_EQ(told("wireless-schedule", "s"), "active");
+    EXPECT_EQ(network(), "off by schedule");
+}
+
 TEST_F(Schedules, ThatTurnOnLeaveNetworksOffOtherwise)
 {
     add("wireless", "<network>guests</network><action>on</action><days>mon tue</days>"
