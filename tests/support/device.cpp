@@ -25,6 +25,11 @@ std::string Device::built_plugins()
     return VORN_PLUGIN_FOLDER;
 }
 
+std::string Device::example(const std::string &name)
+{
+    return VORN_EXAMPLES "/" + name;
+}
+
 void Device::install_plugin(const std::string &name)
 {
     namespace fs = std::filesystem;

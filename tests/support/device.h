@@ -18,6 +18,8 @@ protected:
     static void install_plugin(const std::string &name);
     /* The folder of the reference plugins that were built. */
     static std::string built_plugins();
+    /* A configuration of packaging/examples, by its file name. */
+    static std::string example(const std::string &name);
 
     /* Kills the program whose id a command prints, as soon as it prints one: a child is there a
      * little later than it is started. */

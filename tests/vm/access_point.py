@@ -26,7 +26,7 @@ class AccessPoint(Device):
     """A device with a radio and a station in its range."""
 
     def __init__(self):
-        super().__init__(radios=True)
+        super().__init__(radios=1)
 
     def boot(self):
         # Of the host's programs these may be missing, or be others; busybox's are meant.

@@ -37,21 +37,27 @@ def make_kernel():
     subprocess.run([HERE / "build", CACHE], check=True)
 
 
+def station_namespace(number):
+    return f"station{number or ''}"
+
+
 class MachineError(Exception):
     """The machine did not do what it was asked for; the text ends with its console."""
 
 
 class Machine:
     def __init__(self, *, layers=(), disk=None, watchdog=False, skip_idle_time=False,
-                 radios=False, on_terminal=False):
+                 radios=0, stations=1, on_terminal=False):
         """`disk` is an ext4 image, see make_disk; it holds /etc/config. With `skip_idle_time` the
         guest's clock jumps ahead whenever nothing is to be done: minutes of waiting take seconds.
-        `radios` are two: wlan0 is the machine's, wlan1 is in the network namespace "station"."""
+        So many `radios` are the machine's, wlan0 on; where it has any, the ones after them are of
+        `stations`, in the network namespaces "station", "station1" and so on."""
         self.layers = [*layers, CACHE / "modules", pathlib.Path("/")]
         self.disk = disk
         self.watchdog = watchdog
         self.skip_idle_time = skip_idle_time
         self.radios = radios
+        self.stations = stations
         self.on_terminal = on_terminal
         self.process = None
 
@@ -234,8 +240,11 @@ class Machine:
         if self.watchdog:
             self.check("modprobe i6300esb")
         if self.radios:
-            self.check("modprobe mac80211_hwsim radios=2 && ip netns add station && "
-                       "iw phy phy1 set netns name station")
+            self.check(f"modprobe mac80211_hwsim radios={self.radios + self.stations}")
+            for number in range(self.stations):
+                namespace = station_namespace(number)
+                self.check(f"ip netns add {namespace} && "
+                           f"iw phy phy{self.radios + number} set netns name {namespace}")
 
     def _problem(self, text):
         tail = "\n".join(line[:200] for line in self.console.splitlines()[-40:])

@@ -2,51 +2,55 @@
 """A wireless station beside the device: its own radio, its own network namespace, one machine."""
 import shlex
 
-from machine import PATIENCE_S
+from machine import PATIENCE_S, station_namespace
 
-CONTROL = "/run/station"
-INTERFACE = "wlan1"
 BUSYBOX = "/run/vm/busybox"
 LEASE_SCRIPT = """#!/bin/sh
 case $1 in
     deconfig) ip address flush dev "$interface" ;;
     bound)
         ip address add "$ip/$mask" dev "$interface"
-        echo "$ip" >/run/station/address
+        [ -z "$router" ] || ip route replace default via "$router"
+        [ ! -d "/run/$interface" ] || echo "$ip" >"/run/$interface/address"
         ;;
 esac
 """
 
 
 class Station:
-    """Of a machine with radios."""
+    """Of a machine with radios, of which it has one."""
 
-    def __init__(self, machine):
+    def __init__(self, machine, number=0):
         self.machine = machine
-        machine.check(f"mkdir -p {CONTROL}")
-        machine.write(f"{CONTROL}/lease", LEASE_SCRIPT, mode="755")
+        self.namespace = station_namespace(number)
+        self.interface = f"wlan{machine.radios + number}"
+        self.files = f"/run/{self.interface}"
+        machine.check(f"mkdir -p {self.files}")
+        machine.write(f"{self.files}/lease", LEASE_SCRIPT, mode="755")
         self.run("ip link set lo up")
 
     def run(self, command, deadline=PATIENCE_S):
         """In the station's namespace."""
-        return self.machine.run(f"ip netns exec station sh -c {shlex.quote(command)}", deadline)
+        return self.machine.run(
+            f"ip netns exec {self.namespace} sh -c {shlex.quote(command)}", deadline)
 
     def associate(self, ssid, key=None, sae=False, deadline=90, security=None):
         """Leaves where it was and joins a network; whether that came about. It gives up when the
         key is refused. `security` are wpa_supplicant's own lines, instead of a key."""
         self.leave()
         security = security or self._security(key, sae)
-        self.machine.write(f"{CONTROL}/supplicant.conf", self._configuration(ssid, security), "600")
+        self.machine.write(f"{self.files}/supplicant.conf", self._configuration(ssid, security),
+                           "600")
         status, output = self.run(
-            f"wpa_supplicant -B -D nl80211 -i {INTERFACE} -c {CONTROL}/supplicant.conf "
-            f"-P {CONTROL}/pid -f {CONTROL}/log")
+            f"wpa_supplicant -B -D nl80211 -i {self.interface} -c {self.files}/supplicant.conf "
+            f"-P {self.files}/pid -f {self.files}/log")
         if status != 0:
             raise RuntimeError(f"wpa_supplicant does not start: {output}")
         self.machine.run(
             f"end=$(($(cut -d. -f1 /proc/uptime) + {deadline})); "
             "while test $(cut -d. -f1 /proc/uptime) -lt $end; do "
             f"{self._status()} | grep -q ^wpa_state=COMPLETED && break; "
-            f"grep -q TEMP-DISABLED {CONTROL}/log && break; sleep 0.2; done")
+            f"grep -q TEMP-DISABLED {self.files}/log && break; sleep 0.2; done")
         return self.is_associated()
 
     def joins(self, *arguments, **options):
@@ -59,15 +63,19 @@ class Station:
         return self.machine.run(f"{self._status()} | grep -q ^wpa_state=COMPLETED").status == 0
 
     def leave(self):
-        self.machine.run(f"pid=$(cat {CONTROL}/pid) && kill $pid && "
+        self.machine.run(f"pid=$(cat {self.files}/pid) && kill $pid && "
                          "while kill -0 $pid; do sleep 0.05; done")
-        self.machine.check(f"rm -f {CONTROL}/pid {CONTROL}/log {CONTROL}/address")
+        self.machine.check(f"rm -f {self.files}/pid {self.files}/log {self.files}/address")
 
     def lease(self):
         """Asks for an address and takes it; None if there is none to be had."""
-        self.run(f"rm -f {CONTROL}/address; {BUSYBOX} udhcpc -i {INTERFACE} -n -q -t 20 -T 1 "
-                 f"-s {CONTROL}/lease")
-        return self.run(f"cat {CONTROL}/address 2>/dev/null").output.strip() or None
+        self.run(f"rm -f {self.files}/address; {BUSYBOX} udhcpc -i {self.interface} -n -q -t 20 -T 1 "
+                 f"-s {self.files}/lease")
+        return self.address()
+
+    def address(self):
+        """The one that it was given."""
+        return self.run(f"cat {self.files}/address 2>/dev/null").output.strip() or None
 
     def ping(self, address):
         return self.run("for try in 1 2 3; do "
@@ -75,11 +83,10 @@ class Station:
 
     def log(self):
         """What wpa_supplicant had to say since it last tried to associate."""
-        return self.machine.run(f"cat {CONTROL}/log").output
+        return self.machine.run(f"cat {self.files}/log").output
 
-    @staticmethod
-    def _status():
-        return f"wpa_cli -p {CONTROL} -i {INTERFACE} status 2>/dev/null"
+    def _status(self):
+        return f"wpa_cli -p {self.files} -i {self.interface} status 2>/dev/null"
 
     @staticmethod
     def _security(key, sae):
@@ -89,7 +96,6 @@ class Station:
             return f'key_mgmt=SAE\nsae_password="{key}"\nieee80211w=2'
         return f'key_mgmt=WPA-PSK\npsk="{key}"'
 
-    @staticmethod
-    def _configuration(ssid, security):
-        return (f"ctrl_interface={CONTROL}\nnetwork={{\nssid=\"{ssid}\"\nscan_ssid=1\n"
+    def _configuration(self, ssid, security):
+        return (f"ctrl_interface={self.files}\nnetwork={{\nssid=\"{ssid}\"\nscan_ssid=1\n"
                 f"{security}\n}}\n")

@@ -14,7 +14,7 @@ SEED = int(os.environ.get("VORN_SEED", "1"))
 
 class ADevice(unittest.TestCase):
     def test_that_was_changed_is_as_one_that_was_booted(self):
-        with Device(radios=True) as device:
+        with Device(radios=1) as device:
             for program in ("udhcpc", "syslogd"):
                 device.check(f"ln -sf /run/vm/busybox /usr/bin/{program}")
             device.write("/usr/bin/ntpd", "#!/bin/sh\nexec sleep 100000\n")

@@ -23,7 +23,7 @@ SAE = f"wpa_key_mgmt=SAE\nsae_password={KEY}\nieee80211w=2\n"
 class AStation(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.machine = cls.enterClassContext(Machine(radios=True))
+        cls.machine = cls.enterClassContext(Machine(radios=1))
         cls.station = Station(cls.machine)
 
     def open_network(self, security):
@@ -66,13 +66,13 @@ class AStation(unittest.TestCase):
 
         self.doCleanups()
 
-        self.machine.wait_for("! wpa_cli -p /run/station -i wlan1 status | grep -q COMPLETED")
+        self.machine.wait_for(f"! wpa_cli -p {self.station.files} -i wlan1 status | grep -q COMPLETED")
         self.assertFalse(self.station.is_associated())
 
 
 class TheRadio(unittest.TestCase):
     def test_follows_the_regulatory_domain(self):
-        with Machine(radios=True) as machine:
+        with Machine(radios=1) as machine:
             for country, channel_12 in (("DE", "dBm"), ("US", "disabled")):
                 machine.check(f"iw reg set {country}")
                 machine.wait_for(f"iw reg get | grep -q 'country {country}'")
