@@ -301,10 +301,20 @@ export class App {
   async conflicts() {
     const { drafts, schema } = this;
     const classes = [...new Set(drafts.list.map((d) => d.class))];
-    const answers = await Promise.all(classes.map((name) => this.api.objects(name)));
-    const found = new Map(answers.flatMap(({ objects }) => this.identify(objects)).map((o) => [o.key, o]));
+    const answers = new Map(await Promise.all(classes.map(async (name) => [name, await this.#objectsIfAny(name)])));
+    const found = new Map([...answers.values()].flatMap((objects) => this.identify(objects ?? [])).map((o) => [o.key, o]));
     const isSetting = (className, property) => schema.property(className, property)?.writable;
-    return drafts.conflicts(({ key }) => found.get(key), isSetting);
+    return drafts.conflicts(({ key }) => found.get(key), isSetting, (className) => answers.get(className) !== null);
+  }
+
+  /** Null for a class that there is none of any more, for whoever is logged in. */
+  async #objectsIfAny(className) {
+    try {
+      return (await this.api.objects(className)).objects;
+    } catch (error) {
+      if (error instanceof Problem && error.status === 404) return null;
+      throw error;
+    }
   }
 
   /** Keeps what the device has against single values, so that it stands at their fields. */

@@ -75,10 +75,12 @@ export class Drafts {
 
   /**
    * What differs between what was seen and what the device has now. `current` tells the object of a
-   * draft, or undefined when there is none; `isSetting` leaves out what is only measured.
+   * draft, or undefined when there is none; `isSetting` leaves out what is only measured; `isSeen` tells whether
+   * there is still such a class.
    */
-  conflicts(current, isSetting = () => true) {
+  conflicts(current, isSetting = () => true, isSeen = () => true) {
     return this.list.flatMap((draft) => {
+      if (!isSeen(draft.class)) return [{ draft, what: 'unseen', differences: [] }];
       const now = current(draft);
       if (draft.op === 'insert') return now ? [{ draft, what: 'exists', differences: [], now }] : [];
       if (!now) return [{ draft, what: 'gone', differences: [] }];

@@ -35,16 +35,23 @@ export function Differences({ app, changes, onDrop }) {
   return (changes ?? []).map((change) => {
     const name = nameOf(app, change);
     return (
-      <section class={`card change ${change.action}`} key={`${change.class} ${change.name} ${change.action}`}>
-        <div class="cardhead">
-          <h3><Told>{name}</Told> <span class="tag">{t(`action.${change.action}`)}</span></h3>
-          {onDrop && <button class="plain" type="button" aria-label={t('review.dropof', { name })} onClick={() => onDrop(change)}>{t('review.drop')}</button>}
-        </div>
+      <ChangeCard key={`${change.class} ${change.name} ${change.action}`} name={name} action={change.action} onDrop={onDrop && (() => onDrop(change))}>
         {change.values.length > 0 && <Values app={app} change={change} name={name} />}
-      </section>
+      </ChangeCard>
     );
   });
 }
+
+/** One object of a change; `onDrop` leaves it out. */
+export const ChangeCard = ({ name, action, onDrop, children }) => (
+  <section class={`card change ${action}`}>
+    <div class="cardhead">
+      <h3><Told>{name}</Told> <span class="tag">{t(`action.${action}`)}</span></h3>
+      {onDrop && <button class="plain" type="button" aria-label={t('review.dropof', { name })} onClick={onDrop}>{t('review.drop')}</button>}
+    </div>
+    {children}
+  </section>
+);
 
 const Values = ({ app, change, name }) => (
   <Table

@@ -3,7 +3,7 @@ import { useEffect, useState } from 'preact/hooks';
 import { link } from '../model/routes.js';
 import { t } from '../model/texts.js';
 import { Apply } from './apply.jsx';
-import { errorsOf, Explanation, labelOfProperty, nameOf, Refused, Value } from './explanation.jsx';
+import { ChangeCard, errorsOf, Explanation, labelOfProperty, nameOf, Refused, Value } from './explanation.jsx';
 import { Heading } from './page.jsx';
 import { Table } from './table.jsx';
 import { Told } from './told.jsx';
@@ -33,12 +33,12 @@ export function Review({ app }) {
         <p><a class="button" href={link('overview')}>{t('nav.overview')}</a></p>
       </>
     );
-  const drop = (change) => {
-    const draft = app.drafts.list.find((d) => d.class === change.class && (d.name ?? '') === (change.name ?? ''));
+  const leaveOut = (draft) => {
     if (draft) app.drafts.discard(draft.key);
     document.querySelector('h1').focus();
     app.changed();
   };
+  const drop = (change) => leaveOut(app.drafts.list.find((d) => d.class === change.class && (d.name ?? '') === (change.name ?? '')));
   return (
     <>
       <Heading lead={t('review.lead')}>{t('review.title')}</Heading>
@@ -47,12 +47,34 @@ export function Review({ app }) {
         {step.name === 'conflict' && <Conflicts app={app} conflicts={step.conflicts} />}
         {step.name === 'refused' && <Refused app={app} errors={step.errors} />}
         {step.name === 'explained' && <Explanation app={app} explanation={step.explanation} onDrop={drop} />}
+        {isRefusedUntold(step) && <Edited app={app} onDrop={leaveOut} />}
       </div>
       {step.name === 'explained' && step.explanation.refused.length === 0 && (
         <Apply app={app} path="/changes" body={{ changes: app.drafts.changes() }} explanation={step.explanation} onRefused={refused} back={lastEdited(app)} />
       )}
       {step.name === 'refused' && <p class="actions"><button type="button" onClick={look}>{t('app.again')}</button></p>}
     </>
+  );
+}
+
+const isRefusedUntold = ({ name, explanation }) => name === 'refused' || (explanation?.refused.length > 0 && explanation.changes.length === 0);
+
+const actions = { insert: 'inserted', update: 'updated', delete: 'deleted' };
+
+/** The drafts, where the device refuses the whole and tells no differences: any may be what is in the way. */
+function Edited({ app, onDrop }) {
+  return (
+    <section aria-labelledby="edited">
+      <h2 id="edited">{t('review.edited')}</h2>
+      {app.drafts.list.map((draft) => {
+        const labels = Object.keys(draft.values).map((property) => labelOfProperty(app, draft.class, property));
+        return (
+          <ChangeCard key={draft.key} name={nameOf(app, draft)} action={actions[draft.op]} onDrop={() => onDrop(draft)}>
+            {labels.length > 0 && <p class="quiet"><Told>{labels.join(', ')}</Told></p>}
+          </ChangeCard>
+        );
+      })}
+    </section>
   );
 }
 
@@ -99,7 +121,9 @@ function Conflicts({ app, conflicts }) {
               {what === 'changed' && (
                 <button type="button" aria-label={t('conflict.keepof', { name })} onClick={() => decide(() => app.drafts.keepMine(conflict))}>{t('conflict.keep')}</button>
               )}
-              <button type="button" aria-label={t('conflict.theirsof', { name })} onClick={() => decide(() => app.drafts.takeTheirs(conflict))}>{t('conflict.theirs')}</button>
+              <button type="button" aria-label={t(what === 'unseen' ? 'review.dropof' : 'conflict.theirsof', { name })} onClick={() => decide(() => app.drafts.takeTheirs(conflict))}>
+                {t(what === 'unseen' ? 'review.drop' : 'conflict.theirs')}
+              </button>
             </p>
           </section>
         );

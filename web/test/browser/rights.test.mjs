@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 import { accessPoint, lockedBut } from '../boards.mjs';
-import { descriptionOf, editAddress, go, inPageOf, objectOf, openBrowser, picture, press, review, until } from './support.mjs';
+import { applied, descriptionOf, editAddress, go, inPageOf, objectOf, openBrowser, picture, press, review, until } from './support.mjs';
 
 let browser;
 before(async () => {
@@ -120,3 +120,45 @@ test('what somebody may not change any more is told at review', () =>
     assert.equal(await page.getByRole('button', { name: 'Apply on trial' }).count(), 0);
     assert.equal(objectOf(gate, 'guests').properties.address, '10.9.0.1');
   }));
+
+// Nobody has to look for where he had edited it.
+test('what somebody may not change any more is left out at review, and the rest is applied', () =>
+  inPage(async ({ page, gate }) => {
+    await editAddress(page, '10.9.0.2');
+    await go(page, '#/objects/system');
+    await page.getByLabel('Contact').fill('Gustav');
+    gate.board = lockedBut(gate.board, 'system contact', 'trial seconds', 'trial confirm', 'trial revert');
+    await review(page);
+    await page.getByRole('heading', { name: 'What you have edited' }).waitFor();
+    await picture(page, 'denied');
+    await press(page, 'Leave this out: Fixed address guests');
+    await page.getByRole('cell', { name: 'Gustav' }).waitFor();
+    await applied(page);
+    assert.equal(objectOf(gate, 'guests').properties.address, '10.9.0.1');
+  }));
+
+for (const edit of ['an address', 'a new address'])
+  test(`what somebody may not see any more is left out at review: ${edit}`, () =>
+    inPage(async ({ page, gate }) => {
+      if (edit === 'an address') await editAddress(page, '10.9.0.2');
+      else {
+        await go(page, '#/add/static-address');
+        await page.getByLabel('Name needed').fill('office');
+        await page.getByLabel('Address needed').fill('10.8.0.1');
+        await page.getByLabel('Prefix length').fill('24');
+        await page.getByLabel('Interface').selectOption('br-lan');
+        await press(page, 'Put it into the change');
+      }
+      await go(page, '#/objects/system');
+      await page.getByLabel('Contact').fill('Gustav');
+      const { schema, objects } = gate.board;
+      const classes = schema.classes.filter((each) => each.name !== 'static-address');
+      gate.board = { ...gate.board, schema: { id: 'fewer', classes }, objects: objects.filter((each) => each.class !== 'static-address') };
+      await review(page);
+      await page.getByText('There is none of this for you any more').waitFor();
+      await picture(page, 'unseen');
+      assert.equal(await page.getByRole('button', { name: 'Apply on trial' }).count(), 0);
+      await press(page, `Leave this out: Fixed address ${edit === 'an address' ? 'guests' : 'office'}`);
+      await page.getByRole('cell', { name: 'Gustav' }).waitFor();
+      await applied(page);
+    }));

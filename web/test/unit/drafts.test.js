@@ -111,3 +111,14 @@ test('an object that is gone, or that somebody else has made, is a conflict', ()
   drafts.insert('ethernet', 'eth0', {});
   assert.equal(drafts.conflicts(() => eth0('1500'))[0].what, 'exists');
 });
+
+test('what somebody may not see any more is a conflict, of whatever kind, that ends when it is left out', () => {
+  const drafts = new Drafts();
+  drafts.set(eth0('1500'), 'mtu', '1400');
+  drafts.insert('ethernet', 'eth1', {});
+  drafts.insert('bridge', 'br1', {});
+  const told = () => drafts.conflicts(() => undefined, undefined, (className) => className !== 'ethernet');
+  assert.deepEqual(told().map(({ draft, what }) => `${draft.name} ${what}`), ['eth0 unseen', 'eth1 unseen']);
+  for (const conflict of told()) drafts.takeTheirs(conflict);
+  assert.deepEqual(drafts.list.map((d) => d.name), ['br1']);
+});
