@@ -294,6 +294,19 @@ TEST_F(AccessTest, RefusesTransactionsForWhoseRulesThereIsNoMemory)
         least);
 }
 
+TEST_F(AccessTest, FindsOutOnceWhatSomebodyMay)
+{
+    rule("r", 1, "any", "Radio", "", "read", "deny");
+    vorn::Subject subject;
+    subject.uid = 1000;
+    const vorn::AccessView *first = vorn::Access(subject).view();
+
+    EXPECT_NE(first, nullptr);
+    EXPECT_EQ(vorn::Access(subject).view(), first);
+    subject.uid = 1001;
+    EXPECT_NE(vorn::Access(subject).view(), first);
+}
+
 TEST_F(AccessTest, HidesSubclassesAmongThoseOfOneClass)
 {
     rule("r", 1, "any", "Static", "", "read", "deny");

@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: MIT */
+#include "core/plugin_page.h"
 #include "core/plugins.h"
 #include "support/allocation.h"
 #include "support/log.h"
@@ -130,6 +131,25 @@ TEST_F(Plugins, ThatFailDoNotKeepTheOthersOut)
     EXPECT_EQ(vorn::load_plugins_of(folder.c_str()), 1);
 
     EXPECT_EQ(entered().size(), 2u);
+}
+
+/* Which they get when another plugin, in its entry, has what speaks against them forgotten. */
+TEST_F(Plugins, ThatFailAtAnotherChanceFailTheLoading)
+{
+    const std::string page = folder + "page";
+    write("left.vorn");
+    vorn::open_plugin_page(page.c_str());
+    const vorn::PluginOwner owner =
+        vorn::place_on_page((folder + "left.vorn").c_str(), "left.vorn");
+    vorn::slot_of(owner)->deaths = vorn::deaths_until_left_out;
+    vorn::load_plugin(folder.c_str(), "left.vorn");
+    EXPECT_THAT(log.take(), HasSubstr("\"left.vorn\" is left out"));
+
+    vorn::forget_deaths_of(*vorn::slot_of(owner));
+    fs::remove(folder + "left.vorn");
+
+    EXPECT_EQ(vorn::load_plugins_of(folder.c_str()), 1);
+    vorn::close_plugin_page();
 }
 
 TEST_F(Plugins, ThatAreNoSharedObjectsAreReportedAtLevel1)
