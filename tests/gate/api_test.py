@@ -6,6 +6,7 @@ import contextlib
 import json
 import signal
 import socket
+import subprocess
 import sys
 import threading
 import time
@@ -151,6 +152,25 @@ class TheApi(unittest.TestCase):
 
         self.assertEqual(told(ann), [True] * 5)
         self.assertEqual(told(ben), [True] + [False] * 4)
+
+    def test_tells_so_many_series_and_no_more(self):
+        names = [f"port{i}" for i in range(504)]  # of four series each
+        pairs = zip(names[::2], names[1::2])
+        links = "\n".join(f"link add {a} type veth peer name {b}" for a, b in pairs)
+        subprocess.run(["ip", "-batch", "-"], input=links.encode(), check=True)
+
+        def each(operation):
+            return {"changes": [{"op": operation, "class": "ethernet", "name": name}
+                                for name in names]}
+
+        self.addCleanup(self.root.post, "/changes", each("delete"))
+        added = self.root.post("/changes", each("insert"))
+        self.assertEqual(added.status, 200, added.body)
+        text = self.root.get("/metrics").body.decode()
+        self.assertTrue(text.endswith("# EOF\n"))
+        series = [line for line in text.splitlines() if not line.startswith("#")]
+        self.assertEqual(len(set(series)), 2000)
+        self.assertEqual(len(series), 2000)
 
     def test_changes_all_or_nothing(self):
         self.problem(self.root.post("/changes", {"changes": [
