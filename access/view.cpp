@@ -158,10 +158,9 @@ bool AccessView::find_rights(const vorn_class &klass, ClassRights &rights) const
     return !out_of_memory_;
 }
 
-const ClassRights &AccessView::of(const vorn_class &klass) const
+const ClassRights &AccessView::look_up(const vorn_class &klass) const
 {
     static const ClassRights none;
-    if (last_class_ == &klass) return *last_rights_;
     if (const ClassRights *known = classes_.get(&klass)) {
         last_class_ = &klass;
         return *(last_rights_ = known);

@@ -43,7 +43,10 @@ public:
     bool begin(const Subject &subject, const AccessRules &rules);
     const Subject &subject() const { return subject_; }
 
-    const ClassRights &of(const vorn_class &klass) const;
+    const ClassRights &of(const vorn_class &klass) const
+    {
+        return last_class_ == &klass ? *last_rights_ : look_up(klass);
+    }
     /* Of an abstract class, whether any of its subclasses is. */
     bool is_there(const vorn_class &klass) const { return of(klass).is_there; }
     bool is_there(const vorn_instance &instance) const;
@@ -55,6 +58,7 @@ public:
     bool out_of_memory() const { return out_of_memory_; }
 
 private:
+    const ClassRights &look_up(const vorn_class &klass) const;
     bool decide(Right right, const vorn_class &klass, const char *property) const;
     bool find_rights(const vorn_class &klass, ClassRights &rights) const;
     bool add_properties(const vorn_class &klass, const vorn_class &of, ClassRights &rights,

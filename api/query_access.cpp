@@ -44,14 +44,17 @@ bool may_write(QueryOperation &operation, const vorn_class &klass, const char *p
                bool is_new)
 {
     QueryRequest &request = operation.request;
+    const ClassRights &rights = request.view->of(klass);
+    const AccessWord *word = is_new ? nullptr : find_access_word(klass, property);
+    const bool is_denied = denied_names(rights, word, is_new).contains(property);
+    const bool is_unread = !rights.may_read(property);
+    if (!is_denied && !is_unread && !word) return true; /* as with most */
     if (!vorn_class_get_property(&klass, property)) return true;
     if (is_unheard_of(request, klass, property)) return true;
-    if (!may_set(*request.view, klass, property, is_new))
-        return deny_property(operation, klass, property);
-    const AccessWord *word = is_new ? nullptr : find_access_word(klass, property);
+    if (is_denied) return deny_property(operation, klass, property);
     if (word && word->ends_trial) request.ends_trial = true;
     if (word && !request.transaction) return deny_property(operation, klass, property);
-    if (!request.view->of(klass).may_read(property)) request.writes_unread = true;
+    if (is_unread) request.writes_unread = true;
     return true;
 }
 

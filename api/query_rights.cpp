@@ -28,17 +28,20 @@ const AccessWord *find_access_word(const vorn_class &klass, const char *property
     return nullptr;
 }
 
-bool may_set(const AccessView &view, const vorn_class &klass, const char *property, bool is_new)
+const NameSet &denied_names(const ClassRights &rights, const AccessWord *word, bool is_new)
 {
-    const ClassRights &rights = view.of(klass);
-    const AccessWord *word = is_new ? nullptr : find_access_word(klass, property);
-    const NameSet &denied = is_new                     ? rights.not_insertable
-                            : word && word->ends_trial ? rights.unconfirmable
-                                                       : rights.not_updatable;
-    return !denied.contains(property);
+    if (is_new) return rights.not_insertable;
+    return word && word->ends_trial ? rights.unconfirmable : rights.not_updatable;
 }
 
 namespace {
+
+/* Whether no rule keeps him from setting a property, of a new instance or of one that is there. */
+bool may_set(const AccessView &view, const vorn_class &klass, const char *property, bool is_new)
+{
+    const AccessWord *word = is_new ? nullptr : find_access_word(klass, property);
+    return !denied_names(view.of(klass), word, is_new).contains(property);
+}
 
 bool may_insert_one(const AccessView &view, const vorn_class &klass, const char *)
 {

@@ -54,9 +54,6 @@ bool for_each_class(const AccessView &view, const vorn_class &klass, Call call)
     return true;
 }
 
-/* Whether no rule keeps him from setting a property, of a new instance or of one that is there. */
-bool may_set(const AccessView &view, const vorn_class &klass, const char *property, bool is_new);
-
 /*
  * A value as it is for him. What the schema says that clients may do is so for him only as far as
  * the rules permit it.
@@ -79,5 +76,8 @@ struct AccessWord {
     bool ends_trial; /* for which there is a right of its own */
 };
 const AccessWord *find_access_word(const vorn_class &klass, const char *property);
+
+/* What a rule keeps him from setting, of a new instance or, by that word or none, of another. */
+const NameSet &denied_names(const ClassRights &rights, const AccessWord *word, bool is_new);
 
 } // namespace vorn

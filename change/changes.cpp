@@ -277,6 +277,7 @@ bool holds_any(const vorn_class_instances *entry)
 /* Without an iterator as well: a change denied because memory ran out would never be applied. */
 bool holds(const vorn_instances &instances, const char *class_name)
 {
+    if (instances.classes.size() == 0) return false; /* as where a request only reads */
     if (holds_any(instances.classes.get(class_name))) return true;
 
     const vorn_class *klass = vorn_classes_get(class_name);

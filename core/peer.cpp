@@ -25,16 +25,14 @@ constexpr std::uint32_t unknown = UINT32_MAX;
 
 constinit vorn_peer *innermost = nullptr;
 
-const vorn_peer &known(const vorn_peer &peer)
+const PeerCredentials &known(const vorn_peer &peer)
 {
-    if (std::exchange(peer.is_known, true)) return peer;
-    ucred credentials = {0, unknown, unknown};
-    socklen_t size = sizeof credentials;
-    getsockopt(peer.descriptor, SOL_SOCKET, SO_PEERCRED, &credentials, &size);
-    peer.uid = credentials.uid;
-    peer.gid = credentials.gid;
-    peer.pid = credentials.pid;
-    return peer;
+    PeerCredentials &credentials = *peer.credentials;
+    if (credentials.are_known) return credentials;
+    ucred told = {0, unknown, unknown};
+    socklen_t size = sizeof told;
+    getsockopt(peer.descriptor, SOL_SOCKET, SO_PEERCRED, &told, &size);
+    return credentials = {true, told.uid, told.gid, told.pid};
 }
 
 /* A process calls itself what it likes, and what it says ends up in the log. */
@@ -85,7 +83,7 @@ void read_program(const vorn_peer &peer)
 {
     char path[32];
     char name[vorn_peer::longest_program + 2] = "";
-    std::snprintf(path, sizeof path, "/proc/%ld/comm", static_cast<long>(peer.pid));
+    std::snprintf(path, sizeof path, "/proc/%ld/comm", static_cast<long>(known(peer).pid));
     const Fd file(open(path, O_RDONLY | O_CLOEXEC));
     const ssize_t count = file ? read(file.get(), name, sizeof name - 1) : 0;
     if (count > 0 && name[count - 1] == '\n') name[count - 1] = '\0';
@@ -128,10 +126,11 @@ int known_groups(const vorn_peer *peer, std::uint32_t *groups, unsigned int most
     return static_cast<int>(size / sizeof *groups);
 }
 
-PeerOfRequest::PeerOfRequest(int descriptor) : outer_(std::exchange(innermost, &peer_))
+PeerOfRequest::PeerOfRequest(int descriptor, PeerCredentials *kept)
+    : outer_(std::exchange(innermost, &peer_))
 {
     peer_.descriptor = descriptor;
-    peer_.is_known = false;
+    peer_.credentials = kept ? kept : &own_;
     peer_.program[0] = '\0';
     peer_.for_user = nullptr;
     peer_.asks = false;

@@ -5,16 +5,25 @@
 
 #include <cstdint>
 
+namespace vorn {
+
+/* Who connected. It does not change while a connection lasts, so that the kernel is asked once. */
+struct PeerCredentials {
+    bool are_known = false;
+    std::uint32_t uid = 0;
+    std::uint32_t gid = 0;
+    std::int32_t pid = 0;
+};
+
+} // namespace vorn
+
 struct vorn_peer {
     static constexpr unsigned int longest_user = 32;
     static constexpr unsigned int longest_program = 15;
     static constexpr unsigned int longest_for_user = 64;
 
     int descriptor;
-    mutable bool is_known;
-    mutable std::uint32_t uid;
-    mutable std::uint32_t gid;
-    mutable std::int32_t pid;
+    vorn::PeerCredentials *credentials;
     mutable char program[longest_program + 1]; /* empty until it is looked up */
     const char *for_user;                      /* the request's; null when it says none */
     bool asks;                                 /* with a request of its own, that comes next */
@@ -33,10 +42,13 @@ const char *user_name(std::uint32_t uid, const char *for_user);
  */
 int known_groups(const vorn_peer *peer, std::uint32_t *groups, unsigned int most);
 
-/* While it lives, what is done is done for who is at the other end of the descriptor. */
+/*
+ * While it lives, what is done is done for who is at the other end of the descriptor. What is found
+ * out of him is kept for his next request where there is room for it.
+ */
 class PeerOfRequest {
 public:
-    explicit PeerOfRequest(int descriptor);
+    explicit PeerOfRequest(int descriptor, PeerCredentials *kept = nullptr);
     PeerOfRequest(const PeerOfRequest &) = delete;
     ~PeerOfRequest();
 
@@ -51,6 +63,7 @@ public:
 
 private:
     vorn_peer peer_;
+    PeerCredentials own_; /* without room for more than this request */
     vorn_peer *outer_;
 };
 

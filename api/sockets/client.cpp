@@ -269,7 +269,7 @@ void Client::evaluate()
     reply_ = nullptr;
     reply_length_ = sent_ = 0;
     {
-        const PeerOfRequest asked_for_by(descriptor());
+        const PeerOfRequest asked_for_by(descriptor(), &credentials_);
         door_.answer(*this, text);
     }
     evaluation_ms += clients_clock_ms() - began;

@@ -5,6 +5,7 @@
 #include "core/base/file.h"
 #include "core/base/memory.h"
 #include "core/base/text.h"
+#include "core/peer.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -87,6 +88,7 @@ private:
 
     Fd descriptor_;
     const Door &door_;
+    PeerCredentials credentials_;
     Doing doing_ = Doing::hearing;
     std::int64_t deadline_ms_;
     bool took_much_ = false; /* memory, for an exchange, since some was given back */

@@ -83,9 +83,11 @@ void ask(const std::string &request)
     if (!answer || std::string(answer.get()).find("<rc>0</rc>") == std::string::npos) std::abort();
 }
 
-void ask_as_somebody(const Connection &connection, const std::string &request)
+/* With room for what is known of him as if the connection stayed, and else as if it was new. */
+void ask_as_somebody(const Connection &connection, const std::string &request,
+                     PeerCredentials *kept = nullptr)
 {
-    const PeerOfRequest asked_for_by(connection.descriptor());
+    const PeerOfRequest asked_for_by(connection.descriptor(), kept);
     PeerOfRequest::asks();
     ask(request);
 }
@@ -119,9 +121,11 @@ void compare(benchmark::State &state, const std::string &request)
     set_up_board(1000, 0);
     put_rules();
     const Connection connection;
+    PeerCredentials kept;
     std::vector<double> of_nobody;
     std::vector<double> without_rules;
     std::vector<double> with_rules;
+    std::vector<double> with_rules_staying;
     vorn_instances *const no_rules = vorn_instances_new();
     for (auto _ : state) {
         for (int i = 0; i < turns; i++) {
@@ -130,12 +134,15 @@ void compare(benchmark::State &state, const std::string &request)
             without_rules.push_back(take_turn([&] { ask_as_somebody(connection, request); }));
             put_rules_in_force(running_config);
             with_rules.push_back(take_turn([&] { ask_as_somebody(connection, request); }));
+            with_rules_staying.push_back(
+                take_turn([&] { ask_as_somebody(connection, request, &kept); }));
         }
     }
     put_rules_in_force(no_rules);
     vorn_instances_delete(no_rules);
     state.counters["none_ns"] = best_tenth(without_rules) - best_tenth(of_nobody);
     state.counters["extra_ns"] = best_tenth(with_rules) - best_tenth(without_rules);
+    state.counters["extra_stays_ns"] = best_tenth(with_rules_staying) - best_tenth(without_rules);
 }
 
 void SelectWithRules(benchmark::State &state)

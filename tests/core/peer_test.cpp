@@ -75,6 +75,22 @@ TEST_F(Peers, AreWhoeverConnected)
     EXPECT_STREQ(vorn_peer_get_program(peer), "asker");
 }
 
+/* The kernel would say nothing of the other descriptor. */
+TEST_F(Peers, AreAskedForOnceOnAConnectionThatStays)
+{
+    vorn::PeerCredentials kept;
+    const Fd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    for (const int descriptor : {connection.one.get(), file.get()}) {
+        const PeerOfRequest asked_for_by(descriptor, &kept);
+        const vorn_peer *peer = vorn_query_get_peer();
+
+        EXPECT_EQ(vorn_peer_get_uid(peer), geteuid());
+        EXPECT_EQ(vorn_peer_get_pid(peer), getpid());
+    }
+    const PeerOfRequest another(file.get());
+    EXPECT_EQ(vorn_peer_get_uid(vorn_query_get_peer()), 4294967295U);
+}
+
 TEST_F(Peers, HaveTheirGroups)
 {
     const PeerOfRequest asked_for_by(connection.one.get());
