@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """A rollout before it begins: everything is made, checked and signed here, and nothing is sent."""
+import os
 import time
 from pathlib import Path
 
@@ -14,8 +15,10 @@ SLACK = 300  # seconds that a wave has besides its trial and the time in which i
 
 
 def new_id(started):
-    """The day, the second, and the moment in it: of two rollouts the later one has the greater id."""
-    return time.strftime("%Y%m%d-%H%M%S-", time.gmtime(started)) + f"{int(started % 1 * 0x10000):04x}"
+    """The day, the second, and the moment in it: of two rollouts the later one has the greater id.
+    Chance tells those apart that begin at the same moment, with two operators, say."""
+    moment = f"{int(started % 1 * 0x10000):04x}"
+    return time.strftime("%Y%m%d-%H%M%S-", time.gmtime(started)) + moment + os.urandom(4).hex()
 
 
 def wishes_of(change, devices, folder, overrides):

@@ -7,6 +7,7 @@ from operators import BOTH, HEALTHY_FOR, plan_for, reasons, resume, run, runner_
 from vorn_fleet import documents, planning, rollout
 from vorn_fleet.problem import Misused, NotThere, Problem
 from vorn_fleet.text import Amount
+from vorn_fleet.topics import is_identifier
 
 
 class APlan(unittest.TestCase):
@@ -32,6 +33,14 @@ class APlan(unittest.TestCase):
                          is_there=lambda name: name not in ("ap3", "ap4"))
         self.assertEqual(waves[0], ["ap7"])
         self.assertLessEqual({"ap3", "ap4"}, set(waves[2][-2:]))
+
+    def test_has_an_id_of_its_own_and_a_greater_one_than_those_before(self):
+        moment = 1795413307.968
+        same = [planning.new_id(moment) for _ in range(10)]
+        self.assertEqual(len(set(same)), 10)
+        self.assertLess(max(same), planning.new_id(moment + 0.0001))
+        self.assertLess("20261123-055507-f7ce", min(same))  # as they were made once
+        self.assertTrue(all(map(is_identifier, same)), same)
 
     def test_has_the_next_number_of_each_device(self):
         broker = Broker()
