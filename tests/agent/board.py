@@ -45,19 +45,29 @@ def run(*words, **more):
     return subprocess.run(words, check=True, capture_output=True, **more).stdout
 
 
+CURVE = ("-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes")
+
+
+def make_authority(home):
+    run("openssl", "req", "-x509", *CURVE, "-days", "30", "-subj", "/CN=authority", "-keyout",
+        home / "ca.key", "-out", home / "ca.pem")
+
+
+def make_certificate(home, name, subject, extension="keyUsage=digitalSignature"):
+    """A key, and what the authority says of it."""
+    (home / "extension").write_text(extension, "ascii")
+    request = run("openssl", "req", "-new", *CURVE, "-subj", "/CN=" + subject, "-keyout",
+                  home / f"{name}.key")
+    run("openssl", "x509", "-req", "-days", "30", "-CA", home / "ca.pem", "-CAkey",
+        home / "ca.key", "-CAcreateserial", "-extfile", home / "extension", "-out",
+        home / f"{name}.pem", input=request)
+
+
 def make_certificates():
     """A small authority, and what it says of the broker and of the device."""
-    curve = ("-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes")
-    run("openssl", "req", "-x509", *curve, "-days", "30", "-subj", "/CN=authority", "-keyout",
-        HOME / "ca.key", "-out", HOME / "ca.pem")
-    for name, subject, extension in (("broker", "broker", f"subjectAltName=IP:{ADDRESS}"),
-                                     ("device", "acme/ap1", "keyUsage=digitalSignature")):
-        (HOME / "extension").write_text(extension, "ascii")
-        request = run("openssl", "req", "-new", *curve, "-subj", "/CN=" + subject.replace("/", "-"),
-                      "-keyout", HOME / f"{name}.key")
-        run("openssl", "x509", "-req", "-days", "30", "-CA", HOME / "ca.pem", "-CAkey",
-            HOME / "ca.key", "-CAcreateserial", "-extfile", HOME / "extension", "-out",
-            HOME / f"{name}.pem", input=request)
+    make_authority(HOME)
+    make_certificate(HOME, "broker", "broker", f"subjectAltName=IP:{ADDRESS}")
+    make_certificate(HOME, "device", "acme-ap1")
     for each in HOME.glob("*.key"):
         each.chmod(0o644)
 

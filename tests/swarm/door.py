@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
-"""Stands between devices and their broker: notes how they connect, and can give them a user's name and
-password, which a broker may insist on, and a device with a certificate does not have."""
-import socket
+"""Stands between devices and their broker: notes how they connect, and can cut them off. The way to the
+broker may have TLS, which the devices that are simulated do without."""
+import asyncio
 import struct
 import threading
 
@@ -15,15 +15,6 @@ def number_at(data, at):
         at, shift = at + 1, shift + 7
         if byte < 128:
             return value, at
-
-
-def length_of(value):
-    out = bytearray()
-    while True:
-        value, rest = value >> 7, value & 127
-        out.append(rest | (128 if value else 0))
-        if not value:
-            return bytes(out)
 
 
 def text_at(data, at):
@@ -42,20 +33,11 @@ def properties_at(data, at):
     return found, end
 
 
-def shut(connection):
-    try:
-        connection.shutdown(socket.SHUT_RDWR)
-    except OSError:
-        pass  # it is already
-
-
 class Connect:
     """What the first packet of a connection says."""
 
     def __init__(self, packet):
         _, at = number_at(packet, 1)
-        self.head = at
-        self.packet = packet
         protocol, at = text_at(packet, at)
         self.version, self.flags = packet[at], packet[at + 1]
         self.protocol = protocol
@@ -70,60 +52,49 @@ class Connect:
         self.will, at = text_at(packet, at)
         assert at == len(packet)
 
-    def with_user(self, name, password):
-        flags_at = self.head + 2 + len(self.protocol) + 1
-        body = bytearray(self.packet[self.head:])
-        body[flags_at - self.head] |= 0xC0
-        for text in (name.encode(), password.encode()):
-            body += struct.pack(">H", len(text)) + text
-        return self.packet[:1] + length_of(len(body)) + bytes(body)
+
+async def packet_from(reader):
+    head = await reader.readexactly(2)
+    while head[-1] & 128:
+        head += await reader.readexactly(1)
+    return head + await reader.readexactly(number_at(head, 1)[0])
 
 
 class Door:
-    def __init__(self, port, broker_port, user=None):
-        self.broker_port, self.user = broker_port, user
+    def __init__(self, port, broker):
+        self.broker = broker
         self.connects = []
-        self.open = []
-        self.server = socket.create_server(("127.0.0.1", port))
-        threading.Thread(target=self.serve, daemon=True).start()
+        self.open = ()
+        self.loop = asyncio.new_event_loop()
+        threading.Thread(target=self.loop.run_forever, daemon=True).start()
+        server = asyncio.start_server(self.admit, "127.0.0.1", port)
+        asyncio.run_coroutine_threadsafe(server, self.loop).result()
 
-    def serve(self):
-        while True:
-            client, _ = self.server.accept()
-            threading.Thread(target=self.admit, args=(client,), daemon=True).start()
-
-    def admit(self, client):
+    async def admit(self, device, to_device):
         try:
-            data = b""
-            while len(data) < 2 or len(data) < sum(number_at(data, 1)):
-                piece = client.recv(65536)
-                if not piece:
-                    return
-                data += piece
-            end = sum(number_at(data, 1))
-            connect = Connect(data[:end])
+            first = await packet_from(device)
+            connect = Connect(first)
             self.connects.append(connect)
-            broker = socket.create_connection(("127.0.0.1", self.broker_port))
-        except OSError:
-            client.close()
+            broker, to_broker = await asyncio.open_connection(
+                "127.0.0.1", self.broker.port, ssl=self.broker.tls(connect.client))
+        except (OSError, EOFError):
+            to_device.close()
             return
-        first = connect.with_user(*self.user(connect.client)) if self.user else data[:end]
-        broker.sendall(first + data[end:])
-        self.open = [client, broker]
-        for source, target in ((client, broker), (broker, client)):
-            threading.Thread(target=self.copy, args=(source, target), daemon=True).start()
+        to_broker.write(first)
+        self.open = (to_device, to_broker)
+        await asyncio.gather(self.copy(device, to_broker), self.copy(broker, to_device))
 
     @staticmethod
-    def copy(source, target):
+    async def copy(source, target):
         try:
-            while piece := source.recv(65536):
-                target.sendall(piece)
+            while piece := await source.read(65536):
+                target.write(piece)
+                await target.drain()
         except OSError:
             pass
-        shut(source)
-        shut(target)
+        target.close()
 
     def cut(self):
         """As a network that is gone: nobody says goodbye."""
         for each in self.open:
-            shut(each)
+            self.loop.call_soon_threadsafe(each.transport.abort)
