@@ -76,6 +76,7 @@ void Agent::connected(Time now)
     is_connected_ = true;
     connected_at_ = now.ms;
     published_.clear();
+    is_told_ = false;
     proof_token_ = state_token_ = 0;
     states_.begin_anew(now.ms);
     outside_.subscribe(topic("desired"));
@@ -94,6 +95,7 @@ void Agent::disconnected(Time now)
     is_connected_ = false;
     is_answering_ = false;
     proof_token_ = 0;
+    untold_.clear();
     report_at_ = never;
     connect_at_ = now.ms + spread_.delay_ms(cause, outside_.chance());
 }
@@ -159,6 +161,7 @@ void Agent::looked(View view, Time now)
     looked_at_ = now.ms;
     const View before = view_ ? *view_ : view;
     view_ = std::move(view);
+    is_told_ = is_told_ && *view_ == before;
     const bool is_settled = view_->commit == before.commit && view_->problems.empty() &&
                             view_->trial == View::Trial::none;
     look_at_ = now.ms + (has_changed_               ? shortest_between_looks_ms
@@ -321,18 +324,16 @@ void Agent::applied(Applied result, Time now)
     if (next_) look();
 }
 
+/* On the same connection the next look has it reported: a report of before proves nothing. */
 void Agent::begin_proof(Time now)
 {
     phase_ = Phase::proving;
     proof_token_ = 0;
-    published_.clear();
     spread_.settle();
-    state_ = State::trying;
-    why_ = {};
+    stand(State::trying, about_, {});
     const bool is_kept = is_overwriting_ || (trying_ && !trying_->connects_anew);
-    if (is_connected_ && is_kept) {
-        publish_report(now);
-    } else if (is_connected_ || connect_at_ == never) {
+    if (is_connected_ && is_kept) return;
+    if (is_connected_ || connect_at_ == never) {
         is_connected_ = false;
         outside_.disconnect();
     } else {
@@ -346,7 +347,7 @@ void Agent::confirmed(const Refusal &refusal, Time now)
     if (!refusal) {
         end_trial(State::applied, {}, now);
     } else if (refusal.reason == Reason::not_saved) {
-        why_ = refusal;
+        stand(state_, about_, refusal);
         phase_ = Phase::reverting;
         outside_.revert(trial_id_);
     } else {

@@ -76,6 +76,11 @@ private:
     enum class State : std::uint8_t { none, applied, trying, waiting, refused, reverted };
 
     using Document = std::shared_ptr<const Desired>;
+    struct Event {
+        const char *what;
+        std::string text;
+        std::int64_t wall;
+    };
 
     void hear_desired(std::string_view payload, Time now);
     void consider(const Document &wanted, Time now);
@@ -94,11 +99,12 @@ private:
     void hear_request(const Message &message, Time now);
     Refusal read_request(std::string_view payload, Question &question, Time now) const;
     void respond(const Refusal &refusal, std::string_view reply);
+    void stand(State state, std::int64_t about, Refusal why);
     void say(State state, std::int64_t about, Refusal why, Time now);
     void publish(std::string_view leaf, std::string payload, bool is_retained);
     void publish_report(Time now);
     bool watches() const { return is_connected_ && !is_reading_ && state_token_ == 0; }
-    void publish_event(const char *what, const std::string &text, Time now);
+    void note_events(const View &before, Time now);
     void tell_events(const View &before, Time now);
     std::string topic(std::string_view leaf) const;
     std::string report() const;
@@ -114,6 +120,7 @@ private:
     bool has_changed_ = false;     /* since the look that is under way was begun */
     bool is_reading_ = false;      /* values that are watched */
     bool is_answering_ = false;    /* a request */
+    bool is_told_ = false;         /* what a report would say, on this connection */
     bool has_ended_trial_ = false; /* and not reported it yet */
     bool is_overwriting_ = false;  /* what others have changed, with a number that is in force */
     /* Milliseconds of the monotonic clock. */
@@ -130,7 +137,8 @@ private:
     unsigned proof_token_ = 0; /* of the report that proves the trial; 0 for none */
     unsigned state_token_ = 0; /* of the last values that were told; 0 when they are acknowledged */
     std::string trial_id_;
-    std::string published_; /* the last report's SHA-256, on this connection */
+    std::string published_;     /* the last report's SHA-256, on this connection */
+    std::vector<Event> untold_; /* of one look at most */
     std::string last_error_;
     std::string response_topic_;
     std::string correlation_;

@@ -90,11 +90,17 @@ std::string Agent::report() const
     return written(json);
 }
 
-void Agent::say(State state, std::int64_t about, Refusal why, Time now)
+void Agent::stand(State state, std::int64_t about, Refusal why)
 {
+    is_told_ = is_told_ && state == state_ && about == about_ && why == why_;
     state_ = state;
     about_ = about;
     why_ = std::move(why);
+}
+
+void Agent::say(State state, std::int64_t about, Refusal why, Time now)
+{
+    stand(state, about, std::move(why));
     if (why_) last_error_ = std::string(word_of(why_.reason)) + ": " + why_.detail;
     publish_report(now);
 }
@@ -112,12 +118,14 @@ void Agent::publish_report(Time now)
     const bool is_proof =
         phase_ == Phase::proving && proof_token_ == 0 && view_->trial == View::Trial::ours;
     const bool is_awaited = is_proof || std::exchange(has_ended_trial_, false);
+    if (is_told_ && !is_proof) return;
     if (!is_awaited && !published_.empty() && now.ms < reported_at_ + between_reports_ms) {
         report_at_ = reported_at_ + between_reports_ms;
         return;
     }
     std::string present = report();
     const std::string digest = sha256(present);
+    is_told_ = true;
     if (!is_proof && digest == published_) return;
     published_ = digest;
     reported_at_ = now.ms;
@@ -125,24 +133,33 @@ void Agent::publish_report(Time now)
     if (is_proof) proof_token_ = last_token_;
 }
 
-void Agent::publish_event(const char *what, const std::string &about, Time now)
+void Agent::note_events(const View &before, Time now)
 {
-    Json json = owned(json_object());
-    put(json.get(), "version", owned(json_integer(1)));
-    put(json.get(), "time", owned(json_integer(now.wall)));
-    put(json.get(), "event", text(what));
-    put(json.get(), "text", text(cut(about, longest_detail)));
-    publish("event", written(json), false);
+    if (view_->commit != before.commit) untold_.push_back({"changed", view_->commit, now.wall});
+    if (view_->trial != before.trial)
+        untold_.push_back({"trial", trial_words[static_cast<std::size_t>(view_->trial)], now.wall});
+    if (view_->problems.empty() != before.problems.empty())
+        untold_.push_back(
+            {"health", view_->problems.empty() ? "" : view_->problems.front(), now.wall});
 }
 
+/* What the broker has to do for them would be in the way of a trial's end, for which somebody may
+ * be waiting: those of its begin are told after that, or with the next look. */
 void Agent::tell_events(const View &before, Time now)
 {
+    const bool can_wait =
+        untold_.empty() && phase_ == Phase::proving && proof_token_ == last_token_;
     if (!is_connected_) return;
-    if (view_->commit != before.commit) publish_event("changed", view_->commit, now);
-    if (view_->trial != before.trial)
-        publish_event("trial", trial_words[static_cast<std::size_t>(view_->trial)], now);
-    if (view_->problems.empty() != before.problems.empty())
-        publish_event("health", view_->problems.empty() ? "" : view_->problems.front(), now);
+    note_events(before, now);
+    if (can_wait) return;
+    for (const Event &each : std::exchange(untold_, {})) {
+        Json json = owned(json_object());
+        put(json.get(), "version", owned(json_integer(1)));
+        put(json.get(), "time", owned(json_integer(each.wall)));
+        put(json.get(), "event", text(each.what));
+        put(json.get(), "text", text(cut(each.text, longest_detail)));
+        publish("event", written(json), false);
+    }
 }
 
 Refusal Agent::read_request(std::string_view payload, Question &question, Time now) const

@@ -66,6 +66,8 @@ struct View {
     std::string hash;         /* of what is in force of what the document is about */
     std::string desired_hash; /* of what it says, with what is secret as it is shown */
     std::vector<Difference> differences;
+
+    bool operator==(const View &) const = default;
 };
 
 struct Applied {

@@ -103,6 +103,17 @@ TEST_F(HostileBrokers, MakeNoDeviceTalkMoreThanOnceASecond)
               static_cast<std::size_t>((rig.now.ms - start) / 1000 + 2));
 }
 
+TEST_F(HostileBrokers, WakeNobodyByWhatWasRefusedBefore)
+{
+    rig.deliver("nonsense");
+    ASSERT_EQ(rig.outcome(), "refused unsigned 5");
+    const std::int64_t wake = rig.agent->wake_at();
+
+    rig.deliver("nonsense");
+
+    EXPECT_EQ(rig.agent->wake_at(), wake);
+}
+
 TEST_F(HostileBrokers, GetNothingFromRandomBytes)
 {
     std::mt19937 chance(20);

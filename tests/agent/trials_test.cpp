@@ -223,6 +223,17 @@ TEST_F(FleetTrials, ThatWereConfirmedUnheardAreApplied)
     EXPECT_EQ(rig.outcome(), "applied  1");
 }
 
+TEST_F(FleetTrials, AreReportedOnceWhenTheyBegin)
+{
+    const std::size_t reports = rig.count_of("reported");
+
+    rig.deliver(Wish(1).set("connection", R"("kept")"));
+
+    EXPECT_EQ(rig.count_of("reported"), reports + 1);
+    EXPECT_EQ(rig.outcome(), "trying  1");
+    EXPECT_EQ(rig.told("trial"), "ours");
+}
+
 TEST_F(FleetTrials, AreReportedAtTheirEndAtOnce)
 {
     rig.deliver(Wish(1).set("connection", R"("kept")"));
@@ -232,6 +243,27 @@ TEST_F(FleetTrials, AreReportedAtTheirEndAtOnce)
     EXPECT_EQ(rig.outcome(), "applied  1");
     EXPECT_EQ(rig.told("trial"), "none");
     EXPECT_EQ(rig.count_of("reported"), reports + 1);
+}
+
+TEST_F(FleetTrials, AreToldAsEventsWhenTheirEndIsReported)
+{
+    rig.deliver(Wish(1).set("connection", R"("kept")"));
+    EXPECT_EQ(rig.count_of("event"), 0U);
+
+    rig.acknowledge();
+
+    EXPECT_EQ(rig.count_of("event"), 3U); /* changed, ours, none */
+    EXPECT_EQ(rig.publications.back().topic, "v1/acme/ap1/event");
+    EXPECT_NE(rig.publications.back().payload.find(R"("text":"none")"), std::string::npos);
+}
+
+TEST_F(FleetTrials, AreToldAsEventsWhileTheBrokerAcknowledgesNothing)
+{
+    rig.deliver(Wish(1).set("connection", R"("kept")"));
+
+    rig.pass(2000);
+
+    EXPECT_EQ(rig.count_of("event"), 2U); /* changed, ours */
 }
 
 TEST_F(FleetTrials, KeepAgentsAwake)

@@ -157,6 +157,7 @@ void Conductor::hear(const mosquitto_message &message)
         applied_++;
         return;
     }
+    const std::int64_t now_us = microseconds(); /* what follows is not the device's work */
     json_t *report = json_loadb(static_cast<const char *>(message.payload),
                                 static_cast<std::size_t>(message.payloadlen), 0, nullptr);
     const auto text = [&](const char *name) -> std::string {
@@ -167,7 +168,7 @@ void Conductor::hear(const mosquitto_message &message)
         json_integer_value(json_object_get(report, "about")) == options_.generation;
     const bool is_over = is_about_it && text("trial") == "none";
     if (is_over && text("state") == "applied") {
-        devices_[found->second].applied_us = microseconds();
+        devices_[found->second].applied_us = now_us;
         applied_++;
     } else if (is_over && (text("state") == "refused" || text("state") == "reverted")) {
         refused_++;
