@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import { after, before, test } from 'node:test';
-import { go, openBrowser, picture, visit } from './browser/support.mjs';
+import { assertFits, go, openBrowser, picture, tabTo, visit } from './browser/support.mjs';
 
 const { VORN_ADDRESS: address, VORN_USER: user, VORN_PASSWORD: password } = process.env;
 const slow = { timeout: 30000 };
@@ -56,33 +56,67 @@ async function keep(page) {
   await page.getByText('The change is kept and saved.').first().waitFor(slow);
 }
 
-test('an address is changed, and kept at the new one', () =>
-  inPage(async (page) => {
-    await page.getByText('Everything is as it should be.').waitFor(slow);
-    await picture(page, 'board-overview');
-    await edit(page, /^Address/, '192.168.2.1');
-    await review(page);
-    await page.getByRole('heading', { name: 'Interrupts' }).waitFor();
-    await page.getByText('After this the device is at 192.168.2.1').waitFor();
-    await picture(page, 'board-review');
-    await press(page, 'Apply on trial');
-    await page.waitForURL(/^https:\/\/192\.168\.2\.1\/#\/trial/, slow);
-    await page.getByText('A change is waiting to be kept').waitFor(slow);
-    await picture(page, 'board-moved');
-    await logIn(page);
-    await page.getByRole('heading', { name: 'Do you want to keep this change?' }).waitFor();
-    await picture(page, 'board-keep');
-    await keep(page);
-    assert.equal((await lan(page)).address, '192.168.2.1');
-    await go(page, '#/history');
-    await page.getByRole('link', { name: /set static-address lan address=192\.168\.2\.1/ }).waitFor(slow);
-    await picture(page, 'board-history');
-  }));
+async function logInByKeyboard(page) {
+  await page.locator('#user:focus').waitFor(slow);
+  await page.keyboard.type(user);
+  await page.keyboard.press('Tab');
+  await page.keyboard.type(password);
+  await page.keyboard.press('Enter');
+  await page.getByRole('navigation').waitFor(slow);
+}
+
+async function enter(page, name) {
+  await tabTo(page, name);
+  await page.keyboard.press('Enter');
+}
+
+async function narrowPicture(page, name) {
+  await assertFits(page, name);
+  await picture(page, `board-narrow-${name}`);
+}
+
+test('an address is changed with the keyboard alone, on a narrow screen in the dark, and kept at the new one', async () => {
+  const page = await visit(browser, address, { viewport: { width: 360, height: 740 }, colorScheme: 'dark' });
+  await page.locator('html[data-shade="dark"]').waitFor({ state: 'attached' });
+  await narrowPicture(page, 'login');
+  await logInByKeyboard(page);
+  await page.getByText('Everything is as it should be.').waitFor(slow);
+  await page.locator('.chart path.rx[d*="L"]').waitFor(slow);
+  await narrowPicture(page, 'overview');
+  await enter(page, 'Addresses');
+  await page.getByRole('heading', { name: 'lan', exact: true }).waitFor(slow);
+  await tabTo(page, 'Address needed');
+  await page.keyboard.press('Control+A');
+  await page.keyboard.type('192.168.2.1');
+  await page.getByText('One object edited').waitFor();
+  await narrowPicture(page, 'edited');
+  await enter(page, 'Review');
+  await page.getByRole('heading', { name: 'Interrupts' }).waitFor(slow);
+  await page.getByText('After this the device is at 192.168.2.1').waitFor();
+  await narrowPicture(page, 'review');
+  await enter(page, 'Apply on trial');
+  await page.waitForURL(/^https:\/\/192\.168\.2\.1\/#\/trial/, slow);
+  await page.getByText('A change is waiting to be kept').waitFor(slow);
+  await narrowPicture(page, 'moved');
+  await logInByKeyboard(page);
+  await page.getByRole('heading', { name: 'Do you want to keep this change?' }).waitFor(slow);
+  await narrowPicture(page, 'trial');
+  await enter(page, 'Keep');
+  await page.getByText('The change is kept and saved.').first().waitFor(slow);
+  await narrowPicture(page, 'kept');
+  assert.equal((await lan(page)).address, '192.168.2.1');
+  assert.deepEqual(page.faults, []);
+  await page.context().close();
+});
 
 // The newest generation is the one that was kept just now, under a new address.
 test('what was there before comes back from the history, where the device was before', () =>
   inPage(async (page) => {
+    await page.getByText('Everything is as it should be.').waitFor(slow);
+    await picture(page, 'board-overview');
     await go(page, '#/history');
+    await page.getByRole('link', { name: /set static-address lan address=192\.168\.2\.1/ }).waitFor(slow);
+    await picture(page, 'board-history');
     const before = await page.evaluate(async () => (await (await fetch('api/v1/history')).json()).generations[1].id);
     await go(page, `#/history/${before}`);
     await page.getByRole('link', { name: 'Go back to this' }).click();
@@ -114,8 +148,11 @@ test('a browser whose cable is pulled sees the change taken back', () =>
     await tryFor(page, 8);
     await edit(page, /^Prefix/, '25');
     await review(page);
+    await page.getByRole('heading', { name: 'Interrupts' }).waitFor();
+    await picture(page, 'board-review');
     await press(page, 'Apply on trial');
     await page.getByRole('heading', { name: 'Do you want to keep this change?' }).waitFor(slow);
+    await picture(page, 'board-keep');
     assert.equal((await lan(page)).prefix, '25');
     cable('down');
     await page.getByText('The change should be taken back by now.').waitFor(slow);

@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 import { accessPoint } from '../boards.mjs';
-import { applied, editAddress, go, inPageOf, logIn, objectOf, openBrowser, picture, press, review, until, visit, withGate } from './support.mjs';
+import { applied, assertFits, editAddress, go, inPageOf, logIn, objectOf, openBrowser, picture, press, review, tabTo, until, visit, withGate } from './support.mjs';
 
 let browser;
 before(async () => {
@@ -262,43 +262,31 @@ test('everything can be done with the keyboard alone', () =>
   withGate(accessPoint(), async (gate, address) => {
     const page = await visit(browser, address);
     const { keyboard } = page;
-    // Until what has the focus is called so: forward as somebody would, and not for ever.
-    const tabTo = async (name) => {
-      for (let i = 0; i < 80; i += 1) {
-        const focused = await page.evaluate(() => {
-          const e = document.activeElement;
-          return `${e.getAttribute('aria-label') ?? ''}|${e.labels?.[0]?.textContent ?? ''}|${e.textContent}`.split('|').find(Boolean);
-        });
-        if (focused?.startsWith(name)) return;
-        await keyboard.press('Tab');
-      }
-      assert.fail(`nothing called "${name}" comes by Tab`);
-    };
     await page.locator('input:focus').waitFor();
     await keyboard.type('anna');
     await keyboard.press('Tab');
     await keyboard.type('secret');
     await keyboard.press('Enter');
     await page.getByRole('heading', { name: 'Overview' }).waitFor();
-    await tabTo('Skip to the content');
+    await tabTo(page, 'Skip to the content');
     await keyboard.press('Enter');
     assert.equal(await page.evaluate(() => document.activeElement.tagName), 'H1');
     await page.evaluate(() => document.activeElement.blur());
-    await tabTo('Addresses');
+    await tabTo(page, 'Addresses');
     await keyboard.press('Enter');
     await page.getByRole('heading', { name: 'Addresses' }).waitFor();
     assert.equal(await page.evaluate(() => document.activeElement.outerHTML), '<h1 tabindex="-1">Addresses</h1>');
     await page.getByRole('heading', { name: 'guests' }).waitFor();
-    await tabTo('Address needed');
+    await tabTo(page, 'Address needed');
     await keyboard.press('Control+A');
     await keyboard.type('192.168.1.9');
-    await tabTo('Review');
+    await tabTo(page, 'Review');
     await keyboard.press('Enter');
     await page.getByRole('button', { name: 'Apply on trial' }).waitFor();
-    await tabTo('Apply on trial');
+    await tabTo(page, 'Apply on trial');
     await keyboard.press('Enter');
     await page.getByRole('heading', { name: 'Do you want to keep this change?' }).waitFor();
-    await tabTo('Keep');
+    await tabTo(page, 'Keep');
     await keyboard.press('Enter');
     await page.getByText('kept and saved').first().waitFor();
     assert.equal(objectOf(gate, 'lan').properties.address, '192.168.1.9');
@@ -359,8 +347,7 @@ for (const [look, options] of Object.entries(looks))
         if (name === 'overview') await page.locator('.chart path.rx[d*="L"]').waitFor();
         await page.getByText(/^(Loading|Wird geladen)/).first().waitFor({ state: 'detached' });
         await picture(page, `${look}-${name}`);
-        const { wide, room } = await page.evaluate(() => ({ wide: document.documentElement.scrollWidth, room: innerWidth }));
-        assert.ok(wide <= room, `${name} is ${wide} px wide in ${room}`);
+        await assertFits(page, name);
       }
       assert.deepEqual(page.faults, []);
       await page.context().close();

@@ -66,6 +66,25 @@ export async function go(page, hash) {
   await page.locator('h1').waitFor();
 }
 
+/** By Tab, as somebody without a mouse would, until what has the focus is called so; not for ever. */
+export async function tabTo(page, name) {
+  for (let i = 0; i < 80; i += 1) {
+    const focused = await page.evaluate(() => {
+      const e = document.activeElement;
+      return `${e.getAttribute('aria-label') ?? ''}|${e.labels?.[0]?.textContent ?? ''}|${e.textContent}`.split('|').find(Boolean);
+    });
+    if (focused?.startsWith(name)) return;
+    await page.keyboard.press('Tab');
+  }
+  assert.fail(`nothing called "${name}" comes by Tab`);
+}
+
+/** Nothing has to be scrolled sideways. */
+export async function assertFits(page, what) {
+  const { wide, room } = await page.evaluate(() => ({ wide: document.documentElement.scrollWidth, room: innerWidth }));
+  assert.ok(wide <= room, `${what} is ${wide} px wide in ${room}`);
+}
+
 /** What somebody who listens is told of a field beside its label. */
 export const descriptionOf = (field) =>
   field.evaluate((element) => (element.getAttribute('aria-describedby') ?? '').split(' ').filter(Boolean).map((id) => document.getElementById(id).textContent.trim()).join(' '));
