@@ -5,6 +5,7 @@
  */
 #include "access/access.h"
 
+#include "core/announce.h"
 #include "core/peer.h"
 
 #include <algorithm>
@@ -44,6 +45,7 @@ void discard(RulesInForce *rules)
 
 void put_in_force(RulesInForce *rules)
 {
+    about_to_change();
     if (rules_are_missing) {
         discard(rules);
         rules = &nobody;
@@ -137,6 +139,7 @@ Outcome RulesToCome::read(const vorn_instances *instances)
 
 void RulesToCome::come_into_force()
 {
+    about_to_change();
     std::strcpy(gate_user, gate_user_);
     put_in_force(std::exchange(rules_, nullptr));
 }
@@ -184,7 +187,12 @@ void Access::end()
 
 bool may_speak_for(const vorn_peer *peer, const char *name)
 {
-    if (!peer || !is_gate_name(name)) return false;
+    return is_gate_name(name) && may_speak(peer);
+}
+
+bool may_speak(const vorn_peer *peer)
+{
+    if (!peer) return false;
     const std::uint32_t uid = vorn_peer_get_uid(peer);
     return uid == 0 || (uid != Subject::unknown && std::strcmp(user_name(uid), gate_user) == 0);
 }

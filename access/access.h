@@ -83,5 +83,6 @@ private:
 
 /* Whether the peer may say for whom he speaks, and that may be somebody's name. */
 bool may_speak_for(const vorn_peer *peer, const char *name);
+bool may_speak(const vorn_peer *peer);
 
 } // namespace vorn

@@ -17,6 +17,7 @@
 #include "api/query_writes.h"
 #include "change/changes_record.h"
 #include "config/commit_id.h"
+#include "core/announce.h"
 #include "core/base/quoted.h"
 #include "core/base/text.h"
 #include "core/base/tracepoint.h"
@@ -66,9 +67,9 @@ Text refuse_moved_on(xmlNode *root, const CommitId &commit)
     return refusal(message.get());
 }
 
-bool asks_for_commit(xmlNode *root)
+bool asks_for(xmlNode *root, const char *what)
 {
-    const char *told = vorn_util_xmlGetProp(root, "tell-commit");
+    const char *told = vorn_util_xmlGetProp(root, what);
     return told && std::strcmp(told, "yes") == 0;
 }
 
@@ -88,7 +89,22 @@ bool is_watched(const vorn_instances *running)
     return running && running->home.witnesses;
 }
 
-Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch, const AccessView *view)
+/*
+ * That something has changed, and that nobody had to be asked, may tell of what somebody may not
+ * read: it is told to the gate, which tells nobody.
+ */
+void note_what_lasts(QueryRequest &request, xmlNode *root, const vorn_peer *client)
+{
+    const bool awaits_change = asks_for(root, "tell-change") && client && client->stays;
+    const bool keeps = asks_for(root, "tell-lasting");
+    if ((!awaits_change && !keeps) || !may_speak(client)) return;
+    if (awaits_change) request.told_change = client;
+    request.may_be_lasting =
+        keeps && !request.transaction && !request.is_rehearsal && !is_watched(request.instances);
+}
+
+Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch, const AccessView *view,
+                      const vorn_peer *client)
 {
     xmlNode *root = xmlDocGetRootElement(document);
     const bool is_rehearsal = !passive && is_named(root, explain_name);
@@ -115,12 +131,12 @@ Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch, const
 
     QueryRequest request;
     CommitId commit;
-    if (asks_for_commit(root) || vorn_util_xmlGetProp(root, "if-commit")) {
+    if (asks_for(root, "tell-commit") || vorn_util_xmlGetProp(root, "if-commit")) {
         commit = CommitId::of(vorn_config_get_running(), commit_number);
         if (view && !view->reads_everything()) commit.veil();
         if (commit.failed()) return {};
         if (has_moved_on(root, commit)) return refuse_moved_on(root, commit);
-        if (asks_for_commit(root)) request.told_commit = &commit;
+        if (asks_for(root, "tell-commit")) request.told_commit = &commit;
     }
     StoreWithInstances copy;
     request.watch = &watch;
@@ -138,6 +154,7 @@ Text evaluate_request(xmlDoc *document, bool passive, RequestWatch &watch, const
         request.instances = copy.get();
         if (is_transaction) first = first->children;
     }
+    note_what_lasts(request, root, client);
     return evaluate_operations(request, first, std::move(copy));
 }
 
@@ -151,7 +168,8 @@ void show(const char *what, bool passive)
     vorn_debug_printf("LSQL %s%s:\n", what, passive ? " (passive)" : "");
 }
 
-Text evaluate_logged(xmlDoc *request, bool passive, RequestWatch &watch, const AccessView *view)
+Text evaluate_logged(xmlDoc *request, bool passive, RequestWatch &watch, const AccessView *view,
+                     const vorn_peer *client)
 {
     const bool shown_in_log = shows_queries(passive);
     if (shown_in_log) {
@@ -160,7 +178,7 @@ Text evaluate_logged(xmlDoc *request, bool passive, RequestWatch &watch, const A
         xmlDocDump(vorn_debug_get_stream(), request);
         std::fflush(vorn_debug_get_stream());
     }
-    Text answer = evaluate_request(request, passive, watch, view);
+    Text answer = evaluate_request(request, passive, watch, view, client);
     if (shown_in_log) {
         show("result", passive);
         if (answer) std::fputs(answer.get(), vorn_debug_get_stream());
@@ -233,7 +251,7 @@ char *evaluate_untraced(const char *text, bool passive)
     if (!is_let_in) {
         answer = refusal("Access denied.");
     } else if (!access.failed()) {
-        answer = evaluate_logged(request.get(), passive, watch, access.view());
+        answer = evaluate_logged(request.get(), passive, watch, access.view(), client);
     }
     if (!answer) vorn_debug_eprintf("No memory to answer an LSQL request.\n");
     const bool is_refused = (watch.has_error() || !answer) && !watch.went_into_commit();
@@ -286,5 +304,6 @@ void vorn_query_action(const char *provider, const char *action, const char *cla
 
 void vorn_query_disable_external_updates()
 {
+    about_to_change();
     external_updates_disabled = true;
 }

@@ -135,6 +135,7 @@ xmlNode *evaluate_operation(QueryRequest &request, xmlNode *element, Answer &ans
         return end_request(answer, message.get(), count);
     }
     request.last_one_writes = kind->writes;
+    if (kind->writes) request.may_be_lasting = false;
     if (!request.passive) vorn_query_transaction_number++;
 
     if (is_first_pass(request)) kind->note_effort(operation);

@@ -87,6 +87,7 @@ bool plan(QueryRequest &request, xmlNode *first, Answer &answer)
     const bool goes_on =
         is_possible && !request.out_of_memory && !request.is_denied && !is_too_much(request);
     if (goes_on && !request.is_rehearsal) vorn_providers_refresh(info.get());
+    if (info->is_of_the_moment) request.may_be_lasting = false;
     request.refresh_info = nullptr;
     request.watch->is_done(VORN_COMMIT_REFRESH);
     return goes_on;
@@ -170,6 +171,16 @@ private:
     bool stays_ = vorn_config_is_held() != 0;
 };
 
+/* Who is told so hears of the next change before anybody can see it. */
+void tell_how_long(const QueryRequest &request, Answer &answer)
+{
+    if (request.told_change) {
+        answer.add("change", "awaited");
+        request.told_change->awaits_change = true;
+    }
+    if (request.may_be_lasting) answer.add("lasting", "yes");
+}
+
 /* The second pass. Its answer is whole before anything is applied, or a transaction is given up. */
 Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
 {
@@ -191,6 +202,7 @@ Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
     } else if (!request.transaction && changes_rules(request)) {
         put_rules_in_force(request.instances); /* what has been done stays */
     }
+    if (errors == 0) tell_how_long(request, answer);
     if (request.told_commit) answer.add_commit(request.told_commit->text().get());
     Text text = answer.take();
     if (answer.is_too_long()) return refuse_too_long();

@@ -24,6 +24,8 @@ struct QueryRequest {
     RequestWatch *watch = nullptr;
     vorn_refresh_info *refresh_info = nullptr; /* set during the first pass only */
     const CommitId *told_commit = nullptr;     /* for a client that asked for it */
+    const vorn_peer *told_change = nullptr;    /* who asked to be told of the next change */
+    bool may_be_lasting = false;               /* the answer, until then; asked for, too */
     std::uint64_t insertions = 0;              /* in the first pass: instances to be inserted */
     std::uint64_t comparisons = 0;             /* in the first pass: of the second, at most */
     const AccessView *view = nullptr;          /* of who asks; null for everything */

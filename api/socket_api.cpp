@@ -7,8 +7,10 @@
 #include "api/inform_record.h"
 #include "api/sockets/client.h"
 #include "api/sockets/clients.h"
+#include "core/announce.h"
 #include "core/base/result.h"
 #include "core/peer.h"
+#include "vorn/config.h"
 #include "vorn/query.h"
 #include "vorn/socket.h"
 
@@ -22,9 +24,26 @@ void answer(Client &client, char *request)
     client.reply(Text(vorn_query_eval(request)));
 }
 
+/* Once: who wants to hear of the next change, too, asks for it. */
+void hear_of_change(const vorn_instances *store)
+{
+    if (store && store != vorn_config_get_running()) return;
+    change_awaited = nullptr;
+    tell_of_change();
+}
+
+void answer_who_stays(Client &client, char *request)
+{
+    PeerOfRequest::asks(true);
+    client.reply(Text(vorn_query_eval(request)));
+    if (!PeerOfRequest::awaits_change()) return;
+    client.awaits_change();
+    change_awaited = hear_of_change;
+}
+
 constexpr Door door = {"LSQL", "do_sockapi accept", "do_sockapi fcntl", 4, nullptr, false, answer};
-constexpr Door stream_door = {
-    "LSQL stream", "LSQL stream accept", "LSQL stream fcntl", 8, nullptr, true, answer};
+constexpr Door stream_door = {"LSQL stream", "LSQL stream accept", "LSQL stream fcntl", 8, nullptr,
+                              true,          answer_who_stays};
 
 void handle_lsql_connection(int listener, void *, void *)
 {

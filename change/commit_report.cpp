@@ -8,6 +8,7 @@
 #include "change/provider_record.h"
 #include "change/short_text.h"
 #include "change/summary.h"
+#include "core/announce.h"
 #include "core/base/memory.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
@@ -201,6 +202,7 @@ DeedWatch::~DeedWatch()
 void DeedWatch::record(const char *words, const char *refusal) const
 {
     vorn_commit_report record = {};
+    if (!refusal) about_to_change();
     record.number = refusal ? commit_number : ++commit_number;
     note_origin(record);
     note_who(record);
@@ -248,6 +250,7 @@ CommitWatch::CommitWatch(const vorn_changes *changes)
       given_by_outer_(std::exchange(given_instances, 0)),
       watch_(about_to_commit ? about_to_commit->watch_ : Stopwatch())
 {
+    about_to_change();
     report_.number = ++commit_number;
     report_.changed = changes ? count_of(changed_in(*changes)) : 0;
     report_.deleted = changes ? count_of(*changes->deleted) : 0;

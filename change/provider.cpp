@@ -47,6 +47,14 @@ int vorn_provider_set_refresh_fn(vorn_provider *provider, vorn_refresh_fn refres
                         data);
 }
 
+int vorn_provider_set_asks_first(vorn_provider *provider)
+{
+    if (absent(provider, "provider")) return failed;
+
+    provider->asks_first = true;
+    return ok;
+}
+
 int vorn_provider_set_check_fn(vorn_provider *provider, vorn_check_fn check, void *data)
 {
     return set_callback(provider, &vorn_provider::check_fn, check, &vorn_provider::check_data,

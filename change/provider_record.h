@@ -13,6 +13,7 @@ struct vorn_provider : vorn::Record {
     void *commit_data = nullptr;
     vorn_refresh_fn refresh_fn = nullptr;
     void *refresh_data = nullptr;
+    bool asks_first = false; /* the refresh function, what is selected */
     vorn_check_fn check_fn = nullptr;
     void *check_data = nullptr;
     vorn_explain_fn explain_fn = nullptr;

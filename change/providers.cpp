@@ -9,12 +9,14 @@
 #include "change/providers_check.h"
 #include "change/providers_rehearse.h"
 #include "change/providers_state.h"
+#include "change/refresh_info_record.h"
 #include "change/rehearsal.h"
 #include "core/base/result.h"
 #include "core/guard.h"
 #include "core/put_off.h"
 #include "model/instance_record.h"
 #include "model/lazy/working_copy.h"
+#include "vorn/refresher.h"
 
 namespace vorn {
 
@@ -52,6 +54,12 @@ void for_each_registered(Visitor visit_provider)
     if (!provider_registry) return;
     for (vorn_provider *each = provider_registry->first; each; each = each->next)
         visit_provider(*each);
+}
+
+/* Nobody knows of it what it will do the next time it is called. */
+bool may_do_anything(const vorn_provider &provider)
+{
+    return provider.refresh_fn && provider.refresh_fn != vorn_refresher_fn && !provider.asks_first;
 }
 
 void log_commit(const vorn_instances *after, const vorn_changes *changes)
@@ -210,6 +218,7 @@ void vorn_providers_refresh(vorn_refresh_info *info)
     }
     for_each_registered([=](vorn_provider &provider) {
         vorn_debug_lprintf(3, "Refreshing provider %s...\n", provider.name.get());
+        if (info && may_do_anything(provider)) info->is_of_the_moment = true;
         vorn_provider_refresh(&provider, info);
     });
 }

@@ -132,7 +132,45 @@ void print_class(const char *name, const vorn_refresh_class &selected, std::FILE
     }
 }
 
+/* Whoever is told so goes on to look. */
+int told(const vorn_refresh_info *info, bool is_selected)
+{
+    if (info && is_selected) info->is_of_the_moment = true;
+    return is_selected ? 1 : 0;
+}
+
 } // namespace
+
+/* Without a record, whoever asks is to refresh everything. */
+bool selects_class(const vorn_refresh_info *info, const char *class_name)
+{
+    return !info || (class_name && info->classes.get(class_name));
+}
+
+bool selects_instance(const vorn_refresh_info *info, const vorn_instance *instance)
+{
+    if (!info || !instance) return false;
+
+    const vorn_refresh_class *selected = find_class(*info, *instance);
+    if (!selected) return false;
+    if (selected->every) return true;
+
+    const char *name = instance->name.get();
+    return name && selected->named.get(name);
+}
+
+bool selects_property(const vorn_refresh_info *info, const vorn_instance *instance,
+                      const char *property)
+{
+    if (!info || !instance || !property) return false;
+
+    const vorn_refresh_class *selected = find_class(*info, *instance);
+    if (!selected) return false;
+    if (selects(selected->every.get(), property)) return true;
+
+    const char *name = instance->name.get();
+    return name && selects(selected->named.get(name), property);
+}
 
 } // namespace vorn
 
@@ -173,40 +211,26 @@ int vorn_refresh_info_add_property(vorn_refresh_info *info, const char *class_na
     return select(*info, class_name, instance_name, property) ? ok : failed;
 }
 
-/* Without a record, whoever asks is to refresh everything. */
 int vorn_refresh_info_contains_class(const vorn_refresh_info *info, const char *class_name)
 {
-    if (!info) return 1;
-    if (!class_name) return 0;
-
-    return info->classes.get(class_name) ? 1 : 0;
+    return told(info, selects_class(info, class_name));
 }
 
 int vorn_refresh_info_contains_instance(const vorn_refresh_info *info,
                                         const vorn_instance *instance)
 {
-    if (!info || !instance) return 0;
-
-    const vorn_refresh_class *selected = find_class(*info, *instance);
-    if (!selected) return 0;
-    if (selected->every) return 1;
-
-    const char *name = instance->name.get();
-    return name && selected->named.get(name) ? 1 : 0;
+    return told(info, selects_instance(info, instance));
 }
 
 int vorn_refresh_info_contains_property(const vorn_refresh_info *info,
                                         const vorn_instance *instance, const char *property)
 {
-    if (!info || !instance || !property) return 0;
+    return told(info, selects_property(info, instance, property));
+}
 
-    const vorn_refresh_class *selected = find_class(*info, *instance);
-    if (!selected) return 0;
-
-    if (selects(selected->every.get(), property)) return 1;
-
-    const char *name = instance->name.get();
-    return name && selects(selected->named.get(name), property) ? 1 : 0;
+void vorn_refresh_info_set_lasting(vorn_refresh_info *info)
+{
+    if (info) info->is_lasting = true;
 }
 
 vorn_instances *vorn_refresh_info_get_instances(const vorn_refresh_info *info)

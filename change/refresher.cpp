@@ -56,19 +56,22 @@ void refresh_instance(const vorn_refresher &refresher, const vorn_instance &sele
     const vorn_instances &store = *vorn_refresh_info_get_instances(info);
     vorn_instance *instance = nullptr;
     if (refresher.instance_fn) {
+        info->is_of_the_moment = true;
         instance = fetch_last(store, walk);
         if (!instance) return;
         refresher.instance_fn(instance, info);
     }
     /* Without an answer the property keeps the value it has. */
     for (auto [property, function] : refresher.property_functions) {
-        if (!vorn_refresh_info_contains_property(info, &selected, property)) continue;
+        if (!selects_property(info, &selected, property)) continue;
         if (!instance) instance = fetch_last(store, walk);
         if (!instance) return;
 
         vorn_debug_lprintf(4, "  Refreshing property %s.\n", property.name);
+        info->is_lasting = false;
         const char *value =
             reinterpret_cast<vorn_refresher_property_fn>(function)(instance, property, info);
+        if (!info->is_lasting) info->is_of_the_moment = true;
         if (value) vorn_instance_set_value(instance, property, value);
     }
 }
@@ -124,14 +127,15 @@ void vorn_refresher_fn(vorn_refresh_info *info, void *)
         vorn_debug_1printf("vorn_refresher_fn called without refresher as data.\n");
         return;
     }
-    if (!vorn_refresh_info_contains_class(info, refresher->class_name)) return;
+    if (!selects_class(info, refresher->class_name)) return;
 
     vorn_debug_lprintf(4, "Refreshing class %s.\n", refresher->class_name);
+    if (info && refresher->pre_refresh) info->is_of_the_moment = true;
     if (refresher->pre_refresh) refresher->pre_refresh(info);
 
     const Walk walk(walk_selected(info, refresher->class_name));
     for (const vorn_instance *selected : walk) {
-        if (vorn_refresh_info_contains_instance(info, selected))
+        if (selects_instance(info, selected))
             refresh_instance(*refresher, *selected, *walk.iterator(), info);
     }
 }

@@ -18,6 +18,7 @@
 #include "config/file_replace.h"
 #include "config/kept_pieces.h"
 #include "config/plugins_of_last_save.h"
+#include "core/announce.h"
 #include "core/base/memory.h"
 #include "core/base/paths.h"
 #include "core/base/result.h"
@@ -179,6 +180,7 @@ int serve_again(vorn_instances *before, Owned<vorn_changes> changes)
 {
     vorn_debug_eprintf("No memory for the configuration.\n");
     changes.reset();
+    about_to_change();
     vorn_instances_delete_all(std::exchange(running_config, before));
     return failed;
 }
@@ -234,6 +236,7 @@ int load_startup()
     Owned<vorn_changes> changes(store ? vorn_changes_new(store.get()) : nullptr);
     Owned<KeptPieces> kept = make<KeptPieces>();
     if (!changes || !kept) return serve_empty_store();
+    about_to_change();
     StoreShell before(std::exchange(running_config, store.release()));
     unsigned int unknown = 0;
     const bool whole = fill(taken.document, changes.get(), unknown, *kept) && !short_of_memory;

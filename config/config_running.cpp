@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* The one running configuration: what requests read and what a transaction replaces whole. */
 #include "config/config_state.h"
+#include "core/announce.h"
 #include "vorn/config.h"
 
 #include <utility>
@@ -23,6 +24,7 @@ vorn_instances *vorn_config_replace_running(vorn_instances *instances)
 {
     if (!instances || instances == running_config) return running_config;
 
+    about_to_change();
     vorn_instances_delete(std::exchange(running_config, instances));
     return instances;
 }

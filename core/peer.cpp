@@ -133,7 +133,7 @@ PeerOfRequest::PeerOfRequest(int descriptor, PeerCredentials *kept)
     peer_.credentials = kept ? kept : &own_;
     peer_.program[0] = '\0';
     peer_.for_user = nullptr;
-    peer_.asks = false;
+    peer_.asks = peer_.stays = peer_.awaits_change = false;
 }
 
 void PeerOfRequest::speaks_for(const char *user)
@@ -141,9 +141,16 @@ void PeerOfRequest::speaks_for(const char *user)
     if (innermost) innermost->for_user = user;
 }
 
-void PeerOfRequest::asks()
+void PeerOfRequest::asks(bool stays)
 {
-    if (innermost) innermost->asks = true;
+    if (!innermost) return;
+    innermost->asks = true;
+    innermost->stays = stays;
+}
+
+bool PeerOfRequest::awaits_change()
+{
+    return innermost && innermost->awaits_change;
 }
 
 const vorn_peer *PeerOfRequest::take_asking()

@@ -27,6 +27,8 @@ struct vorn_peer {
     mutable char program[longest_program + 1]; /* empty until it is looked up */
     const char *for_user;                      /* the request's; null when it says none */
     bool asks;                                 /* with a request of its own, that comes next */
+    bool stays;                                /* so that it can be told something later */
+    mutable bool awaits_change;                /* it shall be, of the next change */
 };
 
 namespace vorn {
@@ -58,7 +60,9 @@ public:
      * The next request that is evaluated is the innermost peer's own. Those that come while it is
      * served are not; what they may is nobody's but the daemon's.
      */
-    static void asks();
+    static void asks(bool stays = false);
+    /* Whether the innermost peer is to be told of the next change. */
+    static bool awaits_change();
     static const vorn_peer *take_asking();
 
 private:

@@ -4,6 +4,7 @@
  * registry then resolves and validates it once. What the setters protect: a class is abstract or
  * has a superclass, never both, and each of these decisions is taken once.
  */
+#include "core/announce.h"
 #include "core/base/result.h"
 #include "core/guard.h"
 #include "model/class_record.h"
@@ -27,8 +28,9 @@ bool consistent(const vorn_property *property, const vorn_class &klass)
 /* Takes ownership of the property when it answers true. */
 bool take_property(vorn_class &klass, vorn_property *property)
 {
-    return consistent(property, klass) &&
-           klass.properties.insert(property->name.get(), property) == 0;
+    if (!consistent(property, klass)) return false;
+    about_to_change();
+    return klass.properties.insert(property->name.get(), property) == 0;
 }
 
 bool clone_properties(vorn_class &target, const vorn_class &source)
@@ -210,6 +212,7 @@ int vorn_class_set_persistence(vorn_class *klass, int persistence)
 {
     if (absent(klass, "class")) return failed;
 
+    about_to_change();
     klass->persistence = persistence;
     return ok;
 }

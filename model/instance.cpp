@@ -4,6 +4,7 @@
  * has accepted it. What it protects: the naming rules of the class types, and a listener that
  * learns of every text that was set.
  */
+#include "core/announce.h"
 #include "core/base/result.h"
 #include "core/base/text.h"
 #include "core/guard.h"
@@ -83,6 +84,14 @@ const char *find_value(const vorn_instance &instance, const char *name)
 bool store_value(vorn_instance &instance, const vorn_property &property, const char *value)
 {
     return instance.values.set(property, value, instance.klass->properties.size());
+}
+
+/* A value that is set again every time somebody looks is no change. */
+void announce_value(const vorn_instance &instance, const vorn_property &property, const char *value)
+{
+    if (!change_awaited) return;
+    const char *before = instance.values.get(property);
+    if (!before || std::strcmp(before, value) != 0) about_to_change();
 }
 
 bool may_be_written(vorn_instance &instance)
@@ -223,6 +232,7 @@ Outcome set_value(vorn_instance &instance, const char *property, const char *val
     const Outcome judgement = judge(*declared, value, klass);
     if (judgement != Outcome::done) return judgement;
     if (!may_be_written(instance)) return Outcome::out_of_memory;
+    announce_value(instance, *declared, value);
     if (!store_value(instance, *declared, value)) return Outcome::out_of_memory;
 
     const InstanceListener listener = listener_of(instance);
@@ -233,6 +243,7 @@ Outcome set_value(vorn_instance &instance, const char *property, const char *val
 bool exchange_values(vorn_instance &instance, const Values &values)
 {
     if (!may_be_written(instance)) return false;
+    about_to_change();
     instance.values = values;
     return true;
 }

@@ -5,6 +5,7 @@
  * the orders in which classes and instances came, which everything that is written or committed
  * follows.
  */
+#include "core/announce.h"
 #include "core/base/result.h"
 #include "core/guard.h"
 #include "model/instances_kind.h"
@@ -103,6 +104,7 @@ int drop_class(vorn_instances *instances, const char *class_name, Instances fate
     if (absent(instances, "instances") || absent(class_name, "class_name")) return failed;
     if (!registered_class(class_name) || !prepare_drop(*instances)) return failed;
 
+    about_to_change(instances);
     if (vorn_class_instances *entry = instances->classes.remove(class_name)) {
         instances->guests -= entry->guests;
         drop_entry(entry, fate);
@@ -171,6 +173,7 @@ Outcome add_instance(vorn_instances &instances, vorn_instance &instance)
     if (!entry) return Outcome::out_of_memory;
     const InstancesKind *kind = kind_of(klass);
     if (!kind) return Outcome::refused;
+    about_to_change(&instances);
     const Outcome outcome = kind->add(&instances, *entry, instance);
     if (outcome != Outcome::done) return outcome;
     take_in(instances, *entry, instance);
@@ -292,6 +295,7 @@ int vorn_instances_remove(vorn_instances *instances, vorn_instance *instance)
     const Fork *fork = fork_of_copy(*entry, *instance);
     if (fork && holds_place_of_group(*entry, *fork) && !fetch_whole(*instances, *entry))
         return failed;
+    about_to_change(instances);
     if (kind->remove(entry, instance) != ok) return failed;
     let_go(*instances, *entry, *instance);
 

@@ -3,6 +3,7 @@
  * One attribute of a class. What it protects: a subclass identifier stays read-only and required
  * on insert, and a property that clients may fill has somebody who judges the values.
  */
+#include "core/announce.h"
 #include "core/base/result.h"
 #include "core/guard.h"
 #include "model/property_record.h"
@@ -189,6 +190,7 @@ int vorn_property_set_persistence(vorn_property *property, int persistence)
 {
     if (absent(property, "property")) return failed;
 
+    about_to_change();
     property->persistence = persistence;
     return ok;
 }
@@ -214,6 +216,7 @@ int vorn_property_set_secret(vorn_property *property, int flag)
 {
     if (absent(property, "property")) return failed;
 
+    about_to_change();
     property->secret = flag;
     if (flag) has_secrets = true;
     return ok;
@@ -281,6 +284,7 @@ int vorn_property_set_about_others(vorn_property *property, int flag)
 {
     if (absent(property, "property")) return failed;
 
+    about_to_change();
     property->about_others = flag;
     return ok;
 }

@@ -385,6 +385,12 @@ void take_client(int listener, const Door &door)
     }
 }
 
+void tell_of_change()
+{
+    for (Client *each = first; each; each = each->next)
+        each->tell_of_change();
+}
+
 void end_clients()
 {
     const std::int64_t deadline_ms = clients_clock_ms() + last_second_ms;

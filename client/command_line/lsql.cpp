@@ -132,6 +132,11 @@ void Request::ask_for_commit()
     document_.child("lsql").append_attribute("tell-commit").set_value("yes");
 }
 
+void Request::ask_whether_lasting()
+{
+    document_.child("lsql").append_attribute("tell-lasting").set_value("yes");
+}
+
 void Request::only_if(const std::string &commit)
 {
     document_.child("lsql").append_attribute("if-commit").set_value(escaped(commit).c_str());
@@ -237,6 +242,14 @@ std::string commit_of(const std::string &answer)
     pugi::xml_document document;
     parse_document(document, answer, "the answer");
     return document.child("lsql_result").child("commit").text().get();
+}
+
+/* The commit stands last: what ends before it is no text that somebody has chosen. */
+bool is_lasting(const std::string &answer)
+{
+    const std::size_t commit = answer.rfind("<commit>");
+    return commit != std::string::npos &&
+           std::string_view(answer).substr(0, commit).ends_with("<lasting>yes</lasting>");
 }
 
 bool is_same_commit(const std::string &one, const std::string &other)

@@ -66,6 +66,8 @@ public:
 
     /* The answer is to tell which configuration it is about. */
     void ask_for_commit();
+    /* The answer is to tell whether it stays what it is until something changes. */
+    void ask_whether_lasting();
     /* Nothing is to happen unless the configuration still is that one. */
     void only_if(const std::string &commit);
     /* For whom it is: heard from those who may say that. */
@@ -99,6 +101,9 @@ std::vector<Outcome> parse_answer(const std::string &answer);
 
 /* The id of the configuration that the answer is about; empty when it tells none. */
 std::string commit_of(const std::string &answer);
+
+/* Whether an answer that tells its commit, too, says that it lasts. */
+bool is_lasting(const std::string &answer);
 
 /* Whether two ids name the same configuration, however many commits lie between them. */
 bool is_same_commit(const std::string &one, const std::string &other);

@@ -244,6 +244,11 @@ int vorn_client_request(vorn_client *client, const char *request, size_t length,
     return status;
 }
 
+int vorn_client_is_idle(const vorn_client *client)
+{
+    return connection_is_idle(&client->stream);
+}
+
 static int can_be_sent(const char *parameter)
 {
     const char *separator = strchr(parameter, '=');

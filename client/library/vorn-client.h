@@ -81,6 +81,13 @@ VORN_CLIENT_API int vorn_client_request(vorn_client *client, const char *request
                                         char **reply, size_t *reply_length);
 
 /**
+ * 1 while the connection of the last request stays and nothing has come on it since the reply, else
+ * 0. After a request with tell-change="yes", whose reply said so: whether nothing has changed
+ * since.
+ */
+VORN_CLIENT_API int vorn_client_is_idle(const vorn_client *client);
+
+/**
  * Tells the plugin that handles the object of an event, with `count` parameters "name=value", and
  * takes its answer: "OK\n" or a line that begins with "ERR ". The caller frees it.
  *

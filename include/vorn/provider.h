@@ -78,6 +78,14 @@ VORN_API int vorn_provider_set_refresh_fn(vorn_provider *provider, vorn_refresh_
                                           void *data);
 
 /**
+ * Says of the refresh function that it does nothing unless the record tells it that a class, an
+ * instance or a property is selected. Then a reply that it had nothing to do with may be kept by
+ * who got it until something changes, without the daemon being asked again. vorn_refresher_fn needs
+ * no such word; of any other function without it nobody knows what it would do the next time.
+ */
+VORN_API int vorn_provider_set_asks_first(vorn_provider *provider);
+
+/**
  * Sets or, with null, takes away the check function, which judges the configuration that a write
  * transaction would make before it becomes the running one; see check_info.h. The data is handed to
  * it.

@@ -82,6 +82,15 @@ VORN_API void *vorn_refresh_info_get_data(const vorn_refresh_info *info);
 VORN_API void vorn_refresh_info_set_data(vorn_refresh_info *info, void *data);
 
 /**
+ * For a property function of a refresher: the value that it is about to return stays what it is
+ * until the configuration is another one, or is committed once more, whatever the system and the
+ * clock do. Whoever asked may keep a reply whose values all are such until something changes,
+ * without the daemon being asked again. To be said in each call of which that is true; null does
+ * nothing.
+ */
+VORN_API void vorn_refresh_info_set_lasting(vorn_refresh_info *info);
+
+/**
  * Prints the selection, classes and instances and properties in the order added:
  *
  *     Refresh info:

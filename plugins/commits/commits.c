@@ -215,6 +215,7 @@ void vorn_plugin_init(void)
     vorn_provider *provider = vorn_provider_new("commits");
     if (provider == NULL) return;
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
+    vorn_provider_set_asks_first(provider);
     vorn_providers_add(provider);
     vorn_commit_report_add_fn(tell_log, NULL);
 }

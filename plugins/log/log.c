@@ -211,5 +211,6 @@ void vorn_plugin_init(void)
     vorn_provider *provider = vorn_providers_get("log");
     vorn_provider_set_check_fn(provider, check, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
+    vorn_provider_set_asks_first(provider);
     vorn_providers_order("network", "log");
 }

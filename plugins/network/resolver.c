@@ -92,8 +92,8 @@ static int is_another_file(const vorn_instance *resolver)
 static const char *state(vorn_instance *instance, const char *property, vorn_refresh_info *info)
 {
     (void)property;
-    (void)info;
     if (has_failed) return "failed: can't write " RESOLVER_FILE;
+    if (!is_ours(instance)) vorn_refresh_info_set_lasting(info); /* nobody looks at others' file */
     return is_another_file(instance) ? "differs: " RESOLVER_FILE " is another one" : "applied";
 }
 

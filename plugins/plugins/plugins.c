@@ -209,6 +209,7 @@ void vorn_plugin_init(void)
     if (provider == NULL) return;
     started = now();
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
+    vorn_provider_set_asks_first(provider);
     vorn_providers_add(provider);
     vorn_inform_fn_add("plugin", tell_plugin);
 }

@@ -228,7 +228,9 @@ static int declare_providers(void)
     vorn_provider_set_commit_fn(schedule, commit, NULL);
     vorn_provider_set_explain_fn(schedule, explain, NULL);
     vorn_provider_set_refresh_fn(schedule, refresh, NULL);
+    vorn_provider_set_asks_first(schedule);
     vorn_provider_set_refresh_fn(states, refresh_networks, NULL);
+    vorn_provider_set_asks_first(states);
     return vorn_providers_add(schedule) || vorn_providers_add(states) ||
            vorn_providers_order("schedule", "wireless") ||
            vorn_providers_order("wireless", "schedule-states") ||

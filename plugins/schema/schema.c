@@ -109,5 +109,6 @@ void vorn_plugin_init(void)
     vorn_provider *provider = vorn_provider_new("schema");
     if (provider == NULL) return;
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
+    vorn_provider_set_asks_first(provider);
     vorn_providers_add(provider);
 }

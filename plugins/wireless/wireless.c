@@ -367,6 +367,7 @@ void vorn_plugin_init(void)
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_explain_fn(provider, explain, NULL);
     vorn_provider_set_refresh_fn(provider, refresh, NULL);
+    vorn_provider_set_asks_first(provider);
     vorn_providers_add(provider);
     vorn_providers_order("network", "wireless");
     vorn_providers_order("wireless", "dhcp");

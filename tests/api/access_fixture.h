@@ -90,6 +90,17 @@ protected:
         return ask(request);
     }
 
+    /* The same of a client that stays. */
+    std::string ask_as_who_stays(const std::string &request)
+    {
+        const PeerOfRequest asked_for_by(one_.get());
+        PeerOfRequest::asks(true);
+        std::string answer = ask(request);
+        has_awaited_change = PeerOfRequest::awaits_change();
+        return answer;
+    }
+    bool has_awaited_change = false;
+
 private:
     Fd one_;
     Fd other_;

@@ -112,6 +112,8 @@ TEST_F(Providers, ReportNull)
     EXPECT_EQ(log.take(), "vorn: Null provider.\n");
     EXPECT_EQ(vorn_provider_set_refresh_fn(nullptr, see_refresh, nullptr), failed);
     EXPECT_EQ(log.take(), "vorn: Null provider.\n");
+    EXPECT_EQ(vorn_provider_set_asks_first(nullptr), failed);
+    EXPECT_EQ(log.take(), "vorn: Null provider.\n");
     EXPECT_EQ(vorn_provider_is_valid(nullptr), 0);
     EXPECT_EQ(log.take(), "vorn: Null provider.\n");
     vorn_provider_commit(nullptr, nullptr, nullptr, nullptr);

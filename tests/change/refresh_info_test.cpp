@@ -241,6 +241,7 @@ TEST_F(RefreshInfos, KeepCopiesOfTheNames)
 
 TEST_F(RefreshInfos, FailWithoutAWordForNullArguments)
 {
+    vorn_refresh_info_set_lasting(nullptr);
     EXPECT_EQ(vorn_refresh_info_add_instance(nullptr, "radio", "radio0"), failed);
     EXPECT_EQ(add_instance(nullptr, "radio0"), failed);
     EXPECT_EQ(vorn_refresh_info_add_all_properties(nullptr, "radio", "radio0"), failed);

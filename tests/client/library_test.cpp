@@ -240,6 +240,36 @@ TEST_F(ClientLibrary, ComesAgainWhenTheStreamWasClosedMeanwhile)
     }
 }
 
+TEST_F(ClientLibrary, KnowsWhetherAnythingHasComeSinceTheReply)
+{
+    Listener listener(stream_name);
+    EXPECT_EQ(vorn_client_is_idle(client), 0) << "before the first request";
+    int daemon = -1;
+    std::thread accepting([&] {
+        daemon = listener.accept_client();
+        receive(daemon, frame(1, "<lsql/>").size());
+        answer(daemon, frame(1, "yes"));
+    });
+    EXPECT_EQ(request("<lsql/>"), VORN_CLIENT_OK);
+    accepting.join();
+    EXPECT_EQ(vorn_client_is_idle(client), 1);
+    EXPECT_EQ(vorn_client_is_idle(client), 1) << "however often it is asked";
+    answer(daemon, frame(1, ""));
+    EXPECT_EQ(vorn_client_is_idle(client), 0);
+    close(daemon);
+
+    accepting = std::thread([&] {
+        daemon = listener.accept_client();
+        receive(daemon, frame(2, "<lsql/>").size());
+        answer(daemon, frame(2, "yes"));
+    });
+    EXPECT_EQ(request("<lsql/>"), VORN_CLIENT_OK);
+    accepting.join();
+    EXPECT_EQ(vorn_client_is_idle(client), 1);
+    close(daemon);
+    EXPECT_EQ(vorn_client_is_idle(client), 0) << "the daemon has ended";
+}
+
 TEST_F(ClientLibrary, TakesTheOtherDoorWhenTheStreamIsGone)
 {
     auto listener = std::make_unique<Listener>(stream_name);

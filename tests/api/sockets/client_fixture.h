@@ -24,12 +24,14 @@ inline constexpr std::size_t large = 3000000;
 inline std::string request;
 inline std::string answer;
 inline bool is_answered = true;
+inline bool awaits_change = false;
 
 inline void answer_client(Client &client, char *text)
 {
     const AllocationsAllowed allowed;
     request = text;
     if (is_answered) client.reply(copy_of(answer.c_str()));
+    if (awaits_change) client.awaits_change();
 }
 
 inline constexpr Door client_door = {"Test", "", "", 4, nullptr, false, answer_client};
@@ -41,6 +43,7 @@ protected:
         request = "";
         answer = "world";
         is_answered = true;
+        awaits_change = false;
         meet(client_door);
     }
 

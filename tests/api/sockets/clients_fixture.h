@@ -27,7 +27,7 @@ namespace vorn::tests {
 inline std::vector<std::string> served;
 inline std::function<void(const std::string &)> within = [](const std::string &) {};
 
-/* A request is its own reply; a number asks for so many bytes. */
+/* A request is its own reply; a number asks for so many bytes, "change" to be told of the next. */
 inline void echo(Client &client, char *text)
 {
     const AllocationsAllowed allowed;
@@ -35,6 +35,7 @@ inline void echo(Client &client, char *text)
     within(text);
     const std::size_t size = std::strtoul(text, nullptr, 10);
     client.reply(vorn::copy_of(size > 0 ? std::string(size, 'x').c_str() : text));
+    if (std::string(text) == "change") client.awaits_change();
 }
 
 inline constexpr Door echoing = {"Test", "test accept", "test fcntl", 4, nullptr, false, echo};

@@ -317,6 +317,24 @@ TEST_F(Doors, KeepThoseWhoStayForAsLongAsTheyLike)
     EXPECT_EQ(log.text(), "vorn: Lasting client took too long to send its request.\n");
 }
 
+TEST_F(Doors, TellThoseWhoStayAndAwaitItOfTheNextChange)
+{
+    const Fd first = stay(numbered(1, "change"));
+    const Fd second = stay(numbered(2, "change"));
+    const Fd other = stay(numbered(3, "other"));
+    run();
+    EXPECT_EQ(heard(first) + heard(second), numbered(1, "change") + numbered(2, "change"));
+    EXPECT_EQ(heard(other), numbered(3, "other"));
+
+    vorn::tell_of_change();
+
+    EXPECT_EQ(heard(first), numbered(1, ""));
+    EXPECT_EQ(heard(second), numbered(2, ""));
+    EXPECT_EQ(heard(other), "");
+    vorn::tell_of_change();
+    EXPECT_EQ(heard(first) + heard(second), "") << "once";
+}
+
 TEST_F(Doors, LetOneOfThoseWhoStayHaveManyRequestsOnlyInTurn)
 {
     std::string many;

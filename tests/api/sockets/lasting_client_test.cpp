@@ -20,6 +20,7 @@ using vorn::clients_clock_ms;
 using vorn::Door;
 using vorn::tests::answer;
 using vorn::tests::answer_client;
+using vorn::tests::awaits_change;
 using vorn::tests::Clients;
 using vorn::tests::is_answered;
 using vorn::tests::large;
@@ -176,6 +177,67 @@ TEST_F(LastingClients, AreNotReadWhileTheyDoNotTakeTheirReply)
     reader.join();
     EXPECT_EQ(request, "again");
     EXPECT_EQ(received, frame(7, answer) + frame(8, answer));
+}
+
+TEST_F(LastingClients, AreToldOfTheNextChangeByASecondReply)
+{
+    awaits_change = true;
+    send(frame(7, "hello"));
+    serve();
+    EXPECT_EQ(taken(), frame(7, "world"));
+
+    client->tell_of_change();
+    EXPECT_EQ(taken(), frame(7, ""));
+    client->tell_of_change();
+    EXPECT_EQ(taken(), "") << "once";
+    EXPECT_FALSE(client->is_over());
+}
+
+TEST_F(LastingClients, AreToldOfNoChangeTheyDoNotAwait)
+{
+    client->tell_of_change();
+    send(frame(7, "hello"));
+    serve();
+    client->tell_of_change();
+    EXPECT_EQ(taken(), frame(7, "world"));
+
+    awaits_change = true;
+    send(frame(8, "hello"));
+    serve();
+    awaits_change = false;
+    send(frame(9, "hello"));
+    serve();
+    client->tell_of_change();
+    EXPECT_EQ(taken(), frame(8, "world") + frame(9, "world")) << "who asks again has to ask for it";
+}
+
+/* The number that it would bear is that of the next request by now. */
+TEST_F(LastingClients, AreToldOfNoChangeInTheMiddleOfARequest)
+{
+    awaits_change = true;
+    send(frame(7, "hello") + frame(8, "hello").substr(0, 10));
+    serve();
+    client->tell_of_change();
+    EXPECT_EQ(taken(), frame(7, "world"));
+    send(frame(8, "hello").substr(10));
+    serve();
+    EXPECT_EQ(taken(), frame(8, "world"));
+}
+
+TEST_F(LastingClients, FindTheEndWhenTheyCannotBeToldOfAChangeAtOnce)
+{
+    awaits_change = true;
+    answer = std::string(large, 'x');
+    send(frame(7, "hello"));
+    serve();
+
+    client->tell_of_change();
+
+    std::string received;
+    std::thread reader([&] { received = receive_all(peer); });
+    serve_to_the_end();
+    reader.join();
+    EXPECT_LT(received.size(), frame(7, answer).size());
 }
 
 } // namespace
