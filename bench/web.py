@@ -48,7 +48,7 @@ def measure(build, quick):
 
 def add_rows(report, found):
     report.add("one object over TLS, of a file of its size (one client, pinned)", None,
-               found["object"], 0.36, at_least=True)
+               found["object"], 0.5, at_least=True)
     report.add("one object over TLS, of a file of its size (as many as can)", None,
                found["object_at_most"])
     report.add("private memory of the gate, idle", None, found["idle_bytes"] / 1024, 4096,

@@ -134,6 +134,7 @@ struct Gate {
             {},
             {},
             {},
+            {},
             [](const std::string &, const std::string &, const std::string &tried) {
                 return Verdict{tried == password ? Verdict::Kind::right : Verdict::Kind::wrong, 0};
             }});

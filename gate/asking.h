@@ -25,6 +25,7 @@ struct Desk {
     client::Device &device;
     Schemas &schemas;
     KnownAnswers &answers;
+    Stillness &stillness;
 };
 
 /* A request in the name of somebody. */

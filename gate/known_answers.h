@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include <chrono>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -8,6 +9,7 @@
 
 #include "answer.h"
 #include "schemas.h"
+#include "stillness.h"
 
 namespace vorn::gate {
 
@@ -20,11 +22,16 @@ struct KnownAnswer {
     std::string question;
     std::string reply;
     Answer answer;
+    /* What it rests on is the daemon's own: as long as nothing changes the reply is this one. */
+    bool is_lasting = false;
+    Stillness::Epoch epoch = Stillness::none; /* in which the daemon was asked */
+    std::chrono::steady_clock::time_point asked_at = {};
 };
 
 /*
  * The last answers. Whoever asks for an object again has the daemon asked again; only when it
- * replies the same, byte by byte, is the answer the same. So nothing here can be out of date, and
+ * replies the same, byte by byte, is the answer the same. It is not asked when it has said that the
+ * reply lasts until something changes, and nothing has. So nothing here can be out of date, and
  * nobody is told what he may not see any more.
  */
 class KnownAnswers {

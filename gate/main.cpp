@@ -155,6 +155,7 @@ int main(int count, char *arguments[])
         {},
         {},
         {},
+        {},
         [&](const std::string &address, const std::string &user, const std::string &password) {
             return vorn::gate::ask_for_password(passwords, address, user, password);
         }};

@@ -151,6 +151,7 @@ std::string question_of(const Caller &caller, const Query &query, const client::
 {
     client::Request lsql = request_for(caller, client::Request::Kind::plain);
     lsql.ask_for_commit();
+    lsql.ask_whether_lasting();
     lsql.select(query.target, selected(query, schema));
     return lsql.text();
 }
@@ -185,6 +186,47 @@ Answer answer_of_reply(const std::string &reply, const Query &query, const Devic
     return answer;
 }
 
+/*
+ * However still the daemon is: it looks up whose processes may speak for others in the system's
+ * files, of which it says nothing.
+ */
+constexpr auto longest_unasked = std::chrono::seconds(1);
+
+bool holds_still(const Desk &desk, const KnownAnswer &known)
+{
+    return known.is_lasting && desk.stillness.lasts(known.epoch) &&
+           std::chrono::steady_clock::now() - known.asked_at < longest_unasked;
+}
+
+/* The present epoch has to be known before the daemon is asked: what changes after that shows. */
+Answer ask_for_objects(Desk &desk, const Caller &caller, const Request &request, const Query &query,
+                       const std::shared_ptr<const DeviceSchema> &schema,
+                       const std::shared_ptr<const KnownAnswer> &known)
+{
+    const Stillness::Epoch epoch = desk.stillness.present();
+    const auto asked_at = std::chrono::steady_clock::now();
+    const std::string question =
+        known ? known->question : question_of(caller, query, schema->schema);
+    std::string reply = desk.device.ask(question);
+    const bool is_known = known && known->reply == reply;
+    Answer answer = is_known ? known->answer : answer_of_reply(reply, query, *schema);
+    const bool lasts = is_known ? known->is_lasting : client::is_lasting(reply);
+    if (!is_known || lasts) {
+        desk.answers.keep({schema, caller.user, request.uri, question, std::move(reply), answer,
+                           lasts, epoch, asked_at});
+    }
+    return answer;
+}
+
+/* Of a list nothing, to who knows it. */
+Answer told(const Answer &answer, const Query &query, const Request &request)
+{
+    const std::string &tag = answer.headers.back().second;
+    if (!query.is_one && unquoted(request.if_none_match) == unquoted(tag))
+        return {304, "", "", answer.headers};
+    return answer;
+}
+
 } // namespace
 
 Answer get_objects(Desk &desk, const Caller &caller, const Request &request)
@@ -192,17 +234,8 @@ Answer get_objects(Desk &desk, const Caller &caller, const Request &request)
     const auto schema = desk.schemas.of(desk.device, caller.user);
     const auto known = desk.answers.find(schema, caller.user, request.uri);
     const Query query = query_in(request, *schema);
-    const std::string question =
-        known ? known->question : question_of(caller, query, schema->schema);
-    std::string reply = desk.device.ask(question);
-    const bool is_known = known && known->reply == reply;
-    Answer answer = is_known ? known->answer : answer_of_reply(reply, query, *schema);
-    if (!is_known)
-        desk.answers.keep({schema, caller.user, request.uri, question, std::move(reply), answer});
-    const std::string &tag = answer.headers.back().second;
-    if (!query.is_one && unquoted(request.if_none_match) == unquoted(tag))
-        return {304, "", "", answer.headers};
-    return answer;
+    if (known && holds_still(desk, *known)) return told(known->answer, query, request);
+    return told(ask_for_objects(desk, caller, request, query, schema, known), query, request);
 }
 
 } // namespace vorn::gate

@@ -189,7 +189,7 @@ Served dispatch(House &house, client::Device &device, Request &request)
         return {serve_session(house, request)};
     const Caller caller = caller_of(house, request);
     const Route &route = route_of(request);
-    Desk desk = {device, house.schemas, house.answers};
+    Desk desk = {device, house.schemas, house.answers, house.stillness};
     if (route.handler) {
         const bool has_parameters = std::string_view(route.path).starts_with("objects");
         if (!has_parameters && !request.parameters.empty())

@@ -20,6 +20,7 @@ struct House {
     Tokens tokens;
     Schemas schemas;
     KnownAnswers answers;
+    Stillness stillness;
     Tickets tickets;
     /* Whether that is the password: address, user, password. */
     std::function<Verdict(const std::string &, const std::string &, const std::string &)> judge;

@@ -47,7 +47,7 @@ void Watcher::wait_for_change()
 
 void Watcher::look_for(client::Device &device, const std::string &user, Seen &seen, bool is_anew)
 {
-    Desk desk = {device, house_.schemas, house_.answers};
+    Desk desk = {device, house_.schemas, house_.answers, house_.stillness};
     const Caller caller = {user, "", ""};
     const std::vector<client::Instance> commits = last_commits(desk, caller);
     const std::vector<client::Instance> trials = present_trial(desk, caller);
@@ -84,7 +84,7 @@ void Watcher::look(client::Device &device)
         was_notified_ = false;
         return;
     }
-    Desk desk = {device, house_.schemas, house_.answers};
+    Desk desk = {device, house_.schemas, house_.answers, house_.stillness};
     const std::string commit = present_commit(desk, {*users.begin(), "", ""});
     const bool is_time = now_s() >= next_states_;
     const bool has_changed = is_anew || was_notified_ || commit != commit_;

@@ -1,0 +1,67 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * The kernel keeps the order: what the daemon has written to a connection is there for whoever
+ * looks at the other end from then on, and it writes before anybody can see the change.
+ */
+#include "stillness.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+namespace vorn::gate {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/* Of no class that makes work; what it finds does not matter. */
+constexpr char question_of_change[] = "<lsql tell-change=\"yes\"><select><web/></select></lsql>";
+/* A daemon that takes longer is busy, and whoever asks has to wait for it anyway. */
+constexpr int change_patience_ms = 500;
+/* Who changes something all the time does not make each reader ask twice. */
+constexpr auto after_change = 50ms;
+/* A daemon of before, or one that takes the gate for nobody, is not asked all the time. */
+constexpr auto after_refusal = 1s;
+
+} // namespace
+
+Stillness::Stillness() : client_(vorn_client_new())
+{
+    if (client_) vorn_client_set_timeout(client_.get(), change_patience_ms);
+}
+
+bool Stillness::begin()
+{
+    char *reply = nullptr;
+    const int status = vorn_client_request(client_.get(), question_of_change,
+                                           sizeof question_of_change - 1, &reply, nullptr);
+    const bool is_told = status == VORN_CLIENT_OK && std::strstr(reply, "<change>awaited</change>");
+    std::free(reply);
+    return is_told;
+}
+
+Stillness::Epoch Stillness::present()
+{
+    const std::unique_lock lock(mutex_, std::try_to_lock);
+    if (!lock || !client_) return none;
+    if (has_begun_ && vorn_client_is_idle(client_.get())) return epoch_;
+
+    const Clock::time_point now = Clock::now();
+    has_begun_ = false;
+    if (now < next_try_) return none;
+    has_begun_ = begin();
+    next_try_ = Clock::now() + (has_begun_ ? after_change : after_refusal);
+    if (!has_begun_) return none;
+    if (++epoch_ == none) epoch_++;
+    return epoch_;
+}
+
+bool Stillness::lasts(Epoch epoch) const
+{
+    const std::shared_lock lock(mutex_, std::try_to_lock);
+    return lock && epoch != none && has_begun_ && epoch == epoch_ &&
+           vorn_client_is_idle(client_.get());
+}
+
+} // namespace vorn::gate
