@@ -221,6 +221,11 @@ const char *vorn_client_error(const vorn_client *)
     return "no answer";
 }
 
+int vorn_client_is_idle(const vorn_client *)
+{
+    return 0;
+}
+
 int vorn_client_subscribe(vorn_client *)
 {
     return VORN_CLIENT_NO_DAEMON;
