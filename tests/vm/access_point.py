@@ -25,8 +25,8 @@ CONFIGURATION = f"""<?xml version="1.0"?>
 class AccessPoint(Device):
     """A device with a radio and a station in its range."""
 
-    def __init__(self):
-        super().__init__(radios=1)
+    def __init__(self, radios=1):
+        super().__init__(radios=radios)
 
     def boot(self):
         # Of the host's programs these may be missing, or be others; busybox's are meant.
@@ -39,10 +39,11 @@ class AccessPoint(Device):
         self.station = Station(self)
         self.await_state("running")
 
-    def await_state(self, state):
+    def await_state(self, state, network="home", interface="wlan0"):
         """Of the network on the air."""
-        self.wait_for(f"vornctl show wireless-network home state | grep -q ' {state}$' && "
-                      "hostapd_cli -p /var/run/vorn-hostapd -i wlan0 status | grep -q =ENABLED")
+        self.wait_for(f"vornctl show wireless-network {network} state | grep -q ' {state}$' && "
+                      f"hostapd_cli -p /var/run/vorn-hostapd -i {interface} status | "
+                      "grep -q =ENABLED")
 
     def set_network(self, *values):
         self.vornctl("set", "wireless-network", "home", *values)

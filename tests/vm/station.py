@@ -5,6 +5,9 @@ import shlex
 from machine import PATIENCE_S, station_namespace
 
 BUSYBOX = "/run/vm/busybox"
+# What wpa_supplicant logs of every access point, and, in detail, of a fast transition to one.
+JOINED = "CTRL-EVENT-CONNECTED"
+CHANGED_OVER = "FT: Completed successfully"
 LEASE_SCRIPT = """#!/bin/sh
 case $1 in
     deconfig) ip address flush dev "$interface" ;;
@@ -49,7 +52,7 @@ class Station:
         self.machine.run(
             f"end=$(($(cut -d. -f1 /proc/uptime) + {deadline})); "
             "while test $(cut -d. -f1 /proc/uptime) -lt $end; do "
-            f"{self._status()} | grep -q ^wpa_state=COMPLETED && break; "
+            f"{self._cli()} status | grep -q ^wpa_state=COMPLETED && break; "
             f"grep -q TEMP-DISABLED {self.files}/log && break; sleep 0.2; done")
         return self.is_associated()
 
@@ -60,7 +63,33 @@ class Station:
 
     def is_associated(self):
         """Also with the keys in place, where the network has one."""
-        return self.machine.run(f"{self._status()} | grep -q ^wpa_state=COMPLETED").status == 0
+        return self.machine.run(f"{self._cli()} status | grep -q ^wpa_state=COMPLETED").status == 0
+
+    def roams(self, access_points, frequencies):
+        """Goes from that of two access points where it is to the other one; whether it did so without
+        proving its key again. Of an emulated radio some tries miss their time: then it joins anew."""
+        self.machine.check(f"{self._cli()} log_level DEBUG")
+        for _ in range(8):
+            [to] = set(access_points) - {self.status()["bssid"]}
+            self.machine.wait_for(f"{self._cli()} scan freq={frequencies} && sleep 1 && "
+                                  f"{self._cli()} bss {to} | grep -q ^bssid=")
+            joined, changed_over = self.log().count(JOINED), self.log().count(CHANGED_OVER)
+            self.machine.check(f"{self._cli()} roam {to} | grep -Fxq OK")
+            self.machine.wait_for(f"test $(grep -c {JOINED} {self.files}/log) -gt {joined} && "
+                                  f"{self._cli()} status | grep -q ^wpa_state=COMPLETED")
+            if self.status()["bssid"] == to and self.log().count(CHANGED_OVER) > changed_over:
+                return True
+        return False
+
+    def asks(self, request, sign):
+        """Its access point, until wpa_supplicant logs the answer: a frame may get lost."""
+        self.machine.wait_for(
+            f"{self._cli()} {request}; sleep 1; grep -q '{sign}' {self.files}/log")
+
+    def status(self):
+        """What wpa_supplicant says of it: state, access point, security."""
+        lines = self.machine.check(f"{self._cli()} status").splitlines()
+        return dict(line.split("=", 1) for line in lines if "=" in line)
 
     def leave(self):
         self.machine.run(f"pid=$(cat {self.files}/pid) && kill $pid && "
@@ -85,8 +114,8 @@ class Station:
         """What wpa_supplicant had to say since it last tried to associate."""
         return self.machine.run(f"cat {self.files}/log").output
 
-    def _status(self):
-        return f"wpa_cli -p {self.files} -i {self.interface} status 2>/dev/null"
+    def _cli(self):
+        return f"2>/dev/null wpa_cli -p {self.files} -i {self.interface}"
 
     @staticmethod
     def _security(key, sae):

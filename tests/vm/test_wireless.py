@@ -7,6 +7,7 @@ import unittest
 from access_point import KEY, AccessPoint
 
 OWE = "key_mgmt=OWE\nieee80211w=2"
+FAST = f'key_mgmt=FT-PSK\npsk="{KEY}"'
 EAP = ('key_mgmt=WPA-EAP\neap=PWD\nidentity="anna"\npassword="{}"')
 # hostapd without a radio is a RADIUS server.
 SERVER = """driver=none
@@ -23,7 +24,7 @@ USERS = f'"anna" PWD "{KEY}"\nradius_accept_attr=64:d:13\nradius_accept_attr=65:
 class WirelessNetworks(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.device = cls.enterClassContext(AccessPoint())
+        cls.device = cls.enterClassContext(AccessPoint(radios=2))
         cls.device.boot()
         cls.station = cls.device.station
 
@@ -58,7 +59,8 @@ class WirelessNetworks(unittest.TestCase):
         self.assertFalse(self.station.associate("attic", deadline=8), "without encryption")
 
     def test_know_keys_of_single_stations(self):
-        mac = self.station.run("cat /sys/class/net/wlan1/address").output.strip()
+        mac = self.station.run(
+            f"cat /sys/class/net/{self.station.interface}/address").output.strip()
         self.device.vornctl("add", "station-key", "other", "network=home",
                             "mac=00:11:22:33:44:55", "key=of somebody else")
         self.device.vornctl("add", "station-key", "own", "network=home", f"mac={mac}",
@@ -122,6 +124,32 @@ class WirelessNetworks(unittest.TestCase):
             for name, value in signs:
                 self.device.wait_for(self.device.on_the_air(name, value))
             self.assert_joins("attic", KEY)
+
+    def open_another_access_point(self, *values):
+        """With a radio and a hostapd of its own, and the name, the key and the bridge of the first."""
+        self.device.vornctl("add", "radio", "wlan1", "mode=g", "channel=1", "status=up")
+        self.addCleanup(self.device.vornctl, "delete", "radio", "wlan1")
+        self.device.vornctl("add", "wireless-network", "annex", "radio=wlan1", "ssid=attic",
+                            "security=wpa2-psk", f"key={KEY}", "bridge=br0", *values)
+        self.addCleanup(self.device.vornctl, "delete", "wireless-network", "annex")
+        self.device.await_state("running", "annex", "wlan1")
+
+    def test_let_stations_go_from_one_access_point_to_the_next(self):
+        roaming = ("fast-transition=on", "neighbour-reports=on", "transition-management=on")
+        self.set_network(*roaming)
+        self.addCleanup(self.device.set_network, *(each.replace("=on", "=off") for each in roaming))
+        self.open_another_access_point(*roaming)
+        access_points = [self.device.check(f"cat /sys/class/net/{name}/address").strip()
+                         for name in ("wlan0", "wlan1")]
+        self.assert_joins("attic", security=FAST)
+        self.assert_reaches_the_device()
+
+        self.assertTrue(self.station.roams(access_points, "2412,2437"), self.station.log()[-9999:])
+
+        self.assertEqual(self.station.status()["key_mgmt"], "FT-PSK")
+        self.assertTrue(self.station.ping("192.168.7.1"))
+        self.station.asks("neighbor_rep_request", "RRM-NEIGHBOR-REP-RECEIVED")
+        self.station.asks("wnm_bss_query 0", "BSS Transition Management Request")
 
     def test_choose_their_channel(self):
         self.device.vornctl("set", "radio", "wlan0", "channel=auto")
