@@ -76,6 +76,7 @@ std::int32_t run_pass(QueryRequest &request, xmlNode *first, Answer &answer, boo
 bool plan(QueryRequest &request, xmlNode *first, Answer &answer)
 {
     constexpr bool every_operation = true;
+    const MemoryWatch memory;
     const Owned<vorn_refresh_info> info(vorn_refresh_info_new(request.instances));
     if (!info) {
         request.out_of_memory = true;
@@ -87,7 +88,7 @@ bool plan(QueryRequest &request, xmlNode *first, Answer &answer)
     const bool goes_on =
         is_possible && !request.out_of_memory && !request.is_denied && !is_too_much(request);
     if (goes_on && !request.is_rehearsal) vorn_providers_refresh(info.get());
-    if (info->is_of_the_moment) request.may_be_lasting = false;
+    if (info->is_of_the_moment || memory.ran_out()) request.may_be_lasting = false;
     request.refresh_info = nullptr;
     request.watch->is_done(VORN_COMMIT_REFRESH);
     return goes_on;
@@ -174,10 +175,7 @@ private:
 /* Who is told so hears of the next change before anybody can see it. */
 void tell_how_long(const QueryRequest &request, Answer &answer)
 {
-    if (request.told_change) {
-        answer.add("change", "awaited");
-        request.told_change->awaits_change = true;
-    }
+    if (request.told_change) answer.add("change", "awaited");
     if (request.may_be_lasting) answer.add("lasting", "yes");
 }
 
@@ -202,6 +200,7 @@ Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
     } else if (!request.transaction && changes_rules(request)) {
         put_rules_in_force(request.instances); /* what has been done stays */
     }
+    if (memory.ran_out()) request.may_be_lasting = false;
     if (errors == 0) tell_how_long(request, answer);
     if (request.told_commit) answer.add_commit(request.told_commit->text().get());
     Text text = answer.take();
@@ -213,7 +212,9 @@ Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
     } else {
         request.watch->is_done(VORN_COMMIT_VALIDATE);
     }
-    return request.out_of_memory ? Text() : std::move(text);
+    if (request.out_of_memory) return {};
+    if (errors == 0 && request.told_change) request.told_change->awaits_change = true;
+    return text;
 }
 
 } // namespace

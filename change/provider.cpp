@@ -2,6 +2,7 @@
 /* One provider: what it is made of, and how it is told of a commit or asked to refresh. */
 #include "change/commit_info_record.h"
 #include "change/provider_record.h"
+#include "core/announce.h"
 #include "core/base/result.h"
 #include "core/base/tracepoint.h"
 #include "core/guard.h"
@@ -41,8 +42,13 @@ int vorn_provider_set_commit_fn(vorn_provider *provider, vorn_commit_fn commit, 
                         data);
 }
 
+/* What was said of the function before is not said of this one. */
 int vorn_provider_set_refresh_fn(vorn_provider *provider, vorn_refresh_fn refresh, void *data)
 {
+    if (provider) {
+        about_to_change();
+        provider->asks_first = false;
+    }
     return set_callback(provider, &vorn_provider::refresh_fn, refresh, &vorn_provider::refresh_data,
                         data);
 }

@@ -5,6 +5,7 @@
  */
 #include "change/refresh_info_record.h"
 #include "change/refresher_record.h"
+#include "core/announce.h"
 #include "core/base/result.h"
 #include "core/guard.h"
 #include "model/class_record.h"
@@ -96,6 +97,7 @@ int vorn_refresher_set_pre_refresh_fn(vorn_refresher *refresher,
     if (absent(refresher, "refresher") || absent_function(pre_refresh, "pre_refresh"))
         return failed;
 
+    about_to_change();
     refresher->pre_refresh = pre_refresh;
     return ok;
 }
@@ -106,6 +108,7 @@ int vorn_refresher_set_instance_fn(vorn_refresher *refresher,
     if (absent(refresher, "refresher") || absent_function(instance_fn, "instance_fn"))
         return failed;
 
+    about_to_change();
     refresher->instance_fn = instance_fn;
     return ok;
 }
@@ -116,6 +119,7 @@ int vorn_refresher_set_property_fn(vorn_refresher *refresher, const char *proper
     if (absent(refresher, "refresher") || absent(property, "property")) return failed;
     if (absent_function(property_fn, "property_fn")) return failed;
 
+    about_to_change();
     auto *function = reinterpret_cast<void *>(property_fn);
     return refresher->property_functions.insert(property, function) == ok ? ok : failed;
 }

@@ -1,7 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
-#include <chrono>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -25,7 +24,6 @@ struct KnownAnswer {
     /* What it rests on is the daemon's own: as long as nothing changes the reply is this one. */
     bool is_lasting = false;
     Stillness::Epoch epoch = Stillness::none; /* in which the daemon was asked */
-    std::chrono::steady_clock::time_point asked_at = {};
 };
 
 /*

@@ -186,34 +186,30 @@ Answer answer_of_reply(const std::string &reply, const Query &query, const Devic
     return answer;
 }
 
-/*
- * However still the daemon is: it looks up whose processes may speak for others in the system's
- * files, of which it says nothing.
- */
-constexpr auto longest_unasked = std::chrono::seconds(1);
-
 bool holds_still(const Desk &desk, const KnownAnswer &known)
 {
-    return known.is_lasting && desk.stillness.lasts(known.epoch) &&
-           std::chrono::steady_clock::now() - known.asked_at < longest_unasked;
+    return known.is_lasting && desk.stillness.lasts(known.epoch);
 }
 
-/* The present epoch has to be known before the daemon is asked: what changes after that shows. */
+/*
+ * The present epoch has to be known before the daemon is asked: what changes after that shows. Of
+ * what did not last before nobody needs it.
+ */
 Answer ask_for_objects(Desk &desk, const Caller &caller, const Request &request, const Query &query,
                        const std::shared_ptr<const DeviceSchema> &schema,
                        const std::shared_ptr<const KnownAnswer> &known)
 {
-    const Stillness::Epoch epoch = desk.stillness.present();
-    const auto asked_at = std::chrono::steady_clock::now();
+    const Stillness::Epoch epoch =
+        known && !known->is_lasting ? Stillness::none : desk.stillness.present();
     const std::string question =
         known ? known->question : question_of(caller, query, schema->schema);
     std::string reply = desk.device.ask(question);
     const bool is_known = known && known->reply == reply;
     Answer answer = is_known ? known->answer : answer_of_reply(reply, query, *schema);
     const bool lasts = is_known ? known->is_lasting : client::is_lasting(reply);
-    if (!is_known || lasts) {
-        desk.answers.keep({schema, caller.user, request.uri, question, std::move(reply), answer,
-                           lasts, epoch, asked_at});
+    if (!is_known || (lasts && epoch != Stillness::none)) {
+        desk.answers.keep(
+            {schema, caller.user, request.uri, question, std::move(reply), answer, lasts, epoch});
     }
     return answer;
 }

@@ -21,6 +21,12 @@ constexpr char question_of_change[] = "<lsql tell-change=\"yes\"><select><web/><
 constexpr int change_patience_ms = 500;
 /* Who changes something all the time does not make each reader ask twice. */
 constexpr auto after_change = 50ms;
+/*
+ * However still the daemon is: it looks up whose processes may speak for others in the system's
+ * files, of which it says nothing, and a process that it has left behind may hold the connection
+ * when it is gone itself.
+ */
+constexpr auto longest_trust = 1s;
 /* A daemon of before, or one that takes the gate for nobody, is not asked all the time. */
 constexpr auto after_refusal = 1s;
 
@@ -45,12 +51,13 @@ Stillness::Epoch Stillness::present()
 {
     const std::unique_lock lock(mutex_, std::try_to_lock);
     if (!lock || !client_) return none;
-    if (has_begun_ && vorn_client_is_idle(client_.get())) return epoch_;
-
     const Clock::time_point now = Clock::now();
+    if (is_trusted(now)) return epoch_;
+
     has_begun_ = false;
     if (now < next_try_) return none;
     has_begun_ = begin();
+    begun_at_ = now;
     next_try_ = Clock::now() + (has_begun_ ? after_change : after_refusal);
     if (!has_begun_) return none;
     if (++epoch_ == none) epoch_++;
@@ -60,8 +67,12 @@ Stillness::Epoch Stillness::present()
 bool Stillness::lasts(Epoch epoch) const
 {
     const std::shared_lock lock(mutex_, std::try_to_lock);
-    return lock && epoch != none && has_begun_ && epoch == epoch_ &&
-           vorn_client_is_idle(client_.get());
+    return lock && epoch != none && epoch == epoch_ && is_trusted(Clock::now());
+}
+
+bool Stillness::is_trusted(Clock::time_point now) const
+{
+    return has_begun_ && now < begun_at_ + longest_trust && vorn_client_is_idle(client_.get());
 }
 
 } // namespace vorn::gate

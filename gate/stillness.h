@@ -10,9 +10,10 @@
 namespace vorn::gate {
 
 /*
- * Whether nothing has changed in the daemon. It tells on a connection of its own before it changes
- * anything that an answer may have told, and the connection ends with the daemon; so that who looks
- * at it and finds nothing knows what the daemon would say now, and asks nobody.
+ * Whether nothing has changed in the daemon, for a second at most. It tells on a connection of its
+ * own before it changes anything that an answer may have told, and the connection ends with the
+ * daemon; so that who looks at it and finds nothing knows what the daemon would say now, and asks
+ * nobody.
  */
 class Stillness {
 public:
@@ -38,11 +39,13 @@ private:
     using Clock = std::chrono::steady_clock;
 
     bool begin();
+    bool is_trusted(Clock::time_point now) const;
 
     mutable std::shared_mutex mutex_;
     std::unique_ptr<vorn_client, Delete> client_;
     Epoch epoch_ = none; /* the last one */
     bool has_begun_ = false;
+    Clock::time_point begun_at_ = {};
     Clock::time_point next_try_ = {};
 };
 

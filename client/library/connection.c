@@ -173,7 +173,7 @@ int connection_is_idle(const struct connection *connection)
 {
     char byte;
     return connection->descriptor >= 0 && recv(connection->descriptor, &byte, 1, MSG_PEEK) < 0 &&
-           is_for_later(errno);
+           (errno == EAGAIN || errno == EWOULDBLOCK);
 }
 
 void buffer_free(struct buffer *buffer)

@@ -83,7 +83,9 @@ VORN_CLIENT_API int vorn_client_request(vorn_client *client, const char *request
 /**
  * 1 while the connection of the last request stays and nothing has come on it since the reply, else
  * 0. After a request with tell-change="yes", whose reply said so: whether nothing has changed
- * since.
+ * since. Such a client is best used for nothing else: what tells of a change may come where the
+ * reply to the next request is awaited, which is lost then. Several threads may ask at once while
+ * none uses the client otherwise.
  */
 VORN_CLIENT_API int vorn_client_is_idle(const vorn_client *client);
 

@@ -81,7 +81,9 @@ VORN_API int vorn_provider_set_refresh_fn(vorn_provider *provider, vorn_refresh_
  * Says of the refresh function that it does nothing unless the record tells it that a class, an
  * instance or a property is selected. Then a reply that it had nothing to do with may be kept by
  * who got it until something changes, without the daemon being asked again. vorn_refresher_fn needs
- * no such word; of any other function without it nobody knows what it would do the next time.
+ * no such word; of any other function without it nobody knows what it would do the next time. To be
+ * said after the function is set: another one is another matter. Returns 0, or 1 for a null
+ * provider.
  */
 VORN_API int vorn_provider_set_asks_first(vorn_provider *provider);
 

@@ -124,9 +124,9 @@ TEST_F(LastingAnswers, AreNoneWhileAFunctionSaysNothingOfItself)
     vorn_provider *recorder = vorn_providers_get("recorder");
     vorn_provider_set_refresh_fn(
         recorder, [](vorn_refresh_info *, void *) {}, nullptr);
+    EXPECT_FALSE(lasting(channels)) << "what was said of the one before";
+    vorn_provider_set_asks_first(recorder);
     EXPECT_TRUE(lasting(channels));
-    recorder->asks_first = false;
-    EXPECT_FALSE(lasting(channels));
 }
 
 TEST_F(LastingAnswers, AreNotThoseOfWhichAFunctionWasToldThatTheyAreSelected)
@@ -136,6 +136,7 @@ TEST_F(LastingAnswers, AreNotThoseOfWhichAFunctionWasToldThatTheyAreSelected)
         recorder,
         [](vorn_refresh_info *info, void *) { vorn_refresh_info_contains_class(info, "Radio"); },
         nullptr);
+    vorn_provider_set_asks_first(recorder);
     EXPECT_FALSE(lasting(channels));
     EXPECT_TRUE(lasting("<lsql tell-lasting=\"yes\"><select><Board/></select></lsql>"));
 }
@@ -224,6 +225,23 @@ TEST_F(AwaitedChanges, AreThoseOfWhoIsAnsweredAtAll)
     await();
     vorn_query_disable_external_updates();
     EXPECT_GT(count, 0U);
+}
+
+/* They make another value of what they are asked for. */
+TEST_F(AwaitedChanges, AreThoseOfFunctionsThatRefresh)
+{
+    const auto announced = [this](auto change) {
+        await();
+        change();
+        return count > 0;
+    };
+    EXPECT_TRUE(announced([] {
+        vorn_provider_set_refresh_fn(vorn_providers_get("refresher"), vorn_refresher_fn, refresher);
+    }));
+    EXPECT_TRUE(announced([] { vorn_refresher_set_pre_refresh_fn(refresher, look); }));
+    EXPECT_TRUE(announced([] { vorn_refresher_set_instance_fn(refresher, look_at); }));
+    EXPECT_TRUE(
+        announced([] { vorn_refresher_set_property_fn(refresher, "uptime", tell_uptime); }));
 }
 
 TEST_F(AwaitedChanges, AreNotWhatIsOnlyRead)

@@ -112,7 +112,9 @@ class KeptAnswers(unittest.TestCase):
     def have_kept(self):
         """For so long that the gate has had time to hear that nothing changes."""
         end = time.monotonic() + 0.15
-        while time.monotonic() < end:
+        for rounds in itertools.count():
+            if rounds >= 3 and time.monotonic() >= end:
+                break
             for caller in self.callers.values():
                 for path, _, _ in QUESTIONS:
                     self.assertEqual(caller.get(path).status, 200)
@@ -174,6 +176,9 @@ class KeptAnswers(unittest.TestCase):
         self.have_kept()
         DAEMON.terminate()
         DAEMON.wait()
+        # A child that it has just forked may hold its doors for a moment.
+        gate.await_that(lambda: "vorn_sock_lsql" not in pathlib.Path("/proc/net/unix").read_text(
+            encoding="utf-8"), "the old doors are gone")
         DAEMON = gate.start_daemon()
         # A child that the first has just forked may have held its connections for a moment.
         gate.await_that(lambda: all(caller.get(path).status == 200
@@ -196,6 +201,7 @@ class KeptAnswers(unittest.TestCase):
         caller.get(path)
         caller.get(path)
         DAEMON.send_signal(signal.SIGSTOP)
+        os.waitid(os.P_PID, DAEMON.pid, os.WSTOPPED)
         try:
             with gate.connect() as client:
                 client.settimeout(1)
