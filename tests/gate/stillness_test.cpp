@@ -6,7 +6,7 @@
 #include <cstring>
 #include <thread>
 
-#include "stillness.h"
+#include "gate/stillness.h"
 
 namespace {
 
