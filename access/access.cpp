@@ -43,9 +43,9 @@ void discard(RulesInForce *rules)
     delete rules;
 }
 
+/* Whoever awaits it has been told. */
 void put_in_force(RulesInForce *rules)
 {
-    about_to_change();
     if (rules_are_missing) {
         discard(rules);
         rules = &nobody;
@@ -139,7 +139,7 @@ Outcome RulesToCome::read(const vorn_instances *instances)
 
 void RulesToCome::come_into_force()
 {
-    about_to_change();
+    rights_are_about_to_change();
     std::strcpy(gate_user, gate_user_);
     put_in_force(std::exchange(rules_, nullptr));
 }
@@ -150,6 +150,7 @@ void put_rules_in_force(const vorn_instances *instances)
     if (rules.read(instances) == Outcome::done) {
         rules.come_into_force();
     } else {
+        rights_are_about_to_change();
         put_in_force(&nobody);
     }
 }

@@ -67,10 +67,15 @@ Text refuse_moved_on(xmlNode *root, const CommitId &commit)
     return refusal(message.get());
 }
 
+bool says(xmlNode *root, const char *what, const char *word)
+{
+    const char *said = vorn_util_xmlGetProp(root, what);
+    return said && std::strcmp(said, word) == 0;
+}
+
 bool asks_for(xmlNode *root, const char *what)
 {
-    const char *told = vorn_util_xmlGetProp(root, what);
-    return told && std::strcmp(told, "yes") == 0;
+    return says(root, what, "yes");
 }
 
 /* The instances of an abandoned copy are nobody else's; those of an accepted one are kept. */
@@ -89,16 +94,25 @@ bool is_watched(const vorn_instances *running)
     return running && running->home.witnesses;
 }
 
+/* Who doesn't stay can be told nothing later. */
+Awaited awaited_by(xmlNode *root, const vorn_peer *client)
+{
+    if (!client || !client->stays) return Awaited::nothing;
+    if (says(root, "tell-change", "rights")) return Awaited::rights;
+    return asks_for(root, "tell-change") ? Awaited::change : Awaited::nothing;
+}
+
 /*
  * That something has changed, and that nobody had to be asked, may tell of what somebody may not
  * read: it is told to the gate, which tells nobody.
  */
 void note_what_lasts(QueryRequest &request, xmlNode *root, const vorn_peer *client)
 {
-    const bool awaits_change = asks_for(root, "tell-change") && client && client->stays;
+    const Awaited awaited = awaited_by(root, client);
     const bool keeps = asks_for(root, "tell-lasting");
-    if ((!awaits_change && !keeps) || !may_speak(client)) return;
-    if (awaits_change) request.told_change = client;
+    if ((awaited == Awaited::nothing && !keeps) || !may_speak(client)) return;
+    request.asker = client;
+    request.awaited = awaited;
     request.may_be_lasting =
         keeps && !request.transaction && !request.is_rehearsal && !is_watched(request.instances);
 }

@@ -175,7 +175,7 @@ private:
 /* Who is told so hears of the next change before anybody can see it. */
 void tell_how_long(const QueryRequest &request, Answer &answer)
 {
-    if (request.told_change) answer.add("change", "awaited");
+    if (request.awaited != Awaited::nothing) answer.add("change", "awaited");
     if (request.may_be_lasting) answer.add("lasting", "yes");
 }
 
@@ -213,7 +213,7 @@ Text execute(QueryRequest &request, xmlNode *first, StoreWithInstances &copy)
         request.watch->is_done(VORN_COMMIT_VALIDATE);
     }
     if (request.out_of_memory) return {};
-    if (errors == 0 && request.told_change) request.told_change->awaits_change = true;
+    if (errors == 0 && request.asker) request.asker->awaits = request.awaited;
     return text;
 }
 

@@ -24,7 +24,8 @@ struct QueryRequest {
     RequestWatch *watch = nullptr;
     vorn_refresh_info *refresh_info = nullptr; /* set during the first pass only */
     const CommitId *told_commit = nullptr;     /* for a client that asked for it */
-    const vorn_peer *told_change = nullptr;    /* who asked to be told of the next change */
+    const vorn_peer *asker = nullptr;          /* who may be told what follows */
+    Awaited awaited = Awaited::nothing;        /* what he asked to be told of */
     bool may_be_lasting = false;               /* the answer, until then; asked for, too */
     std::uint64_t insertions = 0;              /* in the first pass: instances to be inserted */
     std::uint64_t comparisons = 0;             /* in the first pass: of the second, at most */

@@ -29,16 +29,23 @@ void hear_of_change(const vorn_instances *store)
 {
     if (store && store != vorn_config_get_running()) return;
     change_awaited = nullptr;
-    tell_of_change();
+    tell_clients_of(Awaited::change);
+}
+
+void hear_of_rights()
+{
+    rights_awaited = nullptr;
+    tell_clients_of(Awaited::rights);
 }
 
 void answer_who_stays(Client &client, char *request)
 {
     PeerOfRequest::asks(true);
     client.reply(Text(vorn_query_eval(request)));
-    if (!PeerOfRequest::awaits_change()) return;
-    client.awaits_change();
-    change_awaited = hear_of_change;
+    const Awaited awaited = PeerOfRequest::awaits();
+    client.awaits(awaited);
+    if (awaited == Awaited::change) change_awaited = hear_of_change;
+    if (awaited == Awaited::rights) rights_awaited = hear_of_rights;
 }
 
 constexpr Door door = {"LSQL", "do_sockapi accept", "do_sockapi fcntl", 4, nullptr, false, answer};

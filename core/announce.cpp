@@ -8,5 +8,6 @@
 namespace vorn {
 
 constinit ChangeHandler change_awaited = nullptr;
+constinit RightsHandler rights_awaited = nullptr;
 
 } // namespace vorn

@@ -19,4 +19,17 @@ inline void about_to_change(const vorn_instances *store = nullptr)
     if (change_awaited) change_awaited(store);
 }
 
+/* The same for those who want to hear of nothing but who may do what. */
+using RightsHandler = void (*)();
+extern constinit RightsHandler rights_awaited;
+
+inline void rights_are_about_to_change()
+{
+    about_to_change();
+    if (rights_awaited) rights_awaited();
+}
+
+/* What a client can wait for. */
+enum class Awaited : unsigned char { nothing, change, rights };
+
 } // namespace vorn

@@ -133,7 +133,8 @@ PeerOfRequest::PeerOfRequest(int descriptor, PeerCredentials *kept)
     peer_.credentials = kept ? kept : &own_;
     peer_.program[0] = '\0';
     peer_.for_user = nullptr;
-    peer_.asks = peer_.stays = peer_.awaits_change = false;
+    peer_.asks = peer_.stays = false;
+    peer_.awaits = Awaited::nothing;
 }
 
 void PeerOfRequest::speaks_for(const char *user)
@@ -148,9 +149,9 @@ void PeerOfRequest::asks(bool stays)
     innermost->stays = stays;
 }
 
-bool PeerOfRequest::awaits_change()
+Awaited PeerOfRequest::awaits()
 {
-    return innermost && innermost->awaits_change;
+    return innermost ? innermost->awaits : Awaited::nothing;
 }
 
 const vorn_peer *PeerOfRequest::take_asking()

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include "core/announce.h"
 #include "vorn/peer.h"
 
 #include <cstdint>
@@ -28,7 +29,7 @@ struct vorn_peer {
     const char *for_user;                      /* the request's; null when it says none */
     bool asks;                                 /* with a request of its own, that comes next */
     bool stays;                                /* so that it can be told something later */
-    mutable bool awaits_change;                /* it shall be, of the next change */
+    mutable vorn::Awaited awaits;              /* what it shall be told of */
 };
 
 namespace vorn {
@@ -61,8 +62,8 @@ public:
      * served are not; what they may is nobody's but the daemon's.
      */
     static void asks(bool stays = false);
-    /* Whether the innermost peer is to be told of the next change. */
-    static bool awaits_change();
+    /* What the innermost peer is to be told of next. */
+    static Awaited awaits();
     static const vorn_peer *take_asking();
 
 private:

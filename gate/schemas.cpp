@@ -149,22 +149,27 @@ std::shared_ptr<const DeviceSchema> read_schema(client::Device &device, const st
 std::shared_ptr<const DeviceSchema> Schemas::of(client::Device &device, const std::string &user)
 {
     const unsigned now = generation_;
-    {
+    const Stillness::Epoch epoch = rights_.present();
+    const auto is_present = [&](const Known &each) {
+        return each.generation == now && each.epoch == epoch;
+    };
+    const bool can_be_kept = epoch != Stillness::none || rights_.is_unknown();
+    if (can_be_kept) {
         const std::lock_guard lock(mutex_);
         for (const Known &each : known_)
-            if (each.user == user && each.generation == now) return each.schema;
+            if (each.user == user && is_present(each)) return each.schema;
     }
     std::shared_ptr<const DeviceSchema> schema = read_schema(device, user);
-    if (!schema->schema.known()) return schema;
+    if (!schema->schema.known() || !can_be_kept) return schema;
 
     const std::lock_guard lock(mutex_);
     /* Most users see the same: it is kept once. */
     for (const Known &each : known_)
         if (each.schema->id == schema->id) schema = each.schema;
     std::erase_if(known_,
-                  [&](const Known &each) { return each.user == user || each.generation != now; });
+                  [&](const Known &each) { return each.user == user || !is_present(each); });
     if (known_.size() >= most_known) known_.erase(known_.begin());
-    known_.push_back({user, now, schema});
+    known_.push_back({user, now, epoch, schema});
     return schema;
 }
 

@@ -71,7 +71,8 @@ void Watcher::look(client::Device &device)
 {
     const std::string epoch = present_epoch();
     const bool is_anew = !epoch_.empty() && epoch != epoch_;
-    if (is_anew || was_notified_) house_.schemas.forget();
+    if (is_anew) house_.schemas.note_other_daemon();
+    if (was_notified_) house_.schemas.note_change();
     epoch_ = epoch;
 
     std::set<std::string> users;

@@ -268,7 +268,7 @@ void Client::evaluate()
     text[length] = '\0';
     reply_ = nullptr;
     reply_length_ = sent_ = 0;
-    awaits_change_ = false;
+    awaits_ = Awaited::nothing;
     {
         const PeerOfRequest asked_for_by(descriptor(), &credentials_);
         door_.answer(*this, text);
@@ -310,9 +310,11 @@ void Client::reply_line(const char *line)
 }
 
 /* Who can't be told at once finds the end of the stream instead. Who asks on has to ask again. */
-void Client::tell_of_change()
+void Client::tell_of(Awaited what)
 {
-    if (!std::exchange(awaits_change_, false) || length_ != 0) return;
+    if (awaits_ != what) return;
+    awaits_ = Awaited::nothing;
+    if (length_ != 0) return;
     std::memset(reply_head_ + sizeof length_, 0, sizeof length_);
     const bool is_told = !is_speaking() && send(descriptor_.get(), reply_head_, sizeof reply_head_,
                                                 MSG_DONTWAIT | MSG_NOSIGNAL) == sizeof reply_head_;

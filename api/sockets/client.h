@@ -51,10 +51,9 @@ public:
     void reply(Text text);
     void reply_line(const char *line);
 
-    /* The request that is answered is to get a second reply, without a text, for the next change.
-     */
-    void awaits_change() { awaits_change_ = true; }
-    void tell_of_change();
+    /* The request that is answered is to get a second reply, without a text, when that comes. */
+    void awaits(Awaited what) { awaits_ = what; }
+    void tell_of(Awaited what);
 
     int descriptor() const { return descriptor_.get(); }
     bool stays() const { return door_.stays; }
@@ -113,7 +112,7 @@ private:
     std::size_t sent_ = 0; /* of the reply's head, which a client that stays gets, and its text */
     std::int64_t reply_deadline_ms_ = 0;
     std::size_t heard_out_ = 0;
-    bool awaits_change_ = false;
+    Awaited awaits_ = Awaited::nothing;
     bool has_ended_input_ = false; /* as far as is known while it takes its reply */
     char reply_head_[8];
     char room_[513]; /* one for the end of a text */

@@ -385,10 +385,10 @@ void take_client(int listener, const Door &door)
     }
 }
 
-void tell_of_change()
+void tell_clients_of(Awaited what)
 {
     for (Client *each = first; each; each = each->next)
-        each->tell_of_change();
+        each->tell_of(what);
 }
 
 void end_clients()

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "api/sockets/door.h"
+#include "core/announce.h"
 #include "vorn/eloop.h"
 
 namespace vorn {
@@ -21,8 +22,8 @@ bool open_door(const char *name, eloop_sock_handler handler);
 /* Takes the next client of a listener in, and serves it if its request is there already. */
 void take_client(int listener, const Door &door);
 
-/* Tells those who await it that something changes; once, unless they await the next, too. */
-void tell_of_change();
+/* Tells those who await it that it comes; once, unless they await the next, too. */
+void tell_clients_of(Awaited what);
 
 /*
  * For the daemon's end: who has not taken its reply has a second more, all together; then every

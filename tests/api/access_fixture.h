@@ -96,10 +96,10 @@ protected:
         const PeerOfRequest asked_for_by(one_.get());
         PeerOfRequest::asks(true);
         std::string answer = ask(request);
-        has_awaited_change = PeerOfRequest::awaits_change();
+        has_awaited = PeerOfRequest::awaits();
         return answer;
     }
-    bool has_awaited_change = false;
+    vorn::Awaited has_awaited = vorn::Awaited::nothing;
 
 private:
     Fd one_;

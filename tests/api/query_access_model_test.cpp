@@ -5,6 +5,7 @@
  * more, in the plainest way. VORN_ACCESS_REQUESTS=100000 takes more of them.
  */
 #include "api/access_fixture.h"
+#include "support/rounds.h"
 
 #include <gmock/gmock.h>
 
@@ -381,7 +382,7 @@ protected:
 TEST_F(AccessModel, TellsAsMuchAsADeviceWithoutWhatMayNotBeRead)
 {
     const char *wanted = std::getenv("VORN_ACCESS_REQUESTS");
-    const unsigned int count = wanted ? static_cast<unsigned int>(std::atol(wanted)) : 3000;
+    const unsigned int count = wanted ? static_cast<unsigned int>(std::atol(wanted)) : rounds(3000);
     for (unsigned int seed = 1; answers + denials < count; seed++) {
         random.seed(seed);
         make_rules();

@@ -134,6 +134,35 @@ TEST_F(AccessTest, ExplainsWhatMayBeRead)
         "<lsql_result><error>Access denied.</error><rc>1</rc><counter>0</counter></lsql_result>");
 }
 
+/* What may hold anything is told to who may read everything, not to who may read some of each. */
+TEST_F(AccessTest, ShowsWhatIsAboutOthersOnlyToWhoMayReadEverything)
+{
+    vorn_property *mode = vorn_class_get_property(vorn_classes_get("Radio"), "mode");
+    vorn_property_set_about_others(mode, 1);
+    const std::string select = "<lsql><select><Radio name=\"r0\"><mode/></Radio></select></lsql>";
+    const std::string downgrade = "<explain downgrade=\"\"/>";
+    const auto told = HasSubstr("<mode>g</mode>");
+    const auto denied = HasSubstr("Access denied.");
+
+    rule("b", 10, "gate:bob", "Board", "", "read", "deny");
+    EXPECT_THAT(ask_as("bob", select), Not(told));
+    EXPECT_THAT(ask_as("bob", downgrade), denied);
+    EXPECT_THAT(ask_as("carl", select), told);
+    EXPECT_THAT(ask_as("carl", downgrade), Not(denied));
+
+    rule("c", 9, "gate:bob", "*", "mode", "read", "permit");
+    EXPECT_THAT(ask_as("bob", select), Not(told)) << "a permission of one property of each class";
+    EXPECT_THAT(ask_as("bob", downgrade), denied);
+
+    rule("d", 8, "gate:bob", "*", "", "update", "permit");
+    EXPECT_THAT(ask_as("bob", downgrade), denied) << "a permission of something else";
+
+    rule("e", 7, "gate:bob", "*", "", "read", "permit");
+    EXPECT_THAT(ask_as("bob", select), told) << "what comes after that is never asked";
+    EXPECT_THAT(ask_as("bob", downgrade), Not(denied));
+    vorn_property_set_about_others(mode, 0);
+}
+
 TEST_F(AccessTest, HidesReasonsThatNameWhatMayNotBeRead)
 {
     rule("r", 1, "any", "Board", "", "read", "deny");

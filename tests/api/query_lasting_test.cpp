@@ -8,12 +8,15 @@
 #include <gmock/gmock.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using vorn::Awaited;
 using vorn::PeerOfRequest;
 using vorn::put_rules_in_force;
 using vorn::tests::AccessTest;
@@ -207,7 +210,65 @@ TEST_F(AwaitedChanges, AreThoseOfAnotherConfigurationInThePlaceOfThisOne)
     EXPECT_GT(count, 0U);
 }
 
-TEST_F(AwaitedChanges, AreThoseOfRules)
+/* What holds while it is told: rules are no more than a pointer for who has none. */
+class AwaitedRights : public AwaitedChanges {
+protected:
+    ~AwaitedRights() override { vorn::rights_awaited = nullptr; }
+
+    static inline std::vector<bool> had_rules;
+    static inline std::vector<bool> had_rules_by_then;
+    static void await()
+    {
+        had_rules.clear();
+        had_rules_by_then.clear();
+        vorn::rights_awaited = [] { had_rules.push_back(vorn::access_rules != nullptr); };
+        vorn::change_awaited = [](const vorn_instances *) {
+            had_rules_by_then.push_back(vorn::access_rules != nullptr);
+        };
+    }
+    static constexpr char deny[] =
+        "<insert><access-rule name=\"r\"><order>1</order><subject>gate:bob</subject>"
+        "<class>Radio</class><operations>read</operations><effect>deny</effect></access-rule>"
+        "</insert>";
+    static constexpr char permit[] = "<delete><access-rule/></delete>";
+    static std::string transaction(const char *operation)
+    {
+        return std::string("<lsql><write-transaction>") + operation + "</write-transaction></lsql>";
+    }
+};
+
+TEST_F(AwaitedRights, AreToldBeforeRulesComeIntoForceAndBeforeTheyGo)
+{
+    for (const auto &[come, go] : {std::pair{transaction(deny), transaction(permit)},
+                                   std::pair{std::string("<lsql>") + deny + "</lsql>",
+                                             std::string("<lsql>") + permit + "</lsql>"}}) {
+        await();
+        ask(come);
+        EXPECT_NE(vorn::access_rules, nullptr);
+        EXPECT_THAT(had_rules, testing::Contains(false)) << come;
+        EXPECT_THAT(had_rules_by_then, testing::Contains(false));
+        EXPECT_FALSE(had_rules.at(0));
+
+        await();
+        ask(go);
+        EXPECT_EQ(vorn::access_rules, nullptr);
+        EXPECT_TRUE(had_rules.at(0)) << go;
+        EXPECT_TRUE(had_rules_by_then.at(0));
+    }
+}
+
+TEST_F(AwaitedRights, AreToldBeforeRulesThatNobodyUnderstandsKeepAllOut)
+{
+    put(vorn::access_rule_class, "r", {{"order", "first"}});
+    await();
+    put_rules_in_force(vorn_config_get_running());
+    EXPECT_NE(vorn::access_rules, nullptr);
+    EXPECT_EQ(had_rules, std::vector<bool>{false});
+    EXPECT_EQ(had_rules_by_then, std::vector<bool>{false});
+}
+
+/* By themselves they change nothing else: what is told of them is told of a change, too. */
+TEST_F(AwaitedRights, AreAChangeLikeAnyOther)
 {
     put(vorn::access_rule_class, "r",
         {{"order", "1"},
@@ -217,7 +278,18 @@ TEST_F(AwaitedChanges, AreThoseOfRules)
          {"effect", "deny"}});
     await();
     put_rules_in_force(vorn_config_get_running());
-    EXPECT_GT(count, 0U);
+    EXPECT_EQ(had_rules.size(), 1U);
+    EXPECT_EQ(had_rules_by_then.size(), 1U);
+    EXPECT_FALSE(had_rules.at(0) || had_rules_by_then.at(0));
+}
+
+TEST_F(AwaitedRights, AreNotWhatElseChanges)
+{
+    await();
+    ask(vorn::tests::change_channel);
+    ask(vorn::tests::change_channel_in_transaction);
+    EXPECT_GT(had_rules_by_then.size(), 0U);
+    EXPECT_EQ(had_rules.size(), 0U);
 }
 
 TEST_F(AwaitedChanges, AreThoseOfWhoIsAnsweredAtAll)
@@ -260,10 +332,24 @@ TEST_F(AwaitedChanges, AreToldToWhoStaysAlone)
     EXPECT_THAT(ask(request), Not(HasSubstr("<change>")));
     EXPECT_THAT(ask_as_who_stays(request),
                 EndsWith("<counter>1</counter><change>awaited</change></lsql_result>"));
-    EXPECT_TRUE(has_awaited_change);
+    EXPECT_EQ(has_awaited, Awaited::change);
     EXPECT_THAT(ask_as_who_stays("<lsql><select><Board/></select></lsql>"),
                 Not(HasSubstr("<change>")));
-    EXPECT_FALSE(has_awaited_change);
+    EXPECT_EQ(has_awaited, Awaited::nothing);
+    EXPECT_THAT(ask_as_who_stays("<lsql tell-change=\"rights\"><select><Board/></select></lsql>"),
+                EndsWith("<change>awaited</change></lsql_result>"));
+    EXPECT_EQ(has_awaited, Awaited::rights);
+    EXPECT_THAT(ask_as_who_stays("<lsql tell-change=\"other\"><select><Board/></select></lsql>"),
+                Not(HasSubstr("<change>")));
+    EXPECT_EQ(has_awaited, Awaited::nothing);
+}
+
+TEST_F(AwaitedChanges, AreToldToNobodyWhoseRequestFails)
+{
+    EXPECT_THAT(ask_as_who_stays("<lsql tell-change=\"yes\"><select><Radio properties=\"x\"/>"
+                                 "</select></lsql>"),
+                Not(HasSubstr("<change>")));
+    EXPECT_EQ(has_awaited, Awaited::nothing);
 }
 
 } // namespace

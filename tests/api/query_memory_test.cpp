@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /* Requests whose every allocation fails in turn: no answer is better than a wrong one. */
 #include "api/query_fixture.h"
+#include "support/rounds.h"
 
 #include <gmock/gmock.h>
 
@@ -16,6 +17,7 @@ using vorn::tests::AllocationsAllowed;
 using vorn::tests::ClassBuilder;
 using vorn::tests::FailEachAllocation;
 using vorn::tests::QueryTest;
+using vorn::tests::rounds;
 
 struct Shortage {
     const char *name;
@@ -141,7 +143,7 @@ using MemorylessTransactions = QueryTest;
 /* However long it is: an answer may run out of memory at its very last byte. */
 TEST_F(MemorylessTransactions, ThatGetNoAnswerAreNotDone)
 {
-    for (std::size_t length = 0; length < 300; length++) {
+    for (std::size_t length = 0; length < rounds(300); length++) {
         const std::string label(length, 'x');
         FailEachAllocation([&] {
             const std::string answer =

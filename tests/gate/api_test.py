@@ -331,6 +331,12 @@ class TheApi(unittest.TestCase):
         self.problem(anna.post("/changes", body, ("HTTP_X_CSRF_TOKEN", "x")), 403, "csrf")
         csrf = ("HTTP_X_CSRF_TOKEN", opened.json["csrf"])
         self.assertEqual(anna.post("/changes", body, csrf).status, 200)
+        self.problem(anna.ask("DELETE", "/session"), 403, "csrf")
+        # Who sends a token means it, whatever cookie his program has.
+        word = ("HTTP_AUTHORIZATION", "Bearer secret")
+        self.assertEqual(anna.post("/changes", {**body, "explain": True}, word).status, 200)
+        self.problem(anna.get("/status", (word[0], word[1] + "x")), 401, "not-logged-in")
+        self.assertEqual(anna.get("/session").status, 200)
         stream = anna.stream()
         self.assertEqual(anna.ask("DELETE", "/session", None, csrf).status, 204)
         self.problem(anna.get("/session"), 401, "not-logged-in")

@@ -90,6 +90,37 @@ def said_by_gate(caller, path, properties):
     return told["commit"], objects
 
 
+RULES = [("system", "update", "deny"), ("static-address", "insert", "deny"),
+         ("static-address", "*", "deny"), ("*", "*", "permit"), ("route", "delete", "deny"),
+         ("system", "read", "deny")]
+
+
+def rule_about(class_name, operations, effect):
+    number = next(NUMBERS)
+    return (f'<insert><access-rule name="s{number}"><order>{2000 - number}</order>'
+            f"<subject>gate:{random.choice(USERS)}</subject><class>{class_name}</class>"
+            f"<operations>{operations}</operations><effect>{effect}</effect></access-rule></insert>")
+
+
+def rights_by_daemon(user):
+    """Who may do what, as far as the schema tells."""
+    answer = lsql(f'<lsql for-user="{user}"><select><schema-class><insertable/><deletable/>'
+                  "</schema-class></select><select><schema-property><property/><changeable/>"
+                  "<insertable/></schema-property></select></lsql>")
+    classes, properties = answer.findall("dataset")
+    return ([(each.get("name"), each.findtext("insertable") == "yes",
+              each.findtext("deletable") == "yes") for each in classes],
+            sorted((each.get("name"), each.findtext("property"), each.findtext("changeable") == "yes",
+                    each.findtext("insertable") == "yes") for each in properties))
+
+
+def told_rights(schema):
+    classes = schema["classes"]
+    return ([(each["name"], each["insertable"], each["deletable"]) for each in classes],
+            sorted((each["name"], owned["name"], owned["changeable"], owned["insertable"])
+                   for each in classes for owned in each["properties"]))
+
+
 class KeptAnswers(unittest.TestCase):
     def setUp(self):
         self.callers = {user: CALLERS[user] for user in USERS}
@@ -168,6 +199,69 @@ class KeptAnswers(unittest.TestCase):
                 self.have_kept()
                 change()
                 self.look()
+
+    def look_at_schema(self, reason):
+        """Nobody changes anything meanwhile, so that there is nothing to wait for."""
+        for user, caller in self.callers.items():
+            told = caller.get("/schema")
+            self.assertEqual(told_rights(told.json), rights_by_daemon(user), (user, reason))
+            self.assertEqual(caller.get("/status").json["schema"], told.json["id"])
+            document = caller.get("/openapi.json").json
+            described = {name.removeprefix("object-") for name in document["components"]["schemas"]
+                         if name.startswith("object-")}
+            self.assertEqual(described, {each["name"] for each in told.json["classes"]
+                                         if not each["abstract"]})
+
+    def test_of_the_schema_are_those_of_the_rules_of_now(self):
+        written = "<lsql><write-transaction>{}</write-transaction></lsql>"
+        none = "<delete><access-rule/></delete>"
+        default = "<update><access-default><{0}>{1}</{0}></access-default></update>"
+        self.addCleanup(done, written.format(default.format("read", "") + default.format("write", "")))
+        changes = [written.format(rule_about(*each)) for each in RULES]
+        changes += [f"<lsql>{rule_about(*each)}</lsql>" for each in RULES]
+        changes += [written.format(none), f"<lsql>{none}</lsql>",
+                    written.format(default.format("write", "deny")),
+                    written.format(default.format("write", "permit"))]
+        random.shuffle(changes)
+        ids = set()
+        for each in changes:
+            for _ in range(2):
+                self.look_at_schema("before")
+            done(each)
+            self.look_at_schema(each)
+            ids.add(self.callers["ann"].get("/schema").json["id"])
+        self.assertGreater(len(ids), 2)
+
+    def test_of_the_schema_go_with_a_trial_that_ends(self):
+        before = self.callers["ben"].get("/schema").json["id"]
+        change = {"op": "insert", "class": "access-rule", "name": "trial",
+                  "properties": {"order": "1", "subject": "gate:ben", "class": "system",
+                                 "operations": "update", "effect": "deny"}}
+        answer = self.callers["ann"].post("/changes", {"changes": [change], "trial": 600})
+        self.assertEqual(answer.status, 200, answer.body)
+        trial = {"id": answer.json["trial"]["id"]}
+        self.addCleanup(self.callers["ann"].post, "/trial/revert", trial)
+        self.assertNotEqual(self.callers["ben"].get("/schema").json["id"], before)
+        self.look_at_schema("on trial")
+        reverted = self.callers["ann"].post("/trial/revert", trial)
+        self.assertEqual(reverted.status, 200, reverted.body)
+        self.assertEqual(self.callers["ben"].get("/schema").json["id"], before)
+        self.look_at_schema("taken back")
+
+    def test_of_the_schema_need_no_daemon_whatever_else_changes(self):
+        caller = self.callers["ann"]
+        done("<lsql><write-transaction><update><system><contact>s</contact></system></update>"
+             "</write-transaction></lsql>")
+        caller.get("/schema")
+        done("<lsql><write-transaction><update><system><contact>t</contact></system></update>"
+             "</write-transaction></lsql>")
+        in_place("set something")
+        DAEMON.send_signal(signal.SIGSTOP)
+        os.waitid(os.P_PID, DAEMON.pid, os.WSTOPPED)
+        try:
+            self.assertEqual(caller.get("/schema").status, 200)
+        finally:
+            DAEMON.send_signal(signal.SIGCONT)
 
     def test_are_those_of_the_daemon_that_is_there(self):
         global DAEMON

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <string>
 #include <thread>
 
 #include "gate/stillness.h"
@@ -11,13 +12,16 @@
 namespace {
 
 const char *reply_of_daemon; /* null when it can't be reached */
-bool is_silent;              /* since its last reply */
+std::string question;
+bool is_silent; /* since its last reply */
 
 } // namespace
 
 extern "C" {
-int __wrap_vorn_client_request(vorn_client *, const char *, size_t, char **reply, size_t *)
+int __wrap_vorn_client_request(vorn_client *, const char *request, size_t length, char **reply,
+                               size_t *)
 {
+    question.assign(request, length);
     *reply = reply_of_daemon ? strdup(reply_of_daemon) : nullptr;
     is_silent = true;
     return reply_of_daemon ? VORN_CLIENT_OK : VORN_CLIENT_NO_DAEMON;
@@ -88,9 +92,42 @@ TEST_F(StillDaemons, AreNotBelievedWhenTheyDoNotKnowTheWord)
 
     EXPECT_EQ(stillness.present(), Stillness::none);
     EXPECT_FALSE(stillness.lasts(Stillness::none));
+    EXPECT_TRUE(stillness.is_unknown());
 
     reply_of_daemon = nullptr;
-    EXPECT_EQ(stillness.present(), Stillness::none);
+    EXPECT_TRUE(comes_true([&] {
+        EXPECT_EQ(stillness.present(), Stillness::none);
+        return !stillness.is_unknown();
+    })) << "who is not there may be any";
+}
+
+/* What rests on rules is long, and they change seldom: who asks again at once is told at once. */
+TEST_F(StillDaemons, AreAskedOfRightsAloneAsSoonAsTheyHaveToldThatTheseAreOthers)
+{
+    Stillness rights(Stillness::of_rights);
+    Stillness::Epoch before = rights.present();
+    EXPECT_NE(before, Stillness::none);
+    EXPECT_NE(question.find("tell-change=\"rights\""), std::string::npos);
+
+    for (int i = 0; i < 5; i++) {
+        is_silent = false;
+        const Stillness::Epoch after = rights.present();
+        EXPECT_NE(after, Stillness::none);
+        EXPECT_NE(after, before);
+        EXPECT_EQ(rights.present(), after) << "nothing has changed since";
+        before = after;
+    }
+}
+
+TEST_F(StillDaemons, AreBelievedOfRightsForLong)
+{
+    Stillness rights(Stillness::of_rights);
+    const Stillness::Epoch before = rights.present();
+    const Stillness::Epoch of_everything = begun();
+
+    EXPECT_TRUE(comes_true([&] { return !stillness.lasts(of_everything); }));
+
+    EXPECT_EQ(rights.present(), before);
 }
 
 } // namespace

@@ -74,6 +74,17 @@ TEST_F(AccessBySubject, BelievesTheKernelAndNotWhoAFileCountsAmongAGroup)
     EXPECT_TRUE(he_sees(one)) << "his process was started before somebody put him there";
 }
 
+TEST_F(AccessBySubject, ReadsAFileToItsEndWhereverTheLastByteFalls)
+{
+    boot_denying("group:others");
+    for (const std::size_t size : {1023U, 1024U, 1025U, 2049U}) {
+        std::string groups = "crew:x:1000:eve\nothers:x:1001:bob\n";
+        groups.resize(size, '\n');
+        write_file("/etc/group", groups);
+        EXPECT_TRUE(he_sees(one)) << size;
+    }
+}
+
 TEST_F(AccessBySubject, DeniesWhereNoFileTellsWhoSomebodyIs)
 {
     shell("rm /etc/group /etc/passwd");

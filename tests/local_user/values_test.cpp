@@ -42,7 +42,8 @@ protected:
             if (each.path().extension() == ".vorn") install_plugin(each.path().filename());
         }
         shell("rm /usr/lib/vorn/plugins/board.vorn");
-        for (const char *program : {"hostapd", "dnsmasq", "syslogd", "ntpd", "chronyd", "setpriv"})
+        for (const char *program :
+             {"hostapd", "dnsmasq", "syslogd", "ntpd", "chronyd", "setpriv", "lldpd"})
             stand_in(program, "sleep 60");
         for (const char *program : {"iw", "nft"})
             stand_in(program);
@@ -116,6 +117,7 @@ TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
         {"ethernet", "<mtu>1400</mtu><status>up</status>"},
         {"bridge", "<status>up</status>"},
         {"vlan", "<parent>eth0</parent><id>7</id><status>up</status>"},
+        {"bond", "<status>up</status>"},
         {"static-address",
          "<interface>lo</interface><address>192.168.7.1</address><prefix>24</prefix>"},
         {"dhcp-address", "<interface>lo</interface>"},
@@ -134,6 +136,7 @@ TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
                          "<address>192.168.7.2</address>"},
         {"firewall-rule", "<action>accept</action>"},
         {"led", "<shows>on</shows>"},
+        {"button", "<key>restart</key>"},
         {"wireless-schedule", "<from>00:00</from><to>00:00</to>"},
         {"restart-schedule", "<time>04:00</time><enabled>off</enabled>"},
         {"ssh-key", "<user>root</user><key>ssh-ed25519 "

@@ -31,7 +31,7 @@ inline void answer_client(Client &client, char *text)
     const AllocationsAllowed allowed;
     request = text;
     if (is_answered) client.reply(copy_of(answer.c_str()));
-    if (awaits_change) client.awaits_change();
+    if (awaits_change) client.awaits(vorn::Awaited::change);
 }
 
 inline constexpr Door client_door = {"Test", "", "", 4, nullptr, false, answer_client};

@@ -27,7 +27,8 @@ namespace vorn::tests {
 inline std::vector<std::string> served;
 inline std::function<void(const std::string &)> within = [](const std::string &) {};
 
-/* A request is its own reply; a number asks for so many bytes, "change" to be told of the next. */
+/* A request is its own reply; a number asks for so many bytes, "change" or
+ * "rights" to be told of the next. */
 inline void echo(Client &client, char *text)
 {
     const AllocationsAllowed allowed;
@@ -35,7 +36,8 @@ inline void echo(Client &client, char *text)
     within(text);
     const std::size_t size = std::strtoul(text, nullptr, 10);
     client.reply(vorn::copy_of(size > 0 ? std::string(size, 'x').c_str() : text));
-    if (std::string(text) == "change") client.awaits_change();
+    if (std::string(text) == "change") client.awaits(vorn::Awaited::change);
+    if (std::string(text) == "rights") client.awaits(vorn::Awaited::rights);
 }
 
 inline constexpr Door echoing = {"Test", "test accept", "test fcntl", 4, nullptr, false, echo};

@@ -321,18 +321,21 @@ TEST_F(Doors, TellThoseWhoStayAndAwaitItOfTheNextChange)
 {
     const Fd first = stay(numbered(1, "change"));
     const Fd second = stay(numbered(2, "change"));
-    const Fd other = stay(numbered(3, "other"));
+    const Fd other = stay(numbered(3, "rights"));
     run();
     EXPECT_EQ(heard(first) + heard(second), numbered(1, "change") + numbered(2, "change"));
-    EXPECT_EQ(heard(other), numbered(3, "other"));
+    EXPECT_EQ(heard(other), numbered(3, "rights"));
 
-    vorn::tell_of_change();
+    vorn::tell_clients_of(vorn::Awaited::change);
 
     EXPECT_EQ(heard(first), numbered(1, ""));
     EXPECT_EQ(heard(second), numbered(2, ""));
     EXPECT_EQ(heard(other), "");
-    vorn::tell_of_change();
+    vorn::tell_clients_of(vorn::Awaited::change);
     EXPECT_EQ(heard(first) + heard(second), "") << "once";
+    vorn::tell_clients_of(vorn::Awaited::rights);
+    EXPECT_EQ(heard(other), numbered(3, ""));
+    EXPECT_EQ(heard(first) + heard(second), "");
 }
 
 TEST_F(Doors, LetOneOfThoseWhoStayHaveManyRequestsOnlyInTurn)

@@ -186,19 +186,19 @@ TEST_F(LastingClients, AreToldOfTheNextChangeByASecondReply)
     serve();
     EXPECT_EQ(taken(), frame(7, "world"));
 
-    client->tell_of_change();
+    client->tell_of(vorn::Awaited::change);
     EXPECT_EQ(taken(), frame(7, ""));
-    client->tell_of_change();
+    client->tell_of(vorn::Awaited::change);
     EXPECT_EQ(taken(), "") << "once";
     EXPECT_FALSE(client->is_over());
 }
 
 TEST_F(LastingClients, AreToldOfNoChangeTheyDoNotAwait)
 {
-    client->tell_of_change();
+    client->tell_of(vorn::Awaited::change);
     send(frame(7, "hello"));
     serve();
-    client->tell_of_change();
+    client->tell_of(vorn::Awaited::change);
     EXPECT_EQ(taken(), frame(7, "world"));
 
     awaits_change = true;
@@ -207,7 +207,7 @@ TEST_F(LastingClients, AreToldOfNoChangeTheyDoNotAwait)
     awaits_change = false;
     send(frame(9, "hello"));
     serve();
-    client->tell_of_change();
+    client->tell_of(vorn::Awaited::change);
     EXPECT_EQ(taken(), frame(8, "world") + frame(9, "world")) << "who asks again has to ask for it";
 }
 
@@ -217,7 +217,7 @@ TEST_F(LastingClients, AreToldOfNoChangeInTheMiddleOfARequest)
     awaits_change = true;
     send(frame(7, "hello") + frame(8, "hello").substr(0, 10));
     serve();
-    client->tell_of_change();
+    client->tell_of(vorn::Awaited::change);
     EXPECT_EQ(taken(), frame(7, "world"));
     send(frame(8, "hello").substr(10));
     serve();
@@ -231,7 +231,7 @@ TEST_F(LastingClients, FindTheEndWhenTheyCannotBeToldOfAChangeAtOnce)
     send(frame(7, "hello"));
     serve();
 
-    client->tell_of_change();
+    client->tell_of(vorn::Awaited::change);
 
     std::string received;
     std::thread reader([&] { received = receive_all(peer); });

@@ -90,6 +90,41 @@ test('no step of a change has a violation', () =>
     await page.context().close();
   }));
 
+// What stands at review instead of differences: what the device refuses as a whole, and what is not there any more.
+for (const [name, options] of Object.entries(looks))
+  test(`no list of what can be left out at review has a violation: ${name}`, () =>
+    withGate(accessPoint(), async (gate, address) => {
+      const page = await visit(browser, address, options);
+      await page.locator('#user').fill('anna');
+      await page.locator('#password').fill('secret');
+      await page.keyboard.press('Enter');
+      await page.getByRole('navigation').waitFor();
+      const edit = async (place, property, value) => {
+        await go(page, place);
+        await settled(page);
+        await page.getByLabel(property).fill(value);
+      };
+      await edit('#/objects/static-address/guests', /^Address/, '10.9.0.7');
+      await edit('#/objects/system', 'Contact', 'Gustav');
+      const free = gate.board;
+      gate.board = lockedBut(free, 'system contact', 'trial seconds');
+      const found = await look(page, '#/review');
+      await page.locator('#edited').waitFor();
+      assert.equal(await page.locator('[aria-labelledby="edited"] button').count(), 2);
+      const classes = free.schema.classes.filter((each) => each.name !== 'static-address');
+      gate.board = { ...free, schema: { id: 'fewer', classes }, objects: free.objects.filter((each) => each.class !== 'static-address') };
+      await go(page, '#/overview');
+      found.push(...(await look(page, '#/review')));
+      await page.locator('#conflict').waitFor();
+      await page.locator('[aria-labelledby="conflict"] button').last().focus();
+      found.push(...(await violations(page, 'with the focus on leaving it out')));
+      await page.keyboard.press('Enter');
+      await page.locator('#changes').waitFor();
+      found.push(...(await violations(page, 'left out')));
+      assert.deepEqual(found, []);
+      await page.context().close();
+    }));
+
 /** Of every so many random boards from `first` on. */
 const visitRandomBoards = (first, step) =>
   withGate(randomBoard(0), async (gate, address) => {
