@@ -110,7 +110,7 @@ class Course:
         if unsent:
             return Decision(Step.SEND, head.wave, tuple(unsent), head.absent)
         reasons = self._failures()
-        waited = [each for each in self.standings if each not in self._absent(mirror)]
+        waited = [each for each in self.standings if each not in self._absent()]
         allowed = head.stop_at.at_most(len(waited))
         if len(reasons) > allowed:
             return Decision(Step.STOP, head.wave, reasons=reasons)
@@ -148,10 +148,10 @@ class Course:
                 self._since.setdefault(member.device, now)
         return unsent
 
-    def _absent(self, mirror):
+    def _absent(self):
         """Who was away when its document went out, and has not come since."""
-        return {each for each in self.plan.head.absent if each in self.standings and
-                self.standings[each][0] is Standing.AWAY and not mirror.device(each).is_there}
+        return {each for each in self.plan.head.absent
+                if each in self.standings and self.standings[each][0] is Standing.AWAY}
 
     def _failures(self):
         return tuple((name, standing, why)

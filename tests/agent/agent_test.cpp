@@ -138,6 +138,16 @@ TEST_F(Agents, WaitUntilNotBefore)
     EXPECT_EQ(rig.applications, (std::vector<std::int64_t>{1}));
 }
 
+TEST_F(Agents, ApplyNothingASecondTooEarly)
+{
+    rig.begin();
+    rig.deliver(Wish(1).set("not-before", std::to_string(rig.now.wall + 1)));
+    EXPECT_TRUE(rig.applications.empty());
+
+    rig.pass(2000);
+    EXPECT_EQ(rig.applications.size(), 1U);
+}
+
 TEST_F(Agents, RefuseWhatIsPastNotAfter)
 {
     rig.begin();
@@ -193,9 +203,7 @@ TEST_F(Agents, OverwriteItWhereTheDocumentSaysSo)
     rig.begin();
     rig.put_in_force(Wish(1).set("local", R"("overwrite")"));
 
-    rig.device.differences = {{"system", "", "location", "roof", "cellar"}};
-    rig.device.commit += '+';
-    rig.tell_change();
+    rig.change_by_hand();
     rig.acknowledge();
     rig.pass(2000);
 
@@ -203,6 +211,34 @@ TEST_F(Agents, OverwriteItWhereTheDocumentSaysSo)
     EXPECT_EQ(rig.outcome(), "applied  1");
     EXPECT_EQ(rig.told("difference-count"), "0");
     EXPECT_EQ(rig.disconnections, 1U);
+}
+
+TEST_F(Agents, SayThatAnOverwritingWasTakenBack)
+{
+    rig.begin();
+    rig.put_in_force(Wish(1).set("local", R"("overwrite")"));
+    rig.change_by_hand();
+    ASSERT_EQ(rig.applications.size(), 2U);
+    const std::size_t before = rig.publications.size();
+
+    rig.take_trial_back();
+    rig.tell_change();
+
+    bool is_told = false;
+    for (std::size_t i = before; i < rig.publications.size(); i++)
+        is_told |= rig.publications[i].payload.find(R"("state":"reverted")") != std::string::npos;
+    EXPECT_TRUE(is_told);
+}
+
+TEST_F(Agents, OverwriteNothingWhereAnotherNumberIsInForce)
+{
+    rig.begin();
+    rig.put_in_force(Wish(2).set("local", R"("overwrite")"));
+
+    rig.device.generation = 1;
+    rig.change_by_hand();
+
+    EXPECT_EQ(rig.applications, (std::vector<std::int64_t>{2}));
 }
 
 TEST_F(Agents, SayNothingWhileNothingChanges)

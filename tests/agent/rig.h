@@ -161,6 +161,14 @@ public:
         pass(2000);
     }
 
+    /* Somebody else changes what the document is about. */
+    void change_by_hand()
+    {
+        device.differences = {{"system", "", "location", "roof", "cellar"}};
+        device.commit += '+';
+        tell_change();
+    }
+
     void take_trial_back()
     {
         if (device.trial == vorn::fleet::View::Trial::none) return;

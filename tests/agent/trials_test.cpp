@@ -20,6 +20,24 @@ struct FleetTrials : testing::Test {
     Rig rig;
 };
 
+TEST_F(FleetTrials, AreNotProvedByWhatWasSeenBefore)
+{
+    rig.hand_over(rig.signer.sign(Wish(1).text()));
+    for (int i = 0; i < 3; i++) /* it is looked at, applied, and the connection ended */
+        rig.run_one();
+    ASSERT_EQ(rig.disconnections, 1U);
+    ASSERT_EQ(rig.applications.size(), 1U);
+
+    rig.agent->connected(rig.now); /* before the next look */
+    const std::vector<vorn::fleet::Publication> told = rig.publications;
+    for (const auto &each : told)
+        rig.agent->acknowledged(each.token, rig.now);
+    EXPECT_EQ(rig.confirmations, 0U);
+
+    rig.run();
+    EXPECT_TRUE(rig.acknowledge());
+}
+
 TEST_F(FleetTrials, AreTakenBackWhenTheBrokerIsNotReached)
 {
     rig.deliver(Wish(1));

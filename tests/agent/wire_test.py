@@ -2,7 +2,11 @@
 # SPDX-License-Identifier: MIT
 """What the agent says, byte by byte, to a broker that writes it down: wire_test.py BUILD-FOLDER, in
 the sandbox."""
+import ctypes
 import json
+import os
+import pathlib
+import socket
 import struct
 import threading
 import time
@@ -14,6 +18,25 @@ import hostile_test
 
 PROPERTY = {"session expiry": b"\x11", "receive maximum": b"\x21", "packet size": b"\x27",
             "will delay": b"\x18", "correlation": b"\x09", "message expiry": b"\x02"}
+
+PIDFD_GETFD = 438
+TCP_THIN_LINEAR_TIMEOUTS = 16
+
+
+def options_of_connections(process, option):
+    """What another process has told TCP of each connection to a broker."""
+    libc = ctypes.CDLL(None, use_errno=True)
+    handle = os.pidfd_open(process.pid)
+    found = []
+    for each in pathlib.Path(f"/proc/{process.pid}/fd").iterdir():
+        if os.readlink(each).startswith("socket:"):
+            number = libc.syscall(PIDFD_GETFD, handle, int(each.name), 0)
+            assert number >= 0, os.strerror(ctypes.get_errno())
+            with socket.socket(fileno=number) as copy:
+                if copy.family == socket.AF_INET and copy.getpeername()[0] == board.ADDRESS:
+                    found.append(copy.getsockopt(socket.IPPROTO_TCP, option))
+    os.close(handle)
+    return found
 
 
 def said_all(peer):
@@ -49,12 +72,16 @@ class WhatTheAgentSays(unittest.TestCase):
         broker = mqtt.Hostile(way, board.HOME, greets=False)
         device = hostile_test.Device("wire", broker, signer)
         assert cls.served.wait(150), "no connection"
+        cls.is_stubborn = options_of_connections(device.process, TCP_THIN_LINEAR_TIMEOUTS)
         device.process.terminate()
         cls.status = device.process.wait(60)
         [peer] = broker.peers
         board.await_that(lambda: any(kind == mqtt.DISCONNECT for kind, _, _ in peer.heard),
                          "its last word")
         cls.heard = peer.heard
+
+    def test_is_tried_again_without_longer_and_longer_waits(self):
+        self.assertEqual(self.is_stubborn, [1])
 
     def of(self, kind):
         return [(flags, body) for each, flags, body in self.heard if each == kind]

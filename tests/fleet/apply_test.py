@@ -233,6 +233,15 @@ class Forgetting(Desk):
         self.assertEqual([topic for topic in self.broker.retained if "~fleet" in topic], [])
         self.assertEqual(self.channels(), ["10", "11", "12", "13", "14"])
 
+    def test_leaves_alone_what_runs(self):
+        self.leave_running("apply", "new.yaml", "*", "--waves", "2,100%")
+        status = json.loads(self.run_it("status", "--json")[1])
+        [name] = [each["rollout"] for each in status["rollouts"] if each["state"] == "running"]
+        before = dict(self.broker.retained)
+        status, text = self.run_it("apply", "--forget", name)
+        self.assertEqual((status, self.broker.retained), (1, before), text)
+        self.assertIn("--stop it first", text)
+
     def test_tidies_up_what_is_damaged_too(self):
         self.broker.publish(TOPICS.rollout("x"), OTHER.sign(b"{}", "rollout"), True)
         self.broker.publish(TOPICS.rollout("x", "ap1"), b"nonsense", True)

@@ -1,13 +1,19 @@
 # SPDX-License-Identifier: MIT
 """Rollouts that are planned, interrupted anywhere, taken up by somebody else, and taken back."""
+import dataclasses
 import unittest
+import unittest.mock
+
+from cryptography.hazmat.primitives.asymmetric.ed25519 import Ed25519PrivateKey
 
 from fakes import KEYS, OTHER, SIGNER, TOPICS, Broker, Device, Killed, session_of
 from operators import BOTH, HEALTHY_FOR, plan_for, reasons, resume, run, runner_of, wish_of
 from vorn_fleet import documents, planning, rollout
 from vorn_fleet.problem import Misused, NotThere, Problem
+from vorn_fleet.signature import Signer
 from vorn_fleet.text import Amount
 from vorn_fleet.topics import is_identifier
+from vorn_fleet.waves import Standing
 
 
 class APlan(unittest.TestCase):
@@ -33,6 +39,8 @@ class APlan(unittest.TestCase):
                          is_there=lambda name: name not in ("ap3", "ap4"))
         self.assertEqual(waves[0], ["ap7"])
         self.assertLessEqual({"ap3", "ap4"}, set(waves[2][-2:]))
+        waves = self.cut(names, "1,100%", is_first=lambda name: name == "ap7", is_there=lambda name: name != "ap7")
+        self.assertEqual(waves[1][-1], "ap7", "who is away proves nothing, whoever wants him first")
 
     def test_has_an_id_of_its_own_and_a_greater_one_than_those_before(self):
         moment = 1795413307.968
@@ -250,6 +258,33 @@ class TakingBack(unittest.TestCase):
         self.assertEqual(wishes, set())
         self.assertEqual(left,
                          {"ap0": "had no document before", "ap1": "has another document by now"})
+
+    def test_sends_no_document_back_that_does_not_hold(self):
+        broker = Broker()
+        Device(broker, "ap0")
+        strange = Signer(Ed25519PrivateKey.generate())
+        old = documents.make("acme", "ap0", 1, wish_of("1"))
+        broker.publish(TOPICS.of("ap0", "desired"), documents.sign(old, SIGNER), True)
+        session = session_of(broker)
+        plan = plan_for(session, ["ap0"], waves="100%")
+        for wrong, word in ((documents.sign(old, strange), "unknown-key"), (b"nonsense", "unsigned"),
+                            (documents.sign(old, SIGNER)[:-1] + b" ", "damaged")):
+            plan.members["ap0"] = dataclasses.replace(plan.members["ap0"], before=wrong)
+            head = plan.head.now(wave=1)
+            with unittest.mock.patch.object(planning, "judge", lambda *_: (Standing.HEALTHY, "")):
+                found = planning.wishes_before(rollout.Plan(head, plan.members), session.mirror, KEYS, {})
+            self.assertEqual(found, ({}, {"ap0": f"had one that is {word}"}))
+
+    def test_sends_what_was_there_although_its_time_is_over(self):
+        broker = Broker()
+        Device(broker, "ap0")
+        before = documents.make("acme", "ap0", 1, wish_of("1", **{"not-before": 10, "not-after": 20}))
+        broker.publish(TOPICS.of("ap0", "desired"), documents.sign(before, SIGNER), True)
+        broker.settle()
+        self.assertEqual(run(broker, waves="100%").state, "done")
+        self.assertEqual(self.undo(broker), ({"ap0"}, {}))
+        members = session_of(broker).mirror.device("ap0").desired.members
+        self.assertEqual(members.keys() & {"not-before", "not-after"}, set())
 
     def test_goes_to_those_alone_who_got_it(self):
         broker = Broker()

@@ -173,6 +173,13 @@ class AWave(unittest.TestCase):
         broker.at(1005, lambda: broker.sleep(1000))
         self.assertEqual(run(broker, healthy_for=10, within=40).state, "done")
 
+    def test_was_well_for_no_time_in_which_nobody_has_looked(self):
+        broker = Broker()
+        devices = [Device(broker, f"ap{number}") for number in range(2)]
+        broker.at(1010, lambda: broker.sleep(1000))
+        self.assertEqual(run(broker, waves="1,100%").state, "done")
+        self.assertGreaterEqual(max(each.heard[0][0] for each in devices), 2010 + HEALTHY_FOR)
+
     def test_is_sent_again_where_the_broker_forgot_it(self):
         broker = Broker()
         Device(broker, "ap0", ((100, "applied"),))

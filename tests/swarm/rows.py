@@ -53,7 +53,7 @@ def measure_start(table, fleet):
 
 def measure_change(table, fleet, rounds):
     """One change to all, as fast as the broker takes it, beside messages of its size."""
-    taken, slow, same = [], [], []
+    taken, slow, same, floor = [], [], [], []
     fleet.conduct()  # what every device keeps afterwards has been made once
     for _ in range(rounds):
         fleet.swarm.tell("bare")
@@ -68,17 +68,19 @@ def measure_change(table, fleet, rounds):
         taken.append(own["since_begin"]["p99"] / 1000)
         slow.append(own["since_begin"]["p50"] / bare["p50"])
         same.append(own["since_begin"]["p50"] / proof["p50"])
+        floor.append(proof["p50"] / bare["p50"])
     worst = max(taken)
     table.add(f"one change to {fleet.count}: 99 % reported applied within", f"{worst:.1f} s", "10 s",
               worst <= 10)
     table.add("  p50 beside the same messages one way", f"{statistics.median(slow):.1f} times")
     table.add("  p50 beside the same ways without agents", f"{statistics.median(same):.1f} times")
+    table.add("  those ways beside one way", f"{statistics.median(floor):.1f} times")
 
 
 def measure_pace(table, fleet, rounds, has_goal, rate=200):
     """The same to a few, so slowly that nobody waits for a processor."""
     few = min(fleet.count, 5 * rate)
-    slow, same = [], []
+    slow, same, floor = [], [], []
     for _ in range(rounds):
         fleet.swarm.tell("bare")
         fleet.conduct(bare=1, rate=rate, count=few)
@@ -90,11 +92,14 @@ def measure_pace(table, fleet, rounds, has_goal, rate=200):
         own = fleet.conduct(rate=rate, count=few)["each"]["p50"]
         slow.append(own / bare)
         same.append(own / proof)
+        floor.append(proof / bare)
     table.add(f"{rate} changes a second: p50 beside messages one way",
               f"{statistics.median(slow):.1f} times")
     found = statistics.median(same)
     table.add("  p50 beside the same ways without agents", f"{found:.1f} times",
               "3 times" if has_goal else "", not has_goal or found <= 3)
+    table.add("  those ways beside one way: what no agent can be faster than",
+              f"{statistics.median(floor):.1f} times")
 
 
 def measure_memory(table, fleet):
