@@ -7,7 +7,7 @@
  * seconds ends it all, with a word why.
  *
  * Others that are no clients of the daemon cost it time, not work: crowd percentile REQUEST prints
- * the 99th percentile of the time that passed, in microseconds, in the best tenth of many short
+ * the 99th percentile of the time that passed, in microseconds, in the best twentieth of many short
  * windows, for another program to compare.
  */
 #include <algorithm>
@@ -89,7 +89,7 @@ double percentile_of_time_in_a_window(const std::string &message)
 
 /*
  * In microseconds. A window is long enough for what others do a thousand times a second, and so
- * short that a tenth of them have none of what else a busy machine does.
+ * short that a twentieth of them have none of what else a busy machine does.
  */
 double percentile_of_time(const std::string &message)
 {
@@ -98,7 +98,7 @@ double percentile_of_time(const std::string &message)
     for (double &each : percentiles)
         each = percentile_of_time_in_a_window(message);
     std::sort(percentiles.begin(), percentiles.end());
-    return percentiles[short_windows / 10];
+    return percentiles[short_windows / 20];
 }
 
 class SilentClients {

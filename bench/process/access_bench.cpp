@@ -110,10 +110,10 @@ double take_turn(Ask ask_once)
     return (now_ns() - before) / requests_in_a_turn;
 }
 
-double best_tenth(std::vector<double> &all)
+double best_fiftieth(std::vector<double> &all)
 {
-    std::nth_element(all.begin(), all.begin() + turns / 10, all.end());
-    return all[turns / 10];
+    std::nth_element(all.begin(), all.begin() + turns / 50, all.end());
+    return all[turns / 50];
 }
 
 void compare(benchmark::State &state, const std::string &request)
@@ -140,9 +140,10 @@ void compare(benchmark::State &state, const std::string &request)
     }
     put_rules_in_force(no_rules);
     vorn_instances_delete(no_rules);
-    state.counters["none_ns"] = best_tenth(without_rules) - best_tenth(of_nobody);
-    state.counters["extra_ns"] = best_tenth(with_rules) - best_tenth(without_rules);
-    state.counters["extra_stays_ns"] = best_tenth(with_rules_staying) - best_tenth(without_rules);
+    state.counters["none_ns"] = best_fiftieth(without_rules) - best_fiftieth(of_nobody);
+    state.counters["extra_ns"] = best_fiftieth(with_rules) - best_fiftieth(without_rules);
+    state.counters["extra_stays_ns"] =
+        best_fiftieth(with_rules_staying) - best_fiftieth(without_rules);
 }
 
 void SelectWithRules(benchmark::State &state)

@@ -3,6 +3,7 @@
 #include "model/property_record.h"
 #include "support/accepted_values.h"
 #include "support/allocation.h"
+#include "support/rounds.h"
 #include "vorn/vorn.h"
 
 extern "C" {
@@ -170,7 +171,7 @@ TEST_F(Accepts, TellsRandomDescriptionsAsTheyAreJudged)
     const auto upto = [&](int most) {
         return static_cast<int>(accepted::between(random, 0, most));
     };
-    for (int i = 0; i < 100; i++) {
+    for (unsigned int i = 0; i < rounds(100); i++) {
         property.reset(vorn_property_new("p"));
         for (int left = 1 + upto(2); left > 0; left--) {
             const int from = upto(2000) - 1000;
