@@ -45,6 +45,26 @@ int fault_is_no_link(fault *found, const vorn_instances *configuration,
     return fault_is(found, property, "there is no interface \"%s\"", link);
 }
 
+struct looked_for {
+    const vorn_instances *configuration;
+    const char *property;
+    fault *found;
+};
+
+static int is_no_link(const char *word, void *data)
+{
+    const struct looked_for *for_what = data;
+    return !judge_is_link(for_what->configuration, word) &&
+           fault_is(for_what->found, for_what->property, "there is no interface \"%s\"", word);
+}
+
+int fault_is_no_link_of_list(fault *found, const vorn_instances *configuration,
+                             const vorn_instance *instance, const char *property)
+{
+    struct looked_for for_what = {configuration, property, found};
+    return for_each_word(value_of(instance, property), is_no_link, &for_what);
+}
+
 static int is_same_property(const char *left, const char *right)
 {
     return left != NULL && right != NULL ? strcmp(left, right) == 0 : left == right;

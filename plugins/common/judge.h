@@ -30,6 +30,10 @@ int judge_is_link(const vorn_instances *configuration, const char *link);
 int fault_is_no_link(fault *found, const vorn_instances *configuration,
                      const vorn_instance *instance, const char *property);
 
+/** The same for a property that lists names of links: the first that there is not. */
+int fault_is_no_link_of_list(fault *found, const vorn_instances *configuration,
+                             const vorn_instance *instance, const char *property);
+
 /** Whether the instance is at fault, and why. */
 typedef int (*judge_fn)(const vorn_instances *configuration, const vorn_instance *instance,
                         fault *found);

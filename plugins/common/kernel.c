@@ -27,6 +27,13 @@ static void copy_text(char *to, size_t room, const struct rtattr *attribute)
     snprintf(to, room, "%.*s", (int)RTA_PAYLOAD(attribute), (const char *)RTA_DATA(attribute));
 }
 
+static void read_bond(struct kernel_link *link, const struct rtattr *each)
+{
+    if (each->rta_type == IFLA_BOND_MODE) link->bond_mode = *(uint8_t *)RTA_DATA(each);
+    if (each->rta_type == IFLA_BOND_AD_LACP_RATE) link->lacp_rate = *(uint8_t *)RTA_DATA(each);
+    if (each->rta_type == IFLA_BOND_MIIMON) link->monitor_ms = number_in(each);
+}
+
 static void read_kind_data(struct kernel_link *link, const struct rtattr *data)
 {
     int left = (int)RTA_PAYLOAD(data);
@@ -40,6 +47,7 @@ static void read_kind_data(struct kernel_link *link, const struct rtattr *data)
         if (strcmp(link->kind, "bridge") == 0 && each->rta_type == IFLA_BR_STP_STATE) {
             link->is_stp = number_in(each) != 0;
         }
+        if (strcmp(link->kind, "bond") == 0) read_bond(link, each);
     }
 }
 
@@ -345,11 +353,16 @@ static void remove_one_link(struct kernel *kernel, const char *name)
 void kernel_remove_link(struct kernel *kernel, const char *name)
 {
     char gone[IF_NAMESIZE];
+    const struct kernel_link *link = kernel_find_link(kernel, name);
+    const int is_bond = link != NULL && strcmp(link->kind, "bond") == 0;
     snprintf(gone, sizeof gone, "%s", name);
     remove_one_link(kernel, gone);
     struct kernel_link *each = kernel->links;
     while (each != NULL) {
-        if (strcmp(each->master, gone) == 0) each->master[0] = '\0';
+        if (strcmp(each->master, gone) == 0) {
+            each->master[0] = '\0';
+            each->is_up &= !is_bond;
+        }
         if (!is_vlan_on(each, gone)) {
             each = each->next;
             continue;

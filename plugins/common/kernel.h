@@ -23,6 +23,9 @@ struct kernel_link {
     int is_up;
     int vlan_id;
     int is_stp;
+    int bond_mode;      /* as the kernel counts them */
+    int lacp_rate;      /* of a bond of LACP: 1 for a fast one */
+    int monitor_ms;     /* of a bond: how often it looks at its members */
     int has_no_address; /* of hardware: it can't be switched on; others give it theirs */
 };
 
@@ -122,7 +125,8 @@ void kernel_add_route(struct kernel *kernel, const struct kernel_route *route);
 /** Takes the route away. */
 void kernel_remove_route(struct kernel *kernel, const struct kernel_route *route);
 
-/** Takes the link away with all that is on it: VLANs, addresses, routes. */
+/** Takes the link away with all that is on it: VLANs, addresses, routes. A bond's members go off.
+ */
 void kernel_remove_link(struct kernel *kernel, const char *name);
 
 /**

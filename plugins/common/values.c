@@ -5,6 +5,8 @@
 #include <string.h>
 #include <time.h>
 
+#include "vorn-plugin/changed.h"
+
 const char *value_of(const vorn_instance *instance, const char *property)
 {
     const char *value = instance != NULL ? vorn_instance_get_value(instance, property) : NULL;
@@ -13,7 +15,7 @@ const char *value_of(const vorn_instance *instance, const char *property)
 
 int is_changed(const vorn_instance *now, const vorn_instance *before, const char *property)
 {
-    return strcmp(value_of(now, property), value_of(before, property)) != 0;
+    return changed_property(now, before, property);
 }
 
 const char *time_text(int64_t seconds, char *room)

@@ -155,26 +155,13 @@ static void explain(vorn_commit_info *info, vorn_explanation *explanation)
                     "no names are answered any more");
 }
 
-struct looked_for {
-    const vorn_instances *configuration;
-    fault *found;
-};
-
-static int is_no_link(const char *word, void *data)
-{
-    const struct looked_for *for_what = data;
-    return !judge_is_link(for_what->configuration, word) &&
-           fault_is(for_what->found, "interfaces", "there is no interface \"%s\"", word);
-}
-
 /* Named twice or plugged in later is fine with dnsmasq; misspelt is what nobody wants. */
 static void check_interfaces(vorn_check_info *info)
 {
     fault found;
     const vorn_instances *configuration = vorn_check_info_get_instances(info);
     const vorn_instance *dns = vorn_instances_get_singleton(configuration, "dns");
-    struct looked_for for_what = {configuration, &found};
-    if (for_each_word(value_of(dns, "interfaces"), is_no_link, &for_what))
+    if (fault_is_no_link_of_list(&found, configuration, dns, "interfaces"))
         vorn_check_info_refuse(info, dns, found.property, "%s", found.reason);
 }
 

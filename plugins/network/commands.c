@@ -10,7 +10,8 @@
 
 enum { longest_word = 24 };
 
-/* What a command is about, by its object, its verb and, of "link set dev LINK", the fifth word. */
+/* What a command is about, by its object, its verb and, of "link set dev LINK", the fifth word, or
+ * the one after "type". */
 static const struct meaning {
     const char *object;
     const char *verb;
@@ -28,9 +29,11 @@ static const struct meaning {
     {"link", "add", NULL, VORN_EXPLAIN_LIVE, "a link is made"},
     {"link", "set", "down", VORN_EXPLAIN_INTERRUPTS, "a link is switched off"},
     {"link", "set", "up", VORN_EXPLAIN_LIVE, "a link is switched on"},
-    {"link", "set", "master", VORN_EXPLAIN_INTERRUPTS, "a link becomes a member of a bridge"},
-    {"link", "set", "nomaster", VORN_EXPLAIN_INTERRUPTS, "a link leaves its bridge"},
-    {"link", "set", "type", VORN_EXPLAIN_INTERRUPTS,
+    {"link", "set", "master", VORN_EXPLAIN_INTERRUPTS,
+     "a link becomes a member of a bridge or a bond"},
+    {"link", "set", "nomaster", VORN_EXPLAIN_INTERRUPTS, "a link leaves its bridge or bond"},
+    {"link", "set", "bond", VORN_EXPLAIN_LIVE, "a bond looks at its members more or less often"},
+    {"link", "set", "bridge", VORN_EXPLAIN_INTERRUPTS,
      "the spanning tree of a bridge changes: it may forward nothing for half a minute"},
     {"link", "set", "mtu", VORN_EXPLAIN_LIVE, "a link gets another MTU"},
 };
@@ -70,6 +73,7 @@ static void say(const char *words, void *data)
     char setting[longest_word] = "";
     const int begin = strncmp(words, "-6 ", 3) == 0 ? 3 : 0;
     sscanf(words + begin, "%23s %23s %*s %*s %23s", object, verb, setting);
+    if (strcmp(setting, "type") == 0) sscanf(words, "%*s %*s %*s %*s %*s %23s", setting);
     const struct meaning *meaning = meaning_of(object, verb, setting);
     note_link(to->actions, words);
     vorn_explanation_add(to->explanation,

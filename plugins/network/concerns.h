@@ -25,6 +25,9 @@ extern outcomes v6_policy_route_outcomes;
 /** Whether the property "kind" of an interface or an address says so. */
 int is_kind(const vorn_instance *instance, const char *kind);
 
+/** Whether an interface is of a kind that has members. */
+int has_members(const vorn_instance *interface);
+
 /**
  * Make the classes. Each answers the refresher of its values, or null after the daemon has logged
  * why not.

@@ -98,11 +98,17 @@ static int judge_member(const vorn_instances *configuration, const vorn_instance
     if (interface != NULL && is_kind(interface, "bridge")) {
         return fault_is(found, "members", "\"%s\" is a bridge itself", member);
     }
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "bridge");
+    if (interface != NULL && is_kind(bridge, "bond") && !is_kind(interface, "ethernet")) {
+        return fault_is(found, "members", "\"%s\" is no port", member);
+    }
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "interface");
     int is_bad = 0;
     while (walk != NULL && !is_bad && vorn_instances_iterator_has_next(walk)) {
         const vorn_instance *each = vorn_instances_iterator_next(walk);
-        if (is_same(each, bridge) || !has_word(value_of(each, "members"), member)) continue;
+        if (is_same(each, bridge) || !has_members(each) ||
+            !has_word(value_of(each, "members"), member)) {
+            continue;
+        }
         is_bad = fault_is(found, "members", "\"%s\" is a member of \"%s\" too", member,
                           vorn_instance_get_name(each));
     }
@@ -137,7 +143,7 @@ static int judge_interface(const vorn_instances *configuration, const vorn_insta
         return fault_is(found, is_vlan ? "parent" : "members", "it would stand on itself");
     }
     if (is_vlan) return judge_vlan(configuration, interface, found);
-    return is_kind(interface, "bridge") &&
+    return has_members(interface) &&
            for_each_word(value_of(interface, "members"), judge_each_member, &members);
 }
 

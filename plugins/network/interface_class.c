@@ -2,22 +2,12 @@
 /* The classes of interfaces: what is valid, and what is shown of them. */
 #include <string.h>
 
+#include "bonds.h"
 #include "concerns.h"
 #include "counters.h"
 #include "declare.h"
 #include "describe.h"
 #include "values.h"
-
-static int is_no_link_name(const char *word, void *data)
-{
-    (void)data;
-    return !is_link_name(word);
-}
-
-static int is_link_list(const char *value)
-{
-    return for_each_word(value, is_no_link_name, NULL) == 0;
-}
 
 static void read_counters(const void *argument, char *lines, int room, char *buffer)
 {
@@ -66,15 +56,31 @@ static int declare_ethernet(void)
     return vorn_classes_add(ethernet);
 }
 
+static int is_no_link_name(const char *word, void *data)
+{
+    (void)data;
+    return !is_link_name(word);
+}
+
+static int is_link_list(const char *value)
+{
+    return for_each_word(value, is_no_link_name, NULL) == 0;
+}
+
+void interface_declare_members(vorn_class *klass, const char *of, const char *help)
+{
+    declare_name(klass, "members", of, is_link_list, 0);
+    vorn_property_accept_list(vorn_class_get_property(klass, "members"), 1);
+    describe(klass, "members", "Members", help, "eth0 eth1");
+}
+
 static int declare_bridge(void)
 {
     vorn_class *bridge = declare_class("bridge", VORN_CLASS_UNIQUE_NAMED);
     if (declare_kind(bridge) != 0) return 1;
     describe_class(bridge, "Bridge", "A switch in software: its members form one network.",
                    "Network", 220);
-    declare_name(bridge, "members", "interface", is_link_list, 0);
-    vorn_property_accept_list(vorn_class_get_property(bridge, "members"), 1);
-    describe(bridge, "members", "Members", "The interfaces that form one network.", "eth0 eth1");
+    interface_declare_members(bridge, "interface", "The interfaces that form one network.");
     declare_input(bridge, "stp", VORN_INPUT_ON_OFF);
     describe(bridge, "stp", "Spanning tree",
              "Whether loops in the cabling are found and cut; ports come up later then.", "off");
@@ -114,7 +120,7 @@ static void declare_settings(vorn_class *interface)
     declare_number(interface, "mtu", 68, 65535, 0);
     describe(interface, "mtu", "Largest packet",
              "The most bytes of a packet. If it isn't set: as a port was found, for a bridge the "
-             "least of its members, for a VLAN that of its parent.",
+             "least of its members, for a VLAN that of its parent, for a bond 1500.",
              "1500");
     describe_unit(interface, "mtu", "bytes");
     declare_input(interface, "status", VORN_INPUT_UP_DOWN);
@@ -138,7 +144,7 @@ vorn_refresher *interfaces_declare(void)
     describe_counters(interface);
     vorn_util_txt_tables_add_refresh(tables, refresher, counter);
     vorn_refresher_set_property_fn(refresher, "state", state);
-    const int failed =
-        vorn_classes_add(interface) || declare_ethernet() || declare_bridge() || declare_vlan();
+    const int failed = vorn_classes_add(interface) || declare_ethernet() || declare_bridge() ||
+                       declare_vlan() || bonds_declare();
     return failed ? NULL : refresher;
 }

@@ -8,6 +8,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "bonds.h"
 #include "concerns.h"
 #include "ip.h"
 #include "made_links.h"
@@ -68,6 +69,7 @@ static int is_another_link(const struct kernel *kernel, const struct kernel_link
                            const vorn_instance *now, struct made_link *made)
 {
     if (!is_of_kind(link, value_of(now, "kind"))) return 1;
+    if (is_kind(now, "bond")) return bonds_is_another(link, now);
     if (is_kind(now, "vlan") && has_lost_its_address(kernel, link)) return 1;
     if (link->index != 0 && link->index == made->index && has_a_mtu_too_many(now, made)) return 1;
     if (has_a_stranger_mtu(link, now, made)) return 1;
@@ -87,6 +89,7 @@ static struct kernel_link *make_link(const struct setup *setup, const vorn_insta
                    ? kernel_add_link(setup->kernel, name, "bridge")
                    : NULL;
     }
+    if (is_kind(now, "bond")) return bonds_make(setup->kernel, now);
     const struct kernel_link *below = kernel_find_link(setup->kernel, parent);
     if (below == NULL) {
         outcomes_explain(&interface_outcomes, name, "waiting for %s", parent);
@@ -122,6 +125,8 @@ static void note_another(const struct kernel_link *link, const vorn_instance *no
 {
     if (is_kind(now, "bridge") && strcmp(link->kind, "bridge") == 0) {
         note_mtu(link, link->mtu_by_itself);
+    } else if (is_kind(now, "bond") && strcmp(link->kind, "bond") == 0) {
+        bonds_note(link, now);
     } else {
         differences_note(&interface_outcomes.differs, link->name, "it is another link");
     }
@@ -165,14 +170,20 @@ static void set_mtu(const struct setup *setup, struct kernel_link *link, int mtu
     }
 }
 
-/* Without one, hardware has the one that it was found with, and a VLAN that of its parent. */
+/*
+ * Without one, hardware has the one that it was found with, and a VLAN that of its parent. A member
+ * of a bond has that of the bond.
+ */
 static void plan_mtu(const struct setup *setup, const vorn_instance *now, struct kernel_link *link,
                      struct made_link *made)
 {
+    enum { mtu_of_bonds = 1500 };
     int mtu = atoi(value_of(now, "mtu"));
     const struct kernel_link *parent = kernel_find_link(setup->kernel, link->parent);
+    if (bonds_hold(setup->kernel, link)) return;
     if (mtu != 0 && made->mtu_before == 0 && link->mtu != mtu) made->mtu_before = link->mtu;
     if (mtu == 0 && is_kind(now, "ethernet")) mtu = made->mtu_before;
+    if (mtu == 0 && is_kind(now, "bond")) mtu = mtu_of_bonds;
     if (mtu == 0 && is_kind(now, "vlan") && parent != NULL) mtu = parent->mtu;
     set_mtu(setup, link, mtu);
 }
@@ -192,7 +203,7 @@ static void plan_stp(const vorn_instance *now, struct kernel_link *link)
 
 struct joining {
     const struct setup *setup;
-    const vorn_instance *bridge;
+    const vorn_instance *bridge; /* or bond */
 };
 
 static int plan_member(const char *member, void *data)
@@ -209,6 +220,11 @@ static int plan_member(const char *member, void *data)
     const struct kernel_link *above = kernel_find_link(joining->setup->kernel, bridge);
     if (above != NULL && is_there(above))
         differences_note(&interface_outcomes.differs, bridge, "%s is no member of it", member);
+    if (is_kind(joining->bridge, "bond")) {
+        const int is_certain = above != NULL && (is_there(above) || ip_is_only_told());
+        if (is_certain) bonds_join(joining->setup->kernel, link, bridge);
+        return 0;
+    }
     ip_plan(&interface_outcomes, bridge, "link set dev %s master %s", member, bridge);
     snprintf(link->master, sizeof link->master, "%s", bridge);
     return 0;
@@ -258,9 +274,10 @@ static void plan_interface(const struct setup *setup, const vorn_instance *now, 
     if (is_kind(now, "ethernet") && made->index != link->index) made->mtu_before = link->mtu;
     made->index = link->index;
     plan_mtu(setup, now, link, made);
-    if (is_kind(now, "bridge")) {
+    if (is_kind(now, "bridge")) plan_stp(now, link);
+    if (is_kind(now, "bond")) bonds_plan(link, now);
+    if (has_members(now)) {
         struct joining joining = {setup, now};
-        plan_stp(now, link);
         for_each_word(value_of(now, "members"), plan_member, &joining);
     }
     plan_switch(setup, now, link, made, link->index != 0 && was_up);

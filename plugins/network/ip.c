@@ -98,6 +98,7 @@ static struct {
     struct command *planned;
     struct command *ran;
     int is_busy;
+    int is_used;
 } aside; /* during a rehearsal */
 
 void ip_begin_rehearsal(void)
@@ -105,6 +106,7 @@ void ip_begin_rehearsal(void)
     aside.planned = planned;
     aside.ran = ran;
     aside.is_busy = is_busy;
+    aside.is_used = 1;
     planned = NULL;
     ran = NULL;
     is_busy = 1;
@@ -116,6 +118,12 @@ void ip_end_rehearsal(void)
     planned = aside.planned;
     ran = aside.ran;
     is_busy = aside.is_busy;
+    aside.is_used = 0;
+}
+
+int ip_is_only_told(void)
+{
+    return aside.is_used || vorn_process_no_actions;
 }
 
 void ip_for_each_planned(void (*call)(const char *words, void *data), void *data)
@@ -174,6 +182,12 @@ int ip_plan(outcomes *of, const char *name, const char *pattern, ...)
     give_reason(of, name, command);
     const struct command *before = find_run(command);
     return before != NULL && before->failure != NULL;
+}
+
+int ip_has_failed(const char *words)
+{
+    const struct command *before = find(ran, words);
+    return before != NULL && !before->is_past && before->failure != NULL;
 }
 
 /* One that did nothing may have been too early; one that failed waits for the next attempt. */

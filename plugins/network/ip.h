@@ -27,6 +27,9 @@ void ip_forget_plan(void);
 int ip_plan(outcomes *of, const char *name, const char *pattern, ...)
     __attribute__((format(printf, 3, 4)));
 
+/** Whether a command has failed in this attempt already. */
+int ip_has_failed(const char *words);
+
 /**
  * From the next plan on, only commands are run, and told of, for instances that the function knows;
  * null for all. The others are as if nothing had been planned for them but what differs.
@@ -52,6 +55,9 @@ int ip_run(int64_t deadline_us, void (*go_on)(void));
  */
 void ip_begin_rehearsal(void);
 void ip_end_rehearsal(void);
+
+/** Whether what is planned now is only told, in a rehearsal or where nothing is done. */
+int ip_is_only_told(void);
 
 /** Calls back for each command that is planned, in their order, without its "ip". */
 void ip_for_each_planned(void (*call)(const char *words, void *data), void *data);

@@ -6,18 +6,20 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "bonds.h"
 #include "copies.h"
 #include "ip.h"
 #include "values.h"
+#include "vorn-plugin/order.h"
 
-/* A link that was put into a bridge. */
+/* A link that was put into a bridge or a bond. */
 struct made_port {
     struct made_port *next;
     char link[IF_NAMESIZE];
     char bridge[IF_NAMESIZE];
 };
 
-static struct made_link *made_links; /* the last one first: it may stand on the others */
+static struct made_link *made_links; /* the last one first */
 static struct made_port *made_ports;
 
 static struct made_link *find_made(const char *name)
@@ -127,7 +129,8 @@ void interfaces_recall(const char *line)
 int is_of_kind(const struct kernel_link *link, const char *kind)
 {
     return strcmp(link->kind, kind) == 0 ||
-           (strcmp(kind, "vlan") == 0 && strcmp(link->kind, "bridge") != 0);
+           (strcmp(kind, "vlan") == 0 && strcmp(link->kind, "bridge") != 0 &&
+            strcmp(link->kind, "bond") != 0);
 }
 
 /* Hardware goes back to how it was found, and is switched off. */
@@ -165,32 +168,66 @@ static int is_wanted_as(const vorn_instances *configuration, const struct made_l
     return now != NULL && is_kind(now, made->kind);
 }
 
-/* What is no longer wanted is remembered until it is seen to be gone. */
-static void remove_links(const vorn_instances *configuration, struct kernel *kernel)
+/* A VLAN needs its parent, a member its bridge. */
+static int needs(const void *one, const void *other, void *kernel)
 {
-    struct made_link **each = &made_links;
-    while (*each != NULL) {
-        struct made_link *made = *each;
-        if (is_wanted_as(configuration, made) || !remove_link(kernel, made)) {
-            each = &made->next;
-        } else {
-            *each = made->next;
-            free(made);
-        }
-    }
+    const struct made_link *made = one;
+    const char *name = ((const struct made_link *)other)->name;
+    const struct kernel_link *link = kernel_find_link(kernel, made->name);
+    return strcmp(made->parent, name) == 0 || (link != NULL && strcmp(link->master, name) == 0);
 }
 
-/* The bridge of which the link is to be a member, or null. */
-static const char *bridge_of(const vorn_instances *configuration, const char *link)
+static void forget(struct made_link *made)
 {
-    const char *name = NULL;
-    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "bridge");
-    while (walk != NULL && name == NULL && vorn_instances_iterator_has_next(walk)) {
-        const vorn_instance *bridge = vorn_instances_iterator_next(walk);
-        if (has_word(value_of(bridge, "members"), link)) name = vorn_instance_get_name(bridge);
+    struct made_link **each = &made_links;
+    while (*each != made)
+        each = &(*each)->next;
+    *each = made->next;
+    free(made);
+}
+
+static size_t count_made(void)
+{
+    size_t count = 0;
+    for (const struct made_link *each = made_links; each != NULL; each = each->next)
+        count++;
+    return count;
+}
+
+/* What is no longer wanted is remembered until it is seen to be gone; also without memory. */
+static void remove_links(const vorn_instances *configuration, struct kernel *kernel)
+{
+    size_t count = 0;
+    void **gone = calloc(count_made() + 1, sizeof *gone);
+    if (gone == NULL) return;
+    for (struct made_link *each = made_links; each != NULL; each = each->next)
+        if (!is_wanted_as(configuration, each)) gone[count++] = each;
+    order_for_removal(gone, count, needs, kernel);
+    for (size_t i = 0; i < count; i++)
+        if (remove_link(kernel, gone[i])) forget(gone[i]);
+    free(gone);
+}
+
+/* Whether it is to be a member of a bridge or a bond. */
+static int is_member(const vorn_instances *configuration, const char *link)
+{
+    int found = 0;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "interface");
+    while (walk != NULL && !found && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        found = has_members(each) && has_word(value_of(each, "members"), link);
     }
     vorn_instances_delete_iterator(walk);
-    return name;
+    return found;
+}
+
+/* A bond switches off what leaves it. */
+static void release(struct kernel *kernel, struct kernel_link *link)
+{
+    const int was_bonded = bonds_hold(kernel, link);
+    ip_plan(&interface_outcomes, NULL, "link set dev %s nomaster", link->name);
+    link->master[0] = '\0';
+    if (was_bonded) kernel_switch_link(kernel, link, 0);
 }
 
 static void release_ports(const vorn_instances *configuration, struct kernel *kernel)
@@ -199,12 +236,10 @@ static void release_ports(const vorn_instances *configuration, struct kernel *ke
     while (*each != NULL) {
         struct made_port *port = *each;
         struct kernel_link *link = kernel_find_link(kernel, port->link);
-        const char *wanted = bridge_of(configuration, port->link);
-        if (wanted != NULL) {
+        if (is_member(configuration, port->link)) {
             each = &port->next;
         } else if (link != NULL && strcmp(link->master, port->bridge) == 0) {
-            ip_plan(&interface_outcomes, NULL, "link set dev %s nomaster", port->link);
-            link->master[0] = '\0';
+            release(kernel, link);
             each = &port->next;
         } else {
             *each = port->next;

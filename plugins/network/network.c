@@ -31,6 +31,11 @@ int is_kind(const vorn_instance *instance, const char *kind)
     return strcmp(value_of(instance, "kind"), kind) == 0;
 }
 
+int has_members(const vorn_instance *interface)
+{
+    return is_kind(interface, "bridge") || is_kind(interface, "bond");
+}
+
 /* What the kernel will have then is in the record. */
 static void plan_all(const vorn_instances *configuration, struct kernel *kernel)
 {
@@ -310,11 +315,14 @@ static vorn_refresher *refreshers[concerns];
 /* A refresher knows its instances by the name of their family, and a client may ask for a kind. */
 static void select_families(vorn_refresh_info *info)
 {
-    static const char *const families[][2] = {
-        {"ethernet", "interface"},   {"bridge", "interface"},
-        {"vlan", "interface"},       {"static-address", "address"},
-        {"dhcp-address", "address"}, {"static-ipv6-address", "address"},
-        {"slaac-address", "address"}};
+    static const char *const families[][2] = {{"ethernet", "interface"},
+                                              {"bridge", "interface"},
+                                              {"vlan", "interface"},
+                                              {"bond", "interface"},
+                                              {"static-address", "address"},
+                                              {"dhcp-address", "address"},
+                                              {"static-ipv6-address", "address"},
+                                              {"slaac-address", "address"}};
     for (size_t i = 0; i < sizeof families / sizeof *families; i++) {
         if (!vorn_refresh_info_contains_class(info, families[i][0])) continue;
         vorn_refresh_info_add_all_properties(info, families[i][1], NULL);

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "concerns.h"
 #include "values.h"
 
 struct ordering {
@@ -30,7 +31,7 @@ static void add(struct ordering *ordering, const vorn_instance *interface)
     const int place = made->count++;
     made->interfaces[place] = interface;
     if (strcmp(kind, "vlan") == 0) add_by_name(ordering, value_of(interface, "parent"));
-    if (strcmp(kind, "bridge") == 0) {
+    if (has_members(interface)) {
         for_each_word(value_of(interface, "members"), add_member, ordering);
     }
     memmove(made->interfaces + place, made->interfaces + place + 1,

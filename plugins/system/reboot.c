@@ -29,8 +29,7 @@ static const char rescue_file[] = "/etc/rescueconfig.xml";
 static int is_resetting;
 static char failure[128]; /* of the last try; empty for none */
 
-/* object=reboot */
-static int reboot(void)
+int reboot_restart(void)
 {
     vorn_commit_report_set_result("restarts the device");
     vorn_util_reboot();
@@ -131,18 +130,17 @@ static const char *possibility(vorn_instance *instance, const char *property,
     return text;
 }
 
-/* object=factory-reset: refused where there is nothing to go back to. */
-static int factory_reset(void)
+int reboot_to_factory(void)
 {
     if (!has_what_to_take()) {
         vorn_debug_eprintf("system: neither %s nor %s can be read.\n", default_file, rescue_file);
         return 1;
     }
     vorn_commit_report_set_result("goes back to the first configuration");
-    if (vorn_process_no_actions) return reboot();
+    if (vorn_process_no_actions) return reboot_restart();
     if (!reset()) return 1;
     is_resetting = 1;
-    return reboot();
+    return reboot_restart();
 }
 
 static void commit(vorn_commit_info *info)
@@ -177,6 +175,6 @@ int reboot_serve(void)
     vorn_provider_set_commit_fn(after_save, commit, NULL);
     vorn_provider_set_explain_fn(after_save, explain, NULL);
     return vorn_providers_add(after_save) || vorn_providers_order("save", "factory-reset") ||
-           vorn_inform_fn_add("reboot", reboot) ||
-           vorn_inform_fn_add("factory-reset", factory_reset);
+           vorn_inform_fn_add("reboot", reboot_restart) ||
+           vorn_inform_fn_add("factory-reset", reboot_to_factory);
 }

@@ -10,6 +10,15 @@
  */
 int reboot_declare(vorn_class *klass, vorn_refresher *refresher);
 
+/** Has the device restart once the loop is done. Returns 0. */
+int reboot_restart(void);
+
+/**
+ * The same, into its first configuration. Returns 1 after the daemon has logged why not, such as
+ * that there is nothing to go back to.
+ */
+int reboot_to_factory(void);
+
 /** Serves the inform objects "reboot" and "factory-reset". Returns 0, or 1 as above. */
 int reboot_serve(void);
 

@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "buttons.h"
 #include "declare.h"
 #include "describe.h"
 #include "host_name.h"
@@ -176,5 +177,6 @@ void vorn_plugin_init(void)
     vorn_providers_add(provider);
     vorn_providers_order("system", "save");
     repair_declare();
+    buttons_declare();
     reboot_serve();
 }

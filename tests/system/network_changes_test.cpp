@@ -28,6 +28,8 @@ constexpr NetworkRefusal network_refusals[] = {
      "<update><interface name=\"eth1.5\"><id>4095</id></interface></update>"},
     {"KindsThatAreNone",
      "<insert><interface name=\"x\"><kind>token-ring</kind></interface></insert>"},
+    {"BondsOfNoMode",
+     "<insert><interface name=\"x\"><kind>bond</kind><mode>4</mode></interface></insert>"},
     {"AnotherKind", "<update><interface name=\"br0\"><kind>vlan</kind></interface></update>"},
     {"AddressesWithoutAPrefix", "<insert><address name=\"x\"><kind>static-address</kind>"
                                 "<interface>br0</interface><address>10.0.0.1</address></address>"
@@ -105,6 +107,18 @@ constexpr NetworkFault network_faults[] = {
      "</insert>",
      "Property \"members\" of instance \"br1\" of class \"bridge\": \"eth0\" is a member of "
      "\"br0\" too"},
+    {"MembersOfABridgeAndABond",
+     "<insert><interface name=\"lag\"><kind>bond</kind><members>eth0</members></interface>"
+     "</insert>",
+     "\"eth0\" is a member of \"br0\" too"},
+    {"BondsOfVlans",
+     "<insert><interface name=\"lag\"><kind>bond</kind><members>eth1.5</members></interface>"
+     "</insert>",
+     "Property \"members\" of instance \"lag\" of class \"bond\": \"eth1.5\" is no port"},
+    {"BondsThatStandOnThemselves",
+     "<insert><interface name=\"lag\"><kind>bond</kind><members>lag</members></interface>"
+     "</insert>",
+     "it would stand on itself"},
     {"BridgesOnThemselves",
      "<update><interface name=\"eth1.5\"><parent>br0</parent></interface></update>",
      "it would stand on itself"},

@@ -54,7 +54,7 @@ TEST_F(Networks, RemoveWhatTheyMadeWithItsInstance)
 
     EXPECT_TRUE(ran("route del default via 192.168.1.254\n"
                     "addr del 192.168.1.1/24 dev br0\n"
-                    "link del dev br0\nlink del dev eth1.5\n"));
+                    "link del dev eth1.5\nlink del dev br0\n"));
     EXPECT_THAT(shell("ip -o link"), Not(HasSubstr("br0")));
 }
 

@@ -53,6 +53,8 @@ protected:
                        "test ! -e /tmp/no-vlans || { printf 'no VLANs today,\nsorry\n' >&2; "
                        "exit 1; }\n"
                        "set -- link add name $6 type veth peer name to-$6\n"
+                       ";;\n*' type bond '*)\n"
+                       "test ! -e /tmp/no-bonds || { echo 'no bonds today' >&2; exit 1; }\n"
                        "esac; exec " +
                            ip + " \"$@\"");
     }
