@@ -24,46 +24,36 @@ static int is_down(const char *link)
     return is_known && (request.ifr_flags & IFF_UP) == 0;
 }
 
-struct look {
-    air *air;
-    int place;
-};
-
-static void note(const vorn_instance *network, const char *interface, void *data)
+static void note(const hostapd_carried *carried, void *data)
 {
-    (void)network;
-    struct look *look = data;
-    unsigned int *known = &look->air->links[look->place++];
+    unsigned int *known = &((air *)data)->links[carried->place];
     if (*known != 0) return;
-    const unsigned int number = if_nametoindex(interface);
-    if (number != 0 && !is_down(interface)) *known = number;
+    const unsigned int number = if_nametoindex(carried->interface);
+    if (number != 0 && !is_down(carried->interface)) *known = number;
 }
 
 void air_look(air *of, int process, const vorn_instances *configuration, const char *radio)
 {
-    struct look look = {of, 0};
     if (of->process != process) {
         *of = (struct air){.process = process, .since_us = patience_now_us()};
     }
-    if (process != 0) hostapd_for_each_network(configuration, radio, note, &look);
+    if (process != 0) hostapd_for_each_network(configuration, radio, note, of);
 }
 
 struct search {
     const air *air;
     const vorn_instance *network; /* that is meant; null for any */
-    int place;
     int is_found;
     int is_gone;
     char interface[hostapd_name_room];
 };
 
-static void look_for_loss(const vorn_instance *network, const char *interface, void *data)
+static void look_for_loss(const hostapd_carried *carried, void *data)
 {
-    (void)network;
     struct search *search = data;
-    const unsigned int known = search->air->links[search->place++];
-    const unsigned int number = if_nametoindex(interface);
-    search->is_found |= known != 0 && (number != known || is_down(interface));
+    const unsigned int known = search->air->links[carried->place];
+    const unsigned int number = if_nametoindex(carried->interface);
+    search->is_found |= known != 0 && (number != known || is_down(carried->interface));
 }
 
 int air_has_lost(const air *of, const vorn_instances *configuration, const char *radio)
@@ -75,13 +65,13 @@ int air_has_lost(const air *of, const vorn_instances *configuration, const char 
 }
 
 /* The radio's own link is the first one. */
-static void look_for_fault(const vorn_instance *network, const char *interface, void *data)
+static void look_for_fault(const hostapd_carried *carried, void *data)
 {
     struct search *search = data;
-    const int place = search->place++;
-    const unsigned int known = search->air->links[place];
+    const char *interface = carried->interface;
+    const unsigned int known = search->air->links[carried->place];
     const int is_late = patience_now_us() - search->air->since_us >= coming_us;
-    if (search->network != NULL ? network != search->network : place != 0) return;
+    if (search->network != NULL ? carried->network != search->network : carried->place != 0) return;
     if (known == 0 && !is_late) return;
     const unsigned int number = if_nametoindex(interface);
     search->is_gone = number == 0 || (known != 0 && number != known);

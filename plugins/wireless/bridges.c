@@ -70,12 +70,12 @@ struct search {
     int found;
 };
 
-static void look_at(const vorn_instance *network, const char *interface, void *data)
+static void look_at(const hostapd_carried *carried, void *data)
 {
     struct search *search = data;
-    if (search->found || (search->network != NULL && search->network != network)) return;
-    if (!is_outside(&search->kernel, network, interface)) return;
-    snprintf(search->interface, sizeof search->interface, "%s", interface);
+    if (search->found || (search->network != NULL && search->network != carried->network)) return;
+    if (!is_outside(&search->kernel, carried->network, carried->interface)) return;
+    snprintf(search->interface, sizeof search->interface, "%s", carried->interface);
     search->found = 1;
 }
 
@@ -147,9 +147,11 @@ static int is_left_inside(const struct joining *joining, const vorn_instance *ne
 }
 
 /* Nobody waits for it: whether it is in its bridge is seen from the kernel. */
-static void join(const vorn_instance *network, const char *interface, void *data)
+static void join(const hostapd_carried *carried, void *data)
 {
     struct joining *joining = data;
+    const vorn_instance *network = carried->network;
+    const char *interface = carried->interface;
     const int is_inside = is_left_inside(joining, network, interface);
     if (!is_inside &&
         (!is_outside(&joining->kernel, network, interface) || bridges_missing(network) != NULL)) {

@@ -19,12 +19,12 @@ int64_t control_now_ms(void)
 }
 
 /* The answer comes to a name that the kernel chooses, which leaves nothing behind. */
-static int open_socket(const char *interface)
+int control_open(const char *path)
 {
     const struct sockaddr_un own = {.sun_family = AF_UNIX};
     struct sockaddr_un theirs = {.sun_family = AF_UNIX};
-    snprintf(theirs.sun_path, sizeof theirs.sun_path, CONTROL_FOLDER "/%s", interface);
-    const int sock = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    snprintf(theirs.sun_path, sizeof theirs.sun_path, "%s", path);
+    const int sock = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (sock == -1) return -1;
     if (bind(sock, (const struct sockaddr *)&own, sizeof own.sun_family) == 0 &&
         connect(sock, (const struct sockaddr *)&theirs, sizeof theirs) == 0) {
@@ -49,9 +49,11 @@ static int asks(int sock, const char *question, const char *wanted, int64_t dead
 
 int control_kick(const char *interface, const char *station, int64_t deadline_ms)
 {
+    char path[64];
     char question[64];
     char order[64];
-    const int sock = open_socket(interface);
+    snprintf(path, sizeof path, CONTROL_FOLDER "/%s", interface);
+    const int sock = control_open(path);
     if (sock == -1) return 0;
     snprintf(question, sizeof question, "STA %s", station);
     snprintf(order, sizeof order, "DEAUTHENTICATE %s", station);

@@ -13,11 +13,10 @@ struct kick {
     int times;
 };
 
-static void kick_from(const vorn_instance *network, const char *interface, void *data)
+static void kick_from(const hostapd_carried *carried, void *data)
 {
-    (void)network;
     struct kick *kick = data;
-    kick->times += control_kick(interface, kick->station, kick->deadline_ms);
+    kick->times += control_kick(carried->interface, kick->station, kick->deadline_ms);
 }
 
 int kick_station(const char *station)

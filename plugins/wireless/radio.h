@@ -5,6 +5,7 @@
 #include <stdint.h>
 
 #include "air.h"
+#include "amends.h"
 #include "brief.h"
 #include "hostapd.h"
 #include "leftovers.h"
@@ -24,6 +25,9 @@ struct radio {
     hostapd_text told;
     unsigned int bridges; /* which ones there were when it was told, and which link of its own */
     unsigned long frames; /* how many of them hostapd was started with */
+    amends amends;        /* that its hostapd makes in that, without a restart */
+    int is_amended;       /* it has made some since it was started */
+    int is_stale;         /* it did not, and has to be started anew */
     int is_spoilt;        /* somebody has changed its files: what hostapd has read is not known */
     int is_to_leave;      /* hostapd is to end, or has, and may not have let go of the link */
     leftovers left;
@@ -45,7 +49,8 @@ struct radio *radio_new(const char *name);
 /* How hostapd is to run, with so many frames. */
 struct radio_running {
     char path[hostapd_path_room];
-    const char *arguments[3];
+    char socket[amends_path_room];
+    const char *arguments[5];
     supervise_plan plan;
 };
 void radio_plan_running(struct radio_running *running, const struct radio *radio,
@@ -56,9 +61,27 @@ struct radio_telling {
     int is_written; /* the file, or a list that it names */
     int starts_anew;
     int reads_again;
+    int is_amended; /* in place of both */
+    amends_plan amends;
+    enum places_way places;
 };
-struct radio_telling radio_plan_telling(struct radio *radio, const hostapd_text *text,
+
+/**
+ * The text, which has the places as known, is written anew where the plan gives others. Without
+ * memory its texts are null then.
+ */
+struct radio_telling radio_plan_telling(struct radio *radio, hostapd_text *text,
+                                        const vorn_instance *now,
                                         const vorn_instances *configuration);
+
+/** Notes what its hostapd has brought up by now. */
+void radio_look_at_air(struct radio *radio, const vorn_instances *configuration);
+
+/**
+ * Whether somebody has taken away what its hostapd has brought up, or it has had the time to put
+ * every interface into its bridge, and one is not.
+ */
+int radio_is_cut_off(struct radio *radio, const vorn_instances *configuration);
 
 /** Whether the change, or a failure before it, has to do with radios. */
 int radios_are_concerned(const vorn_changes *changes);

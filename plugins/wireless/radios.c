@@ -1,7 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * One hostapd for each radio that is up and has a network. Its configuration is replaced whole. It
- * is told to read it again when that is enough, and restarted only when the frame changed.
+ * One hostapd for each radio that is up and has a network. Its configuration is replaced whole.
+ * While a network stays as it is, it is asked to take others off the air and bring them back, which
+ * disturbs nobody else. Otherwise, or when it does not do that, it is told to read its
+ * configuration again where that is enough, and restarted where the frame changed.
  */
 #include "radios.h"
 
@@ -34,18 +36,16 @@ static outcomes radio_outcomes = {.class_name = "radio"};
 
 enum { joining_us = 5000000 };
 
-static void name_file(char path[hostapd_path_room], const struct radio *radio)
-{
-    hostapd_name_file(path, radio->name);
-}
-
 static void power_has_failed(const char *reason, void *data);
 static void link_was_left(int has_failed, void *data);
+static void amends_have_ended(const char *reason, void *data);
 
 /* It has ended by itself, and makes its links anew when it is started again. */
 static void hostapd_has_ended(void *data)
 {
-    const struct radio *radio = data;
+    struct radio *radio = data;
+    amends_stop(&radio->amends);
+    radio->is_amended = 0;
     leftovers_remove(&radio->left, radio->name, 0);
 }
 
@@ -56,6 +56,7 @@ static struct radio *make(const char *name)
     supervise_set_failed_fn(radio->program, hostapd_has_ended, radio);
     power_begin(&radio->power, power_has_failed, radio);
     radio->leaving = (brief)BRIEF(link_was_left, radio);
+    radio->amends = (amends)AMENDS(amends_have_ended, radio, radio->name);
     return radio;
 }
 
@@ -78,6 +79,7 @@ static void sweep(struct radio *radio)
     const char *status = supervise_status(radio->program);
     const int is_settled =
         strcmp(status, "stopped") == 0 || strcmp(supervise_state(radio->program), "running") == 0;
+    if (amends_go_on(&radio->amends)) return;
     if (is_settled) {
         leftovers_sweep(&radio->left, radio->name, radio->told.networks);
     } else if (leftovers_are_there(&radio->left, radio->name, radio->told.networks)) {
@@ -126,9 +128,11 @@ static void link_was_left(int has_failed, void *data)
 static void stop(struct radio *radio)
 {
     char path[hostapd_path_room];
+    amends_stop(&radio->amends);
+    places_forget(radio->name);
     supervise_stop(radio->program);
     if (radio->told.whole != NULL || radio->is_stuck) radio->is_to_leave = 1;
-    name_file(path, radio);
+    hostapd_name_file(path, radio->name);
     unlink(path);
     hostapd_free(&radio->told);
     if (radio->is_to_leave) leave_link(radio);
@@ -137,8 +141,10 @@ static void stop(struct radio *radio)
 void radio_plan_running(struct radio_running *running, const struct radio *radio,
                         unsigned long frames)
 {
-    *running = (struct radio_running){.arguments = {"hostapd", running->path, NULL}};
-    name_file(running->path, radio);
+    *running = (struct radio_running){
+        .arguments = {"hostapd", "-g", running->socket, running->path, NULL}};
+    hostapd_name_file(running->path, radio->name);
+    amends_name_socket(running->socket, radio->name);
     running->plan = (supervise_plan){running->arguments, NULL, frames};
 }
 
@@ -153,56 +159,54 @@ static void run(struct radio *radio)
     links_look_later();
 }
 
-static int is_same(const char *left, const char *right)
-{
-    return left != NULL && right != NULL && strcmp(left, right) == 0;
-}
-
-static void look_at_air(struct radio *radio, const vorn_instances *configuration)
-{
-    air_look(&radio->air, supervise_pid(radio->program), configuration, radio->name);
-}
-
-/*
- * Whether somebody has taken away what its hostapd has brought up, or it has had the time to put
- * every interface into its bridge, and one is not.
- */
-static int is_cut_off(struct radio *radio, const vorn_instances *configuration)
-{
-    look_at_air(radio, configuration);
-    if (air_has_lost(&radio->air, configuration, radio->name)) return 1;
-    return strcmp(supervise_state(radio->program), "running") == 0 &&
-           bridges_lack(configuration, radio->name);
-}
-
-struct radio_telling radio_plan_telling(struct radio *radio, const hostapd_text *text,
-                                        const vorn_instances *configuration)
+/* The file is only root's: the keys are in it. */
+static int write_files(const struct radio *radio, const hostapd_text *text)
 {
     char path[hostapd_path_room];
-    name_file(path, radio);
-    const int frame_is_same = is_same(text->frame, radio->told.frame);
-    const int whole_is_same = is_same(text->whole, radio->told.whole);
-    const int is_written =
-        whole_file_differs(path, text->whole) || lists_are_new(text, radio->name);
-    const int is_spoilt = radio->is_spoilt || (whole_is_same && is_written);
-    return (struct radio_telling){is_written,
-                                  !frame_is_same || is_spoilt || is_cut_off(radio, configuration),
-                                  frame_is_same && !whole_is_same};
+    hostapd_name_file(path, radio->name);
+    return text->whole == NULL || lists_write(text, radio->name) < 0 ||
+           write_file_whole(path, text->whole, 0600) < 0;
 }
 
-/* Takes the text over. The file is only root's: the keys are in it. */
-static void tell(struct radio *radio, hostapd_text *text, const vorn_instances *configuration)
+static struct radio_telling begin_telling(struct radio *radio, hostapd_text *text,
+                                          const vorn_instance *now,
+                                          const vorn_instances *configuration)
 {
-    char path[hostapd_path_room];
-    name_file(path, radio);
-    const struct radio_telling plan = radio_plan_telling(radio, text, configuration);
-    if (lists_write(text, radio->name) < 0 || write_file_whole(path, text->whole, 0600) < 0) {
+    struct radio_telling plan = radio_plan_telling(radio, text, now, configuration);
+    if (plan.is_amended && amends_start(&radio->amends, &plan.amends, text) != 0) {
+        radio->is_stale = 1;
+        plan = radio_plan_telling(radio, text, now, configuration);
+    }
+    if (plan.starts_anew) amends_stop(&radio->amends);
+    return plan;
+}
+
+static void keep_places(const struct radio *radio, const vorn_instances *configuration,
+                        enum places_way way)
+{
+    places found;
+    hostapd_find_places(&found, configuration, radio->name, way);
+    places_keep(&found, radio->name);
+}
+
+/* Takes the text over. */
+static void tell(struct radio *radio, hostapd_text *text, const vorn_instance *now,
+                 const vorn_instances *configuration)
+{
+    const struct radio_telling plan = begin_telling(radio, text, now, configuration);
+    if (write_files(radio, text)) {
+        amends_stop(&radio->amends);
+        radio->is_stale |= plan.is_amended;
         fail(radio, "can't write the configuration of hostapd");
         hostapd_free(text);
         return;
     }
+    keep_places(radio, configuration, plan.places);
     radio->frames += plan.starts_anew != 0;
     radio->is_spoilt = 0;
+    radio->is_stale &= !plan.starts_anew;
+    radio->is_amended = plan.is_amended || (radio->is_amended && !plan.starts_anew);
+    if (plan.is_amended) radio->air = (air){.process = 0};
     run(radio);
     if (plan.reads_again) supervise_signal(radio->program, SIGHUP);
     hostapd_free(&radio->told);
@@ -251,12 +255,12 @@ static void apply(const vorn_instance *now, const vorn_instances *configuration)
 
     outcomes_succeed(&radio_outcomes, name);
     const unsigned int bridges = bridges_sum(configuration, name); /* one may come meanwhile */
-    if (hostapd_write(&text, now, configuration) != 0) {
+    if (hostapd_write(&text, now, configuration, places_as_known) != 0) {
         fail(radio, "can't write the configuration of hostapd");
         return;
     }
     if (vorn_instance_get_status(now) && text.networks > 0) {
-        tell(radio, &text, configuration);
+        tell(radio, &text, now, configuration);
     } else {
         stop(radio);
         lists_forget(name);
@@ -264,6 +268,20 @@ static void apply(const vorn_instance *now, const vorn_instances *configuration)
     }
     radio->bridges = bridges;
     power_set(&radio->power, name, value_of(now, "power"));
+}
+
+/* It does what it was asked, or it is started anew. */
+static void amends_have_ended(const char *reason, void *data)
+{
+    struct radio *radio = data;
+    const vorn_instances *configuration = vorn_config_get_running();
+    const vorn_instance *now = vorn_instances_get(configuration, "radio", radio->name);
+    radio->air = (air){.process = 0};
+    links_look_later();
+    if (reason == NULL || now == NULL) return;
+    vorn_debug_eprintf("wireless: radio %s: %s; it is started anew.\n", radio->name, reason);
+    radio->is_stale = 1;
+    apply(now, configuration);
 }
 
 static void forget_radio(struct radio *radio)
@@ -316,9 +334,9 @@ int radio_is_spoilt(const struct radio *radio, const vorn_instances *configurati
     hostapd_text text;
     const vorn_instance *now = vorn_instances_get(configuration, "radio", radio->name);
     if (radio->told.whole == NULL || now == NULL) return 0;
-    name_file(path, radio);
+    hostapd_name_file(path, radio->name);
     int is_spoilt = radio->is_spoilt || whole_file_differs(path, radio->told.whole);
-    if (hostapd_write(&text, now, configuration) != 0) return is_spoilt;
+    if (hostapd_write(&text, now, configuration, places_as_known) != 0) return is_spoilt;
     is_spoilt |= lists_are_new(&text, radio->name);
     hostapd_free(&text);
     return is_spoilt;
@@ -327,7 +345,7 @@ int radio_is_spoilt(const struct radio *radio, const vorn_instances *configurati
 struct radio *radio_find_lost(const vorn_instances *configuration)
 {
     struct radio *radio = radio_first();
-    while (radio != NULL && !is_cut_off(radio, configuration) &&
+    while (radio != NULL && !radio_is_cut_off(radio, configuration) &&
            !radio_is_spoilt(radio, configuration) &&
            bridges_sum(configuration, radio->name) == radio->bridges) {
         radio = radio->next;
@@ -339,7 +357,7 @@ static void put_right(struct radio *radio, const vorn_instances *configuration)
 {
     char path[hostapd_path_room];
     if (!radio_is_spoilt(radio, configuration)) return;
-    name_file(path, radio);
+    hostapd_name_file(path, radio->name);
     write_file_whole(path, radio->told.whole, 0600);
     radio->is_spoilt = 1;
 }
@@ -408,7 +426,7 @@ static void links_changed(void)
 static void links_heard(void)
 {
     for (struct radio *radio = radio_first(); radio != NULL; radio = radio->next)
-        look_at_air(radio, vorn_config_get_running());
+        radio_look_at_air(radio, vorn_config_get_running());
 }
 
 int radios_watch(void)
@@ -430,7 +448,7 @@ static int is_without_link(const struct radio *radio)
 static const char *reason_of_air(struct radio *radio, const vorn_instance *network)
 {
     const vorn_instances *configuration = vorn_config_get_running();
-    look_at_air(radio, configuration);
+    radio_look_at_air(radio, configuration);
     return air_reason(&radio->air, configuration, radio->name, network);
 }
 
@@ -443,6 +461,7 @@ const char *radios_state(const char *name)
     if (radio == NULL) return "stopped";
     if (radio->is_to_leave) return "applying: it has not ended yet";
     if (power_goes_on(&radio->power)) return "applying";
+    if (amends_go_on(&radio->amends)) return "applying: its hostapd is asked";
     if (brief_goes_on(&radio->leaving)) return "applying: its link is taken down";
     if (strcmp(supervise_status(radio->program), "failed") != 0 &&
         leftovers_are_there(&radio->left, name, radio->told.networks)) {

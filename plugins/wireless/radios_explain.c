@@ -57,13 +57,50 @@ static void say_end(const struct telling_of *to, const struct radio *radio)
     say_program(to, radio->name, supervise_foresee(radio->program, NULL, 0));
 }
 
-static void say_telling(const struct telling_of *to, struct radio *radio, const hostapd_text *text)
+static void say_amend(const struct telling_of *to, const char *radio, const vorn_instance *network)
+{
+    const char *name = vorn_instance_get_name(network);
+    if (places_know(radio, name)) {
+        vorn_explanation_add(
+            to->explanation, VORN_EXPLAIN_INTERRUPTS,
+            "network %s of %s is taken off the air and comes back: its stations have "
+            "to join anew, those of others notice nothing",
+            name, radio);
+    } else {
+        vorn_explanation_add(to->explanation, VORN_EXPLAIN_LIVE,
+                             "network %s of %s goes on the air: stations of others notice nothing",
+                             name, radio);
+    }
+}
+
+static void say_amends(const struct telling_of *to, const struct radio *radio,
+                       const struct radio_telling *plan)
+{
+    places found;
+    const char *name;
+    hostapd_find_places(&found, to->configuration, radio->name, plan->places);
+    for (int place = 0; place < places_most; place++) {
+        if (plan->amends.added >> place & 1) say_amend(to, radio->name, found.networks[place]);
+    }
+    for (int place = 0; place < places_most; place++) {
+        if ((name = places_name(radio->name, place)) == NULL || places_have(&found, name)) continue;
+        vorn_explanation_add(to->explanation, VORN_EXPLAIN_INTERRUPTS,
+                             "network %s of %s goes off the air: its stations are disconnected, "
+                             "those of others notice nothing",
+                             name, radio->name);
+    }
+}
+
+static void say_telling(const struct telling_of *to, struct radio *radio, hostapd_text *text,
+                        const vorn_instance *now)
 {
     struct radio_running running;
     const int was_spoilt = radio->is_spoilt;
     radio->is_spoilt |= radio == to->spoilt;
-    const struct radio_telling plan = radio_plan_telling(radio, text, to->configuration);
+    const struct radio_telling plan = radio_plan_telling(radio, text, now, to->configuration);
     radio->is_spoilt = was_spoilt;
+    if (text->whole == NULL) return;
+    if (plan.is_amended) say_amends(to, radio, &plan);
     radio_plan_running(&running, radio, radio->frames + (plan.starts_anew != 0));
     const enum supervise_deed deed = radio->program != NULL
                                          ? supervise_foresee(radio->program, &running.plan, 0)
@@ -86,10 +123,11 @@ static void say_radio(const struct telling_of *to, struct radio *radio, const vo
     hostapd_text text;
     const int is_up = vorn_instance_get_status(now);
     if (!is_up) say_end(to, radio);
-    if (radios_judge(NULL, now, &found) || hostapd_write(&text, now, to->configuration) != 0)
+    if (radios_judge(NULL, now, &found) ||
+        hostapd_write(&text, now, to->configuration, places_as_known) != 0)
         return;
     if (is_up && text.networks > 0) {
-        say_telling(to, radio, &text);
+        say_telling(to, radio, &text, now);
     } else if (is_up) {
         say_end(to, radio);
     }

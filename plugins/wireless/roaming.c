@@ -7,19 +7,16 @@
  */
 #include "roaming.h"
 
-#include <net/if.h>
 #include <stdint.h>
 #include <string.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
+#include "address.h"
 #include "declare.h"
 #include "describe.h"
 #include "security.h"
 #include "values.h"
 
-enum { address_bytes = 6, identity_room = 2 * address_bytes + 1 };
+enum { identity_room = 2 * address_bytes + 1 };
 
 void roaming_declare(vorn_class *network)
 {
@@ -57,18 +54,6 @@ static unsigned int domain_of(const char *ssid)
     return ((sum >> 16) ^ sum) & 0xffff;
 }
 
-static int read_address(const char *link, unsigned char address[address_bytes])
-{
-    struct ifreq request = {.ifr_flags = 0};
-    const int sock = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (sock == -1) return 0;
-    snprintf(request.ifr_name, sizeof request.ifr_name, "%s", link);
-    const int is_known = ioctl(sock, SIOCGIFHWADDR, &request) == 0;
-    close(sock);
-    memcpy(address, request.ifr_hwaddr.sa_data, address_bytes);
-    return is_known;
-}
-
 /*
  * Of the radio's address, since those of further networks are not there before hostapd is. The
  * place of the network goes into bits that are the same in all addresses of one maker: the next
@@ -77,9 +62,9 @@ static int read_address(const char *link, unsigned char address[address_bytes])
 static int identify(const struct writer *writer, char identity[identity_room])
 {
     unsigned char address[address_bytes];
-    if (!read_address(writer->radio, address)) return 0;
-    address[0] ^= (unsigned char)(writer->networks << 2);
-    if (writer->networks > 0) address[0] |= 2; /* nobody's own */
+    if (!address_read(writer->radio, address)) return 0;
+    address[0] ^= (unsigned char)(writer->place << 2);
+    if (writer->place > 0) address[0] |= 2; /* nobody's own */
     for (int each = 0; each < address_bytes; each++)
         snprintf(identity + 2 * each, 3, "%02x", address[each]);
     return 1;

@@ -175,7 +175,7 @@ static void write_names(struct writer *writer, const char *interface)
     size_t size;
     lists_name(path, hostapd_vlans, interface);
     writer_frame_line(writer, "vlan_file", path);
-    FILE *file = open_memstream(&writer->text->lists[hostapd_vlans][writer->networks], &size);
+    FILE *file = open_memstream(&writer->text->lists[hostapd_vlans][writer->place], &size);
     if (file != NULL) fprintf(file, "* %s.#\n", interface);
     writer->failed |= writer_close_text(file);
 }

@@ -116,7 +116,7 @@ void station_keys_write(struct writer *writer, const vorn_instance *network, con
     if (!station_keys_are_there(writer->configuration, network)) return;
     lists_name(path, hostapd_psk, interface);
     fprintf(writer->whole, "wpa_psk_file=%s\n", path);
-    FILE *file = open_memstream(&writer->text->lists[hostapd_psk][writer->networks], &size);
+    FILE *file = open_memstream(&writer->text->lists[hostapd_psk][writer->place], &size);
     vorn_instances_iterator *walk =
         vorn_instances_new_class_iterator(writer->configuration, class_name);
     while (file != NULL && walk != NULL && vorn_instances_iterator_has_next(walk)) {

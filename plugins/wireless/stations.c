@@ -61,9 +61,10 @@ static const asking stations_asked = {class_name, properties, "network", "statio
 
 static int64_t known_at_us; /* 0 while nobody has asked */
 
-static void ask_for(const vorn_instance *network, const char *interface, void *stations)
+static void ask_for(const hostapd_carried *carried, void *stations)
 {
-    asking_ask(&stations_asked, stations, vorn_instance_get_name(network), interface);
+    asking_ask(&stations_asked, stations, vorn_instance_get_name(carried->network),
+               carried->interface);
 }
 
 static void ask_for_all(const vorn_instances *store, const char *radio, void *stations)

@@ -14,7 +14,7 @@ struct writer {
     const vorn_instances *configuration;
     const char *radio;
     hostapd_text *text;
-    int networks; /* that are written so far: the place of the one at hand */
+    int place; /* of the network at hand */
     int failed;
 };
 

@@ -12,11 +12,11 @@ musl=/usr/include/${machine%-gnu}-musl
 version=$(g++ -dumpversion)
 [ -e "$musl/stdio.h" ] || { echo "musl-dev is missing"; exit 1; }
 
-# The kernel's, libxml2's and zlib's headers, without those of the GNU C library beside them.
+# The kernel's, libxml2's, zlib's and jansson's headers, without those of the GNU C library beside them.
 rm -rf "$work"
 mkdir -p "$work"
 ln -s /usr/include/{linux,asm-generic,unicode} "/usr/include/$machine/asm" \
-    /usr/include/libxml2/libxml /usr/include/{zlib,zconf}.h "$work"
+    /usr/include/libxml2/libxml /usr/include/{zlib,zconf,jansson,jansson_config}.h "$work"
 # musl has it; Debian's package leaves crypt(3) to a library of its own.
 cat >"$work/crypt.h" <<'END'
 struct crypt_data {

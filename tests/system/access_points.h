@@ -11,7 +11,8 @@ namespace vorn::tests {
 
 inline constexpr char hostapd_file[] = "/var/run/vorn-hostapd-wlan0.conf";
 inline constexpr char access_file[] = "/var/run/vorn-hostapd-wlan0_1.macs";
-inline constexpr char hostapd_command[] = "hostapd /var/run/vorn-hostapd-wlan0.conf";
+inline constexpr char hostapd_command[] =
+    "hostapd -g /var/run/vorn-hostapd-radios/wlan0 /var/run/vorn-hostapd-wlan0.conf";
 
 inline constexpr char access_point[] =
     "<config><radio name=\"wlan0\"><mode>g</mode><channel>6</channel><status>up</status></radio>"

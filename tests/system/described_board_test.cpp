@@ -97,7 +97,8 @@ TEST_F(DescribedBoards, AreHelpForPeople)
     EXPECT_EQ(shell("vornctl help interface mtu"),
               "Largest packet (mtu)\n"
               "what     The most bytes of a packet. If it isn't set: as a port was found, for a "
-              "bridge the least of its members, for a VLAN that of its parent.\n"
+              "bridge the least of its members, for a VLAN that of its parent, for a bond "
+              "1500.\n"
               "valid    68 to 65535\n"
               "unit     bytes\n"
               "example  1500\n");
@@ -107,7 +108,8 @@ TEST_F(DescribedBoards, AreHelpForPeople)
     EXPECT_THAT(bridge, HasSubstr("members     Members           names of interfaces with blanks "
                                   "between them\n"));
     EXPECT_THAT(bridge, HasSubstr("\nstate       State             read only\n"));
-    EXPECT_THAT(shell("vornctl help interface"), HasSubstr("kinds  ethernet, bridge, vlan\n"));
+    EXPECT_THAT(shell("vornctl help interface"),
+                HasSubstr("kinds  ethernet, bridge, vlan, bond\n"));
     EXPECT_THAT(shell("vornctl help wireless-network key"), HasSubstr("flags    secret\n"));
     EXPECT_THAT(shell("vornctl help route interface"), HasSubstr("names    interface\n"));
     EXPECT_THAT(shell("vornctl help --json route destination"),

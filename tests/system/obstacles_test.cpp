@@ -5,12 +5,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
+#include <link.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
@@ -161,6 +166,47 @@ TEST_F(BrokenStarts, LoadTheOtherPluginsAllTheSame)
                                      "\"/usr/lib/vorn/plugins/text.so\": "));
     EXPECT_THAT(console(), HasSubstr("vorn: Plugin does not contain vorn_plugin_init: "));
     EXPECT_THAT(console(), HasSubstr("vorn: Fatal error: Plugins were invalid.\n"));
+    EXPECT_THAT(console(), HasSubstr("vorn: board: changed"));
+}
+
+/* Where the last part that the loader maps ends: the linker's own tables after it are not missed.
+ */
+std::size_t mapped_length_of(const std::string &library)
+{
+    const char *bytes = library.data();
+    const auto *head = reinterpret_cast<const ElfW(Ehdr) *>(bytes);
+    std::size_t end = 0;
+    for (unsigned int i = 0; i < head->e_phnum; i++) {
+        ElfW(Phdr) part;
+        std::memcpy(&part, bytes + head->e_phoff + i * sizeof part, sizeof part);
+        if (part.p_type == PT_LOAD) end = std::max<std::size_t>(end, part.p_offset + part.p_filesz);
+    }
+    return end;
+}
+
+TEST_F(BrokenStarts, LeaveOutAPluginThatLacksItsLastMappedByteAlone)
+{
+    install_plugin("board.vorn");
+    const std::string whole = read_file("/usr/lib/vorn/plugins/board.vorn");
+    const std::size_t length = mapped_length_of(whole);
+    ASSERT_GT(length, 0U);
+    write_file("/usr/lib/vorn/plugins/cut.vorn", whole.substr(0, length - 1));
+
+    boot({"-f", "-d"});
+
+    EXPECT_THAT(console(), HasSubstr("vorn: Unable to load plugin "
+                                     "\"/usr/lib/vorn/plugins/cut.vorn\": the file is cut off\n"));
+    EXPECT_THAT(console(), HasSubstr("vorn: board: changed"));
+}
+
+TEST_F(BrokenStarts, LoadAPluginThatHasAllThatIsMapped)
+{
+    install_plugin("board.vorn");
+    const std::string whole = read_file("/usr/lib/vorn/plugins/board.vorn");
+    write_file("/usr/lib/vorn/plugins/board.vorn", whole.substr(0, mapped_length_of(whole)));
+
+    boot({"-f", "-d"});
+
     EXPECT_THAT(console(), HasSubstr("vorn: board: changed"));
 }
 

@@ -206,7 +206,8 @@ TEST_F(AccessPoints, MoveToARadioOfAnotherName)
            "<update><wireless-network><radio>wlan1</radio></wireless-network></update>");
 
     EXPECT_TRUE(comes_true([] { return commands_run().size() == 1; }));
-    EXPECT_THAT(commands_run(), ElementsAre("hostapd /var/run/vorn-hostapd-wlan1.conf"));
+    EXPECT_THAT(commands_run(), ElementsAre("hostapd -g /var/run/vorn-hostapd-radios/wlan1 "
+                                            "/var/run/vorn-hostapd-wlan1.conf"));
     EXPECT_FALSE(exists(hostapd_file));
     EXPECT_TRUE(
         comes_true([] { return value_of("wireless-network", "home", "state") == "running"; }));

@@ -1,9 +1,13 @@
 # SPDX-License-Identifier: MIT
 """A device that the reference plugins make an access point, with a station in its range."""
+import shlex
+
 from device import STARTUP, Device
 from station import Station
 
 KEY = "correct horse"
+# vornctl's exit status for what is recorded and not applied, or not yet.
+RECORDED = 7
 COUNTRY = "/etc/wireless-country"
 HOSTAPD = "/var/run/vorn-hostapd-wlan0.conf"
 CONFIGURATION = f"""<?xml version="1.0"?>
@@ -45,8 +49,15 @@ class AccessPoint(Device):
                       f"hostapd_cli -p /var/run/vorn-hostapd -i {interface} status | "
                       "grep -q =ENABLED")
 
+    def change(self, *arguments):
+        """What vornctl does not see come true in its five seconds may come yet: an emulated radio of a
+        busy machine takes longer. Who calls this waits for it."""
+        result = self.run("vornctl " + shlex.join(arguments))
+        if result.status not in (0, RECORDED):
+            raise RuntimeError(result.output)
+
     def set_network(self, *values):
-        self.vornctl("set", "wireless-network", "home", *values)
+        self.change("set", "wireless-network", "home", *values)
 
     def applied(self, request, sign):
         """Prints how long it takes from a request until the system shows that it is applied."""

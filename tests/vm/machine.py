@@ -47,11 +47,12 @@ class MachineError(Exception):
 
 class Machine:
     def __init__(self, *, layers=(), disk=None, watchdog=False, skip_idle_time=False,
-                 radios=0, stations=1, on_terminal=False):
+                 radios=0, stations=1, on_terminal=False, memory=256):
         """`disk` is an ext4 image, see make_disk; it holds /etc/config. With `skip_idle_time` the
         guest's clock jumps ahead whenever nothing is to be done: minutes of waiting take seconds.
         So many `radios` are the machine's, wlan0 on; where it has any, the ones after them are of
-        `stations`, in the network namespaces "station", "station1" and so on."""
+        `stations`, in the network namespaces "station", "station1" and so on. It has so many MiB of
+        `memory`."""
         self.layers = [*layers, CACHE / "modules", pathlib.Path("/")]
         self.disk = disk
         self.watchdog = watchdog
@@ -59,6 +60,7 @@ class Machine:
         self.radios = radios
         self.stations = stations
         self.on_terminal = on_terminal
+        self.memory = memory
         self.process = None
 
     def __enter__(self):
@@ -211,7 +213,7 @@ class Machine:
         return [
             # Nothing is left behind, however the one who started it ends.
             "setpriv", "--pdeathsig", "KILL",
-            "qemu-system-x86_64", "-accel", "tcg", "-cpu", "max", "-m", "256",
+            "qemu-system-x86_64", "-accel", "tcg", "-cpu", "max", "-m", str(self.memory),
             "-nodefaults", "-no-reboot", "-display", "none",
             "-kernel", str(CACHE / "vmlinux"), "-initrd", str(CACHE / "initramfs"),
             "-append", " ".join(self._kernel_arguments()),

@@ -5,8 +5,9 @@ import shlex
 from machine import PATIENCE_S, station_namespace
 
 BUSYBOX = "/run/vm/busybox"
-# What wpa_supplicant logs of every access point, and, in detail, of a fast transition to one.
+# What wpa_supplicant logs of every access point that it joins or loses, and, in detail, of a fast transition to one.
 JOINED = "CTRL-EVENT-CONNECTED"
+LEFT = "CTRL-EVENT-DISCONNECTED"
 CHANGED_OVER = "FT: Completed successfully"
 LEASE_SCRIPT = """#!/bin/sh
 case $1 in
@@ -109,6 +110,29 @@ class Station:
     def ping(self, address):
         return self.run("for try in 1 2 3; do "
                         f"{BUSYBOX} ping -c 1 -W 3 {address} && exit; done; exit 1").status == 0
+
+    def begin_pinging(self, address):
+        """Ten times a second, until end_pinging."""
+        self.run(f"{BUSYBOX} ping -i 0.1 {address} >{self.files}/pings 2>&1 & "
+                 f"echo $! >{self.files}/pinging")
+        self.await_answers()
+
+    def await_answers(self):
+        """Until some more have come."""
+        before = len(self._answers())
+        self.machine.wait_for(f"test $(grep -c seq= {self.files}/pings) -ge {before + 5}")
+
+    def end_pinging(self):
+        """How many had no answer, and how many of those followed on each other."""
+        self.await_answers()
+        self.machine.check(f"kill $(cat {self.files}/pinging)")
+        answers = sorted(set(self._answers()))
+        gaps = [after - before - 1 for before, after in zip(answers, answers[1:])]
+        return sum(gaps), max(gaps)
+
+    def _answers(self):
+        lines = self.machine.run(f"cat {self.files}/pings").output.splitlines()
+        return [int(line.split("seq=")[1].split()[0]) for line in lines if " ttl=" in line]
 
     def log(self):
         """What wpa_supplicant had to say since it last tried to associate."""
