@@ -53,7 +53,7 @@ says '  class interface'
 says '  inform handler interface'
 says 'address                                       rwip'
 says '0 problem(s)'
-tr -s '\n ' ' ' <out | grep -q 'in order system system.vorn network network.vorn save save.vorn' ||
+tr -s '\n ' ' ' <out | grep -q 'in order system system.vorn buttons system.vorn network network.vorn save save.vorn' ||
     complain 'the providers are not in their order, with their plugins'
 expect 0 "$plugins/network.vorn"
 says 'system                         not present'
