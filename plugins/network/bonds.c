@@ -96,10 +96,18 @@ void bonds_plan(struct kernel_link *link, const vorn_instance *bond)
     link->monitor_ms = interval_ms;
 }
 
+enum { joining_room = 64 };
+
+static void write_joining(char words[joining_room], const struct kernel_link *member,
+                          const char *bond)
+{
+    snprintf(words, joining_room, "link set dev %s master %s", member->name, bond);
+}
+
 void bonds_join(struct kernel *kernel, struct kernel_link *member, const char *bond)
 {
-    char words[64];
-    snprintf(words, sizeof words, "link set dev %s master %s", member->name, bond);
+    char words[joining_room];
+    write_joining(words, member, bond);
     if (member->is_up && !ip_has_failed(words)) {
         ip_plan(&interface_outcomes, bond, "link set dev %s down", member->name);
         kernel_switch_link(kernel, member, 0);
@@ -107,6 +115,25 @@ void bonds_join(struct kernel *kernel, struct kernel_link *member, const char *b
     if (ip_plan(&interface_outcomes, bond, "%s", words) != 0) return;
     snprintf(member->master, sizeof member->master, "%s", bond);
     member->is_up = 1;
+}
+
+int bonds_will_take(const vorn_instances *configuration, const struct kernel *kernel,
+                    const struct kernel_link *link)
+{
+    int found = 0;
+    vorn_instances_iterator *walk = vorn_instances_new_class_iterator(configuration, "bond");
+    while (walk != NULL && !found && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *bond = vorn_instances_iterator_next(walk);
+        const char *name = vorn_instance_get_name(bond);
+        const struct kernel_link *above = kernel_find_link(kernel, name);
+        char words[joining_room];
+        write_joining(words, link, name);
+        found = above != NULL && above->index != 0 && strcmp(above->kind, "bond") == 0 &&
+                has_word(value_of(bond, "members"), link->name) &&
+                strcmp(link->master, name) != 0 && !ip_has_failed(words);
+    }
+    vorn_instances_delete_iterator(walk);
+    return found;
 }
 
 int bonds_hold(const struct kernel *kernel, const struct kernel_link *member)

@@ -35,6 +35,13 @@ void bonds_plan(struct kernel_link *link, const vorn_instance *bond);
  */
 void bonds_join(struct kernel *kernel, struct kernel_link *member, const char *bond);
 
+/**
+ * Whether a bond that is there is about to take a link that is no member yet: it would be switched
+ * off for that at once.
+ */
+int bonds_will_take(const vorn_instances *configuration, const struct kernel *kernel,
+                    const struct kernel_link *link);
+
 /** Whether a link is a member of a bond, whose MTU it has. */
 int bonds_hold(const struct kernel *kernel, const struct kernel_link *member);
 

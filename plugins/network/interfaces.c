@@ -246,6 +246,7 @@ static void plan_switch(const struct setup *setup, const vorn_instance *now,
                          was_up ? "up" : "down");
     }
     if (link->is_up == is_up) return;
+    if (is_up && bonds_will_take(setup->configuration, setup->kernel, link)) return;
     if (is_up && strcmp(link->kind, "vlan") == 0 && parent != NULL && !parent->is_up) {
         if (is_set)
             outcomes_explain(&interface_outcomes, vorn_instance_get_name(now),

@@ -159,6 +159,18 @@ TEST_F(Bonds, AreMadeAnewForAnotherRateOfLacpAlone)
     EXPECT_EQ(differs().substr(0, 40), "differs: its LACP rate is fast, not slow");
 }
 
+/* A bond that went to be made anew has left them off. */
+TEST_F(Bonds, TakeMembersThatAreOffWithoutSwitchingThemOn)
+{
+    kernel_link *link = has("lag", "bond", 9);
+    link->bond_mode = 1;
+    link->monitor_ms = 100;
+    for (const char *port : {"eth0", "eth1"})
+        kernel_find_link(&kernel_, port)->is_up = 0;
+
+    EXPECT_EQ(planned(), "link set dev eth0 master lag\nlink set dev eth1 master lag\n");
+}
+
 TEST_F(Bonds, LookAtTheirMembersAsOftenAsIsSet)
 {
     has_bond()->monitor_ms = 50;
