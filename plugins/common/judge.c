@@ -19,7 +19,7 @@ int fault_is(fault *found, const char *property, const char *format, ...)
 }
 
 /* A radio makes the interfaces of its networks: wlan0, wlan0_1 and so on. */
-static int is_of_radio(const vorn_instances *configuration, const char *link)
+int judge_is_of_radio(const vorn_instances *configuration, const char *link)
 {
     char radio[IF_NAMESIZE];
     snprintf(radio, sizeof radio, "%.*s", (int)strcspn(link, "_"), link);
@@ -32,7 +32,7 @@ int judge_is_link(const vorn_instances *configuration, const char *link)
     const vorn_instances *running = vorn_config_get_running();
     return vorn_classes_get("interface") == NULL ||
            vorn_instances_get(configuration, "interface", link) != NULL ||
-           is_of_radio(configuration, link) ||
+           judge_is_of_radio(configuration, link) ||
            (if_nametoindex(link) != 0 &&
             (running == NULL || vorn_instances_get(running, "interface", link) == NULL));
 }

@@ -26,6 +26,9 @@ int fault_is(fault *found, const char *property, const char *format, ...) VORN_P
  */
 int judge_is_link(const vorn_instances *configuration, const char *link);
 
+/** Whether it is a link of a radio's networks, which hostapd makes and puts into bridges. */
+int judge_is_of_radio(const vorn_instances *configuration, const char *link);
+
 /** Notes it as the fault that the property names a link and there is none of that name. */
 int fault_is_no_link(fault *found, const vorn_instances *configuration,
                      const vorn_instance *instance, const char *property);

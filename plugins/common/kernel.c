@@ -34,6 +34,19 @@ static void read_bond(struct kernel_link *link, const struct rtattr *each)
     if (each->rta_type == IFLA_BOND_MIIMON) link->monitor_ms = number_in(each);
 }
 
+static void read_bridge(struct kernel_link *link, const struct rtattr *each)
+{
+    uint16_t vlan;
+    if (each->rta_type == IFLA_BR_STP_STATE) link->is_stp = number_in(each) != 0;
+    if (each->rta_type == IFLA_BR_VLAN_FILTERING) {
+        link->filters_vlans = *(uint8_t *)RTA_DATA(each);
+    }
+    if (each->rta_type == IFLA_BR_VLAN_DEFAULT_PVID) {
+        memcpy(&vlan, RTA_DATA(each), sizeof vlan);
+        link->default_vlan = vlan;
+    }
+}
+
 static void read_kind_data(struct kernel_link *link, const struct rtattr *data)
 {
     int left = (int)RTA_PAYLOAD(data);
@@ -44,9 +57,7 @@ static void read_kind_data(struct kernel_link *link, const struct rtattr *data)
             memcpy(&id, RTA_DATA(each), sizeof id);
             link->vlan_id = id;
         }
-        if (strcmp(link->kind, "bridge") == 0 && each->rta_type == IFLA_BR_STP_STATE) {
-            link->is_stp = number_in(each) != 0;
-        }
+        if (strcmp(link->kind, "bridge") == 0) read_bridge(link, each);
         if (strcmp(link->kind, "bond") == 0) read_bond(link, each);
     }
 }
@@ -179,6 +190,8 @@ int kernel_read(struct kernel *kernel)
 
 void kernel_free(struct kernel *kernel)
 {
+    for (const struct kernel_link *each = kernel->links; each != NULL; each = each->next)
+        free(each->vlans);
     FREE_LIST(kernel_link, kernel->links)
     FREE_LIST(kernel_address, kernel->addresses)
     FREE_LIST(kernel_route, kernel->routes)
@@ -347,6 +360,7 @@ static void remove_one_link(struct kernel *kernel, const char *name)
     if (*each == NULL) return;
     struct kernel_link *gone = *each;
     *each = gone->next;
+    free(gone->vlans);
     free(gone);
 }
 

@@ -23,10 +23,13 @@ struct kernel_link {
     int is_up;
     int vlan_id;
     int is_stp;
-    int bond_mode;      /* as the kernel counts them */
-    int lacp_rate;      /* of a bond of LACP: 1 for a fast one */
-    int monitor_ms;     /* of a bond: how often it looks at its members */
-    int has_no_address; /* of hardware: it can't be switched on; others give it theirs */
+    int bond_mode;     /* as the kernel counts them */
+    int lacp_rate;     /* of a bond of LACP: 1 for a fast one */
+    int monitor_ms;    /* of a bond: how often it looks at its members */
+    int filters_vlans; /* a bridge that passes on only what its ports are to carry */
+    int default_vlan;  /* that ports of a bridge carry untagged when they join; 0 for none */
+    struct kernel_vlans *vlans; /* what a port of a bridge carries; null unless that was read */
+    int has_no_address;         /* of hardware: it can't be switched on; others give it theirs */
 };
 
 struct kernel_address {

@@ -3,6 +3,7 @@
 #define PLUGINS_COMMON_NETLINK_H
 
 #include <linux/netlink.h>
+#include <stdint.h>
 
 /** Takes one message of the kernel's answer. What is not 0 ends it. */
 typedef int (*netlink_fn)(const struct nlmsghdr *message, void *data);
@@ -13,5 +14,8 @@ typedef int (*netlink_fn)(const struct nlmsghdr *message, void *data);
  * time or refuses, memory is gone, or the function has ended it.
  */
 int netlink_dump(int kind, int family, netlink_fn take, void *data);
+
+/** The same with what is told besides of links: RTEXT_FILTER_BRVLAN_COMPRESSED and its like. */
+int netlink_dump_with(int kind, int family, uint32_t besides, netlink_fn take, void *data);
 
 #endif

@@ -35,6 +35,10 @@ static const struct meaning {
     {"link", "set", "bond", VORN_EXPLAIN_LIVE, "a bond looks at its members more or less often"},
     {"link", "set", "bridge", VORN_EXPLAIN_INTERRUPTS,
      "the spanning tree of a bridge changes: it may forward nothing for half a minute"},
+    {"link", "set", "filtering", VORN_EXPLAIN_INTERRUPTS,
+     "a bridge begins to filter VLANs or ends it: nothing passes until its ports carry theirs"},
+    {"vlan", "del", NULL, VORN_EXPLAIN_INTERRUPTS, "a port of a bridge leaves a VLAN"},
+    {"vlan", "add", NULL, VORN_EXPLAIN_LIVE, "a port of a bridge carries a VLAN"},
     {"link", "set", "mtu", VORN_EXPLAIN_LIVE, "a link gets another MTU"},
 };
 
@@ -71,14 +75,15 @@ static void say(const char *words, void *data)
     char object[longest_word] = "";
     char verb[longest_word] = "";
     char setting[longest_word] = "";
-    const int begin = strncmp(words, "-6 ", 3) == 0 ? 3 : 0;
+    const size_t begin = ip_words_begin(words);
     sscanf(words + begin, "%23s %23s %*s %*s %23s", object, verb, setting);
     if (strcmp(setting, "type") == 0) sscanf(words, "%*s %*s %*s %*s %*s %23s", setting);
+    if (strstr(words, " type bridge vlan_filtering ") != NULL) strcpy(setting, "filtering");
     const struct meaning *meaning = meaning_of(object, verb, setting);
     note_link(to->actions, words);
-    vorn_explanation_add(to->explanation,
-                         meaning != NULL ? meaning->weight : VORN_EXPLAIN_INTERRUPTS, "%s: ip %s",
-                         meaning != NULL ? meaning->words : "the network changes", words);
+    vorn_explanation_add(
+        to->explanation, meaning != NULL ? meaning->weight : VORN_EXPLAIN_INTERRUPTS, "%s: %s%s",
+        meaning != NULL ? meaning->words : "the network changes", ip_program_of(words), words);
 }
 
 void commands_explain(vorn_actions *actions, vorn_explanation *explanation)

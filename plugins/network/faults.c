@@ -8,6 +8,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "bridge_ports.h"
 #include "concerns.h"
 #include "values.h"
 
@@ -232,6 +233,7 @@ void network_check(vorn_check_info *info, void *data)
     (void)data;
     const vorn_changes *changes = vorn_check_info_get_changes(info);
     if (!vorn_changes_contains_class(changes, "interface") &&
+        !vorn_changes_contains_class(changes, "bridge-port") &&
         !vorn_changes_contains_class(changes, "address") &&
         !vorn_changes_contains_class(changes, "route") &&
         !vorn_changes_contains_class(changes, "ipv6-route") &&
@@ -241,6 +243,7 @@ void network_check(vorn_check_info *info, void *data)
         return;
     }
     judge_class(info, "interface", judge_interface);
+    judge_class(info, "bridge-port", judge_bridge_port);
     judge_class(info, "address", judge_address);
     judge_class(info, "route", judge_route);
     judge_class(info, "ipv6-route", judge_v6_route);

@@ -84,6 +84,11 @@ static int declare_bridge(void)
     declare_input(bridge, "stp", VORN_INPUT_ON_OFF);
     describe(bridge, "stp", "Spanning tree",
              "Whether loops in the cabling are found and cut; ports come up later then.", "off");
+    declare_input(bridge, "vlan-filtering", VORN_INPUT_ON_OFF | VORN_INPUT_NOTHING);
+    describe(bridge, "vlan-filtering", "VLAN filtering",
+             "Whether each member carries only the VLANs that its bridge port lists, so that one "
+             "bridge holds several networks.",
+             "on");
     return vorn_classes_add(bridge);
 }
 

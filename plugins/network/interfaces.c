@@ -9,8 +9,10 @@
 #include <string.h>
 
 #include "bonds.h"
+#include "bridge_ports.h"
 #include "concerns.h"
 #include "ip.h"
+#include "kernel_vlans.h"
 #include "made_links.h"
 #include "order.h"
 #include "values.h"
@@ -79,15 +81,33 @@ static int is_another_link(const struct kernel *kernel, const struct kernel_link
            strcmp(is_known ? link->parent : made->parent, value_of(now, "parent")) != 0;
 }
 
+/* What filters VLANs gives its ports none by itself: they carry what is configured, from the first
+ * packet on. */
+static const char filtering[] = "vlan_filtering 1 vlan_default_pvid 0";
+
+static struct kernel_link *make_bridge(const struct setup *setup, const vorn_instance *now,
+                                       struct made_link *made)
+{
+    const char *name = vorn_instance_get_name(now);
+    const int filters = filters_vlans(now);
+    if (ip_plan(&interface_outcomes, name, "link add name %s type bridge%s%s", name,
+                filters ? " " : "", filters ? filtering : "") != 0) {
+        return NULL;
+    }
+    struct kernel_link *link = kernel_add_link(setup->kernel, name, "bridge");
+    if (link == NULL) return NULL;
+    made->is_filtering = filters;
+    link->filters_vlans = filters;
+    return link;
+}
+
 static struct kernel_link *make_link(const struct setup *setup, const vorn_instance *now,
                                      struct made_link *made)
 {
     const char *name = vorn_instance_get_name(now);
     const char *parent = value_of(now, "parent");
     if (is_kind(now, "bridge")) {
-        return ip_plan(&interface_outcomes, name, "link add name %s type bridge", name) == 0
-                   ? kernel_add_link(setup->kernel, name, "bridge")
-                   : NULL;
+        return make_bridge(setup, now, made);
     }
     if (is_kind(now, "bond")) return bonds_make(setup->kernel, now);
     const struct kernel_link *below = kernel_find_link(setup->kernel, parent);
@@ -201,6 +221,30 @@ static void plan_stp(const vorn_instance *now, struct kernel_link *link)
     link->is_stp = is_stp;
 }
 
+/* A bridge that others made to filter goes on where nothing is set. */
+static void plan_filtering(const struct setup *setup, const vorn_instance *now,
+                           struct kernel_link *link, struct made_link *made)
+{
+    const int filters = filters_vlans(now);
+    differences *differs = &interface_outcomes.differs;
+    if (!filters && !made->is_filtering && *value_of(now, "vlan-filtering") == '\0') return;
+    made->is_filtering = filters || link->filters_vlans;
+    if (link->filters_vlans == filters && (!filters || link->default_vlan == 0)) return;
+    if (link->filters_vlans != filters) {
+        differences_note(differs, link->name, "it %s VLANs",
+                         filters ? "does not filter" : "filters");
+    } else {
+        differences_note(differs, link->name, "its ports get VLAN %d by themselves",
+                         link->default_vlan);
+    }
+    if (ip_plan(&interface_outcomes, link->name, "link set dev %s type bridge %s", link->name,
+                filters ? filtering : "vlan_filtering 0 vlan_default_pvid 1") != 0) {
+        return;
+    }
+    link->filters_vlans = filters;
+    if (filters) kernel_forget_default_vlan(setup->kernel, link);
+}
+
 struct joining {
     const struct setup *setup;
     const vorn_instance *bridge; /* or bond */
@@ -226,7 +270,7 @@ static int plan_member(const char *member, void *data)
         return 0;
     }
     ip_plan(&interface_outcomes, bridge, "link set dev %s master %s", member, bridge);
-    snprintf(link->master, sizeof link->master, "%s", bridge);
+    kernel_move_link(link, bridge);
     return 0;
 }
 
@@ -276,6 +320,7 @@ static void plan_interface(const struct setup *setup, const vorn_instance *now, 
     made->index = link->index;
     plan_mtu(setup, now, link, made);
     if (is_kind(now, "bridge")) plan_stp(now, link);
+    if (is_kind(now, "bridge")) plan_filtering(setup, now, link, made);
     if (is_kind(now, "bond")) bonds_plan(link, now);
     if (has_members(now)) {
         struct joining joining = {setup, now};

@@ -45,6 +45,37 @@ static struct {
     struct command *commands;
 } job = {.run = KEPT(output, output_room)};
 
+/* In a file of commands no family can be told: ip is told it for all of them. */
+static const char bridge_word[] = "bridge ";
+static const char v6_word[] = "-6 ";
+
+static const struct runner {
+    const char *begin; /* of the commands that it runs */
+    const char *many[6];
+} runners[] = {
+    {bridge_word, {"bridge", "-force", "-batch", "-", NULL}},
+    {v6_word, {"ip", "-6", "-force", "-batch", "-", NULL}},
+    {"", {"ip", "-force", "-batch", "-", NULL}},
+};
+
+static const struct runner *runner_of(const char *words)
+{
+    const struct runner *each = runners;
+    while (strncmp(words, each->begin, strlen(each->begin)) != 0)
+        each++;
+    return each;
+}
+
+const char *ip_program_of(const char *words)
+{
+    return runner_of(words)->begin == bridge_word ? "" : "ip ";
+}
+
+size_t ip_words_begin(const char *words)
+{
+    return strlen(runner_of(words)->begin);
+}
+
 static int runs_singly; /* since ip gave up in the middle of many */
 
 static void free_commands(struct command **list)
@@ -153,18 +184,19 @@ static void give_reason(outcomes *of, const char *name, const struct command *co
 {
     char reason[command_room + reason_room];
     const char *words = command->words;
+    const char *program = ip_program_of(words);
     const struct command *before = find_run(command);
     if (name == NULL || outcomes_reason(of, name) != NULL) return;
     if (before != NULL && before->failure != NULL) {
-        snprintf(reason, sizeof reason, "failed: \"ip %s\": %s", words, before->failure);
+        snprintf(reason, sizeof reason, "failed: \"%s%s\": %s", program, words, before->failure);
     } else if (is_busy && !command->is_beyond) {
         snprintf(reason, sizeof reason, "applying");
     } else if (!is_left_over || command->is_beyond) {
         if (differences_state(&of->differs, name) == NULL)
-            differences_note(&of->differs, name, "\"ip %s\" is to be run", words);
+            differences_note(&of->differs, name, "\"%s%s\" is to be run", program, words);
         return;
     } else {
-        snprintf(reason, sizeof reason, "waiting to run \"ip %s\"", words);
+        snprintf(reason, sizeof reason, "waiting to run \"%s%s\"", program, words);
     }
     outcomes_fail(of, name, reason);
 }
@@ -215,7 +247,7 @@ static void split(char *words, const char *arguments[])
 {
     char *rest = NULL;
     int count = 0;
-    arguments[count++] = "ip";
+    if (*ip_program_of(words) != '\0') arguments[count++] = "ip";
     for (char *word = strtok_r(words, " ", &rest); word != NULL && count <= most_words;
          word = strtok_r(NULL, " ", &rest)) {
         arguments[count++] = word;
@@ -223,29 +255,24 @@ static void split(char *words, const char *arguments[])
     arguments[count] = NULL;
 }
 
-/* In a file of commands no family can be told: ip is told it for all of them. */
-static int is_v6(const struct command *command)
-{
-    return strncmp(command->words, "-6 ", 3) == 0;
-}
-
 static void write_commands(int to)
 {
-    const int begin = is_v6(job.commands) ? 3 : 0;
+    const size_t begin = ip_words_begin(job.commands->words);
     for (const struct command *each = job.commands; each != NULL; each = each->next)
         dprintf(to, "%s\n", each->words + begin);
 }
 
 static void note(const struct command *command, const char *failure)
 {
+    const char *program = ip_program_of(command->words);
     const char *result = vorn_process_no_actions ? "(no actions)" : failure ? "failed" : "done";
-    vorn_debug_1printf("Running \"ip %s\" -> %s\n", command->words, result);
+    vorn_debug_1printf("Running \"%s%s\" -> %s\n", program, command->words, result);
     if (failure != NULL) {
-        vorn_debug_eprintf("network: \"ip %s\" failed: %s\n", command->words, failure);
+        vorn_debug_eprintf("network: \"%s%s\" failed: %s\n", program, command->words, failure);
     }
     if (job.is_old) return;
     if (failure != NULL) {
-        vorn_commit_report_add_failure("network: \"ip %s\": %s", command->words, failure);
+        vorn_commit_report_add_failure("network: \"%s%s\": %s", program, command->words, failure);
     }
     struct command *noted = find(ran, command->words);
     if (noted == NULL) noted = append(&ran, command->words);
@@ -307,7 +334,8 @@ static void note_many(int status)
         }
     }
     if (is_whole) return;
-    vorn_debug_eprintf("network: ip: %s\n", *reason != '\0' ? reason : "it ended with an error");
+    vorn_debug_eprintf("network: %s: %s\n", runner_of(job.commands->words)->many[0],
+                       *reason != '\0' ? reason : "it ended with an error");
     runs_singly = 1;
 }
 
@@ -329,12 +357,13 @@ static void job_ended(int status)
     free_commands(&job.commands);
 }
 
-/* Those of one family. Without memory for all of them, those that it is enough for. */
+/* Those of one program and family. Without memory for all of them, those that it is enough for. */
 static void take_commands(void)
 {
     for (struct command *each = planned; each != NULL; each = each->next) {
         if (!is_to_run(each)) continue;
-        if (job.commands != NULL && is_v6(job.commands) != is_v6(each)) return;
+        if (job.commands != NULL && runner_of(job.commands->words) != runner_of(each->words))
+            return;
         if (append(&job.commands, each->words) == NULL) return;
         each->is_taken = 1;
         if (runs_singly) return;
@@ -343,12 +372,10 @@ static void take_commands(void)
 
 static void start_ip(void)
 {
-    static const char *const many[] = {"ip", "-force", "-batch", "-", NULL};
-    static const char *const many_v6[] = {"ip", "-6", "-force", "-batch", "-", NULL};
     char words[command_room];
     const char *one[most_words + 2];
     const int is_one = job.commands->next == NULL;
-    const char *const *all = is_v6(job.commands) ? many_v6 : many;
+    const char *const *all = runner_of(job.commands->words)->many;
     memcpy(words, job.commands->words, sizeof words);
     split(words, one);
     const kept_plan plan = {is_one ? one : all, is_one ? NULL : write_commands, 1,

@@ -2,13 +2,15 @@
 #ifndef PLUGINS_NETWORK_IP_H
 #define PLUGINS_NETWORK_IP_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "outcomes.h"
 
 /*
- * Runs ip(8): first all commands are planned, then each is run that has not failed since the last
- * ip_begin. One that takes long goes on in the background, and is ended after some seconds.
+ * Runs ip(8), and bridge(8) for what ports of bridges carry: first all commands are planned, then
+ * each is run that has not failed since the last ip_begin. One that takes long goes on in the
+ * background, and is ended after some seconds.
  */
 
 /** A new attempt: forgets what was planned, and what was run before. */
@@ -17,12 +19,19 @@ void ip_begin(void);
 /** Forgets what was planned. */
 void ip_forget_plan(void);
 
+/** Of a command's words, what they are written after: "ip ", or nothing for those of bridge(8). */
+const char *ip_program_of(const char *words);
+
+/** Where in them the object of the command begins, after its program and its family. */
+size_t ip_words_begin(const char *words);
+
 /**
  * Plans a command for the instance of that name, or of none where that is null. It is what the
- * pattern makes, words with a blank in between. Unless the instance has a reason not to be applied
- * yet, the command becomes it: that it is being run, what it answered, or that it waits to be run.
- * Outside an attempt it tells what differs, unless that was noted already.
- * Returns 0, or 1 for a command that has failed in this attempt already, and without memory.
+ * pattern makes, words with a blank in between; one of bridge(8) begins with that word. Unless the
+ * instance has a reason not to be applied yet, the command becomes it: that it is being run, what
+ * it answered, or that it waits to be run. Outside an attempt it tells what differs, unless that
+ * was noted already. Returns 0, or 1 for a command that has failed in this attempt already, and
+ * without memory.
  */
 int ip_plan(outcomes *of, const char *name, const char *pattern, ...)
     __attribute__((format(printf, 3, 4)));

@@ -9,6 +9,7 @@
 #include "bonds.h"
 #include "copies.h"
 #include "ip.h"
+#include "kernel_vlans.h"
 #include "values.h"
 #include "vorn-plugin/order.h"
 
@@ -99,6 +100,8 @@ void interfaces_note(FILE *file)
                 each->mtu_before, each->was_up, each->is_switched, each->remade, each->vlan_id,
                 each->parent);
     }
+    for (const struct made_link *each = made_links; each != NULL; each = each->next)
+        if (each->is_filtering) fprintf(file, "filter %s\n", each->name);
     for (const struct made_port *each = made_ports; each != NULL; each = each->next)
         fprintf(file, "port %s %s\n", each->link, each->bridge);
 }
@@ -121,6 +124,9 @@ void interfaces_recall(const char *line)
                &link.mtu_before, &link.was_up, &link.is_switched, &link.remade, &link.vlan_id,
                link.parent) >= 8) {
         recall_link(&link);
+    } else if (sscanf(line, "filter %15s", link.name) == 1) {
+        struct made_link *made = find_made(link.name);
+        if (made != NULL) made->is_filtering = 1;
     } else if (sscanf(line, "port %15s %15s", port.link, port.bridge) == 2) {
         made_links_remember_port(port.link, port.bridge);
     }
@@ -226,7 +232,7 @@ static void release(struct kernel *kernel, struct kernel_link *link)
 {
     const int was_bonded = bonds_hold(kernel, link);
     ip_plan(&interface_outcomes, NULL, "link set dev %s nomaster", link->name);
-    link->master[0] = '\0';
+    kernel_move_link(link, "");
     if (was_bonded) kernel_switch_link(kernel, link, 0);
 }
 

@@ -11,12 +11,13 @@ struct made_link {
     struct made_link *next;
     char name[IF_NAMESIZE];
     char kind[16];
-    int index;       /* another one is another link, of which nothing is known */
-    int mtu_before;  /* 0 while its MTU was left alone */
-    int was_up;      /* before its switch was touched */
-    int is_switched; /* whether it was */
-    int remade;      /* the index of the bridge that was removed for its MTU; 0 for none */
-    int vlan_id;     /* of a VLAN, as it was made; what stands in for one can't tell */
+    int index;        /* another one is another link, of which nothing is known */
+    int mtu_before;   /* 0 while its MTU was left alone */
+    int was_up;       /* before its switch was touched */
+    int is_switched;  /* whether it was */
+    int remade;       /* the index of the bridge that was removed for its MTU; 0 for none */
+    int is_filtering; /* a bridge that was told to filter VLANs */
+    int vlan_id;      /* of a VLAN, as it was made; what stands in for one can't tell */
     char parent[IF_NAMESIZE];
 };
 

@@ -7,10 +7,12 @@
 #include <linux/rtnetlink.h>
 #include <string.h>
 
+#include "bridge_ports.h"
 #include "commands.h"
 #include "concerns.h"
 #include "faults.h"
 #include "ip.h"
+#include "kernel_vlans.h"
 #include "links.h"
 #include "made.h"
 #include "reach.h"
@@ -53,11 +55,12 @@ static void plan_all(const vorn_instances *configuration, struct kernel *kernel)
     routes_plan(configuration, kernel);
     v6_routes_plan(configuration, kernel);
     policy_routes_plan(configuration, kernel);
+    bridge_ports_plan(configuration, kernel);
 }
 
-static outcomes *const all_outcomes[] = {&interface_outcomes,    &address_outcomes,
-                                         &route_outcomes,        &v6_route_outcomes,
-                                         &policy_route_outcomes, &v6_policy_route_outcomes};
+static outcomes *const all_outcomes[] = {
+    &interface_outcomes,    &address_outcomes,         &route_outcomes,      &v6_route_outcomes,
+    &policy_route_outcomes, &v6_policy_route_outcomes, &bridge_port_outcomes};
 
 enum { outcome_count = sizeof all_outcomes / sizeof *all_outcomes };
 
@@ -110,11 +113,13 @@ static void end_rehearsal(void)
     take_back(kinds_made);
 }
 
-static int read_kernel(struct kernel *kernel)
+static int read_kernel(const vorn_instances *configuration, struct kernel *kernel)
 {
     if (kernel_read(kernel) != 0) return 1;
     kernel_read_policy(kernel);
-    return 0;
+    if (!have_filtering_bridge(configuration) || kernel_read_vlans(kernel) == 0) return 0;
+    kernel_free(kernel);
+    return 1;
 }
 
 /* 0, or 1 when it is not known what the kernel has. */
@@ -123,7 +128,7 @@ static int plan(const vorn_instances *configuration)
     struct kernel kernel;
     ip_forget_plan();
     forget_outcomes();
-    if (read_kernel(&kernel) != 0) {
+    if (read_kernel(configuration, &kernel) != 0) {
         vorn_debug_eprintf("network: can't read what the kernel has.\n");
         return 1;
     }
@@ -166,6 +171,11 @@ static const char *v6_policy_route_state(const vorn_instance *route)
     return outcomes_whole_state(&v6_policy_route_outcomes, vorn_instance_get_name(route));
 }
 
+static const char *bridge_port_state(const vorn_instance *port)
+{
+    return outcomes_whole_state(&bridge_port_outcomes, vorn_instance_get_name(port));
+}
+
 /* Whoever subscribes to notices need not ask again and again. */
 static void tell_states(const vorn_instances *configuration)
 {
@@ -175,12 +185,14 @@ static void tell_states(const vorn_instances *configuration)
     static told_states v6_routes;
     static told_states policy_routes;
     static told_states v6_policy_routes;
+    static told_states bridge_ports;
     states_tell(&interfaces, configuration, "interface", interface_state);
     states_tell(&addresses, configuration, "address", address_state);
     states_tell(&routes, configuration, "route", route_state);
     states_tell(&v6_routes, configuration, "ipv6-route", v6_route_state);
     states_tell(&policy_routes, configuration, "policy-route", policy_route_state);
     states_tell(&v6_policy_routes, configuration, "ipv6-policy-route", v6_policy_route_state);
+    states_tell(&bridge_ports, configuration, "bridge-port", bridge_port_state);
 }
 
 static void go_on(void);
@@ -236,7 +248,7 @@ static void explain_plan(vorn_commit_info *info, vorn_explanation *explanation)
     const vorn_instances *configuration = vorn_commit_info_get_after(info);
     struct kernel kernel;
     if (begin_rehearsal() != 0) return;
-    if (read_kernel(&kernel) == 0) {
+    if (read_kernel(configuration, &kernel) == 0) {
         plan_all(configuration, &kernel);
         commands_explain(vorn_commit_info_get_actions(info), explanation);
         if (reach_holds("dhcp-address")) clients_explain(configuration, &kernel, explanation);
@@ -277,6 +289,7 @@ static void look(const vorn_instances *configuration)
         is_due |= outcomes_have_waited(&before[i], all_outcomes[i]);
         outcomes_forget(&before[i]);
     }
+    is_due |= bridge_ports_have_lost_all();
     if (!is_due) tell_states(configuration);
 }
 
@@ -306,7 +319,7 @@ void network_look(void)
 }
 
 enum {
-    concerns = 8,
+    concerns = 9,
     v6_rules = 1 << (RTNLGRP_IPV6_RULE - 1) /* as the others of RTMGRP_ */
 };
 
@@ -363,6 +376,7 @@ void vorn_plugin_init(void)
     refreshers[5] = routing_declare();
     refreshers[6] = policy_routes_declare();
     refreshers[7] = v6_policy_routes_declare();
+    refreshers[8] = bridge_ports_declare();
     if (provider == NULL) return;
     vorn_provider_set_commit_fn(provider, commit, NULL);
     vorn_provider_set_explain_fn(provider, explain, NULL);

@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include "bridge_ports.h"
 #include "ip.h"
 #include "values.h"
 
@@ -46,13 +47,28 @@ static int carries(const char *link, int storeys)
                            is_named(link, "vlan", "parent", storeys));
 }
 
+/* A port of a bridge needs the bridge, and to be a member of it. */
+static int has_asked_port(const vorn_instance *bridge)
+{
+    int found = 0;
+    vorn_instances_iterator *walk =
+        vorn_instances_new_class_iterator(configuration(), "bridge-port");
+    while (walk != NULL && !found && vorn_instances_iterator_has_next(walk)) {
+        const vorn_instance *each = vorn_instances_iterator_next(walk);
+        found = is_asked_for(each) &&
+                find_bridge_of(configuration(), vorn_instance_get_name(each)) == bridge;
+    }
+    vorn_instances_delete_iterator(walk);
+    return found;
+}
+
 static int is_reached(const outcomes *of, const char *name)
 {
     const vorn_instance *instance =
         name != NULL ? vorn_instances_get(configuration(), of->class_name, name) : NULL;
     if (instance == NULL) return 0;
-    return is_asked_for(instance) ||
-           (strcmp(of->class_name, "interface") == 0 && carries(name, most_storeys));
+    return is_asked_for(instance) || (strcmp(of->class_name, "interface") == 0 &&
+                                      (carries(name, most_storeys) || has_asked_port(instance)));
 }
 
 void reach_restore(const reach *before)

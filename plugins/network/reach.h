@@ -6,7 +6,8 @@
 
 /*
  * Whom a repair is for: the commands of others are not run. Who is asked for alone is of no use
- * without what it stands on, so an address, a route or a VLAN reaches its interface, too.
+ * without what it stands on, so an address, a route or a VLAN reaches its interface, too, and a
+ * port its bridge.
  */
 
 /** A repair, in which configuration. */

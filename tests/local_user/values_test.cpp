@@ -116,6 +116,7 @@ TEST_F(ReferencePlugins, TakeNoNameForACommandOrAPath)
         {"radio", "<mode>g</mode><channel>6</channel><status>up</status>"},
         {"ethernet", "<mtu>1400</mtu><status>up</status>"},
         {"bridge", "<status>up</status>"},
+        {"bridge-port", "<tagged>7</tagged><untagged>8</untagged>"},
         {"vlan", "<parent>eth0</parent><id>7</id><status>up</status>"},
         {"bond", "<status>up</status>"},
         {"static-address",

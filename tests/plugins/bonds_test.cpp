@@ -1,71 +1,24 @@
 /* SPDX-License-Identifier: MIT */
 /* What is planned for bonds, by a kernel that has what a test says. */
-#include "support/builders.h"
-
-#include <gtest/gtest.h>
-
-#include <initializer_list>
-#include <string>
-
-extern "C" {
-#include "concerns.h"
-#include "ip.h"
-}
+#include "planned_links.h"
 
 namespace vorn::tests {
 namespace {
 
-extern "C" void add_command(const char *words, void *all)
-{
-    *static_cast<std::string *>(all) += std::string(words) + "\n";
-}
-
 /* Two ports, and a bond of both that the kernel has. */
-class Bonds : public ModelTest {
+class Bonds : public PlannedLinks {
 protected:
     Bonds()
     {
-        EXPECT_NE(interfaces_declare(), nullptr);
-        EXPECT_EQ(vorn_classes_done_adding(), 0);
-        store_ = vorn_instances_new();
-        int index = 2;
-        for (const char *port : {"eth0", "eth1"}) {
-            put("ethernet", port, {{"kind", "ethernet"}, {"status", "up"}});
-            has(port, "", index++);
-        }
+        for (const char *port : {"eth0", "eth1"})
+            has_port(port);
         bond_ = put("bond", "lag", {{"kind", "bond"}, {"status", "up"}, {"members", "eth0 eth1"}});
-    }
-
-    ~Bonds() override
-    {
-        const vorn_instances *none = vorn_instances_new();
-        kernel_free(&kernel_);
-        interfaces_remove(none, &kernel_);
-        ip_forget_plan();
-        outcomes_forget(&interface_outcomes);
-        vorn_instances_delete(const_cast<vorn_instances *>(none));
-        vorn_instances_delete_all(store_);
-    }
-
-    vorn_instance *put(const char *klass, const char *name, std::initializer_list<Value> values)
-    {
-        vorn_instance *instance = new_instance(vorn_classes_get(klass), name, values).release();
-        EXPECT_EQ(vorn_instances_add(store_, instance), 0);
-        return instance;
-    }
-
-    kernel_link *has(const char *name, const char *kind, int index)
-    {
-        kernel_link *link = kernel_add_link(&kernel_, name, kind);
-        link->index = index;
-        link->is_up = 1;
-        return link;
     }
 
     /* As the configuration wants it. */
     kernel_link *has_bond()
     {
-        kernel_link *link = has("lag", "bond", 9);
+        kernel_link *link = has("lag", "bond");
         link->bond_mode = 1;
         link->monitor_ms = 100;
         for (const char *port : {"eth0", "eth1"})
@@ -78,26 +31,8 @@ protected:
         EXPECT_EQ(vorn_instance_set_value(bond_, property, value), 0);
     }
 
-    std::string planned()
-    {
-        std::string all;
-        ip_begin();
-        outcomes_forget(&interface_outcomes);
-        interfaces_remove(store_, &kernel_);
-        interfaces_plan(store_, &kernel_);
-        ip_for_each_planned(add_command, &all);
-        ip_end();
-        return all;
-    }
+    static std::string differs() { return PlannedLinks::differs(interface_outcomes, "lag"); }
 
-    std::string differs()
-    {
-        const char *state = differences_state(&interface_outcomes.differs, "lag");
-        return state != nullptr ? state : "";
-    }
-
-    kernel kernel_ = {};
-    vorn_instances *store_;
     vorn_instance *bond_;
 };
 
@@ -108,7 +43,7 @@ TEST_F(Bonds, AreMadeAndThenTakeTheirMembersWhichAreOffMeanwhile)
     EXPECT_EQ(planned(), "link add name lag type bond mode active-backup miimon 100\n"
                          "link set dev lag up\n");
 
-    kernel_link *link = has("lag", "bond", 9);
+    kernel_link *link = has("lag", "bond");
     link->bond_mode = 1;
     link->monitor_ms = 100;
 
@@ -162,7 +97,7 @@ TEST_F(Bonds, AreMadeAnewForAnotherRateOfLacpAlone)
 /* A bond that went to be made anew has left them off. */
 TEST_F(Bonds, TakeMembersThatAreOffWithoutSwitchingThemOn)
 {
-    kernel_link *link = has("lag", "bond", 9);
+    kernel_link *link = has("lag", "bond");
     link->bond_mode = 1;
     link->monitor_ms = 100;
     for (const char *port : {"eth0", "eth1"})

@@ -30,6 +30,10 @@ constexpr NetworkRefusal network_refusals[] = {
      "<insert><interface name=\"x\"><kind>token-ring</kind></interface></insert>"},
     {"BondsOfNoMode",
      "<insert><interface name=\"x\"><kind>bond</kind><mode>4</mode></interface></insert>"},
+    {"VlansThatAreNone",
+     "<insert><bridge-port name=\"eth0\"><tagged>10 20-19</tagged></bridge-port></insert>"},
+    {"VlansOutOfRange",
+     "<insert><bridge-port name=\"eth0\"><untagged>4095</untagged></bridge-port></insert>"},
     {"AnotherKind", "<update><interface name=\"br0\"><kind>vlan</kind></interface></update>"},
     {"AddressesWithoutAPrefix", "<insert><address name=\"x\"><kind>static-address</kind>"
                                 "<interface>br0</interface><address>10.0.0.1</address></address>"
@@ -79,6 +83,10 @@ struct NetworkFault {
     const char *answer;
 };
 
+#define FILTERING(ports)                                                                           \
+    "<update><interface name=\"br0\"><vlan-filtering>on</vlan-filtering></interface></update>"     \
+    "<insert>" ports "</insert>"
+
 constexpr NetworkFault network_faults[] = {
     {"AddressesOnNoInterface",
      "<update><address name=\"lan\"><interface>eth77</interface></address></update>",
@@ -111,6 +119,17 @@ constexpr NetworkFault network_faults[] = {
      "<insert><interface name=\"lag\"><kind>bond</kind><members>eth0</members></interface>"
      "</insert>",
      "\"eth0\" is a member of \"br0\" too"},
+    {"PortsOfNoBridge",
+     "<insert><bridge-port name=\"eth1\"><untagged>7</untagged></bridge-port></insert>",
+     "Instance \"eth1\" of class \"bridge-port\": \"eth1\" is a member of no bridge"},
+    {"PortsOfBridgesThatDoNotFilter",
+     "<insert><bridge-port name=\"eth0\"><untagged>7</untagged></bridge-port></insert>",
+     "bridge \"br0\" does not filter VLANs"},
+    {"VlansThatAreTaggedAndUntagged",
+     FILTERING(
+         "<bridge-port name=\"eth0\"><untagged>15</untagged><tagged>10-19</tagged></bridge-port>"),
+     "Property \"untagged\" of instance \"eth0\" of class \"bridge-port\": VLAN 15 is among the "
+     "tagged ones"},
     {"BondsOfVlans",
      "<insert><interface name=\"lag\"><kind>bond</kind><members>eth1.5</members></interface>"
      "</insert>",

@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-/* Links that stand on others: in which order they go, and bonds where the kernel has none. */
+/* Links that stand on others: in which order they go, and bonds and bridges that
+ * filter VLANs where the kernel has none. */
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -68,6 +69,78 @@ TEST_F(Networks, SayHowABondWouldBeMade)
                                 "eth1 master lag")));
 
     EXPECT_EQ(commands(), "");
+}
+
+constexpr char vlans[] =
+    "<update><interface name=\"br0\"><vlan-filtering>on</vlan-filtering></interface></update>"
+    "<insert><bridge-port name=\"eth0\"><tagged>10 20-29</tagged><untagged>7</untagged>"
+    "</bridge-port></insert>"
+    "<insert><interface name=\"v30\"><kind>vlan</kind><parent>br0</parent><id>30</id></interface>"
+    "</insert>";
+constexpr char its_filter[] = "link set dev br0 type bridge vlan_filtering 1 vlan_default_pvid 0";
+
+class FilteringBridges : public Networks {
+protected:
+    /* What the program is told to do, a process each time. */
+    void SetUp() override
+    {
+        Networks::SetUp();
+        stand_in("bridge", "{ echo \"# $*\"; cat; } >>/tmp/bridge-calls");
+        boot_and_forget();
+    }
+};
+
+TEST_F(FilteringBridges, AreToldAllVlansByOneProgram)
+{
+    EXPECT_THAT(change(vlans), HasSubstr("<rc>0</rc>"));
+
+    EXPECT_EQ(shell("cat /tmp/bridge-calls"), "# -force -batch -\n"
+                                              "vlan add dev eth0 vid 10\n"
+                                              "vlan add dev eth0 vid 20-29\n"
+                                              "vlan add dev eth0 vid 7 pvid untagged\n"
+                                              "vlan add dev br0 vid 30 self\n");
+    EXPECT_THAT(shell("cat /dev/console"),
+                HasSubstr("Running \"bridge vlan add dev br0 vid 30 self\" -> done\n"));
+}
+
+TEST_F(FilteringBridges, AreTriedOnceInEachCommitWhereTheKernelHasNone)
+{
+    change(vlans);
+
+    EXPECT_THAT(commands(), HasSubstr(its_filter));
+    EXPECT_EQ(state_of("bridge", "br0"),
+              std::string("failed: \"ip ") + its_filter + "\": no filters today");
+    EXPECT_EQ(state_of("bridge-port", "eth0"), "waiting for br0 to filter VLANs");
+
+    shell("truncate -s 0 /dev/console");
+    change(
+        "<update><interface name=\"br0\"><vlan-filtering>off</vlan-filtering></interface></update>"
+        "<delete><bridge-port/></delete>");
+    EXPECT_TRUE(ran(""));
+    EXPECT_EQ(state_of("bridge", "br0"), "applied");
+}
+
+TEST_F(FilteringBridges, SayWhatTheyInterrupt)
+{
+    EXPECT_THAT(
+        lsql("<explain>" + std::string(vlans) + "</explain>"),
+        AllOf(
+            HasSubstr("a bridge begins to filter VLANs or ends it: nothing passes until its ports "
+                      "carry theirs: ip " +
+                      std::string(its_filter)),
+            HasSubstr("a port of a bridge carries a VLAN: bridge vlan add dev eth0 vid 10"),
+            HasSubstr("a port of a bridge carries a VLAN: bridge vlan add dev br0 vid 30 self")));
+
+    EXPECT_EQ(commands() + shell("cat /tmp/bridge-calls 2>/dev/null"), "");
+}
+
+TEST_F(FilteringBridges, OutliveAProgramThatEndsAtOnce)
+{
+    stand_in("bridge", "exit 3");
+
+    EXPECT_THAT(change(vlans), HasSubstr("<rc>0</rc>"));
+
+    EXPECT_THAT(shell("cat /dev/console"), HasSubstr("network: bridge: it ended with an error\n"));
 }
 
 } // namespace

@@ -55,6 +55,8 @@ protected:
                        "set -- link add name $6 type veth peer name to-$6\n"
                        ";;\n*' type bond '*)\n"
                        "test ! -e /tmp/no-bonds || { echo 'no bonds today' >&2; exit 1; }\n"
+                       ";;\n*' vlan_filtering '*)\n"
+                       "echo 'no filters today' >&2; exit 1\n"
                        "esac; exec " +
                            ip + " \"$@\"");
     }
