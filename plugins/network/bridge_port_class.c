@@ -50,13 +50,15 @@ int judge_bridge_port(const vorn_instances *configuration, const vorn_instance *
 {
     const char *name = vorn_instance_get_name(port);
     const vorn_instance *bridge = find_bridge_of(configuration, name);
-    const int may_join = bridge == NULL && judge_is_of_radio(configuration, name) &&
-                         have_filtering_bridge(configuration);
+    const int may_join = bridge == NULL && judge_is_of_radio(configuration, name);
     if (!is_link_name(name)) {
         return fault_is(found, NULL, "the name of a port is that of its interface, such as eth0");
     }
     if (bridge == NULL && !may_join) {
         return fault_is(found, NULL, "\"%s\" is a member of no bridge", name);
+    }
+    if (may_join && !have_filtering_bridge(configuration)) {
+        return fault_is(found, NULL, "no bridge filters VLANs");
     }
     if (bridge != NULL && !filters_vlans(bridge)) {
         return fault_is(found, NULL, "bridge \"%s\" does not filter VLANs",

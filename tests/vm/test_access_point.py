@@ -190,6 +190,26 @@ class AnAccessPoint(unittest.TestCase):
         self.device.await_state("running")
         self.assert_joins("attic", KEY)
 
+    def test_gives_its_network_the_vlan_back_when_hostapd_starts_anew(self):
+        self.device.write("/tmp/changes", "set interface br0 vlan-filtering=on\n"
+                                          "add bridge-port br0 untagged=7\nadd bridge-port wlan0 untagged=7\n")
+        self.device.vornctl("batch", "/tmp/changes")
+        self.device.write("/tmp/as-before", "set interface br0 vlan-filtering=\n"
+                                            "delete bridge-port br0\ndelete bridge-port wlan0\n"
+                                            "set radio wlan0 beacon-interval=\n")
+        self.addCleanup(self.device.vornctl, "batch", "/tmp/as-before")
+        carries = "bridge vlan show dev wlan0 | grep -q '7 PVID Egress Untagged'"
+        self.device.wait_for(carries)
+        [hostapd] = self.device.processes("hostapd")
+
+        self.device.vornctl("set", "radio", "wlan0", "beacon-interval=200")
+
+        self.device.wait_for(f"pid=$(pidof hostapd) && test $pid != {hostapd} && {carries}")
+        self.device.wait_for("vornctl show bridge-port wlan0 state | grep -q applied")
+        self.assert_joins("attic", KEY)
+        self.station.lease()
+        self.assertTrue(self.station.ping("192.168.7.1"))
+
     def test_restarts_no_dhcp_server_for_a_new_name_and_no_hostapd_for_a_fixed_lease(self):
         dnsmasq, hostapd = self.device.processes("dnsmasq"), self.device.processes("hostapd")
 
