@@ -105,9 +105,9 @@ TEST_F(DescribedBoards, AreHelpForPeople)
     const std::string bridge = shell("vornctl help bridge");
     EXPECT_THAT(bridge, StartsWith("Bridge (bridge)\nwhat  A switch in software: its members form "
                                    "one network.\ntype  unique-named\n"));
-    EXPECT_THAT(bridge, HasSubstr("members     Members           names of interfaces with blanks "
-                                  "between them\n"));
-    EXPECT_THAT(bridge, HasSubstr("\nstate       State             read only\n"));
+    EXPECT_THAT(bridge, HasSubstr("members         Members           names of interfaces with "
+                                  "blanks between them\n"));
+    EXPECT_THAT(bridge, HasSubstr("\nstate           State             read only\n"));
     EXPECT_THAT(shell("vornctl help interface"),
                 HasSubstr("kinds  ethernet, bridge, vlan, bond\n"));
     EXPECT_THAT(shell("vornctl help wireless-network key"), HasSubstr("flags    secret\n"));
