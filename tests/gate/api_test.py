@@ -4,6 +4,8 @@
 started here."""
 import contextlib
 import json
+import os
+import select
 import signal
 import socket
 import subprocess
@@ -52,6 +54,21 @@ class Helper(threading.Thread):
                 client.sendall({b"right": b"yes\n", b"slow": b"yes\n",
                                 b"often": b"wait 7\n"}.get(question[2], b"no\n"))
             client.close()
+
+
+class Unfinished(threading.Thread):
+    """A request that has not come whole: after how long the gate gives it up."""
+
+    def __init__(self, raw):
+        super().__init__(daemon=True)
+        self.client = gate.connect()
+        self.began = time.monotonic()
+        self.client.sendall(raw)
+        self.start()
+
+    def run(self):
+        self.answer = self.client.recv(65536)
+        self.seconds = time.monotonic() - self.began
 
 
 class TheApi(unittest.TestCase):
@@ -183,6 +200,16 @@ class TheApi(unittest.TestCase):
         self.assertEqual(self.address(), "192.168.3.1")
         self.assertEqual(self.root.get("/history").json["generations"][0]["comment"], "c")
 
+    def test_takes_so_many_changes_in_one_request_and_no_more(self):
+        contacts = [{"op": "update", "class": "system", "properties": {"contact": str(i)}}
+                    for i in range(1001)]
+        self.problem(self.root.post("/changes", {"changes": contacts}), 400, "bad-request")
+        done = self.root.post("/changes", {"changes": contacts[:-1]})
+        self.assertEqual(done.status, 200, done.body)
+        self.assertEqual(done.json["counts"], [1] * 1000)
+        told = self.root.get("/objects/system?properties=contact").json["objects"][0]
+        self.assertEqual(told["properties"], {"contact": "999"})
+
     def test_inserts_and_deletes_members_of_families(self):
         insert = {"op": "insert", "class": "bridge", "name": "br7", "properties": {"stp": "off"}}
         self.assertEqual(self.root.post("/changes", {"changes": [insert]}).status, 200)
@@ -301,6 +328,23 @@ class TheApi(unittest.TestCase):
             each.await_event("change")
             each.close()
 
+    def test_ends_a_stream_when_so_much_waits_for_its_reader(self):
+        fast, slow = self.root.stream(), self.root.stream()
+        is_over = select.poll()
+        is_over.register(slow.client, select.POLLHUP)
+        for i in range(3000):
+            contact = {"op": "update", "class": "system", "properties": {"contact": str(i)}}
+            self.assertEqual(self.root.post("/changes", {"changes": [contact]}).status, 200)
+            fast.await_event("change")
+            if is_over.poll(0):
+                break
+        else:
+            self.fail("it is still kept for whoever reads nothing")
+        got = len(slow.file.read())  # what was on its way
+        self.assertAlmostEqual(fast.taken - got, 64 * 1024, delta=4096)
+        fast.close()
+        slow.close()
+
     def test_tells_metrics_and_status(self):
         text = self.root.get("/metrics").body.decode()
         self.assertTrue(text.endswith("# EOF\n"))
@@ -368,6 +412,24 @@ class TheApi(unittest.TestCase):
             self.problem(gate.Caller(("HTTP_AUTHORIZATION", "Bearer x")).get(path),
                          401, "not-logged-in")
 
+    def test_knows_no_token_when_their_file_is_gone(self):
+        program = gate.with_token("of a file", name="file")
+        self.assertEqual(program.get("/status").status, 200)
+        os.rename(gate.TOKENS, gate.TOKENS + ".kept")
+        try:
+            self.problem(program.get("/status"), 401, "not-logged-in")
+        finally:
+            os.rename(gate.TOKENS + ".kept", gate.TOKENS)
+        self.assertEqual(program.get("/status").status, 200)
+
+    def test_z_gives_up_a_request_that_does_not_come(self):
+        for each in UNFINISHED:
+            each.join(60)
+            self.assertFalse(each.is_alive(), "it is still waited for")
+            self.assertEqual(each.answer, b"")
+            self.assertGreaterEqual(each.seconds, 9)
+            self.assertLess(each.seconds, 40)  # on a busy machine
+
     def test_refuses_what_is_no_request(self):
         for body in (b"", b"[]", b"{", b'{"changes":{}}', b'{"changes":[]}', b'{"changes":[1]}',
                      b'{"changes":[{"op":"drop","class":"system"}]}',
@@ -434,6 +496,8 @@ if __name__ == "__main__":
     GATE = gate.start_gate(sys.argv.pop(1))
     ROOT = gate.with_token("secret")
     HELPER = Helper()
+    WHOLE = gate.frame("POST", "/api/v1/changes", b"{}", ROOT.headers)
+    UNFINISHED = [Unfinished(raw) for raw in (b"", b"9", WHOLE[:40], WHOLE[:-1])]
     result = unittest.main(exit=False, warnings="ignore").result
     assert GATE.poll() is None, "the gate has ended"
     gate.end(GATE, DAEMON)

@@ -90,6 +90,7 @@ class Stream:
     def __init__(self, client):
         self.client = client
         self.file = client.makefile("rb")
+        self.taken = 0
         self.head = {}
         while (line := self.file.readline().strip()):
             name, _, value = line.decode().partition(": ")
@@ -98,6 +99,7 @@ class Stream:
     def next(self):
         event = {"event": None, "id": None, "data": None}
         for line in iter(self.file.readline, b""):
+            self.taken += len(line)
             line = line.decode().rstrip("\n")
             if line.startswith(":") or (not line and event["event"] is None):
                 continue
