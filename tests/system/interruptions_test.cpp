@@ -6,11 +6,11 @@
 
 #include <map>
 #include <set>
-#include <sstream>
 #include <string>
 
 #include "access_points.h"
 #include "hostapd_control.h"
+#include "told_interruptions.h"
 
 namespace {
 
@@ -112,21 +112,10 @@ protected:
         write_file(vorn::test::startup_file, before.substr(0, end) + office + before.substr(end));
     }
 
-    /* The properties of the page's table, with whom it says that they interrupt. */
     static std::map<std::string, std::string> told()
     {
-        std::istringstream page(read_file(example("../../docs/access-point.md")));
-        std::map<std::string, std::string> found;
-        std::string line;
-        std::string klass;
-        bool is_there = false;
-        while (std::getline(page, line)) {
-            if (line.starts_with("## ")) is_there = line == "## What a change interrupts";
-            if (!is_there || !line.starts_with("| ") || line.find('`') == std::string::npos)
-                continue;
-            read_row(line, klass, found);
-        }
-        return found;
+        return vorn::tests::told_interruptions(read_file(example("../../docs/access-point.md")),
+                                               "## What a change interrupts");
     }
 
     static std::string whom(const std::string &said)
@@ -139,28 +128,6 @@ protected:
                : said.find("those of others notice nothing") != std::string::npos
                    ? "stations of the network"
                    : said;
-    }
-
-private:
-    /* Names stand between backquotes in the first two cells. */
-    static void read_row(const std::string &line, std::string &klass,
-                         std::map<std::string, std::string> &found)
-    {
-        const auto second = line.find('|', 1);
-        const auto third = line.find('|', second + 1);
-        std::string whom = line.substr(third + 2);
-        whom.erase(whom.find(" |"));
-        auto name = line.find('`');
-        while (name < third) {
-            const auto end = line.find('`', name + 1);
-            const std::string text = line.substr(name + 1, end - name - 1);
-            if (name < second) {
-                klass = text;
-            } else {
-                found[klass + " " + text] = whom;
-            }
-            name = line.find('`', end + 1);
-        }
     }
 };
 
@@ -188,14 +155,10 @@ TEST_F(Interruptions, AreToldOfEachPropertyThatCanBeSet)
     const auto page = told();
     for (const char *klass : {"radio", "wireless-network", "radius-server", "station-key",
                               "access-list", "wireless-schedule"}) {
-        std::istringstream lines(
-            shell("vornctl complete 'vornctl add " + std::string(klass) + " x '"));
-        std::string line;
-        while (std::getline(lines, line)) {
-            if (!line.ends_with("=")) continue;
-            EXPECT_TRUE(page.contains(std::string(klass) + " " + line.substr(0, line.size() - 1)))
-                << klass << " " << line;
-            all.insert(line);
+        for (const std::string &property : vorn::tests::offered(
+                 shell("vornctl complete 'vornctl add " + std::string(klass) + " x '"))) {
+            EXPECT_TRUE(page.contains(klass + (" " + property))) << klass << " " << property;
+            all.insert(property);
         }
     }
     EXPECT_GT(all.size(), 20u);
