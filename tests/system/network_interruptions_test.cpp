@@ -4,9 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <map>
-#include <set>
 #include <string>
 
 #include "networks.h"
@@ -105,22 +103,6 @@ protected:
         return vorn::tests::told_interruptions(read_file(example("../../docs/access-point.md")),
                                                "## What a change of the network interrupts");
     }
-
-    /* What interrupts, in the words of the plugin without the commands, each once. */
-    static std::string interrupted(const std::string &said)
-    {
-        static const std::string mark = "<effect weight=\"interrupts\">";
-        std::set<std::string> seen;
-        std::string all;
-        for (auto begin = said.find(mark); begin != std::string::npos;
-             begin = said.find(mark, begin)) {
-            begin += mark.size();
-            std::string words = said.substr(begin, said.find("</effect>", begin) - begin);
-            words.erase(std::min({words.find(": ip "), words.find(": bridge "), words.size()}));
-            if (seen.insert(words).second) all += (all.empty() ? "" : "; ") + words;
-        }
-        return all.empty() ? "nobody" : all;
-    }
 };
 
 TEST_F(NetworkInterruptions, AreThoseThatThePageTells)
@@ -130,7 +112,7 @@ TEST_F(NetworkInterruptions, AreThoseThatThePageTells)
         SCOPED_TRACE(property);
         const std::string said = lsql("<explain>" + std::string(operations) + "</explain>");
         EXPECT_THAT(said, HasSubstr("<rc>0</rc></explanation>"));
-        explained[property] = interrupted(said);
+        explained[property] = vorn::tests::interrupted(said);
     }
 
     EXPECT_EQ(told(), explained);

@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 #pragma once
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <sstream>
@@ -54,6 +55,21 @@ inline std::set<std::string> offered(const std::string &completions)
     for (std::string line; std::getline(lines, line);)
         if (line.ends_with("=")) found.insert(line.substr(0, line.size() - 1));
     return found;
+}
+
+/* What interrupts, in the words of the plugin without the commands, each once. */
+inline std::string interrupted(const std::string &said)
+{
+    static const std::string mark = "<effect weight=\"interrupts\">";
+    std::set<std::string> seen;
+    std::string all;
+    for (auto begin = said.find(mark); begin != std::string::npos; begin = said.find(mark, begin)) {
+        begin += mark.size();
+        std::string words = said.substr(begin, said.find("</effect>", begin) - begin);
+        words.erase(std::min({words.find(": ip "), words.find(": bridge "), words.size()}));
+        if (seen.insert(words).second) all += (all.empty() ? "" : "; ") + words;
+    }
+    return all.empty() ? "nobody" : all;
 }
 
 } // namespace vorn::tests
