@@ -29,7 +29,8 @@ class Fleet:
     """Simulated devices that have a broker and a change behind them."""
 
     def __init__(self, build, count):
-        self.broker = street.Broker()
+        # As it is installed: a copy of all that is retained, each second, would be measured, too.
+        self.broker = street.Broker(street.CONFIGURATION)
         self.swarm = street.Swarm(build, count)
         self.count = count
         self.generation = 0
@@ -113,6 +114,7 @@ def measure_memory(table, fleet):
 def measure_return(table, fleet, seconds_away=1):
     """The broker is killed and started again."""
     fleet.swarm.tell("forget")
+    fleet.broker.save()
     fleet.broker.kill()
     time.sleep(seconds_away)
     fleet.broker.start()

@@ -2,25 +2,26 @@
 """A broker, devices that are simulated, and whoever sends them documents."""
 import json
 import pathlib
+import signal
 import subprocess
 import time
 
 HOME = pathlib.Path("/run/fleet")
 PORT = 1883
 
-# A broker that is killed forgets what it has not saved: with this it is at most a second's worth, and
-# a broker that has much to do does not save each message.
 CONFIGURATION = f"""
 user root
 persistence true
 persistence_location {HOME}/
-autosave_interval 1
 max_queued_messages 0
 max_inflight_messages 1000
 set_tcp_nodelay true
 listener {PORT} 127.0.0.1
 allow_anonymous true
 """
+# A broker that is killed forgets what it has not saved: with this it is at most a second's worth, and
+# a broker that has much to do does not save each message.
+SAVES_EACH_SECOND = CONFIGURATION + "autosave_interval 1\n"
 
 
 def await_that(is_so, what, seconds=120, pause=0.02):
@@ -37,7 +38,7 @@ class NoBroker(Exception):
 class Broker:
     """mosquitto, with a listener for those who are in the same network, without TLS."""
 
-    def __init__(self, configuration=CONFIGURATION):
+    def __init__(self, configuration=SAVES_EACH_SECOND):
         self.file = HOME / "broker.conf"
         self.file.write_text(configuration, "ascii")
         self.process = None
@@ -51,6 +52,12 @@ class Broker:
     def answers(self):
         return subprocess.run(["mosquitto_pub", "-p", str(PORT), "-t", "x", "-m", "x"], check=False,
                               capture_output=True).returncode == 0
+
+    def save(self):
+        saved = HOME / "mosquitto.db"
+        saved.unlink(missing_ok=True)
+        self.process.send_signal(signal.SIGUSR1)
+        await_that(saved.exists, "what is retained on the disk")
 
     def kill(self):
         self.process.kill()

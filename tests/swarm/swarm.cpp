@@ -19,6 +19,7 @@
  *     measured            how long those took, in milliseconds
  */
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -50,6 +51,8 @@ using vorn::fleet::SimulatedDevice;
 using vorn::fleet::Time;
 
 constexpr std::uint32_t of_input = 0xffffffff;
+constexpr std::uint32_t of_urgent = 0xfffffffe;
+constexpr int at_once = 16;
 constexpr std::size_t size_of_report = 600;
 constexpr unsigned first_answer = 0xfffffff0; /* tokens that no agent comes to */
 constexpr unsigned last_answer = 0xfffffff1;
@@ -113,6 +116,8 @@ private:
         std::uint32_t events = 0;
         unsigned links = 0;
         std::int64_t armed_ms = never;
+        bool is_urgent = false;    /* as its descriptor is watched */
+        bool is_answering = false; /* without its agent */
     };
     struct Job {
         SimulatedDevice *device;
@@ -123,6 +128,8 @@ private:
     using Timer = std::pair<std::int64_t, std::uint32_t>;
 
     void serve(std::uint32_t number, bool has_heard);
+    bool is_amid_a_change(const Place &place) const;
+    void serve_urgent();
     void watch(std::uint32_t number);
     void arm(std::uint32_t number);
     void run_jobs();
@@ -141,6 +148,7 @@ private:
     std::int64_t begin_wall_ = std::time(nullptr);
     std::mt19937 random_{std::random_device()()};
     int epoll_ = epoll_create1(EPOLL_CLOEXEC);
+    int urgent_ = epoll_create1(EPOLL_CLOEXEC); /* which is in the other */
     long private_before_ = private_memory();
     long in_use_before_ = static_cast<long>(mallinfo2().uordblks + mallinfo2().hblkhd);
     std::string input_;
@@ -151,6 +159,7 @@ private:
     Rate dials_;
     Rate connections_;
     Mode mode_ = Mode::agents;
+    std::uint32_t served_ = 0;
     std::vector<std::int64_t> took_us_;
     std::vector<std::int64_t> since_begin_us_;
 };
@@ -164,6 +173,8 @@ Swarm::Swarm(int count, const vorn::fleet::Broker &broker, double speed, const S
             std::make_unique<SimulatedDevice>(*this, shared, broker, "sim" + std::to_string(i));
     epoll_event event = {EPOLLIN, {.u32 = of_input}};
     epoll_ctl(epoll_, EPOLL_CTL_ADD, STDIN_FILENO, &event);
+    event.data.u32 = of_urgent;
+    epoll_ctl(epoll_, EPOLL_CTL_ADD, urgent_, &event);
 }
 
 Time Swarm::now() const
@@ -171,6 +182,13 @@ Time Swarm::now() const
     const double passed = static_cast<double>(microseconds() - begin_us_) * speed_;
     return {static_cast<std::int64_t>(passed / 1000),
             begin_wall_ + static_cast<std::int64_t>(passed / 1000000)};
+}
+
+/* Each device would have a processor of its own: here whoever has begun a change is served before
+ * those who have not, so that none of these waits for the work of all others twice. */
+bool Swarm::is_amid_a_change(const Place &place) const
+{
+    return place.is_answering || place.device->daemon().wake_at() != never;
 }
 
 /* What a link waits for changes with each of its states, and a descriptor that was closed has gone
@@ -183,14 +201,18 @@ void Swarm::watch(std::uint32_t number)
     const int descriptor = wanted_.empty() ? -1 : wanted_[0].fd;
     const std::uint32_t events =
         wanted_.empty() ? 0 : static_cast<std::uint32_t>(wanted_[0].events);
+    const bool is_urgent = is_amid_a_change(place);
     if (place.descriptor == descriptor && place.events == events &&
-        place.links == place.device->links())
+        place.links == place.device->links() && place.is_urgent == is_urgent)
         return;
     epoll_event event = {events, {.u32 = number}};
-    if (place.descriptor != descriptor && place.descriptor >= 0)
-        epoll_ctl(epoll_, EPOLL_CTL_DEL, place.descriptor, nullptr);
-    if (descriptor >= 0 && epoll_ctl(epoll_, EPOLL_CTL_MOD, descriptor, &event) != 0)
-        epoll_ctl(epoll_, EPOLL_CTL_ADD, descriptor, &event);
+    const bool has_moved = place.descriptor != descriptor || place.is_urgent != is_urgent;
+    if (has_moved && place.descriptor >= 0)
+        epoll_ctl(place.is_urgent ? urgent_ : epoll_, EPOLL_CTL_DEL, place.descriptor, nullptr);
+    const int epoll = is_urgent ? urgent_ : epoll_;
+    if (descriptor >= 0 && epoll_ctl(epoll, EPOLL_CTL_MOD, descriptor, &event) != 0)
+        epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &event);
+    place.is_urgent = is_urgent;
     place.descriptor = descriptor;
     place.events = events;
     place.links = place.device->links();
@@ -207,6 +229,7 @@ void Swarm::arm(std::uint32_t number)
 
 void Swarm::serve(std::uint32_t number, bool has_heard)
 {
+    served_ = number;
     places_[number].device->serve(has_heard);
     run_jobs();
     watch(number);
@@ -248,19 +271,28 @@ void Swarm::run()
         places_[i].device->start();
         serve(i, false);
     }
-    std::vector<epoll_event> events(512);
+    std::array<epoll_event, at_once> events{};
     for (bool goes_on = true; goes_on;) {
-        const int count = epoll_wait(epoll_, events.data(), 512, time_left());
+        const int count = epoll_wait(epoll_, events.data(), at_once, time_left());
+        serve_urgent();
         for (int i = 0; i < count; i++) {
             const std::uint32_t number = events[static_cast<std::size_t>(i)].data.u32;
-            if (number != of_input) {
-                serve(number, true);
-            } else {
+            if (number == of_input) {
                 goes_on = read_input() && goes_on;
+            } else if (number != of_urgent) {
+                serve(number, true);
             }
         }
         run_timers();
     }
+}
+
+void Swarm::serve_urgent()
+{
+    std::array<epoll_event, 512> events{};
+    const int count = epoll_wait(urgent_, events.data(), static_cast<int>(events.size()), 0);
+    for (int i = 0; i < count; i++)
+        serve(events[static_cast<std::size_t>(i)].data.u32, true);
 }
 
 bool Swarm::read_input()
@@ -325,6 +357,7 @@ bool Swarm::measures(SimulatedDevice &device, const vorn::fleet::Message &messag
 {
     if (mode_ == Mode::agents) return false;
     if (mode_ == Mode::proof) {
+        places_[served_].is_answering = true;
         answer(device, first_answer);
         return true;
     }
@@ -339,6 +372,7 @@ bool Swarm::measures(SimulatedDevice &device, const vorn::fleet::Message &messag
 bool Swarm::measures(SimulatedDevice &device, unsigned token)
 {
     if (token == first_answer) answer(device, last_answer);
+    if (token == last_answer) places_[served_].is_answering = false;
     return token == first_answer || token == last_answer;
 }
 
