@@ -164,6 +164,17 @@ std::string valid_values(const Property &property)
     return text;
 }
 
+/* The daemon cuts what is long: of a long value there is no more, and what was wrong is not said.
+ */
+std::string made_whole(const std::string &told, const Property &refused, const Target &target,
+                       const Values &values)
+{
+    const std::string *value = value_of(values, refused.name);
+    if (!value || !concat({"Value \"", *value}).starts_with(told)) return told;
+    return concat({"Value \"", *value, "\" is not valid for property \"", refused.name,
+                   "\" of class \"", target.class_name, "\"."});
+}
+
 std::string without_secrets(std::string text, const Schema &schema, const std::string &class_name,
                             const Values &values)
 {
@@ -210,7 +221,7 @@ std::string explained(const std::string &error, const Schema &schema, const Targ
     if (const Property *refused = refused_property(error, schema, target, values)) {
         const std::string valid = valid_values(*refused);
         return concat(
-            {told, valid.empty() ? "" : " Valid is: ", valid,
+            {made_whole(told, *refused, target, values), valid.empty() ? "" : " Valid is: ", valid,
              did_you_mean(*value_of(values, refused->name), literal_values(refused->valid))});
     }
     return told;

@@ -231,8 +231,10 @@ static int declare_web(vorn_refresher *refresher)
     vorn_property_accept_characters(vorn_class_get_property(web, "certificate"), "azAZ09./__--", 0,
                                     255);
     declare_number(web, "session-lifetime", shortest_session, longest_session, 0);
-    declare_setting(web, "allowed", is_list_of_networks,
-                    "<IPv4 addresses or networks such as 10.0.0.0/8, with blanks between them>");
+    declare_setting(
+        web, "allowed", is_list_of_networks,
+        "<at most 16 IPv4 addresses or networks such as 10.0.0.0/8, with blanks between "
+        "them>");
     /* An address of a network's host stands for the network. */
     vorn_property *allowed = vorn_class_get_property(web, "allowed");
     vorn_property_accept(allowed, VORN_INPUT_PLAIN_IP | VORN_INPUT_NETWORK);
