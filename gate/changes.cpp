@@ -233,12 +233,29 @@ bool is_about_operation(std::string_view error)
            error.find("\" is not valid for class \"") != std::string_view::npos;
 }
 
+/* The daemon cuts what is long, and with it the names or half of one. */
+void name_whole(Wrong &wrong, const client::Values &values)
+{
+    const std::string_view told = wrong.detail;
+    if (!told.starts_with("Value \"")) return;
+    for (const auto &[name, value] : values) {
+        const std::string head =
+            "Value \"" + value + "\" is not valid for property \"" + name + "\" of class \"";
+        const bool is_cut = told.starts_with(head) ? told.find('"', head.size()) == told.npos
+                                                   : head.starts_with(told);
+        if (!is_cut) continue;
+        wrong.property = name;
+        wrong.class_name.clear();
+    }
+}
+
 [[noreturn]] void refuse(const Wish &wish, const std::string &error, std::size_t index)
 {
     if (!is_about_operation(error) || index >= wish.changes.size()) throw problem_of(error);
     Problem problem = problem_of(error, static_cast<int>(index));
     const client::Target &target = wish.changes[index].target;
     for (Wrong &each : problem.errors) {
+        name_whole(each, wish.changes[index].values);
         if (each.class_name.empty()) each.class_name = target.class_name;
         if (each.name.empty()) each.name = target.name.value_or("");
     }

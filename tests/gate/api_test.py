@@ -225,6 +225,11 @@ class TheApi(unittest.TestCase):
                              422, "refused")["errors"][0]
         self.assertEqual((wrong["class"], wrong["name"], wrong["property"], wrong["change"]),
                          ("static-address", "lan", "address", 0))
+        for length in (300, 150, 145, 120, 100):  # of which the daemon tells no more than it has room for
+            wrong = self.problem(self.root.post("/changes", {"changes": [change("1" * length)]}),
+                                 422, "refused")["errors"][0]
+            self.assertEqual((wrong["class"], wrong["name"], wrong["property"]),
+                             ("static-address", "lan", "address"))
 
     def test_lets_nobody_overwrite_what_he_has_not_seen(self):
         tag = self.root.get(LAN).headers["ETag"]
