@@ -102,13 +102,12 @@ static void note_press(const char *button, int64_t held_ms, const char *action)
 {
     forget_press(button);
     struct press *made = malloc(sizeof *made);
-    char *name = strdup(button);
-    if (made == NULL || name == NULL) {
+    if (made == NULL) return;
+    *made = (struct press){presses, strdup(button), time(NULL), held_ms, action};
+    if (made->button == NULL) {
         free(made);
-        free(name);
         return;
     }
-    *made = (struct press){presses, name, time(NULL), held_ms, action};
     presses = made;
 }
 

@@ -150,7 +150,7 @@ static int write_part(const char *radio, const hostapd_text *text, int place, st
 
 static int write_parts(const char *radio, const amends_plan *plan, const hostapd_text *text)
 {
-    struct addresses all;
+    struct addresses all = {{0}, {{0}}};
     int has_failed = 0;
     read_addresses(&all, radio, plan->removed);
     for (int place = 1; place < hostapd_most_networks; place++) {

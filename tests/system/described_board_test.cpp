@@ -240,7 +240,8 @@ TEST_F(JudgedBoards, JudgeAsTheyDescribe)
                                  "ipv6-policy-route to",
                                  "ipv6-announcement first",
                                  "ipv6-announcement last",
-                                 "ipv6-announcement dns-servers"})
+                                 "ipv6-announcement dns-servers",
+                                 "bridge-port tagged"})
             if (name == each) return true;
         return false;
     };

@@ -74,9 +74,9 @@ protected:
     void SetUp() override
     {
         Device::SetUp();
-        for (const char *plugin : {"dhcp.vorn", "dns.vorn", "log.vorn", "save.vorn", "schema.vorn",
-                                   "ssh.vorn", "time.vorn"})
-            install_plugin(plugin);
+        install_plugin("schema.vorn");
+        for (const std::string klass : {"dhcp", "dns", "time", "log", "ssh"})
+            install_plugin(klass + ".vorn");
         for (const char *program : {"dnsmasq", "ntpd", "syslogd", "dropbear"})
             stand_in(program, "exec sleep 1000");
         stand_in("dropbearkey", "echo key >\"$4\"");
