@@ -72,6 +72,12 @@ def make_certificates():
         each.chmod(0o644)
 
 
+def make_stranger(name):
+    """The broker's certificate, as anybody can make it who is not our authority."""
+    run("openssl", "req", "-x509", *CURVE, "-days", "30", "-subj", "/CN=broker", "-addext",
+        f"subjectAltName=IP:{ADDRESS}", "-keyout", HOME / f"{name}.key", "-out", HOME / f"{name}.pem")
+
+
 def make_users():
     lines = ["root:x:0:0::/:/bin/sh"]
     lines.append(f"vorn-agent:x:{1000 if HAS_SECOND_USER else 0}:{1000 if HAS_SECOND_USER else 0}"

@@ -219,6 +219,12 @@ class ADeviceOfAFleet(unittest.TestCase):
         self.assertEqual(show("address", "lan"), before)
         apply(system(location="back"))
 
+    def test_goes_to_the_next_broker_where_one_is_away(self):
+        apply({"fleet": {"some": [{"values": {"brokers": f"{board.ADDRESS}:1 {board.ADDRESS}:8883"}}]}},
+              connection="new")
+        apply(system(location="by the second"), connection="new")
+        apply({"fleet": {"some": [{"values": {"brokers": f"{board.ADDRESS}:8883"}}]}}, connection="new")
+
     def test_leaves_nothing_unread(self):
         """What lies in a socket is the kernel's memory."""
         for number in range(5):

@@ -92,10 +92,10 @@ class Peer:
 class Hostile:
     """Listens; whoever connects meets the way, a function that is given the peer after CONNECT."""
 
-    def __init__(self, way, home, greets=True, shakes_hands=True):
+    def __init__(self, way, home, greets=True, shakes_hands=True, certificate="broker"):
         self.way, self.greets, self.shakes_hands = way, greets, shakes_hands
         self.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        self.context.load_cert_chain(home / "broker.pem", home / "broker.key")
+        self.context.load_cert_chain(home / f"{certificate}.pem", home / f"{certificate}.key")
         self.context.load_verify_locations(home / "ca.pem")
         self.context.verify_mode = ssl.CERT_REQUIRED
         self.door = socket.create_server(("", 0), backlog=16)

@@ -55,6 +55,8 @@ def ways():
         "15-mib": hostile(hostile_broker.declare(15 * 1024 * 1024)),
         "aliases": hostile(hostile_broker.use_aliases),
         "no-tls": hostile(leave, shakes_hands=False),
+        "impostor of another authority": hostile(leave, certificate="stranger"),
+        "impostor with a device's certificate": hostile(leave, certificate="device"),
         "silent": hostile(say_nothing, greets=False),
         "elsewhere": hostile(send(connack(0x9d, b"\x1c" + redirected())), greets=False),
         "elsewhere-later": hostile(send(b"\xe0" + bytes([2 + len(redirected()) + 1]) + b"\x9d" +
@@ -158,6 +160,10 @@ class WhoeverHasAHostileBroker(unittest.TestCase):
         with self.assertRaises(BlockingIOError):
             ELSEWHERE.accept()
 
+    def test_says_nothing_to_who_is_not_its_broker(self):
+        impostors = [each.broker for each in self.devices if each.name.startswith("impostor")]
+        self.assertEqual([len(each.peers) for each in impostors], [0, 0])
+
     def test_talks_no_more_than_it_would(self):
         [flood] = [each for each in self.devices if each.name == "flood"]
         told = [each.published(b"reported") for each in flood.broker.peers]
@@ -170,6 +176,7 @@ def prepare(build):
     board.VORNCTL = build / "client/vornctl"
     board.HOME.mkdir(mode=0o755)
     board.make_certificates()
+    board.make_stranger("stranger")
     DAEMON = board.start_daemon()
     ELSEWHERE = socket.create_server(("", 0))
 
