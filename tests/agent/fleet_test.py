@@ -5,6 +5,8 @@ sandbox with a second user."""
 import os
 import pathlib
 import signal
+import subprocess
+import threading
 import time
 import unittest
 
@@ -218,6 +220,36 @@ class ADeviceOfAFleet(unittest.TestCase):
         self.assertLess(report["generation"], number)
         self.assertEqual(show("address", "lan"), before)
         apply(system(location="back"))
+
+    def test_is_not_confused_by_who_changes_the_same_meanwhile(self):
+        """What a document takes away may be gone by the time that it does, or be there again."""
+        over = threading.Event()
+
+        def come_and_go(name):
+            while not over.is_set():
+                for words in (("add", "ntp-server", name, "address=192.0.2.9"), ("delete", "ntp-server", name)):
+                    subprocess.run([board.VORNCTL, *words], check=False, capture_output=True)
+
+        guests = [threading.Thread(target=come_and_go, args=[f"guest{i}"]) for i in range(4)]
+        host = {"name": "host", "values": {}}
+        before = len(BROKER.told)
+        try:
+            for each in guests:
+                each.start()
+            for i in range(100):  # of which five to ten meet a guest between two of the agent's words
+                host["values"]["address"] = f"192.0.2.{i + 1}"
+                number = desire({"ntp-server": {"all": [host]}}, attempts=9)
+                board.await_that(lambda: any(topic == "reported" and text["about"] == number
+                                             for topic, text in BROKER.told[before:]), "an answer")
+        finally:
+            over.set()
+            for each in guests:
+                each.join()
+        BROKER.await_report(state="applied", about=number, generation=number, trial="none")
+        refused = [text["detail"] for topic, text in BROKER.told[before:]
+                   if topic == "reported" and text["state"] == "refused"]
+        self.assertEqual(refused, [])
+        apply({"ntp-server": {"all": []}})
 
     def test_goes_to_the_next_broker_where_one_is_away(self):
         apply({"fleet": {"some": [{"values": {"brokers": f"{board.ADDRESS}:1 {board.ADDRESS}:8883"}}]}},
