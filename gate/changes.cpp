@@ -249,32 +249,44 @@ void name_whole(Wrong &wrong, const client::Values &values)
     }
 }
 
+void name_target(Wrong &wrong, const client::Target &target)
+{
+    if (wrong.class_name.empty()) wrong.class_name = target.class_name;
+    if (wrong.name.empty()) wrong.name = target.name.value_or("");
+}
+
+/* Of a sentence against one of the changes, whichever names it tells itself. */
+Wrong wrong_of_change(const std::string &line, const Wish &wish, std::size_t index)
+{
+    if (index >= wish.changes.size()) return wrong_of(line);
+    Wrong wrong = wrong_of(line, static_cast<int>(index));
+    name_whole(wrong, wish.changes[index].values);
+    name_target(wrong, wish.changes[index].target);
+    return wrong;
+}
+
 [[noreturn]] void refuse(const Wish &wish, const std::string &error, std::size_t index)
 {
     if (!is_about_operation(error) || index >= wish.changes.size()) throw problem_of(error);
-    Problem problem = problem_of(error, static_cast<int>(index));
-    const client::Target &target = wish.changes[index].target;
-    for (Wrong &each : problem.errors) {
-        name_whole(each, wish.changes[index].values);
-        if (each.class_name.empty()) each.class_name = target.class_name;
-        if (each.name.empty()) each.name = target.name.value_or("");
-    }
+    Problem problem = problem_of(error);
+    for (Wrong &each : problem.errors)
+        each = wrong_of_change(each.detail, wish, index);
     throw problem;
 }
 
-Json refusals_of(const client::Explanation &explanation)
+Json refusals_of(const client::Explanation &explanation, const Wish &wish)
 {
     Json refused = list();
-    const auto add = [&](const std::string &line) {
+    const auto add = [&](const std::string &line, const Wrong &wrong) {
         Problem problem = problem_of(line);
         /* What is not about the values is not an explanation, but an error. */
         if (problem.status != 422) throw problem;
-        append(refused, json_of(wrong_of(line)));
+        append(refused, json_of(wrong));
     };
     for (const client::Explanation::Error &each : explanation.errors)
-        add(each.sentence);
+        add(each.sentence, wrong_of_change(each.sentence, wish, each.operation - 1));
     for (const std::string &each : explanation.refused)
-        add(each);
+        add(each, wrong_of(each));
     return refused;
 }
 
@@ -306,7 +318,7 @@ Json json_of_provider(const client::Explanation::Provider &provider)
     return json;
 }
 
-Answer explained(Desk &desk, const Caller &caller, const std::string &reply)
+Answer explained(Desk &desk, const Caller &caller, const Wish &wish, const std::string &reply)
 {
     if (!client::Explanation::is_one(reply)) {
         const std::vector<client::Outcome> outcomes = client::parse_answer(reply);
@@ -328,7 +340,7 @@ Answer explained(Desk &desk, const Caller &caller, const std::string &reply)
     for (const client::Explanation::Provider &each : explanation.providers)
         append(providers, json_of_provider(each));
     const Json json = object();
-    put(json, "refused", refusals_of(explanation));
+    put(json, "refused", refusals_of(explanation, wish));
     put_text(json, "commit", present_commit(desk, caller));
     put(json, "changes", std::move(changes));
     put(json, "providers", std::move(providers));
@@ -339,7 +351,7 @@ Answer carried_out(Desk &desk, const Caller &caller, const Wish &wish, const Dev
                    const client::Request &request)
 {
     const std::string reply = desk.device.ask(request.text());
-    if (wish.explains) return explained(desk, caller, reply);
+    if (wish.explains) return explained(desk, caller, wish, reply);
     const std::vector<client::Outcome> outcomes = client::parse_answer(reply);
     Json counts = list();
     for (std::size_t i = 0; i < outcomes.size(); i++) {

@@ -5,6 +5,7 @@ started here."""
 import contextlib
 import json
 import os
+import re
 import select
 import signal
 import socket
@@ -189,6 +190,28 @@ class TheApi(unittest.TestCase):
         self.assertEqual(len(set(series)), 2000)
         self.assertEqual(len(series), 2000)
 
+    def test_makes_no_label_of_what_comes_from_the_air(self):
+        macs = [f"02:00:00:00:00:0{i}" for i in range(3)]
+
+        def insert(of_class, properties, **more):
+            return {"op": "insert", "class": of_class, "properties": properties, **more}
+
+        added = self.root.post("/changes", {"changes": [
+            insert("radio", {"state": "running on channel 1"}, name="radio0"),
+            insert("station", {"network": "guests", "unknown": "no answer"}),
+            *(insert("station", {"mac": mac, "network": "home"}) for mac in macs)]})
+        self.assertEqual(added.status, 200, added.body)
+        text = self.root.get("/metrics").body.decode()
+        self.assertIn('\nradio_up{radio="radio0"} 1\n', text)
+        self.assertIn('\nstations{network="home"} 3\n', text)
+        self.assertNotIn('"guests"', text)
+        for mac in macs:
+            self.assertNotIn(mac, text)
+        labels = set(re.findall(r'[{,]([a-z_]+)="', text))
+        self.assertEqual(labels - {"interface", "kind", "network", "phase", "program", "provider",
+                                   "radio"},
+                         set())
+
     def test_changes_all_or_nothing(self):
         self.problem(self.root.post("/changes", {"changes": [
             change("192.168.3.1"), change("192.168.3.256")]}), 422, "refused")
@@ -230,6 +253,12 @@ class TheApi(unittest.TestCase):
                                  422, "refused")["errors"][0]
             self.assertEqual((wrong["class"], wrong["name"], wrong["property"]),
                              ("static-address", "lan", "address"))
+            told = self.root.post("/changes", {"explain": True, "changes": [
+                {"op": "update", "class": "system", "properties": {"contact": "somebody"}},
+                change("1" * length)]})
+            wrong = told.json["refused"][0]
+            self.assertEqual((wrong["class"], wrong["name"], wrong["property"], wrong["change"]),
+                             ("static-address", "lan", "address", 1))
 
     def test_lets_nobody_overwrite_what_he_has_not_seen(self):
         tag = self.root.get(LAN).headers["ETag"]
